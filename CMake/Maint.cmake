@@ -1,0 +1,49 @@
+# How every folder is built: one object library a folder, warnings are errors, tests beside what they test.
+#
+#   maint_folder( NAME SOURCES a.cpp b.cpp [LINK lib ...] )   object library NAME of a folder outside Platform
+#   maint_platform_folder( NAME SOURCES a.cpp ... )           the same, gathered into the shared library maintplatform
+#   maint_test( NAME SOURCES aTest.cpp ... [LINK lib ...] )   test program; each TEST() is one ctest test
+
+set( CMAKE_CXX_STANDARD 20 )
+set( CMAKE_CXX_STANDARD_REQUIRED ON )
+set( CMAKE_CXX_EXTENSIONS OFF )
+set( CMAKE_POSITION_INDEPENDENT_CODE ON )
+set( CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib )
+set( CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin )
+
+find_program( CCACHE ccache )
+if( CCACHE )
+  set( CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE} )
+endif()
+
+find_package( GTest REQUIRED )
+include( GoogleTest )
+
+add_library( maint_options INTERFACE )
+target_include_directories( maint_options INTERFACE ${PROJECT_SOURCE_DIR} )
+# gnu-unique symbols would pin a plug-in in memory for ever; unloading must really unload.
+target_compile_options( maint_options INTERFACE
+  -Wall -Wextra -Wpedantic -Werror -Wshadow=local -Wnon-virtual-dtor -Wextra-semi -fno-gnu-unique )
+if( MAINT_SANITIZE )
+  target_compile_options( maint_options INTERFACE
+    -O1 -fno-omit-frame-pointer -fsanitize=address,undefined -fno-sanitize-recover=all )
+  target_link_options( maint_options INTERFACE -fsanitize=address,undefined )
+endif()
+
+function( maint_folder name )
+  cmake_parse_arguments( arg "" "" "SOURCES;LINK" ${ARGN} )
+  add_library( ${name} OBJECT ${arg_SOURCES} )
+  target_link_libraries( ${name} PUBLIC maint_options ${arg_LINK} )
+endfunction()
+
+function( maint_platform_folder name )
+  maint_folder( ${name} ${ARGN} )
+  target_sources( maintplatform PRIVATE $<TARGET_OBJECTS:${name}> )
+endfunction()
+
+function( maint_test name )
+  cmake_parse_arguments( arg "" "" "SOURCES;LINK" ${ARGN} )
+  add_executable( ${name} ${arg_SOURCES} )
+  target_link_libraries( ${name} PRIVATE maint_options ${arg_LINK} GTest::gtest GTest::gtest_main )
+  gtest_discover_tests( ${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60 )
+endfunction()
