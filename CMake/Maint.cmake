@@ -2,7 +2,9 @@
 #
 #   maint_folder( NAME SOURCES a.cpp b.cpp [LINK lib ...] )   object library NAME of a folder outside Platform
 #   maint_platform_folder( NAME SOURCES a.cpp ... )           the same, gathered into the shared library maintplatform
-#   maint_test( NAME SOURCES aTest.cpp ... [LINK lib ...] )   test program; each TEST() is one ctest test
+#   maint_test( NAME SOURCES aTest.cpp ... [LINK lib ...] [LONG] )   test program; each TEST() is one ctest test;
+#                                        LONG leaves them to `make test-full`
+# Release builds hold no tests (BUILD_TESTING is off there).
 
 set( CMAKE_CXX_STANDARD 20 )
 set( CMAKE_CXX_STANDARD_REQUIRED ON )
@@ -16,8 +18,10 @@ if( CCACHE )
   set( CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE} )
 endif()
 
-find_package( GTest REQUIRED )
-include( GoogleTest )
+if( BUILD_TESTING )
+  find_package( GTest REQUIRED )
+  include( GoogleTest )
+endif()
 
 add_library( maint_options INTERFACE )
 target_include_directories( maint_options INTERFACE ${PROJECT_SOURCE_DIR} )
@@ -42,8 +46,14 @@ function( maint_platform_folder name )
 endfunction()
 
 function( maint_test name )
-  cmake_parse_arguments( arg "" "" "SOURCES;LINK" ${ARGN} )
+  if( NOT BUILD_TESTING )
+    return()
+  endif()
+  cmake_parse_arguments( arg "LONG" "" "SOURCES;LINK" ${ARGN} )
   add_executable( ${name} ${arg_SOURCES} )
   target_link_libraries( ${name} PRIVATE maint_options ${arg_LINK} GTest::gtest GTest::gtest_main )
-  gtest_discover_tests( ${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60 )
+  if( arg_LONG )
+    set( properties PROPERTIES LABELS long )
+  endif()
+  gtest_discover_tests( ${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60 ${properties} )
 endfunction()

@@ -1,0 +1,63 @@
+# The commands of this project. The rules of the build itself are CMake's: see CMakePresets.json.
+# What is built goes into build/PRESET; nothing else in the tree is written.
+
+JOBS ?= $(shell nproc)
+PREFIX ?= /usr/local
+
+.DEFAULT_GOAL := build
+.PHONY: help deps build release test test-full demo bench lint format install clean
+
+help: ## list these targets
+	@sed -n 's/^\([a-z-]*\):[^#]*## /\1\t/p' $(firstword $(MAKEFILE_LIST)) | expand -t 12
+
+deps: ## install the Debian packages that are missing, or print the line that does
+	@Tools/deps
+
+build: deps ## build for development (build/dev)
+	cmake --preset dev
+	cmake --build --preset dev -j$(JOBS)
+
+release: deps ## build what is installed and measured (build/release)
+	cmake --preset release
+	cmake --build --preset release -j$(JOBS)
+
+# The tests come last, so that the last lines are the summary of all tests.
+test: deps ## build and run all tests but the long ones, under the sanitizers
+	cmake --preset sanitizers
+	cmake --build --preset sanitizers -j$(JOBS)
+	cmake --preset release
+	cmake --build --preset release -j$(JOBS)
+	Tools/smoke build/release
+	ctest --preset sanitizers -j$(JOBS)
+
+test-full: deps ## the same with the long tests
+	cmake --preset sanitizers
+	cmake --build --preset sanitizers -j$(JOBS)
+	cmake --preset release
+	cmake --build --preset release -j$(JOBS)
+	Tools/smoke build/release
+	ctest --preset sanitizers-full -j$(JOBS)
+
+demo: deps ## watch a unit drain on a simulated switch
+	@test -x Tools/demo || { echo "make demo: needs the agent maintd, which is not part of this tree yet" >&2; exit 1; }
+	cmake --preset release
+	cmake --build --preset release -j$(JOBS)
+	Tools/demo build/release
+
+bench: deps ## measure, each figure beside its floor
+	@test -f Bench/CMakeLists.txt || { echo "make bench: there are no benchmarks in this tree yet" >&2; exit 1; }
+	cmake --preset bench
+	cmake --build --preset bench -j$(JOBS)
+	Tools/bench build/bench
+
+lint: deps ## formatting, includes, use of the outside world
+	@Tools/lint
+
+format: deps ## format every C++ file in place
+	@Tools/check-format --fix
+
+install: release ## install under PREFIX (DESTDIR is honoured)
+	cmake --install build/release --prefix $(PREFIX)
+
+clean: ## remove everything that was built
+	rm -rf build
