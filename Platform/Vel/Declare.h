@@ -3,6 +3,8 @@
 #include "Platform/Vel/Collection.h"
 #include "Platform/Vel/Entity.h"
 
+#include <memory>
+
 /// Purpose: declaring entity types. One line for each constructor parameter, attribute, counter and
 /// collection:
 ///
@@ -138,6 +140,21 @@ struct DescribeKeyed {
    }
 };
 
+/// The reactor of a key, made and switched on if it is not there.
+template < class Key, class R, class Owner >
+R * reactorIs(
+   Collection< Key, std::unique_ptr< R > > & reactors, const Key & key,
+   Ptr< const typename R::Watched > entity, Owner * owner ) {
+   const auto [slot, inserted] = reactors.emplace( key );
+   if ( !inserted )
+      return slot->get();
+   *slot = std::make_unique< R >( std::move( entity ), owner );
+   R * const reactor = slot->get();
+   reactor->velInterestIs( interestOf< R >() );
+   reactor->hasNotificationActiveIs( true );
+   return reactor;
+}
+
 } // namespace Vel
 
 /// First line of an entity type. What follows is public.
@@ -254,10 +271,6 @@ struct DescribeKeyed {
    ::Vel::U32 name##s() const { return name##_.size(); }                                                     \
    const Key * name##First() const { return name##_.firstKey(); }                                            \
    const VelCollection_##name & name##Range() const { return name##_; }                                      \
-   void name##DelAll() {                                                                                     \
-      while ( const Key * key = name##_.firstKey() )                                                         \
-         name##Del( *key );                                                                                  \
-   }                                                                                                         \
                                                                                                              \
  private:                                                                                                    \
    VelCollection_##name name##_;                                                                             \
@@ -288,6 +301,10 @@ struct DescribeKeyed {
       name##Changed( key );                                                                                  \
       return true;                                                                                           \
    }                                                                                                         \
+   void name##DelAll() {                                                                                     \
+      while ( const Key * key = name##_.firstKey() )                                                         \
+         name##Del( *key );                                                                                  \
+   }                                                                                                         \
                                                                                                              \
  private:                                                                                                    \
    void name##Changed( const Key & key ) {                                                                   \
@@ -317,6 +334,10 @@ struct DescribeKeyed {
       name##Changed( key );                                                                                  \
       return true;                                                                                           \
    }                                                                                                         \
+   void name##DelAll() {                                                                                     \
+      while ( const Key * key = name##_.firstKey() )                                                         \
+         name##Del( *key );                                                                                  \
+   }                                                                                                         \
                                                                                                              \
  private:                                                                                                    \
    void name##Changed( const Key & key ) {                                                                   \
@@ -327,11 +348,10 @@ struct DescribeKeyed {
  public:                                                                                                     \
    VEL_KEYED( Key, ::Vel::NoValue, name, VEL_ORDERING( __VA_ARGS__ ) )
 
-/// Owned child entities by key. `name( key )` is the child or null; `nameIs( key, args... )` returns the
-/// child that is there or makes one from ( key, args... ); `namePut( key, child )` puts a given child, one
-/// under the same key is deleted first; `nameDel( key )` takes the child out, tells, then drops the
-/// reference.
-#define VEL_CHILDREN( Key, Child, name, handler, ... )                                                       \
+/// Owned child entities by key whose operations are written by hand because they do more than store. Gives
+/// `name( key )`, the child or null, and privately `namePut( key, child )` and `nameTake( key )`, which put a
+/// child (one under the same key leaves first) or take it out, and tell.
+#define VEL_OWNED( Key, Child, name, handler, ... )                                                          \
    VEL_LINK(                                                                                                 \
       name, handler, (const Key &),                                                                          \
       ::Vel::DescribeKeyed<                                                                                  \
@@ -341,26 +361,21 @@ struct DescribeKeyed {
       const ::Vel::Ptr< Child > * child = name##_.find( key );                                               \
       return child ? child->get() : nullptr;                                                                 \
    }                                                                                                         \
-   template < class... Args >                                                                                \
-   requires std::is_constructible_v< Child, const Key &, Args... > Child * name##Is(                         \
-      const Key & key, Args &&... args ) {                                                                   \
-      if ( Child * child = name( key ) )                                                                     \
-         return child;                                                                                       \
-      return name##Put( key, ::Vel::make< Child >( key, std::forward< Args >( args )... ) );                 \
-   }                                                                                                         \
-   Child * name##Put( const Key & argument, ::Vel::Ptr< Child > child ) {                                    \
+                                                                                                             \
+ private:                                                                                                    \
+   Child * name##Store( const Key & argument, ::Vel::Ptr< Child > child ) {                                  \
       const Key key = argument;                                                                              \
       if ( !child )                                                                                          \
          throw ::Vel::RangeError::nullParameter( "_" #name, ::Vel::typeName< VelSelf >() + "::" #name );     \
       Child * const result = child.get();                                                                    \
       if ( name( key ) == result )                                                                           \
          return result;                                                                                      \
-      name##Del( key );                                                                                      \
+      name##Take( key );                                                                                     \
       *name##_.emplace( key ).first = std::move( child );                                                    \
       name##Changed( key, result, nullptr );                                                                 \
       return result;                                                                                         \
    }                                                                                                         \
-   bool name##Del( const Key & argument ) {                                                                  \
+   bool name##Take( const Key & argument ) {                                                                 \
       const Key key = argument;                                                                              \
       ::Vel::Ptr< Child > gone;                                                                              \
       if ( !name##_.extract( key, gone ) )                                                                   \
@@ -368,8 +383,6 @@ struct DescribeKeyed {
       name##Changed( key, nullptr, gone.get() );                                                             \
       return true;                                                                                           \
    }                                                                                                         \
-                                                                                                             \
- private:                                                                                                    \
    void name##Changed( const Key & key, Child * added, Child * removed ) {                                   \
       this->template velChildChanged< VelLink_##name >(                                                      \
          key, added, removed, [&]( VelLink_##name & r ) { r.handler( key ); } );                             \
@@ -377,6 +390,66 @@ struct DescribeKeyed {
                                                                                                              \
  public:                                                                                                     \
    VEL_KEYED( Key, ::Vel::Ptr< Child >, name, VEL_ORDERING( __VA_ARGS__ ) )
+
+/// Owned child entities by key: what VEL_OWNED gives, and `nameIs( key, args... )`, which returns the child
+/// that is there or makes one from ( key, args... ); `namePut( key, child )` puts a given child, one under
+/// the same key is deleted first; `nameDel( key )` takes the child out, tells, then drops the reference;
+/// `nameDelAll()`.
+#define VEL_CHILDREN( Key, Child, name, handler, ... )                                                       \
+   VEL_OWNED( Key, Child, name, handler __VA_OPT__(, ) __VA_ARGS__ );                                        \
+   template < class... Args >                                                                                \
+   requires std::is_constructible_v< Child, const Key &, Args... > Child * name##Is(                         \
+      const Key & key, Args &&... args ) {                                                                   \
+      if ( Child * child = name( key ) )                                                                     \
+         return child;                                                                                       \
+      return name##Store( key, ::Vel::make< Child >( key, std::forward< Args >( args )... ) );               \
+   }                                                                                                         \
+   Child * name##Put( const Key & key, ::Vel::Ptr< Child > child ) {                                         \
+      return name##Store( key, std::move( child ) );                                                         \
+   }                                                                                                         \
+   bool name##Del( const Key & key ) { return name##Take( key ); }                                           \
+   void name##DelAll() {                                                                                     \
+      while ( const Key * key = name##_.firstKey() )                                                         \
+         name##Del( *key );                                                                                  \
+   }                                                                                                         \
+   static_assert( true )
+
+/// Reactors by key, one for each entity of a watched collection: `name( key )` is the reactor or null;
+/// `nameIs( key, entity )` makes it unless it is there, bound to the entity and to this object, and switches
+/// it on; `nameDel( key )`, `nameDelAll()`. The reactor class is complete here and is built from ( entity,
+/// owner ).
+#define VEL_REACTORS( Key, ReactorType, name )                                                               \
+   struct VelLink_##name : decltype( velChain( ::Vel::AnyRank{} ) ) {                                        \
+      using VelPrevious = decltype( velChain( ::Vel::AnyRank{} ) );                                          \
+      static constexpr unsigned velIndex = VelPrevious::velIndex + 1;                                        \
+      template < class R >                                                                                   \
+      static constexpr ::Vel::U64 velInterest() {                                                            \
+         return VelPrevious::template velInterest< R >();                                                    \
+      }                                                                                                      \
+      static void velDescribe( ::Vel::TypeInfo & info ) {                                                    \
+         VelPrevious::velDescribe( info );                                                                   \
+         info.attributeIs( { #name, ::Vel::AttributeInfo::reactors, velIndex } );                            \
+      }                                                                                                      \
+   };                                                                                                        \
+   static VelLink_##name velChain( ::Vel::Rank< VelLink_##name::velIndex > );                                \
+   ReactorType * name( const Key & key ) const {                                                             \
+      const auto * reactor = name##_.find( key );                                                            \
+      return reactor ? reactor->get() : nullptr;                                                             \
+   }                                                                                                         \
+   ReactorType * name##Is( const Key & key, ::Vel::Ptr< const ReactorType::Watched > entity ) {              \
+      if ( !entity )                                                                                         \
+         throw ::Vel::RangeError::nullParameter( "_" #name, ::Vel::typeName< VelSelf >() + "::" #name );     \
+      return ::Vel::reactorIs( name##_, key, std::move( entity ), this );                                    \
+   }                                                                                                         \
+   bool name##Del( const Key & key ) {                                                                       \
+      std::unique_ptr< ReactorType > gone;                                                                   \
+      return name##_.extract( key, gone );                                                                   \
+   }                                                                                                         \
+   void name##DelAll() {                                                                                     \
+      while ( const Key * key = name##_.firstKey() )                                                         \
+         name##Del( *key );                                                                                  \
+   }                                                                                                         \
+   VEL_KEYED( Key, std::unique_ptr< ReactorType >, name, ::Vel::Hashed )
 
 /// The order of a collection from the optional last argument of its line.
 #define VEL_ORDERING( ... ) VEL_FIRST( __VA_OPT__( ::Vel::__VA_ARGS__, )::Vel::Hashed )

@@ -13,7 +13,7 @@ class Entity;
 
 /// One declared line of an entity type.
 struct AttributeInfo {
-   enum Kind : U8 { param, attribute, counter, set, map, children };
+   enum Kind : U8 { param, attribute, counter, set, map, children, reactors };
 
    const char * name;
    Kind kind;
@@ -40,9 +40,13 @@ struct AttributeInfo {
    /// Makes the child of a key from its key alone; null if the bytes are not ours.
    Entity * ( *restoreChild )( Entity &, ByteReader & key ) = nullptr;
 
-   bool keyed() const { return kind >= set; }
-   /// Whether a store keeps it.
-   bool stored() const { return ( !value || value->stored ) && ( !key || key->stored ); }
+   bool keyed() const { return kind >= set && kind <= children; }
+   /// Whether a store can keep it: pointers, children that need more than their key, and reactors stay
+   /// behind.
+   bool stored() const {
+      return kind != reactors && ( !value || value->stored ) && ( !key || key->stored ) &&
+             ( kind != children || restoreChild );
+   }
 };
 
 /// Description of one entity type.
