@@ -174,4 +174,10 @@ findsAnIncludeAfterCommentsAndStrings() {
    says 'Low/Bad.cpp:3:'
 }
 
+theReadmeNamesEveryFolderOfTheList() {
+   run awk -F: 'FNR == NR { readme = readme $0; next }
+      /^[A-Z]/ && $1 !~ / / && !index( readme, "`" $1 "`" )' "$tools/../README.md" "$tools/include-edges.txt"
+   saysNothing
+}
+
 runTest "$@"
