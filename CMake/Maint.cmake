@@ -10,6 +10,10 @@ set( CMAKE_CXX_STANDARD 20 )
 set( CMAKE_CXX_STANDARD_REQUIRED ON )
 set( CMAKE_CXX_EXTENSIONS OFF )
 set( CMAKE_POSITION_INDEPENDENT_CODE ON )
+include( GNUInstallDirs )
+# Programs are installed in bin and find the platform in the folder of our own libraries.
+set( MAINT_INSTALL_LIBDIR ${CMAKE_INSTALL_LIBDIR}/maintd )
+set( CMAKE_INSTALL_RPATH "$ORIGIN/../${MAINT_INSTALL_LIBDIR}" )
 set( CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib )
 set( CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin )
 
