@@ -1,0 +1,101 @@
+#pragma once
+
+#include "MaintenancePlugin/MonitoredIntf.h"
+#include "Platform/Cog/TimerWheel.h"
+#include "Platform/Model/IntfMaintenanceProfile.h"
+
+namespace MaintenanceMode {
+
+/// Purpose: decides for one interface when its traffic has gone, shuts it down if its profile says so, and
+/// keeps watching it under maintenance. Shared by all units that hold the interface. Owner: the root's
+/// collection of interface monitors.
+///
+/// Invariants:
+/// 1. The timer is armed in EnterMaint (5 s) and, unless the interface is shut, in UnderMaint (10 s); never
+/// otherwise.
+/// 2. `state` is written only by stateIs(), which publishes it and arms the timer.
+/// 3. Dependent units learn that the interface has drained before the record says so.
+class IntfMonSm final : public Vel::Entity {
+   VEL_ENTITY( IntfMonSm );
+   using Profile = IntfMaintenanceProfile::Status;
+
+   /// Seconds between samples while waiting for traffic to go. Each quiet sample stands for that long a quiet
+   /// time.
+   static constexpr double thresholdSamplePeriod = 5.0;
+   /// Seconds between samples under maintenance.
+   static constexpr double passiveSamplePeriod = 10.0;
+
+   /// Only stores; the factory also runs handleInitialized().
+   IntfMonSm(
+      const Wire::IntfId & intf, const Vel::Ptr< Cog::TimerWheel > & clock,
+      const Vel::Ptr< const Profile > & intfProfile, DrainWatchSm * rootSm,
+      const Vel::Ptr< MonitoredIntf > & monitoredIntf, Maintenance::MonIntfState initialState );
+   static Vel::Ptr< IntfMonSm > IntfMonSmIs(
+      const Wire::IntfId & intf, const Vel::Ptr< Cog::TimerWheel > & clock,
+      const Vel::Ptr< const Profile > & intfProfile, DrainWatchSm * rootSm,
+      const Vel::Ptr< MonitoredIntf > & monitoredIntf, Maintenance::MonIntfState initialState );
+
+   VEL_PARAM( Wire::IntfId, intf );
+   VEL_STATE( Vel::Ptr< Cog::TimerWheel >, clock, onClock );
+   VEL_STATE( Vel::Ptr< const Profile >, intfProfile, onIntfProfile );
+   VEL_PARAM( DrainWatchSm *, rootSm );
+   VEL_PARAM( Vel::Ptr< MonitoredIntf >, monitoredIntf );
+   VEL_PARAM( Maintenance::MonIntfState, initialState );
+   VEL_STATE( Maintenance::MonIntfState, state, onState );
+   VEL_ATTR( bool, initialized, onInitialized );
+   VEL_ATTR( Vel::String, oldProfileName, onOldProfileName );
+
+   /// The timer.
+   struct VelClock final : Cog::TimerReactor< IntfMonSm > {
+      using TimerReactor::TimerReactor;
+      void onTime() override { sm()->handleTimeout(); }
+   };
+   /// Other fields of the profile are read afresh at every sample, so only `shutdown` is watched.
+   struct VelIntfProfile final : Vel::ReactorTo< IntfMonSm, Profile > {
+      using ReactorTo::ReactorTo;
+      void onShutdown() override { sm()->handleProfileUpdate(); }
+   };
+
+   void clockIs( const Vel::Ptr< Cog::TimerWheel > & clock );
+   /// Hands a profile over; the same one again does nothing, null is held but not acted on.
+   void intfProfileIs( const Vel::Ptr< const Profile > & intfProfile );
+   void stateIs( Maintenance::MonIntfState state );
+   void hasNotificationActiveIs( bool active );
+
+   // states and timers: IntfMonSm.cpp
+   void handleInitialized();
+   void handleState();
+   void handleTimeout();
+   void setMonitoringTimer();
+   void setThresholdMonitoringTimeout();
+   void setPassiveMonitoringTimeout();
+   void stopTimer();
+
+   // decisions: IntfMonSmDrain.cpp
+   bool isTrafficBelowThreshold() const;
+   /// Counts one sample.
+   void updateCounters();
+   bool hasTrafficDrained() const;
+   /// Shuts the interface down or brings it back, as profile, time and `drained` say; true if it is shut
+   /// afterwards.
+   bool doMaintenanceShutdown( bool drained );
+
+   // what dependent units learn: IntfMonSmUnits.cpp
+   void notifyDependentUnits();
+   void updateDependentUnitStatus( bool belowThreshold );
+
+   // profiles: IntfMonSmProfile.cpp
+   void handleProfile();
+   void handleProfileUpdate();
+   void processProfileUpdate();
+   void dump( int fd, unsigned indent ) const;
+
+ private:
+   /// The name of the profile held, empty while there is none.
+   Vel::String profileName() const;
+
+   Vel::Watch< VelIntfProfile > profileReactor_;
+   Cog::TimerWatch< VelClock > timer_;
+};
+
+} // namespace MaintenanceMode
