@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Platform/Vel/String.h"
+
+#include <utility>
+
+/// Purpose: the outcome of an operation that may fail for reasons outside of this process (a full disk, a
+/// damaged file, a mount that does not fit). Such failures are values, not exceptions: whoever asked decides.
+namespace Ledger {
+
+/// Success, or a text that names what failed, where and why, in words for an operator.
+class [[nodiscard]] Status {
+ public:
+   Status() = default;
+   static Status failure( Vel::String text ) {
+      Status result;
+      result.text_ = text.empty() ? Vel::String( "failed" ) : std::move( text );
+      return result;
+   }
+
+   bool ok() const { return text_.empty(); }
+   /// Empty on success.
+   const Vel::String & text() const { return text_; }
+
+   friend bool operator==( const Status &, const Status & ) = default;
+
+ private:
+   Vel::String text_;
+};
+
+} // namespace Ledger
