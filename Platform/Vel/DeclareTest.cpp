@@ -1,4 +1,5 @@
 #include "Platform/Vel/Declare.h"
+#include "Platform/Vel/Dir.h"
 
 #include <gtest/gtest.h>
 
@@ -57,6 +58,10 @@ TEST( Declare, describesEveryLine ) {
    ASSERT_EQ( 6u, info.attributes().size() );
    EXPECT_STREQ( "ring", info.attributes()[4].name );
    EXPECT_EQ( 5u, info.attributes()[4].index );
+}
+
+TEST( Declare, namesTypesWithTheirNamespace ) {
+   EXPECT_EQ( "Vel::Dir", Vel::typeInfoOf< Vel::Dir >().name() );
 }
 
 } // namespace

@@ -4,6 +4,14 @@
 
 #include <vector>
 
+/// Has no types of its own: the compiler leaves out the namespaces that a name shares with the function.
+namespace VelTypeName {
+template < class T >
+constexpr const char * text() {
+   return __PRETTY_FUNCTION__;
+}
+} // namespace VelTypeName
+
 /// Purpose: the run-time description of every entity type, for persistence, JSON and `show`, and the registry
 /// of types by name. Descriptions are built from the same lines that declare a type, so they cannot differ
 /// from it.
@@ -76,7 +84,7 @@ String typeNameFrom( std::string_view prettyFunction );
 /// The qualified name of a type.
 template < class T >
 const String & typeName() {
-   static const String name = Detail::typeNameFrom( __PRETTY_FUNCTION__ );
+   static const String name = Detail::typeNameFrom( VelTypeName::text< T >() );
    return name;
 }
 
