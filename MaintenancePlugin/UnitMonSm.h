@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MaintenancePlugin/UnitIntfInput.h"
+#include "Platform/Model/IntfMaintenanceProfile.h"
 #include "Platform/Model/Maintenance.h"
 
 namespace MaintenanceMode {
@@ -62,7 +63,10 @@ class UnitMonSm final : public Vel::Entity {
       DrainWatchSm * rootSm );
 
  private:
-   Vel::Ptr< IntfMonSm > intfMonFor( const Wire::IntfId & intf );
+   void startGroup( const Maintenance::GroupKey & group );
+   /// Makes the interface's sampler and monitor, for an interface that no unit has had so far.
+   IntfMonSm *
+   intfMonNew( const Wire::IntfId & intf, const Vel::Ptr< const IntfMaintenanceProfile::Status > & profile );
 
    Vel::Watch< VelMonIntf > monIntfReactor_;
    Vel::Watch< VelDrainedIntf > drainedIntfReactor_;
