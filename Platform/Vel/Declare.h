@@ -315,18 +315,23 @@ R * reactorIs(
  public:                                                                                                     \
    VEL_KEYED( Key, Value, name, VEL_ORDERING( __VA_ARGS__ ) )
 
-/// Set of keys: `name( key )` tells membership, `nameIs( key )` adds.
-#define VEL_SET( Key, name, handler, ... )                                                                   \
+/// Set of keys whose operations are written by hand because they do more than store. Gives `name( key )`,
+/// membership, and privately `nameStore( key )` and `nameTake( key )`, which add a key or take it out, and tell.
+#define VEL_STATE_SET( Key, name, handler, ... )                                                             \
    VEL_LINK(                                                                                                 \
       name, handler, (const Key &),                                                                          \
       ::Vel::DescribeKeyed< VelSelf, Key, ::Vel::NoValue, VEL_ORDERING( __VA_ARGS__ ), &VelSelf::name##_ >:: \
          set( info, #name, velIndex ) );                                                                     \
    bool name( const Key & key ) const { return name##_.find( key ) != nullptr; }                             \
-   void name##Is( const Key & key ) {                                                                        \
-      if ( name##_.emplace( key ).second )                                                                   \
-         name##Changed( key );                                                                               \
+                                                                                                             \
+ private:                                                                                                    \
+   bool name##Store( const Key & key ) {                                                                     \
+      if ( !name##_.emplace( key ).second )                                                                  \
+         return false;                                                                                       \
+      name##Changed( key );                                                                                  \
+      return true;                                                                                           \
    }                                                                                                         \
-   bool name##Del( const Key & argument ) {                                                                  \
+   bool name##Take( const Key & argument ) {                                                                 \
       const Key key = argument;                                                                              \
       ::Vel::NoValue gone;                                                                                   \
       if ( !name##_.extract( key, gone ) )                                                                   \
@@ -334,12 +339,6 @@ R * reactorIs(
       name##Changed( key );                                                                                  \
       return true;                                                                                           \
    }                                                                                                         \
-   void name##DelAll() {                                                                                     \
-      while ( const Key * key = name##_.firstKey() )                                                         \
-         name##Del( *key );                                                                                  \
-   }                                                                                                         \
-                                                                                                             \
- private:                                                                                                    \
    void name##Changed( const Key & key ) {                                                                   \
       this->template velKeyChanged< VelLink_##name >(                                                        \
          key, [&]( VelLink_##name & r ) { r.handler( key ); } );                                             \
@@ -347,6 +346,17 @@ R * reactorIs(
                                                                                                              \
  public:                                                                                                     \
    VEL_KEYED( Key, ::Vel::NoValue, name, VEL_ORDERING( __VA_ARGS__ ) )
+
+/// Set of keys: `name( key )` tells membership, `nameIs( key )` adds, `nameDel( key )`, `nameDelAll()`.
+#define VEL_SET( Key, name, handler, ... )                                                                   \
+   VEL_STATE_SET( Key, name, handler __VA_OPT__(, ) __VA_ARGS__ );                                           \
+   void name##Is( const Key & key ) { name##Store( key ); }                                                  \
+   bool name##Del( const Key & key ) { return name##Take( key ); }                                           \
+   void name##DelAll() {                                                                                     \
+      while ( const Key * key = name##_.firstKey() )                                                         \
+         name##Del( *key );                                                                                  \
+   }                                                                                                         \
+   static_assert( true )
 
 /// Owned child entities by key whose operations are written by hand because they do more than store. Gives
 /// `name( key )`, the child or null, and privately `namePut( key, child )` and `nameTake( key )`, which put a

@@ -2,6 +2,10 @@
 
 namespace Vel {
 
+namespace {
+const TypeRegistration< Dir > dirType;
+}
+
 Ptr< Entity > Dir::entryIs( const String & name, const String & typeName ) {
    if ( Ptr< Entity > present = entityRef( name ) ) {
       if ( present->typeInfo().name() != typeName )

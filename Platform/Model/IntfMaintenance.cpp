@@ -1,0 +1,9 @@
+#include "Platform/Model/IntfMaintenance.h"
+
+namespace IntfMaintenance {
+
+namespace {
+const Vel::TypeRegistration< IntfToGroupDir > intfToGroupDirType;
+}
+
+} // namespace IntfMaintenance

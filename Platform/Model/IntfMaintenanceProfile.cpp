@@ -1,0 +1,9 @@
+#include "Platform/Model/IntfMaintenanceProfile.h"
+
+namespace IntfMaintenanceProfile {
+
+namespace {
+const Vel::TypeRegistration< StatusDir > statusDirType;
+}
+
+} // namespace IntfMaintenanceProfile
