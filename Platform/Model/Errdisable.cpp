@@ -11,8 +11,8 @@ Vel::String stringValue( CauseGroupType type ) {
    switch ( type ) {
    case CauseGroupType::none:
       return "none";
-   case CauseGroupType::interface:
-      return "interface";
+   case CauseGroupType::interfaceCause:
+      return "interfaceCause";
    }
    return Vel::text( "CauseGroupType(", Vel::U32( type ), ")" );
 }

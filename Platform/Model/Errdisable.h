@@ -8,8 +8,8 @@
 namespace Errdisable {
 
 /// Ordinals are part of the stored form.
-enum class CauseGroupType : Vel::U32 { none = 0, interface = 1 };
-/// "none", "interface"; any other value as "CauseGroupType(9)".
+enum class CauseGroupType : Vel::U32 { none = 0, interfaceCause = 1 };
+/// "none", "interfaceCause"; any other value as "CauseGroupType(9)".
 Vel::String stringValue( CauseGroupType type );
 
 /// Which cause is shown when there are several. Ordinals are part of the stored form.

@@ -11,8 +11,8 @@ Vel::String stringValue( GroupType type ) {
    switch ( type ) {
    case GroupType::none:
       return "none";
-   case GroupType::interface:
-      return "interface";
+   case GroupType::interfaceGroup:
+      return "interfaceGroup";
    }
    return Vel::text( "GroupType(", Vel::U32( type ), ")" );
 }

@@ -7,8 +7,8 @@
 namespace Maintenance {
 
 /// Ordinals are part of the stored form.
-enum class GroupType : Vel::U32 { none = 0, interface = 1 };
-/// "none", "interface"; any other value as "GroupType(9)".
+enum class GroupType : Vel::U32 { none = 0, interfaceGroup = 1 };
+/// "none", "interfaceGroup"; any other value as "GroupType(9)".
 Vel::String stringValue( GroupType type );
 
 struct GroupKey {

@@ -10,10 +10,10 @@ Vel::String stringValue( ProfileType type ) {
    switch ( type ) {
    case ProfileType::none:
       return "none";
-   case ProfileType::unit:
-      return "unit";
-   case ProfileType::interface:
-      return "interface";
+   case ProfileType::unitProfile:
+      return "unitProfile";
+   case ProfileType::interfaceProfile:
+      return "interfaceProfile";
    }
    return Vel::text( "ProfileType(", Vel::U32( type ), ")" );
 }
