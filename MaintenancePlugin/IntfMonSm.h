@@ -95,7 +95,7 @@ class IntfMonSm final : public Vel::Entity {
    Vel::String profileName() const;
 
    Vel::Watch< VelIntfProfile > profileReactor_;
-   Cog::TimerWatch< VelClock > timer_;
+   Vel::Watch< VelClock > timer_;
 };
 
 } // namespace MaintenanceMode

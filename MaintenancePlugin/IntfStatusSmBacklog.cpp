@@ -61,14 +61,14 @@ void IntfStatusSm::processIntf( const Wire::IntfId & intfId ) {
    }
    const auto * entry = intfToGroupDir() ? intfToGroupDir()->intfToGroup( intfId ) : nullptr;
    const bool maintIntf =
-      entry && !entry->selectedProfileKey( Maintenance::Profile::ProfileType::interfaceProfile ).unset();
+      entry && !entry->selectedProfileKey( Maintenance::Profile::ProfileType::interface ).unset();
 
    // An interface that is down because it was shut for maintenance is still there to be monitored.
    bool intfUp = false;
    if ( const VelIntfStatus * status = intfStatus( intfId ) ) {
       const auto & cause = root.errDisableCauseStatus();
-      intfUp = status->entity()->operStatus() == Interface::IntfOperStatus::operUp ||
-               ( cause && cause->intfStatus( intfId ) );
+      intfUp =
+         status->entity()->operStatus() == Interface::operUp || ( cause && cause->intfStatus( intfId ) );
    }
    const bool intfMon = root.intfMon( intfId ) != nullptr;
    TRACE(

@@ -69,7 +69,7 @@ void UnitMonSm::handleInitialized() {
 }
 
 void UnitMonSm::startGroup( const Maintenance::GroupKey & group ) {
-   if ( group.type != Maintenance::GroupType::interfaceGroup )
+   if ( group.type != Maintenance::GroupType::interface )
       return;
    const auto & groupStatusDir = rootSm()->intfGroupStatusDir();
    const auto * groupStatus = groupStatusDir ? groupStatusDir->status( group ) : nullptr;
@@ -100,10 +100,10 @@ void UnitMonSm::startIntfMon( const Wire::IntfId & intf ) {
       rootSm()->counters()->numIntfMonNoIntfStatusInc( 1 );
       return;
    }
-   if ( status->operStatus() != Interface::IntfOperStatus::operUp ) {
+   if ( status->operStatus() != Interface::operUp ) {
       TRACE_TEXT(
          4, "startIntfMon: Intf ", intf, " operStatus is ", status->operStatus(), ", ignoring as it is not ",
-         Interface::IntfOperStatus::operUp );
+         Interface::operUp );
       rootSm()->counters()->numIntfMonIntfOperNotUpInc( 1 );
       return;
    }
@@ -160,7 +160,7 @@ void UnitMonSm::stopIntfMon( const Wire::IntfId & intf ) {
    // The profile may have come from this unit, so what applies without it is resolved again.
    const auto intfProfile = rootSm()->getIntfProfile( intf );
    const auto * status = intfStatus( *rootSm(), intf );
-   if ( intfProfile && status && status->operStatus() == Interface::IntfOperStatus::operUp )
+   if ( intfProfile && status && status->operStatus() == Interface::operUp )
       intfMonSm->intfProfileIs( intfProfile );
    else {
       TRACE_TEXT(
