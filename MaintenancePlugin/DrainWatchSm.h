@@ -1,8 +1,13 @@
 #pragma once
 
 #include "MaintenancePlugin/DrainWatchSmDebugCounters.h"
+#include "MaintenancePlugin/IntfMonSm.h"
+#include "MaintenancePlugin/IntfRateAggregatorSm.h"
+#include "MaintenancePlugin/IntfStatusSm.h"
+#include "MaintenancePlugin/MaintStageHelperSm.h"
 #include "MaintenancePlugin/MonitoredIntf.h"
 #include "MaintenancePlugin/UnitIntfInput.h"
+#include "MaintenancePlugin/UnitMonSm.h"
 #include "Platform/Cog/TimerWheel.h"
 #include "Platform/Model/Bridging.h"
 #include "Platform/Model/Errdisable.h"
@@ -14,12 +19,6 @@
 #include "Platform/Model/Stage.h"
 
 namespace MaintenanceMode {
-
-class IntfMonSm;
-class IntfRateAggregatorSm;
-class IntfStatusSm;
-class MaintStageHelperSm;
-class UnitMonSm;
 
 /// The stage that this plug-in carries out, in both stage classes.
 extern const Vel::String stageName;

@@ -162,7 +162,7 @@ void IntfStatusSm::VelIntfToGroup::handleIntfToGroupMembershipChange( const Grou
 
 void IntfStatusSm::VelIntfToGroup::handleSelectedProfile( ProfileType profileType ) {
    // Only a selection that changes without the set of groups is acted on here: a changed set comes by itself.
-   constexpr ProfileType wantedType = ProfileType::interface;
+   constexpr ProfileType wantedType = ProfileType::interfaceProfile;
    constexpr ProfileChangeCause wantedCause = ProfileChangeCause::selection;
    if ( profileType != wantedType ) {
       TRACE( 4, "  ignoring as profile type is not ", wantedType );

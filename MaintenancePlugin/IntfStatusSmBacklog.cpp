@@ -1,5 +1,4 @@
 #include "MaintenancePlugin/DrainWatchSm.h"
-#include "MaintenancePlugin/IntfMonSm.h"
 #include "MaintenancePlugin/IntfStatusSm.h"
 #include "MaintenancePlugin/PluginTrace.h"
 
@@ -61,7 +60,7 @@ void IntfStatusSm::processIntf( const Wire::IntfId & intfId ) {
    }
    const auto * entry = intfToGroupDir() ? intfToGroupDir()->intfToGroup( intfId ) : nullptr;
    const bool maintIntf =
-      entry && !entry->selectedProfileKey( Maintenance::Profile::ProfileType::interface ).unset();
+      entry && !entry->selectedProfileKey( Maintenance::Profile::ProfileType::interfaceProfile ).unset();
 
    // An interface that is down because it was shut for maintenance is still there to be monitored.
    bool intfUp = false;

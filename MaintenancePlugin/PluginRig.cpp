@@ -1,11 +1,5 @@
 #include "MaintenancePlugin/PluginRig.h"
 
-#include "MaintenancePlugin/IntfMonSm.h"
-#include "MaintenancePlugin/IntfRateAggregatorSm.h"
-#include "MaintenancePlugin/IntfStatusSm.h"
-#include "MaintenancePlugin/MaintStageHelperSm.h"
-#include "MaintenancePlugin/UnitMonSm.h"
-
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -202,13 +196,13 @@ void PluginRig::defaultProfileIs( const String & name ) { defaultProfile->profil
 void PluginRig::selectIs( const Intf & intf, const String & profileName ) {
    auto * entry = intfToGroupDir->intfToGroupIs( intf );
    entry->profileChangeCauseIs( Maintenance::ProfileChangeCause::selection );
-   entry->selectedProfileIs( ProfileType::interface, { ProfileType::interface, profileName } );
+   entry->selectedProfileIs( ProfileType::interfaceProfile, { ProfileType::interfaceProfile, profileName } );
 }
 
 void PluginRig::selectDel( const Intf & intf ) {
    auto * entry = intfToGroupDir->intfToGroupIs( intf );
    entry->profileChangeCauseIs( Maintenance::ProfileChangeCause::selection );
-   entry->selectedProfileDel( ProfileType::interface );
+   entry->selectedProfileDel( ProfileType::interfaceProfile );
 }
 
 void PluginRig::groupMemberIs( const String & groupName, const Intf & intf ) {

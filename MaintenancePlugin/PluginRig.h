@@ -47,7 +47,7 @@ class PluginRig {
 
    // ---- configuration
    static Maintenance::GroupKey group( const String & name ) {
-      return { Maintenance::GroupType::interface, name };
+      return { Maintenance::GroupType::interfaceGroup, name };
    }
    IntfMaintenanceProfile::Status *
    profileIs( const String & name, double thresholdKbps, U32 loadInterval, bool shutdown, double maxDelay );

@@ -1,7 +1,6 @@
 #include "MaintenancePlugin/UnitMonSm.h"
 
 #include "MaintenancePlugin/DrainWatchSm.h"
-#include "MaintenancePlugin/IntfMonSm.h"
 #include "MaintenancePlugin/PluginTrace.h"
 
 #include <cstdio>
@@ -69,7 +68,7 @@ void UnitMonSm::handleInitialized() {
 }
 
 void UnitMonSm::startGroup( const Maintenance::GroupKey & group ) {
-   if ( group.type != Maintenance::GroupType::interface )
+   if ( group.type != Maintenance::GroupType::interfaceGroup )
       return;
    const auto & groupStatusDir = rootSm()->intfGroupStatusDir();
    const auto * groupStatus = groupStatusDir ? groupStatusDir->status( group ) : nullptr;
