@@ -1,0 +1,233 @@
+#pragma once
+
+#include "Platform/Vel/Clock.h"
+#include "Platform/Vel/Declare.h"
+
+#include <limits>
+#include <memory>
+
+/// Purpose: timers for hundreds of thousands of state machines that all fire on common ticks.
+///
+/// A tick is a multiple of the wheel's tick length in absolute time, whenever the wheel was made. A timer set at
+/// time t fires at the first tick at or after t.
+///
+/// Invariants:
+/// 1. Never early: the turn in which a timer fires has a time at or after the time that was set.
+/// 2. Within one tick timers fire in the order in which they were set; setting again is setting later, also to
+///    the same time. A value set while the timer is switched off counts as set when it is switched on.
+/// 3. A timer that a handler disarms, sets again, switches off or destroys does not fire any more in that turn,
+///    even if it was due.
+/// 4. Nobody fires twice in one turn. Ticks that are overdue fire in one turn, in their order, with its time.
+/// 5. A tick goes by with the first turn at or after it, whether or not anything was due. A timer that is set to
+///    a time whose tick has gone by fires at the next tick that has not.
+/// 6. Any finite time keeps its exact tick and its place, however far away it is.
+/// 7. Arming and cancelling cost O(1) and never allocate.
+namespace Cog {
+
+class TimerWheel;
+
+/// Neighbours in a circular list. A node that is on no list has none.
+struct TimerLink {
+   TimerLink * next = nullptr;
+   TimerLink * previous = nullptr;
+};
+
+/// One timer of a wheel, which it holds. Belongs to whoever reacts; destroying it cancels it.
+class Timer : private TimerLink {
+ public:
+   static constexpr double never = std::numeric_limits< double >::infinity();
+
+   Timer( const Timer & ) = delete;
+   Timer & operator=( const Timer & ) = delete;
+
+   /// Fire once, at the first tick at or after this time in seconds; replaces what was set before. Infinity
+   /// disarms. NaN is an assertion.
+   void timeMinIs( double absoluteSeconds );
+   /// The time that is set; infinity when disarmed, and from the moment it fires.
+   double timeMin() const { return timeMin_; }
+
+   /// Switches the timer on or off; idempotent. It is made switched off, and keeps its time while it is off.
+   void hasNotificationActiveIs( bool active );
+   bool hasNotificationActive() const { return active_; }
+
+   /// Runs in the timers' phase of the event loop, disarmed; it may set the timer again or destroy it.
+   virtual void onTime() = 0;
+
+   const TimerWheel * entity() const { return wheel_.get(); }
+
+ protected:
+   /// Throws RangeError "null ValidPtr" without a wheel.
+   explicit Timer( Vel::Ptr< const TimerWheel > wheel );
+   virtual ~Timer();
+
+ private:
+   friend class TimerWheel;
+   Vel::Ptr< const TimerWheel > wheel_;
+   double timeMin_ = never;
+   Vel::U64 tick_ = 0;
+   bool active_ = false;
+};
+
+/// The wheel registers with the clock that it is given and is driven by it.
+///
+/// Inside, the timers of the near future have a bucket for each tick; those farther away share buckets, each of
+/// which is spread over nearer ones when time comes to its beginning, before anything can be added there. So all
+/// timers of one tick are in one bucket at any time, in the order in which they were set.
+class TimerWheel final : public Vel::Entity, private Vel::Clock::Driven {
+   VEL_ENTITY( TimerWheel );
+   /// `tickMsecs`: length of a tick, above 0. `initialMaxTicks`: how many ticks have a bucket of their own (up
+   /// to 4096 are); timers may be set to any time. `preserveOrder`: order within a tick is kept in any case.
+   /// `defaultBucketSize`: buckets are lists through the timers and need no size.
+   /// Throws RangeError "null ValidPtr" without a clock.
+   TimerWheel(
+      Vel::Ptr< Vel::Clock > clock, Vel::U32 tickMsecs, Vel::U32 initialMaxTicks, bool preserveOrder,
+      Vel::U32 defaultBucketSize );
+   ~TimerWheel() override;
+
+   VEL_PARAM( Vel::Ptr< Vel::Clock >, clock );
+   VEL_PARAM( Vel::U32, tickMsecs );
+   VEL_PARAM( Vel::U32, initialMaxTicks );
+   VEL_PARAM( bool, preserveOrder );
+   VEL_PARAM( Vel::U32, defaultBucketSize );
+
+   /// The time of the first tick for which a timer is armed; infinity when there is none. Timers that an
+   /// exception kept from firing are due at their old tick.
+   double dueTime() const override;
+
+ private:
+   friend class Timer;
+   using Tick = Vel::U64;
+   static constexpr Tick noTick = ~Tick( 0 );
+   /// Seconds; ticks and milliseconds below it are exact in a double. A timer beyond never fires.
+   static constexpr double timeLimit = 9.0e12;
+   static constexpr unsigned upperBits = 6;
+   static constexpr unsigned upperSlots = 1u << upperBits;
+
+   void run( double currentTime ) override;
+
+   double secondsOf( Tick tick ) const {
+      if ( tickSeconds_ != 0 )
+         return static_cast< double >( tick ) * tickSeconds_;
+      return static_cast< double >( tick * tickMsecs_ ) / 1000.0;
+   }
+   Tick tickAtOrAfter( double seconds ) const;
+   Tick tickAtOrBefore( double seconds ) const;
+   /// The first tick with a timer, noTick if there is none.
+   Tick dueTick() const;
+   Tick findDueTick() const;
+   std::size_t nextOccupied( std::size_t slot, std::size_t end ) const;
+
+   std::size_t slotOf( Tick tick ) const {
+      const Tick difference = tick ^ base_;
+      return difference < slots_ ? tick & ( slots_ - 1 ) : upperSlotOf( tick, difference );
+   }
+   std::size_t upperSlotOf( Tick tick, Tick difference ) const;
+   void arm( Timer & timer ) const;
+   void place( Timer & timer ) const;
+   void cancel( Timer & timer ) const;
+   void takeDue( Tick limit );
+   void moveTo( Tick tick );
+   void spread( std::size_t slot );
+
+   static void linkBefore( TimerLink & head, TimerLink & link );
+   static void unlink( TimerLink & link );
+   static bool empty( const TimerLink & head ) { return head.next == &head; }
+
+   double ticksPerSecond_ = 0;
+   double tickSeconds_ = 0; ///< if it is a whole number, else 0
+   unsigned slotBits_ = 0;
+   std::size_t slots_ = 0; ///< buckets for single ticks; upperSlots more for each further level
+   Tick base_ = 0;         ///< the last tick that has gone by; all armed timers are later
+   // Timers arm themselves on a wheel that others only read.
+   mutable Tick due_ = noTick; ///< no timer is earlier; one is at it unless stale
+   mutable bool dueStale_ = false;
+   std::unique_ptr< TimerLink[] > heads_;
+   std::unique_ptr< Vel::U64[] > occupied_; ///< a bit a bucket: clear means empty
+   TimerLink overdue_;                      ///< taken out of their buckets and about to fire
+};
+
+/// Base of the nested timer classes: bound to one wheel (counted) and to its owner (plain).
+///
+///     struct VelClock final : Cog::TimerReactor< IntfMonSm > {
+///        using TimerReactor::TimerReactor;
+///        void onTime() override { sm()->handleTimeout(); }
+///     };
+template < class Owner >
+class TimerReactor : public Timer {
+ public:
+   using Watched = TimerWheel;
+   TimerReactor( Vel::Ptr< const TimerWheel > wheel, Owner * owner )
+      : Timer( std::move( wheel ) ), owner_( owner ) {}
+   Owner * sm() const { return owner_; }
+   /// For Vel::Watch: a timer has no attributes to choose from.
+   void velInterestIs( Vel::U64 ) {}
+
+ private:
+   Owner * owner_;
+};
+
+/// Holds at most one timer in place.
+template < class R >
+using TimerWatch = Vel::Watch< R >;
+
+inline void Timer::timeMinIs( double absoluteSeconds ) {
+   VEL_ASSERT( absoluteSeconds == absoluteSeconds, "!std::isnan( absoluteSeconds )" );
+   timeMin_ = absoluteSeconds;
+   if ( !active_ )
+      return;
+   if ( next )
+      wheel_->cancel( *this );
+   wheel_->arm( *this );
+}
+
+inline void TimerWheel::linkBefore( TimerLink & head, TimerLink & link ) {
+   TimerLink & last = *head.previous;
+   link.next = &head;
+   link.previous = &last;
+   last.next = &link;
+   head.previous = &link;
+}
+
+inline void TimerWheel::unlink( TimerLink & link ) {
+   link.previous->next = link.next;
+   link.next->previous = link.previous;
+   link.next = nullptr;
+}
+
+inline TimerWheel::Tick TimerWheel::tickAtOrAfter( double seconds ) const {
+   if ( !( seconds > 0 ) )
+      return 0;
+   Tick tick = static_cast< Tick >( seconds * ticksPerSecond_ );
+   // The product may have been rounded down to the tick before.
+   while ( secondsOf( tick ) < seconds )
+      ++tick;
+   return tick;
+}
+
+inline void TimerWheel::place( Timer & timer ) const {
+   const std::size_t slot = slotOf( timer.tick_ );
+   TimerLink & head = heads_[slot];
+   if ( empty( head ) )
+      occupied_[slot / 64] |= Vel::U64( 1 ) << slot % 64;
+   linkBefore( head, timer );
+}
+
+inline void TimerWheel::arm( Timer & timer ) const {
+   if ( !( timer.timeMin_ < timeLimit ) )
+      return;
+   const Tick tick = tickAtOrAfter( timer.timeMin_ );
+   timer.tick_ = tick > base_ ? tick : base_ + 1;
+   if ( timer.tick_ <= due_ ) {
+      due_ = timer.tick_;
+      dueStale_ = false;
+   }
+   place( timer );
+}
+
+inline void TimerWheel::cancel( Timer & timer ) const {
+   if ( timer.tick_ == due_ )
+      dueStale_ = true;
+   unlink( timer );
+}
+
+} // namespace Cog
