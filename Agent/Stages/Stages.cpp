@@ -1,0 +1,273 @@
+#include "Agent/Stages/Stages.h"
+
+#include <sstream>
+
+namespace Agent {
+
+using Maintenance::Unit::StageMgrInstKey;
+using Maintenance::Unit::Status;
+using Maintenance::Unit::UnitState;
+
+namespace {
+
+Vel::String joined( const std::vector< Vel::String > & words ) {
+   Vel::String result;
+   for ( const Vel::String & word : words )
+      result += ( result.empty() ? "" : " " ) + word;
+   return result;
+}
+
+std::vector< Vel::String > split( const Vel::String & text ) {
+   std::istringstream in( text );
+   std::vector< Vel::String > result;
+   for ( Vel::String word; in >> word; )
+      result.push_back( word );
+   return result;
+}
+
+} // namespace
+
+Stages::Stages( Vel::Ptr< Cog::Scheduler > scheduler, Vel::Ptr< Cog::TimerWheel > wheel, Model model )
+   : scheduler_( std::move( scheduler ) ),
+     model_( std::move( model ) ),
+     self_( std::make_shared< Stages * >( this ) ) {
+   enterComplete_.is( model_.enter.agentStatus, this ).hasNotificationActiveIs( true );
+   exitComplete_.is( model_.exit.agentStatus, this ).hasNotificationActiveIs( true );
+   wakeup_.is( wheel, this ).hasNotificationActiveIs( true );
+}
+
+Stages::~Stages() { *self_ = nullptr; }
+
+// ---- units
+
+void Stages::unitIs( const Vel::String & unitName, const Lists & lists ) {
+   lists_[unitName] = lists;
+   if ( !model_.unitRunDir->unitRun( unitName ) )
+      model_.unitRunDir->unitRunIs( unitName )->sinceIs( now() );
+   if ( !model_.unitStatusDir->status( unitName ) )
+      model_.unitStatusDir->statusIs( unitName )->stateIs( UnitState::normal );
+}
+
+Stages::Result Stages::unitDel( const Vel::String & unitName ) {
+   const Status * status = model_.unitStatusDir->status( unitName );
+   if ( !status )
+      return std::nullopt;
+   if ( status->state() != UnitState::normal )
+      return Api::Error{
+         Api::ErrorCode::conflict, "unit " + unitName + " is not normal and cannot be removed", unitName };
+   lists_.erase( unitName );
+   settling_.erase( unitName );
+   model_.unitStatusDir->statusDel( unitName );
+   model_.unitRunDir->unitRunDel( unitName );
+   return std::nullopt;
+}
+
+Api::Error Stages::unknown( const Vel::String & unitName ) const {
+   return { Api::ErrorCode::notFound, "there is no unit " + unitName, unitName };
+}
+
+// ---- requests
+
+Stages::Result Stages::enter( const Vel::String & unitName, const Request & request ) {
+   if ( !unit( unitName ) )
+      return unknown( unitName );
+   Status & status = *model_.unitStatusDir->status( unitName );
+   if ( status.state() == UnitState::enterInProgress || status.state() == UnitState::maintenance )
+      return std::nullopt;
+   if ( status.state() != UnitState::normal )
+      return Api::Error{
+         Api::ErrorCode::conflict, "unit " + unitName + " is on its way back; wait until it is normal",
+         unitName };
+   if ( const Result held = hold_ ? hold_() : std::nullopt )
+      return held;
+   for ( const Vel::String & stage : lists_[unitName].enter )
+      if ( const Result missing = check_ ? check_( stage ) : std::nullopt )
+         return missing;
+
+   UnitRun & run = *model_.unitRunDir->unitRun( unitName );
+   run.wantedIs( Wanted::maintenance );
+   run.reasonIs( request.reason );
+   run.byIs( request.by );
+   run.askedTimeIs( now() );
+   start( status, run, true );
+   return std::nullopt;
+}
+
+Stages::Result Stages::exit( const Vel::String & unitName, const Request & request ) {
+   if ( !unit( unitName ) )
+      return unknown( unitName );
+   Status & status = *model_.unitStatusDir->status( unitName );
+   if ( status.state() == UnitState::normal || status.state() == UnitState::exitInProgress )
+      return std::nullopt;
+   UnitRun & run = *model_.unitRunDir->unitRun( unitName );
+   run.wantedIs( Wanted::normal );
+   run.reasonIs( request.reason );
+   run.byIs( request.by );
+   run.askedTimeIs( now() );
+   settling_.erase( unitName );
+   retire( model_.enter, status.maintEnterInstanceName() );
+   start( status, run, false );
+   return std::nullopt;
+}
+
+// ---- runs
+
+void Stages::start( Status & status, UnitRun & run, bool enter ) {
+   const Vel::String unitName = status.unitName();
+   const auto & stages = enter ? lists_[unitName].enter : lists_[unitName].exit;
+   // Generation 0 means none; after 2^32 runs it begins again.
+   const Vel::U32 genId = status.genId() + 1 == 0 ? 1 : status.genId() + 1;
+   const Vel::String instanceName = StageMgrInstKey( unitName, genId ).instanceName();
+   run.stagesIs( joined( stages ) );
+   status.genIdIs( genId );
+   status.maintEnterInstanceNameIs( enter ? instanceName : "" );
+   status.maintExitInstanceNameIs( enter ? "" : instanceName );
+   stateIs( status, run, enter ? UnitState::enterInProgress : UnitState::exitInProgress );
+
+   const Class & stageClass = enter ? model_.enter : model_.exit;
+   stageClass.progressDir->progressIs( instanceName );
+   if ( !stages.empty() )
+      startStage( stageClass, instanceName, stages.front() );
+   else
+      stageClass.completionStatus->statusIs( instanceName, Stage::stageRunning );
+   runSoon();
+}
+
+void Stages::startStage(
+   const Class & stageClass, const Vel::String & instanceName, const Vel::String & stage ) {
+   Stage::Progress & progress = *stageClass.progressDir->progress( instanceName );
+   progress.stageStatusIs( stage, Stage::stageRunning );
+   stageClass.completionStatus->statusIs( instanceName, Stage::stageRunning );
+   progress.stageIs( stage );
+}
+
+void Stages::retire( const Class & stageClass, const Vel::String & instanceName ) {
+   stageClass.progressDir->progressDel( instanceName );
+   stageClass.completionStatus->statusDel( instanceName );
+}
+
+void Stages::stateIs( Status & status, UnitRun & run, UnitState state ) {
+   run.sinceIs( now() );
+   status.stateIs( state );
+}
+
+void Stages::resume() {
+   resumed_ = true;
+   runSoon();
+}
+
+void Stages::runSoon() {
+   if ( runPosted_ )
+      return;
+   runPosted_ = true;
+   scheduler_->post( [self = self_] {
+      if ( Stages * stages = *self ) {
+         stages->runPosted_ = false;
+         stages->run();
+      }
+   } );
+}
+
+void Stages::run() {
+   if ( !resumed_ )
+      return;
+   for ( const auto & [unitName, status] : model_.unitStatusDir->statusRange() )
+      if ( UnitRun * run = model_.unitRunDir->unitRun( unitName ) )
+         runUnit( *status, *run );
+   // Nobody tells when the counts become equal again, so a unit whose stages are complete is looked at every second.
+   wakeup_->timeMinIs( unitsToSettle_.empty() ? Cog::Timer::never : now() + 1 );
+}
+
+void Stages::runUnit( Status & status, UnitRun & run ) {
+   unitsToSettle_.erase( status.unitName() );
+   if ( status.state() == UnitState::enterInProgress ) {
+      if ( allStagesComplete( model_.enter, status.maintEnterInstanceName(), run ) )
+         settle( status, run );
+      else
+         settling_.erase( status.unitName() );
+   } else if ( status.state() == UnitState::exitInProgress ) {
+      const Vel::String instanceName = status.maintExitInstanceName();
+      if ( !allStagesComplete( model_.exit, instanceName, run ) )
+         return;
+      retire( model_.exit, instanceName );
+      status.maintExitInstanceNameIs( "" );
+      stateIs( status, run, UnitState::normal );
+   }
+}
+
+bool Stages::allStagesComplete(
+   const Class & stageClass, const Vel::String & instanceName, const UnitRun & run ) {
+   Stage::Progress * progress = stageClass.progressDir->progress( instanceName );
+   if ( !progress )
+      return false;
+   const auto stages = split( run.stages() );
+   for ( std::size_t i = 0; i < stages.size(); ++i ) {
+      const bool * complete =
+         stageClass.agentStatus->complete( { stageClass.agentStatus->name(), stages[i], instanceName } );
+      if ( !complete || !*complete ) {
+         if ( !progress->stageStatus( stages[i] ) )
+            startStage( stageClass, instanceName, stages[i] );
+         return false;
+      }
+   }
+   return true;
+}
+
+void Stages::settle( Status & status, UnitRun & run ) {
+   const Vel::String unitName = status.unitName();
+   unitsToSettle_.insert( unitName );
+   const Counts counts = this->counts( unitName );
+   if ( counts.total != counts.drained || ( hold_ && hold_() ) ) {
+      settling_.erase( unitName );
+      return;
+   }
+   const double since = settling_.try_emplace( unitName, now() ).first->second;
+   if ( now() - since < settleTime_ )
+      return;
+   settling_.erase( unitName );
+   unitsToSettle_.erase( unitName );
+   stateIs( status, run, UnitState::maintenance );
+}
+
+// ---- what there is to see
+
+Stages::Counts Stages::counts( const Vel::String & unitName ) const {
+   Counts result;
+   const auto * groups = model_.groupToUnitDir->unitToGroup( unitName );
+   if ( !groups )
+      return result;
+   std::set< Wire::IntfId > seen;
+   for ( const auto & [group, none] : groups->groupKeyRange() ) {
+      const auto * status = model_.intfGroupStatusDir->status( group );
+      if ( !status )
+         continue;
+      for ( const auto & [intf, none2] : status->intfRange() ) {
+         const auto * record = model_.monIntfStatusDir->monIntfStatus( intf );
+         if ( !record || !seen.insert( intf ).second )
+            continue;
+         ++result.total;
+         result.drained += record->state() == Maintenance::monIntfStateUnderMaint;
+      }
+   }
+   return result;
+}
+
+Vel::String Stages::stage( const Vel::String & unitName ) const {
+   const Status * status = model_.unitStatusDir->status( unitName );
+   if ( !status )
+      return "";
+   const bool entering = status->state() == UnitState::enterInProgress;
+   if ( !entering && status->state() != UnitState::exitInProgress )
+      return "";
+   const Class & stageClass = entering ? model_.enter : model_.exit;
+   const auto * progress = stageClass.progressDir->progress(
+      entering ? status->maintEnterInstanceName() : status->maintExitInstanceName() );
+   return progress ? progress->stage() : "";
+}
+
+std::optional< double > Stages::settlingSince( const Vel::String & unitName ) const {
+   const auto it = settling_.find( unitName );
+   return it == settling_.end() ? std::nullopt : std::optional( it->second );
+}
+
+} // namespace Agent

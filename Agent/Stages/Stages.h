@@ -1,0 +1,140 @@
+#pragma once
+
+#include "Agent/Stages/UnitRun.h"
+#include "Api/Error.h"
+#include "Platform/Cog/Scheduler.h"
+#include "Platform/Cog/TimerWheel.h"
+#include "Platform/Model/IntfGroup.h"
+#include "Platform/Model/Maintenance.h"
+#include "Platform/Model/MaintenanceGroup.h"
+#include "Platform/Model/MaintenanceUnit.h"
+#include "Platform/Model/Stage.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <vector>
+
+/// Purpose: drives units through the stages of entering and leaving maintenance.
+/// Owner: the agent. Works in turns: what the carriers of stages write is acted on in a later turn.
+///
+/// Invariants:
+/// 1. Order of writes when a run starts: unit status, progress record with an empty stage, status of the stage,
+///    completion status, and last the stage itself, since whoever carries it out may complete it inside that write.
+/// 2. The instance of an enter is retired before the exit starts. Every run has a generation of its own, and there is
+///    no second enter without an exit.
+/// 3. The status of a stage stays set until the unit's state is reached, so that a restart in between finds it.
+/// 4. A unit is in maintenance only after its last stage is complete and, for the settle time without a break, as many
+///    of its interfaces are drained as are monitored.
+namespace Agent {
+
+class Stages {
+ public:
+   /// The entities that stages are made of. All given.
+   struct Class {
+      Vel::Ptr< Stage::ProgressDir > progressDir;
+      Vel::Ptr< Stage::CompletionStatusDir > completionStatus;
+      Vel::Ptr< Stage::AgentStatus > agentStatus;
+   };
+   struct Model {
+      Vel::Ptr< Maintenance::Unit::StatusDir > unitStatusDir;
+      Vel::Ptr< UnitRunDir > unitRunDir;
+      Class enter, exit;
+      Vel::Ptr< const Maintenance::GroupToUnitDir > groupToUnitDir;
+      Vel::Ptr< const IntfGroup::StatusDir > intfGroupStatusDir;
+      Vel::Ptr< const Maintenance::MonIntfStatusDir > monIntfStatusDir;
+   };
+   /// Stage lists of one unit.
+   struct Lists {
+      std::vector< Vel::String > enter, exit;
+      friend bool operator==( const Lists &, const Lists & ) = default;
+   };
+   /// Who asks, and why.
+   struct Request {
+      Vel::String reason;
+      Vel::String by;
+   };
+   /// Members that have a record, and those of them under maintenance.
+   struct Counts {
+      Vel::U32 total = 0;
+      Vel::U32 drained = 0;
+   };
+   using Result = std::optional< Api::Error >;
+
+   Stages( Vel::Ptr< Cog::Scheduler > scheduler, Vel::Ptr< Cog::TimerWheel > wheel, Model model );
+   ~Stages();
+   Stages( const Stages & ) = delete;
+   Stages & operator=( const Stages & ) = delete;
+
+   /// Makes the unit known, normal if it is new. Its lists apply from its next run on.
+   void unitIs( const Vel::String & unitName, const Lists & lists );
+   /// Refused unless the unit is normal.
+   Result unitDel( const Vel::String & unitName );
+   bool unit( const Vel::String & unitName ) const { return lists_.count( unitName ) != 0; }
+
+   /// Seconds for which the counts must stay equal.
+   void settleTimeIs( double seconds ) { settleTime_ = seconds; }
+   /// Why no enter may start or finish now; none: it may. Asked when needed.
+   void holdIs( std::function< Result() > hold ) { hold_ = std::move( hold ); }
+   /// Why a stage cannot be carried out now; none: it can.
+   void stageCheckIs( std::function< Result( const Vel::String & stage ) > check ) {
+      check_ = std::move( check );
+   }
+
+   /// Asks for maintenance. Nothing changes for a unit that is entering or under maintenance.
+   Result enter( const Vel::String & unitName, const Request & request );
+   /// Asks for the way back; cancels an enter. Nothing changes for a unit that is normal or on its way back.
+   Result exit( const Vel::String & unitName, const Request & request );
+
+   /// Takes up what was under way before a restart. Called once, when whoever carries out stages is there.
+   void resume();
+
+   Counts counts( const Vel::String & unitName ) const;
+   /// The stage that is running, or empty.
+   Vel::String stage( const Vel::String & unitName ) const;
+   /// Seconds of the clock from which the settle time runs; none while it does not.
+   std::optional< double > settlingSince( const Vel::String & unitName ) const;
+
+ private:
+   struct VelComplete final : Vel::ReactorTo< Stages, Stage::AgentStatus > {
+      using ReactorTo::ReactorTo;
+      void onComplete( const Stage::AgentStatusKey & ) override { sm()->runSoon(); }
+   };
+   struct Wakeup final : Cog::TimerReactor< Stages > {
+      using TimerReactor::TimerReactor;
+      void onTime() override { sm()->runSoon(); }
+   };
+
+   Api::Error unknown( const Vel::String & unitName ) const;
+   void start( Maintenance::Unit::Status & status, UnitRun & run, bool enter );
+   void startStage( const Class & stageClass, const Vel::String & instanceName, const Vel::String & stage );
+   void retire( const Class & stageClass, const Vel::String & instanceName );
+   void runSoon();
+   /// Compares what is wanted with what is and does the next step of every unit.
+   void run();
+   void runUnit( Maintenance::Unit::Status & status, UnitRun & run );
+   bool allStagesComplete( const Class & stageClass, const Vel::String & instanceName, const UnitRun & run );
+   void settle( Maintenance::Unit::Status & status, UnitRun & run );
+   void stateIs( Maintenance::Unit::Status & status, UnitRun & run, Maintenance::Unit::UnitState state );
+   double now() const { return scheduler_->currentTime(); }
+
+   Vel::Ptr< Cog::Scheduler > scheduler_;
+   Model model_;
+   std::map< Vel::String, Lists > lists_;
+   std::map< Vel::String, double > settling_; ///< since when the counts have been equal
+   std::set< Vel::String > unitsToSettle_;    ///< all stages complete, not yet in maintenance
+   double settleTime_ = 10;
+   std::function< Result() > hold_;
+   std::function< Result( const Vel::String & ) > check_;
+   bool resumed_ = false;
+   /// A run is posted; shared with the posted task, which may outlive this object.
+   std::shared_ptr< Stages * > self_;
+   bool runPosted_ = false;
+   Vel::Watch< VelComplete > enterComplete_;
+   Vel::Watch< VelComplete > exitComplete_;
+   Vel::Watch< Wakeup > wakeup_;
+};
+
+} // namespace Agent

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "Platform/Vel/Declare.h"
+
+/// Purpose: what the operator wants of a unit and how far the stages are. Kept across restarts.
+namespace Agent {
+
+enum class Wanted : Vel::U32 { normal = 0, maintenance = 1 };
+/// "normal", "maintenance".
+inline Vel::String stringValue( Wanted wanted ) {
+   return wanted == Wanted::normal ? "normal" : "maintenance";
+}
+
+/// One unit. Written by Stages only.
+class UnitRun final : public Vel::Entity {
+   VEL_ENTITY( UnitRun );
+   explicit UnitRun( const Vel::String & unitName ) : unitName_( unitName ) {}
+   VEL_PARAM( Vel::String, unitName );
+   VEL_ATTR( Wanted, wanted, onWanted );
+   VEL_ATTR( Vel::String, reason, onReason );  ///< why, in the operator's words
+   VEL_ATTR( Vel::String, by, onBy );          ///< who asked
+   VEL_ATTR( double, since, onSince );         ///< seconds of the agent's clock, of the present state
+   VEL_ATTR( double, askedTime, onAskedTime ); ///< seconds, when the present operation was asked for
+   /// Stages of the present run, in order, separated by blanks: a configuration change does not alter a run.
+   VEL_ATTR( Vel::String, stages, onStages );
+};
+
+class UnitRunDir final : public Vel::Entity {
+   VEL_ENTITY( UnitRunDir );
+   VEL_CHILDREN( Vel::String, UnitRun, unitRun, onUnitRun );
+};
+
+} // namespace Agent

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+
+/// Purpose: how a request is refused, the same in the agent, on the wire and in the command.
+namespace Api {
+
+enum class ErrorCode {
+   badRequest,  ///< the request makes no sense
+   notFound,    ///< it names something that there is not
+   conflict,    ///< it cannot be done in the present state
+   tooLarge,    ///< it is longer than requests may be
+   unavailable, ///< the agent cannot do it now: it is degraded, or a plug-in is missing
+   needsForce,  ///< it is dangerous and must be asked for with force
+   internal     ///< our own fault
+};
+
+/// "bad-request", "not-found", "conflict", "too-large", "unavailable", "needs-force", "internal".
+const char * stringValue( ErrorCode code );
+/// 400, 404, 409, 413, 503, 428, 500.
+int httpStatus( ErrorCode code );
+
+/// One refusal. `where` names what is meant: a unit, a file with line and column, a field; may be empty.
+struct Error {
+   ErrorCode code;
+   std::string message;
+   std::string where;
+};
+
+} // namespace Api
