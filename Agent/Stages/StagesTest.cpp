@@ -1,0 +1,344 @@
+#include "Agent/Stages/Stages.h"
+
+#include "Platform/Cog/ManualClock.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Agent::Stages;
+using Maintenance::Unit::UnitState;
+
+/// Notes what a stage carrier would see, and completes stages when told to.
+class StagesStory : public ::testing::Test {
+ protected:
+   StagesStory() {
+      Vel::System::clockIs( clock );
+      model.unitStatusDir = Vel::make< Maintenance::Unit::StatusDir >();
+      model.unitRunDir = Vel::make< Agent::UnitRunDir >();
+      for ( auto * stageClass : { &model.enter, &model.exit } ) {
+         stageClass->progressDir = Vel::make< Stage::ProgressDir >();
+         stageClass->completionStatus = Vel::make< Stage::CompletionStatusDir >();
+         stageClass->agentStatus = Vel::make< Stage::AgentStatus >( "MaintenanceMode" );
+      }
+      groupToUnitDir = Vel::make< Maintenance::GroupToUnitDir >();
+      intfGroupStatusDir = Vel::make< IntfGroup::StatusDir >();
+      records = Vel::make< Maintenance::MonIntfStatusDir >();
+      model.groupToUnitDir = groupToUnitDir;
+      model.intfGroupStatusDir = intfGroupStatusDir;
+      model.monIntfStatusDir = records;
+      restart();
+   }
+   ~StagesStory() override {
+      stages.reset();
+      Vel::System::clockIs( nullptr );
+   }
+
+   void restart() {
+      stages = std::make_unique< Stages >( clock, wheel, model );
+      stages->unitIs( "u1", { { "drainwatch" }, { "drainwatch" } } );
+      stages->settleTimeIs( 10 );
+      stages->resume();
+      clock->runUntilIdle();
+   }
+
+   Maintenance::Unit::Status & unit() { return *model.unitStatusDir->status( "u1" ); }
+   Agent::UnitRun & run() { return *model.unitRunDir->unitRun( "u1" ); }
+   void complete( const Vel::String & stage = "drainwatch" ) {
+      const bool entering = unit().state() == UnitState::enterInProgress;
+      auto & stageClass = entering ? model.enter : model.exit;
+      stageClass.agentStatus->completeIs(
+         { "MaintenanceMode", stage,
+           entering ? unit().maintEnterInstanceName() : unit().maintExitInstanceName() },
+         true );
+   }
+   Stages::Result enter() { return stages->enter( "u1", { "upgrade", "ann" } ); }
+   Stages::Result exit() { return stages->exit( "u1", { "done", "bob" } ); }
+   void toMaintenance() {
+      ASSERT_FALSE( enter() );
+      complete();
+      clock->advance( 11 );
+      ASSERT_EQ( UnitState::maintenance, unit().state() );
+   }
+   /// A member of the unit with a record.
+   Maintenance::MonIntfStatus * member( const char * name ) {
+      const Maintenance::GroupKey group{ Maintenance::GroupType::interfaceGroup, "g" };
+      intfGroupStatusDir->statusIs( group )->intfIs( Wire::EthIntfId( name ) );
+      groupToUnitDir->mappingIs( group, "u1" );
+      return records->monIntfStatusIs( Wire::EthIntfId( name ) );
+   }
+
+   Vel::Ptr< Cog::ManualClock > clock = Vel::make< Cog::ManualClock >();
+   Vel::Ptr< Cog::TimerWheel > wheel = Vel::make< Cog::TimerWheel >( clock, 1000u, 1800u, true, 1024u );
+   Stages::Model model;
+   Vel::Ptr< Maintenance::GroupToUnitDir > groupToUnitDir;
+   Vel::Ptr< IntfGroup::StatusDir > intfGroupStatusDir;
+   Vel::Ptr< Maintenance::MonIntfStatusDir > records;
+   std::unique_ptr< Stages > stages;
+};
+
+TEST_F( StagesStory, beginsWithUnitsThatAreNormal ) { EXPECT_EQ( UnitState::normal, unit().state() ); }
+
+TEST_F( StagesStory, writesTheStageLastWhenARunStarts ) {
+   // Whoever carries out the stage may complete it inside the write of the stage, so all else must be there.
+   struct Carrier {
+      struct VelProgressDir final : Vel::ReactorTo< Carrier, Stage::ProgressDir > {
+         using ReactorTo::ReactorTo;
+         void onProgress( const Vel::Name & name ) override {
+            if ( auto * progress = entity()->progress( name ) ) {
+               sm()->log += "progress[" + progress->stage() + "] ";
+               sm()
+                  ->progress.is( Vel::Ptr< const Stage::Progress >( progress ), sm() )
+                  .hasNotificationActiveIs( true );
+            }
+         }
+      };
+      struct VelProgress final : Vel::ReactorTo< Carrier, Stage::Progress > {
+         using ReactorTo::ReactorTo;
+         void onStageStatus( const Vel::String & ) override { sm()->log += "stage-status "; }
+         void onStage() override {
+            sm()->log += "stage(" + Vel::text( sm()->unit->state(), ",", sm()->unit->genId() ) + ") ";
+         }
+      };
+      struct VelCompletion final : Vel::ReactorTo< Carrier, Stage::CompletionStatusDir > {
+         using ReactorTo::ReactorTo;
+         void onStatus( const Vel::Name & ) override { sm()->log += "completion-status "; }
+      };
+      struct VelUnit final : Vel::ReactorTo< Carrier, Maintenance::Unit::Status > {
+         using ReactorTo::ReactorTo;
+         void onState() override { sm()->log += "state "; }
+      };
+      Vel::Watch< VelProgressDir > dir;
+      Vel::Watch< VelProgress > progress;
+      Vel::Watch< VelCompletion > completion;
+      Vel::Watch< VelUnit > unitReactor;
+      Vel::Ptr< Maintenance::Unit::Status > unit;
+      std::string log;
+   } carrier;
+   carrier.unit = Vel::Ptr< Maintenance::Unit::Status >( &unit() );
+   carrier.dir.is( model.enter.progressDir, &carrier ).hasNotificationActiveIs( true );
+   carrier.completion.is( model.enter.completionStatus, &carrier ).hasNotificationActiveIs( true );
+   carrier.unitReactor.is( carrier.unit, &carrier ).hasNotificationActiveIs( true );
+   enter();
+   EXPECT_EQ( "state progress[] stage-status completion-status stage(enterInProgress,1) ", carrier.log );
+   EXPECT_EQ( "u1#1", unit().maintEnterInstanceName() );
+}
+
+TEST_F( StagesStory, keepsWhoAndWhyAndSinceWhen ) {
+   clock->advance( 5 );
+   enter();
+   EXPECT_EQ( "upgrade", run().reason() );
+   EXPECT_EQ( "ann", run().by() );
+   EXPECT_EQ( clock->currentTime(), run().since() );
+   EXPECT_EQ( Agent::Wanted::maintenance, run().wanted() );
+}
+
+TEST_F( StagesStory, waitsForTheStage ) {
+   enter();
+   clock->advance( 100 );
+   EXPECT_EQ( UnitState::enterInProgress, unit().state() );
+   EXPECT_EQ( "drainwatch", stages->stage( "u1" ) );
+}
+
+TEST_F( StagesStory, reachesMaintenanceWhenTheSettleTimeIsOver ) {
+   enter();
+   complete();
+   clock->advance( 9 );
+   EXPECT_EQ( UnitState::enterInProgress, unit().state() );
+   clock->advance( 2 );
+   EXPECT_EQ( UnitState::maintenance, unit().state() );
+}
+
+TEST_F( StagesStory, neverActsInsideTheWriteOfACompletion ) {
+   stages->settleTimeIs( 0 );
+   enter();
+   complete();
+   EXPECT_EQ( UnitState::enterInProgress, unit().state() );
+   clock->runTurn();
+   EXPECT_EQ( UnitState::maintenance, unit().state() );
+}
+
+TEST_F( StagesStory, startsTheSettleTimeAgainWhenAMemberIsNotDrained ) {
+   auto * record = member( "et1" );
+   record->stateIs( Maintenance::monIntfStateUnderMaint );
+   enter();
+   complete();
+   clock->advance( 8 );
+   record->stateIs( Maintenance::monIntfStateEnterMaint );
+   clock->advance( 3 );
+   EXPECT_EQ( UnitState::enterInProgress, unit().state() );
+   record->stateIs( Maintenance::monIntfStateUnderMaint );
+   clock->advance( 9 );
+   EXPECT_EQ( UnitState::enterInProgress, unit().state() );
+   clock->advance( 3 );
+   EXPECT_EQ( UnitState::maintenance, unit().state() );
+}
+
+TEST_F( StagesStory, keepsTheStageStatusUntilTheUnitIsInMaintenance ) {
+   toMaintenance();
+   const auto * progress = model.enter.progressDir->progress( "u1#1" );
+   ASSERT_NE( nullptr, progress );
+   EXPECT_EQ( Stage::stageRunning, *progress->stageStatus( "drainwatch" ) );
+}
+
+TEST_F( StagesStory, changesNothingWhenEnterIsAskedForAgain ) {
+   enter();
+   EXPECT_FALSE( stages->enter( "u1", { "other", "eve" } ) );
+   EXPECT_EQ( 1u, unit().genId() );
+   EXPECT_EQ( "ann", run().by() );
+   complete();
+   clock->advance( 11 );
+   EXPECT_FALSE( enter() );
+   EXPECT_EQ( UnitState::maintenance, unit().state() );
+}
+
+TEST_F( StagesStory, refusesAnEnterDuringAnExit ) {
+   toMaintenance();
+   exit();
+   const auto refused = enter();
+   ASSERT_TRUE( refused );
+   EXPECT_EQ( Api::ErrorCode::conflict, refused->code );
+   EXPECT_EQ( UnitState::exitInProgress, unit().state() );
+}
+
+TEST_F( StagesStory, changesNothingWhenANormalUnitIsToExit ) {
+   EXPECT_FALSE( exit() );
+   EXPECT_EQ( UnitState::normal, unit().state() );
+   EXPECT_EQ( 0u, unit().genId() );
+}
+
+TEST_F( StagesStory, retiresTheEnterBeforeTheExitStarts ) {
+   toMaintenance();
+   exit();
+   EXPECT_EQ( nullptr, model.enter.progressDir->progress( "u1#1" ) );
+   EXPECT_EQ( nullptr, model.enter.completionStatus->status( "u1#1" ) );
+   EXPECT_EQ( "u1#2", unit().maintExitInstanceName() );
+   EXPECT_EQ( "", unit().maintEnterInstanceName() );
+   EXPECT_EQ( UnitState::exitInProgress, unit().state() );
+}
+
+TEST_F( StagesStory, isNormalAndRetiredWhenTheExitIsComplete ) {
+   toMaintenance();
+   exit();
+   complete();
+   clock->runUntilIdle();
+   EXPECT_EQ( UnitState::normal, unit().state() );
+   EXPECT_EQ( 0u, model.exit.progressDir->progresss() );
+   EXPECT_EQ( 0u, model.exit.completionStatus->statuss() );
+}
+
+TEST_F( StagesStory, cancelsAnEnter ) {
+   enter();
+   EXPECT_FALSE( exit() );
+   EXPECT_EQ( UnitState::exitInProgress, unit().state() );
+   complete();
+   clock->runUntilIdle();
+   EXPECT_EQ( UnitState::normal, unit().state() );
+   EXPECT_EQ( "bob", run().by() );
+}
+
+TEST_F( StagesStory, ignoresACompletionOfAnOlderRun ) {
+   enter();
+   exit();
+   complete();
+   clock->runUntilIdle();
+   enter();
+   model.enter.agentStatus->completeIs( { "MaintenanceMode", "drainwatch", "u1#1" }, true );
+   clock->advance( 20 );
+   EXPECT_EQ( UnitState::enterInProgress, unit().state() );
+}
+
+TEST_F( StagesStory, runsStagesOneAfterAnother ) {
+   stages->unitIs( "u1", { { "steer", "drainwatch" }, { "drainwatch", "steer" } } );
+   enter();
+   EXPECT_EQ( "steer", stages->stage( "u1" ) );
+   complete( "steer" );
+   clock->runUntilIdle();
+   EXPECT_EQ( "drainwatch", stages->stage( "u1" ) );
+   complete( "drainwatch" );
+   clock->advance( 11 );
+   EXPECT_EQ( UnitState::maintenance, unit().state() );
+}
+
+TEST_F( StagesStory, finishesARunWithTheStagesThatItBeganWith ) {
+   enter();
+   stages->unitIs( "u1", { { "drainwatch", "other" }, {} } );
+   complete();
+   clock->advance( 11 );
+   EXPECT_EQ( UnitState::maintenance, unit().state() );
+}
+
+TEST_F( StagesStory, refusesAnEnterWhileHeld ) {
+   stages->holdIs( [] { return Api::Error{ Api::ErrorCode::unavailable, "no store", "" }; } );
+   const auto refused = enter();
+   ASSERT_TRUE( refused );
+   EXPECT_EQ( "no store", refused->message );
+   EXPECT_EQ( UnitState::normal, unit().state() );
+}
+
+TEST_F( StagesStory, doesNotReachMaintenanceWhileHeldButLetsUnitsBack ) {
+   bool held = false;
+   stages->holdIs( [&]() -> Stages::Result {
+      return held ? Stages::Result( Api::Error{ Api::ErrorCode::unavailable, "no store", "" } )
+                  : std::nullopt;
+   } );
+   enter();
+   complete();
+   held = true;
+   clock->advance( 60 );
+   EXPECT_EQ( UnitState::enterInProgress, unit().state() );
+   EXPECT_FALSE( exit() );
+   EXPECT_EQ( UnitState::exitInProgress, unit().state() );
+}
+
+TEST_F( StagesStory, refusesAnEnterWhoseStageCannotBeCarriedOut ) {
+   stages->stageCheckIs( []( const Vel::String & stage ) {
+      return Api::Error{ Api::ErrorCode::unavailable, "no plug-in for stage " + stage, stage };
+   } );
+   const auto refused = enter();
+   ASSERT_TRUE( refused );
+   EXPECT_EQ( "no plug-in for stage drainwatch", refused->message );
+}
+
+TEST_F( StagesStory, refusesAnUnknownUnit ) {
+   const auto refused = stages->enter( "nobody", {} );
+   ASSERT_TRUE( refused );
+   EXPECT_EQ( Api::ErrorCode::notFound, refused->code );
+   EXPECT_EQ( "nobody", refused->where );
+   EXPECT_TRUE( stages->exit( "nobody", {} ) );
+}
+
+TEST_F( StagesStory, takesUpARunAfterARestart ) {
+   enter();
+   complete();
+   stages.reset();
+   restart();
+   clock->advance( 11 );
+   EXPECT_EQ( UnitState::maintenance, unit().state() );
+   EXPECT_EQ( "upgrade", run().reason() );
+}
+
+TEST_F( StagesStory, refusesToRemoveAUnitThatIsNotNormal ) {
+   enter();
+   ASSERT_TRUE( stages->unitDel( "u1" ) );
+   EXPECT_TRUE( stages->unit( "u1" ) );
+   exit();
+   complete();
+   clock->runUntilIdle();
+   EXPECT_FALSE( stages->unitDel( "u1" ) );
+   EXPECT_FALSE( stages->unit( "u1" ) );
+}
+
+TEST_F( StagesStory, countsMembersWithARecordOnceEach ) {
+   member( "et1" )->stateIs( Maintenance::monIntfStateUnderMaint );
+   member( "et2" );
+   const Maintenance::GroupKey second{ Maintenance::GroupType::interfaceGroup, "h" };
+   intfGroupStatusDir->statusIs( second )->intfIs( Wire::EthIntfId( "et1" ) );
+   intfGroupStatusDir->statusIs( second )->intfIs( Wire::EthIntfId( "et3" ) );
+   groupToUnitDir->mappingIs( second, "u1" );
+   const auto counts = stages->counts( "u1" );
+   EXPECT_EQ( 2u, counts.total );
+   EXPECT_EQ( 1u, counts.drained );
+}
+
+} // namespace
