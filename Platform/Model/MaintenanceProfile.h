@@ -8,7 +8,7 @@ namespace Maintenance::Profile {
 
 /// Ordinals are part of the stored form.
 enum class ProfileType : Vel::U32 { none = 0, unitProfile = 1, interfaceProfile = 2 };
-/// "none", "unit", "interfaceProfile"; any other value as "ProfileType(9)".
+/// "none", "unitProfile", "interfaceProfile"; any other value as "ProfileType(9)".
 Vel::String stringValue( ProfileType type );
 
 /// In a selected key: the profile that DefaultProfile names at the time of asking.

@@ -1,0 +1,91 @@
+#include "Platform/Model/Stage.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace Stage;
+
+struct StageObserver {
+   struct VelProgressDir final : Vel::ReactorTo< StageObserver, ProgressDir > {
+      using ReactorTo::ReactorTo;
+      void onProgress( const Vel::Name & name ) override {
+         sm()->log += ( entity()->progress( name ) ? "+" : "-" ) + name + " ";
+      }
+   };
+   struct VelProgress final : Vel::ReactorTo< StageObserver, Progress > {
+      using ReactorTo::ReactorTo;
+      void onStage() override {
+         const Vel::U32 * const status = entity()->stageStatus( entity()->stage() );
+         sm()->log += Vel::text( entity()->stage(), "=", status ? *status : 99, " " );
+      }
+   };
+   struct VelCompletion final : Vel::ReactorTo< StageObserver, CompletionStatusDir > {
+      using ReactorTo::ReactorTo;
+      void onStatus( const Vel::Name & name ) override {
+         const Vel::U32 * const status = entity()->status( name );
+         sm()->log += status ? Vel::text( name, "=", *status, " " ) : name + " gone ";
+      }
+   };
+   Vel::Watch< VelProgressDir > dir;
+   Vel::Watch< VelProgress > progress;
+   Vel::Watch< VelCompletion > completion;
+   Vel::String log;
+};
+
+TEST( StageProgress, tellsOfInstancesAndOfTheirStage ) {
+   const auto dir = Vel::make< ProgressDir >();
+   StageObserver observer;
+   observer.dir.is( dir, &observer ).hasNotificationActiveIs( true );
+   Progress * const progress = dir->progressIs( "u1#1" );
+   observer.progress.is( progress, &observer ).hasNotificationActiveIs( true );
+   EXPECT_EQ( "u1#1", progress->name() );
+   EXPECT_EQ( "", progress->stage() );
+   progress->stageStatusIs( "drainwatch", stageRunning );
+   progress->stageIs( "drainwatch" );
+   progress->stageIs( "drainwatch" );
+   progress->stageIs( "other" );
+   dir->progressDel( "u1#1" );
+   EXPECT_EQ( "+u1#1 drainwatch=1 other=99 -u1#1 ", observer.log );
+}
+
+TEST( StageProgress, isActiveInAnyStageThatIsNotZero ) {
+   EXPECT_EQ( 0u, stageInactive );
+   EXPECT_NE( 0u, stageRunning );
+   EXPECT_NE( 0u, stageComplete );
+}
+
+TEST( CompletionStatusDir, tellsOfInstancesThatComeChangeAndGo ) {
+   const auto dir = Vel::make< CompletionStatusDir >();
+   StageObserver observer;
+   observer.completion.is( dir, &observer ).hasNotificationActiveIs( true );
+   dir->statusIs( "u1#1", stageRunning );
+   dir->statusIs( "u1#1", stageRunning );
+   dir->statusIs( "u1#1", stageComplete );
+   dir->statusDel( "u1#1" );
+   dir->statusDel( "u1#1" );
+   EXPECT_EQ( "u1#1=1 u1#1=2 u1#1 gone ", observer.log );
+}
+
+TEST( AgentStatus, holdsOneEntryForEachStageOfAnInstance ) {
+   const auto status = Vel::make< AgentStatus >( "MaintenanceMode" );
+   const AgentStatusKey key{ status->name(), "drainwatch", "u1#1" };
+   status->completeIs( key, true );
+   status->completeIs( key, true );
+   status->completeIs( { status->name(), "drainwatch", "u1#2" }, true );
+   EXPECT_EQ( 2u, status->completes() );
+   EXPECT_TRUE( *status->complete( key ) );
+   EXPECT_FALSE( status->complete( { status->name(), "other", "u1#1" } ) );
+   EXPECT_FALSE( status->complete( { "another", "drainwatch", "u1#1" } ) );
+   EXPECT_EQ( "MaintenanceMode/drainwatch/u1#1", stringValue( key ) );
+}
+
+TEST( AgentConfig, announcesStages ) {
+   const auto config = Vel::make< AgentConfig >( "MaintenanceMode" );
+   config->stageIs( "drainwatch" );
+   EXPECT_TRUE( config->stage( "drainwatch" ) );
+   EXPECT_FALSE( config->stage( "other" ) );
+   EXPECT_EQ( "MaintenanceMode", config->name() );
+}
+
+} // namespace
