@@ -1,0 +1,70 @@
+#include "Agent/Plugins/PluginLibraries.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Agent::PluginLibraries;
+
+class PluginLibrariesStory : public ::testing::Test {
+ protected:
+   std::string load( const std::string & file, const std::string & name ) {
+      const auto problem = libraries.load( name, TEST_PLUGINS + file, context.get() );
+      EXPECT_EQ( problem.has_value(), libraries.problem( name ).has_value() );
+      return problem ? problem->message : "";
+   }
+   Vel::Ptr< Maintenance::PluginContext > context = Vel::make< Maintenance::PluginContext >(
+      Vel::make< Ledger::EntityManager >( []( std::function< void() > ) {} ),
+      Vel::make< VelPool::EntityManager >() );
+   PluginLibraries libraries{ Maintenance::DefaultPluginLoader() };
+};
+
+TEST_F( PluginLibrariesStory, beginsTheWorkOfAPlugin ) {
+   EXPECT_EQ( "", load( "PluginForGOODTest.so", "TestGOOD" ) );
+   const auto * plugin = Maintenance::DefaultPluginLoader().plugin( "TestGOOD" );
+   ASSERT_NE( nullptr, plugin );
+   EXPECT_TRUE( plugin->initialized );
+}
+
+TEST_F( PluginLibrariesStory, namesAFileThatIsMissing ) {
+   EXPECT_EQ(
+      "plug-in " TEST_PLUGINS "nothing.so: No such file or directory", load( "nothing.so", "TestMissing" ) );
+}
+
+TEST_F( PluginLibrariesStory, refusesAFileThatIsNoPlugin ) {
+   EXPECT_EQ(
+      "plug-in " TEST_PLUGINS "CTestTestfile.cmake: it is not a plug-in for this agent",
+      load( "CTestTestfile.cmake", "TestNone" ) );
+}
+
+TEST_F( PluginLibrariesStory, refusesAnotherInterfaceWithoutRunningItsCode ) {
+   EXPECT_EQ(
+      "plug-in " TEST_PLUGINS "PluginForOTHERTest.so: it was built for interface 999999, this agent has 1",
+      load( "PluginForOTHERTest.so", "TestOTHER" ) );
+   EXPECT_EQ( nullptr, Maintenance::DefaultPluginLoader().plugin( "TestOTHER" ) );
+}
+
+TEST_F( PluginLibrariesStory, saysWhatCannotBeResolved ) {
+   EXPECT_NE(
+      std::string::npos, load( "PluginForUNRESOLVEDTest.so", "TestUNRESOLVED" ).find( "nobodyDefinesThis" ) );
+}
+
+TEST_F( PluginLibrariesStory, closesAPluginThatRefuses ) {
+   EXPECT_EQ(
+      "plug-in " TEST_PLUGINS "PluginForREFUSINGTest.so: not today",
+      load( "PluginForREFUSINGTest.so", "TestREFUSING" ) );
+   EXPECT_EQ( nullptr, Maintenance::DefaultPluginLoader().plugin( "TestREFUSING" ) );
+}
+
+TEST_F( PluginLibrariesStory, refusesALibraryWithAnotherPlugin ) {
+   const auto problem = libraries.load( "Missing", TEST_PLUGINS "PluginForUNNAMEDTest.so", context.get() );
+   ASSERT_TRUE( problem );
+   EXPECT_EQ(
+      "plug-in " TEST_PLUGINS "PluginForUNNAMEDTest.so: it does not contain Missing", problem->message );
+}
+
+TEST_F( PluginLibrariesStory, knowsNothingOfAPluginThatWasNeverLoaded ) {
+   EXPECT_EQ( "plug-in Missing is not loaded", libraries.problem( "Missing" )->message );
+}
+
+} // namespace

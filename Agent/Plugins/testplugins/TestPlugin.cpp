@@ -1,0 +1,37 @@
+#include "Platform/Maintenance/PluginContext.h"
+#include "Platform/Maintenance/PluginInterface.h"
+#include "Platform/Maintenance/PluginLoader.h"
+#include "Platform/Vel/Error.h"
+
+#ifdef TEST_PLUGIN_OTHER
+extern "C" const char maintPluginInterface[];
+const char maintPluginInterface[] = MAINT_PLUGIN_INTERFACE_MARK "999999";
+#else
+MAINT_PLUGIN_DECLARE();
+#endif
+
+#ifdef TEST_PLUGIN_UNRESOLVED
+extern void nobodyDefinesThis();
+#endif
+
+namespace {
+
+class TestPlugin final : public Maintenance::PluginBase< Maintenance::PluginContext > {
+ public:
+   TestPlugin() {
+      auto & loader = Maintenance::DefaultPluginLoader();
+      loader.registerPlugin( TEST_PLUGIN_NAME, loader.name(), "", "", Maintenance::InitCaller( this ) );
+   }
+   void init( Maintenance::PluginContext * ) override {
+#ifdef TEST_PLUGIN_REFUSING
+      throw Vel::InternalException( "not today" );
+#endif
+#ifdef TEST_PLUGIN_UNRESOLVED
+      nobodyDefinesThis();
+#endif
+   }
+};
+
+const TestPlugin plugin;
+
+} // namespace
