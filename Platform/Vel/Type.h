@@ -117,8 +117,8 @@ class TypeRegistry {
 template < class T >
 class TypeRegistration {
  public:
-   TypeRegistration() { TypeRegistry::instance().typeIs( typeName< T >(), factory() ); }
-   ~TypeRegistration() { TypeRegistry::instance().typeDel( typeName< T >() ); }
+   TypeRegistration() : name_( typeName< T >() ) { TypeRegistry::instance().typeIs( name_, factory() ); }
+   ~TypeRegistration() { TypeRegistry::instance().typeDel( name_ ); }
    TypeRegistration( const TypeRegistration & ) = delete;
    TypeRegistration & operator=( const TypeRegistration & ) = delete;
 
@@ -131,6 +131,9 @@ class TypeRegistration {
       else
          return nullptr;
    }
+
+   /// A copy: typeName's own may belong to the executable and be gone before a library's registrations are.
+   const String name_;
 };
 
 } // namespace Vel
