@@ -1,0 +1,40 @@
+#pragma once
+
+#include "Config/Error.h"
+#include "Config/Node.h"
+
+#include <string>
+#include <vector>
+
+namespace Config {
+
+/// Purpose: collects the errors of the files that are read together.
+/// Owner: the call that reads them.
+class Diagnostics {
+ public:
+   /// Registers a file; its errors come before those of files that are registered later.
+   /// \return its index for Place::file
+   unsigned file( const std::string & name );
+
+   void error( Place place, std::string message );
+   void fileError( unsigned file, std::string message ); ///< about a file as a whole
+
+   /// A file could not be read to its end: what seems to be missing may stand there.
+   void contentMissing() { complete_ = false; }
+   bool complete() const { return complete_; }
+
+   std::string text( Place place ) const; ///< `file:line:col`
+   bool empty() const { return errors_.empty(); }
+   std::vector< Error > take(); ///< sorted by file, then by place, then in the order reported
+
+ private:
+   struct Entry {
+      Place place;
+      std::string message;
+   };
+   std::vector< std::string > files_;
+   std::vector< Entry > errors_;
+   bool complete_ = true;
+};
+
+} // namespace Config

@@ -1,0 +1,194 @@
+#include "Config/Differences.h"
+
+#include "Config/Quoted.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace Config {
+
+namespace {
+
+using Names = std::set< std::string >;
+
+Names without( const Names & names, const Names & others ) {
+   Names result;
+   std::set_difference(
+      names.begin(), names.end(), others.begin(), others.end(), std::inserter( result, result.end() ) );
+   return result;
+}
+
+template < typename Map >
+std::vector< std::string > keysWithout( const Map & map, const Map & other ) {
+   std::vector< std::string > result;
+   for ( const auto & entry : map )
+      if ( !other.count( entry.first ) )
+         result.push_back( entry.first );
+   return result;
+}
+
+/// Calls changed( name, from, to ) for what is in both maps and not equal.
+template < typename Map, typename Changed >
+void forEachChanged( const Map & from, const Map & to, const Changed & changed ) {
+   for ( const auto & [name, value] : from ) {
+      const auto other = to.find( name );
+      if ( other != to.end() && !( value == other->second ) )
+         changed( name, value, other->second );
+   }
+}
+
+GroupDifference difference( const std::string & name, const Group & from, const Group & to ) {
+   return {
+      name,
+      without( to.interfaces, from.interfaces ),
+      without( from.interfaces, to.interfaces ),
+      to.vlans.without( from.vlans ),
+      from.vlans.without( to.vlans ),
+      from.profile != to.profile };
+}
+
+UnitDifference difference( const std::string & name, const Unit & from, const Unit & to ) {
+   return {
+      name, without( to.groups, from.groups ), without( from.groups, to.groups ), from.enter != to.enter,
+      from.exit != to.exit };
+}
+
+/// The parts of one line.
+class Line {
+ public:
+   explicit Line( std::string begin ) : text_( std::move( begin ) ) {}
+
+   void change( const std::string & what, const std::string & from, const std::string & to ) {
+      if ( from != to )
+         part( what + " " + from + " -> " + to );
+   }
+   template < typename List >
+   void list( const char * verb, const char * what, const List & names ) {
+      std::string joined;
+      for ( const std::string & name : names )
+         joined.append( joined.empty() ? "" : ", " ).append( name );
+      list( verb, what, joined );
+   }
+   void list( const char * verb, const char * what, const std::string & names ) {
+      if ( !names.empty() )
+         part( std::string( what ) + " " + verb + " " + names );
+   }
+   const std::string & text() const { return text_; }
+
+ private:
+   void part( const std::string & text ) {
+      text_.append( empty_ ? ": " : "; " ).append( text );
+      empty_ = false;
+   }
+   std::string text_;
+   bool empty_ = true;
+};
+
+std::string text( bool value ) { return value ? "true" : "false"; }
+std::string text( const std::optional< Duration > & value ) { return value ? value->text() : "never"; }
+std::string text( const std::optional< std::string > & value ) {
+   return value ? quoted( *value ) : "the default";
+}
+std::string text( const std::optional< Endpoint > & value ) { return value ? value->text() : "off"; }
+std::string text( const StageList & stages ) {
+   std::string result = "[";
+   for ( const std::string & stage : stages )
+      result.append( result.size() == 1 ? "" : ", " ).append( stage );
+   return result.append( 1, ']' );
+}
+
+std::string describe( const std::string & name, const Profile & from, const Profile & to ) {
+   Line line( "profile " + quoted( name ) + " edited" );
+   line.change( "threshold", from.threshold.text(), to.threshold.text() );
+   line.change( "load-interval", from.loadInterval.text(), to.loadInterval.text() );
+   line.change( "shutdown", text( from.shutdown ), text( to.shutdown ) );
+   line.change( "shutdown-max-delay", text( from.shutdownMaxDelay ), text( to.shutdownMaxDelay ) );
+   return line.text();
+}
+
+std::string describe( const std::string & name, const Group & from, const Group & to ) {
+   const GroupDifference change = difference( name, from, to );
+   Line line( "group " + quoted( name ) + " edited" );
+   line.change( "profile", text( from.profile ), text( to.profile ) );
+   line.list( "added", "interfaces", change.interfacesAdded );
+   line.list( "removed", "interfaces", change.interfacesRemoved );
+   line.list( "added", "vlans", change.vlansAdded.text() );
+   line.list( "removed", "vlans", change.vlansRemoved.text() );
+   return line.text();
+}
+
+std::string describe( const std::string & name, const Unit & from, const Unit & to ) {
+   const UnitDifference change = difference( name, from, to );
+   Line line( "unit " + quoted( name ) + " edited" );
+   line.list( "added", "groups", change.groupsAdded );
+   line.list( "removed", "groups", change.groupsRemoved );
+   line.change( "enter", text( from.enter ), text( to.enter ) );
+   line.change( "exit", text( from.exit ), text( to.exit ) );
+   return line.text();
+}
+
+} // namespace
+
+Differences differences( const Configuration & from, const Configuration & to ) {
+   Differences result;
+   result.switchKind = from.switchKind != to.switchKind;
+   result.listen = from.web != to.web;
+   result.simulated = !( from.simulated == to.simulated );
+   result.settle = from.settle != to.settle;
+   result.enter = from.enter != to.enter;
+   result.exit = from.exit != to.exit;
+   forEachChanged(
+      from.profiles, to.profiles, [&]( const std::string & name, const Profile &, const Profile & ) {
+         result.profilesEdited.push_back( name );
+      } );
+   result.profilesAdded = keysWithout( to.profiles, from.profiles );
+   result.defaultProfile = from.defaultProfile != to.defaultProfile;
+   result.groupsAdded = keysWithout( to.groups, from.groups );
+   forEachChanged( from.groups, to.groups, [&]( const std::string & name, const Group & a, const Group & b ) {
+      result.groupsEdited.push_back( difference( name, a, b ) );
+   } );
+   result.unitsAdded = keysWithout( to.units, from.units );
+   forEachChanged( from.units, to.units, [&]( const std::string & name, const Unit & a, const Unit & b ) {
+      result.unitsEdited.push_back( difference( name, a, b ) );
+   } );
+   result.unitsRemoved = keysWithout( from.units, to.units );
+   result.groupsRemoved = keysWithout( from.groups, to.groups );
+   result.profilesRemoved = keysWithout( from.profiles, to.profiles );
+   return result;
+}
+
+std::vector< std::string > describe( const Configuration & from, const Configuration & to ) {
+   std::vector< std::string > lines;
+   const auto changed = [&]( const char * what, const std::string & a, const std::string & b ) {
+      if ( a != b )
+         lines.push_back( std::string( what ) + ": " + a + " -> " + b );
+   };
+   const auto named = [&]( const char * what, const std::vector< std::string > & names, const char * verb ) {
+      for ( const std::string & name : names )
+         lines.push_back( std::string( what ) + " " + quoted( name ) + " " + verb );
+   };
+   const auto edited = [&]( const std::string & name, const auto & a, const auto & b ) {
+      lines.push_back( describe( name, a, b ) );
+   };
+   const Differences change = differences( from, to );
+   changed( "switch", text( from.switchKind ), text( to.switchKind ) );
+   changed( "listen web", text( from.web ), text( to.web ) );
+   if ( change.simulated )
+      lines.push_back( "simulated switch edited" );
+   changed( "settle", from.settle.text(), to.settle.text() );
+   changed( "enter", text( from.enter ), text( to.enter ) );
+   changed( "exit", text( from.exit ), text( to.exit ) );
+   forEachChanged( from.profiles, to.profiles, edited );
+   named( "profile", change.profilesAdded, "added" );
+   changed( "default-profile", quoted( from.defaultProfile ), quoted( to.defaultProfile ) );
+   named( "group", change.groupsAdded, "added" );
+   forEachChanged( from.groups, to.groups, edited );
+   named( "unit", change.unitsAdded, "added" );
+   forEachChanged( from.units, to.units, edited );
+   named( "unit", change.unitsRemoved, "removed" );
+   named( "group", change.groupsRemoved, "removed" );
+   named( "profile", change.profilesRemoved, "removed" );
+   return lines;
+}
+
+} // namespace Config

@@ -1,0 +1,12 @@
+#include "Config/Error.h"
+
+namespace Config {
+
+std::string Error::text() const {
+   std::string result = file;
+   if ( line )
+      result.append( ":" ).append( std::to_string( line ) ).append( ":" ).append( std::to_string( column ) );
+   return result.append( ": error: " ).append( message );
+}
+
+} // namespace Config

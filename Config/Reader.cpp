@@ -1,0 +1,214 @@
+#include "Config/Reader.h"
+
+#include "Config/Quoted.h"
+
+#include <algorithm>
+
+namespace Config {
+
+namespace {
+
+const std::vector< std::string > topLevelKeys{ "version", "switch", "listen",   "settle",
+                                               "enter",   "exit",   "profiles", "default-profile",
+                                               "groups",  "units",  "simulated" };
+
+} // namespace
+
+void Reader::version( const Node & root, bool required ) {
+   const Node * const node = Values::find( root, "version" );
+   if ( !node ) {
+      if ( required )
+         values_.error( { root.place.file, 1, 1 }, "the configuration needs \"version\"; write version: 1" );
+      return;
+   }
+   if ( !values_.isScalar( *node, "1" ) )
+      return;
+   if ( node->text != "1" )
+      values_.error(
+         node->place, "unknown version " + quoted( node->text ) + "; this program reads version 1" );
+   else if ( !node->plain )
+      values_.error( node->place, "\"version\" must be a number, without quotes" );
+}
+
+Configuration Reader::read( const Node & root, Place start ) {
+   values_.isRecord( root, "the configuration", topLevelKeys );
+   if ( const Node * const node = Values::find( root, "switch" ) )
+      if ( values_.choice( *node, { "linux", "simulated" } ) == "simulated" )
+         configuration_.switchKind = SwitchKind::simulated;
+   if ( const Node * const node = Values::find( root, "listen" ) )
+      listen( *node );
+   if ( const Node * const node = Values::find( root, "settle" ) )
+      configuration_.settle = values_.duration( *node ).value_or( configuration_.settle );
+   if ( const Node * const node = Values::find( root, "enter" ) )
+      configuration_.enter = stages( *node, configuration_.enter );
+   if ( const Node * const node = Values::find( root, "exit" ) )
+      configuration_.exit = stages( *node, configuration_.exit );
+
+   const std::string what = "the configuration";
+   if ( const Node * const node = values_.required( root, "profiles", start, what ) )
+      profiles( *node );
+   if ( const Node * const node = values_.required( root, "default-profile", start, what ) )
+      configuration_.defaultProfile =
+         values_.reference( *node, "profile", configuration_.profiles ).value_or( "" );
+   if ( const Node * const node = Values::find( root, "groups" ) )
+      groups( *node );
+   if ( const Node * const node = Values::find( root, "units" ) )
+      units( *node );
+   if ( const Node * const node = Values::find( root, "simulated" ) )
+      simulated( *node );
+   return std::move( configuration_ );
+}
+
+void Reader::listen( const Node & node ) {
+   if ( !values_.isRecord( node, "\"listen\"", { "web" } ) )
+      return;
+   const Node * const web = Values::find( node, "web" );
+   if ( !web || !values_.isScalar( *web, "an address" ) || web->text.empty() )
+      return;
+   Parsed< Endpoint > endpoint = Endpoint::parse( web->text );
+   if ( !endpoint )
+      values_.error( web->place, std::move( endpoint.error ) );
+   configuration_.web = std::move( endpoint.value );
+}
+
+StageList Reader::stages( const Node & node, const StageList & otherwise ) {
+   if ( !values_.isList( node, "a list of stages" ) )
+      return otherwise;
+   StageList result;
+   std::map< std::string, Place > seen;
+   const std::vector< std::string > known = builtInStages();
+   for ( const Node & item : node.children ) {
+      if ( !values_.isScalar( item, "the name of a stage" ) )
+         continue;
+      if ( std::find( known.begin(), known.end(), item.text ) == known.end() )
+         values_.unknown( item, "stage", known );
+      else if ( values_.isNew( seen, item.text, item.place ) )
+         result.push_back( item.text );
+   }
+   if ( node.children.empty() )
+      values_.error( node.place, quoted( node.key ) + " needs at least one stage" );
+   return result;
+}
+
+void Reader::profiles( const Node & node ) {
+   if ( !values_.isMap( node, "a map of profiles" ) )
+      return;
+   for ( const Node & child : node.children ) {
+      values_.isValidName( child );
+      profile( child, configuration_.profiles[child.key] );
+   }
+   if ( node.children.empty() && diagnostics_.complete() )
+      values_.error( node.place, "\"profiles\" needs at least one profile" );
+}
+
+void Reader::profile( const Node & node, Profile & profile ) {
+   if ( !values_.isRecord(
+           node, "a profile", { "threshold", "load-interval", "shutdown", "shutdown-max-delay" } ) )
+      return;
+   const std::string what = "profile " + quoted( node.key );
+   if ( const Node * const threshold = values_.required( node, "threshold", node.keyPlace, what ) ) {
+      const std::optional< Rate > rate = values_.rate( *threshold );
+      if ( rate == Rate() )
+         values_.error(
+            threshold->place, quoted( threshold->text ) + " is out of range; a threshold is above 0" );
+      profile.threshold = rate.value_or( Rate() );
+   }
+   if ( const Node * const interval = values_.required( node, "load-interval", node.keyPlace, what ) )
+      profile.loadInterval = values_.duration( *interval ).value_or( Duration() );
+   if ( const Node * const shutdown = Values::find( node, "shutdown" ) )
+      profile.shutdown = values_.boolean( *shutdown ).value_or( false );
+   if ( const Node * const delay = Values::find( node, "shutdown-max-delay" ) )
+      profile.shutdownMaxDelay = values_.duration( *delay );
+}
+
+void Reader::groups( const Node & node ) {
+   if ( !values_.isMap( node, "a map of groups" ) )
+      return;
+   for ( const Node & child : node.children ) {
+      values_.isValidName( child );
+      group( child, configuration_.groups[child.key] );
+   }
+}
+
+void Reader::group( const Node & node, Group & group ) {
+   if ( !values_.isRecord( node, "a group", { "interfaces", "vlans", "profile" } ) )
+      return;
+   if ( const Node * const list = Values::find( node, "interfaces" ) )
+      group.interfaces = interfaces( *list );
+   if ( const Node * const list = Values::find( node, "vlans" ) )
+      group.vlans = vlans( *list );
+   if ( const Node * const name = Values::find( node, "profile" ) )
+      group.profile = values_.reference( *name, "profile", configuration_.profiles );
+}
+
+std::set< std::string > Reader::interfaces( const Node & node ) {
+   std::set< std::string > result;
+   if ( !values_.isList( node, "a list of interface names" ) )
+      return result;
+   std::map< std::string, Place > seen;
+   for ( const Node & item : node.children )
+      if (
+         values_.isScalar( item, "an interface name" ) && values_.isInterfaceName( item.text, item.place ) &&
+         values_.isNew( seen, item.text, item.place ) )
+         result.insert( item.text );
+   return result;
+}
+
+VlanSet Reader::vlans( const Node & node ) {
+   VlanSet result;
+   if ( !values_.isList( node, "a list of VLAN ids and ranges" ) )
+      return result;
+   std::map< VlanRange, Place > seen;
+   for ( const Node & item : node.children ) {
+      if ( !values_.isScalar( item, "a VLAN id or range" ) )
+         continue;
+      Parsed< VlanRange > range = VlanRange::parse( item.text );
+      if ( !range ) {
+         values_.error( item.place, std::move( range.error ) );
+         continue;
+      }
+      // What was added so far does not overlap, so its order by begin is also the one by end: the neighbours decide.
+      auto at = seen.upper_bound( { range.value->last, maxVlanId } );
+      if ( at != seen.begin() && std::prev( at )->first.overlaps( *range.value ) ) {
+         at = std::prev( at );
+         values_.error(
+            item.place, "VLAN " + quoted( item.text ) + " overlaps " + quoted( at->first.text() ) + " at " +
+                           diagnostics_.text( at->second ) );
+         continue;
+      }
+      seen.emplace( *range.value, item.place );
+      result.add( *range.value );
+   }
+   return result;
+}
+
+void Reader::units( const Node & node ) {
+   if ( !values_.isMap( node, "a map of units" ) )
+      return;
+   for ( const Node & child : node.children ) {
+      values_.isValidName( child );
+      unit( child, configuration_.units[child.key] );
+   }
+}
+
+void Reader::unit( const Node & node, Unit & unit ) {
+   unit.enter = configuration_.enter;
+   unit.exit = configuration_.exit;
+   if ( !values_.isRecord( node, "a unit", { "groups", "enter", "exit" } ) )
+      return;
+   if ( const Node * const list = Values::find( node, "enter" ) )
+      unit.enter = stages( *list, unit.enter );
+   if ( const Node * const list = Values::find( node, "exit" ) )
+      unit.exit = stages( *list, unit.exit );
+   const Node * const list = Values::find( node, "groups" );
+   if ( !list || !values_.isList( *list, "a list of groups" ) )
+      return;
+   std::map< std::string, Place > seen;
+   for ( const Node & item : list->children ) {
+      const std::optional< std::string > name = values_.reference( item, "group", configuration_.groups );
+      if ( name && values_.isNew( seen, *name, item.place ) )
+         unit.groups.insert( *name );
+   }
+}
+
+} // namespace Config

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "Config/Configuration.h"
+#include "Config/Values.h"
+
+namespace Config {
+
+/// Purpose: makes a configuration of the tree of all files together.
+/// Owner: load() or parse().
+///
+/// What is wrong is reported and left out, and reading goes on; a name whose definition is wrong still counts as
+/// defined, so that one mistake is one error.
+class Reader {
+ public:
+   explicit Reader( Diagnostics & diagnostics ) : diagnostics_( diagnostics ), values_( diagnostics ) {}
+
+   /// Checks the version that one file states. Missing is an error if it is required.
+   void version( const Node & root, bool required );
+
+   /// \param root   a map
+   /// \param start  of the main file, where errors about missing top-level keys are reported
+   Configuration read( const Node & root, Place start );
+
+ private:
+   void profiles( const Node & node );
+   void profile( const Node & node, Profile & profile );
+   void groups( const Node & node );
+   void group( const Node & node, Group & group );
+   std::set< std::string > interfaces( const Node & node );
+   VlanSet vlans( const Node & node );
+   void units( const Node & node );
+   void unit( const Node & node, Unit & unit );
+   StageList stages( const Node & node, const StageList & otherwise );
+   void listen( const Node & node );
+
+   void simulated( const Node & node );
+   void ports( const Node & node );
+   void traffic( const Node & node, SimulatedPort & port );
+   bool segment( const Node & node, TrafficSegment & segment );
+   void portChannels( const Node & node );
+   void simulatedVlans( const Node & node );
+   void vlanMembers( const Node & node, SimulatedVlan & vlan );
+   bool isNewInterface( const std::string & name, Place place );
+
+   Diagnostics & diagnostics_;
+   Values values_;
+   Configuration configuration_;
+   // Of the simulated switch, with the place of each.
+   std::map< std::string, Place > simulatedNames_;
+   std::map< std::string, Place > portChannelMembers_;
+   std::map< std::string, Place > vlanCandidates_; ///< ports and port-channels
+};
+
+} // namespace Config
