@@ -9,7 +9,7 @@ class DrainWatchSmLoader;
 /// Purpose: the plug-in's answer to the framework's request for its diagnostic text.
 /// Owner: the loader; known to the plug-in context for as long as it lives.
 class DrainWatchPluginInfoDumper final : public Maintenance::DumpPluginInfo {
-   VEL_ENTITY( DrainWatchPluginInfoDumper );
+   VEL_SUBENTITY( DrainWatchPluginInfoDumper, Maintenance::DumpPluginInfo );
    explicit DrainWatchPluginInfoDumper( const Vel::String & name );
 
    DrainWatchSmLoader * context() const { return context_; }

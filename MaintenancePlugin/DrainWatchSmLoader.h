@@ -22,7 +22,7 @@ class DrainWatchSmLoader final : public Ledger::Mounter {
    using Writable = Vel::Ptr< T >;
    using AllEthIntfCounterPtrDir = Interface::IntfCounterMasquerade::AllEthIntfCounterPtrDir;
 
-   VEL_ENTITY( DrainWatchSmLoader );
+   VEL_SUBENTITY( DrainWatchSmLoader, Ledger::Mounter );
    explicit DrainWatchSmLoader( const Vel::String & name );
    ~DrainWatchSmLoader() override;
 
@@ -55,6 +55,9 @@ class DrainWatchSmLoader final : public Ledger::Mounter {
    VEL_STATE( Vel::Ptr< DrainWatchSm >, drainWatchSm, onDrainWatchSm );
    VEL_STATE( Vel::Ptr< DrainWatchPluginInfoDumper >, pluginInfoDumper, onPluginInfoDumper );
    VEL_ATTR( Vel::Ptr< Maintenance::PluginContext >, context, onContext );
+
+   /// What init() requests, in that order.
+   static std::vector< Ledger::Mount > mounts();
 
    /// Requests all mounts; doMountsComplete() follows from the event loop.
    void init( const Vel::Ptr< Maintenance::PluginContext > & context );
@@ -91,6 +94,9 @@ class DrainWatchSmLoader final : public Ledger::Mounter {
       const ReadOnly< Stage::ProgressDir > & maintEnterProgressDir,
       const ReadOnly< Stage::ProgressDir > & maintExitProgressDir );
    void drainWatchSmDel();
+
+ private:
+   void inputsFrom( const Vel::Ptr< Ledger::EntityManager > & entityManager );
 };
 
 } // namespace MaintenanceMode
