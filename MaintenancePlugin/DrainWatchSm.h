@@ -139,8 +139,8 @@ class DrainWatchSm final : public Vel::Entity {
    void defaultIntfProfileIs( const ReadOnly< Maintenance::Profile::DefaultProfile > & profile );
    void defaultIntfProfileDel() { defaultIntfProfileIs( nullptr ); }
 
-   // the children's makers: each makes the child, stores and returns it; `...Del` releases it.
-   // DrainWatchSm.cpp
+   // the children's makers: each makes the child, stores and returns it; `...Del` releases it. A child that is there
+   // is returned, or Vel::NameInUse thrown if it was built from other values: DrainWatchSmChildren.cpp
    Vel::Ptr< MaintStageHelperSm > maintEnterStageHelperIs(
       const Vel::String & stageClass, const ReadOnly< Stage::ProgressDir > & progressDir,
       const ReadOnly< Stage::CompletionStatusDir > & completionStatus,
@@ -231,6 +231,7 @@ class DrainWatchSm final : public Vel::Entity {
    void restoreUnit( const Vel::String & unitName, const Maintenance::Unit::Status & status );
    void deleteStaleRecords();
 
+   bool notificationActive_ = false;
    Vel::Watch< VelUnitStatusDir > unitStatusDirReactor_;
    Vel::Watch< VelIntfProfileStatusDir > intfProfileStatusDirReactor_;
    Vel::Watch< VelDefaultIntfProfile > defaultIntfProfileReactor_;

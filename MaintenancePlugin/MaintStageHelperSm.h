@@ -46,12 +46,18 @@ class MaintStageHelperSm final : public Vel::Entity {
    VEL_REACTORS( Vel::Name, VelProgress, progress );
    VEL_ATTR( bool, initialized, onInitialized );
 
+   /// Concerns the reactors to the two directories; those to the records are on as long as they exist.
+   void hasNotificationActiveIs( bool active );
+   /// Removes completion entries of instances that are not known any more.
    void handleInitialized();
    void handleProgress( const Vel::Name & instanceName );
    void handleMaintInstStatusDel( const Vel::Name & instanceName );
+   /// Called by the root when the stage's work for the instance is done. May be repeated.
    void doStageCompleteForInstance( const Vel::String & stage, const Vel::Name & instanceName );
 
  private:
+   const Vel::U32 * completionStatus( const Vel::Name & instanceName ) const;
+
    Vel::Watch< VelProgressDir > progressDirReactor_;
    Vel::Watch< VelMaintStageCompletionStatus > completionReactor_;
 };
