@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Agent/Stages/UnitRun.h"
+#include "Agent/Model/UnitRun.h"
 #include "Api/Error.h"
 #include "Platform/Cog/Scheduler.h"
 #include "Platform/Cog/TimerWheel.h"

@@ -55,11 +55,16 @@ struct Describe {
 
    static Stored & of( Entity & entity ) { return static_cast< E & >( entity ).*Member; }
    static void * raw( Entity & entity ) { return &of( entity ); }
+   template < class T >
+   requires std::is_convertible_v< T *, const Entity * >
+   static const Entity * pointee( const Ptr< T > & pointer ) { return pointer.get(); }
 
    static void value( TypeInfo & info, const char * name, AttributeInfo::Kind kind, unsigned index ) {
       AttributeInfo a{ name, kind, index };
       a.value = &valueType< Stored >();
       a.raw = raw;
+      if constexpr ( requires( const Stored & stored ) { pointee( stored ); } )
+         a.entity = []( Entity & entity ) { return pointee( of( entity ) ); };
       info.attributeIs( a );
    }
 };

@@ -34,6 +34,8 @@ struct AttributeInfo {
 
    /// param, attribute, counter: the value in place.
    void * ( *raw )( Entity & ) = nullptr;
+   /// param, attribute that is a counted pointer to an entity: what it points to. Null for other values.
+   const Entity * ( *entity )( Entity & ) = nullptr;
 
    /// Visits the keys in the collection's order. `item` is null (set), the value (map) or the Entity
    /// (children).

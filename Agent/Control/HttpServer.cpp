@@ -1,0 +1,273 @@
+#include "Agent/Control/HttpServer.h"
+
+#include "Platform/Vel/Error.h"
+
+#include <microhttpd.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <pwd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace Agent {
+
+/// One request and what comes of it. Shared by the server's callbacks and the answer that is given later.
+struct HttpServer::Exchange {
+   HttpRequest request;
+   MHD_Connection * connection = nullptr; ///< null: gone
+   std::optional< HttpReply > reply;
+   bool handed = false;
+   bool suspended = false;
+   bool tooLarge = false;
+   std::function< void() > resumed; ///< makes the server look at a connection that goes on
+};
+
+/// One listening socket with its server. The server waits with an epoll descriptor, which our loop watches.
+struct HttpServer::Listener {
+   HttpServer & server;
+   bool local;
+   int descriptor;
+   MHD_Daemon * daemon = nullptr;
+   int epoll = -1;
+   std::shared_ptr< bool > alive = std::make_shared< bool >( true );
+
+   void run() { MHD_run( daemon ); }
+};
+
+namespace {
+
+std::string peerOf( int descriptor, bool local ) {
+   if ( local ) {
+      ucred peer{};
+      socklen_t size = sizeof peer;
+      if ( getsockopt( descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size ) != 0 )
+         return "unknown";
+      char buffer[1024];
+      passwd entry{}, *found = nullptr;
+      if ( getpwuid_r( peer.uid, &entry, buffer, sizeof buffer, &found ) == 0 && found )
+         return found->pw_name;
+      return "uid " + std::to_string( peer.uid );
+   }
+   sockaddr_storage address{};
+   socklen_t size = sizeof address;
+   char host[NI_MAXHOST];
+   if (
+      getpeername( descriptor, reinterpret_cast< sockaddr * >( &address ), &size ) == 0 &&
+      getnameinfo(
+         reinterpret_cast< sockaddr * >( &address ), size, host, sizeof host, nullptr, 0, NI_NUMERICHOST ) ==
+         0 )
+      return host;
+   return "unknown";
+}
+
+MHD_Result addArgument( void * query, MHD_ValueKind, const char * key, const char * value ) {
+   ( *static_cast< std::map< std::string, std::string > * >( query ) )[key] = value ? value : "";
+   return MHD_YES;
+}
+
+MHD_Result send( MHD_Connection * connection, const HttpReply & reply ) {
+   MHD_Response * const response = MHD_create_response_from_buffer(
+      reply.body.size(), const_cast< char * >( reply.body.data() ), MHD_RESPMEM_MUST_COPY );
+   MHD_add_response_header( response, "Content-Type", reply.contentType.c_str() );
+   MHD_add_response_header( response, "Cache-Control", "no-store" );
+   const MHD_Result result =
+      MHD_queue_response( connection, static_cast< unsigned >( reply.status ), response );
+   MHD_destroy_response( response );
+   return result;
+}
+
+} // namespace
+
+/// What the library calls.
+struct ServerCallbacks {
+   using Exchange = HttpServer::Exchange;
+   using Listener = HttpServer::Listener;
+
+   static MHD_Result access(
+      void * context, MHD_Connection * connection, const char * url, const char * method, const char *,
+      const char * upload, size_t * uploadSize, void ** perConnection ) {
+      Listener & listener = *static_cast< Listener * >( context );
+      if ( !*perConnection ) {
+         auto * exchange = new std::shared_ptr< Exchange >( std::make_shared< Exchange >() );
+         *perConnection = exchange;
+         begin( listener, **exchange, connection, url, method );
+         return MHD_YES;
+      }
+      const std::shared_ptr< Exchange > exchange =
+         *static_cast< std::shared_ptr< Exchange > * >( *perConnection );
+      if ( *uploadSize ) {
+         take( *exchange, upload, *uploadSize );
+         *uploadSize = 0;
+         return MHD_YES;
+      }
+      exchange->suspended = false;
+      if ( exchange->tooLarge )
+         return send(
+            connection,
+            listener.server.refusal_( Api::Error{
+               Api::ErrorCode::tooLarge,
+               "a request may have " + std::to_string( HttpServer::maxBody ) + " bytes", "body" } ) );
+      if ( !exchange->handed )
+         hand( listener, exchange );
+      if ( exchange->reply )
+         return send( connection, *exchange->reply );
+      exchange->suspended = true;
+      MHD_suspend_connection( connection );
+      return MHD_YES;
+   }
+
+   static void begin(
+      Listener & listener, Exchange & exchange, MHD_Connection * connection, const char * url,
+      const char * method ) {
+      exchange.connection = connection;
+      exchange.request.method = method;
+      exchange.request.path = url;
+      exchange.request.local = listener.local;
+      MHD_get_connection_values( connection, MHD_GET_ARGUMENT_KIND, addArgument, &exchange.request.query );
+      const auto * info = MHD_get_connection_info( connection, MHD_CONNECTION_INFO_CONNECTION_FD );
+      exchange.request.by = info ? peerOf( info->connect_fd, listener.local ) : "unknown";
+   }
+
+   static void take( Exchange & exchange, const char * upload, size_t size ) {
+      if ( exchange.request.body.size() + size > HttpServer::maxBody )
+         exchange.tooLarge = true;
+      if ( !exchange.tooLarge )
+         exchange.request.body.append( upload, size );
+   }
+
+   static void hand( Listener & listener, const std::shared_ptr< Exchange > & exchange ) {
+      exchange->handed = true;
+      // The library looks at a connection that goes on when it runs next, and nothing on a descriptor makes it run.
+      exchange->resumed = [loop = listener.server.loop_, alive = std::weak_ptr( listener.alive ), &listener] {
+         loop->post( [alive, &listener] {
+            if ( !alive.expired() )
+               listener.run();
+         } );
+      };
+      listener.server.handler_( exchange->request, [exchange]( HttpReply reply ) {
+         if ( exchange->reply )
+            return;
+         exchange->reply = std::move( reply );
+         if ( exchange->connection && exchange->suspended ) {
+            MHD_resume_connection( exchange->connection );
+            exchange->resumed();
+         }
+      } );
+   }
+
+   static void completed( void *, MHD_Connection *, void ** perConnection, MHD_RequestTerminationCode ) {
+      auto * exchange = static_cast< std::shared_ptr< Exchange > * >( *perConnection );
+      if ( !exchange )
+         return;
+      ( *exchange )->connection = nullptr;
+      delete exchange;
+      *perConnection = nullptr;
+   }
+};
+
+HttpServer::HttpServer( Vel::Ptr< Cog::EventLoop > loop, Handler handler, Refusal refusal )
+   : loop_( std::move( loop ) ), handler_( std::move( handler ) ), refusal_( std::move( refusal ) ) {}
+
+HttpServer::~HttpServer() {
+   for ( auto & [descriptor, listener] : listeners_ ) {
+      loop_->descriptorDel( listener->epoll );
+      MHD_stop_daemon( listener->daemon );
+   }
+   if ( !localPath_.empty() )
+      unlink( localPath_.c_str() );
+}
+
+std::optional< std::string > HttpServer::start( int descriptor, bool local ) {
+   auto listener = std::make_unique< Listener >( Listener{ *this, local, descriptor } );
+   listener->daemon = MHD_start_daemon(
+      MHD_USE_EPOLL | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, ServerCallbacks::access, listener.get(),
+      MHD_OPTION_LISTEN_SOCKET, descriptor, MHD_OPTION_NOTIFY_COMPLETED, ServerCallbacks::completed, nullptr,
+      MHD_OPTION_CONNECTION_TIMEOUT, idleTimeout, MHD_OPTION_CONNECTION_LIMIT, 256u, MHD_OPTION_END );
+   if ( !listener->daemon ) {
+      close( descriptor );
+      return "the HTTP server does not start";
+   }
+   listener->epoll = MHD_get_daemon_info( listener->daemon, MHD_DAEMON_INFO_EPOLL_FD )->epoll_fd;
+   Listener * const raw = listener.get();
+   loop_->descriptorIs( raw->epoll, Cog::EventLoop::readable, [raw]( Vel::U32 ) { raw->run(); } );
+   listeners_[descriptor] = std::move( listener );
+   return std::nullopt;
+}
+
+std::optional< std::string > HttpServer::listenLocal( const std::string & path ) {
+   const auto failed = [&]( const std::string & what ) { return path + ": " + what; };
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   if ( path.size() >= sizeof address.sun_path )
+      return failed( "the path is too long for a socket" );
+   std::memcpy( address.sun_path, path.c_str(), path.size() + 1 );
+   const int descriptor = socket( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0 );
+   if ( descriptor < 0 )
+      return failed( std::strerror( errno ) );
+   const auto * name = reinterpret_cast< const sockaddr * >( &address );
+   // Somebody who answers is alive; a socket that nobody answers on is left from a process that is gone.
+   const int probe = socket( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0 );
+   const bool answered = probe >= 0 && connect( probe, name, sizeof address ) == 0;
+   if ( probe >= 0 )
+      close( probe );
+   if ( answered ) {
+      close( descriptor );
+      return failed( "another agent answers there" );
+   }
+   unlink( path.c_str() );
+   if (
+      bind( descriptor, name, sizeof address ) != 0 || chmod( path.c_str(), 0660 ) != 0 ||
+      listen( descriptor, 64 ) != 0 ) {
+      const std::string reason = std::strerror( errno );
+      close( descriptor );
+      return failed( reason );
+   }
+   localPath_ = path;
+   return start( descriptor, true );
+}
+
+std::optional< std::string > HttpServer::listenWeb( const std::string & host, unsigned port ) {
+   addrinfo hints{};
+   hints.ai_socktype = SOCK_STREAM;
+   hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
+   addrinfo * found = nullptr;
+   const std::string where = host + ":" + std::to_string( port );
+   if ( const int error = getaddrinfo( host.c_str(), std::to_string( port ).c_str(), &hints, &found ) )
+      return where + ": " + gai_strerror( error );
+   std::string reason = "no address";
+   for ( const addrinfo * a = found; a; a = a->ai_next ) {
+      const int descriptor = socket( a->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0 );
+      const int on = 1;
+      if (
+         descriptor >= 0 && setsockopt( descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on ) == 0 &&
+         bind( descriptor, a->ai_addr, a->ai_addrlen ) == 0 && listen( descriptor, 64 ) == 0 ) {
+         freeaddrinfo( found );
+         return start( descriptor, false );
+      }
+      reason = std::strerror( errno );
+      if ( descriptor >= 0 )
+         close( descriptor );
+   }
+   freeaddrinfo( found );
+   return where + ": " + reason;
+}
+
+unsigned HttpServer::webPort() const {
+   for ( const auto & [descriptor, listener] : listeners_ )
+      if ( !listener->local ) {
+         sockaddr_storage address{};
+         socklen_t size = sizeof address;
+         getsockname( descriptor, reinterpret_cast< sockaddr * >( &address ), &size );
+         return ntohs(
+            address.ss_family == AF_INET6 ? reinterpret_cast< sockaddr_in6 * >( &address )->sin6_port
+                                          : reinterpret_cast< sockaddr_in * >( &address )->sin_port );
+      }
+   return 0;
+}
+
+} // namespace Agent
