@@ -91,9 +91,12 @@ class IntfMonSm final : public Vel::Entity {
    void dump( int fd, unsigned indent ) const;
 
  private:
+   /// Whether a profile that shuts interfaces shuts this one now.
+   bool mustShut( bool drained ) const;
    /// The name of the profile held, empty while there is none.
    Vel::String profileName() const;
 
+   bool notificationActive_ = false;
    Vel::Watch< VelIntfProfile > profileReactor_;
    Vel::Watch< VelClock > timer_;
 };

@@ -51,6 +51,8 @@ class MonitoredIntf final : public Vel::Entity {
    void handleInitialized();
    void handleProfileName();
    void prepareToDie();
+   /// Publishes what was summed up for the own interface. The baseline sample has nothing to publish.
+   void publish( const Wire::IntfId & argIntfId, const Interface::IntfRates & rates );
 };
 
 /// The samplers of all monitored interfaces. Owner: the root.
