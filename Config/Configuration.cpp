@@ -1,6 +1,6 @@
 #include "Config/Configuration.h"
 
-#include "Config/Quoted.h"
+#include "Config/InQuotes.h"
 
 #include <arpa/inet.h>
 
@@ -69,7 +69,7 @@ Parsed< Endpoint > Endpoint::parse( std::string_view text ) {
    const std::size_t colon = text.rfind( ':' );
    const std::size_t bracket = text.rfind( ']' );
    if ( colon == text.npos || ( bracket != text.npos && bracket > colon ) )
-      return Result::refused( quoted( text ) + " has no port" + example() );
+      return Result::refused( inQuotes( text ) + " has no port" + example() );
    std::string host( text.substr( 0, colon ) );
    const bool bracketed = host.size() >= 2 && host.front() == '[' && host.back() == ']';
    if ( host.find( '\0' ) != host.npos ) // would end the text for the address functions
@@ -77,14 +77,14 @@ Parsed< Endpoint > Endpoint::parse( std::string_view text ) {
    else if ( bracketed )
       host = canonicalV6( host.substr( 1, host.size() - 2 ) );
    if ( host.empty() || ( !bracketed && !isHost( host ) ) ) {
-      const bool bare = !bracketed && host.find( ':' ) != host.npos;
+      const bool bare = !bracketed && !canonicalV6( host ).empty();
       return Result::refused(
-         quoted( text ) + ( bare ? " needs brackets around its IPv6 address" : " has no valid host" ) +
+         inQuotes( text ) + ( bare ? " needs brackets around its IPv6 address" : " has no valid host" ) +
          example() );
    }
    const std::uint16_t port = portOf( text.substr( colon + 1 ) );
    if ( port == 0 )
-      return Result::refused( quoted( text ) + " has no valid port (1 to 65535)" + example() );
+      return Result::refused( inQuotes( text ) + " has no valid port (1 to 65535)" + example() );
    return Result::of( { std::move( host ), port } );
 }
 

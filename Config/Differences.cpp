@@ -1,6 +1,6 @@
 #include "Config/Differences.h"
 
-#include "Config/Quoted.h"
+#include "Config/InQuotes.h"
 
 #include <algorithm>
 #include <iterator>
@@ -87,7 +87,7 @@ class Line {
 std::string text( bool value ) { return value ? "true" : "false"; }
 std::string text( const std::optional< Duration > & value ) { return value ? value->text() : "never"; }
 std::string text( const std::optional< std::string > & value ) {
-   return value ? quoted( *value ) : "the default";
+   return value ? inQuotes( *value ) : "the default";
 }
 std::string text( const std::optional< Endpoint > & value ) { return value ? value->text() : "off"; }
 std::string text( const StageList & stages ) {
@@ -98,7 +98,7 @@ std::string text( const StageList & stages ) {
 }
 
 std::string describe( const std::string & name, const Profile & from, const Profile & to ) {
-   Line line( "profile " + quoted( name ) + " edited" );
+   Line line( "profile " + inQuotes( name ) + " edited" );
    line.change( "threshold", from.threshold.text(), to.threshold.text() );
    line.change( "load-interval", from.loadInterval.text(), to.loadInterval.text() );
    line.change( "shutdown", text( from.shutdown ), text( to.shutdown ) );
@@ -108,7 +108,7 @@ std::string describe( const std::string & name, const Profile & from, const Prof
 
 std::string describe( const std::string & name, const Group & from, const Group & to ) {
    const GroupDifference change = difference( name, from, to );
-   Line line( "group " + quoted( name ) + " edited" );
+   Line line( "group " + inQuotes( name ) + " edited" );
    line.change( "profile", text( from.profile ), text( to.profile ) );
    line.list( "added", "interfaces", change.interfacesAdded );
    line.list( "removed", "interfaces", change.interfacesRemoved );
@@ -119,7 +119,7 @@ std::string describe( const std::string & name, const Group & from, const Group 
 
 std::string describe( const std::string & name, const Unit & from, const Unit & to ) {
    const UnitDifference change = difference( name, from, to );
-   Line line( "unit " + quoted( name ) + " edited" );
+   Line line( "unit " + inQuotes( name ) + " edited" );
    line.list( "added", "groups", change.groupsAdded );
    line.list( "removed", "groups", change.groupsRemoved );
    line.change( "enter", text( from.enter ), text( to.enter ) );
@@ -165,7 +165,7 @@ std::vector< std::string > describe( const Configuration & from, const Configura
    };
    const auto named = [&]( const char * what, const std::vector< std::string > & names, const char * verb ) {
       for ( const std::string & name : names )
-         lines.push_back( std::string( what ) + " " + quoted( name ) + " " + verb );
+         lines.push_back( std::string( what ) + " " + inQuotes( name ) + " " + verb );
    };
    const auto edited = [&]( const std::string & name, const auto & a, const auto & b ) {
       lines.push_back( describe( name, a, b ) );
@@ -180,7 +180,7 @@ std::vector< std::string > describe( const Configuration & from, const Configura
    changed( "exit", text( from.exit ), text( to.exit ) );
    forEachChanged( from.profiles, to.profiles, edited );
    named( "profile", change.profilesAdded, "added" );
-   changed( "default-profile", quoted( from.defaultProfile ), quoted( to.defaultProfile ) );
+   changed( "default-profile", inQuotes( from.defaultProfile ), inQuotes( to.defaultProfile ) );
    named( "group", change.groupsAdded, "added" );
    forEachChanged( from.groups, to.groups, edited );
    named( "unit", change.unitsAdded, "added" );

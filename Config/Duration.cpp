@@ -1,6 +1,6 @@
 #include "Config/Duration.h"
 
-#include "Config/Quoted.h"
+#include "Config/InQuotes.h"
 
 namespace Config {
 
@@ -22,7 +22,7 @@ constexpr std::uint32_t secondsOf( char unit ) {
 }
 
 std::string notADuration( std::string_view text ) {
-   return quoted( text ) +
+   return inQuotes( text ) +
           " is not a time; write whole hours, minutes and seconds, for example 90s, 5m or 1h30m";
 }
 
@@ -52,7 +52,7 @@ Parsed< Duration > Duration::parse( std::string_view text ) {
       if ( at == rest.npos && lastUnit == 0 ) {
          const std::string bare = number.size() <= 20 ? std::string( number ) : "N";
          return Result::refused(
-            quoted( text ) + " has no unit; write " + bare + "s, " + bare + "m or " + bare + "h" );
+            inQuotes( text ) + " has no unit; write " + bare + "s, " + bare + "m or " + bare + "h" );
       }
       const std::uint32_t unit = at == rest.npos ? 0 : secondsOf( rest[at] );
       const bool unitEnds =
@@ -61,16 +61,16 @@ Parsed< Duration > Duration::parse( std::string_view text ) {
          const std::string meant =
             at == rest.npos || lastUnit ? "" : withUnitMeant( number, rest.substr( at ) );
          return Result::refused(
-            notADuration( text ) + ( meant.empty() ? "" : "; did you mean " + quoted( meant ) + "?" ) );
+            notADuration( text ) + ( meant.empty() ? "" : "; did you mean " + inQuotes( meant ) + "?" ) );
       }
       if ( lastUnit && unit >= lastUnit )
          return Result::refused(
-            quoted( text ) + " is not a time; hours come before minutes before seconds" );
+            inQuotes( text ) + " is not a time; hours come before minutes before seconds" );
       std::uint64_t value = 0;
       for ( const char c : number ) {
          value = value * 10 + static_cast< std::uint64_t >( c - '0' );
          if ( total + value * unit > max().seconds() )
-            return Result::refused( quoted( text ) + " is out of range; a time is at most 720h" );
+            return Result::refused( inQuotes( text ) + " is out of range; a time is at most 720h" );
       }
       total += value * unit;
       lastUnit = unit;

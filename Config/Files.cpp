@@ -12,7 +12,9 @@ namespace Config {
 
 namespace {
 
-std::string cannotRead( int error ) { return std::string( "cannot be read: " ) + std::strerror( error ); }
+std::string cannotRead( int error ) {
+   return std::string( "the file cannot be read: " ) + std::strerror( error );
+}
 
 class Descriptor {
  public:
@@ -43,7 +45,7 @@ Parsed< std::string > SystemFiles::read( const std::string & path ) {
    if ( S_ISDIR( status.st_mode ) )
       return Result::refused( cannotRead( EISDIR ) );
    if ( !S_ISREG( status.st_mode ) )
-      return Result::refused( "cannot be read: it is not a regular file" );
+      return Result::refused( "the file cannot be read: it is not a regular file" );
    std::string content;
    char buffer[16384];
    while ( content.size() <= maxFileSize ) {

@@ -19,16 +19,12 @@ class Loading {
 
    void mainFile( const std::string & name, const Parsed< std::string > & text ) {
       const unsigned file = diagnostics_.file( name );
-      std::optional< Node > node = read( file, text );
-      if ( !node )
-         return;
-      if ( node->kind == Node::Kind::none ) {
-         diagnostics_.error( { file, 1, 1 }, "the file is empty" );
-         diagnostics_.contentMissing();
-      } else if ( isMap( *node ) ) {
-         reader_.version( *node, true );
-         root_ = std::move( *node );
-      }
+      mainRoot( file, read( file, text ) );
+   }
+
+   void mainText( const std::string & name, std::string_view text ) {
+      const unsigned file = diagnostics_.file( name );
+      mainRoot( file, readYaml( text, file, diagnostics_ ) );
    }
 
    void dropIn( const std::string & name, const Parsed< std::string > & text ) {
@@ -55,10 +51,23 @@ class Loading {
    }
 
  private:
+   void mainRoot( unsigned file, std::optional< Node > node ) {
+      if ( !node )
+         return;
+      if ( node->kind == Node::Kind::none ) {
+         diagnostics_.error( { file, 1, 1 }, "the file is empty" );
+         diagnostics_.contentMissing();
+      } else if ( isMap( *node ) ) {
+         reader_.version( *node, true );
+         root_ = std::move( *node );
+      }
+   }
+
    std::optional< Node > read( unsigned file, const Parsed< std::string > & text ) {
-      if ( text )
+      if ( text && text.value->size() <= maxFileSize )
          return readYaml( *text.value, file, diagnostics_ );
-      diagnostics_.fileError( file, text.error );
+      diagnostics_.fileError(
+         file, text ? "the file is larger than " + std::to_string( maxFileSize ) + " bytes" : text.error );
       diagnostics_.contentMissing();
       return std::nullopt;
    }
@@ -111,7 +120,7 @@ Result load( const std::string & path ) {
 
 Result parse( std::string_view text, const std::string & fileName ) {
    Loading loading;
-   loading.mainFile( fileName, Parsed< std::string >::of( std::string( text ) ) );
+   loading.mainText( fileName, text );
    return loading.finish();
 }
 

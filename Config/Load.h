@@ -27,6 +27,7 @@ struct Result {
 ///   places; nothing is ever overridden, so the order of the files decides nothing but the order of errors
 /// - `version` is a property of each file: required in the main one, checked in every one
 /// - a drop-in may be empty
+/// - no file is larger than maxFileSize
 ///
 /// All errors are reported in one run. A file that is not YAML is reported with the first place where it is not; what
 /// depends on its content (names that are not defined, keys that are missing) is not looked at then.
@@ -34,7 +35,7 @@ struct Result {
 Result load( const std::string & path, Files & files );
 Result load( const std::string & path ); ///< from the file system of this machine
 
-/// The same for one file whose text is at hand.
+/// The same for one file whose text is at hand, of any size.
 /// \param fileName  as it shall be shown in errors
 Result parse( std::string_view text, const std::string & fileName );
 

@@ -1,6 +1,6 @@
 #include "Config/Rate.h"
 
-#include "Config/Quoted.h"
+#include "Config/InQuotes.h"
 
 #include <array>
 
@@ -50,11 +50,11 @@ const Unit * unitMeant( std::string_view name ) {
 }
 
 std::string tooLarge( std::string_view text ) {
-   return quoted( text ) + " is out of range; a rate is at most " + Rate::max().text();
+   return inQuotes( text ) + " is out of range; a rate is at most " + Rate::max().text();
 }
 
 std::string notARate( std::string_view text ) {
-   return quoted( text ) + " is not a rate; examples: 100kbps, 1.5Mbps";
+   return inQuotes( text ) + " is not a rate; examples: 100kbps, 1.5Mbps";
 }
 
 } // namespace
@@ -76,16 +76,16 @@ Parsed< Rate > Rate::parse( std::string_view text ) {
    if ( at == text.npos ) {
       const std::string number = text.size() <= 20 ? std::string( text ) : "N";
       return Result::refused(
-         quoted( text ) + " has no unit; write " + number + "bps, " + number + "kbps, " + number +
+         inQuotes( text ) + " has no unit; write " + number + "bps, " + number + "kbps, " + number +
          "Mbps or " + number + "Gbps" );
    }
    const Unit * const unit = unitOf( text.substr( at ) );
    if ( !unit ) {
-      std::string error = quoted( text ) + " has an unknown unit " + quoted( text.substr( at ) ) +
+      std::string error = inQuotes( text ) + " has an unknown unit " + inQuotes( text.substr( at ) ) +
                           "; use bps, kbps, Mbps or Gbps";
       if ( const Unit * const meant = unitMeant( text.substr( at ) ) )
          error.append( "; did you mean " )
-            .append( quoted( std::string( text.substr( 0, at ) ).append( meant->name ) ) )
+            .append( inQuotes( std::string( text.substr( 0, at ) ).append( meant->name ) ) )
             .append( "?" );
       return Result::refused( std::move( error ) );
    }
@@ -101,7 +101,7 @@ Parsed< Rate > Rate::parse( std::string_view text ) {
    for ( const char c : fraction ) {
       place /= 10;
       if ( place == 0 && c != '0' )
-         return Result::refused( quoted( text ) + " is not a whole number of bits per second" );
+         return Result::refused( inQuotes( text ) + " is not a whole number of bits per second" );
       bps += place * static_cast< std::uint64_t >( c - '0' );
    }
    if ( bps > max().bps() )

@@ -1,6 +1,6 @@
 #include "Config/Reader.h"
 
-#include "Config/Quoted.h"
+#include "Config/InQuotes.h"
 
 #include <algorithm>
 
@@ -25,7 +25,7 @@ void Reader::version( const Node & root, bool required ) {
       return;
    if ( node->text != "1" )
       values_.error(
-         node->place, "unknown version " + quoted( node->text ) + "; this program reads version 1" );
+         node->place, "unknown version " + inQuotes( node->text ) + "; this program reads version 1" );
    else if ( !node->plain )
       values_.error( node->place, "\"version\" must be a number, without quotes" );
 }
@@ -48,8 +48,7 @@ Configuration Reader::read( const Node & root, Place start ) {
    if ( const Node * const node = values_.required( root, "profiles", start, what ) )
       profiles( *node );
    if ( const Node * const node = values_.required( root, "default-profile", start, what ) )
-      configuration_.defaultProfile =
-         values_.reference( *node, "profile", configuration_.profiles ).value_or( "" );
+      configuration_.defaultProfile = profileReference( *node ).value_or( "" );
    if ( const Node * const node = Values::find( root, "groups" ) )
       groups( *node );
    if ( const Node * const node = Values::find( root, "units" ) )
@@ -86,7 +85,7 @@ StageList Reader::stages( const Node & node, const StageList & otherwise ) {
          result.push_back( item.text );
    }
    if ( node.children.empty() )
-      values_.error( node.place, quoted( node.key ) + " needs at least one stage" );
+      values_.error( node.place, inQuotes( node.key ) + " needs at least one stage" );
    return result;
 }
 
@@ -97,20 +96,25 @@ void Reader::profiles( const Node & node ) {
       values_.isValidName( child );
       profile( child, configuration_.profiles[child.key] );
    }
-   if ( node.children.empty() && diagnostics_.complete() )
+   profilesKnown_ = !node.children.empty();
+   if ( !profilesKnown_ && diagnostics_.complete() )
       values_.error( node.place, "\"profiles\" needs at least one profile" );
+}
+
+std::optional< std::string > Reader::profileReference( const Node & node ) {
+   return values_.reference( node, "profile", configuration_.profiles, profilesKnown_ );
 }
 
 void Reader::profile( const Node & node, Profile & profile ) {
    if ( !values_.isRecord(
            node, "a profile", { "threshold", "load-interval", "shutdown", "shutdown-max-delay" } ) )
       return;
-   const std::string what = "profile " + quoted( node.key );
+   const std::string what = "profile " + inQuotes( node.key );
    if ( const Node * const threshold = values_.required( node, "threshold", node.keyPlace, what ) ) {
       const std::optional< Rate > rate = values_.rate( *threshold );
       if ( rate == Rate() )
          values_.error(
-            threshold->place, quoted( threshold->text ) + " is out of range; a threshold is above 0" );
+            threshold->place, inQuotes( threshold->text ) + " is out of range; a threshold is above 0" );
       profile.threshold = rate.value_or( Rate() );
    }
    if ( const Node * const interval = values_.required( node, "load-interval", node.keyPlace, what ) )
@@ -122,7 +126,8 @@ void Reader::profile( const Node & node, Profile & profile ) {
 }
 
 void Reader::groups( const Node & node ) {
-   if ( !values_.isMap( node, "a map of groups" ) )
+   groupsKnown_ = values_.isMap( node, "a map of groups" );
+   if ( !groupsKnown_ )
       return;
    for ( const Node & child : node.children ) {
       values_.isValidName( child );
@@ -138,7 +143,7 @@ void Reader::group( const Node & node, Group & group ) {
    if ( const Node * const list = Values::find( node, "vlans" ) )
       group.vlans = vlans( *list );
    if ( const Node * const name = Values::find( node, "profile" ) )
-      group.profile = values_.reference( *name, "profile", configuration_.profiles );
+      group.profile = profileReference( *name );
 }
 
 std::set< std::string > Reader::interfaces( const Node & node ) {
@@ -172,8 +177,8 @@ VlanSet Reader::vlans( const Node & node ) {
       if ( at != seen.begin() && std::prev( at )->first.overlaps( *range.value ) ) {
          at = std::prev( at );
          values_.error(
-            item.place, "VLAN " + quoted( item.text ) + " overlaps " + quoted( at->first.text() ) + " at " +
-                           diagnostics_.text( at->second ) );
+            item.place, "VLAN " + inQuotes( item.text ) + " overlaps " + inQuotes( at->first.text() ) +
+                           " at " + diagnostics_.text( at->second ) );
          continue;
       }
       seen.emplace( *range.value, item.place );
@@ -205,7 +210,8 @@ void Reader::unit( const Node & node, Unit & unit ) {
       return;
    std::map< std::string, Place > seen;
    for ( const Node & item : list->children ) {
-      const std::optional< std::string > name = values_.reference( item, "group", configuration_.groups );
+      const std::optional< std::string > name =
+         values_.reference( item, "group", configuration_.groups, groupsKnown_ );
       if ( name && values_.isNew( seen, *name, item.place ) )
          unit.groups.insert( *name );
    }

@@ -24,6 +24,7 @@ class Reader {
  private:
    void profiles( const Node & node );
    void profile( const Node & node, Profile & profile );
+   std::optional< std::string > profileReference( const Node & node );
    void groups( const Node & node );
    void group( const Node & node, Group & group );
    std::set< std::string > interfaces( const Node & node );
@@ -45,6 +46,11 @@ class Reader {
    Diagnostics & diagnostics_;
    Values values_;
    Configuration configuration_;
+   // Whether the definitions could be read, so that a name that is not among them is known to be wrong.
+   bool profilesKnown_ = false;
+   bool groupsKnown_ = true;
+   bool portsKnown_ = true;
+   bool portChannelsKnown_ = true;
    // Of the simulated switch, with the place of each.
    std::map< std::string, Place > simulatedNames_;
    std::map< std::string, Place > portChannelMembers_;

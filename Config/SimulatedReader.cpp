@@ -1,7 +1,6 @@
 // The chapter of the reader that reads the simulated switch.
 
-#include "Config/Names.h"
-#include "Config/Quoted.h"
+#include "Config/InQuotes.h"
 #include "Config/Reader.h"
 
 namespace Config {
@@ -28,12 +27,13 @@ bool Reader::isNewInterface( const std::string & name, Place place ) {
    if ( !added )
       values_.error(
          place,
-         "duplicate name " + quoted( name ) + "; it is already at " + diagnostics_.text( first->second ) );
+         "duplicate name " + inQuotes( name ) + "; it is already at " + diagnostics_.text( first->second ) );
    return added;
 }
 
 void Reader::ports( const Node & node ) {
-   if ( !values_.isMap( node, "a map of ports" ) )
+   portsKnown_ = values_.isMap( node, "a map of ports" );
+   if ( !portsKnown_ )
       return;
    for ( const Node & child : node.children ) {
       isNewInterface( child.key, child.keyPlace );
@@ -87,7 +87,7 @@ bool Reader::segment( const Node & node, TrafficSegment & segment ) {
       const std::optional< Duration > duration = values_.duration( *length );
       if ( duration == Duration() )
          values_.error(
-            length->place, quoted( length->text ) + " is out of range; a segment lasts at least 1s" );
+            length->place, inQuotes( length->text ) + " is out of range; a segment lasts at least 1s" );
       segment.length = duration.value_or( Duration() );
    }
    if ( to )
@@ -100,9 +100,10 @@ bool Reader::segment( const Node & node, TrafficSegment & segment ) {
 }
 
 void Reader::portChannels( const Node & node ) {
-   if ( !values_.isMap( node, "a map of port-channels" ) )
+   portChannelsKnown_ = values_.isMap( node, "a map of port-channels" );
+   if ( !portChannelsKnown_ )
       return;
-   const Simulated & known = configuration_.simulated;
+   const std::map< std::string, SimulatedPort > & ports = configuration_.simulated.ports;
    for ( const Node & child : node.children ) {
       isNewInterface( child.key, child.keyPlace );
       vlanCandidates_.emplace( child.key, child.keyPlace );
@@ -110,7 +111,7 @@ void Reader::portChannels( const Node & node ) {
       if ( !values_.isList( child, "a list of ports" ) )
          continue;
       for ( const Node & item : child.children ) {
-         const std::optional< std::string > name = values_.reference( item, "port", known.ports );
+         const std::optional< std::string > name = values_.reference( item, "port", ports, portsKnown_ );
          if ( !name )
             continue;
          const auto [first, isFree] = portChannelMembers_.emplace( *name, item.place );
@@ -118,7 +119,7 @@ void Reader::portChannels( const Node & node ) {
             members.insert( *name );
          else
             values_.error(
-               item.place, quoted( *name ) + " is already a member of a port-channel at " +
+               item.place, inQuotes( *name ) + " is already a member of a port-channel at " +
                               diagnostics_.text( first->second ) );
       }
    }
@@ -132,7 +133,7 @@ void Reader::simulatedVlans( const Node & node ) {
       if ( !id || id.value->first != id.value->last ) {
          values_.error(
             child.keyPlace,
-            id ? quoted( child.key ) + " is not a VLAN id but a range" : std::move( id.error ) );
+            id ? inQuotes( child.key ) + " is not a VLAN id but a range" : std::move( id.error ) );
          continue;
       }
       SimulatedVlan & vlan = configuration_.simulated.vlans[id.value->first];
@@ -156,14 +157,14 @@ void Reader::vlanMembers( const Node & node, SimulatedVlan & vlan ) {
       return;
    std::map< std::string, Place > seen;
    for ( const Node & item : node.children ) {
-      const std::optional< std::string > name =
-         values_.reference( item, "port or port-channel", vlanCandidates_ );
+      const std::optional< std::string > name = values_.reference(
+         item, "port or port-channel", vlanCandidates_, portsKnown_ && portChannelsKnown_ );
       if ( !name )
          continue;
       const auto inside = portChannelMembers_.find( *name );
       if ( inside != portChannelMembers_.end() )
          values_.error(
-            item.place, quoted( *name ) + " is a member of a port-channel at " +
+            item.place, inQuotes( *name ) + " is a member of a port-channel at " +
                            diagnostics_.text( inside->second ) +
                            "; the port-channel can be a member of the VLAN instead" );
       else if ( values_.isNew( seen, *name, item.place ) )

@@ -1,7 +1,5 @@
 #include "Config/Source.h"
 
-#include "Config/Files.h"
-
 #include <cstdint>
 
 namespace Config {
@@ -50,7 +48,8 @@ bool isControl( std::uint32_t code ) { return code < 0x20 || ( 0x7f <= code && c
 
 } // namespace
 
-Source::Source( std::string_view text, unsigned file ) : text_( text ), file_( file ), lines_( { 0 } ) {
+Source::Source( std::string_view text, unsigned file )
+   : text_( text ), file_( file ), lines_( { 0 } ), lastPlace_{ file, 1, 1 } {
    if ( text_.starts_with( byteOrderMark ) )
       text_.remove_prefix( byteOrderMark.size() );
    for ( std::size_t at = text_.find( '\n' ); at != text_.npos; at = text_.find( '\n', at + 1 ) )
@@ -62,22 +61,22 @@ std::string_view Source::line( std::size_t index ) const {
    return text_.substr( begin, text_.find( '\n', begin ) - begin );
 }
 
-std::string_view Source::from( unsigned line, unsigned column ) const {
-   if ( line == 0 || line > lines_.size() )
-      return {};
-   std::size_t at = lines_[line - 1];
-   for ( unsigned i = 1; i < column && at < text_.size(); ++i )
-      do
-         ++at;
-      while ( at < text_.size() && continuesCharacter( text_[at] ) );
-   return text_.substr( at );
+Place Source::place( std::size_t line, std::size_t offset ) {
+   line = std::min( line, lines_.size() - 1 );
+   offset = std::clamp( offset, lines_[line], text_.size() );
+   const auto number = static_cast< unsigned >( line + 1 );
+   if ( lastPlace_.line != number ) {
+      lastOffset_ = lines_[line];
+      lastPlace_ = { file_, number, 1 };
+   }
+   for ( ; lastOffset_ < offset; ++lastOffset_ )
+      lastPlace_.column += !continuesCharacter( text_[lastOffset_] );
+   for ( ; lastOffset_ > offset; --lastOffset_ )
+      lastPlace_.column -= !continuesCharacter( text_[lastOffset_ - 1] );
+   return lastPlace_;
 }
 
 bool Source::check( Diagnostics & diagnostics ) const {
-   if ( text_.size() > maxFileSize ) {
-      diagnostics.fileError( file_, "is larger than " + std::to_string( maxFileSize ) + " bytes" );
-      return false;
-   }
    return checkCharacters( diagnostics ) && checkLines( diagnostics );
 }
 

@@ -1,6 +1,6 @@
 #include "Config/Suggestion.h"
 
-#include "Config/Quoted.h"
+#include "Config/InQuotes.h"
 
 #include <algorithm>
 #include <array>
@@ -20,6 +20,14 @@ char lower( char c ) { return 'A' <= c && c <= 'Z' ? static_cast< char >( c | 0x
 bool equalButCase( std::string_view a, std::string_view b ) {
    return std::equal(
       a.begin(), a.end(), b.begin(), b.end(), []( char x, char y ) { return lower( x ) == lower( y ); } );
+}
+
+std::string withoutDigits( std::string_view text ) {
+   std::string result;
+   for ( const char c : text )
+      if ( c < '0' || c > '9' )
+         result.append( 1, c );
+   return result;
 }
 
 /// Edit distance with swaps of neighbours, row by row. Both texts are at most maxLength long.
@@ -50,9 +58,10 @@ std::string nearest( std::string_view text, const std::vector< std::string > & c
    std::string result;
    if ( text.empty() || text.size() > maxLength || candidates.size() > maxCandidates )
       return result;
+   const std::string letters = withoutDigits( text );
    std::size_t best = 4;
    for ( const std::string & candidate : candidates ) {
-      if ( candidate.size() > maxLength )
+      if ( candidate.size() > maxLength || withoutDigits( candidate ) == letters )
          continue;
       const std::size_t allowed = std::min< std::size_t >( candidate.size() / 3, 3 );
       const std::size_t mistakes = equalButCase( text, candidate ) ? 0 : distance( text, candidate );
@@ -66,7 +75,7 @@ std::string nearest( std::string_view text, const std::vector< std::string > & c
 
 std::string didYouMean( std::string_view text, const std::vector< std::string > & candidates ) {
    const std::string name = nearest( text, candidates );
-   return name.empty() ? name : "; did you mean " + quoted( name ) + "?";
+   return name.empty() ? name : "; did you mean " + inQuotes( name ) + "?";
 }
 
 } // namespace Config

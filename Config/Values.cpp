@@ -1,7 +1,7 @@
 #include "Config/Values.h"
 
+#include "Config/InQuotes.h"
 #include "Config/Names.h"
-#include "Config/Quoted.h"
 #include "Config/Suggestion.h"
 
 #include <algorithm>
@@ -38,13 +38,13 @@ bool Values::is( const Node & node, Node::Kind kind, std::string_view expected )
       return true;
    const bool isEntry = !node.key.empty();
    if ( node.kind == Node::Kind::none ) {
-      const std::string subject = isEntry ? quoted( node.key ) + " has no value" : "no value here";
+      const std::string subject = isEntry ? inQuotes( node.key ) + " has no value" : "no value here";
       const char * const hint = kind == Node::Kind::map    ? " ({} is an empty one)"
                                 : kind == Node::Kind::list ? " ([] is an empty one)"
                                                            : "";
       error( isEntry ? node.keyPlace : node.place, subject + "; expected " + std::string( expected ) + hint );
    } else if ( node.kind != Node::Kind::refused ) {
-      const std::string subject = isEntry ? quoted( node.key ) + " must be " : "expected ";
+      const std::string subject = isEntry ? inQuotes( node.key ) + " must be " : "expected ";
       error( node.place, subject + std::string( expected ) + ", not " + text( node.kind ) );
    }
    return false;
@@ -65,14 +65,14 @@ bool Values::isScalar( const Node & node, std::string_view expected ) {
 }
 
 bool Values::isRecord( const Node & node, std::string_view what, const std::vector< std::string > & known ) {
-   if ( !isMap( node, "a map" ) )
+   if ( !isMap( node, node.key.empty() ? what : "a map" ) )
       return false;
    for ( const Node & child : node.children ) {
       if ( std::find( known.begin(), known.end(), child.key ) != known.end() )
          continue;
       const std::string meant = suggestion( child.key, known );
       error(
-         child.keyPlace, "unknown key " + quoted( child.key ) + " in " + std::string( what ) +
+         child.keyPlace, "unknown key " + inQuotes( child.key ) + " in " + std::string( what ) +
                             ( meant.empty() ? "; known are " + joined( known, " and " ) : meant ) );
    }
    return true;
@@ -89,7 +89,7 @@ const Node *
 Values::required( const Node & map, std::string_view key, Place place, const std::string & what ) {
    const Node * const result = find( map, key );
    if ( !result && diagnostics_.complete() )
-      error( place, what + " needs " + quoted( key ) );
+      error( place, what + " needs " + inQuotes( key ) );
    return result;
 }
 
@@ -99,7 +99,7 @@ std::optional< bool > Values::boolean( const Node & node ) {
    if ( node.plain && ( node.text == "true" || node.text == "false" ) )
       return node.text == "true";
    error(
-      node.place, quoted( node.key ) + " must be true or false, not " + quoted( node.text ) +
+      node.place, inQuotes( node.key ) + " must be true or false, not " + inQuotes( node.text ) +
                      ( node.plain ? "" : " (in quotes it is text)" ) );
    return std::nullopt;
 }
@@ -128,15 +128,15 @@ std::optional< std::string > Values::choice( const Node & node, const std::vecto
    if ( std::find( words.begin(), words.end(), node.text ) != words.end() )
       return node.text;
    error(
-      node.place, quoted( node.key ) + " must be " + joined( words, " or " ) + ", not " +
-                     quoted( node.text ) + suggestion( node.text, words ) );
+      node.place, inQuotes( node.key ) + " must be " + joined( words, " or " ) + ", not " +
+                     inQuotes( node.text ) + suggestion( node.text, words ) );
    return std::nullopt;
 }
 
 void Values::unknown(
    const Node & node, const std::string & what, const std::vector< std::string > & names ) {
    if ( diagnostics_.complete() )
-      error( node.place, "unknown " + what + " " + quoted( node.text ) + suggestion( node.text, names ) );
+      error( node.place, "unknown " + what + " " + inQuotes( node.text ) + suggestion( node.text, names ) );
 }
 
 bool Values::isValidName( const Node & node ) {
@@ -144,7 +144,7 @@ bool Values::isValidName( const Node & node ) {
       return true;
    error(
       node.keyPlace,
-      quoted( node.key ) +
+      inQuotes( node.key ) +
          " is not a valid name; a name has 1 to 63 letters, digits, \".\", \"_\" or \"-\" and begins "
          "with a letter or digit" );
    return false;
@@ -154,7 +154,7 @@ bool Values::isInterfaceName( const std::string & text, Place place ) {
    const std::string reason = interfaceNameError( text );
    if ( reason.empty() )
       return true;
-   error( place, quoted( text ) + " is not an interface name: it " + reason );
+   error( place, inQuotes( text ) + " is not an interface name: it " + reason );
    return false;
 }
 
@@ -162,7 +162,8 @@ bool Values::isNew( std::map< std::string, Place > & seen, const std::string & t
    const auto [first, added] = seen.emplace( text, place );
    if ( !added )
       error(
-         place, quoted( text ) + " is listed twice; it is already at " + diagnostics_.text( first->second ) );
+         place,
+         inQuotes( text ) + " is listed twice; it is already at " + diagnostics_.text( first->second ) );
    return added;
 }
 

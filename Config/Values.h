@@ -28,7 +28,7 @@ class Values {
    bool isScalar( const Node & node, std::string_view expected );
 
    /// Whether node is a map, reporting each of its keys that is none of `known`.
-   /// \param what  for messages: "a profile"
+   /// \param what  for messages: "a profile", "the profile"
    bool isRecord( const Node & node, std::string_view what, const std::vector< std::string > & known );
    /// The value of a key of a map; null if there is none. Nothing is reported.
    static const Node * find( const Node & map, std::string_view key );
@@ -43,18 +43,21 @@ class Values {
    std::optional< std::string > choice( const Node & node, const std::vector< std::string > & words );
 
    /// A name that is defined elsewhere. One that is not is reported if the files were read to their ends.
-   /// \param what  "group"
+   /// \param what   "group"
+   /// \param known  whether the definitions could be read; if not, names that are not defined are not reported
    template < typename T >
-   std::optional< std::string >
-   reference( const Node & node, const std::string & what, const std::map< std::string, T > & defined ) {
+   std::optional< std::string > reference(
+      const Node & node, const std::string & what, const std::map< std::string, T > & defined, bool known ) {
       if ( !isScalar( node, "the name of a " + what ) )
          return std::nullopt;
       if ( defined.count( node.text ) )
          return node.text;
-      std::vector< std::string > names;
-      for ( const auto & entry : defined )
-         names.push_back( entry.first );
-      unknown( node, what, names );
+      if ( known ) {
+         std::vector< std::string > names;
+         for ( const auto & entry : defined )
+            names.push_back( entry.first );
+         unknown( node, what, names );
+      }
       return std::nullopt;
    }
    void unknown( const Node & node, const std::string & what, const std::vector< std::string > & names );

@@ -1,6 +1,6 @@
 #include "Config/VlanSet.h"
 
-#include "Config/Quoted.h"
+#include "Config/InQuotes.h"
 
 #include <algorithm>
 
@@ -32,13 +32,13 @@ Parsed< VlanRange > VlanRange::parse( std::string_view text ) {
    const std::optional< unsigned > first = number( firstText );
    const std::optional< unsigned > last = number( lastText );
    if ( !first || !last )
-      return Result::refused( quoted( text ) + " is not a VLAN id or range; examples: 10, 20-29" );
+      return Result::refused( inQuotes( text ) + " is not a VLAN id or range; examples: 10, 20-29" );
    if ( !inRange( *first ) || !inRange( *last ) )
       return Result::refused(
-         "VLAN " + quoted( inRange( *first ) ? lastText : firstText ) + " is out of range 1-4094" );
+         "VLAN " + inQuotes( inRange( *first ) ? lastText : firstText ) + " is out of range 1-4094" );
    if ( *first > *last )
       return Result::refused(
-         "VLAN range " + quoted( text ) + " is reversed; write " + std::string( lastText ) + "-" +
+         "VLAN range " + inQuotes( text ) + " is reversed; write " + std::string( lastText ) + "-" +
          std::string( firstText ) );
    return Result::of( { static_cast< VlanId >( *first ), static_cast< VlanId >( *last ) } );
 }

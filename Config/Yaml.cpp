@@ -1,6 +1,6 @@
 #include "Config/Yaml.h"
 
-#include "Config/Quoted.h"
+#include "Config/InQuotes.h"
 #include "Config/Source.h"
 
 #include <yaml-cpp/eventhandler.h>
@@ -31,16 +31,17 @@ class ViewBuffer final : public std::streambuf {
 /// Builds the tree from what the parser reports.
 class Builder final : public YAML::EventHandler {
  public:
-   Builder( const Source & source, Diagnostics & diagnostics )
-      : source_( source ), diagnostics_( diagnostics ) {}
+   Builder( Source & source, Diagnostics & diagnostics ) : source_( source ), diagnostics_( diagnostics ) {}
 
    Node && take() { return std::move( root_ ); }
    /// The map or list that is not complete; null if there is none.
    const Node * open() const { return stack_.empty() ? nullptr : &stack_.back().node; }
-   Place place( const YAML::Mark & mark ) const {
-      return {
-         source_.file(), static_cast< unsigned >( mark.line + 1 ),
-         static_cast< unsigned >( mark.column + 1 ) };
+   /// \note the parser counts columns in bytes.
+   Place place( const YAML::Mark & mark ) {
+      return source_.place( static_cast< std::size_t >( mark.line ), static_cast< std::size_t >( mark.pos ) );
+   }
+   std::string_view textAt( const YAML::Mark & mark ) const {
+      return source_.from( static_cast< std::size_t >( mark.pos ) );
    }
 
  private:
@@ -77,9 +78,9 @@ class Builder final : public YAML::EventHandler {
    void end();
    void add( Node && node );
    void checkKey( Node & key );
-   void checkQuotes( const Node & node );
+   void checkQuotes( Place place, std::string_view text );
 
-   const Source & source_;
+   Source & source_;
    Diagnostics & diagnostics_;
    Node root_;
    std::vector< Level > stack_;
@@ -88,11 +89,10 @@ class Builder final : public YAML::EventHandler {
 
 void Builder::OnDocumentStart( const YAML::Mark & mark ) {
    if ( started_ ) {
-      const Place at = place( mark );
-      const bool marker = source_.from( at.line, at.column ).starts_with( "---" );
+      const bool marker = textAt( mark ).starts_with( "---" );
       diagnostics_.error(
-         at, marker ? "a second document; one file holds one"
-                    : "unexpected text behind the end of the document" );
+         place( mark ), marker ? "a second document; one file holds one"
+                               : "unexpected text behind the end of the document" );
       throw Stop();
    }
    started_ = true;
@@ -114,13 +114,12 @@ void Builder::OnScalar(
    node.text = value;
    node.plain = tag == "?";
    if ( tag == "!" && anchor == 0 )
-      checkQuotes( node );
+      checkQuotes( node.place, textAt( mark ) );
    add( std::move( node ) );
 }
 
 /// The parser takes the end of the file for a closing quote.
-void Builder::checkQuotes( const Node & node ) {
-   const std::string_view text = source_.from( node.place.line, node.place.column );
+void Builder::checkQuotes( Place place, std::string_view text ) {
    if ( text.empty() || ( text[0] != '"' && text[0] != '\'' ) )
       return;
    const char quote = text[0];
@@ -132,7 +131,7 @@ void Builder::checkQuotes( const Node & node ) {
       else if ( text[at] == quote )
          return;
    }
-   diagnostics_.error( node.place, "the quote that opens here is not closed" );
+   diagnostics_.error( place, "the quote that opens here is not closed" );
    throw Stop();
 }
 
@@ -205,19 +204,21 @@ void Builder::checkKey( Node & key ) {
    const auto [first, isNew] = stack_.back().keys.emplace( key.text, key.place );
    if ( !isNew )
       refuse(
-         "duplicate key " + quoted( key.text ) + "; it is already at " + diagnostics_.text( first->second ) );
+         "duplicate key " + inQuotes( key.text ) + "; it is already at " +
+         diagnostics_.text( first->second ) );
 }
 
 /// What the parser says, in words that help.
+/// \param here  the text where it says so
+/// \param open  the map or list that is open there; null if there is none
 std::string explain(
-   const YAML::Exception & exception, const Source & source, Place place, const Node * open,
+   const YAML::Exception & exception, std::string_view here, const Node * open,
    const Diagnostics & diagnostics ) {
    const auto is = [&]( const char * message ) { return exception.msg == message; };
    const auto notClosed = [&]( const char * what, const char * expected ) {
       return std::string( what ) + ( open ? " at " + diagnostics.text( open->place ) : std::string() ) + " " +
              expected;
    };
-   const std::string_view here = source.from( place.line, place.column );
    if ( is( YAML::ErrorMsg::UNKNOWN_ANCHOR ) || is( YAML::ErrorMsg::ALIAS_CONTENT ) )
       return "aliases are not allowed; write the value out";
    if ( is( YAML::ErrorMsg::MULTIPLE_ANCHORS ) )
@@ -225,15 +226,15 @@ std::string explain(
    if ( is( YAML::ErrorMsg::MULTIPLE_TAGS ) )
       return "tags are not allowed";
    if ( is( YAML::ErrorMsg::MAP_VALUE ) || is( YAML::ErrorMsg::MAP_KEY ) )
-      return "unexpected \":\"; the indentation is wrong, or text that contains \": \" is not in quotes, or "
-             "the line "
-             "above has no \":\"";
+      return "unexpected \":\"; is the indentation wrong, a \":\" missing in the line above, or text with "
+             "\": \" in it "
+             "not in quotes?";
    if ( is( YAML::ErrorMsg::BLOCK_ENTRY ) )
       return "unexpected \"-\"; a list that is written with dashes begins on its own line";
    if ( is( YAML::ErrorMsg::FLOW_END ) )
-      return "unexpected " + quoted( here.substr( 0, 1 ) ) + "; nothing is open that it could close";
+      return "unexpected " + inQuotes( here.substr( 0, 1 ) ) + "; it does not match what is open here";
    if ( is( YAML::ErrorMsg::UNKNOWN_TOKEN ) )
-      return "text that begins with " + quoted( here.substr( 0, 1 ) ) + " must be in quotes";
+      return "text that begins with " + inQuotes( here.substr( 0, 1 ) ) + " must be in quotes";
    if ( is( YAML::ErrorMsg::END_OF_MAP_FLOW ) )
       return notClosed( "the map", "is not closed; expected \",\" or \"}\" here" );
    if ( is( YAML::ErrorMsg::END_OF_SEQ_FLOW ) )
@@ -242,22 +243,16 @@ std::string explain(
       return notClosed( "the map", "cannot go on like this; is the indentation wrong, or a \":\" missing?" );
    if ( is( YAML::ErrorMsg::END_OF_SEQ ) )
       return notClosed( "the list", "cannot go on like this; is the indentation wrong, or a \"-\" missing?" );
+   if ( exception.msg.starts_with(
+           YAML::ErrorMsg::INVALID_ESCAPE ) ) // names a byte, which need not be a character
+      return "unknown escape in quoted text";
    return exception.msg;
-}
-
-void reportUnreadable(
-   const YAML::Exception & exception, const Source & source, const Builder & builder,
-   Diagnostics & diagnostics ) {
-   Place place{ source.file(), 1, 1 };
-   if ( !exception.mark.is_null() )
-      place = builder.place( exception.mark );
-   diagnostics.error( place, explain( exception, source, place, builder.open(), diagnostics ) );
 }
 
 } // namespace
 
 std::optional< Node > readYaml( std::string_view text, unsigned file, Diagnostics & diagnostics ) {
-   const Source source( text, file );
+   Source source( text, file );
    if ( source.check( diagnostics ) ) {
       Builder builder( source, diagnostics );
       try {
@@ -269,7 +264,10 @@ std::optional< Node > readYaml( std::string_view text, unsigned file, Diagnostic
          return builder.take();
       } catch ( const Stop & ) {
       } catch ( const YAML::Exception & exception ) {
-         reportUnreadable( exception, source, builder, diagnostics );
+         const YAML::Mark mark = exception.mark.is_null() ? YAML::Mark() : exception.mark;
+         diagnostics.error(
+            builder.place( mark ),
+            explain( exception, builder.textAt( mark ), builder.open(), diagnostics ) );
       }
    }
    diagnostics.contentMissing();
@@ -291,7 +289,7 @@ void merge( Node & into, Node && from, Diagnostics & diagnostics ) {
          merge( other, std::move( child ), diagnostics );
       else
          diagnostics.error(
-            child.keyPlace, "duplicate key " + quoted( child.key ) + "; it is already at " +
+            child.keyPlace, "duplicate key " + inQuotes( child.key ) + "; it is already at " +
                                diagnostics.text( other.keyPlace ) );
    }
 }

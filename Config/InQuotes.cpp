@@ -1,4 +1,4 @@
-#include "Config/Quoted.h"
+#include "Config/InQuotes.h"
 
 namespace Config {
 
@@ -24,7 +24,7 @@ void appendEscaped( std::string & result, unsigned char c ) {
 
 } // namespace
 
-std::string quoted( std::string_view text ) {
+std::string inQuotes( std::string_view text ) {
    std::string result = "\"";
    std::size_t length = 0;
    for ( const char c : text ) {

@@ -1,0 +1,58 @@
+#include "Config/ToYaml.h"
+#include "Config/ErrorRowsTest.h"
+#include "Config/GeneratorsTest.h"
+
+#include <rapidcheck/gtest.h>
+
+namespace {
+
+TEST( ToYaml, writesEverythingOut ) {
+   const Config::Result result = Config::parse(
+      good + "listen: {web: \"[0::1]:80\"}\n"
+             "groups: {\"null\": {interfaces: [et2, \"#1\"], vlans: [20-22, 23], profile: p}, g: {}}\n"
+             "units: {u: {groups: [g, \"null\"]}}\n"
+             "simulated:\n"
+             "  ports: {et1: {traffic: [{for: 60s, in: 1500bps}, {ramp: 1m, to: 0bps}]}, et2: {}}\n"
+             "  port-channels: {pc1: [et2]}\n"
+             "  vlans: {10: {members: [et1, pc1]}}\n",
+      "f" );
+   ASSERT_EQ( std::vector< std::string >(), textsOf( result ) );
+   EXPECT_EQ(
+      "version: 1\n"
+      "switch: linux\n"
+      "listen: {web: \"[::1]:80\"}\n"
+      "settle: 10s\n"
+      "enter: [drainwatch]\n"
+      "exit: [drainwatch]\n"
+      "profiles:\n"
+      "  p: {threshold: 1kbps, load-interval: 1s, shutdown: false}\n"
+      "default-profile: p\n"
+      "groups:\n"
+      "  g: {interfaces: [], vlans: []}\n"
+      "  \"null\": {interfaces: [\"#1\", et2], vlans: [20-23], profile: p}\n"
+      "units:\n"
+      "  u: {groups: [g, \"null\"], enter: [drainwatch], exit: [drainwatch]}\n"
+      "simulated:\n"
+      "  clock: real\n"
+      "  ports:\n"
+      "    et1: {traffic: [{for: 1m, in: 1.5kbps, out: 0bps}, {ramp: 1m, in: 0bps, out: 0bps}]}\n"
+      "    et2: {}\n"
+      "  port-channels:\n"
+      "    pc1: [et2]\n"
+      "  vlans:\n"
+      "    10: {name: vlan10, members: [et1, pc1]}\n",
+      Config::toYaml( *result.configuration ) );
+}
+
+RC_GTEST_PROP( ToYaml, isReadBackAsTheSameConfiguration, () ) {
+   const Config::Configuration configuration = Generators::configuration();
+   const Config::Result result = Config::parse( Config::toYaml( configuration ), "f" );
+   RC_LOG() << Config::toYaml( configuration );
+   for ( const std::string & text : textsOf( result ) )
+      RC_LOG() << text << "\n";
+   RC_ASSERT( result.configuration.has_value() );
+   RC_ASSERT( *result.configuration == configuration );
+   RC_ASSERT( Config::toYaml( *result.configuration ) == Config::toYaml( configuration ) );
+}
+
+} // namespace
