@@ -234,6 +234,12 @@ TEST( ValueErrors, reportsBadVlans ) {
         { good + "groups:\n"
                  "  g: {vlans: [20-29, 22]}\n",
           { "f:5:22: error: VLAN \"22\" overlaps \"20-29\" at f:5:15" } },
+        { good + "groups:\n"
+                 "  g: {vlans: [20-29, 15-20]}\n",
+          { "f:5:22: error: VLAN \"15-20\" overlaps \"20-29\" at f:5:15" } },
+        { good + "groups:\n"
+                 "  g: {vlans: [10, 20, 1-15]}\n",
+          { "f:5:23: error: VLAN \"1-15\" overlaps \"10\" at f:5:15" } },
         { good + "simulated:\n"
                  "  vlans: {0: {}, x: {}, 10-20: {}, 4095: {}}\n",
           { "f:5:11: error: VLAN \"0\" is out of range 1-4094",
