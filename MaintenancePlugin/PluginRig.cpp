@@ -307,6 +307,8 @@ bool PluginRig::exitComplete( const String & unitName ) {
 // ---- time and the plug-in
 
 void PluginRig::start() {
+   // Links and counters are known before a plug-in begins.
+   countTraffic();
    root = DrainWatchSm::DrainWatchSmIs(
       Vel::Ptr< const Interface::IntfCounterMasquerade::AllEthIntfCounterPtrDir >( phyCounterDir ),
       Vel::Ptr< const Lag::Config >( lagConfig ), Vel::Ptr< const Bridging::VlanStatusDir >( vlanStatusDir ),
