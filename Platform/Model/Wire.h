@@ -82,6 +82,8 @@ static_assert( sizeof( IntfId ) == 32 && std::is_trivially_copyable_v< IntfId > 
 
 /// The name.
 Vel::String stringValue( const IntfId & intfId );
+/// The name, without a copy: what a line of the fast log holds of an id.
+inline std::string_view fastLogValue( const IntfId & intfId ) { return intfId.name(); }
 
 /// The kinds. Each is built as an IntfId of that kind and tests ids for it. A name has 1 to 27 bytes, none of
 /// them zero; RangeError otherwise. A sub-interface tests as its own kind and as its parent's.

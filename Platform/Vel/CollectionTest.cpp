@@ -133,7 +133,7 @@ TEST( Collection, destroysTheValueAfterTheKeyIsGone ) {
 /// Random additions and removals during walks, held against a plain list that is walked by the stated rules.
 template < class Order >
 void agreesWithAPlainList( unsigned seed ) {
-   std::mt19937 random( seed );
+   std::mt19937 draw( seed );
    Bag< Order > bag;
    std::vector< int > model;
    auto add = [&]( int key ) {
@@ -145,15 +145,15 @@ void agreesWithAPlainList( unsigned seed ) {
          std::sort( model.begin(), model.end() );
    };
    for ( int i = 0; i < 10; ++i )
-      add( static_cast< int >( random() % 30 ) );
+      add( static_cast< int >( draw() % 30 ) );
    std::vector< int > passed;
    for ( const auto & [key, value] : bag ) {
       ASSERT_EQ( 1, std::count( model.begin(), model.end(), key ) ) << "visited a removed key, seed " << seed;
       ASSERT_EQ( 0, std::count( passed.begin(), passed.end(), key ) ) << "visited twice, seed " << seed;
       passed.push_back( key );
-      for ( unsigned n = random() % 4; n; --n ) {
-         const int other = static_cast< int >( random() % 30 );
-         if ( random() % 2 ) {
+      for ( unsigned n = draw() % 4; n; --n ) {
+         const int other = static_cast< int >( draw() % 30 );
+         if ( draw() % 2 ) {
             ASSERT_EQ( std::erase( model, other ) == 1, drop( bag, other ) ) << "seed " << seed;
             std::erase( passed, other );
          } else if ( passed.size() < 60 && !std::count( passed.begin(), passed.end(), other ) )
