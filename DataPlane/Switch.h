@@ -95,7 +95,8 @@ class Switch : public Vel::PtrInterface {
    /// Tells the listener every link and membership before it returns; later changes come from the event loop.
    /// May be called again, with the same or another listener: everything is told anew; requests that are still going
    /// on are carried out, but nobody hears of them. If it fails, the listener may have been told a part, and hears
-   /// nothing more. The listener must live until stop() or the end of the switch.
+   /// nothing more. The listener must live until stop() or the end of the switch, and must call neither of the two
+   /// while it is being told something.
    virtual Outcome start( Listener & listener ) = 0;
    /// Nobody is told anything from now on. Links stay as they are.
    virtual void stop() = 0;
