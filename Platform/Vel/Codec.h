@@ -56,10 +56,12 @@ class ByteReader {
 };
 
 /// How a value of T becomes bytes and comes back. `stored` false: the value belongs to the running process
-/// only (pointers to entities) and is left out of the store.
+/// only (pointers to entities) and is left out of the store. `copiedSize`, where there is one: the byte form is
+/// these bytes of the value as it lies in memory.
 template < class T >
 struct Codec {
    static constexpr bool stored = std::is_trivially_copyable_v< T > && !std::is_pointer_v< T >;
+   static constexpr std::size_t copiedSize = stored ? sizeof( T ) : 0;
    static void write( ByteWriter & w, const T & v ) {
       if constexpr ( stored )
          w.bytes( &v, sizeof v );
@@ -73,6 +75,7 @@ struct Codec {
 template <>
 struct Codec< bool > {
    static constexpr bool stored = true;
+   static constexpr std::size_t copiedSize = 1;
    static void write( ByteWriter & w, bool v ) {
       const U8 byte = v;
       w.bytes( &byte, 1 );
@@ -110,6 +113,8 @@ struct Codec< Ptr< T > > {
 /// The operations of one value type, for code that does not know it.
 struct ValueType {
    bool stored;
+   /// Bytes of the byte form if it is the value as it lies in memory, otherwise 0.
+   std::size_t copiedSize;
    String ( *text )( const void * value );
    void ( *write )( ByteWriter &, const void * value );
    void ( *read )( ByteReader &, void * value );
@@ -121,9 +126,17 @@ concept HasText = requires( String & s, const T & v ) {
 };
 
 template < class T >
+constexpr std::size_t copiedSize() {
+   if constexpr ( requires { Codec< T >::copiedSize; } )
+      return Codec< T >::copiedSize;
+   else
+      return 0;
+}
+
+template < class T >
 const ValueType & valueType() {
    static constexpr ValueType type = {
-      Codec< T >::stored,
+      Codec< T >::stored, copiedSize< T >(),
       []( const void * value ) -> String {
          if constexpr ( HasText< T > )
             return text( *static_cast< const T * >( value ) );
