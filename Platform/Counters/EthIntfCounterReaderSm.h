@@ -9,7 +9,8 @@ namespace Interface {
 /// Owner: that user. The directory is counted and outlives the reader; from then on nothing is added to it or
 /// taken from it, and its counts are still the pool's.
 ///
-/// Order: made, enableLegacyShmemManSupport() if wanted, handleInitialized(). Before that the directory is empty.
+/// Order: made, enableLegacyShmemManSupport() if wanted, handleInitialized(). Before that the directory is
+/// empty.
 class EthIntfCounterReaderSm final : public Vel::Entity {
    using AllEthIntfCounterPtrDir = IntfCounterMasquerade::AllEthIntfCounterPtrDir;
 
@@ -25,8 +26,8 @@ class EthIntfCounterReaderSm final : public Vel::Entity {
    static Vel::Ptr< EthIntfCounterReaderSm > EthIntfCounterReaderSmIs(
       const Vel::Ptr< VelPool::EntityManager > & pool, const Vel::Ptr< const Vel::Dir > & writerStatusDir );
 
-   /// Announces that the user can also read pools written in the older layout. There is one layout, so this changes
-   /// nothing; it may be called at any time.
+   /// Announces that the user can also read pools written in the older layout. There is one layout, so this
+   /// changes nothing; it may be called at any time.
    void enableLegacyShmemManSupport() {}
 
    /// Fills the directory and keeps it equal to the pool from now on. May be called again.

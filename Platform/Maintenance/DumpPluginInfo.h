@@ -7,7 +7,8 @@ namespace Maintenance {
 class PluginContext;
 
 /// Purpose: a plug-in's diagnostic text, on request.
-/// Owner: the plug-in. The context it is registered with holds a plain pointer and forgets it when it is destroyed.
+/// Owner: the plug-in. The context it is registered with holds a plain pointer and forgets it when it is
+/// destroyed.
 class DumpPluginInfo : public Vel::Entity {
    VEL_ENTITY( DumpPluginInfo );
    explicit DumpPluginInfo( const Vel::String & name ) : name_( name ) {}

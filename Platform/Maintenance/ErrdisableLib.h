@@ -10,9 +10,10 @@ namespace ErrdisableLib {
 Vel::String causeStatusPath( const Vel::String & cause );
 Vel::String causeGroupPath( const Vel::String & cause );
 
-/// Writes what is to be said about a cause into its two entities. Whoever defines the cause has created them; one that
-/// is absent stays absent. The interfaces that are held down for the cause are left as they are, so it may be called
-/// again, also while interfaces are down. For the meaning of the arguments see Errdisable::CauseGroup.
+/// Writes what is to be said about a cause into its two entities. Whoever defines the cause has created them;
+/// one that is absent stays absent. The interfaces that are held down for the cause are left as they are, so
+/// it may be called again, also while interfaces are down. For the meaning of the arguments see
+/// Errdisable::CauseGroup.
 void ErrdisableCauseGroupInit(
    const Vel::Ptr< Ledger::EntityManager > & entityManager, const Vel::String & cause, bool configurable,
    const Vel::String & description, bool recoveryEnabled, bool detectionEnabled, bool linkDown, bool visible,

@@ -10,8 +10,9 @@ namespace Maintenance {
 /// Purpose: all that an agent gives to its plug-ins.
 /// Owner: the agent.
 ///
-/// Order of release: a plug-in's entry in the entity directory holds the context, and the context holds the directory.
-/// Whoever owns the context deletes the entries first, which ends the plug-ins' work; otherwise both stay for ever.
+/// Order of release: a plug-in's entry in the entity directory holds the context, and the context holds the
+/// directory. Whoever owns the context deletes the entries first, which ends the plug-ins' work; otherwise
+/// both stay for ever.
 class PluginContext final : public Vel::Entity {
    VEL_ENTITY( PluginContext );
    PluginContext(
@@ -26,8 +27,8 @@ class PluginContext final : public Vel::Entity {
    /// The counter pool.
    VEL_PARAM( Vel::Ptr< VelPool::EntityManager >, velPoolEntityManager );
 
-   /// Registers a dumper under its name, in place of one of the same name. It is forgotten when it is destroyed.
-   /// Throws Vel::RangeError if it is null.
+   /// Registers a dumper under its name, in place of one of the same name. It is forgotten when it is
+   /// destroyed. Throws Vel::RangeError if it is null.
    void dumpPluginInfoIs( const Vel::Ptr< DumpPluginInfo > & dumper );
    /// Forgets the dumper of that name. False: there was none.
    bool dumpPluginInfoDel( const Vel::String & name );

@@ -20,9 +20,9 @@ class InitCaller {
    PluginBase< PluginContext > * plugin_;
 };
 
-/// Purpose: the plug-ins that are in the process, in the order in which they registered. A plug-in registers from the
-/// static objects of its library, so whoever opens a library finds it here afterwards, and no longer once the library
-/// is closed. Opening and closing libraries is the agent's business.
+/// Purpose: the plug-ins that are in the process, in the order in which they registered. A plug-in registers
+/// from the static objects of its library, so whoever opens a library finds it here afterwards, and no longer
+/// once the library is closed. Opening and closing libraries is the agent's business.
 class PluginLoader {
  public:
    struct Plugin {
@@ -45,14 +45,14 @@ class PluginLoader {
    /// What a plug-in hands back when it registers, as proof of which loader it means.
    const Vel::String & name() const { return name_; }
 
-   /// Adds a plug-in until it is destroyed. Throws Vel::NameInUse if one of that name is there, Vel::RangeError if
-   /// the name is empty, there is no plug-in, or it means another loader.
+   /// Adds a plug-in until it is destroyed. Throws Vel::NameInUse if one of that name is there,
+   /// Vel::RangeError if the name is empty, there is no plug-in, or it means another loader.
    void registerPlugin(
       const Vel::String & name, const Vel::String & loaderName, const Vel::String & description,
       const Vel::String & version, const InitCaller & initCaller );
 
-   /// Initialises the plug-ins that are not yet, in the order of registration. Those that refuse are returned with
-   /// the reason and stay uninitialised.
+   /// Initialises the plug-ins that are not yet, in the order of registration. Those that refuse are returned
+   /// with the reason and stay uninitialised.
    std::vector< Failure > initPlugins( PluginContext * context );
 
    const std::vector< Plugin > & plugins() const { return plugins_; }
