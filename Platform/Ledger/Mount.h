@@ -11,8 +11,8 @@ namespace Ledger {
 ///   "r"   read: an entity at this path is of this type; an absent one stays absent and may come later
 ///   "w"   write: as "r"
 ///   "wc"  write and create: an absent entity is made by the name of its type
-///   "ri"  read an entity whose contents may still be coming: they are no part of completion. Here all contents
-///         are at hand, so it is the same as "r".
+///   "ri"  read an entity whose contents may still be coming: they are no part of completion. Here all
+///         contents are at hand, so it is the same as "r".
 /// Modes do not restrict the mounter's own writes: it may write what it has mounted for reading.
 struct Mount {
    Mount( Vel::String pathIs, Vel::String typeNameIs, Vel::String modeIs )

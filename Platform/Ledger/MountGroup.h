@@ -7,8 +7,8 @@ namespace Ledger {
 /// Purpose: mounts that are requested together and reported together.
 /// Owner: the mounter that fills it, until doClose(); from then on the pending completion.
 ///
-/// Order: doMount() any number of times, doClose() once. In a later turn the mounts are carried out in the order
-/// of their requests, and the mounter is told. Anything else is a mistake of the caller and asserted.
+/// Order: doMount() any number of times, doClose() once. In a later turn the mounts are carried out in the
+/// order of their requests, and the mounter is told. Anything else is a mistake of the caller and asserted.
 class MountGroup final : public Vel::PtrInterface {
  public:
    /// Made by EntityManager::getMountGroup().
@@ -22,8 +22,8 @@ class MountGroup final : public Vel::PtrInterface {
    /// destroyed before.
    /// \param wait       whether to return only after completion. The store never blocks the loop: false.
    /// \param name       what the group is called in traces; empty: the mounter's name
-   /// \param timeLimit  seconds after which completion is reported as failed, 0: never. What this store has, it
-   ///                   has at hand, so no limit is ever reached.
+   /// \param timeLimit  seconds after which completion is reported as failed, 0: never. What this store has,
+   ///                   it has at hand, so no limit is ever reached.
    void doClose( bool wait, const Vel::String & name, double timeLimit );
 
  private:

@@ -1,0 +1,62 @@
+#include "Platform/Ledger/FolderLock.h"
+
+#include "Platform/Vel/Error.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace Ledger {
+
+namespace {
+Status failed( const Vel::String & folder, const char * what, int error ) {
+   return Status::failure( "folder " + folder + ": cannot " + what + ": " + std::strerror( error ) );
+}
+
+/// The digits in the lock file, empty if there are none.
+Vel::String holder( int fd ) {
+   char buffer[20];
+   const ssize_t size = pread( fd, buffer, sizeof buffer, 0 );
+   const std::string_view text( buffer, size > 0 ? static_cast< std::size_t >( size ) : 0 );
+   return Vel::String( text.substr( 0, text.find_first_not_of( "0123456789" ) ) );
+}
+} // namespace
+
+FolderLock::~FolderLock() {
+   if ( fd_ >= 0 )
+      close( fd_ );
+}
+
+Status FolderLock::lock( const Vel::String & folder ) {
+   VEL_ASSERT( fd_ < 0, "!locked()" );
+   std::error_code error;
+   std::filesystem::create_directories( folder, error );
+   if ( error )
+      return failed( folder, "create it", error.value() );
+   const Vel::String file = folder + "/lock";
+   const int fd = open( file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644 );
+   if ( fd < 0 )
+      return failed( folder, "open its lock file", errno );
+   if ( flock( fd, LOCK_EX | LOCK_NB ) ) {
+      const int reason = errno;
+      const Vel::String other = holder( fd );
+      close( fd );
+      if ( reason != EWOULDBLOCK )
+         return failed( folder, "lock it", reason );
+      return Status::failure(
+         "folder " + folder + ": in use by another process" + ( other.empty() ? "" : " (" + other + ")" ) );
+   }
+   const Vel::String id = std::to_string( getpid() ) + "\n";
+   if ( ftruncate( fd, 0 ) || pwrite( fd, id.data(), id.size(), 0 ) != static_cast< ssize_t >( id.size() ) ) {
+      const int reason = errno;
+      close( fd );
+      return failed( folder, "write its lock file", reason );
+   }
+   fd_ = fd;
+   return {};
+}
+
+} // namespace Ledger

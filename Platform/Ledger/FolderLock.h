@@ -1,0 +1,24 @@
+#pragma once
+
+#include "Platform/Ledger/Status.h"
+
+namespace Ledger {
+
+/// Purpose: keeps a second process away from a folder. The lock is the system's: it goes when the process
+/// does, however it ends. The file "lock" in the folder tells an operator whose it is and stays behind.
+class FolderLock {
+ public:
+   FolderLock() = default;
+   ~FolderLock();
+   FolderLock( const FolderLock & ) = delete;
+   FolderLock & operator=( const FolderLock & ) = delete;
+
+   /// Takes the folder until this object is destroyed; creates it if it is missing. Fails, without waiting,
+   /// if another process has it (its id is named) or the folder cannot be written.
+   Status lock( const Vel::String & folder );
+
+ private:
+   int fd_ = -1;
+};
+
+} // namespace Ledger
