@@ -84,7 +84,8 @@ class Story {
          }
          return;
       case 2:
-         if ( out_ && !out_->velChanges() ) {
+         // Not into itself, nor below itself.
+         if ( out_ && !out_->velChanges() && parent.velChanges() ) {
             parent.branchPut( key, out_ );
             out_ = nullptr;
          }
