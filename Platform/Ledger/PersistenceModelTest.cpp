@@ -73,6 +73,7 @@ class Story {
    /// Of a tree or a branch: adds, changes, removes, takes one out that is put back somewhere else later.
    template < class Parent >
    void editChildren( Parent & parent, int key ) {
+      const Vel::Ptr< Parent > held( &parent ); // it may be the one that is out, and another takes its place
       switch ( pick( 6 ) ) {
       case 0:
          parent.branchDel( key );
