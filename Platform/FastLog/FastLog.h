@@ -48,6 +48,9 @@ void timeIs( double seconds );
 /// Keeps the ring in a file from now on; the lines so far move there. The ring survives the end of the process
 /// in any way, also SIGKILL, and can be read by others at any time.
 ///
+/// A place in memory (/run) is enough to outlive the process and never waits for a disk; what stands on a disk also
+/// outlives a restart of the machine, as far as it has been written back by then.
+///
 /// `bytes`, for lines, are rounded up to 4 KiB; 8 KiB to 1 GiB. The file is made in full at once, so that a full disk
 /// is refused here and not met later. The ring of the run before is kept as PATH.1, its predecessors as PATH.2 and
 /// PATH.3, and never written again: it is evidence, its call sites may be those of another build, and it may be

@@ -3,6 +3,7 @@
 #include "Platform/FastLog/Capture.h"
 #include "Platform/FastLog/ChildTest.h"
 #include "Platform/FastLog/Reader.h"
+#include "Platform/Vel/Text.h"
 
 #include <dlfcn.h>
 #include <limits>
@@ -94,6 +95,15 @@ TEST( FastLog, showsEachTypeOfValueAsTracesDo ) {
    EXPECT_EQ(
       textOf( [&] { FASTLOG( word, ",", none, ",", part, ",", changing, ",", full ); } ),
       "word,(null),part,abc,xyz" );
+}
+
+TEST( FastLog, textIsThatOfATraceWithTheSamePieces ) {
+   for ( const double value :
+         { 0.0, -0.0, 1.0 / 3, 1e5, 100000.5, 1700000005.25, 1e-7, 123456789012345678.0 } )
+      EXPECT_EQ(
+         textOf( [&] { FASTLOG( "value ", value, " done" ); } ), Vel::text( "value ", value, " done" ) );
+   for ( const long value : { 0l, -1l, std::numeric_limits< long >::max() } )
+      EXPECT_EQ( textOf( [&] { FASTLOG( value, true, 'x' ); } ), Vel::text( value, true, 'x' ) );
 }
 
 TEST( FastLog, typesOfOthersGiveWhatIsCopied ) {
@@ -256,6 +266,22 @@ TEST( FastLog, newestLinesMoveToAnotherRing ) {
       texts( ownLines( 3 ).lines ), ( std::vector< std::string >{ "line 2999", "after", "after that" } ) );
    for ( std::size_t i = 1; i < large.lines.size(); ++i )
       ASSERT_EQ( large.lines[i].sequence, large.lines[i - 1].sequence + 1 );
+}
+
+TEST( FastLog, countsLinesBeyond32Bits ) {
+   inChild( [] {
+      memoryIs( 8192 );
+      // A block begins with this line: one that is older has its own first number.
+      detail::cursor.next = detail::cursor.limit = nullptr;
+      detail::cursor.block = nullptr;
+      constexpr std::uint64_t first = ( std::uint64_t( 1 ) << 32 ) - 3;
+      detail::cursor.sequence = first;
+      for ( unsigned i = 0; i < 300; ++i )
+         FASTLOG( "line ", i );
+      const Contents contents = ownLines( 200 );
+      EXPECT_EQ( contents.damage, std::vector< std::string >() );
+      EXPECT_EQ( contents.lines.back().sequence, first + 299 );
+   } );
 }
 
 TEST( FastLog, refusesSizesThatAreNone ) {

@@ -46,6 +46,14 @@ void poke( std::string & bytes, std::size_t at, T value ) {
    std::memcpy( bytes.data() + at, &value, sizeof value );
 }
 
+/// Of the two.
+std::size_t newestSlot( const std::string & ring ) {
+   std::uint64_t numbers[2];
+   for ( std::size_t slot = 0; slot < 2; ++slot )
+      std::memcpy( &numbers[slot], ring.data() + firstBlock + slot * blockBytes, sizeof numbers[slot] );
+   return numbers[1] > numbers[0];
+}
+
 class Damaged : public testing::Test {
  protected:
    /// What a reader says of these bytes.
@@ -136,6 +144,27 @@ TEST_F( Damaged, blockThatMakesNoSenseIsNamedAndTheOthersAreRead ) {
       damageWith( sizeof( BlockHead ) + 2, std::uint16_t( 900 ) ), line + "call site 900 is unknown" );
    const std::string other = damageWith( sizeof( BlockHead ) + 4, 5u );
    EXPECT_TRUE( other.starts_with( line + "a line that is not number " ) ) << other;
+}
+
+// What a process leaves that was killed in the middle of something.
+TEST_F( Damaged, whatWasNotFinishedIsNoDamage ) {
+   const Contents whole = contentsOf( ring );
+   std::string bytes = ring;
+   poke( bytes, firstBlock + offsetof( BlockHead, number ), std::uint64_t( 0 ) );
+   const Contents started = contentsOf( bytes );
+   EXPECT_EQ( started.damage, std::vector< std::string >() );
+   EXPECT_LT( started.lines.size(), whole.lines.size() );
+
+   // The newest line, which has no arguments, copied but not counted yet.
+   bytes = ring;
+   const std::size_t newest = firstBlock + newestSlot( ring ) * blockBytes;
+   std::uint32_t used;
+   std::memcpy( &used, bytes.data() + newest + offsetof( BlockHead, used ), sizeof used );
+   poke( bytes, newest + offsetof( BlockHead, used ), used - std::uint32_t( sizeof( LineHead ) ) );
+   const Contents copied = contentsOf( bytes );
+   EXPECT_EQ( copied.damage, std::vector< std::string >() );
+   EXPECT_EQ( copied.lines.size(), whole.lines.size() - 1 );
+   EXPECT_NE( copied.lines.back().text, "point" );
 }
 
 TEST_F( Damaged, damagedCallSiteIsNamed ) {
