@@ -1,0 +1,40 @@
+#include "Api/Names.h"
+
+namespace Api {
+
+std::string escaped( std::string_view text ) {
+   constexpr char digits[] = "0123456789ABCDEF";
+   std::string result;
+   for ( const char c : text ) {
+      const bool plain = ( c >= 'a' && c <= 'z' ) || ( c >= 'A' && c <= 'Z' ) || ( c >= '0' && c <= '9' ) ||
+                         c == '-' || c == '.' || c == '_' || c == '~';
+      if ( plain ) {
+         result += c;
+      } else {
+         const auto byte = static_cast< unsigned char >( c );
+         result += '%';
+         result += digits[byte >> 4];
+         result += digits[byte & 15];
+      }
+   }
+   return result;
+}
+
+namespace Path {
+
+std::string unit( std::string_view name ) { return std::string( units ) + "/" + escaped( name ); }
+
+std::string unit( std::string_view name, std::string_view operation ) {
+   return unit( name ) + "/" + std::string( operation );
+}
+
+std::string interface( std::string_view name ) { return std::string( interfaces ) + "/" + escaped( name ); }
+
+std::string interfaceRelease( std::string_view name ) { return interface( name ) + "/release"; }
+
+std::string interfacesOf( std::string_view unit ) {
+   return std::string( interfaces ) + "?unit=" + escaped( unit );
+}
+
+} // namespace Path
+} // namespace Api

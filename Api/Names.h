@@ -1,0 +1,61 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+/// Purpose: where things are in the control API: paths, and the keys of what is sent.
+namespace Api {
+
+/// Below this everything has its version.
+inline constexpr char root[] = "/api/v1";
+
+namespace Path {
+inline constexpr char units[] = "/api/v1/units";
+inline constexpr char interfaces[] = "/api/v1/interfaces";
+inline constexpr char profiles[] = "/api/v1/profiles";
+inline constexpr char groups[] = "/api/v1/groups";
+inline constexpr char counters[] = "/api/v1/counters";
+inline constexpr char agent[] = "/api/v1/agent";
+inline constexpr char dump[] = "/api/v1/dump";
+inline constexpr char trace[] = "/api/v1/trace";
+inline constexpr char reload[] = "/api/v1/reload";
+inline constexpr char simulatedTraffic[] = "/api/v1/simulated/traffic";
+inline constexpr char simulatedLink[] = "/api/v1/simulated/link";
+inline constexpr char simulatedAdvance[] = "/api/v1/simulated/advance";
+
+/// `/api/v1/units/NAME`; the name is escaped.
+std::string unit( std::string_view name );
+/// \param operation  "enter", "exit", "explain"
+std::string unit( std::string_view name, std::string_view operation );
+std::string interface( std::string_view name );
+std::string interfaceRelease( std::string_view name );
+/// The interfaces of one unit: `/api/v1/interfaces?unit=NAME`.
+std::string interfacesOf( std::string_view unit );
+} // namespace Path
+
+/// Keys of the bodies of requests.
+namespace Key {
+inline constexpr char reason[] = "reason";
+inline constexpr char force[] = "force";
+inline constexpr char name[] = "name";
+inline constexpr char level[] = "level";
+inline constexpr char interface[] = "interface";
+inline constexpr char inBps[] = "in-bps";
+inline constexpr char outBps[] = "out-bps";
+inline constexpr char rampSeconds[] = "ramp-seconds";
+inline constexpr char up[] = "up";
+inline constexpr char seconds[] = "seconds";
+} // namespace Key
+
+/// States of a unit.
+namespace UnitState {
+inline constexpr char normal[] = "normal";
+inline constexpr char entering[] = "entering";
+inline constexpr char maintenance[] = "maintenance";
+inline constexpr char exiting[] = "exiting";
+} // namespace UnitState
+
+/// Text as one segment of a path or one value of a query: all but letters, digits, "-", ".", "_" and "~" as %XX.
+std::string escaped( std::string_view text );
+
+} // namespace Api

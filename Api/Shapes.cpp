@@ -1,0 +1,327 @@
+#include "Api/Shapes.h"
+
+#include "Api/Values.h"
+
+#include <nlohmann/json.hpp>
+
+namespace Api {
+
+using nlohmann::json;
+
+namespace {
+
+[[noreturn]] void wrong( const std::string & what ) {
+   throw Error{ ErrorCode::internal, "the agent's answer makes no sense: " + what, "" };
+}
+
+/// One JSON object that is read; knows how to say what is wrong with it.
+class Reader {
+ public:
+   explicit Reader( const json & object ) : object_( object ) {
+      if ( !object.is_object() )
+         wrong( "an object is missing" );
+   }
+
+   const json * find( const char * key ) const {
+      const auto it = object_.find( key );
+      return it == object_.end() || it->is_null() ? nullptr : &*it;
+   }
+
+   std::optional< std::string > maybeText( const char * key ) const {
+      const json * value = find( key );
+      if ( !value )
+         return std::nullopt;
+      if ( !value->is_string() )
+         wrong( quoted( key ) + " is no text" );
+      return value->get< std::string >();
+   }
+   std::string text( const char * key ) const { return maybeText( key ).value_or( "" ); }
+   /// What nothing can be said without.
+   std::string name( const char * key ) const {
+      std::string value = text( key );
+      if ( value.empty() )
+         wrong( quoted( key ) + " is missing" );
+      return value;
+   }
+
+   std::optional< double > maybeNumber( const char * key ) const {
+      const json * value = find( key );
+      if ( !value )
+         return std::nullopt;
+      if ( !value->is_number() )
+         wrong( quoted( key ) + " is no number" );
+      return value->get< double >();
+   }
+
+   std::optional< std::uint64_t > maybeCounter( const char * key ) const {
+      const json * value = find( key );
+      if ( !value )
+         return std::nullopt;
+      if ( value->is_number_unsigned() )
+         return value->get< std::uint64_t >();
+      const auto counter =
+         value->is_string() ? counterOf( value->get_ref< const std::string & >() ) : std::nullopt;
+      if ( !counter )
+         wrong( quoted( key ) + " is no counter" );
+      return counter;
+   }
+   std::uint64_t counter( const char * key ) const { return maybeCounter( key ).value_or( 0 ); }
+
+   bool flag( const char * key ) const {
+      const json * value = find( key );
+      if ( value && !value->is_boolean() )
+         wrong( quoted( key ) + " is neither true nor false" );
+      return value && value->get< bool >();
+   }
+
+   std::optional< double > time( const char * key ) const {
+      const auto value = maybeText( key );
+      if ( !value )
+         return std::nullopt;
+      const auto seconds = timeOf( *value );
+      if ( !seconds )
+         wrong( quoted( key ) + " is no time" );
+      return seconds;
+   }
+
+   std::vector< std::string > texts( const char * key ) const {
+      std::vector< std::string > result;
+      if ( const json * value = find( key ) ) {
+         if ( !value->is_array() )
+            wrong( quoted( key ) + " is no list" );
+         for ( const json & element : *value ) {
+            if ( !element.is_string() )
+               wrong( quoted( key ) + " holds something else than text" );
+            result.push_back( element.get< std::string >() );
+         }
+      }
+      return result;
+   }
+
+   /// An object below; an empty one if it is missing.
+   Reader below( const char * key ) const {
+      static const json none = json::object();
+      const json * value = find( key );
+      return Reader( value ? *value : none );
+   }
+
+   template < class Shape >
+   std::vector< Shape > list( const char * key, Shape ( *read )( const Reader & ) ) const {
+      const json * value = find( key );
+      return value ? listOf( *value, read ) : std::vector< Shape >();
+   }
+
+   template < class Shape >
+   static std::vector< Shape > listOf( const json & value, Shape ( *read )( const Reader & ) ) {
+      if ( !value.is_array() )
+         wrong( "a list is missing" );
+      std::vector< Shape > result;
+      for ( const json & element : value )
+         result.push_back( read( Reader( element ) ) );
+      return result;
+   }
+
+ private:
+   static std::string quoted( const char * key ) { return "\"" + std::string( key ) + "\""; }
+
+   const json & object_;
+};
+
+json parsed( std::string_view text ) {
+   json result = json::parse( text, nullptr, false );
+   if ( result.is_discarded() )
+      wrong( "it is no JSON" );
+   return result;
+}
+
+Unit unitOf( const Reader & in ) {
+   Unit unit;
+   unit.name = in.name( "name" );
+   unit.state = in.name( "state" );
+   unit.stage = in.maybeText( "stage" );
+   unit.generation = in.counter( "generation" );
+   unit.since = in.time( "since" );
+   unit.reason = in.maybeText( "reason" );
+   unit.by = in.maybeText( "by" );
+   const Reader interfaces = in.below( "interfaces" );
+   unit.total = interfaces.counter( "total" );
+   unit.drained = interfaces.counter( "drained" );
+   const Reader rates = in.below( "rates" );
+   unit.inBps = rates.maybeNumber( "in-bps" );
+   unit.outBps = rates.maybeNumber( "out-bps" );
+   unit.violating = in.texts( "violating" );
+   unit.totalViolations = in.counter( "total-violations" );
+   unit.settlingSince = in.time( "settling-since" );
+   unit.groups = in.texts( "groups" );
+   return unit;
+}
+
+Waiting waitingOf( const Reader & in ) {
+   Waiting waiting;
+   waiting.interface = in.name( "interface" );
+   waiting.state = in.maybeText( "state" );
+   waiting.profile = in.maybeText( "profile" );
+   waiting.inBps = in.maybeNumber( "in-bps" );
+   waiting.outBps = in.maybeNumber( "out-bps" );
+   waiting.thresholdBps = in.maybeNumber( "threshold-bps" );
+   waiting.loadIntervalSeconds = in.maybeNumber( "load-interval-seconds" );
+   waiting.quietSeconds = in.maybeNumber( "quiet-seconds" );
+   waiting.nextSample = in.time( "next-sample" );
+   waiting.shutdownAt = in.time( "shutdown-at" );
+   waiting.reason = in.text( "reason" );
+   return waiting;
+}
+
+Skipped skippedOf( const Reader & in ) { return { in.name( "interface" ), in.text( "reason" ) }; }
+
+Interface interfaceOf( const Reader & in ) {
+   Interface interface;
+   interface.name = in.name( "name" );
+   interface.kind = in.text( "kind" );
+   interface.units = in.texts( "units" );
+   interface.profile = in.maybeText( "profile" );
+   interface.state = in.maybeText( "state" );
+   interface.inBps = in.maybeNumber( "in-bps" );
+   interface.outBps = in.maybeNumber( "out-bps" );
+   interface.samples = in.maybeCounter( "samples" );
+   interface.consecutiveDrainedSamples = in.maybeCounter( "consecutive-drained-samples" );
+   interface.spike = in.flag( "spike" );
+   interface.shut = in.flag( "shut" );
+   interface.linkState = in.text( "link-state" );
+   interface.startTime = in.time( "start-time" );
+   interface.stateTime = in.time( "state-time" );
+   interface.lastSampleTime = in.time( "last-sample-time" );
+   return interface;
+}
+
+Profile profileOf( const Reader & in ) {
+   Profile profile;
+   profile.name = in.name( "name" );
+   profile.thresholdBps = in.maybeNumber( "threshold-bps" );
+   profile.loadIntervalSeconds = in.counter( "load-interval-seconds" );
+   profile.shutdown = in.flag( "shutdown" );
+   profile.shutdownMaxDelaySeconds = in.maybeNumber( "shutdown-max-delay-seconds" );
+   profile.isDefault = in.flag( "default" );
+   return profile;
+}
+
+Group groupOf( const Reader & in ) {
+   return { in.name( "name" ), in.maybeText( "profile" ), in.texts( "interfaces" ), in.texts( "units" ) };
+}
+
+Problem problemOf( const Reader & in ) {
+   return { in.text( "what" ), in.time( "since" ), in.text( "text" ) };
+}
+
+TraceLevel traceLevelOf( const Reader & in ) {
+   return { in.name( "name" ), static_cast< std::int64_t >( in.maybeNumber( "level" ).value_or( 0 ) ) };
+}
+
+FileError fileErrorOf( const Reader & in ) {
+   return { in.text( "file" ), in.counter( "line" ), in.counter( "column" ), in.text( "message" ) };
+}
+
+} // namespace
+
+std::vector< Unit > readUnits( std::string_view text ) { return Reader::listOf( parsed( text ), unitOf ); }
+
+Unit readUnit( std::string_view text ) { return unitOf( Reader( parsed( text ) ) ); }
+
+Explanation readExplanation( std::string_view text ) {
+   const json answer = parsed( text );
+   const Reader in( answer );
+   Explanation explanation;
+   explanation.unit = in.name( "unit" );
+   explanation.state = in.name( "state" );
+   explanation.stage = in.maybeText( "stage" );
+   explanation.settleRemainingSeconds = in.maybeNumber( "settle-remaining-seconds" );
+   explanation.stuck = in.flag( "stuck" );
+   explanation.stuckReason = in.maybeText( "stuck-reason" );
+   explanation.waiting = in.list( "waiting", waitingOf );
+   explanation.skipped = in.list( "skipped", skippedOf );
+   return explanation;
+}
+
+std::vector< Interface > readInterfaces( std::string_view text ) {
+   return Reader::listOf( parsed( text ), interfaceOf );
+}
+
+Interface readInterface( std::string_view text ) { return interfaceOf( Reader( parsed( text ) ) ); }
+
+std::vector< Profile > readProfiles( std::string_view text ) {
+   return Reader::listOf( parsed( text ), profileOf );
+}
+
+std::vector< Group > readGroups( std::string_view text ) { return Reader::listOf( parsed( text ), groupOf ); }
+
+std::map< std::string, std::uint64_t > readCounters( std::string_view text ) {
+   const json answer = parsed( text );
+   const Reader in( answer );
+   std::map< std::string, std::uint64_t > result;
+   for ( const auto & [name, value] : answer.items() )
+      result[name] = in.counter( name.c_str() );
+   return result;
+}
+
+Agent readAgent( std::string_view text ) {
+   const json answer = parsed( text );
+   const Reader in( answer );
+   Agent agent;
+   agent.version = in.text( "version" );
+   agent.pid = in.counter( "pid" );
+   agent.started = in.time( "started" );
+   agent.state = in.text( "state" );
+   agent.problems = in.list( "problems", problemOf );
+   const Reader plugin = in.below( "plugin" );
+   agent.pluginName = plugin.text( "name" );
+   agent.pluginState = plugin.text( "state" );
+   agent.pluginText = plugin.maybeText( "text" );
+   const Reader configuration = in.below( "configuration" );
+   agent.configurationFile = configuration.text( "file" );
+   agent.configurationState = configuration.text( "state" );
+   agent.configurationErrors = configuration.texts( "errors" );
+   agent.switchKind = in.text( "switch" );
+   agent.clock = in.time( "clock" );
+   agent.fastLog = in.text( "fast-log" );
+   return agent;
+}
+
+std::vector< TraceLevel > readTraceLevels( std::string_view text ) {
+   return Reader::listOf( parsed( text ), traceLevelOf );
+}
+
+Accepted readAccepted( std::string_view text ) {
+   const json answer = parsed( text );
+   const Reader in( answer );
+   return { in.name( "unit" ), in.counter( "generation" ), in.name( "state" ) };
+}
+
+std::vector< std::string > readChanges( std::string_view text ) {
+   const json answer = parsed( text );
+   return Reader( answer ).texts( "changes" );
+}
+
+std::string readInterfaceName( std::string_view text ) {
+   const json answer = parsed( text );
+   return Reader( answer ).name( "interface" );
+}
+
+std::optional< double > readTime( std::string_view text ) {
+   const json answer = parsed( text );
+   return Reader( answer ).time( "time" );
+}
+
+std::optional< Refusal > readRefusal( std::string_view text ) try {
+   const json answer = parsed( text );
+   const Reader in( answer );
+   if ( !in.find( "error" ) )
+      return std::nullopt;
+   const Reader error = in.below( "error" );
+   return Refusal{
+      error.text( "code" ), error.name( "message" ), error.text( "where" ),
+      in.list( "errors", fileErrorOf ) };
+} catch ( const Error & ) {
+   return std::nullopt;
+}
+
+} // namespace Api

@@ -1,0 +1,161 @@
+#pragma once
+
+#include "Api/Error.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Purpose: what the control API answers, as plain values for those who ask.
+///
+/// Times are seconds since 1970, rates bits per second. Nothing stands for null: unknown, or never. Words such as
+/// states are given as they came, so that one that a newer agent made up can still be shown.
+namespace Api {
+
+struct Unit {
+   std::string name;
+   std::string state; ///< see Api::UnitState
+   std::optional< std::string > stage;
+   std::uint64_t generation = 0;
+   std::optional< double > since;
+   std::optional< std::string > reason;
+   std::optional< std::string > by;
+   std::uint64_t total = 0;   ///< members with a record
+   std::uint64_t drained = 0; ///< those under maintenance
+   std::optional< double > inBps, outBps;
+   std::vector< std::string > violating; ///< names of interfaces
+   std::uint64_t totalViolations = 0;
+   std::optional< double > settlingSince;
+   std::vector< std::string > groups;
+};
+
+/// What a unit still waits for at one interface.
+struct Waiting {
+   std::string interface;
+   std::optional< std::string > state;
+   std::optional< std::string > profile;
+   std::optional< double > inBps, outBps;
+   std::optional< double > thresholdBps;
+   std::optional< double > loadIntervalSeconds;
+   std::optional< double > quietSeconds;
+   std::optional< double > nextSample;
+   std::optional< double > shutdownAt;
+   std::string reason;
+};
+
+/// An interface that a unit does not wait for.
+struct Skipped {
+   std::string interface;
+   std::string reason;
+};
+
+struct Explanation {
+   std::string unit;
+   std::string state;
+   std::optional< std::string > stage;
+   std::optional< double > settleRemainingSeconds;
+   bool stuck = false;
+   std::optional< std::string > stuckReason;
+   std::vector< Waiting > waiting;
+   std::vector< Skipped > skipped;
+};
+
+struct Interface {
+   std::string name;
+   std::string kind;
+   std::vector< std::string > units;
+   std::optional< std::string > profile;
+   std::optional< std::string > state; ///< nothing: it has no record
+   std::optional< double > inBps, outBps;
+   std::optional< std::uint64_t > samples, consecutiveDrainedSamples;
+   bool spike = false;
+   bool shut = false;
+   std::string linkState;
+   std::optional< double > startTime, stateTime, lastSampleTime;
+};
+
+struct Profile {
+   std::string name;
+   std::optional< double > thresholdBps;
+   std::uint64_t loadIntervalSeconds = 0;
+   bool shutdown = false;
+   std::optional< double > shutdownMaxDelaySeconds; ///< nothing: never
+   bool isDefault = false;
+};
+
+struct Group {
+   std::string name;
+   std::optional< std::string > profile; ///< nothing: the default one
+   std::vector< std::string > interfaces;
+   std::vector< std::string > units;
+};
+
+struct Problem {
+   std::string what;
+   std::optional< double > since;
+   std::string text;
+};
+
+struct Agent {
+   std::string version;
+   std::uint64_t pid = 0;
+   std::optional< double > started;
+   std::string state;
+   std::vector< Problem > problems;
+   std::string pluginName, pluginState;
+   std::optional< std::string > pluginText;
+   std::string configurationFile, configurationState;
+   std::vector< std::string > configurationErrors;
+   std::string switchKind;
+   std::optional< double > clock; ///< the agent's present time, which a simulation may have set
+   std::string fastLog;           ///< path
+};
+
+struct TraceLevel {
+   std::string name;
+   std::int64_t level = 0;
+};
+
+/// What was accepted.
+struct Accepted {
+   std::string unit;
+   std::uint64_t generation = 0;
+   std::string state;
+};
+
+/// What is wrong with a configuration file.
+struct FileError {
+   std::string file;
+   std::uint64_t line = 0, column = 0; ///< 0: the file as a whole
+   std::string message;
+};
+
+/// The refusal of a request; whatever is not there is empty.
+struct Refusal {
+   std::string code, message, where;
+   std::vector< FileError > fileErrors; ///< of a configuration that was not taken
+};
+
+/// Each takes the JSON text of an answer. A key that is missing counts as null; more keys are left alone. Throws
+/// Error (internal) that says what is wrong if the text is no JSON, or not of this shape.
+std::vector< Unit > readUnits( std::string_view json );
+Unit readUnit( std::string_view json );
+Explanation readExplanation( std::string_view json );
+std::vector< Interface > readInterfaces( std::string_view json );
+Interface readInterface( std::string_view json );
+std::vector< Profile > readProfiles( std::string_view json );
+std::vector< Group > readGroups( std::string_view json );
+std::map< std::string, std::uint64_t > readCounters( std::string_view json );
+Agent readAgent( std::string_view json );
+std::vector< TraceLevel > readTraceLevels( std::string_view json );
+Accepted readAccepted( std::string_view json );
+std::vector< std::string > readChanges( std::string_view json ); ///< of a reload
+std::string readInterfaceName( std::string_view json );          ///< of a release
+std::optional< double > readTime( std::string_view json );       ///< of the simulated switch
+/// Never throws: nothing if the text is no refusal.
+std::optional< Refusal > readRefusal( std::string_view json );
+
+} // namespace Api

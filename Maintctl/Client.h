@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+
+/// Purpose: the way to the agent: the seam between the commands and the control socket.
+namespace Maintctl {
+
+struct Request {
+   enum class Method { get, post };
+   Method method = Method::get;
+   std::string path; ///< with its query, escaped
+   std::string body; ///< JSON; empty for get
+};
+
+struct Reply {
+   int status = 0; ///< of HTTP
+   std::string body;
+};
+
+class Client {
+ public:
+   virtual ~Client() = default;
+
+   /// Asks and waits for the answer, whatever its status is. Throws Failure if there is none: notReachable with the
+   /// reason, or interrupted.
+   virtual Reply send( const Request & request ) = 0;
+};
+
+} // namespace Maintctl

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Api/Shapes.h"
+#include "Maintctl/Invocation.h"
+
+#include <string>
+#include <vector>
+
+namespace Maintctl {
+
+/// Why a command was not done; thrown by what carries it out, told to the operator by run().
+struct Failure {
+   ExitStatus status = ExitStatus::failed;
+   std::string code;    ///< a word for scripts: one of the agent's, or one of our own
+   std::string message; ///< one line for people
+   std::string where;   ///< what is meant: a unit, an interface, a file; may be empty
+   std::vector< Api::FileError > fileErrors;
+};
+
+/// The words of our own.
+namespace FailureCode {
+inline constexpr char usage[] = "usage";
+inline constexpr char notReachable[] = "not-reachable";
+inline constexpr char timedOut[] = "timed-out";
+inline constexpr char conditionNotMet[] = "condition-not-met";
+inline constexpr char interrupted[] = "interrupted";
+inline constexpr char failed[] = "failed";
+inline constexpr char invalid[] = "invalid-configuration";
+} // namespace FailureCode
+
+} // namespace Maintctl

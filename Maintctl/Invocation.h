@@ -1,0 +1,103 @@
+#pragma once
+
+#include "Config/Duration.h"
+#include "Config/Rate.h"
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+/// Purpose: what an operator can ask for: what the command line is made into and what is then done.
+namespace Maintctl {
+
+/// `enter` and `exit`.
+struct Operate {
+   enum class Operation { enter, exit };
+   Operation operation = Operation::enter;
+   std::string unit;
+   std::optional< std::string > reason;
+   bool wait = false;                         ///< until the unit is there
+   std::optional< Config::Duration > timeout; ///< of the waiting; nothing: for ever
+};
+
+struct Wait {
+   std::string unit;
+   Operate::Operation until = Operate::Operation::enter; ///< enter: maintenance; exit: normal
+   std::optional< Config::Duration > timeout;
+};
+
+struct Show {
+   enum class What { units, unit, interfaces, interface, profiles, groups, counters, agent };
+   What what = What::units;
+   std::string name; ///< of the unit or interface; for `interfaces` of a unit, or empty
+};
+
+struct Explain {
+   std::string unit;
+};
+
+struct Dump {};
+
+struct ShowFastLog {
+   std::optional< std::string > file;      ///< nothing: beside the control socket
+   std::optional< std::size_t > lastLines; ///< nothing: all
+};
+
+struct Trace {
+   std::vector< std::pair< std::string, int > > levels; ///< to set, in this order; -1 is off
+};
+
+struct Release {
+   std::string interface;
+   bool force = false;
+};
+
+struct Validate {
+   std::string file;
+};
+
+struct Reload {};
+
+struct SimulatedTraffic {
+   std::string interface;
+   Config::Rate in, out;
+   std::optional< Config::Duration > ramp; ///< how long the change takes; nothing: at once
+};
+
+struct SimulatedLink {
+   std::string interface;
+   bool up = false;
+};
+
+struct SimulatedAdvance {
+   Config::Duration by;
+};
+
+using Command = std::variant<
+   Operate, Wait, Show, Explain, Dump, ShowFastLog, Trace, Release, Validate, Reload, SimulatedTraffic,
+   SimulatedLink, SimulatedAdvance >;
+
+/// Where the control socket is unless somebody says otherwise.
+inline constexpr char defaultSocket[] = "/run/maintd/control.sock";
+
+struct Invocation {
+   bool json = false;
+   bool progress = true; ///< may be drawn if there is a terminal
+   std::string socket = defaultSocket;
+   Command command;
+};
+
+/// How the program ends.
+enum class ExitStatus {
+   done = 0,
+   failed = 1,       ///< refused, or failed
+   usage = 2,        ///< the command line makes no sense
+   notReachable = 3, ///< there is no agent
+   notMet = 4,       ///< timed out, or what was waited for will not come
+   needsForce = 5,
+   interrupted = 130
+};
+
+} // namespace Maintctl

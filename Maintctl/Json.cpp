@@ -1,0 +1,74 @@
+#include "Maintctl/Json.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+
+namespace Maintctl {
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+std::string dumped( const Json & json, int indent = -1 ) {
+   return json.dump( indent, ' ', false, Json::error_handler_t::replace );
+}
+
+Json jsonOf( const JsonObject::Value & value ) {
+   return std::visit(
+      []( const auto & is ) -> Json {
+         // Whole numbers are written without a fraction.
+         if constexpr ( std::is_same_v< std::decay_t< decltype( is ) >, double > )
+            if ( std::nearbyint( is ) == is && std::fabs( is ) < 9e15 )
+               return static_cast< std::int64_t >( is );
+         return is;
+      },
+      value );
+}
+
+} // namespace
+
+std::string JsonObject::text() const {
+   Json object = Json::object();
+   for ( const auto & [key, value] : fields_ )
+      object[key] = jsonOf( value );
+   return dumped( object );
+}
+
+std::string jsonList( const std::vector< JsonObject > & objects ) {
+   std::string result = "[";
+   for ( const JsonObject & object : objects )
+      result += ( result.size() > 1 ? "," : "" ) + object.text();
+   return result + "]";
+}
+
+std::string failureJson( const Failure & failure ) {
+   Json document;
+   document["error"] = {
+      { "code", failure.code },
+      { "message", failure.message },
+      { "where", failure.where.empty() ? Json( nullptr ) : Json( failure.where ) } };
+   if ( !failure.fileErrors.empty() ) {
+      Json & errors = document["errors"] = Json::array();
+      for ( const Api::FileError & error : failure.fileErrors )
+         errors.push_back(
+            { { "file", error.file },
+              { "line", error.line },
+              { "column", error.column },
+              { "message", error.message } } );
+   }
+   return dumped( document );
+}
+
+std::string validJson( const std::string & file ) {
+   return dumped( Json{ { "file", file }, { "errors", Json::array() } } );
+}
+
+std::string laidOut( std::string_view text ) {
+   const Json document = Json::parse( text, nullptr, false );
+   if ( document.is_discarded() )
+      throw Api::Error{ Api::ErrorCode::internal, "the agent's answer makes no sense: it is no JSON", "" };
+   return dumped( document, 2 );
+}
+
+} // namespace Maintctl

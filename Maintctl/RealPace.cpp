@@ -1,0 +1,49 @@
+#include "Maintctl/RealPace.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+
+namespace Maintctl {
+
+namespace {
+
+volatile std::sig_atomic_t interruptedFlag = 0;
+
+extern "C" void noteInterrupt( int ) { interruptedFlag = 1; }
+
+} // namespace
+
+RealPace::RealPace() {
+   struct sigaction action {};
+   action.sa_handler = noteInterrupt;
+   // Waiting must end at once, so nothing is restarted.
+   action.sa_flags = static_cast< int >( SA_RESETHAND );
+   sigaction( SIGINT, &action, nullptr );
+}
+
+double RealPace::now() {
+   timespec time{};
+   clock_gettime( CLOCK_MONOTONIC, &time );
+   return static_cast< double >( time.tv_sec ) + static_cast< double >( time.tv_nsec ) / 1e9;
+}
+
+bool RealPace::sleep( double seconds ) {
+   const double end = now() + seconds;
+   while ( !interrupted() ) {
+      const double left = end - now();
+      if ( left <= 0 )
+         return true;
+      // In short pieces: a signal just before the call would not end it.
+      const double piece = std::min( left, 0.2 );
+      timespec time{};
+      time.tv_nsec = static_cast< long >( piece * 1e9 );
+      clock_nanosleep( CLOCK_MONOTONIC, 0, &time, nullptr );
+   }
+   return false;
+}
+
+bool RealPace::interrupted() { return interruptedFlag != 0; }
+
+} // namespace Maintctl

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "Maintctl/Client.h"
+
+#include <optional>
+#include <string>
+
+namespace Maintctl {
+
+/// Purpose: asks the agent and turns refusals into failures. What it gives are the bodies of answers.
+/// Owner: run(). Each operation throws Failure: what the client throws, and the agent's refusal with its words.
+class Remote {
+ public:
+   explicit Remote( Client & client ) : client_( client ) {}
+
+   std::string get( const std::string & path );
+   /// \param body  JSON
+   std::string post( const std::string & path, const std::string & body );
+
+   /// The agent's present time, which ages are told by; nothing if it cannot say.
+   std::optional< double > clock();
+
+ private:
+   std::string ask( const Request & request );
+
+   Client & client_;
+};
+
+} // namespace Maintctl

@@ -1,0 +1,229 @@
+#include "Maintctl/Run.h"
+
+#include "Api/Names.h"
+#include "Api/Shapes.h"
+#include "Api/Values.h"
+#include "Config/Load.h"
+#include "Maintctl/Json.h"
+#include "Maintctl/Remote.h"
+#include "Maintctl/Show.h"
+#include "Maintctl/ShowFastLog.h"
+#include "Maintctl/Text.h"
+#include "Maintctl/Waiting.h"
+
+namespace Maintctl {
+
+namespace {
+
+namespace Key = Api::Key;
+namespace Path = Api::Path;
+
+/// Carries out one command; one operation for each. They throw Failure, or Api::Error for an answer that makes no
+/// sense.
+class Runner {
+ public:
+   Runner( const Invocation & invocation, World & world )
+      : invocation_( invocation ), world_( world ), output_( world.output ), remote_( world.client ) {}
+
+   void operator()( const Operate & command ) {
+      const bool enter = command.operation == Operate::Operation::enter;
+      JsonObject request;
+      if ( command.reason )
+         request.add( Key::reason, *command.reason );
+      const std::string body =
+         remote_.post( Path::unit( command.unit, enter ? "enter" : "exit" ), request.text() );
+      if ( !command.wait )
+         return say( body, [&] {
+            const Api::Accepted accepted = Api::readAccepted( body );
+            return accepted.unit + " is " + accepted.state + ", generation " +
+                   std::to_string( accepted.generation );
+         } );
+      // An exit of a unit that is normal, and an enter of one that is under maintenance, change nothing and are there.
+      waitFor( { command.unit, command.operation, command.timeout, true } );
+   }
+
+   void operator()( const Wait & command ) {
+      waitFor( { command.unit, command.until, command.timeout, false } );
+   }
+
+   void operator()( const Show & command ) {
+      using What = Show::What;
+      switch ( command.what ) {
+      case What::units:
+         return show( Path::units, [this]( auto & body ) {
+            return unitsText( Api::readUnits( body ), remote_.clock() );
+         } );
+      case What::unit:
+         return show( Path::unit( command.name ), [this]( auto & body ) {
+            return unitText( Api::readUnit( body ), remote_.clock() );
+         } );
+      case What::interfaces:
+         return show(
+            command.name.empty() ? Path::interfaces : Path::interfacesOf( command.name ),
+            [this]( auto & body ) {
+               return interfacesText( Api::readInterfaces( body ), remote_.clock() );
+            } );
+      case What::interface:
+         return show( Path::interface( command.name ), [this]( auto & body ) {
+            return interfaceText( Api::readInterface( body ), remote_.clock() );
+         } );
+      case What::profiles:
+         return show(
+            Path::profiles, []( auto & body ) { return profilesText( Api::readProfiles( body ) ); } );
+      case What::groups:
+         return show( Path::groups, []( auto & body ) { return groupsText( Api::readGroups( body ) ); } );
+      case What::counters:
+         return show(
+            Path::counters, []( auto & body ) { return countersText( Api::readCounters( body ) ); } );
+      case What::agent:
+         return show( Path::agent, []( auto & body ) { return agentText( Api::readAgent( body ) ); } );
+      }
+   }
+
+   void operator()( const Explain & command ) {
+      show( Path::unit( command.unit, "explain" ), [this]( auto & body ) {
+         return explanationText( Api::readExplanation( body ), remote_.clock() );
+      } );
+   }
+
+   void operator()( const Dump & ) {
+      const std::string text = remote_.get( Path::dump );
+      if ( output_.json() )
+         output_.document( JsonObject().add( "text", text ).text() );
+      else
+         output_.text( text.empty() || text.ends_with( '\n' ) ? text : text + "\n" );
+   }
+
+   void operator()( const ShowFastLog & command ) { showFastLog( command, invocation_.socket, output_ ); }
+
+   void operator()( const Trace & command ) {
+      std::string body;
+      for ( const auto & [name, level] : command.levels )
+         body = remote_.post(
+            Path::trace, JsonObject().add( Key::name, name ).add( Key::level, double( level ) ).text() );
+      if ( command.levels.empty() )
+         body = remote_.get( Path::trace );
+      present( body, [&] { return traceLevelsText( Api::readTraceLevels( body ) ); } );
+   }
+
+   void operator()( const Release & command ) {
+      const std::string body = remote_.post(
+         Path::interfaceRelease( command.interface ), JsonObject().add( Key::force, command.force ).text() );
+      say( body, [&] { return Api::readInterfaceName( body ) + " is released"; } );
+   }
+
+   void operator()( const Validate & command ) {
+      const Config::Result result = Config::load( command.file, world_.files );
+      if ( result ) {
+         if ( output_.json() )
+            output_.document( validJson( command.file ) );
+         else
+            output_.message( command.file + ": no errors" );
+         return;
+      }
+      Failure failure{
+         ExitStatus::failed,
+         FailureCode::invalid,
+         command.file + ": " + countText( result.errors.size(), "error" ),
+         command.file,
+         {} };
+      for ( const Config::Error & error : result.errors ) {
+         if ( output_.json() )
+            failure.fileErrors.push_back( { error.file, error.line, error.column, error.message } );
+         else
+            output_.text( printable( error.text() ) + "\n" ); // they are what was asked for
+      }
+      throw failure;
+   }
+
+   void operator()( const Reload & ) {
+      const std::string body = remote_.post( Path::reload, JsonObject().text() );
+      present( body, [&] {
+         std::string text;
+         for ( const std::string & change : Api::readChanges( body ) )
+            text += printable( change ) + "\n";
+         return text.empty() ? "nothing has changed\n" : text;
+      } );
+   }
+
+   void operator()( const SimulatedTraffic & command ) {
+      JsonObject request;
+      request.add( Key::interface, command.interface )
+         .add( Key::inBps, double( command.in.bps() ) )
+         .add( Key::outBps, double( command.out.bps() ) );
+      if ( command.ramp )
+         request.add( Key::rampSeconds, double( command.ramp->seconds() ) );
+      simulate( Path::simulatedTraffic, request );
+   }
+
+   void operator()( const SimulatedLink & command ) {
+      simulate(
+         Path::simulatedLink,
+         JsonObject().add( Key::interface, command.interface ).add( Key::up, command.up ) );
+   }
+
+   void operator()( const SimulatedAdvance & command ) {
+      simulate( Path::simulatedAdvance, JsonObject().add( Key::seconds, double( command.by.seconds() ) ) );
+   }
+
+ private:
+   /// The answer as it came, or the text that is made of it.
+   template < class Text >
+   void present( const std::string & body, Text text ) {
+      if ( output_.json() )
+         output_.document( body );
+      else
+         output_.text( text() );
+   }
+
+   /// The same for one line.
+   template < class Text >
+   void say( const std::string & body, Text text ) {
+      present( body, [&] { return printable( text() ) + "\n"; } );
+   }
+
+   template < class Text >
+   void show( const std::string & path, Text text ) {
+      const std::string body = remote_.get( path );
+      present( body, [&] { return text( body ); } );
+   }
+
+   void simulate( const char * path, const JsonObject & request ) {
+      const std::string body = remote_.post( path, request.text() );
+      say( body, [&] {
+         const auto time = Api::readTime( body );
+         return "the switch's time is " + ( time ? Api::timeText( *time ) : std::string( nothing ) );
+      } );
+   }
+
+   void waitFor( Waiting::Target target ) {
+      Waiting waiting( std::move( target ), remote_, world_.pace, output_ );
+      const std::string body = waiting.until();
+      say( body, [&] {
+         const Api::Unit unit = Api::readUnit( body );
+         return unit.name + " is " +
+                ( unit.state == Api::UnitState::maintenance ? "under maintenance" : unit.state ) + " after " +
+                spanText( waiting.elapsed() );
+      } );
+   }
+
+   const Invocation & invocation_;
+   World & world_;
+   Output & output_;
+   Remote remote_;
+};
+
+} // namespace
+
+ExitStatus run( const Invocation & invocation, World & world ) try {
+   std::visit( Runner( invocation, world ), invocation.command );
+   return ExitStatus::done;
+} catch ( const Failure & failure ) {
+   world.output.failure( failure );
+   return failure.status;
+} catch ( const Api::Error & error ) {
+   world.output.failure( { ExitStatus::failed, stringValue( error.code ), error.message, error.where, {} } );
+   return ExitStatus::failed;
+}
+
+} // namespace Maintctl

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Config/Files.h"
+#include "Maintctl/Client.h"
+#include "Maintctl/Output.h"
+#include "Maintctl/Pace.h"
+
+namespace Maintctl {
+
+/// What the commands reach the world through. Owned by main, or by a test.
+struct World {
+   Client & client;
+   Pace & pace;
+   Config::Files & files;
+   Output & output;
+};
+
+/// Does what is asked for and tells the result, also if it is a failure.
+ExitStatus run( const Invocation & invocation, World & world );
+
+} // namespace Maintctl

@@ -1,0 +1,249 @@
+#include "Maintctl/Show.h"
+
+#include "Api/Names.h"
+#include "Api/Values.h"
+#include "Maintctl/Table.h"
+#include "Maintctl/Text.h"
+
+#include <cmath>
+
+namespace Maintctl {
+
+namespace {
+
+constexpr auto right = Table::Align::right;
+
+std::string countOrNothing( const std::optional< std::uint64_t > & count ) {
+   return count ? std::to_string( *count ) : nothing;
+}
+
+std::string spanOrNothing( const std::optional< double > & seconds ) {
+   return seconds ? spanText( *seconds ) : nothing;
+}
+
+/// The time, and how long ago that is.
+std::string timeAndAge( std::optional< double > time, Now now ) {
+   if ( !time )
+      return nothing;
+   return Api::timeText( *time ) + ( now ? " (" + spanText( *now - *time ) + " ago)" : "" );
+}
+
+std::string maxDelayText( const Api::Profile & profile ) {
+   if ( !profile.shutdown )
+      return nothing;
+   if ( !profile.shutdownMaxDelaySeconds )
+      return "never";
+   return *profile.shutdownMaxDelaySeconds == 0 ? "at once" : spanText( *profile.shutdownMaxDelaySeconds );
+}
+
+std::string quietText( const Api::Waiting & waiting ) {
+   return spanOrNothing( waiting.quietSeconds ) + " of " + spanOrNothing( waiting.loadIntervalSeconds );
+}
+
+} // namespace
+
+std::string unitsText( const std::vector< Api::Unit > & units, Now now ) {
+   if ( units.empty() )
+      return "There are no units.\n";
+   Table table(
+      { { "UNIT" },
+        { "STATE" },
+        { "STAGE" },
+        { "DRAINED", right },
+        { "IN", right },
+        { "OUT", right },
+        { "VIOLATING" },
+        { now ? "FOR" : "SINCE", now ? right : Table::Align::left },
+        { "BY" },
+        { "REASON" } } );
+   for ( const Api::Unit & unit : units )
+      table.row(
+         { unit.name, unit.state, orNothing( unit.stage ),
+           std::to_string( unit.drained ) + "/" + std::to_string( unit.total ), rateText( unit.inBps ),
+           rateText( unit.outBps ), listText( unit.violating ), ageText( unit.since, now ),
+           orNothing( unit.by ), orNothing( unit.reason ) } );
+   return table.text();
+}
+
+std::string unitText( const Api::Unit & unit, Now now ) {
+   Sheet sheet;
+   sheet.line( "Unit", unit.name );
+   sheet.line( "State", unit.state + ( unit.stage ? ", stage " + *unit.stage : "" ) );
+   sheet.line( "Generation", std::to_string( unit.generation ) );
+   sheet.line( "Since", timeAndAge( unit.since, now ) );
+   sheet.line( "By", orNothing( unit.by ) );
+   sheet.line( "Reason", orNothing( unit.reason ) );
+   sheet.line( "Groups", listText( unit.groups ) );
+   sheet.line( "Interfaces", drainedText( unit.drained, unit.total ) );
+   sheet.line( "Settling since", timeAndAge( unit.settlingSince, now ) );
+   sheet.line( "Rates", "in " + rateText( unit.inBps ) + ", out " + rateText( unit.outBps ) );
+   sheet.line( "Violating", listText( unit.violating ) );
+   sheet.line( "Violations", std::to_string( unit.totalViolations ) + " in total" );
+   return sheet.text();
+}
+
+std::string interfacesText( const std::vector< Api::Interface > & interfaces, Now now ) {
+   if ( interfaces.empty() )
+      return "There are no interfaces.\n";
+   Table table(
+      { { "INTERFACE" },
+        { "KIND" },
+        { "LINK" },
+        { "SHUT" },
+        { "STATE" },
+        { now ? "FOR" : "SINCE", now ? right : Table::Align::left },
+        { "IN", right },
+        { "OUT", right },
+        { "SAMPLES", right },
+        { "QUIET", right },
+        { "SPIKE" },
+        { "PROFILE" },
+        { "UNITS" } } );
+   for ( const Api::Interface & intf : interfaces )
+      table.row(
+         { intf.name, intf.kind, intf.linkState, yesNo( intf.shut ), orNothing( intf.state ),
+           ageText( intf.stateTime, now ), rateText( intf.inBps ), rateText( intf.outBps ),
+           countOrNothing( intf.samples ), countOrNothing( intf.consecutiveDrainedSamples ),
+           yesNo( intf.spike ), orNothing( intf.profile ), listText( intf.units ) } );
+   return table.text();
+}
+
+std::string interfaceText( const Api::Interface & intf, Now now ) {
+   Sheet sheet;
+   sheet.line( "Interface", intf.name );
+   sheet.line( "Kind", intf.kind );
+   sheet.line( "Link", intf.linkState );
+   sheet.line( "Shut by us", yesNo( intf.shut ) );
+   sheet.line( "Units", listText( intf.units ) );
+   sheet.line( "Profile", orNothing( intf.profile ) );
+   sheet.line( "State", intf.state ? *intf.state : "not monitored" );
+   sheet.line( "State since", timeAndAge( intf.stateTime, now ) );
+   sheet.line( "Monitored since", timeAndAge( intf.startTime, now ) );
+   sheet.line( "Rates", "in " + rateText( intf.inBps ) + ", out " + rateText( intf.outBps ) );
+   sheet.line( "Samples", countOrNothing( intf.samples ) );
+   sheet.line( "Quiet samples", countOrNothing( intf.consecutiveDrainedSamples ) + " in a row" );
+   sheet.line( "Last sample", timeAndAge( intf.lastSampleTime, now ) );
+   sheet.line( "Spike", intf.spike ? "yes, traffic came back under maintenance" : "no" );
+   return sheet.text();
+}
+
+std::string profilesText( const std::vector< Api::Profile > & profiles ) {
+   if ( profiles.empty() )
+      return "There are no profiles.\n";
+   Table table(
+      { { "PROFILE" },
+        { "DEFAULT" },
+        { "THRESHOLD", right },
+        { "LOAD INTERVAL", right },
+        { "SHUTDOWN" },
+        { "AT THE LATEST AFTER" } } );
+   for ( const Api::Profile & profile : profiles )
+      table.row(
+         { profile.name, profile.isDefault ? "yes" : "", rateText( profile.thresholdBps ),
+           spanText( static_cast< double >( profile.loadIntervalSeconds ) ), yesNo( profile.shutdown ),
+           maxDelayText( profile ) } );
+   return table.text();
+}
+
+std::string groupsText( const std::vector< Api::Group > & groups ) {
+   if ( groups.empty() )
+      return "There are no groups.\n";
+   Table table( { { "GROUP" }, { "PROFILE" }, { "UNITS" }, { "INTERFACES" } } );
+   for ( const Api::Group & group : groups )
+      table.row(
+         { group.name, group.profile ? *group.profile : "(default)", listText( group.units ),
+           listText( group.interfaces ) } );
+   return table.text();
+}
+
+std::string countersText( const std::map< std::string, std::uint64_t > & counters ) {
+   if ( counters.empty() )
+      return "There are no counters: the plug-in is not loaded.\n";
+   Table table( { { "COUNTER" }, { "VALUE", right } } );
+   for ( const auto & [name, value] : counters )
+      table.row( { name, std::to_string( value ) } );
+   return table.text();
+}
+
+std::string agentText( const Api::Agent & agent ) {
+   Sheet sheet;
+   sheet.line( "State", agent.state );
+   sheet.line( "Version", agent.version );
+   sheet.line( "Process", std::to_string( agent.pid ) );
+   sheet.line( "Started", timeAndAge( agent.started, agent.clock ) );
+   sheet.line(
+      "Plug-in",
+      agent.pluginName + ", " + agent.pluginState + ( agent.pluginText ? ": " + *agent.pluginText : "" ) );
+   sheet.line( "Configuration", agent.configurationFile + ", " + agent.configurationState );
+   sheet.line( "Switch", agent.switchKind );
+   sheet.line( "Clock", agent.clock ? Api::timeText( *agent.clock ) : "" );
+   sheet.line( "Fast log", agent.fastLog );
+   std::string result = sheet.text();
+   if ( !agent.configurationErrors.empty() ) {
+      result += "\nThe configuration file was not taken:\n";
+      for ( const std::string & line : agent.configurationErrors )
+         result += "  " + printable( line ) + "\n";
+   }
+   if ( !agent.problems.empty() ) {
+      result += "\nProblems:\n";
+      Table table( { { "WHAT" }, { "FOR", right }, { "PROBLEM" } } );
+      for ( const Api::Problem & problem : agent.problems )
+         table.row( { problem.what, ageText( problem.since, agent.clock ), problem.text } );
+      result += table.text( 2 );
+   }
+   return result;
+}
+
+std::string explanationText( const Api::Explanation & e, Now now ) {
+   std::string result = printable( e.unit ) + " is " + printable( e.state );
+   if ( e.stage )
+      result += ", stage " + printable( *e.stage );
+   if ( e.settleRemainingSeconds )
+      result += "; all interfaces have drained, and must stay so for another " +
+                spanText( std::ceil( *e.settleRemainingSeconds ) );
+   else if ( !e.waiting.empty() )
+      result += "; it waits for " + countText( e.waiting.size(), "interface" );
+   else if ( e.state == Api::UnitState::entering )
+      result += "; it waits for no interface";
+   result += ".\n";
+   if ( e.stuck )
+      result += "STUCK: " + printable( e.stuckReason.value_or( "for an unknown reason" ) ) + "\n";
+   if ( !e.waiting.empty() ) {
+      Table table(
+         { { "INTERFACE" },
+           { "STATE" },
+           { "IN", right },
+           { "OUT", right },
+           { "THRESHOLD", right },
+           { "QUIET FOR", right },
+           { "NEXT SAMPLE" },
+           { "SHUTDOWN" },
+           { "PROFILE" },
+           { "WHY" } } );
+      for ( const Api::Waiting & w : e.waiting )
+         table.row(
+            { w.interface, orNothing( w.state ), rateText( w.inBps ), rateText( w.outBps ),
+              rateText( w.thresholdBps ), quietText( w ), aheadText( w.nextSample, now ),
+              aheadText( w.shutdownAt, now ), orNothing( w.profile ), w.reason } );
+      result += "\n" + table.text();
+   }
+   if ( !e.skipped.empty() ) {
+      result += "\nNot waited for:\n";
+      Table table( { { "INTERFACE" }, { "WHY" } } );
+      for ( const Api::Skipped & skipped : e.skipped )
+         table.row( { skipped.interface, skipped.reason } );
+      result += table.text( 2 );
+   }
+   return result;
+}
+
+std::string traceLevelsText( const std::vector< Api::TraceLevel > & levels ) {
+   if ( levels.empty() )
+      return "There is nothing to trace.\n";
+   Table table( { { "NAME" }, { "LEVEL", right } } );
+   for ( const Api::TraceLevel & level : levels )
+      table.row( { level.name, level.level < 0 ? "off" : std::to_string( level.level ) } );
+   return table.text();
+}
+
+} // namespace Maintctl

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "Api/Shapes.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/// Purpose: answers of the agent as text for people. A `now` is the agent's time; without one, times are given instead
+/// of ages.
+namespace Maintctl {
+
+using Now = std::optional< double >;
+
+std::string unitsText( const std::vector< Api::Unit > & units, Now now );
+std::string unitText( const Api::Unit & unit, Now now );
+std::string interfacesText( const std::vector< Api::Interface > & interfaces, Now now );
+std::string interfaceText( const Api::Interface & interface, Now now );
+std::string profilesText( const std::vector< Api::Profile > & profiles );
+std::string groupsText( const std::vector< Api::Group > & groups );
+std::string countersText( const std::map< std::string, std::uint64_t > & counters );
+std::string agentText( const Api::Agent & agent );
+std::string explanationText( const Api::Explanation & explanation, Now now );
+std::string traceLevelsText( const std::vector< Api::TraceLevel > & levels );
+
+} // namespace Maintctl

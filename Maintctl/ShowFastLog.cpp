@@ -1,0 +1,47 @@
+#include "Maintctl/ShowFastLog.h"
+
+#include "Maintctl/Json.h"
+#include "Maintctl/Text.h"
+#include "Platform/FastLog/Reader.h"
+
+namespace Maintctl {
+
+namespace {
+
+std::string besideSocket( const std::string & socket ) {
+   const std::size_t slash = socket.rfind( '/' );
+   return ( slash == std::string::npos ? "" : socket.substr( 0, slash + 1 ) ) + "fastlog";
+}
+
+std::string jsonOf( const FastLog::Contents & contents ) {
+   std::vector< JsonObject > lines;
+   for ( const FastLog::Line & line : contents.lines )
+      lines.push_back( JsonObject()
+                          .add( "sequence", std::to_string( line.sequence ) )
+                          .add( "clock-seconds", line.time )
+                          .add( "kind", line.kind == FastLog::Kind::profile ? "profile" : "event" )
+                          .add( "file", line.file )
+                          .add( "line", double( line.line ) )
+                          .add( "function", line.function )
+                          .add( "text", line.text ) );
+   return jsonList( lines );
+}
+
+} // namespace
+
+void showFastLog( const ShowFastLog & command, const std::string & socket, Output & output ) try {
+   const FastLog::Reader reader( command.file.value_or( besideSocket( socket ) ) );
+   const FastLog::Contents contents = reader.read( command.lastLines.value_or( FastLog::allLines ) );
+   if ( output.json() )
+      return output.document( jsonOf( contents ) );
+   std::string text;
+   for ( const FastLog::Line & line : contents.lines )
+      text += formatted( line ) + "\n";
+   output.text( text );
+   for ( const std::string & damage : contents.damage )
+      output.message( "maintctl: " + damage );
+} catch ( const FastLog::Error & error ) {
+   throw Failure{ ExitStatus::failed, FailureCode::failed, error.what(), "", {} };
+}
+
+} // namespace Maintctl

@@ -1,0 +1,148 @@
+#include "Maintctl/Text.h"
+
+#include "Api/Values.h"
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+namespace Maintctl {
+
+namespace {
+
+bool continues( char c ) { return ( static_cast< unsigned char >( c ) & 0xC0 ) == 0x80; }
+
+/// The length of the well-formed character of UTF-8 that text begins with; 0 if it begins with none.
+std::size_t characterLength( std::string_view text ) {
+   const auto first = static_cast< unsigned char >( text[0] );
+   const std::size_t length = first < 0x80                    ? 1
+                              : first >= 0xC2 && first < 0xE0 ? 2
+                              : first >= 0xE0 && first < 0xF0 ? 3
+                              : first >= 0xF0 && first < 0xF5 ? 4
+                                                              : 0;
+   if ( length == 0 || text.size() < length )
+      return 0;
+   for ( std::size_t i = 1; i < length; ++i )
+      if ( !continues( text[i] ) )
+         return 0;
+   return length;
+}
+
+/// Controls, also those of 0x80 to 0x9F.
+bool isControl( std::string_view character ) {
+   const auto first = static_cast< unsigned char >( character[0] );
+   return first < 0x20 || first == 0x7F ||
+          ( first == 0xC2 && static_cast< unsigned char >( character[1] ) < 0xA0 );
+}
+
+std::string twoParts( long large, const char * largeUnit, long small, const char * smallUnit ) {
+   char text[48];
+   std::snprintf( text, sizeof text, "%ld%s%02ld%s", large, largeUnit, small, smallUnit );
+   return text;
+}
+
+} // namespace
+
+std::string rateText( std::optional< double > bps ) {
+   if ( !bps || !std::isfinite( *bps ) )
+      return nothing;
+   struct Unit {
+      double scale;
+      const char * name;
+   };
+   // The unit changes where three digits would round up to 1000 of the smaller one.
+   static constexpr std::array< Unit, 3 > units = { { { 1e9, "Gbps" }, { 1e6, "Mbps" }, { 1e3, "kbps" } } };
+   char text[64];
+   const double size = std::fabs( *bps );
+   for ( const Unit & unit : units ) {
+      if ( size >= unit.scale * 0.9995 ) {
+         const double value = *bps / unit.scale;
+         const double digits = std::fabs( value );
+         const int decimals = digits >= 99.95 ? 0 : digits >= 9.995 ? 1 : 2;
+         std::snprintf( text, sizeof text, "%.*f %s", decimals, value, unit.name );
+         return text;
+      }
+   }
+   std::snprintf( text, sizeof text, "%.0f bps", size < 0.5 ? 0.0 : *bps );
+   return text;
+}
+
+std::string spanText( double seconds ) {
+   const long whole = seconds > 0 && seconds < 1e12 ? static_cast< long >( seconds ) : 0;
+   if ( whole < 60 )
+      return std::to_string( whole ) + "s";
+   if ( whole < 3600 )
+      return twoParts( whole / 60, "m", whole % 60, "s" );
+   if ( whole < 86400 )
+      return twoParts( whole / 3600, "h", whole / 60 % 60, "m" );
+   return twoParts( whole / 86400, "d", whole / 3600 % 24, "h" );
+}
+
+std::string ageText( std::optional< double > time, std::optional< double > now ) {
+   if ( !time )
+      return nothing;
+   return now ? spanText( *now - *time ) : Api::timeText( *time );
+}
+
+std::string aheadText( std::optional< double > time, std::optional< double > now ) {
+   if ( !time )
+      return nothing;
+   if ( !now )
+      return "at " + Api::timeText( *time );
+   return *time <= *now ? "now" : "in " + spanText( std::ceil( *time - *now ) );
+}
+
+std::string drainedText( std::uint64_t drained, std::uint64_t total ) {
+   return std::to_string( drained ) + " of " + std::to_string( total ) + " drained";
+}
+
+std::string countText( std::size_t count, std::string_view what ) {
+   return std::to_string( count ) + " " + std::string( what ) + ( count == 1 ? "" : "s" );
+}
+
+std::string listText( const std::vector< std::string > & names ) {
+   std::string result;
+   for ( const std::string & name : names )
+      result += ( result.empty() ? "" : ", " ) + name;
+   return result.empty() ? nothing : result;
+}
+
+std::string orNothing( const std::optional< std::string > & text ) {
+   return text && !text->empty() ? *text : nothing;
+}
+
+const char * yesNo( bool value ) { return value ? "yes" : "no"; }
+
+std::string printable( std::string_view text ) {
+   std::string result;
+   while ( !text.empty() ) {
+      const std::size_t length = characterLength( text );
+      if ( length && !isControl( text ) ) {
+         result += text.substr( 0, length );
+         text.remove_prefix( length );
+         continue;
+      }
+      char hex[8];
+      std::snprintf( hex, sizeof hex, "\\x%02X", static_cast< unsigned char >( text[0] ) );
+      result += hex;
+      text.remove_prefix( 1 );
+   }
+   return result;
+}
+
+std::size_t columns( std::string_view text ) {
+   std::size_t result = 0;
+   for ( const char c : text )
+      result += !continues( c );
+   return result;
+}
+
+std::string cut( std::string_view text, std::size_t width ) {
+   std::size_t end = 0;
+   for ( std::size_t shown = 0; end < text.size(); ++end )
+      if ( !continues( text[end] ) && shown++ == width )
+         break;
+   return std::string( text.substr( 0, end ) );
+}
+
+} // namespace Maintctl

@@ -1,0 +1,166 @@
+#include "Maintctl/Waiting.h"
+
+#include "Api/Names.h"
+#include "Maintctl/Text.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Maintctl {
+
+namespace {
+
+using Operation = Operate::Operation;
+
+const char * wayOf( Operation operation ) {
+   return operation == Operation::enter ? Api::UnitState::entering : Api::UnitState::exiting;
+}
+
+const char * goalOf( Operation operation ) {
+   return operation == Operation::enter ? Api::UnitState::maintenance : Api::UnitState::normal;
+}
+
+double busiestRate( const Api::Waiting & w ) {
+   return std::max( w.inBps.value_or( 0 ), w.outBps.value_or( 0 ) );
+}
+
+bool isBusy( const Api::Waiting & w ) { return w.thresholdBps && busiestRate( w ) >= *w.thresholdBps; }
+
+/// Seconds that it must still be quiet.
+double quietLeft( const Api::Waiting & w ) {
+   return std::max( 0.0, w.loadIntervalSeconds.value_or( 0 ) - w.quietSeconds.value_or( 0 ) );
+}
+
+bool isSlower( const Api::Waiting & a, const Api::Waiting & b ) {
+   if ( isBusy( a ) != isBusy( b ) )
+      return isBusy( a );
+   if ( isBusy( a ) )
+      return busiestRate( a ) * *b.thresholdBps > busiestRate( b ) * *a.thresholdBps;
+   return quietLeft( a ) > quietLeft( b );
+}
+
+std::string briefly( const Api::Waiting & w ) {
+   if ( isBusy( w ) )
+      return w.interface + " " + rateText( busiestRate( w ) );
+   if ( w.quietSeconds && w.loadIntervalSeconds )
+      return w.interface + " quiet " + spanText( *w.quietSeconds ) + " of " +
+             spanText( *w.loadIntervalSeconds );
+   return w.interface;
+}
+
+} // namespace
+
+std::string slowestText( const Api::Explanation & explanation, std::size_t most ) {
+   std::vector< Api::Waiting > waiting = explanation.waiting;
+   std::stable_sort( waiting.begin(), waiting.end(), isSlower );
+   std::string result;
+   for ( std::size_t i = 0; i < std::min( most, waiting.size() ); ++i )
+      result += ( i ? ", " : "" ) + briefly( waiting[i] );
+   if ( waiting.size() > most )
+      result += " and " + std::to_string( waiting.size() - most ) + " more";
+   return result;
+}
+
+std::string Waiting::until() {
+   begin_ = lastAnswer_ = pace_.now();
+   const double end = target_.timeout ? begin_ + target_.timeout->seconds() : HUGE_VAL;
+   bool started = target_.started;
+   for ( ;; ) {
+      if ( const auto body = look() ) {
+         const Api::Unit unit = Api::readUnit( *body );
+         if ( unit.state == goalOf( target_.operation ) )
+            return *body;
+         const bool onTheWay = unit.state == wayOf( target_.operation );
+         if ( started && !onTheWay )
+            throw Failure{
+               ExitStatus::notMet,
+               FailureCode::conditionNotMet,
+               target_.unit + " is " + unit.state + " now: somebody else has decided so" +
+                  ( unit.by ? " (" + *unit.by + ( unit.reason ? ": " + *unit.reason : "" ) + ")" : "" ),
+               target_.unit,
+               {} };
+         started = started || onTheWay;
+         report( unit );
+      }
+      const double left = end - pace_.now();
+      if ( left <= 0 )
+         timedOut();
+      if ( !pace_.sleep( std::min( period, left ) ) )
+         throw Failure{
+            ExitStatus::interrupted,
+            FailureCode::interrupted,
+            "interrupted; the operation itself goes on",
+            target_.unit,
+            {} };
+   }
+}
+
+std::optional< std::string > Waiting::look() {
+   try {
+      std::string body = remote_.get( Api::Path::unit( target_.unit ) );
+      lastAnswer_ = pace_.now();
+      answered_ = true;
+      if ( away_ )
+         output_.progress( "the agent is back" );
+      away_ = false;
+      return body;
+   } catch ( const Failure & failure ) {
+      const bool mayComeBack = failure.status == ExitStatus::notReachable &&
+                               ( answered_ || target_.started ) && pace_.now() - lastAnswer_ < patience;
+      if ( !mayComeBack )
+         throw;
+   }
+   if ( !away_ )
+      output_.progress( "the agent does not answer; it may be starting again" );
+   away_ = true;
+   return std::nullopt;
+}
+
+void Waiting::report( const Api::Unit & unit ) {
+   lastSeen_ = unit.name + " is " + unit.state +
+               ( unit.state == Api::UnitState::normal ? "" : ", " + drainedText( unit.drained, unit.total ) );
+   const std::string changed = unit.state + "/" + unit.stage.value_or( "" ) + "/" +
+                               std::to_string( unit.drained ) + "/" + std::to_string( unit.total ) + "/" +
+                               ( unit.settlingSince ? "settling" : "" );
+   if ( output_.json() || ( !output_.drawsProgress() && changed == reported_ ) )
+      return;
+   reported_ = changed;
+   output_.progress( progressLine( unit ) );
+}
+
+std::string Waiting::progressLine( const Api::Unit & unit ) {
+   std::string line = unit.name + " " + unit.state;
+   if ( output_.drawsProgress() )
+      line = spanText( elapsed() ) + "  " + line;
+   if ( unit.state == Api::UnitState::normal )
+      return line + ", not started yet";
+   line += ": " + drainedText( unit.drained, unit.total );
+   if ( unit.state != Api::UnitState::entering )
+      return unit.stage ? line + ", stage " + *unit.stage : line;
+   Api::Explanation explanation;
+   try {
+      explanation = Api::readExplanation( remote_.get( Api::Path::unit( target_.unit, "explain" ) ) );
+   } catch ( const Failure & failure ) {
+      // Only what is said depends on it; the next look finds out what has happened.
+      if ( failure.status == ExitStatus::interrupted )
+         throw;
+      return line;
+   }
+   if ( explanation.stuck )
+      return line + "; stuck: " + explanation.stuckReason.value_or( "for an unknown reason" );
+   if ( explanation.settleRemainingSeconds )
+      return line + "; settling, " + spanText( std::ceil( *explanation.settleRemainingSeconds ) ) + " to go";
+   const std::string slowest = slowestText( explanation, 3 );
+   return slowest.empty() ? line : line + "; slowest: " + slowest;
+}
+
+void Waiting::timedOut() {
+   throw Failure{
+      ExitStatus::notMet,
+      FailureCode::timedOut,
+      "timed out after " + spanText( elapsed() ) + ( lastSeen_.empty() ? "" : ": " + lastSeen_ ),
+      target_.unit,
+      {} };
+}
+
+} // namespace Maintctl

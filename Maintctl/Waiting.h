@@ -1,0 +1,64 @@
+#pragma once
+
+#include "Maintctl/Output.h"
+#include "Maintctl/Pace.h"
+#include "Maintctl/Remote.h"
+
+#include <optional>
+#include <string>
+
+namespace Maintctl {
+
+/// Purpose: waits until a unit is where it shall be, and tells what goes on meanwhile.
+/// Order: construct, then until() once.
+///
+/// 1. The unit is looked at, never changed: whoever stops waiting has changed nothing.
+/// 2. Once the unit is on its way, or there, another direction means that somebody else has decided so: waiting ends.
+///    Before that it goes on: somebody may still start it.
+/// 3. An agent that goes away while we wait may be on its way back (it loses nothing when it is started again), so it
+///    is given `patience`; an agent that was never there is not.
+class Waiting {
+ public:
+   static constexpr double period = 0.5;    ///< seconds between two looks
+   static constexpr double patience = 15.0; ///< seconds without an answer
+
+   struct Target {
+      std::string unit;
+      Operate::Operation operation; ///< enter: until it is under maintenance; exit: until it is normal
+      std::optional< Config::Duration > timeout; ///< nothing: for ever
+      bool started = false;                      ///< we know that the unit is on its way
+   };
+
+   Waiting( Target target, Remote & remote, Pace & pace, Output & output )
+      : target_( std::move( target ) ), remote_( remote ), pace_( pace ), output_( output ) {}
+
+   /// The body that said that the unit is there. Throws Failure: notMet (timed out, or the unit went elsewhere),
+   /// interrupted, notReachable, failed (no such unit).
+   std::string until();
+   double elapsed() { return pace_.now() - begin_; }
+
+ private:
+   /// Nothing: the agent did not answer, and may be on its way back.
+   std::optional< std::string > look();
+   bool arrived( const Api::Unit & unit );
+   void report( const Api::Unit & unit );
+   std::string progressLine( const Api::Unit & unit );
+   [[noreturn]] void timedOut();
+
+   const Target target_;
+   Remote & remote_;
+   Pace & pace_;
+   Output & output_;
+   double begin_ = 0;
+   double lastAnswer_ = 0;
+   bool answered_ = false, away_ = false;
+   std::string lastSeen_; ///< in words
+   std::string reported_; ///< what of it would be worth another line if it changed
+};
+
+/// Who keeps a unit waiting, the worst first: first those above the threshold, by how much, then by how long they
+/// must still be quiet.
+/// \param most  names to give
+std::string slowestText( const Api::Explanation & explanation, std::size_t most );
+
+} // namespace Maintctl
