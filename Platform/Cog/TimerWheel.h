@@ -3,6 +3,7 @@
 #include "Platform/Vel/Clock.h"
 #include "Platform/Vel/Declare.h"
 
+#include <bit>
 #include <limits>
 #include <memory>
 
@@ -26,7 +27,7 @@ namespace Cog {
 
 class TimerWheel;
 
-/// Neighbours in a circular list. A node that is on no list has none.
+/// Neighbours in a circular list.
 struct TimerLink {
    TimerLink * next = nullptr;
    TimerLink * previous = nullptr;
@@ -48,7 +49,7 @@ class Timer : private TimerLink {
 
    /// Switches the timer on or off; idempotent. It is made switched off, and keeps its time while it is off.
    void hasNotificationActiveIs( bool active );
-   bool hasNotificationActive() const { return active_; }
+   bool hasNotificationActive() const { return next != nullptr; }
 
    /// Runs in the timers' phase of the event loop, disarmed; it may set the timer again or destroy it.
    virtual void onTime() = 0;
@@ -62,10 +63,15 @@ class Timer : private TimerLink {
 
  private:
    friend class TimerWheel;
+   void timeMinIsOther( double absoluteSeconds );
+
+   bool armed() const { return next != this; }
+   /// Switched on but not armed.
+   void standAlone() { next = previous = this; }
+
+   // Without neighbours it is switched off, as its own neighbour it is disarmed.
    Vel::Ptr< const TimerWheel > wheel_;
    double timeMin_ = never;
-   Vel::U64 tick_ = 0;
-   bool active_ = false;
 };
 
 /// The wheel registers with the clock that it is given and is driven by it.
@@ -100,30 +106,37 @@ class TimerWheel final : public Vel::Entity, private Vel::Clock::Driven {
    static constexpr Tick noTick = ~Tick( 0 );
    /// Seconds; ticks and milliseconds below it are exact in a double. A timer beyond never fires.
    static constexpr double timeLimit = 9.0e12;
+   static constexpr unsigned places = 16;
+   static constexpr Vel::U64 neverBits = std::bit_cast< Vel::U64 >( Timer::never );
+   /// The bucket of a time, given as bits, which compare faster.
+   struct Place {
+      Vel::U64 timeBits = neverBits; ///< infinity has no place: this one is free
+      TimerLink * head = nullptr;
+   };
    static constexpr unsigned upperBits = 6;
    static constexpr unsigned upperSlots = 1u << upperBits;
 
    void run( double currentTime ) override;
 
-   double secondsOf( Tick tick ) const {
-      if ( tickSeconds_ != 0 )
-         return static_cast< double >( tick ) * tickSeconds_;
-      return static_cast< double >( tick * tickMsecs_ ) / 1000.0;
-   }
+   double secondsOf( Tick tick ) const;
    Tick tickAtOrAfter( double seconds ) const;
    Tick tickAtOrBefore( double seconds ) const;
+   /// The tick for which the timer is armed. A time whose tick had gone by means the first that had not, which is
+   /// still the first, because a timer is taken out as soon as its tick goes by.
+   Tick tickOf( const Timer & timer ) const;
    /// The first tick with a timer, noTick if there is none.
    Tick dueTick() const;
+   void dueTickIs( Tick tick ) const;
    Tick findDueTick() const;
    std::size_t nextOccupied( std::size_t slot, std::size_t end ) const;
 
-   std::size_t slotOf( Tick tick ) const {
-      const Tick difference = tick ^ base_;
-      return difference < slots_ ? tick & ( slots_ - 1 ) : upperSlotOf( tick, difference );
-   }
-   std::size_t upperSlotOf( Tick tick, Tick difference ) const;
+   std::size_t slotOf( Tick tick ) const;
    void arm( Timer & timer ) const;
-   void place( Timer & timer ) const;
+   /// The place that is remembered for this time, or that of another time.
+   Place & placeOf( Vel::U64 timeBits ) const { return places_[timeBits >> placeShift_ & ( places - 1 )]; }
+   void find( double seconds, Place & place ) const;
+   void placesDel() const;
+   /// Takes it out of its list; it has its old neighbours still.
    void cancel( Timer & timer ) const;
    void takeDue( Tick limit );
    void moveTo( Tick tick );
@@ -134,13 +147,18 @@ class TimerWheel final : public Vel::Entity, private Vel::Clock::Driven {
    static bool empty( const TimerLink & head ) { return head.next == &head; }
 
    double ticksPerSecond_ = 0;
-   double tickSeconds_ = 0; ///< if it is a whole number, else 0
    unsigned slotBits_ = 0;
-   std::size_t slots_ = 0; ///< buckets for single ticks; upperSlots more for each further level
-   Tick base_ = 0;         ///< the last tick that has gone by; all armed timers are later
+   /// One less than the number of buckets for single ticks; each further level has upperSlots buckets.
+   std::size_t slotMask_ = 0;
+   Tick base_ = 0; ///< the last tick that has gone by; all armed timers are later
    // Timers arm themselves on a wheel that others only read.
    mutable Tick due_ = noTick; ///< no timer is earlier; one is at it unless stale
+   mutable double dueSeconds_ = Timer::never;
    mutable bool dueStale_ = false;
+   // Most timers are armed for a few times: so many seconds from now. The places found are remembered as long as the
+   // base is the same, `due_` is not later than any of them and their buckets are noted as occupied.
+   mutable Place places_[places];
+   unsigned placeShift_ = 0; ///< so that the times of neighbouring ticks are remembered side by side
    std::unique_ptr< TimerLink[] > heads_;
    std::unique_ptr< Vel::U64[] > occupied_; ///< a bit a bucket: clear means empty
    TimerLink overdue_;                      ///< taken out of their buckets and about to fire
@@ -171,13 +189,21 @@ template < class R >
 using TimerWatch = Vel::Watch< R >;
 
 inline void Timer::timeMinIs( double absoluteSeconds ) {
-   VEL_ASSERT( absoluteSeconds == absoluteSeconds, "!std::isnan( absoluteSeconds )" );
-   timeMin_ = absoluteSeconds;
-   if ( !active_ )
-      return;
-   if ( next )
-      wheel_->cancel( *this );
-   wheel_->arm( *this );
+   const Vel::U64 bits = std::bit_cast< Vel::U64 >( absoluteSeconds );
+   if ( bits == TimerWheel::neverBits ) {
+      if ( next ) {
+         wheel_->cancel( *this );
+         standAlone();
+      }
+      timeMin_ = never;
+   } else if ( const TimerWheel::Place & place = wheel_->placeOf( bits ); place.timeBits == bits && next ) {
+      if ( armed() )
+         wheel_->cancel( *this );
+      timeMin_ = absoluteSeconds;
+      TimerWheel::linkBefore( *place.head, *this );
+   } else {
+      timeMinIsOther( absoluteSeconds );
+   }
 }
 
 inline void TimerWheel::linkBefore( TimerLink & head, TimerLink & link ) {
@@ -191,41 +217,10 @@ inline void TimerWheel::linkBefore( TimerLink & head, TimerLink & link ) {
 inline void TimerWheel::unlink( TimerLink & link ) {
    link.previous->next = link.next;
    link.next->previous = link.previous;
-   link.next = nullptr;
-}
-
-inline TimerWheel::Tick TimerWheel::tickAtOrAfter( double seconds ) const {
-   if ( !( seconds > 0 ) )
-      return 0;
-   Tick tick = static_cast< Tick >( seconds * ticksPerSecond_ );
-   // The product may have been rounded down to the tick before.
-   while ( secondsOf( tick ) < seconds )
-      ++tick;
-   return tick;
-}
-
-inline void TimerWheel::place( Timer & timer ) const {
-   const std::size_t slot = slotOf( timer.tick_ );
-   TimerLink & head = heads_[slot];
-   if ( empty( head ) )
-      occupied_[slot / 64] |= Vel::U64( 1 ) << slot % 64;
-   linkBefore( head, timer );
-}
-
-inline void TimerWheel::arm( Timer & timer ) const {
-   if ( !( timer.timeMin_ < timeLimit ) )
-      return;
-   const Tick tick = tickAtOrAfter( timer.timeMin_ );
-   timer.tick_ = tick > base_ ? tick : base_ + 1;
-   if ( timer.tick_ <= due_ ) {
-      due_ = timer.tick_;
-      dueStale_ = false;
-   }
-   place( timer );
 }
 
 inline void TimerWheel::cancel( Timer & timer ) const {
-   if ( timer.tick_ == due_ )
+   if ( timer.timeMin_ <= dueSeconds_ )
       dueStale_ = true;
    unlink( timer );
 }
