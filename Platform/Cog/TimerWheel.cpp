@@ -146,18 +146,14 @@ void TimerWheel::takeDue( Tick limit ) {
       moveTo( limit );
 }
 
-/// Lets ticks go by. There is no timer between the old base and the new one, though there may be one at it.
+/// Lets ticks go by. There is no timer between the old base and the new one, though there may be one at it. The only
+/// timers that get nearer are those that share a bucket with the new base.
 void TimerWheel::moveTo( Tick tick ) {
-   const Tick difference = tick ^ base_;
+   const std::size_t slot = slotOf( tick );
    base_ = tick;
    placesDel();
-   if ( difference <= slotMask_ )
-      return;
-   const unsigned top =
-      ( static_cast< unsigned >( std::bit_width( difference ) ) - 1 - slotBits_ ) / upperBits;
-   for ( unsigned level = top + 1; level-- > 0; )
-      spread(
-         slotMask_ + 1 + level * upperSlots + ( tick >> ( slotBits_ + level * upperBits ) ) % upperSlots );
+   if ( slot > slotMask_ )
+      spread( slot );
 }
 
 /// The timers of this bucket go to nearer ones, in their order.

@@ -23,6 +23,8 @@
 ///    a time whose tick has gone by fires at the next tick that has not.
 /// 6. Any finite time keeps its exact tick and its place, however far away it is.
 /// 7. Arming and cancelling cost O(1) and never allocate.
+/// 8. An exception from a handler passes through; the timers behind it fire in the next turn.
+/// 9. A timer holds its wheel: if the wheel's owner lets go of it first, the timers that are left go on.
 namespace Cog {
 
 class TimerWheel;
@@ -97,7 +99,7 @@ class TimerWheel final : public Vel::Entity, private Vel::Clock::Driven {
    VEL_PARAM( Vel::U32, defaultBucketSize );
 
    /// The time of the first tick for which a timer is armed; infinity when there is none. Timers that an
-   /// exception kept from firing are due at their old tick.
+   /// exception kept from firing are due at the last tick that has gone by.
    double dueTime() const override;
 
  private:
