@@ -1,7 +1,7 @@
 #pragma once
 
+#include "MaintenancePlugin/ProfileChangeLog.h"
 #include "Platform/Maintenance/PluginBase.h"
-#include "Platform/Vel/Log.h"
 #include "Platform/Vel/Ptr.h"
 
 namespace Maintenance {
@@ -11,9 +11,6 @@ class PluginContext;
 namespace MaintenanceMode {
 
 class DrainWatchSmLoader;
-
-/// An interface goes on under another profile. Arguments: interface, new profile, old profile.
-extern const Vel::LogHandle MMODE_INTF_PROFILE_CHANGE;
 
 /// Purpose: the plug-in as the agent's plug-in loader knows it. Owner: the library; there is one static object,
 /// which registers itself when the library is loaded and leaves when it is unloaded.

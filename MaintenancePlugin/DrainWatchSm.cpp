@@ -15,7 +15,7 @@ Vel::TraceFacility trace( "DrainWatchSm" );
 }
 
 /// If initialisation throws, the members go in the reverse order of their declaration: reactors, children, inputs. Units
-/// restored until then are dropped without a report, as in a crash, so that the next start finds what this one found.
+/// restored until then are dropped and report nothing.
 DrainWatchSm::DrainWatchSm(
    const ReadOnly< AllEthIntfCounterPtrDir > & phyCounterDir, const ReadOnly< Lag::Config > & lagConfigDir,
    const ReadOnly< Bridging::VlanStatusDir > & vlanStatusDir,

@@ -1,0 +1,81 @@
+#include "MaintenancePlugin/DrainWatchPlugin.h"
+#include "MaintenancePlugin/DrainWatchSmLoader.h"
+#include "MaintenancePlugin/PluginStore.h"
+#include "Platform/Maintenance/PluginLoader.h"
+
+#include <gtest/gtest.h>
+
+namespace MaintenanceMode {
+namespace {
+
+Maintenance::PluginLoader & pluginLoader() { return Maintenance::DefaultPluginLoader(); }
+
+TEST( DrainWatchPlugin, registersItsTypesInTheirOrder ) {
+   std::vector< Vel::String > names;
+   for ( const auto & type : Vel::TypeRegistry::instance().types() )
+      if ( type.typeName.starts_with( "MaintenanceMode::" ) )
+         names.push_back( type.typeName.substr( 17 ) );
+   EXPECT_EQ(
+      ( std::vector< Vel::String >{
+         "UnitMonSm", "IntfMonSm", "DrainWatchSmLoader", "DrainWatchSmDebugCounters", "IntfStatusSm",
+         "DrainWatchPluginInfoDumper", "IntfRateAggregatorSm", "UnitIntfInputDir", "MaintStageHelperSm",
+         "UnitIntfInput", "IntfCounterInfo", "DrainWatchSm", "MonitoredIntfDir", "MonitoredIntf" } ),
+      names );
+}
+
+TEST( DrainWatchPlugin, registersWithTheLoaderOfTheProcess ) {
+   const auto * plugin = pluginLoader().plugin( "DrainWatchPlugin" );
+   ASSERT_TRUE( plugin );
+   EXPECT_EQ( "", plugin->description );
+   EXPECT_EQ( "", plugin->version );
+   EXPECT_TRUE( dynamic_cast< MaintenanceMode::DrainWatchPlugin * >( plugin->initCaller.plugin() ) );
+}
+
+TEST( DrainWatchPlugin, definesItsLogMessage ) {
+   const auto & handle = MMODE_INTF_PROFILE_CHANGE;
+   EXPECT_STREQ( "MMODE_INTF_PROFILE_CHANGE", handle.name() );
+   EXPECT_EQ( 5u, static_cast< unsigned >( handle.severity() ) );
+   EXPECT_STREQ( "For interface %s, interface profile changed to %s (was %s)", handle.format() );
+   EXPECT_STREQ(
+      "A different interface profile was picked based on precedence because the same same interface was part "
+      "of "
+      "multiple units.",
+      handle.explanation() );
+   EXPECT_STREQ( Vel::NoActionRequired, handle.recommendedAction() );
+   EXPECT_EQ( 1, std::count( Vel::LogHandle::all().begin(), Vel::LogHandle::all().end(), &handle ) );
+}
+
+TEST( DrainWatchPlugin, makesItsLoaderInTheContextsDirectory ) {
+   PluginStore world;
+   MaintenanceMode::DrainWatchPlugin & plugin = dynamic_cast< MaintenanceMode::DrainWatchPlugin & >(
+      *pluginLoader().plugin( "DrainWatchPlugin" )->initCaller.plugin() );
+   plugin.init( world.context.get() );
+   const auto loader =
+      Vel::ptrCast< DrainWatchSmLoader >( world.context->entityDir()->entityRef( "drainWatchPlugin" ) );
+   ASSERT_TRUE( loader );
+   EXPECT_EQ( "drainWatchPlugin", loader->name() );
+   EXPECT_EQ( world.context, loader->context() );
+   world.settle();
+   EXPECT_TRUE( loader->drainWatchSm() );
+
+   // Another context: its loader replaces the first, which goes with its directory's entry.
+   PluginStore other;
+   plugin.init( other.context.get() );
+   world.context->entityDir()->entryDel( "drainWatchPlugin" );
+   EXPECT_EQ( 1u, loader->getRefCount() );
+}
+
+TEST( DrainWatchPlugin, needsAContext ) {
+   auto & plugin = *pluginLoader().plugin( "DrainWatchPlugin" )->initCaller.plugin();
+   EXPECT_THROW( plugin.init( nullptr ), Vel::RangeError );
+}
+
+TEST( DrainWatchPlugin, refusesADirectoryThatHasAnotherEntryOfItsName ) {
+   PluginStore world;
+   world.context->entityDir()->entryIs( "drainWatchPlugin", "Vel::Dir" );
+   auto & plugin = *pluginLoader().plugin( "DrainWatchPlugin" )->initCaller.plugin();
+   EXPECT_THROW( plugin.init( world.context.get() ), Vel::NameInUse );
+}
+
+} // namespace
+} // namespace MaintenanceMode

@@ -1,0 +1,94 @@
+#include "MaintenancePlugin/PluginRig.h"
+
+#include <gtest/gtest.h>
+
+namespace MaintenanceMode {
+namespace {
+
+struct DrainWatchSmChildren : testing::Test {
+   PluginRig rig;
+   /// The parameter that the call is refused for.
+   template < class Call >
+   static Vel::String refused( Call call ) {
+      try {
+         call();
+      } catch ( const Vel::NameInUse & error ) {
+         const Vel::String text = error.what();
+         const Vel::String begin =
+            "Reinstantiating the pointer interface where constructor parameter attribute ";
+         EXPECT_EQ( 0u, text.find( begin ) );
+         return text.substr( begin.size(), text.find( ' ', begin.size() ) - begin.size() );
+      }
+      return "not refused";
+   }
+};
+
+TEST_F( DrainWatchSmChildren, aChildThatIsAskedForAgainIsTheOneThatIsThere ) {
+   rig.start();
+   DrainWatchSm & root = *rig.root;
+   EXPECT_EQ( root.counters(), root.countersIs() );
+   EXPECT_EQ( root.monIntfDir(), root.monIntfDirIs() );
+   EXPECT_EQ( root.unitMonIntfInput(), root.unitMonIntfInputIs() );
+   EXPECT_EQ( root.unitDrainedIntf(), root.unitDrainedIntfIs() );
+   EXPECT_EQ( root.timerWheel(), root.timerWheelIs( rig.clock, 1000, 1800, true, 1024 ) );
+   EXPECT_EQ(
+      root.maintEnterStageHelper(),
+      root.maintEnterStageHelperIs(
+         "maintEnter", rig.enterClass.progressDir, rig.enterClass.completionStatus,
+         rig.enterClass.agentConfig, rig.enterClass.agentStatus, &root ) );
+   EXPECT_EQ(
+      root.maintExitStageHelper(), root.maintExitStageHelperIs(
+                                      "maintExit", rig.exitClass.progressDir, rig.exitClass.completionStatus,
+                                      rig.exitClass.agentConfig, rig.exitClass.agentStatus, &root ) );
+   EXPECT_EQ(
+      root.intfStatusSm(), root.intfStatusSmIs(
+                              rig.clock, rig.allIntfStatusDir, rig.intfToGroupDir, rig.groupToUnitDir,
+                              root.unitMonIntfInput(), rig.intfGroupStatusDir, &root ) );
+   EXPECT_EQ(
+      root.intfRateAggSm(),
+      root.intfRateAggSmIs( root.monIntfDir(), rig.monIntfStatusDir, rig.unitStatusDir ) );
+}
+
+TEST_F( DrainWatchSmChildren, aChildIsRefusedIfItWasBuiltFromOtherValues ) {
+   rig.start();
+   DrainWatchSm & root = *rig.root;
+   EXPECT_EQ( "_clock", refused( [&] { root.timerWheelIs( nullptr, 1000, 1800, true, 1024 ); } ) );
+   EXPECT_EQ( "_tickMsecs", refused( [&] { root.timerWheelIs( rig.clock, 100, 1800, true, 1024 ); } ) );
+   EXPECT_EQ( "_initialMaxTicks", refused( [&] { root.timerWheelIs( rig.clock, 1000, 1, true, 1024 ); } ) );
+   EXPECT_EQ( "_preserveOrder", refused( [&] { root.timerWheelIs( rig.clock, 1000, 1800, false, 1024 ); } ) );
+   EXPECT_EQ( "_defaultBucketSize", refused( [&] { root.timerWheelIs( rig.clock, 1000, 1800, true, 1 ); } ) );
+
+   const auto helper =
+      [&]( const char * stageClass, bool progress, bool status, bool config, bool agent, bool self ) {
+         const auto & e = rig.enterClass;
+         return refused( [&] {
+            root.maintEnterStageHelperIs(
+               stageClass, progress ? Vel::Ptr< const Stage::ProgressDir >( e.progressDir ) : nullptr,
+               status ? Vel::Ptr< const Stage::CompletionStatusDir >( e.completionStatus ) : nullptr,
+               config ? e.agentConfig : nullptr, agent ? e.agentStatus : nullptr, self ? &root : nullptr );
+         } );
+      };
+   EXPECT_EQ( "_stageClass", helper( "maintExit", true, true, true, true, true ) );
+   EXPECT_EQ( "_progressDir", helper( "maintEnter", false, true, true, true, true ) );
+   EXPECT_EQ( "_maintStageCompletionStatus", helper( "maintEnter", true, false, true, true, true ) );
+   EXPECT_EQ( "_agentConfig", helper( "maintEnter", true, true, false, true, true ) );
+   EXPECT_EQ( "_agentStatus", helper( "maintEnter", true, true, true, false, true ) );
+   EXPECT_EQ( "_root", helper( "maintEnter", true, true, true, true, false ) );
+
+   EXPECT_EQ( "_intfToGroupDir", refused( [&] {
+                 root.intfStatusSmIs(
+                    rig.clock, rig.allIntfStatusDir, nullptr, rig.groupToUnitDir, root.unitMonIntfInput(),
+                    rig.intfGroupStatusDir, &root );
+              } ) );
+   EXPECT_EQ( "_unitMonIntfInput", refused( [&] {
+                 root.intfStatusSmIs(
+                    rig.clock, rig.allIntfStatusDir, rig.intfToGroupDir, rig.groupToUnitDir,
+                    root.unitDrainedIntf(), rig.intfGroupStatusDir, &root );
+              } ) );
+   EXPECT_EQ( "_unitStatusDir", refused( [&] {
+                 root.intfRateAggSmIs( root.monIntfDir(), rig.monIntfStatusDir, nullptr );
+              } ) );
+}
+
+} // namespace
+} // namespace MaintenanceMode

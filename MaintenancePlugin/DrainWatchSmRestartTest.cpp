@@ -1,0 +1,326 @@
+#include "MaintenancePlugin/PluginRig.h"
+#include "Platform/FastLog/Capture.h"
+#include "Platform/Vel/Trace.h"
+
+#include <gtest/gtest.h>
+
+namespace MaintenanceMode {
+namespace {
+
+using Maintenance::Unit::UnitState;
+
+struct DrainWatchSmRestart : testing::Test {
+   PluginRig rig;
+   const Wire::IntfId et1 = PluginRig::port( "et1" );
+   const Wire::IntfId et2 = PluginRig::port( "et2" );
+   const Wire::IntfId et3 = PluginRig::port( "et3" );
+
+   DrainWatchSmRestart() {
+      for ( const auto & intf : { et1, et2, et3 } ) {
+         rig.linkIs( intf );
+         rig.trafficIs( intf, { 1e9, 1e9 } );
+      }
+      rig.profileIs( "p", 100, 10, false, 0 );
+      rig.defaultProfileIs( "p" );
+   }
+   /// What an earlier run has left of an interface: its record, a shutdown, its memberships.
+   void leftover( const Wire::IntfId & intf ) {
+      auto * record = rig.monIntfStatusDir->monIntfStatusIs( intf, "p", 1.0 );
+      record->totalSamplesIs( 7 );
+      rig.cause->intfStatusIs( intf, 1.0 );
+      rig.monIntfStatusDir->monIntfEnterMaintIs( intf, true );
+      rig.monIntfStatusDir->monIntfUnderMaintIs( intf, true );
+      rig.monIntfStatusDir->monIntfSpikeUnderMaintIs( intf, true );
+   }
+   Maintenance::Unit::Status &
+   unitIn( const Vel::String & unitName, UnitState state, const char * instanceName ) {
+      auto & status = rig.unit( unitName );
+      status.stateIs( state );
+      status.genIdIs( 4 );
+      if ( state == UnitState::exitInProgress )
+         status.maintExitInstanceNameIs( instanceName );
+      else
+         status.maintEnterInstanceNameIs( instanceName );
+      return status;
+   }
+   void stageIs( PluginRig::StageClass & stageClass, const Vel::Name & instanceName, Vel::U32 stageStatus ) {
+      stageClass.progressDir->progressIs( instanceName )->stageStatusIs( stageName, stageStatus );
+      stageClass.completionStatus->statusIs( instanceName, Stage::stageRunning );
+   }
+};
+
+TEST_F( DrainWatchSmRestart, aFirstStartFindsNothing ) {
+   Vel::TraceCapture traces;
+   rig.start();
+   EXPECT_TRUE( traces.has( "handleInitialized: marked 0 entries as stale in MonIntfStatusDir.", 4 ) );
+   EXPECT_TRUE( traces.has( "handleInitialized: deleted 0 stale entries from MonIntfStatusDir.", 4 ) );
+   EXPECT_TRUE( traces.has( "DrainWatchSm - initialized", 4 ) );
+}
+
+TEST_F( DrainWatchSmRestart, whatNoRestoredUnitMonitorsIsReleased ) {
+   rig.unitIs( "u1", { et1 } );
+   unitIn( "u1", UnitState::maintenance, "u1#4" );
+   rig.unit( "u2" ).intfsViolatingTrafficThresholdIs( et2, true );
+   for ( const char * unitName : { "u1", "u2" } )
+      for ( const auto & intf : { et1, et3 } )
+         rig.unit( unitName ).intfsViolatingTrafficThresholdIs( intf, true );
+   for ( const auto & intf : { et1, et2, et3 } )
+      leftover( intf );
+   rig.record( et1 )->stateIs( Maintenance::monIntfStateUnderMaint );
+   Vel::TraceCapture traces;
+   rig.start();
+
+   ASSERT_TRUE( rig.record( et1 ) );
+   EXPECT_FALSE( rig.record( et1 )->stale() );
+   EXPECT_EQ( 7u, rig.record( et1 )->totalSamples() );
+   EXPECT_FALSE( rig.record( et2 ) );
+   EXPECT_FALSE( rig.record( et3 ) );
+   EXPECT_FALSE( rig.shut( et2 ) );
+   EXPECT_FALSE( rig.shut( et3 ) );
+   EXPECT_TRUE( rig.unit( "u1" ).intfsViolatingTrafficThreshold( et1 ) );
+   EXPECT_TRUE( rig.unit( "u2" ).intfsViolatingTrafficThreshold( et1 ) );
+   EXPECT_EQ( 1u, rig.unit( "u1" ).intfsViolatingTrafficThresholds() );
+   EXPECT_EQ( 1u, rig.unit( "u2" ).intfsViolatingTrafficThresholds() );
+   EXPECT_TRUE( traces.has( "marked 3 entries as stale in MonIntfStatusDir.", 4 ) );
+   EXPECT_TRUE( traces.has( "deleted stale MonIntfStatusDir entry for intf et2", 4 ) );
+   EXPECT_TRUE( traces.has( "deleted stale MonIntfStatusDir entry for intf et3", 4 ) );
+   EXPECT_FALSE( traces.has( "deleted stale MonIntfStatusDir entry for intf et1" ) );
+   EXPECT_TRUE( traces.has( "deleted 2 stale entries from MonIntfStatusDir.", 4 ) );
+}
+
+TEST_F( DrainWatchSmRestart, theSetsOfInterfacesAreThoseOfTheRestoredMonitors ) {
+   rig.unitIs( "u1", { et1 } );
+   unitIn( "u1", UnitState::maintenance, "u1#4" );
+   leftover( et1 );
+   leftover( et2 );
+   rig.record( et1 )->stateIs( Maintenance::monIntfStateUnderMaint );
+   rig.start();
+   const auto & dir = *rig.monIntfStatusDir;
+   EXPECT_EQ( 0u, dir.monIntfEnterMaints() );
+   EXPECT_EQ( 1u, dir.monIntfUnderMaints() );
+   EXPECT_TRUE( dir.monIntfUnderMaint( et1 ) );
+   EXPECT_EQ( 0u, dir.monIntfSpikeUnderMaints() );
+}
+
+TEST_F( DrainWatchSmRestart, aUnitInMaintenanceIsTakenUpWithoutALookAtItsStage ) {
+   rig.unitIs( "u1", { et1 } );
+   unitIn( "u1", UnitState::maintenance, "u1#4" );
+   Vel::TraceCapture traces;
+   rig.start();
+   ASSERT_TRUE( rig.root->unitMon( "u1" ) );
+   EXPECT_EQ( 4u, rig.root->unitMon( "u1" )->genId() );
+   EXPECT_EQ( 1u, rig.root->unitMon( "u1" )->drainedIntf()->intfs() );
+   EXPECT_TRUE( traces.has( "handleInitialized: Processing unit=u1 state=maintenance", 4 ) );
+   EXPECT_TRUE( traces.has( "Unit state =maintenance, putting this unit in maintenance ", 4 ) );
+}
+
+TEST_F( DrainWatchSmRestart, aUnitThatEntersIsTakenUpWhileItsStageIsOn ) {
+   rig.unitIs( "u1", { et1 } );
+   unitIn( "u1", UnitState::enterInProgress, "u1#4" );
+   stageIs( rig.enterClass, "u1#4", Stage::stageRunning );
+   leftover( et1 );
+   rig.record( et1 )->stateIs( Maintenance::monIntfStateEnterMaint );
+   Vel::TraceCapture traces;
+   rig.start();
+   ASSERT_TRUE( rig.root->unitMon( "u1" ) );
+   EXPECT_TRUE( rig.record( et1 ) );
+   EXPECT_EQ( 1u, rig.monIntfStatusDir->monIntfEnterMaints() );
+   EXPECT_TRUE( traces.has( "Unit state =enterInProgress, putting this unit in maintenance ", 4 ) );
+   EXPECT_EQ( 1u, rig.counters().numMaintEnter() );
+}
+
+TEST_F( DrainWatchSmRestart, aUnitWithNothingToDrainCompletesWhileItIsTakenUp ) {
+   rig.unitIs( "u1", {} );
+   unitIn( "u1", UnitState::enterInProgress, "u1#4" );
+   stageIs( rig.enterClass, "u1#4", Stage::stageRunning );
+   rig.start();
+   EXPECT_TRUE( rig.enterComplete( "u1" ) );
+}
+
+TEST_F( DrainWatchSmRestart, aUnitThatEntersIsPassedOverWhileItsStageIsNotOn ) {
+   struct Case {
+      const char * what;
+      bool listed;
+      Vel::U32 stageStatus;
+   };
+   for ( const Case & c : { Case{ "not listed", false, 0 }, Case{ "not on", true, Stage::stageInactive } } ) {
+      SCOPED_TRACE( c.what );
+      for ( const UnitState state : { UnitState::enterInProgress, UnitState::exitInProgress } ) {
+         PluginRig world;
+         auto & stageClass = state == UnitState::enterInProgress ? world.enterClass : world.exitClass;
+         auto & status = world.unit( "u1" );
+         status.stateIs( state );
+         status.genIdIs( 4 );
+         status.maintEnterInstanceNameIs( "u1#4" );
+         status.maintExitInstanceNameIs( "u1#4" );
+         auto * progress = stageClass.progressDir->progressIs( "u1#4" );
+         progress->stageStatusIs( "other", Stage::stageRunning );
+         if ( c.listed )
+            progress->stageStatusIs( stageName, c.stageStatus );
+         world.start();
+         EXPECT_EQ( 0u, world.root->unitMons() );
+         EXPECT_EQ( 0u, world.exitClass.agentStatus->completes() );
+      }
+   }
+}
+
+TEST_F( DrainWatchSmRestart, aUnitWhoseInstanceIsNotListedIsPassedOverWithATrace ) {
+   unitIn( "u1", UnitState::enterInProgress, "u1#4" );
+   unitIn( "u2", UnitState::exitInProgress, "u2#4" );
+   // Each class has its own instances.
+   stageIs( rig.exitClass, "u1#4", Stage::stageRunning );
+   stageIs( rig.enterClass, "u2#4", Stage::stageRunning );
+   Vel::TraceCapture traces;
+   rig.start();
+   EXPECT_EQ( 0u, rig.root->unitMons() );
+   EXPECT_EQ( 0u, rig.exitClass.agentStatus->completes() );
+   EXPECT_TRUE( traces.has( "InstanceStatus not found for unit u1", 4 ) );
+   EXPECT_TRUE( traces.has( "u1#4" ) );
+   EXPECT_TRUE( traces.has( "InstanceStatus not found for unit u2", 4 ) );
+}
+
+TEST_F( DrainWatchSmRestart, aUnitThatIsNotListedIsNotParsed ) {
+   unitIn( "u1", UnitState::enterInProgress, "malformed" );
+   EXPECT_NO_THROW( rig.start() );
+}
+
+TEST_F( DrainWatchSmRestart, aUnitThatExitsIsCompletedAtOnceAndLosesItsRecords ) {
+   rig.unitIs( "u1", { et1 } );
+   unitIn( "u1", UnitState::exitInProgress, "u1#4" );
+   stageIs( rig.exitClass, "u1#4", Stage::stageRunning );
+   leftover( et1 );
+   Vel::TraceCapture traces;
+   rig.start();
+   EXPECT_TRUE( rig.exitComplete( "u1" ) );
+   EXPECT_EQ( 0u, rig.root->unitMons() );
+   EXPECT_FALSE( rig.record( et1 ) );
+   EXPECT_FALSE( rig.shut( et1 ) );
+   EXPECT_TRUE( traces.has( "Unit state =exitInProgress, completing the stage for this unit", 4 ) );
+   // Past the checks and the counter.
+   EXPECT_EQ( 0u, rig.counters().numNotifyStageCompletion() );
+   EXPECT_EQ( 0u, rig.counters().numMaintExit() );
+}
+
+TEST_F( DrainWatchSmRestart, aUnitOfAnotherGenerationIsPassedOverSilently ) {
+   unitIn( "u1", UnitState::maintenance, "u1#3" );
+   unitIn( "u2", UnitState::enterInProgress, "u2#3" );
+   stageIs( rig.enterClass, "u2#3", Stage::stageRunning );
+   unitIn( "u3", UnitState::exitInProgress, "u3#3" );
+   stageIs( rig.exitClass, "u3#3", Stage::stageRunning );
+   Vel::TraceCapture traces;
+   rig.start();
+   EXPECT_EQ( 0u, rig.root->unitMons() );
+   EXPECT_EQ( 0u, rig.exitClass.agentStatus->completes() );
+   EXPECT_FALSE( traces.has( "InstanceStatus not found" ) );
+   EXPECT_FALSE( traces.has( "Unit state =" ) );
+}
+
+TEST_F( DrainWatchSmRestart, unitsInOtherStatesAreLeftAlone ) {
+   for ( const Vel::U32 state : { 0u, 1u, 4u, 6u, 99u } ) {
+      const Vel::String unitName = Vel::text( "u", state );
+      const Vel::String instanceName = unitName + "#4";
+      unitIn( unitName, static_cast< UnitState >( state ), instanceName.c_str() );
+      rig.unit( unitName ).maintExitInstanceNameIs( instanceName );
+      stageIs( rig.enterClass, instanceName, Stage::stageRunning );
+      stageIs( rig.exitClass, instanceName, Stage::stageRunning );
+   }
+   rig.start();
+   EXPECT_EQ( 0u, rig.root->unitMons() );
+   EXPECT_EQ( 0u, rig.exitClass.agentStatus->completes() );
+}
+
+/// Its key is a fresh one, without a generation. The framework gives every unit in these states an instance.
+TEST_F( DrainWatchSmRestart, aUnitWithoutInstanceAndGenerationIsTakenUpUnderAnEmptyName ) {
+   unitIn( "u0", UnitState::maintenance, "u0#4" );
+   unitIn( "u1", UnitState::maintenance, "" ).genIdIs( 0 );
+   rig.start();
+   ASSERT_TRUE( rig.root->unitMon( "" ) );
+   EXPECT_EQ( 0u, rig.root->unitMon( "" )->genId() );
+   EXPECT_FALSE( rig.root->unitMon( "u1" ) );
+}
+
+TEST_F( DrainWatchSmRestart, aMalformedInstanceNameKeepsTheRootFromBeingBuilt ) {
+   unitIn( "u1", UnitState::maintenance, "u1" );
+   EXPECT_THROW( rig.start(), Vel::InternalException );
+}
+
+/// The stage that stands in the record is not replayed, or the unit would be entered twice.
+TEST_F( DrainWatchSmRestart, aUnitIsEnteredOnceAfterARestart ) {
+   rig.unitIs( "u1", { et1 } );
+   rig.start();
+   rig.enter( "u1" );
+   rig.advance( 7 );
+   rig.crashAndRestart();
+   EXPECT_EQ( 1u, rig.counters().numMaintEnter() );
+   EXPECT_EQ( 0u, rig.counters().numMaintEnterUnitMonPresent() );
+   EXPECT_FALSE( rig.enterComplete( "u1" ) );
+   EXPECT_EQ( 1u, rig.record( et1 )->totalSamples() );
+   rig.trafficIs( et1, {} );
+   rig.advance( 30 );
+   EXPECT_TRUE( rig.enterComplete( "u1" ) );
+}
+
+/// Only what is up is monitored again. Where a shutdown shows in the link's state its interface is released and shut
+/// anew; the agent shows it as it was before.
+TEST_F( DrainWatchSmRestart, anInterfaceWhoseShutdownShowsIsReleasedAndShutAgain ) {
+   PluginRig world( PluginRig::ShutLinks::goDown );
+   world.profileIs( "p", 100, 10, true, 1000 );
+   world.defaultProfileIs( "p" );
+   world.linkIs( et1 );
+   world.unitIs( "u1", { et1 } );
+   world.start();
+   world.enter( "u1" );
+   world.advance( 30 );
+   ASSERT_TRUE( world.shut( et1 ) );
+   ASSERT_NE( Interface::operUp, world.allIntfStatusDir->intfStatus( et1 )->operStatus() );
+   world.entered( "u1" );
+   const double started = world.record( et1 )->startTime();
+   Vel::TraceCapture traces;
+   world.crashAndRestart();
+   world.settle();
+   EXPECT_TRUE( traces.has( "deleted stale MonIntfStatusDir entry for intf et1" ) );
+   EXPECT_EQ( 1u, world.counters().numIntfMonIntfOperNotUp() );
+   EXPECT_EQ( 1u, world.counters().numIntfMonInitialStatePassive() );
+   EXPECT_TRUE( world.shut( et1 ) );
+   EXPECT_LT( started, world.record( et1 )->startTime() );
+}
+
+TEST_F( DrainWatchSmRestart, aShutInterfaceOfAUnitInMaintenanceIsAdoptedUntouched ) {
+   rig.profileIs( "p", 100, 10, true, 1000 );
+   rig.trafficIs( et1, {} );
+   rig.unitIs( "u1", { et1 } );
+   rig.start();
+   rig.enter( "u1" );
+   rig.advance( 30 );
+   ASSERT_TRUE( rig.shut( et1 ) );
+   rig.entered( "u1" );
+   const double started = rig.record( et1 )->startTime();
+   Vel::TraceCapture traces;
+   rig.crashAndRestart();
+   EXPECT_FALSE( traces.has( "deleted stale MonIntfStatusDir entry" ) );
+   EXPECT_TRUE( rig.shut( et1 ) );
+   EXPECT_EQ( started, rig.record( et1 )->startTime() );
+   EXPECT_EQ( 1u, rig.root->unitMon( "u1" )->drainedIntf()->intfs() );
+}
+
+TEST_F( DrainWatchSmRestart, theFastLogTellsWhatWasLeftAndReleased ) {
+   leftover( et1 );
+   leftover( et2 );
+   FastLog::Capture log;
+   rig.start();
+   EXPECT_TRUE( log.has( "restart: num monIntfStatusDir entries marked as stale 2" ) );
+   EXPECT_TRUE( log.has( "restart: deleted stale monIntfStatus for intf et1" ) );
+   EXPECT_TRUE( log.has( "restart: deleted stale monIntfStatus for intf et2" ) );
+   EXPECT_TRUE( log.has( "restart: deleted stale entries from monIntfStatusDir 2" ) );
+   EXPECT_TRUE( log.has( "DrainWatchSm - initialized" ) );
+}
+
+/// The plug-in knows of interfaces by their records only; such an entry is the agent's to remove.
+TEST_F( DrainWatchSmRestart, aShutdownWithoutARecordStays ) {
+   rig.cause->intfStatusIs( et1, 1.0 );
+   rig.start();
+   EXPECT_TRUE( rig.shut( et1 ) );
+}
+
+} // namespace
+} // namespace MaintenanceMode

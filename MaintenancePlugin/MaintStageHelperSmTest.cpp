@@ -1,0 +1,197 @@
+#include "MaintenancePlugin/PluginRig.h"
+#include "Platform/Vel/Trace.h"
+
+#include <gtest/gtest.h>
+
+namespace MaintenanceMode {
+namespace {
+
+struct MaintStageHelper : testing::Test {
+   PluginRig rig;
+
+   Stage::Progress & record( const Vel::Name & instanceName ) {
+      return *rig.enterClass.progressDir->progressIs( instanceName );
+   }
+   Stage::AgentStatus & agentStatus() { return *rig.enterClass.agentStatus; }
+   Stage::AgentStatusKey key( const Vel::Name & instanceName, const Vel::String & stage = stageName ) {
+      return { agentStatus().name(), stage, instanceName };
+   }
+   MaintStageHelperSm & helper() { return *rig.root->maintEnterStageHelper(); }
+   /// How many enters have reached the root.
+   Vel::U32 enters() { return rig.counters().numMaintEnter(); }
+};
+
+TEST_F( MaintStageHelper, callsTheRootOnceForEachChangeToOurStage ) {
+   rig.start();
+   record( "u1#1" ).stageIs( stageName );
+   EXPECT_EQ( 1u, enters() );
+   record( "u1#1" ).stageIs( stageName );
+   EXPECT_EQ( 1u, enters() );
+   record( "u1#1" ).stageIs( "other" );
+   record( "u1#1" ).stageIs( stageName );
+   EXPECT_EQ( 2u, enters() );
+}
+
+TEST_F( MaintStageHelper, handsOverItsOwnStageClass ) {
+   rig.start();
+   rig.exitClass.progressDir->progressIs( "u1#1" )->stageIs( stageName );
+   EXPECT_EQ( 0u, enters() );
+   EXPECT_EQ( 1u, rig.counters().numMaintExit() );
+}
+
+TEST_F( MaintStageHelper, ignoresTheStagesOfOthers ) {
+   rig.start();
+   Vel::TraceCapture traces;
+   record( "u1#1" ).stageIs( "other" );
+   EXPECT_EQ( 0u, enters() );
+   EXPECT_FALSE( traces.has( "doStageForInstance" ) );
+   EXPECT_TRUE( traces.has( "handleStage:  stageClass= maintEnter, stage=other", 9 ) );
+}
+
+TEST_F( MaintStageHelper, ignoresStagesWhileTheRootIsNotInitialised ) {
+   rig.start();
+   rig.root->initializedIs( false );
+   record( "u1#1" ).stageIs( stageName );
+   EXPECT_EQ( 0u, enters() );
+   rig.root->initializedIs( true );
+   EXPECT_EQ( 0u, enters() );
+}
+
+TEST_F( MaintStageHelper, watchesARecordThatWasThereBefore ) {
+   record( "u1#1" );
+   rig.start();
+   EXPECT_TRUE( helper().progress( "u1#1" ) );
+   record( "u1#1" ).stageIs( stageName );
+   EXPECT_EQ( 1u, enters() );
+}
+
+TEST_F( MaintStageHelper, isNotToldAgainOfTheStageThatARecordHadBefore ) {
+   record( "u1#1" ).stageIs( stageName );
+   rig.start();
+   EXPECT_EQ( 0u, enters() );
+}
+
+TEST_F( MaintStageHelper, leavesARecordThatHasGone ) {
+   rig.start();
+   const Vel::Ptr< Stage::Progress > gone( &record( "u1#1" ) );
+   rig.enterClass.progressDir->progressDel( "u1#1" );
+   EXPECT_EQ( 0u, helper().progresss() );
+   EXPECT_EQ( 0u, gone->velReactors() );
+   gone->stageIs( stageName );
+   EXPECT_EQ( 0u, enters() );
+}
+
+TEST_F( MaintStageHelper, followsARecordThatReplacesAnother ) {
+   rig.start();
+   record( "u1#1" );
+   rig.enterClass.progressDir->progressPut( "u1#1", Vel::make< Stage::Progress >( "u1#1" ) );
+   record( "u1#1" ).stageIs( stageName );
+   EXPECT_EQ( 1u, enters() );
+}
+
+TEST_F( MaintStageHelper, forgetsARecordThatVanishedBeforeItWasLookedUp ) {
+   rig.start();
+   record( "u1#1" );
+   helper().handleProgress( "u2#1" );
+   EXPECT_FALSE( helper().progress( "u2#1" ) );
+   EXPECT_TRUE( helper().progress( "u1#1" ) );
+}
+
+TEST_F( MaintStageHelper, refusesToWatchNoRecord ) {
+   rig.start();
+   try {
+      helper().progressIs( "u1#1", nullptr );
+      FAIL();
+   } catch ( const Vel::RangeError & error ) {
+      EXPECT_STREQ(
+         "null _progress parameter to mutator for MaintenanceMode::MaintStageHelperSm::progress not allowed",
+         error.what() );
+   }
+}
+
+TEST_F( MaintStageHelper, recordsACompletionOnce ) {
+   rig.start();
+   Vel::TraceCapture traces;
+   helper().doStageCompleteForInstance( stageName, "u1#1" );
+   helper().doStageCompleteForInstance( stageName, "u1#1" );
+   ASSERT_EQ( 1u, agentStatus().completes() );
+   ASSERT_TRUE( agentStatus().complete( key( "u1#1" ) ) );
+   EXPECT_TRUE( *agentStatus().complete( key( "u1#1" ) ) );
+   EXPECT_EQ(
+      2u, traces.count(
+             "doStageCompleteForInstance:  stageClass=maintEnter, stage=drainwatch, instanceName=u1#1", 9 ) );
+   EXPECT_EQ(
+      2u, traces.count(
+             "setStageEventComplete:  agentStatus=MaintenanceMode stage=drainwatch instanceName=u1#1 del=0",
+             9 ) );
+}
+
+TEST_F( MaintStageHelper, removesItsCompletionWhenTheFrameworkHasFinishedWithTheInstance ) {
+   rig.start();
+   auto & status = *rig.enterClass.completionStatus;
+   status.statusIs( "u1#1", Stage::stageRunning );
+   status.statusIs( "u2#1", Stage::stageRunning );
+   agentStatus().completeIs( key( "u1#1" ), true );
+   agentStatus().completeIs( key( "u2#1" ), true );
+   agentStatus().completeIs( key( "u1#1", "other" ), true );
+   Vel::TraceCapture traces;
+   status.statusDel( "u1#1" );
+   EXPECT_FALSE( agentStatus().complete( key( "u1#1" ) ) );
+   EXPECT_TRUE( agentStatus().complete( key( "u2#1" ) ) );
+   EXPECT_TRUE( agentStatus().complete( key( "u1#1", "other" ) ) );
+   EXPECT_TRUE( traces.has(
+      "setStageEventComplete:  agentStatus=MaintenanceMode stage=drainwatch instanceName=u1#1 del=1", 9 ) );
+}
+
+TEST_F( MaintStageHelper, keepsItsCompletionWhileTheInstanceIsKnown ) {
+   rig.start();
+   auto & status = *rig.enterClass.completionStatus;
+   status.statusIs( "u1#1", Stage::stageRunning );
+   agentStatus().completeIs( key( "u1#1" ), true );
+   Vel::TraceCapture traces;
+   status.statusIs( "u1#1", Stage::stageComplete );
+   EXPECT_TRUE( agentStatus().complete( key( "u1#1" ) ) );
+   EXPECT_TRUE( traces.has( "handleMaintInstStatusDel" ) );
+   EXPECT_TRUE( traces.has( " instanceName: u1#1", 9 ) );
+   EXPECT_TRUE( traces.has( "InstanceName: u1#1 is added to InstStatus", 9 ) );
+}
+
+TEST_F( MaintStageHelper, deletesCompletionsOfUnknownInstancesAtStartWhateverTheirStage ) {
+   rig.enterClass.completionStatus->statusIs( "known#1", Stage::stageRunning );
+   for ( const char * instanceName : { "known#1", "unknown#1" } )
+      for ( const char * stage : { "drainwatch", "other" } )
+         agentStatus().completeIs( key( instanceName, stage ), true );
+   rig.start();
+   EXPECT_EQ( 2u, agentStatus().completes() );
+   EXPECT_TRUE( agentStatus().complete( key( "known#1" ) ) );
+   EXPECT_TRUE( agentStatus().complete( key( "known#1", "other" ) ) );
+}
+
+TEST_F( MaintStageHelper, takesAbsentInputsForEmptyOnes ) {
+   rig.start();
+   agentStatus().completeIs( key( "u1#1" ), true );
+   auto withoutAnything =
+      Vel::make< MaintStageHelperSm >( "maintEnter", nullptr, nullptr, nullptr, nullptr, rig.root.get() );
+   withoutAnything->handleInitialized();
+   withoutAnything->hasNotificationActiveIs( true );
+   withoutAnything->doStageCompleteForInstance( stageName, "u1#1" );
+   withoutAnything->handleMaintInstStatusDel( "u1#1" );
+   EXPECT_EQ( 1u, agentStatus().completes() );
+
+   auto withoutInstances = Vel::make< MaintStageHelperSm >(
+      "maintEnter", nullptr, nullptr, nullptr, rig.enterClass.agentStatus, rig.root.get() );
+   withoutInstances->handleInitialized();
+   EXPECT_EQ( 0u, agentStatus().completes() );
+}
+
+TEST_F( MaintStageHelper, leavesNoReactorBehind ) {
+   record( "u1#1" );
+   rig.start();
+   rig.stop();
+   EXPECT_EQ( 0u, record( "u1#1" ).velReactors() );
+   EXPECT_EQ( 0u, rig.enterClass.progressDir->velReactors() );
+   EXPECT_EQ( 0u, rig.enterClass.completionStatus->velReactors() );
+}
+
+} // namespace
+} // namespace MaintenanceMode
