@@ -1,6 +1,7 @@
 #include "Maintctl/CommandLine.h"
 
 #include "Config/Suggestion.h"
+#include "Platform/FastLog/FastLog.h"
 
 #include <CLI/CLI.hpp>
 
@@ -226,13 +227,16 @@ class Grammar {
 
       App * fastLog =
          verb( app_, "fastlog", "Show the last events, also those of an agent that is gone", [this] {
-            return ShowFastLog{ file_, last_ };
+            return ShowFastLog{ file_, last_, run_ };
          } );
       fastLog->add_option( "--file", file_, "The log; without it \"fastlog\" beside the control socket" )
          ->type_name( "PATH" );
       fastLog->add_option( "--last", last_, "Only the newest so many lines" )
          ->type_name( "COUNT" )
          ->check( CLI::PositiveNumber.description( "" ) );
+      fastLog->add_option( "--run", run_, "Of an earlier run of the agent: 1 is the one before" )
+         ->type_name( "COUNT" )
+         ->check( CLI::Range( 1U, FastLog::keptRuns ).description( "" ) );
 
       App * trace =
          verb( app_, "trace", "Show the trace levels, or set some", [this] { return Trace{ levels_ }; } );
@@ -318,6 +322,7 @@ class Grammar {
    std::string name_, for_, state_;
    std::optional< std::string > reason_, file_;
    std::optional< std::size_t > last_;
+   unsigned run_ = 0;
    std::optional< Config::Duration > timeout_, ramp_;
    std::optional< Config::Rate > in_, out_, to_;
    Config::Duration by_;

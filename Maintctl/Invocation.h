@@ -43,6 +43,7 @@ struct Dump {};
 struct ShowFastLog {
    std::optional< std::string > file;      ///< nothing: beside the control socket
    std::optional< std::size_t > lastLines; ///< nothing: all
+   unsigned run = 0;                       ///< 0: the present or last one; 1: the one before, and so on
 };
 
 struct Trace {

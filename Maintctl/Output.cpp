@@ -4,6 +4,7 @@
 #include "Maintctl/Json.h"
 #include "Maintctl/Text.h"
 
+#include <cctype>
 #include <ostream>
 
 namespace Maintctl {
@@ -11,6 +12,17 @@ namespace Maintctl {
 namespace {
 
 constexpr char clearLine[] = "\r\033[K";
+
+/// Whether the message holds the name, as a word.
+bool names( const std::string & message, const std::string & name ) {
+   const auto inName = [&]( std::size_t at ) {
+      return at < message.size() && std::isalnum( static_cast< unsigned char >( message[at] ) );
+   };
+   for ( std::size_t at = message.find( name ); at != std::string::npos; at = message.find( name, at + 1 ) )
+      if ( ( at == 0 || !inName( at - 1 ) ) && !inName( at + name.size() ) )
+         return true;
+   return false;
+}
 
 } // namespace
 
@@ -40,8 +52,9 @@ void Output::failure( const Failure & failure ) {
       message( line.text() );
    }
    // Most messages name by themselves what they are about.
-   const bool named = failure.where.empty() || failure.message.find( failure.where ) != std::string::npos;
-   message( "maintctl: " + ( named ? "" : failure.where + ": " ) + failure.message );
+   const bool named = failure.where.empty() || names( failure.message, failure.where );
+   const char * hint = failure.status == ExitStatus::needsForce ? "; --force does it" : "";
+   message( "maintctl: " + ( named ? "" : failure.where + ": " ) + failure.message + hint );
 }
 
 void Output::progress( std::string_view line ) {

@@ -30,7 +30,10 @@ std::string jsonOf( const FastLog::Contents & contents ) {
 } // namespace
 
 void showFastLog( const ShowFastLog & command, const std::string & socket, Output & output ) try {
-   const FastLog::Reader reader( command.file.value_or( besideSocket( socket ) ) );
+   std::string file = command.file.value_or( besideSocket( socket ) );
+   if ( command.run > 0 )
+      file = FastLog::keptPath( file, command.run );
+   const FastLog::Reader reader( file );
    const FastLog::Contents contents = reader.read( command.lastLines.value_or( FastLog::allLines ) );
    if ( output.json() )
       return output.document( jsonOf( contents ) );

@@ -1,0 +1,115 @@
+#include "Maintctl/RigTest.h"
+
+#include "Api/Names.h"
+#include "Maintctl/CommandLine.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <sstream>
+
+namespace Maintctl {
+
+using nlohmann::json;
+
+Reply FakeClient::send( const Request & request ) {
+   if ( std::exchange( interrupted_, false ) )
+      throw Failure{ ExitStatus::interrupted, FailureCode::interrupted, "interrupted", "", {} };
+   if ( !reachable_ )
+      throw Failure{
+         ExitStatus::notReachable,
+         FailureCode::notReachable,
+         "the agent cannot be reached: Connection refused",
+         "/run/maintd/control.sock",
+         {} };
+   const bool get = request.method == Request::Method::get;
+   const std::string key = ( get ? "GET " : "POST " ) + request.path;
+   if ( request.path != Api::Path::agent )
+      requests.push_back( key + ( get ? "" : " " + request.body ) );
+   const auto found = answers_.find( key );
+   if ( found == answers_.end() )
+      return { 404, R"({"error":{"code":"not-found","message":"there is nothing here","where":null}})" };
+   std::deque< Reply > & replies = found->second;
+   Reply reply = replies.front();
+   if ( replies.size() > 1 )
+      replies.pop_front();
+   return reply;
+}
+
+void FakeClient::answers( const std::string & request, std::string body, int status ) {
+   answers_[request].push_back( { status, std::move( body ) } );
+}
+
+void FakeClient::replaces( const std::string & request, std::string body ) {
+   answers_[request] = { { 200, std::move( body ) } };
+}
+
+void FakeClient::refuses(
+   const std::string & request, int status, const std::string & code, const std::string & message,
+   const std::string & where ) {
+   answers(
+      request, json{ { "error", { { "code", code }, { "message", message }, { "where", where } } } }.dump(),
+      status );
+}
+
+bool FakePace::sleep( double seconds ) {
+   now_ += seconds;
+   while ( !actions_.empty() && actions_.begin()->first <= now_ )
+      actions_.extract( actions_.begin() ).mapped()();
+   return now_ < interrupt_;
+}
+
+Config::Parsed< std::string > FakeFiles::read( const std::string & path ) {
+   const auto found = content.find( path );
+   if ( found == content.end() )
+      return Config::Parsed< std::string >::refused( "the file cannot be read: No such file or directory" );
+   return Config::Parsed< std::string >::of( found->second );
+}
+
+Config::Parsed< std::vector< std::string > > FakeFiles::list( const std::string & directory ) {
+   std::vector< std::string > names;
+   for ( const auto & [path, text] : content )
+      if ( path.starts_with( directory + "/" ) )
+         names.push_back( path.substr( directory.size() + 1 ) );
+   return Config::Parsed< std::vector< std::string > >::of( names );
+}
+
+ExitStatus Rig::run( const std::vector< std::string > & words ) {
+   const Parsed parsed = parse( words, "1.2.3" );
+   std::ostringstream data, messages;
+   const auto * invocation = std::get_if< Invocation >( &parsed );
+   if ( !invocation ) {
+      const auto * error = std::get_if< UsageError >( &parsed );
+      ADD_FAILURE() << "the command line was not taken: " << ( error ? error->failure.message : "help" );
+      return ExitStatus::usage;
+   }
+   Output output( data, messages, terminal, invocation->json );
+   World world{ client, pace, files, output };
+   const ExitStatus status = Maintctl::run( *invocation, world );
+   EXPECT_TRUE( output.finish() );
+   out = data.str();
+   err = messages.str();
+   if ( invocation->json ) {
+      EXPECT_TRUE( isJson( out ) ) << out;
+      EXPECT_EQ( err, "" );
+   }
+   return status;
+}
+
+bool isJson( const std::string & text ) { return json::accept( text ); }
+
+std::string at( const std::string & text, const std::string & pointer ) {
+   const json document = json::parse( text, nullptr, false );
+   const json::json_pointer place( pointer );
+   return !document.is_discarded() && document.contains( place ) ? document[place].dump() : "";
+}
+
+std::vector< std::string > linesOf( const std::string & text ) {
+   std::vector< std::string > result;
+   std::istringstream stream( text );
+   for ( std::string line; std::getline( stream, line ); )
+      result.push_back( line );
+   return result;
+}
+
+} // namespace Maintctl

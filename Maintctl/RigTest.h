@@ -1,0 +1,78 @@
+#pragma once
+
+#include "Maintctl/Run.h"
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+/// Purpose: runs whole command lines against an agent, a time and files that a test makes up.
+namespace Maintctl {
+
+/// Answers what the test has laid down for `GET PATH` or `POST PATH`, in turn; the last answer stays.
+class FakeClient final : public Client {
+ public:
+   Reply send( const Request & request ) override;
+
+   void answers( const std::string & request, std::string body, int status = 200 );
+   /// Forgets what was laid down before.
+   void replaces( const std::string & request, std::string body );
+   /// The shape of a refusal.
+   void refuses(
+      const std::string & request, int status, const std::string & code, const std::string & message,
+      const std::string & where );
+   /// No answer from now on, or answers again.
+   void reachableIs( bool reachable ) { reachable_ = reachable; }
+   /// The operator presses Ctrl-C during the next request.
+   void interruptNext() { interrupted_ = true; }
+
+   /// `GET PATH` and `POST PATH BODY`, in the order asked. Looking at the agent's clock is left out.
+   std::vector< std::string > requests;
+
+ private:
+   std::map< std::string, std::deque< Reply > > answers_;
+   bool reachable_ = true, interrupted_ = false;
+};
+
+/// Time that passes only while somebody waits.
+class FakePace final : public Pace {
+ public:
+   double now() override { return now_; }
+   bool sleep( double seconds ) override;
+
+   /// Runs the action once, when the time has come.
+   void at( double time, std::function< void() > action ) { actions_.emplace( time, std::move( action ) ); }
+   void interruptAt( double time ) { interrupt_ = time; }
+
+ private:
+   double now_ = 0, interrupt_ = 1e9;
+   std::multimap< double, std::function< void() > > actions_;
+};
+
+class FakeFiles final : public Config::Files {
+ public:
+   Config::Parsed< std::string > read( const std::string & path ) override;
+   Config::Parsed< std::vector< std::string > > list( const std::string & directory ) override;
+
+   std::map< std::string, std::string > content; ///< by path
+};
+
+struct Rig {
+   /// One command line from its words to its end.
+   ExitStatus run( const std::vector< std::string > & words );
+
+   FakeClient client;
+   FakePace pace;
+   FakeFiles files;
+   Terminal terminal;
+   std::string out, err; ///< of the last run
+};
+
+bool isJson( const std::string & text );
+/// The value at a JSON pointer such as `/error/code`, as JSON text without blanks; empty if there is none.
+std::string at( const std::string & json, const std::string & pointer );
+std::vector< std::string > linesOf( const std::string & text );
+
+} // namespace Maintctl

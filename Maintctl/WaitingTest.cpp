@@ -1,0 +1,257 @@
+#include "Maintctl/Waiting.h"
+#include "Maintctl/RigTest.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace Maintctl {
+
+namespace {
+
+/// A unit that can be moved along, and what the agent says of it.
+class WaitingTest : public testing::Test {
+ protected:
+   void SetUp() override {
+      accepted( "enter", "entering" );
+      accepted( "exit", "exiting" );
+   }
+
+   void accepted( const std::string & operation, const std::string & state ) {
+      rig.client.answers(
+         "POST /api/v1/units/a/" + operation, R"({"unit":"a","generation":3,"state":")" + state + "\"}",
+         202 );
+   }
+
+   static std::string unit( const std::string & state, unsigned drained, const std::string & more = "" ) {
+      return R"({"name":"a","state":")" + state + R"(","generation":3,"interfaces":{"total":5,"drained":)" +
+             std::to_string( drained ) + "}" + more + "}";
+   }
+
+   /// The unit is so from this time on.
+   void from( double time, const std::string & body ) {
+      const auto begin = [this, body] { rig.client.replaces( "GET /api/v1/units/a", body ); };
+      if ( time == 0 )
+         begin();
+      else
+         rig.pace.at( time, begin );
+   }
+   void explains( const std::string & waiting, const std::string & more = "" ) {
+      rig.client.replaces(
+         "GET /api/v1/units/a/explain",
+         R"({"unit":"a","state":"entering","stuck":false,"skipped":[],"waiting":[)" + waiting + "]" + more +
+            "}" );
+   }
+
+   Rig rig;
+};
+
+constexpr char busy[] =
+   R"({"interface":"et1","in-bps":12300000,"out-bps":11000000,"threshold-bps":100000,"load-interval-seconds":10,"quiet-seconds":0})";
+constexpr char lessBusy[] =
+   R"({"interface":"et2","in-bps":0,"out-bps":500000,"threshold-bps":100000,"load-interval-seconds":10,"quiet-seconds":0})";
+constexpr char quiet[] =
+   R"({"interface":"et3","in-bps":0,"out-bps":500,"threshold-bps":100000,"load-interval-seconds":10,"quiet-seconds":5})";
+constexpr char unknown[] = R"({"interface":"et4"})";
+
+TEST_F( WaitingTest, enterEndsWhenTheUnitIsUnderMaintenance ) {
+   from( 0, unit( "entering", 3 ) );
+   from( 20, unit( "maintenance", 5 ) );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait" } ), ExitStatus::done );
+   EXPECT_EQ( rig.out, "a is under maintenance after 20s\n" );
+   EXPECT_EQ( rig.client.requests.front(), "POST /api/v1/units/a/enter {}" );
+   EXPECT_EQ( rig.pace.now(), 20 );
+}
+
+TEST_F( WaitingTest, exitEndsWhenTheUnitIsNormal ) {
+   from( 0, unit( "exiting", 3 ) );
+   from( 2, unit( "normal", 0 ) );
+   EXPECT_EQ( rig.run( { "exit", "a", "--wait", "--reason", "done" } ), ExitStatus::done );
+   EXPECT_EQ( rig.out, "a is normal after 2s\n" );
+   EXPECT_EQ( rig.client.requests.front(), R"(POST /api/v1/units/a/exit {"reason":"done"})" );
+}
+
+TEST_F( WaitingTest, looksTwiceASecond ) {
+   from( 0, unit( "entering", 3 ) );
+   from( 10, unit( "maintenance", 5 ) );
+   EXPECT_EQ( rig.run( { "-j", "wait", "a", "--for=maintenance" } ), ExitStatus::done );
+   EXPECT_EQ( rig.client.requests, std::vector< std::string >( 21, "GET /api/v1/units/a" ) );
+}
+
+TEST_F( WaitingTest, givesTheUnitAsJson ) {
+   from( 0, unit( "maintenance", 5 ) );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait", "-j" } ), ExitStatus::done );
+   EXPECT_EQ( at( rig.out, "/state" ), "\"maintenance\"" );
+   EXPECT_EQ( at( rig.out, "/interfaces/drained" ), "5" );
+}
+
+TEST_F( WaitingTest, saysALineWhenSomethingChanges ) {
+   from( 0, unit( "entering", 3 ) );
+   explains( busy + std::string( "," ) + quiet );
+   rig.pace.at( 5, [this] { explains( quiet ); } );
+   from( 5, unit( "entering", 4 ) );
+   rig.pace.at( 10, [this] { explains( "", R"(,"settle-remaining-seconds":9.5)" ); } );
+   from( 10, unit( "entering", 5, R"(,"settling-since":"2023-11-14T22:13:20.000Z")" ) );
+   from( 20, unit( "maintenance", 5 ) );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait" } ), ExitStatus::done );
+   EXPECT_EQ(
+      rig.err, "a entering: 3 of 5 drained; slowest: et1 12.3 Mbps, et3 quiet 5s of 10s\n"
+               "a entering: 4 of 5 drained; slowest: et3 quiet 5s of 10s\n"
+               "a entering: 5 of 5 drained; settling, 10s to go\n" );
+}
+
+TEST_F( WaitingTest, drawsOneLineOverAndOverOnATerminal ) {
+   rig.terminal = { true, 30 };
+   from( 0, unit( "exiting", 3, R"(,"stage":"drainwatch")" ) );
+   from( 1, unit( "normal", 0 ) );
+   EXPECT_EQ( rig.run( { "exit", "a", "--wait" } ), ExitStatus::done );
+   EXPECT_EQ( rig.err, "\r\033[K0s  a exiting: 3 of 5 drained\r\033[K0s  a exiting: 3 of 5 drained\r\033[K" );
+}
+
+TEST_F( WaitingTest, drawsNothingIfJsonIsAskedFor ) {
+   rig.terminal = { true, 80 };
+   from( 0, unit( "entering", 3 ) );
+   from( 1, unit( "maintenance", 5 ) );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait", "-j" } ), ExitStatus::done );
+   EXPECT_EQ( rig.err, "" );
+}
+
+TEST_F( WaitingTest, namesAUnitThatIsStuck ) {
+   from( 0, unit( "entering", 5 ) );
+   explains( "", R"(,"stuck":true,"stuck-reason":"no completion came")" );
+   from( 1, unit( "maintenance", 5 ) );
+   rig.run( { "enter", "a", "--wait" } );
+   EXPECT_EQ( rig.err, "a entering: 5 of 5 drained; stuck: no completion came\n" );
+}
+
+TEST_F( WaitingTest, saysWhatItCanIfNothingIsExplained ) {
+   from( 0, unit( "entering", 3 ) );
+   rig.client.refuses( "GET /api/v1/units/a/explain", 503, "unavailable", "no plug-in", "a" );
+   from( 1, unit( "maintenance", 5 ) );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait" } ), ExitStatus::done );
+   EXPECT_EQ( rig.err, "a entering: 3 of 5 drained\n" );
+}
+
+TEST_F( WaitingTest, endsWhenSomebodyElseTakesTheUnitBack ) {
+   from( 0, unit( "entering", 3 ) );
+   from( 3, unit( "exiting", 3, R"(,"by":"uid 0","reason":"wrong unit")" ) );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait" } ), ExitStatus::notMet );
+   EXPECT_EQ( rig.out, "" );
+   EXPECT_EQ(
+      linesOf( rig.err ).back(),
+      "maintctl: a is exiting now: somebody else has decided so (uid 0: wrong unit)" );
+   EXPECT_EQ( rig.pace.now(), 3 );
+}
+
+TEST_F( WaitingTest, endsWhenAUnitThatWasOnItsWayTurnsBack ) {
+   from( 0, unit( "normal", 0 ) );
+   from( 3, unit( "entering", 0 ) );
+   from( 6, unit( "normal", 0 ) );
+   EXPECT_EQ( rig.run( { "wait", "a", "--for=maintenance", "-j" } ), ExitStatus::notMet );
+   EXPECT_EQ( at( rig.out, "/error/code" ), "\"condition-not-met\"" );
+   EXPECT_EQ( at( rig.out, "/error/where" ), "\"a\"" );
+   EXPECT_EQ( rig.pace.now(), 6 );
+}
+
+TEST_F( WaitingTest, endsWhenAnExitIsFollowedByAnEnter ) {
+   from( 0, unit( "exiting", 0 ) );
+   from( 1, unit( "entering", 0 ) );
+   EXPECT_EQ( rig.run( { "exit", "a", "--wait" } ), ExitStatus::notMet );
+}
+
+TEST_F( WaitingTest, waitsForSomebodyToStart ) {
+   from( 0, unit( "exiting", 0 ) );
+   from( 3, unit( "normal", 0 ) );
+   from( 6, unit( "entering", 0 ) );
+   from( 9, unit( "maintenance", 5 ) );
+   EXPECT_EQ( rig.run( { "wait", "a", "--for=maintenance" } ), ExitStatus::done );
+   EXPECT_EQ( rig.pace.now(), 9 );
+   EXPECT_EQ( linesOf( rig.err )[1], "a normal, not started yet" );
+}
+
+TEST_F( WaitingTest, timesOut ) {
+   from( 0, unit( "entering", 3 ) );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait", "--timeout", "1m30s" } ), ExitStatus::notMet );
+   EXPECT_EQ( rig.pace.now(), 90 );
+   EXPECT_EQ( linesOf( rig.err ).back(), "maintctl: timed out after 1m30s: a is entering, 3 of 5 drained" );
+   // Nothing was asked for but the enter itself.
+   EXPECT_EQ(
+      std::count_if(
+         rig.client.requests.begin(), rig.client.requests.end(),
+         []( const std::string & request ) { return request.starts_with( "POST" ); } ),
+      1 );
+}
+
+TEST_F( WaitingTest, timesOutAsJson ) {
+   from( 0, unit( "normal", 0 ) );
+   EXPECT_EQ( rig.run( { "-j", "wait", "a", "--for=maintenance", "--timeout=2s" } ), ExitStatus::notMet );
+   EXPECT_EQ( at( rig.out, "/error/code" ), "\"timed-out\"" );
+   EXPECT_EQ( at( rig.out, "/error/message" ), "\"timed out after 2s: a is normal\"" );
+}
+
+TEST_F( WaitingTest, looksOnceWithATimeoutOfZero ) {
+   from( 0, unit( "maintenance", 5 ) );
+   EXPECT_EQ( rig.run( { "wait", "a", "--for=maintenance", "--timeout=0s" } ), ExitStatus::done );
+   EXPECT_EQ( rig.run( { "wait", "a", "--for=normal", "--timeout=0s" } ), ExitStatus::notMet );
+   EXPECT_EQ( rig.client.requests.size(), 2 );
+   EXPECT_EQ( rig.pace.now(), 0 );
+}
+
+TEST_F( WaitingTest, endsWhenInterruptedAndLeavesTheOperationAlone ) {
+   from( 0, unit( "entering", 3 ) );
+   rig.pace.interruptAt( 4 );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait" } ), ExitStatus::interrupted );
+   EXPECT_EQ( linesOf( rig.err ).back(), "maintctl: a: interrupted; the operation itself goes on" );
+   EXPECT_EQ( rig.client.requests.back().substr( 0, 4 ), "GET " );
+}
+
+TEST_F( WaitingTest, givesAnAgentThatGoesAwayTheTimeToStartAgain ) {
+   from( 0, unit( "entering", 3 ) );
+   rig.pace.at( 5, [this] { rig.client.reachableIs( false ); } );
+   rig.pace.at( 15, [this] { rig.client.reachableIs( true ); } );
+   from( 17, unit( "maintenance", 5 ) );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait" } ), ExitStatus::done );
+   const auto lines = linesOf( rig.err );
+   ASSERT_EQ( lines.size(), 3 );
+   EXPECT_EQ( lines[1], "the agent does not answer; it may be starting again" );
+   EXPECT_EQ( lines[2], "the agent is back" );
+}
+
+TEST_F( WaitingTest, givesUpAnAgentThatStaysAway ) {
+   from( 0, unit( "entering", 3 ) );
+   rig.pace.at( 5, [this] { rig.client.reachableIs( false ); } );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait" } ), ExitStatus::notReachable );
+   EXPECT_NEAR( rig.pace.now(), 5 + Waiting::patience, 1 );
+}
+
+TEST_F( WaitingTest, doesNotWaitForAnAgentThatWasNeverThere ) {
+   rig.client.reachableIs( false );
+   EXPECT_EQ( rig.run( { "wait", "a", "--for=normal" } ), ExitStatus::notReachable );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait" } ), ExitStatus::notReachable );
+   EXPECT_EQ( rig.pace.now(), 0 );
+}
+
+TEST_F( WaitingTest, failsForAUnitThatThereIsNot ) {
+   rig.client.refuses( "GET /api/v1/units/b", 404, "not-found", "there is no unit b", "b" );
+   EXPECT_EQ( rig.run( { "wait", "b", "--for=normal" } ), ExitStatus::failed );
+   EXPECT_EQ( rig.err, "maintctl: there is no unit b\n" );
+}
+
+TEST_F( WaitingTest, doesNotWaitIfTheOperationIsRefused ) {
+   rig.client.refuses( "POST /api/v1/units/b/enter", 409, "conflict", "b is exiting", "b" );
+   EXPECT_EQ( rig.run( { "enter", "b", "--wait" } ), ExitStatus::failed );
+   EXPECT_EQ( rig.client.requests.size(), 1 );
+   EXPECT_EQ( rig.pace.now(), 0 );
+}
+
+TEST( Slowest, areTheBusiestThenThoseThatMustBeQuietLongest ) {
+   const auto explanation = Api::readExplanation(
+      R"({"unit":"a","state":"entering","waiting":[)" + std::string( unknown ) + "," + quiet + "," +
+      lessBusy + "," + busy + "]}" );
+   EXPECT_EQ( slowestText( explanation, 4 ), "et1 12.3 Mbps, et2 500 kbps, et3 quiet 5s of 10s, et4" );
+   EXPECT_EQ( slowestText( explanation, 2 ), "et1 12.3 Mbps, et2 500 kbps and 2 more" );
+   EXPECT_EQ( slowestText( {}, 3 ), "" );
+}
+
+} // namespace
+} // namespace Maintctl
