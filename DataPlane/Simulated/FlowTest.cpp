@@ -42,11 +42,11 @@ TEST( Flow, differencesOverAMillionOddStepsAddUpExactly ) {
    Flow flow( 0, 123'456'789 );
    flow.continueWith( 100 * second, true, 987'654'321, 1000 );
    flow.continueWith( 2000 * second, true, 7, 333.333333 );
-   std::mt19937_64 random( 1 );
+   std::mt19937_64 dice( 1 );
    Micros time = 0;
    Amount sum = 0;
    for ( int i = 0; i < 1'000'000; ++i ) {
-      const Micros next = time + random() % 5'003;
+      const Micros next = time + dice() % 5'003;
       const Amount step = flow.amount( next ) - flow.amount( time );
       ASSERT_GE( step, 0 );
       sum += step;

@@ -29,11 +29,11 @@ TEST_F( SimulatedTraffic, scriptIsCountedExactly ) {
 
 TEST_F( SimulatedTraffic, countersDoNotDriftOverManyOddSteps ) {
    traffic( "et2", 123'456'789, 1, 0 );
-   std::mt19937_64 random( 7 );
+   std::mt19937_64 dice( 7 );
    Vel::U64 before = 0;
    const auto port = eth( "et2" );
    for ( int i = 0; i < 200'000; ++i ) {
-      clock->spend( static_cast< double >( random() % 10'000'000 ) * 1e-9 );
+      clock->spend( static_cast< double >( dice() % 10'000'000 ) * 1e-9 );
       clock->runTurn();
       if ( i % 10 == 0 ) {
          refresh();
@@ -172,22 +172,22 @@ TEST_F( SimulatedTraffic, sameCallsMakeTheSameStory ) {
       const SimulatedSwitchMade one = switchNewSimulated( time, description() );
       RecordingListener heard;
       EXPECT_TRUE( one.made->start( heard ).ok() );
-      std::mt19937_64 random( 3 );
+      std::mt19937_64 dice( 3 );
       Vel::String result;
       for ( int i = 0; i < 200; ++i ) {
-         const Vel::String port = Vel::text( "et", random() % 4 + 1 );
-         const Vel::U64 what = random() % 5;
+         const Vel::String port = Vel::text( "et", dice() % 4 + 1 );
+         const Vel::U64 what = dice() % 5;
          if ( what == 0 )
-            EXPECT_TRUE( one.simulation->linkIs( port, random() % 2 ).ok() );
+            EXPECT_TRUE( one.simulation->linkIs( port, dice() % 2 ).ok() );
          else if ( what == 1 )
             EXPECT_TRUE(
-               one.simulation->trafficIs( port, 1e6 * static_cast< double >( random() % 1000 ), 1, 2 ).ok() );
+               one.simulation->trafficIs( port, 1e6 * static_cast< double >( dice() % 1000 ), 1, 2 ).ok() );
          else if ( what == 2 )
             EXPECT_TRUE( one.simulation->linkDel( port ).ok() );
          else if ( what == 3 )
             EXPECT_TRUE( one.simulation->linkNew( port ).ok() );
          else
-            one.made->linkSet( static_cast< RequestId >( i ), Wire::EthIntfId( port ), random() % 2, {} );
+            one.made->linkSet( static_cast< RequestId >( i ), Wire::EthIntfId( port ), dice() % 2, {} );
          time->advance( 0.37 );
          EXPECT_TRUE( one.made->countersRefresh( *counters ).ok() );
          for ( const auto & [intf, dir] : counters->intfCounterDirRange() )

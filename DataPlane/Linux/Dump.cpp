@@ -1,0 +1,110 @@
+#include "DataPlane/Linux/Dump.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <linux/netlink.h>
+
+namespace DataPlane::Linux {
+
+namespace {
+
+/// A text that is given with an error stands behind what the answer refers to.
+Vel::String kernelText( const nlmsghdr & message, const nlmsgerr & error ) {
+   if ( !( message.nlmsg_flags & NLM_F_ACK_TLVS ) )
+      return {};
+   std::size_t before = sizeof( nlmsgerr );
+   if ( !( message.nlmsg_flags & NLM_F_CAPPED ) && error.msg.nlmsg_len > sizeof( nlmsghdr ) )
+      before += error.msg.nlmsg_len - sizeof( nlmsghdr );
+   return Attributes( message, before ).text( NLMSGERR_ATTR_MSG ).value_or( Vel::String() );
+}
+
+/// The errno value at the end of a dump; 0: it went well.
+int endOf( const nlmsghdr & done ) { return -fixedHeader< int >( done ).value_or( 0 ); }
+
+} // namespace
+
+std::optional< KernelAnswer > parseAnswer( const nlmsghdr & message ) {
+   const std::optional< nlmsgerr > error = fixedHeader< nlmsgerr >( message );
+   if ( message.nlmsg_type != NLMSG_ERROR || !error )
+      return {};
+   KernelAnswer answer;
+   if ( error->error == 0 )
+      return answer;
+   // INT_MIN has no counterpart.
+   answer.code = error->error == INT32_MIN ? EPROTO : std::abs( error->error );
+   answer.text = std::strerror( answer.code );
+   const Vel::String more = kernelText( message, *error );
+   if ( !more.empty() )
+      answer.text += " (" + more + ")";
+   return answer;
+}
+
+DumpOutcome dump(
+   Channel & channel, Bytes request, const char * what,
+   const std::function< void( const nlmsghdr & ) > & handle ) {
+   const auto failed = [what]( const Vel::String & why ) {
+      return DumpOutcome{ Outcome::failed( Vel::text( what, ": ", why ) ), false };
+   };
+   nlmsghdr & header = messageIn( request );
+   header.nlmsg_flags |= NLM_F_REQUEST | NLM_F_DUMP;
+   header.nlmsg_seq = channel.nextSequence();
+   const Outcome sent = channel.send( request );
+   if ( !sent.ok() )
+      return failed( sent.text() );
+
+   DumpOutcome result;
+   bool done = false;
+   int code = 0;
+   const auto take = [&]( const nlmsghdr & message ) {
+      if ( message.nlmsg_seq != header.nlmsg_seq || message.nlmsg_pid != channel.port() )
+         return true;
+      result.interrupted |= ( message.nlmsg_flags & NLM_F_DUMP_INTR ) != 0;
+      if ( message.nlmsg_type == NLMSG_DONE ) {
+         done = true;
+         code = endOf( message );
+      } else if ( message.nlmsg_type == NLMSG_ERROR ) {
+         const std::optional< KernelAnswer > answer = parseAnswer( message );
+         done = true;
+         code = answer ? answer->code : EPROTO;
+      } else if ( message.nlmsg_type >= NLMSG_MIN_TYPE ) {
+         handle( message );
+      }
+      return !done;
+   };
+   while ( !done ) {
+      const Channel::Received received = channel.receive();
+      if ( received.got == Channel::Got::nothing )
+         return failed( "the kernel has not answered" );
+      if ( received.got == Channel::Got::lost )
+         return failed( "the answer has run over the buffer" );
+      if ( received.got == Channel::Got::failed )
+         return failed( received.error );
+      forEachMessage( received.begin, received.size, take );
+   }
+   if ( code != 0 )
+      return failed( std::strerror( code ) );
+   return result;
+}
+
+Outcome Dumps::whole(
+   const Bytes & request, const char * what, const std::function< void() > & begin,
+   const std::function< void( const nlmsghdr & ) > & handle ) {
+   if ( !channel_ ) {
+      Opened opened = kernel_.open( false );
+      if ( !opened.channel )
+         return Outcome::failed( Vel::text( what, ": ", opened.outcome.text() ) );
+      channel_ = std::move( opened.channel );
+   }
+   for ( int tries = 0; tries < maxTries; ++tries ) {
+      begin();
+      const DumpOutcome result = dump( *channel_, request, what, handle );
+      if ( !result.outcome.ok() )
+         channel_.reset();
+      if ( !result.outcome.ok() || !result.interrupted )
+         return result.outcome;
+   }
+   return Outcome::failed( Vel::text( what, ": they change faster than they can be read" ) );
+}
+
+} // namespace DataPlane::Linux

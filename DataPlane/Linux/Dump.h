@@ -1,0 +1,49 @@
+#pragma once
+
+#include "DataPlane/Linux/Kernel.h"
+
+namespace DataPlane::Linux {
+
+/// How a dump ended.
+struct DumpOutcome {
+   Outcome outcome; ///< if it failed: the reason, as "what: why"
+   bool interrupted =
+      false; ///< complete, but what was dumped has changed meanwhile: parts may be missing or double
+};
+
+/// Asks for a dump and takes all of its answer, at once: the kernel produces it while it is read. `handle` is called for
+/// each message of the answer. `what` names it in errors, for example "links". The channel must have nothing else to do.
+DumpOutcome dump(
+   Channel & channel, Bytes request, const char * what,
+   const std::function< void( const nlmsghdr & ) > & handle );
+
+/// A channel for dumps only. It is opened when it is needed, and anew after a dump that has failed, because the rest of
+/// that may still be on its way.
+class Dumps {
+ public:
+   /// The kernel outlives it.
+   explicit Dumps( Kernel & kernel ) : kernel_( kernel ) {}
+
+   /// Dumps until nothing has changed meanwhile; before each try `begin` is called, to forget what was gathered. Fails
+   /// if something has each time.
+   Outcome whole(
+      const Bytes & request, const char * what, const std::function< void() > & begin,
+      const std::function< void( const nlmsghdr & ) > & handle );
+   void close() { channel_.reset(); }
+
+ private:
+   static constexpr int maxTries = 5;
+
+   Kernel & kernel_;
+   std::unique_ptr< Channel > channel_;
+};
+
+/// An error message of the kernel: 0 in `code` is an acknowledgement.
+struct KernelAnswer {
+   int code = 0;     ///< an errno value
+   Vel::String text; ///< the system's text, and the kernel's own if it gave one
+};
+/// Absent if the message is no whole error message.
+std::optional< KernelAnswer > parseAnswer( const nlmsghdr & message );
+
+} // namespace DataPlane::Linux

@@ -1,0 +1,220 @@
+#include "DataPlane/Linux/LinkTable.h"
+
+namespace DataPlane::Linux {
+
+using Kind = Wire::IntfId::Kind;
+
+namespace {
+
+bool isVlanDevice( const LinkMessage & link ) { return link.kind == "vlan"; }
+
+Kind plainKind( const LinkMessage & link ) {
+   if ( link.loopback )
+      return Kind::other;
+   if ( link.kind == "bond" || link.kind == "team" )
+      return Kind::portChannel;
+   if ( link.kind == "bridge" )
+      return Kind::cpu;
+   return isVlanDevice( link ) ? Kind::subIntf : Kind::ethernet;
+}
+
+} // namespace
+
+void LinkTable::clear() {
+   entries_.clear();
+   byName_.clear();
+   uppers_.clear();
+   holders_.clear();
+   refused_.clear();
+}
+
+LinkTable::Entry * LinkTable::find( Vel::U32 ifIndex ) {
+   const auto at = entries_.find( ifIndex );
+   return at == entries_.end() ? nullptr : &at->second;
+}
+
+const LinkTable::Entry * LinkTable::find( Vel::U32 ifIndex ) const {
+   const auto at = entries_.find( ifIndex );
+   return at == entries_.end() ? nullptr : &at->second;
+}
+
+Vel::U32 LinkTable::ifIndex( const Wire::IntfId & intf ) const {
+   const Vel::U32 index = ifIndexOfName( Vel::String( intf.name() ) );
+   const Entry * const entry = find( index );
+   return entry && !intf.empty() && entry->told.intf == intf ? index : 0;
+}
+
+const Wire::IntfId & LinkTable::intf( Vel::U32 ifIndex ) const {
+   static const Wire::IntfId none;
+   const Entry * const entry = find( ifIndex );
+   return entry ? entry->told.intf : none;
+}
+
+const Vel::String & LinkTable::name( Vel::U32 ifIndex ) const {
+   static const Vel::String none;
+   const Entry * const entry = find( ifIndex );
+   return entry ? entry->link.name : none;
+}
+
+Vel::U32 LinkTable::ifIndexOfName( const Vel::String & name ) const {
+   const auto at = byName_.find( name );
+   return at == byName_.end() ? 0 : at->second;
+}
+
+bool LinkTable::adminUp( Vel::U32 ifIndex ) const {
+   const Entry * const entry = find( ifIndex );
+   return entry && entry->link.adminUp;
+}
+
+Vel::String LinkTable::refusals() const {
+   Vel::String text;
+   for ( const auto & [index, vlanId] : refused_ )
+      text += Vel::text(
+         text.empty() ? "" : "; ", "link \"", name( index ), "\" is refused: VLAN ", vlanId,
+         " has an interface on another bridge already, \"", name( holders_.at( vlanId ) ), "\"" );
+   return text;
+}
+
+Kind LinkTable::kindOf( Vel::U32 ifIndex ) const {
+   const Entry * const entry = find( ifIndex );
+   return entry ? plainKind( entry->link ) : Kind::none;
+}
+
+/// The id that the link has, VLAN ids of others apart.
+Wire::IntfId LinkTable::classify( const LinkMessage & link ) const {
+   switch ( plainKind( link ) ) {
+   case Kind::other:
+      return Wire::IntfId::other( link.name );
+   case Kind::portChannel:
+      return Wire::PortChannelIntfId( link.name );
+   case Kind::cpu:
+      return Wire::CpuIntfId( link.name );
+   case Kind::subIntf: {
+      const Kind below = kindOf( link.lower );
+      if ( below == Kind::cpu && link.vlanId >= 1 && link.vlanId <= 4094 )
+         return Wire::VlanIntfId( link.name, link.vlanId );
+      return Wire::SubIntfId(
+         link.name, below == Kind::none || below == Kind::subIntf ? Kind::ethernet : below );
+   }
+   default:
+      return Wire::EthIntfId( link.name );
+   }
+}
+
+void LinkTable::linkIs( const LinkMessage & link ) {
+   Indices affected;
+   // Somebody else of that name can only be one whose end we have missed; if it was renamed instead, we shall hear.
+   const Vel::U32 other = ifIndexOfName( link.name );
+   if ( other != 0 && other != link.ifIndex )
+      erase( other, affected );
+   store( link, affected );
+   retell( affected );
+}
+
+void LinkTable::linkDel( Vel::U32 ifIndex ) {
+   Indices affected;
+   erase( ifIndex, affected );
+   retell( affected );
+}
+
+void LinkTable::dumpIs( const std::vector< LinkMessage > & links ) {
+   Indices present, affected, gone;
+   for ( const LinkMessage & link : links )
+      present.insert( link.ifIndex );
+   for ( const auto & [index, entry] : entries_ )
+      if ( !present.count( index ) )
+         gone.insert( index );
+   for ( const Vel::U32 index : gone )
+      erase( index, affected );
+   // Names may have been exchanged, so all old ones go before the new ones are entered.
+   for ( const LinkMessage & link : links )
+      if ( const Entry * const entry = find( link.ifIndex ) )
+         byName_.erase( entry->link.name );
+   for ( const LinkMessage & link : links )
+      store( link, affected );
+   retell( affected );
+}
+
+void LinkTable::store( const LinkMessage & link, Indices & affected ) {
+   Entry & entry = entries_[link.ifIndex];
+   const bool kindChanged = entry.link.ifIndex == 0 || plainKind( entry.link ) != plainKind( link );
+   const auto at = byName_.find( entry.link.name );
+   if ( at != byName_.end() && at->second == link.ifIndex )
+      byName_.erase( at );
+   byName_[link.name] = link.ifIndex;
+   if ( isVlanDevice( entry.link ) )
+      uppers_[entry.link.lower].erase( link.ifIndex );
+   if ( isVlanDevice( link ) )
+      uppers_[link.lower].insert( link.ifIndex );
+   entry.link = link;
+   affected.insert( link.ifIndex );
+   const auto uppers = uppers_.find( link.ifIndex );
+   if ( kindChanged && uppers != uppers_.end() )
+      affected.insert( uppers->second.begin(), uppers->second.end() );
+}
+
+void LinkTable::erase( Vel::U32 ifIndex, Indices & affected ) {
+   Entry * const entry = find( ifIndex );
+   if ( !entry )
+      return;
+   withdraw( *entry, affected );
+   refused_.erase( ifIndex );
+   const auto at = byName_.find( entry->link.name );
+   if ( at != byName_.end() && at->second == ifIndex )
+      byName_.erase( at );
+   if ( isVlanDevice( entry->link ) )
+      uppers_[entry->link.lower].erase( ifIndex );
+   const auto uppers = uppers_.find( ifIndex );
+   if ( uppers != uppers_.end() )
+      affected.insert( uppers->second.begin(), uppers->second.end() );
+   entries_.erase( ifIndex );
+   affected.erase( ifIndex );
+}
+
+/// Removals first; each may free a VLAN id, for which those that were refused are considered again.
+void LinkTable::retell( Indices affected ) {
+   const Indices changed = affected;
+   for ( const Vel::U32 index : changed ) {
+      Entry & entry = *find( index );
+      if ( !entry.told.intf.empty() && entry.told.intf != classify( entry.link ) )
+         withdraw( entry, affected );
+   }
+   for ( const Vel::U32 index : affected )
+      tell( *find( index ) );
+}
+
+void LinkTable::withdraw( Entry & entry, Indices & affected ) {
+   if ( entry.told.intf.empty() )
+      return;
+   const Vel::U16 vlanId = entry.told.intf.vlanId();
+   if ( vlanId != 0 ) {
+      holders_.erase( vlanId );
+      for ( const auto & [index, refusedId] : refused_ )
+         if ( refusedId == vlanId )
+            affected.insert( index );
+   }
+   const Wire::IntfId intf = std::exchange( entry.told, {} ).intf;
+   if ( listener_ )
+      listener_->linkDel( intf );
+}
+
+void LinkTable::tell( Entry & entry ) {
+   const LinkMessage & link = entry.link;
+   const Wire::IntfId intf = classify( link );
+   refused_.erase( link.ifIndex );
+   if ( const Vel::U16 vlanId = intf.vlanId() ) {
+      const auto [holder, isNew] = holders_.emplace( vlanId, link.ifIndex );
+      if ( holder->second != link.ifIndex ) {
+         refused_[link.ifIndex] = vlanId;
+         return;
+      }
+   }
+   const Link wanted{ intf, link.ifIndex, link.adminUp, link.adminUp && link.lowerUp };
+   if ( wanted == entry.told )
+      return;
+   entry.told = wanted;
+   if ( listener_ )
+      listener_->linkIs( wanted );
+}
+
+} // namespace DataPlane::Linux

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "DataPlane/Linux/PortCounters.h"
+#include "DataPlane/Linux/Restore.h"
+#include "Platform/Cog/EventLoop.h"
+
+namespace DataPlane::Linux {
+
+/// Purpose: the links of the kernel as a switch.
+///
+/// Three channels, so that a burst on one loses nothing on another: `events` is told of links; `answers` carries what is
+/// to be set, and what came of it; dumps of links, counters, addresses and routes have their own.
+///
+/// Invariants:
+/// 1. Events are taken before answers, so the listener hears of a link's change before it hears that its request is done.
+/// 2. When events are lost, all links are dumped again and the differences told; until that has succeeded the switch is
+///    degraded.
+class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
+ public:
+   LinuxSwitch( Vel::Ptr< Cog::EventLoop > loop, std::unique_ptr< Kernel > kernel );
+   ~LinuxSwitch() override;
+
+   Outcome start( Listener & listener ) override;
+   void stop() override;
+   Outcome countersRefresh( VelPool::EntityManager & pool ) override;
+   void linkSet( RequestId id, const Wire::IntfId & intf, bool up, const Vel::String & restore ) override;
+   LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) override;
+   bool tellsMembership() const override { return false; }
+   const Vel::String & bootId() const override { return bootId_; }
+
+   /// Seconds after which what has failed is tried again: hearing of links, reading them.
+   static constexpr double recoveryPeriod = 1;
+   /// Datagrams of events that one turn takes at most.
+   static constexpr int maxEventsPerTurn = 1024;
+
+ private:
+   struct Asked {
+      RequestId id;
+      Wire::IntfId intf;
+      bool up;
+      Vel::String restore;
+      Vel::U64 order; ///< of all requests
+   };
+   struct Restoring {
+      RequestId id;
+      std::unique_ptr< Restore > restore;
+   };
+
+   double dueTime() const override;
+   void run( double currentTime ) override;
+
+   Outcome openEvents();
+   Outcome openAnswers();
+   void close( std::unique_ptr< Channel > & channel );
+   void later( std::function< void() > act );
+
+   void handleEvents();
+   void handleAnswers();
+   Outcome dumpLinks();
+   void recover();
+   void degrade( const Vel::String & why );
+   void tellHealth();
+
+   void linkIsSet( const Asked & asked, const KernelAnswer & answer );
+   void restore( const Asked & asked );
+   void retryRestores();
+   void cancelRestore( const Wire::IntfId & intf );
+   void done( RequestId id, const LinkSetResult & result );
+
+   Vel::Ptr< Cog::EventLoop > loop_;
+   std::unique_ptr< Kernel > kernel_;
+   std::unique_ptr< Channel > events_, answers_;
+   Dumps dumps_;
+   Requests requests_;
+   LinkTable links_;
+   PortCounters counters_;
+   std::map< Wire::IntfId, Restoring > restoring_;
+   std::map< Wire::IntfId, Vel::U64 > lastAsked_; ///< order of the last request that has not ended
+   Vel::U64 order_ = 0;
+   Listener * listener_ = nullptr;
+   Vel::String bootId_ = "unknown";
+   Health health_;
+   Vel::String trouble_; ///< why links may be out of date; empty: they are not
+   double recoveryTime_; ///< infinity: not needed
+   /// Posted tasks of an earlier start find it expired. Null: not started.
+   std::shared_ptr< const int > running_;
+};
+
+} // namespace DataPlane::Linux

@@ -1,0 +1,297 @@
+#include "DataPlane/Linux/LostState.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+#include <sys/socket.h>
+
+namespace DataPlane::Linux {
+
+namespace {
+
+constexpr const char * hexDigits = "0123456789abcdef";
+
+Vel::String hex( const Vel::String & bytes ) {
+   Vel::String result;
+   for ( const char byte : bytes ) {
+      result += hexDigits[static_cast< unsigned char >( byte ) >> 4];
+      result += hexDigits[static_cast< unsigned char >( byte ) & 15];
+   }
+   return result;
+}
+
+Vel::String raw( char prefix, const std::vector< RawAttribute > & attributes ) {
+   Vel::String result;
+   for ( const RawAttribute & attribute : attributes )
+      result +=
+         Vel::text( " ", std::string_view( &prefix, 1 ), attribute.number, "=", hex( attribute.payload ) );
+   return result;
+}
+
+Vel::String lifetime( Vel::U32 seconds ) {
+   return seconds == LinkAddress::forever ? Vel::String( "forever" ) : Vel::text( seconds );
+}
+
+Vel::String lineOf( const LinkAddress & address ) {
+   Vel::String line = Vel::text( "address ", address.address, "/", address.prefixLength );
+   if ( address.peer )
+      line += Vel::text( " peer=", *address.peer );
+   line += Vel::text(
+      " scope=", address.scope, " flags=", address.flags, " valid=", lifetime( address.valid ),
+      " preferred=", lifetime( address.preferred ) );
+   if ( address.metric )
+      line += Vel::text( " metric=", *address.metric );
+   return line + Vel::text( " protocol=", address.protocol, "\n" );
+}
+
+Vel::String lineOf( const Leg & leg ) {
+   Vel::String line = " leg=" + leg.device;
+   if ( leg.gateway )
+      line += Vel::text( " via=", *leg.gateway );
+   if ( leg.weight != 0 )
+      line += Vel::text( " weight=", leg.weight );
+   if ( leg.flags != 0 )
+      line += Vel::text( " legflags=", leg.flags );
+   return line + raw( 'l', leg.others );
+}
+
+Vel::String lineOf( const Route & route ) {
+   Vel::String line = Vel::text(
+      "route ", route.family == AF_INET ? "inet " : "inet6 ", route.destination, "/",
+      route.destinationLength );
+   if ( route.sourceLength != 0 )
+      line += Vel::text( " from=", route.source, "/", route.sourceLength );
+   line += Vel::text(
+      " table=", route.table, " protocol=", route.protocol, " scope=", route.scope, " type=", route.type );
+   if ( route.tos != 0 )
+      line += Vel::text( " tos=", route.tos );
+   if ( route.priority != 0 )
+      line += Vel::text( " priority=", route.priority );
+   if ( route.expires )
+      line += Vel::text( " expires=", *route.expires );
+   line += raw( 'a', route.others );
+   for ( const Leg & leg : route.legs )
+      line += lineOf( leg );
+   return line + "\n";
+}
+
+/// Reads one line, word by word. The first thing that is wrong stays.
+class LineReader {
+ public:
+   explicit LineReader( std::string_view line ) : left_( line ) {}
+   Vel::String error;
+
+   bool more() const { return !left_.empty(); }
+   std::string_view word() {
+      const std::size_t end = std::min( left_.find( ' ' ), left_.size() );
+      const std::string_view result = left_.substr( 0, end );
+      left_.remove_prefix( std::min( end + 1, left_.size() ) );
+      return result;
+   }
+   void refuse( std::string_view what ) {
+      if ( error.empty() )
+         error = Vel::text( "cannot read \"", what, "\"" );
+   }
+
+   template < class T >
+   T number( std::string_view text ) {
+      T value{};
+      const auto [end, code] = std::from_chars( text.data(), text.data() + text.size(), value );
+      if ( code != std::errc() || end != text.data() + text.size() )
+         refuse( text );
+      return value;
+   }
+   Vel::U32 lifetime( std::string_view text ) {
+      return text == "forever" ? LinkAddress::forever : number< Vel::U32 >( text );
+   }
+   IpAddress address( std::string_view text ) {
+      const std::optional< IpAddress > result = addressFromText( Vel::String( text ) );
+      if ( !result )
+         refuse( text );
+      return result.value_or( IpAddress() );
+   }
+   void prefix( std::string_view text, IpAddress & to, Vel::U8 & length ) {
+      const std::size_t slash = std::min( text.find( '/' ), text.size() );
+      to = address( text.substr( 0, slash ) );
+      length = number< Vel::U8 >( text.substr( std::min( slash + 1, text.size() ) ) );
+      if ( length > maxPrefix( to.family ) )
+         refuse( text );
+   }
+   RawAttribute raw( std::string_view key, std::string_view value ) {
+      RawAttribute result{ number< Vel::U16 >( key.substr( 1 ) ), {} };
+      // Longer ones do not fit into an attribute.
+      if ( value.size() % 2 != 0 || value.size() > 8192 || result.number == 0 )
+         refuse( value );
+      for ( std::size_t i = 0; i + 1 < value.size() && error.empty(); i += 2 ) {
+         Vel::U8 byte = 0;
+         const auto [end, code] = std::from_chars( value.data() + i, value.data() + i + 2, byte, 16 );
+         if ( code != std::errc() || end != value.data() + i + 2 )
+            refuse( value );
+         result.payload += static_cast< char >( byte );
+      }
+      return result;
+   }
+
+ private:
+   std::string_view left_;
+};
+
+struct KeyAndValue {
+   std::string_view key, value;
+};
+KeyAndValue split( std::string_view word ) {
+   const std::size_t at = std::min( word.find( '=' ), word.size() );
+   return { word.substr( 0, at ), word.substr( std::min( at + 1, word.size() ) ) };
+}
+
+LinkAddress readAddress( LineReader & line ) {
+   LinkAddress result;
+   line.prefix( line.word(), result.address, result.prefixLength );
+   while ( line.more() ) {
+      const std::string_view word = line.word();
+      const auto [key, value] = split( word );
+      if ( key == "peer" )
+         result.peer = line.address( value );
+      else if ( key == "scope" )
+         result.scope = line.number< Vel::U8 >( value );
+      else if ( key == "flags" )
+         result.flags = line.number< Vel::U32 >( value );
+      else if ( key == "valid" )
+         result.valid = line.lifetime( value );
+      else if ( key == "preferred" )
+         result.preferred = line.lifetime( value );
+      else if ( key == "metric" )
+         result.metric = line.number< Vel::U32 >( value );
+      else if ( key == "protocol" )
+         result.protocol = line.number< Vel::U8 >( value );
+      else
+         line.refuse( word );
+   }
+   return result;
+}
+
+/// False if the key is none of a leg.
+bool readOfLeg( LineReader & line, const KeyAndValue & word, Leg & leg ) {
+   if ( word.key == "via" )
+      leg.gateway = line.address( word.value );
+   else if ( word.key == "weight" )
+      leg.weight = line.number< Vel::U8 >( word.value );
+   else if ( word.key == "legflags" )
+      leg.flags = line.number< Vel::U8 >( word.value );
+   else if ( word.key.size() > 1 && word.key.front() == 'l' )
+      leg.others.push_back( line.raw( word.key, word.value ) );
+   else
+      return false;
+   return true;
+}
+
+/// False if the key is none of a route as a whole.
+bool readOfRoute( LineReader & line, const KeyAndValue & word, Route & route ) {
+   if ( word.key == "from" )
+      line.prefix( word.value, route.source, route.sourceLength );
+   else if ( word.key == "table" )
+      route.table = line.number< Vel::U32 >( word.value );
+   else if ( word.key == "protocol" )
+      route.protocol = line.number< Vel::U8 >( word.value );
+   else if ( word.key == "scope" )
+      route.scope = line.number< Vel::U8 >( word.value );
+   else if ( word.key == "type" )
+      route.type = line.number< Vel::U8 >( word.value );
+   else if ( word.key == "tos" )
+      route.tos = line.number< Vel::U8 >( word.value );
+   else if ( word.key == "priority" )
+      route.priority = line.number< Vel::U32 >( word.value );
+   else if ( word.key == "expires" )
+      route.expires = line.number< Vel::U32 >( word.value );
+   else if ( word.key.size() > 1 && word.key.front() == 'a' )
+      route.others.push_back( line.raw( word.key, word.value ) );
+   else
+      return false;
+   return true;
+}
+
+Route readRoute( LineReader & line ) {
+   Route route;
+   const std::string_view family = line.word();
+   if ( family != "inet" && family != "inet6" )
+      line.refuse( family );
+   route.family = family == "inet" ? AF_INET : AF_INET6;
+   route.source = anyAddress( route.family );
+   line.prefix( line.word(), route.destination, route.destinationLength );
+   while ( line.more() ) {
+      const std::string_view word = line.word();
+      const KeyAndValue keyAndValue = split( word );
+      if ( keyAndValue.key == "leg" )
+         route.legs.emplace_back().device = keyAndValue.value;
+      else if ( !( route.legs.empty() ? readOfRoute( line, keyAndValue, route )
+                                      : readOfLeg( line, keyAndValue, route.legs.back() ) ) )
+         line.refuse( word );
+   }
+   if ( route.legs.empty() )
+      line.refuse( "route without a leg" );
+   if ( route.destination.family != route.family || route.source.family != route.family )
+      line.refuse( family );
+   return route;
+}
+
+} // namespace
+
+Vel::String textOf( const LostState & state ) {
+   const bool mortal = std::any_of(
+                          state.addresses.begin(), state.addresses.end(),
+                          []( const LinkAddress & a ) {
+                             return a.valid != LinkAddress::forever ||
+                                    ( a.preferred != LinkAddress::forever && a.preferred != 0 );
+                          } ) ||
+                       std::any_of( state.routes.begin(), state.routes.end(), []( const Route & r ) {
+                          return r.expires.has_value();
+                       } );
+   Vel::String text = mortal ? Vel::text( "at ", state.at, "\n" ) : Vel::String();
+   for ( const LinkAddress & address : state.addresses )
+      text += lineOf( address );
+   for ( const Route & route : state.routes )
+      text += lineOf( route );
+   return text;
+}
+
+LostStateRead lostStateFrom( const Vel::String & text ) {
+   LostStateRead result;
+   std::string_view left = text;
+   for ( unsigned number = 1; !left.empty(); ++number ) {
+      const std::size_t end = std::min( left.find( '\n' ), left.size() );
+      LineReader line( left.substr( 0, end ) );
+      left.remove_prefix( std::min( end + 1, left.size() ) );
+      const std::string_view what = line.word();
+      if ( what == "address" )
+         result.state.addresses.push_back( readAddress( line ) );
+      else if ( what == "route" )
+         result.state.routes.push_back( readRoute( line ) );
+      else if ( what == "at" )
+         result.state.at = line.number< double >( line.word() );
+      else
+         line.refuse( what );
+      if ( !line.error.empty() )
+         return { Outcome::failed( Vel::text( "line ", number, " of the saved state: ", line.error ) ), {} };
+   }
+   return result;
+}
+
+LostState restoredAt( LostState state, double now ) {
+   const double gone = std::max( 0.0, now - state.at );
+   const auto shorten = [&]( Vel::U32 & seconds ) {
+      if ( seconds == LinkAddress::forever )
+         return true;
+      seconds = seconds > gone ? seconds - static_cast< Vel::U32 >( gone ) : 0;
+      return seconds > 0;
+   };
+   std::erase_if( state.addresses, [&]( LinkAddress & address ) {
+      shorten( address.preferred );
+      return !shorten( address.valid );
+   } );
+   std::erase_if(
+      state.routes, [&]( Route & route ) { return route.expires && !shorten( *route.expires ); } );
+   return state;
+}
+
+} // namespace DataPlane::Linux

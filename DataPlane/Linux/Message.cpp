@@ -1,0 +1,108 @@
+#include "DataPlane/Linux/Message.h"
+
+#include <cstring>
+
+namespace DataPlane::Linux {
+
+bool forEachMessage(
+   const void * begin, std::size_t size, const std::function< bool( const nlmsghdr & ) > & handle ) {
+   const auto * message = static_cast< const nlmsghdr * >( begin );
+   int left = static_cast< int >( size );
+   while ( mnl_nlmsg_ok( message, left ) ) {
+      if ( !handle( *message ) )
+         return true;
+      message = mnl_nlmsg_next( message, &left );
+   }
+   return left <= 0;
+}
+
+Attributes::Attributes( const void * begin, std::size_t size ) { take( begin, size ); }
+
+Attributes::Attributes( const nlmsghdr & message, std::size_t fixedHeader ) {
+   const std::size_t before = MNL_NLMSG_HDRLEN + MNL_ALIGN( fixedHeader );
+   if ( message.nlmsg_len > before )
+      take( reinterpret_cast< const char * >( &message ) + before, message.nlmsg_len - before );
+}
+
+Attributes::Attributes( const nlattr * nest ) {
+   if ( nest )
+      take( mnl_attr_get_payload( nest ), mnl_attr_get_payload_len( nest ) );
+}
+
+void Attributes::take( const void * begin, std::size_t size ) {
+   const char * const end = static_cast< const char * >( begin ) + size;
+   const auto * attribute = static_cast< const nlattr * >( begin );
+   const auto left = [&] {
+      return static_cast< int >( end - reinterpret_cast< const char * >( attribute ) );
+   };
+   for ( ; mnl_attr_ok( attribute, left() ); attribute = mnl_attr_next( attribute ) ) {
+      all_.push_back( attribute );
+      if ( number( *attribute ) <= highest )
+         byNumber_[number( *attribute )] = attribute;
+   }
+}
+
+std::optional< Vel::String > Attributes::text( unsigned number ) const {
+   const std::optional< std::string_view > bytes = payload( number );
+   if ( !bytes )
+      return {};
+   return Vel::String( bytes->substr( 0, bytes->find( '\0' ) ) );
+}
+
+std::optional< std::string_view > Attributes::payload( unsigned number ) const {
+   const nlattr * attribute = at( number );
+   if ( !attribute )
+      return {};
+   return Linux::payload( *attribute );
+}
+
+std::string_view payload( const nlattr & attribute ) {
+   return {
+      static_cast< const char * >( mnl_attr_get_payload( &attribute ) ),
+      mnl_attr_get_payload_len( &attribute ) };
+}
+
+unsigned number( const nlattr & attribute ) { return mnl_attr_get_type( &attribute ); }
+
+MessageBuilder::MessageBuilder( Vel::U16 type, Vel::U16 flags ) {
+   nlmsghdr header{};
+   header.nlmsg_type = type;
+   header.nlmsg_flags = flags;
+   append( &header, sizeof header );
+}
+
+void MessageBuilder::append( const void * begin, std::size_t size ) {
+   const std::size_t at = bytes_.size();
+   bytes_.resize( at + ( size + 3 ) / 4 );
+   if ( size > 0 )
+      std::memcpy( bytes_.data() + at, begin, size );
+}
+
+MessageBuilder & MessageBuilder::attribute( unsigned number, std::string_view payload ) {
+   nlattr header{};
+   header.nla_len = static_cast< Vel::U16 >( sizeof header + payload.size() );
+   header.nla_type = static_cast< Vel::U16 >( number );
+   append( &header, sizeof header );
+   append( payload.data(), payload.size() );
+   return *this;
+}
+
+MessageBuilder & MessageBuilder::nested( unsigned number, const std::function< void() > & fill ) {
+   const std::size_t begin = size();
+   attribute( number, std::string_view() );
+   fill();
+   u16At( begin, size() - begin );
+   return *this;
+}
+
+void MessageBuilder::u16At( std::size_t offset, std::size_t value ) {
+   const auto word = static_cast< Vel::U16 >( value );
+   std::memcpy( reinterpret_cast< char * >( bytes_.data() ) + offset, &word, sizeof word );
+}
+
+Bytes MessageBuilder::take() {
+   messageIn( bytes_ ).nlmsg_len = static_cast< Vel::U32 >( size() );
+   return std::move( bytes_ );
+}
+
+} // namespace DataPlane::Linux

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "DataPlane/Linux/LinkMessage.h"
+#include "Platform/Counters/VelPool.h"
+
+#include <deque>
+#include <set>
+#include <unordered_map>
+#include <vector>
+
+/// Purpose: octets of ports that never decrease, made of the kernel's counters of links, which begin at 0 with each link.
+///
+/// The counters of a link are those since it was made; a port is known by its name. When another link gets the name, the
+/// port counts on from where it was: from the link's 0 if the link is new, from its present count if it was renamed.
+namespace DataPlane::Linux {
+
+class PortCounters {
+ public:
+   /// Ports that have gone and are still remembered; of more than that the longest gone are forgotten.
+   static constexpr std::size_t maxDeparted = 16384;
+
+   /// Begins a refresh; what was read but not set is forgotten.
+   void begin() { read_.clear(); }
+   void portIs( const Wire::IntfId & port, const StatsMessage & stats ) { read_.emplace_back( port, stats ); }
+   /// Sets the counts of the ports that were read since begin(), in that order, and removes all others.
+   void end( VelPool::EntityManager & pool );
+
+ private:
+   struct Octets {
+      Vel::U64 in = 0;
+      Vel::U64 out = 0;
+   };
+   struct Port {
+      Vel::U32 ifIndex = 0; ///< of its link; 0: never read
+      Octets link;          ///< the link's own counts, as last read
+      Octets total;         ///< the port's
+      Vel::U64 refresh = 0; ///< in which it was last read
+   };
+   using OctetsOfLinks = std::unordered_map< Vel::U32, Octets >;
+
+   static Vel::U64 since( Vel::U64 before, Vel::U64 now ) { return now < before ? now : now - before; }
+   Octets whereItBegins( const Port & port, const StatsMessage & stats, OctetsOfLinks & links ) const;
+   void removeOthers( VelPool::EntityManager & pool );
+
+   std::unordered_map< Wire::IntfId, Port > ports_;
+   std::vector< std::pair< Wire::IntfId, StatsMessage > > read_;
+   std::set< Wire::IntfId > departed_; ///< those in `ports_` that the pool does not have
+   /// In their order, with the refresh in which the port was last read; it may have come back since.
+   std::deque< std::pair< Wire::IntfId, Vel::U64 > > departures_;
+   Vel::U64 refresh_ = 0;
+};
+
+} // namespace DataPlane::Linux

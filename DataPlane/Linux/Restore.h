@@ -1,0 +1,91 @@
+#pragma once
+
+#include "DataPlane/Linux/LinkTable.h"
+#include "DataPlane/Linux/LostState.h"
+#include "DataPlane/Linux/Requests.h"
+
+/// Purpose: gives one link, which is up again, its addresses and routes back.
+///
+/// Order: addresses, then routes, first those that need no other (without gateway), the others after them. What is there
+/// again by then is left as it is. What cannot be set is tried again: right away while others succeed, since routes may
+/// need each other, and then every half second until ten seconds have passed: an address that a route names as its
+/// source is of no use before the kernel has made sure that nobody else on the link has it.
+///
+/// A route of several ways outlives a link as long as one of them is left, and the kernel revives the way of a link that
+/// comes back. When all have gone, the route is made of the ways whose links are up, and grows with each link.
+namespace DataPlane::Linux {
+
+class Restore {
+ public:
+   static constexpr double retryPeriod = 0.5;
+   static constexpr double maxTime = 10;
+
+   /// What it needs of its owner. All given; they outlive it.
+   struct Surroundings {
+      Requests & requests;
+      Dumps & dumps;
+      const LinkTable & links;
+   };
+   using Done = std::function< void( const Outcome & outcome ) >;
+
+   /// `now` in seconds. Nothing happens yet.
+   Restore( Surroundings surroundings, const Wire::IntfId & intf, LostState state, double now, Done done );
+   Restore( const Restore & ) = delete;
+   Restore & operator=( const Restore & ) = delete;
+
+   /// Begins. `done` is called once, inside begin(), retry() or Requests::takeAnswers(); it may destroy this.
+   void begin();
+   /// When it wants to try again, in seconds; infinity: it waits for answers, or has ended.
+   double retryTime() const { return retryTime_; }
+   void retry( double now );
+
+ private:
+   /// What to ask the kernel for.
+   struct Plan {
+      Bytes request;     ///< empty: nothing, it is there
+      Vel::String error; ///< it cannot be asked for now
+   };
+   /// Something to set, as long as it has not been.
+   struct Item {
+      std::function< Plan() > plan;
+      Vel::String name;  ///< for the operator
+      Vel::String error; ///< of the last try
+   };
+   using Items = std::vector< Item >;
+   using FamilyAndProtocol = std::pair< Vel::U8, Vel::U8 >;
+   struct PresentRoutes {
+      Outcome outcome;
+      std::vector< Route > routes;
+   };
+
+   void addAddresses();
+   void addRoutes();
+   void askRound( Items items );
+   void answered( Item item, const KernelAnswer & answer );
+   void roundEnded();
+   void finish();
+   Plan planOf( const LinkAddress & address ) const;
+   Plan planOf( const Route & route );
+   Plan planOf( const Route & route, RouteSet how ) const;
+   const PresentRoutes & presentRoutes( const Route & like );
+   bool isUp( const Leg & leg ) const;
+
+   Surroundings around_;
+   Wire::IntfId intf_;
+   Vel::String device_;
+   LostState state_;
+   double now_;
+   double end_;
+   double retryTime_;
+   Done done_;
+   Items next_;               ///< to be asked for in the next round
+   std::size_t underWay_ = 0; ///< what this round still waits for
+   std::size_t total_ = 0;
+   bool succeeded_ = false; ///< something has in this round
+   bool routesAdded_ = false;
+   std::map< FamilyAndProtocol, PresentRoutes > present_; ///< as seen in this round
+   /// Answers that come after this has gone find it expired.
+   std::shared_ptr< const int > alive_ = std::make_shared< int >();
+};
+
+} // namespace DataPlane::Linux

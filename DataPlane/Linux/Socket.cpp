@@ -1,0 +1,122 @@
+// The only file that opens netlink sockets.
+
+#include "DataPlane/Linux/Kernel.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+#include <linux/rtnetlink.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+namespace DataPlane::Linux {
+
+namespace {
+
+/// What the kernel may put into one message: it fills at most this much for a dump.
+constexpr std::size_t datagramSize = 65536;
+/// So that a burst of a thousand links is not lost while a turn lasts.
+constexpr int receiveBuffer = 8 * 1024 * 1024;
+
+Vel::String reason() { return std::strerror( errno ); }
+
+class Socket final : public Channel {
+ public:
+   Socket() : buffer_( datagramSize / sizeof( Vel::U32 ) ) {}
+   ~Socket() override {
+      if ( socket_ )
+         mnl_socket_close( socket_ );
+   }
+   Socket( const Socket & ) = delete;
+   Socket & operator=( const Socket & ) = delete;
+
+   Outcome open( bool toldOfLinks ) {
+      socket_ = mnl_socket_open2( NETLINK_ROUTE, SOCK_CLOEXEC | SOCK_NONBLOCK );
+      if ( !socket_ )
+         return Outcome::failed( "cannot open a netlink socket: " + reason() );
+      const int size = receiveBuffer;
+      // The first is for privileged users and ignores the system's limit; with the second the limit holds.
+      if ( setsockopt( descriptor(), SOL_SOCKET, SO_RCVBUFFORCE, &size, sizeof size ) != 0 )
+         setsockopt( descriptor(), SOL_SOCKET, SO_RCVBUF, &size, sizeof size );
+      // Each is a help that an old kernel may not know: texts of errors, answers without the request in them, dumps of
+      // one device only.
+      int on = 1;
+      for ( const int option : { NETLINK_EXT_ACK, NETLINK_CAP_ACK, NETLINK_GET_STRICT_CHK } )
+         mnl_socket_setsockopt( socket_, option, &on, sizeof on );
+      if ( mnl_socket_bind( socket_, toldOfLinks ? 1u << ( RTNLGRP_LINK - 1 ) : 0, MNL_SOCKET_AUTOPID ) != 0 )
+         return Outcome::failed( "cannot listen to the kernel's links: " + reason() );
+      return {};
+   }
+
+   int descriptor() const override { return mnl_socket_get_fd( socket_ ); }
+   Vel::U32 port() const override { return mnl_socket_get_portid( socket_ ); }
+
+   Received receive() override {
+      while ( true ) {
+         sockaddr_nl from{};
+         iovec part{ buffer_.data(), datagramSize };
+         msghdr message{};
+         message.msg_name = &from;
+         message.msg_namelen = sizeof from;
+         message.msg_iov = &part;
+         message.msg_iovlen = 1;
+         const ssize_t size = recvmsg( descriptor(), &message, 0 );
+         if ( size < 0 && errno == EINTR )
+            continue;
+         if ( size < 0 && ( errno == EAGAIN || errno == EWOULDBLOCK ) )
+            return {};
+         if ( size < 0 && errno == ENOBUFS )
+            return { Got::lost, nullptr, 0, {} };
+         if ( size < 0 )
+            return { Got::failed, nullptr, 0, reason() };
+         if ( message.msg_flags & MSG_TRUNC )
+            return { Got::lost, nullptr, 0, {} };
+         // Whoever else may send to us is not the kernel.
+         if ( from.nl_pid == 0 )
+            return { Got::messages, buffer_.data(), static_cast< std::size_t >( size ), {} };
+      }
+   }
+
+   Outcome send( const Bytes & message ) override {
+      const std::size_t size = messageIn( message ).nlmsg_len;
+      while ( mnl_socket_sendto( socket_, message.data(), size ) < 0 )
+         if ( errno != EINTR )
+            return Outcome::failed( reason() );
+      return {};
+   }
+
+ private:
+   mnl_socket * socket_ = nullptr;
+   Bytes buffer_;
+};
+
+class RealKernel final : public Kernel {
+ public:
+   Opened open( bool toldOfLinks ) override {
+      auto socket = std::make_unique< Socket >();
+      Outcome outcome = socket->open( toldOfLinks );
+      if ( !outcome.ok() )
+         return { outcome, nullptr };
+      return { outcome, std::move( socket ) };
+   }
+
+   LinkSnapshot bootId() override {
+      constexpr const char * bootIdFile = "/proc/sys/kernel/random/boot_id";
+      constexpr const char * namespaceFile = "/proc/thread-self/ns/net";
+      std::ifstream in( bootIdFile );
+      Vel::String id;
+      if ( !std::getline( in, id ) || id.empty() )
+         return { Outcome::failed( Vel::text( "cannot read ", bootIdFile ) ), {} };
+      struct stat status;
+      if ( stat( namespaceFile, &status ) != 0 )
+         return { Outcome::failed( Vel::text( "cannot look at ", namespaceFile, ": ", reason() ) ), {} };
+      return { {}, Vel::text( id, ".", status.st_ino ) };
+   }
+};
+
+} // namespace
+
+std::unique_ptr< Kernel > kernelNew() { return std::make_unique< RealKernel >(); }
+
+} // namespace DataPlane::Linux
