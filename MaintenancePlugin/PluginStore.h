@@ -18,8 +18,9 @@ namespace MaintenanceMode {
 
 struct PluginStore {
    Vel::Ptr< Cog::ManualClock > clock = Vel::make< Cog::ManualClock >();
+   /// What waits in the clock holds the store, so the store does not hold the clock.
    Vel::Ptr< Ledger::EntityManager > store = Vel::make< Ledger::EntityManager >(
-      [c = clock]( std::function< void() > call ) { c->post( std::move( call ) ); } );
+      [c = clock.get()]( std::function< void() > call ) { c->post( std::move( call ) ); } );
    Vel::Ptr< VelPool::EntityManager > pool = Vel::make< VelPool::EntityManager >();
    Vel::Ptr< Maintenance::PluginContext > context = Vel::make< Maintenance::PluginContext >( store, pool );
 
