@@ -22,6 +22,14 @@ class IntfCounterInfo final : public Vel::Entity {
    VEL_ATTR( OctetCounts, prevStats, onPrevStats );      ///< as read at the previous sample
    VEL_ATTR( double, lastUpdateTime, onLastUpdateTime ); ///< seconds; when prevStats was read
    VEL_ATTR( Interface::IntfRates, rates, onRates );     ///< bits per second; the last rates of this port
+
+   using EthIntfCounterDir = Interface::IntfCounterMasquerade::EthIntfCounterDir;
+   /// The port's counters as they were found last, good as long as no port has come or gone since then.
+   struct Found {
+      Vel::Ptr< const EthIntfCounterDir > counterDir;
+      Vel::U64 portChanges = 0; ///< MonitoredIntfDir::portChanges() of that time
+   };
+   Found found;
 };
 
 } // namespace MaintenanceMode

@@ -48,9 +48,17 @@ void IntfMonSm::hasNotificationActiveIs( bool active ) {
 void IntfMonSm::clockIs( const Vel::Ptr< Cog::TimerWheel > & clock ) {
    if ( !clockStore( clock ) )
       return;
+   const double due = timer_ ? timer_->timeMin() : Cog::Timer::never;
    timer_.del();
-   if ( clock )
-      timer_.is( clock, this ).hasNotificationActiveIs( notificationActive_ );
+   if ( !clock )
+      return;
+   timer_.is( clock, this ).timeMinIs( due );
+   timer_.hasNotificationActiveIs( notificationActive_ );
+}
+
+void IntfMonSm::timeMinIs( double seconds ) {
+   if ( timer_ )
+      timer_->timeMinIs( seconds );
 }
 
 void IntfMonSm::handleInitialized() {
@@ -59,6 +67,7 @@ void IntfMonSm::handleInitialized() {
       4, "IntfMonSm::handleInitialized intf ", intf(), ", initial state ", initialState(), ", profile ",
       profileName() );
    oldProfileNameIs( profileName() );
+   VEL_ASSERT( monitoredIntf()->monIntfStatus(), "monIntfStatus" );
    // A state that an earlier run has recorded goes on, whatever it is.
    const Maintenance::MonIntfState recorded = monitoredIntf()->monIntfStatus()->state();
    const Maintenance::MonIntfState effectiveState = recorded != monIntfStateIdle ? recorded : initialState();
@@ -114,7 +123,7 @@ void IntfMonSm::setMonitoringTimer() {
 }
 
 void IntfMonSm::setThresholdMonitoringTimeout() {
-   timer_->timeMinIs( Vel::System::currentTime() + thresholdSamplePeriod );
+   timeMinIs( Vel::System::currentTime() + thresholdSamplePeriod );
 }
 
 void IntfMonSm::setPassiveMonitoringTimeout() {
@@ -123,40 +132,47 @@ void IntfMonSm::setPassiveMonitoringTimeout() {
    if ( cause && cause->intfStatus( intf() ) )
       stopTimer();
    else
-      timer_->timeMinIs( Vel::System::currentTime() + passiveSamplePeriod );
+      timeMinIs( Vel::System::currentTime() + passiveSamplePeriod );
 }
 
-void IntfMonSm::stopTimer() { timer_->timeMinIs( Cog::Timer::never ); }
+void IntfMonSm::stopTimer() { timeMinIs( Cog::Timer::never ); }
 
 void IntfMonSm::handleTimeout() {
    TRACE_TEXT( 9, "handleTimeout: intf ", intf() );
    monitoredIntf()->updateTrafficRates();
    updateCounters();
-   if ( !intfProfile() ) {
-      // Without a profile there is nothing to decide by; sampling goes on until one arrives.
+   VEL_ASSERT( state() == monIntfStateEnterMaint || state() == monIntfStateUnderMaint, "0" );
+   if ( !intfProfile() )
+      // There is nothing to decide by; sampling goes on until a profile arrives.
       setMonitoringTimer();
+   else if ( state() == monIntfStateEnterMaint )
+      awaitDrain();
+   else
+      watchForSpikes();
+}
+
+void IntfMonSm::awaitDrain() {
+   const bool drained = hasTrafficDrained();
+   // Asked at every sample: the delay may be over, or an interface be left shut that must not be.
+   const bool shut = doMaintenanceShutdown( drained );
+   if ( !drained && !shut ) {
+      setThresholdMonitoringTimeout();
       return;
    }
-   if ( state() == monIntfStateEnterMaint ) {
-      const bool drained = hasTrafficDrained();
-      const bool shut = doMaintenanceShutdown( drained );
-      if ( !drained && !shut ) {
-         setThresholdMonitoringTimeout();
-         return;
-      }
-      notifyDependentUnits();
-      stateIs( monIntfStateUnderMaint );
-   } else if ( state() == monIntfStateUnderMaint ) {
-      const bool below = isTrafficBelowThreshold();
-      if ( !below ) {
-         monitoredIntf()->monIntfStatus()->spikeUnderMaintIs( true );
-         if ( const auto & dir = rootSm()->monIntfStatusDir() )
-            dir->monIntfSpikeUnderMaintIs( intf(), true );
-      }
-      updateDependentUnitStatus( below );
-      setPassiveMonitoringTimeout();
-   } else
-      VEL_ASSERT( false, "0" );
+   notifyDependentUnits();
+   stateIs( monIntfStateUnderMaint );
+}
+
+void IntfMonSm::watchForSpikes() {
+   const bool below = isTrafficBelowThreshold();
+   if ( !below ) {
+      // Neither is taken back: they tell that there was traffic, not that there is.
+      monitoredIntf()->monIntfStatus()->spikeUnderMaintIs( true );
+      if ( const auto & dir = rootSm()->monIntfStatusDir() )
+         dir->monIntfSpikeUnderMaintIs( intf(), true );
+   }
+   updateDependentUnitStatus( below );
+   setPassiveMonitoringTimeout();
 }
 
 } // namespace MaintenanceMode

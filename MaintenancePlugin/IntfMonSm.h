@@ -56,6 +56,7 @@ class IntfMonSm final : public Vel::Entity {
       void onShutdown() override { sm()->handleProfileUpdate(); }
    };
 
+   /// Moves the timer to another wheel; it keeps its time. Without a wheel it does not fire.
    void clockIs( const Vel::Ptr< Cog::TimerWheel > & clock );
    /// Hands a profile over; the same one again does nothing, null is held but not acted on.
    void intfProfileIs( const Vel::Ptr< const Profile > & intfProfile );
@@ -91,6 +92,10 @@ class IntfMonSm final : public Vel::Entity {
    void dump( int fd, unsigned indent ) const;
 
  private:
+   /// What a sample leads to in EnterMaint and in UnderMaint.
+   void awaitDrain();
+   void watchForSpikes();
+   void timeMinIs( double seconds );
    /// Whether a profile that shuts interfaces shuts this one now.
    bool mustShut( bool drained ) const;
    /// The name of the profile held, empty while there is none.

@@ -73,7 +73,10 @@ void IntfRateAggregatorSm::handleInitialized() {
 }
 
 void IntfRateAggregatorSm::handleMonitoredIntf( const Wire::IntfId & intfId ) {
-   if ( const auto * monitored = monIntfDir()->monitoredIntf( intfId ) )
+   const MonitoredIntf * const monitored = monIntfDir()->monitoredIntf( intfId );
+   if ( VelMonIntfStatus * const record = monIntfStatus( intfId ) )
+      record->monitoredIntf = monitored;
+   if ( monitored )
       monitoredIntfIs( intfId, monitored );
    else
       monitoredIntfDel( intfId );
@@ -141,17 +144,23 @@ TrafficRates IntfRateAggregatorSm::calculateNewAggregate(
    return newAgg;
 }
 
+IntfRateAggregatorSm::VelMonIntfStatus::VelMonIntfStatus(
+   Vel::Ptr< const Maintenance::MonIntfStatus > record, IntfRateAggregatorSm * owner )
+   : ReactorTo( std::move( record ), owner ) {
+   if ( owner->monIntfDir() )
+      monitoredIntf = owner->monIntfDir()->monitoredIntf( entity()->intfId() );
+}
+
 void IntfRateAggregatorSm::VelMonIntfStatus::handleMonIntfStatusRateChange() {
    const Maintenance::MonIntfStatus & record = *entity();
    const Wire::IntfId & intf = record.intfId();
    TRACE( 4, intf );
-   const auto * monitored = sm()->monIntfDir() ? sm()->monIntfDir()->monitoredIntf( intf ) : nullptr;
-   if ( !monitored ) {
+   if ( !monitoredIntf ) {
       TRACE( 4, "ERROR:MonitoredIntf object does not exist for the interface ", intf, " whose rate changed" );
       return;
    }
    TRACE( 4, "Rates changed for interface:", intf );
-   for ( const auto & [unit, value] : monitored->dependentUnitRange() ) {
+   for ( const auto & [unit, value] : monitoredIntf->dependentUnitRange() ) {
       auto * status = unitStatus( *sm(), unit );
       if ( !status ) {
          TRACE(

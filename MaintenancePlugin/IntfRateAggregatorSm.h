@@ -10,10 +10,9 @@ namespace MaintenanceMode {
 ///
 /// Invariants:
 /// 1. A unit's aggregate is changed by exactly what an interface contributes now and contributed before, in
-/// whole bits
-///    per second; subtracting more than there is, or wrapping, is fatal.
+///    whole bits per second; subtracting more than there is, or wrapping, is fatal.
 /// 2. The same double is always converted to the same integer, or what was added could not be taken away
-/// again.
+///    again.
 class IntfRateAggregatorSm final : public Vel::Entity {
    VEL_ENTITY( IntfRateAggregatorSm );
    IntfRateAggregatorSm(
@@ -30,7 +29,9 @@ class IntfRateAggregatorSm final : public Vel::Entity {
       void handleMonitoredIntfConfigChange( const Vel::String & unitName );
    };
    struct VelMonIntfStatus final : Vel::ReactorTo< IntfRateAggregatorSm, Maintenance::MonIntfStatus > {
-      using ReactorTo::ReactorTo;
+      VelMonIntfStatus( Vel::Ptr< const Maintenance::MonIntfStatus > record, IntfRateAggregatorSm * owner );
+      /// The interface's entry in monIntfDir, null while there is none. Kept, for it is wanted at every sample.
+      const MonitoredIntf * monitoredIntf = nullptr;
       void onCurRates() override { handleMonIntfStatusRateChange(); }
       void handleMonIntfStatusRateChange();
    };

@@ -88,14 +88,19 @@ void MonitoredIntf::updateTrafficRates() {
 
 IntfRates MonitoredIntf::getEthPhyIntfTrafficCounters( const Wire::IntfId & argIntfId ) {
    VEL_ASSERT( Wire::EthIntfId::isEthIntfId( argIntfId ), "Wire::EthIntfId::isEthIntfId( argIntfId )" );
-   const auto & phyCounterDir = drainWatchSm()->phyCounterDir();
-   const auto * counterDir = phyCounterDir ? phyCounterDir->intfCounterDir( argIntfId ) : nullptr;
-   const auto * counter = counterDir ? counterDir->counter( "current" ) : nullptr;
+   const bool own = argIntfId == intfId();
+   IntfCounterInfo * known = own ? ownCounters_.get() : memberTrafficCounters( argIntfId );
+   const EthIntfCounter * const counter = currentCounter( argIntfId, known );
    if ( !counter ) {
       drainWatchSm()->counters()->numNoIntfCounterInc( 1 );
       return {};
    }
-   IntfCounterInfo & info = *memberTrafficCountersIs( argIntfId );
+   if ( !known ) {
+      known = memberTrafficCountersIs( argIntfId );
+      if ( own )
+         ownCounters_ = known;
+   }
+   IntfCounterInfo & info = *known;
    const OctetCounts old = info.prevStats();
    const double oldUpdateTime = info.lastUpdateTime();
    const auto statistics = counter->statistics();
@@ -119,9 +124,30 @@ IntfRates MonitoredIntf::getEthPhyIntfTrafficCounters( const Wire::IntfId & argI
    TRACE( 9, "intf ", argIntfId, ": delta in/out ", inDelta, " / ", outDelta, ", deltaTime ", deltaTime );
    TRACE( 9, "intf ", argIntfId, ": rates in/out (bps) ", rates.inBitsRate, " / ", rates.outBitsRate );
    // A member that is read for a port-channel or a VLAN publishes nothing.
-   if ( argIntfId == intfId() )
+   if ( own )
       setCurRates( monIntfStatus(), rates );
    return rates;
+}
+
+const MonitoredIntf::EthIntfCounter *
+MonitoredIntf::currentCounter( const Wire::IntfId & port, IntfCounterInfo * info ) {
+   const auto & phyCounterDir = drainWatchSm()->phyCounterDir();
+   if ( !phyCounterDir )
+      return nullptr;
+   const auto current = []( const IntfCounterInfo::EthIntfCounterDir * counterDir ) {
+      return counterDir ? counterDir->counter( "current" ) : nullptr;
+   };
+   if ( !info )
+      return current( phyCounterDir->intfCounterDir( port ) );
+   const Vel::U64 portChanges = drainWatchSm()->monIntfDir()->portChanges( phyCounterDir );
+   if ( !info->found.counterDir || info->found.portChanges != portChanges )
+      info->found = { phyCounterDir->intfCounterDir( port ), portChanges };
+   return current( info->found.counterDir.get() );
+}
+
+void MonitoredIntfDir::watch( const Vel::Ptr< const AllEthIntfCounterPtrDir > & phyCounterDir ) {
+   ++portChanges_;
+   phyCounterDirReactor_.is( phyCounterDir, this ).hasNotificationActiveIs( true );
 }
 
 IntfRates MonitoredIntf::getLagIntfTrafficCounters( const Wire::IntfId & argIntfId ) {

@@ -48,18 +48,45 @@ class MonitoredIntf final : public Vel::Entity {
    void dump( int fd, unsigned indent ) const;
 
  private:
+   using EthIntfCounter = Interface::IntfCounterMasquerade::EthIntfCounter;
+
+   /// The port's live counter; null if it has none. `info` is the port's snapshot or null.
+   const EthIntfCounter * currentCounter( const Wire::IntfId & port, IntfCounterInfo * info );
    void handleInitialized();
    void handleProfileName();
    void prepareToDie();
    /// Publishes what was summed up for the own interface. The baseline sample has nothing to publish.
    void publish( const Wire::IntfId & argIntfId, const Interface::IntfRates & rates );
+
+   /// The snapshot of the own port, which is wanted at every sample; memberTrafficCounters has it too.
+   Vel::Ptr< IntfCounterInfo > ownCounters_;
 };
 
 /// The samplers of all monitored interfaces. Owner: the root.
 class MonitoredIntfDir final : public Vel::Entity {
+   using AllEthIntfCounterPtrDir = Interface::IntfCounterMasquerade::AllEthIntfCounterPtrDir;
+
    VEL_ENTITY( MonitoredIntfDir );
    /// monitoredIntfIs( intfId, drainWatchSm, profileName ) returns the entry that is there or makes one.
    VEL_CHILDREN( Wire::IntfId, MonitoredIntf, monitoredIntf, onMonitoredIntf );
+
+   struct VelPhyCounterDir final : Vel::ReactorTo< MonitoredIntfDir, AllEthIntfCounterPtrDir > {
+      using ReactorTo::ReactorTo;
+      void onIntfCounterDir( const Wire::IntfId & ) override { ++sm()->portChanges_; }
+   };
+   /// How often a port has come into this directory or gone, counted from the first call. What a sampler has found
+   /// there is good as long as this stays the same, so that most samples need not look it up.
+   Vel::U64 portChanges( const Vel::Ptr< const AllEthIntfCounterPtrDir > & phyCounterDir ) {
+      if ( !phyCounterDirReactor_ || phyCounterDirReactor_->entity() != phyCounterDir.get() ) [[unlikely]]
+         watch( phyCounterDir );
+      return portChanges_;
+   }
+
+ private:
+   void watch( const Vel::Ptr< const AllEthIntfCounterPtrDir > & phyCounterDir );
+
+   Vel::U64 portChanges_ = 0;
+   Vel::Watch< VelPhyCounterDir > phyCounterDirReactor_;
 };
 
 } // namespace MaintenanceMode
