@@ -242,6 +242,27 @@ TEST_F( DrainWatchSmLife, itsChildrenGoInTheirOrder ) {
       seen.order );
 }
 
+TEST_F( DrainWatchSmLife, itsOwnReactorsAreOffBeforeItsChildrenGo ) {
+   rig.start();
+   ASSERT_EQ( 1u, rig.intfProfileStatusDir->velReactors() );
+   struct Seen {
+      const PluginRig & rig;
+      Vel::U32 reactors = 99;
+   } seen{ rig };
+   struct VelRoot final : Vel::ReactorTo< Seen, DrainWatchSm > {
+      using ReactorTo::ReactorTo;
+      void onMaintEnterStageHelper() override {
+         sm()->reactors = sm()->rig.intfProfileStatusDir->velReactors();
+      }
+   };
+   Vel::Watch< VelRoot > watch;
+   watch.is( rig.root, &seen ).hasNotificationActiveIs( true );
+   // A reactor holds what it watches; without that reference it sees the root go.
+   rig.root->velUnref();
+   rig.stop();
+   EXPECT_EQ( 0u, seen.reactors );
+}
+
 TEST_F( DrainWatchSmLife, itsZombiesAreItsOwnReactorsOnly ) {
    rig.unitIs( "u1", { et1 } );
    rig.start();
