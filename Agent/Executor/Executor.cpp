@@ -1,0 +1,311 @@
+#include "Agent/Executor/Executor.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace Agent {
+
+Executor::Executor(
+   Vel::Ptr< Cog::Scheduler > scheduler, Vel::Ptr< Cog::TimerWheel > wheel,
+   Vel::Ptr< DataPlane::Switch > theSwitch, Model model, Hooks hooks )
+   : scheduler_( std::move( scheduler ) ),
+     switch_( std::move( theSwitch ) ),
+     model_( std::move( model ) ),
+     hooks_( std::move( hooks ) ),
+     self_( std::make_shared< Executor * >( this ) ) {
+   causeReactor_.is( model_.cause, this ).hasNotificationActiveIs( true );
+   wakeup_.is( wheel, this ).hasNotificationActiveIs( true );
+}
+
+Executor::~Executor() {
+   *self_ = nullptr;
+   switch_->stop();
+}
+
+// ---- start and counters
+
+DataPlane::Outcome Executor::start() {
+   const DataPlane::Outcome outcome = switch_->start( *this );
+   if ( !outcome.ok() )
+      return outcome;
+   countersFresh();
+   // A switch that was started again has forgotten what we asked for: what is held is asked for anew.
+   std::vector< Wire::IntfId > forgotten;
+   for ( const auto & [intf, entry] : model_.journal->entryRange() )
+      if ( entry->bootId() != switch_->bootId() )
+         forgotten.push_back( intf );
+   for ( const Wire::IntfId & intf : forgotten )
+      model_.journal->entryDel( intf );
+   for ( const auto & [intf, entry] : model_.journal->entryRange() )
+      runSoon( intf );
+   for ( const auto & [intf, time] : model_.cause->intfStatusRange() )
+      runSoon( intf );
+   for ( const auto & [intf, known] : known_ )
+      publish( intf );
+   return outcome;
+}
+
+bool Executor::countersFresh() {
+   if ( countersTurn_ == scheduler_->turns() && countersTurn_ != 0 )
+      return countersOk_;
+   countersTurn_ = scheduler_->turns();
+   const DataPlane::Outcome outcome = switch_->countersRefresh( *model_.pool );
+   countersOk_ = outcome.ok();
+   countersProblem_ = outcome.text();
+   if ( countersOk_ )
+      countersFailedSince_.reset();
+   else if ( !countersFailedSince_ )
+      countersFailedSince_ = now();
+   // A port that lost or got its counters loses or gets its status.
+   for ( const auto & [intf, known] : known_ )
+      if ( hasCounters( intf ) != ( model_.allIntfStatusDir->intfStatus( intf ) != nullptr ) )
+         publish( intf );
+   return countersOk_;
+}
+
+bool Executor::hasCounters( const Wire::IntfId & intf ) const {
+   return intf.kind() != Wire::IntfId::Kind::ethernet || model_.pool->intfCounterDir( intf );
+}
+
+// ---- what the switch tells
+
+void Executor::linkIs( const DataPlane::Link & link ) {
+   Known & known = known_[link.intf];
+   const bool isNew = !known.present;
+   known.link = link;
+   known.present = true;
+   if ( isNew ) {
+      hooks_.intfIs( link.intf );
+      if ( link.intf.kind() == Wire::IntfId::Kind::ethernet )
+         model_.lagConfig->phyIntfIs( link.intf );
+      // What is held under this name is held again.
+      if ( model_.cause->intfStatus( link.intf ) || model_.journal->entry( link.intf ) )
+         runSoon( link.intf );
+   }
+   if ( link.operUp )
+      known.graceEnd = 0;
+   publish( link.intf );
+}
+
+void Executor::linkDel( const Wire::IntfId & intf ) {
+   const auto it = known_.find( intf );
+   if ( it == known_.end() )
+      return;
+   // A link that is gone is held by nobody; one that comes back under its name is judged anew.
+   model_.journal->entryDel( intf );
+   requests_.erase( it->second.request );
+   known_.erase( it );
+   model_.allIntfStatusDir->intfStatusDel( intf );
+   model_.lagConfig->phyIntfDel( intf );
+   hooks_.intfDel( intf );
+}
+
+void Executor::portChannelIs( const Wire::IntfId & port, const Wire::IntfId & portChannel ) {
+   model_.lagConfig->phyIntfIs( port )->portChannelIs( portChannel );
+}
+
+void Executor::vlanMemberIs( Vel::U16 vlanId, const Wire::IntfId & member ) {
+   model_.vlanStatusDir->vlanStatusIs( Bridging::VlanId( vlanId ) )->vlanPortStatusIs( member );
+}
+
+void Executor::vlanMemberDel( Vel::U16 vlanId, const Wire::IntfId & member ) {
+   const Bridging::VlanId id( vlanId );
+   auto * vlan = model_.vlanStatusDir->vlanStatus( id );
+   if ( !vlan )
+      return;
+   vlan->vlanPortStatusDel( member );
+   if ( vlan->vlanPortStatuss() == 0 )
+      model_.vlanStatusDir->vlanStatusDel( id );
+}
+
+void Executor::linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetResult & result ) {
+   const auto it = requests_.find( id );
+   if ( it == requests_.end() )
+      return;
+   const Wire::IntfId intf = it->second;
+   requests_.erase( it );
+   const auto known = known_.find( intf );
+   LinkJournalEntry * const entry = model_.journal->entry( intf );
+   if ( known == known_.end() || !entry )
+      return;
+   Known & link = known->second;
+   link.request = 0;
+   link.problem = !result.link.ok() ? result.link.text() : result.restore.text();
+   if ( !result.link.ok() ) {
+      link.retryTime = now() + retryAfter;
+      wakeupIs( link.retryTime );
+      return;
+   }
+   entry->acknowledgedIs( true );
+   if ( entry->wantedUp() ) {
+      model_.journal->entryDel( intf );
+      link.graceEnd = link.link.operUp ? 0 : now() + releaseGrace;
+      wakeupIs( link.graceEnd );
+   }
+   // The cause may have changed while the request was on its way.
+   runSoon( intf );
+   publish( intf );
+}
+
+// ---- what the cause wants
+
+void Executor::runSoon( const Wire::IntfId & intf ) {
+   const bool posted = !toRun_.empty();
+   toRun_.insert( intf );
+   if ( posted )
+      return;
+   scheduler_->post( [self = self_] {
+      if ( *self )
+         ( *self )->run();
+   } );
+}
+
+void Executor::run() {
+   const std::set< Wire::IntfId > intfs = std::exchange( toRun_, {} );
+   for ( const Wire::IntfId & intf : intfs )
+      execute( intf );
+}
+
+void Executor::execute( const Wire::IntfId & intf ) {
+   const auto it = known_.find( intf );
+   if ( it == known_.end() || !it->second.present )
+      return;
+   Known & known = it->second;
+   LinkJournalEntry * const entry = model_.journal->entry( intf );
+   const bool wantedDown = model_.cause->intfStatus( intf ) != nullptr;
+   if ( wantedDown && ( !entry || entry->wantedUp() ) )
+      hold( intf, known );
+   else if ( !wantedDown && entry && !entry->wantedUp() )
+      letGo( *entry, known );
+   else if ( entry && !entry->acknowledged() && !known.request && known.retryTime <= now() )
+      request( *entry, known );
+   publish( intf );
+}
+
+void Executor::hold( const Wire::IntfId & intf, Known & known ) {
+   LinkJournalEntry * entry = model_.journal->entry( intf );
+   if ( !entry ) {
+      entry = model_.journal->entryIs( intf );
+      entry->bootIdIs( switch_->bootId() );
+      entry->wasUpIs( known.link.adminUp );
+      const DataPlane::LinkSnapshot snapshot = switch_->linkSnapshot( intf );
+      entry->snapshotIs( snapshot.text );
+      known.problem = snapshot.outcome.text();
+   }
+   entry->wantedUpIs( false );
+   entry->acknowledgedIs( !entry->wasUp() );
+   known.graceEnd = 0;
+   if ( entry->wasUp() )
+      request( *entry, known );
+}
+
+void Executor::letGo( LinkJournalEntry & entry, Known & known ) {
+   if ( !entry.wasUp() ) {
+      model_.journal->entryDel( entry.intf() );
+      return;
+   }
+   entry.wantedUpIs( true );
+   entry.acknowledgedIs( false );
+   request( entry, known );
+}
+
+void Executor::request( LinkJournalEntry & entry, Known & known ) {
+   // A request that is on its way is overtaken: its result means nothing any more.
+   requests_.erase( known.request );
+   known.request = ++lastRequest_;
+   known.retryTime = 0;
+   requests_[known.request] = entry.intf();
+   scheduler_->effectIs(
+      [theSwitch = switch_, id = known.request, intf = entry.intf(), up = entry.wantedUp(),
+       snapshot = entry.snapshot()] { theSwitch->linkSet( id, intf, up, up ? snapshot : "" ); } );
+}
+
+void Executor::wakeupIs( double time ) {
+   if ( time > 0 && time < wakeup_->timeMin() )
+      wakeup_->timeMinIs( time );
+}
+
+void Executor::handleWakeup() {
+   double next = Cog::Timer::never;
+   for ( auto & [intf, known] : known_ ) {
+      if ( known.graceEnd > 0 && known.graceEnd <= now() ) {
+         known.graceEnd = 0;
+         publish( intf );
+      }
+      if ( known.retryTime > 0 && known.retryTime <= now() )
+         runSoon( intf );
+      for ( const double time : { known.graceEnd, known.retryTime } )
+         if ( time > now() )
+            next = std::min( next, time );
+   }
+   wakeup_->timeMinIs( next );
+}
+
+// ---- what the model shows
+
+bool Executor::statusHeld( const Wire::IntfId & intf, const Known & known ) const {
+   if ( known.graceEnd > 0 )
+      return true;
+   const LinkJournalEntry * const entry = model_.journal->entry( intf );
+   if ( !entry || !entry->wasUp() )
+      return false;
+   // We hold it down and somebody else has raised it.
+   if ( !entry->wantedUp() && entry->acknowledged() && known.link.adminUp && known.link.operUp )
+      return false;
+   return true;
+}
+
+void Executor::publish( const Wire::IntfId & intf ) {
+   const auto it = known_.find( intf );
+   if ( it == known_.end() )
+      return;
+   const Known & known = it->second;
+   if ( !known.present || !hasCounters( intf ) ) {
+      model_.allIntfStatusDir->intfStatusDel( intf );
+      return;
+   }
+   const auto present = known.link.operUp ? Interface::operUp : Interface::operDown;
+   auto * status = model_.allIntfStatusDir->intfStatus( intf );
+   if ( !status ) {
+      // A link that we hold over a restart was up when we took it.
+      auto fresh = Vel::make< Interface::IntfStatus >( intf );
+      fresh->operStatusIs( statusHeld( intf, known ) ? Interface::operUp : present );
+      model_.allIntfStatusDir->intfStatusPut( intf, fresh );
+   } else if ( !statusHeld( intf, known ) )
+      status->operStatusIs( present );
+}
+
+std::string Executor::linkState( const Wire::IntfId & intf ) const {
+   const auto it = known_.find( intf );
+   return it == known_.end() ? "unknown" : it->second.link.operUp ? "up" : "down";
+}
+
+Vel::String Executor::problem() const {
+   if ( !health_.text.empty() )
+      return health_.text;
+   for ( const auto & [intf, known] : known_ )
+      if ( !known.problem.empty() )
+         return known.problem;
+   return "";
+}
+
+// ---- by hand
+
+std::optional< Api::Error > Executor::release( const std::string & name ) {
+   for ( const auto & [intf, entry] : model_.journal->entryRange() )
+      if ( intf.name() == name ) {
+         const Wire::IntfId id = intf;
+         if ( !model_.cause->intfStatusDel( id ) )
+            runSoon( id );
+         return std::nullopt;
+      }
+   return Api::Error{ Api::ErrorCode::conflict, "we do not hold " + name, name };
+}
+
+void Executor::orphansDel( const std::function< bool( const Wire::IntfId & ) > & hasRecord ) {
+   for ( const auto & [intf, time] : model_.cause->intfStatusRange() )
+      if ( !hasRecord( intf ) )
+         model_.cause->intfStatusDel( intf );
+}
+
+} // namespace Agent

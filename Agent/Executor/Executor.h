@@ -1,0 +1,142 @@
+#pragma once
+
+#include "Agent/Model/LinkJournal.h"
+#include "Api/Error.h"
+#include "DataPlane/Switch.h"
+#include "Platform/Cog/Scheduler.h"
+#include "Platform/Cog/TimerWheel.h"
+#include "Platform/Model/Bridging.h"
+#include "Platform/Model/Errdisable.h"
+#include "Platform/Model/Interface.h"
+#include "Platform/Model/Lag.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+
+/// Purpose: stands between the model and the switch: publishes the switch's links, carries out the entries of the
+/// error-disable cause, and keeps the journal of links that we hold.
+/// Owner: the agent. Works in turns: an entry is acted on in a later turn, a request leaves when its journal entry is
+/// committed.
+///
+/// Invariants:
+/// 1. The status that the model shows is the link's state apart from our own shutdown. While we hold a link down its
+///    status stays what it was, and after a release it stays until the link is up or `releaseGrace` has passed, so that a
+///    slow carrier does not look like a flap. A link that is gone has no status; one that somebody else raises while
+///    we hold it is shown as it is.
+/// 2. An Ethernet port has a status only while it has counters, so that a missing counter never reads as quiet.
+/// 3. A link that was down before we came is not raised when we let go.
+/// 4. No request is sent that the journal does not know; what the journal knows and the switch has not acknowledged is
+///    asked for again.
+namespace Agent {
+
+class Executor final : private DataPlane::Listener {
+ public:
+   /// Seconds for which a released link keeps the status from before.
+   static constexpr double releaseGrace = 10;
+   /// Seconds after which a request that has failed is made again.
+   static constexpr double retryAfter = 5;
+
+   /// All given.
+   struct Model {
+      Vel::Ptr< Interface::AllIntfStatusDir > allIntfStatusDir;
+      Vel::Ptr< Lag::Config > lagConfig;
+      Vel::Ptr< Bridging::VlanStatusDir > vlanStatusDir;
+      Vel::Ptr< Errdisable::CauseStatus > cause;
+      Vel::Ptr< LinkJournal > journal;
+      Vel::Ptr< VelPool::EntityManager > pool;
+   };
+   /// Who else is told of interfaces. All given.
+   struct Hooks {
+      std::function< void( const Wire::IntfId & ) > intfIs, intfDel;
+   };
+   Executor(
+      Vel::Ptr< Cog::Scheduler > scheduler, Vel::Ptr< Cog::TimerWheel > wheel,
+      Vel::Ptr< DataPlane::Switch > theSwitch, Model model, Hooks hooks );
+   ~Executor();
+   Executor( const Executor & ) = delete;
+   Executor & operator=( const Executor & ) = delete;
+
+   /// Takes in all links and counters, then reconciles the journal. The reason if the switch cannot be read.
+   DataPlane::Outcome start();
+
+   /// Reads the counters of this turn; true: the timers may run. Called when a timer is due.
+   bool countersFresh();
+   /// Since when the counters cannot be read, in seconds of the clock; none: they can.
+   std::optional< double > countersFailedSince() const { return countersFailedSince_; }
+   const Vel::String & countersProblem() const { return countersProblem_; }
+   /// What is wrong with the switch or with a link that could not be set; empty: nothing.
+   Vel::String problem() const;
+   bool switchDegraded() const { return health_.degraded; }
+
+   /// Raises a link that we hold and forgets its entry in the cause, whatever the stages say.
+   std::optional< Api::Error > release( const std::string & name );
+   /// Forgets entries of the cause that belong to no record: nobody would ever take them away. Called once, when the
+   /// plug-in is up.
+   void orphansDel( const std::function< bool( const Wire::IntfId & ) > & hasRecord );
+
+   /// The switch's own state of a link: "up", "down" or "unknown".
+   std::string linkState( const Wire::IntfId & intf ) const;
+
+ private:
+   struct VelCause final : Vel::ReactorTo< Executor, Errdisable::CauseStatus > {
+      using ReactorTo::ReactorTo;
+      void onIntfStatus( const Wire::IntfId & intf ) override { sm()->runSoon( intf ); }
+   };
+   struct Wakeup final : Cog::TimerReactor< Executor > {
+      using TimerReactor::TimerReactor;
+      void onTime() override { sm()->handleWakeup(); }
+   };
+   /// A link that we know of, and how its status is held.
+   struct Known {
+      DataPlane::Link link;
+      bool present = false;
+      DataPlane::RequestId request = 0; ///< that is on its way; 0: none
+      double retryTime = 0;             ///< a failed request is made again then; 0: none has failed
+      double graceEnd = 0;              ///< until when a released link keeps its status; 0: it does not
+      Vel::String problem;
+   };
+
+   void linkIs( const DataPlane::Link & link ) override;
+   void linkDel( const Wire::IntfId & intf ) override;
+   void portChannelIs( const Wire::IntfId & port, const Wire::IntfId & portChannel ) override;
+   void vlanMemberIs( Vel::U16 vlanId, const Wire::IntfId & member ) override;
+   void vlanMemberDel( Vel::U16 vlanId, const Wire::IntfId & member ) override;
+   void linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetResult & result ) override;
+   void resynchronised() override {}
+   void healthIs( const DataPlane::Health & health ) override { health_ = health; }
+
+   void runSoon( const Wire::IntfId & intf );
+   void run();
+   void execute( const Wire::IntfId & intf );
+   void hold( const Wire::IntfId & intf, Known & known );
+   void letGo( LinkJournalEntry & entry, Known & known );
+   void request( LinkJournalEntry & entry, Known & known );
+   void handleWakeup();
+   void wakeupIs( double time );
+   void publish( const Wire::IntfId & intf );
+   bool statusHeld( const Wire::IntfId & intf, const Known & known ) const;
+   bool hasCounters( const Wire::IntfId & intf ) const;
+   double now() const { return scheduler_->currentTime(); }
+
+   Vel::Ptr< Cog::Scheduler > scheduler_;
+   Vel::Ptr< DataPlane::Switch > switch_;
+   Model model_;
+   Hooks hooks_;
+   std::map< Wire::IntfId, Known > known_;
+   std::map< DataPlane::RequestId, Wire::IntfId > requests_;
+   DataPlane::RequestId lastRequest_ = 0;
+   std::set< Wire::IntfId > toRun_;
+   Vel::U64 countersTurn_ = 0; ///< the turn in which the counters were read
+   bool countersOk_ = false;
+   std::optional< double > countersFailedSince_;
+   Vel::String countersProblem_;
+   DataPlane::Health health_;
+   std::shared_ptr< Executor * > self_; ///< shared with posted tasks, which may outlive this object
+   Vel::Watch< VelCause > causeReactor_;
+   Vel::Watch< Wakeup > wakeup_;
+};
+
+} // namespace Agent

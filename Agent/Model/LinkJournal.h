@@ -1,0 +1,28 @@
+#pragma once
+
+#include "Platform/Model/Wire.h"
+#include "Platform/Vel/Declare.h"
+
+/// Purpose: which links we have asked to be set, and what must be put back. Kept across restarts: written before the
+/// request leaves the process, closed after the acknowledgement.
+namespace Agent {
+
+/// One link that we hold down or are about to let up. Written by the executor only.
+class LinkJournalEntry final : public Vel::Entity {
+   VEL_ENTITY( LinkJournalEntry );
+   explicit LinkJournalEntry( const Wire::IntfId & intf ) : intf_( intf ) {}
+   VEL_PARAM( Wire::IntfId, intf );
+   VEL_ATTR( bool, wasUp, onWasUp );               ///< somebody wanted it up before we set it down
+   VEL_ATTR( bool, wantedUp, onWantedUp );         ///< false: we hold it down
+   VEL_ATTR( bool, acknowledged, onAcknowledged ); ///< the switch has done what is wanted
+   VEL_ATTR(
+      Vel::String, bootId, onBootId ); ///< a switch that was started again has forgotten what we asked for
+   VEL_ATTR( Vel::String, snapshot, onSnapshot ); ///< addresses and routes to put back
+};
+
+class LinkJournal final : public Vel::Entity {
+   VEL_ENTITY( LinkJournal );
+   VEL_CHILDREN( Wire::IntfId, LinkJournalEntry, entry, onEntry );
+};
+
+} // namespace Agent
