@@ -1,0 +1,357 @@
+#include "Apps/Maintd.h"
+
+#include "Apps/MaintdEntities.h"
+#include "Config/Differences.h"
+#include "Config/ToYaml.h"
+#include "DataPlane/Simulated/Factory.h"
+#include "Platform/Cog/RealTime.h"
+#include "Platform/FastLog/FastLog.h"
+#include "Platform/Vel/Trace.h"
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fstream>
+
+namespace Apps {
+
+namespace {
+
+constexpr const char * pluginName = "DrainWatchPlugin";
+constexpr const char * pluginFile = "libDrainWatchPlugin.so";
+constexpr const char * pluginEntry = "drainWatchPlugin";
+/// The name of the document with the configuration that was accepted last.
+constexpr const char * acceptedConfiguration = "configuration";
+constexpr std::size_t fastLogBytes = 4 << 20;
+/// Seconds for which counters may be missing before the agent says that it is degraded.
+constexpr double countersPatience = 15;
+/// Seconds that links get to come up when all are released.
+constexpr double releasePatience = 30;
+
+std::string makeFolder( const std::string & path ) {
+   if ( mkdir( path.c_str(), 0755 ) == 0 || errno == EEXIST )
+      return "";
+   return path + ": " + std::strerror( errno );
+}
+
+std::string kernelBootId() {
+   std::ifstream file( "/proc/sys/kernel/random/boot_id" );
+   std::string id;
+   std::getline( file, id );
+   return id.empty() ? "unknown" : id;
+}
+
+DataPlane::Simulated::Description
+description( const Config::Simulated & config, const std::string & bootId ) {
+   DataPlane::Simulated::Description result;
+   result.bootId = bootId;
+   for ( const auto & [name, port] : config.ports ) {
+      auto & made = result.ports.emplace_back();
+      made.name = name;
+      for ( const Config::TrafficSegment & segment : port.traffic )
+         made.traffic.push_back(
+            { segment.kind == Config::TrafficSegment::Kind::ramp,
+              static_cast< double >( segment.length.seconds() ), static_cast< double >( segment.in.bps() ),
+              static_cast< double >( segment.out.bps() ) } );
+   }
+   for ( const auto & [name, members] : config.portChannels )
+      result.portChannels.push_back( { name, { members.begin(), members.end() } } );
+   for ( const auto & [id, vlan] : config.vlans )
+      result.vlans.push_back( { id, vlan.name, { vlan.members.begin(), vlan.members.end() } } );
+   return result;
+}
+
+const Vel::Entity * pointee( const Vel::Entity * entity, const char * attribute ) {
+   const Vel::AttributeInfo * info = entity ? entity->typeInfo().attribute( attribute ) : nullptr;
+   return info && info->entity ? info->entity( const_cast< Vel::Entity & >( *entity ) ) : nullptr;
+}
+
+} // namespace
+
+Maintd::Maintd( MaintdOptions options ) : options_( std::move( options ) ) {
+   if ( options_.socket.empty() )
+      options_.socket = options_.runtimeDir + "/control.sock";
+}
+
+Maintd::~Maintd() = default;
+
+// ---- start
+
+std::string Maintd::start() {
+   for ( const auto step :
+         { &Maintd::openStore, &Maintd::readConfiguration, &Maintd::makeClock, &Maintd::makeSwitch } )
+      if ( const std::string problem = ( this->*step )(); !problem.empty() )
+         return problem;
+   makeAgent();
+   const DataPlane::Outcome outcome = executor_->start();
+   if ( !outcome.ok() )
+      return "switch: " + outcome.text();
+   apply( configuration_ );
+   loadPlugin();
+   return listen();
+}
+
+std::string Maintd::openStore() {
+   for ( const std::string & folder : { options_.stateDir, options_.runtimeDir } )
+      if ( const std::string problem = makeFolder( folder ); !problem.empty() )
+         return problem;
+   if ( const auto status = lock_.lock( options_.stateDir ); !status.ok() )
+      return status.text();
+   try {
+      FastLog::fileIs( options_.runtimeDir + "/fastlog", fastLogBytes );
+   } catch ( const FastLog::Error & error ) {
+      return error.what();
+   }
+   stateEngine_ = std::make_unique< Ledger::LmdbEngine >(
+      "state store", options_.stateDir + "/state.mdb", Ledger::LmdbEngine::Durability::synced );
+   runtimeEngine_ = std::make_unique< Ledger::LmdbEngine >(
+      "runtime store", options_.runtimeDir + "/runtime.mdb", Ledger::LmdbEngine::Durability::unsynced );
+   entityManager_ = Vel::make< Ledger::EntityManager >(
+      [this]( std::function< void() > call ) { loop_->post( std::move( call ) ); } );
+   persistence_ = std::make_unique< Ledger::Persistence >(
+      entityManager_, *stateEngine_, *runtimeEngine_, Entities::kept(), Entities::leftOut() );
+   if ( const auto status = persistence_->start(); !status.ok() )
+      return status.text();
+   makeEntities();
+   return "";
+}
+
+void Maintd::makeEntities() { entities_ = std::make_unique< Entities >( *entityManager_ ); }
+
+/// Kernel time since boot plus an offset that is fixed once for each boot.
+std::string Maintd::makeClock() {
+   if (
+      configuration_.switchKind == Config::SwitchKind::simulated &&
+      configuration_.simulated.clock == Config::Simulated::Clock::virtualTime ) {
+      time_ = Vel::make< Cog::VirtualTime >( Cog::RealTime::wallTime() );
+   } else {
+      const std::string path = options_.runtimeDir + "/clock";
+      const std::string boot = kernelBootId();
+      double offset = Cog::RealTime::wallTime() - Cog::RealTime::timeSinceBoot();
+      std::string keptBoot;
+      double keptOffset = 0;
+      if ( std::ifstream file( path ); file >> keptBoot >> keptOffset && keptBoot == boot )
+         offset = keptOffset;
+      else if ( std::ofstream out( path, std::ios::trunc );
+                !( out.precision( 17 ), out << boot << ' ' << offset << '\n' ) )
+         return path + ": cannot be written";
+      time_ = Vel::make< Cog::RealTime >( offset );
+   }
+   loop_ = Vel::make< Cog::EventLoop >( time_ );
+   Vel::System::clockIs( loop_ );
+   started_ = now();
+   wheel_ = Vel::make< Cog::TimerWheel >( loop_, 1000u, 1800u, true, 1024u );
+   loop_->commitHookIs( [this] { return commit(); } );
+   signals_ = std::make_unique< Cog::Signals >(
+      *loop_, std::initializer_list< int >{ SIGTERM, SIGINT, SIGHUP },
+      [this]( int signal ) { handleSignal( signal ); } );
+   return "";
+}
+
+std::string Maintd::readConfiguration() {
+   const Config::Result result = Config::load( options_.config );
+   if ( result ) {
+      configuration_ = *result.configuration;
+      persistence_->documentIs( acceptedConfiguration, Config::toYaml( configuration_ ) );
+      return "";
+   }
+   std::string errors;
+   for ( const Config::Error & error : result.errors ) {
+      configurationErrors_.push_back( error.text() );
+      errors += ( errors.empty() ? "" : "\n" ) + error.text();
+   }
+   // What was accepted before still says what the operator meant; a unit that is under way must not be left alone.
+   if ( const Vel::String * accepted = persistence_->document( acceptedConfiguration ) )
+      if ( const Config::Result last = Config::parse( *accepted, "last accepted configuration" ) ) {
+         configuration_ = *last.configuration;
+         return "";
+      }
+   return errors;
+}
+
+std::string Maintd::makeSwitch() {
+   if ( configuration_.switchKind == Config::SwitchKind::linuxKernel )
+      return "switch: linux is not part of this build yet; use switch: simulated";
+   // A simulated switch lives as long as the process: the next one has forgotten what this one was asked for.
+   const Vel::String bootId = Vel::text( "simulated ", getpid(), " ", now() );
+   const auto made = DataPlane::switchNewSimulated( loop_, description( configuration_.simulated, bootId ) );
+   if ( !made.outcome.ok() )
+      return options_.config + ": simulated: " + made.outcome.text();
+   switch_ = made.made;
+   simulation_ = made.simulation;
+   return "";
+}
+
+void Maintd::makeAgent() {
+   Entities & e = *entities_;
+   membership_ = std::make_unique< Agent::Membership >( Agent::Membership::Model{
+      e.intfProfileStatusDir, e.defaultIntfProfile, e.intfToGroupDir, e.intfGroupStatusDir,
+      e.groupToUnitDir } );
+   executor_ = std::make_unique< Agent::Executor >(
+      loop_, wheel_, switch_,
+      Agent::Executor::Model{ e.allIntfStatusDir, e.lagConfig, e.vlanStatusDir, e.cause, e.journal, e.pool },
+      Agent::Executor::Hooks{
+         [this]( const Wire::IntfId & intf ) { membership_->intfIs( intf ); },
+         [this]( const Wire::IntfId & intf ) { membership_->intfDel( intf ); } } );
+   stages_ = std::make_unique< Agent::Stages >(
+      loop_, wheel_,
+      Agent::Stages::Model{
+         e.unitStatusDir,
+         e.unitRunDir,
+         { e.enter.progressDir, e.enter.completionStatus, e.enter.agentStatus },
+         { e.exit.progressDir, e.exit.completionStatus, e.exit.agentStatus },
+         e.groupToUnitDir,
+         e.intfGroupStatusDir,
+         e.monIntfStatusDir } );
+   stages_->holdIs( [this] { return hold(); } );
+   plugins_ = std::make_unique< Agent::PluginLibraries >( Maintenance::DefaultPluginLoader() );
+   stages_->stageCheckIs( [this]( const Vel::String & ) { return plugins_->problem( pluginName ); } );
+   loop_->timersMayRunIs( [this] { return executor_->countersFresh(); } );
+   api_ = std::make_unique< Agent::ControlApi >(
+      Agent::ControlModel{
+         e.unitStatusDir, e.unitRunDir, e.monIntfStatusDir, e.allIntfStatusDir, e.intfProfileStatusDir,
+         e.defaultIntfProfile, e.intfToGroupDir, e.intfGroupStatusDir, e.groupToUnitDir, e.cause },
+      commands() );
+   server_ = std::make_unique< Agent::HttpServer >(
+      loop_,
+      [this]( const Agent::HttpRequest & request, Agent::HttpServer::Answer answer ) {
+         api_->handle( request, std::move( answer ) );
+      },
+      Agent::ControlApi::refusal );
+}
+
+void Maintd::loadPlugin() {
+   context_ = Vel::make< Maintenance::PluginContext >( entityManager_, entities_->pool );
+   plugins_->load( pluginName, options_.pluginDir + "/" + pluginFile, context_.get() );
+}
+
+std::string Maintd::listen() {
+   if ( const auto problem = server_->listenLocal( options_.socket ) )
+      return *problem;
+   if ( configuration_.web )
+      if ( const auto problem = server_->listenWeb( configuration_.web->host, configuration_.web->port ) )
+         return *problem;
+   return "";
+}
+
+// ---- release by hand
+
+std::string Maintd::releaseAll() {
+   for ( const auto step :
+         { &Maintd::openStore, &Maintd::readConfiguration, &Maintd::makeClock, &Maintd::makeSwitch } )
+      if ( const std::string problem = ( this->*step )(); !problem.empty() )
+         return problem;
+   makeAgent();
+   const DataPlane::Outcome outcome = executor_->start();
+   if ( !outcome.ok() )
+      return "switch: " + outcome.text();
+   entities_->cause->intfStatusDelAll();
+   releaseTick_.is( wheel_, this ).hasNotificationActiveIs( true );
+   releaseTick();
+   loop_->run();
+   if ( entities_->journal->entrys() == 0 )
+      return "";
+   const Vel::String problem = executor_->problem();
+   return "links that are still held: " + Vel::text( entities_->journal->entrys() ) +
+          ( problem.empty() ? "" : ", " + problem );
+}
+
+void Maintd::releaseTick() {
+   if ( entities_->journal->entrys() == 0 || now() - started_ > releasePatience )
+      loop_->stop();
+   releaseTick_->timeMinIs( now() + 1 );
+}
+
+// ---- running
+
+void Maintd::run() { loop_->run(); }
+
+void Maintd::handleSignal( int signal ) {
+   if ( signal == SIGHUP ) {
+      reload();
+      return;
+   }
+   // What is published, shut and under way stays as it is for the next start, so no destructor may run.
+   const auto status = persistence_->commit();
+   unlink( options_.socket.c_str() );
+   std::fflush( nullptr );
+   _exit( status.ok() ? 0 : 1 );
+}
+
+bool Maintd::commit() {
+   resumeWhenTheRootIsThere();
+   const auto status = persistence_->commit();
+   if ( status.ok() ) {
+      storeFailedSince_ = 0;
+      storeProblem_.clear();
+      return true;
+   }
+   const bool first = storeFailedSince_ == 0;
+   if ( first )
+      storeFailedSince_ = now();
+   storeProblem_ = status.text();
+   // Effects wait for one more try. After that the agent is degraded: nothing new is begun, but links that the
+   // operator or a profile wants released or shut are set all the same.
+   return !first && now() > storeFailedSince_;
+}
+
+const Vel::Entity * Maintd::root() const {
+   return context_ ? pointee( context_->entityDir()->entry( pluginEntry ), "drainWatchSm" ) : nullptr;
+}
+
+void Maintd::resumeWhenTheRootIsThere() {
+   if ( resumed_ || !root() )
+      return;
+   resumed_ = true;
+   executor_->orphansDel( [this]( const Wire::IntfId & intf ) {
+      return entities_->monIntfStatusDir->monIntfStatus( intf ) != nullptr;
+   } );
+   stages_->resume();
+}
+
+void Maintd::apply( const Config::Configuration & configuration ) {
+   configuration_ = configuration;
+   stages_->settleTimeIs( configuration.settle.seconds() );
+   for ( const auto & [name, unit] : configuration.units )
+      stages_->unitIs( name, { unit.enter, unit.exit } );
+   membership_->configurationIs( configuration );
+   std::vector< std::string > gone;
+   for ( const auto & [name, status] : entities_->unitStatusDir->statusRange() )
+      if ( !configuration.units.count( name ) )
+         gone.push_back( name );
+   // A unit that is not normal is refused to go before it comes to this; after a restart one may be left, and stays
+   // until it is normal.
+   for ( const std::string & name : gone )
+      stages_->unitDel( name );
+}
+
+std::vector< Agent::Problem > Maintd::problems() const {
+   std::vector< Agent::Problem > result;
+   if ( storeFailedSince_ > 0 )
+      result.push_back( { "store", storeFailedSince_, storeProblem_ } );
+   if ( const auto since = executor_->countersFailedSince(); since && now() - *since >= countersPatience )
+      result.push_back( { "counters", *since, executor_->countersProblem() } );
+   if ( const Vel::String problem = executor_->problem(); !problem.empty() )
+      result.push_back( { "switch", started_, problem } );
+   if ( !configurationErrors_.empty() )
+      result.push_back( { "configuration", started_, configurationErrors_.front() } );
+   if ( const auto problem = plugins_->problem( pluginName ) )
+      result.push_back( { "plug-in", started_, problem->message } );
+   return result;
+}
+
+std::optional< Api::Error > Maintd::hold() const {
+   for ( const Agent::Problem & problem : problems() )
+      if (
+         problem.what == "store" || problem.what == "counters" ||
+         ( problem.what == "switch" && executor_->switchDegraded() ) )
+         return Api::Error{
+            Api::ErrorCode::unavailable, "the agent is degraded: " + problem.text, problem.what };
+   return std::nullopt;
+}
+
+} // namespace Apps

@@ -1,0 +1,110 @@
+#pragma once
+
+#include "Agent/Control/ControlApi.h"
+#include "Agent/Executor/Executor.h"
+#include "Agent/Membership/Membership.h"
+#include "Agent/Plugins/PluginLibraries.h"
+#include "Agent/Stages/Stages.h"
+#include "Config/Configuration.h"
+#include "Config/Load.h"
+#include "DataPlane/Simulation.h"
+#include "Platform/Cog/EventLoop.h"
+#include "Platform/Cog/Signals.h"
+#include "Platform/Ledger/FolderLock.h"
+#include "Platform/Ledger/LmdbEngine.h"
+#include "Platform/Ledger/Persistence.h"
+
+#include <memory>
+#include <string>
+
+/// Purpose: the agent, put together: the only place that names its concrete parts.
+///
+/// Order of start: lock the state folder, open the store, read the configuration, take in all links and counters, then
+/// load plug-ins; stages go on once the plug-in's root is there. What is wrong outside is an error that is returned
+/// (the agent does not start) or a problem that is shown (it runs degraded).
+namespace Apps {
+
+struct MaintdOptions {
+   std::string config = "/etc/maintd/maintd.yaml";
+   std::string stateDir = "/var/lib/maintd";
+   std::string runtimeDir = "/run/maintd";
+   std::string socket; ///< empty: control.sock in the runtime folder
+   std::string pluginDir;
+   std::string version;
+};
+
+class Maintd {
+ public:
+   explicit Maintd( MaintdOptions options );
+   ~Maintd();
+   Maintd( const Maintd & ) = delete;
+   Maintd & operator=( const Maintd & ) = delete;
+
+   /// Why the agent cannot start, for the operator; empty: it has started.
+   std::string start();
+   /// Runs until a signal ends it.
+   void run();
+   /// Raises every link that the journal says we hold, without plug-ins and stages, and waits for the switch to do it.
+   /// The reason if that was not possible.
+   std::string releaseAll();
+
+ private:
+   struct Entities;
+   /// Looks every second whether a release has come to its end.
+   struct ReleaseTick final : Cog::TimerReactor< Maintd > {
+      using TimerReactor::TimerReactor;
+      void onTime() override { sm()->releaseTick(); }
+   };
+
+   std::string openStore();
+   std::string makeClock();
+   std::string readConfiguration();
+   std::string makeSwitch();
+   void makeEntities();
+   void makeAgent();
+   void loadPlugin();
+   std::string listen();
+   void handleSignal( int signal );
+   bool commit();
+   void resumeWhenTheRootIsThere();
+   const Vel::Entity * root() const;
+   void apply( const Config::Configuration & configuration );
+   Agent::ControlCommands commands();
+   Agent::ControlCommands::Reloaded reload();
+   Agent::ControlCommands::Result simulated( const Agent::ControlCommands::Simulated & what );
+   Agent::ControlCommands::AgentFacts facts() const;
+   std::vector< Agent::Problem > problems() const;
+   std::optional< Api::Error > hold() const;
+   std::string dump() const;
+   void releaseTick();
+   double now() const { return loop_->currentTime(); }
+
+   MaintdOptions options_;
+   Ledger::FolderLock lock_;
+   Vel::Ptr< Cog::TimeSource > time_;
+   Vel::Ptr< Cog::EventLoop > loop_;
+   std::unique_ptr< Cog::Signals > signals_;
+   std::unique_ptr< Ledger::LmdbEngine > stateEngine_, runtimeEngine_;
+   Vel::Ptr< Ledger::EntityManager > entityManager_;
+   std::unique_ptr< Ledger::Persistence > persistence_;
+   std::unique_ptr< Entities > entities_;
+   Config::Configuration configuration_;
+   std::vector< std::string > configurationErrors_; ///< of the file, while the last accepted one is in use
+   Vel::Ptr< Cog::TimerWheel > wheel_;
+   Vel::Ptr< DataPlane::Switch > switch_;
+   DataPlane::Simulation * simulation_ = nullptr; ///< null: the switch is real
+   std::unique_ptr< Agent::Membership > membership_;
+   std::unique_ptr< Agent::Executor > executor_;
+   std::unique_ptr< Agent::Stages > stages_;
+   std::unique_ptr< Agent::PluginLibraries > plugins_;
+   std::unique_ptr< Agent::ControlApi > api_;
+   std::unique_ptr< Agent::HttpServer > server_;
+   Vel::Ptr< Maintenance::PluginContext > context_;
+   Vel::Watch< ReleaseTick > releaseTick_;
+   double started_ = 0;
+   double storeFailedSince_ = 0; ///< 0: the store works
+   std::string storeProblem_;
+   bool resumed_ = false;
+};
+
+} // namespace Apps

@@ -1,0 +1,139 @@
+#include "Apps/Maintd.h"
+
+#include "Apps/MaintdEntities.h"
+#include "Config/Differences.h"
+#include "Config/ToYaml.h"
+#include "Platform/Cog/RealTime.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace Apps {
+
+namespace {
+constexpr const char * pluginName = "DrainWatchPlugin";
+constexpr const char * acceptedConfiguration = "configuration";
+
+const Vel::Entity * pointee( const Vel::Entity * entity, const char * attribute ) {
+   const Vel::AttributeInfo * info = entity ? entity->typeInfo().attribute( attribute ) : nullptr;
+   return info && info->entity ? info->entity( const_cast< Vel::Entity & >( *entity ) ) : nullptr;
+}
+} // namespace
+
+Agent::ControlCommands Maintd::commands() {
+   Agent::ControlCommands c;
+   c.enter = [this]( const std::string & unit, const std::string & reason, const std::string & by ) {
+      return stages_->enter( unit, { reason, by } );
+   };
+   c.exit = [this]( const std::string & unit, const std::string & reason, const std::string & by ) {
+      return stages_->exit( unit, { reason, by } );
+   };
+   c.progress = [this]( const std::string & unit ) {
+      const auto counts = stages_->counts( unit );
+      return Agent::ControlCommands::Progress{
+         stages_->stage( unit ), counts.total, counts.drained, stages_->settlingSince( unit ),
+         static_cast< double >( configuration_.settle.seconds() ) };
+   };
+   c.release = [this]( const std::string & name ) { return executor_->release( name ); };
+   c.reload = [this] { return reload(); };
+   c.simulated = [this]( const auto & what ) { return simulated( what ); };
+   c.agent = [this] { return facts(); };
+   c.dump = [this] { return dump(); };
+   c.counters = [this] { return pointee( root(), "counters" ); };
+   c.linkState = [this]( const Wire::IntfId & intf ) { return executor_->linkState( intf ); };
+   c.whenCommitted = [this]( std::function< void() > call ) { loop_->effectIs( std::move( call ) ); };
+   c.wallTime = [this]( double clockTime ) {
+      if ( Vel::ptrCast< Cog::VirtualTime >( time_ ) )
+         return clockTime;
+      return clockTime + Cog::RealTime::wallTime() - loop_->liveTime();
+   };
+   c.now = [this] { return now(); };
+   return c;
+}
+
+Agent::ControlCommands::AgentFacts Maintd::facts() const {
+   Agent::ControlCommands::AgentFacts result;
+   result.version = options_.version;
+   result.switchKind = Config::text( configuration_.switchKind );
+   result.configurationFile = options_.config;
+   result.configurationErrors = configurationErrors_;
+   result.fastLog = options_.runtimeDir + "/fastlog";
+   result.pluginName = pluginName;
+   if ( const auto problem = plugins_->problem( pluginName ) )
+      result.pluginProblem = problem->message;
+   result.started = started_;
+   result.problems = problems();
+   return result;
+}
+
+std::string Maintd::dump() const {
+   const int descriptor = memfd_create( "dump", MFD_CLOEXEC );
+   if ( descriptor < 0 )
+      return "no memory for a dump\n";
+   context_->dump( static_cast< unsigned >( descriptor ) );
+   std::string text( static_cast< std::size_t >( lseek( descriptor, 0, SEEK_END ) ), '\0' );
+   const auto got = pread( descriptor, text.data(), text.size(), 0 );
+   close( descriptor );
+   text.resize( got > 0 ? static_cast< std::size_t >( got ) : 0 );
+   return text;
+}
+
+Agent::ControlCommands::Reloaded Maintd::reload() {
+   Agent::ControlCommands::Reloaded result;
+   const Config::Result loaded = Config::load( options_.config );
+   if ( !loaded ) {
+      configurationErrors_.clear();
+      for ( const Config::Error & error : loaded.errors ) {
+         result.errors.push_back( { error.file, error.line, error.column, error.message } );
+         configurationErrors_.push_back( error.text() );
+      }
+      result.error = Api::Error{
+         Api::ErrorCode::badRequest, "the configuration has errors; the running one is kept",
+         options_.config };
+      return result;
+   }
+   const auto refuse = [&]( const std::string & why ) {
+      result.error = Api::Error{ Api::ErrorCode::conflict, why, options_.config };
+      return result;
+   };
+   const Config::Differences differences = Config::differences( configuration_, *loaded.configuration );
+   if ( differences.switchKind || differences.simulated )
+      return refuse( "a change of the switch needs a restart; nothing is changed" );
+   if ( differences.listen )
+      return refuse( "a change of listen needs a restart; nothing is changed" );
+   for ( const std::string & unit : differences.unitsRemoved )
+      if ( const auto * status = entities_->unitStatusDir->status( unit );
+           status && status->state() != Maintenance::Unit::UnitState::normal )
+         return refuse( "unit " + unit + " is not normal and cannot be removed; nothing is changed" );
+   configurationErrors_.clear();
+   result.changes = Config::describe( configuration_, *loaded.configuration );
+   if ( !differences.empty() ) {
+      apply( *loaded.configuration );
+      persistence_->documentIs( acceptedConfiguration, Config::toYaml( configuration_ ) );
+   }
+   return result;
+}
+
+Agent::ControlCommands::Result Maintd::simulated( const Agent::ControlCommands::Simulated & what ) {
+   const auto conflict = []( const std::string & text ) {
+      return Api::Error{ Api::ErrorCode::conflict, text, "" };
+   };
+   if ( !simulation_ )
+      return conflict( "the switch is not simulated" );
+   DataPlane::Outcome outcome;
+   if ( what.what == "traffic" )
+      outcome = simulation_->trafficIs( what.interface, what.inBps, what.outBps, what.seconds );
+   else if ( what.what == "link" )
+      outcome = simulation_->linkIs( what.interface, what.up );
+   else {
+      const auto time = Vel::ptrCast< Cog::VirtualTime >( time_ );
+      if ( !time )
+         return conflict( "the clock of the simulated switch is real" );
+      time->targetIs( std::max( time->target(), now() ) + what.seconds );
+   }
+   if ( outcome.ok() )
+      return std::nullopt;
+   return Api::Error{ Api::ErrorCode::badRequest, outcome.text(), what.interface };
+}
+
+} // namespace Apps

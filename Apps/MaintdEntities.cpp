@@ -1,0 +1,82 @@
+#include "Apps/MaintdEntities.h"
+
+#include "Platform/Ledger/Cell.h"
+
+namespace Apps {
+
+namespace {
+
+const Vel::TypeRegistration< Agent::UnitRunDir > unitRunDirType;
+const Vel::TypeRegistration< Agent::LinkJournal > linkJournalType;
+
+/// Makes or keeps the entity of a path.
+template < class T >
+void take( Ledger::EntityManager & entityManager, Vel::Ptr< T > & entity, const Vel::String & path ) {
+   entity = Vel::ptrCast< T >( entityManager.entityIs( path, Vel::typeName< T >() ) );
+}
+
+Vel::String stagePath( const char * before, const char * stageClass, const char * after ) {
+   return Cell::path( Vel::text( before, "/", stageClass, "/", after ), 0 );
+}
+
+const char * const causePath = "interface/errdisable/cause/maintenance-shutdown";
+const char * const unitStatusPath = "maintenance/unit/status";
+const char * const recordsPath = "maintenance/interface/status/drainwatch";
+const char * const unitRunPath = "agent/unit/run";
+const char * const journalPath = "agent/link/journal";
+
+} // namespace
+
+Maintd::Entities::Entities( Ledger::EntityManager & em ) {
+   // Paths that are only there to be mounted.
+   for ( const auto & [path, type] : std::initializer_list< std::pair< const char *, const char * > >{
+            { "interface/ethIntfCounter/writerStatus", "Vel::Dir" },
+            { "interface/config/eth/lag", "Interface::EthLagIntfConfigDir" },
+            { "lag/input/config", "Vel::Dir" },
+            { "maintenance/group/config", "Maintenance::MaintenanceGroup::ConfigDir" } } )
+      em.entityIs( path, Vel::String( type ) );
+   take( em, allIntfStatusDir, "interface/status/all" );
+   take( em, lagConfig, "lag/config" );
+   take( em, vlanStatusDir, "bridging/vlan/status" );
+   take( em, unitStatusDir, unitStatusPath );
+   take( em, intfGroupStatusDir, "group/status/interface" );
+   take( em, intfProfileStatusDir, "maintenance/profile/status/interface" );
+   take( em, intfToGroupDir, "maintenance/mapping/member/interface" );
+   take( em, groupToUnitDir, "maintenance/mapping/group" );
+   take( em, cause, causePath );
+   take( em, monIntfStatusDir, recordsPath );
+   take( em, defaultIntfProfile, "maintenance/profile/config/default/interface" );
+   take( em, unitRunDir, unitRunPath );
+   take( em, journal, journalPath );
+   for ( const auto & [stageClass, name] :
+         { std::pair( &enter, "maintEnter" ), std::pair( &exit, "maintExit" ) } ) {
+      take( em, stageClass->progressDir, stagePath( "stage", name, "progress" ) );
+      take( em, stageClass->completionStatus, stagePath( "stage", name, "completionstatus" ) );
+      take( em, stageClass->agentConfig, stagePath( "stageInput", name, "MaintenanceMode" ) );
+      take( em, stageClass->agentStatus, stagePath( "stageAgentStatus", name, "MaintenanceMode" ) );
+      stageClass->agentConfig->stageIs( "drainwatch" );
+   }
+}
+
+std::vector< Ledger::Persistence::Kept > Maintd::Entities::kept() {
+   using Folder = Ledger::Persistence::Folder;
+   std::vector< Ledger::Persistence::Kept > result{
+      { unitStatusPath, Folder::state },
+      { causePath, Folder::state },
+      { unitRunPath, Folder::state },
+      { journalPath, Folder::state },
+      { recordsPath, Folder::runtime } };
+   for ( const char * stageClass : { "maintEnter", "maintExit" } ) {
+      result.push_back( { stagePath( "stage", stageClass, "progress" ), Folder::state } );
+      result.push_back( { stagePath( "stage", stageClass, "completionstatus" ), Folder::state } );
+      result.push_back( { stagePath( "stageAgentStatus", stageClass, "MaintenanceMode" ), Folder::state } );
+   }
+   return result;
+}
+
+std::vector< Ledger::LeftOut > Maintd::Entities::leftOut() {
+   // Summed up anew at each start, and it changes with every sample.
+   return { { "Maintenance::Unit::Status", "aggTrafficRate" } };
+}
+
+} // namespace Apps

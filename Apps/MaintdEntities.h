@@ -1,0 +1,43 @@
+#pragma once
+
+#include "Agent/Model/LinkJournal.h"
+#include "Agent/Model/UnitRun.h"
+#include "Apps/Maintd.h"
+#include "Platform/Counters/VelPool.h"
+#include "Platform/Model/Stage.h"
+
+namespace Apps {
+
+/// Every entity that agent and plug-in share, under the path at which the plug-in mounts it. What a store has brought
+/// back is kept.
+struct Maintd::Entities {
+   explicit Entities( Ledger::EntityManager & entityManager );
+   /// What survives a restart, and in which folder.
+   static std::vector< Ledger::Persistence::Kept > kept();
+   static std::vector< Ledger::LeftOut > leftOut();
+
+   /// One stage class.
+   struct StageClass {
+      Vel::Ptr< Stage::ProgressDir > progressDir;
+      Vel::Ptr< Stage::CompletionStatusDir > completionStatus;
+      Vel::Ptr< Stage::AgentConfig > agentConfig;
+      Vel::Ptr< Stage::AgentStatus > agentStatus;
+   };
+   Vel::Ptr< Interface::AllIntfStatusDir > allIntfStatusDir;
+   Vel::Ptr< Lag::Config > lagConfig;
+   Vel::Ptr< Bridging::VlanStatusDir > vlanStatusDir;
+   Vel::Ptr< Maintenance::Unit::StatusDir > unitStatusDir;
+   Vel::Ptr< IntfGroup::StatusDir > intfGroupStatusDir;
+   Vel::Ptr< IntfMaintenanceProfile::StatusDir > intfProfileStatusDir;
+   Vel::Ptr< IntfMaintenance::IntfToGroupDir > intfToGroupDir;
+   Vel::Ptr< Maintenance::GroupToUnitDir > groupToUnitDir;
+   Vel::Ptr< Errdisable::CauseStatus > cause;
+   Vel::Ptr< Maintenance::MonIntfStatusDir > monIntfStatusDir;
+   Vel::Ptr< Maintenance::Profile::DefaultProfile > defaultIntfProfile;
+   StageClass enter, exit;
+   Vel::Ptr< Agent::UnitRunDir > unitRunDir;
+   Vel::Ptr< Agent::LinkJournal > journal;
+   Vel::Ptr< VelPool::EntityManager > pool = Vel::make< VelPool::EntityManager >();
+};
+
+} // namespace Apps
