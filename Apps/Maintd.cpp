@@ -77,7 +77,7 @@ Maintd::Maintd( MaintdOptions options ) : options_( std::move( options ) ) {
       options_.socket = options_.runtimeDir + "/control.sock";
 }
 
-Maintd::~Maintd() = default;
+Maintd::~Maintd() { FastLog::timeFrom( nullptr ); }
 
 // ---- start
 
@@ -143,6 +143,7 @@ std::string Maintd::makeClock() {
    }
    loop_ = Vel::make< Cog::EventLoop >( time_ );
    Vel::System::clockIs( loop_ );
+   FastLog::timeFrom( loop_->currentTimeKept() );
    started_ = now();
    wheel_ = Vel::make< Cog::TimerWheel >( loop_, 1000u, 1800u, true, 1024u );
    loop_->commitHookIs( [this] { return commit(); } );

@@ -36,7 +36,7 @@ target_compile_options( maint_options INTERFACE
   -Wall -Wextra -Wpedantic -Werror -Wshadow=local -Wnon-virtual-dtor -Wextra-semi -Wno-dangling-pointer -fno-gnu-unique )
 if( MAINT_SANITIZE )
   target_compile_options( maint_options INTERFACE
-    -O1 -fno-omit-frame-pointer -fsanitize=address,undefined -fno-sanitize-recover=all )
+    -O0 -g1 -fno-omit-frame-pointer -fsanitize=address,undefined -fno-sanitize-recover=all )
   target_link_options( maint_options INTERFACE -fsanitize=address,undefined )
 endif()
 
