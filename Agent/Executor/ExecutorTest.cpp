@@ -1,0 +1,372 @@
+#include "Agent/Executor/Executor.h"
+
+#include "Platform/Cog/ManualClock.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+using Agent::Executor;
+using DataPlane::Outcome;
+
+/// A switch that does nothing until it is told to.
+class FakeSwitch final : public DataPlane::Switch {
+ public:
+   struct Request {
+      DataPlane::RequestId id;
+      Wire::IntfId intf;
+      bool up;
+      Vel::String restore;
+   };
+   Outcome start( DataPlane::Listener & l ) override {
+      listener = &l;
+      for ( const auto & [intf, link] : links )
+         l.linkIs( link );
+      return startOutcome;
+   }
+   void stop() override { listener = nullptr; }
+   Outcome countersRefresh( VelPool::EntityManager & pool ) override {
+      ++refreshes;
+      if ( !countersOutcome.ok() )
+         return countersOutcome;
+      for ( const auto & [intf, link] : links )
+         if ( intf.kind() == Wire::IntfId::Kind::ethernet && !uncounted.count( intf ) )
+            pool.intfCountersIs( intf, 0, Cog::MaybeU63( 0 ) );
+         else
+            pool.intfDel( intf );
+      return {};
+   }
+   void linkSet(
+      DataPlane::RequestId id, const Wire::IntfId & intf, bool up, const Vel::String & restore ) override {
+      requests.push_back( { id, intf, up, restore } );
+   }
+   DataPlane::LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) override {
+      return { {}, "addresses of " + stringValue( intf ) };
+   }
+   bool tellsMembership() const override { return true; }
+   const Vel::String & bootId() const override { return boot; }
+
+   /// The switch does what was asked for and says so.
+   void done( std::size_t request ) {
+      const Request r = requests.at( request );
+      auto & link = links[r.intf];
+      link.adminUp = link.operUp = r.up;
+      listener->linkIs( link );
+      listener->linkSetDone( r.id, {} );
+   }
+   void fail( std::size_t request, const char * text ) {
+      listener->linkSetDone( requests.at( request ).id, { Outcome::failed( text ), {} } );
+   }
+   void link( const Wire::IntfId & intf, bool adminUp, bool operUp ) {
+      links[intf] = { intf, 1, adminUp, operUp };
+      if ( listener )
+         listener->linkIs( links[intf] );
+   }
+   void linkGone( const Wire::IntfId & intf ) {
+      links.erase( intf );
+      listener->linkDel( intf );
+   }
+
+   DataPlane::Listener * listener = nullptr;
+   std::map< Wire::IntfId, DataPlane::Link > links;
+   std::set< Wire::IntfId > uncounted;
+   std::vector< Request > requests;
+   Outcome startOutcome, countersOutcome;
+   Vel::String boot = "boot 1";
+   unsigned refreshes = 0;
+};
+
+class ExecutorStory : public ::testing::Test {
+ protected:
+   ExecutorStory() {
+      Vel::System::clockIs( clock );
+      model.allIntfStatusDir = Vel::make< Interface::AllIntfStatusDir >();
+      model.lagConfig = Vel::make< Lag::Config >();
+      model.vlanStatusDir = Vel::make< Bridging::VlanStatusDir >();
+      model.cause = Vel::make< Errdisable::CauseStatus >( "maintenance-shutdown" );
+      model.journal = Vel::make< Agent::LinkJournal >();
+      model.pool = Vel::make< VelPool::EntityManager >();
+      fake->link( et1, true, true );
+      clock->timersMayRunIs( [this] { return executor->countersFresh(); } );
+      clock->commitHookIs( [this] { return commits; } );
+      restart();
+   }
+   ~ExecutorStory() override {
+      executor.reset();
+      Vel::System::clockIs( nullptr );
+   }
+   void restart() {
+      executor.reset();
+      executor = std::make_unique< Executor >(
+         clock, wheel, fake, model,
+         Executor::Hooks{
+            [this]( const Wire::IntfId & intf ) { log += "+" + stringValue( intf ) + ";"; },
+            [this]( const Wire::IntfId & intf ) { log += "-" + stringValue( intf ) + ";"; } } );
+      ASSERT_TRUE( executor->start().ok() );
+      clock->runUntilIdle();
+   }
+   void shut() { model.cause->intfStatusIs( et1, clock->currentTime() ); }
+   void bringBack() { model.cause->intfStatusDel( et1 ); }
+   /// Shut, asked for and acknowledged.
+   void held() {
+      shut();
+      clock->runUntilIdle();
+      fake->done( fake->requests.size() - 1 );
+      clock->runUntilIdle();
+   }
+   Interface::IntfOperStatus status() {
+      const auto * s = model.allIntfStatusDir->intfStatus( et1 );
+      return s ? s->operStatus() : Interface::operUnknown;
+   }
+   Agent::LinkJournalEntry * entry() { return model.journal->entry( et1 ); }
+
+   const Wire::IntfId et1 = Wire::EthIntfId( "et1" );
+   const Wire::IntfId pc1 = Wire::PortChannelIntfId( "pc1" );
+   Vel::Ptr< Cog::ManualClock > clock = Vel::make< Cog::ManualClock >();
+   Vel::Ptr< Cog::TimerWheel > wheel = Vel::make< Cog::TimerWheel >( clock, 1000u, 1800u, true, 1024u );
+   Vel::Ptr< FakeSwitch > fake = Vel::make< FakeSwitch >();
+   Executor::Model model;
+   std::unique_ptr< Executor > executor;
+   std::string log;
+   bool commits = true;
+};
+
+TEST_F( ExecutorStory, publishesLinksAsTheyAre ) {
+   EXPECT_EQ( Interface::operUp, status() );
+   EXPECT_EQ( "+et1;", log );
+   fake->link( et1, true, false );
+   EXPECT_EQ( Interface::operDown, status() );
+   fake->linkGone( et1 );
+   EXPECT_EQ( nullptr, model.allIntfStatusDir->intfStatus( et1 ) );
+   EXPECT_EQ( "+et1;-et1;", log );
+}
+
+TEST_F( ExecutorStory, asksForAShutdownInALaterTurnAndNotInsideTheWrite ) {
+   shut();
+   EXPECT_EQ( 0u, fake->requests.size() );
+   clock->runTurn();
+   ASSERT_EQ( 1u, fake->requests.size() );
+   EXPECT_FALSE( fake->requests[0].up );
+}
+
+TEST_F( ExecutorStory, asksForNothingThatIsNotCommitted ) {
+   commits = false;
+   shut();
+   clock->runTurn();
+   EXPECT_EQ( 0u, fake->requests.size() );
+   ASSERT_NE( nullptr, entry() );
+   commits = true;
+   clock->advance( 2 );
+   EXPECT_EQ( 1u, fake->requests.size() );
+}
+
+TEST_F( ExecutorStory, writesTheJournalBeforeAndClosesItAfterTheAcknowledgement ) {
+   shut();
+   clock->runUntilIdle();
+   ASSERT_NE( nullptr, entry() );
+   EXPECT_TRUE( entry()->wasUp() );
+   EXPECT_FALSE( entry()->wantedUp() );
+   EXPECT_FALSE( entry()->acknowledged() );
+   EXPECT_EQ( "boot 1", entry()->bootId() );
+   EXPECT_EQ( "addresses of et1", entry()->snapshot() );
+   fake->done( 0 );
+   EXPECT_TRUE( entry()->acknowledged() );
+   bringBack();
+   clock->runUntilIdle();
+   EXPECT_TRUE( entry()->wantedUp() );
+   ASSERT_EQ( 2u, fake->requests.size() );
+   EXPECT_TRUE( fake->requests[1].up );
+   EXPECT_EQ( "addresses of et1", fake->requests[1].restore );
+   fake->done( 1 );
+   EXPECT_EQ( nullptr, entry() );
+}
+
+TEST_F( ExecutorStory, keepsTheStatusOfALinkThatWeHoldDown ) {
+   held();
+   EXPECT_EQ( "down", executor->linkState( et1 ) );
+   EXPECT_EQ( Interface::operUp, status() );
+}
+
+TEST_F( ExecutorStory, showsALinkThatSomebodyElseRaisesAsItIs ) {
+   held();
+   fake->link( et1, true, true );
+   EXPECT_EQ( Interface::operUp, status() );
+   fake->link( et1, true, false );
+   EXPECT_EQ( Interface::operUp, status() ); // no carrier: ours again
+}
+
+TEST_F( ExecutorStory, hasNoStatusForALinkThatIsGoneWhileWeHoldIt ) {
+   held();
+   fake->linkGone( et1 );
+   EXPECT_EQ( nullptr, model.allIntfStatusDir->intfStatus( et1 ) );
+   EXPECT_EQ( nullptr, entry() );
+}
+
+TEST_F( ExecutorStory, holdsALinkAgainThatComesBackUnderItsName ) {
+   held();
+   fake->linkGone( et1 );
+   fake->link( et1, true, true );
+   clock->runUntilIdle();
+   ASSERT_EQ( 2u, fake->requests.size() );
+   EXPECT_FALSE( fake->requests[1].up );
+}
+
+TEST_F( ExecutorStory, keepsTheStatusOfAReleasedLinkUntilItIsUp ) {
+   held();
+   bringBack();
+   clock->runUntilIdle();
+   const auto id = fake->requests[1].id;
+   fake->link( et1, true, false );
+   fake->listener->linkSetDone( id, {} );
+   clock->advance( 9 );
+   EXPECT_EQ( Interface::operUp, status() );
+   fake->link( et1, true, true );
+   EXPECT_EQ( Interface::operUp, status() );
+   fake->link( et1, true, false );
+   EXPECT_EQ( Interface::operDown, status() );
+}
+
+TEST_F( ExecutorStory, showsAReleasedLinkDownWhenItIsNotUpAfterTenSeconds ) {
+   held();
+   bringBack();
+   clock->runUntilIdle();
+   const auto id = fake->requests[1].id;
+   fake->link( et1, true, false );
+   fake->listener->linkSetDone( id, {} );
+   clock->advance( 11 );
+   EXPECT_EQ( Interface::operDown, status() );
+}
+
+TEST_F( ExecutorStory, leavesALinkAloneThatWasDownBefore ) {
+   fake->link( et1, false, false );
+   shut();
+   clock->runUntilIdle();
+   EXPECT_EQ( 0u, fake->requests.size() );
+   EXPECT_EQ( Interface::operDown, status() );
+   bringBack();
+   clock->runUntilIdle();
+   EXPECT_EQ( 0u, fake->requests.size() );
+   EXPECT_EQ( nullptr, entry() );
+}
+
+TEST_F( ExecutorStory, asksAgainForWhatHasFailed ) {
+   shut();
+   clock->runUntilIdle();
+   fake->fail( 0, "device is busy" );
+   EXPECT_EQ( "device is busy", executor->problem() );
+   clock->advance( 6 );
+   ASSERT_EQ( 2u, fake->requests.size() );
+   fake->done( 1 );
+   EXPECT_EQ( "", executor->problem() );
+}
+
+TEST_F( ExecutorStory, followsACauseThatChangesWhileARequestIsOnItsWay ) {
+   shut();
+   clock->runUntilIdle();
+   bringBack();
+   clock->runUntilIdle();
+   ASSERT_EQ( 2u, fake->requests.size() );
+   fake->done( 0 ); // overtaken
+   ASSERT_NE( nullptr, entry() );
+   fake->done( 1 );
+   clock->runUntilIdle();
+   EXPECT_EQ( nullptr, entry() );
+   EXPECT_EQ( "up", executor->linkState( et1 ) );
+}
+
+TEST_F( ExecutorStory, movesNoLinkAtARestart ) {
+   held();
+   restart();
+   EXPECT_EQ( 1u, fake->requests.size() );
+   EXPECT_EQ( Interface::operUp, status() );
+}
+
+TEST_F( ExecutorStory, asksAgainAfterARestartForWhatWasNotAcknowledged ) {
+   shut();
+   clock->runUntilIdle();
+   restart();
+   ASSERT_EQ( 2u, fake->requests.size() );
+   EXPECT_FALSE( fake->requests[1].up );
+}
+
+TEST_F( ExecutorStory, forgetsTheJournalOfAnotherBootAndHoldsAgainWhatIsShut ) {
+   held();
+   fake->boot = "boot 2";
+   fake->links[et1] = { et1, 1, true, true };
+   restart();
+   ASSERT_EQ( 2u, fake->requests.size() );
+   EXPECT_FALSE( fake->requests[1].up );
+   EXPECT_EQ( "boot 2", entry()->bootId() );
+}
+
+TEST_F( ExecutorStory, releasesByHand ) {
+   EXPECT_EQ( "we do not hold et1", executor->release( "et1" )->message );
+   held();
+   EXPECT_FALSE( executor->release( "et1" ) );
+   EXPECT_EQ( nullptr, model.cause->intfStatus( et1 ) );
+   clock->runUntilIdle();
+   ASSERT_EQ( 2u, fake->requests.size() );
+   EXPECT_TRUE( fake->requests[1].up );
+}
+
+TEST_F( ExecutorStory, deletesEntriesThatBelongToNoRecord ) {
+   held();
+   executor->orphansDel( []( const Wire::IntfId & ) { return false; } );
+   EXPECT_EQ( 0u, model.cause->intfStatuss() );
+}
+
+TEST_F( ExecutorStory, readsTheCountersOnceATurn ) {
+   const unsigned before = fake->refreshes;
+   clock->post( [this] {
+      executor->countersFresh();
+      executor->countersFresh();
+   } );
+   clock->runTurn();
+   EXPECT_EQ( before + 1, fake->refreshes );
+}
+
+TEST_F( ExecutorStory, letsNoTimerRunWithoutFreshCounters ) {
+   struct Tick final : Cog::TimerReactor< int > {
+      using TimerReactor::TimerReactor;
+      void onTime() override { ++*sm(); }
+   };
+   int ticks = 0;
+   Vel::Watch< Tick > tick;
+   tick.is( wheel, &ticks ).hasNotificationActiveIs( true );
+   tick->timeMinIs( clock->currentTime() + 1 );
+   fake->countersOutcome = Outcome::failed( "no counters" );
+   clock->advance( 5 );
+   EXPECT_EQ( 0, ticks );
+   EXPECT_EQ( "no counters", executor->countersProblem() );
+   EXPECT_TRUE( executor->countersFailedSince() );
+   fake->countersOutcome = {};
+   clock->advance( 2 );
+   EXPECT_EQ( 1, ticks );
+   EXPECT_FALSE( executor->countersFailedSince() );
+}
+
+TEST_F( ExecutorStory, hasNoStatusForAPortWithoutCounters ) {
+   fake->uncounted.insert( et1 );
+   clock->post( [this] { executor->countersFresh(); } );
+   clock->runTurn();
+   EXPECT_EQ( nullptr, model.allIntfStatusDir->intfStatus( et1 ) );
+   fake->uncounted.clear();
+   clock->post( [this] { executor->countersFresh(); } );
+   clock->runTurn();
+   EXPECT_EQ( Interface::operUp, status() );
+}
+
+TEST_F( ExecutorStory, publishesPortChannelsAndVlans ) {
+   fake->link( pc1, true, true );
+   EXPECT_NE( nullptr, model.allIntfStatusDir->intfStatus( pc1 ) );
+   fake->listener->portChannelIs( et1, pc1 );
+   EXPECT_EQ( pc1, model.lagConfig->phyIntf( et1 )->portChannel() );
+   fake->listener->vlanMemberIs( 10, pc1 );
+   EXPECT_NE( nullptr, model.vlanStatusDir->vlanStatus( 10 )->vlanPortStatus( pc1 ) );
+   fake->listener->vlanMemberDel( 10, pc1 );
+   EXPECT_EQ( nullptr, model.vlanStatusDir->vlanStatus( 10 ) );
+}
+
+} // namespace
