@@ -36,7 +36,25 @@ struct HttpServer::Listener {
    int epoll = -1;
    std::shared_ptr< bool > alive = std::make_shared< bool >( true );
 
-   void run() { MHD_run( daemon ); }
+   /// Does what there is to do. The library may have more to do than a descriptor tells, and says so by a time limit
+   /// of 0; then it runs again, a turn later at the latest.
+   void run() {
+      MHD_UNSIGNED_LONG_LONG wait = 0;
+      for ( unsigned round = 0; round < maxRounds; ++round ) {
+         MHD_run( daemon );
+         if ( MHD_get_timeout( daemon, &wait ) != MHD_YES || wait > 0 )
+            return;
+      }
+      runSoon();
+   }
+   void runSoon() {
+      server.loop_->post( [weak = std::weak_ptr( alive ), this] {
+         if ( !weak.expired() )
+            run();
+      } );
+   }
+
+   static constexpr unsigned maxRounds = 16;
 };
 
 namespace {
@@ -143,11 +161,9 @@ struct ServerCallbacks {
    static void hand( Listener & listener, const std::shared_ptr< Exchange > & exchange ) {
       exchange->handed = true;
       // The library looks at a connection that goes on when it runs next, and nothing on a descriptor makes it run.
-      exchange->resumed = [loop = listener.server.loop_, alive = std::weak_ptr( listener.alive ), &listener] {
-         loop->post( [alive, &listener] {
-            if ( !alive.expired() )
-               listener.run();
-         } );
+      exchange->resumed = [weak = std::weak_ptr( listener.alive ), &listener] {
+         if ( !weak.expired() )
+            listener.runSoon();
       };
       listener.server.handler_( exchange->request, [exchange]( HttpReply reply ) {
          if ( exchange->reply )
