@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -127,7 +128,7 @@ std::string Maintd::makeClock() {
    if (
       configuration_.switchKind == Config::SwitchKind::simulated &&
       configuration_.simulated.clock == Config::Simulated::Clock::virtualTime ) {
-      time_ = Vel::make< Cog::VirtualTime >( Cog::RealTime::wallTime() );
+      time_ = Vel::make< Cog::VirtualTime >( std::max( Cog::RealTime::wallTime(), entities_->latestTime() ) );
    } else {
       const std::string path = options_.runtimeDir + "/clock";
       const std::string boot = kernelBootId();

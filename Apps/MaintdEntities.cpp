@@ -2,6 +2,8 @@
 
 #include "Platform/Ledger/Cell.h"
 
+#include <algorithm>
+
 namespace Apps {
 
 namespace {
@@ -56,6 +58,17 @@ Maintd::Entities::Entities( Ledger::EntityManager & em ) {
       take( em, stageClass->agentStatus, stagePath( "stageAgentStatus", name, "MaintenanceMode" ) );
       stageClass->agentConfig->stageIs( "drainwatch" );
    }
+}
+
+double Maintd::Entities::latestTime() const {
+   double latest = 0;
+   for ( const auto & [intf, record] : monIntfStatusDir->monIntfStatusRange() )
+      latest = std::max( { latest, record->startTime(), record->stateTime(), record->lastSampleTime() } );
+   for ( const auto & [intf, time] : cause->intfStatusRange() )
+      latest = std::max( latest, time );
+   for ( const auto & [unit, run] : unitRunDir->unitRunRange() )
+      latest = std::max( { latest, run->since(), run->askedTime() } );
+   return latest;
 }
 
 std::vector< Ledger::Persistence::Kept > Maintd::Entities::kept() {

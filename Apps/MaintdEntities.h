@@ -15,6 +15,8 @@ struct Maintd::Entities {
    /// What survives a restart, and in which folder.
    static std::vector< Ledger::Persistence::Kept > kept();
    static std::vector< Ledger::LeftOut > leftOut();
+   /// The latest time that an earlier run has kept: a clock that is moved by hand goes on from there. Seconds, 0: none.
+   double latestTime() const;
 
    /// One stage class.
    struct StageClass {

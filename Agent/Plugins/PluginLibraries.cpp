@@ -7,8 +7,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
-#include <iterator>
 
 namespace Agent {
 
@@ -41,7 +41,10 @@ PluginLibraries::Result PluginLibraries::load(
    std::ifstream file( path, std::ios::binary );
    if ( !file )
       return result = unavailable( path, std::strerror( errno ) );
-   const std::string content{ std::istreambuf_iterator< char >( file ), std::istreambuf_iterator< char >() };
+   std::error_code none;
+   const auto size = std::filesystem::file_size( path, none );
+   std::string content( none ? 0 : size, '\0' );
+   file.read( content.data(), static_cast< std::streamsize >( content.size() ) );
    const auto number = pluginInterface( content );
    if ( !number )
       return result = unavailable( path, "it is not a plug-in for this agent" );

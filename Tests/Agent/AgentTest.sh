@@ -1,0 +1,270 @@
+#!/bin/bash
+# Stories of the agent as an operator meets it: the programs themselves, on the simulated switch, in virtual time.
+# AgentTest.sh BUILD-FOLDER NAME runs the function NAME in an empty folder of its own.
+set -uo pipefail
+build=$(cd "$1" && pwd)
+# shellcheck source=Tools/testing.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../../Tools/testing.sh"
+
+_config() {
+   cat > maintd.yaml <<YAML
+version: 1
+switch: simulated
+settle: 10s
+profiles:
+  fast:  {threshold: 100kbps, load-interval: 10s, shutdown: true, shutdown-max-delay: 5m}
+  watch: {threshold: 1Mbps, load-interval: 10s}
+default-profile: fast
+groups:
+  uplinks: {interfaces: [et1, et2, missing]}
+  tenants: {vlans: [10], profile: watch}
+units:
+  u1: {groups: [uplinks, tenants]}
+${1:-}
+simulated:
+  clock: virtual
+  ports: {et1: {}, et2: {}, et3: {}}
+  vlans: {10: {name: vlan10, members: [et3]}}
+YAML
+}
+
+_ctl() { "$build/bin/maintctl" --socket "$PWD/run/control.sock" "$@"; }
+
+# Starts the agent and waits until it answers.
+_start() {
+   "$build/bin/maintd" --foreground --config maintd.yaml --state-dir "$PWD/state" --runtime-dir "$PWD/run" \
+      --plugin-dir "${plugins:-$build/lib}" > log 2>&1 < /dev/null &
+   agent=$!
+   trap 'kill -9 $agent 2> /dev/null; rm -rf "$here"' EXIT
+   for ((i = 0; i < 600; ++i)); do
+      _ctl show agent > /dev/null 2>&1 && return
+      kill -0 "$agent" 2> /dev/null || break
+      sleep 0.05
+   done
+   output=$(cat log) status=1
+   fail "the agent does not answer"
+}
+_kill() {
+   kill "-$1" "$agent" 2> /dev/null
+   wait "$agent" 2> /dev/null
+}
+_restart() {
+   _kill "$1"
+   _start
+}
+_advance() { _ctl simulated advance "$1" > /dev/null || fail "cannot advance"; }
+_ctlSays() {
+   local text=$1
+   shift
+   run _ctl "$@"
+   passes
+   says "$text"
+}
+
+drainsAUnitAndBringsItBack() {
+   _config
+   _start
+   _ctl simulated traffic et1 --in 5Mbps --out 1Mbps > /dev/null
+   run _ctl enter u1 --reason upgrade
+   passes
+   _advance 60s
+   _ctlSays '"state": "entering"' -j show unit u1
+   _ctlSays '"drained": 2' -j show unit u1
+   _ctl simulated traffic et1 --in 0bps --out 0bps > /dev/null
+   _advance 15s
+   _ctlSays '"drained": 3' -j show unit u1
+   _ctlSays '"state": "entering"' -j show unit u1
+   _advance 12s
+   _ctlSays '"state": "maintenance"' -j show unit u1
+   _ctlSays '"reason": "upgrade"' -j show unit u1
+   _ctlSays '"link-state": "down"' -j show interface et1
+   _ctlSays '"link-state": "up"' -j show interface vlan10
+   run _ctl exit u1
+   passes
+   _advance 1s
+   _ctlSays '"state": "normal"' -j show unit u1
+   run _ctl show interfaces
+   passes
+   _ctlSays '"shut": false' -j show interface et1
+}
+
+# The same story, with the agent ended in the given way at a point of it.
+_storyWith() {
+   _config
+   _start
+   _ctl simulated traffic et1 --in 5Mbps --out 1Mbps > /dev/null
+   _ctl enter u1 > /dev/null
+   [ "$2" = entering ] && _restart "$1" && _ctl simulated traffic et1 --in 5Mbps --out 1Mbps > /dev/null
+   _advance 60s
+   _ctlSays '"drained": 2' -j show unit u1
+   _ctlSays '"shut": true' -j show interface et2
+   [ "$2" = draining ] && _restart "$1"
+   _ctl simulated traffic et1 --in 0bps --out 0bps > /dev/null
+   _advance 15s
+   [ "$2" = settling ] && _restart "$1"
+   _advance 30s
+   _ctlSays '"state": "maintenance"' -j show unit u1
+   if [ "$2" = maintenance ]; then
+      _restart "$1"
+      _advance 1s
+      _ctlSays '"state": "maintenance"' -j show unit u1
+      _ctlSays '"drained": 3' -j show unit u1
+      _ctlSays '"link-state": "down"' -j show interface et1
+      _ctlSays '"shut": true' -j show interface et2
+   fi
+   _ctl exit u1 > /dev/null
+   [ "$2" = exiting ] && _restart "$1"
+   _advance 1s
+   _ctlSays '"state": "normal"' -j show unit u1
+   _ctlSays '"shut": false' -j show interface et1
+}
+goesOnAfterAKillWhileEntering() { _storyWith KILL entering; }
+goesOnAfterAKillWhileDraining() { _storyWith KILL draining; }
+goesOnAfterAKillWhileSettling() { _storyWith KILL settling; }
+goesOnAfterAKillUnderMaintenance() { _storyWith KILL maintenance; }
+goesOnAfterAKillWhileExiting() { _storyWith KILL exiting; }
+goesOnAfterAStopUnderMaintenance() { _storyWith TERM maintenance; }
+goesOnAfterAStopWhileDraining() { _storyWith TERM draining; }
+
+endsWithZeroWhenItIsTerminated() {
+   _config
+   _start
+   kill -TERM "$agent"
+   wait "$agent"
+   status=$? output=
+   passes
+}
+
+usesTheLastAcceptedConfigurationWhenTheFileIsBroken() {
+   _config
+   _start
+   _kill TERM
+   echo "nonsense: [" >> maintd.yaml
+   _start
+   _ctlSays '"state": "last-accepted"' -j show agent
+   _ctlSays '"state": "degraded"' -j show agent
+   run _ctl enter u1
+   passes
+}
+
+doesNotStartWithABrokenConfigurationAndNoneBefore() {
+   echo "version: 2" > maintd.yaml
+   run "$build/bin/maintd" --foreground --config maintd.yaml --state-dir "$PWD/state" --runtime-dir "$PWD/run"
+   fails
+   says "maintd.yaml:1:10: error:"
+   says "profiles"
+}
+
+refusesASecondAgentOnTheSameStateFolder() {
+   _config
+   _start
+   run "$build/bin/maintd" --foreground --config maintd.yaml --state-dir "$PWD/state" --runtime-dir "$PWD/run2"
+   fails
+   says "$PWD/state"
+   says "$agent"
+}
+
+namesAStateFolderThatCannotBeWritten() {
+   _config
+   touch state
+   run "$build/bin/maintd" --foreground --config maintd.yaml --state-dir "$PWD/state" --runtime-dir "$PWD/run"
+   fails
+   says "$PWD/state"
+}
+
+runsWithoutAPluginAndRefusesToEnter() {
+   _config
+   mkdir none
+   plugins=$PWD/none
+   _start
+   _ctlSays '"state": "missing"' -j show agent
+   run _ctl enter u1
+   fails
+   says "libDrainWatchPlugin.so: No such file or directory"
+}
+
+answersAsTheTableSays() {
+   _config
+   _start
+   run _ctl exit u1
+   passes
+   run _ctl enter nobody
+   fails
+   says "there is no unit nobody"
+   run _ctl enter u1
+   passes
+   run _ctl enter u1
+   passes
+   run _ctl release et1
+   [ "$status" -eq 5 ] || fail "should have ended with 5"
+   run _ctl release et1 --force
+   fails
+   says "we do not hold et1"
+   run _ctl exit u1
+   passes
+}
+
+saysWhenThereIsNoAgent() {
+   mkdir run
+   run _ctl show units
+   [ "$status" -eq 3 ] || fail "should have ended with 3"
+}
+
+refusesARequestThatIsTooLarge() {
+   _config
+   _start
+   head -c 70000 /dev/zero | tr '\0' x > body
+   run curl -sS --unix-socket run/control.sock -X POST --data-binary @body http://agent/api/v1/units/u1/enter
+   passes
+   says '"code":"too-large"'
+   _ctlSays '"state": "normal"' -j show unit u1
+}
+
+survivesARequestThatIsCutInHalf() {
+   _config
+   _start
+   for ((i = 0; i < 5; ++i)); do
+      printf 'POST /api/v1/units/u1/enter HTTP/1.1\r\nHost: a\r\nContent-Length: 100\r\n\r\n{"reas' |
+         timeout 1 "$build/bin/SendTest" run/control.sock
+   done
+   _ctlSays '"state": "normal"' -j show unit u1
+}
+
+keepsTheRunningConfigurationWhenAReloadIsRefused() {
+   _config
+   _start
+   _ctl enter u1 > /dev/null
+   sed -i 's/^  u1:.*/  u2: {groups: [uplinks]}/' maintd.yaml
+   run _ctl reload
+   fails
+   says "unit u1 is not normal"
+   echo "nonsense: 1" >> maintd.yaml
+   run _ctl reload
+   fails
+   says "nonsense"
+   _ctlSays '"name": "u1"' -j show units
+}
+
+appliesAReload() {
+   _config
+   _start
+   _config '  u2: {groups: [tenants]}'
+   run _ctl reload
+   passes
+   _ctlSays '"name": "u2"' -j show units
+   run _ctl reload
+   passes
+}
+
+writesItsDiagnosticText() {
+   _config
+   _start
+   _ctlSays 'Drain Watch information' dump
+   _ctlSays 'initialized : true' dump
+   _ctlSays '"num-maint-enter": 0' -j show counters
+   run _ctl fastlog
+   passes
+   says "DrainWatchSmLoader"
+}
+
+runTest "$2"
