@@ -73,12 +73,22 @@ const Vel::Entity * pointee( const Vel::Entity * entity, const char * attribute 
 
 } // namespace
 
-Maintd::Maintd( MaintdOptions options ) : options_( std::move( options ) ) {
+Maintd::Maintd( MaintdOptions options, MaintdWorld world )
+   : options_( std::move( options ) ), world_( std::move( world ) ) {
    if ( options_.socket.empty() )
       options_.socket = options_.runtimeDir + "/control.sock";
 }
 
-Maintd::~Maintd() { FastLog::timeFrom( nullptr ); }
+Maintd::~Maintd() {
+   FastLog::timeFrom( nullptr );
+   FastLog::memoryIs( fastLogBytes );
+   if ( world_.switch_ )
+      world_.switch_->stop();
+   if ( context_ )
+      context_->entityDir()->entryDel( pluginEntry );
+   if ( plugins_ )
+      plugins_->close();
+}
 
 // ---- start
 
@@ -114,21 +124,27 @@ std::string Maintd::openStore() {
    entityManager_ = Vel::make< Ledger::EntityManager >(
       [this]( std::function< void() > call ) { loop_->post( std::move( call ) ); } );
    persistence_ = std::make_unique< Ledger::Persistence >(
-      entityManager_, *stateEngine_, *runtimeEngine_, Entities::kept(), Entities::leftOut() );
+      entityManager_, storeUsed( *stateEngine_ ), storeUsed( *runtimeEngine_ ), Entities::kept(),
+      Entities::leftOut() );
    if ( const auto status = persistence_->start(); !status.ok() )
       return status.text();
    makeEntities();
    return "";
 }
 
+Ledger::StoreEngine & Maintd::storeUsed( Ledger::StoreEngine & engine ) const {
+   return world_.storeUsed ? world_.storeUsed( engine ) : engine;
+}
+
 void Maintd::makeEntities() { entities_ = std::make_unique< Entities >( *entityManager_ ); }
 
 /// Kernel time since boot plus an offset that is fixed once for each boot.
-std::string Maintd::makeClock() {
+std::string Maintd::makeTime() {
    if (
       configuration_.switchKind == Config::SwitchKind::simulated &&
       configuration_.simulated.clock == Config::Simulated::Clock::virtualTime ) {
-      time_ = Vel::make< Cog::VirtualTime >( std::max( Cog::RealTime::wallTime(), entities_->latestTime() ) );
+      world_.time =
+         Vel::make< Cog::VirtualTime >( std::max( Cog::RealTime::wallTime(), entities_->latestTime() ) );
    } else {
       const std::string path = options_.runtimeDir + "/clock";
       const std::string boot = kernelBootId();
@@ -140,9 +156,16 @@ std::string Maintd::makeClock() {
       else if ( std::ofstream out( path, std::ios::trunc );
                 !( out.precision( 17 ), out << boot << ' ' << offset << '\n' ) )
          return path + ": cannot be written";
-      time_ = Vel::make< Cog::RealTime >( offset );
+      world_.time = Vel::make< Cog::RealTime >( offset );
    }
-   loop_ = Vel::make< Cog::EventLoop >( time_ );
+   return "";
+}
+
+std::string Maintd::makeClock() {
+   if ( !world_.time )
+      if ( const std::string problem = makeTime(); !problem.empty() )
+         return problem;
+   loop_ = Vel::make< Cog::EventLoop >( world_.time );
    Vel::System::clockIs( loop_ );
    FastLog::timeFrom( loop_->currentTimeKept() );
    started_ = now();
@@ -176,6 +199,11 @@ std::string Maintd::readConfiguration() {
 }
 
 std::string Maintd::makeSwitch() {
+   if ( world_.switch_ ) {
+      if ( world_.simulation )
+         world_.simulation->schedulerIs( loop_ );
+      return "";
+   }
    if ( configuration_.switchKind == Config::SwitchKind::linuxKernel )
       return "switch: linux is not part of this build yet; use switch: simulated";
    // A simulated switch lives as long as the process: the next one has forgotten what this one was asked for.
@@ -183,8 +211,8 @@ std::string Maintd::makeSwitch() {
    const auto made = DataPlane::switchNewSimulated( loop_, description( configuration_.simulated, bootId ) );
    if ( !made.outcome.ok() )
       return options_.config + ": simulated: " + made.outcome.text();
-   switch_ = made.made;
-   simulation_ = made.simulation;
+   world_.switch_ = made.made;
+   world_.simulation = made.simulation;
    return "";
 }
 
@@ -194,7 +222,7 @@ void Maintd::makeAgent() {
       e.intfProfileStatusDir, e.defaultIntfProfile, e.intfToGroupDir, e.intfGroupStatusDir,
       e.groupToUnitDir } );
    executor_ = std::make_unique< Agent::Executor >(
-      loop_, wheel_, switch_,
+      loop_, wheel_, world_.switch_,
       Agent::Executor::Model{ e.allIntfStatusDir, e.lagConfig, e.vlanStatusDir, e.cause, e.journal, e.pool },
       Agent::Executor::Hooks{
          [this]( const Wire::IntfId & intf ) { membership_->intfIs( intf ); },

@@ -14,6 +14,7 @@
 #include "Platform/Ledger/LmdbEngine.h"
 #include "Platform/Ledger/Persistence.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -33,9 +34,20 @@ struct MaintdOptions {
    std::string version;
 };
 
+/// What is there without the agent and outlives it. Empty pointers: the agent makes its own. A test that ends one agent
+/// and starts the next in its place hands the world of the first to the second.
+struct MaintdWorld {
+   Vel::Ptr< Cog::TimeSource > time;
+   Vel::Ptr< DataPlane::Switch > switch_;
+   DataPlane::Simulation * simulation = nullptr; ///< null: the switch is real
+   /// Takes a store as it was opened and gives what is to be used in its place, which outlives the agent.
+   std::function< Ledger::StoreEngine &( Ledger::StoreEngine & ) > storeUsed;
+};
+
 class Maintd {
  public:
-   explicit Maintd( MaintdOptions options );
+   explicit Maintd( MaintdOptions options, MaintdWorld world = {} );
+   /// Ends plug-ins, and commits nothing of it. A program ends by a signal instead, without this.
    ~Maintd();
    Maintd( const Maintd & ) = delete;
    Maintd & operator=( const Maintd & ) = delete;
@@ -44,6 +56,10 @@ class Maintd {
    std::string start();
    /// Runs until a signal ends it.
    void run();
+   /// The control API, for requests that do not come over a socket. Only after start().
+   Agent::ControlApi & api() { return *api_; }
+   Cog::EventLoop & loop() { return *loop_; }
+   const MaintdWorld & world() const { return world_; }
    /// Raises every link that the journal says we hold, without plug-ins and stages, and waits for the switch to do it.
    /// The reason if that was not possible.
    std::string releaseAll();
@@ -57,6 +73,8 @@ class Maintd {
    };
 
    std::string openStore();
+   Ledger::StoreEngine & storeUsed( Ledger::StoreEngine & engine ) const;
+   std::string makeTime();
    std::string makeClock();
    std::string readConfiguration();
    std::string makeSwitch();
@@ -80,8 +98,8 @@ class Maintd {
    double now() const { return loop_->currentTime(); }
 
    MaintdOptions options_;
+   MaintdWorld world_;
    Ledger::FolderLock lock_;
-   Vel::Ptr< Cog::TimeSource > time_;
    Vel::Ptr< Cog::EventLoop > loop_;
    std::unique_ptr< Cog::Signals > signals_;
    std::unique_ptr< Ledger::LmdbEngine > stateEngine_, runtimeEngine_;
@@ -91,8 +109,6 @@ class Maintd {
    Config::Configuration configuration_;
    std::vector< std::string > configurationErrors_; ///< of the file, while the last accepted one is in use
    Vel::Ptr< Cog::TimerWheel > wheel_;
-   Vel::Ptr< DataPlane::Switch > switch_;
-   DataPlane::Simulation * simulation_ = nullptr; ///< null: the switch is real
    std::unique_ptr< Agent::Membership > membership_;
    std::unique_ptr< Agent::Executor > executor_;
    std::unique_ptr< Agent::Stages > stages_;

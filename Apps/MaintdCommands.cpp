@@ -43,7 +43,7 @@ Agent::ControlCommands Maintd::commands() {
    c.linkState = [this]( const Wire::IntfId & intf ) { return executor_->linkState( intf ); };
    c.whenCommitted = [this]( std::function< void() > call ) { loop_->effectIs( std::move( call ) ); };
    c.wallTime = [this]( double clockTime ) {
-      if ( Vel::ptrCast< Cog::VirtualTime >( time_ ) )
+      if ( Vel::ptrCast< Cog::VirtualTime >( world_.time ) )
          return clockTime;
       return clockTime + Cog::RealTime::wallTime() - loop_->liveTime();
    };
@@ -118,15 +118,15 @@ Agent::ControlCommands::Result Maintd::simulated( const Agent::ControlCommands::
    const auto conflict = []( const std::string & text ) {
       return Api::Error{ Api::ErrorCode::conflict, text, "" };
    };
-   if ( !simulation_ )
+   if ( !world_.simulation )
       return conflict( "the switch is not simulated" );
    DataPlane::Outcome outcome;
    if ( what.what == "traffic" )
-      outcome = simulation_->trafficIs( what.interface, what.inBps, what.outBps, what.seconds );
+      outcome = world_.simulation->trafficIs( what.interface, what.inBps, what.outBps, what.seconds );
    else if ( what.what == "link" )
-      outcome = simulation_->linkIs( what.interface, what.up );
+      outcome = world_.simulation->linkIs( what.interface, what.up );
    else {
-      const auto time = Vel::ptrCast< Cog::VirtualTime >( time_ );
+      const auto time = Vel::ptrCast< Cog::VirtualTime >( world_.time );
       if ( !time )
          return conflict( "the clock of the simulated switch is real" );
       time->targetIs( std::max( time->target(), now() ) + what.seconds );

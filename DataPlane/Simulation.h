@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DataPlane/Switch.h"
+#include "Platform/Cog/Scheduler.h"
 
 /// Purpose: what can be done to a simulated switch from outside, at run time: by the operator of a demonstration and
 /// by tests.
@@ -30,6 +31,9 @@ class Simulation {
    virtual void healthFaultIs( const Vel::String & text ) = 0;
    /// Turns by which results of requests come later than the link's change; 0 unless set.
    virtual void linkSetDelayIs( Vel::U32 turns ) = 0;
+   /// Goes on in the turns of another scheduler, which has the same time. Changes and requests that the earlier one has
+   /// not carried out are lost, as when the process ends that asked for them.
+   virtual void schedulerIs( const Vel::Ptr< Cog::Scheduler > & scheduler ) = 0;
    /// The text that a link loses when it goes down and gets back when a request restores it.
    virtual Outcome addressesIs( std::string_view name, const Vel::String & text ) = 0;
    /// What the link has of it at present; empty also for a link that is not there.

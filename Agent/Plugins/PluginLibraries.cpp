@@ -64,7 +64,14 @@ PluginLibraries::Result PluginLibraries::load(
          dlclose( library );
          return result = unavailable( path, failure.text );
       }
+   open_.push_back( library );
    return result = std::nullopt;
+}
+
+void PluginLibraries::close() {
+   plugins_.clear();
+   for ( ; !open_.empty(); open_.pop_back() )
+      dlclose( open_.back() );
 }
 
 PluginLibraries::Result PluginLibraries::problem( const std::string & pluginName ) const {

@@ -11,7 +11,8 @@
 
 /// Purpose: opens the libraries of plug-ins and begins their work. A plug-in that cannot be used leaves the agent
 /// running; what needs it is refused with the reason.
-/// Owner: the agent. Libraries stay open until the process ends: nothing unloads a plug-in while it works.
+/// Owner: the agent. Libraries stay open until the process ends or close() is called: nothing unloads a plug-in while it
+/// works.
 namespace Agent {
 
 class PluginLibraries {
@@ -25,12 +26,17 @@ class PluginLibraries {
    Result
    load( const std::string & pluginName, const std::string & path, Maintenance::PluginContext * context );
 
+   /// Closes all libraries that were opened here. What their plug-ins have put into the context has been taken out
+   /// before.
+   void close();
+
    /// Why the plug-in is not working, with the text that load() gave; none: it is.
    Result problem( const std::string & pluginName ) const;
 
  private:
    Maintenance::PluginLoader & loader_;
    std::map< std::string, Result > plugins_;
+   std::vector< void * > open_;
 };
 
 /// The interface number that a library's file was built for, read without opening the library. None: there is none.

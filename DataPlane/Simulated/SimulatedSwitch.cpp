@@ -144,6 +144,13 @@ void SimulatedSwitch::later( Vel::U32 turns, std::function< void() > act ) {
    } );
 }
 
+void SimulatedSwitch::schedulerIs( const Vel::Ptr< Cog::Scheduler > & scheduler ) {
+   stop();
+   requests_.clear();
+   alive_ = std::make_shared< int >();
+   scheduler_ = scheduler;
+}
+
 void SimulatedSwitch::change( std::function< void() > act ) {
    later( 0, [this, act = std::move( act )] {
       settle();

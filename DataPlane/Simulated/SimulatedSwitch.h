@@ -41,6 +41,7 @@ class SimulatedSwitch final : public Switch, public Simulation {
    void linkSetFaultIs( const Vel::String & text ) override { linkSetFault_ = text; }
    void healthFaultIs( const Vel::String & text ) override;
    void linkSetDelayIs( Vel::U32 turns ) override { linkSetDelay_ = turns; }
+   void schedulerIs( const Vel::Ptr< Cog::Scheduler > & scheduler ) override;
    Outcome addressesIs( std::string_view name, const Vel::String & text ) override;
    Vel::String addresses( std::string_view name ) const override;
 

@@ -1,0 +1,180 @@
+#include "Tests/Agent/AgentRig.h"
+
+#include "DataPlane/Simulated/Factory.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+namespace Tests {
+
+namespace {
+
+/// et1 to et5, a port-channel of et3 and et4, and a VLAN interface with et5.
+DataPlane::Simulated::Description description() {
+   DataPlane::Simulated::Description result;
+   result.bootId = "first boot";
+   result.ports = { { "et1", {} }, { "et2", {} }, { "et3", {} }, { "et4", {} }, { "et5", {} } };
+   result.portChannels = { { "pc1", { "et3", "et4" } } };
+   result.vlans = { { 10, "vlan10", { "et5" } } };
+   return result;
+}
+
+std::string newFolder() {
+   std::string name = std::filesystem::temp_directory_path() / "agentXXXXXX";
+   if ( !mkdtemp( name.data() ) )
+      throw std::runtime_error( "no folder for a test: " + name );
+   return name;
+}
+
+} // namespace
+
+AgentRig::AgentRig( const std::string & configuration )
+   : folder_( newFolder() ), time_( Vel::make< Cog::VirtualTime >( begin ) ) {
+   std::ofstream( folder_ + "/maintd.yaml" ) << "version: 1\nswitch: simulated\n"
+                                             << configuration << "simulated:\n  clock: virtual\n"
+                                             << "  ports: {et1: {}}\n";
+   firstLoop_ = Vel::make< Cog::EventLoop >( time_ );
+   const auto made = DataPlane::switchNewSimulated( firstLoop_, description() );
+   if ( !made.outcome.ok() )
+      throw std::runtime_error( made.outcome.text() );
+   watched_ = Vel::make< WatchedSwitch >( made.made );
+   world_.time = time_;
+   world_.switch_ = watched_;
+   world_.simulation = made.simulation;
+}
+
+AgentRig::~AgentRig() {
+   agent_.reset();
+   std::error_code ignored;
+   std::filesystem::remove_all( folder_, ignored );
+}
+
+void AgentRig::start() {
+   Apps::MaintdOptions options;
+   options.config = folder_ + "/maintd.yaml";
+   options.stateDir = folder_ + "/state";
+   options.runtimeDir = folder_ + "/run";
+   options.pluginDir = MAINT_TEST_PLUGIN_DIR;
+   agent_ = std::make_unique< Apps::Maintd >( options, world_ );
+   if ( const std::string problem = agent_->start(); !problem.empty() )
+      throw std::runtime_error( problem );
+   watched_->clockIs( agent_->loop() );
+   agent_->loop().commitHookIs( [this] { return turnIsDone(); } );
+}
+
+bool AgentRig::turnIsDone() {
+   ++turns_;
+   if ( turnHook_ )
+      turnHook_();
+   if ( turns_ == crashTurn_ ) {
+      crashed_ = true;
+      agent_->loop().stop();
+      return crashEffects_ == Effects::out;
+   }
+   perform();
+   if ( agent_->loop().currentTime() >= time_->target() )
+      agent_->loop().stop();
+   return true;
+}
+
+/// What happens outside comes in with the next turn.
+void AgentRig::perform() {
+   while ( !actions_.empty() && actions_.begin()->first <= time() ) {
+      agent_->loop().post( std::move( actions_.begin()->second ) );
+      actions_.erase( actions_.begin() );
+   }
+}
+
+void AgentRig::at( double seconds, std::function< void() > action ) {
+   actions_.emplace( seconds, std::move( action ) );
+}
+
+void AgentRig::runUntil( double seconds ) {
+   crashed_ = false;
+   while ( !crashed_ ) {
+      const double next = actions_.empty() ? seconds : std::min( seconds, actions_.begin()->first );
+      time_->targetIs( begin + next );
+      Cog::EventLoop & loop = agent_->loop();
+      if ( loop.currentTime() < time_->target() || loop.dueTime() <= time_->target() )
+         loop.run();
+      else if ( next >= seconds )
+         break;
+      else
+         perform();
+   }
+   if ( crashed_ )
+      crash();
+}
+
+int AgentRig::post( const std::string & path, const std::string & body ) {
+   const auto status = std::make_shared< int >( 0 );
+   Agent::HttpRequest request;
+   request.method = "POST";
+   request.path = "/api/v1/" + path;
+   request.body = body;
+   request.by = "tester";
+   request.local = true;
+   const auto ask = [=, this] {
+      agent_->api().handle( request, [status]( const Agent::HttpReply & reply ) { *status = reply.status; } );
+   };
+   if ( agent_->loop().inTurn() ) {
+      ask();
+   } else {
+      agent_->loop().post( ask );
+      runUntil( time() );
+   }
+   return *status;
+}
+
+std::string AgentRig::get( const std::string & path ) {
+   Agent::HttpRequest request;
+   request.method = "GET";
+   request.path = "/api/v1/" + path;
+   request.local = true;
+   std::string body;
+   agent_->api().handle( request, [&]( const Agent::HttpReply & reply ) { body = reply.body; } );
+   return body;
+}
+
+std::string AgentRig::fact( const std::string & path, const std::string & member ) {
+   const auto json = nlohmann::json::parse( get( path ) );
+   return json.contains( member ) ? json.at( member ).dump() : "no member " + member;
+}
+
+std::string AgentRig::picture() {
+   std::string result;
+   for ( const auto & unit : nlohmann::json::parse( get( "units" ) ) )
+      for ( const char * member :
+            { "name", "state", "generation", "interfaces", "reason", "total-violations" } )
+         result += unit.at( member ).dump() + ( member == std::string( "total-violations" ) ? "\n" : " " );
+   for ( const auto & intf : nlohmann::json::parse( get( "interfaces" ) ) )
+      for ( const char * member :
+            { "name", "state", "units", "profile", "start-time", "state-time", "shut" } )
+         result += intf.at( member ).dump() + ( member == std::string( "shut" ) ? "\n" : " " );
+   return result;
+}
+
+void AgentRig::traffic( const std::string & port, double bps ) {
+   if ( const auto outcome = simulation().trafficIs( port, bps, bps, 0 ); !outcome.ok() )
+      throw std::runtime_error( outcome.text() );
+}
+
+double AgentRig::timeOf( const std::string & move ) const {
+   for ( const auto & made : watched_->moves() )
+      if ( made.what == move )
+         return made.time - begin;
+   return -1;
+}
+
+std::vector< std::string > AgentRig::moves() const {
+   std::vector< std::string > result;
+   for ( const auto & move : watched_->moves() )
+      result.push_back( move.what );
+   return result;
+}
+
+} // namespace Tests

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "Apps/Maintd.h"
+#include "Platform/Cog/TimeSource.h"
+#include "Tests/Agent/WatchedSwitch.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// Purpose: the whole agent in virtual time, with the plug-in's library, on a simulated switch that outlives it.
+///
+/// A crash ends the agent after a given turn: what that turn has committed is kept, everything else of the agent is
+/// lost, and the switch goes on.
+namespace Tests {
+
+class AgentRig {
+ public:
+   /// What becomes of what a turn wants to let out when the agent crashes at its end.
+   enum class Effects { out, lost };
+
+   /// A folder of its own, with this configuration (without `version`, `switch` and `simulated`).
+   explicit AgentRig( const std::string & configuration );
+   ~AgentRig();
+   AgentRig( const AgentRig & ) = delete;
+   AgentRig & operator=( const AgentRig & ) = delete;
+
+   /// Starts an agent; throws what it says if it does not start.
+   void start();
+   /// The agent is gone from now on.
+   void crash() { agent_.reset(); }
+   bool running() const { return agent_ != nullptr; }
+   /// Crashes at the end of the turn with this number, counted from the beginning over all agents; 0: never.
+   void crashAfterTurnIs( unsigned turn, Effects effects ) {
+      crashTurn_ = turn;
+      crashEffects_ = effects;
+   }
+   unsigned turns() const { return turns_; }
+   /// Called at the end of each turn, after it is committed.
+   void turnHookIs( std::function< void() > hook ) { turnHook_ = std::move( hook ); }
+
+   /// Something that happens at a time, once, whether or not an agent runs before it.
+   void at( double seconds, std::function< void() > action );
+   /// Goes on until that time, counted from the beginning, with all that is due then done; or until the agent crashes.
+   void runUntil( double seconds );
+   /// Seconds since the beginning.
+   double time() const { return time_->now() - begin; }
+
+   /// Asks the control API in a turn of its own; the status, 0: there is no answer yet. A POST is answered only when
+   /// its turn is committed.
+   int post( const std::string & path, const std::string & body = "{}" );
+   /// The body of what the control API says at once, as text.
+   std::string get( const std::string & path );
+   /// One member of a unit or an interface, as JSON text: `fact( "units/u1", "state" )` gives "normal" in quotes.
+   std::string fact( const std::string & path, const std::string & member );
+   /// What an operator can tell of the state of all units and interfaces, apart from rates and counts of samples.
+   std::string picture();
+
+   DataPlane::Simulation & simulation() { return *world_.simulation; }
+   WatchedSwitch & watched() { return *watched_; }
+   /// Constant traffic of a port in both directions, in bits per second, from now on.
+   void traffic( const std::string & port, double bps );
+   /// "et1 down", ... in order, without times.
+   std::vector< std::string > moves() const;
+   /// When that happened first, seconds since the beginning; -1: never.
+   double timeOf( const std::string & move ) const;
+   void storeUsedIs( std::function< Ledger::StoreEngine &( Ledger::StoreEngine & ) > storeUsed ) {
+      world_.storeUsed = std::move( storeUsed );
+   }
+   const std::string & folder() const { return folder_; }
+
+ private:
+   static constexpr double begin = 1.7e9;
+   bool turnIsDone();
+   void perform();
+
+   std::string folder_;
+   Vel::Ptr< Cog::VirtualTime > time_;
+   Vel::Ptr< Cog::EventLoop > firstLoop_;
+   Vel::Ptr< WatchedSwitch > watched_;
+   Apps::MaintdWorld world_;
+   std::unique_ptr< Apps::Maintd > agent_;
+   std::multimap< double, std::function< void() > > actions_;
+   std::function< void() > turnHook_;
+   unsigned turns_ = 0;
+   unsigned crashTurn_ = 0;
+   Effects crashEffects_ = Effects::out;
+   bool crashed_ = false;
+};
+
+} // namespace Tests
