@@ -39,6 +39,8 @@ class PluginRig {
    void linkDel( const Intf & intf );
    /// Traffic of an Ethernet port from now on.
    void trafficIs( const Intf & intf, Traffic traffic );
+   /// Brings the counters up to the present time, as happens by itself before timers run.
+   void countTraffic();
    /// Counters move now instead of with the traffic.
    void octetsInc( const Intf & intf, Vel::U64 in, Vel::U64 out );
    void countersDel( const Intf & intf );
@@ -136,7 +138,6 @@ class PluginRig {
    static int captureBegin();
    static String captureEnd( int fd );
    void models();
-   void countTraffic();
    void startStage( StageClass & stageClass, const String & instanceName );
    void retireStage( StageClass & stageClass, const String & instanceName );
 
