@@ -34,9 +34,7 @@ std::string newFolder() {
 
 AgentRig::AgentRig( const std::string & configuration )
    : folder_( newFolder() ), time_( Vel::make< Cog::VirtualTime >( begin ) ) {
-   std::ofstream( folder_ + "/maintd.yaml" ) << "version: 1\nswitch: simulated\n"
-                                             << configuration << "simulated:\n  clock: virtual\n"
-                                             << "  ports: {et1: {}}\n";
+   configurationIs( configuration );
    firstLoop_ = Vel::make< Cog::EventLoop >( time_ );
    const auto made = DataPlane::switchNewSimulated( firstLoop_, description() );
    if ( !made.outcome.ok() )
@@ -51,6 +49,18 @@ AgentRig::~AgentRig() {
    agent_.reset();
    std::error_code ignored;
    std::filesystem::remove_all( folder_, ignored );
+}
+
+/// Which links there are is said by description(): the agent gets the switch, and does not make it.
+void AgentRig::configurationIs( const std::string & configuration ) {
+   std::ofstream( folder_ + "/maintd.yaml" )
+      << "version: 1\nswitch: simulated\n"
+      << configuration << "simulated:\n  clock: virtual\n  ports: {et1: {}}\n";
+}
+
+int AgentRig::reload( const std::string & configuration ) {
+   configurationIs( configuration );
+   return post( "reload" );
 }
 
 void AgentRig::start() {

@@ -51,6 +51,8 @@ class AgentRig {
    /// Asks the control API in a turn of its own; the status, 0: there is no answer yet. A POST is answered only when
    /// its turn is committed.
    int post( const std::string & path, const std::string & body = "{}" );
+   /// Writes this configuration and asks for it to be taken; the status of the answer.
+   int reload( const std::string & configuration );
    /// The body of what the control API says at once, as text.
    std::string get( const std::string & path );
    /// One member of a unit or an interface, as JSON text: `fact( "units/u1", "state" )` gives "normal" in quotes.
@@ -73,6 +75,7 @@ class AgentRig {
 
  private:
    static constexpr double begin = 1.7e9;
+   void configurationIs( const std::string & configuration );
    bool turnIsDone();
    void perform();
 

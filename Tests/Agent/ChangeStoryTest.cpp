@@ -1,0 +1,122 @@
+#include "Tests/Agent/AgentRig.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Tests::AgentRig;
+
+std::string
+configuration( const std::string & groups, const std::string & units, const std::string & threshold ) {
+   return "settle: 5s\n"
+          "profiles:\n"
+          "  fast: {threshold: " +
+          threshold +
+          ", load-interval: 10s, shutdown: true}\n"
+          "  watch: {threshold: 10Mbps, load-interval: 10s}\n"
+          "default-profile: fast\n"
+          "groups:\n" +
+          groups + "units:\n" + units;
+}
+
+const char * const twoGroups = "  g1: {interfaces: [et1, et2]}\n"
+                               "  g2: {interfaces: [et3]}\n";
+const char * const oneUnit = "  u1: {groups: [g1, g2]}\n";
+
+/// The world of a unit that is under way changes.
+class ChangeStory : public testing::Test {
+ protected:
+   ChangeStory() : rig( configuration( twoGroups, oneUnit, "100kbps" ) ) {
+      rig.traffic( "et1", 1e6 );
+      rig.start();
+      EXPECT_EQ( 202, rig.post( "units/u1/enter" ) );
+      rig.runUntil( 20 );
+      EXPECT_EQ( R"({"drained":2,"total":3})", rig.fact( "units/u1", "interfaces" ) );
+   }
+   AgentRig rig;
+};
+
+TEST_F( ChangeStory, thresholdThatIsRaisedLetsTheInterfaceDrain ) {
+   EXPECT_EQ( 200, rig.reload( configuration( twoGroups, oneUnit, "2Mbps" ) ) );
+   rig.runUntil( 40 );
+   EXPECT_EQ( "\"maintenance\"", rig.fact( "units/u1", "state" ) );
+   EXPECT_EQ( ( std::vector< std::string >{ "et2 down", "et3 down", "et1 down" } ), rig.moves() );
+}
+
+TEST_F( ChangeStory, interfaceThatMovesBetweenGroupsOfAUnitIsNotStartedAgain ) {
+   const std::string before = rig.fact( "interfaces/et2", "start-time" );
+   EXPECT_EQ(
+      200, rig.reload( configuration(
+              "  g1: {interfaces: [et1]}\n"
+              "  g2: {interfaces: [et2, et3]}\n",
+              oneUnit, "100kbps" ) ) );
+   rig.runUntil( 25 );
+   EXPECT_EQ( before, rig.fact( "interfaces/et2", "start-time" ) );
+   EXPECT_EQ( "\"under-maint\"", rig.fact( "interfaces/et2", "state" ) );
+   EXPECT_EQ( ( std::vector< std::string >{ "et2 down", "et3 down" } ), rig.moves() );
+}
+
+TEST_F( ChangeStory, interfaceThatLeavesItsGroupIsReleased ) {
+   EXPECT_EQ(
+      200, rig.reload( configuration(
+              "  g1: {interfaces: [et1, et2]}\n  g2: {interfaces: [et4]}\n", oneUnit, "100kbps" ) ) );
+   rig.runUntil( 25 );
+   EXPECT_EQ( "et3 up", rig.moves().back() );
+   rig.runUntil( 35 );
+   EXPECT_EQ( "et4 down", rig.moves().back() );
+}
+
+TEST_F( ChangeStory, profileOfAGroupThatChangesIsApplied ) {
+   EXPECT_EQ(
+      200, rig.reload( configuration(
+              "  g1: {interfaces: [et1, et2], profile: watch}\n"
+              "  g2: {interfaces: [et3]}\n",
+              oneUnit, "100kbps" ) ) );
+   rig.runUntil( 40 );
+   EXPECT_EQ( "\"watch\"", rig.fact( "interfaces/et2", "profile" ) );
+   EXPECT_EQ( "\"maintenance\"", rig.fact( "units/u1", "state" ) );
+   EXPECT_EQ( ( std::vector< std::string >{ "et2 down", "et3 down", "et2 up" } ), rig.moves() );
+}
+
+TEST_F( ChangeStory, unitThatIsNotNormalIsNotRemoved ) {
+   EXPECT_EQ( 409, rig.reload( configuration( twoGroups, "  u2: {groups: [g1]}\n", "100kbps" ) ) );
+   EXPECT_EQ( "\"entering\"", rig.fact( "units/u1", "state" ) );
+}
+
+TEST_F( ChangeStory, configurationWithErrorsLeavesTheRunningOne ) {
+   EXPECT_EQ( 400, rig.reload( configuration( twoGroups, oneUnit, "fast" ) ) );
+   EXPECT_EQ( "\"fast\"", rig.fact( "interfaces/et1", "profile" ) );
+   rig.runUntil( 40 );
+   EXPECT_EQ( "\"entering\"", rig.fact( "units/u1", "state" ) );
+}
+
+TEST_F( ChangeStory, linkThatIsDeletedNoLongerKeepsTheUnitFromCompleting ) {
+   ASSERT_TRUE( rig.simulation().linkDel( "et1" ).ok() );
+   rig.runUntil( 40 );
+   EXPECT_EQ( "\"maintenance\"", rig.fact( "units/u1", "state" ) );
+   EXPECT_EQ( R"({"drained":2,"total":2})", rig.fact( "units/u1", "interfaces" ) );
+}
+
+TEST_F( ChangeStory, linkThatComesBackIsMonitoredAgain ) {
+   ASSERT_TRUE( rig.simulation().linkDel( "et1" ).ok() );
+   rig.runUntil( 22 );
+   ASSERT_TRUE( rig.simulation().linkNew( "et1" ).ok() );
+   rig.runUntil( 60 );
+   EXPECT_EQ( "\"entering\"", rig.fact( "units/u1", "state" ) );
+   EXPECT_EQ( "\"enter-maint\"", rig.fact( "interfaces/et1", "state" ) );
+   EXPECT_EQ( R"({"drained":2,"total":3})", rig.fact( "units/u1", "interfaces" ) );
+}
+
+TEST_F( ChangeStory, trafficThatComesBackBeforeTheEndOfTheSettleTimeIsSeen ) {
+   rig.traffic( "et1", 0 );
+   rig.runUntil( 33 );
+   EXPECT_EQ( "\"entering\"", rig.fact( "units/u1", "state" ) );
+   EXPECT_EQ( R"({"drained":3,"total":3})", rig.fact( "units/u1", "interfaces" ) );
+   ASSERT_TRUE( rig.simulation().linkDel( "et1" ).ok() );
+   rig.runUntil( 34 );
+   ASSERT_TRUE( rig.simulation().linkNew( "et1" ).ok() );
+   rig.runUntil( 41 );
+   EXPECT_EQ( "\"entering\"", rig.fact( "units/u1", "state" ) ) << "completed in spite of a new link";
+}
+
+} // namespace
