@@ -49,13 +49,13 @@ bool IntfMonSm::hasTrafficDrained() const {
       drained = drainInterval >= intfProfile()->drainWatchLoadInterval();
    }
    TRACE_TEXT( 4, "hasTrafficDrained: intf ", intf(), ", traffic drained - ", Vel::boolText( drained ) );
-   TRACE_TEXT(
+   TRACE(
       9, "    threshold ", intfProfile()->drainWatchThresholdInKbps() * 1000.0, ", cur inBitsRates ",
       record.curRates().inBitsRate, ", cur outBitsRates ", record.curRates().outBitsRate );
-   TRACE_TEXT(
+   TRACE(
       9, "    numConsecutiveDrainedSamples ", record.numConsecutiveDrainedSamples(), ", totalSamples ",
       record.totalSamples() );
-   TRACE_TEXT(
+   TRACE(
       9, "    startTime ", record.startTime(), ", drainInterval ", drainInterval, ", drainWatchLoadInterval ",
       intfProfile()->drainWatchLoadInterval() );
    return drained;

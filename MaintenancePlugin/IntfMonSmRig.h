@@ -1,0 +1,76 @@
+#pragma once
+
+#include "MaintenancePlugin/PluginRig.h"
+
+/// Purpose: one interface monitor by itself, base of its tests: no unit starts it, so that a test chooses its state, its
+/// record and its profile.
+namespace MaintenanceMode {
+
+class IntfMonSmRig {
+ protected:
+   using State = Maintenance::MonIntfState;
+   using Profile = IntfMaintenanceProfile::Status;
+   static constexpr State idle = Maintenance::monIntfStateIdle;
+   static constexpr State enterMaint = Maintenance::monIntfStateEnterMaint;
+   static constexpr State underMaint = Maintenance::monIntfStateUnderMaint;
+   static constexpr State stopped = Maintenance::monIntfStateStopped;
+   /// Above the threshold of the profile "p", and below it.
+   static constexpr Traffic busy{ 1e6, 1e6 };
+   static constexpr Traffic quiet{};
+
+   /// The profile "p": 100 kbit/s, 10 s, no shutdown.
+   IntfMonSmRig() : p( rig.profileIs( "p", 100, 10, false, 0 ) ) {
+      rig.defaultProfileIs( "p" );
+      for ( const auto & intf : { et1, et2 } )
+         rig.linkIs( intf );
+      rig.start();
+   }
+
+   /// The interface's record, as an earlier run has left it.
+   Maintenance::MonIntfStatus & recorded( State state, double startTime ) {
+      auto * record = rig.monIntfStatusDir->monIntfStatusIs( et1, "p", startTime );
+      record->stateIs( state );
+      return *record;
+   }
+   IntfMonSm & monitor( const Wire::IntfId & intf, State initialState ) {
+      auto * sampler = rig.root->monIntfDir()->monitoredIntfIs( intf, rig.root.get(), p->name() );
+      return *rig.root->intfMonIs(
+         intf, rig.root->timerWheel(), Vel::Ptr< const Profile >( p ), rig.root.get(), sampler,
+         initialState );
+   }
+   IntfMonSm & monitor( State initialState = enterMaint ) { return monitor( et1, initialState ); }
+   /// A unit that holds the interface, with its set of drained interfaces.
+   UnitIntfInput & dependentUnit( const Vel::String & unitName, const Wire::IntfId & intf ) {
+      rig.unit( unitName );
+      rig.root->monIntfDir()->monitoredIntf( intf )->dependentUnitIs( unitName, true );
+      return *rig.root->unitDrainedIntf()->unitIntfInputIs( unitName );
+   }
+   UnitIntfInput & dependentUnit( const Vel::String & unitName ) { return dependentUnit( unitName, et1 ); }
+   Maintenance::MonIntfStatus & record() { return *rig.record( et1 ); }
+   Vel::U32 samples() { return record().totalSamples(); }
+   /// Bits per second of the last sample.
+   void ratesAre( double in, double out ) {
+      Interface::IntfRates rates;
+      rates.inBitsRate = in;
+      rates.outBitsRate = out;
+      record().curRatesIs( rates );
+   }
+   /// What an assertion says.
+   template < class Call >
+   static Vel::String assertion( Call call ) {
+      Vel::AssertionsThrow throwing;
+      try {
+         call();
+      } catch ( const Vel::AssertionFailed & failed ) {
+         return failed.what();
+      }
+      return "none failed";
+   }
+
+   PluginRig rig;
+   const Wire::IntfId et1 = PluginRig::port( "et1" );
+   const Wire::IntfId et2 = PluginRig::port( "et2" );
+   IntfMaintenanceProfile::Status * p;
+};
+
+} // namespace MaintenanceMode

@@ -1,0 +1,203 @@
+#include "MaintenancePlugin/IntfMonSm.h"
+
+#include "MaintenancePlugin/IntfMonSmRig.h"
+#include "Platform/Vel/Trace.h"
+
+#include <gtest/gtest.h>
+
+namespace MaintenanceMode {
+namespace {
+
+class IntfMonSmUnits : public testing::Test, protected IntfMonSmRig {
+ protected:
+   bool violating( const Vel::String & unitName ) {
+      const bool * violating = rig.unit( unitName ).intfsViolatingTrafficThreshold( et1 );
+      return violating && *violating;
+   }
+   Vel::U32 violations( const Vel::String & unitName ) {
+      return rig.unit( unitName ).totalIntfTrafficViolations();
+   }
+   /// A monitor that nobody has given a sampler.
+   Vel::Ptr< IntfMonSm > withoutSampler() {
+      return Vel::make< IntfMonSm >(
+         et1, rig.root->timerWheel(), Vel::Ptr< const Profile >( p ), rig.root.get(),
+         Vel::Ptr< MonitoredIntf >(), enterMaint );
+   }
+};
+
+// ---- drained
+
+TEST_F( IntfMonSmUnits, allUnitsOfAnInterfaceLearnInOneStepThatItHasDrained ) {
+   monitor();
+   UnitIntfInput & u1 = dependentUnit( "u1" );
+   UnitIntfInput & u2 = dependentUnit( "u2" );
+   rig.advance( 9 );
+   EXPECT_EQ( 0u, u1.intfs() + u2.intfs() );
+   rig.advance( 1 );
+   for ( const auto * input : { &u1, &u2 } ) {
+      ASSERT_TRUE( input->intf( et1 ) );
+      EXPECT_TRUE( *input->intf( et1 ) );
+      EXPECT_EQ( 1u, input->intfs() );
+   }
+}
+
+TEST_F( IntfMonSmUnits, aUnitLearnsOnceThatAnInterfaceHasDrained ) {
+   monitor();
+   UnitIntfInput & drained = dependentUnit( "u1" );
+   rig.advance( 10 );
+   drained.intfDel( et1 );
+   rig.advance( 60 );
+   EXPECT_EQ( 0u, drained.intfs() );
+}
+
+TEST_F( IntfMonSmUnits, aUnitWithoutASetOfDrainedInterfacesIsPassedOver ) {
+   IntfMonSm & intfMon = monitor();
+   dependentUnit( "u1" );
+   rig.root->unitDrainedIntf()->unitIntfInputDel( "u1" );
+   dependentUnit( "u2" );
+   Vel::TraceCapture traces;
+   intfMon.notifyDependentUnits();
+   EXPECT_FALSE( rig.root->unitDrainedIntf()->unitIntfInput( "u1" ) );
+   EXPECT_TRUE( rig.root->unitDrainedIntf()->unitIntfInput( "u2" )->intf( et1 ) );
+   EXPECT_TRUE( traces.has( "notifyDependentUnits: intfMonSm( et1) notifying unit u1", 4 ) );
+   EXPECT_TRUE( traces.has( "notifyDependentUnits: intfMonSm( et1) notifying unit u2", 4 ) );
+   EXPECT_TRUE( traces.has( "notifyDependentUnits: intfMonSm(et1) notified 1 units", 4 ) );
+}
+
+TEST_F( IntfMonSmUnits, anInterfaceThatNoUnitHoldsTellsNobody ) {
+   IntfMonSm & intfMon = monitor();
+   Vel::TraceCapture traces;
+   intfMon.notifyDependentUnits();
+   EXPECT_EQ( 1u, traces.lines().size() );
+   EXPECT_TRUE( traces.has( "notified 0 units" ) );
+}
+
+TEST_F( IntfMonSmUnits, unitsThatDoNotHoldTheInterfaceLearnNothing ) {
+   monitor( et2, enterMaint );
+   monitor();
+   dependentUnit( "u1" );
+   UnitIntfInput & other = dependentUnit( "u2", et2 );
+   rig.trafficIs( et2, busy );
+   rig.advance( 10 );
+   EXPECT_EQ( 0u, other.intfs() );
+}
+
+TEST_F( IntfMonSmUnits, aUnitMayLetGoOfTheInterfaceWhileItLearnsThatItHasDrained ) {
+   struct Observer {
+      struct VelDrained final : Vel::ReactorTo< Observer, UnitIntfInput > {
+         using ReactorTo::ReactorTo;
+         void onIntf( const Wire::IntfId & ) override {
+            sm()->sampler->dependentUnitDel( "u1" );
+            sm()->sampler->dependentUnitDel( "u2" );
+         }
+      };
+      MonitoredIntf * sampler;
+      Vel::Watch< VelDrained > drained;
+   } observer;
+   IntfMonSm & intfMon = monitor();
+   observer.sampler = intfMon.monitoredIntf().get();
+   observer.drained.is( &dependentUnit( "u1" ), &observer ).hasNotificationActiveIs( true );
+   UnitIntfInput & u2 = dependentUnit( "u2" );
+   UnitIntfInput & u3 = dependentUnit( "u3" );
+   intfMon.notifyDependentUnits();
+   EXPECT_FALSE( u2.intf( et1 ) );
+   EXPECT_TRUE( u3.intf( et1 ) );
+}
+
+// ---- violations
+
+TEST_F( IntfMonSmUnits, onlyUnitsInMaintenanceListViolations ) {
+   using Maintenance::Unit::UnitState;
+   for ( const auto state :
+         { UnitState::normal, UnitState::enterInProgress, UnitState::maintenance,
+           UnitState::exitInProgress } ) {
+      SCOPED_TRACE( Vel::text( state ) );
+      const Vel::String unitName = Vel::text( "u-", state );
+      IntfMonSm & intfMon = monitor( underMaint );
+      dependentUnit( unitName );
+      rig.unit( unitName ).stateIs( state );
+      intfMon.updateDependentUnitStatus( false );
+      const bool listed = state == UnitState::maintenance;
+      EXPECT_EQ( listed, violating( unitName ) );
+      EXPECT_EQ( listed ? 1u : 0u, violations( unitName ) );
+      rig.unit( unitName ).intfsViolatingTrafficThresholdIs( et1, true );
+      intfMon.updateDependentUnitStatus( true );
+      EXPECT_EQ( !listed, violating( unitName ) );
+   }
+}
+
+TEST_F( IntfMonSmUnits, eachBusySampleIsAViolationAndAQuietOneEndsThem ) {
+   monitor( underMaint );
+   dependentUnit( "u1" );
+   rig.entered( "u1" );
+   rig.trafficIs( et1, busy );
+   rig.advance( 30 );
+   EXPECT_TRUE( violating( "u1" ) );
+   EXPECT_EQ( 3u, violations( "u1" ) );
+   rig.trafficIs( et1, quiet );
+   rig.advance( 10 );
+   EXPECT_FALSE( violating( "u1" ) );
+   EXPECT_EQ( 0u, rig.unit( "u1" ).intfsViolatingTrafficThresholds() );
+   EXPECT_EQ( 3u, violations( "u1" ) );
+}
+
+TEST_F( IntfMonSmUnits, aViolationIsOneOfEveryUnitThatHoldsTheInterface ) {
+   monitor( underMaint );
+   for ( const char * unitName : { "u1", "u2" } ) {
+      dependentUnit( unitName );
+      rig.entered( unitName );
+   }
+   rig.entered( "u3" );
+   rig.trafficIs( et1, busy );
+   rig.advance( 10 );
+   EXPECT_EQ( 1u, violations( "u1" ) );
+   EXPECT_EQ( 1u, violations( "u2" ) );
+   EXPECT_EQ( 0u, violations( "u3" ) );
+}
+
+TEST_F( IntfMonSmUnits, aUnitWithoutAStatusIsPassedOver ) {
+   IntfMonSm & intfMon = monitor( underMaint );
+   for ( const char * unitName : { "u1", "u2" } ) {
+      dependentUnit( unitName );
+      rig.entered( unitName );
+   }
+   rig.unitStatusDir->statusDel( "u1" );
+   intfMon.updateDependentUnitStatus( false );
+   EXPECT_FALSE( rig.unitStatusDir->status( "u1" ) );
+   EXPECT_TRUE( violating( "u2" ) );
+   rig.root->unitStatusDirDel();
+   intfMon.updateDependentUnitStatus( true );
+   EXPECT_TRUE( violating( "u2" ) );
+}
+
+TEST_F( IntfMonSmUnits, thereAreNoViolationsBeforeTheInterfaceIsUnderMaintenance ) {
+   rig.trafficIs( et1, busy );
+   monitor();
+   dependentUnit( "u1" );
+   rig.entered( "u1" );
+   rig.advance( 30 );
+   EXPECT_EQ( 0u, violations( "u1" ) );
+}
+
+/// Nothing samples an interface that is shut, so its last violation stays until it is released.
+TEST_F( IntfMonSmUnits, aViolationStaysWhileTheInterfaceIsShut ) {
+   monitor( underMaint );
+   dependentUnit( "u1" );
+   rig.entered( "u1" );
+   rig.trafficIs( et1, busy );
+   rig.advance( 10 );
+   p->shutdownIs( true );
+   rig.trafficIs( et1, quiet );
+   rig.advance( 60 );
+   EXPECT_TRUE( violating( "u1" ) );
+   EXPECT_EQ( 1u, violations( "u1" ) );
+}
+
+TEST_F( IntfMonSmUnits, aMonitorWithoutASamplerIsFatal ) {
+   const auto intfMon = withoutSampler();
+   EXPECT_EQ( "monitoredIntf()", assertion( [&] { intfMon->notifyDependentUnits(); } ) );
+   EXPECT_EQ( "monitoredIntf()", assertion( [&] { intfMon->updateDependentUnitStatus( true ); } ) );
+}
+
+} // namespace
+} // namespace MaintenanceMode
