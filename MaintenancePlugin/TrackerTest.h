@@ -1,0 +1,53 @@
+#pragma once
+
+#include "MaintenancePlugin/PluginRig.h"
+#include "Platform/FastLog/Capture.h"
+#include "Platform/Vel/Trace.h"
+
+#include <gtest/gtest.h>
+
+/// Purpose: what the tests of membership tracking and of its backlog share.
+namespace MaintenanceMode {
+
+struct TrackerTest : testing::Test {
+   using IntfId = Wire::IntfId;
+
+   PluginRig rig;
+   const IntfId et1 = PluginRig::port( "et1" );
+   const IntfId et2 = PluginRig::port( "et2" );
+   const IntfId et3 = PluginRig::port( "et3" );
+
+   IntfStatusSm & tracker() { return *rig.root->intfStatusSm(); }
+   /// The interfaces that were processed, in that order: "et1 et2".
+   static Vel::String processed( const Vel::TraceCapture & traces ) {
+      const Vel::String head = "processBacklog: intf ";
+      Vel::String names;
+      for ( const auto & line : traces.lines() )
+         if ( line.text.starts_with( head ) )
+            names += ( names.empty() ? "" : " " ) + line.text.substr( head.size() );
+      return names;
+   }
+   /// Works the backlog off and tells what was in it.
+   Vel::String backlog() {
+      const Vel::TraceCapture traces;
+      rig.settle();
+      return processed( traces );
+   }
+   /// The unit's set of interfaces to be monitored, without a monitor that follows it.
+   UnitIntfInput & input( const Vel::String & unitName ) {
+      return *rig.root->unitMonIntfInput()->unitIntfInputIs( unitName );
+   }
+   /// The text of the assertion that fails in `action`; empty if none does.
+   template < class Action >
+   static Vel::String failedAssertion( Action action ) {
+      const Vel::AssertionsThrow assertionsThrow;
+      try {
+         action();
+      } catch ( const Vel::AssertionFailed & failure ) {
+         return failure.what();
+      }
+      return "";
+   }
+};
+
+} // namespace MaintenanceMode
