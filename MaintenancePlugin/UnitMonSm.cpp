@@ -21,6 +21,12 @@ Maintenance::Unit::Status * unitStatus( const DrainWatchSm & root, const Vel::St
 const Interface::IntfStatus * intfStatus( const DrainWatchSm & root, const Wire::IntfId & intf ) {
    return root.allIntfStatusDir() ? root.allIntfStatusDir()->intfStatus( intf ) : nullptr;
 }
+
+/// Whether the unit has a set there with nothing in it.
+bool emptied( const Vel::Ptr< UnitIntfInputDir > & dir, const Vel::String & unitName ) {
+   const UnitIntfInput * input = dir->unitIntfInput( unitName );
+   return input && input->intfs() == 0;
+}
 } // namespace
 
 UnitMonSm::UnitMonSm(
@@ -231,10 +237,10 @@ void UnitMonSm::prepareToDie() {
       monIntf()->intfDel( *intf );
    rootSm()->notifyStageCompletion( unitName(), genId(), MaintenanceOp::exit );
    VEL_ASSERT(
-      rootSm()->unitMonIntfInput()->unitIntfInput( unitName() )->intfs() == 0,
+      emptied( rootSm()->unitMonIntfInput(), unitName() ),
       "rootSm()->unitMonIntfInput()->unitIntfInput( unitName() )->intfs() == 0" );
    VEL_ASSERT(
-      rootSm()->unitDrainedIntf()->unitIntfInput( unitName() )->intfs() == 0,
+      emptied( rootSm()->unitDrainedIntf(), unitName() ),
       "rootSm()->unitDrainedIntf()->unitIntfInput( unitName() )->intfs() == 0" );
    rootSm()->unitMonIntfInput()->unitIntfInputDel( unitName() );
    rootSm()->unitDrainedIntf()->unitIntfInputDel( unitName() );
