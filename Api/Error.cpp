@@ -8,6 +8,8 @@ const char * stringValue( ErrorCode code ) {
       return "bad-request";
    case ErrorCode::notFound:
       return "not-found";
+   case ErrorCode::notAllowed:
+      return "method-not-allowed";
    case ErrorCode::conflict:
       return "conflict";
    case ErrorCode::tooLarge:
@@ -28,6 +30,8 @@ int httpStatus( ErrorCode code ) {
       return 400;
    case ErrorCode::notFound:
       return 404;
+   case ErrorCode::notAllowed:
+      return 405;
    case ErrorCode::conflict:
       return 409;
    case ErrorCode::tooLarge:

@@ -36,6 +36,7 @@ std::string interfacesOf( std::string_view unit );
 /// Keys of the bodies of requests.
 namespace Key {
 inline constexpr char reason[] = "reason";
+inline constexpr char timeout[] = "timeout";
 inline constexpr char force[] = "force";
 inline constexpr char name[] = "name";
 inline constexpr char level[] = "level";

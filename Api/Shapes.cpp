@@ -143,6 +143,8 @@ Unit unitOf( const Reader & in ) {
    unit.since = in.time( "since" );
    unit.reason = in.maybeText( "reason" );
    unit.by = in.maybeText( "by" );
+   unit.deadline = in.time( "deadline" );
+   unit.overdue = in.flag( "overdue" );
    const Reader interfaces = in.below( "interfaces" );
    unit.total = interfaces.counter( "total" );
    unit.drained = interfaces.counter( "drained" );

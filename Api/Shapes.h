@@ -23,8 +23,10 @@ struct Unit {
    std::optional< double > since;
    std::optional< std::string > reason;
    std::optional< std::string > by;
-   std::uint64_t total = 0;   ///< members with a record
-   std::uint64_t drained = 0; ///< those under maintenance
+   std::optional< double > deadline; ///< when the operation was expected to be over, if somebody has said
+   bool overdue = false;             ///< it is not, and goes on
+   std::uint64_t total = 0;          ///< members with a record
+   std::uint64_t drained = 0;        ///< those under maintenance
    std::optional< double > inBps, outBps;
    std::vector< std::string > violating; ///< names of interfaces
    std::uint64_t totalViolations = 0;

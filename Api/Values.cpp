@@ -1,6 +1,7 @@
 #include "Api/Values.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -135,6 +136,28 @@ std::optional< double > timeOf( std::string_view text ) {
    const std::int64_t whole =
       daysOf( year, month, day ) * secondsPerDay + hour * 3600 + minute * 60 + second - offset;
    return static_cast< double >( whole ) + fraction;
+}
+
+std::string rateText( double bps ) {
+   struct Unit {
+      double scale;
+      const char * name;
+   };
+   // The unit changes where three digits would round up to 1000 of the smaller one.
+   static constexpr std::array< Unit, 3 > units = { { { 1e9, "Gbps" }, { 1e6, "Mbps" }, { 1e3, "kbps" } } };
+   char text[64];
+   const double size = std::fabs( bps );
+   for ( const Unit & unit : units ) {
+      if ( size >= unit.scale * 0.9995 ) {
+         const double value = bps / unit.scale;
+         const double digits = std::fabs( value );
+         const int decimals = digits >= 99.95 ? 0 : digits >= 9.995 ? 1 : 2;
+         std::snprintf( text, sizeof text, "%.*f %s", decimals, value, unit.name );
+         return text;
+      }
+   }
+   std::snprintf( text, sizeof text, "%.0f bps", size < 0.5 ? 0.0 : bps );
+   return text;
 }
 
 std::string counterText( std::uint64_t value ) { return std::to_string( value ); }

@@ -16,6 +16,9 @@ std::string timeText( double seconds );
 /// Nothing if the text is no such time.
 std::optional< double > timeOf( std::string_view text );
 
+/// A finite rate for people, with three digits: `400 Mbps`, `1.50 kbps`, `12 bps`.
+std::string rateText( double bps );
+
 /// A 64-bit number, which many readers of JSON would round: its decimal digits.
 std::string counterText( std::uint64_t value );
 /// Nothing unless the text is decimal digits only and fits.

@@ -8,6 +8,8 @@
 #include "Platform/FastLog/FastLog.h"
 #include "Platform/Vel/Trace.h"
 
+#include <spdlog/spdlog.h>
+
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,6 +18,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 namespace Apps {
@@ -112,6 +115,11 @@ std::string Maintd::openStore() {
          return problem;
    if ( const auto status = lock_.lock( options_.stateDir ); !status.ok() )
       return status.text();
+   // Two agents with a state folder each must not share what is in this one either. Both may be one folder.
+   std::error_code ignored;
+   if ( !std::filesystem::equivalent( options_.stateDir, options_.runtimeDir, ignored ) )
+      if ( const auto status = runtimeLock_.lock( options_.runtimeDir ); !status.ok() )
+         return status.text();
    try {
       FastLog::fileIs( options_.runtimeDir + "/fastlog", fastLogBytes );
    } catch ( const FastLog::Error & error ) {
@@ -247,7 +255,7 @@ void Maintd::makeAgent() {
          e.defaultIntfProfile, e.intfToGroupDir, e.intfGroupStatusDir, e.groupToUnitDir, e.cause },
       commands() );
    server_ = std::make_unique< Agent::HttpServer >(
-      loop_,
+      loop_, wheel_,
       [this]( const Agent::HttpRequest & request, Agent::HttpServer::Answer answer ) {
          api_->handle( request, std::move( answer ) );
       },
@@ -302,7 +310,11 @@ void Maintd::run() { loop_->run(); }
 
 void Maintd::handleSignal( int signal ) {
    if ( signal == SIGHUP ) {
-      reload();
+      const auto result = reload();
+      if ( result.error )
+         spdlog::error( "{}: {}", options_.config, result.error->message );
+      for ( const std::string & error : result.error ? configurationErrors_ : result.changes )
+         spdlog::info( "{}", error );
       return;
    }
    // What is published, shut and under way stays as it is for the next start, so no destructor may run.
@@ -314,6 +326,7 @@ void Maintd::handleSignal( int signal ) {
 
 bool Maintd::commit() {
    resumeWhenTheRootIsThere();
+   answerAdvances();
    const auto status = persistence_->commit();
    if ( status.ok() ) {
       storeFailedSince_ = 0;

@@ -15,6 +15,7 @@
 #include "Platform/Ledger/Persistence.h"
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -89,7 +90,11 @@ class Maintd {
    void apply( const Config::Configuration & configuration );
    Agent::ControlCommands commands();
    Agent::ControlCommands::Reloaded reload();
-   Agent::ControlCommands::Result simulated( const Agent::ControlCommands::Simulated & what );
+   Agent::ControlCommands::Result
+   simulated( const Agent::ControlCommands::Simulated & what, std::function< void() > done );
+   void answerAdvances();
+   void answerWhenQuiet( std::function< void() > done, unsigned turnsLeft );
+   std::string blocked() const;
    Agent::ControlCommands::AgentFacts facts() const;
    std::vector< Agent::Problem > problems() const;
    std::optional< Api::Error > hold() const;
@@ -99,7 +104,7 @@ class Maintd {
 
    MaintdOptions options_;
    MaintdWorld world_;
-   Ledger::FolderLock lock_;
+   Ledger::FolderLock lock_, runtimeLock_;
    Vel::Ptr< Cog::EventLoop > loop_;
    std::unique_ptr< Cog::Signals > signals_;
    std::unique_ptr< Ledger::LmdbEngine > stateEngine_, runtimeEngine_;
@@ -117,6 +122,9 @@ class Maintd {
    std::unique_ptr< Agent::HttpServer > server_;
    Vel::Ptr< Maintenance::PluginContext > context_;
    Vel::Watch< ReleaseTick > releaseTick_;
+   std::multimap< double, std::function< void() > > advances_; ///< who waits for virtual time, by the time
+   /// Turns that the consequences of an advance may take before it is answered all the same.
+   static constexpr unsigned turnsToQuiet = 100;
    double started_ = 0;
    double storeFailedSince_ = 0; ///< 0: the store works
    std::string storeProblem_;

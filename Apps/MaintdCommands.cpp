@@ -22,21 +22,34 @@ const Vel::Entity * pointee( const Vel::Entity * entity, const char * attribute 
 
 Agent::ControlCommands Maintd::commands() {
    Agent::ControlCommands c;
-   c.enter = [this]( const std::string & unit, const std::string & reason, const std::string & by ) {
-      return stages_->enter( unit, { reason, by } );
+   using Request = Agent::ControlCommands::Request;
+   c.enter = [this]( const std::string & unit, const Request & request ) {
+      return stages_->enter( unit, { request.reason, request.by, request.timeout } );
    };
-   c.exit = [this]( const std::string & unit, const std::string & reason, const std::string & by ) {
-      return stages_->exit( unit, { reason, by } );
+   c.exit = [this]( const std::string & unit, const Request & request ) {
+      return stages_->exit( unit, { request.reason, request.by, request.timeout } );
    };
    c.progress = [this]( const std::string & unit ) {
       const auto counts = stages_->counts( unit );
       return Agent::ControlCommands::Progress{
-         stages_->stage( unit ), counts.total, counts.drained, stages_->settlingSince( unit ),
-         static_cast< double >( configuration_.settle.seconds() ) };
+         stages_->stage( unit ),
+         counts.total,
+         counts.drained,
+         stages_->settlingSince( unit ),
+         static_cast< double >( configuration_.settle.seconds() ),
+         blocked() };
    };
    c.release = [this]( const std::string & name ) { return executor_->release( name ); };
    c.reload = [this] { return reload(); };
-   c.simulated = [this]( const auto & what ) { return simulated( what ); };
+   c.simulated = [this]( const auto & what, std::function< void() > done ) {
+      return simulated( what, std::move( done ) );
+   };
+   c.groups = [this] {
+      std::map< std::string, Agent::ControlCommands::Group > groups;
+      for ( const auto & [name, group] : configuration_.groups )
+         groups[name] = { group.profile, group.interfaces };
+      return groups;
+   };
    c.agent = [this] { return facts(); };
    c.dump = [this] { return dump(); };
    c.counters = [this] { return pointee( root(), "counters" ); };
@@ -49,6 +62,14 @@ Agent::ControlCommands Maintd::commands() {
    };
    c.now = [this] { return now(); };
    return c;
+}
+
+/// Why no unit can complete an enter now; empty: it can.
+std::string Maintd::blocked() const {
+   if ( const auto held = hold() )
+      return held->message;
+   const auto problem = plugins_->problem( pluginName );
+   return problem ? problem->message : "";
 }
 
 Agent::ControlCommands::AgentFacts Maintd::facts() const {
@@ -93,6 +114,7 @@ Agent::ControlCommands::Reloaded Maintd::reload() {
       return result;
    }
    const auto refuse = [&]( const std::string & why ) {
+      configurationErrors_ = { options_.config + ": " + why };
       result.error = Api::Error{ Api::ErrorCode::conflict, why, options_.config };
       return result;
    };
@@ -114,7 +136,8 @@ Agent::ControlCommands::Reloaded Maintd::reload() {
    return result;
 }
 
-Agent::ControlCommands::Result Maintd::simulated( const Agent::ControlCommands::Simulated & what ) {
+Agent::ControlCommands::Result
+Maintd::simulated( const Agent::ControlCommands::Simulated & what, std::function< void() > done ) {
    const auto conflict = []( const std::string & text ) {
       return Api::Error{ Api::ErrorCode::conflict, text, "" };
    };
@@ -129,11 +152,32 @@ Agent::ControlCommands::Result Maintd::simulated( const Agent::ControlCommands::
       const auto time = Vel::ptrCast< Cog::VirtualTime >( world_.time );
       if ( !time )
          return conflict( "the clock of the simulated switch is real" );
-      time->targetIs( std::max( time->target(), now() ) + what.seconds );
-   }
-   if ( outcome.ok() )
+      const double target = std::max( time->target(), now() ) + what.seconds;
+      time->targetIs( target );
+      advances_.emplace( target, std::move( done ) );
       return std::nullopt;
+   }
+   if ( outcome.ok() ) {
+      loop_->effectIs( std::move( done ) );
+      return std::nullopt;
+   }
    return Api::Error{ Api::ErrorCode::badRequest, outcome.text(), what.interface };
+}
+
+/// Virtual time has come to where it should go, and what that has brought about is done with.
+void Maintd::answerAdvances() {
+   while ( !advances_.empty() && advances_.begin()->first <= now() ) {
+      answerWhenQuiet( std::move( advances_.begin()->second ), turnsToQuiet );
+      advances_.erase( advances_.begin() );
+   }
+}
+
+void Maintd::answerWhenQuiet( std::function< void() > done, unsigned turnsLeft ) {
+   loop_->effectIs( [this, done = std::move( done ), turnsLeft] {
+      if ( turnsLeft == 0 || loop_->dueTime() > now() )
+         return done();
+      loop_->post( [this, done, turnsLeft] { answerWhenQuiet( done, turnsLeft - 1 ); } );
+   } );
 }
 
 } // namespace Apps

@@ -30,12 +30,15 @@ class Runner {
       JsonObject request;
       if ( command.reason )
          request.add( Key::reason, *command.reason );
+      // Others see it with the unit; to wait for no time at all says nothing of the operation.
+      if ( command.timeout && command.timeout->seconds() > 0 )
+         request.add( Key::timeout, double( command.timeout->seconds() ) );
       const std::string body =
          remote_.post( Path::unit( command.unit, enter ? "enter" : "exit" ), request.text() );
       if ( !command.wait )
          return say( body, [&] {
             const Api::Accepted accepted = Api::readAccepted( body );
-            return accepted.unit + " is " + accepted.state + ", generation " +
+            return accepted.unit + " is " + stateText( accepted.state ) + ", generation " +
                    std::to_string( accepted.generation );
          } );
       // An exit of a unit that is normal, and an enter of one that is under maintenance, change nothing and are there.
@@ -94,7 +97,9 @@ class Runner {
          output_.text( text.empty() || text.ends_with( '\n' ) ? text : text + "\n" );
    }
 
-   void operator()( const ShowFastLog & command ) { showFastLog( command, invocation_.socket, output_ ); }
+   void operator()( const ShowFastLog & command ) {
+      showFastLog( command, command.file.value_or( fastLogFile() ), output_ );
+   }
 
    void operator()( const Trace & command ) {
       std::string body;
@@ -167,6 +172,20 @@ class Runner {
    }
 
  private:
+   /// Where the agent says that it writes; without an agent, where it would beside its socket.
+   std::string fastLogFile() {
+      try {
+         if ( std::string file = Api::readAgent( remote_.get( Path::agent ) ).fastLog; !file.empty() )
+            return file;
+      } catch ( const Failure & failure ) {
+         if ( failure.status == ExitStatus::interrupted )
+            throw;
+      } catch ( const Api::Error & ) {
+      }
+      const std::size_t slash = invocation_.socket.rfind( '/' );
+      return ( slash == std::string::npos ? "" : invocation_.socket.substr( 0, slash + 1 ) ) + "fastlog";
+   }
+
    /// The answer as it came, or the text that is made of it.
    template < class Text >
    void present( const std::string & body, Text text ) {
@@ -201,9 +220,7 @@ class Runner {
       const std::string body = waiting.until();
       say( body, [&] {
          const Api::Unit unit = Api::readUnit( body );
-         return unit.name + " is " +
-                ( unit.state == Api::UnitState::maintenance ? "under maintenance" : unit.state ) + " after " +
-                spanText( waiting.elapsed() );
+         return unit.name + " is " + stateText( unit.state ) + " after " + spanText( waiting.elapsed() );
       } );
    }
 

@@ -73,6 +73,8 @@ std::string unitText( const Api::Unit & unit, Now now ) {
    sheet.line( "Since", timeAndAge( unit.since, now ) );
    sheet.line( "By", orNothing( unit.by ) );
    sheet.line( "Reason", orNothing( unit.reason ) );
+   if ( unit.deadline )
+      sheet.line( "Expected by", Api::timeText( *unit.deadline ) + ( unit.overdue ? ", overdue" : "" ) );
    sheet.line( "Groups", listText( unit.groups ) );
    sheet.line( "Interfaces", drainedText( unit.drained, unit.total ) );
    sheet.line( "Settling since", timeAndAge( unit.settlingSince, now ) );
@@ -121,7 +123,10 @@ std::string interfaceText( const Api::Interface & intf, Now now ) {
    sheet.line( "Monitored since", timeAndAge( intf.startTime, now ) );
    sheet.line( "Rates", "in " + rateText( intf.inBps ) + ", out " + rateText( intf.outBps ) );
    sheet.line( "Samples", countOrNothing( intf.samples ) );
-   sheet.line( "Quiet samples", countOrNothing( intf.consecutiveDrainedSamples ) + " in a row" );
+   sheet.line(
+      "Quiet samples", intf.consecutiveDrainedSamples
+                          ? std::to_string( *intf.consecutiveDrainedSamples ) + " in a row"
+                          : nothing );
    sheet.line( "Last sample", timeAndAge( intf.lastSampleTime, now ) );
    sheet.line( "Spike", intf.spike ? "yes, traffic came back under maintenance" : "no" );
    return sheet.text();
@@ -195,7 +200,7 @@ std::string agentText( const Api::Agent & agent ) {
 }
 
 std::string explanationText( const Api::Explanation & e, Now now ) {
-   std::string result = printable( e.unit ) + " is " + printable( e.state );
+   std::string result = printable( e.unit ) + " is " + printable( stateText( e.state ) );
    if ( e.stage )
       result += ", stage " + printable( *e.stage );
    if ( e.settleRemainingSeconds )

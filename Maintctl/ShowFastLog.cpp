@@ -8,11 +8,6 @@ namespace Maintctl {
 
 namespace {
 
-std::string besideSocket( const std::string & socket ) {
-   const std::size_t slash = socket.rfind( '/' );
-   return ( slash == std::string::npos ? "" : socket.substr( 0, slash + 1 ) ) + "fastlog";
-}
-
 std::string jsonOf( const FastLog::Contents & contents ) {
    std::vector< JsonObject > lines;
    for ( const FastLog::Line & line : contents.lines )
@@ -29,8 +24,7 @@ std::string jsonOf( const FastLog::Contents & contents ) {
 
 } // namespace
 
-void showFastLog( const ShowFastLog & command, const std::string & socket, Output & output ) try {
-   std::string file = command.file.value_or( besideSocket( socket ) );
+void showFastLog( const ShowFastLog & command, std::string file, Output & output ) try {
    if ( command.run > 0 )
       file = FastLog::keptPath( file, command.run );
    const FastLog::Reader reader( file );

@@ -1,8 +1,8 @@
 #include "Maintctl/Text.h"
 
+#include "Api/Names.h"
 #include "Api/Values.h"
 
-#include <array>
 #include <cmath>
 #include <cstdio>
 
@@ -44,27 +44,7 @@ std::string twoParts( long large, const char * largeUnit, long small, const char
 } // namespace
 
 std::string rateText( std::optional< double > bps ) {
-   if ( !bps || !std::isfinite( *bps ) )
-      return nothing;
-   struct Unit {
-      double scale;
-      const char * name;
-   };
-   // The unit changes where three digits would round up to 1000 of the smaller one.
-   static constexpr std::array< Unit, 3 > units = { { { 1e9, "Gbps" }, { 1e6, "Mbps" }, { 1e3, "kbps" } } };
-   char text[64];
-   const double size = std::fabs( *bps );
-   for ( const Unit & unit : units ) {
-      if ( size >= unit.scale * 0.9995 ) {
-         const double value = *bps / unit.scale;
-         const double digits = std::fabs( value );
-         const int decimals = digits >= 99.95 ? 0 : digits >= 9.995 ? 1 : 2;
-         std::snprintf( text, sizeof text, "%.*f %s", decimals, value, unit.name );
-         return text;
-      }
-   }
-   std::snprintf( text, sizeof text, "%.0f bps", size < 0.5 ? 0.0 : *bps );
-   return text;
+   return bps && std::isfinite( *bps ) ? Api::rateText( *bps ) : nothing;
 }
 
 std::string spanText( double seconds ) {
@@ -112,6 +92,10 @@ std::string orNothing( const std::optional< std::string > & text ) {
 }
 
 const char * yesNo( bool value ) { return value ? "yes" : "no"; }
+
+std::string stateText( const std::string & state ) {
+   return state == Api::UnitState::maintenance ? "under maintenance" : state;
+}
 
 std::string printable( std::string_view text ) {
    std::string result;

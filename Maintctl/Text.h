@@ -28,6 +28,8 @@ std::string countText( std::size_t count, std::string_view what );
 std::string listText( const std::vector< std::string > & names );
 std::string orNothing( const std::optional< std::string > & text );
 const char * yesNo( bool value );
+/// The state of a unit as one says it behind "is": `under maintenance`, `entering`.
+std::string stateText( const std::string & state );
 
 /// Text that cannot fool a terminal: control characters and broken UTF-8 as `\xHH`.
 std::string printable( std::string_view text );

@@ -1,450 +1,331 @@
 #include "Agent/Control/ControlApi.h"
 
-#include "Agent/Control/Shapes.h"
-#include "Platform/Vel/Entity.h"
+#include "Api/Names.h"
+#include "Config/Duration.h"
 #include "Platform/Vel/Trace.h"
 
 #include <nlohmann/json.hpp>
 
-#include <unistd.h>
-
+#include <algorithm>
 #include <cmath>
+#include <set>
 
 namespace Agent {
 
+using Api::ErrorCode;
 using nlohmann::json;
+namespace Key = Api::Key;
 
 namespace {
 
-std::vector< std::string > split( const std::string & path ) {
+/// Seconds that may be asked for at once: a day.
+constexpr double maxSeconds = 86400;
+
+std::vector< std::string > split( std::string_view path ) {
    std::vector< std::string > result;
-   std::size_t begin = 0;
-   while ( begin < path.size() ) {
+   for ( std::size_t begin = 0; begin < path.size(); ) {
       const std::size_t end = std::min( path.find( '/', begin ), path.size() );
       if ( end > begin )
-         result.push_back( path.substr( begin, end - begin ) );
+         result.emplace_back( path.substr( begin, end - begin ) );
       begin = end + 1;
    }
    return result;
 }
 
-HttpReply ok( const json & body, int status = 200 ) {
-   // Names come from outside; what is not UTF-8 is shown, not refused.
-   return { status, body.dump( -1, ' ', false, json::error_handler_t::replace ) + "\n" };
+bool matches( const char * pattern, const std::vector< std::string > & path ) {
+   const auto wanted = split( pattern );
+   return std::equal(
+      wanted.begin(), wanted.end(), path.begin(), path.end(),
+      []( const std::string & a, const std::string & b ) { return a == "*" || a == b; } );
 }
 
-Api::Error notFound( const std::string & what, const std::string & where ) {
-   return { Api::ErrorCode::notFound, what, where };
+std::string text( const json & value ) {
+   return value.dump( -1, ' ', false, json::error_handler_t::replace ) + "\n";
 }
 
-json number( double value ) { return std::isfinite( value ) ? json( value ) : json( nullptr ); }
+json refusalJson( const Api::Error & error ) {
+   return {
+      { "error",
+        { { "code", stringValue( error.code ) },
+          { "message", error.message },
+          { "where", error.where.empty() ? json( nullptr ) : json( error.where ) } } } };
+}
 
-json textOrNull( const std::string & text ) { return text.empty() ? json( nullptr ) : json( text ); }
+Api::Error bad( const std::string & member, const std::string & what ) {
+   return { ErrorCode::badRequest, "\"" + member + "\" " + what, member };
+}
 
-} // namespace
-
-/// The shapes as JSON.
-struct ControlApi::Json {
-   const ControlModel & model;
-   const ControlCommands & commands;
-
-   json time( double clockSeconds ) const {
-      return clockSeconds > 0 ? json( rfc3339( commands.wallTime( clockSeconds ) ) ) : json( nullptr );
+/// The body of a request, member by member. Its operations throw Api::Error for what is missing, of another type or out
+/// of range; end() also for a member that none of them has asked for.
+class Body {
+ public:
+   explicit Body( const HttpRequest & request ) : value_( json::object() ) {
+      if ( request.body.empty() )
+         return;
+      value_ = json::parse( request.body, nullptr, false );
+      if ( !value_.is_object() )
+         throw Api::Error{ ErrorCode::badRequest, "the body is not a JSON object", "body" };
    }
 
-   json unit( const Maintenance::Unit::Status & status ) const {
-      const std::string name = status.unitName();
-      const auto * run = model.unitRunDir->unitRun( name );
-      const auto progress = commands.progress( name );
-      json violating = json::array();
-      for ( const auto & [intf, value] : status.intfsViolatingTrafficThresholdRange() )
-         violating.push_back( intf.name() );
-      json groups = json::array();
-      if ( const auto * of = model.groupToUnitDir->unitToGroup( name ) )
-         for ( const auto & [group, none] : of->groupKeyRange() )
-            groups.push_back( group.name );
-      return {
-         { "name", name },
-         { "state", unitStateText( status.state() ) },
-         { "stage", textOrNull( progress.stage ) },
-         { "generation", status.genId() },
-         { "since", run ? time( run->since() ) : json( nullptr ) },
-         { "reason", run ? textOrNull( run->reason() ) : json( nullptr ) },
-         { "by", run ? textOrNull( run->by() ) : json( nullptr ) },
-         { "interfaces", { { "total", progress.total }, { "drained", progress.drained } } },
-         { "rates",
-           { { "in-bps", status.aggTrafficRate().inRate }, { "out-bps", status.aggTrafficRate().outRate } } },
-         { "violating", violating },
-         { "total-violations", status.totalIntfTrafficViolations() },
-         { "settling-since", progress.settlingSince ? time( *progress.settlingSince ) : json( nullptr ) },
-         { "groups", groups } };
+   /// Null counts as missing.
+   const json * find( const char * name ) {
+      known_.insert( name );
+      const auto it = value_.find( name );
+      return it == value_.end() || it->is_null() ? nullptr : &*it;
+   }
+   const json & get( const char * name ) {
+      if ( const json * value = find( name ) )
+         return *value;
+      throw bad( name, "is missing" );
    }
 
-   json interface( const Wire::IntfId & intf ) const {
-      const auto * record = model.monIntfStatusDir->monIntfStatus( intf );
-      const auto rate = [&]( double value ) {
-         return record && record->totalSamples() ? number( value ) : json( nullptr );
-      };
-      return {
-         { "name", intf.name() },
-         { "kind", kindText( intf.kind() ) },
-         { "units", unitsOfInterface( model, intf ) },
-         { "profile", textOrNull( profileOf( model, intf ) ) },
-         { "state", record ? json( monStateText( record->state() ) ) : json( nullptr ) },
-         { "in-bps", rate( record ? record->curRates().inBitsRate : 0 ) },
-         { "out-bps", rate( record ? record->curRates().outBitsRate : 0 ) },
-         { "samples", record ? json( record->totalSamples() ) : json( nullptr ) },
-         { "consecutive-drained-samples",
-           record ? json( record->numConsecutiveDrainedSamples() ) : json( nullptr ) },
-         { "spike", record && record->spikeUnderMaint() },
-         { "shut", model.cause->intfStatus( intf ) != nullptr },
-         { "link-state", commands.linkState( intf ) },
-         { "start-time", record ? time( record->startTime() ) : json( nullptr ) },
-         { "state-time", record ? time( record->stateTime() ) : json( nullptr ) },
-         { "last-sample-time", record ? time( record->lastSampleTime() ) : json( nullptr ) } };
+   std::string text( const char * name ) { return textOf( name, get( name ) ); }
+   std::string text( const char * name, const char * missing ) {
+      const json * value = find( name );
+      return value ? textOf( name, *value ) : missing;
+   }
+   bool flag( const char * name ) { return flagOf( name, get( name ) ); }
+   bool flag( const char * name, bool missing ) {
+      const json * value = find( name );
+      return value ? flagOf( name, *value ) : missing;
+   }
+   double number( const char * name, double least, double most ) {
+      const json & value = get( name );
+      if ( !value.is_number() )
+         throw bad( name, "is not a number" );
+      const auto number = value.get< double >();
+      if ( !( number >= least && number <= most ) )
+         throw bad( name, "is out of range" );
+      return number;
+   }
+   double number( const char * name, double least, double most, double missing ) {
+      return find( name ) ? number( name, least, most ) : missing;
+   }
+   /// A time as in the configuration, `90s`, or a number of seconds.
+   std::optional< double > duration( const char * name ) {
+      const json * value = find( name );
+      if ( !value )
+         return std::nullopt;
+      if ( !value->is_string() )
+         return number( name, 0, static_cast< double >( Config::Duration::max().seconds() ) );
+      const auto parsed = Config::Duration::parse( value->get_ref< const std::string & >() );
+      if ( !parsed )
+         throw bad( name, "is no time: " + parsed.error );
+      return static_cast< double >( parsed.value->seconds() );
    }
 
-   json explain( const Maintenance::Unit::Status & status ) const {
-      const std::string name = status.unitName();
-      const auto progress = commands.progress( name );
-      const double now = commands.now();
-      json waiting = json::array(), skipped = json::array();
-      for ( const auto & [text, intf] : interfacesOfUnit( model, name ) ) {
-         const auto * record = model.monIntfStatusDir->monIntfStatus( intf );
-         if ( !record ) {
-            skipped.push_back( { { "interface", text }, { "reason", waitingText( model, intf, now ) } } );
-            continue;
-         }
-         if ( record->state() == Maintenance::monIntfStateUnderMaint )
-            continue;
-         json entry = interface( intf );
-         const auto * profile = model.intfProfileStatusDir->status( profileOf( model, intf ) );
-         waiting.push_back(
-            { { "interface", text },
-              { "state", entry["state"] },
-              { "profile", entry["profile"] },
-              { "in-bps", entry["in-bps"] },
-              { "out-bps", entry["out-bps"] },
-              { "threshold-bps",
-                profile ? number( profile->drainWatchThresholdInKbps() * 1000 ) : json( nullptr ) },
-              { "load-interval-seconds",
-                profile ? json( profile->drainWatchLoadInterval() ) : json( nullptr ) },
-              { "quiet-seconds", record->numConsecutiveDrainedSamples() * 5 },
-              { "samples", record->totalSamples() },
-              { "next-sample",
-                record->lastSampleTime() > 0 ? time( record->lastSampleTime() + 5 ) : json( nullptr ) },
-              { "shutdown-at", profile && profile->shutdown() && std::isfinite( profile->shutdownMaxDelay() )
-                                  ? time( record->startTime() + profile->shutdownMaxDelay() )
-                                  : json( nullptr ) },
-              { "reason", waitingText( model, intf, now ) } } );
-      }
-      const auto * run = model.unitRunDir->unitRun( name );
-      const bool stuck = status.state() == Maintenance::Unit::UnitState::enterInProgress &&
-                         progress.total == progress.drained && !progress.settlingSince && run &&
-                         now - run->since() > 15;
-      return {
-         { "unit", name },
-         { "state", unitStateText( status.state() ) },
-         { "stage", textOrNull( progress.stage ) },
-         { "settle-remaining-seconds",
-           progress.settlingSince
-              ? number( std::max( 0.0, *progress.settlingSince + progress.settleTime - now ) )
-              : json( nullptr ) },
-         { "stuck", stuck },
-         { "stuck-reason", stuck
-                              ? json( "all interfaces have drained, but the stage was not reported complete" )
-                              : json( nullptr ) },
-         { "waiting", waiting },
-         { "skipped", skipped } };
+   void end() const {
+      for ( const auto & [name, value] : value_.items() )
+         if ( !known_.count( name ) )
+            throw bad( name, "is not known here" );
    }
 
-   json profiles() const {
-      json result = json::array();
-      for ( const auto & [name, profile] : model.intfProfileStatusDir->statusRange() )
-         result.push_back(
-            { { "name", name },
-              { "threshold-bps", number( profile->drainWatchThresholdInKbps() * 1000 ) },
-              { "load-interval-seconds", profile->drainWatchLoadInterval() },
-              { "shutdown", profile->shutdown() },
-              { "shutdown-max-delay-seconds", number( profile->shutdownMaxDelay() ) },
-              { "default", name == model.defaultIntfProfile->profileName() } } );
-      return result;
+ private:
+   static std::string textOf( const char * name, const json & value ) {
+      if ( !value.is_string() )
+         throw bad( name, "is not a text" );
+      return value.get< std::string >();
+   }
+   static bool flagOf( const char * name, const json & value ) {
+      if ( !value.is_boolean() )
+         throw bad( name, "is neither true nor false" );
+      return value.get< bool >();
    }
 
-   json groups() const {
-      json result = json::array();
-      for ( const auto & [group, mapping] : model.groupToUnitDir->groupToUnitRange() ) {
-         json interfaces = json::array(), units = json::array();
-         if ( const auto * status = model.intfGroupStatusDir->status( group ) )
-            for ( const auto & [intf, none] : status->intfRange() )
-               interfaces.push_back( intf.name() );
-         for ( const auto & [unit, none] : mapping->unitNameRange() )
-            units.push_back( unit );
-         result.push_back( { { "name", group.name }, { "interfaces", interfaces }, { "units", units } } );
-      }
-      return result;
-   }
-
-   json counters() const {
-      json result = json::object();
-      if ( const Vel::Entity * entity = commands.counters() )
-         for ( const Vel::AttributeInfo & a : entity->typeInfo().attributes() )
-            if ( a.kind == Vel::AttributeInfo::counter )
-               result[kebabCase( a.name )] =
-                  *static_cast< const Vel::U32 * >( a.raw( const_cast< Vel::Entity & >( *entity ) ) );
-      return result;
-   }
-
-   json problems( const std::vector< Problem > & list ) const {
-      json result = json::array();
-      for ( const Problem & problem : list )
-         result.push_back(
-            { { "what", problem.what }, { "since", time( problem.since ) }, { "text", problem.text } } );
-      return result;
-   }
-
-   json agent() const {
-      const auto facts = commands.agent();
-      return {
-         { "version", facts.version },
-         { "pid", getpid() },
-         { "started", time( facts.started ) },
-         { "state", facts.problems.empty() ? "ok" : "degraded" },
-         { "problems", problems( facts.problems ) },
-         { "plugin",
-           { { "name", facts.pluginName },
-             { "state", facts.pluginProblem.empty() ? "loaded" : "missing" },
-             { "text", textOrNull( facts.pluginProblem ) } } },
-         { "configuration",
-           { { "file", facts.configurationFile },
-             { "state", facts.configurationErrors.empty() ? "accepted" : "last-accepted" },
-             { "errors", facts.configurationErrors } } },
-         { "switch", facts.switchKind },
-         { "clock", time( commands.now() ) },
-         { "fast-log", facts.fastLog } };
-   }
-
-   static json trace() {
-      json result = json::array();
-      for ( const Vel::TraceFacility * facility : Vel::TraceFacility::all() )
-         result.push_back( { { "name", facility->name() }, { "level", facility->level() } } );
-      return result;
-   }
+   json value_;
+   std::set< std::string > known_;
 };
 
-HttpReply ControlApi::refusal( const Api::Error & error ) {
-   return ok(
-      { { "error",
-          { { "code", stringValue( error.code ) },
-            { "message", error.message },
-            { "where", textOrNull( error.where ) } } } },
-      httpStatus( error.code ) );
-}
-
-void ControlApi::handle( const HttpRequest & request, HttpServer::Answer answer ) {
-   std::vector< std::string > path = split( request.path );
-   if ( request.method != "GET" && request.method != "HEAD" && !request.local )
-      return answer(
-         refusal( { Api::ErrorCode::badRequest, "only GET is allowed on this address", request.method } ) );
-   if ( path.size() == 1 && path[0] == "healthz" ) {
-      const auto problems = commands_.agent().problems;
-      const Json shapes{ model_, commands_ };
-      return answer( ok(
-         { { "status", problems.empty() ? "ok" : "degraded" }, { "problems", shapes.problems( problems ) } },
-         problems.empty() ? 200 : 503 ) );
-   }
-   if ( path.size() < 3 || path[0] != "api" || path[1] != "v1" )
-      return answer( refusal( notFound( "there is nothing here", request.path ) ) );
-   path.erase( path.begin(), path.begin() + 2 );
-   if ( request.method == "GET" || request.method == "HEAD" )
-      return answer( get( request, path ) );
-   if ( request.method == "POST" )
-      return post( request, path, answer );
-   answer( refusal( { Api::ErrorCode::badRequest, "unknown method " + request.method, request.method } ) );
-}
-
-HttpReply ControlApi::get( const HttpRequest & request, const std::vector< std::string > & path ) {
-   const Json shapes{ model_, commands_ };
-   const std::string & what = path[0];
-   if ( path.size() > 1 )
-      return getOne( path );
-   if ( what == "units" ) {
-      json list = json::array();
-      for ( const auto & [name, status] : model_.unitStatusDir->statusRange() )
-         list.push_back( shapes.unit( *status ) );
-      return ok( list );
-   }
-   if ( what == "interfaces" ) {
-      json list = json::array();
-      const auto unit = request.query.find( "unit" );
-      if ( unit != request.query.end() && !model_.unitStatusDir->status( unit->second ) )
-         return refusal( notFound( "there is no unit " + unit->second, unit->second ) );
-      for ( const auto & [name, intf] :
-            unit == request.query.end() ? allInterfaces( model_ ) : interfacesOfUnit( model_, unit->second ) )
-         list.push_back( shapes.interface( intf ) );
-      return ok( list );
-   }
-   if ( what == "profiles" )
-      return ok( shapes.profiles() );
-   if ( what == "groups" )
-      return ok( shapes.groups() );
-   if ( what == "counters" )
-      return ok( shapes.counters() );
-   if ( what == "agent" )
-      return ok( shapes.agent() );
-   if ( what == "trace" )
-      return ok( Json::trace() );
-   if ( what == "dump" )
-      return { 200, commands_.dump(), "text/plain; charset=utf-8" };
-   return refusal( notFound( "there is nothing here", request.path ) );
-}
-
-HttpReply ControlApi::getOne( const std::vector< std::string > & path ) {
-   const Json shapes{ model_, commands_ };
-   const std::string & name = path[1];
-   if ( path[0] == "units" ) {
-      const auto * status = model_.unitStatusDir->status( name );
-      if ( !status )
-         return refusal( notFound( "there is no unit " + name, name ) );
-      if ( path.size() == 2 )
-         return ok( shapes.unit( *status ) );
-      if ( path.size() == 3 && path[2] == "explain" )
-         return ok( shapes.explain( *status ) );
-   }
-   if ( path[0] == "interfaces" && path.size() == 2 ) {
-      const auto all = allInterfaces( model_ );
-      const auto it = all.find( name );
-      return it == all.end() ? refusal( notFound( "there is no interface " + name, name ) )
-                             : ok( shapes.interface( it->second ) );
-   }
-   return refusal( notFound( "there is nothing here", name ) );
-}
-
-namespace {
-
-/// A field of a request's body; throws Api::Error if it is of another type or missing.
-template < class T >
-T field( const json & body, const char * name, std::optional< T > missing = std::nullopt ) {
-   const auto it = body.find( name );
-   if ( it == body.end() || it->is_null() ) {
-      if ( missing )
-         return *missing;
-      throw Api::Error{ Api::ErrorCode::badRequest, std::string( "\"" ) + name + "\" is missing", name };
-   }
-   const bool fits = std::is_same_v< T, std::string > ? it->is_string()
-                     : std::is_same_v< T, bool >      ? it->is_boolean()
-                                                      : it->is_number();
-   if ( !fits )
-      throw Api::Error{
-         Api::ErrorCode::badRequest, std::string( "\"" ) + name + "\" has the wrong type", name };
-   return it->get< T >();
-}
-
-json bodyOf( const HttpRequest & request ) {
-   if ( request.body.empty() )
-      return json::object();
-   json body = json::parse( request.body, nullptr, false );
-   if ( !body.is_object() )
-      throw Api::Error{ Api::ErrorCode::badRequest, "the body is not a JSON object", "body" };
-   return body;
-}
-
-double rate( const json & body, const char * name ) {
-   const double value = field< double >( body, name );
-   if ( !( value >= 0 && value <= 1e15 ) )
-      throw Api::Error{ Api::ErrorCode::badRequest, std::string( "\"" ) + name + "\" is out of range", name };
-   return value;
-}
-
 } // namespace
 
-void ControlApi::post(
-   const HttpRequest & request, const std::vector< std::string > & path,
-   const HttpServer::Answer & answer ) try {
-   const json body = bodyOf( request );
-   const auto answerWhenCommitted = [&]( HttpReply reply ) {
-      commands_.whenCommitted( [answer, reply = std::move( reply )] { answer( reply ); } );
-   };
-   const auto resultOf = [&]( const ControlCommands::Result & result, auto shape, int status ) {
-      if ( result )
-         answer( refusal( *result ) );
-      else
-         answerWhenCommitted( ok( shape(), status ) );
-   };
-   if ( path.size() == 3 && path[0] == "units" && ( path[2] == "enter" || path[2] == "exit" ) ) {
-      const auto reason = field< std::string >( body, "reason", "" );
-      const auto & command = path[2] == "enter" ? commands_.enter : commands_.exit;
-      return resultOf(
-         command( path[1], reason, request.by ),
-         [&] {
-            const auto & status = *model_.unitStatusDir->status( path[1] );
-            return json{
-               { "unit", path[1] },
-               { "generation", status.genId() },
-               { "state", unitStateText( status.state() ) } };
-         },
-         202 );
+const ControlApi::Route ControlApi::routes[] = {
+   { "GET", "units", &ControlApi::getUnits },
+   { "GET", "units/*", &ControlApi::getUnit },
+   { "GET", "units/*/explain", &ControlApi::getExplanation },
+   { "GET", "interfaces", &ControlApi::getInterfaces },
+   { "GET", "interfaces/*", &ControlApi::getInterface },
+   { "GET", "profiles", &ControlApi::getProfiles },
+   { "GET", "groups", &ControlApi::getGroups },
+   { "GET", "counters", &ControlApi::getCounters },
+   { "GET", "agent", &ControlApi::getAgent },
+   { "GET", "healthz", &ControlApi::getHealth },
+   { "GET", "trace", &ControlApi::getTrace },
+   { "GET", "dump", &ControlApi::getDump },
+   { "POST", "units/*/enter", &ControlApi::postEnter },
+   { "POST", "units/*/exit", &ControlApi::postExit },
+   { "POST", "interfaces/*/release", &ControlApi::postRelease },
+   { "POST", "trace", &ControlApi::postTrace },
+   { "POST", "reload", &ControlApi::postReload },
+   { "POST", "simulated/traffic", &ControlApi::postSimulated },
+   { "POST", "simulated/link", &ControlApi::postSimulated },
+   { "POST", "simulated/advance", &ControlApi::postSimulated },
+};
+
+ControlApi::ControlApi( ControlModel model, ControlCommands commands )
+   : model_( std::move( model ) ), commands_( std::move( commands ) ), answers_( model_, commands_ ) {}
+
+HttpReply ControlApi::refusal( const Api::Error & error ) {
+   return { httpStatus( error.code ), text( refusalJson( error ) ) };
+}
+
+void ControlApi::handle( const HttpRequest & request, HttpServer::Answer answer ) try {
+   Path path = split( request.path );
+   // Whoever watches many programs looks for their health at the top.
+   if ( path.size() >= 2 && path[0] == "api" && path[1] == "v1" )
+      path.erase( path.begin(), path.begin() + 2 );
+   else if ( path != Path{ "healthz" } )
+      path.clear();
+   bool found = false;
+   std::string allowed;
+   for ( const Route & route : routes ) {
+      if ( !matches( route.pattern, path ) )
+         continue;
+      found = true;
+      const bool reads = std::string_view( route.method ) == "GET";
+      if ( !reads && !request.local )
+         continue;
+      if ( request.method == route.method || ( reads && request.method == "HEAD" ) )
+         return ( this->*route.handler )( { request, path, answer } );
+      allowed += ( allowed.empty() ? "" : ", " ) + std::string( reads ? "GET, HEAD" : route.method );
    }
-   if ( path.size() == 3 && path[0] == "interfaces" && path[2] == "release" ) {
-      if ( !field< bool >( body, "force", false ) )
-         return answer( refusal(
-            { Api::ErrorCode::needsForce, "releasing a link raises it whatever the stages say", path[1] } ) );
-      return resultOf(
-         commands_.release( path[1] ),
-         [&] {
-            return json{ { "interface", path[1] } };
-         },
-         202 );
-   }
-   if ( path.size() == 1 && path[0] == "trace" ) {
-      const auto name = field< std::string >( body, "name" );
-      const double level = field< double >( body, "level" );
-      if ( !( level >= -1 && level <= 9 ) )
-         return answer( refusal( { Api::ErrorCode::badRequest, "a level is -1 (off) to 9", "level" } ) );
-      if ( Vel::TraceFacility::levelIs( name, static_cast< int >( level ) ) == 0 )
-         return answer( refusal( notFound( "there is no trace facility " + name, name ) ) );
-      return answer( ok( Json::trace() ) );
-   }
-   if ( path.size() == 1 && path[0] == "reload" ) {
-      const auto reloaded = commands_.reload();
-      if ( !reloaded.error )
-         return answerWhenCommitted( ok( { { "changes", reloaded.changes } } ) );
-      json errors = json::array();
-      for ( const auto & e : reloaded.errors )
-         errors.push_back(
-            { { "file", e.file }, { "line", e.line }, { "column", e.column }, { "message", e.message } } );
-      HttpReply reply = refusal( *reloaded.error );
-      json withErrors = json::parse( reply.body );
-      withErrors["errors"] = errors;
-      return answer( ok( withErrors, reply.status ) );
-   }
-   if ( path.size() == 2 && path[0] == "simulated" ) {
-      ControlCommands::Simulated what;
-      what.what = path[1];
-      if ( what.what == "traffic" ) {
-         what.interface = field< std::string >( body, "interface" );
-         what.inBps = rate( body, "in-bps" );
-         what.outBps = rate( body, "out-bps" );
-         what.seconds = field< double >( body, "ramp-seconds", 0.0 );
-      } else if ( what.what == "link" ) {
-         what.interface = field< std::string >( body, "interface" );
-         what.up = field< bool >( body, "up" );
-      } else if ( what.what == "advance" )
-         what.seconds = field< double >( body, "seconds" );
-      else
-         return answer( refusal( notFound( "there is nothing here", request.path ) ) );
-      if ( !( what.seconds >= 0 && what.seconds <= 86400 ) )
-         return answer( refusal( { Api::ErrorCode::badRequest, "seconds are 0 to 86400", "seconds" } ) );
-      return resultOf(
-         commands_.simulated( what ),
-         [&] {
-            return json{ { "time", rfc3339( commands_.wallTime( commands_.now() ) ) } };
-         },
-         200 );
-   }
-   answer( refusal( notFound( "there is nothing here", request.path ) ) );
+   if ( !found )
+      throw Api::Error{ ErrorCode::notFound, "there is nothing here", request.path };
+   HttpReply reply = refusal(
+      { ErrorCode::notAllowed,
+        request.local ? "this cannot be done with " + request.method
+                      : "nothing can be changed over this address",
+        request.path } );
+   reply.allow = allowed;
+   answer( std::move( reply ) );
 } catch ( const Api::Error & error ) {
    answer( refusal( error ) );
+}
+
+// ---- what is shown
+
+void ControlApi::getUnits( const Call & call ) { call.answer( { 200, answers_.units() } ); }
+
+void ControlApi::getUnit( const Call & call ) { call.answer( { 200, answers_.unit( call.path[1] ) } ); }
+
+void ControlApi::getExplanation( const Call & call ) {
+   call.answer( { 200, answers_.explanation( call.path[1] ) } );
+}
+
+void ControlApi::getInterfaces( const Call & call ) {
+   const auto & query = call.request.query;
+   const auto unit = query.find( "unit" );
+   call.answer(
+      { 200, unit == query.end() ? answers_.interfaces() : answers_.interfacesOf( unit->second ) } );
+}
+
+void ControlApi::getInterface( const Call & call ) {
+   call.answer( { 200, answers_.interface( call.path[1] ) } );
+}
+
+void ControlApi::getProfiles( const Call & call ) { call.answer( { 200, answers_.profiles() } ); }
+
+void ControlApi::getGroups( const Call & call ) { call.answer( { 200, answers_.groups() } ); }
+
+void ControlApi::getCounters( const Call & call ) { call.answer( { 200, answers_.counters() } ); }
+
+void ControlApi::getAgent( const Call & call ) { call.answer( { 200, answers_.agent() } ); }
+
+void ControlApi::getHealth( const Call & call ) {
+   call.answer( { commands_.agent().problems.empty() ? 200 : 503, answers_.health() } );
+}
+
+void ControlApi::getTrace( const Call & call ) { call.answer( { 200, Answers::traceLevels() } ); }
+
+void ControlApi::getDump( const Call & call ) {
+   call.answer( { 200, commands_.dump(), "text/plain; charset=utf-8" } );
+}
+
+// ---- what is asked for
+
+void ControlApi::answerWhenCommitted( const Call & call, int status, std::string body ) {
+   commands_.whenCommitted(
+      [answer = call.answer, reply = HttpReply{ status, std::move( body ) }] { answer( reply ); } );
+}
+
+void ControlApi::operate(
+   const Call & call,
+   const std::function< ControlCommands::Result( const std::string &, const ControlCommands::Request & ) > &
+      command ) {
+   Body body( call.request );
+   const ControlCommands::Request request{
+      body.text( Key::reason, "" ), call.request.by, body.duration( Key::timeout ) };
+   body.end();
+   if ( const auto refused = command( call.path[1], request ) )
+      throw *refused;
+   answerWhenCommitted( call, 202, answers_.accepted( call.path[1] ) );
+}
+
+void ControlApi::postEnter( const Call & call ) { operate( call, commands_.enter ); }
+
+void ControlApi::postExit( const Call & call ) { operate( call, commands_.exit ); }
+
+void ControlApi::postRelease( const Call & call ) {
+   Body body( call.request );
+   const bool force = body.flag( Key::force, false );
+   body.end();
+   const std::string & name = call.path[1];
+   if ( !force )
+      throw Api::Error{ ErrorCode::needsForce, "releasing a link raises it whatever the stages say", name };
+   if ( const auto refused = commands_.release( name ) )
+      throw *refused;
+   answerWhenCommitted( call, 202, text( { { "interface", name } } ) );
+}
+
+void ControlApi::postTrace( const Call & call ) {
+   Body body( call.request );
+   const std::string name = body.text( Key::name );
+   const double level = body.number( Key::level, -1, 9 );
+   body.end();
+   if ( level != std::floor( level ) )
+      throw bad( Key::level, "is not a whole number" );
+   const auto all = Vel::TraceFacility::all();
+   if ( name != "*" && std::none_of( all.begin(), all.end(), [&]( const Vel::TraceFacility * facility ) {
+           return name == facility->name();
+        } ) )
+      throw Api::Error{ ErrorCode::notFound, "there is no trace facility " + name, name };
+   Vel::TraceFacility::levelIs( name, static_cast< int >( level ) );
+   getTrace( call );
+}
+
+void ControlApi::postReload( const Call & call ) {
+   Body( call.request ).end();
+   const auto reloaded = commands_.reload();
+   if ( !reloaded.error )
+      return answerWhenCommitted( call, 200, text( { { "changes", reloaded.changes } } ) );
+   json reply = refusalJson( *reloaded.error );
+   reply["errors"] = json::array();
+   for ( const auto & e : reloaded.errors )
+      reply["errors"].push_back(
+         { { "file", e.file }, { "line", e.line }, { "column", e.column }, { "message", e.message } } );
+   call.answer( { httpStatus( reloaded.error->code ), text( reply ) } );
+}
+
+void ControlApi::postSimulated( const Call & call ) {
+   constexpr double maxRate = 1e15;
+   Body body( call.request );
+   ControlCommands::Simulated what;
+   what.what = call.path[1];
+   if ( what.what == "traffic" ) {
+      what.interface = body.text( Key::interface );
+      what.inBps = body.number( Key::inBps, 0, maxRate );
+      what.outBps = body.number( Key::outBps, 0, maxRate );
+      what.seconds = body.number( Key::rampSeconds, 0, maxSeconds, 0 );
+   } else if ( what.what == "link" ) {
+      what.interface = body.text( Key::interface );
+      what.up = body.flag( Key::up );
+   } else
+      what.seconds = body.number( Key::seconds, 0, maxSeconds );
+   body.end();
+   const auto refused = commands_.simulated( what, [this, answer = call.answer] {
+      answer( { 200, answers_.simulatedTime( commands_.now() ) } );
+   } );
+   if ( refused )
+      throw *refused;
 }
 
 } // namespace Agent

@@ -1,116 +1,67 @@
 #pragma once
 
+#include "Agent/Control/Answers.h"
 #include "Agent/Control/HttpServer.h"
-#include "Agent/Model/UnitRun.h"
-#include "Platform/Model/Errdisable.h"
-#include "Platform/Model/Interface.h"
-#include "Platform/Model/IntfGroup.h"
-#include "Platform/Model/IntfMaintenance.h"
-#include "Platform/Model/IntfMaintenanceProfile.h"
-#include "Platform/Model/Maintenance.h"
-#include "Platform/Model/MaintenanceGroup.h"
-#include "Platform/Model/MaintenanceProfile.h"
-#include "Platform/Model/MaintenanceUnit.h"
-
-#include <vector>
 
 /// Purpose: the control API: what is asked over HTTP, answered from the model or handed to the agent.
 /// Owner: the agent.
 ///
-/// Answers to what changes something are given when the turn that decided it is committed.
+/// Answers to what changes something are given when the turn that decided it is committed. Over the web address
+/// nothing can be changed. A body is a JSON object; a member that a request does not know is refused, since it may be
+/// a misspelt one that matters.
 namespace Agent {
-
-/// Everything that is shown. All given.
-struct ControlModel {
-   Vel::Ptr< const Maintenance::Unit::StatusDir > unitStatusDir;
-   Vel::Ptr< const UnitRunDir > unitRunDir;
-   Vel::Ptr< const Maintenance::MonIntfStatusDir > monIntfStatusDir;
-   Vel::Ptr< const Interface::AllIntfStatusDir > allIntfStatusDir;
-   Vel::Ptr< const IntfMaintenanceProfile::StatusDir > intfProfileStatusDir;
-   Vel::Ptr< const Maintenance::Profile::DefaultProfile > defaultIntfProfile;
-   Vel::Ptr< const IntfMaintenance::IntfToGroupDir > intfToGroupDir;
-   Vel::Ptr< const IntfGroup::StatusDir > intfGroupStatusDir;
-   Vel::Ptr< const Maintenance::GroupToUnitDir > groupToUnitDir;
-   Vel::Ptr< const Errdisable::CauseStatus > cause;
-};
-
-/// One thing that is wrong with the agent.
-struct Problem {
-   std::string what; ///< a word: "store", "counters", "configuration", "plug-in", "switch"
-   double since;     ///< seconds of the agent's clock
-   std::string text;
-};
-
-/// What the agent is asked to do, and what only it knows. All given.
-struct ControlCommands {
-   using Result = std::optional< Api::Error >;
-   struct Progress {
-      std::string stage; ///< that is running; empty: none
-      Vel::U32 total = 0;
-      Vel::U32 drained = 0;
-      std::optional< double > settlingSince;
-      double settleTime = 0;
-   };
-   struct AgentFacts {
-      std::string version, switchKind, configurationFile, fastLog, pluginName, pluginProblem;
-      std::vector< std::string > configurationErrors;
-      double started = 0;
-      std::vector< Problem > problems;
-   };
-   struct ConfigError {
-      std::string file;
-      unsigned line = 0, column = 0;
-      std::string message;
-   };
-   struct Reloaded {
-      std::vector< std::string > changes;
-      std::optional< Api::Error > error;
-      std::vector< ConfigError > errors;
-   };
-   struct Simulated {
-      std::string what; ///< "traffic", "link", "advance"
-      std::string interface;
-      double inBps = 0, outBps = 0, seconds = 0;
-      bool up = false;
-   };
-
-   std::function< Result( const std::string &unit, const std::string &reason, const std::string &by ) > enter,
-      exit;
-   std::function< Progress( const std::string & unit ) > progress;
-   std::function< Result( const std::string & interface ) > release;
-   std::function< Reloaded() > reload;
-   std::function< Result( const Simulated & ) > simulated;
-   std::function< AgentFacts() > agent;
-   std::function< std::string() > dump;
-   /// The plug-in's debug counters, null while there is none.
-   std::function< const Vel::Entity *() > counters;
-   /// The kernel's own state of a link: "up", "down" or "unknown".
-   std::function< std::string( const Wire::IntfId & ) > linkState;
-   /// Calls back when the present turn is committed.
-   std::function< void( std::function< void() > ) > whenCommitted;
-   /// Wall time, for display, of a time of the agent's clock; seconds since 1970.
-   std::function< double( double ) > wallTime;
-   std::function< double() > now;
-};
 
 class ControlApi {
  public:
-   ControlApi( ControlModel model, ControlCommands commands )
-      : model_( std::move( model ) ), commands_( std::move( commands ) ) {}
+   ControlApi( ControlModel model, ControlCommands commands );
 
    void handle( const HttpRequest & request, HttpServer::Answer answer );
+   /// The reply that says why something is refused.
    static HttpReply refusal( const Api::Error & error );
 
  private:
-   struct Json;
-   HttpReply get( const HttpRequest & request, const std::vector< std::string > & path );
-   HttpReply getOne( const std::vector< std::string > & path );
-   void post(
-      const HttpRequest & request, const std::vector< std::string > & path,
-      const HttpServer::Answer & answer );
+   using Path = std::vector< std::string >; ///< what is behind the root, by segment
+   /// A request that a route has been found for.
+   struct Call {
+      const HttpRequest & request;
+      const Path & path;
+      const HttpServer::Answer & answer;
+   };
+   /// What is done for one method and one pattern of paths, in which "*" is a name.
+   struct Route {
+      const char * method;
+      const char * pattern;
+      void ( ControlApi::*handler )( const Call & call );
+   };
+   static const Route routes[];
+
+   void getUnits( const Call & call );
+   void getUnit( const Call & call );
+   void getExplanation( const Call & call );
+   void getInterfaces( const Call & call );
+   void getInterface( const Call & call );
+   void getProfiles( const Call & call );
+   void getGroups( const Call & call );
+   void getCounters( const Call & call );
+   void getAgent( const Call & call );
+   void getHealth( const Call & call );
+   void getTrace( const Call & call );
+   void getDump( const Call & call );
+   void postEnter( const Call & call );
+   void postExit( const Call & call );
+   void postRelease( const Call & call );
+   void postTrace( const Call & call );
+   void postReload( const Call & call );
+   void postSimulated( const Call & call );
+   void operate(
+      const Call & call, const std::function< ControlCommands::Result(
+                            const std::string &, const ControlCommands::Request & ) > & command );
+   /// Answers when the turn is committed.
+   void answerWhenCommitted( const Call & call, int status, std::string body );
 
    ControlModel model_;
    ControlCommands commands_;
+   Answers answers_;
 };
 
 } // namespace Agent

@@ -13,28 +13,45 @@
 
 #include <cerrno>
 #include <cstring>
+#include <exception>
+#include <set>
+#include <utility>
 
 namespace Agent {
 
 /// One request and what comes of it. Shared by the server's callbacks and the answer that is given later.
 struct HttpServer::Exchange {
    HttpRequest request;
-   MHD_Connection * connection = nullptr; ///< null: gone
+   Listener * listener = nullptr;
+   MHD_Connection * connection = nullptr; ///< null: the client or the server is gone, the listener with it
    std::optional< HttpReply > reply;
    bool handed = false;
-   bool suspended = false;
    bool tooLarge = false;
-   std::function< void() > resumed; ///< makes the server look at a connection that goes on
 };
 
 /// One listening socket with its server. The server waits with an epoll descriptor, which our loop watches.
 struct HttpServer::Listener {
+   /// Connections that have become idle are closed when the server runs, and nothing on a descriptor makes it run then.
+   struct Idle final : Cog::TimerReactor< Listener > {
+      using TimerReactor::TimerReactor;
+      void onTime() override { sm()->run(); }
+   };
+
    HttpServer & server;
    bool local;
    int descriptor;
    MHD_Daemon * daemon = nullptr;
    int epoll = -1;
+   std::set< Exchange * > suspended; ///< those that wait for a reply of ours
+   std::exception_ptr escaped;       ///< what the handler threw
    std::shared_ptr< bool > alive = std::make_shared< bool >( true );
+   Vel::Watch< Idle > idle;
+
+   Listener( HttpServer & itsServer, bool isLocal, int listening )
+      : server( itsServer ), local( isLocal ), descriptor( listening ) {
+      idle.is( server.wheel_, this ).hasNotificationActiveIs( true );
+   }
+   ~Listener();
 
    /// Does what there is to do. The library may have more to do than a descriptor tells, and says so by a time limit
    /// of 0; then it runs again, a turn later at the latest.
@@ -42,8 +59,12 @@ struct HttpServer::Listener {
       MHD_UNSIGNED_LONG_LONG wait = 0;
       for ( unsigned round = 0; round < maxRounds; ++round ) {
          MHD_run( daemon );
-         if ( MHD_get_timeout( daemon, &wait ) != MHD_YES || wait > 0 )
-            return;
+         if ( escaped )
+            std::rethrow_exception( std::exchange( escaped, nullptr ) );
+         if ( MHD_get_timeout( daemon, &wait ) != MHD_YES )
+            return idle->timeMinIs( Cog::Timer::never );
+         if ( wait > 0 )
+            return idle->timeMinIs( server.loop_->currentTime() + static_cast< double >( wait ) / 1000 );
       }
       runSoon();
    }
@@ -93,6 +114,8 @@ MHD_Result send( MHD_Connection * connection, const HttpReply & reply ) {
       reply.body.size(), const_cast< char * >( reply.body.data() ), MHD_RESPMEM_MUST_COPY );
    MHD_add_response_header( response, "Content-Type", reply.contentType.c_str() );
    MHD_add_response_header( response, "Cache-Control", "no-store" );
+   if ( !reply.allow.empty() )
+      MHD_add_response_header( response, "Allow", reply.allow.c_str() );
    const MHD_Result result =
       MHD_queue_response( connection, static_cast< unsigned >( reply.status ), response );
    MHD_destroy_response( response );
@@ -123,25 +146,36 @@ struct ServerCallbacks {
          *uploadSize = 0;
          return MHD_YES;
       }
-      exchange->suspended = false;
+      try {
+         return finish( listener, exchange );
+      } catch ( ... ) {
+         // It must not pass through the library, which is C; the connection is closed.
+         listener.escaped = std::current_exception();
+         return MHD_NO;
+      }
+   }
+
+   /// The request is complete.
+   static MHD_Result finish( Listener & listener, const std::shared_ptr< Exchange > & exchange ) {
       if ( exchange->tooLarge )
          return send(
-            connection,
+            exchange->connection,
             listener.server.refusal_( Api::Error{
                Api::ErrorCode::tooLarge,
                "a request may have " + std::to_string( HttpServer::maxBody ) + " bytes", "body" } ) );
       if ( !exchange->handed )
          hand( listener, exchange );
       if ( exchange->reply )
-         return send( connection, *exchange->reply );
-      exchange->suspended = true;
-      MHD_suspend_connection( connection );
+         return send( exchange->connection, *exchange->reply );
+      listener.suspended.insert( exchange.get() );
+      MHD_suspend_connection( exchange->connection );
       return MHD_YES;
    }
 
    static void begin(
       Listener & listener, Exchange & exchange, MHD_Connection * connection, const char * url,
       const char * method ) {
+      exchange.listener = &listener;
       exchange.connection = connection;
       exchange.request.method = method;
       exchange.request.path = url;
@@ -160,18 +194,14 @@ struct ServerCallbacks {
 
    static void hand( Listener & listener, const std::shared_ptr< Exchange > & exchange ) {
       exchange->handed = true;
-      // The library looks at a connection that goes on when it runs next, and nothing on a descriptor makes it run.
-      exchange->resumed = [weak = std::weak_ptr( listener.alive ), &listener] {
-         if ( !weak.expired() )
-            listener.runSoon();
-      };
       listener.server.handler_( exchange->request, [exchange]( HttpReply reply ) {
          if ( exchange->reply )
             return;
          exchange->reply = std::move( reply );
-         if ( exchange->connection && exchange->suspended ) {
+         if ( exchange->connection && exchange->listener->suspended.erase( exchange.get() ) ) {
             MHD_resume_connection( exchange->connection );
-            exchange->resumed();
+            // The library looks at it when it runs next, and nothing on a descriptor makes it run.
+            exchange->listener->runSoon();
          }
       } );
    }
@@ -180,30 +210,45 @@ struct ServerCallbacks {
       auto * exchange = static_cast< std::shared_ptr< Exchange > * >( *perConnection );
       if ( !exchange )
          return;
+      ( *exchange )->listener->suspended.erase( exchange->get() );
       ( *exchange )->connection = nullptr;
       delete exchange;
       *perConnection = nullptr;
    }
 };
 
-HttpServer::HttpServer( Vel::Ptr< Cog::EventLoop > loop, Handler handler, Refusal refusal )
-   : loop_( std::move( loop ) ), handler_( std::move( handler ) ), refusal_( std::move( refusal ) ) {}
+HttpServer::Listener::~Listener() {
+   if ( !daemon )
+      return;
+   server.loop_->descriptorDel( epoll );
+   // The library stops only when no connection is suspended.
+   for ( const Exchange * exchange : suspended )
+      MHD_resume_connection( exchange->connection );
+   MHD_stop_daemon( daemon );
+}
+
+HttpServer::HttpServer(
+   Vel::Ptr< Cog::EventLoop > loop, Vel::Ptr< Cog::TimerWheel > wheel, Handler handler, Refusal refusal,
+   unsigned idleTimeout )
+   : loop_( std::move( loop ) ),
+     wheel_( std::move( wheel ) ),
+     handler_( std::move( handler ) ),
+     refusal_( std::move( refusal ) ),
+     idleTimeout_( idleTimeout ) {}
 
 HttpServer::~HttpServer() {
-   for ( auto & [descriptor, listener] : listeners_ ) {
-      loop_->descriptorDel( listener->epoll );
-      MHD_stop_daemon( listener->daemon );
-   }
+   listeners_.clear();
    if ( !localPath_.empty() )
       unlink( localPath_.c_str() );
 }
 
 std::optional< std::string > HttpServer::start( int descriptor, bool local ) {
-   auto listener = std::make_unique< Listener >( Listener{ *this, local, descriptor } );
+   auto listener = std::make_unique< Listener >( *this, local, descriptor );
    listener->daemon = MHD_start_daemon(
       MHD_USE_EPOLL | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, ServerCallbacks::access, listener.get(),
       MHD_OPTION_LISTEN_SOCKET, descriptor, MHD_OPTION_NOTIFY_COMPLETED, ServerCallbacks::completed, nullptr,
-      MHD_OPTION_CONNECTION_TIMEOUT, idleTimeout, MHD_OPTION_CONNECTION_LIMIT, 256u, MHD_OPTION_END );
+      MHD_OPTION_CONNECTION_TIMEOUT, idleTimeout_, MHD_OPTION_CONNECTION_LIMIT, maxConnections,
+      MHD_OPTION_END );
    if ( !listener->daemon ) {
       close( descriptor );
       return "the HTTP server does not start";
@@ -226,9 +271,15 @@ std::optional< std::string > HttpServer::listenLocal( const std::string & path )
    if ( descriptor < 0 )
       return failed( std::strerror( errno ) );
    const auto * name = reinterpret_cast< const sockaddr * >( &address );
+   struct stat there {};
+   if ( lstat( path.c_str(), &there ) == 0 && !S_ISSOCK( there.st_mode ) ) {
+      close( descriptor );
+      return failed( "is not a socket" );
+   }
    // Somebody who answers is alive; a socket that nobody answers on is left from a process that is gone.
-   const int probe = socket( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0 );
-   const bool answered = probe >= 0 && connect( probe, name, sizeof address ) == 0;
+   // One who is too busy to answer is alive as well.
+   const int probe = socket( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0 );
+   const bool answered = probe >= 0 && ( connect( probe, name, sizeof address ) == 0 || errno == EAGAIN );
    if ( probe >= 0 )
       close( probe );
    if ( answered ) {

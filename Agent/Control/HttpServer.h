@@ -2,6 +2,7 @@
 
 #include "Api/Error.h"
 #include "Platform/Cog/EventLoop.h"
+#include "Platform/Cog/TimerWheel.h"
 
 #include <functional>
 #include <map>
@@ -10,7 +11,8 @@
 #include <string>
 
 /// Purpose: HTTP on the agent's event loop: takes requests, hands them to a handler, sends replies when they are given.
-/// Owner: the agent. One thread; a request never blocks the loop.
+/// Owner: the agent. One thread; a request never blocks the loop, and a client that is slow or goes away costs a
+/// connection at most, until the idle timeout.
 namespace Agent {
 
 struct HttpRequest {
@@ -26,29 +28,36 @@ struct HttpReply {
    int status = 200;
    std::string body;
    std::string contentType = "application/json";
+   /// Methods that are allowed, in a refusal of the one that was used.
+   std::string allow = {};
 };
 
 class HttpServer {
  public:
-   /// Gives the reply of a request, once, now or in a later turn. After the client or the server is gone it does
-   /// nothing.
+   /// Gives the reply of a request, once, now or in a later turn. After the client or the server is gone, and the
+   /// second time, it does nothing.
    using Answer = std::function< void( HttpReply ) >;
+   /// What it throws comes out of the event loop.
    using Handler = std::function< void( const HttpRequest &, Answer ) >;
    /// Makes the body of a refusal that the server gives by itself (a request that is too large).
    using Refusal = std::function< HttpReply( const Api::Error & ) >;
 
    /// The longest body of a request, in bytes.
    static constexpr std::size_t maxBody = 64 * 1024;
-   /// Seconds after which a connection on which nothing happens is closed.
-   static constexpr unsigned idleTimeout = 60;
+   /// Connections of a listener that are open at a time; more wait for one of them to end.
+   static constexpr unsigned maxConnections = 256;
 
-   HttpServer( Vel::Ptr< Cog::EventLoop > loop, Handler handler, Refusal refusal );
+   /// `idleTimeout`: seconds of real time after which a connection on which nothing happens is closed, unless it waits
+   /// for a reply of ours.
+   HttpServer(
+      Vel::Ptr< Cog::EventLoop > loop, Vel::Ptr< Cog::TimerWheel > wheel, Handler handler, Refusal refusal,
+      unsigned idleTimeout = 60 );
    ~HttpServer();
    HttpServer( const HttpServer & ) = delete;
    HttpServer & operator=( const HttpServer & ) = delete;
 
-   /// Listens on a local socket with mode 0660. One that a process before us has left is replaced; one that answers is
-   /// refused. The reason is returned, none: it listens.
+   /// Listens on a local socket with mode 0660. One that a process before us has left is replaced; one that answers,
+   /// and a file of another kind, is left alone. Returns why it does not listen; none: it listens.
    std::optional< std::string > listenLocal( const std::string & path );
    /// Listens on a TCP address.
    std::optional< std::string > listenWeb( const std::string & host, unsigned port );
@@ -62,8 +71,10 @@ class HttpServer {
    std::optional< std::string > start( int descriptor, bool local );
 
    Vel::Ptr< Cog::EventLoop > loop_;
+   Vel::Ptr< Cog::TimerWheel > wheel_;
    Handler handler_;
    Refusal refusal_;
+   unsigned idleTimeout_;
    std::string localPath_;
    std::map< int, std::unique_ptr< Listener > > listeners_; ///< by listening descriptor
 };

@@ -1,8 +1,9 @@
 #include "Agent/Control/Shapes.h"
 
+#include "Api/Values.h"
+
+#include <algorithm>
 #include <cctype>
-#include <cmath>
-#include <ctime>
 
 namespace Agent {
 
@@ -33,13 +34,23 @@ std::set< std::string > unitsOfInterface( const ControlModel & model, const Wire
    return result;
 }
 
-std::map< std::string, Wire::IntfId > allInterfaces( const ControlModel & model ) {
+std::map< std::string, Wire::IntfId > shownInterfaces( const ControlModel & model ) {
    std::map< std::string, Wire::IntfId > result;
    for ( const auto & [intf, entry] : model.intfToGroupDir->intfToGroupRange() )
       result.emplace( intf.name(), intf );
    for ( const auto & [intf, record] : model.monIntfStatusDir->monIntfStatusRange() )
       result.emplace( intf.name(), intf );
    return result;
+}
+
+Wire::IntfId interfaceNamed( const ControlModel & model, const std::string & name ) {
+   const auto shown = shownInterfaces( model );
+   if ( const auto it = shown.find( name ); it != shown.end() )
+      return it->second;
+   for ( const auto & [intf, status] : model.allIntfStatusDir->intfStatusRange() )
+      if ( intf.name() == name )
+         return intf;
+   return {};
 }
 
 std::string profileOf( const ControlModel & model, const Wire::IntfId & intf ) {
@@ -49,6 +60,16 @@ std::string profileOf( const ControlModel & model, const Wire::IntfId & intf ) {
    const auto & key = entry->selectedProfileKey( ProfileType::interfaceProfile );
    return key.name == Maintenance::Profile::defaultProfileName ? model.defaultIntfProfile->profileName()
                                                                : key.name;
+}
+
+double unchangedSince( const ControlModel & model, const std::string & unit ) {
+   double since = 0;
+   if ( const auto * run = model.unitRunDir->unitRun( unit ) )
+      since = run->since();
+   for ( const auto & [name, intf] : interfacesOfUnit( model, unit ) )
+      if ( const auto * record = model.monIntfStatusDir->monIntfStatus( intf ) )
+         since = std::max( since, record->stateTime() );
+   return since;
 }
 
 std::string kebabCase( std::string_view camelCase ) {
@@ -62,23 +83,6 @@ std::string kebabCase( std::string_view camelCase ) {
          result += c;
    }
    return result;
-}
-
-std::string rfc3339( double wallSeconds ) {
-   double whole = std::floor( wallSeconds );
-   int millis = static_cast< int >( std::lround( ( wallSeconds - whole ) * 1000 ) );
-   if ( millis == 1000 ) {
-      millis = 0;
-      ++whole;
-   }
-   const std::time_t seconds = static_cast< std::time_t >( whole );
-   std::tm utc{};
-   gmtime_r( &seconds, &utc );
-   char date[32];
-   std::strftime( date, sizeof date, "%Y-%m-%dT%H:%M:%S", &utc );
-   char text[48];
-   std::snprintf( text, sizeof text, "%s.%03dZ", date, millis );
-   return text;
 }
 
 const char * unitStateText( UnitState state ) {
@@ -125,50 +129,38 @@ const char * kindText( Wire::IntfId::Kind kind ) {
    }
 }
 
-namespace {
-
-std::string rateText( double bps ) {
-   char text[48];
-   if ( bps >= 1e9 )
-      std::snprintf( text, sizeof text, "%.2f Gbit/s", bps / 1e9 );
-   else if ( bps >= 1e6 )
-      std::snprintf( text, sizeof text, "%.2f Mbit/s", bps / 1e6 );
-   else if ( bps >= 1e3 )
-      std::snprintf( text, sizeof text, "%.1f kbit/s", bps / 1e3 );
-   else
-      std::snprintf( text, sizeof text, "%.0f bit/s", bps );
-   return text;
-}
-
-} // namespace
-
-std::string waitingText( const ControlModel & model, const Wire::IntfId & intf, double now ) {
-   const auto * record = model.monIntfStatusDir->monIntfStatus( intf );
-   if ( !record )
-      return "is not monitored: it is down or has no counters";
-   if ( record->state() == Maintenance::monIntfStateUnderMaint )
+std::string waitingText( const ControlModel & model, const Maintenance::MonIntfStatus & record ) {
+   const Wire::IntfId & intf = record.intfId();
+   if ( record.state() == Maintenance::monIntfStateUnderMaint )
       return model.cause->intfStatus( intf ) ? "has drained and is shut" : "has drained";
-   if ( record->state() == Maintenance::monIntfStateStopped )
+   if ( record.state() == Maintenance::monIntfStateStopped )
       return "was released by another unit and is not sampled any more";
-   if ( record->totalSamples() == 0 )
+   if ( record.totalSamples() == 0 )
       return "waits for its first sample";
    const auto * profile = model.intfProfileStatusDir->status( profileOf( model, intf ) );
    if ( !profile )
       return "has no profile";
-   const double rate = std::max( record->curRates().inBitsRate, record->curRates().outBitsRate );
+   const double rate = std::max( record.curRates().inBitsRate, record.curRates().outBitsRate );
    const double threshold = profile->drainWatchThresholdInKbps() * 1000;
-   std::string text;
    if ( rate >= threshold )
-      text = rateText( rate ) + ", above the threshold of " + rateText( threshold );
-   else
-      text = rateText( rate ) + ", quiet for " +
-             std::to_string( record->numConsecutiveDrainedSamples() * 5 ) + " of " +
-             std::to_string( profile->drainWatchLoadInterval() ) + " seconds";
-   if ( profile->shutdown() && std::isfinite( profile->shutdownMaxDelay() ) ) {
-      const double left = std::max( 0.0, record->startTime() + profile->shutdownMaxDelay() - now );
-      text += "; shut in any case in " + std::to_string( std::lround( left ) ) + " seconds";
-   }
-   return text;
+      return Api::rateText( rate ) + ", not below the threshold of " + Api::rateText( threshold );
+   return Api::rateText( rate ) + ", quiet for " +
+          std::to_string( record.numConsecutiveDrainedSamples() * secondsPerSample ) + "s of " +
+          std::to_string( profile->drainWatchLoadInterval() ) + "s";
+}
+
+std::string skippedText( const ControlModel & model, const Wire::IntfId & intf, UnitState stateOfUnit ) {
+   using Kind = Wire::IntfId::Kind;
+   if ( intf.kind() != Kind::ethernet && intf.kind() != Kind::portChannel && intf.kind() != Kind::vlan )
+      return "is never monitored: " + std::string( kindText( intf.kind() ) );
+   const auto * status = model.allIntfStatusDir->intfStatus( intf );
+   if ( !status )
+      return "cannot be monitored: it has no counters";
+   if ( status->operStatus() != Interface::operUp )
+      return "cannot be monitored: it is down";
+   return stateOfUnit == UnitState::normal || stateOfUnit == UnitState::exitInProgress
+             ? "is not monitored: the unit is " + std::string( unitStateText( stateOfUnit ) )
+             : "is not monitored yet";
 }
 
 } // namespace Agent

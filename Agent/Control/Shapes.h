@@ -1,33 +1,39 @@
 #pragma once
 
-#include "Agent/Control/ControlApi.h"
-
-#include <set>
+#include "Agent/Control/ControlModel.h"
 
 /// Purpose: what of the model belongs together when it is shown. Used by the answers of the control API only.
 namespace Agent {
+
+/// From one sample of an interface to the next.
+inline constexpr unsigned secondsPerSample = 5;
 
 /// The interfaces of a unit by name, each once.
 std::map< std::string, Wire::IntfId >
 interfacesOfUnit( const ControlModel & model, const std::string & unit );
 /// The units of an interface.
 std::set< std::string > unitsOfInterface( const ControlModel & model, const Wire::IntfId & intf );
-/// All interfaces that are configured or exist, by name.
-std::map< std::string, Wire::IntfId > allInterfaces( const ControlModel & model );
+/// All interfaces that are in a group or have a record, by name.
+std::map< std::string, Wire::IntfId > shownInterfaces( const ControlModel & model );
+/// The interface of a name, the empty id if there is none; also one that nobody has put into a group.
+Wire::IntfId interfaceNamed( const ControlModel & model, const std::string & name );
 /// The profile selected for an interface with the default resolved, empty if there is none.
 std::string profileOf( const ControlModel & model, const Wire::IntfId & intf );
+/// Since when, in seconds of the clock, all interfaces of a unit that have a record have been where they are.
+double unchangedSince( const ControlModel & model, const std::string & unit );
 
-/// "et1Abc" as "et1-abc".
+/// "numFooBar" as "num-foo-bar".
 std::string kebabCase( std::string_view camelCase );
-/// RFC 3339 in UTC with milliseconds.
-std::string rfc3339( double wallSeconds );
 /// "normal", "entering", "maintenance", "exiting".
 const char * unitStateText( Maintenance::Unit::UnitState state );
 /// "idle", "enter-maint", "under-maint", "stopped".
 const char * monStateText( Maintenance::MonIntfState state );
 const char * kindText( Wire::IntfId::Kind kind );
 
-/// Why an interface does not count as drained, or what it is, in words for an operator.
-std::string waitingText( const ControlModel & model, const Wire::IntfId & intf, double now );
+/// Why an interface that has a record does not count as drained, in words for an operator.
+std::string waitingText( const ControlModel & model, const Maintenance::MonIntfStatus & record );
+/// Why an interface has no record.
+std::string skippedText(
+   const ControlModel & model, const Wire::IntfId & intf, Maintenance::Unit::UnitState stateOfUnit );
 
 } // namespace Agent

@@ -85,10 +85,7 @@ Stages::Result Stages::enter( const Vel::String & unitName, const Request & requ
          return missing;
 
    UnitRun & run = *model_.unitRunDir->unitRun( unitName );
-   run.wantedIs( Wanted::maintenance );
-   run.reasonIs( request.reason );
-   run.byIs( request.by );
-   run.askedTimeIs( now() );
+   ask( run, Wanted::maintenance, request );
    start( status, run, true );
    return std::nullopt;
 }
@@ -100,14 +97,19 @@ Stages::Result Stages::exit( const Vel::String & unitName, const Request & reque
    if ( status.state() == UnitState::normal || status.state() == UnitState::exitInProgress )
       return std::nullopt;
    UnitRun & run = *model_.unitRunDir->unitRun( unitName );
-   run.wantedIs( Wanted::normal );
-   run.reasonIs( request.reason );
-   run.byIs( request.by );
-   run.askedTimeIs( now() );
+   ask( run, Wanted::normal, request );
    settling_.erase( unitName );
    retire( model_.enter, status.maintEnterInstanceName() );
    start( status, run, false );
    return std::nullopt;
+}
+
+void Stages::ask( UnitRun & run, Wanted wanted, const Request & request ) const {
+   run.wantedIs( wanted );
+   run.reasonIs( request.reason );
+   run.byIs( request.by );
+   run.askedTimeIs( now() );
+   run.deadlineIs( request.timeout ? now() + *request.timeout : 0 );
 }
 
 // ---- runs
@@ -148,6 +150,8 @@ void Stages::retire( const Class & stageClass, const Vel::String & instanceName 
 
 void Stages::stateIs( Status & status, UnitRun & run, UnitState state ) {
    run.sinceIs( now() );
+   if ( state == UnitState::normal || state == UnitState::maintenance )
+      run.deadlineIs( 0 );
    status.stateIs( state );
 }
 

@@ -51,10 +51,11 @@ class Stages {
       std::vector< Vel::String > enter, exit;
       friend bool operator==( const Lists &, const Lists & ) = default;
    };
-   /// Who asks, and why.
+   /// Who asks, and why, and how many seconds it is expected to take: a unit that is late is shown so, and goes on.
    struct Request {
       Vel::String reason;
       Vel::String by;
+      std::optional< double > timeout = std::nullopt;
    };
    /// Members that have a record, and those of them under maintenance.
    struct Counts {
@@ -108,6 +109,7 @@ class Stages {
    };
 
    Api::Error unknown( const Vel::String & unitName ) const;
+   void ask( UnitRun & run, Wanted wanted, const Request & request ) const;
    void start( Maintenance::Unit::Status & status, UnitRun & run, bool enter );
    void startStage( const Class & stageClass, const Vel::String & instanceName, const Vel::String & stage );
    void retire( const Class & stageClass, const Vel::String & instanceName );

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "Agent/Control/ControlModel.h"
+
+/// Purpose: what the control API shows, as JSON text.
+///
+/// Keys are kebab-case, times RFC 3339 in UTC, rates bits per second, 64-bit numbers text; what is unknown or never is
+/// null, and nothing is left out.
+namespace Agent {
+
+class Answers {
+ public:
+   /// Both are the caller's and outlive this object.
+   Answers( const ControlModel & model, const ControlCommands & commands )
+      : model_( model ), commands_( commands ) {}
+
+   std::string units() const;
+   /// Throws Api::Error (not found) if there is no such unit, as those below do.
+   std::string unit( const std::string & name ) const;
+   std::string explanation( const std::string & unit ) const;
+   /// Interfaces that are in a group or have a record.
+   std::string interfaces() const;
+   std::string interfacesOf( const std::string & unit ) const;
+   /// Any interface that exists.
+   std::string interface( const std::string & name ) const;
+   std::string profiles() const;
+   std::string groups() const;
+   std::string counters() const;
+   std::string agent() const;
+   /// Whether the agent is well, and why not.
+   std::string health() const;
+   static std::string traceLevels();
+   std::string accepted( const std::string & unit ) const;
+   /// A time of the agent's clock.
+   std::string simulatedTime( double clockSeconds ) const;
+
+ private:
+   struct Json;
+   const ControlModel & model_;
+   const ControlCommands & commands_;
+};
+
+} // namespace Agent

@@ -1,0 +1,113 @@
+#pragma once
+
+#include "Agent/Model/UnitRun.h"
+#include "Api/Error.h"
+#include "Platform/Model/Errdisable.h"
+#include "Platform/Model/Interface.h"
+#include "Platform/Model/IntfGroup.h"
+#include "Platform/Model/IntfMaintenance.h"
+#include "Platform/Model/IntfMaintenanceProfile.h"
+#include "Platform/Model/Maintenance.h"
+#include "Platform/Model/MaintenanceGroup.h"
+#include "Platform/Model/MaintenanceProfile.h"
+#include "Platform/Model/MaintenanceUnit.h"
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+/// Purpose: what the control API is made of: the entities that it shows, and what it asks of the rest of the agent.
+/// Owner: the agent, which fills both in.
+namespace Agent {
+
+/// Everything that is shown. All given.
+struct ControlModel {
+   Vel::Ptr< const Maintenance::Unit::StatusDir > unitStatusDir;
+   Vel::Ptr< const UnitRunDir > unitRunDir;
+   Vel::Ptr< const Maintenance::MonIntfStatusDir > monIntfStatusDir;
+   Vel::Ptr< const Interface::AllIntfStatusDir > allIntfStatusDir;
+   Vel::Ptr< const IntfMaintenanceProfile::StatusDir > intfProfileStatusDir;
+   Vel::Ptr< const Maintenance::Profile::DefaultProfile > defaultIntfProfile;
+   Vel::Ptr< const IntfMaintenance::IntfToGroupDir > intfToGroupDir;
+   Vel::Ptr< const IntfGroup::StatusDir > intfGroupStatusDir;
+   Vel::Ptr< const Maintenance::GroupToUnitDir > groupToUnitDir;
+   Vel::Ptr< const Errdisable::CauseStatus > cause;
+};
+
+/// One thing that is wrong with the agent.
+struct Problem {
+   std::string what; ///< a word: "store", "counters", "configuration", "plug-in", "switch"
+   double since;     ///< seconds of the agent's clock
+   std::string text;
+};
+
+/// What the agent is asked to do, and what only it knows. All given.
+struct ControlCommands {
+   using Result = std::optional< Api::Error >;
+   /// Who asks for an operation, why, and how many seconds he gives it.
+   struct Request {
+      std::string reason;
+      std::string by;
+      std::optional< double > timeout;
+   };
+   struct Progress {
+      std::string stage; ///< that is running; empty: none
+      Vel::U32 total = 0;
+      Vel::U32 drained = 0;
+      std::optional< double > settlingSince;
+      double settleTime = 0;
+      std::string blocked; ///< why the agent lets no unit complete now; empty: it does
+   };
+   struct AgentFacts {
+      std::string version, switchKind, configurationFile, fastLog, pluginName, pluginProblem;
+      std::vector< std::string > configurationErrors;
+      double started = 0;
+      std::vector< Problem > problems;
+   };
+   /// A group as it is configured.
+   struct Group {
+      std::optional< std::string > profile; ///< nothing: the default one
+      std::set< std::string > interfaces;   ///< by kernel name; not all need exist
+   };
+   struct ConfigError {
+      std::string file;
+      unsigned line = 0, column = 0;
+      std::string message;
+   };
+   struct Reloaded {
+      std::vector< std::string > changes;
+      std::optional< Api::Error > error;
+      std::vector< ConfigError > errors;
+   };
+   struct Simulated {
+      std::string what; ///< "traffic", "link", "advance"
+      std::string interface;
+      double inBps = 0, outBps = 0, seconds = 0;
+      bool up = false;
+   };
+
+   std::function< Result( const std::string &unit, const Request & ) > enter, exit;
+   std::function< Progress( const std::string & unit ) > progress;
+   std::function< Result( const std::string & interface ) > release;
+   std::function< Reloaded() > reload;
+   /// Calls back, unless it is refused, when it is done: time that is to pass has passed.
+   std::function< Result( const Simulated &, std::function< void() > done ) > simulated;
+   std::function< AgentFacts() > agent;
+   /// All groups of the configuration, by name.
+   std::function< std::map< std::string, Group >() > groups;
+   std::function< std::string() > dump;
+   /// The plug-in's debug counters, null while there is none.
+   std::function< const Vel::Entity *() > counters;
+   /// The kernel's own state of a link: "up", "down" or "unknown".
+   std::function< std::string( const Wire::IntfId & ) > linkState;
+   /// Calls back when the present turn is committed.
+   std::function< void( std::function< void() > ) > whenCommitted;
+   /// Wall time, for display, of a time of the agent's clock; seconds since 1970.
+   std::function< double( double ) > wallTime;
+   std::function< double() > now;
+};
+
+} // namespace Agent
