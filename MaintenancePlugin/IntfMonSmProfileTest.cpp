@@ -116,6 +116,8 @@ TEST_F( IntfMonSmProfile, aProfileIsNotWatchedByAMonitorThatIsSwitchedOff ) {
    intfMon.intfProfileIs( profile( "q" ) );
    const auto r = profile( "r" );
    intfMon.intfProfileIs( r );
+   // What it is handed it takes all the same.
+   EXPECT_EQ( 2u, changes() );
    r->shutdownIs( true );
    EXPECT_FALSE( rig.shut( et1 ) );
    intfMon.hasNotificationActiveIs( true );

@@ -106,6 +106,49 @@ TEST_F( UnitMonSmStop, theRecordSaysStoppedAfterTheSamplerHasLeftItsDirectory ) 
    EXPECT_FALSE( rig.record( et1 ) );
 }
 
+TEST_F( UnitMonSmStop, theLastUnitToLeaveAppliesTheProfileBeforeItWithdrawsIt ) {
+   drain( { "u1" }, { et1 } );
+   rig.profileDel( "p" );
+   rig.profileIs( "p", 100, 10, false, 1e9 );
+   Vel::TraceCapture traces;
+   monIntf().intfDel( et1 );
+   EXPECT_EQ( 1u, rig.counters().numIntfMonProfileChange() );
+   EXPECT_TRUE( traces.has( "doMaintenanceShutdown: intf et1 bringing it out of maint-down state" ) );
+   EXPECT_FALSE( rig.shut( et1 ) );
+   EXPECT_FALSE( rig.root->intfMon( et1 ) );
+}
+
+TEST_F( UnitMonSmStop, anInterfaceLeavesViolationsThenDrainedThenItsSampler ) {
+   struct Observer {
+      struct VelUnit final : Vel::ReactorTo< Observer, Maintenance::Unit::Status > {
+         using ReactorTo::ReactorTo;
+         void onIntfsViolatingTrafficThreshold( const Wire::IntfId & ) override {
+            sm()->log += "violations ";
+         }
+      };
+      struct VelDrained final : Vel::ReactorTo< Observer, UnitIntfInput > {
+         using ReactorTo::ReactorTo;
+         void onIntf( const Wire::IntfId & ) override { sm()->log += "drained "; }
+      };
+      struct VelSampler final : Vel::ReactorTo< Observer, MonitoredIntf > {
+         using ReactorTo::ReactorTo;
+         void onDependentUnit( const Vel::String & ) override { sm()->log += "dependent "; }
+      };
+      Vel::String log;
+      Vel::Watch< VelUnit > unit;
+      Vel::Watch< VelDrained > drained;
+      Vel::Watch< VelSampler > sampler;
+   } observer;
+   drain( { "u1", "u2" }, { et1 } );
+   rig.unit( "u1" ).intfsViolatingTrafficThresholdIs( et1, true );
+   observer.unit.is( &rig.unit( "u1" ), &observer ).hasNotificationActiveIs( true );
+   observer.drained.is( &drained(), &observer ).hasNotificationActiveIs( true );
+   observer.sampler.is( rig.root->monIntfDir()->monitoredIntf( et1 ), &observer )
+      .hasNotificationActiveIs( true );
+   monIntf().intfDel( et1 );
+   EXPECT_EQ( "violations drained dependent ", observer.log );
+}
+
 TEST_F( UnitMonSmStop, anInterfaceThatIsDownIsUnappliedTwice ) {
    enter( { "u1" }, { et1 } );
    rig.allIntfStatusDir->intfStatus( et1 )->operStatusIs( Interface::operDown );
