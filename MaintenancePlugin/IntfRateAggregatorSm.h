@@ -56,8 +56,7 @@ class IntfRateAggregatorSm final : public Vel::Entity {
    void handleMonitoredIntf( const Wire::IntfId & intfId );
    void handleMonIntfStatus( const Wire::IntfId & intfId );
 
-   /// The aggregate with one contribution replaced by another; time = now. Ends the agent on underflow and
-   /// wrap.
+   /// The aggregate with one contribution replaced by another; time = now. Ends the agent on underflow and wrap.
    Maintenance::Unit::TrafficRates calculateNewAggregate(
       const Vel::String & unitName, const Wire::IntfId & intfId,
       const Maintenance::Unit::TrafficRates & curAgg, const Interface::IntfRates & ratesToSub,

@@ -505,6 +505,20 @@ TEST_F( RateAggregatorInThePlugin, aUnitsAggregateIsTheTrafficOfWhatIsMonitoredF
    expectAggregate( "u1", 0, 0 );
 }
 
+TEST_F( RateAggregatorInThePlugin, theRatesOfAShutInterfaceStayUntilTheUnitLetsGoOfIt ) {
+   rig.profileIs( "p", 100, 10, true, 10 );
+   rig.start();
+   rig.enter( "u1" );
+   rig.advance( 10 );
+   ASSERT_TRUE( rig.shut( et1 ) );
+   rig.trafficIs( et1, {} );
+   rig.trafficIs( et2, {} );
+   rig.advance( 100 );
+   expectAggregate( "u1", 8'000'000, 8'000'000 );
+   rig.exit( "u1" );
+   expectAggregate( "u1", 0, 0 );
+}
+
 TEST_F( RateAggregatorInThePlugin, aRestartSumsUpTheRatesOfTheRecordsThatItAdopts ) {
    rig.start();
    rig.enter( "u1" );

@@ -79,7 +79,6 @@ void IntfStatusSm::handleIntfStatus( const Wire::IntfId & intfId ) {
       intfStatusIs( intfId, status );
       return;
    }
-   // The reactor goes first: what is in the backlog is decided from the state of that time.
    if ( VelIntfStatus * reactor = intfStatus( intfId ) )
       reactor->handleIntfStatusDel();
    intfStatusDel( intfId );

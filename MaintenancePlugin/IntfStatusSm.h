@@ -23,8 +23,7 @@ bool isIntfMemberOfUnit(
 /// Owner: the root.
 ///
 /// Invariants:
-/// 1. Changes only put the interface into the backlog, which decides later from the state of that time;
-/// repeated
+/// 1. Changes only put the interface into the backlog, which decides later from the state of that time; repeated
 ///    changes of one interface coalesce there.
 /// 2. The one exception is removal: an interface that is no longer a member of a unit leaves its set at once.
 /// 3. A run of the backlog takes at least one interface and stops when its time slice is spent.

@@ -42,6 +42,13 @@ TEST_F( MonitoredIntfLag, hasTheSumOfItsMembersRates ) {
    EXPECT_EQ( 3u, sampler.memberTrafficCounterss() );
 }
 
+TEST_F( MonitoredIntfLag, publishesTheSumOnly ) {
+   rig.memberIs( et1, po1 );
+   MonitoredIntf & sampler = monitored( po1 );
+   sampledInTraffic( sampler );
+   EXPECT_EQ( IntfRates(), rig.record( po1 )->prevRates() );
+}
+
 TEST_F( MonitoredIntfLag, countsNeitherPortsOfAnotherOneNorPortsOfNoneNorWhatIsNoPort ) {
    rig.memberIs( et1, po1 );
    rig.memberIs( et2, po2 );
@@ -131,6 +138,14 @@ TEST_F( MonitoredIntfVlan, hasTheRateOfItsBusiestMember ) {
       rig.vlanMemberIs( 10, port );
    expectRates( 3 * gigabit, 3e8, sampledInTraffic( monitored( vlan10 ) ) );
    EXPECT_EQ( rig.now(), rig.record( vlan10 )->lastSampleTime() );
+}
+
+TEST_F( MonitoredIntfVlan, publishesTheBusiestRateOnly ) {
+   rig.memberIs( et1, po1 );
+   rig.vlanMemberIs( 10, po1 );
+   rig.vlanMemberIs( 10, et2 );
+   sampledInTraffic( monitored( vlan10 ) );
+   EXPECT_EQ( IntfRates(), rig.record( vlan10 )->prevRates() );
 }
 
 TEST_F( MonitoredIntfVlan, picksEachDirectionByItself ) {
