@@ -105,7 +105,8 @@ std::string Maintd::start() {
    if ( !outcome.ok() )
       return "switch: " + outcome.text();
    apply( configuration_ );
-   loadPlugin();
+   if ( !executor_->countersFailedSince() )
+      loadPlugin();
    return listen();
 }
 
@@ -262,7 +263,15 @@ void Maintd::makeAgent() {
       Agent::ControlApi::refusal );
 }
 
+void Maintd::loadPluginWhenThereAreCounters() {
+   if ( pluginAsked_ || executor_->countersFailedSince() )
+      return;
+   pluginAsked_ = true;
+   loop_->post( [this] { loadPlugin(); } );
+}
+
 void Maintd::loadPlugin() {
+   pluginAsked_ = true;
    context_ = Vel::make< Maintenance::PluginContext >( entityManager_, entities_->pool );
    plugins_->load( pluginName, options_.pluginDir + "/" + pluginFile, context_.get() );
 }
@@ -325,6 +334,7 @@ void Maintd::handleSignal( int signal ) {
 }
 
 bool Maintd::commit() {
+   loadPluginWhenThereAreCounters();
    resumeWhenTheRootIsThere();
    answerAdvances();
    const auto status = persistence_->commit();

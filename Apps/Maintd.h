@@ -22,7 +22,8 @@
 /// Purpose: the agent, put together: the only place that names its concrete parts.
 ///
 /// Order of start: lock the state folder, open the store, read the configuration, take in all links and counters, then
-/// load plug-ins; stages go on once the plug-in's root is there. What is wrong outside is an error that is returned
+/// load plug-ins, which waits until counters can be read: ports without counters have no status, and a plug-in that finds
+/// none would let go of its links. Stages go on once the plug-in's root is there. What is wrong outside is an error that is returned
 /// (the agent does not start) or a problem that is shown (it runs degraded).
 namespace Apps {
 
@@ -82,6 +83,7 @@ class Maintd {
    void makeEntities();
    void makeAgent();
    void loadPlugin();
+   void loadPluginWhenThereAreCounters();
    std::string listen();
    void handleSignal( int signal );
    bool commit();
@@ -128,6 +130,7 @@ class Maintd {
    double started_ = 0;
    double storeFailedSince_ = 0; ///< 0: the store works
    std::string storeProblem_;
+   bool pluginAsked_ = false;
    bool resumed_ = false;
 };
 

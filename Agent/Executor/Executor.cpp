@@ -54,8 +54,12 @@ bool Executor::countersFresh() {
    countersProblem_ = outcome.text();
    if ( countersOk_ )
       countersFailedSince_.reset();
-   else if ( !countersFailedSince_ )
-      countersFailedSince_ = now();
+   else {
+      if ( !countersFailedSince_ )
+         countersFailedSince_ = now();
+      // Somebody must look again, also when nothing is sampled.
+      wakeupIs( now() + countersRetryAfter );
+   }
    // A port that lost or got its counters loses or gets its status.
    for ( const auto & [intf, known] : known_ )
       if ( hasCounters( intf ) != ( model_.allIntfStatusDir->intfStatus( intf ) != nullptr ) )

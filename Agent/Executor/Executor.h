@@ -38,6 +38,8 @@ class Executor final : private DataPlane::Listener {
    static constexpr double releaseGrace = 10;
    /// Seconds after which a request that has failed is made again.
    static constexpr double retryAfter = 5;
+   /// Seconds after which counters that could not be read are read again.
+   static constexpr double countersRetryAfter = 1;
 
    /// All given.
    struct Model {

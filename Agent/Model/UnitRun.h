@@ -21,7 +21,7 @@ class UnitRun final : public Vel::Entity {
    VEL_ATTR( Vel::String, by, onBy );          ///< who asked
    VEL_ATTR( double, since, onSince );         ///< seconds of the agent's clock, of the present state
    VEL_ATTR( double, askedTime, onAskedTime ); ///< seconds, when the present operation was asked for
-   VEL_ATTR( double, deadline, onDeadline );   ///< seconds, when it was expected to be over; 0: nobody has said
+   VEL_ATTR( double, deadline, onDeadline ); ///< seconds, when it was expected to be over; 0: nobody has said
    /// Stages of the present run, in order, separated by blanks: a configuration change does not alter a run.
    VEL_ATTR( Vel::String, stages, onStages );
 };

@@ -17,6 +17,8 @@ double VirtualTime::waitFor( double due ) {
       now_ = due;
    else if ( due > now_ && now_ < target_ )
       now_ = target_;
+   else if ( due > now_ && reached_ )
+      reached_();
    else if ( due > now_ )
       return std::numeric_limits< double >::infinity();
    return 0;

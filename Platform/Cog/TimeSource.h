@@ -2,6 +2,9 @@
 
 #include "Platform/Vel/Ptr.h"
 
+#include <functional>
+#include <utility>
+
 /// Purpose: where a scheduler takes the moving time from, and how it waits for a time to come.
 namespace Cog {
 
@@ -21,12 +24,15 @@ class VirtualTime final : public TimeSource {
    explicit VirtualTime( double now );
 
    double now() override;
-   /// Goes on to `due` if it is not after the target, otherwise once to the target itself; 0 both times.
+   /// Goes on to `due` if it is not after the target, otherwise once to the target itself; 0 both times. After that
+   /// infinity, or 0 when there is somebody to call.
    double waitFor( double due ) override;
 
    /// Time may go on to here; one that has passed changes nothing.
    void targetIs( double target );
    double target() const { return target_; }
+   /// Called each time when there is nothing left to do up to the target, instead of waiting; none: waits.
+   void reachedIs( std::function< void() > reached ) { reached_ = std::move( reached ); }
    /// Seconds that something has taken, at least 0.
    void spend( double seconds );
    /// Seconds by which each look at the time moves it, at least 0.
@@ -36,6 +42,7 @@ class VirtualTime final : public TimeSource {
    double now_;
    double target_;
    double costPerRead_ = 0;
+   std::function< void() > reached_;
 };
 
 } // namespace Cog

@@ -32,6 +32,19 @@ TEST( VirtualTime, dueTimeAtTheTargetIsReachedOnlyOnce ) {
    EXPECT_EQ( never, time.waitFor( never ) );
 }
 
+TEST( VirtualTime, callsInsteadOfWaiting ) {
+   Cog::VirtualTime time( 100 );
+   int calls = 0;
+   time.reachedIs( [&] { ++calls; } );
+   time.targetIs( 110 );
+   EXPECT_EQ( 0, time.waitFor( 105 ) );
+   EXPECT_EQ( 0, time.waitFor( never ) );
+   EXPECT_EQ( 110, time.now() );
+   EXPECT_EQ( 0, calls );
+   EXPECT_EQ( 0, time.waitFor( never ) );
+   EXPECT_EQ( 1, calls );
+}
+
 TEST( VirtualTime, targetThatHasPassedChangesNothing ) {
    Cog::VirtualTime time( 100 );
    time.targetIs( 110 );

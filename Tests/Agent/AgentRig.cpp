@@ -73,6 +73,7 @@ void AgentRig::start() {
    if ( const std::string problem = agent_->start(); !problem.empty() )
       throw std::runtime_error( problem );
    watched_->clockIs( agent_->loop() );
+   time_->reachedIs( [this] { agent_->loop().stop(); } );
    agent_->loop().commitHookIs( [this] { return turnIsDone(); } );
 }
 
@@ -86,8 +87,6 @@ bool AgentRig::turnIsDone() {
       return crashEffects_ == Effects::out;
    }
    perform();
-   if ( agent_->loop().currentTime() >= time_->target() )
-      agent_->loop().stop();
    return true;
 }
 

@@ -115,6 +115,33 @@ TEST_F( DegradedStory, countersThatCannotBeReadRefuseEntersAfterFifteenSeconds )
    EXPECT_EQ( 503, rig.post( "units/u2/enter" ) );
 }
 
+TEST_F( DegradedStory, restartWithoutCountersMovesNoLink ) {
+   EXPECT_EQ( 202, rig.post( "units/u1/enter" ) );
+   rig.runUntil( 30 );
+   EXPECT_EQ( "\"maintenance\"", state( "u1" ) );
+   rig.simulation().countersFaultIs( "no counters" );
+   rig.crash();
+   rig.start();
+   rig.runUntil( 60 );
+   EXPECT_EQ( "\"maintenance\"", state( "u1" ) );
+   EXPECT_EQ( 503, rig.post( "units/u2/enter" ) );
+   rig.simulation().countersFaultIs( "" );
+   rig.runUntil( 80 );
+   EXPECT_EQ( "\"under-maint\"", rig.fact( "interfaces/et1", "state" ) );
+   EXPECT_EQ( ( std::vector< std::string >{ "et1 down", "et2 down" } ), rig.moves() );
+}
+
+TEST_F( DegradedStory, countersThatCanBeReadAgainAreNoticedWhenNothingIsSampled ) {
+   rig.crash();
+   rig.simulation().countersFaultIs( "no counters" );
+   rig.start();
+   rig.runUntil( 20 );
+   EXPECT_EQ( 503, rig.post( "units/u1/enter" ) );
+   rig.simulation().countersFaultIs( "" );
+   rig.runUntil( 25 );
+   EXPECT_EQ( 202, rig.post( "units/u1/enter" ) );
+}
+
 TEST_F( DegradedStory, linkThatCannotBeSetIsShownAndTriedAgain ) {
    rig.simulation().linkSetFaultIs( "not permitted" );
    EXPECT_EQ( 202, rig.post( "units/u1/enter" ) );
