@@ -19,7 +19,8 @@ std::string complaintOf( Read read, const char * text ) {
 TEST( Shapes, takeAUnitInFull ) {
    const Api::Unit unit =
       Api::readUnit( R"({"name":"a","state":"entering","stage":"drainwatch","generation":3,
-      "since":"2023-11-14T22:13:20.000Z","reason":"r","by":"b","interfaces":{"total":5,"drained":3},
+      "since":"2023-11-14T22:13:20.000Z","reason":"r","by":"b","deadline":"2023-11-14T22:18:20.000Z",
+      "overdue":true,"interfaces":{"total":5,"drained":3},
       "rates":{"in-bps":1.5,"out-bps":2},"violating":["et1","et2"],"total-violations":7,
       "settling-since":"2023-11-14T22:13:21.000Z","groups":["g"]})" );
    EXPECT_EQ( unit.name, "a" );
@@ -29,6 +30,8 @@ TEST( Shapes, takeAUnitInFull ) {
    EXPECT_EQ( unit.since, 1700000000 );
    EXPECT_EQ( unit.reason, "r" );
    EXPECT_EQ( unit.by, "b" );
+   EXPECT_EQ( unit.deadline, 1700000300 );
+   EXPECT_TRUE( unit.overdue );
    EXPECT_EQ( unit.total, 5 );
    EXPECT_EQ( unit.drained, 3 );
    EXPECT_EQ( unit.inBps, 1.5 );

@@ -44,6 +44,13 @@ TEST( TimeOf, givesBackWhatTimeTextWrote ) {
       ASSERT_EQ( Api::timeOf( Api::timeText( time ) ), time ) << Api::timeText( time );
 }
 
+TEST( RateText, hasThreeDigitsAndTheLargestUnit ) {
+   EXPECT_EQ( Api::rateText( 0 ), "0 bps" );
+   EXPECT_EQ( Api::rateText( 999.9 ), "1.00 kbps" );
+   EXPECT_EQ( Api::rateText( 400e6 ), "400 Mbps" );
+   EXPECT_EQ( Api::rateText( 2.5e9 ), "2.50 Gbps" );
+}
+
 TEST( Counter, keepsAll64Bits ) {
    const auto most = std::numeric_limits< std::uint64_t >::max();
    EXPECT_EQ( Api::counterText( most ), "18446744073709551615" );

@@ -6,17 +6,24 @@
 
 #include <CLI/CLI.hpp>
 #include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/sinks/syslog_sink.h>
 #include <spdlog/spdlog.h>
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <optional>
 
 namespace {
 
-void logTo( const std::shared_ptr< spdlog::logger > & logger ) {
+void logTo( const std::shared_ptr< spdlog::logger > & logger, const char * pattern ) {
    spdlog::set_default_logger( logger );
-   spdlog::set_pattern( "%Y-%m-%dT%H:%M:%S.%e %l %v" );
+   logger->flush_on( spdlog::level::trace );
+   logger->set_pattern( pattern );
    Vel::traceSinkIs(
       []( void *, const Vel::TraceFacility & facility, int level, std::string_view text ) {
          spdlog::info( "trace {}/{} {}", facility.name(), level, text );
@@ -40,6 +47,51 @@ std::string traceIs( const std::string & setting ) {
    return "";
 }
 
+/// The way of a program into the background: whoever has started it waits until it runs, and is told by the exit status
+/// if it does not.
+class Background {
+ public:
+   /// The exit status in the process that was started; nothing in the one that goes on.
+   std::optional< int > begin() {
+      int ends[2];
+      const pid_t process = pipe2( ends, O_CLOEXEC ) == 0 ? fork() : -1;
+      if ( process < 0 ) {
+         std::perror( "maintd: cannot go to the background" );
+         return 1;
+      }
+      if ( process == 0 ) {
+         close( ends[0] );
+         report_ = ends[1];
+         setsid();
+         return std::nullopt;
+      }
+      close( ends[1] );
+      char word = 0;
+      ssize_t got;
+      do
+         got = read( ends[0], &word, 1 );
+      while ( got < 0 && errno == EINTR );
+      return got == 1 ? 0 : 1;
+   }
+
+   /// It runs: nobody waits any more, and nobody reads what is written to the standard output.
+   void started() {
+      if ( const int nowhere = open( "/dev/null", O_RDWR ); nowhere >= 0 ) {
+         for ( const int standard : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO } )
+            dup2( nowhere, standard );
+         if ( nowhere > STDERR_FILENO )
+            close( nowhere );
+      }
+      // A folder that a program is in cannot be unmounted.
+      if ( chdir( "/" ) != 0 || write( report_, "", 1 ) != 1 )
+         spdlog::warn( "whoever has started this was not told: {}", std::strerror( errno ) );
+      close( report_ );
+   }
+
+ private:
+   int report_ = -1;
+};
+
 } // namespace
 
 int main( int argc, char ** argv ) {
@@ -50,7 +102,8 @@ int main( int argc, char ** argv ) {
    bool foreground = false, releaseAll = false;
 
    CLI::App app{
-      "maintd: takes units of a switch into and out of maintenance, and knows when their traffic has gone" };
+      "Takes units of a switch into and out of maintenance, and knows when their traffic has gone" };
+   app.name( "maintd" );
    app.set_version_flag( "--version", std::string( "maintd " ) + MAINT_VERSION );
    app.add_option( "--config", options.config, "configuration file" )->capture_default_str();
    app.add_option( "--state-dir", options.stateDir, "what must survive everything" )->capture_default_str();
@@ -65,14 +118,23 @@ int main( int argc, char ** argv ) {
    try {
       app.parse( argc, argv );
    } catch ( const CLI::ParseError & error ) {
-      return app.exit( error ) == 0 ? 0 : 2;
+      if ( error.get_exit_code() == 0 )
+         return app.exit( error );
+      std::fprintf( stderr, "maintd: %s\n", error.what() );
+      return 2;
    }
    for ( const std::string & setting : traces )
       if ( const std::string problem = traceIs( setting ); !problem.empty() ) {
          std::fprintf( stderr, "maintd: %s\n", problem.c_str() );
          return 2;
       }
-   logTo( spdlog::stderr_logger_st( "maintd" ) );
+   logTo( spdlog::stderr_logger_st( "maintd" ), "%Y-%m-%dT%H:%M:%S.%e %l %v" );
+
+   // In the background the folder that we were started in is left, and the files are read again later.
+   for ( std::string * path :
+         { &options.config, &options.stateDir, &options.runtimeDir, &options.socket, &options.pluginDir } )
+      if ( !path->empty() )
+         *path = std::filesystem::absolute( *path ).lexically_normal();
 
    Apps::Maintd agent( options );
    if ( releaseAll ) {
@@ -81,13 +143,17 @@ int main( int argc, char ** argv ) {
          std::fprintf( stderr, "maintd: %s\n", problem.c_str() );
       return problem.empty() ? 0 : 1;
    }
-   if ( !foreground && daemon( 1, 1 ) != 0 ) {
-      std::perror( "maintd: cannot go to the background" );
-      return 1;
-   }
+   Background background;
+   if ( !foreground )
+      if ( const auto ended = background.begin() )
+         return *ended;
    if ( const std::string problem = agent.start(); !problem.empty() ) {
       std::fprintf( stderr, "maintd: %s\n", problem.c_str() );
       return 1;
+   }
+   if ( !foreground ) {
+      logTo( spdlog::syslog_logger_st( "syslog", "maintd", LOG_PID, LOG_DAEMON ), "%v" );
+      background.started();
    }
    spdlog::info( "maintd {} is running", MAINT_VERSION );
    agent.run();

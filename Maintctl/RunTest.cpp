@@ -62,6 +62,33 @@ TEST_F( RunTest, escapesNames ) {
    EXPECT_EQ( requests(), only( "GET /api/v1/units/..%2Fagent%3Fx" ) );
 }
 
+TEST_F( RunTest, anEnterTellsTheAgentHowLongItMayTake ) {
+   rig.client.answers(
+      "POST /api/v1/units/a/enter", R"({"unit":"a","generation":1,"state":"entering"})", 202 );
+   rig.client.answers( "GET /api/v1/units/a", R"({"name":"a","state":"maintenance"})" );
+   EXPECT_EQ( rig.run( { "enter", "a", "--timeout", "5m" } ), ExitStatus::done );
+   EXPECT_EQ( requests()[0], R"(POST /api/v1/units/a/enter {"timeout":300})" );
+   rig.client.requests.clear();
+   EXPECT_EQ( rig.run( { "enter", "a", "--timeout", "0s" } ), ExitStatus::done );
+   EXPECT_EQ( requests()[0], "POST /api/v1/units/a/enter {}" );
+}
+
+TEST_F( RunTest, anOperationSaysWhereTheUnitIsThen ) {
+   rig.client.answers(
+      "POST /api/v1/units/a/enter", R"({"unit":"a","generation":3,"state":"maintenance"})", 202 );
+   EXPECT_EQ( rig.run( { "enter", "a" } ), ExitStatus::done );
+   EXPECT_EQ( rig.out, "a is under maintenance, generation 3\n" );
+}
+
+TEST_F( RunTest, showUnitSaysWhenItShouldBeThere ) {
+   rig.client.answers(
+      "GET /api/v1/units/a",
+      R"({"name":"a","state":"entering","deadline":"2023-11-14T22:13:20.000Z","overdue":true})" );
+   EXPECT_EQ( rig.run( { "show", "unit", "a" } ), ExitStatus::done );
+   EXPECT_NE( rig.out.find( "Expected by:     2023-11-14T22:13:20.000Z, overdue\n" ), std::string::npos )
+      << rig.out;
+}
+
 TEST_F( RunTest, showUnitsGivesALineForEach ) {
    clock();
    rig.client.answers( "GET /api/v1/units", listOf( unitA, unitB ) );

@@ -43,6 +43,12 @@ TEST_F( ShowFastLogTest, givesTheLinesOfTheLogBesideTheSocket ) {
    EXPECT_TRUE( lines.back().ends_with( ": second\\x0a" ) ) << lines.back();
 }
 
+TEST_F( ShowFastLogTest, givesTheLogThatTheAgentNames ) {
+   rig.client.answers( "GET /api/v1/agent", R"({"fast-log":")" + folder + R"(/fastlog"})" );
+   EXPECT_EQ( rig.run( { "fastlog", "--socket", "/elsewhere/control.sock" } ), ExitStatus::done );
+   EXPECT_NE( rig.out.find( "unit a has 5 interfaces" ), std::string::npos );
+}
+
 TEST_F( ShowFastLogTest, givesOnlyTheNewestLines ) {
    EXPECT_EQ( rig.run( { "fastlog", "--file", folder + "/fastlog", "--last", "1" } ), ExitStatus::done );
    EXPECT_EQ( linesOf( rig.out ).size(), 1 );

@@ -60,13 +60,12 @@ struct Answers::Json {
       const std::string name = status.unitName();
       const auto * run = model.unitRunDir->unitRun( name );
       const auto progress = commands.progress( name );
-      json violating = json::array();
+      std::set< std::string > violating, groups;
       for ( const auto & [intf, value] : status.intfsViolatingTrafficThresholdRange() )
-         violating.push_back( intf.name() );
-      json groups = json::array();
+         violating.emplace( intf.name() );
       if ( const auto * of = model.groupToUnitDir->unitToGroup( name ) )
          for ( const auto & [group, none] : of->groupKeyRange() )
-            groups.push_back( group.name );
+            groups.insert( group.name );
       const double deadline = run ? run->deadline() : 0;
       return {
          { "name", name },

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 
 namespace Agent {
 
@@ -140,8 +141,11 @@ std::string waitingText( const ControlModel & model, const Maintenance::MonIntfS
    const auto * profile = model.intfProfileStatusDir->status( profileOf( model, intf ) );
    if ( !profile )
       return "has no profile";
-   const double rate = std::max( record.curRates().inBitsRate, record.curRates().outBitsRate );
+   const double in = record.curRates().inBitsRate, out = record.curRates().outBitsRate;
+   const double rate = std::isfinite( in ) ? std::max( out, in ) : in;
    const double threshold = profile->drainWatchThresholdInKbps() * 1000;
+   if ( !std::isfinite( rate ) )
+      return "its rate cannot be told";
    if ( rate >= threshold )
       return Api::rateText( rate ) + ", not below the threshold of " + Api::rateText( threshold );
    return Api::rateText( rate ) + ", quiet for " +

@@ -192,6 +192,27 @@ TEST_F( StagesStory, changesNothingWhenEnterIsAskedForAgain ) {
    EXPECT_EQ( UnitState::maintenance, unit().state() );
 }
 
+TEST_F( StagesStory, keepsADeadlineUntilTheUnitIsThere ) {
+   const double begin = clock->currentTime();
+   ASSERT_FALSE( stages->enter( "u1", { "upgrade", "ann", 60 } ) );
+   EXPECT_EQ( begin + 60, run().deadline() );
+   // It goes on when it is late, and a second request changes nothing.
+   clock->advance( 90 );
+   EXPECT_FALSE( stages->enter( "u1", { "again", "bob", 600 } ) );
+   EXPECT_EQ( begin + 60, run().deadline() );
+   EXPECT_EQ( UnitState::enterInProgress, unit().state() );
+   complete();
+   clock->advance( 11 );
+   EXPECT_EQ( UnitState::maintenance, unit().state() );
+   EXPECT_EQ( 0, run().deadline() );
+}
+
+TEST_F( StagesStory, forgetsTheDeadlineOfAnEnterThatIsCancelled ) {
+   ASSERT_FALSE( stages->enter( "u1", { "upgrade", "ann", 60 } ) );
+   ASSERT_FALSE( exit() );
+   EXPECT_EQ( 0, run().deadline() );
+}
+
 TEST_F( StagesStory, refusesAnEnterDuringAnExit ) {
    toMaintenance();
    exit();

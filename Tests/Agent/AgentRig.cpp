@@ -63,13 +63,23 @@ int AgentRig::reload( const std::string & configuration ) {
    return post( "reload" );
 }
 
-void AgentRig::start() {
+Apps::MaintdOptions AgentRig::options() const {
    Apps::MaintdOptions options;
    options.config = folder_ + "/maintd.yaml";
    options.stateDir = folder_ + "/state";
    options.runtimeDir = folder_ + "/run";
    options.pluginDir = MAINT_TEST_PLUGIN_DIR;
-   agent_ = std::make_unique< Apps::Maintd >( options, world_ );
+   return options;
+}
+
+std::string AgentRig::releaseAll() {
+   watched_->clockIs( *firstLoop_ );
+   time_->targetIs( time_->now() + 60 );
+   return Apps::Maintd( options(), world_ ).releaseAll();
+}
+
+void AgentRig::start() {
+   agent_ = std::make_unique< Apps::Maintd >( options(), world_ );
    if ( const std::string problem = agent_->start(); !problem.empty() )
       throw std::runtime_error( problem );
    watched_->clockIs( agent_->loop() );

@@ -32,6 +32,8 @@ class AgentRig {
    /// The agent is gone from now on.
    void crash() { agent_.reset(); }
    bool running() const { return agent_ != nullptr; }
+   /// Raises all links that are held, while no agent runs; what it says. Its moves bear no times.
+   std::string releaseAll();
    /// Crashes at the end of the turn with this number, counted from the beginning over all agents; 0: never.
    void crashAfterTurnIs( unsigned turn, Effects effects ) {
       crashTurn_ = turn;
@@ -76,6 +78,7 @@ class AgentRig {
  private:
    static constexpr double begin = 1.7e9;
    void configurationIs( const std::string & configuration );
+   Apps::MaintdOptions options() const;
    bool turnIsDone();
    void perform();
 

@@ -164,6 +164,158 @@ refusesASecondAgentOnTheSameStateFolder() {
    says "$agent"
 }
 
+refusesASecondAgentOnTheSameRuntimeFolder() {
+   _config
+   _start
+   run "$build/bin/maintd" --foreground --config maintd.yaml --state-dir "$PWD/state2" --runtime-dir "$PWD/run"
+   fails
+   says "$PWD/run"
+   says "$agent"
+   _ctlSays '"state": "ok"' -j show agent
+}
+
+leavesAFileAloneThatIsNoSocket() {
+   _config
+   mkdir run
+   echo precious > run/control.sock
+   run "$build/bin/maintd" --foreground --config maintd.yaml --state-dir state --runtime-dir run --plugin-dir "$build/lib"
+   fails
+   says "run/control.sock: is not a socket"
+   [ "$(cat run/control.sock)" = precious ] || fail "the file is changed"
+}
+
+goesToTheBackgroundAndAnswersByThen() {
+   _config
+   run "$build/bin/maintd" --config maintd.yaml --state-dir state --runtime-dir run --socket "$PWD/s" --plugin-dir "$build/lib"
+   passes
+   agent=$(cat state/lock)
+   trap 'kill -9 $agent 2> /dev/null; rm -rf "$here"' EXIT
+   run "$build/bin/maintctl" --socket "$PWD/s" -j show agent
+   passes
+   says "\"pid\": $agent"
+   [ "$(readlink "/proc/$agent/cwd")" = / ] || fail "it stays in the folder that it was started in"
+   [ "$(readlink "/proc/$agent/fd/2")" = /dev/null ] || fail "it keeps the terminal"
+   # The log is not beside this socket; the agent says where it is.
+   run "$build/bin/maintctl" --socket "$PWD/s" fastlog
+   passes
+   says DrainWatchSmLoader
+   # The names of files are good in another folder too.
+   run "$build/bin/maintctl" --socket "$PWD/s" reload
+   passes
+   kill "$agent"
+   for ((i = 0; i < 200; ++i)); do
+      kill -0 "$agent" 2> /dev/null || return 0
+      sleep 0.05
+   done
+   fail "it does not end"
+}
+
+saysByItsStatusThatItDoesNotStartInTheBackground() {
+   _config
+   sed -i 's/^version: 1/version: 9/' maintd.yaml
+   run "$build/bin/maintd" --config maintd.yaml --state-dir state --runtime-dir run --plugin-dir "$build/lib"
+   fails
+   says "maintd.yaml:1:10: error: "
+}
+
+endsWithTwoWhenItIsUsedWrongly() {
+   local wrong
+   for wrong in --nonsense "--trace x=10" "--trace x" "--config"; do
+      # shellcheck disable=SC2086
+      run "$build/bin/maintd" $wrong
+      [ "$status" -eq 2 ] || fail "maintd $wrong should have ended with 2"
+   done
+   for wrong in "" nonsense show "show nonsense" enter "wait u1" "wait u1 --for=lunch" "enter u1 --timeout 5" release validate; do
+      # shellcheck disable=SC2086
+      run _ctl $wrong
+      [ "$status" -eq 2 ] || fail "maintctl $wrong should have ended with 2"
+   done
+}
+
+waitsAndTimesOutAsTheTableSays() {
+   _config
+   _start
+   run _ctl wait u1 --for=normal --timeout 0s
+   passes
+   run _ctl wait u1 --for=maintenance --timeout 0s
+   [ "$status" -eq 4 ] || fail "should have ended with 4"
+   run _ctl -j enter u1 --wait --timeout 0s
+   [ "$status" -eq 4 ] || fail "should have ended with 4"
+   says '"code": "timed-out"'
+   _ctlSays '"state": "entering"' -j show unit u1
+   _advance 60s
+   run _ctl enter u1 --wait
+   passes
+   says "u1 is under maintenance"
+   run _ctl wait u1 --for=maintenance
+   passes
+   run _ctl exit u1 --timeout 1m --reason ready
+   _advance 1s
+   run _ctl exit u1 --wait
+   passes
+}
+
+readsTheConfigurationAgainWhenItIsHungUp() {
+   _config
+   _start
+   _config '  u2: {groups: [tenants]}'
+   kill -HUP "$agent"
+   for ((i = 0; i < 200; ++i)); do
+      _ctl show unit u2 > /dev/null 2>&1 && return
+      sleep 0.05
+   done
+   fail "u2 does not appear"
+}
+
+tellsWhatConfigurationItRunsWith() {
+   _config
+   _start
+   _ctlSays '"state": "accepted"' -j show agent
+   sed -i 's/^settle: 10s/settle: 10/' maintd.yaml
+   run _ctl reload
+   fails
+   says "maintd.yaml:3:9: error: "
+   _ctlSays '"state": "last-accepted"' -j show agent
+   run curl -sS --unix-socket run/control.sock http://agent/healthz
+   says '"status":"degraded"'
+   _restart TERM
+   _ctlSays '"state": "last-accepted"' -j show agent
+   _config
+   run _ctl reload
+   passes
+   _ctlSays '"state": "accepted"' -j show agent
+}
+
+releasesALinkByForce() {
+   _config
+   _start
+   _ctl enter u1 > /dev/null
+   _advance 60s
+   _ctlSays '"link-state": "down"' -j show interface et1
+   run _ctl -j release et1
+   [ "$status" -eq 5 ] || fail "should have ended with 5"
+   says '"code": "needs-force"'
+   run _ctl release et1 --force
+   passes
+   says "et1 is released"
+   _advance 1s
+   _ctlSays '"link-state": "up"' -j show interface et1
+   _ctlSays '"link-state": "down"' -j show interface et2
+}
+
+explainsWhatAUnitWaitsFor() {
+   _config
+   _start
+   _ctl simulated traffic et1 --to 5Mbps > /dev/null
+   _ctl enter u1 > /dev/null
+   _advance 30s
+   run _ctl explain u1
+   passes
+   says "u1 is entering, stage drainwatch; it waits for 1 interface."
+   says "not below the threshold of 100 kbps"
+   says "does not exist"
+}
+
 namesAStateFolderThatCannotBeWritten() {
    _config
    touch state

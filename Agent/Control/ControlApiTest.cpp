@@ -1,0 +1,569 @@
+#include "Agent/Control/ControlApi.h"
+
+#include "Agent/Control/ModelTest.h"
+#include "Platform/Vel/Trace.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <unistd.h>
+
+namespace Agent {
+
+namespace {
+
+using Maintenance::Unit::UnitState;
+using nlohmann::json;
+
+const Vel::TraceFacility testTrace( "ControlApiTest" );
+const Vel::TraceFacility testTraceTwin( "ControlApiTest" );
+
+/// What the plug-in would count.
+class Counted final : public Vel::Entity {
+   VEL_ENTITY( Counted );
+   VEL_COUNTER( numFooBar, onNumFooBar );
+   VEL_COUNTER( numOther, onNumOther );
+   VEL_ATTR( Vel::String, text, onText );
+};
+
+class ControlApiTest : public testing::Test {
+ protected:
+   ControlApiTest() {
+      const auto operation = [this]( const char * name ) {
+         return [this, name]( const std::string & unit, const ControlCommands::Request & request ) {
+            asked.push_back(
+               std::string( name ) + " " + unit + " [" + request.reason + "] " + request.by +
+               ( request.timeout ? " " + std::to_string( int( *request.timeout ) ) + "s" : "" ) );
+            return refusal;
+         };
+      };
+      commands.enter = operation( "enter" );
+      commands.exit = operation( "exit" );
+      commands.progress = [this]( const std::string & unit ) {
+         return unit == "u1" ? progress : ControlCommands::Progress();
+      };
+      commands.release = [this]( const std::string & interface ) {
+         asked.push_back( "release " + interface );
+         return refusal;
+      };
+      commands.reload = [this] { return reloaded; };
+      commands.simulated = [this]( const auto & what, std::function< void() > done ) {
+         asked.push_back(
+            what.what + " " + what.interface + " " + std::to_string( long( what.inBps ) ) + " " +
+            std::to_string( long( what.outBps ) ) + " " + std::to_string( int( what.seconds ) ) +
+            ( what.up ? " up" : " down" ) );
+         if ( !refusal )
+            waiting.push_back( std::move( done ) );
+         return refusal;
+      };
+      commands.agent = [this] { return facts; };
+      commands.groups = [] {
+         return std::map< std::string, ControlCommands::Group >{
+            { "shared", { std::nullopt, { "et2" } } },
+            { "tenants", { "watch", {} } },
+            { "uplinks", { std::nullopt, { "et1", "et2", "missing" } } },
+            { "unused", { "fast", { "et9" } } } };
+      };
+      commands.dump = [] { return std::string( "diagnostic\ntext\n" ); };
+      commands.counters = [this] { return counted.get(); };
+      commands.linkState = []( const Wire::IntfId & intf ) { return intf.name() == "et1" ? "down" : "up"; };
+      commands.whenCommitted = [this]( std::function< void() > call ) {
+         waiting.push_back( std::move( call ) );
+      };
+      // Display time is an hour ahead, so that a time that is not translated shows.
+      commands.wallTime = []( double time ) { return time + 3600; };
+      commands.now = [this] { return now; };
+      api = std::make_unique< ControlApi >( rig.model(), commands );
+   }
+
+   /// Asks and, if no answer has come, commits.
+   int ask( const std::string & method, const std::string & path, const std::string & body = "" ) {
+      HttpRequest request;
+      request.method = method;
+      request.path = path;
+      if ( const auto question = path.find( "?unit=" ); question != std::string::npos ) {
+         request.path = path.substr( 0, question );
+         request.query["unit"] = path.substr( question + 6 );
+      }
+      request.body = body;
+      request.by = "ann";
+      request.local = local;
+      unsigned answers = 0;
+      api->handle( request, [&]( HttpReply got ) {
+         ++answers;
+         reply = std::move( got );
+      } );
+      answeredAtOnce = answers == 1;
+      for ( const auto & call : std::exchange( waiting, {} ) )
+         call();
+      EXPECT_EQ( 1u, answers );
+      return reply.status;
+   }
+   json get( const std::string & path ) {
+      EXPECT_EQ( 200, ask( "GET", "/api/v1/" + path ) ) << reply.body;
+      return json::parse( reply.body );
+   }
+   int post( const std::string & path, const std::string & body = "{}" ) {
+      return ask( "POST", "/api/v1/" + path, body );
+   }
+   json body() const { return json::parse( reply.body ); }
+   /// The code, and what it is about, of a refusal.
+   std::string refused() const {
+      const json error = body().at( "error" );
+      EXPECT_FALSE( error.at( "message" ).get< std::string >().empty() );
+      return error.at( "code" ).get< std::string >() + " " + error.at( "where" ).dump();
+   }
+
+   ModelRig rig;
+   ControlCommands commands;
+   std::unique_ptr< ControlApi > api;
+   bool local = true;
+   HttpReply reply;
+   bool answeredAtOnce = false;
+   std::vector< std::function< void() > > waiting; ///< for the commit
+   std::vector< std::string > asked;               ///< of the agent
+   ControlCommands::Result refusal;
+   ControlCommands::Progress progress;
+   ControlCommands::Reloaded reloaded;
+   ControlCommands::AgentFacts facts;
+   Vel::Ptr< Counted > counted;
+   double now = rig.now;
+};
+
+// ---- what is shown
+
+TEST_F( ControlApiTest, showsAUnitInFull ) {
+   auto & unit = rig.unit( "u1" );
+   unit.stateIs( UnitState::enterInProgress );
+   unit.genIdIs( 7 );
+   unit.aggTrafficRateIs( { 2000, 1500, rig.now } );
+   unit.intfsViolatingTrafficThresholdIs( rig.et2, true );
+   unit.totalIntfTrafficViolationsIs( 3 );
+   auto & run = *rig.runs->unitRun( "u1" );
+   run.sinceIs( rig.now - 10 );
+   run.reasonIs( "upgrade" );
+   run.byIs( "ann" );
+   run.deadlineIs( rig.now + 60 );
+   progress = { "drainwatch", 3, 2, rig.now - 1, 10, "" };
+   EXPECT_EQ(
+      json::parse( R"({"name":"u1","state":"entering","stage":"drainwatch","generation":7,
+         "since":"2023-11-14T23:13:10.000Z","reason":"upgrade","by":"ann",
+         "deadline":"2023-11-14T23:14:20.000Z","overdue":false,
+         "interfaces":{"total":3,"drained":2},"rates":{"in-bps":1500,"out-bps":2000},
+         "violating":["et2"],"total-violations":3,"settling-since":"2023-11-14T23:13:19.000Z",
+         "groups":["tenants","uplinks"]})" ),
+      get( "units/u1" ) );
+   now += 61;
+   EXPECT_EQ( true, get( "units/u1" ).at( "overdue" ) );
+}
+
+TEST_F( ControlApiTest, leavesNothingOutOfAUnitOfWhichNothingIsKnown ) {
+   rig.runs->unitRunDel( "u2" );
+   EXPECT_EQ(
+      json::parse( R"({"name":"u2","state":"normal","stage":null,"generation":0,"since":null,"reason":null,
+         "by":null,"deadline":null,"overdue":false,"interfaces":{"total":0,"drained":0},
+         "rates":{"in-bps":0,"out-bps":0},"violating":[],"total-violations":0,"settling-since":null,
+         "groups":["shared"]})" ),
+      get( "units/u2" ) );
+}
+
+TEST_F( ControlApiTest, listsUnits ) {
+   const json list = get( "units" );
+   ASSERT_EQ( 2u, list.size() );
+   EXPECT_EQ( "u1", list[0].at( "name" ) );
+   EXPECT_EQ( get( "units/u2" ), list[1] );
+}
+
+TEST_F( ControlApiTest, showsAnInterfaceInFull ) {
+   auto & record = rig.record( rig.et1, Maintenance::monIntfStateUnderMaint );
+   rig.sample( record, 1.5, 2.5, 4294967295 );
+   record.spikeUnderMaintIs( true );
+   rig.cause->intfStatusIs( rig.et1, rig.now );
+   EXPECT_EQ(
+      json::parse( R"({"name":"et1","kind":"ethernet","units":["u1"],"profile":"fast","state":"under-maint",
+         "in-bps":1.5,"out-bps":2.5,"samples":"1","consecutive-drained-samples":"4294967295","spike":true,
+         "shut":true,"link-state":"down","start-time":"2023-11-14T23:12:20.000Z",
+         "state-time":"2023-11-14T23:12:30.000Z","last-sample-time":"2023-11-14T23:13:18.000Z"})" ),
+      get( "interfaces/et1" ) );
+}
+
+TEST_F( ControlApiTest, leavesNothingOutOfAnInterfaceWithoutARecord ) {
+   EXPECT_EQ(
+      json::parse( R"({"name":"et9","kind":"ethernet","units":[],"profile":null,"state":null,"in-bps":null,
+         "out-bps":null,"samples":null,"consecutive-drained-samples":null,"spike":false,"shut":false,
+         "link-state":"up","start-time":null,"state-time":null,"last-sample-time":null})" ),
+      get( "interfaces/et9" ) );
+}
+
+TEST_F( ControlApiTest, showsNoRatesBeforeTheFirstSample ) {
+   rig.record( rig.et1, Maintenance::monIntfStateEnterMaint );
+   const json shown = get( "interfaces/et1" );
+   EXPECT_EQ( nullptr, shown.at( "in-bps" ) );
+   EXPECT_EQ( nullptr, shown.at( "last-sample-time" ) );
+   EXPECT_EQ( "0", shown.at( "samples" ) );
+}
+
+TEST_F( ControlApiTest, listsInterfacesOfAllUnitsOrOfOne ) {
+   const auto names = [&]( const std::string & path ) {
+      std::string result;
+      for ( const json & intf : get( path ) )
+         result += intf.at( "name" ).get< std::string >() + " ";
+      return result;
+   };
+   EXPECT_EQ( "et1 et2 vlan10 ", names( "interfaces" ) );
+   EXPECT_EQ( "et2 ", names( "interfaces?unit=u2" ) );
+   EXPECT_EQ( 404, ask( "GET", "/api/v1/interfaces?unit=nobody" ) );
+   EXPECT_EQ( "not-found \"nobody\"", refused() );
+}
+
+TEST_F( ControlApiTest, showsProfilesAsResolved ) {
+   EXPECT_EQ(
+      json::parse( R"([{"name":"fast","threshold-bps":100000.0,"load-interval-seconds":10,"shutdown":true,
+         "shutdown-max-delay-seconds":300.0,"default":true},
+         {"name":"watch","threshold-bps":1000000.0,"load-interval-seconds":30,"shutdown":false,
+         "shutdown-max-delay-seconds":null,"default":false}])" ),
+      get( "profiles" ) );
+}
+
+TEST_F( ControlApiTest, showsGroupsWithTheirProfileAlsoThoseOfNoUnit ) {
+   EXPECT_EQ(
+      json::parse( R"([{"name":"shared","profile":null,"interfaces":["et2"],"units":["u2"]},
+         {"name":"tenants","profile":"watch","interfaces":["vlan10"],"units":["u1"]},
+         {"name":"unused","profile":"fast","interfaces":[],"units":[]},
+         {"name":"uplinks","profile":null,"interfaces":["et1","et2"],"units":["u1"]}])" ),
+      get( "groups" ) );
+}
+
+TEST_F( ControlApiTest, showsTheCountersOfThePluginIfThereIsOne ) {
+   EXPECT_EQ( json::object(), get( "counters" ) );
+   counted = Vel::make< Counted >();
+   counted->numFooBarInc( 4 );
+   EXPECT_EQ( json::parse( R"({"num-foo-bar":4,"num-other":0})" ), get( "counters" ) );
+}
+
+TEST_F( ControlApiTest, showsTheAgent ) {
+   facts.version = "1.2.3";
+   facts.switchKind = "simulated";
+   facts.configurationFile = "/etc/x.yaml";
+   facts.fastLog = "/run/fastlog";
+   facts.pluginName = "Plugin";
+   facts.started = rig.now - 5;
+   json expected = json::parse( R"({"version":"1.2.3","started":"2023-11-14T23:13:15.000Z","state":"ok",
+      "problems":[],"plugin":{"name":"Plugin","state":"loaded","text":null},
+      "configuration":{"file":"/etc/x.yaml","state":"accepted","errors":[]},"switch":"simulated",
+      "clock":"2023-11-14T23:13:20.000Z","fast-log":"/run/fastlog"})" );
+   expected["pid"] = getpid();
+   EXPECT_EQ( expected, get( "agent" ) );
+}
+
+TEST_F( ControlApiTest, showsWhatIsWrongWithTheAgent ) {
+   facts.pluginProblem = "no such file";
+   facts.configurationErrors = { "x.yaml:1:2: error: bad" };
+   facts.problems = { { "store", rig.now - 1, "disk full" } };
+   const json agent = get( "agent" );
+   EXPECT_EQ( "degraded", agent.at( "state" ) );
+   EXPECT_EQ(
+      json::parse( R"([{"what":"store","since":"2023-11-14T23:13:19.000Z","text":"disk full"}])" ),
+      agent.at( "problems" ) );
+   EXPECT_EQ( "missing", agent.at( "plugin" ).at( "state" ) );
+   EXPECT_EQ( "no such file", agent.at( "plugin" ).at( "text" ) );
+   EXPECT_EQ( "last-accepted", agent.at( "configuration" ).at( "state" ) );
+   EXPECT_EQ( json( facts.configurationErrors ), agent.at( "configuration" ).at( "errors" ) );
+}
+
+TEST_F( ControlApiTest, tellsItsHealthToWhoeverWatches ) {
+   for ( const char * path : { "/healthz", "/api/v1/healthz" } ) {
+      facts.problems.clear();
+      EXPECT_EQ( 200, ask( "GET", path ) );
+      EXPECT_EQ( json::parse( R"({"status":"ok","problems":[]})" ), body() );
+      facts.problems = { { "store", 0, "disk full" } };
+      EXPECT_EQ( 503, ask( "GET", path ) );
+      EXPECT_EQ(
+         json::parse(
+            R"({"status":"degraded","problems":[{"what":"store","since":null,"text":"disk full"}]})" ),
+         body() );
+   }
+}
+
+TEST_F( ControlApiTest, givesTheDiagnosticTextAsText ) {
+   EXPECT_EQ( 200, ask( "GET", "/api/v1/dump" ) );
+   EXPECT_EQ( "diagnostic\ntext\n", reply.body );
+   EXPECT_EQ( "text/plain; charset=utf-8", reply.contentType );
+}
+
+TEST_F( ControlApiTest, showsNamesThatNeedEscaping ) {
+   const std::string name = "a\"b\\c\n\xff";
+   rig.units->statusIs( name )->stateIs( UnitState::normal );
+   EXPECT_EQ( "a\"b\\c\n\xEF\xBF\xBD", get( "units/" + name ).at( "name" ) );
+   EXPECT_EQ( 404, ask( "GET", "/api/v1/units/\"\xff" ) );
+   EXPECT_EQ( "\"\xEF\xBF\xBD", body().at( "error" ).at( "where" ) );
+}
+
+// ---- explain
+
+TEST_F( ControlApiTest, explainsWhatAUnitWaitsFor ) {
+   rig.unit( "u1" ).stateIs( UnitState::enterInProgress );
+   rig.sample( rig.record( rig.et1, Maintenance::monIntfStateEnterMaint ), 5e4, 0, 1 );
+   rig.record( rig.et2, Maintenance::monIntfStateUnderMaint );
+   progress = { "drainwatch", 2, 1, std::nullopt, 10, "" };
+   EXPECT_EQ(
+      json::parse( R"({"unit":"u1","state":"entering","stage":"drainwatch","settle-remaining-seconds":null,
+         "stuck":false,"stuck-reason":null,
+         "waiting":[{"interface":"et1","state":"enter-maint","profile":"fast","in-bps":50000.0,"out-bps":0.0,
+            "threshold-bps":100000.0,"load-interval-seconds":10,"quiet-seconds":5.0,"samples":"1",
+            "next-sample":"2023-11-14T23:13:23.000Z","shutdown-at":"2023-11-14T23:17:20.000Z",
+            "reason":"50.0 kbps, quiet for 5s of 10s"}],
+         "skipped":[{"interface":"vlan10","reason":"is not monitored yet"},
+            {"interface":"missing","reason":"does not exist"}]})" ),
+      get( "units/u1/explain" ) );
+}
+
+TEST_F( ControlApiTest, explainsThatAUnitSettles ) {
+   rig.unit( "u1" ).stateIs( UnitState::enterInProgress );
+   progress = { "drainwatch", 1, 1, rig.now - 4, 10, "" };
+   EXPECT_EQ( 6.0, get( "units/u1/explain" ).at( "settle-remaining-seconds" ) );
+   now += 60;
+   EXPECT_EQ( 0.0, get( "units/u1/explain" ).at( "settle-remaining-seconds" ) );
+   EXPECT_EQ( false, get( "units/u1/explain" ).at( "stuck" ) );
+}
+
+TEST_F( ControlApiTest, callsAUnitStuckAfter15SecondsOfEqualCounts ) {
+   rig.unit( "u1" ).stateIs( UnitState::enterInProgress );
+   rig.record( rig.et1, Maintenance::monIntfStateUnderMaint ).stateTimeIs( rig.now );
+   progress = { "drainwatch", 1, 1, std::nullopt, 10, "" };
+   now = rig.now + 14.9;
+   EXPECT_EQ( false, get( "units/u1/explain" ).at( "stuck" ) );
+   now = rig.now + 15;
+   EXPECT_EQ( true, get( "units/u1/explain" ).at( "stuck" ) );
+   EXPECT_EQ(
+      "all interfaces have drained, but stage drainwatch has not been reported complete",
+      get( "units/u1/explain" ).at( "stuck-reason" ) );
+   progress.blocked = "the agent is degraded: disk full";
+   EXPECT_EQ( progress.blocked, get( "units/u1/explain" ).at( "stuck-reason" ) );
+   progress.drained = 0;
+   EXPECT_EQ( false, get( "units/u1/explain" ).at( "stuck" ) );
+}
+
+TEST_F( ControlApiTest, waitsForNothingInAUnitThatIsNormal ) {
+   // Another unit has it monitored.
+   rig.record( rig.et2, Maintenance::monIntfStateEnterMaint );
+   const json explained = get( "units/u2/explain" );
+   EXPECT_EQ( json::array(), explained.at( "waiting" ) );
+   EXPECT_EQ( false, explained.at( "stuck" ) );
+}
+
+// ---- operations
+
+TEST_F( ControlApiTest, answersAnEnterWhenItIsCommitted ) {
+   rig.unit( "u1" ).genIdIs( 4 );
+   rig.unit( "u1" ).stateIs( UnitState::enterInProgress );
+   EXPECT_EQ( 202, post( "units/u1/enter", R"({"reason":"new \"card\"","timeout":"5m"})" ) );
+   EXPECT_FALSE( answeredAtOnce );
+   EXPECT_EQ( json::parse( R"({"unit":"u1","generation":4,"state":"entering"})" ), body() );
+   EXPECT_EQ( std::vector< std::string >{ "enter u1 [new \"card\"] ann 300s" }, asked );
+}
+
+TEST_F( ControlApiTest, takesATimeoutAsTimeOrSecondsOrNot ) {
+   for ( const auto & [body, expected] :
+         { std::pair( "", "exit u1 [] ann" ), std::pair( "{}", "exit u1 [] ann" ),
+           std::pair( R"({"timeout":null,"reason":null})", "exit u1 [] ann" ),
+           std::pair( R"({"timeout":90})", "exit u1 [] ann 90s" ),
+           std::pair( R"({"timeout":"1h30m"})", "exit u1 [] ann 5400s" ) } ) {
+      SCOPED_TRACE( body );
+      asked.clear();
+      EXPECT_EQ( 202, post( "units/u1/exit", body ) );
+      EXPECT_EQ( std::vector< std::string >{ expected }, asked );
+   }
+}
+
+TEST_F( ControlApiTest, passesOnHowTheAgentRefuses ) {
+   const std::tuple< Api::ErrorCode, int, const char * > rows[] = {
+      { Api::ErrorCode::badRequest, 400, "bad-request" },
+      { Api::ErrorCode::notFound, 404, "not-found" },
+      { Api::ErrorCode::conflict, 409, "conflict" },
+      { Api::ErrorCode::unavailable, 503, "unavailable" },
+      { Api::ErrorCode::internal, 500, "internal" } };
+   for ( const auto & [code, status, text] : rows )
+      for ( const auto & [path, body] :
+            { std::pair( "units/u1/enter", "{}" ), std::pair( "units/u1/exit", "{}" ),
+              std::pair( "interfaces/et1/release", R"({"force":true})" ),
+              std::pair( "simulated/advance", R"({"seconds":1})" ) } ) {
+         SCOPED_TRACE( path );
+         refusal = Api::Error{ code, "why", "here" };
+         EXPECT_EQ( status, post( path, body ) );
+         EXPECT_TRUE( answeredAtOnce );
+         EXPECT_EQ( std::string( text ) + " \"here\"", refused() );
+         EXPECT_EQ( "why", this->body().at( "error" ).at( "message" ) );
+      }
+}
+
+TEST_F( ControlApiTest, releasesALinkOnlyWithForce ) {
+   for ( const char * body : { "", "{}", R"({"force":false})" } ) {
+      EXPECT_EQ( 428, post( "interfaces/et1/release", body ) );
+      EXPECT_EQ( "needs-force \"et1\"", refused() );
+   }
+   EXPECT_TRUE( asked.empty() );
+   EXPECT_EQ( 202, post( "interfaces/et1/release", R"({"force":true})" ) );
+   EXPECT_FALSE( answeredAtOnce );
+   EXPECT_EQ( json::parse( R"({"interface":"et1"})" ), body() );
+   EXPECT_EQ( std::vector< std::string >{ "release et1" }, asked );
+}
+
+TEST_F( ControlApiTest, setsTraceLevels ) {
+   const auto level = [&]( const json & list ) {
+      json result;
+      for ( const json & entry : list )
+         if ( entry.at( "name" ) == "ControlApiTest" ) {
+            EXPECT_EQ( nullptr, result ) << "a name is listed twice";
+            result = entry.at( "level" );
+         }
+      return result;
+   };
+   EXPECT_EQ( -1, level( get( "trace" ) ) );
+   EXPECT_EQ( 200, post( "trace", R"({"name":"ControlApiTest","level":7})" ) );
+   EXPECT_EQ( 7, level( body() ) );
+   EXPECT_EQ( 7, testTrace.level() );
+   EXPECT_EQ( 7, testTraceTwin.level() );
+   EXPECT_EQ( 200, post( "trace", R"({"name":"*","level":-1})" ) );
+   EXPECT_EQ( -1, testTrace.level() );
+   EXPECT_EQ( 404, post( "trace", R"({"name":"Nobody","level":3})" ) );
+   EXPECT_EQ( "not-found \"Nobody\"", refused() );
+}
+
+TEST_F( ControlApiTest, saysWhatAReloadChanges ) {
+   reloaded.changes = { "profile fast: threshold", "unit u3 added" };
+   EXPECT_EQ( 200, post( "reload" ) );
+   EXPECT_FALSE( answeredAtOnce );
+   EXPECT_EQ( json( reloaded.changes ), body().at( "changes" ) );
+}
+
+TEST_F( ControlApiTest, listsTheErrorsOfAReload ) {
+   reloaded.error = Api::Error{ Api::ErrorCode::badRequest, "the configuration has errors", "x.yaml" };
+   reloaded.errors = { { "x.yaml", 3, 7, "unknown key" }, { "x.yaml", 0, 0, "gone" } };
+   EXPECT_EQ( 400, post( "reload" ) );
+   EXPECT_EQ( "bad-request \"x.yaml\"", refused() );
+   EXPECT_EQ(
+      json::parse( R"([{"file":"x.yaml","line":3,"column":7,"message":"unknown key"},
+         {"file":"x.yaml","line":0,"column":0,"message":"gone"}])" ),
+      body().at( "errors" ) );
+   reloaded = {};
+   reloaded.error = Api::Error{ Api::ErrorCode::conflict, "unit u1 is not normal", "x.yaml" };
+   EXPECT_EQ( 409, post( "reload" ) );
+   EXPECT_EQ( json::array(), body().at( "errors" ) );
+}
+
+TEST_F( ControlApiTest, drivesTheSimulatedSwitch ) {
+   EXPECT_EQ(
+      200, post( "simulated/traffic", R"({"interface":"et1","in-bps":1e6,"out-bps":0,"ramp-seconds":5})" ) );
+   EXPECT_EQ( 200, post( "simulated/traffic", R"({"interface":"et1","in-bps":1,"out-bps":2})" ) );
+   EXPECT_EQ( 200, post( "simulated/link", R"({"interface":"et2","up":true})" ) );
+   EXPECT_EQ( 200, post( "simulated/advance", R"({"seconds":60})" ) );
+   EXPECT_FALSE( answeredAtOnce );
+   EXPECT_EQ( json::parse( R"({"time":"2023-11-14T23:13:20.000Z"})" ), body() );
+   EXPECT_EQ(
+      ( std::vector< std::string >{
+         "traffic et1 1000000 0 5 down", "traffic et1 1 2 0 down", "link et2 0 0 0 up",
+         "advance  0 0 60 down" } ),
+      asked );
+}
+
+// ---- refusals
+
+TEST_F( ControlApiTest, namesWhatIsWrongWithABody ) {
+   const std::tuple< const char *, const char *, const char * > rows[] = {
+      { "units/u1/enter", "{", "body" },
+      { "units/u1/enter", "[]", "body" },
+      { "units/u1/enter", "null", "body" },
+      { "units/u1/enter", "{} {}", "body" },
+      { "units/u1/enter", "{\"reason\":\"\xff\"}", "body" },
+      { "units/u1/enter", R"({"reason":5})", "reason" },
+      { "units/u1/enter", R"({"timeout":true})", "timeout" },
+      { "units/u1/enter", R"({"timeout":"5"})", "timeout" },
+      { "units/u1/enter", R"({"timeout":"soon"})", "timeout" },
+      { "units/u1/enter", R"({"timeout":-1})", "timeout" },
+      { "units/u1/enter", R"({"timeout":1e30})", "timeout" },
+      { "units/u1/exit", R"({"Reason":"x"})", "Reason" },
+      { "interfaces/et1/release", R"({"force":"true"})", "force" },
+      { "interfaces/et1/release", R"({"force":1})", "force" },
+      { "interfaces/et1/release", R"({"force":true,"now":1})", "now" },
+      { "trace", "{}", "name" },
+      { "trace", R"({"name":"ControlApiTest"})", "level" },
+      { "trace", R"({"name":"ControlApiTest","level":"3"})", "level" },
+      { "trace", R"({"name":"ControlApiTest","level":10})", "level" },
+      { "trace", R"({"name":"ControlApiTest","level":-2})", "level" },
+      { "trace", R"({"name":"ControlApiTest","level":1.5})", "level" },
+      { "trace", R"({"name":["ControlApiTest"],"level":1})", "name" },
+      { "reload", R"({"file":"x"})", "file" },
+      { "simulated/traffic", R"({"in-bps":1,"out-bps":1})", "interface" },
+      { "simulated/traffic", R"({"interface":"et1","out-bps":1})", "in-bps" },
+      { "simulated/traffic", R"({"interface":"et1","in-bps":-1,"out-bps":1})", "in-bps" },
+      { "simulated/traffic", R"({"interface":"et1","in-bps":1,"out-bps":1e16})", "out-bps" },
+      { "simulated/traffic", R"({"interface":"et1","in-bps":1,"out-bps":1,"ramp-seconds":86401})",
+        "ramp-seconds" },
+      { "simulated/link", R"({"interface":"et1"})", "up" },
+      { "simulated/link", R"({"interface":"et1","up":"yes"})", "up" },
+      { "simulated/advance", "{}", "seconds" },
+      { "simulated/advance", R"({"seconds":-1})", "seconds" },
+      { "simulated/advance", R"({"seconds":1,"interface":"et1"})", "interface" },
+   };
+   for ( const auto & [path, text, where] : rows ) {
+      SCOPED_TRACE( std::string( path ) + " " + text );
+      EXPECT_EQ( 400, post( path, text ) );
+      EXPECT_TRUE( answeredAtOnce );
+      EXPECT_EQ( "bad-request \"" + std::string( where ) + "\"", refused() );
+   }
+   EXPECT_TRUE( asked.empty() );
+   EXPECT_EQ( -1, testTrace.level() );
+}
+
+TEST_F( ControlApiTest, knowsNothingElse ) {
+   for ( const char * path :
+         { "/", "", "/api", "/api/v1", "/api/v1/", "/api/v2/units", "/units", "/api/v1/nothing",
+           "/api/v1/units/u1/explain/more", "/api/v1/units/u1/nothing", "/api/v1/interfaces/et1/enter",
+           "/api/v1/simulated", "/api/v1/simulated/nothing", "/healthz/x" } ) {
+      SCOPED_TRACE( path );
+      EXPECT_EQ( 404, ask( "GET", path ) );
+      EXPECT_EQ( "not-found", body().at( "error" ).at( "code" ) );
+      EXPECT_EQ( 404, ask( "POST", path, "{}" ) );
+   }
+   for ( const char * path :
+         { "/api/v1/units/nobody", "/api/v1/units/nobody/explain", "/api/v1/interfaces/nobody" } ) {
+      SCOPED_TRACE( path );
+      EXPECT_EQ( 404, ask( "GET", path ) );
+      EXPECT_EQ( "not-found \"nobody\"", refused() );
+   }
+   EXPECT_TRUE( asked.empty() );
+}
+
+TEST_F( ControlApiTest, saysWhichMethodsAPathTakes ) {
+   const std::tuple< const char *, const char *, const char * > rows[] = {
+      { "DELETE", "/api/v1/units", "GET, HEAD" }, { "POST", "/api/v1/units/u1", "GET, HEAD" },
+      { "PUT", "/healthz", "GET, HEAD" },         { "GET", "/api/v1/units/u1/enter", "POST" },
+      { "HEAD", "/api/v1/reload", "POST" },       { "PATCH", "/api/v1/trace", "GET, HEAD, POST" } };
+   for ( const auto & [method, path, allowed] : rows ) {
+      SCOPED_TRACE( std::string( method ) + " " + path );
+      EXPECT_EQ( 405, ask( method, path, "{}" ) );
+      EXPECT_EQ( "method-not-allowed \"" + std::string( path ) + "\"", refused() );
+      EXPECT_EQ( allowed, reply.allow );
+   }
+   EXPECT_TRUE( asked.empty() );
+}
+
+TEST_F( ControlApiTest, changesNothingOverTheWeb ) {
+   local = false;
+   EXPECT_EQ( 200, ask( "GET", "/api/v1/units" ) );
+   EXPECT_EQ( 200, ask( "HEAD", "/api/v1/units/u1" ) );
+   for ( const char * path :
+         { "units/u1/enter", "units/u1/exit", "interfaces/et1/release", "trace", "reload",
+           "simulated/traffic", "simulated/link", "simulated/advance" } ) {
+      SCOPED_TRACE( path );
+      EXPECT_EQ( 405, post( path ) );
+      EXPECT_EQ( "method-not-allowed", body().at( "error" ).at( "code" ) );
+      EXPECT_EQ( path == std::string( "trace" ) ? "GET, HEAD" : "", reply.allow );
+   }
+   EXPECT_TRUE( asked.empty() );
+}
+
+} // namespace
+
+} // namespace Agent
