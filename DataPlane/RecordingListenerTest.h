@@ -2,6 +2,7 @@
 
 #include "DataPlane/Switch.h"
 
+#include <functional>
 #include <map>
 #include <set>
 #include <vector>
@@ -21,6 +22,8 @@ class RecordingListener final : public Listener {
    std::set< VlanMember > vlanMembers;
    std::map< RequestId, LinkSetResult > results;
    Health health;
+   /// Called with each result.
+   std::function< void( RequestId ) > onDone;
    /// Promises that were broken; stays empty.
    std::vector< Vel::String > broken;
 
@@ -87,6 +90,8 @@ class RecordingListener final : public Listener {
    void linkSetDone( RequestId id, const LinkSetResult & result ) override {
       require( results.emplace( id, result ).second, Vel::text( "reported twice: ", id ) );
       story.push_back( Vel::text( id, result.link.ok() ? " done" : " failed" ) );
+      if ( onDone )
+         onDone( id );
    }
    void resynchronised() override { story.push_back( "resynchronised" ); }
    void healthIs( const Health & now ) override {

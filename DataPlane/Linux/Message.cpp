@@ -1,19 +1,26 @@
 #include "DataPlane/Linux/Message.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace DataPlane::Linux {
 
 bool forEachMessage(
    const void * begin, std::size_t size, const std::function< bool( const nlmsghdr & ) > & handle ) {
-   const auto * message = static_cast< const nlmsghdr * >( begin );
-   int left = static_cast< int >( size );
-   while ( mnl_nlmsg_ok( message, left ) ) {
-      if ( !handle( *message ) )
+   const char * at = static_cast< const char * >( begin );
+   std::size_t left = size;
+   // Not by the library's own walk: that takes a length above 2^31 for a negative one, which fits everywhere.
+   while ( left >= MNL_NLMSG_HDRLEN ) {
+      const auto & message = *reinterpret_cast< const nlmsghdr * >( at );
+      if ( message.nlmsg_len < MNL_NLMSG_HDRLEN || message.nlmsg_len > left )
+         return false;
+      if ( !handle( message ) )
          return true;
-      message = mnl_nlmsg_next( message, &left );
+      const std::size_t whole = std::min< std::size_t >( MNL_ALIGN( message.nlmsg_len ), left );
+      at += whole;
+      left -= whole;
    }
-   return left <= 0;
+   return left == 0;
 }
 
 Attributes::Attributes( const void * begin, std::size_t size ) { take( begin, size ); }

@@ -5,7 +5,7 @@ namespace DataPlane::Linux {
 void PortCounters::end( VelPool::EntityManager & pool ) {
    ++refresh_;
    OctetsOfLinks links;
-   std::size_t live = 0;
+   std::size_t stayed = 0;
    for ( const auto & [intf, stats] : read_ ) {
       Port & port = ports_[intf];
       if ( port.ifIndex != stats.ifIndex ) {
@@ -15,14 +15,19 @@ void PortCounters::end( VelPool::EntityManager & pool ) {
       port.total.in += since( port.link.in, stats.inOctets );
       port.total.out += since( port.link.out, stats.outOctets );
       port.link = { stats.inOctets, stats.outOctets };
-      live += port.refresh != refresh_;
+      stayed += port.refresh != 0 && port.refresh + 1 == refresh_;
       port.refresh = refresh_;
-      if ( !departed_.empty() )
-         departed_.erase( intf );
       pool.intfCountersIs( intf, port.total.in, Cog::MaybeU63( port.total.out ) );
    }
-   if ( live + departed_.size() != ports_.size() )
-      removeOthers( pool );
+   const bool same = stayed == live_.size() && stayed == read_.size();
+   if ( same )
+      return;
+   if ( stayed != live_.size() )
+      removeDeparted( pool );
+   live_.clear();
+   for ( const auto & [intf, stats] : read_ )
+      live_.push_back( intf );
+   forgetSome();
 }
 
 /// Counts of the link that belong to an earlier port of its, not to this one. `links` is filled when it is first needed,
@@ -41,21 +46,29 @@ PortCounters::whereItBegins( const Port & port, const StatsMessage & stats, Octe
    return renamed ? at->second : Octets();
 }
 
-void PortCounters::removeOthers( VelPool::EntityManager & pool ) {
-   for ( const auto & [intf, port] : ports_ ) {
-      if ( port.refresh == refresh_ || !departed_.insert( intf ).second )
+void PortCounters::removeDeparted( VelPool::EntityManager & pool ) {
+   for ( const Wire::IntfId & intf : live_ ) {
+      const Vel::U64 lastRead = ports_.at( intf ).refresh;
+      if ( lastRead == refresh_ )
          continue;
-      departures_.emplace_back( intf, port.refresh );
+      departures_.emplace_back( intf, lastRead );
       pool.intfDel( intf );
    }
-   while ( departures_.size() > maxDeparted ) {
-      const auto [intf, refresh] = departures_.front();
+}
+
+void PortCounters::forgetSome() {
+   const auto cameBack = [this]( const auto & departure ) {
+      return ports_.at( departure.first ).refresh != departure.second;
+   };
+   while ( ports_.size() > live_.size() + maxDeparted ) {
+      const auto departure = departures_.front();
       departures_.pop_front();
-      if ( ports_.at( intf ).refresh != refresh )
-         continue;
-      departed_.erase( intf );
-      ports_.erase( intf );
+      if ( !cameBack( departure ) )
+         ports_.erase( departure.first );
    }
+   // Ports that come and go for ever.
+   if ( departures_.size() > 2 * maxDeparted )
+      std::erase_if( departures_, cameBack );
 }
 
 } // namespace DataPlane::Linux

@@ -4,7 +4,6 @@
 #include "Platform/Counters/VelPool.h"
 
 #include <deque>
-#include <set>
 #include <unordered_map>
 #include <vector>
 
@@ -40,12 +39,13 @@ class PortCounters {
 
    static Vel::U64 since( Vel::U64 before, Vel::U64 now ) { return now < before ? now : now - before; }
    Octets whereItBegins( const Port & port, const StatsMessage & stats, OctetsOfLinks & links ) const;
-   void removeOthers( VelPool::EntityManager & pool );
+   void removeDeparted( VelPool::EntityManager & pool );
+   void forgetSome();
 
    std::unordered_map< Wire::IntfId, Port > ports_;
    std::vector< std::pair< Wire::IntfId, StatsMessage > > read_;
-   std::set< Wire::IntfId > departed_; ///< those in `ports_` that the pool does not have
-   /// In their order, with the refresh in which the port was last read; it may have come back since.
+   std::vector< Wire::IntfId > live_; ///< those that were read in the last refresh
+   /// Ports that have gone, in that order, with the refresh in which each was last read; it may have come back since.
    std::deque< std::pair< Wire::IntfId, Vel::U64 > > departures_;
    Vel::U64 refresh_ = 0;
 };

@@ -1,0 +1,173 @@
+#pragma once
+
+#include "DataPlane/Linux/Kernel.h"
+#include "DataPlane/Linux/MessagesTest.h"
+
+#include <deque>
+#include <map>
+#include <set>
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+/// Purpose: a kernel for tests, which answers as the real one does, and fails as it may.
+namespace DataPlane::Linux {
+
+/// What is to be received on a channel. Its descriptor is readable while there is something.
+class Inbox {
+ public:
+   struct Entry {
+      Channel::Got got;
+      Bytes bytes;
+   };
+   Inbox() : descriptor_( eventfd( 0, EFD_CLOEXEC | EFD_NONBLOCK ) ) {}
+   ~Inbox() { close( descriptor_ ); }
+   Inbox( const Inbox & ) = delete;
+   Inbox & operator=( const Inbox & ) = delete;
+
+   void push( Bytes bytes ) { push( Channel::Got::messages, std::move( bytes ) ); }
+   void push( Channel::Got got, Bytes bytes = {} ) {
+      entries_.push_back( { got, std::move( bytes ) } );
+      eventfd_write( descriptor_, 1 );
+   }
+   Channel::Received take() {
+      if ( entries_.empty() ) {
+         eventfd_t value;
+         eventfd_read( descriptor_, &value );
+         return {};
+      }
+      last_ = std::move( entries_.front() );
+      entries_.pop_front();
+      return { last_.got, last_.bytes.data(), last_.bytes.size() * sizeof( Vel::U32 ), "device trouble" };
+   }
+   int descriptor() const { return descriptor_; }
+
+ private:
+   int descriptor_;
+   std::deque< Entry > entries_;
+   Entry last_;
+};
+
+class FakeKernel final : public Kernel {
+ public:
+   static constexpr Vel::U32 port = 4711;
+
+   std::map< Vel::U32, TestLink > links;
+   std::map< Vel::U32, StatsMessage > stats;
+   std::vector< Bytes > addresses; ///< dumped
+   std::vector< Bytes > routes;    ///< dumped
+   std::vector< Bytes > asked;     ///< everything to be acknowledged, in order
+   /// The code of the answer to a request; 0 unless set.
+   std::function< int( const nlmsghdr & ) > code;
+   /// Dumps that are marked as interrupted, and such that fail, from the next one on.
+   int interruptedDumps = 0;
+   int failingDumps = 0;
+   bool opens = true;
+   bool sends = true;
+   bool answers = true;
+   int opened = 0;
+   std::shared_ptr< Inbox > events, requests;
+
+   Opened open( bool toldOfLinks ) override {
+      if ( !opens )
+         return { Outcome::failed( "cannot open a netlink socket: Too many open files" ), nullptr };
+      ++opened;
+      const auto inbox = std::make_shared< Inbox >();
+      if ( toldOfLinks )
+         events = inbox;
+      return { {}, std::make_unique< FakeChannel >( *this, inbox ) };
+   }
+   LinkSnapshot bootId() override { return { {}, "boot 1" }; }
+
+   void add( const TestLink & link ) {
+      links[link.ifIndex] = link;
+      if ( events )
+         events->push( linkBytes( link ) );
+   }
+   void remove( Vel::U32 ifIndex ) {
+      if ( events )
+         events->push( linkBytes( links.at( ifIndex ), RTM_DELLINK ) );
+      links.erase( ifIndex );
+   }
+
+ private:
+   class FakeChannel final : public Channel {
+    public:
+      FakeChannel( FakeKernel & kernel, std::shared_ptr< Inbox > inbox )
+         : kernel_( kernel ), inbox_( std::move( inbox ) ) {}
+      int descriptor() const override { return inbox_->descriptor(); }
+      Vel::U32 port() const override { return FakeKernel::port; }
+      Received receive() override { return inbox_->take(); }
+      Outcome send( const Bytes & message ) override {
+         if ( !kernel_.sends )
+            return Outcome::failed( "No buffer space available" );
+         kernel_.take( message, inbox_ );
+         return {};
+      }
+
+    private:
+      FakeKernel & kernel_;
+      std::shared_ptr< Inbox > inbox_;
+   };
+
+   void take( const Bytes & message, const std::shared_ptr< Inbox > & inbox ) {
+      const nlmsghdr & header = messageIn( message );
+      if ( header.nlmsg_flags & NLM_F_ACK )
+         acknowledge( message, inbox );
+      else if ( answers )
+         dump( header, *inbox );
+   }
+
+   void acknowledge( const Bytes & message, const std::shared_ptr< Inbox > & inbox ) {
+      const nlmsghdr & header = messageIn( message );
+      requests = inbox;
+      asked.push_back( message );
+      const int result = code ? code( header ) : 0;
+      if ( result == 0 && header.nlmsg_type == RTM_NEWLINK )
+         setLink( fixedHeader< ifinfomsg >( header ).value() );
+      if ( answers )
+         inbox->push( answerBytes( header.nlmsg_seq, result ) );
+   }
+   void setLink( const ifinfomsg & wanted ) {
+      TestLink link = links.at( static_cast< Vel::U32 >( wanted.ifi_index ) );
+      link.flags = wanted.ifi_flags & IFF_UP ? upAndRunning : 0;
+      add( link );
+   }
+
+   void dump( const nlmsghdr & request, Inbox & inbox ) {
+      if ( failingDumps > 0 ) {
+         --failingDumps;
+         return inbox.push( answerFrom( request, answerBytes( request.nlmsg_seq, ENOMEM ), 0 ) );
+      }
+      const Vel::U16 flags = NLM_F_MULTI | ( interruptedDumps > 0 ? NLM_F_DUMP_INTR : 0 );
+      interruptedDumps -= interruptedDumps > 0;
+      const auto push = [&]( Bytes bytes ) {
+         inbox.push( answerFrom( request, std::move( bytes ), flags ) );
+      };
+      if ( request.nlmsg_type == RTM_GETLINK )
+         for ( const auto & [ifIndex, link] : links )
+            push( linkBytes( link ) );
+      if ( request.nlmsg_type == RTM_GETSTATS )
+         for ( const auto & [ifIndex, octets] : stats )
+            push( statsBytes( ifIndex, octets.inOctets, octets.outOctets ) );
+      if ( request.nlmsg_type == RTM_GETADDR )
+         for ( const Bytes & bytes : addresses )
+            push( bytes );
+      if ( request.nlmsg_type == RTM_GETROUTE )
+         for ( const Bytes & bytes : routes )
+            if (
+               fixedHeader< rtmsg >( messageIn( bytes ) )->rtm_family ==
+               fixedHeader< rtmsg >( request )->rtm_family )
+               push( bytes );
+      push( MessageBuilder( NLMSG_DONE, 0 ).header( 0 ).take() );
+   }
+   static Bytes answerFrom( const nlmsghdr & request, Bytes bytes, Vel::U16 flags ) {
+      nlmsghdr & header = messageIn( bytes );
+      header.nlmsg_seq = request.nlmsg_seq;
+      header.nlmsg_pid = port;
+      header.nlmsg_flags |= flags;
+      return bytes;
+   }
+};
+
+} // namespace DataPlane::Linux

@@ -1,0 +1,321 @@
+// The switch on a kernel that fails as a kernel may, in virtual time.
+
+#include "DataPlane/Linux/FakeKernelTest.h"
+#include "DataPlane/Linux/LinuxSwitch.h"
+#include "DataPlane/RecordingListenerTest.h"
+#include "Platform/Cog/TimerWheel.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace DataPlane::Linux {
+namespace {
+
+class LinuxFault : public testing::Test {
+ protected:
+   LinuxFault() {
+      auto owned = std::make_unique< FakeKernel >();
+      kernel = owned.get();
+      made = Vel::make< LinuxSwitch >( loop, std::move( owned ) );
+      kernel->links[1] = { .ifIndex = 1, .name = "et1" };
+      kernel->links[2] = { .ifIndex = 2, .name = "et2" };
+      kernel->stats[1] = { 1, 100, 200 };
+      alarm.is( wheel, this ).hasNotificationActiveIs( true );
+   }
+   void TearDown() override { EXPECT_EQ( std::vector< Vel::String >{}, listener.broken ); }
+
+   void started() {
+      const Outcome outcome = made->start( listener );
+      ASSERT_TRUE( outcome.ok() ) << outcome.text();
+      listener.take();
+   }
+   /// One turn, at the present time.
+   void turn() {
+      loop->post( [this] { loop->stop(); } );
+      loop->run();
+   }
+   Vel::String toldInTurn() {
+      turn();
+      return listener.take();
+   }
+   /// In small steps, since virtual time does not wait for descriptors.
+   void runFor( double seconds ) {
+      constexpr double step = 0.1;
+      const double end = loop->currentTime() + seconds;
+      for ( turn(); loop->currentTime() < end; turn() ) {
+         const double next = std::min( end, loop->currentTime() + step );
+         time->targetIs( next );
+         alarm->timeMinIs( next );
+         loop->run();
+      }
+   }
+   static Wire::EthIntfId eth( std::string_view name ) { return Wire::EthIntfId( name ); }
+
+   struct VelAlarm final : Cog::TimerReactor< LinuxFault > {
+      using TimerReactor::TimerReactor;
+      void onTime() override { sm()->loop->stop(); }
+   };
+   const Vel::Ptr< Cog::VirtualTime > time = Vel::make< Cog::VirtualTime >( 1.7e9 );
+   const Vel::Ptr< Cog::EventLoop > loop = Vel::make< Cog::EventLoop >( time );
+   const Vel::Ptr< Cog::TimerWheel > wheel = Vel::make< Cog::TimerWheel >( loop, 100, 1800, true, 1024 );
+   const Vel::Ptr< VelPool::EntityManager > pool = Vel::make< VelPool::EntityManager >();
+   Cog::TimerWatch< VelAlarm > alarm;
+   FakeKernel * kernel;
+   RecordingListener listener;
+   Vel::Ptr< LinuxSwitch > made;
+};
+
+TEST_F( LinuxFault, startNamesWhatFailed ) {
+   kernel->failingDumps = 1;
+   EXPECT_EQ( "cannot read the links: Cannot allocate memory", made->start( listener ).text() );
+   kernel->interruptedDumps = 100;
+   EXPECT_EQ(
+      "cannot read the links: they change faster than they can be read", made->start( listener ).text() );
+   kernel->opens = false;
+   EXPECT_EQ( "cannot open a netlink socket: Too many open files", made->start( listener ).text() );
+   EXPECT_EQ( "", listener.take() );
+}
+
+TEST_F( LinuxFault, startMayFollowOneThatFailed ) {
+   kernel->failingDumps = 1;
+   EXPECT_FALSE( made->start( listener ).ok() );
+   started();
+   EXPECT_EQ( 2u, listener.links.size() );
+   EXPECT_EQ( "boot 1", made->bootId() );
+}
+
+TEST_F( LinuxFault, changesComeWithEvents ) {
+   started();
+   kernel->add( { .ifIndex = 3, .name = "et3" } );
+   kernel->remove( 1 );
+   EXPECT_EQ( "", listener.take() );
+   EXPECT_EQ( "et3 up, -et1", toldInTurn() );
+}
+
+TEST_F( LinuxFault, lostEventsAreMadeUpFor ) {
+   started();
+   kernel->links.erase( 1 );
+   kernel->links[3] = { .ifIndex = 3, .name = "et3" };
+   kernel->events->push( Channel::Got::lost );
+   EXPECT_EQ( "-et1, et3 up, resynchronised", toldInTurn() );
+}
+
+TEST_F( LinuxFault, eventsThatCameBehindTheLostOnesAreTakenFirst ) {
+   started();
+   kernel->links.erase( 1 );
+   kernel->events->push( Channel::Got::lost );
+   kernel->add( { .ifIndex = 4, .name = "et4" } );
+   EXPECT_EQ( "et4 up, -et1, resynchronised", toldInTurn() );
+}
+
+TEST_F( LinuxFault, interruptedDumpIsRepeated ) {
+   started();
+   kernel->links.erase( 1 );
+   kernel->interruptedDumps = 3;
+   kernel->events->push( Channel::Got::lost );
+   EXPECT_EQ( "-et1, resynchronised", toldInTurn() );
+}
+
+TEST_F( LinuxFault, degradedUntilLinksCanBeReadAgain ) {
+   started();
+   kernel->links.erase( 1 );
+   kernel->failingDumps = 2;
+   kernel->events->push( Channel::Got::lost );
+   EXPECT_EQ( "degraded", toldInTurn() );
+   EXPECT_EQ( "cannot read the links: Cannot allocate memory", listener.health.text );
+   runFor( 1.5 );
+   EXPECT_EQ( "", listener.take() );
+   runFor( 1 );
+   EXPECT_EQ( "-et1, resynchronised, healthy", listener.take() );
+}
+
+TEST_F( LinuxFault, eventsThatFailAreHeardAnew ) {
+   started();
+   kernel->opens = false;
+   kernel->events->push( Channel::Got::failed );
+   EXPECT_EQ( "degraded", toldInTurn() );
+   EXPECT_EQ( "cannot hear of links: device trouble", listener.health.text );
+   kernel->links.erase( 1 );
+   runFor( 1.5 );
+   EXPECT_EQ( "degraded", listener.take() );
+   kernel->opens = true;
+   runFor( 1 );
+   EXPECT_EQ( "-et1, resynchronised, healthy", listener.take() );
+   kernel->add( { .ifIndex = 3, .name = "et3" } );
+   EXPECT_EQ( "et3 up", toldInTurn() );
+}
+
+TEST_F( LinuxFault, floodOfEventsIsTakenInPieces ) {
+   started();
+   for ( int i = 0; i < LinuxSwitch::maxEventsPerTurn + 1; ++i )
+      kernel->add( { .ifIndex = 3, .name = "et3", .flags = i % 2 ? upAndRunning : 0 } );
+   turn();
+   EXPECT_EQ( std::size_t( LinuxSwitch::maxEventsPerTurn ), listener.story.size() );
+   listener.take();
+   EXPECT_EQ( "et3 admin-down", toldInTurn() );
+}
+
+TEST_F( LinuxFault, refusedLinkIsAWarningAndNoDegradation ) {
+   started();
+   kernel->add( { .ifIndex = 5, .name = "br0", .kind = "bridge" } );
+   kernel->add( { .ifIndex = 6, .name = "a", .kind = "vlan", .lower = 5, .vlanId = 10 } );
+   kernel->add( { .ifIndex = 7, .name = "b", .kind = "vlan", .lower = 5, .vlanId = 10 } );
+   EXPECT_EQ( "br0 up, a up, warned", toldInTurn() );
+   EXPECT_FALSE( listener.health.degraded );
+   kernel->remove( 6 );
+   EXPECT_EQ( "-a, b up, healthy", toldInTurn() );
+}
+
+TEST_F( LinuxFault, requestIsAnsweredInALaterTurnBehindItsEvents ) {
+   started();
+   made->linkSet( 1, eth( "et1" ), false, {} );
+   EXPECT_EQ( "", listener.take() );
+   EXPECT_EQ( "et1 admin-down, 1 done", toldInTurn() );
+}
+
+TEST_F( LinuxFault, requestMadeWhileAResultIsToldIsAnsweredInALaterTurn ) {
+   started();
+   made->linkSet( 1, eth( "et1" ), false, {} );
+   listener.onDone = [this]( RequestId id ) {
+      if ( id == 1 )
+         made->linkSet( 2, eth( "et1" ), true, {} );
+   };
+   EXPECT_EQ( "et1 admin-down, 1 done", toldInTurn() );
+   EXPECT_EQ( "et1 up, 2 done", toldInTurn() );
+}
+
+TEST_F( LinuxFault, refusalNamesLinkAndReason ) {
+   started();
+   kernel->code = []( const nlmsghdr & ) { return EPERM; };
+   made->linkSet( 1, eth( "et1" ), true, {} );
+   turn();
+   EXPECT_EQ( "cannot set et1 up: Operation not permitted", listener.results.at( 1 ).link.text() );
+}
+
+TEST_F( LinuxFault, requestThatCannotBeSentFailsInALaterTurn ) {
+   started();
+   kernel->sends = false;
+   made->linkSet( 1, eth( "et1" ), true, {} );
+   EXPECT_EQ( "", listener.take() );
+   EXPECT_EQ( "1 failed", toldInTurn() );
+}
+
+TEST_F( LinuxFault, answersThatFailAreOpenedAnew ) {
+   started();
+   kernel->answers = false;
+   made->linkSet( 1, eth( "et1" ), true, {} );
+   kernel->answers = true;
+   kernel->requests->push( Channel::Got::failed );
+   EXPECT_EQ( "degraded", toldInTurn() );
+   EXPECT_EQ( "1 failed", toldInTurn() );
+   runFor( 1.5 );
+   EXPECT_EQ( "resynchronised, healthy", listener.take() );
+   made->linkSet( 2, eth( "et1" ), false, {} );
+   EXPECT_EQ( "et1 admin-down, 2 done", toldInTurn() );
+}
+
+TEST_F( LinuxFault, resultOfARequestFromBeforeAnotherStartIsNotTold ) {
+   started();
+   made->linkSet( 1, eth( "et1" ), false, {} );
+   RecordingListener other;
+   ASSERT_TRUE( made->start( other ).ok() );
+   other.take();
+   turn();
+   turn();
+   EXPECT_EQ( "", other.take() );
+   EXPECT_EQ( "", listener.take() );
+}
+
+TEST_F( LinuxFault, switchMayEndWithRequestsUnderWay ) {
+   started();
+   made->linkSet( 1, eth( "et1" ), true, "route inet 10.0.0.0/8 table=254 leg=et1\n" );
+   made->linkSet( 2, eth( "et9" ), true, {} );
+   made = nullptr;
+   turn();
+   EXPECT_EQ( "", listener.take() );
+}
+
+TEST_F( LinuxFault, restoreIsTriedAgainInTime ) {
+   started();
+   kernel->code = []( const nlmsghdr & message ) {
+      return message.nlmsg_type == RTM_NEWROUTE ? ENETUNREACH : 0;
+   };
+   made->linkSet( 1, eth( "et1" ), true, "route inet 10.0.0.0/8 table=254 leg=et1\n" );
+   runFor( 3 );
+   EXPECT_FALSE( listener.results.count( 1 ) );
+   kernel->code = nullptr;
+   runFor( 1 );
+   ASSERT_TRUE( listener.results.count( 1 ) );
+   EXPECT_TRUE( listener.results.at( 1 ).restore.ok() );
+}
+
+TEST_F( LinuxFault, restoreThatFailsIsReportedWithinElevenSeconds ) {
+   started();
+   kernel->code = []( const nlmsghdr & message ) {
+      return message.nlmsg_type == RTM_NEWROUTE ? ENETUNREACH : 0;
+   };
+   made->linkSet( 1, eth( "et1" ), true, "route inet 10.0.0.0/8 table=254 leg=et1\n" );
+   runFor( 11 );
+   ASSERT_TRUE( listener.results.count( 1 ) );
+   EXPECT_TRUE( listener.results.at( 1 ).link.ok() );
+   EXPECT_FALSE( listener.results.at( 1 ).restore.ok() );
+}
+
+TEST_F( LinuxFault, laterRequestTakesThePlaceOfARestore ) {
+   started();
+   const Vel::String route = "route inet 10.0.0.0/8 table=254 leg=et1\n";
+   kernel->code = []( const nlmsghdr & message ) {
+      return message.nlmsg_type == RTM_NEWROUTE ? ENETUNREACH : 0;
+   };
+   // The first has not begun when the second is asked for, the second has when the third is.
+   made->linkSet( 1, eth( "et1" ), true, route );
+   made->linkSet( 2, eth( "et1" ), true, route );
+   runFor( 1 );
+   made->linkSet( 3, eth( "et1" ), false, {} );
+   turn();
+   for ( const RequestId id : { 1, 2 } ) {
+      ASSERT_TRUE( listener.results.count( id ) ) << id;
+      EXPECT_TRUE( listener.results.at( id ).link.ok() );
+      EXPECT_EQ( "a later request took its place", listener.results.at( id ).restore.text() );
+   }
+   EXPECT_TRUE( listener.results.at( 3 ).link.ok() );
+}
+
+TEST_F( LinuxFault, countersThatCannotBeReadAreAFailure ) {
+   EXPECT_EQ( "cannot read the counters: the switch is not started", made->countersRefresh( *pool ).text() );
+   started();
+   ASSERT_TRUE( made->countersRefresh( *pool ).ok() );
+   kernel->stats[1] = { 1, 150, 250 };
+   kernel->failingDumps = 1;
+   EXPECT_EQ( "cannot read the counters: Cannot allocate memory", made->countersRefresh( *pool ).text() );
+   const auto * const dir = pool->intfCounterDir( eth( "et1" ) );
+   EXPECT_EQ( "in 100 out 200", stringValue( dir->counter( "current" )->statistics() ) );
+   ASSERT_TRUE( made->countersRefresh( *pool ).ok() );
+   EXPECT_EQ( "in 150 out 250", stringValue( dir->counter( "current" )->statistics() ) );
+}
+
+TEST_F( LinuxFault, countersOfAnInterruptedDumpAreReadAgain ) {
+   started();
+   kernel->interruptedDumps = 2;
+   ASSERT_TRUE( made->countersRefresh( *pool ).ok() );
+   EXPECT_EQ( 1u, pool->intfCounterDirs() );
+}
+
+TEST_F( LinuxFault, portWithoutCountersHasNoEntry ) {
+   started();
+   ASSERT_TRUE( made->countersRefresh( *pool ).ok() );
+   EXPECT_TRUE( pool->intfCounterDir( eth( "et1" ) ) );
+   EXPECT_FALSE( pool->intfCounterDir( eth( "et2" ) ) );
+}
+
+TEST_F( LinuxFault, snapshotThatCannotBeTakenIsAFailure ) {
+   started();
+   kernel->failingDumps = 1;
+   const LinkSnapshot snapshot = made->linkSnapshot( eth( "et1" ) );
+   EXPECT_EQ( "cannot read the addresses: Cannot allocate memory", snapshot.outcome.text() );
+   EXPECT_EQ( "", snapshot.text );
+}
+
+} // namespace
+} // namespace DataPlane::Linux

@@ -1,0 +1,86 @@
+#pragma once
+
+#include "DataPlane/Linux/LinkAddress.h"
+#include "DataPlane/Linux/LinkMessage.h"
+#include "DataPlane/Linux/Route.h"
+
+#include <linux/if_addr.h>
+#include <linux/if_link.h>
+#include <linux/rtnetlink.h>
+#include <net/if.h>
+
+/// Purpose: messages as the kernel would send them, for tests.
+namespace DataPlane::Linux {
+
+constexpr unsigned lowerUp = 1u << 16;
+constexpr unsigned upAndRunning = IFF_UP | IFF_RUNNING | lowerUp;
+
+/// A link as a test describes it.
+struct TestLink {
+   Vel::U32 ifIndex = 1;
+   Vel::String name = {};
+   unsigned flags = upAndRunning;
+   Vel::String kind = {};
+   Vel::U32 lower = 0;
+   Vel::U16 vlanId = 0;
+   Vel::U32 master = 0;
+   bool lowerElsewhere = false;
+};
+
+inline Bytes linkBytes( const TestLink & link, Vel::U16 type = RTM_NEWLINK, Vel::U8 family = AF_UNSPEC ) {
+   ifinfomsg header{};
+   header.ifi_family = family;
+   header.ifi_index = static_cast< int >( link.ifIndex );
+   header.ifi_flags = link.flags;
+   MessageBuilder message( type, 0 );
+   message.header( header );
+   message.attribute( IFLA_IFNAME, std::string_view( link.name.c_str(), link.name.size() + 1 ) );
+   message.attribute( IFLA_MTU, Vel::U32( 1500 ) );
+   message.attribute( IFLA_OPERSTATE, Vel::U8( 0 ) );
+   if ( link.lower != 0 )
+      message.attribute( IFLA_LINK, link.lower );
+   if ( link.lowerElsewhere )
+      message.attribute( IFLA_LINK_NETNSID, Vel::U32( 0 ) );
+   if ( link.master != 0 )
+      message.attribute( IFLA_MASTER, link.master );
+   if ( !link.kind.empty() )
+      message.nested( IFLA_LINKINFO, [&] {
+         message.attribute( IFLA_INFO_KIND, link.kind );
+         if ( link.vlanId != 0 )
+            message.nested( IFLA_INFO_DATA, [&] { message.attribute( IFLA_VLAN_ID, link.vlanId ); } );
+      } );
+   return message.take();
+}
+
+/// As it is parsed.
+inline LinkMessage linkMessage( const TestLink & link ) {
+   const Bytes bytes = linkBytes( link );
+   return parseLink( messageIn( bytes ) ).value().link;
+}
+
+inline Bytes statsBytes( Vel::U32 ifIndex, Vel::U64 in, Vel::U64 out ) {
+   if_stats_msg header{};
+   header.ifindex = ifIndex;
+   rtnl_link_stats64 stats{};
+   stats.rx_bytes = in;
+   stats.tx_bytes = out;
+   MessageBuilder message( RTM_NEWSTATS, 0 );
+   message.header( header );
+   return message
+      .attribute(
+         IFLA_STATS_LINK_64, std::string_view( reinterpret_cast< const char * >( &stats ), sizeof stats ) )
+      .take();
+}
+
+/// An answer to a request; 0 in `code`: an acknowledgement.
+inline Bytes answerBytes( Vel::U32 sequence, int code ) {
+   nlmsgerr error{};
+   error.error = -code;
+   Bytes bytes = MessageBuilder( NLMSG_ERROR, NLM_F_CAPPED ).header( error ).take();
+   messageIn( bytes ).nlmsg_seq = sequence;
+   return bytes;
+}
+
+inline IpAddress address( const char * text ) { return addressFromText( text ).value(); }
+
+} // namespace DataPlane::Linux
