@@ -111,6 +111,20 @@ TEST_F( EventLoop, looksAtDescriptorsAlsoWhileTasksArePosted ) {
    EXPECT_EQ( 1u, loop->turns() );
 }
 
+TEST_F( EventLoop, taskThatIsPostedByADescriptorsHandlerRunsInTheNextTurn ) {
+   Vel::U64 turnOfTask = 0;
+   loop->descriptorIs( a.ends[0], loop->readable, [&]( Vel::U32 ) {
+      a.take();
+      loop->post( [&] {
+         turnOfTask = loop->turns();
+         loop->stop();
+      } );
+   } );
+   a.put();
+   loop->run();
+   EXPECT_EQ( 2u, turnOfTask );
+}
+
 TEST_F( EventLoop, goesFromDueTimeToDueTime ) {
    const auto wheel = Vel::make< Cog::TimerWheel >( loop, 1000, 1800, true, 1024 );
    std::vector< double > times;

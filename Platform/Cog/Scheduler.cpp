@@ -72,9 +72,10 @@ double Scheduler::firstDue( const Entries & entries ) {
 void Scheduler::turn() {
    const InTurn guard( *this );
    ++turns_;
+   const std::size_t postedBefore = posted_.size();
    readTime();
    bringIn();
-   runPosted();
+   runPosted( postedBefore );
    runTimers();
    runTasks();
    effectsHeld_ = !commit();
@@ -90,8 +91,8 @@ void Scheduler::readTime() {
    now_ = std::max( now_, due <= live && live - due <= maxLateness ? due : live );
 }
 
-void Scheduler::runPosted() {
-   for ( std::size_t left = posted_.size(); left > 0; --left ) {
+void Scheduler::runPosted( std::size_t count ) {
+   for ( std::size_t left = count; left > 0; --left ) {
       const Task task = std::move( posted_.front() );
       posted_.pop_front();
       task();

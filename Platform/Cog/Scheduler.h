@@ -77,7 +77,7 @@ class Scheduler : public Vel::Clock {
    class InTurn;
    static double firstDue( const Entries & entries );
    void readTime();
-   void runPosted();
+   void runPosted( std::size_t count );
    void runTimers();
    void runTasks();
    bool commit();
