@@ -3,6 +3,7 @@
 #include "Apps/MaintdEntities.h"
 #include "Config/Differences.h"
 #include "Config/ToYaml.h"
+#include "DataPlane/Linux/Factory.h"
 #include "DataPlane/Simulated/Factory.h"
 #include "Platform/Cog/RealTime.h"
 #include "Platform/FastLog/FastLog.h"
@@ -213,8 +214,10 @@ std::string Maintd::makeSwitch() {
          world_.simulation->schedulerIs( loop_ );
       return "";
    }
-   if ( configuration_.switchKind == Config::SwitchKind::linuxKernel )
-      return "switch: linux is not part of this build yet; use switch: simulated";
+   if ( configuration_.switchKind == Config::SwitchKind::linuxKernel ) {
+      world_.switch_ = DataPlane::switchNewLinux( loop_ );
+      return "";
+   }
    // A simulated switch lives as long as the process: the next one has forgotten what this one was asked for.
    const Vel::String bootId = Vel::text( "simulated ", getpid(), " ", now() );
    const auto made = DataPlane::switchNewSimulated( loop_, description( configuration_.simulated, bootId ) );
@@ -293,6 +296,8 @@ std::string Maintd::releaseAll() {
       if ( const std::string problem = ( this->*step )(); !problem.empty() )
          return problem;
    makeAgent();
+   // Nothing is sampled here, so links come back also when counters cannot be read.
+   loop_->timersMayRunIs( nullptr );
    const DataPlane::Outcome outcome = executor_->start();
    if ( !outcome.ok() )
       return "switch: " + outcome.text();
@@ -302,9 +307,11 @@ std::string Maintd::releaseAll() {
    loop_->run();
    if ( entities_->journal->entrys() == 0 )
       return "";
+   std::string held;
+   for ( const auto & [intf, entry] : entities_->journal->entryRange() )
+      held += ( held.empty() ? "" : ", " ) + std::string( intf.name() );
    const Vel::String problem = executor_->problem();
-   return "links that are still held: " + Vel::text( entities_->journal->entrys() ) +
-          ( problem.empty() ? "" : ", " + problem );
+   return "links that are still held: " + held + ( problem.empty() ? "" : "; " + problem );
 }
 
 void Maintd::releaseTick() {

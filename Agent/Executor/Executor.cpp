@@ -62,13 +62,21 @@ bool Executor::countersFresh() {
    }
    // A port that lost or got its counters loses or gets its status.
    for ( const auto & [intf, known] : known_ )
-      if ( hasCounters( intf ) != ( model_.allIntfStatusDir->intfStatus( intf ) != nullptr ) )
+      if ( canBeCounted( intf ) != ( model_.allIntfStatusDir->intfStatus( intf ) != nullptr ) )
          publish( intf );
    return countersOk_;
 }
 
-bool Executor::hasCounters( const Wire::IntfId & intf ) const {
-   return intf.kind() != Wire::IntfId::Kind::ethernet || model_.pool->intfCounterDir( intf );
+bool Executor::canBeCounted( const Wire::IntfId & intf ) const {
+   switch ( intf.kind() ) {
+   case Wire::IntfId::Kind::ethernet:
+      return model_.pool->intfCounterDir( intf ) != nullptr;
+   case Wire::IntfId::Kind::portChannel:
+   case Wire::IntfId::Kind::vlan:
+      return switch_->tellsMembership();
+   default:
+      return true;
+   }
 }
 
 // ---- what the switch tells
@@ -188,13 +196,20 @@ void Executor::execute( const Wire::IntfId & intf ) {
 
 void Executor::hold( const Wire::IntfId & intf, Known & known ) {
    LinkJournalEntry * entry = model_.journal->entry( intf );
+   known.retryTime = 0;
    if ( !entry ) {
+      const DataPlane::LinkSnapshot snapshot = switch_->linkSnapshot( intf );
+      known.problem = snapshot.outcome.text();
+      if ( !snapshot.outcome.ok() ) {
+         // Shut now, it would come back without its addresses.
+         known.retryTime = now() + retryAfter;
+         wakeupIs( known.retryTime );
+         return;
+      }
       entry = model_.journal->entryIs( intf );
       entry->bootIdIs( switch_->bootId() );
       entry->wasUpIs( known.link.adminUp );
-      const DataPlane::LinkSnapshot snapshot = switch_->linkSnapshot( intf );
       entry->snapshotIs( snapshot.text );
-      known.problem = snapshot.outcome.text();
    }
    entry->wantedUpIs( false );
    entry->acknowledgedIs( !entry->wasUp() );
@@ -264,7 +279,7 @@ void Executor::publish( const Wire::IntfId & intf ) {
    if ( it == known_.end() )
       return;
    const Known & known = it->second;
-   if ( !known.present || !hasCounters( intf ) ) {
+   if ( !known.present || !canBeCounted( intf ) ) {
       model_.allIntfStatusDir->intfStatusDel( intf );
       return;
    }

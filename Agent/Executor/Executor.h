@@ -26,10 +26,11 @@
 ///    status stays what it was, and after a release it stays until the link is up or `releaseGrace` has passed, so that a
 ///    slow carrier does not look like a flap. A link that is gone has no status; one that somebody else raises while
 ///    we hold it is shown as it is.
-/// 2. An Ethernet port has a status only while it has counters, so that a missing counter never reads as quiet.
+/// 2. An Ethernet port has a status only while it has counters, and a port-channel or VLAN interface only on a switch
+///    that tells their members, so that what cannot be counted never reads as quiet.
 /// 3. A link that was down before we came is not raised when we let go.
 /// 4. No request is sent that the journal does not know; what the journal knows and the switch has not acknowledged is
-///    asked for again.
+///    asked for again. A link whose addresses and routes cannot be read is not shut until they can be.
 namespace Agent {
 
 class Executor final : private DataPlane::Listener {
@@ -120,7 +121,7 @@ class Executor final : private DataPlane::Listener {
    void wakeupIs( double time );
    void publish( const Wire::IntfId & intf );
    bool statusHeld( const Wire::IntfId & intf, const Known & known ) const;
-   bool hasCounters( const Wire::IntfId & intf ) const;
+   bool canBeCounted( const Wire::IntfId & intf ) const;
    double now() const { return scheduler_->currentTime(); }
 
    Vel::Ptr< Cog::Scheduler > scheduler_;

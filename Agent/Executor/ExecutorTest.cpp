@@ -43,9 +43,11 @@ class FakeSwitch final : public DataPlane::Switch {
       requests.push_back( { id, intf, up, restore } );
    }
    DataPlane::LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) override {
+      if ( !snapshotOutcome.ok() )
+         return { snapshotOutcome, {} };
       return { {}, "addresses of " + stringValue( intf ) };
    }
-   bool tellsMembership() const override { return true; }
+   bool tellsMembership() const override { return membership; }
    const Vel::String & bootId() const override { return boot; }
 
    /// The switch does what was asked for and says so.
@@ -73,7 +75,8 @@ class FakeSwitch final : public DataPlane::Switch {
    std::map< Wire::IntfId, DataPlane::Link > links;
    std::set< Wire::IntfId > uncounted;
    std::vector< Request > requests;
-   Outcome startOutcome, countersOutcome;
+   Outcome startOutcome, countersOutcome, snapshotOutcome;
+   bool membership = true;
    Vel::String boot = "boot 1";
    unsigned refreshes = 0;
 };
@@ -260,6 +263,29 @@ TEST_F( ExecutorStory, asksAgainForWhatHasFailed ) {
    ASSERT_EQ( 2u, fake->requests.size() );
    fake->done( 1 );
    EXPECT_EQ( "", executor->problem() );
+}
+
+TEST_F( ExecutorStory, shutsNoLinkWhoseAddressesCannotBeRead ) {
+   fake->snapshotOutcome = Outcome::failed( "cannot read the addresses: no memory" );
+   shut();
+   clock->runUntilIdle();
+   EXPECT_EQ( 0u, fake->requests.size() );
+   EXPECT_EQ( nullptr, entry() );
+   EXPECT_EQ( "cannot read the addresses: no memory", executor->problem() );
+   fake->snapshotOutcome = {};
+   clock->advance( 6 );
+   ASSERT_EQ( 1u, fake->requests.size() );
+   EXPECT_EQ( "addresses of et1", entry()->snapshot() );
+   EXPECT_EQ( "", executor->problem() );
+}
+
+TEST_F( ExecutorStory, hasNoStatusForAPortChannelWhoseMembersTheSwitchDoesNotTell ) {
+   fake->membership = false;
+   fake->link( pc1, true, true );
+   EXPECT_EQ( nullptr, model.allIntfStatusDir->intfStatus( pc1 ) );
+   EXPECT_EQ( "up", executor->linkState( pc1 ) );
+   clock->advance( 6 );
+   EXPECT_EQ( nullptr, model.allIntfStatusDir->intfStatus( pc1 ) );
 }
 
 TEST_F( ExecutorStory, followsACauseThatChangesWhileARequestIsOnItsWay ) {

@@ -41,7 +41,7 @@ class LinuxFault : public testing::Test {
    }
    /// In small steps, since virtual time does not wait for descriptors.
    void runFor( double seconds ) {
-      constexpr double step = 0.1;
+      constexpr double step = 0.125; // exact, as are its multiples
       const double end = loop->currentTime() + seconds;
       for ( turn(); loop->currentTime() < end; turn() ) {
          const double next = std::min( end, loop->currentTime() + step );
@@ -58,7 +58,7 @@ class LinuxFault : public testing::Test {
    };
    const Vel::Ptr< Cog::VirtualTime > time = Vel::make< Cog::VirtualTime >( 1.7e9 );
    const Vel::Ptr< Cog::EventLoop > loop = Vel::make< Cog::EventLoop >( time );
-   const Vel::Ptr< Cog::TimerWheel > wheel = Vel::make< Cog::TimerWheel >( loop, 100, 1800, true, 1024 );
+   const Vel::Ptr< Cog::TimerWheel > wheel = Vel::make< Cog::TimerWheel >( loop, 125, 1800, true, 1024 );
    const Vel::Ptr< VelPool::EntityManager > pool = Vel::make< VelPool::EntityManager >();
    Cog::TimerWatch< VelAlarm > alarm;
    FakeKernel * kernel;

@@ -214,8 +214,9 @@ TEST_F( LinuxRestore, restoringAgainChangesNothing ) {
 
 TEST_F( LinuxRestore, routesOfDaemonsAndRoutersAreNotSaved ) {
    ip( "address add 192.0.2.1/24 dev et1" );
+   int table = 100;
    for ( const char * protocol : { "kernel", "ra", "bgp", "ospf", "babel" } )
-      ip( Vel::text( "route add 10.1.0.0/16 via 192.0.2.2 proto ", protocol, " table 1", protocol[0] % 10 ) );
+      ip( Vel::text( "route add 10.1.0.0/16 via 192.0.2.2 proto ", protocol, " table ", ++table ) );
    EXPECT_EQ( "", snapshot( "et1" ) );
 }
 
