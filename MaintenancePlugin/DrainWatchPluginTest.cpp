@@ -42,6 +42,9 @@ TEST( DrainWatchPlugin, definesItsLogMessage ) {
       "multiple units.",
       handle.explanation() );
    EXPECT_STREQ( Vel::NoActionRequired, handle.recommendedAction() );
+   EXPECT_EQ( 0.0, handle.minInterval() );
+   EXPECT_EQ( 1.0, handle.share() );
+   EXPECT_EQ( 0, handle.flags() );
    EXPECT_EQ( 1, std::count( Vel::LogHandle::all().begin(), Vel::LogHandle::all().end(), &handle ) );
 }
 
@@ -63,6 +66,26 @@ TEST( DrainWatchPlugin, makesItsLoaderInTheContextsDirectory ) {
    plugin.init( other.context.get() );
    world.context->entityDir()->entryDel( "drainWatchPlugin" );
    EXPECT_EQ( 1u, loader->getRefCount() );
+}
+
+/// Somebody takes the entry away while it is made.
+TEST( DrainWatchPlugin, anEntryThatIsNotThereIsFatal ) {
+   PluginStore world;
+   struct VelDir final : Vel::ReactorTo< Vel::Dir, Vel::Dir > {
+      using ReactorTo::ReactorTo;
+      void onEntry( const Vel::Name & name ) override { sm()->entryDel( name ); }
+   };
+   Vel::Watch< VelDir > watch;
+   watch.is( world.context->entityDir(), world.context->entityDir().get() ).hasNotificationActiveIs( true );
+   auto & plugin = *pluginLoader().plugin( "DrainWatchPlugin" )->initCaller.plugin();
+   Vel::AssertionsThrow assertionsThrow;
+   try {
+      plugin.init( world.context.get() );
+      FAIL();
+   } catch ( const Vel::AssertionFailed & failure ) {
+      EXPECT_STREQ( "entityPtr", failure.what() );
+   }
+   watch.del();
 }
 
 TEST( DrainWatchPlugin, needsAContext ) {

@@ -228,7 +228,7 @@ class DrainWatchSm final : public Vel::Entity {
    // restart: DrainWatchSmRestart.cpp
    void markRecordsStale();
    void restoreUnits();
-   void restoreUnit( const Vel::String & unitName, const Maintenance::Unit::Status & status );
+   void restoreUnit( const Maintenance::Unit::Status & status );
    void deleteStaleRecords();
 
    bool notificationActive_ = false;

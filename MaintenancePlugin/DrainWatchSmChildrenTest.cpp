@@ -75,19 +75,38 @@ TEST_F( DrainWatchSmChildren, aChildIsRefusedIfItWasBuiltFromOtherValues ) {
    EXPECT_EQ( "_agentStatus", helper( "maintEnter", true, true, true, false, true ) );
    EXPECT_EQ( "_root", helper( "maintEnter", true, true, true, true, false ) );
 
-   EXPECT_EQ( "_intfToGroupDir", refused( [&] {
-                 root.intfStatusSmIs(
-                    rig.clock, rig.allIntfStatusDir, nullptr, rig.groupToUnitDir, root.unitMonIntfInput(),
-                    rig.intfGroupStatusDir, &root );
-              } ) );
-   EXPECT_EQ( "_unitMonIntfInput", refused( [&] {
-                 root.intfStatusSmIs(
-                    rig.clock, rig.allIntfStatusDir, rig.intfToGroupDir, rig.groupToUnitDir,
-                    root.unitDrainedIntf(), rig.intfGroupStatusDir, &root );
-              } ) );
-   EXPECT_EQ( "_unitStatusDir", refused( [&] {
-                 root.intfRateAggSmIs( root.monIntfDir(), rig.monIntfStatusDir, nullptr );
-              } ) );
+   const auto tracker =
+      [&]( bool clock, bool links, bool members, bool mapping, bool input, bool groups, bool self ) {
+         return refused( [&] {
+            root.intfStatusSmIs(
+               clock ? Vel::Ptr< Vel::Clock >( rig.clock ) : nullptr,
+               links ? Vel::Ptr< const Interface::AllIntfStatusDir >( rig.allIntfStatusDir ) : nullptr,
+               members ? Vel::Ptr< const IntfMaintenance::IntfToGroupDir >( rig.intfToGroupDir ) : nullptr,
+               mapping ? Vel::Ptr< const Maintenance::GroupToUnitDir >( rig.groupToUnitDir ) : nullptr,
+               input ? root.unitMonIntfInput() : root.unitDrainedIntf(),
+               groups ? Vel::Ptr< const IntfGroup::StatusDir >( rig.intfGroupStatusDir ) : nullptr,
+               self ? &root : nullptr );
+         } );
+      };
+   EXPECT_EQ( "_clock", tracker( false, true, true, true, true, true, true ) );
+   EXPECT_EQ( "_allIntfStatusDir", tracker( true, false, true, true, true, true, true ) );
+   EXPECT_EQ( "_intfToGroupDir", tracker( true, true, false, true, true, true, true ) );
+   EXPECT_EQ( "_groupToUnitDir", tracker( true, true, true, false, true, true, true ) );
+   EXPECT_EQ( "_unitMonIntfInput", tracker( true, true, true, true, false, true, true ) );
+   EXPECT_EQ( "_intfGroupStatusDir", tracker( true, true, true, true, true, false, true ) );
+   EXPECT_EQ( "_drainWatchSm", tracker( true, true, true, true, true, true, false ) );
+
+   const auto aggregator = [&]( bool dir, bool records, bool units ) {
+      return refused( [&] {
+         root.intfRateAggSmIs(
+            dir ? Vel::Ptr< const MonitoredIntfDir >( root.monIntfDir() ) : nullptr,
+            records ? Vel::Ptr< const Maintenance::MonIntfStatusDir >( rig.monIntfStatusDir ) : nullptr,
+            units ? rig.unitStatusDir : nullptr );
+      } );
+   };
+   EXPECT_EQ( "_monIntfDir", aggregator( false, true, true ) );
+   EXPECT_EQ( "_monIntfStatusDir", aggregator( true, false, true ) );
+   EXPECT_EQ( "_unitStatusDir", aggregator( true, true, false ) );
 }
 
 } // namespace

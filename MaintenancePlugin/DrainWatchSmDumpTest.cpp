@@ -223,6 +223,35 @@ TEST_F( DrainWatchSmDump, indentsTheSectionsButNotItsOwnLines ) {
       text );
 }
 
+TEST_F( DrainWatchSmDump, saysWhetherTheRootIsInitialised ) {
+   rig.start();
+   rig.root->initializedIs( false );
+   EXPECT_EQ( 0u, dumped( 0 ).find( "DrainWatchSm:\n  initialized : false\n" ) );
+   rig.root->initializedIs( true );
+}
+
+TEST_F( DrainWatchSmDump, countsTheUnitsOfEachDirectoryAndTheInterfacesOfEachSet ) {
+   rig.start();
+   rig.root->unitMonIntfInput()->unitIntfInputIs( "u1" );
+   rig.root->unitMonIntfInput()->unitIntfInputIs( "u2" );
+   rig.root->unitDrainedIntf()->unitIntfInputIs( "u1" );
+   const auto & dir = *rig.monIntfStatusDir;
+   for ( const char * name : { "a", "b", "c", "d" } )
+      rig.monIntfStatusDir->monIntfStatusIs( PluginRig::port( name ) );
+   for ( const char * name : { "a", "b", "c" } )
+      rig.monIntfStatusDir->monIntfEnterMaintIs( PluginRig::port( name ), true );
+   for ( const char * name : { "a", "b" } )
+      rig.monIntfStatusDir->monIntfUnderMaintIs( PluginRig::port( name ), true );
+   rig.monIntfStatusDir->monIntfSpikeUnderMaintIs( PluginRig::port( "a" ), true );
+   const Vel::String text = dumped( 0 );
+   EXPECT_EQ( 4u, dir.monIntfStatuss() );
+   for ( const char * line :
+         { "\n  Num unitMonIntfInput entries: 2\n", "\n  Num unitDrainedIntf entries: 1\n",
+           "\n    Num monIntfStatus entries: 4\n", "\n    Num monIntfEnterMaint : 3\n",
+           "\n    Num monIntfUnderMaint : 2\n", "\n    Num monIntfSpikeUnderMaint : 1\n" } )
+      EXPECT_NE( Vel::String::npos, text.find( line ) ) << line;
+}
+
 TEST_F( DrainWatchSmDump, printsEveryCounterUnderItsOwnName ) {
    rig.start();
    const auto & info = rig.counters().typeInfo();

@@ -183,6 +183,81 @@ TEST_F( DrainWatchSmLoaderTest, buildsTheRootFromTheMountedEntities ) {
    EXPECT_TRUE( traces.has( "DrainWatchSmLoader::doMountsComplete - done", 4 ) );
 }
 
+TEST_F( DrainWatchSmLoaderTest, tellsOfEachStepOnceAndInItsOrder ) {
+   Vel::TraceCapture traces( 4 );
+   load();
+   std::vector< Vel::String > steps;
+   for ( const auto & line : traces.lines() )
+      if ( line.facility == "DrainWatchSmLoader" )
+         steps.push_back( line.text );
+   EXPECT_EQ(
+      ( std::vector< Vel::String >{
+         "DrainWatchSmLoader::init", "DrainWatchSmLoader::init - completed all doMounts",
+         "DrainWatchSmLoader::doMountsComplete", "DrainWatchSmLoader::initErrdisableEntity",
+         "DrainWatchSmLoader::doMountsComplete - done" } ),
+      steps );
+}
+
+TEST_F( DrainWatchSmLoaderTest, asksForItsMountsUnderItsOwnNameAndWithoutWaiting ) {
+   Vel::TraceCapture traces;
+   loader->init( world.context );
+   EXPECT_FALSE( loader->drainWatchSm() );
+   world.settle();
+   EXPECT_TRUE( traces.has( "MountGroup::complete: drainWatchPlugin: 24 mounts, all done" ) );
+}
+
+/// The cause is set up before anything is taken, and the reader runs before its counters are.
+TEST_F( DrainWatchSmLoaderTest, hasTheCauseAndTheCountersBeforeTheirReadersAreMade ) {
+   const Wire::EthIntfId et1( "et1" );
+   world.pool->intfCountersIs( et1, 100, Cog::MaybeU63( 200 ) );
+   struct Seen {
+      const PluginStore & world;
+      Vel::String atFirst = "nothing";
+      bool counters = false;
+   } seen{ world };
+   struct VelLoader final : Vel::ReactorTo< Seen, DrainWatchSmLoader > {
+      using ReactorTo::ReactorTo;
+      void onEthIntfCounterWriterStatusDir() override {
+         sm()->atFirst =
+            sm()
+               ->world.get< Errdisable::CauseStatus >( "interface/errdisable/cause/maintenance-shutdown" )
+               ->causeGroupName();
+      }
+      void onPhyCounterDir() override {
+         sm()->counters = entity()->phyCounterDir()->intfCounterDir( Wire::EthIntfId( "et1" ) );
+      }
+   };
+   Vel::Watch< VelLoader > watch;
+   watch.is( loader, &seen ).hasNotificationActiveIs( true );
+   load();
+   EXPECT_EQ( "maintenance-shutdown", seen.atFirst );
+   EXPECT_TRUE( seen.counters );
+}
+
+/// Who asks the context for a dump finds a dumper that knows its loader.
+TEST_F( DrainWatchSmLoaderTest, theContextIsKnownBeforeTheDumperIsMade ) {
+   struct Seen {
+      bool context = false;
+   } seen;
+   struct VelLoader final : Vel::ReactorTo< Seen, DrainWatchSmLoader > {
+      using ReactorTo::ReactorTo;
+      void onPluginInfoDumper() override { sm()->context = bool( entity()->context() ); }
+   };
+   Vel::Watch< VelLoader > watch;
+   watch.is( loader, &seen ).hasNotificationActiveIs( true );
+   loader->init( world.context );
+   EXPECT_TRUE( seen.context );
+}
+
+TEST_F( DrainWatchSmLoaderTest, mayMountOneEntityTwice ) {
+   const auto mounts = DrainWatchSmLoader::mounts();
+   ASSERT_EQ( mounts[6].path, mounts[15].path );
+   load();
+   EXPECT_EQ(
+      world.get< Maintenance::MaintenanceGroup::ConfigDir >( mounts[6].path ),
+      loader->drainWatchSm()->maintenanceGroupDir() );
+}
+
 TEST_F( DrainWatchSmLoaderTest, switchesTheRootOn ) {
    load();
    EXPECT_EQ( 1u, loader->intfProfileStatusDir()->velReactors() );

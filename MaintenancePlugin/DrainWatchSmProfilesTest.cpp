@@ -65,10 +65,12 @@ TEST_F( DrainWatchSmProfiles, aDefaultThatDoesNotExistHasANameAndNoProfile ) {
    EXPECT_EQ( "missing", rig.root->getIntfProfileName( et1 ) );
    EXPECT_FALSE( rig.root->getIntfProfile( et1 ) );
    EXPECT_TRUE( rig.root->usingDefaultProfile( et1 ) );
-   EXPECT_TRUE( traces.has( "getIntfProfile: intf et1, profile -" ) );
+   EXPECT_TRUE( traces.has( "getIntfProfile: intf et1, profile -", 4 ) );
 }
 
 TEST_F( DrainWatchSmProfiles, anInterfaceInNoGroupHasNoProfile ) {
+   // A profile without a name is nobody's.
+   rig.profileIs( "", 100, 10, false, 0 );
    rig.start();
    EXPECT_EQ( "", rig.root->getIntfProfileName( stranger ) );
    EXPECT_FALSE( rig.root->getIntfProfile( stranger ) );
@@ -130,7 +132,7 @@ TEST_F( DrainWatchSmProfiles, aProfileThatComesReachesTheMonitorsThatWaitedForIt
    EXPECT_EQ( "late", held( et2 ) );
    EXPECT_EQ( "base", held( et1 ) );
    EXPECT_EQ( 1u, rig.counters().numIntfMonPendingProfileResolved() );
-   EXPECT_TRUE( traces.has( "handleIntfProfileStatus: [add] intf profile late" ) );
+   EXPECT_TRUE( traces.has( "handleIntfProfileStatus: [add] intf profile late", 4 ) );
 }
 
 TEST_F( DrainWatchSmProfiles, aProfileThatComesLeavesMonitorsOfAnObjectOfItsNameAlone ) {
@@ -186,7 +188,7 @@ TEST_F( DrainWatchSmProfiles, aProfileThatGoesIsKeptByTheMonitorsThatHaveNoOther
    EXPECT_EQ( old, rig.root->intfMon( et2 )->intfProfile() );
    EXPECT_EQ( 1u, rig.counters().numIntfMonProfileDelete() );
    EXPECT_EQ( 0u, rig.counters().numIntfMonProfileChange() );
-   EXPECT_TRUE( traces.has( "handleIntfProfileStatus: [delete] intf profile named" ) );
+   EXPECT_TRUE( traces.has( "handleIntfProfileStatus: [delete] intf profile named", 4 ) );
 }
 
 TEST_F( DrainWatchSmProfiles, aProfileThatGoesIsReplacedWhereAnotherIsSelected ) {
@@ -225,12 +227,16 @@ TEST_F( DrainWatchSmProfiles, aDefaultThatDoesNotExistIsHandedOverAsNone ) {
    EXPECT_EQ( "base", held( et1 ) );
 }
 
-TEST_F( DrainWatchSmProfiles, aDefaultIsCountedBeforeItIsHandedOver ) {
+TEST_F( DrainWatchSmProfiles, everyReplacementIsCountedBeforeItIsHandedOver ) {
    monitorBoth();
    struct Seen {
-      Vel::U32 updates = 0;
+      std::vector< Vel::String > order;
       DrainWatchSmDebugCounters * counters = nullptr;
-      void handle() { updates = counters->numIntfMonDefProfileUpdate(); }
+      void handle() {
+         order.push_back( Vel::text(
+            counters->numIntfMonDefProfileUpdate(), counters->numIntfMonPendingProfileResolved(),
+            counters->numIntfMonProfileDelete() ) );
+      }
    } seen;
    struct VelIntfMon final : Vel::ReactorTo< Seen, IntfMonSm > {
       using ReactorTo::ReactorTo;
@@ -240,7 +246,23 @@ TEST_F( DrainWatchSmProfiles, aDefaultIsCountedBeforeItIsHandedOver ) {
    Vel::Watch< VelIntfMon > watch;
    watch.is( rig.root->intfMon( et1 ), &seen ).hasNotificationActiveIs( true );
    rig.defaultProfileIs( "named" );
-   EXPECT_EQ( 1u, seen.updates );
+   rig.intfToGroupDir->intfToGroup( et1 )->selectedProfileIs(
+      Maintenance::Profile::ProfileType::interfaceProfile,
+      { Maintenance::Profile::ProfileType::interfaceProfile, "late" } );
+   rig.profileIs( "late", 100, 10, false, 0 );
+   rig.intfToGroupDir->intfToGroup( et1 )->selectedProfileIs(
+      Maintenance::Profile::ProfileType::interfaceProfile,
+      { Maintenance::Profile::ProfileType::interfaceProfile, "base" } );
+   rig.profileDel( "late" );
+   EXPECT_EQ( ( std::vector< Vel::String >{ "100", "110", "111" } ), seen.order );
+}
+
+TEST_F( DrainWatchSmProfiles, aNewDefaultIsHandedOverEvenIfItIsTheSameObject ) {
+   monitorBoth();
+   const auto before = rig.counters().numIntfMonDefProfileUpdate();
+   rig.root->handleDefaultIntfProfile();
+   EXPECT_EQ( before + 1, rig.counters().numIntfMonDefProfileUpdate() );
+   EXPECT_EQ( "base", held( et1 ) );
 }
 
 } // namespace

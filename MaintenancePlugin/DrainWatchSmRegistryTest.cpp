@@ -44,7 +44,7 @@ TEST_F( DrainWatchSmRegistry, startsAnInterfaceInEveryMonitoredUnitThatContainsI
    EXPECT_FALSE( input( "u3" ).intf( et1 ) );
    ASSERT_TRUE( rig.root->intfMon( et1 ) );
    EXPECT_EQ( 2u, rig.root->intfMon( et1 )->monitoredIntf()->dependentUnits() );
-   EXPECT_TRUE( traces.has( "startIntfMonInUnits: intf et1" ) );
+   EXPECT_TRUE( traces.has( "startIntfMonInUnits: intf et1", 4 ) );
    EXPECT_TRUE( traces.has( "Starting intf mon for intf et1 in unit u1, group u1", 4 ) );
    EXPECT_TRUE( traces.has( "Starting intf mon for intf et1 in unit u2, group u2", 4 ) );
 }
@@ -102,7 +102,9 @@ TEST_F( DrainWatchSmRegistry, stopsAnInterfaceInEveryUnitWhateverItsGroups ) {
    rig.enter( "u1" );
    rig.enter( "u2" );
    input( "u2" ).intfIs( et1, true );
+   Vel::TraceCapture traces;
    rig.root->stopIntfMonInUnits( et1 );
+   EXPECT_TRUE( traces.has( "stopIntfMonInUnits: intf et1", 4 ) );
    EXPECT_FALSE( input( "u1" ).intf( et1 ) );
    EXPECT_FALSE( input( "u2" ).intf( et1 ) );
    EXPECT_TRUE( input( "u1" ).intf( et2 ) );

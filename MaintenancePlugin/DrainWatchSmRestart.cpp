@@ -35,11 +35,11 @@ void DrainWatchSm::restoreUnits() {
       return;
    for ( const auto & [unitName, status] : unitStatusDir()->statusRange() ) {
       TRACE_START( "Processing unit=", unitName, " state=", status->state() );
-      restoreUnit( unitName, *status );
+      restoreUnit( *status );
    }
 }
 
-void DrainWatchSm::restoreUnit( const Vel::String & unitName, const Maintenance::Unit::Status & status ) {
+void DrainWatchSm::restoreUnit( const Maintenance::Unit::Status & status ) {
    const UnitState state = status.state();
    const bool exiting = state == UnitState::exitInProgress;
    const bool entering = state == UnitState::enterInProgress;
@@ -53,7 +53,7 @@ void DrainWatchSm::restoreUnit( const Vel::String & unitName, const Maintenance:
       const auto & progressDir = exiting ? maintExitProgressDir() : maintEnterProgressDir();
       instance = progressDir ? progressDir->progress( instanceName ) : nullptr;
       if ( !instance ) {
-         TRACE_START( "InstanceStatus not found for unit ", unitName, ", instance ", instanceName );
+         TRACE_START( "InstanceStatus not found for unit ", instanceName );
          return;
       }
    }

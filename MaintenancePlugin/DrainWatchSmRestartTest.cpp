@@ -88,6 +88,69 @@ TEST_F( DrainWatchSmRestart, whatNoRestoredUnitMonitorsIsReleased ) {
    EXPECT_TRUE( traces.has( "deleted 2 stale entries from MonIntfStatusDir.", 4 ) );
 }
 
+/// Of each interface the record goes first: nobody may take a released interface for a monitored one.
+TEST_F( DrainWatchSmRestart, aStaleRecordGoesBeforeItsShutdownAndThatBeforeItsViolations ) {
+   leftover( et1 );
+   leftover( et2 );
+   for ( const auto & intf : { et1, et2 } )
+      rig.unit( "u1" ).intfsViolatingTrafficThresholdIs( intf, true );
+   struct Seen {
+      std::vector< Vel::String > order;
+      void add( const char * what, const Wire::IntfId & intf ) { order.push_back( Vel::text( what, intf ) ); }
+   } seen;
+   struct VelRecords final : Vel::ReactorTo< Seen, Maintenance::MonIntfStatusDir > {
+      using ReactorTo::ReactorTo;
+      void onMonIntfStatus( const Wire::IntfId & intf ) override { sm()->add( "record ", intf ); }
+   };
+   struct VelCause final : Vel::ReactorTo< Seen, Errdisable::CauseStatus > {
+      using ReactorTo::ReactorTo;
+      void onIntfStatus( const Wire::IntfId & intf ) override { sm()->add( "shutdown ", intf ); }
+   };
+   struct VelUnit final : Vel::ReactorTo< Seen, Maintenance::Unit::Status > {
+      using ReactorTo::ReactorTo;
+      void onIntfsViolatingTrafficThreshold( const Wire::IntfId & intf ) override {
+         sm()->add( "violation ", intf );
+      }
+   };
+   Vel::Watch< VelRecords > records;
+   Vel::Watch< VelCause > cause;
+   Vel::Watch< VelUnit > unit;
+   records.is( rig.monIntfStatusDir, &seen ).hasNotificationActiveIs( true );
+   cause.is( rig.cause, &seen ).hasNotificationActiveIs( true );
+   unit.is( &rig.unit( "u1" ), &seen ).hasNotificationActiveIs( true );
+   rig.start();
+   EXPECT_EQ(
+      ( std::vector< Vel::String >{
+         "record et1", "shutdown et1", "violation et1", "record et2", "shutdown et2", "violation et2" } ),
+      seen.order );
+}
+
+/// What adopts a record clears its mark, so all are marked before the first unit is taken up.
+TEST_F( DrainWatchSmRestart, everyRecordIsMarkedAndTheSetsAreEmptyBeforeTheFirstUnitIsTakenUp ) {
+   rig.unitIs( "u1", { et1 } );
+   unitIn( "u1", UnitState::maintenance, "u1#4" );
+   leftover( et1 );
+   leftover( et2 );
+   struct Seen {
+      const PluginRig & rig;
+      Vel::String found;
+   } seen{ rig, {} };
+   struct VelRecord final : Vel::ReactorTo< Seen, Maintenance::MonIntfStatus > {
+      using ReactorTo::ReactorTo;
+      void onStale() override {
+         const auto & dir = *sm()->rig.monIntfStatusDir;
+         if ( !entity()->stale() )
+            sm()->found = Vel::text(
+               sm()->rig.record( PluginRig::port( "et2" ) )->stale(), dir.monIntfEnterMaints(),
+               dir.monIntfUnderMaints(), dir.monIntfSpikeUnderMaints() );
+      }
+   };
+   Vel::Watch< VelRecord > watch;
+   watch.is( rig.record( et1 ), &seen ).hasNotificationActiveIs( true );
+   rig.start();
+   EXPECT_EQ( "1000", seen.found );
+}
+
 TEST_F( DrainWatchSmRestart, theSetsOfInterfacesAreThoseOfTheRestoredMonitors ) {
    rig.unitIs( "u1", { et1 } );
    unitIn( "u1", UnitState::maintenance, "u1#4" );
@@ -112,6 +175,8 @@ TEST_F( DrainWatchSmRestart, aUnitInMaintenanceIsTakenUpWithoutALookAtItsStage )
    EXPECT_EQ( 1u, rig.root->unitMon( "u1" )->drainedIntf()->intfs() );
    EXPECT_TRUE( traces.has( "handleInitialized: Processing unit=u1 state=maintenance", 4 ) );
    EXPECT_TRUE( traces.has( "Unit state =maintenance, putting this unit in maintenance ", 4 ) );
+   // As if the framework had just asked for the stage.
+   EXPECT_TRUE( traces.has( "doStageForInstance: unit u1, genId 4, stage drainwatch, op enter", 4 ) );
 }
 
 TEST_F( DrainWatchSmRestart, aUnitThatEntersIsTakenUpWhileItsStageIsOn ) {
@@ -174,9 +239,9 @@ TEST_F( DrainWatchSmRestart, aUnitWhoseInstanceIsNotListedIsPassedOverWithATrace
    rig.start();
    EXPECT_EQ( 0u, rig.root->unitMons() );
    EXPECT_EQ( 0u, rig.exitClass.agentStatus->completes() );
-   EXPECT_TRUE( traces.has( "InstanceStatus not found for unit u1", 4 ) );
-   EXPECT_TRUE( traces.has( "u1#4" ) );
-   EXPECT_TRUE( traces.has( "InstanceStatus not found for unit u2", 4 ) );
+   for ( const char * instanceName : { "u1#4", "u2#4" } )
+      EXPECT_TRUE( traces.has(
+         Vel::text( "handleInitialized: InstanceStatus not found for unit ", instanceName ), 4 ) );
 }
 
 TEST_F( DrainWatchSmRestart, aUnitThatIsNotListedIsNotParsed ) {
@@ -224,9 +289,25 @@ TEST_F( DrainWatchSmRestart, unitsInOtherStatesAreLeftAlone ) {
       stageIs( rig.enterClass, instanceName, Stage::stageRunning );
       stageIs( rig.exitClass, instanceName, Stage::stageRunning );
    }
+   Vel::TraceCapture traces;
    rig.start();
    EXPECT_EQ( 0u, rig.root->unitMons() );
    EXPECT_EQ( 0u, rig.exitClass.agentStatus->completes() );
+   EXPECT_EQ( 5u, traces.count( "handleInitialized: Processing unit=u", 4 ) );
+   EXPECT_TRUE( traces.has( "handleInitialized: Processing unit=u1 state=normal", 4 ) );
+   EXPECT_FALSE( traces.has( "InstanceStatus not found" ) );
+}
+
+/// Another stage may run by then, and the unit is still to be monitored when it gets into maintenance.
+TEST_F( DrainWatchSmRestart, aUnitWhoseStageIsOverButStillSetIsTakenUp ) {
+   rig.unitIs( "u1", { et1 } );
+   unitIn( "u1", UnitState::enterInProgress, "u1#4" );
+   stageIs( rig.enterClass, "u1#4", Stage::stageComplete );
+   unitIn( "u2", UnitState::exitInProgress, "u2#4" );
+   stageIs( rig.exitClass, "u2#4", Stage::stageComplete );
+   rig.start();
+   EXPECT_TRUE( rig.root->unitMon( "u1" ) );
+   EXPECT_TRUE( rig.exitComplete( "u2" ) );
 }
 
 /// Its key is a fresh one, without a generation. The framework gives every unit in these states an instance.

@@ -84,9 +84,118 @@ TEST_F( DrainWatchSmLife, hasAllItsChildrenWhenItIsInitialised ) {
    ASSERT_TRUE( root.maintExitStageHelper() );
    EXPECT_EQ( "maintExit", root.maintExitStageHelper()->stageClass() );
    EXPECT_EQ( rig.exitClass.progressDir, root.maintExitStageHelper()->progressDir() );
+   EXPECT_EQ( rig.exitClass.completionStatus, root.maintExitStageHelper()->maintStageCompletionStatus() );
+   EXPECT_EQ( rig.exitClass.agentConfig, root.maintExitStageHelper()->agentConfig() );
    EXPECT_EQ( rig.exitClass.agentStatus, root.maintExitStageHelper()->agentStatus() );
    EXPECT_TRUE( traces.has( "handleInitialized: called", 4 ) );
    EXPECT_TRUE( traces.has( "DrainWatchSm - initialized", 4 ) );
+}
+
+TEST_F( DrainWatchSmLife, itsTrackerAndItsAggregatorHaveTheInputsOfTheRoot ) {
+   rig.start();
+   const DrainWatchSm & root = *rig.root;
+   const IntfStatusSm & tracker = *root.intfStatusSm();
+   EXPECT_EQ( rig.clock.get(), tracker.clock().get() );
+   EXPECT_EQ( rig.allIntfStatusDir, tracker.allIntfStatusDir() );
+   EXPECT_EQ( rig.intfToGroupDir, tracker.intfToGroupDir() );
+   EXPECT_EQ( rig.groupToUnitDir, tracker.groupToUnitDir() );
+   EXPECT_EQ( root.unitMonIntfInput(), tracker.unitMonIntfInput() );
+   EXPECT_EQ( rig.intfGroupStatusDir, tracker.intfGroupStatusDir() );
+   EXPECT_EQ( &root, tracker.drainWatchSm() );
+   const IntfRateAggregatorSm & aggregator = *root.intfRateAggSm();
+   EXPECT_EQ( root.monIntfDir(), aggregator.monIntfDir() );
+   EXPECT_EQ( rig.monIntfStatusDir, aggregator.monIntfStatusDir() );
+   EXPECT_EQ( rig.unitStatusDir, aggregator.unitStatusDir() );
+}
+
+TEST_F( DrainWatchSmLife, itsAttributesStandInTheirOrder ) {
+   rig.start();
+   std::vector< Vel::String > names;
+   for ( const auto & attribute : rig.root->typeInfo().attributes() )
+      names.push_back( attribute.name );
+   EXPECT_EQ(
+      ( std::vector< Vel::String >{
+         "phyCounterDir",
+         "lagConfigDir",
+         "vlanStatusDir",
+         "allIntfStatusDir",
+         "unitStatusDir",
+         "maintenanceGroupDir",
+         "intfGroupStatusDir",
+         "intfProfileStatusDir",
+         "intfToGroupDir",
+         "groupToUnitDir",
+         "errDisableCauseStatus",
+         "monIntfStatusDir",
+         "defaultIntfProfile",
+         "maintEnterCompletionStatus",
+         "maintExitCompletionStatus",
+         "maintEnterAgentConfig",
+         "maintExitAgentConfig",
+         "maintEnterAgentStatus",
+         "maintExitAgentStatus",
+         "maintEnterProgressDir",
+         "maintExitProgressDir",
+         "maintEnterStageHelper",
+         "maintExitStageHelper",
+         "unitMon",
+         "intfMon",
+         "intfStatusSm",
+         "timerWheel",
+         "unitMonIntfInput",
+         "unitDrainedIntf",
+         "counters",
+         "monIntfDir",
+         "intfRateAggSm",
+         "initialized" } ),
+      names );
+}
+
+/// The tracker's first look queues every interface, and the aggregator sums up what the records say: both come when
+/// the restored monitors exist. Being initialised is the last of all.
+TEST_F( DrainWatchSmLife, tellsOfItsStartInTheOrderInWhichItIsMade ) {
+   rig.unitIs( "u1", { et1 } );
+   auto & status = rig.unit( "u1" );
+   status.stateIs( Maintenance::Unit::UnitState::maintenance );
+   status.genIdIs( 1 );
+   status.maintEnterInstanceNameIs( "u1#1" );
+   rig.enterClass.agentStatus->completeIs( { "MaintenanceMode", stageName, "gone#1" }, true );
+   rig.monIntfStatusDir->monIntfStatusIs( et2, "p", 1.0 );
+   Vel::TraceCapture traces;
+   rig.start();
+   std::vector< Vel::String > begins{ "" };
+   for ( const auto & line : traces.lines() ) {
+      const bool child = line.facility == "IntfStatusSm" || line.facility == "IntfRateAggregatorSm";
+      if ( child && begins.back() != line.facility )
+         begins.push_back( line.facility );
+      for ( const char * begin :
+            { "handleInitialized: called", "handleInitialized: marked", "handleInitialized: Processing",
+              "handleUnitMaintenanceEnter: started", "handleInitialized: deleted stale",
+              "handleInitialized: deleted 1", "DrainWatchSm - initialized" } )
+         if ( !child && line.text.starts_with( begin ) )
+            begins.push_back( Vel::text( line.facility, "|", begin ) );
+      // What follows are the first turns.
+      if ( line.text == "DrainWatchSm - initialized" )
+         break;
+   }
+   EXPECT_EQ(
+      ( std::vector< Vel::String >{
+         "", "DrainWatchSm|handleInitialized: called", "MaintStageHelperSm|handleInitialized: called",
+         "MaintStageHelperSm|handleInitialized: called", "DrainWatchSm|handleInitialized: marked",
+         "DrainWatchSm|handleInitialized: Processing", "DrainWatchSm|handleUnitMaintenanceEnter: started",
+         "DrainWatchSm|handleInitialized: deleted stale", "DrainWatchSm|handleInitialized: deleted 1",
+         "IntfStatusSm", "IntfRateAggregatorSm", "DrainWatchSm|DrainWatchSm - initialized" } ),
+      begins );
+   EXPECT_EQ( 0u, rig.enterClass.agentStatus->completes() );
+}
+
+TEST_F( DrainWatchSmLife, itsTrackerFollowsWhatHappensAfterTheStart ) {
+   rig.unitIs( "u1", { et1 } );
+   rig.start();
+   rig.enter( "u1" );
+   rig.groupMemberIs( "u1", et2 );
+   rig.settle();
+   EXPECT_TRUE( rig.root->intfMon( et2 ) );
 }
 
 TEST_F( DrainWatchSmLife, itsWheelHasOneSecondTicksInTheOrderOfSetting ) {

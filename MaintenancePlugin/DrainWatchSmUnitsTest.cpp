@@ -154,6 +154,34 @@ TEST_F( DrainWatchSmUnits, aSecondEnterOfABusyUnitIsCompletedByTheReleaseOfTheFi
    EXPECT_EQ( 0u, rig.root->unitMon( "u1" )->drainedIntf()->intfs() );
 }
 
+/// Somebody who makes a monitor while the old one goes breaks what the enter relies on.
+TEST_F( DrainWatchSmUnits, aMonitorThatAppearsWhileTheOldCycleExitsIsFatal ) {
+   rig.unitIs( "u1", {} );
+   rig.start();
+   rig.root->handleUnitMaintenanceEnter( "u1", 3 );
+   struct VelRoot final : Vel::ReactorTo< DrainWatchSm, DrainWatchSm > {
+      using ReactorTo::ReactorTo;
+      void onUnitMon( const Vel::String & unitName ) override {
+         if ( !sm()->unitMon( unitName ) )
+            sm()->unitMonIs(
+               unitName, 9, sm(), sm()->unitMonIntfInput()->unitIntfInputIs( unitName ),
+               sm()->unitDrainedIntf()->unitIntfInputIs( unitName ) );
+      }
+   };
+   Vel::Watch< VelRoot > watch;
+   watch.is( rig.root, rig.root.get() ).hasNotificationActiveIs( true );
+   {
+      Vel::AssertionsThrow assertionsThrow;
+      try {
+         rig.root->handleUnitMaintenanceEnter( "u1", 4 );
+         FAIL();
+      } catch ( const Vel::AssertionFailed & failure ) {
+         EXPECT_STREQ( "!unitMon( unitName )", failure.what() );
+      }
+   }
+   watch.del();
+}
+
 TEST_F( DrainWatchSmUnits, aStageStatusThatIsWrittenAfterTheStageIsNeverLookedAtAgain ) {
    rig.unitIs( "u1", {} );
    rig.start();
@@ -183,6 +211,7 @@ TEST_F( DrainWatchSmUnits, exitReleasesTheMonitorAndReportsItsOwnGeneration ) {
    EXPECT_TRUE( complete( rig.exitClass, "u1#2" ) );
    EXPECT_EQ( 1u, rig.counters().numMaintExit() );
    EXPECT_EQ( 0u, rig.counters().numMaintExitInMaintModeEnter() );
+   EXPECT_TRUE( traces.has( "handleUnitMaintenanceExit: unit - u1, genId 2", 4 ) );
    EXPECT_TRUE( traces.has( "prepareToDie: unit u1, genId 2" ) );
    EXPECT_EQ( 1u, traces.count( "prepareToDie: unit u1" ) );
    EXPECT_TRUE( traces.has( "handleUnitMaintenanceExit: done with traffic monitoring for unit u1", 4 ) );
@@ -257,6 +286,25 @@ TEST_F( DrainWatchSmUnits, deletingAUnitsStatusReleasesItsMonitor ) {
    const auto refused = rig.counters().numNoNotifyNoUnitStatus();
    rig.root->notifyStageCompletion( "u1", 1, MaintenanceOp::enter );
    EXPECT_EQ( refused + 1, rig.counters().numNoNotifyNoUnitStatus() );
+}
+
+TEST_F( DrainWatchSmUnits, aUnitThatIsDeletedIsCountedBeforeItsMonitorGoes ) {
+   rig.unitIs( "u1", {} );
+   rig.start();
+   rig.enter( "u1" );
+   struct Seen {
+      Vel::U32 deletions = 0;
+   } seen;
+   struct VelRoot final : Vel::ReactorTo< Seen, DrainWatchSm > {
+      using ReactorTo::ReactorTo;
+      void onUnitMon( const Vel::String & ) override {
+         sm()->deletions = entity()->counters()->numUnitStatusDel();
+      }
+   };
+   Vel::Watch< VelRoot > watch;
+   watch.is( rig.root, &seen ).hasNotificationActiveIs( true );
+   rig.unitStatusDir->statusDel( "u1" );
+   EXPECT_EQ( 1u, seen.deletions );
 }
 
 TEST_F( DrainWatchSmUnits, deletingTheStatusOfAUnitThatIsNotMonitoredDoesNothing ) {
@@ -341,6 +389,36 @@ TEST_F( DrainWatchSmUnits, completionIsReportedToTheHelperOfItsOperation ) {
    rig.root->notifyStageCompletion( "u1", 7, MaintenanceOp::exit );
    EXPECT_TRUE( complete( rig.exitClass, "u1#7" ) );
    EXPECT_EQ( 2u, rig.counters().numNotifyStageCompletion() );
+}
+
+TEST_F( DrainWatchSmUnits, aStageThatIsOverButStillSetMayBeCompleted ) {
+   rig.unit( "u1" );
+   listInstance( rig.enterClass, "u1#7" );
+   rig.enterClass.progressDir->progress( "u1#7" )->stageStatusIs( stageName, Stage::stageComplete );
+   rig.start();
+   rig.root->notifyStageCompletion( "u1", 7, MaintenanceOp::enter );
+   EXPECT_TRUE( complete( rig.enterClass, "u1#7" ) );
+}
+
+TEST_F( DrainWatchSmUnits, aCompletionIsCountedOnceItIsWritten ) {
+   rig.unit( "u1" );
+   listInstance( rig.enterClass, "u1#7" );
+   rig.start();
+   struct Seen {
+      const PluginRig & rig;
+      Vel::U32 completions = 99;
+   } seen{ rig };
+   struct VelAgentStatus final : Vel::ReactorTo< Seen, Stage::AgentStatus > {
+      using ReactorTo::ReactorTo;
+      void onComplete( const Stage::AgentStatusKey & ) override {
+         sm()->completions = sm()->rig.counters().numNotifyStageCompletion();
+      }
+   };
+   Vel::Watch< VelAgentStatus > watch;
+   watch.is( rig.enterClass.agentStatus, &seen ).hasNotificationActiveIs( true );
+   rig.root->notifyStageCompletion( "u1", 7, MaintenanceOp::enter );
+   EXPECT_EQ( 0u, seen.completions );
+   EXPECT_EQ( 1u, rig.counters().numNotifyStageCompletion() );
 }
 
 TEST_F( DrainWatchSmUnits, aRepeatedCompletionIsCountedAndStaysOneEntry ) {

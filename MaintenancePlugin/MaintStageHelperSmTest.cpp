@@ -1,4 +1,5 @@
 #include "MaintenancePlugin/PluginRig.h"
+#include "Platform/FastLog/Capture.h"
 #include "Platform/Vel/Trace.h"
 
 #include <gtest/gtest.h>
@@ -182,6 +183,51 @@ TEST_F( MaintStageHelper, takesAbsentInputsForEmptyOnes ) {
       "maintEnter", nullptr, nullptr, nullptr, rig.enterClass.agentStatus, rig.root.get() );
    withoutInstances->handleInitialized();
    EXPECT_EQ( 0u, agentStatus().completes() );
+}
+
+TEST_F( MaintStageHelper, aCompletionStatusThatAppearsIsOnlyTraced ) {
+   rig.start();
+   agentStatus().completeIs( key( "u1#1" ), true );
+   Vel::TraceCapture traces;
+   rig.enterClass.completionStatus->statusIs( "u1#1", Stage::stageRunning );
+   EXPECT_TRUE( agentStatus().complete( key( "u1#1" ) ) );
+   ASSERT_EQ( 2u, traces.lines().size() );
+   EXPECT_EQ(
+      "void MaintenanceMode::MaintStageHelperSm::handleMaintInstStatusDel(const Vel::Name&):  instanceName: "
+      "u1#1",
+      traces.lines()[0].text );
+   EXPECT_EQ( "InstanceName: u1#1 is added to InstStatus", traces.lines()[1].text );
+}
+
+TEST_F( MaintStageHelper, tellsOfItsStart ) {
+   Vel::TraceCapture traces;
+   const auto other = Vel::make< MaintStageHelperSm >( "x", nullptr, nullptr, nullptr, nullptr, nullptr );
+   other->handleInitialized();
+   ASSERT_EQ( 1u, traces.lines().size() );
+   EXPECT_TRUE( traces.has( "handleInitialized: called", 9 ) );
+}
+
+TEST_F( MaintStageHelper, theFastLogTellsOfEveryCompletionEntry ) {
+   rig.start();
+   FastLog::Capture log;
+   helper().doStageCompleteForInstance( stageName, "u1#1" );
+   EXPECT_TRUE( log.has( " agentStatus=MaintenanceMode stage=drainwatch instanceName=u1#1 del=0" ) );
+   helper().handleMaintInstStatusDel( "u1#1" );
+   EXPECT_TRUE( log.has( " agentStatus=MaintenanceMode stage=drainwatch instanceName=u1#1 del=1" ) );
+}
+
+TEST_F( MaintStageHelper, itsAttributesStandInTheirOrder ) {
+   rig.start();
+   std::vector< Vel::String > names;
+   for ( const auto & attribute : helper().typeInfo().attributes() )
+      names.push_back( attribute.name );
+   EXPECT_EQ(
+      ( std::vector< Vel::String >{
+         "stageClass", "progressDir", "maintStageCompletionStatus", "agentConfig", "agentStatus", "root",
+         "progress", "initialized" } ),
+      names );
+   // Nobody needs to know whether it is.
+   EXPECT_FALSE( helper().initialized() );
 }
 
 TEST_F( MaintStageHelper, leavesNoReactorBehind ) {

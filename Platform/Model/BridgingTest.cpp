@@ -29,6 +29,41 @@ TEST( VlanId, isOrdered ) {
    EXPECT_EQ( VlanId( 9 ), VlanId( 9 ) );
 }
 
+struct VlanObserver {
+   struct VelVlan final : Vel::ReactorTo< VlanObserver, Bridging::VlanStatus > {
+      using ReactorTo::ReactorTo;
+      void onVlanPortStatus( const Wire::IntfId & intf ) override {
+         sm()->log += Vel::text( entity()->vlanPortStatus( intf ) ? "+" : "-", intf, " " );
+      }
+   };
+   struct VelDir final : Vel::ReactorTo< VlanObserver, Bridging::VlanStatusDir > {
+      using ReactorTo::ReactorTo;
+      void onVlanStatus( const VlanId & id ) override {
+         sm()->log += Vel::text( entity()->vlanStatus( id ) ? "+" : "-", id, " " );
+      }
+   };
+   Vel::Watch< VelVlan > vlan;
+   Vel::Watch< VelDir > dir;
+   Vel::String log;
+};
+
+TEST( VlanStatusDir, tellsOfVlansAndPortsThatComeAndGo ) {
+   const auto dir = Vel::make< Bridging::VlanStatusDir >();
+   VlanObserver observer;
+   observer.dir.is( dir, &observer ).hasNotificationActiveIs( true );
+   const Vel::Ptr< Bridging::VlanStatus > vlan( dir->vlanStatusIs( VlanId( 10 ) ) );
+   observer.vlan.is( vlan, &observer ).hasNotificationActiveIs( true );
+   const Wire::EthIntfId et2( "et2" );
+   vlan->vlanPortStatusIs( et2 );
+   vlan->vlanPortStatusIs( et2 );
+   vlan->vlanPortStatusDel( et2 );
+   vlan->vlanPortStatusDel( et2 );
+   dir->vlanStatusDel( VlanId( 10 ) );
+   EXPECT_EQ( "+10 +et2 -et2 -10 ", observer.log );
+}
+
+TEST( VlanId, isVlan1AtFirst ) { EXPECT_EQ( 1, VlanId().value() ); }
+
 TEST( VlanStatusDir, holdsVlansAndTheirPorts ) {
    const auto dir = Vel::make< Bridging::VlanStatusDir >();
    Bridging::VlanStatus * const vlan = dir->vlanStatusIs( VlanId( 10 ) );

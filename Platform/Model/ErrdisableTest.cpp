@@ -39,6 +39,17 @@ TEST( CauseStatus, namesItselfAndItsCauseGroup ) {
    EXPECT_EQ( "maintenance", cause->causeGroupName() );
 }
 
+TEST( CauseStatus, listsItsInterfacesInTheOrderOfTheirEntries ) {
+   const auto cause = Vel::make< CauseStatus >( "maintenance-shutdown" );
+   for ( const char * name : { "et3", "et1", "et2" } )
+      cause->intfStatusIs( Wire::EthIntfId( name ), 1 );
+   cause->intfStatusIs( Wire::EthIntfId( "et3" ), 2 );
+   Vel::String walked;
+   for ( const auto & [intf, since] : cause->intfStatusRange() )
+      walked += Vel::text( intf, "@", since, " " );
+   EXPECT_EQ( "et3@2 et1@1 et2@1 ", walked );
+}
+
 TEST( CauseGroup, hasFixedOrdinalsAndTexts ) {
    EXPECT_EQ( "interfaceCause", stringValue( CauseGroupType( 1 ) ) );
    EXPECT_EQ( "none", stringValue( CauseGroupType( 0 ) ) );

@@ -152,6 +152,44 @@ TEST( GroupToUnitDir, takesArgumentsThatArePartOfWhatItDeletes ) {
    EXPECT_EQ( "none", units( *dir, group( "a" ) ) );
 }
 
+TEST( GroupToUnitDir, keepsGroupsOfOneNameAndDifferentTypesApart ) {
+   const auto dir = Vel::make< GroupToUnitDir >();
+   dir->mappingIs( group( "a" ), "u1" );
+   dir->mappingIs( { GroupType( 2 ), "a" }, "u2" );
+   EXPECT_EQ( "u1 ", units( *dir, group( "a" ) ) );
+   EXPECT_EQ( "u2 ", units( *dir, { GroupType( 2 ), "a" } ) );
+   EXPECT_EQ( 1u, dir->unitToGroup( "u1" )->groupKeys() );
+   EXPECT_TRUE( dir->unitToGroup( "u1" )->groupKey( group( "a" ) ) );
+}
+
+TEST( IntfGroupStatusDir, keepsGroupsOfOneNameAndDifferentTypesApart ) {
+   const auto dir = Vel::make< IntfGroup::StatusDir >();
+   dir->statusIs( { GroupType( 2 ), "a" } )->intfIs( Wire::EthIntfId( "et1" ) );
+   EXPECT_EQ( nullptr, dir->status( group( "a" ) ) );
+}
+
+struct GroupDirObserver {
+   struct VelDir final : Vel::ReactorTo< GroupDirObserver, IntfGroup::StatusDir > {
+      using ReactorTo::ReactorTo;
+      void onStatus( const GroupKey & key ) override {
+         sm()->log += Vel::text( entity()->status( key ) ? "+" : "-", key, " " );
+      }
+   };
+   Vel::Watch< VelDir > dir;
+   Vel::String log;
+};
+
+TEST( IntfGroupStatusDir, tellsOfGroupsThatComeAndGo ) {
+   const auto dir = Vel::make< IntfGroup::StatusDir >();
+   GroupDirObserver observer;
+   observer.dir.is( dir, &observer ).hasNotificationActiveIs( true );
+   dir->statusIs( group( "a" ) );
+   dir->statusIs( group( "a" ) );
+   dir->statusDel( group( "a" ) );
+   dir->statusDel( group( "a" ) );
+   EXPECT_EQ( "+a -a ", observer.log );
+}
+
 struct IntfGroupObserver {
    struct VelStatus final : Vel::ReactorTo< IntfGroupObserver, IntfGroup::Status > {
       using ReactorTo::ReactorTo;

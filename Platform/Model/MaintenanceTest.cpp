@@ -77,6 +77,29 @@ TEST( IntfToGroup, tellsOfEveryGroupAndEveryProfileType ) {
    EXPECT_EQ( "+a interfaceProfile=fast(selection) interfaceProfile=(selection) -a ", observer.log );
 }
 
+struct MemberDirObserver {
+   struct VelDir final : Vel::ReactorTo< MemberDirObserver, IntfMaintenance::IntfToGroupDir > {
+      using ReactorTo::ReactorTo;
+      void onIntfToGroup( const Wire::IntfId & intf ) override {
+         sm()->log += Vel::text( entity()->intfToGroup( intf ) ? "+" : "-", intf, " " );
+      }
+   };
+   Vel::Watch< VelDir > dir;
+   Vel::String log;
+};
+
+TEST( IntfToGroupDir, tellsOfInterfacesThatComeAndGo ) {
+   const auto dir = Vel::make< IntfMaintenance::IntfToGroupDir >();
+   MemberDirObserver observer;
+   observer.dir.is( dir, &observer ).hasNotificationActiveIs( true );
+   dir->intfToGroupIs( et1 );
+   dir->intfToGroupIs( et1 );
+   dir->intfToGroupPut( et1, Vel::make< IntfMaintenance::IntfToGroup >( et1 ) );
+   dir->intfToGroupDel( et1 );
+   dir->intfToGroupDel( et1 );
+   EXPECT_EQ( "+et1 -et1 +et1 -et1 ", observer.log );
+}
+
 TEST( IntfToGroup, isAMemberWithAnInterface ) {
    const auto dir = Vel::make< IntfMaintenance::IntfToGroupDir >();
    const MemberToGroup * const member = dir->intfToGroupIs( et1 );

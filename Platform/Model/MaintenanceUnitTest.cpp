@@ -139,6 +139,33 @@ TEST( UnitStatus, tellsOfStateAndViolatingInterfaces ) {
    EXPECT_EQ( "maintenance +et1 -et1 ", observer.log );
 }
 
+TEST( UnitStatus, tellsOfItsTrafficAndNotOfTheSameAgain ) {
+   struct Observer {
+      struct VelStatus final : Vel::ReactorTo< Observer, Status > {
+         using ReactorTo::ReactorTo;
+         void onAggTrafficRate() override { sm()->log += stringValue( entity()->aggTrafficRate() ) + "; "; }
+      };
+      Vel::Watch< VelStatus > status;
+      Vel::String log;
+   } observer;
+   const auto status = Vel::make< Status >( "u1" );
+   observer.status.is( status, &observer ).hasNotificationActiveIs( true );
+   status->aggTrafficRateIs( { 1, 2, 3 } );
+   status->aggTrafficRateIs( { 1, 2, 3 } );
+   status->aggTrafficRateIs( { 1, 2, 4 } );
+   EXPECT_EQ( "in 2 bps, out 1 bps at 3; in 2 bps, out 1 bps at 4; ", observer.log );
+}
+
+TEST( UnitStatus, removesAUnitThatIsHeldWithoutTouchingIt ) {
+   const auto dir = Vel::make< StatusDir >();
+   const Vel::Ptr< Status > held( dir->statusIs( "u1" ) );
+   held->stateIs( UnitState::maintenance );
+   dir->statusDel( "u1" );
+   EXPECT_NE( held.get(), dir->statusIs( "u1" ) );
+   EXPECT_EQ( UnitState::none, dir->status( "u1" )->state() );
+   EXPECT_EQ( UnitState::maintenance, held->state() );
+}
+
 TEST( UnitStatus, countsViolationsModulo32Bits ) {
    const auto status = Vel::make< Status >( "u1" );
    status->totalIntfTrafficViolationsInc( ~0u );

@@ -80,6 +80,67 @@ TEST( AgentStatus, holdsOneEntryForEachStageOfAnInstance ) {
    EXPECT_EQ( "MaintenanceMode/drainwatch/u1#1", stringValue( key ) );
 }
 
+/// Whoever carries out a stage begins it again each time it is told, so a stage that ends must not be told.
+TEST( StageProgress, tellsNothingOfItsStageWhenThatEnds ) {
+   const auto progress = Vel::make< Progress >( "u1#1" );
+   progress->stageStatusIs( "drainwatch", stageRunning );
+   progress->stageIs( "drainwatch" );
+   StageObserver observer;
+   observer.progress.is( progress, &observer ).hasNotificationActiveIs( true );
+   progress->stageStatusIs( "drainwatch", stageComplete );
+   progress->stageStatusIs( "drainwatch", stageInactive );
+   progress->stageStatusDel( "drainwatch" );
+   EXPECT_EQ( "", observer.log );
+   EXPECT_EQ( nullptr, progress->stageStatus( "drainwatch" ) );
+}
+
+TEST( ProgressDir, deletesBeforeItAddsWhenARecordIsReplaced ) {
+   const auto dir = Vel::make< ProgressDir >();
+   dir->progressIs( "u1#1" );
+   StageObserver observer;
+   observer.dir.is( dir, &observer ).hasNotificationActiveIs( true );
+   dir->progressPut( "u1#1", Vel::make< Progress >( "u1#1" ) );
+   EXPECT_EQ( "-u1#1 +u1#1 ", observer.log );
+}
+
+struct AgentStatusObserver {
+   struct VelStatus final : Vel::ReactorTo< AgentStatusObserver, AgentStatus > {
+      using ReactorTo::ReactorTo;
+      void onComplete( const AgentStatusKey & key ) override {
+         const bool * const value = entity()->complete( key );
+         sm()->log += Vel::text( key.instanceName, "=", value ? Vel::boolText( *value ) : "gone", " " );
+      }
+   };
+   Vel::Watch< VelStatus > status;
+   Vel::String log;
+};
+
+TEST( AgentStatus, tellsOfEntriesThatComeChangeAndGo ) {
+   const auto status = Vel::make< AgentStatus >( "MaintenanceMode" );
+   const AgentStatusKey key{ status->name(), "drainwatch", "u1#1" };
+   AgentStatusObserver observer;
+   observer.status.is( status, &observer ).hasNotificationActiveIs( true );
+   status->completeIs( key, true );
+   status->completeIs( key, true );
+   status->completeIs( key, false );
+   status->completeDel( key );
+   status->completeDel( key );
+   EXPECT_EQ( "u1#1=true u1#1=false u1#1=gone ", observer.log );
+}
+
+TEST( AgentStatus, allowsDeletionWhileItIsWalked ) {
+   const auto status = Vel::make< AgentStatus >( "MaintenanceMode" );
+   for ( const char * instanceName : { "u1#1", "u2#1", "u3#1" } )
+      status->completeIs( { status->name(), "drainwatch", instanceName }, true );
+   Vel::String walked;
+   for ( const auto & [key, complete] : status->completeRange() ) {
+      walked += key.instanceName + " ";
+      status->completeDel( key );
+   }
+   EXPECT_EQ( "u1#1 u2#1 u3#1 ", walked );
+   EXPECT_EQ( 0u, status->completes() );
+}
+
 TEST( AgentConfig, announcesStages ) {
    const auto config = Vel::make< AgentConfig >( "MaintenanceMode" );
    config->stageIs( "drainwatch" );

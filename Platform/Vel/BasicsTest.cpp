@@ -189,6 +189,13 @@ TEST( LogHandle, putsItsArgumentsInPlace ) {
    EXPECT_EQ( 5, static_cast< int >( capture.lines()[0].severity ) );
 }
 
+TEST( LogHandle, keepsWhatItsWriterMayGoBy ) {
+   const Vel::LogHandle handle( "TEST_MSG", Vel::LogSeverity::notice, "", "", "", 2.5, 0.5, 4 );
+   EXPECT_EQ( 2.5, handle.minInterval() );
+   EXPECT_EQ( 0.5, handle.share() );
+   EXPECT_EQ( 4, handle.flags() );
+}
+
 TEST( System, hasNoTimeWithoutAClock ) { EXPECT_EQ( 0, Vel::System::currentTime() ); }
 
 } // namespace

@@ -22,12 +22,15 @@ LogState & state() {
 
 LogHandle::LogHandle(
    const char * name, LogSeverity severity, const char * format, const char * explanation,
-   const char * recommendedAction, double, double, int )
+   const char * recommendedAction, double minInterval, double share, int flags )
    : name_( name ),
      severity_( severity ),
      format_( format ),
      explanation_( explanation ),
-     recommendedAction_( recommendedAction ) {
+     recommendedAction_( recommendedAction ),
+     minInterval_( minInterval ),
+     share_( share ),
+     flags_( flags ) {
    state().handles.push_back( this );
 }
 

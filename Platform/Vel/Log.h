@@ -17,9 +17,10 @@ extern const char * const NoActionRequired;
 class LogHandle {
  public:
    /// \param format           one "%s" for each argument of emit()
-   /// \param minInterval      seconds between two messages of this handle that are written; 0: all are
-   /// \param ratePerInterval  share of the messages that is written, 0 to 1
+   /// \param minInterval      seconds between two messages that are to be written; 0: no limit
+   /// \param share            of the messages that is to be written, 0 to 1
    /// \param flags            none is defined; 0
+   /// These three are wishes to whoever writes the messages: emit() hands on every one.
    LogHandle(
       const char * name, LogSeverity severity, const char * format, const char * explanation,
       const char * recommendedAction, double minInterval, double share, int flags );
@@ -32,6 +33,9 @@ class LogHandle {
    const char * format() const { return format_; }
    const char * explanation() const { return explanation_; }
    const char * recommendedAction() const { return recommendedAction_; }
+   double minInterval() const { return minInterval_; }
+   double share() const { return share_; }
+   int flags() const { return flags_; }
 
    /// Writes one message; arguments take the places of the "%s" in order.
    template < class... Args >
@@ -50,6 +54,9 @@ class LogHandle {
    const char * format_;
    const char * explanation_;
    const char * recommendedAction_;
+   double minInterval_;
+   double share_;
+   int flags_;
 };
 
 /// Where log messages go. Default: nowhere.
