@@ -39,13 +39,11 @@ test-full: deps ## the same with the long tests
 	ctest --preset sanitizers-full -j$(JOBS)
 
 demo: deps ## watch a unit drain on a simulated switch
-	@test -x Tools/demo || { echo "make demo: needs the agent maintd, which is not part of this tree yet" >&2; exit 1; }
 	cmake --preset release
 	cmake --build --preset release -j$(JOBS)
 	Tools/demo build/release
 
 bench: deps ## measure, each figure beside its floor
-	@test -f Bench/CMakeLists.txt || { echo "make bench: there are no benchmarks in this tree yet" >&2; exit 1; }
 	cmake --preset bench
 	cmake --build --preset bench -j$(JOBS)
 	Tools/bench build/bench

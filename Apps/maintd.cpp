@@ -47,6 +47,13 @@ std::string traceIs( const std::string & setting ) {
    return "";
 }
 
+/// Where an installed agent has its plug-ins, wherever it was installed; its own libraries are found the same way.
+std::string installedPluginDir() {
+   std::error_code unknown;
+   const auto program = std::filesystem::read_symlink( "/proc/self/exe", unknown );
+   return ( program.parent_path() / ".." / MAINT_LIBDIR ).lexically_normal();
+}
+
 /// The way of a program into the background: whoever has started it waits until it runs, and is told by the exit status
 /// if it does not.
 class Background {
@@ -96,7 +103,7 @@ class Background {
 
 int main( int argc, char ** argv ) {
    Apps::MaintdOptions options;
-   options.pluginDir = MAINT_PLUGIN_DIR;
+   options.pluginDir = installedPluginDir();
    options.version = MAINT_VERSION;
    std::vector< std::string > traces;
    bool foreground = false, releaseAll = false;
