@@ -45,6 +45,27 @@ TEST_F( ErrdisableLibTest, fillsCauseAndGroup ) {
    EXPECT_TRUE( group()->visible() );
 }
 
+TEST_F( ErrdisableLibTest, putsEachArgumentInItsPlace ) {
+   causeIs();
+   for ( unsigned only = 0; only < 5; ++only ) {
+      SCOPED_TRACE( only );
+      const auto is = [only]( unsigned place ) { return place == only; };
+      ErrdisableLib::ErrdisableCauseGroupInit(
+         em, "flood", is( 0 ), "description", is( 1 ), is( 2 ), is( 3 ), is( 4 ),
+         Errdisable::CauseGroupType( 7 ), Errdisable::CauseGroupPriority( 8 ), "status" );
+      EXPECT_EQ( is( 0 ), group()->configurable() );
+      EXPECT_EQ( is( 1 ), group()->recoveryEnabled() );
+      EXPECT_EQ( is( 2 ), group()->detectionEnabled() );
+      EXPECT_EQ( is( 3 ), group()->linkDown() );
+      EXPECT_EQ( is( 4 ), group()->visible() );
+   }
+   EXPECT_EQ( "description", group()->description() );
+   EXPECT_EQ( "status", group()->statusText() );
+   EXPECT_EQ( Errdisable::CauseGroupType( 7 ), group()->type() );
+   EXPECT_EQ( Errdisable::CauseGroupPriority( 8 ), group()->priority() );
+   EXPECT_EQ( "flood", status()->causeGroupName() );
+}
+
 TEST_F( ErrdisableLibTest, keepsTheInterfacesThatAreHeldDown ) {
    causeIs();
    status()->intfStatusIs( et1, 1700000000.0 );

@@ -97,6 +97,7 @@ TEST_F( PluginLoader, refusesANameOrAnObjectTwice ) {
 TEST_F( PluginLoader, refusesAPluginThatMeansAnotherLoader ) {
    Plugin plugin;
    EXPECT_THROW( loader.registerPlugin( "p", "other", "", "", InitCaller( &plugin ) ), Vel::RangeError );
+   EXPECT_THROW( loader.registerPlugin( "p", "", "", "", InitCaller( &plugin ) ), Vel::RangeError );
    EXPECT_THROW( loader.registerPlugin( "", "test", "", "", InitCaller( &plugin ) ), Vel::RangeError );
    EXPECT_THROW( loader.registerPlugin( "p", "test", "", "", InitCaller( nullptr ) ), Vel::RangeError );
    EXPECT_TRUE( loader.plugins().empty() );
