@@ -12,7 +12,10 @@ Ptr< Entity > Dir::entryIs( const String & name, const String & typeName ) {
          throw NameInUse( "entry " + name + " is a " + present->typeInfo().name() + ", not a " + typeName );
       return present;
    }
-   return Ptr< Entity >( entryPut( name, TypeRegistry::instance().entityNew( typeName, name ) ) );
+   // Held here, as whoever is told of the entry may take it away again.
+   const Ptr< Entity > entry = TypeRegistry::instance().entityNew( typeName, name );
+   entryPut( name, entry );
+   return entry;
 }
 
 } // namespace Vel

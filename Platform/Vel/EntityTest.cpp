@@ -291,4 +291,18 @@ TEST( Dir, keepsAnEntryOfTheSameTypeAndRefusesAnother ) {
    EXPECT_FALSE( dir->entityRef( "y" ) );
 }
 
+TEST( Dir, returnsAnEntryThatWasTakenAwayWhileItWasMade ) {
+   const Vel::TypeRegistration< Tree > tree;
+   const auto dir = Vel::make< Vel::Dir >();
+   struct VelDir final : Vel::ReactorTo< Vel::Dir, Vel::Dir > {
+      using ReactorTo::ReactorTo;
+      void onEntry( const Vel::String & name ) override { sm()->entryDel( name ); }
+   };
+   Vel::Watch< VelDir > watch;
+   watch.is( dir, dir.get() ).hasNotificationActiveIs( true );
+   const auto entry = dir->entryIs( "x", "{anonymous}::Tree" );
+   EXPECT_EQ( 1u, entry->getRefCount() );
+   EXPECT_FALSE( dir->entityRef( "x" ) );
+}
+
 } // namespace
