@@ -68,8 +68,10 @@ _links() {
    for n in 1 2 3 4; do
       _link $n
    done
-   # Duplicate address detection takes its time.
    _until 15 "the addresses are there" _addressesAreThere
+   for n in 1 2 3 4; do
+      _routeThatNeedsTheAddress $n
+   done
    _addresses > before
    ip -n "$ns" -o monitor link > monitor &
 }
@@ -82,6 +84,11 @@ _link() {
       ip -n "$ns" link set "et$1" up &&
       ip -n "$ns" route add "10.1.$1.0/24" via "10.0.$1.2" src "10.0.$1.1" metric 50 &&
       ip -n "$ns" -6 route add "2001:db8:10$1::/64" via "2001:db8:$1::2" || fail "cannot make the link et$1"
+}
+# The kernel takes it only when it knows that nobody else has the address, which is a second or two after that is set.
+_routeThatNeedsTheAddress() {
+   ip -n "$ns" -6 route add "2001:db8:20$1::/64" via "2001:db8:$1::2" src "2001:db8:$1::1" ||
+      fail "cannot make a route over et$1"
 }
 _addressesAreThere() { [ -z "$(ip -n "$ns" -6 -o address show tentative)" ]; }
 # Addresses and routes of all links, as far as they are meant to outlast a shutdown.
@@ -154,8 +161,8 @@ _answers() {
    kill -0 "$agent" 2> /dev/null || output=$(cat log) fail "the agent has ended"
    [ -n "$(_fact units/u1 state)" ]
 }
-_kill() {
-   kill -9 "$agent"
+_kill() { # [SIGNAL]
+   kill "-${1:-KILL}" "$agent"
    wait "$agent" 2> /dev/null
 }
 _ctl() { "$build/bin/maintctl" --socket "$PWD/run/control.sock" "$@"; }
@@ -311,8 +318,10 @@ _touchesNothing() {
    saysNothing
 }
 
-# POINT: entering, shut (right after the first link was), draining (one link shut), settling, maintenance, exiting
+# POINT: entering, shut (right after the first link was), draining (one link shut), settling, maintenance, exiting (some
+# routes are not back yet). SIGNAL: not KILL but another.
 _isKilled() {
+   signal=${2:-KILL}
    _enters
    [ "$1" = entering ] && _killAndRestart entering
    _until 30 "et3 is shut" _isDown et3
@@ -331,6 +340,7 @@ _isKilled() {
    [ "$1" = maintenance ] && _killAndRestart maintenance
    if [ "$1" = exiting ]; then
       _ctlPasses exit u1
+      _addressesAreBack && fail "the routes should not be back yet"
       _killAndRestart "exiting normal"
    fi
    _isBackToNormal
@@ -339,7 +349,7 @@ _isKilled() {
 # _killAndRestart STATES: the unit is in one of these afterwards, from the first answer on, and no link has moved.
 _killAndRestart() {
    local state drained moves
-   _kill
+   _kill "$signal"
    sleep 0.5 # what the agent had asked for is told by then
    moves=$(_moves)
    drained=$(ip -n "$ns" -o link show | grep -c '^[0-9]*: et[^<]*<BROADCAST,MULTICAST>')
@@ -389,13 +399,15 @@ _followsLinks() {
    local ports="et1 et2 et4"
    _config
    _start
-   _traffic et1 in 30
+   _traffic et1 in 18
    _ctlPasses enter u1
    _until 30 "et3 is shut" _isDown et3
    ip -n "$ns" link del et3
    _until 10 "et3 has gone" _is units/u1 total 3
    _is units/u1 state entering || fail "the unit should still be entering"
    _link 3
+   _until 15 "the addresses are there" _addressesAreThere
+   _routeThatNeedsTheAddress 3
    ip -n "$ns" link add later type veth peer name p5 netns "$ns-peers"
    ip -n "$ns-peers" link set p5 up
    ip -n "$ns" link set later up
@@ -416,7 +428,8 @@ drainsRealLinksAndBringsThemBack() {
 }
 goesOnAfterAKillAtEachPointOfTheStory() {
    _sideBySide "entering _isKilled entering" "shut _isKilled shut" "draining _isKilled draining" \
-      "settling _isKilled settling" "maintenance _isKilled maintenance" "exiting _isKilled exiting"
+      "settling _isKilled settling" "maintenance _isKilled maintenance" "exiting _isKilled exiting" \
+      "stopped _isKilled draining TERM"
 }
 followsLinksAndReleasesThemByHand() {
    _sideBySide "byHand _isReleasedByHand" "links _followsLinks"
