@@ -130,6 +130,42 @@ TEST( Collection, destroysTheValueAfterTheKeyIsGone ) {
    EXPECT_EQ( 0u, sizeSeen );
 }
 
+TEST( Collection, isEmptyForTheValuesThatAreDestroyedWithIt ) {
+   struct Nosy {
+      Vel::Collection< int, std::unique_ptr< Nosy > > * home = nullptr;
+      unsigned * found = nullptr;
+      ~Nosy() { *found += home->size() + ( home->find( 1 ) != nullptr ) + ( home->firstKey() != nullptr ); }
+   };
+   for ( const int count : { 2, 100 } ) {
+      SCOPED_TRACE( count );
+      unsigned found = 0;
+      {
+         Vel::Collection< int, std::unique_ptr< Nosy > > home;
+         for ( int key = 0; key < count; ++key )
+            *home.emplace( key ).first = std::make_unique< Nosy >( Nosy{ &home, &found } );
+         found = 0;
+      }
+      EXPECT_EQ( 0u, found );
+   }
+}
+
+TEST( Collection, findsEachKeyWhateverItsBitsAndHowManyThereAre ) {
+   for ( const unsigned shift : { 0, 20, 48 } ) {
+      SCOPED_TRACE( shift );
+      constexpr Vel::U64 count = 10000;
+      Vel::Collection< Vel::U64, Vel::U64 > bag;
+      for ( Vel::U64 i = 0; i < count; ++i )
+         *bag.emplace( i << shift ).first = i;
+      for ( Vel::U64 i = 0, gone; i < count; i += 3 )
+         ASSERT_TRUE( bag.extract( i << shift, gone ) && gone == i ) << i;
+      for ( Vel::U64 i = 0; i < count; ++i ) {
+         const Vel::U64 * const value = bag.find( i << shift );
+         ASSERT_EQ( i % 3 != 0, value && *value == i ) << i;
+      }
+      EXPECT_EQ( count - ( count + 2 ) / 3, bag.size() );
+   }
+}
+
 /// Random additions and removals during walks, held against a plain list that is walked by the stated rules.
 template < class Order >
 void agreesWithAPlainList( unsigned seed ) {

@@ -292,8 +292,10 @@ R * reactorIs(
          info, #name, velIndex ) );                                                                          \
    const Value * name( const Key & key ) const { return name##_.find( key ); }                               \
    void name##Is( const Key & key, ::Vel::In< Value > value ) {                                              \
-      const auto [slot, inserted] = name##_.emplace( key );                                                  \
-      if ( !inserted && *slot == value )                                                                     \
+      Value * const slot = name##_.find( key );                                                              \
+      if ( !slot )                                                                                           \
+         return name##Add( key, value );                                                                     \
+      if ( *slot == value )                                                                                  \
          return;                                                                                             \
       *slot = value;                                                                                         \
       name##Changed( key );                                                                                  \
@@ -312,9 +314,13 @@ R * reactorIs(
    }                                                                                                         \
                                                                                                              \
  private:                                                                                                    \
+   [[gnu::noinline]] void name##Add( const Key & key, ::Vel::In< Value > value ) {                           \
+      *name##_.emplace( key ).first = value;                                                                 \
+      name##Changed( key );                                                                                  \
+   }                                                                                                         \
    void name##Changed( const Key & key ) {                                                                   \
       this->template velKeyChanged< VelLink_##name >(                                                        \
-         key, [&]( VelLink_##name & r ) { r.handler( key ); } );                                             \
+         key, [&key]( VelLink_##name & r ) { r.handler( key ); } );                                          \
    }                                                                                                         \
                                                                                                              \
  public:                                                                                                     \
@@ -346,7 +352,7 @@ R * reactorIs(
    }                                                                                                         \
    void name##Changed( const Key & key ) {                                                                   \
       this->template velKeyChanged< VelLink_##name >(                                                        \
-         key, [&]( VelLink_##name & r ) { r.handler( key ); } );                                             \
+         key, [&key]( VelLink_##name & r ) { r.handler( key ); } );                                          \
    }                                                                                                         \
                                                                                                              \
  public:                                                                                                     \

@@ -64,13 +64,13 @@ class Entity : public PtrInterface {
          velDeliver< Link >( call );
    }
 
-   /// Every write of a key of a set or map ends here.
+   /// Every write of a key of a set or map ends here. Calls come last on each path and all but the one of a single
+   /// reactor are apart, so that writing a key that is there needs no frame.
    template < class Link, class Key, class Call >
    void velKeyChanged( const Key & key, Call call ) {
-      if ( velFlags_ & storedFlag )
-         velMarkKey( Link::velIndex, Vel::valueType< Key >(), &key );
-      if ( interest_ & Link::velBit )
-         velDeliver< Link >( call );
+      if ( velFlags_ & storedFlag ) [[unlikely]]
+         return velStoredKeyChanged< Link >( key, call );
+      velDeliverOfKey< Link >( call );
    }
 
    /// A child was put under the key or taken away; null where it does not apply.
@@ -78,8 +78,7 @@ class Entity : public PtrInterface {
    void velChildChanged( const Key & key, Entity * added, Entity * removed, Call call ) {
       if ( velFlags_ & storedFlag )
          velMarkChild( Link::velIndex, Vel::valueType< Key >(), &key, added, removed );
-      if ( interest_ & Link::velBit )
-         velDeliver< Link >( call );
+      velDeliverOfKey< Link >( call );
    }
 
  private:
@@ -89,6 +88,23 @@ class Entity : public PtrInterface {
    static constexpr U32 markedFlag = 1;
    static constexpr U32 storedFlag = 2;
 
+   template < class Link, class Key, class Call >
+   [[gnu::noinline]] void velStoredKeyChanged( const Key & key, Call call ) {
+      velMarkKey( Link::velIndex, Vel::valueType< Key >(), &key );
+      velDeliverOfKey< Link >( call );
+   }
+   template < class Link, class Call >
+   void velDeliverOfKey( Call call ) const {
+      if ( !( interest_ & Link::velBit ) )
+         return;
+      if ( first_ == last_ && velInterested( *first_, Link::velBit ) ) [[likely]]
+         return call( static_cast< Link & >( *first_ ) );
+      velDeliverApart< Link >( call );
+   }
+   template < class Link, class Call >
+   [[gnu::noinline]] void velDeliverApart( Call call ) const {
+      velDeliver< Link >( call );
+   }
    template < class Link, class Call >
    void velDeliver( Call & call ) const {
       // With a single reactor there is nothing to go on to, so nothing that happens meanwhile can matter.
