@@ -25,7 +25,7 @@ Vel::U64 IntfStatusSm::processBacklog( double startTime ) {
    FASTLOG( "processBacklog: startTime ", startTime );
    const double deadline = startTime + backlogQuantum();
    Vel::U64 count = 0;
-   // Every step looks its entry up by key: what is processed may add entries, and a pause leaves only the bookmark.
+   // A pause leaves only the bookmark, and what is processed may add entries: then the next one is looked up by key.
    auto next = backlog_.lower_bound( bookmark() );
    while ( !backlog_.empty() ) {
       if ( next == backlog_.end() )
@@ -37,11 +37,13 @@ Vel::U64 IntfStatusSm::processBacklog( double startTime ) {
          bookmarkIs( intf );
          break;
       }
-      backlog_.erase( next );
+      next = backlog_.erase( next );
+      const Vel::U64 added = updatesSeen();
       TRACE( 4, "intf ", intf );
       processIntf( intf );
       ++count;
-      next = backlog_.upper_bound( intf );
+      if ( updatesSeen() != added )
+         next = backlog_.upper_bound( intf );
    }
    if ( backlog_.empty() )
       bookmarkIs( Wire::IntfId() );
