@@ -1,8 +1,6 @@
 #include "Apps/Maintd.h"
 
 #include "Apps/MaintdEntities.h"
-#include "Config/Differences.h"
-#include "Config/ToYaml.h"
 #include "DataPlane/Linux/Factory.h"
 #include "DataPlane/Simulated/Factory.h"
 #include "Platform/Cog/RealTime.h"
@@ -29,8 +27,6 @@ namespace {
 constexpr const char * pluginName = "DrainWatchPlugin";
 constexpr const char * pluginFile = "libDrainWatchPlugin.so";
 constexpr const char * pluginEntry = "drainWatchPlugin";
-/// The name of the document with the configuration that was accepted last.
-constexpr const char * acceptedConfiguration = "configuration";
 constexpr std::size_t fastLogBytes = 4 << 20;
 /// Seconds for which counters may be missing before the agent says that it is degraded.
 constexpr double countersPatience = 15;
@@ -187,27 +183,6 @@ std::string Maintd::makeClock() {
    return "";
 }
 
-std::string Maintd::readConfiguration() {
-   const Config::Result result = Config::load( options_.config );
-   if ( result ) {
-      configuration_ = *result.configuration;
-      persistence_->documentIs( acceptedConfiguration, Config::toYaml( configuration_ ) );
-      return "";
-   }
-   std::string errors;
-   for ( const Config::Error & error : result.errors ) {
-      configurationErrors_.push_back( error.text() );
-      errors += ( errors.empty() ? "" : "\n" ) + error.text();
-   }
-   // What was accepted before still says what the operator meant; a unit that is under way must not be left alone.
-   if ( const Vel::String * accepted = persistence_->document( acceptedConfiguration ) )
-      if ( const Config::Result last = Config::parse( *accepted, "last accepted configuration" ) ) {
-         configuration_ = *last.configuration;
-         return "";
-      }
-   return errors;
-}
-
 std::string Maintd::makeSwitch() {
    if ( world_.switch_ ) {
       if ( world_.simulation )
@@ -253,6 +228,9 @@ void Maintd::makeAgent() {
    plugins_ = std::make_unique< Agent::PluginLibraries >( Maintenance::DefaultPluginLoader() );
    stages_->stageCheckIs( [this]( const Vel::String & ) { return plugins_->problem( pluginName ); } );
    loop_->timersMayRunIs( [this] { return executor_->countersFresh(); } );
+   // A monitor begins with what the ports have carried by then: an interface may join when none has been sampled for
+   // hours.
+   loop_->beforeTasksIs( [this] { executor_->countersFresh(); } );
    api_ = std::make_unique< Agent::ControlApi >(
       Agent::ControlModel{
          e.unitStatusDir, e.unitRunDir, e.monIntfStatusDir, e.allIntfStatusDir, e.intfProfileStatusDir,
@@ -298,6 +276,7 @@ std::string Maintd::releaseAll() {
    makeAgent();
    // Nothing is sampled here, so links come back also when counters cannot be read.
    loop_->timersMayRunIs( nullptr );
+   loop_->beforeTasksIs( nullptr );
    const DataPlane::Outcome outcome = executor_->start();
    if ( !outcome.ok() )
       return "switch: " + outcome.text();
@@ -371,22 +350,6 @@ void Maintd::resumeWhenTheRootIsThere() {
       return entities_->monIntfStatusDir->monIntfStatus( intf ) != nullptr;
    } );
    stages_->resume();
-}
-
-void Maintd::apply( const Config::Configuration & configuration ) {
-   configuration_ = configuration;
-   stages_->settleTimeIs( configuration.settle.seconds() );
-   for ( const auto & [name, unit] : configuration.units )
-      stages_->unitIs( name, { unit.enter, unit.exit } );
-   membership_->configurationIs( configuration );
-   std::vector< std::string > gone;
-   for ( const auto & [name, status] : entities_->unitStatusDir->statusRange() )
-      if ( !configuration.units.count( name ) )
-         gone.push_back( name );
-   // A unit that is not normal is refused to go before it comes to this; after a restart one may be left, and stays
-   // until it is normal.
-   for ( const std::string & name : gone )
-      stages_->unitDel( name );
 }
 
 std::vector< Agent::Problem > Maintd::problems() const {

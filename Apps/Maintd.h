@@ -79,6 +79,7 @@ class Maintd {
    std::string makeTime();
    std::string makeClock();
    std::string readConfiguration();
+   std::string cannotFollow( const Config::Configuration & from, const Config::Configuration & to ) const;
    std::string makeSwitch();
    void makeEntities();
    void makeAgent();

@@ -1,8 +1,6 @@
 #include "Apps/Maintd.h"
 
 #include "Apps/MaintdEntities.h"
-#include "Config/Differences.h"
-#include "Config/ToYaml.h"
 #include "Platform/Cog/RealTime.h"
 
 #include <sys/mman.h>
@@ -12,7 +10,6 @@ namespace Apps {
 
 namespace {
 constexpr const char * pluginName = "DrainWatchPlugin";
-constexpr const char * acceptedConfiguration = "configuration";
 
 const Vel::Entity * pointee( const Vel::Entity * entity, const char * attribute ) {
    const Vel::AttributeInfo * info = entity ? entity->typeInfo().attribute( attribute ) : nullptr;
@@ -24,6 +21,8 @@ Agent::ControlCommands Maintd::commands() {
    Agent::ControlCommands c;
    using Request = Agent::ControlCommands::Request;
    c.enter = [this]( const std::string & unit, const Request & request ) {
+      // Monitors begin inside, with what the ports have carried by now.
+      executor_->countersFresh();
       return stages_->enter( unit, { request.reason, request.by, request.timeout } );
    };
    c.exit = [this]( const std::string & unit, const Request & request ) {
@@ -97,43 +96,6 @@ std::string Maintd::dump() const {
    close( descriptor );
    text.resize( got > 0 ? static_cast< std::size_t >( got ) : 0 );
    return text;
-}
-
-Agent::ControlCommands::Reloaded Maintd::reload() {
-   Agent::ControlCommands::Reloaded result;
-   const Config::Result loaded = Config::load( options_.config );
-   if ( !loaded ) {
-      configurationErrors_.clear();
-      for ( const Config::Error & error : loaded.errors ) {
-         result.errors.push_back( { error.file, error.line, error.column, error.message } );
-         configurationErrors_.push_back( error.text() );
-      }
-      result.error = Api::Error{
-         Api::ErrorCode::badRequest, "the configuration has errors; the running one is kept",
-         options_.config };
-      return result;
-   }
-   const auto refuse = [&]( const std::string & why ) {
-      configurationErrors_ = { options_.config + ": " + why };
-      result.error = Api::Error{ Api::ErrorCode::conflict, why, options_.config };
-      return result;
-   };
-   const Config::Differences differences = Config::differences( configuration_, *loaded.configuration );
-   if ( differences.switchKind || differences.simulated )
-      return refuse( "a change of the switch needs a restart; nothing is changed" );
-   if ( differences.listen )
-      return refuse( "a change of listen needs a restart; nothing is changed" );
-   for ( const std::string & unit : differences.unitsRemoved )
-      if ( const auto * status = entities_->unitStatusDir->status( unit );
-           status && status->state() != Maintenance::Unit::UnitState::normal )
-         return refuse( "unit " + unit + " is not normal and cannot be removed; nothing is changed" );
-   configurationErrors_.clear();
-   result.changes = Config::describe( configuration_, *loaded.configuration );
-   if ( !differences.empty() ) {
-      apply( *loaded.configuration );
-      persistence_->documentIs( acceptedConfiguration, Config::toYaml( configuration_ ) );
-   }
-   return result;
 }
 
 Agent::ControlCommands::Result

@@ -1,6 +1,7 @@
 #include "Agent/Executor/Executor.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 namespace Agent {
@@ -29,10 +30,11 @@ DataPlane::Outcome Executor::start() {
    if ( !outcome.ok() )
       return outcome;
    countersFresh();
-   // A switch that was started again has forgotten what we asked for: what is held is asked for anew.
+   // A switch that was started again has forgotten what we asked for: what is held is asked for anew. A link that has
+   // gone meanwhile is held by nobody.
    std::vector< Wire::IntfId > forgotten;
    for ( const auto & [intf, entry] : model_.journal->entryRange() )
-      if ( entry->bootId() != switch_->bootId() )
+      if ( entry->bootId() != switch_->bootId() || !known_.count( intf ) )
          forgotten.push_back( intf );
    for ( const Wire::IntfId & intf : forgotten )
       model_.journal->entryDel( intf );
@@ -57,14 +59,28 @@ bool Executor::countersFresh() {
    else {
       if ( !countersFailedSince_ )
          countersFailedSince_ = now();
-      // Somebody must look again, also when nothing is sampled.
+      // Somebody must look again, also when nothing is sampled. Timers do not run meanwhile, but what we hold is let go
+      // all the same.
       wakeupIs( now() + countersRetryAfter );
+      handleDue();
    }
    // A port that lost or got its counters loses or gets its status.
    for ( const auto & [intf, known] : known_ )
       if ( canBeCounted( intf ) != ( model_.allIntfStatusDir->intfStatus( intf ) != nullptr ) )
          publish( intf );
    return countersOk_;
+}
+
+/// A new port has no status before its counters are read, which nobody else may want for hours.
+void Executor::countersSoon() {
+   if ( std::exchange( countersPosted_, true ) )
+      return;
+   scheduler_->post( [self = self_] {
+      if ( Executor * const executor = *self ) {
+         executor->countersPosted_ = false;
+         executor->countersFresh();
+      }
+   } );
 }
 
 bool Executor::canBeCounted( const Wire::IntfId & intf ) const {
@@ -96,6 +112,13 @@ void Executor::linkIs( const DataPlane::Link & link ) {
    }
    if ( link.operUp )
       known.graceEnd = 0;
+   const LinkJournalEntry * const entry = model_.journal->entry( link.intf );
+   if ( !link.adminUp )
+      known.raised = false;
+   else if ( link.operUp && entry && !entry->wantedUp() && entry->acknowledged() )
+      known.raised = true;
+   if ( isNew && link.intf.kind() == Wire::IntfId::Kind::ethernet )
+      countersSoon();
    publish( link.intf );
 }
 
@@ -191,6 +214,11 @@ void Executor::execute( const Wire::IntfId & intf ) {
       letGo( *entry, known );
    else if ( entry && !entry->acknowledged() && !known.request && known.retryTime <= now() )
       request( *entry, known );
+   else if ( !wantedDown && !entry && known.retryTime > 0 ) {
+      // It could not be shut, and need not be any more.
+      known.retryTime = 0;
+      known.problem.clear();
+   }
    publish( intf );
 }
 
@@ -233,6 +261,7 @@ void Executor::request( LinkJournalEntry & entry, Known & known ) {
    requests_.erase( known.request );
    known.request = ++lastRequest_;
    known.retryTime = 0;
+   known.raised = false;
    requests_[known.request] = entry.intf();
    scheduler_->effectIs(
       [theSwitch = switch_, id = known.request, intf = entry.intf(), up = entry.wantedUp(),
@@ -244,8 +273,7 @@ void Executor::wakeupIs( double time ) {
       wakeup_->timeMinIs( time );
 }
 
-void Executor::handleWakeup() {
-   double next = Cog::Timer::never;
+void Executor::handleDue() {
    for ( auto & [intf, known] : known_ ) {
       if ( known.graceEnd > 0 && known.graceEnd <= now() ) {
          known.graceEnd = 0;
@@ -253,6 +281,13 @@ void Executor::handleWakeup() {
       }
       if ( known.retryTime > 0 && known.retryTime <= now() )
          runSoon( intf );
+   }
+}
+
+void Executor::handleWakeup() {
+   handleDue();
+   double next = Cog::Timer::never;
+   for ( auto & [intf, known] : known_ ) {
       for ( const double time : { known.graceEnd, known.retryTime } )
          if ( time > now() )
             next = std::min( next, time );
@@ -268,10 +303,7 @@ bool Executor::statusHeld( const Wire::IntfId & intf, const Known & known ) cons
    const LinkJournalEntry * const entry = model_.journal->entry( intf );
    if ( !entry || !entry->wasUp() )
       return false;
-   // We hold it down and somebody else has raised it.
-   if ( !entry->wantedUp() && entry->acknowledged() && known.link.adminUp && known.link.operUp )
-      return false;
-   return true;
+   return !known.raised;
 }
 
 void Executor::publish( const Wire::IntfId & intf ) {

@@ -99,6 +99,7 @@ class Executor final : private DataPlane::Listener {
       DataPlane::RequestId request = 0; ///< that is on its way; 0: none
       double retryTime = 0;             ///< a failed request is made again then; 0: none has failed
       double graceEnd = 0;              ///< until when a released link keeps its status; 0: it does not
+      bool raised = false;              ///< somebody else has raised it while we hold it
       Vel::String problem;
    };
 
@@ -114,9 +115,11 @@ class Executor final : private DataPlane::Listener {
    void runSoon( const Wire::IntfId & intf );
    void run();
    void execute( const Wire::IntfId & intf );
+   void countersSoon();
    void hold( const Wire::IntfId & intf, Known & known );
    void letGo( LinkJournalEntry & entry, Known & known );
    void request( LinkJournalEntry & entry, Known & known );
+   void handleDue();
    void handleWakeup();
    void wakeupIs( double time );
    void publish( const Wire::IntfId & intf );
@@ -134,6 +137,7 @@ class Executor final : private DataPlane::Listener {
    std::set< Wire::IntfId > toRun_;
    Vel::U64 countersTurn_ = 0; ///< the turn in which the counters were read
    bool countersOk_ = false;
+   bool countersPosted_ = false;
    std::optional< double > countersFailedSince_;
    Vel::String countersProblem_;
    DataPlane::Health health_;

@@ -197,7 +197,13 @@ TEST_F( ExecutorStory, showsALinkThatSomebodyElseRaisesAsItIs ) {
    fake->link( et1, true, true );
    EXPECT_EQ( Interface::operUp, status() );
    fake->link( et1, true, false );
-   EXPECT_EQ( Interface::operUp, status() ); // no carrier: ours again
+   EXPECT_EQ( Interface::operDown, status() );
+}
+
+TEST_F( ExecutorStory, keepsTheStatusOfALinkThatSomebodyElseRaisesUntilItHasACarrier ) {
+   held();
+   fake->link( et1, true, false );
+   EXPECT_EQ( Interface::operUp, status() );
 }
 
 TEST_F( ExecutorStory, hasNoStatusForALinkThatIsGoneWhileWeHoldIt ) {
@@ -214,6 +220,30 @@ TEST_F( ExecutorStory, holdsALinkAgainThatComesBackUnderItsName ) {
    clock->runUntilIdle();
    ASSERT_EQ( 2u, fake->requests.size() );
    EXPECT_FALSE( fake->requests[1].up );
+}
+
+TEST_F( ExecutorStory, forgetsALinkThatWasHeldAndHasGoneWhileTheAgentWasAway ) {
+   held();
+   fake->links.clear();
+   restart();
+   EXPECT_EQ( nullptr, entry() );
+   // Another one of that name, which was never up.
+   bringBack();
+   fake->link( et1, false, false );
+   clock->runUntilIdle();
+   EXPECT_EQ( 1u, fake->requests.size() );
+   EXPECT_EQ( Interface::operDown, status() );
+}
+
+TEST_F( ExecutorStory, doesNotHoldAnotherKindUnderTheNameOfALinkThatWasHeld ) {
+   held();
+   const Wire::IntfId bond = Wire::PortChannelIntfId( "et1" );
+   fake->links.clear();
+   fake->link( bond, true, true );
+   restart();
+   EXPECT_EQ( 0u, model.journal->entrys() );
+   EXPECT_EQ( 1u, fake->requests.size() );
+   EXPECT_EQ( "we do not hold et1", executor->release( "et1" )->message );
 }
 
 TEST_F( ExecutorStory, keepsTheStatusOfAReleasedLinkUntilItIsUp ) {
@@ -263,6 +293,50 @@ TEST_F( ExecutorStory, asksAgainForWhatHasFailed ) {
    ASSERT_EQ( 2u, fake->requests.size() );
    fake->done( 1 );
    EXPECT_EQ( "", executor->problem() );
+}
+
+TEST_F( ExecutorStory, asksAgainForAReleaseThatHasFailedAlsoWhileCountersCannotBeRead ) {
+   held();
+   fake->countersOutcome = Outcome::failed( "no counters" );
+   bringBack();
+   clock->runUntilIdle();
+   ASSERT_EQ( 2u, fake->requests.size() );
+   fake->fail( 1, "device is busy" );
+   clock->advance( 4 );
+   EXPECT_EQ( 2u, fake->requests.size() );
+   clock->advance( 3 );
+   ASSERT_EQ( 3u, fake->requests.size() );
+   EXPECT_TRUE( fake->requests[2].up );
+}
+
+TEST_F( ExecutorStory, showsAReleasedLinkDownAfterTenSecondsAlsoWhileCountersCannotBeRead ) {
+   held();
+   bringBack();
+   clock->runUntilIdle();
+   fake->link( et1, true, false );
+   fake->countersOutcome = Outcome::failed( "no counters" );
+   fake->listener->linkSetDone( fake->requests[1].id, {} );
+   clock->advance( 12 );
+   EXPECT_EQ( Interface::operDown, status() );
+}
+
+TEST_F( ExecutorStory, showsNoProblemOfALinkThatNeedNotBeShutAnyMore ) {
+   fake->snapshotOutcome = Outcome::failed( "cannot read the addresses: no memory" );
+   shut();
+   clock->runUntilIdle();
+   EXPECT_NE( "", executor->problem() );
+   bringBack();
+   clock->runUntilIdle();
+   EXPECT_EQ( "", executor->problem() );
+}
+
+TEST_F( ExecutorStory, readsTheCountersOfAPortThatAppearsWhileNothingIsSampled ) {
+   const Wire::IntfId et2 = Wire::EthIntfId( "et2" );
+   fake->link( et2, true, true );
+   EXPECT_EQ( nullptr, model.allIntfStatusDir->intfStatus( et2 ) );
+   clock->runUntilIdle();
+   ASSERT_NE( nullptr, model.allIntfStatusDir->intfStatus( et2 ) );
+   EXPECT_EQ( Interface::operUp, model.allIntfStatusDir->intfStatus( et2 )->operStatus() );
 }
 
 TEST_F( ExecutorStory, shutsNoLinkWhoseAddressesCannotBeRead ) {

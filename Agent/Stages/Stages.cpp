@@ -1,5 +1,7 @@
 #include "Agent/Stages/Stages.h"
 
+#include "Config/Stages.h"
+
 #include <sstream>
 
 namespace Agent {
@@ -78,9 +80,12 @@ Stages::Result Stages::enter( const Vel::String & unitName, const Request & requ
       return Api::Error{
          Api::ErrorCode::conflict, "unit " + unitName + " is on its way back; wait until it is normal",
          unitName };
+   const auto lists = lists_.find( unitName );
+   if ( lists == lists_.end() )
+      return unknown( unitName );
    if ( const Result held = hold_ ? hold_() : std::nullopt )
       return held;
-   for ( const Vel::String & stage : lists_[unitName].enter )
+   for ( const Vel::String & stage : lists->second.enter )
       if ( const Result missing = check_ ? check_( stage ) : std::nullopt )
          return missing;
 
@@ -116,7 +121,10 @@ void Stages::ask( UnitRun & run, Wanted wanted, const Request & request ) const 
 
 void Stages::start( Status & status, UnitRun & run, bool enter ) {
    const Vel::String unitName = status.unitName();
-   const auto & stages = enter ? lists_[unitName].enter : lists_[unitName].exit;
+   const auto lists = lists_.find( unitName );
+   const std::vector< Vel::String > & stages = lists == lists_.end() ? Config::defaultStages()
+                                               : enter               ? lists->second.enter
+                                                                     : lists->second.exit;
    // Generation 0 means none; after 2^32 runs it begins again.
    const Vel::U32 genId = status.genId() + 1 == 0 ? 1 : status.genId() + 1;
    const Vel::String instanceName = StageMgrInstKey( unitName, genId ).instanceName();
@@ -178,6 +186,7 @@ void Stages::run() {
    for ( const auto & [unitName, status] : model_.unitStatusDir->statusRange() )
       if ( UnitRun * run = model_.unitRunDir->unitRun( unitName ) )
          runUnit( *status, *run );
+   leftOverUnitsDel();
    // Nobody tells when the counts become equal again, so a unit whose stages are complete is looked at every second.
    wakeup_->timeMinIs( unitsToSettle_.empty() ? Cog::Timer::never : now() + 1 );
 }
@@ -197,6 +206,12 @@ void Stages::runUnit( Status & status, UnitRun & run ) {
       status.maintExitInstanceNameIs( "" );
       stateIs( status, run, UnitState::normal );
    }
+}
+
+void Stages::leftOverUnitsDel() {
+   for ( const auto & [unitName, status] : model_.unitStatusDir->statusRange() )
+      if ( status->state() == UnitState::normal && !lists_.count( unitName ) )
+         unitDel( Vel::String( unitName ) );
 }
 
 bool Stages::allStagesComplete(

@@ -73,7 +73,9 @@ class Stages {
    void unitIs( const Vel::String & unitName, const Lists & lists );
    /// Refused unless the unit is normal.
    Result unitDel( const Vel::String & unitName );
-   bool unit( const Vel::String & unitName ) const { return lists_.count( unitName ) != 0; }
+   /// Whether the unit is known: also one that was under way before a restart and was never told of since. Such a unit can
+   /// only go back, and is removed when it is normal.
+   bool unit( const Vel::String & unitName ) const { return model_.unitStatusDir->status( unitName ); }
 
    /// Seconds for which the counts must stay equal.
    void settleTimeIs( double seconds ) { settleTime_ = seconds; }
@@ -117,6 +119,7 @@ class Stages {
    /// Compares what is wanted with what is and does the next step of every unit.
    void run();
    void runUnit( Maintenance::Unit::Status & status, UnitRun & run );
+   void leftOverUnitsDel();
    bool allStagesComplete( const Class & stageClass, const Vel::String & instanceName, const UnitRun & run );
    void settle( Maintenance::Unit::Status & status, UnitRun & run );
    void stateIs( Maintenance::Unit::Status & status, UnitRun & run, Maintenance::Unit::UnitState state );

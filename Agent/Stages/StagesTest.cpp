@@ -350,6 +350,44 @@ TEST_F( StagesStory, refusesToRemoveAUnitThatIsNotNormal ) {
    EXPECT_FALSE( stages->unit( "u1" ) );
 }
 
+TEST_F( StagesStory, letsAUnitBackThatIsNotConfiguredAnyMoreAndThenForgetsIt ) {
+   enter();
+   stages = std::make_unique< Stages >( clock, wheel, model );
+   stages->resume();
+   clock->runUntilIdle();
+   ASSERT_TRUE( stages->unit( "u1" ) );
+   EXPECT_FALSE( exit() );
+   EXPECT_EQ( "drainwatch", stages->stage( "u1" ) );
+   complete();
+   clock->runUntilIdle();
+   EXPECT_FALSE( stages->unit( "u1" ) );
+   EXPECT_EQ( nullptr, model.unitRunDir->unitRun( "u1" ) );
+   EXPECT_EQ( Api::ErrorCode::notFound, enter()->code );
+}
+
+TEST_F( StagesStory, usesEachGenerationOnceAndNever0 ) {
+   unit().genIdIs( 0xfffffffe );
+   enter();
+   EXPECT_EQ( "u1#4294967295", unit().maintEnterInstanceName() );
+   exit();
+   EXPECT_EQ( "u1#1", unit().maintExitInstanceName() );
+   complete();
+   clock->runUntilIdle();
+   EXPECT_EQ( UnitState::normal, unit().state() );
+}
+
+TEST_F( StagesStory, drivesHundredsOfUnits ) {
+   const auto name = []( unsigned i ) { return Vel::text( "unit", i ); };
+   for ( unsigned i = 0; i < 500; ++i ) {
+      stages->unitIs( name( i ), { { "drainwatch" }, { "drainwatch" } } );
+      ASSERT_FALSE( stages->enter( name( i ), {} ) );
+      model.enter.agentStatus->completeIs( { "MaintenanceMode", "drainwatch", name( i ) + "#1" }, true );
+   }
+   clock->advance( 12 );
+   for ( unsigned i = 0; i < 500; ++i )
+      ASSERT_EQ( UnitState::maintenance, model.unitStatusDir->status( name( i ) )->state() ) << name( i );
+}
+
 TEST_F( StagesStory, countsMembersWithARecordOnceEach ) {
    member( "et1" )->stateIs( Maintenance::monIntfStateUnderMaint );
    member( "et2" );

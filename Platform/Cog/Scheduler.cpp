@@ -111,6 +111,8 @@ void Scheduler::runTimers() {
 }
 
 void Scheduler::runTasks() {
+   if ( beforeTasks_ && firstDue( tasks_ ) <= now_ )
+      beforeTasks_();
    const std::size_t count = tasks_.size();
    for ( std::size_t i = 0; i < count; ++i )
       tasks_[i].due = tasks_[i].driven && tasks_[i].driven->dueTime() <= now_;

@@ -20,7 +20,7 @@ namespace Cog {
 /// 3. The timers that are due run, if timersMayRun allows it; otherwise none does and they are overdue in the
 ///    next turn, which comes after `retryAfter` at the latest.
 /// 4. The deferred tasks that are due run, once each: those that ask to run while this phase is on wait for the
-///    next turn.
+///    next turn. If there are any, the hook for it runs before the first.
 /// 5. The commit hooks run, in the order in which they were set.
 /// 6. If all of them succeeded, the effects that were queued before this phase are let out, in their order.
 ///    Otherwise they stay queued and the next turn, after `retryAfter` at the latest, tries again.
@@ -49,6 +49,8 @@ class Scheduler : public Vel::Clock {
    void effectIs( Task effect ) { effects_.push_back( std::move( effect ) ); }
    /// Asked in each turn in which a timer is due; none set: timers always run.
    void timersMayRunIs( std::function< bool() > timersMayRun ) { timersMayRun_ = std::move( timersMayRun ); }
+   /// Called in each turn in which a deferred task is due, before the first of them runs.
+   void beforeTasksIs( std::function< void() > beforeTasks ) { beforeTasks_ = std::move( beforeTasks ); }
    /// Adds a hook that commits what the turn has changed; true: it is durable.
    void commitHookIs( std::function< bool() > commit ) { commits_.push_back( std::move( commit ) ); }
 
@@ -91,6 +93,7 @@ class Scheduler : public Vel::Clock {
    std::deque< Task > effects_;
    std::vector< std::function< bool() > > commits_;
    std::function< bool() > timersMayRun_;
+   std::function< void() > beforeTasks_;
    Vel::U64 turns_ = 0;
    double retryTime_ = 0;     ///< of what is held
    bool timersHeld_ = false;  ///< were due in the last turn but not allowed to run

@@ -217,6 +217,15 @@ TEST_F( Scheduler, timersThatMayNotRunAreTriedAgainAfterAWhile ) {
    EXPECT_EQ( never, clock->dueTime() );
 }
 
+TEST_F( Scheduler, hookBeforeTasksRunsOnceInATurnWithATaskThatIsDue ) {
+   clock->beforeTasksIs( logs( "before" ) );
+   clock->runTurn();
+   EXPECT_EQ( "", log ); // nothing is due
+   chore.clockReactorTimeMinIs( 0 );
+   clock->runTurn();
+   EXPECT_EQ( "before task ", log );
+}
+
 TEST_F( Scheduler, effectsAreLetOutOnlyAfterTheCommitSucceeded ) {
    bool durable = false;
    clock->commitHookIs( [&] { return durable; } );

@@ -78,6 +78,13 @@ std::string AgentRig::releaseAll() {
    return Apps::Maintd( options(), world_ ).releaseAll();
 }
 
+void AgentRig::withoutAgent( const std::function< void() > & action ) {
+   simulation().schedulerIs( firstLoop_ );
+   action();
+   firstLoop_->post( [this] { firstLoop_->stop(); } );
+   firstLoop_->run();
+}
+
 void AgentRig::start() {
    agent_ = std::make_unique< Apps::Maintd >( options(), world_ );
    if ( const std::string problem = agent_->start(); !problem.empty() )

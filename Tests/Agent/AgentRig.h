@@ -32,8 +32,14 @@ class AgentRig {
    /// The agent is gone from now on.
    void crash() { agent_.reset(); }
    bool running() const { return agent_ != nullptr; }
+   /// What the next agent will find as its configuration.
+   void configurationIs( const std::string & configuration );
    /// Raises all links that are held, while no agent runs; what it says. Its moves bear no times.
    std::string releaseAll();
+   /// Time goes by while no agent runs.
+   void pass( double seconds ) { time_->spend( seconds ); }
+   /// The simulated switch does what it is told, while no agent runs.
+   void withoutAgent( const std::function< void() > & action );
    /// Crashes at the end of the turn with this number, counted from the beginning over all agents; 0: never.
    void crashAfterTurnIs( unsigned turn, Effects effects ) {
       crashTurn_ = turn;
@@ -77,7 +83,6 @@ class AgentRig {
 
  private:
    static constexpr double begin = 1.7e9;
-   void configurationIs( const std::string & configuration );
    Apps::MaintdOptions options() const;
    bool turnIsDone();
    void perform();

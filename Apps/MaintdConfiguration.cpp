@@ -1,0 +1,108 @@
+#include "Apps/Maintd.h"
+
+#include "Apps/MaintdEntities.h"
+#include "Config/Differences.h"
+#include "Config/ToYaml.h"
+
+namespace Apps {
+
+using Maintenance::Unit::UnitState;
+
+namespace {
+/// The name of the document with the configuration that was accepted last.
+constexpr const char * acceptedConfiguration = "configuration";
+} // namespace
+
+std::string Maintd::readConfiguration() {
+   Config::Result result = Config::load( options_.config );
+   for ( const Config::Error & error : result.errors )
+      configurationErrors_.push_back( error.text() );
+   // What was accepted before still says what the operator meant; a unit that is under way must not be left alone.
+   if ( const Vel::String * accepted = persistence_->document( acceptedConfiguration ) )
+      if ( const Config::Result last = Config::parse( *accepted, "last accepted configuration" ) ) {
+         const std::string why = result ? cannotFollow( *last.configuration, *result.configuration ) : "";
+         if ( !why.empty() )
+            configurationErrors_.push_back( options_.config + ": " + why );
+         if ( !configurationErrors_.empty() )
+            result = last;
+      }
+   if ( !result ) {
+      std::string errors;
+      for ( const std::string & error : configurationErrors_ )
+         errors += ( errors.empty() ? "" : "\n" ) + error;
+      return errors;
+   }
+   configuration_ = *result.configuration;
+   if ( configurationErrors_.empty() )
+      persistence_->documentIs( acceptedConfiguration, Config::toYaml( configuration_ ) );
+   return "";
+}
+
+/// Why the state that is kept does not allow one configuration to take the place of another; empty: it does.
+std::string
+Maintd::cannotFollow( const Config::Configuration & from, const Config::Configuration & to ) const {
+   bool allNormal = true;
+   for ( const auto & [unit, status] : entities_->unitStatusDir->statusRange() ) {
+      if ( status->state() == UnitState::normal )
+         continue;
+      allNormal = false;
+      if ( from.units.count( unit ) && !to.units.count( unit ) )
+         return "unit " + unit + " is not normal and cannot be removed";
+   }
+   if ( from.switchKind != to.switchKind && ( !allNormal || entities_->journal->entrys() != 0 ) )
+      return "links of the present switch are held; bring all units back before changing \"switch\"";
+   return "";
+}
+
+void Maintd::apply( const Config::Configuration & configuration ) {
+   configuration_ = configuration;
+   stages_->settleTimeIs( configuration.settle.seconds() );
+   for ( const auto & [name, unit] : configuration.units )
+      stages_->unitIs( name, { unit.enter, unit.exit } );
+   membership_->configurationIs( configuration );
+   std::vector< std::string > gone;
+   for ( const auto & [name, status] : entities_->unitStatusDir->statusRange() )
+      if ( !configuration.units.count( name ) )
+         gone.push_back( name );
+   // A unit that is not normal is refused to go before it comes to this; after a restart one may be left, and stays
+   // until it is normal.
+   for ( const std::string & name : gone )
+      stages_->unitDel( name );
+}
+
+Agent::ControlCommands::Reloaded Maintd::reload() {
+   Agent::ControlCommands::Reloaded result;
+   const Config::Result loaded = Config::load( options_.config );
+   if ( !loaded ) {
+      configurationErrors_.clear();
+      for ( const Config::Error & error : loaded.errors ) {
+         result.errors.push_back( { error.file, error.line, error.column, error.message } );
+         configurationErrors_.push_back( error.text() );
+      }
+      result.error = Api::Error{
+         Api::ErrorCode::badRequest, "the configuration has errors; the running one is kept",
+         options_.config };
+      return result;
+   }
+   const auto refuse = [&]( const std::string & why ) {
+      configurationErrors_ = { options_.config + ": " + why };
+      result.error = Api::Error{ Api::ErrorCode::conflict, why, options_.config };
+      return result;
+   };
+   const Config::Differences differences = Config::differences( configuration_, *loaded.configuration );
+   if ( differences.switchKind || differences.simulated )
+      return refuse( "a change of the switch needs a restart; nothing is changed" );
+   if ( differences.listen )
+      return refuse( "a change of listen needs a restart; nothing is changed" );
+   if ( const std::string why = cannotFollow( configuration_, *loaded.configuration ); !why.empty() )
+      return refuse( why + "; nothing is changed" );
+   configurationErrors_.clear();
+   result.changes = Config::describe( configuration_, *loaded.configuration );
+   if ( !differences.empty() ) {
+      apply( *loaded.configuration );
+      persistence_->documentIs( acceptedConfiguration, Config::toYaml( configuration_ ) );
+   }
+   return result;
+}
+
+} // namespace Apps

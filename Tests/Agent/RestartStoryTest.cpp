@@ -1,0 +1,160 @@
+#include "Tests/Agent/AgentRig.h"
+
+#include <gtest/gtest.h>
+
+/// The agent comes back and finds another configuration, other links or another time.
+namespace {
+
+using Tests::AgentRig;
+
+std::string configuration( const std::string & groups, const std::string & units ) {
+   return "settle: 5s\n"
+          "profiles:\n"
+          "  fast: {threshold: 100kbps, load-interval: 10s, shutdown: true}\n"
+          "  watch: {threshold: 10Mbps, load-interval: 10s}\n"
+          "default-profile: fast\n"
+          "groups:\n" +
+          groups + "units:\n" + units;
+}
+
+const char * const groups = "  g1: {interfaces: [et1, et2]}\n  g2: {interfaces: [et3]}\n";
+const char * const units = "  u1: {groups: [g1]}\n  u2: {groups: [g2]}\n";
+
+class RestartStory : public testing::Test {
+ protected:
+   RestartStory() : rig( configuration( groups, units ) ) {
+      rig.start();
+      EXPECT_EQ( 202, rig.post( "units/u1/enter", R"({"reason":"swap"})" ) );
+   }
+   void toMaintenance() {
+      rig.runUntil( 30 );
+      ASSERT_EQ( "\"maintenance\"", state() );
+      ASSERT_EQ( shut, rig.moves() );
+   }
+   void restart( const std::string & newConfiguration ) {
+      rig.crash();
+      rig.configurationIs( newConfiguration );
+      rig.start();
+   }
+   std::string state() { return rig.fact( "units/u1", "state" ); }
+   bool agentSays( const std::string & text ) { return rig.get( "agent" ).find( text ) != std::string::npos; }
+
+   const std::vector< std::string > shut{ "et1 down", "et2 down" };
+   AgentRig rig;
+};
+
+TEST_F( RestartStory, unitThatIsEnteringIsNotRemovedByAnotherConfiguration ) {
+   rig.traffic( "et1", 1e6 );
+   rig.runUntil( 20 );
+   restart( configuration( groups, "  u2: {groups: [g2]}\n" ) );
+   EXPECT_TRUE( agentSays( "unit u1 is not normal and cannot be removed" ) ) << rig.get( "agent" );
+   rig.runUntil( 60 );
+   EXPECT_EQ( "\"entering\"", state() );
+   EXPECT_EQ( R"({"drained":1,"total":2})", rig.fact( "units/u1", "interfaces" ) );
+   EXPECT_EQ( 202, rig.post( "units/u1/exit" ) );
+   rig.runUntil( 65 );
+   EXPECT_EQ( "\"normal\"", state() );
+   EXPECT_EQ( 200, rig.reload( configuration( groups, "  u2: {groups: [g2]}\n" ) ) );
+   EXPECT_EQ( "no member state", rig.fact( "units/u1", "state" ) );
+   EXPECT_FALSE( agentSays( "cannot be removed" ) );
+}
+
+TEST_F( RestartStory, configurationThatIsRefusedOnceIsRefusedByTheNextAgentToo ) {
+   toMaintenance();
+   const std::string other = configuration( groups, "  u2: {groups: [g2]}\n" );
+   restart( other );
+   restart( other );
+   EXPECT_TRUE( agentSays( "unit u1 is not normal and cannot be removed" ) );
+   rig.runUntil( 40 );
+   EXPECT_EQ( "\"maintenance\"", state() );
+   EXPECT_EQ( shut, rig.moves() );
+}
+
+TEST_F( RestartStory, unitThatIsNormalIsRemovedByAnotherConfiguration ) {
+   toMaintenance();
+   restart( configuration( groups, "  u1: {groups: [g1]}\n" ) );
+   EXPECT_EQ( "no member state", rig.fact( "units/u2", "state" ) );
+   EXPECT_EQ( 404, rig.post( "units/u2/enter" ) );
+   EXPECT_EQ( "\"maintenance\"", state() );
+}
+
+TEST_F( RestartStory, interfaceThatIsNotConfiguredAnyMoreIsReleased ) {
+   toMaintenance();
+   restart( configuration( "  g1: {interfaces: [et1]}\n  g2: {interfaces: [et3]}\n", units ) );
+   rig.runUntil( 40 );
+   EXPECT_EQ( ( std::vector< std::string >{ "et1 down", "et2 down", "et2 up" } ), rig.moves() );
+   EXPECT_EQ( "\"maintenance\"", state() );
+   EXPECT_EQ( R"({"drained":1,"total":1})", rig.fact( "units/u1", "interfaces" ) );
+}
+
+TEST_F( RestartStory, groupThatIsEmptiedReleasesItsInterfacesAndTheUnitGoesBack ) {
+   toMaintenance();
+   restart( configuration( "  g1: {}\n  g2: {interfaces: [et3]}\n", units ) );
+   rig.runUntil( 40 );
+   EXPECT_EQ( ( std::vector< std::string >{ "et1 down", "et2 down", "et1 up", "et2 up" } ), rig.moves() );
+   EXPECT_EQ( "\"maintenance\"", state() );
+   EXPECT_EQ( 202, rig.post( "units/u1/exit" ) );
+   rig.runUntil( 45 );
+   EXPECT_EQ( "\"normal\"", state() );
+}
+
+TEST_F( RestartStory, profileThatIsGoneLeavesTheUnitUnderTheNewDefault ) {
+   toMaintenance();
+   restart(
+      "settle: 5s\n"
+      "profiles:\n"
+      "  calm: {threshold: 10Mbps, load-interval: 10s}\n"
+      "default-profile: calm\n"
+      "groups:\n" +
+      std::string( groups ) + "units:\n" + units );
+   rig.runUntil( 40 );
+   EXPECT_EQ( "\"calm\"", rig.fact( "interfaces/et1", "profile" ) );
+   EXPECT_EQ( "\"maintenance\"", state() );
+   EXPECT_EQ( ( std::vector< std::string >{ "et1 down", "et2 down", "et1 up", "et2 up" } ), rig.moves() );
+}
+
+TEST_F( RestartStory, linkThatHasGoneMeanwhileIsJudgedAnewWhenItComesBack ) {
+   toMaintenance();
+   rig.crash();
+   rig.withoutAgent( [this] { ASSERT_TRUE( rig.simulation().linkDel( "et2" ).ok() ); } );
+   rig.start();
+   rig.runUntil( 40 );
+   EXPECT_EQ( "\"maintenance\"", state() );
+   EXPECT_EQ( R"({"drained":1,"total":1})", rig.fact( "units/u1", "interfaces" ) );
+   ASSERT_TRUE( rig.simulation().linkNew( "et2" ).ok() );
+   rig.runUntil( 50 );
+   EXPECT_EQ( R"({"drained":2,"total":2})", rig.fact( "units/u1", "interfaces" ) );
+   // The new link is up, and shut for reasons of its own.
+   EXPECT_EQ( "et2 down", rig.moves().back() );
+   EXPECT_EQ( 202, rig.post( "units/u1/exit" ) );
+   rig.runUntil( 60 );
+   EXPECT_EQ( "\"up\"", rig.fact( "interfaces/et2", "link-state" ) );
+}
+
+TEST_F( RestartStory, drainGoesOnAfterAnHourWithoutAnAgent ) {
+   rig.runUntil( 7 );
+   rig.crash();
+   rig.pass( 3600 );
+   rig.start();
+   EXPECT_EQ( "\"entering\"", state() );
+   EXPECT_EQ( "\"swap\"", rig.fact( "units/u1", "reason" ) );
+   // One quiet sample was seen before; what was carried meanwhile is judged over samples of its own.
+   rig.runUntil( 3607 + 4 );
+   EXPECT_EQ( R"({"drained":0,"total":2})", rig.fact( "units/u1", "interfaces" ) );
+   rig.runUntil( 3607 + 30 );
+   EXPECT_EQ( "\"maintenance\"", state() );
+   EXPECT_EQ( shut, rig.moves() );
+}
+
+TEST_F( RestartStory, trafficOfAnHourWithoutAnAgentIsNotOneLargeRate ) {
+   rig.traffic( "et1", 1e6 );
+   rig.runUntil( 12 );
+   rig.crash();
+   rig.pass( 3600 );
+   rig.start();
+   rig.runUntil( 12 + 3600 + 6 );
+   EXPECT_NEAR( 1e6, std::stod( rig.fact( "interfaces/et1", "in-bps" ) ), 1e4 );
+   EXPECT_EQ( "\"entering\"", state() );
+}
+
+} // namespace
