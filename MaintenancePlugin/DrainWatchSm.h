@@ -6,6 +6,7 @@
 #include "MaintenancePlugin/IntfStatusSm.h"
 #include "MaintenancePlugin/MaintStageHelperSm.h"
 #include "MaintenancePlugin/MonitoredIntf.h"
+#include "MaintenancePlugin/UnitIntfIndex.h"
 #include "MaintenancePlugin/UnitIntfInput.h"
 #include "MaintenancePlugin/UnitMonSm.h"
 #include "Platform/Cog/TimerWheel.h"
@@ -17,6 +18,8 @@
 #include "Platform/Model/Lag.h"
 #include "Platform/Model/Maintenance.h"
 #include "Platform/Model/Stage.h"
+
+#include <memory>
 
 namespace MaintenanceMode {
 
@@ -231,6 +234,7 @@ class DrainWatchSm final : public Vel::Entity {
    void restoreUnit( const Maintenance::Unit::Status & status );
    void deleteStaleRecords();
 
+   std::unique_ptr< UnitIntfIndex > unitMonIntfIndex_; ///< of unitMonIntfInput
    bool notificationActive_ = false;
    Vel::Watch< VelUnitStatusDir > unitStatusDirReactor_;
    Vel::Watch< VelIntfProfileStatusDir > intfProfileStatusDirReactor_;

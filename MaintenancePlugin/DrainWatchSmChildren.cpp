@@ -101,12 +101,18 @@ Vel::Ptr< Cog::TimerWheel > DrainWatchSm::timerWheelIs(
 void DrainWatchSm::timerWheelDel() { timerWheelStore( nullptr ); }
 
 Vel::Ptr< UnitIntfInputDir > DrainWatchSm::unitMonIntfInputIs() {
-   if ( !unitMonIntfInput() )
-      unitMonIntfInputStore( Vel::make< UnitIntfInputDir >() );
+   if ( !unitMonIntfInput() ) {
+      const auto dir = Vel::make< UnitIntfInputDir >();
+      unitMonIntfIndex_ = std::make_unique< UnitIntfIndex >( dir );
+      unitMonIntfInputStore( dir );
+   }
    return unitMonIntfInput();
 }
 
-void DrainWatchSm::unitMonIntfInputDel() { unitMonIntfInputStore( nullptr ); }
+void DrainWatchSm::unitMonIntfInputDel() {
+   unitMonIntfIndex_ = nullptr;
+   unitMonIntfInputStore( nullptr );
+}
 
 Vel::Ptr< UnitIntfInputDir > DrainWatchSm::unitDrainedIntfIs() {
    if ( !unitDrainedIntf() )

@@ -58,8 +58,7 @@ void DrainWatchSm::startIntfMonInUnits( const Wire::IntfId & intf ) {
 void DrainWatchSm::stopIntfMonInUnits( const Wire::IntfId & intf ) {
    TRACE( 4, "intf ", intf );
    counters()->numStopIntfMonInUnitsInc( 1 );
-   for ( const auto & [unitName, input] : unitMonIntfInput()->unitIntfInputRange() )
-      input->intfDel( intf );
+   unitMonIntfIndex_->intfDel( intf );
 }
 
 void DrainWatchSm::delFromViolatingIntfsCollection( const Wire::IntfId & intf ) {
