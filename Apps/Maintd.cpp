@@ -1,5 +1,6 @@
 #include "Apps/Maintd.h"
 
+#include "Apps/ClockOffset.h"
 #include "Apps/MaintdEntities.h"
 #include "DataPlane/Linux/Factory.h"
 #include "DataPlane/Simulated/Factory.h"
@@ -16,9 +17,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 namespace Apps {
 
@@ -44,6 +47,22 @@ std::string kernelBootId() {
    std::string id;
    std::getline( file, id );
    return id.empty() ? "unknown" : id;
+}
+
+/// Empty if it cannot be read.
+std::string content( const std::string & path ) {
+   std::ostringstream text;
+   text << std::ifstream( path ).rdbuf();
+   return text.str();
+}
+
+/// Never leaves half a file.
+bool writeWhole( const std::string & path, const std::string & text ) {
+   const std::string fresh = path + ".new";
+   std::ofstream out( fresh, std::ios::trunc );
+   out << text;
+   out.close();
+   return out && std::rename( fresh.c_str(), path.c_str() ) == 0;
 }
 
 DataPlane::Simulated::Description
@@ -154,13 +173,11 @@ std::string Maintd::makeTime() {
    } else {
       const std::string path = options_.runtimeDir + "/clock";
       const std::string boot = kernelBootId();
-      double offset = Cog::RealTime::wallTime() - Cog::RealTime::timeSinceBoot();
-      std::string keptBoot;
-      double keptOffset = 0;
-      if ( std::ifstream file( path ); file >> keptBoot >> keptOffset && keptBoot == boot )
-         offset = keptOffset;
-      else if ( std::ofstream out( path, std::ios::trunc );
-                !( out.precision( 17 ), out << boot << ' ' << offset << '\n' ) )
+      const std::string kept = content( path );
+      const double offset = clockOffset(
+         kept, boot, Cog::RealTime::timeSinceBoot(), Cog::RealTime::wallTime(), entities_->latestTime() );
+      const std::string text = clockOffsetText( boot, offset );
+      if ( text != kept && !writeWhole( path, text ) )
          return path + ": cannot be written";
       world_.time = Vel::make< Cog::RealTime >( offset );
    }

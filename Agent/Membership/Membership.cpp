@@ -38,6 +38,7 @@ auto keysThat( const Range & range, Gone gone ) {
 
 void Membership::configurationIs( const Config::Configuration & configuration ) {
    configuration_ = configuration;
+   groupsByMember_ = Config::groupsByMember( configuration_ );
    apply();
 }
 
@@ -49,9 +50,11 @@ void Membership::intfIs( const Wire::IntfId & intf ) {
    if ( present != intfs_.end() )
       intfDel( Wire::IntfId( present->second ) );
    intfs_[name] = intf;
-   if ( Wire::VlanIntfId::isVlanIntfId( intf ) )
-      vlans_[intf.vlanId()] = intf;
-   apply();
+   // Thousands of links may come at once: only what is of this one is looked at.
+   if ( const Wanted wanted = this->wanted( intf ); !wanted.groups.empty() ) {
+      select( intf, wanted );
+      addToGroups( intf, wanted );
+   }
 }
 
 void Membership::intfDel( const Wire::IntfId & intf ) {
@@ -59,9 +62,16 @@ void Membership::intfDel( const Wire::IntfId & intf ) {
    if ( present == intfs_.end() || present->second != intf )
       return;
    intfs_.erase( present );
-   if ( const auto vlan = vlans_.find( intf.vlanId() ); vlan != vlans_.end() && vlan->second == intf )
-      vlans_.erase( vlan );
-   apply();
+   auto * const entry = model_.intfToGroupDir->intfToGroup( intf );
+   if ( !entry )
+      return;
+   const auto groups = keysThat( entry->groupRange(), []( const GroupKey & ) { return true; } );
+   for ( const GroupKey & group : groups )
+      if ( auto * const status = model_.intfGroupStatusDir->status( group ) )
+         status->intfDel( intf );
+   for ( const GroupKey & group : groups )
+      entry->groupDel( group );
+   model_.intfToGroupDir->intfToGroupDel( intf );
 }
 
 Wire::IntfId Membership::intf( const std::string & name ) const {
@@ -69,27 +79,35 @@ Wire::IntfId Membership::intf( const std::string & name ) const {
    return it == intfs_.end() ? Wire::IntfId() : it->second;
 }
 
-Wire::IntfId Membership::intfOf( const Config::Member & member ) const {
-   if ( member.vlan == 0 )
-      return intf( member.name );
-   const auto it = vlans_.find( member.vlan );
-   return it == vlans_.end() ? Wire::IntfId() : it->second;
+Membership::Wanted Membership::wanted( const Wire::IntfId & intf ) const {
+   Wanted result;
+   const auto take = [&]( const Config::Member & member ) {
+      if ( const auto it = groupsByMember_.find( member ); it != groupsByMember_.end() )
+         result.groups.insert( it->second.begin(), it->second.end() );
+   };
+   take( { 0, std::string( intf.name() ) } );
+   if ( Wire::VlanIntfId::isVlanIntfId( intf ) && intf.vlanId() != 0 )
+      take( { intf.vlanId(), {} } );
+   if ( !result.groups.empty() )
+      result.profile = *Config::strictestProfile( configuration_, result.groups );
+   return result;
 }
 
 Membership::WantedByIntf Membership::wanted() const {
    WantedByIntf result;
-   for ( const auto & [member, groups] : Config::groupsByMember( configuration_ ) )
-      if ( const Wire::IntfId id = intfOf( member ); !id.empty() )
-         result[id].groups.insert( groups.begin(), groups.end() );
-   for ( auto & [intf, wanted] : result )
-      wanted.profile = *Config::strictestProfile( configuration_, wanted.groups );
+   for ( const auto & [name, intf] : intfs_ )
+      if ( Wanted wanted = this->wanted( intf ); !wanted.groups.empty() )
+         result.emplace( intf, std::move( wanted ) );
    return result;
 }
 
 void Membership::apply() {
    const WantedByIntf wanted = this->wanted();
    applyProfiles();
-   addMembers( wanted );
+   for ( const auto & [intf, want] : wanted )
+      select( intf, want );
+   for ( const auto & [intf, want] : wanted )
+      addToGroups( intf, want );
    addMappings();
    removeMappings();
    removeMembers( wanted );
@@ -111,21 +129,21 @@ void Membership::applyProfiles() {
    model_.defaultIntfProfile->profileNameIs( configuration_.defaultProfile );
 }
 
-void Membership::addMembers( const WantedByIntf & wanted ) {
-   for ( const auto & [intf, want] : wanted ) {
-      auto & entry = *model_.intfToGroupDir->intfToGroupIs( intf );
-      for ( const std::string & group : want.groups )
-         entry.groupIs( groupKey( group ) );
-      const ProfileKey key{
-         ProfileType::interfaceProfile,
-         want.profile.usesDefault ? Maintenance::Profile::defaultProfileName : want.profile.name };
-      // An interface that only leaves a group is told of its profile by nothing but this cause.
-      entry.profileChangeCauseIs( Maintenance::ProfileChangeCause::selection );
-      entry.selectedProfileIs( ProfileType::interfaceProfile, key );
-   }
-   for ( const auto & [intf, want] : wanted )
-      for ( const std::string & group : want.groups )
-         model_.intfGroupStatusDir->statusIs( groupKey( group ) )->intfIs( intf );
+void Membership::select( const Wire::IntfId & intf, const Wanted & wanted ) {
+   auto & entry = *model_.intfToGroupDir->intfToGroupIs( intf );
+   for ( const std::string & group : wanted.groups )
+      entry.groupIs( groupKey( group ) );
+   // An interface that only leaves a group is told of its profile by nothing but this cause.
+   entry.profileChangeCauseIs( Maintenance::ProfileChangeCause::selection );
+   entry.selectedProfileIs(
+      ProfileType::interfaceProfile,
+      { ProfileType::interfaceProfile,
+        wanted.profile.usesDefault ? Maintenance::Profile::defaultProfileName : wanted.profile.name } );
+}
+
+void Membership::addToGroups( const Wire::IntfId & intf, const Wanted & wanted ) {
+   for ( const std::string & group : wanted.groups )
+      model_.intfGroupStatusDir->statusIs( groupKey( group ) )->intfIs( intf );
 }
 
 void Membership::addMappings() {

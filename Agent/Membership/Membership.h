@@ -57,10 +57,11 @@ class Membership {
    using WantedByIntf = std::map< Wire::IntfId, Wanted >;
 
    void apply();
+   Wanted wanted( const Wire::IntfId & intf ) const;
    WantedByIntf wanted() const;
-   Wire::IntfId intfOf( const Config::Member & member ) const;
    void applyProfiles();
-   void addMembers( const WantedByIntf & wanted );
+   void select( const Wire::IntfId & intf, const Wanted & wanted );
+   void addToGroups( const Wire::IntfId & intf, const Wanted & wanted );
    void addMappings();
    void removeMappings();
    void removeMembers( const WantedByIntf & wanted );
@@ -68,8 +69,8 @@ class Membership {
 
    Model model_;
    Config::Configuration configuration_;
-   std::map< std::string, Wire::IntfId > intfs_; ///< by kernel name
-   std::map< Config::VlanId, Wire::IntfId > vlans_;
+   std::map< Config::Member, std::set< std::string > > groupsByMember_; ///< of the configuration
+   std::map< std::string, Wire::IntfId > intfs_;                        ///< by kernel name
 };
 
 } // namespace Agent

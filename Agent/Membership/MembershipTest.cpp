@@ -224,6 +224,64 @@ default-profile: watch
       takeLog() );
 }
 
+TEST_F( MembershipStory, selectsAgainAmongGroupsThatStayTheSameWhenAProfileIsEdited ) {
+   membership->intfIs( et1 );
+   const std::string both =
+      replaced( base, "units:", "  extra: {interfaces: [et1], profile: watch}\nunits:" );
+   config( both );
+   takeLog();
+   config( replaced( both, "1Mbps", "50kbps" ) );
+   EXPECT_EQ( "select watch; ", takeLog() );
+   EXPECT_EQ(
+      Maintenance::ProfileChangeCause::selection,
+      model.intfToGroupDir->intfToGroup( et1 )->profileChangeCause() );
+}
+
+TEST_F( MembershipStory, takesAnInterfaceByItsNameAndByItsVlan ) {
+   config( replaced( base, "[et1, et2]", "[et1, vlan10]" ) );
+   const Wire::IntfId vlan = Wire::VlanIntfId( "vlan10", 10 );
+   membership->intfIs( vlan );
+   EXPECT_TRUE( inGroup( "uplinks", vlan ) );
+   EXPECT_TRUE( inGroup( "tenants", vlan ) );
+   EXPECT_EQ( "#DEFAULTPROFILE", selected( vlan ) );
+   membership->intfDel( vlan );
+   EXPECT_FALSE( inGroup( "uplinks", vlan ) );
+   EXPECT_FALSE( inGroup( "tenants", vlan ) );
+   EXPECT_EQ( 0u, model.intfToGroupDir->intfToGroups() );
+}
+
+TEST_F( MembershipStory, takesEachOfTwoVlanInterfacesThatChangeTheirIds ) {
+   config( replaced( base, "vlans: [10]", "vlans: [10, 20]" ) );
+   const Wire::IntfId before = Wire::VlanIntfId( "a", 10 ), after = Wire::VlanIntfId( "a", 20 );
+   membership->intfIs( before );
+   membership->intfIs( after );
+   EXPECT_FALSE( inGroup( "tenants", before ) );
+   EXPECT_TRUE( inGroup( "tenants", after ) );
+}
+
+TEST_F( MembershipStory, removesAnInterfaceInTheReverseOrder ) {
+   config( base );
+   membership->intfIs( et1 );
+   takeLog();
+   membership->intfDel( et1 );
+   EXPECT_EQ( "-group uplinks; -entry et1; ", takeLog() );
+   EXPECT_EQ( 0u, model.intfToGroupDir->intfToGroups() );
+}
+
+TEST_F( MembershipStory, looksAtOneInterfaceOnlyWhenManyComeAndGo ) {
+   // Takes minutes if all members are compared for each link.
+   std::string members = "et0";
+   for ( int i = 1; i < 4000; ++i )
+      members += Vel::text( ", et", i );
+   config( replaced( base, "et1, et2", members ) );
+   for ( int i = 0; i < 4000; ++i )
+      membership->intfIs( Wire::EthIntfId( Vel::text( "et", i ) ) );
+   EXPECT_EQ( 4000u, model.intfToGroupDir->intfToGroups() );
+   for ( int i = 0; i < 4000; ++i )
+      membership->intfDel( Wire::EthIntfId( Vel::text( "et", i ) ) );
+   EXPECT_EQ( 0u, model.intfToGroupDir->intfToGroups() );
+}
+
 TEST_F( MembershipStory, removesAnInterfaceThatIsGone ) {
    membership->intfIs( et1 );
    config( base );
