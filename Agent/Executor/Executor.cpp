@@ -33,11 +33,18 @@ DataPlane::Outcome Executor::start() {
    // A switch that was started again has forgotten what we asked for: what is held is asked for anew. A link that has
    // gone meanwhile is held by nobody.
    std::vector< Wire::IntfId > forgotten;
-   for ( const auto & [intf, entry] : model_.journal->entryRange() )
-      if ( entry->bootId() != switch_->bootId() || !known_.count( intf ) )
+   for ( const auto & [intf, entry] : model_.journal->entryRange() ) {
+      const auto known = known_.find( intf );
+      if (
+         entry->bootId() != switch_->bootId() || known == known_.end() ||
+         known->second.link.ifIndex != entry->ifIndex() )
          forgotten.push_back( intf );
-   for ( const Wire::IntfId & intf : forgotten )
+   }
+   for ( const Wire::IntfId & intf : forgotten ) {
       model_.journal->entryDel( intf );
+      if ( const auto known = known_.find( intf ); known != known_.end() )
+         known->second.raised = false;
+   }
    for ( const auto & [intf, entry] : model_.journal->entryRange() )
       runSoon( intf );
    for ( const auto & [intf, time] : model_.cause->intfStatusRange() )
@@ -64,6 +71,12 @@ bool Executor::countersFresh() {
       wakeupIs( now() + countersRetryAfter );
       handleDue();
    }
+   if ( countersOk_ ) {
+      uncounted_.clear();
+      for ( const auto & [intf, known] : known_ )
+         if ( intf.kind() == Wire::IntfId::Kind::ethernet && !model_.pool->intfCounterDir( intf ) )
+            uncounted_.insert( intf );
+   }
    // A port that lost or got its counters loses or gets its status.
    for ( const auto & [intf, known] : known_ )
       if ( canBeCounted( intf ) != ( model_.allIntfStatusDir->intfStatus( intf ) != nullptr ) )
@@ -89,10 +102,23 @@ bool Executor::canBeCounted( const Wire::IntfId & intf ) const {
       return model_.pool->intfCounterDir( intf ) != nullptr;
    case Wire::IntfId::Kind::portChannel:
    case Wire::IntfId::Kind::vlan:
-      return switch_->tellsMembership();
+      return switch_->tellsMembership() &&
+             std::none_of( uncounted_.begin(), uncounted_.end(), [&]( const auto & port ) {
+                return carries( intf, port );
+             } );
    default:
       return true;
    }
+}
+
+/// Whether what the port carries is counted for the port-channel or VLAN interface.
+bool Executor::carries( const Wire::IntfId & intf, const Wire::IntfId & port ) const {
+   const auto * const phyIntf = model_.lagConfig->phyIntf( port );
+   const Wire::IntfId portChannel = phyIntf ? phyIntf->portChannel() : Wire::IntfId();
+   if ( intf.kind() == Wire::IntfId::Kind::portChannel )
+      return portChannel == intf;
+   const auto * const vlan = model_.vlanStatusDir->vlanStatus( Bridging::VlanId( intf.vlanId() ) );
+   return vlan && ( vlan->vlanPortStatus( port ) || vlan->vlanPortStatus( portChannel ) );
 }
 
 // ---- what the switch tells
@@ -130,6 +156,7 @@ void Executor::linkDel( const Wire::IntfId & intf ) {
    model_.journal->entryDel( intf );
    requests_.erase( it->second.request );
    known_.erase( it );
+   uncounted_.erase( intf );
    model_.allIntfStatusDir->intfStatusDel( intf );
    model_.lagConfig->phyIntfDel( intf );
    hooks_.intfDel( intf );
@@ -236,6 +263,7 @@ void Executor::hold( const Wire::IntfId & intf, Known & known ) {
       }
       entry = model_.journal->entryIs( intf );
       entry->bootIdIs( switch_->bootId() );
+      entry->ifIndexIs( known.link.ifIndex );
       entry->wasUpIs( known.link.adminUp );
       entry->snapshotIs( snapshot.text );
    }

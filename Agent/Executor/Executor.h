@@ -27,7 +27,7 @@
 ///    slow carrier does not look like a flap. A link that is gone has no status; one that somebody else raises while
 ///    we hold it is shown as it is.
 /// 2. An Ethernet port has a status only while it has counters, and a port-channel or VLAN interface only on a switch
-///    that tells their members, so that what cannot be counted never reads as quiet.
+///    that tells their members and while those have counters, so that what cannot be counted never reads as quiet.
 /// 3. A link that was down before we came is not raised when we let go.
 /// 4. No request is sent that the journal does not know; what the journal knows and the switch has not acknowledged is
 ///    asked for again. A link whose addresses and routes cannot be read is not shut until they can be.
@@ -125,6 +125,7 @@ class Executor final : private DataPlane::Listener {
    void publish( const Wire::IntfId & intf );
    bool statusHeld( const Wire::IntfId & intf, const Known & known ) const;
    bool canBeCounted( const Wire::IntfId & intf ) const;
+   bool carries( const Wire::IntfId & intf, const Wire::IntfId & port ) const;
    double now() const { return scheduler_->currentTime(); }
 
    Vel::Ptr< Cog::Scheduler > scheduler_;
@@ -135,7 +136,8 @@ class Executor final : private DataPlane::Listener {
    std::map< DataPlane::RequestId, Wire::IntfId > requests_;
    DataPlane::RequestId lastRequest_ = 0;
    std::set< Wire::IntfId > toRun_;
-   Vel::U64 countersTurn_ = 0; ///< the turn in which the counters were read
+   std::set< Wire::IntfId > uncounted_; ///< ports that had no counters when they were read last
+   Vel::U64 countersTurn_ = 0;          ///< the turn in which the counters were read
    bool countersOk_ = false;
    bool countersPosted_ = false;
    std::optional< double > countersFailedSince_;

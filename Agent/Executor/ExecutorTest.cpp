@@ -235,6 +235,16 @@ TEST_F( ExecutorStory, forgetsALinkThatWasHeldAndHasGoneWhileTheAgentWasAway ) {
    EXPECT_EQ( Interface::operDown, status() );
 }
 
+TEST_F( ExecutorStory, holdsALinkAgainThatWasMadeAnewWhileTheAgentWasAway ) {
+   held();
+   fake->links[et1] = { et1, 7, true, true };
+   restart();
+   ASSERT_EQ( 2u, fake->requests.size() );
+   EXPECT_FALSE( fake->requests[1].up );
+   fake->done( 1 );
+   EXPECT_EQ( Interface::operUp, status() );
+}
+
 TEST_F( ExecutorStory, doesNotHoldAnotherKindUnderTheNameOfALinkThatWasHeld ) {
    held();
    const Wire::IntfId bond = Wire::PortChannelIntfId( "et1" );
@@ -456,6 +466,37 @@ TEST_F( ExecutorStory, hasNoStatusForAPortWithoutCounters ) {
    clock->post( [this] { executor->countersFresh(); } );
    clock->runTurn();
    EXPECT_EQ( Interface::operUp, status() );
+}
+
+TEST_F( ExecutorStory, hasNoStatusForAPortChannelOrVlanWithAPortWithoutCounters ) {
+   const Wire::IntfId vlan10 = Wire::VlanIntfId( "vlan10", 10 ), vlan20 = Wire::VlanIntfId( "vlan20", 20 );
+   for ( const Wire::IntfId & intf : { pc1, vlan10, vlan20 } )
+      fake->link( intf, true, true );
+   fake->listener->portChannelIs( et1, pc1 );
+   fake->listener->vlanMemberIs( 10, pc1 );
+   const auto counters = [this] {
+      clock->post( [this] { executor->countersFresh(); } );
+      clock->runUntilIdle();
+   };
+   fake->uncounted.insert( et1 );
+   counters();
+   EXPECT_EQ( nullptr, model.allIntfStatusDir->intfStatus( pc1 ) );
+   EXPECT_EQ( nullptr, model.allIntfStatusDir->intfStatus( vlan10 ) );
+   EXPECT_NE( nullptr, model.allIntfStatusDir->intfStatus( vlan20 ) );
+   fake->uncounted.clear();
+   counters();
+   EXPECT_NE( nullptr, model.allIntfStatusDir->intfStatus( pc1 ) );
+   EXPECT_NE( nullptr, model.allIntfStatusDir->intfStatus( vlan10 ) );
+}
+
+TEST_F( ExecutorStory, keepsTheStatusOfAPortChannelThatGetsANewPort ) {
+   fake->link( pc1, true, true );
+   const auto * const before = model.allIntfStatusDir->intfStatus( pc1 );
+   fake->link( Wire::EthIntfId( "et2" ), true, true );
+   fake->listener->portChannelIs( Wire::EthIntfId( "et2" ), pc1 );
+   fake->link( pc1, true, true );
+   clock->runUntilIdle();
+   EXPECT_EQ( before, model.allIntfStatusDir->intfStatus( pc1 ) );
 }
 
 TEST_F( ExecutorStory, publishesPortChannelsAndVlans ) {

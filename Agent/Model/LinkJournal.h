@@ -12,8 +12,9 @@ class LinkJournalEntry final : public Vel::Entity {
    VEL_ENTITY( LinkJournalEntry );
    explicit LinkJournalEntry( const Wire::IntfId & intf ) : intf_( intf ) {}
    VEL_PARAM( Wire::IntfId, intf );
-   VEL_ATTR( bool, wasUp, onWasUp );               ///< somebody wanted it up before we set it down
-   VEL_ATTR( bool, wantedUp, onWantedUp );         ///< false: we hold it down
+   VEL_ATTR( Vel::U32, ifIndex, onIfIndex ); ///< tells the link from another one that is made under its name
+   VEL_ATTR( bool, wasUp, onWasUp );         ///< somebody wanted it up before we set it down
+   VEL_ATTR( bool, wantedUp, onWantedUp );   ///< false: we hold it down
    VEL_ATTR( bool, acknowledged, onAcknowledged ); ///< the switch has done what is wanted
    VEL_ATTR(
       Vel::String, bootId, onBootId ); ///< a switch that was started again has forgotten what we asked for

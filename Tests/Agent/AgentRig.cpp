@@ -80,6 +80,7 @@ std::string AgentRig::releaseAll() {
 
 void AgentRig::withoutAgent( const std::function< void() > & action ) {
    simulation().schedulerIs( firstLoop_ );
+   watched_->clockIs( *firstLoop_ );
    action();
    firstLoop_->post( [this] { firstLoop_->stop(); } );
    firstLoop_->run();

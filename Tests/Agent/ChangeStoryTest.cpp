@@ -119,4 +119,50 @@ TEST_F( ChangeStory, trafficThatComesBackBeforeTheEndOfTheSettleTimeIsSeen ) {
    EXPECT_EQ( "\"entering\"", rig.fact( "units/u1", "state" ) ) << "completed in spite of a new link";
 }
 
+/// Two units with profiles of their own share et2, which runs under the stricter one.
+TEST( SharedStory, interfaceIsReleasedByTheLastUnitThatLeaves ) {
+   AgentRig rig( configuration(
+      "  g1: {interfaces: [et1, et2]}\n"
+      "  g2: {interfaces: [et2, et3], profile: watch}\n",
+      "  u1: {groups: [g1]}\n  u2: {groups: [g2]}\n", "100kbps" ) );
+   rig.traffic( "et2", 1e6 );
+   rig.start();
+   EXPECT_EQ( 202, rig.post( "units/u1/enter" ) );
+   EXPECT_EQ( 202, rig.post( "units/u2/enter" ) );
+   rig.runUntil( 40 );
+   // Quiet enough for its own group, but not for the other.
+   EXPECT_EQ( "\"entering\"", rig.fact( "units/u2", "state" ) );
+   EXPECT_EQ( "\"fast\"", rig.fact( "interfaces/et2", "profile" ) );
+   rig.traffic( "et2", 0 );
+   rig.runUntil( 70 );
+   EXPECT_EQ( "\"maintenance\"", rig.fact( "units/u1", "state" ) );
+   EXPECT_EQ( "\"maintenance\"", rig.fact( "units/u2", "state" ) );
+   EXPECT_EQ( 202, rig.post( "units/u1/exit" ) );
+   rig.runUntil( 80 );
+   EXPECT_EQ( "\"normal\"", rig.fact( "units/u1", "state" ) );
+   EXPECT_EQ( ( std::vector< std::string >{ "et1 down", "et2 down", "et1 up" } ), rig.moves() );
+   EXPECT_EQ( 202, rig.post( "units/u2/exit" ) );
+   rig.runUntil( 90 );
+   EXPECT_EQ( ( std::vector< std::string >{ "et1 down", "et2 down", "et1 up", "et2 up" } ), rig.moves() );
+}
+
+TEST( SharedStory, groupOfAnotherUnitThatGoesLeavesTheInterfaceUnderItsOwnProfile ) {
+   const std::string units = "  u1: {groups: [g1]}\n";
+   AgentRig rig( configuration(
+      "  g1: {interfaces: [et2], profile: watch}\n"
+      "  g2: {interfaces: [et2]}\n",
+      units + "  u2: {groups: [g2]}\n", "100kbps" ) );
+   rig.traffic( "et2", 1e6 );
+   rig.start();
+   EXPECT_EQ( 202, rig.post( "units/u1/enter" ) );
+   rig.runUntil( 20 );
+   EXPECT_EQ( "\"entering\"", rig.fact( "units/u1", "state" ) );
+   EXPECT_EQ(
+      200, rig.reload( configuration( "  g1: {interfaces: [et2], profile: watch}\n", units, "100kbps" ) ) );
+   rig.runUntil( 40 );
+   EXPECT_EQ( "\"maintenance\"", rig.fact( "units/u1", "state" ) );
+   EXPECT_EQ( "\"watch\"", rig.fact( "interfaces/et2", "profile" ) );
+   EXPECT_TRUE( rig.moves().empty() );
+}
+
 } // namespace

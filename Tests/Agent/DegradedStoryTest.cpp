@@ -153,6 +153,21 @@ TEST_F( DegradedStory, linkThatCannotBeSetIsShownAndTriedAgain ) {
    EXPECT_EQ( ( std::vector< std::string >{ "et1 down", "et2 down" } ), rig.moves() );
 }
 
+TEST_F( DegradedStory, linkThatCannotBeRaisedIsTriedAgainAlsoWhileCountersCannotBeRead ) {
+   EXPECT_EQ( 202, rig.post( "units/u1/enter" ) );
+   rig.runUntil( 30 );
+   EXPECT_EQ( "\"maintenance\"", state( "u1" ) );
+   rig.simulation().countersFaultIs( "no counters" );
+   rig.simulation().linkSetFaultIs( "not permitted" );
+   EXPECT_EQ( 202, rig.post( "units/u1/exit" ) );
+   rig.runUntil( 40 );
+   EXPECT_EQ( ( std::vector< std::string >{ "et1 down", "et2 down" } ), rig.moves() );
+   rig.simulation().linkSetFaultIs( "" );
+   rig.runUntil( 50 );
+   EXPECT_EQ( ( std::vector< std::string >{ "et1 down", "et2 down", "et1 up", "et2 up" } ), rig.moves() );
+   EXPECT_EQ( "\"normal\"", state( "u1" ) );
+}
+
 TEST_F( DegradedStory, unitsGoBackWhileTheSwitchIsDegraded ) {
    EXPECT_EQ( 202, rig.post( "units/u1/enter" ) );
    rig.runUntil( 30 );

@@ -131,6 +131,18 @@ TEST_F( RestartStory, linkThatHasGoneMeanwhileIsJudgedAnewWhenItComesBack ) {
    EXPECT_EQ( "\"up\"", rig.fact( "interfaces/et2", "link-state" ) );
 }
 
+TEST_F( RestartStory, linkThatWasMadeAnewMeanwhileIsShutAgain ) {
+   toMaintenance();
+   rig.crash();
+   rig.withoutAgent( [this] { ASSERT_TRUE( rig.simulation().linkDel( "et2" ).ok() ); } );
+   rig.withoutAgent( [this] { ASSERT_TRUE( rig.simulation().linkNew( "et2" ).ok() ); } );
+   rig.start();
+   rig.runUntil( 40 );
+   EXPECT_EQ( "\"maintenance\"", state() );
+   EXPECT_EQ( ( std::vector< std::string >{ "et1 down", "et2 down", "et2 up", "et2 down" } ), rig.moves() );
+   EXPECT_EQ( "\"down\"", rig.fact( "interfaces/et2", "link-state" ) );
+}
+
 TEST_F( RestartStory, drainGoesOnAfterAnHourWithoutAnAgent ) {
    rig.runUntil( 7 );
    rig.crash();
