@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 /// The agent comes back and finds another configuration, other links or another time.
 namespace {
 
@@ -68,6 +70,22 @@ TEST_F( RestartStory, configurationThatIsRefusedOnceIsRefusedByTheNextAgentToo )
    rig.runUntil( 40 );
    EXPECT_EQ( "\"maintenance\"", state() );
    EXPECT_EQ( shut, rig.moves() );
+}
+
+TEST_F( RestartStory, switchIsNotChangedWhileLinksAreHeld ) {
+   toMaintenance();
+   rig.crash();
+   std::ofstream( rig.folder() + "/maintd.yaml" )
+      << "version: 1\nswitch: linux\n" + configuration( groups, units );
+   rig.start();
+   EXPECT_TRUE( agentSays( "links of the present switch are held" ) ) << rig.get( "agent" );
+   EXPECT_TRUE( agentSays( "\"simulated\"" ) );
+   EXPECT_EQ( 202, rig.post( "units/u1/exit" ) );
+   rig.runUntil( 40 );
+   rig.crash();
+   rig.start();
+   EXPECT_FALSE( agentSays( "links of the present switch are held" ) );
+   EXPECT_TRUE( agentSays( "\"linux\"" ) );
 }
 
 TEST_F( RestartStory, unitThatIsNormalIsRemovedByAnotherConfiguration ) {
@@ -156,6 +174,19 @@ TEST_F( RestartStory, drainGoesOnAfterAnHourWithoutAnAgent ) {
    rig.runUntil( 3607 + 30 );
    EXPECT_EQ( "\"maintenance\"", state() );
    EXPECT_EQ( shut, rig.moves() );
+}
+
+TEST_F( RestartStory, hourInWhichTheAgentStoodStillIsOneSample ) {
+   rig.traffic( "et1", 1e6 );
+   rig.runUntil( 7 );
+   rig.pass( 3600 );
+   rig.runUntil( 7 + 3600 + 1 );
+   EXPECT_NEAR( 1e6, std::stod( rig.fact( "interfaces/et1", "in-bps" ) ), 1e4 );
+   EXPECT_EQ( "\"0\"", rig.fact( "interfaces/et1", "consecutive-drained-samples" ) );
+   EXPECT_EQ( "\"2\"", rig.fact( "interfaces/et2", "consecutive-drained-samples" ) );
+   rig.runUntil( 7 + 3600 + 60 );
+   EXPECT_EQ( "\"entering\"", state() );
+   EXPECT_EQ( ( std::vector< std::string >{ "et2 down" } ), rig.moves() );
 }
 
 TEST_F( RestartStory, trafficOfAnHourWithoutAnAgentIsNotOneLargeRate ) {
