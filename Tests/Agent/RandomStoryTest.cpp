@@ -58,7 +58,7 @@ class Story {
    }
 
    void act() {
-      const unsigned what = pick( 14 );
+      const unsigned what = pick( 15 );
       RC_LOG() << rig_.time() << " s: action " << what << "\n";
       switch ( what ) {
       case 0:
@@ -102,6 +102,25 @@ class Story {
          if ( pick( 2 ) )
             ( pick( 2 ) ? stateStore_ : runtimeStore_ )->faultIs( pick( 20 ), 1 + pick( 40 ) );
          break;
+      case 13: {
+         // While no agent runs, links go and come, and the file is edited. What could not be committed is lost.
+         rig_.crashAfterTurnIs( 0, AgentRig::Effects::out );
+         stateStore_->faultDel();
+         runtimeStore_->faultDel();
+         go( 2 );
+         rig_.crash();
+         const std::string name = port();
+         if ( pick( 2 ) ) {
+            rig_.withoutAgent( [&] { RC_ASSERT( rig_.simulation().linkDel( name ).ok() ); } );
+            gone_[name] = true;
+         }
+         if ( pick( 2 ) ) {
+            rig_.withoutAgent( [&] { RC_ASSERT( rig_.simulation().linkNew( name ).ok() ); } );
+            gone_[name] = false;
+         }
+         rig_.configurationIs( configuration() );
+         break;
+      }
       default:
          // What could not be committed at all is lost with a crash; one trouble at a time.
          stateStore_->faultDel();
