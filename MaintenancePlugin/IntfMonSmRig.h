@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MaintenancePlugin/PluginRig.h"
+#include "Platform/Vel/FailedAssertion.h"
 
 /// Purpose: one interface monitor by itself, base of its tests: no unit starts it, so that a test chooses its state, its
 /// record and its profile.
@@ -55,18 +56,6 @@ class IntfMonSmRig {
       rates.outBitsRate = out;
       record().curRatesIs( rates );
    }
-   /// What an assertion says.
-   template < class Call >
-   static Vel::String assertion( Call call ) {
-      Vel::AssertionsThrow throwing;
-      try {
-         call();
-      } catch ( const Vel::AssertionFailed & failed ) {
-         return failed.what();
-      }
-      return "none failed";
-   }
-
    PluginRig rig;
    const Wire::IntfId et1 = PluginRig::port( "et1" );
    const Wire::IntfId et2 = PluginRig::port( "et2" );

@@ -68,7 +68,7 @@ TEST_F( IntfMonSmTest, tellsHowItBegins ) {
 
 TEST_F( IntfMonSmTest, isInitializedOnce ) {
    IntfMonSm & intfMon = monitor();
-   EXPECT_EQ( "!initialized()", assertion( [&] { intfMon.handleInitialized(); } ) );
+   EXPECT_EQ( "!initialized()", Vel::failedAssertion( [&] { intfMon.handleInitialized(); } ) );
 }
 
 /// Stopped included: what another unit's exit has stopped stays so across a restart.
@@ -251,9 +251,9 @@ TEST_F( IntfMonSmTest, aStateThatItHasAlreadyDoesNothing ) {
 
 TEST_F( IntfMonSmTest, aStateThatThereIsNotIsFatal ) {
    IntfMonSm & intfMon = monitor();
-   EXPECT_EQ( "0", assertion( [&] { intfMon.stateIs( State( 4 ) ); } ) );
+   EXPECT_EQ( "0", Vel::failedAssertion( [&] { intfMon.stateIs( State( 4 ) ); } ) );
    EXPECT_EQ( State( 4 ), record().state() );
-   EXPECT_EQ( "0", assertion( [&] { intfMon.setMonitoringTimer(); } ) );
+   EXPECT_EQ( "0", Vel::failedAssertion( [&] { intfMon.setMonitoringTimer(); } ) );
 }
 
 // ---- the timer
@@ -303,7 +303,7 @@ TEST_F( IntfMonSmTest, whenItBecomesIdleItsTimerStaysAsItWas ) {
    rig.advance( 1 );
    intfMon.stateIs( idle );
    rig.advance( 3 );
-   EXPECT_EQ( "0", assertion( [&] { rig.advance( 1 ); } ) );
+   EXPECT_EQ( "0", Vel::failedAssertion( [&] { rig.advance( 1 ); } ) );
 }
 
 TEST_F( IntfMonSmTest, aSampleInAStateWithoutATimerIsFatal ) {
@@ -312,7 +312,7 @@ TEST_F( IntfMonSmTest, aSampleInAStateWithoutATimerIsFatal ) {
       SCOPED_TRACE( Vel::text( state ) );
       intfMon.stateIs( state );
       const auto before = samples();
-      EXPECT_EQ( "0", assertion( [&] { intfMon.handleTimeout(); } ) );
+      EXPECT_EQ( "0", Vel::failedAssertion( [&] { intfMon.handleTimeout(); } ) );
       EXPECT_EQ( before + 1, samples() );
    }
 }

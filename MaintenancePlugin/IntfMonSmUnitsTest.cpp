@@ -195,8 +195,9 @@ TEST_F( IntfMonSmUnits, aViolationStaysWhileTheInterfaceIsShut ) {
 
 TEST_F( IntfMonSmUnits, aMonitorWithoutASamplerIsFatal ) {
    const auto intfMon = withoutSampler();
-   EXPECT_EQ( "monitoredIntf()", assertion( [&] { intfMon->notifyDependentUnits(); } ) );
-   EXPECT_EQ( "monitoredIntf()", assertion( [&] { intfMon->updateDependentUnitStatus( true ); } ) );
+   EXPECT_EQ( "monitoredIntf()", Vel::failedAssertion( [&] { intfMon->notifyDependentUnits(); } ) );
+   EXPECT_EQ(
+      "monitoredIntf()", Vel::failedAssertion( [&] { intfMon->updateDependentUnitStatus( true ); } ) );
 }
 
 } // namespace

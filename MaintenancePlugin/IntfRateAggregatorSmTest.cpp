@@ -169,7 +169,7 @@ TEST_F( RateArithmetic, anInconsistencyEndsTheAgentWithItsNumbers ) {
       SCOPED_TRACE( row.what );
       Vel::TraceCapture traces;
       FastLog::Capture log;
-      EXPECT_EQ( "0", failedAssertion( [&] { calculated( row.aggregate, row.toSub, row.toAdd ); } ) );
+      EXPECT_EQ( "0", Vel::failedAssertion( [&] { calculated( row.aggregate, row.toSub, row.toAdd ); } ) );
       EXPECT_EQ( 1u, traces.lines().size() );
       EXPECT_TRUE( traces.has( Vel::text( "calculateNewAggregate: ", row.trace ), 1 ) );
       ASSERT_EQ( 1u, log.lines().size() );
@@ -243,7 +243,7 @@ TEST_F( RateAggregator, ratesOfASamplerThatHasLeftAreOnlyTraced ) {
 TEST_F( RateAggregator, ratesForAUnitWithoutStatusEndTheAgent ) {
    MonitoredIntf & sampler = member( et1, 0, 0, { "u1" } );
    Vel::TraceCapture traces;
-   EXPECT_EQ( "0", failedAssertion( [&] { sample( sampler, 1, 1 ); } ) );
+   EXPECT_EQ( "0", Vel::failedAssertion( [&] { sample( sampler, 1, 1 ); } ) );
    EXPECT_TRUE(
       traces.has( "Error:Unit Status object does not exist for a dependent unit.IntfId:et1 Unit:u1", 1 ) );
 }
@@ -252,18 +252,18 @@ TEST_F( RateAggregator, whatWasNeverAddedToAUnitCannotBeReplaced ) {
    // The interface joined before the unit had a status.
    MonitoredIntf & early = member( et1, 1000, 500, { "u1" } );
    rig.unit( "u1" );
-   EXPECT_EQ( "0", failedAssertion( [&] { sample( early, 2000, 500 ); } ) );
+   EXPECT_EQ( "0", Vel::failedAssertion( [&] { sample( early, 2000, 500 ); } ) );
    // The status has been replaced since.
    rig.unit( "u2" );
    MonitoredIntf & late = member( et2, 1000, 500, { "u2" } );
    rig.unitStatusDir->statusDel( "u2" );
    rig.unit( "u2" );
-   EXPECT_EQ( "0", failedAssertion( [&] { sample( late, 2000, 500 ); } ) );
+   EXPECT_EQ( "0", Vel::failedAssertion( [&] { sample( late, 2000, 500 ); } ) );
    // Somebody else has written the aggregate.
    rig.unit( "u3" );
    MonitoredIntf & overwritten = member( et3, 1000, 500, { "u3" } );
    aggregateIs( "u3", 999, 500 );
-   EXPECT_EQ( "0", failedAssertion( [&] { sample( overwritten, 2000, 500 ); } ) );
+   EXPECT_EQ( "0", Vel::failedAssertion( [&] { sample( overwritten, 2000, 500 ); } ) );
 }
 
 TEST_F( RateAggregator, sixInterfacesWhoseCountersWentBackwardsEndTheAgentAndItsNextStart ) {
@@ -279,11 +279,11 @@ TEST_F( RateAggregator, sixInterfacesWhoseCountersWentBackwardsEndTheAgentAndIts
    Vel::TraceCapture traces;
    for ( int i = 0; i != 5; ++i )
       samplers[i]->updateTrafficRates();
-   EXPECT_EQ( "0", failedAssertion( [&] { samplers[5]->updateTrafficRates(); } ) );
+   EXPECT_EQ( "0", Vel::failedAssertion( [&] { samplers[5]->updateTrafficRates(); } ) );
    EXPECT_EQ( 1u, traces.count( "Overflow while adding ratesToAddInRate", 1 ) );
    // The rates are in the records, from which the aggregates are rebuilt.
    rig.root->intfRateAggSmDel();
-   EXPECT_EQ( "0", failedAssertion( [&] {
+   EXPECT_EQ( "0", Vel::failedAssertion( [&] {
                  rig.root->intfRateAggSmIs( rig.root->monIntfDir(), rig.monIntfStatusDir, rig.unitStatusDir );
               } ) );
 }
@@ -342,15 +342,16 @@ TEST_F( RateAggregator, aMemberThatIsMarkedAbsentIsTakenAwayOnceAndStillFollowed
    MonitoredIntf & sampler = member( et1, 1000, 500, { "u1" } );
    sampler.dependentUnitIs( "u1", false );
    expectAggregate( "u1", 0, 0 );
-   EXPECT_EQ( "0", failedAssertion( [&] { sample( sampler, 2000, 500 ); } ) );
+   EXPECT_EQ( "0", Vel::failedAssertion( [&] { sample( sampler, 2000, 500 ); } ) );
 }
 
 TEST_F( RateAggregator, membershipOfAnInterfaceWithoutRecordIsAnAssertion ) {
    rig.unit( "u1" );
    MonitoredIntf & sampler = monitored( et1 );
    sampler.monIntfStatusIs( nullptr );
-   EXPECT_EQ(
-      "monitoredIntf()->monIntfStatus()", failedAssertion( [&] { sampler.dependentUnitIs( "u1", true ); } ) );
+   EXPECT_EQ( "monitoredIntf()->monIntfStatus()", Vel::failedAssertion( [&] {
+                 sampler.dependentUnitIs( "u1", true );
+              } ) );
 }
 
 // ---- what is watched
@@ -446,7 +447,7 @@ TEST_F( RateAggregatorStart, skipsUnitsWithoutStatus ) {
 
 TEST_F( RateAggregatorStart, needsARecordOfEverySampler ) {
    monitored( et1 ).monIntfStatusIs( nullptr );
-   EXPECT_EQ( "intfIter->monIntfStatus()", failedAssertion( [&] { startAggregator(); } ) );
+   EXPECT_EQ( "intfIter->monIntfStatus()", Vel::failedAssertion( [&] { startAggregator(); } ) );
 }
 
 TEST_F( RateAggregatorStart, isTraced ) {
@@ -538,7 +539,7 @@ TEST_F( RateAggregatorInThePlugin, anEnterOfAUnitWithoutStatusEndsTheAgentAtTheF
    rig.start();
    rig.root->doStageForInstance( maintEnterClass, stageName, "u2#1" );
    Vel::TraceCapture traces( 1 );
-   EXPECT_EQ( "0", SamplerTest::failedAssertion( [&] { rig.advance( 5 ); } ) );
+   EXPECT_EQ( "0", Vel::failedAssertion( [&] { rig.advance( 5 ); } ) );
    EXPECT_TRUE(
       traces.has( "Error:Unit Status object does not exist for a dependent unit.IntfId:et2 Unit:u2" ) );
 }

@@ -59,7 +59,7 @@ TEST_F( UnitMembership, goesByTheGroupsTypeToo ) {
 
 TEST_F( UnitMembership, needsTheGroupsOfInterfacesToBeKnown ) {
    rig.groupMemberIs( "a", et1 );
-   EXPECT_EQ( "intfToGroupDir", failedAssertion( [&] {
+   EXPECT_EQ( "intfToGroupDir", Vel::failedAssertion( [&] {
                  isIntfMemberOfUnit( et1, "u1", nullptr, rig.groupToUnitDir );
               } ) );
    EXPECT_FALSE( isIntfMemberOfUnit( et1, "u1", rig.intfToGroupDir, nullptr ) );
@@ -150,7 +150,7 @@ TEST_F( TrackerOfGroups, anEntryIsQueuedWhenItComesAndWhenItGoes ) {
 TEST_F( TrackerOfGroups, anEntryIsTakenInOnce ) {
    entry( et1 );
    EXPECT_EQ(
-      "!initialized()", failedAssertion( [&] { tracker().intfToGroup( et1 )->handleInitialized(); } ) );
+      "!initialized()", Vel::failedAssertion( [&] { tracker().intfToGroup( et1 )->handleInitialized(); } ) );
 }
 
 TEST_F( TrackerOfGroups, joiningAGroupIsLeftToTheBacklog ) {
@@ -428,25 +428,25 @@ TEST_F( TrackerWithoutInputs, aChangeThatNeedsThemIsAnAssertion ) {
    const auto inputs = Vel::make< UnitIntfInputDir >();
    {
       const auto alone = made( rig.intfToGroupDir, nullptr, inputs, rig.intfGroupStatusDir );
-      EXPECT_EQ( "intfStatusSm()->groupToUnitDir()", failedAssertion( leave ) );
-      EXPECT_EQ( "", failedAssertion( join ) );
+      EXPECT_EQ( "intfStatusSm()->groupToUnitDir()", Vel::failedAssertion( leave ) );
+      EXPECT_EQ( "", Vel::failedAssertion( join ) );
    }
    {
       const auto alone = made( rig.intfToGroupDir, rig.groupToUnitDir, nullptr, rig.intfGroupStatusDir );
-      EXPECT_EQ( "intfStatusSm()->unitMonIntfInput()", failedAssertion( leave ) );
+      EXPECT_EQ( "intfStatusSm()->unitMonIntfInput()", Vel::failedAssertion( leave ) );
       join();
-      EXPECT_EQ( "intfStatusSm()->unitMonIntfInput()", failedAssertion( unmap ) );
-      EXPECT_EQ( "", failedAssertion( map ) );
+      EXPECT_EQ( "intfStatusSm()->unitMonIntfInput()", Vel::failedAssertion( unmap ) );
+      EXPECT_EQ( "", Vel::failedAssertion( map ) );
    }
    {
       const auto alone = made( rig.intfToGroupDir, rig.groupToUnitDir, inputs, nullptr );
-      EXPECT_EQ( "intfStatusSm()->intfGroupStatusDir()", failedAssertion( unmap ) );
-      EXPECT_EQ( "intfStatusSm()->intfGroupStatusDir()", failedAssertion( map ) );
+      EXPECT_EQ( "intfStatusSm()->intfGroupStatusDir()", Vel::failedAssertion( unmap ) );
+      EXPECT_EQ( "intfStatusSm()->intfGroupStatusDir()", Vel::failedAssertion( map ) );
    }
    {
       inputs->unitIntfInputIs( "u1" )->intfIs( et1, true );
       const auto alone = made( nullptr, rig.groupToUnitDir, inputs, rig.intfGroupStatusDir );
-      EXPECT_EQ( "intfToGroupDir", failedAssertion( unmap ) );
+      EXPECT_EQ( "intfToGroupDir", Vel::failedAssertion( unmap ) );
    }
 }
 

@@ -248,7 +248,7 @@ TEST_F( MonitoredIntfVlan, takesTheLowestAndTheHighestId ) {
 
 TEST_F( MonitoredIntfVlan, aMemberOfAnotherKindIsAnAssertionAtTheBaselineAlready ) {
    rig.vlanMemberIs( 10, PluginRig::vlan( "vlan20", 20 ) );
-   EXPECT_EQ( "0", failedAssertion( [&] { monitored( vlan10 ); } ) );
+   EXPECT_EQ( "0", Vel::failedAssertion( [&] { monitored( vlan10 ); } ) );
 }
 
 /// The second look at a port in one sample has no time to measure over, so it has no rate, and neither has a sum with it

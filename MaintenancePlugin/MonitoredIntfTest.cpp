@@ -169,7 +169,7 @@ TEST_F( MonitoredIntfRecord, isMissedBySamplesWhereThereIsNoDirectoryOfRecords )
    startAgain();
    MonitoredIntf & sampler = monitored( et1 );
    EXPECT_FALSE( sampler.monIntfStatus() );
-   EXPECT_EQ( "monIntfStatus", failedAssertion( [&] { sampler.updateTrafficRates(); } ) );
+   EXPECT_EQ( "monIntfStatus", Vel::failedAssertion( [&] { sampler.updateTrafficRates(); } ) );
 }
 
 TEST_F( MonitoredIntfRecord, belongsToOneSamplerAnInterface ) {
@@ -207,7 +207,7 @@ TEST_F( MonitoredIntfRecord, takesTheLastRatesThenTheNewOnesThenTheTime ) {
 
 TEST_F( MonitoredIntfRecord, isNeededToPublish ) {
    MonitoredIntf & sampler = monitored( et1 );
-   EXPECT_EQ( "monIntfStatus", failedAssertion( [&] { sampler.setCurRates( nullptr, IntfRates() ); } ) );
+   EXPECT_EQ( "monIntfStatus", Vel::failedAssertion( [&] { sampler.setCurRates( nullptr, IntfRates() ); } ) );
 }
 
 TEST_F( MonitoredIntfRecord, isTracedWithWhatItHeldAndWhatItGets ) {
@@ -379,19 +379,19 @@ TEST_F( MonitoredIntfPort, tracesWhatARateIsMadeOf ) {
 
 TEST_F( MonitoredIntfPort, aSampleOfAnotherKindIsAnAssertion ) {
    MonitoredIntf & sampler = monitored( et1 );
-   EXPECT_EQ( "Wire::EthIntfId::isEthIntfId( argIntfId )", failedAssertion( [&] {
+   EXPECT_EQ( "Wire::EthIntfId::isEthIntfId( argIntfId )", Vel::failedAssertion( [&] {
                  sampler.getEthPhyIntfTrafficCounters( po1 );
               } ) );
-   EXPECT_EQ( "Wire::PortChannelIntfId::isPortChannelIntfId( argIntfId )", failedAssertion( [&] {
+   EXPECT_EQ( "Wire::PortChannelIntfId::isPortChannelIntfId( argIntfId )", Vel::failedAssertion( [&] {
                  sampler.getLagIntfTrafficCounters( et1 );
               } ) );
-   EXPECT_EQ( "Wire::VlanIntfId::isVlanIntfId( argIntfId )", failedAssertion( [&] {
+   EXPECT_EQ( "Wire::VlanIntfId::isVlanIntfId( argIntfId )", Vel::failedAssertion( [&] {
                  sampler.getVlanIntfTrafficCounters( et1 );
               } ) );
 }
 
 TEST_F( MonitoredIntfPort, anInterfaceThatCannotBeSampledIsAnAssertion ) {
-   EXPECT_EQ( "0", failedAssertion( [&] { monitored( Wire::CpuIntfId( "cpu" ) ); } ) );
+   EXPECT_EQ( "0", Vel::failedAssertion( [&] { monitored( Wire::CpuIntfId( "cpu" ) ); } ) );
 }
 
 } // namespace

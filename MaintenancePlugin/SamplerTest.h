@@ -2,6 +2,7 @@
 
 #include "MaintenancePlugin/PluginRig.h"
 #include "Platform/FastLog/Capture.h"
+#include "Platform/Vel/FailedAssertion.h"
 #include "Platform/Vel/Trace.h"
 
 #include <gtest/gtest.h>
@@ -50,18 +51,6 @@ struct SamplerTest : testing::Test {
    }
    static IntfRates rates( double in, double out, double sampleTime ) {
       return { 0, 0, out, in, sampleTime };
-   }
-
-   /// The text of the assertion that fails in `action`; empty if none does.
-   template < class Action >
-   static Vel::String failedAssertion( Action action ) {
-      const Vel::AssertionsThrow assertionsThrow;
-      try {
-         action();
-      } catch ( const Vel::AssertionFailed & failure ) {
-         return failure.what();
-      }
-      return "";
    }
 };
 

@@ -2,6 +2,7 @@
 
 #include "MaintenancePlugin/PluginRig.h"
 #include "Platform/FastLog/Capture.h"
+#include "Platform/Vel/FailedAssertion.h"
 #include "Platform/Vel/Trace.h"
 
 #include <gtest/gtest.h>
@@ -36,17 +37,6 @@ struct TrackerTest : testing::Test {
    /// The unit's set of interfaces to be monitored, without a monitor that follows it.
    UnitIntfInput & input( const Vel::String & unitName ) {
       return *rig.root->unitMonIntfInput()->unitIntfInputIs( unitName );
-   }
-   /// The text of the assertion that fails in `action`; empty if none does.
-   template < class Action >
-   static Vel::String failedAssertion( Action action ) {
-      const Vel::AssertionsThrow assertionsThrow;
-      try {
-         action();
-      } catch ( const Vel::AssertionFailed & failure ) {
-         return failure.what();
-      }
-      return "";
    }
 };
 

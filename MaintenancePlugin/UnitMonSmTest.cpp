@@ -1,58 +1,26 @@
-#include "MaintenancePlugin/UnitMonSm.h"
-
-#include "MaintenancePlugin/PluginRig.h"
-#include "Platform/FastLog/Capture.h"
-#include "Platform/Vel/Trace.h"
-
-#include <gtest/gtest.h>
+#include "MaintenancePlugin/UnitMonSmRigTest.h"
 
 namespace MaintenanceMode {
 namespace {
 
 using Maintenance::Unit::UnitState;
 
-class UnitMonSmTest : public testing::Test {
+class UnitMonSmTest : public UnitMonSmRig {
  protected:
-   UnitMonSmTest() {
-      p = rig.profileIs( "p", 100, 10, false, 0 );
-      rig.defaultProfileIs( "p" );
-   }
+   UnitMonSmTest() : UnitMonSmRig( PluginRig::ShutLinks::keepTheirStatus, false, 0 ) {}
    void busy( const Wire::IntfId & intf ) {
       rig.linkIs( intf );
       rig.trafficIs( intf, { 1e9, 1e9 } );
    }
-   /// Begins with the units' interfaces, all busy, and enters the units.
+   /// As enter, and all interfaces are busy.
    void
    enterBusy( std::initializer_list< const char * > units, std::initializer_list< Wire::IntfId > intfs ) {
       for ( const auto & intf : intfs )
          busy( intf );
-      for ( const char * unitName : units )
-         rig.unitIs( unitName, intfs );
-      rig.start();
-      for ( const char * unitName : units )
-         rig.enter( unitName );
-   }
-   UnitMonSm & unitMon( const Vel::String & unitName = "u1" ) { return *rig.root->unitMon( unitName ); }
-   UnitIntfInput & monIntf( const Vel::String & unitName = "u1" ) { return *unitMon( unitName ).monIntf(); }
-   UnitIntfInput & drained( const Vel::String & unitName = "u1" ) {
-      return *unitMon( unitName ).drainedIntf();
+      enter( units, intfs );
    }
    Vel::U32 reports() { return rig.counters().numNotifyStageCompletion(); }
-   template < class Call >
-   static Vel::String assertion( Call call ) {
-      Vel::AssertionsThrow throwing;
-      try {
-         call();
-      } catch ( const Vel::AssertionFailed & failed ) {
-         return failed.what();
-      }
-      return "none failed";
-   }
 
-   PluginRig rig;
-   IntfMaintenanceProfile::Status * p;
-   const Wire::IntfId et1 = PluginRig::port( "et1" );
-   const Wire::IntfId et2 = PluginRig::port( "et2" );
    const Wire::IntfId et3 = PluginRig::port( "et3" );
 };
 
@@ -152,7 +120,7 @@ TEST_F( UnitMonSmTest, isInitializedOnce ) {
    rig.unitIs( "u1", {} );
    rig.start();
    rig.enter( "u1" );
-   EXPECT_EQ( "!initialized()", assertion( [&] { unitMon().handleInitialized(); } ) );
+   EXPECT_EQ( "!initialized()", Vel::failedAssertion( [&] { unitMon().handleInitialized(); } ) );
 }
 
 TEST_F( UnitMonSmTest, beginsWithEmptySetsOnly ) {
@@ -161,11 +129,11 @@ TEST_F( UnitMonSmTest, beginsWithEmptySetsOnly ) {
    const auto filled = Vel::make< UnitIntfInput >( "u1" );
    filled->intfIs( et1, true );
    const auto make = [&]( const Vel::Ptr< UnitIntfInput > & mon, const Vel::Ptr< UnitIntfInput > & drain ) {
-      return assertion( [&] { UnitMonSm::UnitMonSmIs( "u1", 1, rig.root.get(), mon, drain ); } );
+      return Vel::failedAssertion( [&] { UnitMonSm::UnitMonSmIs( "u1", 1, rig.root.get(), mon, drain ); } );
    };
    EXPECT_EQ( "monIntf()->intfs() == 0", make( filled, empty ) );
    EXPECT_EQ( "drainedIntf()->intfs() == 0", make( empty, filled ) );
-   EXPECT_EQ( "none failed", make( empty, empty ) );
+   EXPECT_EQ( "", make( empty, empty ) );
 }
 
 TEST_F( UnitMonSmTest, withoutTheDirectoriesHasNothingToMonitor ) {
@@ -266,7 +234,7 @@ TEST_F( UnitMonSmTest, anInterfaceWithoutAProfileIsFatalEvenIfItIsDown ) {
    rig.unitIs( "u1", {} );
    rig.start();
    rig.enter( "u1" );
-   EXPECT_EQ( "intfProfile", assertion( [&] { unitMon().startIntfMon( et1 ); } ) );
+   EXPECT_EQ( "intfProfile", Vel::failedAssertion( [&] { unitMon().startIntfMon( et1 ); } ) );
 }
 
 TEST_F( UnitMonSmTest, startsPassivelyOnlyInAUnitThatIsInMaintenance ) {
