@@ -19,6 +19,23 @@ struct TrackerTest : testing::Test {
    const IntfId et3 = PluginRig::port( "et3" );
 
    IntfStatusSm & tracker() { return *rig.root->intfStatusSm(); }
+   using Lines = std::vector< Vel::String >;
+   /// What the tracker traced and nobody else, in that order.
+   static Lines told( const Vel::TraceCapture & traces ) {
+      Lines lines;
+      for ( const auto & line : traces.lines() )
+         if ( line.facility == "IntfStatusSm" )
+            lines.push_back( line.text );
+      return lines;
+   }
+   /// What the tracker wrote into the fast log and nobody else, in that order.
+   static Lines logged( const FastLog::Capture & log ) {
+      Lines lines;
+      for ( const auto & line : log.lines() )
+         if ( line.file.find( "/IntfStatusSm" ) != Vel::String::npos )
+            lines.push_back( line.text );
+      return lines;
+   }
    /// The interfaces that were processed, in that order: "et1 et2".
    static Vel::String processed( const Vel::TraceCapture & traces ) {
       const Vel::String head = "processBacklog: intf ";
