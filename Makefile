@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
 
 .DEFAULT_GOAL := build
-.PHONY: help deps build release test test-full demo bench lint format install clean
+.PHONY: help deps build release test test-full coverage demo bench lint format install clean
 
 help: ## list these targets
 	@sed -n 's/^\([a-z-]*\):[^#]*## /\1\t/p' $(firstword $(MAKEFILE_LIST)) | expand -t 12
@@ -37,6 +37,12 @@ test-full: deps ## the same with the long tests
 	cmake --build --preset release -j$(JOBS)
 	Tools/smoke build/release
 	ctest --preset sanitizers-full -j$(JOBS)
+
+coverage: deps ## which lines and branches of the plug-in its tests reach
+	@Tools/deps Tools/packages-coverage.txt
+	cmake --preset coverage
+	cmake --build --preset coverage -j$(JOBS)
+	Tools/coverage --jobs $(JOBS) build/coverage
 
 demo: deps ## watch a unit drain on a simulated switch
 	cmake --preset release

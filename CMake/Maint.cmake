@@ -35,6 +35,10 @@ target_include_directories( maint_options INTERFACE ${PROJECT_SOURCE_DIR} )
 # gnu-unique symbols would pin a plug-in in memory for ever; unloading must really unload.
 target_compile_options( maint_options INTERFACE
   -Wall -Wextra -Wpedantic -Werror -Wshadow=local -Wnon-virtual-dtor -Wextra-semi -Wno-dangling-pointer -Wno-maybe-uninitialized -fno-gnu-unique )
+if( MAINT_COVERAGE )
+  target_compile_options( maint_options INTERFACE -O0 --coverage )
+  target_link_options( maint_options INTERFACE --coverage )
+endif()
 if( MAINT_SANITIZE )
   target_compile_options( maint_options INTERFACE
     -O0 -g1 -fno-omit-frame-pointer -fsanitize=address,undefined -fno-sanitize-recover=all )
