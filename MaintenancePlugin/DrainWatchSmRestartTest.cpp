@@ -176,7 +176,7 @@ TEST_F( DrainWatchSmRestart, aUnitInMaintenanceIsTakenUpWithoutALookAtItsStage )
    EXPECT_TRUE( traces.has( "handleInitialized: Processing unit=u1 state=maintenance", 4 ) );
    EXPECT_TRUE( traces.has( "Unit state =maintenance, putting this unit in maintenance ", 4 ) );
    // As if the framework had just asked for the stage.
-   EXPECT_TRUE( traces.has( "doStageForInstance: unit u1, genId 4, stage drainwatch, op enter", 4 ) );
+   EXPECT_TRUE( traces.has( "doStageForInstance: unit u1, genId 4, stage drainwatch, op 1", 4 ) );
 }
 
 TEST_F( DrainWatchSmRestart, aUnitThatEntersIsTakenUpWhileItsStageIsOn ) {

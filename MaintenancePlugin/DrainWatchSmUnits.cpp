@@ -9,6 +9,9 @@ Vel::TraceFacility trace( "DrainWatchSm" );
 
 using Maintenance::Unit::MaintenanceOp;
 using Maintenance::Unit::StageMgrInstKey;
+
+/// An operation is told by its number, as it is stored.
+Vel::U32 number( MaintenanceOp op ) { return static_cast< Vel::U32 >( op ); }
 } // namespace
 
 void DrainWatchSm::doStageForInstance(
@@ -25,7 +28,8 @@ void DrainWatchSm::doStageForInstance(
       TRACE( 1, "Invalid maintenance class: ", stageClass, " for instanceName: ", instanceName );
       return;
    }
-   TRACE_FASTLOG( 4, "unit ", key.unitName(), ", genId ", key.genId(), ", stage ", stage, ", op ", op );
+   TRACE_FASTLOG(
+      4, "unit ", key.unitName(), ", genId ", key.genId(), ", stage ", stage, ", op ", number( op ) );
    if ( stage != stageName )
       return;
    if ( op == MaintenanceOp::enter )
@@ -108,9 +112,10 @@ void DrainWatchSm::notifyStageCompletion( const Vel::String & unitName, Vel::U32
    // The root is being released, and its units are emptied: nothing of that has drained.
    if ( !helper )
       return;
-   TRACE( 4, "Unit - ", unitName, ", genId ", genId, ", op ", op, ", stage drainwatch " );
+   TRACE( 4, "Unit - ", unitName, ", genId ", genId, ", op ", number( op ), ", stage drainwatch " );
    FASTLOG(
-      "Notifying stage completion - unit ", unitName, " ,genId ", genId, ", stage drainwatch, op ", op );
+      "Notifying stage completion - unit ", unitName, " ,genId ", genId, ", stage drainwatch, op ",
+      number( op ) );
    helper->doStageCompleteForInstance( stageName, instanceName );
    counters()->numNotifyStageCompletionInc( 1 );
 }

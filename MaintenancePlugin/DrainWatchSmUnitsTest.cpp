@@ -1,58 +1,68 @@
-#include "MaintenancePlugin/PluginRig.h"
-#include "Platform/FastLog/Capture.h"
-#include "Platform/Vel/Trace.h"
-
-#include <gtest/gtest.h>
+#include "MaintenancePlugin/UnitsTest.h"
 
 namespace MaintenanceMode {
 namespace {
 
-using Maintenance::Unit::MaintenanceOp;
-using Maintenance::Unit::UnitState;
-
-struct DrainWatchSmUnits : testing::Test {
-   PluginRig rig;
-   const Wire::IntfId et1 = PluginRig::port( "et1" );
-   const Wire::IntfId et2 = PluginRig::port( "et2" );
-
-   DrainWatchSmUnits() {
-      rig.profileIs( "p", 100, 10, false, 0 );
-      rig.defaultProfileIs( "p" );
-   }
-   void busy( const Wire::IntfId & intf ) {
-      rig.linkIs( intf );
-      rig.trafficIs( intf, { 1e9, 1e9 } );
-   }
-   /// An instance whose stage is on, without its start: nobody is told.
-   void listInstance( PluginRig::StageClass & stageClass, const Vel::Name & instanceName ) {
-      stageClass.progressDir->progressIs( instanceName )->stageStatusIs( stageName, Stage::stageRunning );
-      stageClass.completionStatus->statusIs( instanceName, Stage::stageRunning );
-   }
-   static bool complete( const PluginRig::StageClass & stageClass, const Vel::Name & instanceName ) {
-      return stageClass.agentStatus->complete( { stageClass.agentStatus->name(), stageName, instanceName } );
-   }
-};
+struct DrainWatchSmUnits : UnitsTest {};
 
 // ---- requests
 
 TEST_F( DrainWatchSmUnits, aStageOfAnotherNameIsOnlyTraced ) {
    rig.start();
-   Vel::TraceCapture traces;
+   const CounterChanges changes( rig.counters() );
+   UnitSequence sequence( rig );
    rig.root->doStageForInstance( maintEnterClass, "other", "u1#3" );
-   EXPECT_EQ( 1u, traces.lines().size() );
-   EXPECT_TRUE( traces.has( "doStageForInstance: unit u1, genId 3, stage other, op enter", 4 ) );
-   EXPECT_EQ( 0u, rig.counters().numMaintEnter() );
+   rig.root->doStageForInstance( maintExitClass, "drainwatch2", "u1#4294967295" );
+   EXPECT_EQ(
+      ( Lines{
+         "doStageForInstance: unit u1, genId 3, stage other, op 1",
+         "doStageForInstance: unit u1, genId 4294967295, stage drainwatch2, op 2" } ),
+      sequence.lines() );
+   EXPECT_EQ(
+      ( Lines{
+         "unit u1, genId 3, stage other, op 1", "unit u1, genId 4294967295, stage drainwatch2, op 2" } ),
+      sequence.logged() );
+   EXPECT_EQ( "", changes.text() );
    EXPECT_EQ( 0u, rig.root->unitMons() );
 }
 
 TEST_F( DrainWatchSmUnits, anUnknownStageClassIsOnlyTraced ) {
    rig.start();
-   Vel::TraceCapture traces;
-   rig.root->doStageForInstance( "maintPause", stageName, "u1#3" );
-   EXPECT_EQ( 1u, traces.lines().size() );
-   EXPECT_TRUE( traces.has( "Invalid maintenance class: maintPause for instanceName: u1#3", 1 ) );
-   EXPECT_EQ( 0u, rig.counters().numMaintEnter() );
-   EXPECT_EQ( 0u, rig.counters().numMaintExit() );
+   const CounterChanges changes( rig.counters() );
+   UnitSequence sequence( rig );
+   rig.root->doStageForInstance( "maintPause", "drainwatch", "u1#3" );
+   EXPECT_EQ(
+      Lines{ "doStageForInstance: Invalid maintenance class: maintPause for instanceName: u1#3" },
+      sequence.lines() );
+   EXPECT_TRUE( sequence.traced( "Invalid maintenance class: ", 1 ) );
+   EXPECT_EQ( Lines{}, sequence.logged() );
+   EXPECT_EQ( "", changes.text() );
+   EXPECT_EQ( 0u, rig.root->unitMons() );
+}
+
+TEST_F( DrainWatchSmUnits, theStageClassIsLookedAtBeforeTheStage ) {
+   rig.start();
+   UnitSequence sequence( rig );
+   rig.root->doStageForInstance( "bogus", "other", "u1#3" );
+   EXPECT_EQ(
+      Lines{ "doStageForInstance: Invalid maintenance class: bogus for instanceName: u1#3" },
+      sequence.lines() );
+   EXPECT_TRUE( sequence.traced( "Invalid maintenance class: ", 1 ) );
+}
+
+TEST_F( DrainWatchSmUnits, aMalformedInstanceNameLeavesTheOperationBeforeAnythingIsDone ) {
+   rig.start();
+   const CounterChanges changes( rig.counters() );
+   UnitSequence sequence( rig );
+   for ( const char * stageClass : { "maintEnter", "maintExit", "bogus" } )
+      for ( const char * name : { "u1", "#5", "u1#", "u1#0", "u1#x", "a#b#3" } ) {
+         SCOPED_TRACE( Vel::text( stageClass, " ", name ) );
+         EXPECT_THROW( rig.root->doStageForInstance( stageClass, stageName, name ), Vel::InternalException );
+      }
+   EXPECT_EQ( Lines{}, sequence.lines() );
+   EXPECT_EQ( "", changes.text() );
+   EXPECT_EQ( 0u, rig.root->unitMons() );
+   EXPECT_EQ( 0u, rig.root->unitMonIntfInput()->unitIntfInputs() );
 }
 
 TEST_F( DrainWatchSmUnits, aMalformedInstanceNamePassesThroughToTheWriter ) {
@@ -67,8 +77,8 @@ TEST_F( DrainWatchSmUnits, aMalformedInstanceNamePassesThroughToTheWriter ) {
 
 TEST_F( DrainWatchSmUnits, anEmptyInstanceNameCarriesNothingOverFromTheOneBefore ) {
    rig.start();
-   rig.root->doStageForInstance( maintEnterClass, stageName, "u1#3" );
-   rig.root->doStageForInstance( maintEnterClass, stageName, "" );
+   enterRequested( "u1#3" );
+   enterRequested( "" );
    ASSERT_TRUE( rig.root->unitMon( "" ) );
    EXPECT_EQ( 0u, rig.root->unitMon( "" )->genId() );
    EXPECT_EQ( 0u, rig.counters().numMaintEnterUnitMonPresent() );
@@ -80,18 +90,35 @@ TEST_F( DrainWatchSmUnits, enterMonitorsTheUnitUnderItsGeneration ) {
    busy( et1 );
    rig.unitIs( "u1", { et1 } );
    rig.start();
-   Vel::TraceCapture traces;
+   UnitSequence sequence( rig );
+   enterRequested( "u1#3" );
+   EXPECT_EQ(
+      ( Lines{
+         "doStageForInstance: unit u1, genId 3, stage drainwatch, op 1",
+         "handleUnitMaintenanceEnter: unit - u1, genId 3", "numMaintEnter 1", "unitMonIntfInput u1",
+         "unitDrainedIntf u1", "getIntfProfile: intf et1, profile p", "unitMon u1",
+         "handleUnitMaintenanceEnter: started traffic monitoring for unit u1" } ),
+      sequence.lines() );
+   EXPECT_EQ(
+      ( Lines{ "unit u1, genId 3, stage drainwatch, op 1", "started traffic monitoring for unit u1" } ),
+      sequence.logged() );
+   const UnitMonSm * unitMonSm = rig.root->unitMon( "u1" );
+   ASSERT_TRUE( unitMonSm );
+   EXPECT_EQ( "u1", unitMonSm->unitName() );
+   EXPECT_EQ( 3u, unitMonSm->genId() );
+   EXPECT_EQ( rig.root.get(), unitMonSm->rootSm() );
+   EXPECT_EQ( rig.root->unitMonIntfInput()->unitIntfInput( "u1" ), unitMonSm->monIntf().get() );
+   EXPECT_EQ( rig.root->unitDrainedIntf()->unitIntfInput( "u1" ), unitMonSm->drainedIntf().get() );
+   EXPECT_NE( unitMonSm->monIntf(), unitMonSm->drainedIntf() );
+}
+
+TEST_F( DrainWatchSmUnits, enterDoesNotCompleteTheStageOfABusyUnit ) {
+   busy( et1 );
+   rig.unitIs( "u1", { et1 } );
+   rig.start();
    rig.enter( "u1" );
-   ASSERT_TRUE( rig.root->unitMon( "u1" ) );
-   EXPECT_EQ( 1u, rig.root->unitMon( "u1" )->genId() );
-   EXPECT_EQ(
-      rig.root->unitMonIntfInput()->unitIntfInput( "u1" ), rig.root->unitMon( "u1" )->monIntf().get() );
-   EXPECT_EQ(
-      rig.root->unitDrainedIntf()->unitIntfInput( "u1" ), rig.root->unitMon( "u1" )->drainedIntf().get() );
-   EXPECT_EQ( 1u, rig.counters().numMaintEnter() );
-   EXPECT_FALSE( rig.enterComplete( "u1" ) );
-   EXPECT_TRUE( traces.has( "handleUnitMaintenanceEnter: unit - u1, genId 1", 4 ) );
-   EXPECT_TRUE( traces.has( "handleUnitMaintenanceEnter: started traffic monitoring for unit u1", 4 ) );
+   EXPECT_EQ( 0u, rig.enterClass.agentStatus->completes() );
+   EXPECT_EQ( 0u, rig.counters().numNotifyStageCompletion() );
 }
 
 TEST_F( DrainWatchSmUnits, theMonitorOfAUnitIsSwitchedOn ) {
@@ -103,40 +130,68 @@ TEST_F( DrainWatchSmUnits, theMonitorOfAUnitIsSwitchedOn ) {
    EXPECT_EQ( 0u, rig.root->intfMons() );
 }
 
+/// The old monitor reports the exit of generation 4, of which there is no instance.
 TEST_F( DrainWatchSmUnits, aSecondEnterExitsTheOldCycleFirst ) {
    rig.unitIs( "u1", {} );
    rig.start();
-   rig.root->doStageForInstance( maintEnterClass, stageName, "u1#3" );
-   Vel::TraceCapture traces;
-   rig.root->doStageForInstance( maintEnterClass, stageName, "u1#4" );
-   EXPECT_EQ( 2u, rig.counters().numMaintEnter() );
-   EXPECT_EQ( 1u, rig.counters().numMaintEnterUnitMonPresent() );
-   EXPECT_EQ( 1u, rig.counters().numMaintExit() );
-   EXPECT_EQ( 0u, rig.counters().numMaintExitInMaintModeEnter() );
+   enterRequested( "u1#3" );
+   UnitSequence sequence( rig );
+   enterRequested( "u1#4" );
+   EXPECT_EQ(
+      ( Lines{
+         "doStageForInstance: unit u1, genId 4, stage drainwatch, op 1",
+         "handleUnitMaintenanceEnter: unit - u1, genId 4",
+         "numMaintEnter 2",
+         "numMaintEnterUnitMonPresent 1",
+         "handleUnitMaintenanceEnter: Unit u1 (genId 3) exists. Exiting maintenance",
+         "handleUnitMaintenanceExit: unit - u1, genId 4",
+         "numMaintExit 1",
+         "genId 4",
+         "notifyStageCompletion: No instance found for genId 4 unitName u1",
+         "numNoNotifyNoStageInput 2",
+         "unitMonIntfInput u1 gone",
+         "unitDrainedIntf u1 gone",
+         "unitMon u1 gone",
+         "handleUnitMaintenanceExit: done with traffic monitoring for unit u1",
+         "unitMonIntfInput u1",
+         "unitDrainedIntf u1",
+         "notifyStageCompletion: No instance found for genId 4 unitName u1",
+         "numNoNotifyNoStageInput 3",
+         "unitMon u1",
+         "handleUnitMaintenanceEnter: started traffic monitoring for unit u1" } ),
+      sequence.lines() );
+   EXPECT_EQ(
+      ( Lines{
+         "unit u1, genId 4, stage drainwatch, op 1", "Unit u1 (genId 3) exists. Exiting maintenance",
+         "done with traffic monitoring for unit u1", "started traffic monitoring for unit u1" } ),
+      sequence.logged() );
    EXPECT_EQ( 1u, rig.root->unitMons() );
    EXPECT_EQ( 4u, rig.root->unitMon( "u1" )->genId() );
-   EXPECT_TRUE( traces.has( "Unit u1 (genId 3) exists. Exiting maintenance", 4 ) );
-   // The old monitor has reported the exit of generation 4, of which there is no instance.
-   EXPECT_TRUE( traces.has( "No instance found for genId 4 unitName u1" ) );
    EXPECT_EQ( 0u, rig.exitClass.agentStatus->completes() );
+   EXPECT_EQ( 0u, rig.enterClass.agentStatus->completes() );
 }
 
 TEST_F( DrainWatchSmUnits, theOldCycleOfASecondEnterCompletesTheExitOfItsGenerationIfThatIsListed ) {
    rig.unitIs( "u1", {} );
    listInstance( rig.exitClass, "u1#4" );
    rig.start();
-   rig.root->doStageForInstance( maintEnterClass, stageName, "u1#3" );
-   rig.root->doStageForInstance( maintEnterClass, stageName, "u1#4" );
+   enterRequested( "u1#3" );
+   enterRequested( "u1#4" );
    EXPECT_TRUE( complete( rig.exitClass, "u1#4" ) );
+   EXPECT_EQ( 1u, rig.exitClass.agentStatus->completes() );
 }
 
 TEST_F( DrainWatchSmUnits, aSecondEnterOfAnEnteringUnitCountsAsAnExitThatInterrupts ) {
    rig.unitIs( "u1", {} );
    rig.unit( "u1" ).stateIs( UnitState::enterInProgress );
    rig.start();
-   rig.root->doStageForInstance( maintEnterClass, stageName, "u1#3" );
-   rig.root->doStageForInstance( maintEnterClass, stageName, "u1#4" );
-   EXPECT_EQ( 1u, rig.counters().numMaintExitInMaintModeEnter() );
+   enterRequested( "u1#3" );
+   const CounterChanges changes( rig.counters() );
+   enterRequested( "u1#4" );
+   EXPECT_EQ(
+      "numMaintEnter 1, numMaintExit 1, numMaintEnterUnitMonPresent 1, numMaintExitInMaintModeEnter 1, "
+      "numNoNotifyNoStageInput 2",
+      changes.text() );
 }
 
 /// The removals by which the old monitor is emptied are checked like any other, under the new generation. The framework
@@ -145,11 +200,37 @@ TEST_F( DrainWatchSmUnits, aSecondEnterOfABusyUnitIsCompletedByTheReleaseOfTheFi
    busy( et1 );
    rig.unitIs( "u1", { et1 } );
    rig.start();
-   rig.root->doStageForInstance( maintEnterClass, stageName, "u1#3" );
+   enterRequested( "u1#3" );
    listInstance( rig.enterClass, "u1#4" );
    EXPECT_FALSE( complete( rig.enterClass, "u1#4" ) );
-   rig.root->doStageForInstance( maintEnterClass, stageName, "u1#4" );
-   EXPECT_TRUE( complete( rig.enterClass, "u1#4" ) );
+   UnitSequence sequence( rig );
+   enterRequested( "u1#4" );
+   EXPECT_EQ(
+      ( Lines{
+         "doStageForInstance: unit u1, genId 4, stage drainwatch, op 1",
+         "handleUnitMaintenanceEnter: unit - u1, genId 4",
+         "numMaintEnter 2",
+         "numMaintEnterUnitMonPresent 1",
+         "handleUnitMaintenanceEnter: Unit u1 (genId 3) exists. Exiting maintenance",
+         "handleUnitMaintenanceExit: unit - u1, genId 4",
+         "numMaintExit 1",
+         "genId 4",
+         "getIntfProfile: intf et1, profile p",
+         "notifyStageCompletion: Unit - u1, genId 4, op 1, stage drainwatch ",
+         "enter complete u1#4",
+         "numNotifyStageCompletion 1",
+         "notifyStageCompletion: No instance found for genId 4 unitName u1",
+         "numNoNotifyNoStageInput 1",
+         "unitMonIntfInput u1 gone",
+         "unitDrainedIntf u1 gone",
+         "unitMon u1 gone",
+         "handleUnitMaintenanceExit: done with traffic monitoring for unit u1",
+         "unitMonIntfInput u1",
+         "unitDrainedIntf u1",
+         "getIntfProfile: intf et1, profile p",
+         "unitMon u1",
+         "handleUnitMaintenanceEnter: started traffic monitoring for unit u1" } ),
+      sequence.lines() );
    EXPECT_EQ( 1u, rig.root->unitMon( "u1" )->monIntf()->intfs() );
    EXPECT_EQ( 0u, rig.root->unitMon( "u1" )->drainedIntf()->intfs() );
 }
@@ -170,15 +251,9 @@ TEST_F( DrainWatchSmUnits, aMonitorThatAppearsWhileTheOldCycleExitsIsFatal ) {
    };
    Vel::Watch< VelRoot > watch;
    watch.is( rig.root, rig.root.get() ).hasNotificationActiveIs( true );
-   {
-      Vel::AssertionsThrow assertionsThrow;
-      try {
-         rig.root->handleUnitMaintenanceEnter( "u1", 4 );
-         FAIL();
-      } catch ( const Vel::AssertionFailed & failure ) {
-         EXPECT_STREQ( "!unitMon( unitName )", failure.what() );
-      }
-   }
+   EXPECT_EQ( "!unitMon( unitName )", Vel::failedAssertion( [&] {
+                 rig.root->handleUnitMaintenanceEnter( "u1", 4 );
+              } ) );
    watch.del();
 }
 
@@ -195,26 +270,43 @@ TEST_F( DrainWatchSmUnits, aStageStatusThatIsWrittenAfterTheStageIsNeverLookedAt
 
 // ---- exit
 
-TEST_F( DrainWatchSmUnits, exitReleasesTheMonitorAndReportsItsOwnGeneration ) {
+TEST_F( DrainWatchSmUnits, exitReleasesTheMonitorWhichReportsTheExitsGeneration ) {
+   rig.unitIs( "u1", {} );
+   rig.start();
+   enterRequested( "u1#3" );
+   rig.entered( "u1" );
+   listInstance( rig.exitClass, "u1#5" );
+   UnitSequence sequence( rig );
+   exitRequested( "u1#5" );
+   EXPECT_EQ(
+      ( Lines{
+         "doStageForInstance: unit u1, genId 5, stage drainwatch, op 2",
+         "handleUnitMaintenanceExit: unit - u1, genId 5", "numMaintExit 1", "genId 5",
+         "notifyStageCompletion: Unit - u1, genId 5, op 2, stage drainwatch ", "exit complete u1#5",
+         "numNotifyStageCompletion 1", "unitMonIntfInput u1 gone", "unitDrainedIntf u1 gone",
+         "unitMon u1 gone", "handleUnitMaintenanceExit: done with traffic monitoring for unit u1" } ),
+      sequence.lines() );
+   EXPECT_EQ(
+      ( Lines{
+         "unit u1, genId 5, stage drainwatch, op 2",
+         "Notifying stage completion - unit u1 ,genId 5, stage drainwatch, op 2",
+         "done with traffic monitoring for unit u1" } ),
+      sequence.logged() );
+   EXPECT_EQ( 0u, rig.root->unitMons() );
+}
+
+TEST_F( DrainWatchSmUnits, exitStopsTheInterfacesOfTheUnit ) {
    busy( et1 );
    rig.unitIs( "u1", { et1 } );
    rig.start();
    rig.enter( "u1" );
    rig.entered( "u1" );
-   Vel::TraceCapture traces;
    rig.exit( "u1" );
-   EXPECT_EQ( 0u, rig.root->unitMons() );
    EXPECT_EQ( 0u, rig.root->intfMons() );
-   EXPECT_EQ( 0u, rig.root->unitMonIntfInput()->unitIntfInputs() );
-   EXPECT_EQ( 0u, rig.root->unitDrainedIntf()->unitIntfInputs() );
-   EXPECT_TRUE( rig.exitComplete( "u1" ) );
+   EXPECT_EQ( 0u, rig.monIntfStatusDir->monIntfStatuss() );
    EXPECT_TRUE( complete( rig.exitClass, "u1#2" ) );
    EXPECT_EQ( 1u, rig.counters().numMaintExit() );
    EXPECT_EQ( 0u, rig.counters().numMaintExitInMaintModeEnter() );
-   EXPECT_TRUE( traces.has( "handleUnitMaintenanceExit: unit - u1, genId 2", 4 ) );
-   EXPECT_TRUE( traces.has( "prepareToDie: unit u1, genId 2" ) );
-   EXPECT_EQ( 1u, traces.count( "prepareToDie: unit u1" ) );
-   EXPECT_TRUE( traces.has( "handleUnitMaintenanceExit: done with traffic monitoring for unit u1", 4 ) );
 }
 
 /// Each removal by which the monitor is emptied reports the enter of a generation that only the exit has.
@@ -229,11 +321,10 @@ TEST_F( DrainWatchSmUnits, theExitOfAUnitWithFourDrainedInterfacesIsRefusedFourT
    rig.advance( 30 );
    ASSERT_TRUE( rig.enterComplete( "u1" ) );
    rig.entered( "u1" );
-   const auto refused = rig.counters().numNoNotifyNoStageInput();
-   const auto completed = rig.counters().numNotifyStageCompletion();
+   const CounterChanges changes( rig.counters() );
    rig.exit( "u1" );
-   EXPECT_EQ( 4u, rig.counters().numNoNotifyNoStageInput() - refused );
-   EXPECT_EQ( 1u, rig.counters().numNotifyStageCompletion() - completed );
+   EXPECT_EQ( "numMaintExit 1, numNotifyStageCompletion 1, numNoNotifyNoStageInput 4", changes.text() );
+   EXPECT_TRUE( rig.exitComplete( "u1" ) );
 }
 
 /// The framework retires the enter instance and takes a new generation, which keeps this out of reach.
@@ -242,33 +333,93 @@ TEST_F( DrainWatchSmUnits, anExitUnderTheGenerationOfAnEnterThatIsStillListedCom
    rig.unitIs( "u1", { et1 } );
    rig.start();
    rig.enter( "u1" );
-   rig.root->doStageForInstance( maintExitClass, stageName, "u1#1" );
-   EXPECT_TRUE( complete( rig.enterClass, "u1#1" ) );
+   listInstance( rig.exitClass, "u1#1" );
+   UnitSequence sequence( rig );
+   exitRequested( "u1#1" );
+   EXPECT_EQ(
+      ( Lines{
+         "doStageForInstance: unit u1, genId 1, stage drainwatch, op 2",
+         "handleUnitMaintenanceExit: unit - u1, genId 1", "numMaintExit 1", "numMaintExitInMaintModeEnter 1",
+         "getIntfProfile: intf et1, profile p",
+         "notifyStageCompletion: Unit - u1, genId 1, op 1, stage drainwatch ", "enter complete u1#1",
+         "numNotifyStageCompletion 1", "notifyStageCompletion: Unit - u1, genId 1, op 2, stage drainwatch ",
+         "exit complete u1#1", "numNotifyStageCompletion 2", "unitMonIntfInput u1 gone",
+         "unitDrainedIntf u1 gone", "unitMon u1 gone",
+         "handleUnitMaintenanceExit: done with traffic monitoring for unit u1" } ),
+      sequence.lines() );
 }
 
 TEST_F( DrainWatchSmUnits, theExitOfAUnitThatIsNotMonitoredCompletesAllTheSame ) {
    rig.unitIs( "u1", {} );
+   listInstance( rig.exitClass, "u1#5" );
    rig.start();
-   Vel::TraceCapture traces;
-   rig.exit( "u1" );
-   EXPECT_TRUE( rig.exitComplete( "u1" ) );
-   EXPECT_EQ( 1u, rig.counters().numMaintExitNoUnitMon() );
-   EXPECT_EQ( 1u, rig.counters().numNotifyStageCompletion() );
-   EXPECT_TRUE(
-      traces.has( "Got maintenance exit notification when unitMonSm does not exist - unit u1", 4 ) );
-   EXPECT_TRUE( traces.has( "  notifying stage completion anyway.", 4 ) );
+   UnitSequence sequence( rig );
+   exitRequested( "u1#5" );
+   EXPECT_EQ(
+      ( Lines{
+         "doStageForInstance: unit u1, genId 5, stage drainwatch, op 2",
+         "handleUnitMaintenanceExit: unit - u1, genId 5", "numMaintExit 1", "numMaintExitNoUnitMon 1",
+         "handleUnitMaintenanceExit: Got maintenance exit notification when unitMonSm does not exist - "
+         "unit u1",
+         "handleUnitMaintenanceExit:   notifying stage completion anyway.",
+         "notifyStageCompletion: Unit - u1, genId 5, op 2, stage drainwatch ", "exit complete u1#5",
+         "numNotifyStageCompletion 1" } ),
+      sequence.lines() );
+   EXPECT_EQ(
+      ( Lines{
+         "unit u1, genId 5, stage drainwatch, op 2",
+         "notifying stage completion for non-existent unitMonSm u1",
+         "Notifying stage completion - unit u1 ,genId 5, stage drainwatch, op 2" } ),
+      sequence.logged() );
 }
 
+/// Only a unit that is still entering is interrupted.
 TEST_F( DrainWatchSmUnits, anExitThatInterruptsAnEnterIsCountedAndGoesOnAsUsual ) {
-   busy( et1 );
-   rig.unitIs( "u1", { et1 } );
+   for ( const Vel::U32 state : { 0u, 1u, 2u, 3u, 4u, 5u } ) {
+      SCOPED_TRACE( state );
+      PluginRig world;
+      world.unitIs( "u1", {} );
+      listInstance( world.exitClass, "u1#2" );
+      world.start();
+      world.root->handleUnitMaintenanceEnter( "u1", 1 );
+      world.unit( "u1" ).stateIs( UnitState( state ) );
+      const CounterChanges changes( world.counters() );
+      world.root->handleUnitMaintenanceExit( "u1", 2 );
+      EXPECT_EQ(
+         state == 2 ? "numMaintExit 1, numMaintExitInMaintModeEnter 1, numNotifyStageCompletion 1"
+                    : "numMaintExit 1, numNotifyStageCompletion 1",
+         changes.text() );
+      EXPECT_EQ( 0u, world.root->unitMons() );
+      EXPECT_TRUE( complete( world.exitClass, "u1#2" ) );
+   }
+}
+
+TEST_F( DrainWatchSmUnits, theExitOfAUnitWithoutStatusReleasesItsMonitorAndIsNotCompleted ) {
+   listInstance( rig.exitClass, "u1#5" );
    rig.start();
-   rig.enter( "u1" );
-   listInstance( rig.exitClass, "u1#2" );
-   rig.root->doStageForInstance( maintExitClass, stageName, "u1#2" );
-   EXPECT_EQ( 1u, rig.counters().numMaintExitInMaintModeEnter() );
+   enterRequested( "u1#3" );
+   UnitSequence sequence( rig );
+   exitRequested( "u1#5" );
+   EXPECT_EQ(
+      ( Lines{
+         "doStageForInstance: unit u1, genId 5, stage drainwatch, op 2",
+         "handleUnitMaintenanceExit: unit - u1, genId 5", "numMaintExit 1", "genId 5",
+         "notifyStageCompletion: Unit u1 ,genId 5does not exit in unit status directory",
+         "numNoNotifyNoUnitStatus 1", "unitMonIntfInput u1 gone", "unitDrainedIntf u1 gone",
+         "unitMon u1 gone", "handleUnitMaintenanceExit: done with traffic monitoring for unit u1" } ),
+      sequence.lines() );
+   EXPECT_EQ( 0u, rig.exitClass.agentStatus->completes() );
+}
+
+TEST_F( DrainWatchSmUnits, anExitWithoutTheUnitsDirectoryReleasesTheMonitor ) {
+   rig.unitIs( "u1", {} );
+   rig.start();
+   rig.root->unitStatusDirDel();
+   enterRequested( "u1#3" );
+   const CounterChanges changes( rig.counters() );
+   exitRequested( "u1#5" );
+   EXPECT_EQ( "numMaintExit 1, numNoNotifyNoStageInput 1", changes.text() );
    EXPECT_EQ( 0u, rig.root->unitMons() );
-   EXPECT_TRUE( complete( rig.exitClass, "u1#2" ) );
 }
 
 // ---- the unit's status
@@ -277,262 +428,79 @@ TEST_F( DrainWatchSmUnits, deletingAUnitsStatusReleasesItsMonitor ) {
    rig.unitIs( "u1", {} );
    rig.start();
    rig.enter( "u1" );
-   Vel::TraceCapture traces;
+   UnitSequence sequence( rig );
    rig.unitStatusDir->statusDel( "u1" );
+   EXPECT_EQ(
+      ( Lines{
+         "handleUnitStatus: u1", "numUnitStatusDel 1",
+         "notifyStageCompletion: No instance found for genId 1 unitName u1", "numNoNotifyNoStageInput 1",
+         "unitMonIntfInput u1 gone", "unitDrainedIntf u1 gone", "unitMon u1 gone",
+         "handleUnitStatus: Deleted unitMonSm for unit u1" } ),
+      sequence.lines() );
+   EXPECT_EQ( Lines{ "Deleted unitMonSm for unit u1" }, sequence.logged() );
    EXPECT_EQ( 0u, rig.root->unitMons() );
-   EXPECT_EQ( 1u, rig.counters().numUnitStatusDel() );
-   EXPECT_TRUE( traces.has( "handleUnitStatus: u1", 5 ) );
-   EXPECT_TRUE( traces.has( "Deleted unitMonSm for unit u1", 4 ) );
-   const auto refused = rig.counters().numNoNotifyNoUnitStatus();
-   rig.root->notifyStageCompletion( "u1", 1, MaintenanceOp::enter );
-   EXPECT_EQ( refused + 1, rig.counters().numNoNotifyNoUnitStatus() );
 }
 
-TEST_F( DrainWatchSmUnits, aUnitThatIsDeletedIsCountedBeforeItsMonitorGoes ) {
+TEST_F( DrainWatchSmUnits, aUnitWhoseStatusIsGoneIsNotCompletedAnyMore ) {
    rig.unitIs( "u1", {} );
+   listInstance( rig.enterClass, "u1#3" );
    rig.start();
-   rig.enter( "u1" );
-   struct Seen {
-      Vel::U32 deletions = 0;
-   } seen;
-   struct VelRoot final : Vel::ReactorTo< Seen, DrainWatchSm > {
-      using ReactorTo::ReactorTo;
-      void onUnitMon( const Vel::String & ) override {
-         sm()->deletions = entity()->counters()->numUnitStatusDel();
-      }
-   };
-   Vel::Watch< VelRoot > watch;
-   watch.is( rig.root, &seen ).hasNotificationActiveIs( true );
+   rig.root->handleUnitMaintenanceEnter( "u1", 3 );
+   ASSERT_TRUE( complete( rig.enterClass, "u1#3" ) );
+   rig.enterClass.agentStatus->completeDelAll();
    rig.unitStatusDir->statusDel( "u1" );
-   EXPECT_EQ( 1u, seen.deletions );
+   UnitSequence sequence( rig );
+   rig.root->notifyStageCompletion( "u1", 3, MaintenanceOp::enter );
+   EXPECT_EQ(
+      ( Lines{
+         "notifyStageCompletion: Unit u1 ,genId 3does not exit in unit status directory",
+         "numNoNotifyNoUnitStatus 1" } ),
+      sequence.lines() );
+   EXPECT_EQ( 0u, rig.enterClass.agentStatus->completes() );
 }
 
 TEST_F( DrainWatchSmUnits, deletingTheStatusOfAUnitThatIsNotMonitoredDoesNothing ) {
    rig.unitIs( "u1", {} );
+   rig.unitIs( "u2", {} );
    rig.start();
+   rig.enter( "u2" );
+   const CounterChanges changes( rig.counters() );
+   UnitSequence sequence( rig );
    rig.unitStatusDir->statusDel( "u1" );
-   EXPECT_EQ( 0u, rig.counters().numUnitStatusDel() );
+   EXPECT_EQ( Lines{ "handleUnitStatus: u1" }, sequence.lines() );
+   EXPECT_EQ( Lines{}, sequence.logged() );
+   EXPECT_EQ( "", changes.text() );
+   EXPECT_EQ( 1u, rig.root->unitMons() );
 }
 
 TEST_F( DrainWatchSmUnits, aUnitsStatusDoesNotStartOrStopAnything ) {
    rig.unitIs( "u1", {} );
    rig.start();
-   rig.unit( "u1" ).stateIs( UnitState::enterInProgress );
-   rig.unit( "u2" );
-   EXPECT_EQ( 0u, rig.root->unitMons() );
    rig.enter( "u1" );
-   rig.unit( "u1" ).stateIs( UnitState::exitInProgress );
+   const CounterChanges changes( rig.counters() );
+   UnitSequence sequence( rig );
+   for ( const Vel::U32 state : { 2u, 3u, 5u, 1u } ) {
+      rig.unit( "u1" ).stateIs( UnitState( state ) );
+      rig.unit( Vel::text( "u", state + 1 ) ).stateIs( UnitState( state ) );
+   }
+   rig.root->handleUnitStatus( "u1" );
+   EXPECT_EQ(
+      ( Lines{
+         "handleUnitStatus: u3", "handleUnitStatus: u4", "handleUnitStatus: u6", "handleUnitStatus: u2",
+         "handleUnitStatus: u1" } ),
+      sequence.lines() );
+   EXPECT_EQ( "", changes.text() );
    EXPECT_EQ( 1u, rig.root->unitMons() );
 }
 
-// ---- completion
-
-TEST_F( DrainWatchSmUnits, completionIsRefusedWhereItHasNoPlace ) {
-   struct Case {
-      const char * what;
-      MaintenanceOp op;
-      bool instance, listed, running, unit;
-      const char * trace;
-      Vel::U32 ( DrainWatchSmDebugCounters::*counter )() const;
-   };
-   const char * const noInstance = "No instance found for genId 7 unitName u1";
-   const char * const notActive = "Unit u1, genId 7 - DrainWatch not among active stages. Not notifying ";
-   const char * const noUnit = "Unit u1 ,genId 7does not exit in unit status directory";
-   const auto counterNoInstance = &DrainWatchSmDebugCounters::numNoNotifyNoStageInput;
-   const auto counterNotActive = &DrainWatchSmDebugCounters::numNoNotifyActiveStageMismatch;
-   const auto counterNoUnit = &DrainWatchSmDebugCounters::numNoNotifyNoUnitStatus;
-   const auto enter = MaintenanceOp::enter;
-   const auto exit = MaintenanceOp::exit;
-   for ( const Case & c : {
-            Case{ "nothing at all", enter, false, false, false, false, noInstance, counterNoInstance },
-            Case{ "no instance", enter, false, false, false, true, noInstance, counterNoInstance },
-            Case{ "no exit instance", exit, false, false, false, true, noInstance, counterNoInstance },
-            Case{ "another stage", enter, true, false, false, true, notActive, counterNotActive },
-            Case{ "stage not on", enter, true, true, false, true, notActive, counterNotActive },
-            Case{ "stage not on, no unit", exit, true, true, false, false, notActive, counterNotActive },
-            Case{ "no unit", enter, true, true, true, false, noUnit, counterNoUnit },
-            Case{ "no unit at exit", exit, true, true, true, false, noUnit, counterNoUnit },
-         } ) {
-      SCOPED_TRACE( c.what );
-      PluginRig world;
-      PluginRig::StageClass & stageClass = c.op == enter ? world.enterClass : world.exitClass;
-      if ( c.instance ) {
-         auto * progress = stageClass.progressDir->progressIs( "u1#7" );
-         progress->stageStatusIs( "other", Stage::stageRunning );
-         if ( c.listed )
-            progress->stageStatusIs( stageName, c.running ? Stage::stageRunning : Stage::stageInactive );
-      }
-      if ( c.unit )
-         world.unit( "u1" );
-      world.start();
-      Vel::TraceCapture traces;
-      world.root->notifyStageCompletion( "u1", 7, c.op );
-      EXPECT_EQ( 1u, traces.lines().size() );
-      EXPECT_TRUE( traces.has( c.trace, 4 ) );
-      EXPECT_EQ( 1u, ( world.counters().*c.counter )() );
-      EXPECT_EQ( 0u, world.counters().numNotifyStageCompletion() );
-      EXPECT_EQ( 0u, world.enterClass.agentStatus->completes() );
-      EXPECT_EQ( 0u, world.exitClass.agentStatus->completes() );
-   }
-}
-
-TEST_F( DrainWatchSmUnits, completionIsReportedToTheHelperOfItsOperation ) {
-   rig.unit( "u1" );
-   listInstance( rig.enterClass, "u1#7" );
-   listInstance( rig.exitClass, "u1#7" );
-   rig.start();
-   Vel::TraceCapture traces;
-   rig.root->notifyStageCompletion( "u1", 7, MaintenanceOp::enter );
-   EXPECT_TRUE( complete( rig.enterClass, "u1#7" ) );
-   EXPECT_FALSE( complete( rig.exitClass, "u1#7" ) );
-   EXPECT_TRUE( traces.has( "notifyStageCompletion: Unit - u1, genId 7, op enter, stage drainwatch ", 4 ) );
-   rig.root->notifyStageCompletion( "u1", 7, MaintenanceOp::exit );
-   EXPECT_TRUE( complete( rig.exitClass, "u1#7" ) );
-   EXPECT_EQ( 2u, rig.counters().numNotifyStageCompletion() );
-}
-
-TEST_F( DrainWatchSmUnits, aStageThatIsOverButStillSetMayBeCompleted ) {
-   rig.unit( "u1" );
-   listInstance( rig.enterClass, "u1#7" );
-   rig.enterClass.progressDir->progress( "u1#7" )->stageStatusIs( stageName, Stage::stageComplete );
-   rig.start();
-   rig.root->notifyStageCompletion( "u1", 7, MaintenanceOp::enter );
-   EXPECT_TRUE( complete( rig.enterClass, "u1#7" ) );
-}
-
-TEST_F( DrainWatchSmUnits, aCompletionIsCountedOnceItIsWritten ) {
-   rig.unit( "u1" );
-   listInstance( rig.enterClass, "u1#7" );
-   rig.start();
-   struct Seen {
-      const PluginRig & rig;
-      Vel::U32 completions = 99;
-   } seen{ rig };
-   struct VelAgentStatus final : Vel::ReactorTo< Seen, Stage::AgentStatus > {
-      using ReactorTo::ReactorTo;
-      void onComplete( const Stage::AgentStatusKey & ) override {
-         sm()->completions = sm()->rig.counters().numNotifyStageCompletion();
-      }
-   };
-   Vel::Watch< VelAgentStatus > watch;
-   watch.is( rig.enterClass.agentStatus, &seen ).hasNotificationActiveIs( true );
-   rig.root->notifyStageCompletion( "u1", 7, MaintenanceOp::enter );
-   EXPECT_EQ( 0u, seen.completions );
-   EXPECT_EQ( 1u, rig.counters().numNotifyStageCompletion() );
-}
-
-TEST_F( DrainWatchSmUnits, aRepeatedCompletionIsCountedAndStaysOneEntry ) {
-   rig.unit( "u1" );
-   listInstance( rig.enterClass, "u1#7" );
-   rig.start();
-   rig.root->notifyStageCompletion( "u1", 7, MaintenanceOp::enter );
-   rig.root->notifyStageCompletion( "u1", 7, MaintenanceOp::enter );
-   EXPECT_EQ( 2u, rig.counters().numNotifyStageCompletion() );
-   EXPECT_EQ( 0u, rig.counters().numNoNotifyAlreadyNotified() );
-   EXPECT_EQ( 1u, rig.enterClass.agentStatus->completes() );
-}
-
-TEST_F( DrainWatchSmUnits, aCompletionEndsQuietlyAfterItsChecksOnceTheHelperIsReleased ) {
-   rig.unit( "u1" );
-   listInstance( rig.enterClass, "u1#7" );
-   rig.start();
-   rig.root->maintEnterStageHelperDel();
-   Vel::TraceCapture traces;
-   rig.root->notifyStageCompletion( "u1", 7, MaintenanceOp::enter );
-   EXPECT_TRUE( traces.lines().empty() );
-   EXPECT_EQ( 0u, rig.counters().numNotifyStageCompletion() );
-   EXPECT_EQ( 0u, rig.enterClass.agentStatus->completes() );
-   // The checks come first: they count without a helper too.
-   rig.root->notifyStageCompletion( "u1", 8, MaintenanceOp::enter );
-   EXPECT_EQ( 1u, rig.counters().numNoNotifyNoStageInput() );
-}
-
-TEST_F( DrainWatchSmUnits, theFastLogTellsWhatBecameOfAUnit ) {
+TEST_F( DrainWatchSmUnits, withoutTheUnitsDirectoryEveryUnitIsGone ) {
    rig.unitIs( "u1", {} );
    rig.start();
-   FastLog::Capture log;
-   rig.root->doStageForInstance( maintEnterClass, stageName, "u1#3" );
-   EXPECT_TRUE( log.has( "unit u1, genId 3, stage drainwatch, op enter" ) );
-   EXPECT_TRUE( log.has( "started traffic monitoring for unit u1" ) );
-   listInstance( rig.enterClass, "u1#4" );
-   rig.root->doStageForInstance( maintEnterClass, stageName, "u1#4" );
-   EXPECT_TRUE( log.has( "Unit u1 (genId 3) exists. Exiting maintenance" ) );
-   EXPECT_TRUE( log.has( "Notifying stage completion - unit u1 ,genId 4, stage drainwatch, op enter" ) );
-   EXPECT_TRUE( log.has( " agentStatus=MaintenanceMode stage=drainwatch instanceName=u1#4 del=0" ) );
-   rig.root->doStageForInstance( maintExitClass, stageName, "u1#5" );
-   EXPECT_TRUE( log.has( "done with traffic monitoring for unit u1" ) );
-   rig.root->doStageForInstance( maintExitClass, stageName, "u1#6" );
-   EXPECT_TRUE( log.has( "notifying stage completion for non-existent unitMonSm u1" ) );
-   rig.root->doStageForInstance( maintEnterClass, stageName, "u1#7" );
-   rig.unitStatusDir->statusDel( "u1" );
-   EXPECT_TRUE( log.has( "Deleted unitMonSm for unit u1" ) );
-}
-
-// ---- the collection
-
-struct DrainWatchSmUnitMon : DrainWatchSmUnits {
-   Vel::Ptr< UnitIntfInput > monIntf = Vel::make< UnitIntfInput >( "u1" );
-   Vel::Ptr< UnitIntfInput > drainedIntf = Vel::make< UnitIntfInput >( "u1" );
-   Vel::Ptr< UnitIntfInput > other = Vel::make< UnitIntfInput >( "u2" );
-
-   Vel::String refusal(
-      DrainWatchSm * root, const Vel::Ptr< UnitIntfInput > & mon,
-      const Vel::Ptr< UnitIntfInput > & drained ) {
-      try {
-         rig.root->unitMonIs( "u1", 9, root, mon, drained );
-      } catch ( const Vel::NameInUse & error ) {
-         return error.what();
-      }
-      return "not refused";
-   }
-   static Vel::String text( const char * attribute, const char * newValue, const char * current ) {
-      return Vel::text(
-         "Reinstantiating the pointer interface where constructor parameter attribute ", attribute,
-         " has a different value of ", newValue, " than the current value of ", current, " not allowed" );
-   }
-};
-
-TEST_F( DrainWatchSmUnitMon, isTheOneThatIsThereWithTheNewGeneration ) {
-   rig.start();
-   const auto first = rig.root->unitMonIs( "u1", 3, rig.root.get(), monIntf, drainedIntf );
-   const auto second = rig.root->unitMonIs( "u1", 4, rig.root.get(), monIntf, drainedIntf );
-   EXPECT_EQ( first, second );
-   EXPECT_EQ( 4u, first->genId() );
-   EXPECT_EQ( 1u, rig.root->unitMons() );
-   // Without its entries in the root's directories the monitor could not be released in the ordinary way.
-   rig.root->unitMonIntfInput()->unitIntfInputPut( "u1", monIntf );
-   rig.root->unitDrainedIntf()->unitIntfInputPut( "u1", drainedIntf );
-}
-
-TEST_F( DrainWatchSmUnitMon, isRefusedIfItWasBuiltFromOtherObjects ) {
-   rig.start();
-   rig.root->unitMonIntfInput()->unitIntfInputPut( "u1", monIntf );
-   rig.root->unitDrainedIntf()->unitIntfInputPut( "u1", drainedIntf );
-   rig.root->unitMonIs( "u1", 3, rig.root.get(), monIntf, drainedIntf );
-   const char * const u1 = "MaintenanceMode::UnitIntfInput u1";
-   const char * const u2 = "MaintenanceMode::UnitIntfInput u2";
-   EXPECT_EQ(
-      text( "_rootSm", "null", "MaintenanceMode::DrainWatchSm" ), refusal( nullptr, monIntf, drainedIntf ) );
-   EXPECT_EQ( text( "_monIntf", u2, u1 ), refusal( rig.root.get(), other, drainedIntf ) );
-   EXPECT_EQ( text( "_drainedIntf", u2, u1 ), refusal( rig.root.get(), monIntf, other ) );
-   EXPECT_EQ( text( "_drainedIntf", "null", u1 ), refusal( rig.root.get(), monIntf, nullptr ) );
-   EXPECT_EQ( 3u, rig.root->unitMon( "u1" )->genId() );
-}
-
-TEST_F( DrainWatchSmUnitMon, preparesToDieOnceHoweverItIsReleased ) {
-   rig.start();
-   for ( const char * unitName : { "u1", "u2", "u3" } )
-      rig.root->handleUnitMaintenanceEnter( unitName, 1 );
-   Vel::TraceCapture traces;
-   rig.root->unitMonDel( "u2" );
-   EXPECT_EQ( 1u, traces.count( "prepareToDie: unit u2, genId 1" ) );
-   rig.root->unitMonDel( "u2" );
-   rig.root->unitMonDelAll();
-   for ( const char * unitName : { "u1", "u2", "u3" } ) {
-      SCOPED_TRACE( unitName );
-      EXPECT_EQ( 1u, traces.count( Vel::text( "prepareToDie: unit ", unitName ) ) );
-   }
+   rig.enter( "u1" );
+   rig.root->unitStatusDirDel();
+   rig.root->handleUnitStatus( "u1" );
    EXPECT_EQ( 0u, rig.root->unitMons() );
+   EXPECT_EQ( 1u, rig.counters().numUnitStatusDel() );
 }
 
 } // namespace
