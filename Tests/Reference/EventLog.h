@@ -13,7 +13,10 @@
 /// plain numbers. The story teller writes each event into the entities that the plug-in watches and hands the same event
 /// to the model; after each one it compares what both make of it. Nothing else is shared between the two.
 ///
-/// One event is one write (delivered to whoever watches before the next one begins), or one step of time.
+/// One event is one write (delivered to whoever watches before the next one begins), or one step of time. An event
+/// about something that is not there changes nothing, unless it says that it makes it: a threshold of a profile that
+/// has gone, a stage without a record, a crash of a plug-in that does not run. The same goes for one that makes what
+/// is there, or starts what runs. So events can be left out of a story and the rest still makes one.
 /// Interfaces, units, groups and profiles have numbers. Interfaces are numbered in the order of their ids, so the walk
 /// through a backlog in key order is a walk in the order of the numbers. Rates are bits per second, times seconds.
 namespace Reference {
@@ -41,7 +44,9 @@ struct World {
    int profiles = 0;
    double start = 0;              ///< what the clock shows at first
    double backlogQuantum = 0.010; ///< live seconds after which a run over the backlog pauses
-   double itemCost = 0;           ///< live seconds that each interface of the backlog takes
+   /// Live seconds that each supported interface of the backlog takes. They pass when its start or stop in its units
+   /// is counted; looking at the clock takes no time.
+   double itemCost = 0;
 };
 
 enum class StageClass { enter, exit };
@@ -74,9 +79,11 @@ enum class EventKind {
    groupIntfGone, ///< group, intf
    mapping,     ///< group, unit: the group belongs to the unit (an entry is made empty first, then this name)
    mappingGone, ///< group, unit: the last name gone, the entry goes
-   profileMade, ///< profile, with thresholdKbps, loadInterval, shutdown, maxDelay: a new one under this name
-   profileGone, ///< profile
-   threshold,   ///< profile, thresholdKbps
+   /// profile, with thresholdKbps, loadInterval, shutdown, maxDelay: a new one under this name, put there with its
+   /// values as one write; the one that is there leaves first
+   profileMade,
+   profileGone,  ///< profile
+   threshold,    ///< profile, thresholdKbps
    loadInterval, ///< profile, loadInterval
    shutdown,     ///< profile, shutdown
    maxDelay,     ///< profile, maxDelay
@@ -96,7 +103,7 @@ enum class EventKind {
    completionGone, ///< stageClass, unit, number
 
    // ---- time and the plug-in itself
-   turn, ///< deferred work runs, each task once; the clock stands
+   turn, ///< one turn of the loop: deferred work runs, each task once; the clock goes on only by what items took
    time, ///< to: the clock goes on, at every tick that is due what is due fires, then deferred work runs to its end.
    ///< Counters stand still meanwhile: what is to be seen at the end of it has been written before
    start,  ///< the plug-in starts on what it finds, then deferred work runs to its end
@@ -169,7 +176,9 @@ struct IntfMonitor {
    MonState initialState = MonState::enterMaint;
    Profile profile = none; ///< the one it holds, by name
    std::set< Unit > dependents;
-   std::optional< double > timer; ///< when its timer is due; nothing while it is disarmed
+   /// The time that its timer is set to, which is due at the first whole second from then on; nothing while it is
+   /// disarmed.
+   std::optional< double > timer;
    bool operator==( const IntfMonitor & ) const = default;
 };
 
@@ -197,24 +206,25 @@ struct Published {
    std::array< std::uint32_t, counterCount > counters{};
 };
 
-/// What was decided during one event, each with the clock's time. In the order of the kinds, then of the numbers:
-/// what one event decides about several interfaces is not ordered among them.
+/// What was decided during one event, each with the clock's time, in rising order: what one event decides about several
+/// interfaces is not ordered among them. Each is what a reactor to the entity it concerns would be told: a write that
+/// changes nothing decides nothing, and what comes and goes within one event is decided twice.
 struct Decision {
    enum class Kind {
-      entering,   ///< an interface is watched until it is quiet
-      under,      ///< it is under maintenance
-      stopped,    ///< it is watched no longer
-      shut,       ///< it is shut, or the time of it renewed
+      entering,   ///< an interface joins the set of those that are watched until they are quiet
+      under,      ///< it joins the set of those under maintenance
+      stopped,    ///< the state in its record becomes stopped: it is watched no longer
+      shut,       ///< it is shut, or the time of it becomes another
       released,   ///< it is not shut any longer
-      drained,    ///< the unit counts the interface as drained
-      notDrained, ///< it does not any longer
-      joined,     ///< the unit watches the interface
-      left,       ///< it does not any longer
-      completed,  ///< a stage of the unit is complete (intf is its generation, other the class)
+      drained,    ///< it joins those that the unit counts as drained
+      notDrained, ///< it leaves them
+      joined,     ///< it joins those that the unit watches
+      left,       ///< it leaves them
+      completed,  ///< a completion entry of the unit is made
    };
    Kind kind{};
-   int who = none;   ///< interface, or unit of completed
-   int other = none; ///< the unit concerned, if one
+   int who = none;   ///< interface; of completed the unit
+   int other = none; ///< the unit concerned, if one; of completed the generation
    double time = 0;
    auto operator<=>( const Decision & ) const = default;
 };
