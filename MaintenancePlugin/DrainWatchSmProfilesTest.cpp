@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-
 namespace MaintenanceMode {
 namespace {
 
@@ -49,10 +47,8 @@ struct DrainWatchSmProfiles : testing::Test {
 struct ProfileSequence : Sequence {
    explicit ProfileSequence( const DrainWatchSm & root ) {
       counters_.is( root.counters(), this ).hasNotificationActiveIs( true );
-      for ( const auto & [intf, intfMonSm] : root.intfMonRange() ) {
-         intfMons_.push_back( std::make_unique< Vel::Watch< VelIntfMon > >() );
-         intfMons_.back()->is( intfMonSm, this ).hasNotificationActiveIs( true );
-      }
+      for ( const auto & [intf, intfMonSm] : root.intfMonRange() )
+         intfMons_.add( intfMonSm, this );
    }
    struct VelCounters final : Vel::ReactorTo< ProfileSequence, DrainWatchSmDebugCounters > {
       using ReactorTo::ReactorTo;
@@ -69,7 +65,7 @@ struct ProfileSequence : Sequence {
       }
    };
    Vel::Watch< VelCounters > counters_;
-   std::vector< std::unique_ptr< Vel::Watch< VelIntfMon > > > intfMons_;
+   Watches< VelIntfMon > intfMons_;
 };
 
 // ---- resolution

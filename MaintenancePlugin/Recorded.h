@@ -4,6 +4,7 @@
 #include "Platform/FastLog/Capture.h"
 #include "Platform/Vel/Trace.h"
 
+#include <memory>
 #include <vector>
 
 /// Purpose: what a test has seen happen, as whole texts in their order, so that a piece that is missing, added or out of
@@ -55,6 +56,20 @@ class Sequence {
    FastLog::Capture log_;
    std::size_t taken_ = 0;
    Lines lines_;
+};
+
+/// Reactors of one kind to several entities, switched on.
+template < class Reactor >
+class Watches {
+ public:
+   template < class Entity, class Owner >
+   void add( const Vel::Ptr< Entity > & entity, Owner * owner ) {
+      watches_.push_back( std::make_unique< Vel::Watch< Reactor > >() );
+      watches_.back()->is( entity, owner ).hasNotificationActiveIs( true );
+   }
+
+ private:
+   std::vector< std::unique_ptr< Vel::Watch< Reactor > > > watches_;
 };
 
 /// By how much counters have moved since this was made.
