@@ -225,6 +225,28 @@ TEST_F( DrainStory, takesInAnInterfaceThatIsMappedDuringTheEnter ) {
    EXPECT_EQ( "+3", Vel::text( "+", rig.record( et2 )->startTime() - Cog::ManualClock::defaultStartTime ) );
 }
 
+TEST_F( DrainStory, endsWithAnExitThatReleasesWhatWasShutAndLeavesNoRecordAndNoRate ) {
+   rig.unitIs( "u1", { et1 } );
+   rig.profileIs( "fast", 100, 10, true, 20 );
+   rig.trafficIs( et1, { 1e9, 2e9 } );
+   rig.start();
+   rig.unit( "u1" ).genIdIs( 2 );
+   EXPECT_EQ( "u1#3", rig.enter( "u1" ) );
+   rig.advance( 20 );
+   rig.entered( "u1" );
+   ASSERT_TRUE( rig.shut( et1 ) );
+   ASSERT_EQ( 1000000000u, rig.unit( "u1" ).aggTrafficRate().inRate );
+   ASSERT_EQ( 2000000000u, rig.unit( "u1" ).aggTrafficRate().outRate );
+   EXPECT_EQ( "u1#4", rig.exit( "u1" ) );
+   EXPECT_FALSE( rig.shut( et1 ) );
+   EXPECT_EQ( nullptr, rig.record( et1 ) );
+   EXPECT_EQ( 0u, rig.unit( "u1" ).aggTrafficRate().inRate );
+   EXPECT_EQ( 0u, rig.unit( "u1" ).aggTrafficRate().outRate );
+   EXPECT_TRUE( rig.exitComplete( "u1" ) );
+   EXPECT_EQ( 1u, rig.exitClass.agentStatus->completes() );
+   EXPECT_EQ( 0u, rig.enterClass.agentStatus->completes() );
+}
+
 TEST_F( DrainStory, cancelledByAnExitReportsOnlyTheExit ) {
    rig.unitIs( "u1", { et1, et2 } );
    rig.trafficIs( et1, { 1e9, 1e9 } );
