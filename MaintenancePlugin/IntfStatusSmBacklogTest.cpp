@@ -149,13 +149,12 @@ TEST_F( Backlog, tellsWhereARunPaused ) {
    const Processing processing( rig, [&] { rig.clock->spend( 0.25 ); } );
    queue( { et1, et2, et3 } );
    const Vel::String start = Vel::text( "processBacklog: startTime ", rig.now() );
-   const Vel::TraceCapture traces;
+   const Vel::TraceCapture traces( decisions );
    const FastLog::Capture log;
    rig.clock->runTurn();
    EXPECT_EQ(
       ( Lines{
-         start, "processBacklog: intf et1", "processIntf: intf et1, maintIntf 0, intfUp 0, intfMon no",
-         "processBacklog: intf et2", "processIntf: intf et2, maintIntf 0, intfUp 0, intfMon no",
+         start, "processBacklog: intf et1", "processBacklog: intf et2",
          "processBacklog: Pausing backlog processing at et3", "processBacklog: processed 2 items" } ),
       told( traces ) );
    EXPECT_EQ(

@@ -80,7 +80,7 @@ TEST_F( BacklogDecision, aSelectionOfAnotherTypeIsNoProfileOfAnInterface ) {
 
 TEST_F( BacklogDecision, anInterfaceThatCannotBeSampledIsCountedAndGoesNoFurther ) {
    rig.start();
-   const Vel::TraceCapture traces;
+   const Vel::TraceCapture traces( decisions );
    const FastLog::Capture log;
    const IntfId subIntf = Wire::SubIntfId( "et1.5" );
    const IntfId cpu = Wire::CpuIntfId( "cpu" );
@@ -93,16 +93,14 @@ TEST_F( BacklogDecision, anInterfaceThatCannotBeSampledIsCountedAndGoesNoFurther
    EXPECT_EQ( 2u, rig.counters().numIntfMonIntfNotSupported() );
    EXPECT_EQ( 0u, starts() );
    EXPECT_EQ( 0u, stops() );
-   Lines decisions;
-   for ( const auto & line : told( traces ) )
-      if ( line.starts_with( "processIntf" ) )
-         decisions.push_back( line );
+   const auto ofThemselves = []( Lines lines ) {
+      std::erase_if( lines, []( const Vel::String & line ) { return !line.starts_with( "processIntf" ); } );
+      return lines;
+   };
    const Lines notSupported{
       "processIntf: intf et1.5 - is not not supported", "processIntf: intf cpu - is not not supported" };
-   EXPECT_EQ( notSupported, decisions );
-   Lines lines = logged( log );
-   std::erase_if( lines, []( const Vel::String & line ) { return !line.starts_with( "processIntf" ); } );
-   EXPECT_EQ( notSupported, lines );
+   EXPECT_EQ( notSupported, ofThemselves( told( traces ) ) );
+   EXPECT_EQ( notSupported, ofThemselves( logged( log ) ) );
 }
 
 TEST_F( BacklogDecision, worksWithoutCausesAndWithoutGroups ) {
@@ -226,7 +224,7 @@ TEST_F( BacklogDecision, aMonitorGetsNoProfileWhereThereIsNoneOfTheSelectedName 
 
 TEST_F( BacklogDecision, anInterfaceThatIsNotMonitoredGetsNoProfile ) {
    rig.start();
-   const Vel::TraceCapture traces;
+   const Vel::TraceCapture traces( decisions );
    tracker().processProfileChange( et1 );
    ASSERT_EQ( 1u, traces.lines().size() );
    EXPECT_EQ( "processProfileChange: intf et1", traces.lines()[0].text );

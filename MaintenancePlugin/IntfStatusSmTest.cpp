@@ -37,7 +37,7 @@ TEST_F( UnitMembership, isDecidedByTheFirstGroupThatIsMappedToTheUnit ) {
       rig.groupMemberIs( group, et1 );
    rig.mappingIs( "b", "u1" );
    rig.mappingIs( "c", "u1" );
-   const Vel::TraceCapture traces;
+   const Vel::TraceCapture traces( decisions );
    EXPECT_TRUE( member( et1, "u1" ) );
    EXPECT_EQ( Lines{ "isIntfMemberOfUnit: intf:et1 part of unit:u1 through the group:b" }, told( traces ) );
 }
@@ -45,14 +45,14 @@ TEST_F( UnitMembership, isDecidedByTheFirstGroupThatIsMappedToTheUnit ) {
 TEST_F( UnitMembership, isNotThatOfAGroupThatIsMappedToOtherUnitsOnly ) {
    rig.groupMemberIs( "a", et1 );
    rig.mappingIs( "a", "u1" );
-   const Vel::TraceCapture traces;
+   const Vel::TraceCapture traces( decisions );
    EXPECT_FALSE( member( et1, "u2" ) );
    EXPECT_EQ( Lines{ "isIntfMemberOfUnit: intf:et1 not part of unit:u2" }, told( traces ) );
 }
 
 TEST_F( UnitMembership, isNotWorthATraceForAnInterfaceThatHasNoGroups ) {
    rig.mappingIs( "a", "u1" );
-   const Vel::TraceCapture traces;
+   const Vel::TraceCapture traces( decisions );
    EXPECT_FALSE( member( et1, "u1" ) );
    EXPECT_EQ( Lines(), told( traces ) );
 }
@@ -206,7 +206,7 @@ TEST_F( TrackerWithoutInputs, watchesNothingWhereThereIsNothing ) {
 
 TEST_F( TrackerWithoutInputs, leavingAGroupNeedsTheUnitsOfGroups ) {
    const auto alone = made( rig.intfToGroupDir, nullptr, inputs, rig.intfGroupStatusDir );
-   const Vel::TraceCapture traces;
+   const Vel::TraceCapture traces( decisions );
    EXPECT_EQ( "intfStatusSm()->groupToUnitDir()", Vel::failedAssertion( leave ) );
    EXPECT_EQ(
       Lines{ "handleIntfToGroupMembershipChange: Interface:et1 removed from group:a" }, told( traces ) );
@@ -223,7 +223,7 @@ TEST_F( TrackerWithoutInputs, leavingAGroupNeedsTheSetsOfUnitsIfTheGroupHasAUnit
 
 TEST_F( TrackerWithoutInputs, unmappingNeedsTheSetsOfUnits ) {
    const auto alone = made( rig.intfToGroupDir, rig.groupToUnitDir, nullptr, rig.intfGroupStatusDir );
-   const Vel::TraceCapture traces;
+   const Vel::TraceCapture traces( decisions );
    EXPECT_EQ( "intfStatusSm()->unitMonIntfInput()", Vel::failedAssertion( unmap ) );
    EXPECT_EQ( Lines{ "handleGroupToUnitMembershipChange: Group:a removed from Unit:u1" }, told( traces ) );
    EXPECT_EQ( "", Vel::failedAssertion( map ) );
@@ -231,7 +231,7 @@ TEST_F( TrackerWithoutInputs, unmappingNeedsTheSetsOfUnits ) {
 
 TEST_F( TrackerWithoutInputs, mappingAndUnmappingNeedTheInterfacesOfGroups ) {
    const auto alone = made( rig.intfToGroupDir, rig.groupToUnitDir, inputs, nullptr );
-   const Vel::TraceCapture traces;
+   const Vel::TraceCapture traces( decisions );
    EXPECT_EQ( "intfStatusSm()->intfGroupStatusDir()", Vel::failedAssertion( unmap ) );
    EXPECT_EQ( "intfStatusSm()->intfGroupStatusDir()", Vel::failedAssertion( map ) );
    EXPECT_EQ( Lines(), told( traces ) );

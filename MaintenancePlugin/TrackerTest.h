@@ -20,6 +20,8 @@ struct TrackerTest : testing::Test {
 
    IntfStatusSm & tracker() { return *rig.root->intfStatusSm(); }
    using Lines = std::vector< Vel::String >;
+   /// Level of the traces that tell what was decided.
+   static constexpr int decisions = 4;
    /// What the tracker traced and nobody else, in that order.
    static Lines told( const Vel::TraceCapture & traces ) {
       Lines lines;
