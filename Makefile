@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
 
 .DEFAULT_GOAL := build
-.PHONY: help deps build release test test-full coverage demo bench lint format install clean
+.PHONY: help deps build release test test-full coverage mutants demo bench lint format install clean
 
 help: ## list these targets
 	@sed -n 's/^\([a-z-]*\):[^#]*## /\1\t/p' $(firstword $(MAKEFILE_LIST)) | expand -t 12
@@ -43,6 +43,9 @@ coverage: deps ## which lines and branches of the plug-in its tests reach
 	cmake --preset coverage
 	cmake --build --preset coverage -j$(JOBS)
 	Tools/coverage --jobs $(JOBS) build/coverage
+
+mutants: deps ## whether the plug-in's tests notice faults put into its code (under an hour)
+	Tools/mutants --jobs $(JOBS)
 
 demo: deps ## watch a unit drain on a simulated switch
 	cmake --preset release

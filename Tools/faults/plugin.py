@@ -23,3 +23,7 @@ def tests(root):
     """The test files in the plug-in's folder."""
     return sorted(
         f"{FOLDER}/{name}" for name in os.listdir(os.path.join(root, FOLDER)) if name.endswith("Test.cpp"))
+
+
+#: Test programs of the plug-in that take long, run last and with a small share of what they do: name and environment.
+SHARES = {}
