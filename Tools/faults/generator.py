@@ -515,6 +515,9 @@ class _Generator:
                 return False
             if any(t in ("=", "[", "{", "&&", "||", ";") for t in texts):
                 return False
+            names = [self.tokens[i].kind == "name" for i in self.level(*part)]
+            if any(one and other for one, other in zip(names, names[1:])):
+                return False  # a parameter with its type
             words.append(texts[-1])
         if words[0] == words[1] and self.textOf(*first) == self.textOf(*second):
             return False
