@@ -1,7 +1,5 @@
 #include "MaintenancePlugin/UnitMonSmRigTest.h"
 
-#include <map>
-
 namespace MaintenanceMode {
 namespace {
 
@@ -25,100 +23,97 @@ class UnitMonSmStop : public UnitMonSmRig {
 
 TEST_F( UnitMonSmStop, theLastUnitOfAnInterfaceReleasesEverythingOfIt ) {
    drain( { "u1" }, { et1 } );
+   rig.advance( 1 );
    ASSERT_TRUE( rig.shut( et1 ) );
    rig.unit( "u1" ).intfsViolatingTrafficThresholdIs( et1, true );
-   Vel::TraceCapture traces;
+   UnitMonSequence sequence( rig );
+   sequence.watchUnit( "u1" );
+   sequence.watchRecord( et1 );
    monIntf().intfDel( et1 );
+   // Whoever looks at the record sees that the monitor has stopped before the record goes with the sampler, which the
+   // monitor holds longer than the directory does.
+   EXPECT_EQ(
+      ( Lines{
+         "handleMonIntf: unit u1, stopping intf mon for intf et1",
+         "stopIntfMon: unit u1 intf et1",
+         "u1 violating - et1",
+         "handleDrainedIntf: unit u1, drainedIntf( et1 ) - deleted, num drained intfs 0, num monitored intfs "
+         "0",
+         "u1 drained - et1",
+         "stopIntfMon: deleting intf monitor for intf et1",
+         "sampler of et1 gone",
+         "stopIntfMon: Un-applying the current profile before the intfMon is deleted. intfId:et1 unitName:u1",
+         "unApplyCurrentProfile: unit:u1intfId:et1",
+         "state monIntfStateStopped",
+         "stateTime",
+         "brought back et1",
+         "monitor of et1 gone",
+         "record of et1 gone",
+         "monIntfUnderMaint - et1",
+         "checkDrainedIntfsAndReport: unit u1 notifying completion.",
+         "u1 monitored - et1",
+      } ),
+      sequence.lines() );
+   EXPECT_TRUE( sequence.traced( "stopIntfMon: unit u1 intf et1", 4 ) );
+   EXPECT_TRUE( sequence.traced( "deleting intf monitor", 4 ) );
+   EXPECT_TRUE( sequence.traced( "before the intfMon is deleted", 4 ) );
+   EXPECT_TRUE( sequence.traced( "unApplyCurrentProfile", 4 ) );
    EXPECT_FALSE( rig.root->intfMon( et1 ) );
-   EXPECT_FALSE( rig.root->monIntfDir()->monitoredIntf( et1 ) );
    EXPECT_FALSE( rig.record( et1 ) );
-   EXPECT_FALSE( rig.monIntfStatusDir->monIntfUnderMaint( et1 ) );
    EXPECT_FALSE( rig.shut( et1 ) );
-   EXPECT_EQ( 0u, drained().intfs() );
    EXPECT_EQ( 0u, rig.unit( "u1" ).intfsViolatingTrafficThresholds() );
-   EXPECT_TRUE( traces.has( "stopIntfMon: unit u1 intf et1", 4 ) );
-   EXPECT_TRUE( traces.has( "stopIntfMon: deleting intf monitor for intf et1", 4 ) );
-   EXPECT_TRUE( traces.has(
-      "stopIntfMon: Un-applying the current profile before the intfMon is deleted. intfId:et1 unitName:u1",
-      4 ) );
-   EXPECT_EQ( 1u, traces.count( "unApplyCurrentProfile: unit:u1intfId:et1", 4 ) );
-}
-
-/// Whoever looks at the record sees that the monitor has stopped before the record goes with the sampler, which the
-/// monitor holds longer than the directory does.
-TEST_F( UnitMonSmStop, theRecordSaysStoppedAfterTheSamplerHasLeftItsDirectory ) {
-   struct Observer {
-      struct VelRecord final : Vel::ReactorTo< Observer, Maintenance::MonIntfStatus > {
-         using ReactorTo::ReactorTo;
-         void onState() override {
-            const auto & intf = entity()->intfId();
-            sm()->log += Vel::text(
-               entity()->state(), sm()->rig.root->monIntfDir()->monitoredIntf( intf ) ? ", sampler" : "",
-               sm()->rig.root->intfMon( intf ) ? ", monitor" : "",
-               sm()->rig.record( intf ) ? ", record" : "" );
-         }
-      };
-      PluginRig & rig;
-      Vel::String log;
-      Vel::Watch< VelRecord > record;
-   } observer{ rig, {}, {} };
-   drain( { "u1" }, { et1 } );
-   observer.record.is( rig.record( et1 ), &observer ).hasNotificationActiveIs( true );
-   monIntf().intfDel( et1 );
-   EXPECT_EQ( "monIntfStateStopped, monitor, record", observer.log );
-   EXPECT_FALSE( rig.record( et1 ) );
 }
 
 TEST_F( UnitMonSmStop, theLastUnitToLeaveAppliesTheProfileBeforeItWithdrawsIt ) {
    drain( { "u1" }, { et1 } );
    rig.profileDel( "p" );
    rig.profileIs( "p", 100, 10, false, 1e9 );
-   Vel::TraceCapture traces;
-   monIntf().intfDel( et1 );
+   UnitMonSequence sequence( rig );
+   unitMon().stopIntfMon( et1 );
+   EXPECT_EQ(
+      ( Lines{
+         "stopIntfMon: unit u1 intf et1",
+         "handleDrainedIntf: unit u1, drainedIntf( et1 ) - deleted, num drained intfs 0, num monitored intfs "
+         "1",
+         "numIntfMonProfileChange",
+         "brought back et1",
+         "stopIntfMon: deleting intf monitor for intf et1",
+         "sampler of et1 gone",
+         "stopIntfMon: Un-applying the current profile before the intfMon is deleted. intfId:et1 unitName:u1",
+         "unApplyCurrentProfile: unit:u1intfId:et1",
+         "monitor of et1 gone",
+         "record of et1 gone",
+         "monIntfUnderMaint - et1",
+      } ),
+      sequence.lines() );
    EXPECT_EQ( 1u, rig.counters().numIntfMonProfileChange() );
-   EXPECT_TRUE( traces.has( "doMaintenanceShutdown: intf et1 bringing it out of maint-down state" ) );
-   EXPECT_FALSE( rig.shut( et1 ) );
-   EXPECT_FALSE( rig.root->intfMon( et1 ) );
-}
-
-TEST_F( UnitMonSmStop, anInterfaceLeavesViolationsThenDrainedThenItsSampler ) {
-   struct Observer {
-      struct VelUnit final : Vel::ReactorTo< Observer, Maintenance::Unit::Status > {
-         using ReactorTo::ReactorTo;
-         void onIntfsViolatingTrafficThreshold( const Wire::IntfId & ) override {
-            sm()->log += "violations ";
-         }
-      };
-      struct VelDrained final : Vel::ReactorTo< Observer, UnitIntfInput > {
-         using ReactorTo::ReactorTo;
-         void onIntf( const Wire::IntfId & ) override { sm()->log += "drained "; }
-      };
-      struct VelSampler final : Vel::ReactorTo< Observer, MonitoredIntf > {
-         using ReactorTo::ReactorTo;
-         void onDependentUnit( const Vel::String & ) override { sm()->log += "dependent "; }
-      };
-      Vel::String log;
-      Vel::Watch< VelUnit > unit;
-      Vel::Watch< VelDrained > drained;
-      Vel::Watch< VelSampler > sampler;
-   } observer;
-   drain( { "u1", "u2" }, { et1 } );
-   rig.unit( "u1" ).intfsViolatingTrafficThresholdIs( et1, true );
-   observer.unit.is( &rig.unit( "u1" ), &observer ).hasNotificationActiveIs( true );
-   observer.drained.is( &drained(), &observer ).hasNotificationActiveIs( true );
-   observer.sampler.is( rig.root->monIntfDir()->monitoredIntf( et1 ), &observer )
-      .hasNotificationActiveIs( true );
-   monIntf().intfDel( et1 );
-   EXPECT_EQ( "violations drained dependent ", observer.log );
 }
 
 TEST_F( UnitMonSmStop, anInterfaceThatIsDownIsUnappliedTwice ) {
    enter( { "u1" }, { et1 } );
+   rig.advance( 1 );
    rig.allIntfStatusDir->intfStatus( et1 )->operStatusIs( Interface::operDown );
-   Vel::TraceCapture traces;
+   UnitMonSequence sequence( rig );
+   sequence.watchRecord( et1 );
    unitMon().stopIntfMon( et1 );
-   EXPECT_EQ( 2u, traces.count( "unApplyCurrentProfile: unit:u1intfId:et1" ) );
-   EXPECT_FALSE( rig.root->intfMon( et1 ) );
+   EXPECT_EQ(
+      ( Lines{
+         "stopIntfMon: unit u1 intf et1",
+         "stopIntfMon: Un-applying the current profile because intfProfile was Null or  intf was down. "
+         "IntfId:et1 unit:u1",
+         "unApplyCurrentProfile: unit:u1intfId:et1",
+         "state monIntfStateStopped",
+         "stateTime",
+         "stopIntfMon: deleting intf monitor for intf et1",
+         "sampler of et1 gone",
+         "stopIntfMon: Un-applying the current profile before the intfMon is deleted. intfId:et1 unitName:u1",
+         "unApplyCurrentProfile: unit:u1intfId:et1",
+         "monitor of et1 gone",
+         "record of et1 gone",
+         "monIntfEnterMaint - et1",
+      } ),
+      sequence.lines() );
+   EXPECT_TRUE( sequence.traced( "because intfProfile was Null or  intf was down", 4 ) );
 }
 
 TEST_F( UnitMonSmStop, aShutdownThatTheProfileDoesNotWantIsNotRemoved ) {
@@ -134,11 +129,14 @@ TEST_F( UnitMonSmStop, anInterfaceWithoutAMonitorOnlyLeavesTheViolations ) {
    enter( { "u1" }, { et1 } );
    drained().intfIs( et2, true );
    rig.unit( "u1" ).intfsViolatingTrafficThresholdIs( et2, true );
-   FastLog::Capture log;
+   rig.cause->intfStatusIs( et2, 17 );
+   UnitMonSequence sequence( rig );
+   sequence.watchUnit( "u1" );
    unitMon().stopIntfMon( et2 );
-   EXPECT_TRUE( log.has( "could not find intfMonSm for intf et2" ) );
-   EXPECT_EQ( 0u, rig.unit( "u1" ).intfsViolatingTrafficThresholds() );
+   EXPECT_EQ( ( Lines{ "stopIntfMon: unit u1 intf et2", "u1 violating - et2" } ), sequence.lines() );
+   EXPECT_EQ( ( Lines{ "could not find intfMonSm for intf et2" } ), sequence.logged() );
    EXPECT_TRUE( drained().intf( et2 ) );
+   EXPECT_TRUE( rig.shut( et2 ) );
    drained().intfDel( et2 );
 }
 
@@ -165,23 +163,43 @@ TEST_F( UnitMonSmStop, aUnitWithoutStatusStopsItsInterfacesAllTheSame ) {
 TEST_F( UnitMonSmStop, theFirstUnitToLeaveOnlyAppliesTheProfileThatIsLeft ) {
    drain( { "u1", "u2" }, { et1 } );
    IntfMonSm * const intfMon = rig.root->intfMon( et1 );
+   rig.unit( "u2" ).intfsViolatingTrafficThresholdIs( et1, true );
    // One that comes back under its name reaches the monitors that are there only with the next decision.
    rig.profileDel( "p" );
    auto * again = rig.profileIs( "p", 100, 10, true, 1e9 );
    rig.advance( 1 );
-   Vel::TraceCapture traces;
-   monIntf( "u2" ).intfDel( et1 );
+   UnitMonSequence sequence( rig );
+   sequence.watchUnit( "u2" );
+   sequence.watchSampler( et1 );
+   sequence.watchRecord( et1 );
+   unitMon( "u2" ).stopIntfMon( et1 );
+   EXPECT_EQ(
+      ( Lines{
+         "stopIntfMon: unit u2 intf et1",
+         "u2 violating - et1",
+         "handleDrainedIntf: unit u2, drainedIntf( et1 ) - deleted, num drained intfs 0, num monitored intfs "
+         "1",
+         "u2 drained - et1",
+         "dependentUnit - u2",
+         "numIntfMonProfileChange",
+         "shut et1",
+      } ),
+      sequence.lines() );
    EXPECT_EQ( intfMon, rig.root->intfMon( et1 ) );
    EXPECT_EQ( again, intfMon->intfProfile().get() );
    EXPECT_EQ( monIntfStateUnderMaint, intfMon->state() );
    EXPECT_TRUE( intfMon->monitoredIntf()->dependentUnit( "u1" ) );
-   EXPECT_FALSE( intfMon->monitoredIntf()->dependentUnit( "u2" ) );
-   EXPECT_FALSE( drained( "u2" ).intf( et1 ) );
    EXPECT_TRUE( drained( "u1" ).intf( et1 ) );
-   ASSERT_TRUE( rig.shut( et1 ) );
    EXPECT_EQ( rig.now(), *rig.cause->intfStatus( et1 ) );
-   EXPECT_TRUE( rig.record( et1 ) );
-   EXPECT_FALSE( traces.has( "Un-applying" ) );
+   monIntf( "u2" ).intfDel( et1 );
+}
+
+TEST_F( UnitMonSmStop, theSecondUnitToLeaveReleasesASharedInterface ) {
+   drain( { "u1", "u2" }, { et1 } );
+   monIntf( "u2" ).intfDel( et1 );
+   ASSERT_TRUE( rig.root->intfMon( et1 ) );
+   ASSERT_TRUE( rig.record( et1 ) );
+   ASSERT_TRUE( rig.shut( et1 ) );
    monIntf( "u1" ).intfDel( et1 );
    EXPECT_FALSE( rig.root->intfMon( et1 ) );
    EXPECT_FALSE( rig.record( et1 ) );
@@ -200,7 +218,7 @@ TEST_F( UnitMonSmStop, anInterfaceThatHasNoProfileOrIsNotUpIsStoppedForTheOtherU
       world.start();
       for ( const char * unitName : { "u1", "u2" } )
          world.enter( unitName );
-      world.advance( 10 );
+      world.advance( 11 );
       ASSERT_TRUE( world.shut( et1 ) );
       // The membership has not dealt with it yet when the unit stops the interface.
       if ( what == Vel::String( "down" ) )
@@ -211,20 +229,27 @@ TEST_F( UnitMonSmStop, anInterfaceThatHasNoProfileOrIsNotUpIsStoppedForTheOtherU
          world.profileDel( "p" );
       IntfMonSm * const intfMon = world.root->intfMon( et1 );
       ASSERT_TRUE( intfMon );
-      Vel::TraceCapture traces;
+      UnitMonSequence sequence( world );
+      sequence.watchSampler( et1 );
+      sequence.watchRecord( et1 );
       world.root->unitMon( "u2" )->stopIntfMon( et1 );
-      EXPECT_EQ( intfMon, world.root->intfMon( et1 ) );
-      EXPECT_EQ( monIntfStateStopped, intfMon->state() );
-      EXPECT_FALSE( world.shut( et1 ) );
-      EXPECT_TRUE( intfMon->monitoredIntf()->dependentUnit( "u1" ) );
       EXPECT_EQ(
-         1u,
-         traces.count(
+         ( Lines{
+            "stopIntfMon: unit u2 intf et1",
+            "handleDrainedIntf: unit u2, drainedIntf( et1 ) - deleted, num drained intfs 0, num monitored "
+            "intfs 1",
+            "dependentUnit - u2",
             "stopIntfMon: Un-applying the current profile because intfProfile was Null or  intf was down. "
             "IntfId:et1 unit:u2",
-            4 ) );
-      EXPECT_TRUE( traces.has( "unApplyCurrentProfile: unit:u2intfId:et1" ) );
-      EXPECT_FALSE( traces.has( "deleting intf monitor" ) );
+            "unApplyCurrentProfile: unit:u2intfId:et1",
+            "state monIntfStateStopped",
+            "stateTime",
+            "brought back et1",
+         } ),
+         sequence.lines() );
+      EXPECT_EQ( intfMon, world.root->intfMon( et1 ) );
+      EXPECT_EQ( monIntfStateStopped, intfMon->state() );
+      EXPECT_TRUE( intfMon->monitoredIntf()->dependentUnit( "u1" ) );
       // The sets of interfaces are left as they are.
       EXPECT_TRUE( world.monIntfStatusDir->monIntfUnderMaint( et1 ) );
    }
@@ -254,9 +279,14 @@ TEST_F( UnitMonSmStop, withdrawingAProfileStopsTheMonitorAndUndoesItsShutdown ) 
       if ( c.wasShut )
          rig.cause->intfStatusIs( et1, 17 );
       rig.cause->intfStatusIs( et2, 17 );
-      Vel::TraceCapture traces;
+      UnitMonSequence sequence( rig );
+      sequence.watchRecord( et1 );
       UnitMonSm::unApplyCurrentProfile( "u1", et1, intfMon, rig.root.get() );
-      EXPECT_TRUE( traces.has( "unApplyCurrentProfile: unit:u1intfId:et1", 4 ) );
+      Lines expected{ "unApplyCurrentProfile: unit:u1intfId:et1", "state monIntfStateStopped" };
+      if ( c.wasShut && !c.isShut )
+         expected.push_back( "brought back et1" );
+      EXPECT_EQ( expected, sequence.lines() );
+      EXPECT_EQ( Lines{}, sequence.logged() );
       EXPECT_EQ( monIntfStateStopped, intfMon->state() );
       EXPECT_EQ( c.isShut, rig.shut( et1 ) );
       EXPECT_TRUE( rig.shut( et2 ) );
@@ -264,24 +294,76 @@ TEST_F( UnitMonSmStop, withdrawingAProfileStopsTheMonitorAndUndoesItsShutdown ) 
    intfMon->intfProfileIs( held );
 }
 
+TEST_F( UnitMonSmStop, anInterfaceIsNotSampledAfterItsProfileIsWithdrawn ) {
+   enter( { "u1" }, { et1 } );
+   rig.advance( 4 );
+   UnitMonSm::unApplyCurrentProfile( "u1", et1, rig.root->intfMon( et1 ), rig.root.get() );
+   EXPECT_EQ( Cog::Timer::never, rig.root->timerWheel()->dueTime() );
+   rig.advance( 30 );
+   EXPECT_EQ( 0u, rig.record( et1 )->totalSamples() );
+}
+
 TEST_F( UnitMonSmStop, withdrawingAProfileNeedsAMonitor ) {
    rig.start();
+   UnitMonSequence sequence( rig );
    EXPECT_EQ( "intfMonSm", Vel::failedAssertion( [&] {
                  UnitMonSm::unApplyCurrentProfile( "u1", et1, nullptr, rig.root.get() );
               } ) );
+   EXPECT_EQ( ( Lines{ "unApplyCurrentProfile: unit:u1intfId:et1" } ), sequence.lines() );
+}
+
+// ---- mistakes of our own
+
+TEST_F( UnitMonSmStop, thereIsAPlaceThatTheSamplerLeaves ) {
+   enter( { "u1" }, { et1 } );
+   rig.root->monIntfDirDel();
+   EXPECT_EQ( "rootSm()->monIntfDir()", Vel::failedAssertion( [&] { unitMon().stopIntfMon( et1 ); } ) );
+   EXPECT_TRUE( rig.root->intfMon( et1 ) );
+   rig.root->monIntfDirIs();
+}
+
+TEST_F( UnitMonSmStop, aMonitorThatIsStoppedHasASampler ) {
+   enter( { "u1" }, { et1 } );
+   const WithoutSampler none( *rig.root->intfMon( et1 ) );
+   EXPECT_EQ( "intfMonSm->monitoredIntf()", Vel::failedAssertion( [&] { unitMon().stopIntfMon( et1 ); } ) );
 }
 
 // ---- the end
 
-TEST_F( UnitMonSmStop, preparesToDieByStoppingItsInterfacesAndReportingTheExit ) {
-   drain( { "u1" }, { et1, et2 } );
-   Vel::TraceCapture traces;
+/// The enter has been retired by then, so what each removal that leaves equal counts reports is refused.
+TEST_F( UnitMonSmStop, preparesToDieByStoppingItsInterfacesOneByOneAndReportingTheExit ) {
+   drain( { "u1" }, { et1, et2, et3 } );
+   rig.unit( "u1" ).intfsViolatingTrafficThresholdIs( et2, true );
+   UnitMonSequence sequence( rig );
+   const CounterChanges changes( rig.counters() );
    rig.exit( "u1" );
-   EXPECT_EQ( 1u, traces.count( "prepareToDie: unit u1, genId 2", 4 ) );
-   EXPECT_TRUE( traces.has( "stopIntfMon: unit u1 intf et1" ) );
-   EXPECT_TRUE( traces.has( "stopIntfMon: unit u1 intf et2" ) );
+   Lines expected{ "prepareToDie: unit u1, genId 2" };
+   for ( const auto & [intf, left] : { std::pair{ et1, 2 }, std::pair{ et2, 1 }, std::pair{ et3, 0 } } )
+      for ( const auto & line : {
+               Vel::text( "handleMonIntf: unit u1, stopping intf mon for intf ", intf ),
+               Vel::text( "stopIntfMon: unit u1 intf ", intf ),
+               Vel::text(
+                  "handleDrainedIntf: unit u1, drainedIntf( ", intf, " ) - deleted, num drained intfs ", left,
+                  ", num monitored intfs ", left ),
+               Vel::text( "stopIntfMon: deleting intf monitor for intf ", intf ),
+               Vel::text( "sampler of ", intf, " gone" ),
+               Vel::text(
+                  "stopIntfMon: Un-applying the current profile before the intfMon is deleted. intfId:", intf,
+                  " unitName:u1" ),
+               Vel::text( "unApplyCurrentProfile: unit:u1intfId:", intf ),
+               Vel::text( "brought back ", intf ),
+               Vel::text( "monitor of ", intf, " gone" ),
+               Vel::text( "record of ", intf, " gone" ),
+               Vel::text( "monIntfUnderMaint - ", intf ),
+               Vel::String( "checkDrainedIntfsAndReport: unit u1 notifying completion." ),
+            } )
+         expected.push_back( line );
+   EXPECT_EQ( expected, sequence.lines() );
+   EXPECT_TRUE( sequence.traced( "prepareToDie", 4 ) );
+   EXPECT_EQ( Lines{}, sequence.logged() );
+   EXPECT_EQ( "numMaintExit 1, numNotifyStageCompletion 1, numNoNotifyNoStageInput 3", changes.text() );
    EXPECT_EQ( 0u, rig.root->intfMons() );
-   EXPECT_FALSE( rig.shut( et1 ) || rig.shut( et2 ) );
+   EXPECT_EQ( 0u, rig.unit( "u1" ).intfsViolatingTrafficThresholds() );
    EXPECT_TRUE( rig.exitComplete( "u1" ) );
    EXPECT_FALSE( rig.root->unitMonIntfInput()->unitIntfInput( "u1" ) );
    EXPECT_FALSE( rig.root->unitDrainedIntf()->unitIntfInput( "u1" ) );

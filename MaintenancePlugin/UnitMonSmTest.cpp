@@ -8,20 +8,6 @@ using Maintenance::Unit::UnitState;
 class UnitMonSmTest : public UnitMonSmRig {
  protected:
    UnitMonSmTest() : UnitMonSmRig( PluginRig::ShutLinks::keepTheirStatus, false, 0 ) {}
-   void busy( const Wire::IntfId & intf ) {
-      rig.linkIs( intf );
-      rig.trafficIs( intf, { 1e9, 1e9 } );
-   }
-   /// As enter, and all interfaces are busy.
-   void
-   enterBusy( std::initializer_list< const char * > units, std::initializer_list< Wire::IntfId > intfs ) {
-      for ( const auto & intf : intfs )
-         busy( intf );
-      enter( units, intfs );
-   }
-   Vel::U32 reports() { return rig.counters().numNotifyStageCompletion(); }
-
-   const Wire::IntfId et3 = PluginRig::port( "et3" );
 };
 
 // ---- the beginning
@@ -39,88 +25,185 @@ TEST_F( UnitMonSmTest, monitorsTheInterfacesOfAllItsGroups ) {
       rig.mappingIs( group, "u1" );
    rig.unit( "u1" );
    rig.start();
-   Vel::TraceCapture traces;
-   FastLog::Capture log;
    rig.enter( "u1" );
    for ( const auto & intf : { et1, pc1, vlan10 } ) {
       SCOPED_TRACE( Vel::text( intf ) );
       ASSERT_TRUE( monIntf().intf( intf ) );
       EXPECT_TRUE( *monIntf().intf( intf ) );
-      ASSERT_TRUE( rig.root->intfMon( intf ) );
-      EXPECT_TRUE( rig.root->intfMon( intf )->monitoredIntf()->dependentUnit( "u1" ) );
-      EXPECT_EQ(
-         rig.root->monIntfDir()->monitoredIntf( intf ), rig.root->intfMon( intf )->monitoredIntf().get() );
+      const IntfMonSm * intfMon = rig.root->intfMon( intf );
+      ASSERT_TRUE( intfMon );
+      EXPECT_EQ( intf, intfMon->intf() );
+      EXPECT_EQ( rig.root->timerWheel(), intfMon->clock() );
+      EXPECT_EQ( p, intfMon->intfProfile().get() );
+      EXPECT_EQ( rig.root.get(), intfMon->rootSm() );
+      EXPECT_EQ( Maintenance::monIntfStateEnterMaint, intfMon->initialState() );
+      const MonitoredIntf * sampler = intfMon->monitoredIntf().get();
+      EXPECT_EQ( rig.root->monIntfDir()->monitoredIntf( intf ), sampler );
+      EXPECT_EQ( "p", sampler->profileName() );
+      EXPECT_EQ( 1u, sampler->dependentUnits() );
+      ASSERT_TRUE( sampler->dependentUnit( "u1" ) );
+      EXPECT_TRUE( *sampler->dependentUnit( "u1" ) );
    }
    EXPECT_EQ( 3u, monIntf().intfs() );
    EXPECT_EQ( 0u, drained().intfs() );
    EXPECT_TRUE( unitMon().initialized() );
-   EXPECT_TRUE( traces.has( "UnitMonSm::handleInitialized for unit u1", 4 ) );
-   EXPECT_TRUE( log.has( "unitMonSm for unit u1" ) );
-   EXPECT_TRUE( traces.has( "processing group g1", 4 ) );
-   EXPECT_TRUE( traces.has( "processing group g2", 4 ) );
-   EXPECT_TRUE( traces.has( "handleInitialized: for unit u1, num monitored intfs 3, drainedIntfs 0", 4 ) );
-   EXPECT_TRUE( traces.has( "startIntfMon: unit u1 intf et1", 4 ) );
-   EXPECT_TRUE( traces.has(
-      "startIntfMon: created intf monitor for intf et1, initial state monIntfStateEnterMaint, profile p",
-      4 ) );
-   // What it does to its own sets while it begins, it is not told of.
-   EXPECT_FALSE( traces.has( "handleMonIntf" ) );
 }
 
-TEST_F( UnitMonSmTest, monitorsAnInterfaceOfTwoOfItsGroupsOnce ) {
+/// What it does to its own sets while it begins, it is not told of.
+TEST_F( UnitMonSmTest, beginsWithItsGroupsInterfaceByInterface ) {
+   busy( et1 );
+   rig.linkIs( et2, false );
+   rig.unitIs( "u1", { et1, et2 } );
+   rig.start();
+   UnitMonSequence sequence( rig );
+   sequence.watchUnit( "u1" );
+   rig.enter( "u1" );
+   EXPECT_EQ(
+      ( Lines{
+         "UnitMonSm::handleInitialized for unit u1",
+         "handleInitialized: processing group u1",
+         "startIntfMon: unit u1 intf et1",
+         "record of et1",
+         "sampler of et1",
+         "monIntfEnterMaint + et1",
+         "monitor of et1",
+         "startIntfMon: created intf monitor for intf et1, initial state monIntfStateEnterMaint, profile p",
+         "u1 monitored + et1",
+         "startIntfMon: unit u1 intf et2",
+         "startIntfMon: Intf et2 operStatus is operDown, ignoring as it is not operUp",
+         "numIntfMonIntfOperNotUp",
+         "handleInitialized: for unit u1, num monitored intfs 1, drainedIntfs 0",
+      } ),
+      sequence.lines() );
+   EXPECT_EQ( ( Lines{ "unitMonSm for unit u1" } ), sequence.logged() );
+   EXPECT_TRUE( sequence.traced( "UnitMonSm::handleInitialized", 4 ) );
+   EXPECT_TRUE( sequence.traced( "processing group", 4 ) );
+   EXPECT_TRUE( sequence.traced( "startIntfMon: unit u1 intf et1", 4 ) );
+   EXPECT_TRUE( sequence.traced( "created intf monitor", 4 ) );
+   EXPECT_TRUE( sequence.traced( "num monitored intfs", 4 ) );
+}
+
+TEST_F( UnitMonSmTest, anInterfaceOfTwoOfItsGroupsIsStartedTwiceAndMonitoredOnce ) {
    busy( et1 );
    rig.unitIs( "u1", { et1 } );
    rig.groupMemberIs( "g2", et1 );
    rig.mappingIs( "g2", "u1" );
    rig.start();
+   UnitMonSequence sequence( rig );
+   sequence.watchUnit( "u1" );
    rig.enter( "u1" );
+   EXPECT_EQ(
+      ( Lines{
+         "UnitMonSm::handleInitialized for unit u1",
+         "handleInitialized: processing group u1",
+         "startIntfMon: unit u1 intf et1",
+         "record of et1",
+         "sampler of et1",
+         "monIntfEnterMaint + et1",
+         "monitor of et1",
+         "startIntfMon: created intf monitor for intf et1, initial state monIntfStateEnterMaint, profile p",
+         "u1 monitored + et1",
+         "handleInitialized: processing group g2",
+         "startIntfMon: unit u1 intf et1",
+         "handleInitialized: for unit u1, num monitored intfs 1, drainedIntfs 0",
+      } ),
+      sequence.lines() );
    EXPECT_EQ( 1u, monIntf().intfs() );
    EXPECT_EQ( 1u, rig.root->intfMon( et1 )->monitoredIntf()->dependentUnits() );
+   rig.advance( 5 );
+   EXPECT_EQ( 1e9, rig.record( et1 )->curRates().inBitsRate );
+   EXPECT_EQ( 1000000000u, rig.unit( "u1" ).aggTrafficRate().inRate );
+   EXPECT_EQ( 1000000000u, rig.unit( "u1" ).aggTrafficRate().outRate );
 }
 
-TEST_F( UnitMonSmTest, passesOverGroupsOfAnotherType ) {
+TEST_F( UnitMonSmTest, passesOverGroupsOfAnotherTypeInSilence ) {
    busy( et1 );
-   const Maintenance::GroupKey other{ Maintenance::GroupType( 2 ), "g" };
-   rig.unitIs( "u1", {} );
    rig.groupMemberIs( "elsewhere", et1 );
-   rig.intfGroupStatusDir->statusIs( other )->intfIs( et1 );
-   rig.groupToUnitDir->mappingIs( other, "u1" );
+   for ( const int type : { 0, 2, 3 } ) {
+      const Maintenance::GroupKey other{ Maintenance::GroupType( type ), "g" };
+      rig.intfGroupStatusDir->statusIs( other )->intfIs( et1 );
+      rig.groupToUnitDir->mappingIs( other, "u1" );
+      // One that has no status is not missed either.
+      rig.groupToUnitDir->mappingIs( { Maintenance::GroupType( type ), "none" }, "u1" );
+   }
+   rig.unit( "u1" );
    rig.start();
-   Vel::TraceCapture traces;
+   UnitMonSequence sequence( rig );
    rig.enter( "u1" );
+   EXPECT_EQ(
+      ( Lines{
+         "UnitMonSm::handleInitialized for unit u1",
+         "handleInitialized: for unit u1, num monitored intfs 0, drainedIntfs 0",
+         "checkDrainedIntfsAndReport: unit u1 notifying completion.",
+      } ),
+      sequence.lines() );
    EXPECT_EQ( 0u, monIntf().intfs() );
-   EXPECT_EQ( 1u, traces.count( "handleInitialized: Group status missing for group u1" ) );
-   EXPECT_EQ( 1u, traces.count( " group " ) );
 }
 
 TEST_F( UnitMonSmTest, passesOverAGroupThatHasNoStatus ) {
-   busy( et1 );
    rig.mappingIs( "missing", "u1" );
+   busy( et1 );
    rig.unitIs( "u1", { et1 } );
    rig.start();
-   Vel::TraceCapture traces;
+   UnitMonSequence sequence( rig );
    rig.enter( "u1" );
-   EXPECT_TRUE( traces.has( "Group status missing for group missing, unit u1. Ignoring the group.", 4 ) );
-   EXPECT_FALSE( traces.has( "processing group missing" ) );
+   const auto & lines = sequence.lines();
+   ASSERT_LE( 4u, lines.size() );
+   EXPECT_EQ( "UnitMonSm::handleInitialized for unit u1", lines[0] );
+   EXPECT_EQ(
+      "handleInitialized: Group status missing for group missing, unit u1. Ignoring the group.", lines[1] );
+   EXPECT_EQ( "handleInitialized: processing group u1", lines[2] );
+   EXPECT_EQ( "startIntfMon: unit u1 intf et1", lines[3] );
+   EXPECT_TRUE( sequence.traced( "Group status missing", 4 ) );
    EXPECT_TRUE( monIntf().intf( et1 ) );
 }
 
 TEST_F( UnitMonSmTest, ofAUnitWithoutGroupsCompletesAtOnce ) {
    rig.unit( "u1" );
    rig.start();
-   Vel::TraceCapture traces;
+   ASSERT_FALSE( rig.groupToUnitDir->unitToGroup( "u1" ) );
+   UnitMonSequence sequence( rig );
+   const CounterChanges changes( rig.counters() );
    rig.enter( "u1" );
+   EXPECT_EQ(
+      ( Lines{
+         "UnitMonSm::handleInitialized for unit u1",
+         "handleInitialized: for unit u1, num monitored intfs 0, drainedIntfs 0",
+         "checkDrainedIntfsAndReport: unit u1 notifying completion.",
+      } ),
+      sequence.lines() );
+   EXPECT_EQ( ( Lines{ "unitMonSm for unit u1" } ), sequence.logged() );
+   EXPECT_TRUE( sequence.traced( "notifying completion.", 4 ) );
    EXPECT_TRUE( rig.enterComplete( "u1" ) );
-   EXPECT_EQ( 1u, reports() );
-   EXPECT_TRUE( traces.has( "handleInitialized: for unit u1, num monitored intfs 0, drainedIntfs 0", 4 ) );
-   EXPECT_TRUE( traces.has( "checkDrainedIntfsAndReport: unit u1 notifying completion.", 4 ) );
+   EXPECT_EQ( 1u, rig.enterClass.agentStatus->completes() );
+   EXPECT_EQ( 0u, rig.exitClass.agentStatus->completes() );
+   EXPECT_EQ( "numMaintEnter 1, numNotifyStageCompletion 1", changes.text() );
+}
+
+TEST_F( UnitMonSmTest, isInitializedAfterItsFirstCheck ) {
+   struct Observer {
+      struct VelCounters final : Vel::ReactorTo< Observer, DrainWatchSmDebugCounters > {
+         using ReactorTo::ReactorTo;
+         void onNumNoNotifyNoStageInput() override { sm()->atCheck = sm()->unitMon->initialized(); }
+      };
+      Vel::Ptr< UnitMonSm > unitMon;
+      bool atCheck = true;
+      Vel::Watch< VelCounters > counters;
+   } observer;
+   rig.start();
+   observer.unitMon = Vel::make< UnitMonSm >(
+      "u9", 1, rig.root.get(), Vel::make< UnitIntfInput >( "u9" ), Vel::make< UnitIntfInput >( "u9" ) );
+   observer.counters.is( rig.root->counters(), &observer ).hasNotificationActiveIs( true );
+   observer.unitMon->handleInitialized();
+   EXPECT_FALSE( observer.atCheck );
+   EXPECT_TRUE( observer.unitMon->initialized() );
 }
 
 TEST_F( UnitMonSmTest, isInitializedOnce ) {
-   rig.unitIs( "u1", {} );
-   rig.start();
-   rig.enter( "u1" );
+   enterEmpty();
+   UnitMonSequence sequence( rig );
    EXPECT_EQ( "!initialized()", Vel::failedAssertion( [&] { unitMon().handleInitialized(); } ) );
+   EXPECT_EQ( Lines{}, sequence.lines() );
 }
 
 TEST_F( UnitMonSmTest, beginsWithEmptySetsOnly ) {
@@ -167,54 +250,86 @@ TEST_F( UnitMonSmTest, withoutTheDirectoriesHasNothingToMonitor ) {
 // ---- starting
 
 TEST_F( UnitMonSmTest, leavesInterfacesOfOtherKindsAlone ) {
-   rig.unitIs( "u1", {} );
-   rig.start();
-   rig.enter( "u1" );
-   Vel::U32 expected = 0;
+   enterEmpty();
    for ( const auto & intf :
          { Wire::IntfId( Wire::SubIntfId( "et1.5" ) ), Wire::IntfId( Wire::CpuIntfId( "cpu" ) ),
            Wire::IntfId::other( "lo" ) } ) {
       SCOPED_TRACE( Vel::text( intf ) );
       rig.linkIs( intf );
-      Vel::TraceCapture traces;
-      // Without a profile too: whether it has one does not matter.
+      UnitMonSequence sequence( rig );
+      const CounterChanges changes( rig.counters() );
+      // It has no profile either, which nobody asks for.
       unitMon().startIntfMon( intf );
-      EXPECT_EQ( ++expected, rig.counters().numIntfMonIntfNotSupported() );
-      EXPECT_TRUE( traces.has( Vel::text( "startIntfMon: intf ", intf, " - is not not supported" ), 4 ) );
+      EXPECT_EQ(
+         ( Lines{
+            Vel::text( "startIntfMon: unit u1 intf ", intf ),
+            Vel::text( "startIntfMon: intf ", intf, " - is not not supported" ),
+            "numIntfMonIntfNotSupported",
+         } ),
+         sequence.lines() );
+      EXPECT_TRUE( sequence.traced( "is not not supported", 4 ) );
+      EXPECT_EQ( "numIntfMonIntfNotSupported 1", changes.text() );
       EXPECT_EQ( 0u, monIntf().intfs() );
+      EXPECT_EQ( 0u, drained().intfs() );
       EXPECT_FALSE( rig.root->intfMon( intf ) );
    }
 }
 
-TEST_F( UnitMonSmTest, leavesAnInterfaceWithoutStatusAlone ) {
-   rig.unitIs( "u1", { et1 } );
+TEST_F( UnitMonSmTest, aSubInterfaceOfAGroupIsLeftAlone ) {
+   const Wire::IntfId sub = Wire::SubIntfId( "et1.5" );
+   rig.linkIs( sub );
+   rig.unitIs( "u1", { sub } );
    rig.start();
-   Vel::TraceCapture traces;
+   const CounterChanges changes( rig.counters() );
    rig.enter( "u1" );
-   EXPECT_EQ( 1u, rig.counters().numIntfMonNoIntfStatus() );
-   EXPECT_EQ( 0u, rig.counters().numIntfMonIntfOperNotUp() );
-   EXPECT_TRUE(
-      traces.has( "startIntfMon: Could not find intfStatus for intf et1. Ignoring this interface", 4 ) );
+   EXPECT_EQ( "numMaintEnter 1, numNotifyStageCompletion 1, numIntfMonIntfNotSupported 1", changes.text() );
+   EXPECT_EQ( 0u, monIntf().intfs() );
+   EXPECT_FALSE( rig.root->intfMon( sub ) );
+   EXPECT_TRUE( rig.enterComplete( "u1" ) );
+}
+
+TEST_F( UnitMonSmTest, leavesAnInterfaceWithoutStatusAlone ) {
+   enterEmpty();
+   rig.groupMemberIs( "u1", et1 );
+   rig.settle();
+   UnitMonSequence sequence( rig );
+   const CounterChanges changes( rig.counters() );
+   unitMon().startIntfMon( et1 );
+   EXPECT_EQ(
+      ( Lines{
+         "startIntfMon: unit u1 intf et1",
+         "startIntfMon: Could not find intfStatus for intf et1. Ignoring this interface",
+         "numIntfMonNoIntfStatus",
+      } ),
+      sequence.lines() );
+   EXPECT_TRUE( sequence.traced( "Could not find intfStatus", 4 ) );
+   EXPECT_EQ( "numIntfMonNoIntfStatus 1", changes.text() );
    EXPECT_EQ( 0u, monIntf().intfs() );
    EXPECT_EQ( 0u, rig.root->intfMons() );
 }
 
 TEST_F( UnitMonSmTest, leavesAnInterfaceThatIsNotUpAlone ) {
-   rig.unitIs( "u1", { et1 } );
-   rig.start();
-   Vel::U32 expected = 0;
-   rig.enter( "u1" );
+   enterEmpty();
+   rig.groupMemberIs( "u1", et1 );
    for ( const auto status :
          { Interface::operDown, Interface::operUnknown, Interface::IntfOperStatus( 9 ) } ) {
       SCOPED_TRACE( Vel::text( status ) );
       rig.allIntfStatusDir->intfStatusIs( et1 )->operStatusIs( status );
-      Vel::TraceCapture traces;
+      rig.settle();
+      UnitMonSequence sequence( rig );
+      const CounterChanges changes( rig.counters() );
       unitMon().startIntfMon( et1 );
-      EXPECT_EQ( ++expected, rig.counters().numIntfMonIntfOperNotUp() );
-      EXPECT_TRUE( traces.has(
-         Vel::text( "startIntfMon: Intf et1 operStatus is ", status, ", ignoring as it is not operUp" ),
-         4 ) );
+      EXPECT_EQ(
+         ( Lines{
+            "startIntfMon: unit u1 intf et1",
+            Vel::text( "startIntfMon: Intf et1 operStatus is ", status, ", ignoring as it is not operUp" ),
+            "numIntfMonIntfOperNotUp",
+         } ),
+         sequence.lines() );
+      EXPECT_TRUE( sequence.traced( "operStatus is", 4 ) );
+      EXPECT_EQ( "numIntfMonIntfOperNotUp 1", changes.text() );
       EXPECT_EQ( 0u, monIntf().intfs() );
+      EXPECT_EQ( 0u, drained().intfs() );
    }
 }
 
@@ -222,19 +337,23 @@ TEST_F( UnitMonSmTest, whoseOnlyInterfaceIsDownCompletesAtOnce ) {
    rig.linkIs( et1, false );
    rig.unitIs( "u1", { et1 } );
    rig.start();
+   const CounterChanges changes( rig.counters() );
    rig.enter( "u1" );
    EXPECT_TRUE( rig.enterComplete( "u1" ) );
    EXPECT_EQ( 0u, monIntf().intfs() );
    EXPECT_EQ( 0u, drained().intfs() );
+   EXPECT_EQ( "numMaintEnter 1, numNotifyStageCompletion 1, numIntfMonIntfOperNotUp 1", changes.text() );
 }
 
 /// The configuration always selects a profile, and the start comes before a look at the link.
-TEST_F( UnitMonSmTest, anInterfaceWithoutAProfileIsFatalEvenIfItIsDown ) {
-   rig.linkIs( et1, false );
-   rig.unitIs( "u1", {} );
-   rig.start();
-   rig.enter( "u1" );
+TEST_F( UnitMonSmTest, anInterfaceWithoutAProfileIsFatalEvenIfItIsDownOrUnknown ) {
+   enterEmpty();
+   UnitMonSequence sequence( rig );
    EXPECT_EQ( "intfProfile", Vel::failedAssertion( [&] { unitMon().startIntfMon( et1 ); } ) );
+   rig.linkIs( et1, false );
+   EXPECT_EQ( "intfProfile", Vel::failedAssertion( [&] { unitMon().startIntfMon( et1 ); } ) );
+   EXPECT_EQ(
+      ( Lines{ "startIntfMon: unit u1 intf et1", "startIntfMon: unit u1 intf et1" } ), sequence.lines() );
 }
 
 TEST_F( UnitMonSmTest, startsPassivelyOnlyInAUnitThatIsInMaintenance ) {
@@ -273,45 +392,90 @@ TEST_F( UnitMonSmTest, startsActivelyInAUnitWithoutStatus ) {
 
 TEST_F( UnitMonSmTest, anInterfaceThatIsShutFromTheBeginningIsDrainedAtOnce ) {
    rig.profileIs( "p", 100, 10, true, 0 );
-   enterBusy( { "u1" }, { et1 } );
-   EXPECT_TRUE( rig.shut( et1 ) );
-   EXPECT_TRUE( drained().intf( et1 ) );
+   busy( et1 );
+   rig.unitIs( "u1", { et1 } );
+   rig.start();
+   UnitMonSequence sequence( rig );
+   sequence.watchUnit( "u1" );
+   rig.enter( "u1" );
+   EXPECT_EQ(
+      ( Lines{
+         "UnitMonSm::handleInitialized for unit u1",
+         "handleInitialized: processing group u1",
+         "startIntfMon: unit u1 intf et1",
+         "record of et1",
+         "sampler of et1",
+         "shut et1",
+         "monIntfUnderMaint + et1",
+         "monitor of et1",
+         "startIntfMon: created intf monitor for intf et1, initial state monIntfStateEnterMaint, profile p",
+         "u1 drained + et1",
+         "u1 monitored + et1",
+         "handleInitialized: for unit u1, num monitored intfs 1, drainedIntfs 1",
+         "checkDrainedIntfsAndReport: unit u1 notifying completion.",
+      } ),
+      sequence.lines() );
    EXPECT_TRUE( rig.enterComplete( "u1" ) );
-   EXPECT_EQ( 0u, rig.counters().numIntfMonInitialStatePassive() );
    EXPECT_EQ( 1u, reports() );
 }
 
 TEST_F( UnitMonSmTest, countsAnInterfaceThatHasDrainedForAnotherUnitAtOnce ) {
-   rig.linkIs( et1 );
-   rig.unitIs( "u1", { et1 } );
+   enter( { "u1" }, { et1 } );
    rig.unitIs( "u2", { et1 } );
-   rig.start();
-   rig.enter( "u1" );
    rig.advance( 10 );
    ASSERT_TRUE( rig.enterComplete( "u1" ) );
    IntfMonSm * const intfMon = rig.root->intfMon( et1 );
+   UnitMonSequence sequence( rig );
+   sequence.watchSampler( et1 );
+   sequence.watchUnit( "u2" );
    rig.enter( "u2" );
+   EXPECT_EQ(
+      ( Lines{
+         "UnitMonSm::handleInitialized for unit u2",
+         "handleInitialized: processing group u2",
+         "startIntfMon: unit u2 intf et1",
+         "u2 drained + et1",
+         "dependentUnit + u2",
+         "u2 monitored + et1",
+         "handleInitialized: for unit u2, num monitored intfs 1, drainedIntfs 1",
+         "checkDrainedIntfsAndReport: unit u2 notifying completion.",
+      } ),
+      sequence.lines() );
    EXPECT_EQ( intfMon, rig.root->intfMon( et1 ) );
    EXPECT_EQ( 2u, intfMon->monitoredIntf()->dependentUnits() );
-   ASSERT_TRUE( drained( "u2" ).intf( et1 ) );
-   EXPECT_TRUE( *drained( "u2" ).intf( et1 ) );
    EXPECT_TRUE( rig.enterComplete( "u2" ) );
    EXPECT_EQ( 0u, rig.counters().numIntfMonInitialStatePassive() );
 }
 
-TEST_F( UnitMonSmTest, givesTheMonitorOfAnotherUnitTheProfileThatAppliesNow ) {
+TEST_F( UnitMonSmTest, joinsTheMonitorOfAnotherUnitWithTheProfileThatAppliesNow ) {
    enterBusy( { "u1" }, { et1 } );
    rig.unitIs( "u2", { et1 } );
    // One that comes back under its name reaches the monitors that are there only with the next decision.
    rig.profileDel( "p" );
    auto * again = rig.profileIs( "p", 100, 10, false, 0 );
-   ASSERT_NE( again, rig.root->intfMon( et1 )->intfProfile().get() );
-   Vel::TraceCapture traces;
+   IntfMonSm * const intfMon = rig.root->intfMon( et1 );
+   ASSERT_NE( again, intfMon->intfProfile().get() );
+   UnitMonSequence sequence( rig );
+   sequence.watchMonitor( et1 );
+   sequence.watchSampler( et1 );
+   sequence.watchUnit( "u2" );
    rig.enter( "u2" );
-   EXPECT_EQ( again, rig.root->intfMon( et1 )->intfProfile().get() );
-   EXPECT_FALSE( traces.has( "created intf monitor" ) );
-   EXPECT_FALSE( drained( "u2" ).intf( et1 ) );
-   EXPECT_TRUE( monIntf( "u2" ).intf( et1 ) );
+   EXPECT_EQ(
+      ( Lines{
+         "UnitMonSm::handleInitialized for unit u2",
+         "handleInitialized: processing group u2",
+         "startIntfMon: unit u2 intf et1",
+         "intfProfile p",
+         "numIntfMonProfileChange",
+         "dependentUnit + u2",
+         "u2 monitored + et1",
+         "handleInitialized: for unit u2, num monitored intfs 1, drainedIntfs 0",
+      } ),
+      sequence.lines() );
+   EXPECT_EQ( intfMon, rig.root->intfMon( et1 ) );
+   EXPECT_EQ( again, intfMon->intfProfile().get() );
+   EXPECT_TRUE( intfMon->monitoredIntf()->dependentUnit( "u1" ) );
+   EXPECT_FALSE( rig.enterComplete( "u2" ) );
 }
 
 /// Nothing starts a stopped monitor again, so an enter that finds one waits until the interface leaves the unit.
@@ -341,213 +505,23 @@ TEST_F( UnitMonSmTest, aSharedInterfaceIsShutWhenTheDelaySinceItsFirstUnitIsOver
    EXPECT_TRUE( rig.enterComplete( "u2" ) );
 }
 
-TEST_F( UnitMonSmTest, startsAnInterfaceInTheOrderDrainedDependentMonitored ) {
-   struct Observer {
-      struct VelMon final : Vel::ReactorTo< Observer, UnitIntfInput > {
-         using ReactorTo::ReactorTo;
-         void onIntf( const Wire::IntfId & ) override { sm()->note( "monitored" ); }
-      };
-      struct VelDrained final : Vel::ReactorTo< Observer, UnitIntfInput > {
-         using ReactorTo::ReactorTo;
-         void onIntf( const Wire::IntfId & ) override { sm()->note( "drained" ); }
-      };
-      void note( const char * what ) {
-         const auto * sampler = rig.root->monIntfDir()->monitoredIntf( intf );
-         log += Vel::text( what, sampler->dependentUnit( "u1" ) ? " dependent; " : " not dependent; " );
-      }
-      PluginRig & rig;
-      Wire::IntfId intf;
-      Vel::String log;
-      Vel::Watch< VelMon > mon;
-      Vel::Watch< VelDrained > drained;
-   } observer{ rig, et1, {}, {}, {} };
-   rig.profileIs( "p", 100, 10, true, 0 );
+// ---- mistakes of our own
+
+TEST_F( UnitMonSmTest, thereIsAPlaceForSamplers ) {
+   enterEmpty();
    busy( et1 );
-   rig.unitIs( "u1", { et1 } );
-   rig.start();
-   observer.mon.is( rig.root->unitMonIntfInput()->unitIntfInputIs( "u1" ), &observer )
-      .hasNotificationActiveIs( true );
-   observer.drained.is( rig.root->unitDrainedIntf()->unitIntfInputIs( "u1" ), &observer )
-      .hasNotificationActiveIs( true );
-   rig.enter( "u1" );
-   EXPECT_EQ( "drained not dependent; monitored dependent; ", observer.log );
-}
-
-// ---- what comes and goes
-
-TEST_F( UnitMonSmTest, startsAnInterfaceThatIsAddedToItsSet ) {
-   busy( et1 );
-   rig.unitIs( "u1", {} );
-   rig.start();
-   rig.enter( "u1" );
    rig.groupMemberIs( "u1", et1 );
-   Vel::TraceCapture traces;
-   monIntf().intfIs( et1, true );
-   ASSERT_TRUE( rig.root->intfMon( et1 ) );
-   EXPECT_TRUE( rig.root->intfMon( et1 )->monitoredIntf()->dependentUnit( "u1" ) );
-   EXPECT_TRUE( traces.has( "handleMonIntf: unit u1, starting intf mon for intf et1", 5 ) );
-   EXPECT_EQ( 1u, traces.count( "startIntfMon: unit u1 intf et1" ) );
-}
-
-TEST_F( UnitMonSmTest, anInterfaceThatIsAddedAndCannotBeMonitoredStaysAMember ) {
-   rig.unitIs( "u1", {} );
-   rig.start();
-   rig.enter( "u1" );
-   rig.linkIs( et1, false );
-   rig.groupMemberIs( "u1", et1 );
-   monIntf().intfIs( et1, true );
-   EXPECT_TRUE( monIntf().intf( et1 ) );
+   rig.root->monIntfDirDel();
+   EXPECT_EQ( "rootSm()->monIntfDir()", Vel::failedAssertion( [&] { unitMon().startIntfMon( et1 ); } ) );
    EXPECT_FALSE( rig.root->intfMon( et1 ) );
-   // It is a member already, so that it comes up changes nothing.
-   rig.allIntfStatusDir->intfStatus( et1 )->operStatusIs( Interface::operUp );
-   rig.settle();
-   EXPECT_FALSE( rig.root->intfMon( et1 ) );
+   EXPECT_EQ( 0u, monIntf().intfs() );
+   rig.root->monIntfDirIs();
 }
 
-TEST_F( UnitMonSmTest, stopsAnInterfaceThatIsRemovedFromItsSet ) {
-   enterBusy( { "u1" }, { et1, et2 } );
-   Vel::TraceCapture traces;
-   monIntf().intfDel( et1 );
-   EXPECT_FALSE( rig.root->intfMon( et1 ) );
-   EXPECT_TRUE( rig.root->intfMon( et2 ) );
-   EXPECT_TRUE( traces.has( "handleMonIntf: unit u1, stopping intf mon for intf et1", 5 ) );
-   EXPECT_FALSE( rig.enterComplete( "u1" ) );
-}
-
-TEST_F( UnitMonSmTest, completesWhenItsLastUndrainedInterfaceIsRemoved ) {
-   enterBusy( { "u1" }, { et1, et2 } );
-   rig.trafficIs( et1, {} );
-   rig.advance( 10 );
-   EXPECT_EQ( 1u, drained().intfs() );
-   EXPECT_FALSE( rig.enterComplete( "u1" ) );
-   monIntf().intfDel( et2 );
-   EXPECT_TRUE( rig.enterComplete( "u1" ) );
-}
-
-/// The completion stands although the traffic is there again: the protocol has no way to take one back.
-TEST_F( UnitMonSmTest, completesWhenItsOnlyInterfaceGoesDownForAMoment ) {
+TEST_F( UnitMonSmTest, aMonitorHasASampler ) {
    enterBusy( { "u1" }, { et1 } );
-   rig.linkIs( et1, false );
-   rig.settle();
-   EXPECT_TRUE( rig.enterComplete( "u1" ) );
-   rig.linkIs( et1 );
-   rig.advance( 10 );
-   EXPECT_EQ( 1u, monIntf().intfs() );
-   EXPECT_EQ( 0u, drained().intfs() );
-   EXPECT_EQ( Maintenance::monIntfStateEnterMaint, rig.record( et1 )->state() );
-   EXPECT_TRUE( rig.enterComplete( "u1" ) );
-}
-
-TEST_F( UnitMonSmTest, reactsOnlyOnceItIsInitialized ) {
-   enterBusy( { "u1" }, { et1 } );
-   unitMon().initializedIs( false );
-   Vel::TraceCapture traces;
-   monIntf().intfIs( et2, true );
-   drained().intfIs( et1, true );
-   drained().intfIs( et2, true );
-   drained().intfDel( et2 );
-   monIntf().intfDel( et2 );
-   EXPECT_TRUE( traces.lines().empty() );
-   EXPECT_EQ( 0u, reports() );
-   unitMon().initializedIs( true );
-}
-
-// ---- completion
-
-TEST_F( UnitMonSmTest, completesWhenAsManyInterfacesHaveDrainedAsAreMonitored ) {
-   enterBusy( { "u1" }, { et1, et2 } );
-   Vel::TraceCapture traces;
-   drained().intfIs( et1, true );
-   EXPECT_TRUE( traces.has(
-      "handleDrainedIntf: unit u1, drainedIntf( et1 ) - added, num drained intfs 1, num monitored intfs 2",
-      5 ) );
-   EXPECT_FALSE( traces.has( "checkDrainedIntfsAndReport" ) );
-   EXPECT_EQ( 0u, reports() );
-   // Counts are compared, not interfaces.
-   drained().intfIs( et3, true );
-   EXPECT_TRUE( traces.has( "checkDrainedIntfsAndReport: unit u1 notifying completion.", 4 ) );
-   EXPECT_TRUE( rig.enterComplete( "u1" ) );
-   EXPECT_EQ( 1u, reports() );
-   drained().intfDel( et3 );
-}
-
-TEST_F( UnitMonSmTest, anInterfaceThatHasDrainedNoMoreReportsNothing ) {
-   enterBusy( { "u1" }, { et1 } );
-   drained().intfIs( et1, true );
-   drained().intfIs( et2, true );
-   const auto before = reports();
-   Vel::TraceCapture traces;
-   drained().intfDel( et2 );
-   EXPECT_TRUE( traces.has(
-      "handleDrainedIntf: unit u1, drainedIntf( et2 ) - deleted, num drained intfs 1, num monitored intfs 1",
-      5 ) );
-   EXPECT_EQ( 1u, traces.lines().size() );
-   EXPECT_EQ( before, reports() );
-}
-
-TEST_F( UnitMonSmTest, anEntryThatSaysNotDrainedReportsNothing ) {
-   enterBusy( { "u1" }, { et1 } );
-   drained().intfIs( et1, false );
-   EXPECT_EQ( 0u, reports() );
-   drained().intfIs( et1, true );
-   EXPECT_EQ( 1u, reports() );
-}
-
-TEST_F( UnitMonSmTest, reportsAsOftenAsItFindsTheCountsEqual ) {
-   enterBusy( { "u1" }, { et1 } );
-   drained().intfIs( et1, true );
-   unitMon().checkDrainedIntfsAndReport();
-   drained().intfIs( et1, false );
-   drained().intfIs( et1, true );
-   EXPECT_EQ( 3u, reports() );
-   EXPECT_EQ( 1u, rig.enterClass.agentStatus->completes() );
-}
-
-TEST_F( UnitMonSmTest, reportsItsOwnGeneration ) {
-   enterBusy( { "u1" }, { et1 } );
-   unitMon().genIdIs( 7 );
-   Vel::TraceCapture traces;
-   drained().intfIs( et1, true );
-   EXPECT_TRUE( traces.has( "No instance found for genId 7 unitName u1" ) );
-   EXPECT_FALSE( rig.enterComplete( "u1" ) );
-}
-
-TEST_F( UnitMonSmTest, isNotToldWhileItIsSwitchedOff ) {
-   enterBusy( { "u1" }, { et1 } );
-   unitMon().hasNotificationActiveIs( false );
-   drained().intfIs( et1, true );
-   EXPECT_EQ( 0u, reports() );
-   unitMon().hasNotificationActiveIs( true );
-   EXPECT_EQ( 0u, reports() );
-   drained().intfIs( et1, false );
-   drained().intfIs( et1, true );
-   EXPECT_EQ( 1u, reports() );
-}
-
-// ---- dump
-
-TEST_F( UnitMonSmTest, dumpsItsCounts ) {
-   enterBusy( { "u1" }, { et1, et2 } );
-   drained().intfIs( et1, true );
-   const auto dump = [&]( unsigned indent ) {
-      return PluginRig::written( [&]( int fd ) { unitMon().dump( fd, indent ); } );
-   };
-   EXPECT_EQ(
-      "Unit: u1\n"
-      "  initialized: true\n"
-      "  genId: 1\n"
-      "  Num monIntf entries: 2\n"
-      "  Num drainedIntf entries: 1\n",
-      dump( 0 ) );
-   unitMon().initializedIs( false );
-   EXPECT_EQ(
-      "    Unit: u1\n"
-      "      initialized: false\n"
-      "      genId: 1\n"
-      "      Num monIntf entries: 2\n"
-      "      Num drainedIntf entries: 1\n",
-      dump( 4 ) );
-   unitMon().initializedIs( true );
+   const WithoutSampler none( *rig.root->intfMon( et1 ) );
+   EXPECT_EQ( "intfMonSm->monitoredIntf()", Vel::failedAssertion( [&] { unitMon().startIntfMon( et1 ); } ) );
 }
 
 } // namespace
