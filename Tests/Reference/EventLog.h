@@ -104,8 +104,10 @@ enum class EventKind {
 
    // ---- time and the plug-in itself
    turn, ///< one turn of the loop: deferred work runs, each task once; the clock goes on only by what items took
-   time, ///< to: the clock goes on, at every tick that is due what is due fires, then deferred work runs to its end.
-   ///< Counters stand still meanwhile: what is to be seen at the end of it has been written before
+   /// to: the clock goes on, at every tick that is due what is due fires, then deferred work runs to its end. A time
+   /// that has passed stands for now. Counters stand still meanwhile: what is to be seen at the end of it has been
+   /// written before
+   time,
    start,  ///< the plug-in starts on what it finds, then deferred work runs to its end
    crash,  ///< the plug-in is gone without a word (what it published stays); start comes next
    unload, ///< the plug-in goes in order; what it published shows what it does then
