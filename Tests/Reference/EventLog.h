@@ -192,7 +192,32 @@ struct Completion {
 };
 
 /// The counters of the plug-in, in the order in which it declares them.
-constexpr std::size_t counterCount = 23;
+enum Counter : std::size_t {
+   numMaintEnter,
+   numMaintExit,
+   numMaintExitNoUnitMon,
+   numMaintEnterUnitMonPresent,
+   numMaintExitInMaintModeEnter,
+   numNotifyStageCompletion,
+   numUnitStatusDel,
+   numNoVlanStatus,
+   numNoIntfCounter,
+   numNoNotifyNoStageInput,
+   numNoNotifyActiveStageMismatch,
+   numNoNotifyAlreadyNotified, ///< nobody filters repeated completions
+   numNoNotifyNoUnitStatus,
+   numIntfMonInitialStatePassive,
+   numStartIntfMonInUnits,
+   numStopIntfMonInUnits,
+   numIntfMonProfileChange,
+   numIntfMonProfileDelete,
+   numIntfMonPendingProfileResolved,
+   numIntfMonDefProfileUpdate,
+   numIntfMonIntfNotSupported,
+   numIntfMonNoIntfStatus,
+   numIntfMonIntfOperNotUp
+};
+constexpr std::size_t counterCount = numIntfMonIntfOperNotUp + 1;
 
 struct Published {
    std::map< Intf, Record > records;

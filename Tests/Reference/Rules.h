@@ -12,34 +12,6 @@
 /// Whatever a write sets off happens inside the write, depth first, except for the backlog, which waits for a turn.
 namespace Reference {
 
-/// Places in Published::counters.
-enum Counter : std::size_t {
-   numMaintEnter,
-   numMaintExit,
-   numMaintExitNoUnitMon,
-   numMaintEnterUnitMonPresent,
-   numMaintExitInMaintModeEnter,
-   numNotifyStageCompletion,
-   numUnitStatusDel,
-   numNoVlanStatus,
-   numNoIntfCounter,
-   numNoNotifyNoStageInput,
-   numNoNotifyActiveStageMismatch,
-   numNoNotifyAlreadyNotified, ///< nobody filters repeated completions
-   numNoNotifyNoUnitStatus,
-   numIntfMonInitialStatePassive,
-   numStartIntfMonInUnits,
-   numStopIntfMonInUnits,
-   numIntfMonProfileChange,
-   numIntfMonProfileDelete,
-   numIntfMonPendingProfileResolved,
-   numIntfMonDefProfileUpdate,
-   numIntfMonIntfNotSupported,
-   numIntfMonNoIntfStatus,
-   numIntfMonIntfOperNotUp
-};
-static_assert( numIntfMonIntfOperNotUp + 1 == counterCount );
-
 class Model::Rules {
  public:
    explicit Rules( const World & world );
