@@ -167,6 +167,12 @@ TEST_F( DrainWatchSmDump, printsEveryCounterUnderItsOwnName ) {
       EXPECT_NE( Vel::String::npos, text.find( line ) ) << line;
 }
 
+TEST_F( DrainWatchSmDump, ofARootWithoutTrackerGoesOnWithTheRecords ) {
+   rig.start();
+   rig.root->intfStatusSmDel();
+   EXPECT_NE( Vel::String::npos, dumped( 0 ).find( "  Dumping IntfMonSms:\n  MonIntfStatusDir:\n" ) );
+}
+
 TEST_F( DrainWatchSmDump, ofARootWithoutRecordsAndCausePrintsZeros ) {
    rig.monIntfStatusDir = nullptr;
    rig.cause = nullptr;
