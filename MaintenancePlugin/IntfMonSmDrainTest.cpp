@@ -1,8 +1,6 @@
 #include "MaintenancePlugin/IntfMonSm.h"
 
 #include "MaintenancePlugin/IntfMonSmRig.h"
-#include "Platform/FastLog/Capture.h"
-#include "Platform/Vel/Trace.h"
 
 #include <gtest/gtest.h>
 
@@ -27,6 +25,9 @@ TEST_F( IntfMonSmDrain, aSampleIsQuietIfBothRatesAreBelowTheThreshold ) {
    IntfMonSm & intfMon = monitor();
    for ( const Case & c : {
             Case{ "silence", 100, 0, 0, true },
+            Case{ "one below", 1000, 999999, 999999, true },
+            Case{ "in at the threshold of a megabit", 1000, 1000000, 0, false },
+            Case{ "out one above it", 1000, 0, 1000001, false },
             Case{ "just below", 100, 99999.9, 99999.9, true },
             Case{ "in at the threshold", 100, 100000, 0, false },
             Case{ "out at the threshold", 100, 0, 100000, false },
@@ -159,29 +160,30 @@ TEST_F( IntfMonSmDrain, hasDrainedWhenItsQuietRunIsAsLongAsTheLoadInterval ) {
 }
 
 TEST_F( IntfMonSmDrain, tellsWhatItsVerdictRestsOn ) {
+   p->drainWatchThresholdInKbpsIs( 123 );
    IntfMonSm & intfMon = monitor();
    record().numConsecutiveDrainedSamplesIs( 2 );
    record().totalSamplesIs( 7 );
-   ratesAre( 300, 400 );
-   Vel::TraceCapture traces;
-   intfMon.hasTrafficDrained();
-   EXPECT_TRUE( traces.has( "hasTrafficDrained: intf et1, traffic drained - true", 4 ) );
-   EXPECT_TRUE( traces.has(
-      Vel::text(
-         "hasTrafficDrained:     threshold ", 100000.0, ", cur inBitsRates ", 300.0, ", cur outBitsRates ",
-         400.0 ),
-      9 ) );
-   EXPECT_TRUE( traces.has( "hasTrafficDrained:     numConsecutiveDrainedSamples 2, totalSamples 7", 9 ) );
-   EXPECT_TRUE( traces.has(
-      Vel::text(
-         "hasTrafficDrained:     startTime ", record().startTime(),
-         ", drainInterval 10, drainWatchLoadInterval 10" ),
-      9 ) );
-   ratesAre( 1e6, 0 );
-   traces.clear();
-   intfMon.hasTrafficDrained();
-   EXPECT_TRUE( traces.has( "hasTrafficDrained: intf et1, traffic drained - false", 4 ) );
-   EXPECT_TRUE( traces.has( ", drainInterval 0, drainWatchLoadInterval 10", 9 ) );
+   const auto startTime = Vel::text( "hasTrafficDrained:     startTime ", record().startTime() );
+   for ( const bool quietNow : { true, false } ) {
+      SCOPED_TRACE( quietNow ? "quiet" : "busy" );
+      ratesAre( quietNow ? 300 : 123000, 400 );
+      IntfMonSequence sequence( rig );
+      EXPECT_EQ( quietNow, intfMon.hasTrafficDrained() );
+      EXPECT_EQ(
+         ( Lines{
+            quietNow ? "hasTrafficDrained: intf et1, traffic drained - true"
+                     : "hasTrafficDrained: intf et1, traffic drained - false",
+            Vel::text(
+               "hasTrafficDrained:     threshold 123000, cur inBitsRates ", quietNow ? 300 : 123000,
+               ", cur outBitsRates 400" ),
+            "hasTrafficDrained:     numConsecutiveDrainedSamples 2, totalSamples 7",
+            startTime + ( quietNow ? ", drainInterval 10, drainWatchLoadInterval 10"
+                                   : ", drainInterval 0, drainWatchLoadInterval 10" ),
+         } ),
+         sequence.lines() );
+      EXPECT_EQ( Lines{}, sequence.logged() );
+   }
 }
 
 TEST_F( IntfMonSmDrain, oneBusySampleBeginsTheQuietRunAnew ) {
@@ -235,11 +237,12 @@ TEST_F( IntfMonSmDrain, anInterfaceWithoutCountersKeepsItsLastRates ) {
 
 /// The credit is counted in samples, so time that passed unwatched neither adds to it nor takes from it.
 TEST_F( IntfMonSmDrain, theQuietRunOfAnEarlierRunGoesOn ) {
-   rig.profileIs( "p", 100, 15, false, 0 );
-   recorded( enterMaint, rig.now() - 1000 ).numConsecutiveDrainedSamplesIs( 2 );
+   recorded( enterMaint, rig.now() - 1000 ).numConsecutiveDrainedSamplesIs( 1 );
    monitor();
+   EXPECT_EQ( enterMaint, record().state() );
    rig.advance( 5 );
    EXPECT_EQ( underMaint, record().state() );
+   EXPECT_EQ( 2u, record().numConsecutiveDrainedSamples() );
 }
 
 // ---- shutting down
@@ -259,6 +262,8 @@ TEST_F( IntfMonSmDrain, isShutAsProfileAndTimeSay ) {
             Case{ "not drained, no delay", true, false, 0, 0, true },
             Case{ "not drained, before the delay is over", true, false, 30, 29, false },
             Case{ "not drained, when the delay is over", true, false, 30, 30, true },
+            Case{ "not drained, just before the delay is over", true, false, 60, 59.9, false },
+            Case{ "not drained, a minute of a minute is over", true, false, 60, 60, true },
             Case{ "not drained, after the delay is over", true, false, 30, 31, true },
             Case{ "not drained, the delay is no number", true, false, nan, 1e9, false },
             Case{ "not drained, the delay is for ever", true, false, infinity, 1e9, false },
@@ -287,41 +292,71 @@ TEST_F( IntfMonSmDrain, isShutAsProfileAndTimeSay ) {
 }
 
 TEST_F( IntfMonSmDrain, tellsWhyItIsShut ) {
+   struct Case {
+      bool drained;
+      double maxDelay;
+      const char * text;
+   };
    IntfMonSm & intfMon = monitor();
    rig.advance( 4 );
-   Vel::TraceCapture traces;
-   FastLog::Capture log;
-   rig.profileIs( "p", 100, 10, true, 3.5 );
-   traces.clear();
-   intfMon.doMaintenanceShutdown( true );
-   EXPECT_EQ( 1u, traces.lines().size() );
-   EXPECT_TRUE(
-      traces.has( "doMaintenanceShutdown: intfId et1 shutting down because traffic has drained", 4 ) );
-   EXPECT_EQ( 1u, log.count( "maint-down for intf et1" ) );
-   traces.clear();
-   intfMon.doMaintenanceShutdown( false );
-   EXPECT_EQ( 1u, traces.lines().size() );
-   EXPECT_TRUE( traces.has(
-      "doMaintenanceShutdown: intfId et1 shutting down because max-delay of 3.5 seconds has elapsed (4)",
-      4 ) );
-   EXPECT_EQ( 2u, log.count( "maint-down for intf et1" ) );
-   rig.profileIs( "p", 100, 10, true, 0 );
-   intfMon.doMaintenanceShutdown( false );
-   EXPECT_TRUE( traces.has( "because max-delay of 0 seconds has elapsed (4)", 4 ) );
+   for ( const Case & c : {
+            Case{ true, 3.5, "doMaintenanceShutdown: intfId et1 shutting down because traffic has drained" },
+            Case{ true, 0, "doMaintenanceShutdown: intfId et1 shutting down because traffic has drained" },
+            Case{
+               false, 3.5,
+               "doMaintenanceShutdown: intfId et1 shutting down because max-delay of 3.5 seconds has elapsed "
+               "(4)" },
+            Case{
+               false, 0,
+               "doMaintenanceShutdown: intfId et1 shutting down because max-delay of 0 seconds has elapsed "
+               "(4)" },
+         } )
+      for ( const bool wasShut : { false, true } ) {
+         SCOPED_TRACE( Vel::text( c.text, wasShut ? ", was shut" : "" ) );
+         rig.profileIs( "p", 100, 10, true, c.maxDelay );
+         rig.cause->intfStatusDel( et1 );
+         if ( wasShut )
+            rig.cause->intfStatusIs( et1, 17 );
+         IntfMonSequence sequence( rig );
+         EXPECT_TRUE( intfMon.doMaintenanceShutdown( c.drained ) );
+         EXPECT_EQ( ( Lines{ c.text, "shut et1" } ), sequence.lines() );
+         EXPECT_EQ( ( Lines{ "maint-down for intf et1" } ), sequence.logged() );
+         EXPECT_TRUE( sequence.traced( c.text, 4 ) );
+         EXPECT_EQ( rig.now(), *rig.cause->intfStatus( et1 ) );
+      }
 }
 
+/// Whatever the reason of a decision against a shutdown.
 TEST_F( IntfMonSmDrain, tellsThatItIsBroughtBackOnlyIfItWasShut ) {
+   struct Case {
+      const char * what;
+      bool shutdown;
+      double maxDelay;
+      bool drained;
+   };
    IntfMonSm & intfMon = monitor();
-   rig.cause->intfStatusIs( et1, rig.now() );
-   Vel::TraceCapture traces;
-   FastLog::Capture log;
-   intfMon.doMaintenanceShutdown( true );
-   EXPECT_EQ( 1u, traces.lines().size() );
-   EXPECT_TRUE( traces.has( "doMaintenanceShutdown: intf et1 bringing it out of maint-down state", 4 ) );
-   EXPECT_EQ( 1u, log.count( "bring intf et1 out maint-down state" ) );
-   intfMon.doMaintenanceShutdown( true );
-   EXPECT_EQ( 1u, traces.lines().size() );
-   EXPECT_EQ( 1u, log.lines().size() );
+   for ( const Case & c : {
+            Case{ "no shutdown, drained", false, 0, true },
+            Case{ "no shutdown, not drained", false, 0, false },
+            Case{ "not drained, the delay is not over", true, 30, false },
+            Case{ "not drained, the delay is no number", true, nan, false },
+         } ) {
+      SCOPED_TRACE( c.what );
+      rig.profileIs( "p", 100, 10, c.shutdown, c.maxDelay );
+      rig.cause->intfStatusIs( et1, rig.now() );
+      IntfMonSequence sequence( rig );
+      EXPECT_FALSE( intfMon.doMaintenanceShutdown( c.drained ) );
+      EXPECT_EQ(
+         ( Lines{
+            "doMaintenanceShutdown: intf et1 bringing it out of maint-down state", "brought back et1" } ),
+         sequence.lines() );
+      EXPECT_EQ( ( Lines{ "bring intf et1 out maint-down state" } ), sequence.logged() );
+      EXPECT_TRUE( sequence.traced( "bringing it out", 4 ) );
+      sequence.clear();
+      EXPECT_FALSE( intfMon.doMaintenanceShutdown( c.drained ) );
+      EXPECT_EQ( Lines{}, sequence.lines() );
+      EXPECT_EQ( Lines{}, sequence.logged() );
+   }
 }
 
 TEST_F( IntfMonSmDrain, bringsBackOnlyItsOwnInterface ) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MaintenancePlugin/PluginRig.h"
+#include "MaintenancePlugin/MonitorSequence.h"
 #include "Platform/Vel/FailedAssertion.h"
 
 /// Purpose: one interface monitor by itself, base of its tests: no unit starts it, so that a test chooses its state, its
@@ -49,6 +49,24 @@ class IntfMonSmRig {
    UnitIntfInput & dependentUnit( const Vel::String & unitName ) { return dependentUnit( unitName, et1 ); }
    Maintenance::MonIntfStatus & record() { return *rig.record( et1 ); }
    Vel::U32 samples() { return record().totalSamples(); }
+   bool entering() { return rig.monIntfStatusDir->monIntfEnterMaint( et1 ); }
+   bool under() { return rig.monIntfStatusDir->monIntfUnderMaint( et1 ); }
+   bool spiking() { return rig.monIntfStatusDir->monIntfSpikeUnderMaint( et1 ); }
+   /// Seconds until a timer is due; infinite when none is set.
+   double due() { return rig.root->timerWheel()->dueTime() - rig.now(); }
+   static constexpr double never = Cog::Timer::never;
+   /// Times of the next samples, in whole seconds from now.
+   using Times = std::vector< int >;
+   Times sampleTimes( int seconds ) {
+      Times times;
+      for ( int second = 1; second <= seconds; ++second ) {
+         const auto before = samples();
+         rig.advance( 1 );
+         if ( samples() != before )
+            times.push_back( second );
+      }
+      return times;
+   }
    /// Bits per second of the last sample.
    void ratesAre( double in, double out ) {
       Interface::IntfRates rates;
@@ -60,6 +78,11 @@ class IntfMonSmRig {
    const Wire::IntfId et1 = PluginRig::port( "et1" );
    const Wire::IntfId et2 = PluginRig::port( "et2" );
    IntfMaintenanceProfile::Status * p;
+};
+
+/// What the interface monitors do, seen from the outside.
+struct IntfMonSequence : MonitorSequence {
+   explicit IntfMonSequence( const PluginRig & rig ) : MonitorSequence( "IntfMonSm", rig ) {}
 };
 
 } // namespace MaintenanceMode

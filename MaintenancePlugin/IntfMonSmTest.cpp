@@ -1,31 +1,13 @@
 #include "MaintenancePlugin/IntfMonSm.h"
 
 #include "MaintenancePlugin/IntfMonSmRig.h"
-#include "Platform/Vel/Trace.h"
 
 #include <gtest/gtest.h>
 
 namespace MaintenanceMode {
 namespace {
 
-class IntfMonSmTest : public testing::Test, protected IntfMonSmRig {
- protected:
-   bool entering() { return rig.monIntfStatusDir->monIntfEnterMaint( et1 ); }
-   bool under() { return rig.monIntfStatusDir->monIntfUnderMaint( et1 ); }
-   bool spiking() { return rig.monIntfStatusDir->monIntfSpikeUnderMaint( et1 ); }
-   /// Times of the next samples, in whole seconds from now.
-   std::vector< int > sampleTimes( int seconds ) {
-      std::vector< int > times;
-      for ( int second = 1; second <= seconds; ++second ) {
-         const auto before = samples();
-         rig.advance( 1 );
-         if ( samples() != before )
-            times.push_back( second );
-      }
-      return times;
-   }
-};
-using Times = std::vector< int >;
+class IntfMonSmTest : public testing::Test, protected IntfMonSmRig {};
 
 // ---- the beginning
 
@@ -41,6 +23,10 @@ TEST_F( IntfMonSmTest, beginsInItsInitialState ) {
       EXPECT_EQ( "p", intfMon.oldProfileName() );
       EXPECT_EQ( state, rig.record( intf )->state() );
       EXPECT_EQ( start, rig.record( intf )->stateTime() );
+      const auto & dir = *rig.monIntfStatusDir;
+      EXPECT_EQ( state == enterMaint, dir.monIntfEnterMaint( intf ) != nullptr );
+      EXPECT_EQ( state == underMaint, dir.monIntfUnderMaint( intf ) != nullptr );
+      EXPECT_FALSE( dir.monIntfSpikeUnderMaint( intf ) );
    }
 }
 
@@ -55,20 +41,87 @@ TEST_F( IntfMonSmTest, isIdleUntilItIsInitialized ) {
    EXPECT_EQ( idle, record().state() );
 }
 
-TEST_F( IntfMonSmTest, tellsHowItBegins ) {
-   recorded( underMaint, rig.now() );
-   Vel::TraceCapture traces;
+TEST_F( IntfMonSmTest, beginsToWaitForItsTrafficToGo ) {
+   IntfMonSequence sequence( rig );
+   rig.root->monIntfDir()->monitoredIntfIs( et1, rig.root.get(), p->name() );
+   sequence.watchRecord( et1 );
+   sequence.clear();
    monitor();
-   EXPECT_TRUE( traces.has(
-      "IntfMonSm::handleInitialized intf et1, initial state monIntfStateEnterMaint, profile p", 4 ) );
-   EXPECT_TRUE( traces.has( "handleInitialized: intf et1, effectiveState monIntfStateUnderMaint", 4 ) );
-   EXPECT_TRUE( traces.has( "IntfMonSm::handleState intf et1, state monIntfStateUnderMaint", 4 ) );
-   EXPECT_TRUE( traces.has( "setMonitoringTimer: intf et1, state monIntfStateUnderMaint" ) );
+   EXPECT_EQ(
+      ( Lines{
+         "IntfMonSm::handleInitialized intf et1, initial state monIntfStateEnterMaint, profile p",
+         "handleInitialized: intf et1, effectiveState monIntfStateEnterMaint",
+         "IntfMonSm::handleState intf et1, state monIntfStateEnterMaint",
+         "state monIntfStateEnterMaint",
+         "stateTime",
+         "setMonitoringTimer: intf et1, state monIntfStateEnterMaint",
+         "monIntfEnterMaint + et1",
+         "monitor of et1",
+      } ),
+      sequence.lines() );
+   EXPECT_EQ( Lines{}, sequence.logged() );
+   EXPECT_TRUE( sequence.traced( "IntfMonSm::handleInitialized", 4 ) );
+   EXPECT_TRUE( sequence.traced( "effectiveState", 4 ) );
+   EXPECT_TRUE( sequence.traced( "IntfMonSm::handleState", 4 ) );
+   EXPECT_EQ( 5, due() );
+}
+
+TEST_F( IntfMonSmTest, isShutBeforeItIsUnderMaintenanceFromTheBeginning ) {
+   rig.profileIs( "p", 100, 10, true, 1e9 );
+   IntfMonSequence sequence( rig );
+   rig.root->monIntfDir()->monitoredIntfIs( et1, rig.root.get(), p->name() );
+   sequence.watchRecord( et1 );
+   sequence.clear();
+   monitor( underMaint );
+   EXPECT_EQ(
+      ( Lines{
+         "IntfMonSm::handleInitialized intf et1, initial state monIntfStateUnderMaint, profile p",
+         "handleInitialized: intf et1, effectiveState monIntfStateUnderMaint",
+         "doMaintenanceShutdown: intfId et1 shutting down because traffic has drained",
+         "shut et1",
+         "IntfMonSm::handleState intf et1, state monIntfStateUnderMaint",
+         "state monIntfStateUnderMaint",
+         "stateTime",
+         "setMonitoringTimer: intf et1, state monIntfStateUnderMaint",
+         "monIntfUnderMaint + et1",
+         "monitor of et1",
+      } ),
+      sequence.lines() );
+   EXPECT_EQ( ( Lines{ "maint-down for intf et1" } ), sequence.logged() );
+   EXPECT_EQ( never, due() );
+}
+
+/// The profile under which it was recorded does not matter.
+TEST_F( IntfMonSmTest, resumesUnderMaintenanceWithoutEnteringAgain ) {
+   auto * record = rig.monIntfStatusDir->monIntfStatusIs( et1, "old", rig.now() - 100 );
+   record->stateIs( underMaint );
+   record->stateTimeIs( 17 );
+   IntfMonSequence sequence( rig );
+   sequence.watchRecord( et1 );
+   const IntfMonSm & intfMon = monitor();
+   EXPECT_EQ(
+      ( Lines{
+         "sampler of et1",
+         "IntfMonSm::handleInitialized intf et1, initial state monIntfStateEnterMaint, profile p",
+         "handleInitialized: intf et1, effectiveState monIntfStateUnderMaint",
+         "IntfMonSm::handleState intf et1, state monIntfStateUnderMaint",
+         "setMonitoringTimer: intf et1, state monIntfStateUnderMaint",
+         "monIntfUnderMaint + et1",
+         "monitor of et1",
+      } ),
+      sequence.lines() );
+   EXPECT_EQ( "p", intfMon.oldProfileName() );
+   EXPECT_EQ( 17, record->stateTime() );
+   EXPECT_FALSE( entering() || spiking() );
+   EXPECT_EQ( 10, due() );
+   EXPECT_EQ( Times( { 10, 20 } ), sampleTimes( 20 ) );
 }
 
 TEST_F( IntfMonSmTest, isInitializedOnce ) {
    IntfMonSm & intfMon = monitor();
+   IntfMonSequence sequence( rig );
    EXPECT_EQ( "!initialized()", Vel::failedAssertion( [&] { intfMon.handleInitialized(); } ) );
+   EXPECT_EQ( Lines{}, sequence.lines() );
 }
 
 /// Stopped included: what another unit's exit has stopped stays so across a restart.
@@ -81,6 +134,7 @@ TEST_F( IntfMonSmTest, goesOnInTheRecordedStateWhateverItIs ) {
          record().totalSamplesIs( 7 );
          record().numConsecutiveDrainedSamplesIs( 1 );
          EXPECT_EQ( state, monitor( initialState ).state() );
+         EXPECT_EQ( state == enterMaint ? 5 : state == underMaint ? 10 : never, due() );
          EXPECT_EQ( state, record().state() );
          EXPECT_EQ( 17, record().stateTime() );
          EXPECT_EQ( rig.now() - 100, record().startTime() );
@@ -89,23 +143,6 @@ TEST_F( IntfMonSmTest, goesOnInTheRecordedStateWhateverItIs ) {
          rig.root->monIntfDir()->monitoredIntfDel( et1 );
          rig.root->intfMonDel( et1 );
       }
-}
-
-TEST_F( IntfMonSmTest, resumesUnderMaintenanceWithoutEnteringAgain ) {
-   struct Observer {
-      struct VelDir final : Vel::ReactorTo< Observer, Maintenance::MonIntfStatusDir > {
-         using ReactorTo::ReactorTo;
-         void onMonIntfEnterMaint( const Wire::IntfId & ) override { ++sm()->entered; }
-      };
-      unsigned entered = 0;
-      Vel::Watch< VelDir > dir;
-   } observer;
-   observer.dir.is( rig.monIntfStatusDir, &observer ).hasNotificationActiveIs( true );
-   recorded( underMaint, rig.now() );
-   monitor();
-   EXPECT_EQ( 0u, observer.entered );
-   EXPECT_TRUE( under() );
-   EXPECT_EQ( Times( { 10, 20 } ), sampleTimes( 20 ) );
 }
 
 TEST_F( IntfMonSmTest, thatWasStoppedIsNotSampledAfterARestart ) {
@@ -118,17 +155,43 @@ TEST_F( IntfMonSmTest, thatWasStoppedIsNotSampledAfterARestart ) {
 TEST_F( IntfMonSmTest, thatWasStoppedIsShutAfterARestartOnceItsDelayIsOver ) {
    rig.profileIs( "p", 100, 10, true, 30 );
    recorded( stopped, rig.now() - 30 );
+   IntfMonSequence sequence( rig );
    EXPECT_EQ( underMaint, monitor().state() );
-   EXPECT_TRUE( rig.shut( et1 ) );
+   EXPECT_EQ(
+      ( Lines{
+         "sampler of et1",
+         "IntfMonSm::handleInitialized intf et1, initial state monIntfStateEnterMaint, profile p",
+         "handleInitialized: intf et1, effectiveState monIntfStateStopped",
+         "doMaintenanceShutdown: intfId et1 shutting down because max-delay of 30 seconds has elapsed (30)",
+         "shut et1",
+         "IntfMonSm::handleState intf et1, state monIntfStateUnderMaint",
+         "setMonitoringTimer: intf et1, state monIntfStateUnderMaint",
+         "monIntfUnderMaint + et1",
+         "monitor of et1",
+      } ),
+      sequence.lines() );
+   EXPECT_EQ( never, due() );
 }
 
 TEST_F( IntfMonSmTest, isShutAtOnceIfItsProfileAllowsNoDelay ) {
    rig.profileIs( "p", 100, 10, true, 0 );
    rig.trafficIs( et1, busy );
+   IntfMonSequence sequence( rig );
    EXPECT_EQ( underMaint, monitor().state() );
-   EXPECT_TRUE( rig.shut( et1 ) );
-   EXPECT_FALSE( entering() );
-   EXPECT_TRUE( under() );
+   EXPECT_EQ(
+      ( Lines{
+         "record of et1",
+         "sampler of et1",
+         "IntfMonSm::handleInitialized intf et1, initial state monIntfStateEnterMaint, profile p",
+         "handleInitialized: intf et1, effectiveState monIntfStateEnterMaint",
+         "doMaintenanceShutdown: intfId et1 shutting down because max-delay of 0 seconds has elapsed (0)",
+         "shut et1",
+         "IntfMonSm::handleState intf et1, state monIntfStateUnderMaint",
+         "setMonitoringTimer: intf et1, state monIntfStateUnderMaint",
+         "monIntfUnderMaint + et1",
+         "monitor of et1",
+      } ),
+      sequence.lines() );
    EXPECT_EQ( Times(), sampleTimes( 30 ) );
 }
 
@@ -182,12 +245,25 @@ TEST( IntfMonSmWithoutRecords, isFatal ) {
 
 // ---- states
 
-TEST_F( IntfMonSmTest, publishesAStateWithItsTime ) {
+TEST_F( IntfMonSmTest, publishesAStateThenItsTimeThenSetsItsTimerThenItsSets ) {
    IntfMonSm & intfMon = monitor();
    rig.advance( 3 );
+   IntfMonSequence sequence( rig );
+   sequence.watchRecord( et1 );
    intfMon.stateIs( underMaint );
+   EXPECT_EQ(
+      ( Lines{
+         "IntfMonSm::handleState intf et1, state monIntfStateUnderMaint",
+         "state monIntfStateUnderMaint",
+         "stateTime",
+         "setMonitoringTimer: intf et1, state monIntfStateUnderMaint",
+         "monIntfEnterMaint - et1",
+         "monIntfUnderMaint + et1",
+      } ),
+      sequence.lines() );
    EXPECT_EQ( underMaint, record().state() );
    EXPECT_EQ( rig.now(), record().stateTime() );
+   EXPECT_EQ( 10, due() );
 }
 
 TEST_F( IntfMonSmTest, keepsTheTimeOfAStateThatTheRecordHasAlready ) {
@@ -211,9 +287,19 @@ TEST_F( IntfMonSmTest, movesBetweenTheSetsOfInterfaces ) {
 }
 
 TEST_F( IntfMonSmTest, isAmongTheSpikesAgainIfItsRecordHasOne ) {
-   recorded( underMaint, rig.now() ).spikeUnderMaintIs( true );
-   monitor();
-   EXPECT_TRUE( spiking() );
+   IntfMonSm & intfMon = monitor();
+   record().spikeUnderMaintIs( true );
+   IntfMonSequence sequence( rig );
+   intfMon.stateIs( underMaint );
+   EXPECT_EQ(
+      ( Lines{
+         "IntfMonSm::handleState intf et1, state monIntfStateUnderMaint",
+         "setMonitoringTimer: intf et1, state monIntfStateUnderMaint",
+         "monIntfEnterMaint - et1",
+         "monIntfUnderMaint + et1",
+         "monIntfSpikeUnderMaint + et1",
+      } ),
+      sequence.lines() );
 }
 
 TEST_F( IntfMonSmTest, isAmongTheSpikesOnlyUnderMaintenance ) {
@@ -223,30 +309,50 @@ TEST_F( IntfMonSmTest, isAmongTheSpikesOnlyUnderMaintenance ) {
 }
 
 TEST_F( IntfMonSmTest, staysInItsSetsWhenItIsStopped ) {
-   IntfMonSm & enteringMon = monitor();
-   enteringMon.stateIs( stopped );
-   EXPECT_TRUE( entering() );
-   EXPECT_FALSE( under() );
-   enteringMon.stateIs( underMaint );
-   rig.monIntfStatusDir->monIntfSpikeUnderMaintIs( et1, true );
-   enteringMon.stateIs( stopped );
-   EXPECT_TRUE( under() );
-   EXPECT_TRUE( spiking() );
-   enteringMon.stateIs( enterMaint );
-   EXPECT_TRUE( entering() );
-   EXPECT_TRUE( under() );
-   EXPECT_TRUE( spiking() );
+   IntfMonSm & intfMon = monitor();
+   for ( const State state : { enterMaint, underMaint } ) {
+      SCOPED_TRACE( Vel::text( state ) );
+      intfMon.stateIs( state );
+      rig.monIntfStatusDir->monIntfSpikeUnderMaintIs( et1, true );
+      rig.advance( 1 );
+      IntfMonSequence sequence( rig );
+      sequence.watchRecord( et1 );
+      intfMon.stateIs( stopped );
+      EXPECT_EQ(
+         ( Lines{
+            "IntfMonSm::handleState intf et1, state monIntfStateStopped",
+            "state monIntfStateStopped",
+            "stateTime",
+            "setMonitoringTimer: intf et1, state monIntfStateStopped",
+         } ),
+         sequence.lines() );
+      EXPECT_EQ( rig.now(), record().stateTime() );
+      EXPECT_EQ( never, due() );
+      EXPECT_EQ( state == enterMaint, entering() );
+      EXPECT_EQ( state == underMaint, under() );
+      EXPECT_TRUE( spiking() );
+   }
+   intfMon.stateIs( enterMaint );
+   EXPECT_TRUE( entering() && under() && spiking() );
 }
 
 TEST_F( IntfMonSmTest, aStateThatItHasAlreadyDoesNothing ) {
    IntfMonSm & intfMon = monitor();
-   record().stateIs( stopped );
    rig.advance( 3 );
-   Vel::TraceCapture traces;
-   intfMon.stateIs( enterMaint );
-   EXPECT_TRUE( traces.lines().empty() );
-   EXPECT_EQ( stopped, record().state() );
-   EXPECT_EQ( Times( { 2, 7 } ), sampleTimes( 9 ) );
+   for ( const State state : { enterMaint, underMaint } ) {
+      SCOPED_TRACE( Vel::text( state ) );
+      intfMon.stateIs( state );
+      record().stateIs( stopped );
+      rig.monIntfStatusDir->monIntfEnterMaintDel( et1 );
+      rig.monIntfStatusDir->monIntfUnderMaintDel( et1 );
+      const double before = due();
+      rig.advance( 1 );
+      IntfMonSequence sequence( rig );
+      sequence.watchRecord( et1 );
+      intfMon.stateIs( state );
+      EXPECT_EQ( Lines{}, sequence.lines() );
+      EXPECT_EQ( before - 1, due() );
+   }
 }
 
 TEST_F( IntfMonSmTest, aStateThatThereIsNotIsFatal ) {
@@ -254,312 +360,6 @@ TEST_F( IntfMonSmTest, aStateThatThereIsNotIsFatal ) {
    EXPECT_EQ( "0", Vel::failedAssertion( [&] { intfMon.stateIs( State( 4 ) ); } ) );
    EXPECT_EQ( State( 4 ), record().state() );
    EXPECT_EQ( "0", Vel::failedAssertion( [&] { intfMon.setMonitoringTimer(); } ) );
-}
-
-// ---- the timer
-
-TEST_F( IntfMonSmTest, isSampledEveryFiveSecondsUntilItHasDrained ) {
-   rig.trafficIs( et1, busy );
-   monitor();
-   EXPECT_EQ( Times( { 5, 10, 15, 20 } ), sampleTimes( 20 ) );
-}
-
-TEST_F( IntfMonSmTest, isSampledEveryTenSecondsUnderMaintenance ) {
-   rig.trafficIs( et1, busy );
-   monitor( underMaint );
-   EXPECT_EQ( Times( { 10, 20, 30 } ), sampleTimes( 30 ) );
-}
-
-TEST_F( IntfMonSmTest, countsItsPeriodsFromTheChangeOfItsState ) {
-   rig.trafficIs( et1, busy );
-   IntfMonSm & intfMon = monitor();
-   rig.advance( 3 );
-   intfMon.stateIs( underMaint );
-   EXPECT_EQ( Times( { 10 } ), sampleTimes( 12 ) );
-   intfMon.stateIs( enterMaint );
-   EXPECT_EQ( Times( { 5, 10 } ), sampleTimes( 10 ) );
-}
-
-TEST_F( IntfMonSmTest, isNotSampledWhileItIsShut ) {
-   IntfMonSm & intfMon = monitor();
-   rig.cause->intfStatusIs( et1, rig.now() );
-   intfMon.stateIs( underMaint );
-   EXPECT_EQ( Times(), sampleTimes( 30 ) );
-   // Nobody watches the entries: one that somebody else removes is seen with the next decision.
-   rig.cause->intfStatusDel( et1 );
-   EXPECT_EQ( Times(), sampleTimes( 30 ) );
-   intfMon.setMonitoringTimer();
-   EXPECT_EQ( Times( { 10, 20 } ), sampleTimes( 25 ) );
-}
-
-TEST_F( IntfMonSmTest, isNotSampledOnceItIsStopped ) {
-   IntfMonSm & intfMon = monitor();
-   intfMon.stateIs( stopped );
-   EXPECT_EQ( Times(), sampleTimes( 30 ) );
-}
-
-TEST_F( IntfMonSmTest, whenItBecomesIdleItsTimerStaysAsItWas ) {
-   IntfMonSm & intfMon = monitor();
-   rig.advance( 1 );
-   intfMon.stateIs( idle );
-   rig.advance( 3 );
-   EXPECT_EQ( "0", Vel::failedAssertion( [&] { rig.advance( 1 ); } ) );
-}
-
-TEST_F( IntfMonSmTest, aSampleInAStateWithoutATimerIsFatal ) {
-   IntfMonSm & intfMon = monitor();
-   for ( const State state : { idle, stopped } ) {
-      SCOPED_TRACE( Vel::text( state ) );
-      intfMon.stateIs( state );
-      const auto before = samples();
-      EXPECT_EQ( "0", Vel::failedAssertion( [&] { intfMon.handleTimeout(); } ) );
-      EXPECT_EQ( before + 1, samples() );
-   }
-}
-
-TEST_F( IntfMonSmTest, whoIsStoppedByAnotherOfTheSameTickIsNotSampled ) {
-   struct Observer {
-      struct VelDrained final : Vel::ReactorTo< Observer, UnitIntfInput > {
-         using ReactorTo::ReactorTo;
-         void onIntf( const Wire::IntfId & ) override { sm()->other->stateIs( stopped ); }
-      };
-      IntfMonSm * other;
-      Vel::Watch< VelDrained > drained;
-   } observer;
-   rig.profileIs( "p", 100, 0, false, 0 );
-   monitor( et1, enterMaint );
-   observer.other = &monitor( et2, enterMaint );
-   observer.drained.is( &dependentUnit( "u1" ), &observer ).hasNotificationActiveIs( true );
-   rig.advance( 5 );
-   EXPECT_EQ( underMaint, record().state() );
-   EXPECT_EQ( 0u, rig.record( et2 )->totalSamples() );
-}
-
-TEST_F( IntfMonSmTest, isNotSampledWhileItIsSwitchedOff ) {
-   rig.trafficIs( et1, busy );
-   IntfMonSm & intfMon = monitor();
-   intfMon.hasNotificationActiveIs( false );
-   EXPECT_EQ( Times(), sampleTimes( 3 ) );
-   intfMon.hasNotificationActiveIs( true );
-   EXPECT_EQ( Times( { 2, 7 } ), sampleTimes( 10 ) );
-}
-
-TEST_F( IntfMonSmTest, movesToAnotherWheelWithItsTime ) {
-   rig.trafficIs( et1, busy );
-   IntfMonSm & intfMon = monitor();
-   rig.advance( 1 );
-   const auto other = Vel::make< Cog::TimerWheel >( rig.clock, 1000, 1800, true, 1024 );
-   intfMon.clockIs( other );
-   EXPECT_EQ( other, intfMon.clock() );
-   EXPECT_EQ( Times( { 4, 9 } ), sampleTimes( 9 ) );
-   EXPECT_EQ( rig.now() + 5, other->dueTime() );
-   intfMon.clockIs( rig.root->timerWheel() );
-   EXPECT_EQ( Cog::Timer::never, other->dueTime() );
-   EXPECT_EQ( Times( { 5 } ), sampleTimes( 5 ) );
-}
-
-TEST_F( IntfMonSmTest, isNotSampledWithoutAWheel ) {
-   IntfMonSm & intfMon = monitor();
-   intfMon.clockIs( nullptr );
-   intfMon.stateIs( underMaint );
-   EXPECT_EQ( Times(), sampleTimes( 30 ) );
-}
-
-// ---- samples
-
-TEST_F( IntfMonSmTest, tellsOfEachSample ) {
-   monitor();
-   Vel::TraceCapture traces;
-   rig.advance( 5 );
-   EXPECT_EQ( 1u, traces.count( "handleTimeout: intf et1", 9 ) );
-}
-
-TEST_F( IntfMonSmTest, looksAtTheRatesOfThisSample ) {
-   rig.trafficIs( et1, busy );
-   monitor();
-   rig.advance( 5 );
-   EXPECT_EQ( 1e6, record().curRates().inBitsRate );
-   EXPECT_EQ( 1u, record().numSamplesAboveThresholdPreMaint() );
-   rig.trafficIs( et1, quiet );
-   rig.advance( 5 );
-   EXPECT_EQ( 0, record().curRates().inBitsRate );
-   EXPECT_EQ( 1u, record().numSamplesBelowThresholdPreMaint() );
-}
-
-/// So that a unit is complete before the record says that its last interface is under maintenance.
-TEST_F( IntfMonSmTest, tellsItsUnitsThatItHasDrainedBeforeItPublishesIt ) {
-   struct Observer {
-      struct VelDrained final : Vel::ReactorTo< Observer, UnitIntfInput > {
-         using ReactorTo::ReactorTo;
-         void onIntf( const Wire::IntfId & intf ) override {
-            sm()->recordedState = sm()->rig.record( intf )->state();
-            sm()->entering = sm()->rig.monIntfStatusDir->monIntfEnterMaint( intf );
-         }
-      };
-      PluginRig & rig;
-      State recordedState = idle;
-      bool entering = false;
-      Vel::Watch< VelDrained > drained;
-   } observer{ rig, idle, false, {} };
-   rig.profileIs( "p", 100, 0, false, 0 );
-   monitor();
-   observer.drained.is( &dependentUnit( "u1" ), &observer ).hasNotificationActiveIs( true );
-   rig.advance( 5 );
-   EXPECT_EQ( enterMaint, observer.recordedState );
-   EXPECT_TRUE( observer.entering );
-   EXPECT_EQ( underMaint, record().state() );
-   EXPECT_EQ( rig.now(), record().stateTime() );
-   EXPECT_EQ( 1u, samples() );
-}
-
-TEST_F( IntfMonSmTest, thatHasNotDrainedStaysAsItIs ) {
-   rig.trafficIs( et1, busy );
-   monitor();
-   UnitIntfInput & drained = dependentUnit( "u1" );
-   rig.advance( 60 );
-   EXPECT_EQ( enterMaint, record().state() );
-   EXPECT_EQ( 0u, drained.intfs() );
-   EXPECT_EQ( 12u, samples() );
-}
-
-TEST_F( IntfMonSmTest, isShutWhenItHasDrainedIfItsProfileSaysSo ) {
-   rig.profileIs( "p", 100, 10, true, 1e9 );
-   monitor();
-   rig.advance( 10 );
-   EXPECT_EQ( underMaint, record().state() );
-   EXPECT_TRUE( rig.shut( et1 ) );
-   EXPECT_EQ( Times(), sampleTimes( 30 ) );
-}
-
-TEST_F( IntfMonSmTest, thatHasDrainedWithoutBeingShutIsSampledOn ) {
-   monitor();
-   rig.advance( 10 );
-   EXPECT_EQ( underMaint, record().state() );
-   EXPECT_FALSE( rig.shut( et1 ) );
-   EXPECT_EQ( Times( { 10, 20 } ), sampleTimes( 20 ) );
-}
-
-TEST_F( IntfMonSmTest, isShutBusyAtTheFirstSampleAfterItsDelayAndCountsAsDrained ) {
-   rig.profileIs( "p", 100, 10, true, 12 );
-   rig.trafficIs( et1, busy );
-   monitor();
-   UnitIntfInput & drained = dependentUnit( "u1" );
-   rig.advance( 14 );
-   EXPECT_EQ( enterMaint, record().state() );
-   rig.advance( 1 );
-   EXPECT_EQ( underMaint, record().state() );
-   EXPECT_TRUE( rig.shut( et1 ) );
-   EXPECT_TRUE( drained.intf( et1 ) );
-   // Nothing samples it any more, so its last rates stay.
-   rig.advance( 60 );
-   EXPECT_EQ( 1e6, record().curRates().inBitsRate );
-   EXPECT_EQ( 1e6, rig.unit( "u1" ).aggTrafficRate().inRate );
-}
-
-TEST_F( IntfMonSmTest, thatMustNotStayShutIsBroughtBackAtTheNextSample ) {
-   rig.trafficIs( et1, busy );
-   monitor();
-   rig.cause->intfStatusIs( et1, rig.now() );
-   rig.advance( 5 );
-   EXPECT_FALSE( rig.shut( et1 ) );
-   EXPECT_EQ( enterMaint, record().state() );
-}
-
-TEST_F( IntfMonSmTest, marksASpikeUnderMaintenanceForGood ) {
-   monitor( underMaint );
-   rig.advance( 10 );
-   EXPECT_FALSE( record().spikeUnderMaint() );
-   EXPECT_FALSE( spiking() );
-   rig.trafficIs( et1, busy );
-   rig.advance( 10 );
-   EXPECT_TRUE( record().spikeUnderMaint() );
-   EXPECT_TRUE( spiking() );
-   rig.trafficIs( et1, quiet );
-   rig.advance( 60 );
-   EXPECT_TRUE( record().spikeUnderMaint() );
-   EXPECT_TRUE( spiking() );
-   EXPECT_EQ( underMaint, record().state() );
-   EXPECT_EQ( 1u, record().numSamplesAboveThresholdPostMaint() );
-}
-
-TEST_F( IntfMonSmTest, marksASpikeBeforeItsUnitsAreTold ) {
-   struct Observer {
-      struct VelUnit final : Vel::ReactorTo< Observer, Maintenance::Unit::Status > {
-         using ReactorTo::ReactorTo;
-         void onIntfsViolatingTrafficThreshold( const Wire::IntfId & intf ) override {
-            sm()->marked = sm()->rig.record( intf )->spikeUnderMaint() &&
-                           sm()->rig.monIntfStatusDir->monIntfSpikeUnderMaint( intf );
-         }
-      };
-      PluginRig & rig;
-      bool marked = false;
-      Vel::Watch< VelUnit > unit;
-   } observer{ rig, false, {} };
-   rig.trafficIs( et1, busy );
-   monitor( underMaint );
-   dependentUnit( "u1" );
-   rig.entered( "u1" );
-   observer.unit.is( &rig.unit( "u1" ), &observer ).hasNotificationActiveIs( true );
-   rig.advance( 10 );
-   EXPECT_TRUE( observer.marked );
-}
-
-TEST_F( IntfMonSmTest, decidesNothingUnderMaintenanceAboutBeingShut ) {
-   monitor( underMaint );
-   rig.advance( 5 );
-   // While it is switched off it does not see its profile change.
-   rig.root->intfMon( et1 )->hasNotificationActiveIs( false );
-   p->shutdownIs( true );
-   rig.root->intfMon( et1 )->hasNotificationActiveIs( true );
-   rig.advance( 30 );
-   EXPECT_FALSE( rig.shut( et1 ) );
-   EXPECT_EQ( 3u, samples() );
-}
-
-// ---- without a profile
-
-TEST_F( IntfMonSmTest, isSampledButNotJudgedWhileItHasNoProfile ) {
-   for ( const State state : { enterMaint, underMaint } ) {
-      SCOPED_TRACE( Vel::text( state ) );
-      const auto & intf = state == enterMaint ? et1 : et2;
-      rig.trafficIs( intf, busy );
-      IntfMonSm & intfMon = monitor( intf, state );
-      UnitIntfInput & drained = dependentUnit( "u1", intf );
-      rig.entered( "u1" );
-      rig.cause->intfStatusIs( intf, 17 );
-      intfMon.intfProfileIs( nullptr );
-      rig.advance( state == enterMaint ? 5 : 10 );
-      const auto & record = *rig.record( intf );
-      EXPECT_EQ( 1u, record.totalSamples() );
-      EXPECT_EQ( 1e6, record.curRates().inBitsRate );
-      EXPECT_EQ(
-         0u, record.numSamplesAboveThresholdPreMaint() + record.numSamplesBelowThresholdPreMaint() +
-                record.numSamplesAboveThresholdPostMaint() + record.numSamplesBelowThresholdPostMaint() );
-      EXPECT_EQ( state, intfMon.state() );
-      EXPECT_FALSE( record.spikeUnderMaint() );
-      EXPECT_EQ( 0u, drained.intfs() );
-      EXPECT_EQ( 0u, rig.unit( "u1" ).intfsViolatingTrafficThresholds() );
-      EXPECT_EQ( 17, *rig.cause->intfStatus( intf ) );
-   }
-}
-
-TEST_F( IntfMonSmTest, keepsItsPeriodWhileItHasNoProfileAndGoesOnWhenOneArrives ) {
-   IntfMonSm & intfMon = monitor();
-   intfMon.intfProfileIs( nullptr );
-   EXPECT_EQ( Times( { 5, 10, 15 } ), sampleTimes( 17 ) );
-   intfMon.intfProfileIs( Vel::Ptr< const Profile >( p ) );
-   EXPECT_EQ( Times( { 5, 10 } ), sampleTimes( 10 ) );
-   EXPECT_EQ( underMaint, record().state() );
-   EXPECT_EQ( 5u, samples() );
-   EXPECT_EQ( 2u, record().numConsecutiveDrainedSamples() );
-}
-
-TEST_F( IntfMonSmTest, beginsWithoutAProfileInItsInitialState ) {
-   auto * sampler = rig.root->monIntfDir()->monitoredIntfIs( et1, rig.root.get(), "" );
-   const auto intfMon =
-      rig.root->intfMonIs( et1, rig.root->timerWheel(), nullptr, rig.root.get(), sampler, enterMaint );
-   EXPECT_EQ( enterMaint, intfMon->state() );
-   EXPECT_EQ( "", intfMon->oldProfileName() );
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "MaintenancePlugin/IntfMonSm.h"
 
 #include "MaintenancePlugin/IntfMonSmRig.h"
-#include "Platform/Vel/Trace.h"
 
 #include <gtest/gtest.h>
 
@@ -50,26 +49,51 @@ TEST_F( IntfMonSmUnits, aUnitLearnsOnceThatAnInterfaceHasDrained ) {
    EXPECT_EQ( 0u, drained.intfs() );
 }
 
+TEST_F( IntfMonSmUnits, eachUnitThatHasASetOfDrainedInterfacesIsTold ) {
+   IntfMonSm & intfMon = monitor();
+   dependentUnit( "u1" );
+   dependentUnit( "u2" );
+   IntfMonSequence sequence( rig );
+   for ( const char * unitName : { "u1", "u2" } )
+      sequence.watchUnit( unitName );
+   intfMon.notifyDependentUnits();
+   EXPECT_EQ(
+      ( Lines{
+         "notifyDependentUnits: intfMonSm( et1) notifying unit u1",
+         "u1 drained + et1",
+         "notifyDependentUnits: intfMonSm( et1) notifying unit u2",
+         "u2 drained + et1",
+         "notifyDependentUnits: intfMonSm(et1) notified 2 units",
+      } ),
+      sequence.lines() );
+   EXPECT_TRUE( sequence.traced( "notifying unit", 4 ) );
+   EXPECT_TRUE( sequence.traced( "notified 2 units", 4 ) );
+}
+
 TEST_F( IntfMonSmUnits, aUnitWithoutASetOfDrainedInterfacesIsPassedOver ) {
    IntfMonSm & intfMon = monitor();
    dependentUnit( "u1" );
    rig.root->unitDrainedIntf()->unitIntfInputDel( "u1" );
    dependentUnit( "u2" );
-   Vel::TraceCapture traces;
+   IntfMonSequence sequence( rig );
+   sequence.watchUnit( "u2" );
    intfMon.notifyDependentUnits();
+   EXPECT_EQ(
+      ( Lines{
+         "notifyDependentUnits: intfMonSm( et1) notifying unit u1",
+         "notifyDependentUnits: intfMonSm( et1) notifying unit u2",
+         "u2 drained + et1",
+         "notifyDependentUnits: intfMonSm(et1) notified 1 units",
+      } ),
+      sequence.lines() );
    EXPECT_FALSE( rig.root->unitDrainedIntf()->unitIntfInput( "u1" ) );
-   EXPECT_TRUE( rig.root->unitDrainedIntf()->unitIntfInput( "u2" )->intf( et1 ) );
-   EXPECT_TRUE( traces.has( "notifyDependentUnits: intfMonSm( et1) notifying unit u1", 4 ) );
-   EXPECT_TRUE( traces.has( "notifyDependentUnits: intfMonSm( et1) notifying unit u2", 4 ) );
-   EXPECT_TRUE( traces.has( "notifyDependentUnits: intfMonSm(et1) notified 1 units", 4 ) );
 }
 
 TEST_F( IntfMonSmUnits, anInterfaceThatNoUnitHoldsTellsNobody ) {
    IntfMonSm & intfMon = monitor();
-   Vel::TraceCapture traces;
+   IntfMonSequence sequence( rig );
    intfMon.notifyDependentUnits();
-   EXPECT_EQ( 1u, traces.lines().size() );
-   EXPECT_TRUE( traces.has( "notified 0 units" ) );
+   EXPECT_EQ( ( Lines{ "notifyDependentUnits: intfMonSm(et1) notified 0 units" } ), sequence.lines() );
 }
 
 TEST_F( IntfMonSmUnits, unitsThatDoNotHoldTheInterfaceLearnNothing ) {
@@ -126,14 +150,56 @@ TEST_F( IntfMonSmUnits, onlyUnitsInMaintenanceListViolations ) {
    }
 }
 
+TEST_F( IntfMonSmUnits, aSpikeLeavesUnitsThatAreNotInMaintenanceAlone ) {
+   using Maintenance::Unit::UnitState;
+   monitor( underMaint );
+   dependentUnit( "u1" );
+   rig.trafficIs( et1, busy );
+   Vel::U32 busySamples = 0;
+   for ( const auto state : { UnitState::enterInProgress, UnitState::exitInProgress, UnitState::normal } ) {
+      SCOPED_TRACE( Vel::text( state ) );
+      rig.unit( "u1" ).stateIs( state );
+      record().spikeUnderMaintIs( false );
+      rig.advance( 10 );
+      EXPECT_EQ( ++busySamples, record().numSamplesAboveThresholdPostMaint() );
+      EXPECT_TRUE( record().spikeUnderMaint() );
+      EXPECT_EQ( 0u, rig.unit( "u1" ).intfsViolatingTrafficThresholds() );
+      EXPECT_EQ( 0u, violations( "u1" ) );
+   }
+}
+
+/// A violation is listed before it is counted.
+TEST_F( IntfMonSmUnits, onlyWhatChangesIsTold ) {
+   IntfMonSm & intfMon = monitor( underMaint );
+   dependentUnit( "u1" );
+   rig.entered( "u1" );
+   IntfMonSequence sequence( rig );
+   sequence.watchUnit( "u1" );
+   intfMon.updateDependentUnitStatus( true );
+   EXPECT_EQ( Lines{}, sequence.lines() );
+   intfMon.updateDependentUnitStatus( false );
+   EXPECT_EQ( ( Lines{ "u1 violating + et1", "u1 violations 1" } ), sequence.lines() );
+   sequence.clear();
+   intfMon.updateDependentUnitStatus( false );
+   EXPECT_EQ( ( Lines{ "u1 violations 2" } ), sequence.lines() );
+   sequence.clear();
+   intfMon.updateDependentUnitStatus( true );
+   EXPECT_EQ( ( Lines{ "u1 violating - et1" } ), sequence.lines() );
+   sequence.clear();
+   intfMon.updateDependentUnitStatus( true );
+   EXPECT_EQ( Lines{}, sequence.lines() );
+}
+
 TEST_F( IntfMonSmUnits, eachBusySampleIsAViolationAndAQuietOneEndsThem ) {
    monitor( underMaint );
    dependentUnit( "u1" );
    rig.entered( "u1" );
    rig.trafficIs( et1, busy );
-   rig.advance( 30 );
-   EXPECT_TRUE( violating( "u1" ) );
-   EXPECT_EQ( 3u, violations( "u1" ) );
+   for ( const Vel::U32 sample : { 1u, 2u, 3u } ) {
+      rig.advance( 10 );
+      EXPECT_TRUE( violating( "u1" ) );
+      EXPECT_EQ( sample, violations( "u1" ) );
+   }
    rig.trafficIs( et1, quiet );
    rig.advance( 10 );
    EXPECT_FALSE( violating( "u1" ) );
