@@ -98,6 +98,8 @@ void Model::Rules::deleteStaleRecords() {
 // ---- stages
 
 void Model::Rules::handleStage( StageClass stageClass, Unit unit, int generation ) {
+   if ( generation < 1 )
+      throw Unreachable( "an instance has no generation" );
    if ( stageClass == StageClass::enter )
       enterMaintenance( unit, generation );
    else
