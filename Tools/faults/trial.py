@@ -1,6 +1,7 @@
 """Tries faults: builds each, runs the plug-in's tests on it, and says whether one of them noticed."""
 
 import os
+import re
 import resource
 import signal
 import subprocess
@@ -185,6 +186,12 @@ class Trials:
             bench.write("only.cpp", f'#include "{fault.path}"\n')
             made = bench.compile(users[0], "only.o", "-fkeep-inline-functions", source="only.cpp")
             return ({}, made) if made else NOT_COMPILED
+        name = fault.function.strip("()").split("::")[-1]
+        if constant := re.search(r"\bconstexpr\b.*?(\w+) =", fault.was):
+            users = self.shop.objectsThatSay(users, rf"\b{constant.group(1)}\b")
+        elif not fault.body:
+            # An initial value is in the constructors of its type.
+            users = self.shop.objectsThatSay(users, rf"\b{name}::{name}\(")
         replaced = {}
         for number, object_ in enumerate(users):
             made = bench.compile(object_, f"user{number}.o")

@@ -146,6 +146,15 @@ class Workshop:
         return sorted(o for o, files in self.madeOf.items()
                       if header in files and (_OBJECTS in o or _RIG in o))
 
+    def objectsThatSay(self, objects, pattern):
+        """Those of the objects whose own source matches; all of them if none does."""
+        found = []
+        for object_ in objects:
+            with open(os.path.join(self.tree, self.compileOf[object_][0]), encoding="utf-8") as file:
+                if re.search(pattern, file.read()):
+                    found.append(object_)
+        return found or objects
+
     def beside(self, path):
         """The tests that stand beside a file: [(program, filter)], those of the same name."""
         stem = os.path.splitext(os.path.basename(path))[0]
