@@ -23,12 +23,6 @@ class IntfMonSmSample : public testing::Test, protected IntfMonSmRig {
             ", drainWatchLoadInterval ", p->drainWatchLoadInterval() ),
       };
    }
-   static Lines joined( std::initializer_list< Lines > parts ) {
-      Lines all;
-      for ( const Lines & part : parts )
-         all.insert( all.end(), part.begin(), part.end() );
-      return all;
-   }
    /// What the change to UnderMaint shows as.
    static Lines becomesUnderMaint() {
       return {
@@ -475,8 +469,19 @@ TEST_F( IntfMonSmSample, keepsItsPeriodWhileItHasNoProfileAndGoesOnWhenOneArrive
 
 TEST_F( IntfMonSmSample, beginsWithoutAProfileInItsInitialState ) {
    auto * sampler = rig.root->monIntfDir()->monitoredIntfIs( et1, rig.root.get(), "" );
+   IntfMonSequence sequence( rig );
    const auto intfMon =
       rig.root->intfMonIs( et1, rig.root->timerWheel(), nullptr, rig.root.get(), sampler, enterMaint );
+   EXPECT_EQ(
+      ( Lines{
+         "IntfMonSm::handleInitialized intf et1, initial state monIntfStateEnterMaint, profile ",
+         "handleInitialized: intf et1, effectiveState monIntfStateEnterMaint",
+         "IntfMonSm::handleState intf et1, state monIntfStateEnterMaint",
+         "setMonitoringTimer: intf et1, state monIntfStateEnterMaint",
+         "monIntfEnterMaint + et1",
+         "monitor of et1",
+      } ),
+      sequence.lines() );
    EXPECT_EQ( enterMaint, intfMon->state() );
    EXPECT_EQ( "", intfMon->oldProfileName() );
 }

@@ -243,6 +243,26 @@ TEST( IntfMonSmWithoutRecords, isFatal ) {
    }
 }
 
+/// What is published for others is not missed where there is no place for it.
+TEST( IntfMonSmWithoutRecords, watchesWithARecordOfItsOwn ) {
+   PluginRig rig;
+   rig.monIntfStatusDir = nullptr;
+   const auto et1 = PluginRig::port( "et1" );
+   rig.linkIs( et1 );
+   rig.trafficIs( et1, { 1e6, 1e6 } );
+   const Vel::Ptr< const IntfMaintenanceProfile::Status > p( rig.profileIs( "p", 100, 10, false, 0 ) );
+   rig.start();
+   auto * sampler = rig.root->monIntfDir()->monitoredIntfIs( et1, rig.root.get(), "p" );
+   const auto record = Vel::make< Maintenance::MonIntfStatus >( et1, "p", rig.now() );
+   sampler->monIntfStatusIs( record );
+   rig.root->intfMonIs(
+      et1, rig.root->timerWheel(), p, rig.root.get(), sampler, Maintenance::monIntfStateUnderMaint );
+   rig.advance( 10 );
+   EXPECT_EQ( Maintenance::monIntfStateUnderMaint, record->state() );
+   EXPECT_EQ( 1u, record->numSamplesAboveThresholdPostMaint() );
+   EXPECT_TRUE( record->spikeUnderMaint() );
+}
+
 // ---- states
 
 TEST_F( IntfMonSmTest, publishesAStateThenItsTimeThenSetsItsTimerThenItsSets ) {

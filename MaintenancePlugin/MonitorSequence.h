@@ -9,6 +9,13 @@
 /// them.
 namespace MaintenanceMode {
 
+inline Lines joined( std::initializer_list< Lines > parts ) {
+   Lines all;
+   for ( const Lines & part : parts )
+      all.insert( all.end(), part.begin(), part.end() );
+   return all;
+}
+
 class MonitorSequence : public Sequence {
    using IntfId = Wire::IntfId;
    template < class R >

@@ -209,7 +209,12 @@ TEST_F( UnitMonSmChange, anInterfaceThatHasDrainedNoMoreReportsNothing ) {
 
 TEST_F( UnitMonSmChange, anEntryThatSaysNotDrainedReportsNothing ) {
    enterBusy( { "u1" }, { et1 } );
+   UnitMonSequence sequence( rig );
    drained().intfIs( et1, false );
+   EXPECT_EQ(
+      ( Lines{ "handleDrainedIntf: unit u1, drainedIntf( et1 ) - added, num drained intfs 1, num monitored "
+               "intfs 1" } ),
+      sequence.lines() );
    EXPECT_EQ( 0u, reports() );
    drained().intfIs( et1, true );
    EXPECT_EQ( 1u, reports() );

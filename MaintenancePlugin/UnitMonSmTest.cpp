@@ -357,26 +357,44 @@ TEST_F( UnitMonSmTest, anInterfaceWithoutAProfileIsFatalEvenIfItIsDownOrUnknown 
 }
 
 TEST_F( UnitMonSmTest, startsPassivelyOnlyInAUnitThatIsInMaintenance ) {
-   for ( const auto state :
-         { UnitState::none, UnitState::normal, UnitState::enterInProgress, UnitState::maintenance,
-           UnitState::exitInProgress } ) {
-      SCOPED_TRACE( Vel::text( state ) );
+   for ( const unsigned state : { 0u, 1u, 2u, 3u, 4u, 5u, 6u } ) {
+      SCOPED_TRACE( state );
       PluginRig world;
       world.linkIs( et1 );
       world.profileIs( "p", 100, 10, false, 0 );
       world.defaultProfileIs( "p" );
       world.unitIs( "u1", { et1 } );
       world.start();
-      world.unit( "u1" ).stateIs( state );
-      Vel::TraceCapture traces;
+      world.unit( "u1" ).stateIs( UnitState( state ) );
+      UnitMonSequence sequence( world );
+      sequence.watchUnit( "u1" );
       world.root->handleUnitMaintenanceEnter( "u1", 1 );
-      const bool passive = state == UnitState::maintenance;
-      const auto initialState =
-         passive ? Maintenance::monIntfStateUnderMaint : Maintenance::monIntfStateEnterMaint;
-      EXPECT_EQ( initialState, world.root->intfMon( et1 )->initialState() );
-      EXPECT_EQ( passive ? 1u : 0u, world.counters().numIntfMonInitialStatePassive() );
-      EXPECT_EQ( passive ? 1u : 0u, world.root->unitMon( "u1" )->drainedIntf()->intfs() );
-      EXPECT_TRUE( traces.has( Vel::text( "for intf et1, initial state ", initialState, ", profile p" ) ) );
+      const Lines begin{
+         "UnitMonSm::handleInitialized for unit u1", "handleInitialized: processing group u1",
+         "startIntfMon: unit u1 intf et1" };
+      const Lines active{
+         "record of et1",
+         "sampler of et1",
+         "monIntfEnterMaint + et1",
+         "monitor of et1",
+         "startIntfMon: created intf monitor for intf et1, initial state monIntfStateEnterMaint, profile p",
+         "u1 monitored + et1",
+         "handleInitialized: for unit u1, num monitored intfs 1, drainedIntfs 0" };
+      const Lines passive{
+         "numIntfMonInitialStatePassive",
+         "record of et1",
+         "sampler of et1",
+         "monIntfUnderMaint + et1",
+         "monitor of et1",
+         "startIntfMon: created intf monitor for intf et1, initial state monIntfStateUnderMaint, profile p",
+         "u1 drained + et1",
+         "u1 monitored + et1",
+         "handleInitialized: for unit u1, num monitored intfs 1, drainedIntfs 1",
+         "checkDrainedIntfsAndReport: unit u1 notifying completion." };
+      EXPECT_EQ( joined( { begin, state == 3 ? passive : active } ), sequence.lines() );
+      EXPECT_EQ(
+         state == 3 ? Maintenance::monIntfStateUnderMaint : Maintenance::monIntfStateEnterMaint,
+         world.root->intfMon( et1 )->initialState() );
    }
 }
 
