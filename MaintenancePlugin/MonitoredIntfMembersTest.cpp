@@ -1,3 +1,4 @@
+#include "MaintenancePlugin/Recorded.h"
 #include "MaintenancePlugin/SamplerTest.h"
 
 namespace MaintenanceMode {
@@ -66,8 +67,11 @@ TEST_F( MonitoredIntfLag, countsConfiguredMembersThatAreDown ) {
 TEST_F( MonitoredIntfLag, getsNothingFromAMemberWithoutCounters ) {
    rig.memberIs( et1, po1 );
    rig.memberIs( PluginRig::port( "et9" ), po1 );
-   expectRates( gigabit, 1e8, sampledInTraffic( monitored( po1 ) ) );
-   EXPECT_EQ( 2u, rig.counters().numNoIntfCounter() );
+   MonitoredIntf & sampler = monitored( po1 );
+   const CounterChanges counted( rig.counters() );
+   expectRates( gigabit, 1e8, sampledInTraffic( sampler ) );
+   EXPECT_EQ( "numNoIntfCounter 1", counted.text() );
+   EXPECT_EQ( rig.now(), rig.record( po1 )->lastSampleTime() );
 }
 
 TEST_F( MonitoredIntfLag, withoutMembersPublishesZero ) {
@@ -182,11 +186,14 @@ TEST_F( MonitoredIntfVlan, withoutStatusPublishesZeroAndIsCounted ) {
    MonitoredIntf & sampler = monitored( vlan10 );
    EXPECT_EQ( 1u, rig.counters().numNoVlanStatus() );
    sampler.setCurRates( sampler.monIntfStatus(), rates( 1, 2, 3 ) );
-   FastLog::Capture log;
+   const CounterChanges counted( rig.counters() );
+   const Sequence sequence( "MonitoredIntf" );
    expectRates( 0, 0, sampledInTraffic( sampler ) );
-   EXPECT_EQ( 2u, rig.counters().numNoVlanStatus() );
+   EXPECT_EQ( "numNoVlanStatus 1", counted.text() );
    EXPECT_EQ( rig.now(), rig.record( vlan10 )->lastSampleTime() );
-   EXPECT_EQ( 1u, log.count( "getVlanIntfTrafficCounters: no vlan status for vlan 10, intf vlan10" ) );
+   EXPECT_EQ( rates( 1, 2, 3 ), rig.record( vlan10 )->prevRates() );
+   EXPECT_EQ(
+      ( Lines{ "getVlanIntfTrafficCounters: no vlan status for vlan 10, intf vlan10" } ), sequence.logged() );
 }
 
 TEST_F( MonitoredIntfVlan, hasNoStatusWhereThereIsNoDirectoryOfThem ) {
@@ -206,9 +213,11 @@ TEST_F( MonitoredIntfVlan, publishesNothingAtTheBaseline ) {
    rig.vlanMemberIs( 10, et1 );
    rig.monIntfStatusDir->monIntfStatusIs( vlan10, "p", 1 );
    rig.record( vlan10 )->curRatesIs( rates( 3, 2, 1 ) );
+   rig.record( vlan10 )->lastSampleTimeIs( 1 );
    monitored( vlan10 );
    EXPECT_EQ( rates( 3, 2, 1 ), rig.record( vlan10 )->curRates() );
-   EXPECT_EQ( 0, rig.record( vlan10 )->lastSampleTime() );
+   EXPECT_EQ( IntfRates(), rig.record( vlan10 )->prevRates() );
+   EXPECT_EQ( 1, rig.record( vlan10 )->lastSampleTime() );
 }
 
 TEST_F( MonitoredIntfVlan, publishesNothingForItsMembers ) {
@@ -243,6 +252,22 @@ TEST_F( MonitoredIntfVlan, takesTheLowestAndTheHighestId ) {
       rig.vlanMemberIs( id, et1 );
       expectRates(
          gigabit, 1e8, sampledInTraffic( monitored( PluginRig::vlan( Vel::text( "vlan", id ), id ) ) ) );
+   }
+}
+
+TEST_F( MonitoredIntfVlan, aMemberOfAnotherKindIsAnAssertion ) {
+   const struct {
+      Vel::U16 vlanId;
+      IntfId member;
+   } rows[] = {
+      { 11, PluginRig::vlan( "vlan20", 20 ) },
+      { 12, IntfId::other( "lo" ) },
+   };
+   for ( const auto & row : rows ) {
+      SCOPED_TRACE( stringValue( row.member ) );
+      MonitoredIntf & sampler = monitored( PluginRig::vlan( Vel::text( "vlan", row.vlanId ), row.vlanId ) );
+      rig.vlanMemberIs( row.vlanId, row.member );
+      EXPECT_EQ( "0", Vel::failedAssertion( [&] { sampler.updateTrafficRates(); } ) );
    }
 }
 

@@ -1,15 +1,12 @@
+#include "MaintenancePlugin/Recorded.h"
 #include "MaintenancePlugin/SamplerTest.h"
 
 #include <cmath>
+#include <limits>
 
 namespace MaintenanceMode {
 namespace {
 
-using Maintenance::MonIntfStatus;
-
-struct MonitoredIntfRecord : SamplerTest {
-   Maintenance::MonIntfStatusDir & records() { return *rig.monIntfStatusDir; }
-};
 struct MonitoredIntfPort : SamplerTest {};
 
 TEST( SupportedIntf, portsPortChannelsAndVlanInterfacesAreSupportedAndNothingElse ) {
@@ -31,194 +28,6 @@ TEST( SupportedIntf, portsPortChannelsAndVlanInterfacesAreSupportedAndNothingEls
       SCOPED_TRACE( stringValue( row.intf ) );
       EXPECT_EQ( row.supported, isSupportedIntf( row.intf ) );
    }
-}
-
-// ---- the record
-
-TEST_F( MonitoredIntfRecord, isCreatedWithTheProfileAndTheTime ) {
-   rig.advance( 7 );
-   Vel::TraceCapture traces;
-   FastLog::Capture log;
-   const MonitoredIntf & sampler = monitored( et1, "p" );
-   const MonIntfStatus * record = rig.record( et1 );
-   ASSERT_TRUE( record );
-   EXPECT_EQ( record, sampler.monIntfStatus().get() );
-   EXPECT_EQ( "p", record->profileName() );
-   EXPECT_EQ( rig.now(), record->startTime() );
-   EXPECT_FALSE( record->stale() );
-   EXPECT_TRUE( sampler.initialized() );
-   EXPECT_TRUE( traces.has( "handleInitialized: Created new mon intf status for intf et1, profile p", 4 ) );
-   EXPECT_TRUE( log.has( "created new mon intf status for intf et1, profile p" ) );
-}
-
-TEST_F( MonitoredIntfRecord, thatIsThereIsAdoptedWithAllItHoldsButProfileAndStaleness ) {
-   MonIntfStatus & record = *records().monIntfStatusIs( et1, "old", 1234.5 );
-   record.curRatesIs( rates( 3, 2, 1 ) );
-   record.prevRatesIs( rates( 6, 5, 4 ) );
-   record.lastSampleTimeIs( 7 );
-   record.totalSamplesIs( 8 );
-   record.numConsecutiveDrainedSamplesIs( 9 );
-   record.numSamplesAboveThresholdPreMaintIs( 10 );
-   record.numSamplesBelowThresholdPreMaintIs( 11 );
-   record.numSamplesAboveThresholdPostMaintIs( 12 );
-   record.numSamplesBelowThresholdPostMaintIs( 13 );
-   record.stateIs( Maintenance::monIntfStateUnderMaint );
-   record.stateTimeIs( 14 );
-   record.spikeUnderMaintIs( true );
-   record.staleIs( true );
-   records().monIntfUnderMaintIs( et1, true );
-   Vel::TraceCapture traces;
-   FastLog::Capture log;
-   EXPECT_EQ( &record, monitored( et1, "new" ).monIntfStatus().get() );
-   EXPECT_EQ( &record, rig.record( et1 ) );
-   EXPECT_EQ( "new", record.profileName() );
-   EXPECT_FALSE( record.stale() );
-   EXPECT_EQ( 1234.5, record.startTime() );
-   EXPECT_EQ( rates( 3, 2, 1 ), record.curRates() );
-   EXPECT_EQ( rates( 6, 5, 4 ), record.prevRates() );
-   EXPECT_EQ( 7, record.lastSampleTime() );
-   EXPECT_EQ( 8u, record.totalSamples() );
-   EXPECT_EQ( 9u, record.numConsecutiveDrainedSamples() );
-   EXPECT_EQ( 10u, record.numSamplesAboveThresholdPreMaint() );
-   EXPECT_EQ( 11u, record.numSamplesBelowThresholdPreMaint() );
-   EXPECT_EQ( 12u, record.numSamplesAboveThresholdPostMaint() );
-   EXPECT_EQ( 13u, record.numSamplesBelowThresholdPostMaint() );
-   EXPECT_EQ( Maintenance::monIntfStateUnderMaint, record.state() );
-   EXPECT_EQ( 14, record.stateTime() );
-   EXPECT_TRUE( record.spikeUnderMaint() );
-   EXPECT_TRUE( records().monIntfUnderMaint( et1 ) );
-   EXPECT_FALSE( traces.has( "Created new mon intf status" ) );
-   EXPECT_FALSE( log.has( "created new mon intf status" ) );
-}
-
-TEST_F( MonitoredIntfRecord, followsTheProfilesName ) {
-   MonitoredIntf & sampler = monitored( et1, "p" );
-   Vel::TraceCapture traces;
-   sampler.profileNameIs( "q" );
-   EXPECT_EQ( "q", sampler.profileName() );
-   EXPECT_EQ( "q", rig.record( et1 )->profileName() );
-   EXPECT_TRUE( traces.has( "handleProfileName: intf et1, new profileName q", 4 ) );
-}
-
-TEST_F( MonitoredIntfRecord, isLeftAloneByTheSameProfileNameAgain ) {
-   MonitoredIntf & sampler = monitored( et1, "p" );
-   rig.record( et1 )->profileNameIs( "other" );
-   Vel::TraceCapture traces;
-   sampler.profileNameIs( "p" );
-   EXPECT_EQ( "other", rig.record( et1 )->profileName() );
-   EXPECT_EQ( 0u, traces.lines().size() );
-}
-
-TEST_F( MonitoredIntfRecord, doesNotFollowTheProfilesNameWhileThereIsNone ) {
-   MonitoredIntf & sampler = monitored( et1, "p" );
-   sampler.monIntfStatusIs( nullptr );
-   sampler.profileNameIs( "q" );
-   EXPECT_EQ( "q", sampler.profileName() );
-   EXPECT_EQ( "p", rig.record( et1 )->profileName() );
-}
-
-TEST_F( MonitoredIntfRecord, goesWithTheSamplerAndLeavesTheThreeSets ) {
-   monitored( et1 );
-   monitored( et2 );
-   for ( const IntfId & intf : { et1, et2 } ) {
-      records().monIntfEnterMaintIs( intf, true );
-      records().monIntfUnderMaintIs( intf, true );
-      records().monIntfSpikeUnderMaintIs( intf, true );
-   }
-   Vel::TraceCapture traces;
-   FastLog::Capture log;
-   rig.root->monIntfDir()->monitoredIntfDel( et1 );
-   EXPECT_FALSE( rig.record( et1 ) );
-   EXPECT_FALSE( records().monIntfEnterMaint( et1 ) );
-   EXPECT_FALSE( records().monIntfUnderMaint( et1 ) );
-   EXPECT_FALSE( records().monIntfSpikeUnderMaint( et1 ) );
-   EXPECT_TRUE( rig.record( et2 ) );
-   EXPECT_TRUE( records().monIntfEnterMaint( et2 ) );
-   EXPECT_TRUE( records().monIntfUnderMaint( et2 ) );
-   EXPECT_TRUE( records().monIntfSpikeUnderMaint( et2 ) );
-   EXPECT_EQ( 1u, traces.count( "MonitoredIntf::prepareToDie et1", 4 ) );
-   EXPECT_EQ( 1u, log.count( "MonitoredIntf::prepareToDie et1" ) );
-}
-
-TEST_F( MonitoredIntfRecord, ofAnInterfaceInNoSetIsAllThatGoes ) {
-   monitored( et1 );
-   records().monIntfUnderMaintIs( et2, true );
-   rig.root->monIntfDir()->monitoredIntfDel( et1 );
-   EXPECT_EQ( 0u, records().monIntfStatuss() );
-   EXPECT_EQ( 1u, records().monIntfUnderMaints() );
-}
-
-TEST_F( MonitoredIntfRecord, staysWhileAnybodyHoldsTheSampler ) {
-   Vel::Ptr< MonitoredIntf > held = &monitored( et1 );
-   rig.root->monIntfDir()->monitoredIntfDel( et1 );
-   EXPECT_TRUE( rig.record( et1 ) );
-   held = nullptr;
-   EXPECT_FALSE( rig.record( et1 ) );
-}
-
-TEST_F( MonitoredIntfRecord, mayBeTakenAwayBeforeTheSampler ) {
-   const Vel::Ptr< MonitoredIntf > sampler = &monitored( et1 );
-   records().monIntfStatusDel( et1 );
-   sampledAfter( 5, *sampler );
-   EXPECT_EQ( rig.now(), sampler->monIntfStatus()->lastSampleTime() );
-   EXPECT_FALSE( rig.record( et1 ) );
-}
-
-TEST_F( MonitoredIntfRecord, isMissedBySamplesWhereThereIsNoDirectoryOfRecords ) {
-   rig.monIntfStatusDir = nullptr;
-   startAgain();
-   MonitoredIntf & sampler = monitored( et1 );
-   EXPECT_FALSE( sampler.monIntfStatus() );
-   EXPECT_EQ( "monIntfStatus", Vel::failedAssertion( [&] { sampler.updateTrafficRates(); } ) );
-}
-
-TEST_F( MonitoredIntfRecord, belongsToOneSamplerAnInterface ) {
-   MonitoredIntf & sampler = monitored( et1, "p" );
-   EXPECT_EQ( &sampler, &monitored( et1, "q" ) );
-   EXPECT_EQ( "p", sampler.profileName() );
-}
-
-/// What somebody finds who is told of new rates.
-struct RecordWatcher {
-   struct VelRecord final : Vel::ReactorTo< RecordWatcher, MonIntfStatus > {
-      using ReactorTo::ReactorTo;
-      void onPrevRates() override { sm()->note( "prev", *entity() ); }
-      void onCurRates() override { sm()->note( "cur", *entity() ); }
-      void onLastSampleTime() override { sm()->note( "time", *entity() ); }
-   };
-   void note( const char * what, const MonIntfStatus & r ) {
-      seen += Vel::text(
-         what, ": ", r.prevRates().inBitsRate, " ", r.curRates().inBitsRate, " ", r.lastSampleTime(), "\n" );
-   }
-   Vel::String seen;
-};
-
-TEST_F( MonitoredIntfRecord, takesTheLastRatesThenTheNewOnesThenTheTime ) {
-   MonitoredIntf & sampler = monitored( et1 );
-   sampler.setCurRates( sampler.monIntfStatus(), rates( 100, 0, 1 ) );
-   sampler.monIntfStatus()->lastSampleTimeIs( 5 );
-   RecordWatcher watcher;
-   RecordWatcher::VelRecord reactor( sampler.monIntfStatus(), &watcher );
-   reactor.velInterestIs( Vel::interestOf< RecordWatcher::VelRecord >() );
-   reactor.hasNotificationActiveIs( true );
-   sampler.setCurRates( sampler.monIntfStatus(), rates( 200, 0, 2 ) );
-   EXPECT_EQ( Vel::text( "prev: 100 100 5\ncur: 100 200 5\ntime: 100 200 ", rig.now(), "\n" ), watcher.seen );
-}
-
-TEST_F( MonitoredIntfRecord, isNeededToPublish ) {
-   MonitoredIntf & sampler = monitored( et1 );
-   EXPECT_EQ( "monIntfStatus", Vel::failedAssertion( [&] { sampler.setCurRates( nullptr, IntfRates() ); } ) );
-}
-
-TEST_F( MonitoredIntfRecord, isTracedWithWhatItHeldAndWhatItGets ) {
-   MonitoredIntf & sampler = monitored( et1 );
-   sampler.setCurRates( sampler.monIntfStatus(), rates( 1, 2, 3 ) );
-   Vel::TraceCapture traces;
-   sampler.setCurRates( sampler.monIntfStatus(), rates( 4, 5, 6 ) );
-   EXPECT_TRUE( traces.has(
-      "setCurRates: IntfId:et1 Prev[ inBitsRate:1 outBitsRate:2 lastSampleTime:3] Cur[ inBitsRate:4 "
-      "outBitsRate:5 curSampleTime:6",
-      9 ) );
 }
 
 // ---- a port
@@ -296,11 +105,16 @@ TEST_F( MonitoredIntfPort, rateComputation ) {
 }
 
 TEST_F( MonitoredIntfPort, twoSamplesAtOneTimeAreNotCaught ) {
+   const double infinity = std::numeric_limits< double >::infinity();
    MonitoredIntf & sampler = monitored( et1 );
-   rig.octetsInc( et1, 1, 0 );
-   const IntfRates sample = sampledAfter( 0, sampler );
-   EXPECT_TRUE( std::isinf( sample.inBitsRate ) );
+   rig.octetsInc( et1, 8, 0 );
+   IntfRates sample = sampledAfter( 0, sampler );
+   EXPECT_EQ( infinity, sample.inBitsRate );
    EXPECT_TRUE( std::isnan( sample.outBitsRate ) );
+   rig.octetsInc( et1, 0, 8 );
+   sample = sampledAfter( 0, sampler );
+   EXPECT_TRUE( std::isnan( sample.inBitsRate ) );
+   EXPECT_EQ( infinity, sample.outBitsRate );
 }
 
 TEST_F( MonitoredIntfPort, withoutCountersPublishesNothingAndIsCounted ) {
@@ -363,18 +177,49 @@ TEST_F( MonitoredIntfPort, hasNoCountersWhereThereIsNoDirectoryOfThem ) {
    EXPECT_EQ( 0, rig.record( et1 )->lastSampleTime() );
 }
 
-TEST_F( MonitoredIntfPort, tracesWhatARateIsMadeOf ) {
+TEST_F( MonitoredIntfPort, tracesWhatARateIsMadeOfThenPublishes ) {
    countersAre( et1, 1000, MaybeU63( 2000 ) );
    MonitoredIntf & sampler = monitored( et1 );
    rig.octetsInc( et1, 10, 20 );
    rig.advance( 5 );
-   Vel::TraceCapture traces;
+   Sequence sequence( "MonitoredIntf" );
    sampler.updateTrafficRates();
-   const char * const head = "getEthPhyIntfTrafficCounters: intf et1: ";
-   EXPECT_TRUE( traces.has( Vel::text( head, "cur in/out 1010 / 2020" ), 9 ) );
-   EXPECT_TRUE( traces.has( Vel::text( head, "prev in/out 1000 / 2000" ), 9 ) );
-   EXPECT_TRUE( traces.has( Vel::text( head, "delta in/out 10 / 20, deltaTime 5" ), 9 ) );
-   EXPECT_TRUE( traces.has( Vel::text( head, "rates in/out (bps) 16 / 32" ), 9 ) );
+   const Vel::String head = "getEthPhyIntfTrafficCounters: intf et1: ";
+   EXPECT_EQ(
+      ( Lines{
+         head + "cur in/out 1010 / 2020",
+         head + "prev in/out 1000 / 2000",
+         head + "delta in/out 10 / 20, deltaTime 5",
+         head + "rates in/out (bps) 16 / 32",
+         "setCurRates: IntfId:et1 Prev[ inBitsRate:0 outBitsRate:0 lastSampleTime:0] Cur[ inBitsRate:16 "
+         "outBitsRate:32 curSampleTime:1700000005",
+      } ),
+      sequence.lines() );
+   for ( const char * line : { "cur in/out", "prev in/out", "delta in/out", "rates in/out" } )
+      EXPECT_TRUE( sequence.traced( head + line, 9 ) ) << line;
+   EXPECT_EQ( Lines(), sequence.logged() );
+}
+
+TEST_F( MonitoredIntfPort, tracesTransmittedOctetsThatItHasNot ) {
+   countersAre( et1, 1000, MaybeU63::none() );
+   MonitoredIntf & sampler = monitored( et1 );
+   rig.advance( 5 );
+   Sequence sequence( "MonitoredIntf" );
+   sampler.updateTrafficRates();
+   const Vel::String head = "getEthPhyIntfTrafficCounters: intf et1: ";
+   ASSERT_EQ( 5u, sequence.lines().size() );
+   EXPECT_EQ( head + "cur in/out 1000 / none", sequence.lines()[0] );
+   EXPECT_EQ( head + "prev in/out 1000 / none", sequence.lines()[1] );
+   EXPECT_EQ( head + "delta in/out 0 / none, deltaTime 5", sequence.lines()[2] );
+   EXPECT_EQ( head + "rates in/out (bps) 0 / 0", sequence.lines()[3] );
+}
+
+TEST_F( MonitoredIntfPort, hasNothingToTellOfTheBaseline ) {
+   monitored( et2 );
+   rig.monIntfStatusDir->monIntfStatusIs( et1, "p", 1 );
+   Sequence sequence( "MonitoredIntf" );
+   monitored( et1 );
+   EXPECT_EQ( Lines(), sequence.lines() );
 }
 
 TEST_F( MonitoredIntfPort, aSampleOfAnotherKindIsAnAssertion ) {
