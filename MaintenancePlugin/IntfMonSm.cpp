@@ -48,7 +48,7 @@ void IntfMonSm::hasNotificationActiveIs( bool active ) {
 void IntfMonSm::clockIs( const Vel::Ptr< Cog::TimerWheel > & clock ) {
    if ( !clockStore( clock ) )
       return;
-   const double due = timer_ ? timer_->timeMin() : Cog::Timer::never;
+   const double due = timeMin();
    timer_.del();
    if ( !clock )
       return;

@@ -58,6 +58,8 @@ class IntfMonSm final : public Vel::Entity {
 
    /// Moves the timer to another wheel; it keeps its time. Without a wheel it does not fire.
    void clockIs( const Vel::Ptr< Cog::TimerWheel > & clock );
+   /// The time in seconds that the timer is set to; infinity while it is disarmed.
+   double timeMin() const { return timer_ ? timer_->timeMin() : Cog::Timer::never; }
    /// Hands a profile over; the same one again does nothing, null is held but not acted on.
    void intfProfileIs( const Vel::Ptr< const Profile > & intfProfile );
    void stateIs( Maintenance::MonIntfState state );

@@ -109,6 +109,8 @@ class IntfStatusSm final : public Vel::Entity, public Cog::CodefBase {
    void addToBacklog( const Wire::IntfId & intfId );
    Vel::U64 processBacklog( double startTime ) override;
    Vel::U64 backlogSize() const override { return backlog_.size(); }
+   /// The interfaces that wait.
+   const std::map< Wire::IntfId, bool > & backlog() const { return backlog_; }
    void processIntf( const Wire::IntfId & intfId );
    void processProfileChange( const Wire::IntfId & intfId );
    void dump( int fd, unsigned indent ) const;

@@ -307,6 +307,11 @@ bool PluginRig::exitComplete( const String & unitName ) {
 // ---- time and the plug-in
 
 void PluginRig::start() {
+   begin();
+   settle();
+}
+
+void PluginRig::begin() {
    // Links and counters are known before a plug-in begins.
    countTraffic();
    root = DrainWatchSm::DrainWatchSmIs(
@@ -324,18 +329,21 @@ void PluginRig::start() {
       exitClass.agentConfig, enterClass.agentStatus, exitClass.agentStatus,
       Vel::Ptr< const Stage::ProgressDir >( enterClass.progressDir ),
       Vel::Ptr< const Stage::ProgressDir >( exitClass.progressDir ) );
-   settle();
 }
 
 void PluginRig::stop() { root = nullptr; }
 
 void PluginRig::crashAndRestart() {
+   crash();
+   start();
+}
+
+void PluginRig::crash() {
    machinery_.reset();
    Vel::Ptr< DrainWatchSm > gone = std::exchange( root, nullptr );
    models();
    // The old root tears down the old entities, which nobody looks at any more.
    gone = nullptr;
-   start();
 }
 
 // ---- what came of it

@@ -81,9 +81,13 @@ class PluginRig {
    // ---- time and the plug-in
    /// Makes the root, as the loader does when its mounts are complete, and lets the first turns run.
    void start();
+   /// The same without the turns.
+   void begin();
    /// The root goes as when the plug-in is unloaded.
    void stop();
-   /// The process is gone without a word and started again: a root over what a store keeps. The traffic goes on.
+   /// The process is gone without a word; the entities are what a store keeps of them. The traffic goes on.
+   void crash();
+   /// crash(), then start(): a root over what a store keeps.
    void crashAndRestart();
    void advance( double seconds ) { clock->advance( seconds ); }
    void settle() { clock->runUntilIdle(); }

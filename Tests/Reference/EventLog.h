@@ -124,7 +124,7 @@ struct Event {
    std::uint32_t value = 0;
    StageClass stageClass = StageClass::enter;
    std::uint64_t in = 0;
-   std::optional< std::uint64_t > out; ///< below 2^63
+   std::optional< std::uint64_t > out{}; ///< below 2^63
    double thresholdKbps = 0;
    std::uint32_t loadInterval = 0;
    bool shutdown = false;
