@@ -167,6 +167,17 @@ TEST_F( IntfMonSmSample, whoIsStoppedByAnotherOfTheSameTickIsNotSampled ) {
    EXPECT_EQ( 0u, rig.record( et2 )->totalSamples() );
 }
 
+TEST_F( IntfMonSmSample, isNotSampledOnceItsMonitorHasGone ) {
+   monitor();
+   const Vel::Ptr< MonitoredIntf > sampler( rig.root->monIntfDir()->monitoredIntf( et1 ) );
+   EXPECT_EQ( 5, due() );
+   rig.root->intfMonDel( et1 );
+   EXPECT_EQ( never, due() );
+   rig.advance( 20 );
+   EXPECT_EQ( 0u, samples() );
+   EXPECT_EQ( 0, record().lastSampleTime() );
+}
+
 TEST_F( IntfMonSmSample, isNotSampledWhileItIsSwitchedOff ) {
    rig.trafficIs( et1, busy );
    IntfMonSm & intfMon = monitor();

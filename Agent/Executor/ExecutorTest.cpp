@@ -33,7 +33,7 @@ class FakeSwitch final : public DataPlane::Switch {
          return countersOutcome;
       for ( const auto & [intf, link] : links )
          if ( intf.kind() == Wire::IntfId::Kind::ethernet && !uncounted.count( intf ) )
-            pool.intfCountersIs( intf, 0, Cog::MaybeU63( 0 ) );
+            pool.intfCountersIs( intf, refreshes, Cog::MaybeU63( refreshes ) ); // counts all the time
          else
             pool.intfDel( intf );
       return {};
@@ -282,6 +282,44 @@ TEST_F( ExecutorStory, showsAReleasedLinkDownWhenItIsNotUpAfterTenSeconds ) {
    EXPECT_EQ( Interface::operDown, status() );
 }
 
+/// Notes every change of an interface's status that others see.
+struct StatusChanges {
+   struct VelStatus final : Vel::ReactorTo< StatusChanges, Interface::IntfStatus > {
+      using ReactorTo::ReactorTo;
+      void onOperStatus() override { sm()->seen.push_back( entity()->operStatus() ); }
+   };
+   explicit StatusChanges( const Vel::Ptr< Interface::IntfStatus > & status ) {
+      reactor.is( status, this ).hasNotificationActiveIs( true );
+   }
+   std::vector< Interface::IntfOperStatus > seen;
+   Vel::Watch< VelStatus > reactor;
+};
+
+TEST_F( ExecutorStory, showsNeitherAShutdownNorAReleaseOfALinkThatComesUpInTime ) {
+   const StatusChanges changes( model.allIntfStatusDir->intfStatus( et1 ) );
+   held();
+   clock->advance( 60 );
+   bringBack();
+   clock->runUntilIdle();
+   fake->link( et1, true, false );
+   fake->listener->linkSetDone( fake->requests[1].id, {} );
+   clock->advance( 9 );
+   fake->link( et1, true, true );
+   clock->advance( 60 );
+   EXPECT_TRUE( changes.seen.empty() );
+}
+
+TEST_F( ExecutorStory, showsOnceThatAReleasedLinkHasNotComeUpInTime ) {
+   const StatusChanges changes( model.allIntfStatusDir->intfStatus( et1 ) );
+   held();
+   bringBack();
+   clock->runUntilIdle();
+   fake->link( et1, true, false );
+   fake->listener->linkSetDone( fake->requests[1].id, {} );
+   clock->advance( 60 );
+   EXPECT_EQ( std::vector{ Interface::operDown }, changes.seen );
+}
+
 TEST_F( ExecutorStory, leavesALinkAloneThatWasDownBefore ) {
    fake->link( et1, false, false );
    shut();
@@ -435,6 +473,24 @@ TEST_F( ExecutorStory, readsTheCountersOnceATurn ) {
    } );
    clock->runTurn();
    EXPECT_EQ( before + 1, fake->refreshes );
+}
+
+TEST_F( ExecutorStory, countsAndTimeStandStillDuringATurn ) {
+   const auto octets = [this] {
+      return model.pool->intfCounterDir( et1 )->counter( "current" )->statistics().inOctets;
+   };
+   const Vel::U64 before = octets();
+   clock->post( [&] {
+      ASSERT_TRUE( executor->countersFresh() );
+      const Vel::U64 first = octets();
+      const double time = Vel::System::currentTime();
+      clock->spend( 3 );
+      ASSERT_TRUE( executor->countersFresh() );
+      EXPECT_EQ( before + 1, first );
+      EXPECT_EQ( first, octets() );
+      EXPECT_EQ( time, Vel::System::currentTime() );
+   } );
+   clock->runTurn();
 }
 
 TEST_F( ExecutorStory, letsNoTimerRunWithoutFreshCounters ) {

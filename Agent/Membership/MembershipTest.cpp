@@ -224,6 +224,25 @@ default-profile: watch
       takeLog() );
 }
 
+TEST_F( MembershipStory, hasANewProfileBeforeItIsSelectedAndAnOldOneUntilItIsNot ) {
+   config( replaced( base, "[et1, et2]", "[et1], profile: watch" ) );
+   membership->intfIs( et1 );
+   model.intfToGroupDir->intfToGroup( et1 )->profileChangeCauseIs( Maintenance::ProfileChangeCause::none );
+   takeLog();
+   config( R"(version: 1
+profiles:
+  fast: {threshold: 100kbps, load-interval: 10s, shutdown: true, shutdown-max-delay: 5m}
+  slow: {threshold: 1Mbps, load-interval: 30s}
+default-profile: fast
+groups:
+  uplinks: {interfaces: [et1], profile: slow}
+  tenants: {vlans: [10], profile: slow}
+units:
+  spine-a: {groups: [uplinks, tenants]}
+)" );
+   EXPECT_EQ( "+profile slow; cause selection; select slow; -profile watch; ", takeLog() );
+}
+
 TEST_F( MembershipStory, selectsAgainAmongGroupsThatStayTheSameWhenAProfileIsEdited ) {
    membership->intfIs( et1 );
    const std::string both =

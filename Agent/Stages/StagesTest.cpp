@@ -1,6 +1,7 @@
 #include "Agent/Stages/Stages.h"
 
 #include "Platform/Cog/ManualClock.h"
+#include "Platform/Model/StageWritesTest.h"
 
 #include <gtest/gtest.h>
 
@@ -60,6 +61,11 @@ class StagesStory : public ::testing::Test {
       clock->advance( 11 );
       ASSERT_EQ( UnitState::maintenance, unit().state() );
    }
+   void watch( Stage::StageWrites & writes ) {
+      writes.unitIs( &unit() );
+      writes.classIs( "enter", model.enter.progressDir, model.enter.completionStatus );
+      writes.classIs( "exit", model.exit.progressDir, model.exit.completionStatus );
+   }
    /// A member of the unit with a record.
    Maintenance::MonIntfStatus * member( const char * name ) {
       const Maintenance::GroupKey group{ Maintenance::GroupType::interfaceGroup, "g" };
@@ -79,49 +85,22 @@ class StagesStory : public ::testing::Test {
 
 TEST_F( StagesStory, beginsWithUnitsThatAreNormal ) { EXPECT_EQ( UnitState::normal, unit().state() ); }
 
+/// Whoever carries out the stage may complete it inside the write of the stage, so all else must be there.
 TEST_F( StagesStory, writesTheStageLastWhenARunStarts ) {
-   // Whoever carries out the stage may complete it inside the write of the stage, so all else must be there.
-   struct Carrier {
-      struct VelProgressDir final : Vel::ReactorTo< Carrier, Stage::ProgressDir > {
-         using ReactorTo::ReactorTo;
-         void onProgress( const Vel::Name & name ) override {
-            if ( auto * progress = entity()->progress( name ) ) {
-               sm()->log += "progress[" + progress->stage() + "] ";
-               sm()
-                  ->progress.is( Vel::Ptr< const Stage::Progress >( progress ), sm() )
-                  .hasNotificationActiveIs( true );
-            }
-         }
-      };
-      struct VelProgress final : Vel::ReactorTo< Carrier, Stage::Progress > {
-         using ReactorTo::ReactorTo;
-         void onStageStatus( const Vel::String & ) override { sm()->log += "stage-status "; }
-         void onStage() override {
-            sm()->log += "stage(" + Vel::text( sm()->unit->state(), ",", sm()->unit->genId() ) + ") ";
-         }
-      };
-      struct VelCompletion final : Vel::ReactorTo< Carrier, Stage::CompletionStatusDir > {
-         using ReactorTo::ReactorTo;
-         void onStatus( const Vel::Name & ) override { sm()->log += "completion-status "; }
-      };
-      struct VelUnit final : Vel::ReactorTo< Carrier, Maintenance::Unit::Status > {
-         using ReactorTo::ReactorTo;
-         void onState() override { sm()->log += "state "; }
-      };
-      Vel::Watch< VelProgressDir > dir;
-      Vel::Watch< VelProgress > progress;
-      Vel::Watch< VelCompletion > completion;
-      Vel::Watch< VelUnit > unitReactor;
-      Vel::Ptr< Maintenance::Unit::Status > unit;
-      std::string log;
-   } carrier;
-   carrier.unit = Vel::Ptr< Maintenance::Unit::Status >( &unit() );
-   carrier.dir.is( model.enter.progressDir, &carrier ).hasNotificationActiveIs( true );
-   carrier.completion.is( model.enter.completionStatus, &carrier ).hasNotificationActiveIs( true );
-   carrier.unitReactor.is( carrier.unit, &carrier ).hasNotificationActiveIs( true );
+   Stage::StageWrites writes;
+   watch( writes );
    enter();
-   EXPECT_EQ( "state progress[] stage-status completion-status stage(enterInProgress,1) ", carrier.log );
-   EXPECT_EQ( "u1#1", unit().maintEnterInstanceName() );
+   EXPECT_EQ(
+      ( std::vector< Vel::String >{
+         "generation 1",
+         "enter instance \"u1#1\"",
+         "state enterInProgress",
+         "enter: + u1#1",
+         "enter: status of drainwatch 1",
+         "enter: completion status + u1#1",
+         "enter: stage drainwatch",
+      } ),
+      writes.taken() );
 }
 
 TEST_F( StagesStory, keepsWhoAndWhyAndSinceWhen ) {
@@ -230,12 +209,23 @@ TEST_F( StagesStory, changesNothingWhenANormalUnitIsToExit ) {
 
 TEST_F( StagesStory, retiresTheEnterBeforeTheExitStarts ) {
    toMaintenance();
+   Stage::StageWrites writes;
+   watch( writes );
    exit();
-   EXPECT_EQ( nullptr, model.enter.progressDir->progress( "u1#1" ) );
-   EXPECT_EQ( nullptr, model.enter.completionStatus->status( "u1#1" ) );
-   EXPECT_EQ( "u1#2", unit().maintExitInstanceName() );
-   EXPECT_EQ( "", unit().maintEnterInstanceName() );
-   EXPECT_EQ( UnitState::exitInProgress, unit().state() );
+   EXPECT_EQ(
+      ( std::vector< Vel::String >{
+         "enter: - u1#1",
+         "enter: completion status - u1#1",
+         "generation 2",
+         "enter instance \"\"",
+         "exit instance \"u1#2\"",
+         "state exitInProgress",
+         "exit: + u1#2",
+         "exit: status of drainwatch 1",
+         "exit: completion status + u1#2",
+         "exit: stage drainwatch",
+      } ),
+      writes.taken() );
 }
 
 TEST_F( StagesStory, isNormalAndRetiredWhenTheExitIsComplete ) {

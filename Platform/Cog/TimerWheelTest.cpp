@@ -195,6 +195,16 @@ TEST_F( TimerWheel, timerDestroyedByAHandlerOfTheSameTickDoesNotFire ) {
    EXPECT_EQ( "ac", log );
 }
 
+TEST_F( TimerWheel, timerThatIsDestroyedBeforeItsTickNeverFires ) {
+   a->timer->timeMinIs( start + 5 );
+   b->timer->timeMinIs( start + 5 );
+   clock->advance( 2 );
+   a.reset();
+   clock->advance( 50 );
+   EXPECT_EQ( "b", log );
+   EXPECT_EQ( Cog::Timer::never, wheel->dueTime() );
+}
+
 TEST_F( TimerWheel, timerMayDestroyItselfWhileItFires ) {
    a->act = [&] { a->timer.del(); };
    a->timer->timeMinIs( start + 5 );

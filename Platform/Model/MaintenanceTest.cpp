@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -246,8 +247,16 @@ struct RecordObserver {
          sm()->log += Vel::text( entity()->monIntfStatus( intf ) ? "+" : "-", intf, " " );
       }
       void onMonIntfEnterMaint( const Wire::IntfId & intf ) override {
-         const bool * const value = entity()->monIntfEnterMaint( intf );
-         sm()->log += Vel::text( value ? Vel::boolText( *value ) : "gone", " " );
+         note( "enter", intf, entity()->monIntfEnterMaint( intf ) );
+      }
+      void onMonIntfUnderMaint( const Wire::IntfId & intf ) override {
+         note( "under", intf, entity()->monIntfUnderMaint( intf ) );
+      }
+      void onMonIntfSpikeUnderMaint( const Wire::IntfId & intf ) override {
+         note( "spike", intf, entity()->monIntfSpikeUnderMaint( intf ) );
+      }
+      void note( const char * set, const Wire::IntfId & intf, const bool * value ) {
+         sm()->log += Vel::text( set, " ", intf, " ", value ? Vel::boolText( *value ) : "gone", " " );
       }
    };
    Vel::Watch< VelRecord > record;
@@ -299,16 +308,67 @@ TEST( MonIntfStatusDir, keepsThreeSetsApart ) {
    EXPECT_EQ( 0u, dir->monIntfStatuss() );
 }
 
-TEST( MonIntfStatusDir, tellsOfAChangedValueAndNotOfAbsentDeletes ) {
-   const auto dir = Vel::make< MonIntfStatusDir >();
-   RecordObserver observer;
-   observer.dir.is( dir, &observer ).hasNotificationActiveIs( true );
-   dir->monIntfEnterMaintIs( et1, true );
-   dir->monIntfEnterMaintIs( et1, true );
-   dir->monIntfEnterMaintIs( et1, false );
-   dir->monIntfEnterMaintDel( et2 );
-   dir->monIntfEnterMaintDel( et1 );
-   EXPECT_EQ( "true false gone ", observer.log );
+TEST( MonIntfStatusDir, tellsOfEachSetWhatComesChangesAndGoesAndNothingElse ) {
+   using Dir = MonIntfStatusDir;
+   using Intf = Wire::IntfId;
+   const struct {
+      const char * name;
+      void ( *is )( Dir &, const Intf &, bool );
+      void ( *del )( Dir &, const Intf & );
+      void ( *delAll )( Dir & );
+      const bool * ( *find )( const Dir &, const Intf & );
+      Vel::U32 ( *size )( const Dir & );
+   } sets[] = {
+      { "enter", []( Dir & d, const Intf & i, bool v ) { d.monIntfEnterMaintIs( i, v ); },
+        []( Dir & d, const Intf & i ) { d.monIntfEnterMaintDel( i ); },
+        []( Dir & d ) { d.monIntfEnterMaintDelAll(); },
+        []( const Dir & d, const Intf & i ) { return d.monIntfEnterMaint( i ); },
+        []( const Dir & d ) { return d.monIntfEnterMaints(); } },
+      { "under", []( Dir & d, const Intf & i, bool v ) { d.monIntfUnderMaintIs( i, v ); },
+        []( Dir & d, const Intf & i ) { d.monIntfUnderMaintDel( i ); },
+        []( Dir & d ) { d.monIntfUnderMaintDelAll(); },
+        []( const Dir & d, const Intf & i ) { return d.monIntfUnderMaint( i ); },
+        []( const Dir & d ) { return d.monIntfUnderMaints(); } },
+      { "spike", []( Dir & d, const Intf & i, bool v ) { d.monIntfSpikeUnderMaintIs( i, v ); },
+        []( Dir & d, const Intf & i ) { d.monIntfSpikeUnderMaintDel( i ); },
+        []( Dir & d ) { d.monIntfSpikeUnderMaintDelAll(); },
+        []( const Dir & d, const Intf & i ) { return d.monIntfSpikeUnderMaint( i ); },
+        []( const Dir & d ) { return d.monIntfSpikeUnderMaints(); } },
+   };
+   for ( const auto & set : sets ) {
+      SCOPED_TRACE( set.name );
+      const auto dir = Vel::make< Dir >();
+      RecordObserver observer;
+      observer.dir.is( dir, &observer ).hasNotificationActiveIs( true );
+      const auto told = [&] {
+         Vel::String text = std::exchange( observer.log, {} );
+         for ( auto at = text.find( set.name ); at != Vel::String::npos; at = text.find( set.name ) )
+            text.erase( at, 6 );
+         return text;
+      };
+      set.is( *dir, et1, true );
+      set.is( *dir, et1, true );
+      EXPECT_EQ( "et1 true ", told() );
+      ASSERT_TRUE( set.find( *dir, et1 ) );
+      EXPECT_TRUE( *set.find( *dir, et1 ) );
+      set.is( *dir, et1, false );
+      EXPECT_EQ( "et1 false ", told() );
+      set.del( *dir, et2 );
+      EXPECT_EQ( "", told() );
+      set.del( *dir, et1 );
+      EXPECT_EQ( "et1 gone ", told() );
+      EXPECT_FALSE( set.find( *dir, et1 ) );
+      set.del( *dir, et1 );
+      set.delAll( *dir );
+      EXPECT_EQ( "", told() );
+      set.is( *dir, et1, true );
+      set.is( *dir, et2, true );
+      EXPECT_EQ( 2u, set.size( *dir ) );
+      told();
+      set.delAll( *dir );
+      EXPECT_EQ( "et1 gone et2 gone ", told() );
+      EXPECT_EQ( 0u, set.size( *dir ) );
+   }
 }
 
 TEST( MonIntfStatusDir, allowsDeletionWhileItIsWalked ) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <vector>
 
 namespace {
 
@@ -90,10 +91,79 @@ TEST_F( Reactor, isSilentOnAnEqualValue ) {
    EXPECT_EQ( "", log );
 }
 
+/// Notes the keys of a port that come, change and go.
+struct KeyObserver {
+   struct VelPort final : Vel::ReactorTo< KeyObserver, Port > {
+      using ReactorTo::ReactorTo;
+      void onVlan( const int & id ) override {
+         const bool * const value = entity()->vlan( id );
+         sm()->log += Vel::text( id, !value ? "-" : *value ? "+" : "0", " " );
+         if ( sm()->then )
+            sm()->then( id );
+      }
+      void onTag( const int & tag ) override {
+         sm()->log += Vel::text( "tag", tag, entity()->tag( tag ) ? "+" : "-", " " );
+      }
+   };
+   explicit KeyObserver( const Vel::Ptr< Port > & port ) {
+      reactor.is( port, this ).hasNotificationActiveIs( true );
+   }
+   std::string log;
+   std::function< void( int ) > then;
+   Vel::Watch< VelPort > reactor;
+};
+
+TEST_F( Reactor, isToldOnceOfAKeyHoweverOftenItIsSetOrDeleted ) {
+   KeyObserver keys( port );
+   for ( int twice = 0; twice < 2; ++twice ) {
+      port->vlanIs( 1, true );
+      port->tagIs( 7 );
+   }
+   for ( int twice = 0; twice < 2; ++twice ) {
+      port->vlanDel( 1 );
+      port->tagDel( 7 );
+      port->vlanDel( 2 );
+      port->tagDel( 8 );
+   }
+   EXPECT_EQ( "1+ tag7+ 1- tag7- ", keys.log );
+}
+
+TEST_F( Reactor, isToldOfAnotherValueOfAKeyAndNotOfTheSame ) {
+   port->vlanIs( 1, true );
+   KeyObserver keys( port );
+   port->vlanIs( 1, true );
+   port->vlanIs( 1, false );
+   port->vlanIs( 1, false );
+   EXPECT_EQ( "10 ", keys.log );
+}
+
+TEST_F( Reactor, mayDeleteAKeyAheadOfTheWalkThatMadeTheWrite ) {
+   for ( const int id : { 1, 2, 3, 4 } )
+      port->vlanIs( id, false );
+   KeyObserver keys( port );
+   keys.then = [&]( int id ) {
+      if ( id == 1 )
+         port->vlanDel( 2 );
+      if ( id == 3 )
+         port->vlanDel( 3 );
+   };
+   std::vector< int > walked;
+   for ( const auto & [id, value] : port->vlanRange() ) {
+      walked.push_back( id );
+      port->vlanIs( id, true );
+   }
+   EXPECT_EQ( ( std::vector< int >{ 1, 3, 4 } ), walked );
+   EXPECT_EQ( 2u, port->vlans() );
+}
+
 TEST_F( Reactor, isNotToldOfWhatWasThereBefore ) {
    port->speedIs( 1 );
+   port->vlanIs( 1, true );
+   port->tagIs( 7 );
    a.watch( port );
+   KeyObserver keys( port );
    EXPECT_EQ( "", log );
+   EXPECT_EQ( "", keys.log );
 }
 
 TEST_F( Reactor, isToldOfNestedWritesAtOnceDepthFirst ) {
@@ -193,6 +263,31 @@ TEST_F( Reactor, countsItsEntity ) {
    EXPECT_EQ( 2u, port->getRefCount() );
    a.reactor.del();
    EXPECT_EQ( 1u, port->getRefCount() );
+}
+
+TEST_F( Reactor, keepsAnEntityThatAllOthersHaveLetGo ) {
+   port->speedIs( 3 );
+   a.watch( port );
+   b.watch( port );
+   Port * const raw = port.get();
+   port = nullptr;
+   EXPECT_EQ( 3, a.reactor->entity()->speed() );
+   a.reactor.del();
+   raw->speedIs( 4 );
+   EXPECT_EQ( "b", log );
+   EXPECT_EQ( 1u, raw->getRefCount() );
+   b.reactor.del();
+}
+
+TEST_F( Reactor, isNotReachedOnceItsOwnerHasGone ) {
+   {
+      Observer shortLived( "x", log );
+      shortLived.watch( port );
+      a.watch( port );
+   }
+   port->speedIs( 1 );
+   EXPECT_EQ( "a", log );
+   EXPECT_EQ( 2u, port->getRefCount() );
 }
 
 TEST_F( Reactor, refusesANullEntity ) {
