@@ -1,8 +1,8 @@
 #include "MaintenancePlugin/DrainWatchSmLoader.h"
 #include "MaintenancePlugin/PluginRig.h"
 #include "MaintenancePlugin/PluginStore.h"
-#include "Platform/FastLog/Capture.h"
-#include "Platform/Vel/Trace.h"
+#include "MaintenancePlugin/Recorded.h"
+#include "Platform/Vel/FailedAssertion.h"
 
 #include <gtest/gtest.h>
 
@@ -104,15 +104,13 @@ TEST_F( DrainWatchSmLoaderTest, holdsNothingButContextAndDumperUntilTheMountsAre
 
 TEST_F( DrainWatchSmLoaderTest, aMountThatFailsIsFatal ) {
    world.put< Lag::Config >( "bridging/vlan/status" );
-   Vel::AssertionsThrow assertionsThrow;
    loader->init( world.context );
-   try {
-      world.settle();
-      FAIL();
-   } catch ( const Vel::AssertionFailed & failure ) {
-      EXPECT_STREQ( "mountStatus == Ledger::mountSuccess_", failure.what() );
-   }
+   Sequence sequence( "DrainWatchSmLoader", 1 );
+   EXPECT_EQ( "mountStatus == Ledger::mountSuccess_", Vel::failedAssertion( [&] { world.settle(); } ) );
    EXPECT_FALSE( loader->drainWatchSm() );
+   EXPECT_EQ(
+      Lines{ "doMountsComplete: bridging/vlan/status is a Lag::Config, not a Bridging::VlanStatusDir" },
+      sequence.lines() );
 }
 
 TEST_F( DrainWatchSmLoaderTest, isNotToldOfItsMountsOnceItHasGone ) {
@@ -184,18 +182,19 @@ TEST_F( DrainWatchSmLoaderTest, buildsTheRootFromTheMountedEntities ) {
 }
 
 TEST_F( DrainWatchSmLoaderTest, tellsOfEachStepOnceAndInItsOrder ) {
-   Vel::TraceCapture traces( 4 );
+   Sequence sequence( "DrainWatchSmLoader", 4 );
    load();
-   std::vector< Vel::String > steps;
-   for ( const auto & line : traces.lines() )
-      if ( line.facility == "DrainWatchSmLoader" )
-         steps.push_back( line.text );
    EXPECT_EQ(
-      ( std::vector< Vel::String >{
+      ( Lines{
          "DrainWatchSmLoader::init", "DrainWatchSmLoader::init - completed all doMounts",
          "DrainWatchSmLoader::doMountsComplete", "DrainWatchSmLoader::initErrdisableEntity",
          "DrainWatchSmLoader::doMountsComplete - done" } ),
-      steps );
+      sequence.lines() );
+   EXPECT_EQ(
+      ( Lines{
+         "DrainWatchSmLoader - init", "DrainWatchSmLoader::init - completed all doMounts",
+         "DrainWatchSmLoader - doMountsComplete", "DrainWatchSmLoader::doMountsComplete - done" } ),
+      sequence.logged() );
 }
 
 TEST_F( DrainWatchSmLoaderTest, asksForItsMountsUnderItsOwnNameAndWithoutWaiting ) {
@@ -361,16 +360,6 @@ TEST_F( DrainWatchSmLoaderTest, aMountThatComesLaterGivesANewRoot ) {
    load();
    EXPECT_TRUE( loader->drainWatchSm()->allIntfStatusDir() );
    EXPECT_EQ( 1u, loader->intfProfileStatusDir()->velReactors() );
-}
-
-TEST_F( DrainWatchSmLoaderTest, theFastLogTellsHowFarLoadingCame ) {
-   FastLog::Capture log;
-   loader->init( world.context );
-   EXPECT_TRUE( log.has( "DrainWatchSmLoader - init" ) );
-   EXPECT_TRUE( log.has( "DrainWatchSmLoader::init - completed all doMounts" ) );
-   world.settle();
-   EXPECT_TRUE( log.has( "DrainWatchSmLoader - doMountsComplete" ) );
-   EXPECT_TRUE( log.has( "DrainWatchSmLoader::doMountsComplete - done" ) );
 }
 
 // ---- the dump
@@ -568,10 +557,10 @@ TEST_F( DrainWatchSmLoaderTest, releasesTheReaderThenTheRootThenTheDumper ) {
    watch.is( loader, &seen ).hasNotificationActiveIs( true );
    // A reactor holds what it watches; without that reference it sees the loader go.
    loader->velUnref();
-   Vel::TraceCapture traces;
+   Sequence sequence( "DrainWatchSmLoader", 4 );
    loader = nullptr;
    EXPECT_EQ( ( std::vector< Vel::String >{ "reader", "root", "dumper" } ), seen.order );
-   EXPECT_EQ( 1u, traces.count( "void MaintenanceMode::DrainWatchSmLoader::prepareToDie(): called", 4 ) );
+   EXPECT_EQ( Lines{ "void MaintenanceMode::DrainWatchSmLoader::prepareToDie(): called" }, sequence.lines() );
    EXPECT_FALSE( world.context->dumpPluginInfo( "DrainWatchPlugin" ) );
    EXPECT_EQ( 0u, world.pool->velReactors() );
    EXPECT_EQ( "", dumped() );

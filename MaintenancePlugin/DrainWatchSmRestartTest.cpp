@@ -1,6 +1,5 @@
 #include "MaintenancePlugin/PluginRig.h"
-#include "Platform/FastLog/Capture.h"
-#include "Platform/Vel/Trace.h"
+#include "MaintenancePlugin/Recorded.h"
 
 #include <gtest/gtest.h>
 
@@ -43,6 +42,23 @@ struct DrainWatchSmRestart : testing::Test {
          status.maintEnterInstanceNameIs( instanceName );
       return status;
    }
+   /// What the root tells of its start itself, without what it asks units and monitors to do.
+   static Lines told( Sequence & sequence ) {
+      Lines lines = sequence.lines();
+      std::erase_if( lines, []( const Vel::String & line ) {
+         return !line.starts_with( "handleInitialized: " ) && line != "DrainWatchSm - initialized";
+      } );
+      return lines;
+   }
+   /// The same for a start that finds and releases no records, with what it tells of units.
+   static Lines startWith( const Lines & ofUnits ) {
+      Lines lines{
+         "handleInitialized: called", "handleInitialized: marked 0 entries as stale in MonIntfStatusDir." };
+      lines.insert( lines.end(), ofUnits.begin(), ofUnits.end() );
+      lines.push_back( "handleInitialized: deleted 0 stale entries from MonIntfStatusDir." );
+      lines.push_back( "DrainWatchSm - initialized" );
+      return lines;
+   }
    void stageIs( PluginRig::StageClass & stageClass, const Vel::Name & instanceName, Vel::U32 stageStatus ) {
       stageClass.progressDir->progressIs( instanceName )->stageStatusIs( stageName, stageStatus );
       stageClass.completionStatus->statusIs( instanceName, Stage::stageRunning );
@@ -50,11 +66,14 @@ struct DrainWatchSmRestart : testing::Test {
 };
 
 TEST_F( DrainWatchSmRestart, aFirstStartFindsNothing ) {
-   Vel::TraceCapture traces;
+   Sequence sequence( "DrainWatchSm", 4 );
    rig.start();
-   EXPECT_TRUE( traces.has( "handleInitialized: marked 0 entries as stale in MonIntfStatusDir.", 4 ) );
-   EXPECT_TRUE( traces.has( "handleInitialized: deleted 0 stale entries from MonIntfStatusDir.", 4 ) );
-   EXPECT_TRUE( traces.has( "DrainWatchSm - initialized", 4 ) );
+   EXPECT_EQ( startWith( {} ), told( sequence ) );
+   EXPECT_EQ(
+      ( Lines{
+         "restart: num monIntfStatusDir entries marked as stale 0",
+         "restart: deleted stale entries from monIntfStatusDir 0", "DrainWatchSm - initialized" } ),
+      sequence.logged() );
 }
 
 TEST_F( DrainWatchSmRestart, whatNoRestoredUnitMonitorsIsReleased ) {
@@ -67,7 +86,7 @@ TEST_F( DrainWatchSmRestart, whatNoRestoredUnitMonitorsIsReleased ) {
    for ( const auto & intf : { et1, et2, et3 } )
       leftover( intf );
    rig.record( et1 )->stateIs( Maintenance::monIntfStateUnderMaint );
-   Vel::TraceCapture traces;
+   Sequence sequence( "DrainWatchSm", 4 );
    rig.start();
 
    ASSERT_TRUE( rig.record( et1 ) );
@@ -81,11 +100,17 @@ TEST_F( DrainWatchSmRestart, whatNoRestoredUnitMonitorsIsReleased ) {
    EXPECT_TRUE( rig.unit( "u2" ).intfsViolatingTrafficThreshold( et1 ) );
    EXPECT_EQ( 1u, rig.unit( "u1" ).intfsViolatingTrafficThresholds() );
    EXPECT_EQ( 1u, rig.unit( "u2" ).intfsViolatingTrafficThresholds() );
-   EXPECT_TRUE( traces.has( "marked 3 entries as stale in MonIntfStatusDir.", 4 ) );
-   EXPECT_TRUE( traces.has( "deleted stale MonIntfStatusDir entry for intf et2", 4 ) );
-   EXPECT_TRUE( traces.has( "deleted stale MonIntfStatusDir entry for intf et3", 4 ) );
-   EXPECT_FALSE( traces.has( "deleted stale MonIntfStatusDir entry for intf et1" ) );
-   EXPECT_TRUE( traces.has( "deleted 2 stale entries from MonIntfStatusDir.", 4 ) );
+   EXPECT_EQ(
+      ( Lines{
+         "handleInitialized: called", "handleInitialized: marked 3 entries as stale in MonIntfStatusDir.",
+         "handleInitialized: Processing unit=u1 state=maintenance",
+         "handleInitialized: Unit state =maintenance, putting this unit in maintenance ",
+         "handleInitialized: Processing unit=u2 state=normal",
+         "handleInitialized: deleted stale MonIntfStatusDir entry for intf et2",
+         "handleInitialized: deleted stale MonIntfStatusDir entry for intf et3",
+         "handleInitialized: deleted 2 stale entries from MonIntfStatusDir.",
+         "DrainWatchSm - initialized" } ),
+      told( sequence ) );
 }
 
 /// Of each interface the record goes first: nobody may take a released interface for a monitored one.
@@ -168,15 +193,18 @@ TEST_F( DrainWatchSmRestart, theSetsOfInterfacesAreThoseOfTheRestoredMonitors ) 
 TEST_F( DrainWatchSmRestart, aUnitInMaintenanceIsTakenUpWithoutALookAtItsStage ) {
    rig.unitIs( "u1", { et1 } );
    unitIn( "u1", UnitState::maintenance, "u1#4" );
-   Vel::TraceCapture traces;
+   Sequence sequence( "DrainWatchSm", 4 );
    rig.start();
    ASSERT_TRUE( rig.root->unitMon( "u1" ) );
    EXPECT_EQ( 4u, rig.root->unitMon( "u1" )->genId() );
    EXPECT_EQ( 1u, rig.root->unitMon( "u1" )->drainedIntf()->intfs() );
-   EXPECT_TRUE( traces.has( "handleInitialized: Processing unit=u1 state=maintenance", 4 ) );
-   EXPECT_TRUE( traces.has( "Unit state =maintenance, putting this unit in maintenance ", 4 ) );
+   EXPECT_EQ(
+      startWith(
+         { "handleInitialized: Processing unit=u1 state=maintenance",
+           "handleInitialized: Unit state =maintenance, putting this unit in maintenance " } ),
+      told( sequence ) );
    // As if the framework had just asked for the stage.
-   EXPECT_TRUE( traces.has( "doStageForInstance: unit u1, genId 4, stage drainwatch, op 1", 4 ) );
+   EXPECT_TRUE( sequence.traced( "doStageForInstance: unit u1, genId 4, stage drainwatch, op 1", 4 ) );
 }
 
 TEST_F( DrainWatchSmRestart, aUnitThatEntersIsTakenUpWhileItsStageIsOn ) {
@@ -185,12 +213,15 @@ TEST_F( DrainWatchSmRestart, aUnitThatEntersIsTakenUpWhileItsStageIsOn ) {
    stageIs( rig.enterClass, "u1#4", Stage::stageRunning );
    leftover( et1 );
    rig.record( et1 )->stateIs( Maintenance::monIntfStateEnterMaint );
-   Vel::TraceCapture traces;
+   Sequence sequence( "DrainWatchSm", 4 );
    rig.start();
    ASSERT_TRUE( rig.root->unitMon( "u1" ) );
    EXPECT_TRUE( rig.record( et1 ) );
    EXPECT_EQ( 1u, rig.monIntfStatusDir->monIntfEnterMaints() );
-   EXPECT_TRUE( traces.has( "Unit state =enterInProgress, putting this unit in maintenance ", 4 ) );
+   ASSERT_EQ( 6u, told( sequence ).size() );
+   EXPECT_EQ(
+      "handleInitialized: Unit state =enterInProgress, putting this unit in maintenance ",
+      told( sequence )[3] );
    EXPECT_EQ( 1u, rig.counters().numMaintEnter() );
 }
 
@@ -235,13 +266,17 @@ TEST_F( DrainWatchSmRestart, aUnitWhoseInstanceIsNotListedIsPassedOverWithATrace
    // Each class has its own instances.
    stageIs( rig.exitClass, "u1#4", Stage::stageRunning );
    stageIs( rig.enterClass, "u2#4", Stage::stageRunning );
-   Vel::TraceCapture traces;
+   Sequence sequence( "DrainWatchSm", 4 );
    rig.start();
    EXPECT_EQ( 0u, rig.root->unitMons() );
    EXPECT_EQ( 0u, rig.exitClass.agentStatus->completes() );
-   for ( const char * instanceName : { "u1#4", "u2#4" } )
-      EXPECT_TRUE( traces.has(
-         Vel::text( "handleInitialized: InstanceStatus not found for unit ", instanceName ), 4 ) );
+   EXPECT_EQ(
+      startWith(
+         { "handleInitialized: Processing unit=u1 state=enterInProgress",
+           "handleInitialized: InstanceStatus not found for unit u1#4",
+           "handleInitialized: Processing unit=u2 state=exitInProgress",
+           "handleInitialized: InstanceStatus not found for unit u2#4" } ),
+      told( sequence ) );
 }
 
 TEST_F( DrainWatchSmRestart, aUnitThatIsNotListedIsNotParsed ) {
@@ -254,13 +289,16 @@ TEST_F( DrainWatchSmRestart, aUnitThatExitsIsCompletedAtOnceAndLosesItsRecords )
    unitIn( "u1", UnitState::exitInProgress, "u1#4" );
    stageIs( rig.exitClass, "u1#4", Stage::stageRunning );
    leftover( et1 );
-   Vel::TraceCapture traces;
+   Sequence sequence( "DrainWatchSm", 4 );
    rig.start();
    EXPECT_TRUE( rig.exitComplete( "u1" ) );
    EXPECT_EQ( 0u, rig.root->unitMons() );
    EXPECT_FALSE( rig.record( et1 ) );
    EXPECT_FALSE( rig.shut( et1 ) );
-   EXPECT_TRUE( traces.has( "Unit state =exitInProgress, completing the stage for this unit", 4 ) );
+   ASSERT_EQ( 7u, told( sequence ).size() );
+   EXPECT_EQ(
+      "handleInitialized: Unit state =exitInProgress, completing the stage for this unit",
+      told( sequence )[3] );
    // Past the checks and the counter.
    EXPECT_EQ( 0u, rig.counters().numNotifyStageCompletion() );
    EXPECT_EQ( 0u, rig.counters().numMaintExit() );
@@ -272,12 +310,16 @@ TEST_F( DrainWatchSmRestart, aUnitOfAnotherGenerationIsPassedOverSilently ) {
    stageIs( rig.enterClass, "u2#3", Stage::stageRunning );
    unitIn( "u3", UnitState::exitInProgress, "u3#3" );
    stageIs( rig.exitClass, "u3#3", Stage::stageRunning );
-   Vel::TraceCapture traces;
+   Sequence sequence( "DrainWatchSm", 4 );
    rig.start();
    EXPECT_EQ( 0u, rig.root->unitMons() );
    EXPECT_EQ( 0u, rig.exitClass.agentStatus->completes() );
-   EXPECT_FALSE( traces.has( "InstanceStatus not found" ) );
-   EXPECT_FALSE( traces.has( "Unit state =" ) );
+   EXPECT_EQ(
+      startWith(
+         { "handleInitialized: Processing unit=u1 state=maintenance",
+           "handleInitialized: Processing unit=u2 state=enterInProgress",
+           "handleInitialized: Processing unit=u3 state=exitInProgress" } ),
+      told( sequence ) );
 }
 
 TEST_F( DrainWatchSmRestart, unitsInOtherStatesAreLeftAlone ) {
@@ -289,13 +331,15 @@ TEST_F( DrainWatchSmRestart, unitsInOtherStatesAreLeftAlone ) {
       stageIs( rig.enterClass, instanceName, Stage::stageRunning );
       stageIs( rig.exitClass, instanceName, Stage::stageRunning );
    }
-   Vel::TraceCapture traces;
+   Sequence sequence( "DrainWatchSm", 4 );
    rig.start();
    EXPECT_EQ( 0u, rig.root->unitMons() );
    EXPECT_EQ( 0u, rig.exitClass.agentStatus->completes() );
-   EXPECT_EQ( 5u, traces.count( "handleInitialized: Processing unit=u", 4 ) );
-   EXPECT_TRUE( traces.has( "handleInitialized: Processing unit=u1 state=normal", 4 ) );
-   EXPECT_FALSE( traces.has( "InstanceStatus not found" ) );
+   const Lines lines = told( sequence );
+   ASSERT_EQ( 9u, lines.size() );
+   for ( std::size_t i = 2; i < 7; ++i )
+      EXPECT_TRUE( lines[i].starts_with( "handleInitialized: Processing unit=u" ) ) << lines[i];
+   EXPECT_EQ( "handleInitialized: Processing unit=u1 state=normal", lines[3] );
 }
 
 /// Another stage may run by then, and the unit is still to be monitored when it gets into maintenance.
@@ -387,13 +431,15 @@ TEST_F( DrainWatchSmRestart, aShutInterfaceOfAUnitInMaintenanceIsAdoptedUntouche
 TEST_F( DrainWatchSmRestart, theFastLogTellsWhatWasLeftAndReleased ) {
    leftover( et1 );
    leftover( et2 );
-   FastLog::Capture log;
+   const Sequence sequence;
    rig.start();
-   EXPECT_TRUE( log.has( "restart: num monIntfStatusDir entries marked as stale 2" ) );
-   EXPECT_TRUE( log.has( "restart: deleted stale monIntfStatus for intf et1" ) );
-   EXPECT_TRUE( log.has( "restart: deleted stale monIntfStatus for intf et2" ) );
-   EXPECT_TRUE( log.has( "restart: deleted stale entries from monIntfStatusDir 2" ) );
-   EXPECT_TRUE( log.has( "DrainWatchSm - initialized" ) );
+   EXPECT_EQ(
+      ( Lines{
+         "restart: num monIntfStatusDir entries marked as stale 2",
+         "restart: deleted stale monIntfStatus for intf et1",
+         "restart: deleted stale monIntfStatus for intf et2",
+         "restart: deleted stale entries from monIntfStatusDir 2", "DrainWatchSm - initialized" } ),
+      sequence.logged() );
 }
 
 /// The plug-in knows of interfaces by their records only; such an entry is the agent's to remove.

@@ -14,9 +14,9 @@ struct Backlog : TrackerTest {
    }
    /// What one turn processes.
    Vel::String turn() {
-      const Vel::TraceCapture traces;
+      Decisions decisions;
       rig.clock->runTurn();
-      return processed( traces );
+      return processed( decisions.lines() );
    }
 };
 
@@ -95,7 +95,7 @@ TEST_F( Backlog, aRunWithoutWorkDoesNothing ) {
 
 TEST_F( Backlog, tellsWhatARunDid ) {
    queue( { et1, et2 } );
-   const Vel::TraceCapture traces;
+   Details details;
    const FastLog::Capture log;
    EXPECT_EQ( 2u, tracker().processBacklog( rig.now() ) );
    const Vel::String start = Vel::text( "processBacklog: startTime ", rig.now() );
@@ -104,12 +104,12 @@ TEST_F( Backlog, tellsWhatARunDid ) {
          start, "processBacklog: intf et1", "processIntf: intf et1, maintIntf 0, intfUp 0, intfMon no",
          "processBacklog: intf et2", "processIntf: intf et2, maintIntf 0, intfUp 0, intfMon no",
          "processBacklog: processed 2 items" } ),
-      told( traces ) );
+      details.lines() );
    EXPECT_EQ(
       ( Lines{
          "DrainWatch::IntfStatusSm codef backlog processing", start,
          "processBacklog: num items processed 2" } ),
-      logged( log ) );
+      details.logged() );
    EXPECT_EQ( FastLog::Kind::profile, log.lines()[0].kind );
 }
 
@@ -149,19 +149,18 @@ TEST_F( Backlog, tellsWhereARunPaused ) {
    const Processing processing( rig, [&] { rig.clock->spend( 0.25 ); } );
    queue( { et1, et2, et3 } );
    const Vel::String start = Vel::text( "processBacklog: startTime ", rig.now() );
-   const Vel::TraceCapture traces( decisions );
-   const FastLog::Capture log;
+   Decisions decisions;
    rig.clock->runTurn();
    EXPECT_EQ(
       ( Lines{
          start, "processBacklog: intf et1", "processBacklog: intf et2",
          "processBacklog: Pausing backlog processing at et3", "processBacklog: processed 2 items" } ),
-      told( traces ) );
+      decisions.lines() );
    EXPECT_EQ(
       ( Lines{
          "DrainWatch::IntfStatusSm codef backlog processing", start,
          "processBacklog: Pausing backlog processing at et3", "processBacklog: num items processed 2" } ),
-      logged( log ) );
+      decisions.logged() );
 }
 
 TEST_F( Backlog, aRunGoesOnWhileItsSliceIsNotSpent ) {

@@ -52,7 +52,7 @@ TEST_F( BacklogDecision, anInterfaceIsStartedWhenItHasAProfileAndIsUpOrShutByUs 
       rig.settle();
       const Vel::U32 startsBefore = starts();
       const Vel::U32 stopsBefore = stops();
-      const Vel::TraceCapture traces;
+      Details details;
       tracker().processIntf( et1 );
       EXPECT_EQ( startsBefore + ( row.started ? 1 : 0 ), starts() );
       EXPECT_EQ( stopsBefore + ( row.started ? 0 : 1 ), stops() );
@@ -60,8 +60,8 @@ TEST_F( BacklogDecision, anInterfaceIsStartedWhenItHasAProfileAndIsUpOrShutByUs 
          Lines{ Vel::text(
             "processIntf: intf et1, maintIntf ", row.profile && *row.profile, ", intfUp ",
             row.status && ( row.up || row.shut ), ", intfMon no" ) },
-         told( traces ) );
-      EXPECT_EQ( 1u, traces.count( "processIntf: ", 9 ) );
+         details.lines() );
+      EXPECT_TRUE( details.traced( "processIntf: ", 9 ) );
       rig.linkDel( et1 );
       rig.intfToGroupDir->intfToGroupDel( et1 );
       rig.cause->intfStatusDel( et1 );
@@ -80,8 +80,7 @@ TEST_F( BacklogDecision, aSelectionOfAnotherTypeIsNoProfileOfAnInterface ) {
 
 TEST_F( BacklogDecision, anInterfaceThatCannotBeSampledIsCountedAndGoesNoFurther ) {
    rig.start();
-   const Vel::TraceCapture traces( decisions );
-   const FastLog::Capture log;
+   Decisions decisions;
    const IntfId subIntf = Wire::SubIntfId( "et1.5" );
    const IntfId cpu = Wire::CpuIntfId( "cpu" );
    // With all that another interface is started for.
@@ -99,8 +98,8 @@ TEST_F( BacklogDecision, anInterfaceThatCannotBeSampledIsCountedAndGoesNoFurther
    };
    const Lines notSupported{
       "processIntf: intf et1.5 - is not not supported", "processIntf: intf cpu - is not not supported" };
-   EXPECT_EQ( notSupported, ofThemselves( told( traces ) ) );
-   EXPECT_EQ( notSupported, ofThemselves( logged( log ) ) );
+   EXPECT_EQ( notSupported, ofThemselves( decisions.lines() ) );
+   EXPECT_EQ( notSupported, ofThemselves( decisions.logged() ) );
 }
 
 TEST_F( BacklogDecision, worksWithoutCausesAndWithoutGroups ) {
@@ -184,14 +183,14 @@ TEST_F( BacklogDecision, aMonitorGetsTheProfileThatIsSelectedNow ) {
    const auto changes = rig.counters().numIntfMonProfileChange();
    rig.selectIs( et1, "q" );
    EXPECT_EQ( "p", rig.root->intfMon( et1 )->intfProfile()->name() );
-   const Vel::TraceCapture traces;
+   Details details;
    tracker().processIntf( et1 );
    EXPECT_EQ( "q", rig.root->intfMon( et1 )->intfProfile()->name() );
    EXPECT_EQ( changes + 1, rig.counters().numIntfMonProfileChange() );
    EXPECT_EQ(
       ( Lines{
          "processIntf: intf et1, maintIntf 1, intfUp 1, intfMon yes", "processProfileChange: intf et1" } ),
-      told( traces ) );
+      details.lines() );
 }
 
 TEST_F( BacklogDecision, aMonitorThatHoldsItsProfileAlreadyIsLeftAlone ) {
@@ -224,7 +223,7 @@ TEST_F( BacklogDecision, aMonitorGetsNoProfileWhereThereIsNoneOfTheSelectedName 
 
 TEST_F( BacklogDecision, anInterfaceThatIsNotMonitoredGetsNoProfile ) {
    rig.start();
-   const Vel::TraceCapture traces( decisions );
+   const Vel::TraceCapture traces( 4 );
    tracker().processProfileChange( et1 );
    ASSERT_EQ( 1u, traces.lines().size() );
    EXPECT_EQ( "processProfileChange: intf et1", traces.lines()[0].text );

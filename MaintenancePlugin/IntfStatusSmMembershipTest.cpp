@@ -40,9 +40,10 @@ TEST_F( TrackerOfGroups, joiningAGroupIsLeftToTheBacklog ) {
    entry( et1 );
    backlog();
    const Vel::U32 starts = rig.counters().numStartIntfMonInUnits();
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    entry( et1 ).groupIs( PluginRig::group( "a" ) );
-   EXPECT_EQ( Lines{ "handleIntfToGroupMembershipChange: Interface:et1 added to group:a" }, told( traces ) );
+   EXPECT_EQ(
+      Lines{ "handleIntfToGroupMembershipChange: Interface:et1 added to group:a" }, decisions.lines() );
    EXPECT_EQ( 0u, input( "u1" ).intfs() );
    EXPECT_EQ( starts, rig.counters().numStartIntfMonInUnits() );
    EXPECT_EQ( 1u, tracker().backlogSize() );
@@ -56,7 +57,7 @@ TEST_F( TrackerOfGroups, leavingOneOfTwoGroupsOfAUnitKeepsTheInterfaceAndLeaving
    }
    rig.settle();
    input( "u1" ).intfIs( et1, true );
-   Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    entry( et1 ).groupDel( PluginRig::group( "a" ) );
    EXPECT_TRUE( input( "u1" ).intf( et1 ) );
    EXPECT_EQ(
@@ -67,8 +68,8 @@ TEST_F( TrackerOfGroups, leavingOneOfTwoGroupsOfAUnitKeepsTheInterfaceAndLeaving
          "isIntfMemberOfUnit: intf:et1 part of unit:u1 through the group:b",
          "removeUnlessMember: intf:et1 is still a member of unit:u1.Not removing the interface from "
          "UnitMonIntfInput of the Unit" } ),
-      told( traces ) );
-   traces.clear();
+      decisions.lines() );
+   decisions.clear();
    entry( et1 ).groupDel( PluginRig::group( "b" ) );
    EXPECT_FALSE( input( "u1" ).intf( et1 ) );
    EXPECT_EQ(
@@ -79,7 +80,7 @@ TEST_F( TrackerOfGroups, leavingOneOfTwoGroupsOfAUnitKeepsTheInterfaceAndLeaving
          "isIntfMemberOfUnit: intf:et1 not part of unit:u1",
          "removeUnlessMember: intf:et1 is no longer a member of unit:u1.Removing the interface from "
          "UnitMonIntfInput of the Unit" } ),
-      told( traces ) );
+      decisions.lines() );
    // It is done at once, so nothing is left to do.
    EXPECT_EQ( 0u, tracker().backlogSize() );
 }
@@ -92,7 +93,7 @@ TEST_F( TrackerOfGroups, leavingAGroupRemovesTheInterfaceFromEachOfItsUnitsThatI
    for ( const char * unit : { "u1", "u3", "u4" } )
       input( unit ).intfIs( et1, true );
    input( "u1" ).intfIs( et2, true );
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    entry( et1 ).groupDel( PluginRig::group( "a" ) );
    EXPECT_FALSE( input( "u1" ).intf( et1 ) );
    EXPECT_TRUE( input( "u1" ).intf( et2 ) );
@@ -114,31 +115,31 @@ TEST_F( TrackerOfGroups, leavingAGroupRemovesTheInterfaceFromEachOfItsUnitsThatI
          "isIntfMemberOfUnit: intf:et1 not part of unit:u3",
          "removeUnlessMember: intf:et1 is no longer a member of unit:u3.Removing the interface from "
          "UnitMonIntfInput of the Unit" } ),
-      told( traces ) );
+      decisions.lines() );
 }
 
 TEST_F( TrackerOfGroups, leavingAGroupOfAUnitThatDoesNotHoldTheInterfaceIsOnlyTraced ) {
    rig.groupMemberIs( "a", et1 );
    rig.mappingIs( "a", "u1" );
    input( "u1" ).intfIs( et2, true );
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    entry( et1 ).groupDel( PluginRig::group( "a" ) );
    EXPECT_EQ( 1u, input( "u1" ).intfs() );
-   ASSERT_EQ( 4u, told( traces ).size() );
+   ASSERT_EQ( 4u, decisions.lines().size() );
    EXPECT_EQ(
       "removeUnlessMember: intf:et1 is no longer a member of unit:u1.It has already been removed from "
       "UnitMonIntfInput of the Unit",
-      told( traces )[3] );
+      decisions.lines()[3] );
 }
 
 TEST_F( TrackerOfGroups, leavingAGroupThatNoUnitHasIsOnlyTraced ) {
    rig.groupMemberIs( "a", et1 );
    rig.settle();
    input( "u1" ).intfIs( et1, true );
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    entry( et1 ).groupDel( PluginRig::group( "a" ) );
    EXPECT_EQ(
-      Lines{ "handleIntfToGroupMembershipChange: Interface:et1 removed from group:a" }, told( traces ) );
+      Lines{ "handleIntfToGroupMembershipChange: Interface:et1 removed from group:a" }, decisions.lines() );
    EXPECT_TRUE( input( "u1" ).intf( et1 ) );
    EXPECT_EQ( 0u, tracker().backlogSize() );
 }
@@ -171,9 +172,9 @@ TEST_F( TrackerOfGroups, aSelectionIsQueuedOnlyForThatTypeAndThatCause ) {
       rig.intfToGroupDir->intfToGroupDel( et1 );
       entry( et1 ).profileChangeCauseIs( row.cause );
       rig.settle();
-      const Vel::TraceCapture traces( decisions );
+      Decisions decisions;
       entry( et1 ).selectedProfileIs( row.type, ProfileKey{ row.type, "q" } );
-      EXPECT_EQ( Lines{ row.trace }, told( traces ) );
+      EXPECT_EQ( Lines{ row.trace }, decisions.lines() );
       EXPECT_EQ( row.queued, backlog() );
    }
 }
@@ -181,12 +182,12 @@ TEST_F( TrackerOfGroups, aSelectionIsQueuedOnlyForThatTypeAndThatCause ) {
 TEST_F( TrackerOfGroups, aSelectionThatIsTakenBackIsQueued ) {
    rig.selectIs( et1, "p" );
    rig.settle();
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    rig.selectDel( et1 );
    EXPECT_EQ(
       Lines{ "handleSelectedProfile: intf et1, profileChangeCause selection, profileType interfaceProfile, "
              "profile " },
-      told( traces ) );
+      decisions.lines() );
    EXPECT_EQ( "et1", backlog() );
 }
 
@@ -206,22 +207,22 @@ TEST_F( TrackerOfGroups, aMappingQueuesEveryInterfaceOfTheGroup ) {
    rig.groupMemberIs( "b", et2 );
    rig.settle();
    input( "u1" );
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    rig.mappingIs( "a", "u1" );
-   EXPECT_EQ( Lines{ "handleGroupToUnitMembershipChange: Group:a added to Unit:u1" }, told( traces ) );
+   EXPECT_EQ( Lines{ "handleGroupToUnitMembershipChange: Group:a added to Unit:u1" }, decisions.lines() );
    EXPECT_EQ( 0u, input( "u1" ).intfs() );
    EXPECT_EQ( "et1 et3", backlog() );
 }
 
 TEST_F( TrackerOfGroups, aMappingOfAGroupWithoutInterfacesQueuesNothing ) {
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    rig.mappingIs( "a", "u1" );
    EXPECT_EQ( 0u, tracker().backlogSize() );
    EXPECT_EQ(
       ( Lines{
          "handleGroupToUnitMembershipChange: Group:a added to Unit:u1",
          "handleGroupToUnitMembershipChange: Group ahas no interfaces." } ),
-      told( traces ) );
+      decisions.lines() );
 }
 
 TEST_F( TrackerOfGroups, aMappingOfAGroupOfAnotherTypeQueuesNothing ) {
@@ -252,7 +253,7 @@ TEST_F( TrackerOfGroups, unmappingRemovesTheInterfacesThatDoNotBelongToTheUnitOt
    for ( const char * unit : { "u1", "u2" } )
       for ( const IntfId & intf : { et1, et2 } )
          input( unit ).intfIs( intf, true );
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    rig.mappingDel( "a", "u1" );
    EXPECT_FALSE( input( "u1" ).intf( et1 ) );
    EXPECT_TRUE( input( "u1" ).intf( et2 ) );
@@ -267,20 +268,20 @@ TEST_F( TrackerOfGroups, unmappingRemovesTheInterfacesThatDoNotBelongToTheUnitOt
          "isIntfMemberOfUnit: intf:et2 part of unit:u1 through the group:b",
          "removeUnlessMember: intf:et2 is still a member of unit:u1.Not removing the interface from "
          "UnitMonIntfInput of the Unit" } ),
-      told( traces ) );
+      decisions.lines() );
 }
 
 TEST_F( TrackerOfGroups, unmappingFromAUnitThatIsNotInMaintenanceIsOnlyTraced ) {
    rig.groupMemberIs( "a", et1 );
    rig.mappingIs( "a", "u1" );
    rig.settle();
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    rig.mappingDel( "a", "u1" );
    EXPECT_EQ(
       ( Lines{
          "handleGroupToUnitMembershipChange: Group:a removed from Unit:u1",
          "handleGroupToUnitMembershipChange: Group:a.Unit u1 was not 'entering or under maintenance'." } ),
-      told( traces ) );
+      decisions.lines() );
    EXPECT_EQ( 0u, tracker().backlogSize() );
    EXPECT_EQ( 0u, rig.root->unitMonIntfInput()->unitIntfInputs() );
 }
@@ -288,25 +289,25 @@ TEST_F( TrackerOfGroups, unmappingFromAUnitThatIsNotInMaintenanceIsOnlyTraced ) 
 TEST_F( TrackerOfGroups, unmappingAGroupWithoutInterfacesIsOnlyTraced ) {
    rig.mappingIs( "a", "u1" );
    input( "u1" ).intfIs( et1, true );
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    rig.mappingDel( "a", "u1" );
    EXPECT_TRUE( input( "u1" ).intf( et1 ) );
    EXPECT_EQ(
       ( Lines{
          "handleGroupToUnitMembershipChange: Group:a removed from Unit:u1",
          "handleGroupToUnitMembershipChange: Group has no interfaces. Nothing to remove" } ),
-      told( traces ) );
+      decisions.lines() );
 }
 
 TEST_F( TrackerOfGroups, unmappingAsksForTheUnitBeforeItAsksForTheGroupsInterfaces ) {
    rig.mappingIs( "a", "u1" );
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    rig.mappingDel( "a", "u1" );
    EXPECT_EQ(
       ( Lines{
          "handleGroupToUnitMembershipChange: Group:a removed from Unit:u1",
          "handleGroupToUnitMembershipChange: Group:a.Unit u1 was not 'entering or under maintenance'." } ),
-      told( traces ) );
+      decisions.lines() );
 }
 
 TEST_F( TrackerOfGroups, unmappingKnowsOnlyTheInterfacesThatTheGroupHasNow ) {

@@ -37,24 +37,25 @@ TEST_F( UnitMembership, isDecidedByTheFirstGroupThatIsMappedToTheUnit ) {
       rig.groupMemberIs( group, et1 );
    rig.mappingIs( "b", "u1" );
    rig.mappingIs( "c", "u1" );
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    EXPECT_TRUE( member( et1, "u1" ) );
-   EXPECT_EQ( Lines{ "isIntfMemberOfUnit: intf:et1 part of unit:u1 through the group:b" }, told( traces ) );
+   EXPECT_EQ(
+      Lines{ "isIntfMemberOfUnit: intf:et1 part of unit:u1 through the group:b" }, decisions.lines() );
 }
 
 TEST_F( UnitMembership, isNotThatOfAGroupThatIsMappedToOtherUnitsOnly ) {
    rig.groupMemberIs( "a", et1 );
    rig.mappingIs( "a", "u1" );
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    EXPECT_FALSE( member( et1, "u2" ) );
-   EXPECT_EQ( Lines{ "isIntfMemberOfUnit: intf:et1 not part of unit:u2" }, told( traces ) );
+   EXPECT_EQ( Lines{ "isIntfMemberOfUnit: intf:et1 not part of unit:u2" }, decisions.lines() );
 }
 
 TEST_F( UnitMembership, isNotWorthATraceForAnInterfaceThatHasNoGroups ) {
    rig.mappingIs( "a", "u1" );
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    EXPECT_FALSE( member( et1, "u1" ) );
-   EXPECT_EQ( Lines(), told( traces ) );
+   EXPECT_EQ( Lines(), decisions.lines() );
 }
 
 TEST_F( UnitMembership, goesByTheGroupsTypeToo ) {
@@ -82,16 +83,16 @@ TEST_F( TrackerOfStatus, whatIsThereAtTheStartIsQueued ) {
    rig.linkIs( et3 );
    rig.selectIs( et4, "p" );
    rig.selectIs( et2, "p" );
-   const Vel::TraceCapture traces;
+   Details details;
    rig.start();
-   Lines lines = told( traces );
+   Lines lines = details.lines();
    ASSERT_LE( 3u, lines.size() );
    lines.resize( 3 );
    EXPECT_EQ(
       ( Lines{
          "handleInitialized: intf et1", "handleInitialized: intf et2", "handleInitialized: intf et3" } ),
       lines );
-   EXPECT_EQ( "et1 et2 et3 et4", processed( traces ) );
+   EXPECT_EQ( "et1 et2 et3 et4", processed( details.lines() ) );
    EXPECT_EQ( 5u, tracker().updatesSeen() );
    for ( const IntfId & intf : { et2, et4 } )
       EXPECT_TRUE( tracker().intfToGroup( intf )->initialized() );
@@ -118,10 +119,11 @@ TEST_F( TrackerOfStatus, everyChangeIsQueuedWhateverTheMembership ) {
    for ( const auto & row : rows ) {
       SCOPED_TRACE( row.what );
       const auto seen = tracker().updatesSeen();
-      const Vel::TraceCapture traces;
+      Details details;
       row.change();
-      EXPECT_EQ( row.told, told( traces ) );
-      EXPECT_EQ( row.told.size(), traces.count( "handleI", 5 ) );
+      EXPECT_EQ( row.told, details.lines() );
+      for ( const auto & line : row.told )
+         EXPECT_TRUE( details.traced( line, 5 ) );
       EXPECT_EQ( seen + row.told.size(), tracker().updatesSeen() );
       EXPECT_EQ( "et1", backlog() );
    }
@@ -206,10 +208,10 @@ TEST_F( TrackerWithoutInputs, watchesNothingWhereThereIsNothing ) {
 
 TEST_F( TrackerWithoutInputs, leavingAGroupNeedsTheUnitsOfGroups ) {
    const auto alone = made( rig.intfToGroupDir, nullptr, inputs, rig.intfGroupStatusDir );
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    EXPECT_EQ( "intfStatusSm()->groupToUnitDir()", Vel::failedAssertion( leave ) );
    EXPECT_EQ(
-      Lines{ "handleIntfToGroupMembershipChange: Interface:et1 removed from group:a" }, told( traces ) );
+      Lines{ "handleIntfToGroupMembershipChange: Interface:et1 removed from group:a" }, decisions.lines() );
    EXPECT_EQ( "", Vel::failedAssertion( join ) );
 }
 
@@ -223,18 +225,18 @@ TEST_F( TrackerWithoutInputs, leavingAGroupNeedsTheSetsOfUnitsIfTheGroupHasAUnit
 
 TEST_F( TrackerWithoutInputs, unmappingNeedsTheSetsOfUnits ) {
    const auto alone = made( rig.intfToGroupDir, rig.groupToUnitDir, nullptr, rig.intfGroupStatusDir );
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    EXPECT_EQ( "intfStatusSm()->unitMonIntfInput()", Vel::failedAssertion( unmap ) );
-   EXPECT_EQ( Lines{ "handleGroupToUnitMembershipChange: Group:a removed from Unit:u1" }, told( traces ) );
+   EXPECT_EQ( Lines{ "handleGroupToUnitMembershipChange: Group:a removed from Unit:u1" }, decisions.lines() );
    EXPECT_EQ( "", Vel::failedAssertion( map ) );
 }
 
 TEST_F( TrackerWithoutInputs, mappingAndUnmappingNeedTheInterfacesOfGroups ) {
    const auto alone = made( rig.intfToGroupDir, rig.groupToUnitDir, inputs, nullptr );
-   const Vel::TraceCapture traces( decisions );
+   Decisions decisions;
    EXPECT_EQ( "intfStatusSm()->intfGroupStatusDir()", Vel::failedAssertion( unmap ) );
    EXPECT_EQ( "intfStatusSm()->intfGroupStatusDir()", Vel::failedAssertion( map ) );
-   EXPECT_EQ( Lines(), told( traces ) );
+   EXPECT_EQ( Lines(), decisions.lines() );
 }
 
 TEST_F( TrackerWithoutInputs, removingAnInterfaceFromAUnitNeedsTheGroupsOfInterfaces ) {

@@ -1,6 +1,5 @@
 #include "MaintenancePlugin/PluginRig.h"
-#include "Platform/FastLog/Capture.h"
-#include "Platform/Vel/Trace.h"
+#include "MaintenancePlugin/Recorded.h"
 
 #include <gtest/gtest.h>
 
@@ -42,11 +41,12 @@ TEST_F( MaintStageHelper, handsOverItsOwnStageClass ) {
 
 TEST_F( MaintStageHelper, ignoresTheStagesOfOthers ) {
    rig.start();
-   Vel::TraceCapture traces;
+   Sequence sequence( "MaintStageHelperSm" );
    record( "u1#1" ).stageIs( "other" );
    EXPECT_EQ( 0u, enters() );
-   EXPECT_FALSE( traces.has( "doStageForInstance" ) );
-   EXPECT_TRUE( traces.has( "handleStage:  stageClass= maintEnter, stage=other", 9 ) );
+   EXPECT_EQ( Lines{ "handleStage:  stageClass= maintEnter, stage=other" }, sequence.lines() );
+   EXPECT_TRUE( sequence.traced( "handleStage:", 9 ) );
+   EXPECT_FALSE( sequence.traced( "doStageForInstance", 4 ) );
 }
 
 TEST_F( MaintStageHelper, ignoresStagesWhileTheRootIsNotInitialised ) {
@@ -112,19 +112,51 @@ TEST_F( MaintStageHelper, refusesToWatchNoRecord ) {
 
 TEST_F( MaintStageHelper, recordsACompletionOnce ) {
    rig.start();
-   Vel::TraceCapture traces;
    helper().doStageCompleteForInstance( stageName, "u1#1" );
    helper().doStageCompleteForInstance( stageName, "u1#1" );
    ASSERT_EQ( 1u, agentStatus().completes() );
    ASSERT_TRUE( agentStatus().complete( key( "u1#1" ) ) );
    EXPECT_TRUE( *agentStatus().complete( key( "u1#1" ) ) );
+}
+
+TEST_F( MaintStageHelper, tellsOfACompletionEntryThatItMakes ) {
+   rig.start();
+   Sequence sequence( "MaintStageHelperSm" );
+   helper().doStageCompleteForInstance( stageName, "u1#1" );
+   const Vel::String fields = " agentStatus=MaintenanceMode stage=drainwatch instanceName=u1#1 del=0";
    EXPECT_EQ(
-      2u, traces.count(
-             "doStageCompleteForInstance:  stageClass=maintEnter, stage=drainwatch, instanceName=u1#1", 9 ) );
+      ( Lines{
+         "doStageCompleteForInstance:  stageClass=maintEnter, stage=drainwatch, instanceName=u1#1",
+         "setStageEventComplete: " + fields } ),
+      sequence.lines() );
+   EXPECT_TRUE( sequence.traced( "doStageCompleteForInstance: ", 9 ) );
+   EXPECT_TRUE( sequence.traced( "setStageEventComplete: ", 9 ) );
+   EXPECT_EQ( Lines{ fields }, sequence.logged() );
+}
+
+TEST_F( MaintStageHelper, tellsOfACompletionEntryThatItRemoves ) {
+   rig.start();
+   Sequence sequence( "MaintStageHelperSm" );
+   helper().handleMaintInstStatusDel( "u1#1" );
+   const Vel::String fields = " agentStatus=MaintenanceMode stage=drainwatch instanceName=u1#1 del=1";
    EXPECT_EQ(
-      2u, traces.count(
-             "setStageEventComplete:  agentStatus=MaintenanceMode stage=drainwatch instanceName=u1#1 del=0",
-             9 ) );
+      ( Lines{
+         "void MaintenanceMode::MaintStageHelperSm::handleMaintInstStatusDel(const Vel::Name&):  "
+         "instanceName: u1#1",
+         "setStageEventComplete: " + fields } ),
+      sequence.lines() );
+   EXPECT_TRUE( sequence.traced( "handleMaintInstStatusDel(", 9 ) );
+   EXPECT_EQ( Lines{ fields }, sequence.logged() );
+}
+
+TEST_F( MaintStageHelper, withoutAnAgentStatusThereIsATraceAndNothingElse ) {
+   rig.start();
+   Sequence sequence( "MaintStageHelperSm" );
+   setStageEventComplete( nullptr, stageName, "u1#1", false );
+   const Vel::String fields = " agentStatus=null stage=drainwatch instanceName=u1#1 del=0";
+   EXPECT_EQ( Lines{ "setStageEventComplete: " + fields }, sequence.lines() );
+   EXPECT_EQ( Lines{ fields }, sequence.logged() );
+   EXPECT_EQ( 0u, agentStatus().completes() );
 }
 
 TEST_F( MaintStageHelper, removesItsCompletionWhenTheFrameworkHasFinishedWithTheInstance ) {
@@ -135,13 +167,10 @@ TEST_F( MaintStageHelper, removesItsCompletionWhenTheFrameworkHasFinishedWithThe
    agentStatus().completeIs( key( "u1#1" ), true );
    agentStatus().completeIs( key( "u2#1" ), true );
    agentStatus().completeIs( key( "u1#1", "other" ), true );
-   Vel::TraceCapture traces;
    status.statusDel( "u1#1" );
    EXPECT_FALSE( agentStatus().complete( key( "u1#1" ) ) );
    EXPECT_TRUE( agentStatus().complete( key( "u2#1" ) ) );
    EXPECT_TRUE( agentStatus().complete( key( "u1#1", "other" ) ) );
-   EXPECT_TRUE( traces.has(
-      "setStageEventComplete:  agentStatus=MaintenanceMode stage=drainwatch instanceName=u1#1 del=1", 9 ) );
 }
 
 TEST_F( MaintStageHelper, keepsItsCompletionWhileTheInstanceIsKnown ) {
@@ -149,12 +178,12 @@ TEST_F( MaintStageHelper, keepsItsCompletionWhileTheInstanceIsKnown ) {
    auto & status = *rig.enterClass.completionStatus;
    status.statusIs( "u1#1", Stage::stageRunning );
    agentStatus().completeIs( key( "u1#1" ), true );
-   Vel::TraceCapture traces;
+   Sequence sequence( "MaintStageHelperSm" );
    status.statusIs( "u1#1", Stage::stageComplete );
    EXPECT_TRUE( agentStatus().complete( key( "u1#1" ) ) );
-   EXPECT_TRUE( traces.has( "handleMaintInstStatusDel" ) );
-   EXPECT_TRUE( traces.has( " instanceName: u1#1", 9 ) );
-   EXPECT_TRUE( traces.has( "InstanceName: u1#1 is added to InstStatus", 9 ) );
+   ASSERT_EQ( 2u, sequence.lines().size() );
+   EXPECT_EQ( "InstanceName: u1#1 is added to InstStatus", sequence.lines()[1] );
+   EXPECT_TRUE( sequence.traced( "InstanceName: ", 9 ) );
 }
 
 TEST_F( MaintStageHelper, deletesCompletionsOfUnknownInstancesAtStartWhateverTheirStage ) {
@@ -188,32 +217,24 @@ TEST_F( MaintStageHelper, takesAbsentInputsForEmptyOnes ) {
 TEST_F( MaintStageHelper, aCompletionStatusThatAppearsIsOnlyTraced ) {
    rig.start();
    agentStatus().completeIs( key( "u1#1" ), true );
-   Vel::TraceCapture traces;
+   Sequence sequence( "MaintStageHelperSm" );
    rig.enterClass.completionStatus->statusIs( "u1#1", Stage::stageRunning );
    EXPECT_TRUE( agentStatus().complete( key( "u1#1" ) ) );
-   ASSERT_EQ( 2u, traces.lines().size() );
    EXPECT_EQ(
-      "void MaintenanceMode::MaintStageHelperSm::handleMaintInstStatusDel(const Vel::Name&):  instanceName: "
-      "u1#1",
-      traces.lines()[0].text );
-   EXPECT_EQ( "InstanceName: u1#1 is added to InstStatus", traces.lines()[1].text );
+      ( Lines{
+         "void MaintenanceMode::MaintStageHelperSm::handleMaintInstStatusDel(const Vel::Name&):  "
+         "instanceName: u1#1",
+         "InstanceName: u1#1 is added to InstStatus" } ),
+      sequence.lines() );
+   EXPECT_EQ( Lines(), sequence.logged() );
 }
 
 TEST_F( MaintStageHelper, tellsOfItsStart ) {
-   Vel::TraceCapture traces;
+   Sequence sequence( "MaintStageHelperSm" );
    const auto other = Vel::make< MaintStageHelperSm >( "x", nullptr, nullptr, nullptr, nullptr, nullptr );
    other->handleInitialized();
-   ASSERT_EQ( 1u, traces.lines().size() );
-   EXPECT_TRUE( traces.has( "handleInitialized: called", 9 ) );
-}
-
-TEST_F( MaintStageHelper, theFastLogTellsOfEveryCompletionEntry ) {
-   rig.start();
-   FastLog::Capture log;
-   helper().doStageCompleteForInstance( stageName, "u1#1" );
-   EXPECT_TRUE( log.has( " agentStatus=MaintenanceMode stage=drainwatch instanceName=u1#1 del=0" ) );
-   helper().handleMaintInstStatusDel( "u1#1" );
-   EXPECT_TRUE( log.has( " agentStatus=MaintenanceMode stage=drainwatch instanceName=u1#1 del=1" ) );
+   EXPECT_EQ( Lines{ "handleInitialized: called" }, sequence.lines() );
+   EXPECT_TRUE( sequence.traced( "handleInitialized: ", 9 ) );
 }
 
 TEST_F( MaintStageHelper, itsAttributesStandInTheirOrder ) {

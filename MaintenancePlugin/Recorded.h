@@ -16,7 +16,9 @@ using Lines = std::vector< Vel::String >;
 /// The traces of one state machine and, between them, what the reactors of a test note.
 class Sequence {
  public:
-   explicit Sequence( const char * facility = "DrainWatchSm" ) : facility_( facility ) {}
+   /// Takes the traces up to a level.
+   explicit Sequence( const char * facility = "DrainWatchSm", int level = 9 )
+      : facility_( facility ), traces_( level ) {}
 
    template < class... Pieces >
    void note( const Pieces &... pieces ) {
