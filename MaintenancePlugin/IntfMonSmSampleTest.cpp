@@ -201,6 +201,20 @@ TEST_F( IntfMonSmSample, movesToAnotherWheelWithItsTime ) {
    EXPECT_EQ( Times( { 5 } ), sampleTimes( 5 ) );
 }
 
+/// Those of one tick are sampled in the order in which their timers were set.
+TEST_F( IntfMonSmSample, theWheelThatItHasAlreadyLeavesItInItsPlace ) {
+   IntfMonSm & first = monitor( et1, enterMaint );
+   monitor( et2, enterMaint );
+   first.clockIs( rig.root->timerWheel() );
+   const Vel::TraceCapture traces;
+   rig.advance( 5 );
+   Lines sampled;
+   for ( const auto & line : traces.lines() )
+      if ( line.text.starts_with( "handleTimeout" ) )
+         sampled.push_back( line.text );
+   EXPECT_EQ( ( Lines{ "handleTimeout: intf et1", "handleTimeout: intf et2" } ), sampled );
+}
+
 TEST_F( IntfMonSmSample, isNotSampledWithoutAWheel ) {
    IntfMonSm & intfMon = monitor();
    intfMon.clockIs( nullptr );

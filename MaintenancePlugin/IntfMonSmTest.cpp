@@ -91,6 +91,26 @@ TEST_F( IntfMonSmTest, isShutBeforeItIsUnderMaintenanceFromTheBeginning ) {
    EXPECT_EQ( never, due() );
 }
 
+TEST_F( IntfMonSmTest, isInitializedOnceItsStateIsPublished ) {
+   struct Observer {
+      struct VelRecord final : Vel::ReactorTo< Observer, Maintenance::MonIntfStatus > {
+         using ReactorTo::ReactorTo;
+         void onState() override { sm()->initialized = sm()->intfMon->initialized(); }
+      };
+      Vel::Ptr< IntfMonSm > intfMon;
+      bool initialized = true;
+      Vel::Watch< VelRecord > record;
+   } observer;
+   auto * sampler = rig.root->monIntfDir()->monitoredIntfIs( et1, rig.root.get(), "p" );
+   observer.intfMon = Vel::make< IntfMonSm >(
+      et1, rig.root->timerWheel(), Vel::Ptr< const Profile >( p ), rig.root.get(),
+      Vel::Ptr< MonitoredIntf >( sampler ), enterMaint );
+   observer.record.is( Vel::Ptr( &record() ), &observer ).hasNotificationActiveIs( true );
+   observer.intfMon->handleInitialized();
+   EXPECT_FALSE( observer.initialized );
+   EXPECT_TRUE( observer.intfMon->initialized() );
+}
+
 /// The profile under which it was recorded does not matter.
 TEST_F( IntfMonSmTest, resumesUnderMaintenanceWithoutEnteringAgain ) {
    auto * record = rig.monIntfStatusDir->monIntfStatusIs( et1, "old", rig.now() - 100 );
