@@ -17,7 +17,7 @@ class PluginUnderTest {
    static constexpr std::size_t maxIntfs = 32;
    static constexpr std::size_t maxUnits = 8;
 
-   /// The plug-in does not run yet.
+   /// The plug-in does not run yet. The world starts at 1.7e9 seconds or later.
    explicit PluginUnderTest( const Reference::World & world );
    ~PluginUnderTest();
    PluginUnderTest( const PluginUnderTest & ) = delete;

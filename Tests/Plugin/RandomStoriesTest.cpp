@@ -1,6 +1,7 @@
 #include "Tests/Plugin/StoryRun.h"
 
 #include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
 
 #include <cstdlib>
 #include <fstream>
@@ -8,14 +9,14 @@
 
 /// The plug-in and the reference model go through random stories and are compared in everything after every event.
 ///
-///     STORY_SEED=17 RandomStoriesTest --gtest_filter='*asks*'    one story, by the seed that a failure prints
-///     STORY_FILE=x  RandomStoriesTest --gtest_filter='*asks*'    the events that a failure prints
+///     STORY_SEED=17 build/dev/bin/RandomStoriesTest --gtest_filter='*AskedFor*'   the story of a seed
+///     STORY_FILE=x  build/dev/bin/RandomStoriesTest --gtest_filter='*AskedFor*'   the events in a file, as a failure
+///                                                                                 prints them
 namespace {
 
 using namespace Tests;
 
-constexpr std::size_t eventsPerStory = 2500;
-
+/// The seed decides about everything.
 StoryTeller::Manner mannerOf( std::uint64_t seed ) {
    return { .linksFall = seed % 2 == 1, .unruly = seed % 8 >= 6 };
 }
@@ -28,13 +29,11 @@ std::string lastEvents( const Story & story, std::size_t count ) {
    return result;
 }
 
-std::string report( std::uint64_t seed, const Story & story, const Failure & failure ) {
+std::string report( const Story & story, const Failure & failure ) {
    const Story shorter = shortened( story, failure );
    const auto again = replay( shorter );
    std::ostringstream out;
-   out << "seed " << seed << ( mannerOf( seed ).linksFall ? ", links fall" : ", links keep their status" )
-       << ( mannerOf( seed ).unruly ? ", unruly" : "" ) << "\nevent " << failure.event << ": "
-       << text( story.events[failure.event] ) << "\n"
+   out << "event " << failure.event << ": " << text( story.events.at( failure.event ) ) << "\n"
        << failure.text << "\nThe last events before it:\n"
        << lastEvents( story, 20 ) << "Shortened to " << shorter.events.size()
        << " events: " << ( again ? again->text : "agrees" ) << "\n"
@@ -42,39 +41,62 @@ std::string report( std::uint64_t seed, const Story & story, const Failure & fai
    return out.str();
 }
 
-void tell( std::uint64_t seed, Situations & situations ) {
+/// What went wrong; empty if nothing did.
+std::string tell( std::uint64_t seed, std::size_t events, Situations & situations ) {
    Story story;
-   if ( const auto failure = tellStory( seed, mannerOf( seed ), eventsPerStory, story, situations ) )
-      FAIL() << report( seed, story, *failure );
+   const StoryTeller::Manner manner = mannerOf( seed );
+   const auto failure = tellStory( seed, manner, events, story, situations );
+   if ( !failure )
+      return {};
+   return "seed " + std::to_string( seed ) +
+          ( manner.linksFall ? ", links fall" : ", links keep their status" ) +
+          ( manner.unruly ? ", unruly\n" : "\n" ) + report( story, *failure );
 }
 
-TEST( RandomStories, tellsTheOneThatIsAskedFor ) {
+/// A quarter of a million events, and all of it must have come about often enough for each quarter to be worth something.
+void tellQuarter( std::uint64_t quarter ) {
    Situations situations;
-   if ( const char * seed = std::getenv( "STORY_SEED" ) )
-      tell( std::strtoull( seed, nullptr, 10 ), situations );
-   const char * file = std::getenv( "STORY_FILE" );
-   if ( !file )
-      return;
-   std::stringstream from;
-   from << std::ifstream( file ).rdbuf();
-   const Story story = storyFrom( from.str() );
-   if ( const auto failure = replay( story ) )
-      FAIL() << report( 0, story, *failure );
+   for ( std::uint64_t n = 0; n < 100; ++n )
+      if ( const std::string failure = tell( quarter * 1000 + n, 2500, situations ); !failure.empty() )
+         FAIL() << failure;
+   for ( int i = 0; i < Situations::count; ++i ) {
+      const auto what = static_cast< Situations::What >( i );
+      EXPECT_GE( situations.seen( what ), 20u ) << Situations::name( what );
+   }
+   EXPECT_EQ( situations.neverCounted(), "11" ) << "repeats are not filtered, everything else is counted";
 }
 
-/// A quarter of the stories.
-void tellShare( std::uint64_t share ) {
+TEST( RandomStories, agreeInTheFirstQuarter ) { tellQuarter( 1 ); }
+TEST( RandomStories, agreeInTheSecondQuarter ) { tellQuarter( 2 ); }
+TEST( RandomStories, agreeInTheThirdQuarter ) { tellQuarter( 3 ); }
+TEST( RandomStories, agreeInTheFourthQuarter ) { tellQuarter( 4 ); }
+
+/// The short tests set the seed of this one, the long ones do not.
+RC_GTEST_PROP( RandomStories, agreeWhateverTheSeed, () ) {
+   const auto seed = *rc::gen::noShrink( rc::gen::arbitrary< std::uint64_t >() );
    Situations situations;
-   for ( std::uint64_t n = 0; n < 100 && !testing::Test::HasFatalFailure(); ++n )
-      tell( share * 1000 + n, situations );
-   for ( int what = 0; what < Situations::count; ++what )
-      std::cout << Situations::name( static_cast< Situations::What >( what ) ) << ": "
-                << situations.seen( static_cast< Situations::What >( what ) ) << "\n";
-   for ( int what = 0; what < Situations::count; ++what )
-      EXPECT_GE( situations.seen( static_cast< Situations::What >( what ) ), 20u )
-         << Situations::name( static_cast< Situations::What >( what ) );
+   if ( const std::string failure = tell( seed, 800, situations ); !failure.empty() )
+      RC_FAIL( failure );
 }
 
-TEST( RandomStories, pluginAndModelAgreeInTheFirstShare ) { tellShare( 1 ); }
+TEST( RandomStories, agreeInTheOneThatIsAskedFor ) {
+   if ( const char * seed = std::getenv( "STORY_SEED" ) ) {
+      const char * events = std::getenv( "STORY_EVENTS" );
+      Situations situations;
+      EXPECT_EQ(
+         tell(
+            std::strtoull( seed, nullptr, 10 ), events ? std::strtoul( events, nullptr, 10 ) : 2500,
+            situations ),
+         "" );
+   }
+   if ( const char * file = std::getenv( "STORY_FILE" ) ) {
+      std::stringstream from;
+      from << std::ifstream( file ).rdbuf();
+      const Story story = storyFrom( from.str() );
+      ASSERT_FALSE( story.events.empty() ) << file;
+      const auto failure = replay( story );
+      EXPECT_EQ( failure ? report( story, *failure ) : "", "" );
+   }
+}
 
 } // namespace

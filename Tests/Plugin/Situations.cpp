@@ -32,8 +32,21 @@ const char * Situations::name( What what ) {
    return names[what];
 }
 
+std::string Situations::neverCounted() const {
+   std::string result;
+   for ( std::size_t i = 0; i < counterCount; ++i )
+      if ( !counted_[i] )
+         result += ( result.empty() ? "" : " " ) + std::to_string( i );
+   return result;
+}
+
 void Situations::before( const Event & event, const Published & published ) {
    switch ( event.kind ) {
+   case EventKind::crash:
+   case EventKind::unload:
+      for ( std::size_t i = 0; i < counterCount; ++i )
+         counted_[i] = counted_[i] || published.counters[i] != 0;
+      break;
    case EventKind::start:
       records_ = published.records;
       break;

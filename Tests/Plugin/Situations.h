@@ -30,6 +30,8 @@ class Situations {
 
    unsigned seen( What what ) const { return seen_[static_cast< std::size_t >( what )]; }
    static const char * name( What what );
+   /// Places of the plug-in's counters that were 0 whenever it went, as in "3 11".
+   std::string neverCounted() const;
 
  private:
    void saw( What what ) { ++seen_[static_cast< std::size_t >( what )]; }
@@ -43,6 +45,7 @@ class Situations {
       const Reference::Event & event, const Written & written, const Reference::Published & published );
 
    std::array< unsigned, count > seen_{};
+   std::array< bool, Reference::counterCount > counted_{};
    // what was before the event, as far as it matters to it
    std::map< Reference::Intf, Reference::Record > records_;
    std::map< Reference::Unit, Reference::UnitPublished > units_;

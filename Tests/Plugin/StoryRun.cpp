@@ -17,6 +17,12 @@ Failure differs( std::size_t at, const Difference & found ) {
    return { Failure::Kind::differs, at, what, found.text() };
 }
 
+/// Plug-ins that failed half way through something: they cannot even be torn down.
+std::vector< PluginUnderTest * > & wrecks() {
+   static auto * const all = new std::vector< PluginUnderTest * >;
+   return *all;
+}
+
 class Pair {
  public:
    Pair( const Reference::World & world, const Hearing & hearing )
@@ -33,8 +39,7 @@ class Pair {
          if ( const auto heard = hearing_ ? hearing_( event ) : event )
             plugin_->apply( *heard );
       } catch ( const Vel::AssertionFailed & why ) {
-         // Half way through something it can not even be torn down.
-         static_cast< void >( plugin_.release() );
+         wrecks().push_back( plugin_.release() );
          return Failure{ Failure::Kind::asserts, at, why.what(), why.what() };
       }
       if ( const Difference found = difference( plugin_->decisions(), model_.decisions() ) )

@@ -20,6 +20,7 @@ struct Failure {
    std::string what;      ///< the field that differs, without its number, or the text of the assertion
    std::string text;
 
+   bool operator==( const Failure & ) const = default;
    bool isLike( const Failure & other ) const { return kind == other.kind && what == other.what; }
 };
 
