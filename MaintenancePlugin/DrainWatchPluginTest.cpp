@@ -10,19 +10,6 @@ namespace {
 
 Maintenance::PluginLoader & pluginLoader() { return Maintenance::DefaultPluginLoader(); }
 
-TEST( DrainWatchPlugin, registersItsTypesInTheirOrder ) {
-   std::vector< Vel::String > names;
-   for ( const auto & type : Vel::TypeRegistry::instance().types() )
-      if ( type.typeName.starts_with( "MaintenanceMode::" ) )
-         names.push_back( type.typeName.substr( 17 ) );
-   EXPECT_EQ(
-      ( std::vector< Vel::String >{
-         "UnitMonSm", "IntfMonSm", "DrainWatchSmLoader", "DrainWatchSmDebugCounters", "IntfStatusSm",
-         "DrainWatchPluginInfoDumper", "IntfRateAggregatorSm", "UnitIntfInputDir", "MaintStageHelperSm",
-         "UnitIntfInput", "IntfCounterInfo", "DrainWatchSm", "MonitoredIntfDir", "MonitoredIntf" } ),
-      names );
-}
-
 TEST( DrainWatchPlugin, registersWithTheLoaderOfTheProcess ) {
    const auto * plugin = pluginLoader().plugin( "DrainWatchPlugin" );
    ASSERT_TRUE( plugin );

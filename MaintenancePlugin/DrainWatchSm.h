@@ -213,7 +213,7 @@ class DrainWatchSm final : public Vel::Entity {
    /// The interface's monitor, made if there is none; the profile is replaced if there is. Throws
    /// Vel::NameInUse if it was built from other values.
    Vel::Ptr< IntfMonSm > intfMonIs(
-      const Wire::IntfId & intf, const Vel::Ptr< Cog::TimerWheel > & clock,
+      const Wire::IntfId & intf, const ReadOnly< Cog::TimerWheel > & clock,
       const ReadOnly< Profile > & intfProfile, DrainWatchSm * rootSm,
       const Vel::Ptr< MonitoredIntf > & monitoredIntf, MonIntfState initialState );
    void intfMonDel( const Wire::IntfId & intf );

@@ -503,42 +503,6 @@ TEST_F( DrainWatchSmLoaderTest, tellsOfEachAttributeOnceAndOfNoneThatIsUnchanged
    watch.del();
 }
 
-TEST_F( DrainWatchSmLoaderTest, itsAttributesStandInTheirOrder ) {
-   std::vector< Vel::String > names;
-   for ( const auto & attribute : loader->typeInfo().attributes() )
-      names.push_back( attribute.name );
-   EXPECT_EQ(
-      ( std::vector< Vel::String >{
-         "name",
-         "ethIntfCounterWriterStatusDir",
-         "ethIntfCounterReaderSm",
-         "phyCounterDir",
-         "lagConfigDir",
-         "vlanStatusDir",
-         "allIntfStatusDir",
-         "unitStatusDir",
-         "maintenanceGroupDir",
-         "intfGroupStatusDir",
-         "intfProfileStatusDir",
-         "intfToGroupDir",
-         "groupToUnitDir",
-         "errDisableCauseStatus",
-         "monIntfStatusDir",
-         "defaultIntfProfile",
-         "maintEnterCompletionStatus",
-         "maintExitCompletionStatus",
-         "maintEnterProgressDir",
-         "maintExitProgressDir",
-         "maintEnterAgentConfig",
-         "maintExitAgentConfig",
-         "maintEnterAgentStatus",
-         "maintExitAgentStatus",
-         "drainWatchSm",
-         "pluginInfoDumper",
-         "context" } ),
-      names );
-}
-
 // ---- release
 
 TEST_F( DrainWatchSmLoaderTest, releasesTheReaderThenTheRootThenTheDumper ) {

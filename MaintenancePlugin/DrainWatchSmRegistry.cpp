@@ -9,7 +9,7 @@ Vel::TraceFacility trace( "DrainWatchSm" );
 }
 
 Vel::Ptr< IntfMonSm > DrainWatchSm::intfMonIs(
-   const Wire::IntfId & intf, const Vel::Ptr< Cog::TimerWheel > & clock,
+   const Wire::IntfId & intf, const Vel::Ptr< const Cog::TimerWheel > & clock,
    const ReadOnly< Profile > & intfProfile, DrainWatchSm * rootSm,
    const Vel::Ptr< MonitoredIntf > & monitoredIntf, MonIntfState initialState ) {
    if ( const Vel::Ptr< IntfMonSm > present{ intfMon( intf ) } ) {

@@ -108,49 +108,6 @@ TEST_F( DrainWatchSmLife, itsTrackerAndItsAggregatorHaveTheInputsOfTheRoot ) {
    EXPECT_EQ( rig.unitStatusDir, aggregator.unitStatusDir() );
 }
 
-TEST_F( DrainWatchSmLife, itsAttributesStandInTheirOrder ) {
-   rig.start();
-   std::vector< Vel::String > names;
-   for ( const auto & attribute : rig.root->typeInfo().attributes() )
-      names.push_back( attribute.name );
-   EXPECT_EQ(
-      ( std::vector< Vel::String >{
-         "phyCounterDir",
-         "lagConfigDir",
-         "vlanStatusDir",
-         "allIntfStatusDir",
-         "unitStatusDir",
-         "maintenanceGroupDir",
-         "intfGroupStatusDir",
-         "intfProfileStatusDir",
-         "intfToGroupDir",
-         "groupToUnitDir",
-         "errDisableCauseStatus",
-         "monIntfStatusDir",
-         "defaultIntfProfile",
-         "maintEnterCompletionStatus",
-         "maintExitCompletionStatus",
-         "maintEnterAgentConfig",
-         "maintExitAgentConfig",
-         "maintEnterAgentStatus",
-         "maintExitAgentStatus",
-         "maintEnterProgressDir",
-         "maintExitProgressDir",
-         "maintEnterStageHelper",
-         "maintExitStageHelper",
-         "unitMon",
-         "intfMon",
-         "intfStatusSm",
-         "timerWheel",
-         "unitMonIntfInput",
-         "unitDrainedIntf",
-         "counters",
-         "monIntfDir",
-         "intfRateAggSm",
-         "initialized" } ),
-      names );
-}
-
 /// The tracker's first look queues every interface, and the aggregator sums up what the records say: both come when
 /// the restored monitors exist. Being initialised is the last of all.
 TEST_F( DrainWatchSmLife, tellsOfItsStartInTheOrderInWhichItIsMade ) {

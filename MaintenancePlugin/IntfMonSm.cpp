@@ -15,7 +15,7 @@ Vel::TraceFacility trace( "IntfMonSm" );
 }
 
 IntfMonSm::IntfMonSm(
-   const Wire::IntfId & intf, const Vel::Ptr< Cog::TimerWheel > & clock,
+   const Wire::IntfId & intf, const Vel::Ptr< const Cog::TimerWheel > & clock,
    const Vel::Ptr< const Profile > & intfProfile, DrainWatchSm * rootSm,
    const Vel::Ptr< MonitoredIntf > & monitoredIntf, Maintenance::MonIntfState initialState )
    : intf_( intf ),
@@ -31,7 +31,7 @@ IntfMonSm::IntfMonSm(
 }
 
 Vel::Ptr< IntfMonSm > IntfMonSm::IntfMonSmIs(
-   const Wire::IntfId & intf, const Vel::Ptr< Cog::TimerWheel > & clock,
+   const Wire::IntfId & intf, const Vel::Ptr< const Cog::TimerWheel > & clock,
    const Vel::Ptr< const Profile > & intfProfile, DrainWatchSm * rootSm,
    const Vel::Ptr< MonitoredIntf > & monitoredIntf, Maintenance::MonIntfState initialState ) {
    auto intfMon = Vel::make< IntfMonSm >( intf, clock, intfProfile, rootSm, monitoredIntf, initialState );
@@ -45,7 +45,7 @@ void IntfMonSm::hasNotificationActiveIs( bool active ) {
    profileReactor_.hasNotificationActiveIs( active );
 }
 
-void IntfMonSm::clockIs( const Vel::Ptr< Cog::TimerWheel > & clock ) {
+void IntfMonSm::clockIs( const Vel::Ptr< const Cog::TimerWheel > & clock ) {
    if ( !clockStore( clock ) )
       return;
    const double due = timeMin();

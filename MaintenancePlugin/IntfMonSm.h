@@ -27,16 +27,16 @@ class IntfMonSm final : public Vel::Entity {
 
    /// Only stores; the factory also runs handleInitialized().
    IntfMonSm(
-      const Wire::IntfId & intf, const Vel::Ptr< Cog::TimerWheel > & clock,
+      const Wire::IntfId & intf, const Vel::Ptr< const Cog::TimerWheel > & clock,
       const Vel::Ptr< const Profile > & intfProfile, DrainWatchSm * rootSm,
       const Vel::Ptr< MonitoredIntf > & monitoredIntf, Maintenance::MonIntfState initialState );
    static Vel::Ptr< IntfMonSm > IntfMonSmIs(
-      const Wire::IntfId & intf, const Vel::Ptr< Cog::TimerWheel > & clock,
+      const Wire::IntfId & intf, const Vel::Ptr< const Cog::TimerWheel > & clock,
       const Vel::Ptr< const Profile > & intfProfile, DrainWatchSm * rootSm,
       const Vel::Ptr< MonitoredIntf > & monitoredIntf, Maintenance::MonIntfState initialState );
 
    VEL_PARAM( Wire::IntfId, intf );
-   VEL_STATE( Vel::Ptr< Cog::TimerWheel >, clock, onClock );
+   VEL_STATE( Vel::Ptr< const Cog::TimerWheel >, clock, onClock );
    VEL_STATE( Vel::Ptr< const Profile >, intfProfile, onIntfProfile );
    VEL_PARAM( DrainWatchSm *, rootSm );
    VEL_PARAM( Vel::Ptr< MonitoredIntf >, monitoredIntf );
@@ -57,7 +57,7 @@ class IntfMonSm final : public Vel::Entity {
    };
 
    /// Moves the timer to another wheel; it keeps its time. Without a wheel it does not fire.
-   void clockIs( const Vel::Ptr< Cog::TimerWheel > & clock );
+   void clockIs( const Vel::Ptr< const Cog::TimerWheel > & clock );
    /// The time in seconds that the timer is set to; infinity while it is disarmed.
    double timeMin() const { return timer_ ? timer_->timeMin() : Cog::Timer::never; }
    /// Hands a profile over; the same one again does nothing, null is held but not acted on.
