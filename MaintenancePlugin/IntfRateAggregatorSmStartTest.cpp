@@ -178,6 +178,27 @@ TEST_F( RateAggregatorInThePlugin, aRestartSumsUpTheRatesOfTheRecordsThatItAdopt
    expectAggregate( "u1", 8'000'000, 8'000'000 );
 }
 
+/// The rates of counters that went backwards are in the records, and those survive.
+TEST_F( RateAggregatorInThePlugin, aRestartOverRatesThatDoNotAddUpEndsTheAgentAgain ) {
+   for ( int i = 0; i != 6; ++i ) {
+      const Wire::IntfId port = PluginRig::port( Vel::text( "back", i ) );
+      rig.linkIs( port );
+      rig.groupMemberIs( "u3", port );
+      rig.monIntfStatusDir->monIntfStatusIs( port, "p", rig.now() )
+         ->curRatesIs( SamplerTest::rates( 3689348814741908480.0, 0, rig.now() ) );
+   }
+   rig.mappingIs( "u3", "u3" );
+   rig.enter( "u3" );
+   rig.entered( "u3" );
+   Sequence sequence( "IntfRateAggregatorSm" );
+   EXPECT_EQ( "0", Vel::failedAssertion( [&] { rig.start(); } ) );
+   ASSERT_FALSE( sequence.lines().empty() );
+   EXPECT_EQ(
+      "calculateNewAggregate: Overflow while adding ratesToAddInRate to curAggInRate. Unit:u3 IntfId:back5 "
+      "ratesToAddInRate:3689348814741908480 curAggInRate:18446744073709542400",
+      sequence.lines().back() );
+}
+
 TEST_F( RateAggregatorInThePlugin, anEnterOfAUnitWithoutStatusEndsTheAgentAtTheFirstSample ) {
    rig.unitStatusDir->statusDel( "u2" );
    rig.enterClass.progressDir->progressIs( "u2#1" )->stageStatusIs( stageName, Stage::stageRunning );
