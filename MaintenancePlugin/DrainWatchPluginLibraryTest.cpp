@@ -104,6 +104,19 @@ TEST_F( DrainWatchPluginLibrary, worksInItsAgentsProcess ) {
    EXPECT_EQ( 1u, records()->monIntfUnderMaints() );
 }
 
+TEST_F( DrainWatchPluginLibrary, isKnownToTheLoaderOfTheProcessAndWaitsToBegin ) {
+   library = dlopen( PLUGIN_LIBRARY, RTLD_NOW | RTLD_LOCAL );
+   ASSERT_TRUE( library ) << dlerror();
+   const auto * plugin = Maintenance::DefaultPluginLoader().plugin( "DrainWatchPlugin" );
+   ASSERT_TRUE( plugin );
+   EXPECT_EQ( "", plugin->description );
+   EXPECT_EQ( "", plugin->version );
+   EXPECT_TRUE( plugin->initCaller.plugin() );
+   EXPECT_FALSE( plugin->initialized );
+   EXPECT_FALSE( world.context->entityDir()->entityRef( "drainWatchPlugin" ) );
+   EXPECT_FALSE( world.context->dumpPluginInfo( "DrainWatchPlugin" ) );
+}
+
 TEST_F( DrainWatchPluginLibrary, bringsItsTypesAndTakesThemAlong ) {
    const auto before = Vel::TypeRegistry::instance().types().size();
    EXPECT_TRUE( ourTypes().empty() );

@@ -2,6 +2,7 @@
 #include "MaintenancePlugin/DrainWatchSmLoader.h"
 #include "MaintenancePlugin/PluginStore.h"
 #include "Platform/Maintenance/PluginLoader.h"
+#include "Platform/Vel/Trace.h"
 
 #include <gtest/gtest.h>
 
@@ -48,11 +49,35 @@ TEST( DrainWatchPlugin, makesItsLoaderInTheContextsDirectory ) {
    world.settle();
    EXPECT_TRUE( loader->drainWatchSm() );
 
+   // Held by the directory, by the plug-in and here.
+   EXPECT_EQ( 3u, loader->getRefCount() );
    // Another context: its loader replaces the first, which goes with its directory's entry.
    PluginStore other;
    plugin.init( other.context.get() );
+   EXPECT_EQ( 2u, loader->getRefCount() );
+   EXPECT_TRUE( loader->drainWatchSm() );
    world.context->entityDir()->entryDel( "drainWatchPlugin" );
    EXPECT_EQ( 1u, loader->getRefCount() );
+}
+
+TEST( DrainWatchPlugin, aSecondBeginInOneContextKeepsLoaderAndDumperAndMountsAgain ) {
+   PluginStore world;
+   auto & plugin = *pluginLoader().plugin( "DrainWatchPlugin" )->initCaller.plugin();
+   const auto loader = [&] {
+      return Vel::ptrCast< DrainWatchSmLoader >(
+         world.context->entityDir()->entityRef( "drainWatchPlugin" ) );
+   };
+   plugin.init( world.context.get() );
+   const auto first = loader();
+   const auto dumper = first->pluginInfoDumper();
+   Vel::TraceCapture traces;
+   plugin.init( world.context.get() );
+   EXPECT_EQ( first, loader() );
+   EXPECT_EQ( dumper, first->pluginInfoDumper() );
+   EXPECT_EQ( 3u, first->getRefCount() );
+   world.settle();
+   EXPECT_EQ( 2u, traces.count( "MountGroup::complete: drainWatchPlugin: 24 mounts, all done" ) );
+   EXPECT_TRUE( first->drainWatchSm() );
 }
 
 /// Somebody takes the entry away while it is made.

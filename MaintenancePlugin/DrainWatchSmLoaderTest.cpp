@@ -91,12 +91,13 @@ TEST_F( DrainWatchSmLoaderTest, holdsNothingButContextAndDumperUntilTheMountsAre
    ASSERT_TRUE( loader->pluginInfoDumper() );
    EXPECT_EQ( loader.get(), loader->pluginInfoDumper()->context() );
    EXPECT_EQ( loader->pluginInfoDumper().get(), world.context->dumpPluginInfo( "DrainWatchPlugin" ).get() );
-   EXPECT_FALSE( loader->drainWatchSm() );
-   EXPECT_FALSE( loader->ethIntfCounterReaderSm() );
-   EXPECT_FALSE( loader->unitStatusDir() );
+   for ( const auto & attribute : loader->typeInfo().attributes() )
+      if ( attribute.entity ) {
+         const std::string_view name = attribute.name;
+         EXPECT_EQ( name == "context" || name == "pluginInfoDumper", attribute.entity( *loader ) != nullptr )
+            << name;
+      }
    EXPECT_EQ( "Drain Watch information\n", dumped() );
-   EXPECT_TRUE( traces.has( "DrainWatchSmLoader::init", 4 ) );
-   EXPECT_TRUE( traces.has( "DrainWatchSmLoader::init - completed all doMounts", 4 ) );
    EXPECT_FALSE( traces.has( "doMountsComplete" ) );
    world.settle();
    EXPECT_TRUE( loader->drainWatchSm() );
@@ -123,7 +124,6 @@ TEST_F( DrainWatchSmLoaderTest, isNotToldOfItsMountsOnceItHasGone ) {
 // ---- what it does when they are complete
 
 TEST_F( DrainWatchSmLoaderTest, buildsTheRootFromTheMountedEntities ) {
-   Vel::TraceCapture traces;
    load();
    ASSERT_TRUE( loader->drainWatchSm() );
    const DrainWatchSm & root = *loader->drainWatchSm();
@@ -176,25 +176,31 @@ TEST_F( DrainWatchSmLoaderTest, buildsTheRootFromTheMountedEntities ) {
    EXPECT_EQ(
       world.getInCell< Stage::ProgressDir >( "stage/maintExit/progress" ), root.maintExitProgressDir() );
    EXPECT_TRUE( root.initialized() );
-   EXPECT_TRUE( traces.has( "DrainWatchSmLoader::doMountsComplete", 4 ) );
-   EXPECT_TRUE( traces.has( "DrainWatchSmLoader::initErrdisableEntity", 4 ) );
-   EXPECT_TRUE( traces.has( "DrainWatchSmLoader::doMountsComplete - done", 4 ) );
 }
 
-TEST_F( DrainWatchSmLoaderTest, tellsOfEachStepOnceAndInItsOrder ) {
-   Sequence sequence( "DrainWatchSmLoader", 4 );
+TEST_F( DrainWatchSmLoaderTest, keepsNothingOfWhatItMountsForOthers ) {
    load();
-   EXPECT_EQ(
-      ( Lines{
-         "DrainWatchSmLoader::init", "DrainWatchSmLoader::init - completed all doMounts",
-         "DrainWatchSmLoader::doMountsComplete", "DrainWatchSmLoader::initErrdisableEntity",
-         "DrainWatchSmLoader::doMountsComplete - done" } ),
-      sequence.lines() );
-   EXPECT_EQ(
-      ( Lines{
-         "DrainWatchSmLoader - init", "DrainWatchSmLoader::init - completed all doMounts",
-         "DrainWatchSmLoader - doMountsComplete", "DrainWatchSmLoader::doMountsComplete - done" } ),
-      sequence.logged() );
+   for ( const char * path :
+         { "interface/config/eth/lag", "lag/input/config",
+           "interface/errdisable/causegroup/maintenance-shutdown" } ) {
+      const auto entity = world.get< Vel::Entity >( path );
+      ASSERT_TRUE( entity ) << path;
+      for ( const auto & attribute : loader->typeInfo().attributes() ) {
+         if ( attribute.entity ) {
+            EXPECT_NE( entity.get(), attribute.entity( *loader ) ) << attribute.name;
+         }
+      }
+   }
+}
+
+TEST_F( DrainWatchSmLoaderTest, tellsOfEachStepAtLevelFour ) {
+   Vel::TraceCapture traces;
+   load();
+   for ( const auto & line : traces.lines() ) {
+      if ( line.facility == "DrainWatchSmLoader" ) {
+         EXPECT_EQ( 4, line.level ) << line.text;
+      }
+   }
 }
 
 TEST_F( DrainWatchSmLoaderTest, asksForItsMountsUnderItsOwnNameAndWithoutWaiting ) {
@@ -272,6 +278,18 @@ TEST_F( DrainWatchSmLoaderTest, readsTheCounterPool ) {
    EXPECT_EQ(
       world.get< Vel::Dir >( "interface/ethIntfCounter/writerStatus" ),
       loader->ethIntfCounterReaderSm()->writerStatusDir() );
+}
+
+/// What an earlier run has shut stays shut until the root has looked at it.
+TEST_F( DrainWatchSmLoaderTest, keepsTheShutdownsOfAnEarlierRun ) {
+   const Vel::String path = "interface/errdisable/cause/maintenance-shutdown";
+   world.put< Errdisable::CauseStatus >( path, "maintenance-shutdown" );
+   const auto cause = world.get< Errdisable::CauseStatus >( path );
+   cause->intfStatusIs( Wire::EthIntfId( "et1" ), 5.0 );
+   loader->initErrdisableEntity( world.store );
+   EXPECT_EQ( cause, world.get< Errdisable::CauseStatus >( path ) );
+   ASSERT_TRUE( cause->intfStatus( Wire::EthIntfId( "et1" ) ) );
+   EXPECT_EQ( 5.0, *cause->intfStatus( Wire::EthIntfId( "et1" ) ) );
 }
 
 TEST_F( DrainWatchSmLoaderTest, setsTheCauseUp ) {
@@ -432,13 +450,17 @@ TEST_F( DrainWatchSmLoaderTest, replacesTheRootForEachInputThatDiffers ) {
    eachInputMatters( *loader, inputsOf( *loader->drainWatchSm() ) );
 }
 
-TEST_F( DrainWatchSmLoaderTest, tellsOfEachAttributeOnceAndOfNoneThatIsUnchanged ) {
-   struct Seen {
-      std::vector< Vel::String > order;
-   } seen;
-   struct VelLoader final : Vel::ReactorTo< Seen, DrainWatchSmLoader > {
+TEST_F( DrainWatchSmLoaderTest, takesEachStepOnceInItsOrderAndTellsOfNothingThatIsUnchanged ) {
+   const Vel::String causePath = "interface/errdisable/cause/maintenance-shutdown";
+   world.put< Errdisable::CauseStatus >( causePath, "maintenance-shutdown" );
+   Sequence seen( "DrainWatchSmLoader" );
+   struct VelCause final : Vel::ReactorTo< Sequence, Errdisable::CauseStatus > {
       using ReactorTo::ReactorTo;
-      void add( const char * name ) { sm()->order.push_back( name ); }
+      void onCauseGroupName() override { sm()->note( "the cause is set up" ); }
+   };
+   struct VelLoader final : Vel::ReactorTo< Sequence, DrainWatchSmLoader > {
+      using ReactorTo::ReactorTo;
+      void add( const char * name ) { sm()->note( name ); }
       void onEthIntfCounterWriterStatusDir() override { add( "ethIntfCounterWriterStatusDir" ); }
       void onEthIntfCounterReaderSm() override { add( "ethIntfCounterReaderSm" ); }
       void onPhyCounterDir() override { add( "phyCounterDir" ); }
@@ -468,10 +490,17 @@ TEST_F( DrainWatchSmLoaderTest, tellsOfEachAttributeOnceAndOfNoneThatIsUnchanged
    };
    Vel::Watch< VelLoader > watch;
    watch.is( loader, &seen ).hasNotificationActiveIs( true );
+   Vel::Watch< VelCause > cause;
+   cause.is( world.get< Errdisable::CauseStatus >( causePath ), &seen ).hasNotificationActiveIs( true );
    load();
-   const std::vector< Vel::String > expected{
+   const Lines expected{
+      "DrainWatchSmLoader::init",
       "context",
       "pluginInfoDumper",
+      "DrainWatchSmLoader::init - completed all doMounts",
+      "DrainWatchSmLoader::doMountsComplete",
+      "DrainWatchSmLoader::initErrdisableEntity",
+      "the cause is set up",
       "ethIntfCounterWriterStatusDir",
       "ethIntfCounterReaderSm",
       "phyCounterDir",
@@ -495,11 +524,21 @@ TEST_F( DrainWatchSmLoaderTest, tellsOfEachAttributeOnceAndOfNoneThatIsUnchanged
       "maintExitAgentConfig",
       "maintEnterAgentStatus",
       "maintExitAgentStatus",
-      "drainWatchSm" };
-   EXPECT_EQ( expected, seen.order );
-   seen.order.clear();
+      "drainWatchSm",
+      "DrainWatchSmLoader::doMountsComplete - done" };
+   EXPECT_EQ( expected, seen.lines() );
+   const Lines logged{
+      "DrainWatchSmLoader - init", "DrainWatchSmLoader::init - completed all doMounts",
+      "DrainWatchSmLoader - doMountsComplete", "DrainWatchSmLoader::doMountsComplete - done" };
+   EXPECT_EQ( logged, seen.logged() );
+   seen.clear();
    load();
-   EXPECT_TRUE( seen.order.empty() );
+   EXPECT_EQ(
+      ( Lines{
+         "DrainWatchSmLoader::init", "DrainWatchSmLoader::init - completed all doMounts",
+         "DrainWatchSmLoader::doMountsComplete", "DrainWatchSmLoader::initErrdisableEntity",
+         "DrainWatchSmLoader::doMountsComplete - done" } ),
+      seen.lines() );
    watch.del();
 }
 
@@ -507,24 +546,22 @@ TEST_F( DrainWatchSmLoaderTest, tellsOfEachAttributeOnceAndOfNoneThatIsUnchanged
 
 TEST_F( DrainWatchSmLoaderTest, releasesTheReaderThenTheRootThenTheDumper ) {
    load();
-   struct Seen {
-      std::vector< Vel::String > order;
-   } seen;
-   struct VelLoader final : Vel::ReactorTo< Seen, DrainWatchSmLoader > {
+   Sequence seen( "DrainWatchSmLoader" );
+   struct VelLoader final : Vel::ReactorTo< Sequence, DrainWatchSmLoader > {
       using ReactorTo::ReactorTo;
-      void onEthIntfCounterReaderSm() override { sm()->order.push_back( "reader" ); }
-      void onDrainWatchSm() override { sm()->order.push_back( "root" ); }
-      void onPluginInfoDumper() override { sm()->order.push_back( "dumper" ); }
-      void onContext() override { sm()->order.push_back( "context" ); }
+      void onEthIntfCounterReaderSm() override { sm()->note( "reader" ); }
+      void onDrainWatchSm() override { sm()->note( "root" ); }
+      void onPluginInfoDumper() override { sm()->note( "dumper" ); }
+      void onContext() override { sm()->note( "context" ); }
    };
    Vel::Watch< VelLoader > watch;
    watch.is( loader, &seen ).hasNotificationActiveIs( true );
    // A reactor holds what it watches; without that reference it sees the loader go.
    loader->velUnref();
-   Sequence sequence( "DrainWatchSmLoader", 4 );
    loader = nullptr;
-   EXPECT_EQ( ( std::vector< Vel::String >{ "reader", "root", "dumper" } ), seen.order );
-   EXPECT_EQ( Lines{ "void MaintenanceMode::DrainWatchSmLoader::prepareToDie(): called" }, sequence.lines() );
+   const Vel::String called = "void MaintenanceMode::DrainWatchSmLoader::prepareToDie(): called";
+   EXPECT_EQ( ( Lines{ called, "reader", "root", "dumper" } ), seen.lines() );
+   EXPECT_TRUE( seen.traced( called, 4 ) );
    EXPECT_FALSE( world.context->dumpPluginInfo( "DrainWatchPlugin" ) );
    EXPECT_EQ( 0u, world.pool->velReactors() );
    EXPECT_EQ( "", dumped() );

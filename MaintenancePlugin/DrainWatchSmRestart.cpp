@@ -8,6 +8,9 @@ namespace {
 Vel::TraceFacility trace( "DrainWatchSm" );
 
 using Maintenance::Unit::UnitState;
+
+/// A unit's state is told by its number, as it is stored.
+Vel::U32 number( UnitState state ) { return static_cast< Vel::U32 >( state ); }
 } // namespace
 
 /// These are chapters of one operation, whose name stands in front of their traces.
@@ -34,7 +37,7 @@ void DrainWatchSm::restoreUnits() {
    if ( !unitStatusDir() )
       return;
    for ( const auto & [unitName, status] : unitStatusDir()->statusRange() ) {
-      TRACE_START( "Processing unit=", unitName, " state=", status->state() );
+      TRACE_START( "Processing unit=", unitName, " state=", number( status->state() ) );
       restoreUnit( *status );
    }
 }
@@ -68,11 +71,11 @@ void DrainWatchSm::restoreUnit( const Maintenance::Unit::Status & status ) {
    }
    if ( exiting ) {
       // Its monitors died with the run before, so there is nothing left to stop.
-      TRACE_START( "Unit state =", state, ", completing the stage for this unit" );
+      TRACE_START( "Unit state =", number( state ), ", completing the stage for this unit" );
       maintExitStageHelper()->doStageCompleteForInstance( stageName, instanceName );
       return;
    }
-   TRACE_START( "Unit state =", state, ", putting this unit in maintenance " );
+   TRACE_START( "Unit state =", number( state ), ", putting this unit in maintenance " );
    doStageForInstance( maintEnterClass, stageName, instanceName );
 }
 

@@ -1,6 +1,6 @@
 #include "MaintenancePlugin/DrainWatchSm.h"
 #include "MaintenancePlugin/PluginRig.h"
-#include "Platform/Vel/Trace.h"
+#include "MaintenancePlugin/Recorded.h"
 
 #include <gtest/gtest.h>
 
@@ -63,16 +63,18 @@ struct DrainWatchSmLife : testing::Test {
 // ---- initialisation
 
 TEST_F( DrainWatchSmLife, hasAllItsChildrenWhenItIsInitialised ) {
-   Vel::TraceCapture traces;
-   rig.start();
+   rig.begin();
    DrainWatchSm & root = *rig.root;
    EXPECT_TRUE( root.initialized() );
    EXPECT_TRUE( root.timerWheel() );
-   EXPECT_TRUE( root.counters() );
-   EXPECT_TRUE( root.unitMonIntfInput() );
-   EXPECT_TRUE( root.unitDrainedIntf() );
+   ASSERT_TRUE( root.counters() );
+   for ( const auto & attribute : root.counters()->typeInfo().attributes() )
+      EXPECT_EQ( 0u, *static_cast< Vel::U32 * >( attribute.raw( *root.counters() ) ) ) << attribute.name;
+   EXPECT_EQ( 0u, root.unitMonIntfInput()->unitIntfInputs() );
+   EXPECT_EQ( 0u, root.unitDrainedIntf()->unitIntfInputs() );
    EXPECT_NE( root.unitMonIntfInput(), root.unitDrainedIntf() );
-   EXPECT_TRUE( root.monIntfDir() );
+   EXPECT_EQ( 0u, root.monIntfDir()->monitoredIntfs() );
+   EXPECT_EQ( 0u, root.unitMons() + root.intfMons() );
    EXPECT_TRUE( root.intfStatusSm() );
    EXPECT_TRUE( root.intfRateAggSm() && root.intfRateAggSm()->initialized() );
    ASSERT_TRUE( root.maintEnterStageHelper() );
@@ -87,8 +89,15 @@ TEST_F( DrainWatchSmLife, hasAllItsChildrenWhenItIsInitialised ) {
    EXPECT_EQ( rig.exitClass.completionStatus, root.maintExitStageHelper()->maintStageCompletionStatus() );
    EXPECT_EQ( rig.exitClass.agentConfig, root.maintExitStageHelper()->agentConfig() );
    EXPECT_EQ( rig.exitClass.agentStatus, root.maintExitStageHelper()->agentStatus() );
-   EXPECT_TRUE( traces.has( "handleInitialized: called", 4 ) );
-   EXPECT_TRUE( traces.has( "DrainWatchSm - initialized", 4 ) );
+}
+
+TEST_F( DrainWatchSmLife, isHeldByNoneOfItsChildren ) {
+   rig.unitIs( "u1", { et1 } );
+   rig.start();
+   rig.enter( "u1" );
+   EXPECT_EQ( 1u, rig.root->getRefCount() );
+   const Vel::Ptr< DrainWatchSm > another = rig.root;
+   EXPECT_EQ( 2u, rig.root->getRefCount() );
 }
 
 TEST_F( DrainWatchSmLife, itsTrackerAndItsAggregatorHaveTheInputsOfTheRoot ) {
@@ -174,6 +183,24 @@ TEST_F( DrainWatchSmLife, isInitialisedOnce ) {
    } catch ( const Vel::AssertionFailed & failure ) {
       EXPECT_STREQ( "!initialized()", failure.what() );
    }
+}
+
+/// What is there already is the restart's to take up.
+TEST_F( DrainWatchSmLife, isToldOfWhatChangesFromItsStartOnAndOfNothingBefore ) {
+   rig.unit( "u1" );
+   Sequence told;
+   rig.begin();
+   rig.unitStatusDir->statusDel( "u1" );
+   rig.profileIs( "q", 100, 10, false, 0 );
+   rig.defaultProfileIs( "q" );
+   EXPECT_EQ(
+      ( Lines{
+         "handleInitialized: called", "handleInitialized: marked 0 entries as stale in MonIntfStatusDir.",
+         "handleInitialized: Processing unit=u1 state=1",
+         "handleInitialized: deleted 0 stale entries from MonIntfStatusDir.", "DrainWatchSm - initialized",
+         "handleUnitStatus: u1", "handleIntfProfileStatus: [add] intf profile q",
+         "handleDefaultIntfProfile: default intf profile q" } ),
+      told.lines() );
 }
 
 TEST_F( DrainWatchSmLife, isToldOfNothingBeforeItsNotificationsAreSwitchedOn ) {
@@ -262,18 +289,14 @@ TEST_F( DrainWatchSmLife, preparesToDieOnceBeforeItsChildrenGo ) {
       deaths );
 }
 
-TEST_F( DrainWatchSmLife, itsChildrenGoInTheirOrder ) {
+TEST_F( DrainWatchSmLife, preparesToDieAndThenItsChildrenGoInTheirOrder ) {
    rig.unitIs( "u1", { et1 } );
    rig.start();
    rig.enter( "u1" );
-   struct Seen {
-      std::vector< Vel::String > order;
-   } seen;
-   struct VelRoot final : Vel::ReactorTo< Seen, DrainWatchSm > {
+   Sequence seen;
+   struct VelRoot final : Vel::ReactorTo< Sequence, DrainWatchSm > {
       using ReactorTo::ReactorTo;
-      void add( const char * name, bool there ) {
-         sm()->order.push_back( Vel::text( there ? "+" : "-", name ) );
-      }
+      void add( const char * name, bool there ) { sm()->note( there ? "+" : "-", name ); }
       void onMaintEnterStageHelper() override { add( "enter", bool( entity()->maintEnterStageHelper() ) ); }
       void onMaintExitStageHelper() override { add( "exit", bool( entity()->maintExitStageHelper() ) ); }
       void onUnitMon( const Vel::String & unitName ) override {
@@ -297,15 +320,17 @@ TEST_F( DrainWatchSmLife, itsChildrenGoInTheirOrder ) {
       et2, rig.root->timerWheel(), rig.intfProfileStatusDir->status( "p" ), rig.root.get(),
       rig.root->monIntfDir()->monitoredIntfIs( et2, rig.root.get(), "p" ),
       Maintenance::monIntfStateEnterMaint );
-   seen.order.clear();
+   seen.clear();
    // A reactor holds what it watches; without that reference it sees the root go.
    rig.root->velUnref();
    rig.stop();
    EXPECT_EQ(
-      ( std::vector< Vel::String >{
-         "-enter", "-exit", "-et1", "-u1", "-et2", "-tracker", "-wheel", "-input", "-drained", "-counters",
-         "-monIntfDir", "-aggregator" } ),
-      seen.order );
+      ( Lines{
+         "prepareToDie: called", "-enter", "-exit", "getIntfProfile: intf et1, profile p", "-et1",
+         "notifyStageCompletion: No instance found for genId 1 unitName u1", "-u1", "-et2", "-tracker",
+         "-wheel", "-input", "-drained", "-counters", "-monIntfDir", "-aggregator" } ),
+      seen.lines() );
+   EXPECT_TRUE( seen.traced( "prepareToDie: called", 4 ) );
 }
 
 TEST_F( DrainWatchSmLife, itsOwnReactorsAreOffBeforeItsChildrenGo ) {

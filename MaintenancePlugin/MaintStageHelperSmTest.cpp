@@ -32,11 +32,14 @@ TEST_F( MaintStageHelper, callsTheRootOnceForEachChangeToOurStage ) {
    EXPECT_EQ( 2u, enters() );
 }
 
-TEST_F( MaintStageHelper, handsOverItsOwnStageClass ) {
+TEST_F( MaintStageHelper, handsOverItsStageClassTheStageAndTheRecordsName ) {
    rig.start();
-   rig.exitClass.progressDir->progressIs( "u1#1" )->stageIs( stageName );
+   Sequence sequence( "MaintStageHelperSm" );
+   rig.exitClass.progressDir->progressIs( "u1#7" )->stageIs( stageName );
    EXPECT_EQ( 0u, enters() );
    EXPECT_EQ( 1u, rig.counters().numMaintExit() );
+   EXPECT_EQ( Lines{ "handleStage:  stageClass= maintExit, stage=drainwatch" }, sequence.lines() );
+   EXPECT_TRUE( sequence.traced( "doStageForInstance: unit u1, genId 7, stage drainwatch, op 2", 4 ) );
 }
 
 TEST_F( MaintStageHelper, ignoresTheStagesOfOthers ) {
@@ -52,16 +55,24 @@ TEST_F( MaintStageHelper, ignoresTheStagesOfOthers ) {
 TEST_F( MaintStageHelper, ignoresStagesWhileTheRootIsNotInitialised ) {
    rig.start();
    rig.root->initializedIs( false );
+   Sequence sequence( "MaintStageHelperSm" );
    record( "u1#1" ).stageIs( stageName );
    EXPECT_EQ( 0u, enters() );
+   EXPECT_EQ( Lines{ "handleStage:  stageClass= maintEnter, stage=drainwatch" }, sequence.lines() );
    rig.root->initializedIs( true );
    EXPECT_EQ( 0u, enters() );
 }
 
-TEST_F( MaintStageHelper, watchesARecordThatWasThereBefore ) {
+TEST_F( MaintStageHelper, watchesItsDirectoriesAndEachRecordThatWasThereBefore ) {
    record( "u1#1" );
+   record( "u2#1" );
    rig.start();
-   EXPECT_TRUE( helper().progress( "u1#1" ) );
+   EXPECT_EQ( 1u, rig.enterClass.progressDir->velReactors() );
+   EXPECT_EQ( 1u, rig.enterClass.completionStatus->velReactors() );
+   EXPECT_EQ( 2u, helper().progresss() );
+   EXPECT_EQ( 1u, record( "u2#1" ).velReactors() );
+   ASSERT_TRUE( helper().progress( "u1#1" ) );
+   EXPECT_EQ( &record( "u1#1" ), helper().progress( "u1#1" )->entity() );
    record( "u1#1" ).stageIs( stageName );
    EXPECT_EQ( 1u, enters() );
 }
