@@ -214,9 +214,13 @@ TEST_F( UnitMonSmTest, beginsWithEmptySetsOnly ) {
    const auto make = [&]( const Vel::Ptr< UnitIntfInput > & mon, const Vel::Ptr< UnitIntfInput > & drain ) {
       return Vel::failedAssertion( [&] { UnitMonSm::UnitMonSmIs( "u1", 1, rig.root.get(), mon, drain ); } );
    };
-   EXPECT_EQ( "monIntf()->intfs() == 0", make( filled, empty ) );
    EXPECT_EQ( "drainedIntf()->intfs() == 0", make( empty, filled ) );
    EXPECT_EQ( "", make( empty, empty ) );
+   EXPECT_EQ( "monIntf()->intfs() == 0", make( filled, empty ) );
+   UnitMonSequence sequence( rig );
+   EXPECT_EQ( "monIntf()->intfs() == 0", make( filled, filled ) );
+   EXPECT_EQ( ( Lines{ "UnitMonSm::handleInitialized for unit u1" } ), sequence.lines() );
+   EXPECT_EQ( ( Lines{ "unitMonSm for unit u1" } ), sequence.logged() );
 }
 
 TEST_F( UnitMonSmTest, withoutTheDirectoriesHasNothingToMonitor ) {
