@@ -1,6 +1,6 @@
 #include "Tests/Plugin/StoryRun.h"
 
-#include "Tests/Plugin/PluginUnderTest.h"
+#include "Tests/Plugin/DrivenPlugin.h"
 #include "Tests/Reference/Model.h"
 
 #include <algorithm>
@@ -18,15 +18,15 @@ Failure differs( std::size_t at, const Difference & found ) {
 }
 
 /// Plug-ins that failed half way through something: they cannot even be torn down.
-std::vector< PluginUnderTest * > & wrecks() {
-   static auto * const all = new std::vector< PluginUnderTest * >;
+std::vector< DrivenPlugin * > & wrecks() {
+   static auto * const all = new std::vector< DrivenPlugin * >;
    return *all;
 }
 
 class Pair {
  public:
    Pair( const Reference::World & world, const Hearing & hearing )
-      : plugin_( std::make_unique< PluginUnderTest >( world ) ), model_( world ), hearing_( hearing ) {}
+      : plugin_( std::make_unique< DrivenPlugin >( world ) ), model_( world ), hearing_( hearing ) {}
 
    /// The text is empty if they agree.
    std::optional< Failure > apply( std::size_t at, const Event & event ) {
@@ -52,7 +52,7 @@ class Pair {
    const std::vector< Reference::Decision > & decisions() const { return plugin_->decisions(); }
 
  private:
-   std::unique_ptr< PluginUnderTest > plugin_;
+   std::unique_ptr< DrivenPlugin > plugin_;
    Reference::Model model_;
    const Hearing & hearing_;
 };

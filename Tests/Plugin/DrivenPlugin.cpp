@@ -1,4 +1,4 @@
-#include "Tests/Plugin/PluginUnderTest.h"
+#include "Tests/Plugin/DrivenPlugin.h"
 
 #include "Tests/Plugin/PluginNames.h"
 
@@ -8,7 +8,7 @@ namespace Tests {
 
 using Reference::EventKind;
 
-PluginUnderTest::PluginUnderTest( const Reference::World & world )
+DrivenPlugin::DrivenPlugin( const Reference::World & world )
    : units_( world.units ), backlogQuantum_( world.backlogQuantum ), itemCost_( world.itemCost ) {
    for ( std::size_t i = 0; i < world.intfs.size(); ++i )
       ids_.push_back( intfId( world.intfs[i], static_cast< int >( i ) ) );
@@ -18,12 +18,12 @@ PluginUnderTest::PluginUnderTest( const Reference::World & world )
    readStatus();
 }
 
-PluginUnderTest::~PluginUnderTest() {
+DrivenPlugin::~DrivenPlugin() {
    stop();
    watchEntitiesDel();
 }
 
-void PluginUnderTest::apply( const Event & event ) {
+void DrivenPlugin::apply( const Event & event ) {
    decisions_.clear();
    if (
       !writeLink( event ) && !writeConfiguration( event ) && !writeProfile( event ) && !writeUnit( event ) &&
@@ -36,7 +36,7 @@ void PluginUnderTest::apply( const Event & event ) {
    readMonitors();
 }
 
-void PluginUnderTest::passTime( const Event & event ) {
+void DrivenPlugin::passTime( const Event & event ) {
    switch ( event.kind ) {
    case EventKind::turn:
       rig_.clock->runTurn();
@@ -71,7 +71,7 @@ void PluginUnderTest::passTime( const Event & event ) {
 
 // ---- the plug-in's life
 
-void PluginUnderTest::start() {
+void DrivenPlugin::start() {
    rig_.begin();
    auto & root = *rig_.root;
    root.intfStatusSm()->backlogQuantumIs( backlogQuantum_ );
@@ -91,7 +91,7 @@ void PluginUnderTest::start() {
 }
 
 /// Nobody watches the plug-in any more, so that it goes when the rig lets go of it.
-void PluginUnderTest::stop() {
+void DrivenPlugin::stop() {
    counters_.del();
    monitored_.del();
    drained_.del();
@@ -99,11 +99,11 @@ void PluginUnderTest::stop() {
 
 // ---- decisions
 
-void PluginUnderTest::decided( Kind kind, int who, int other ) {
+void DrivenPlugin::decided( Kind kind, int who, int other ) {
    decisions_.push_back( { kind, who, other, rig_.now() } );
 }
 
-void PluginUnderTest::watchEntities() {
+void DrivenPlugin::watchEntities() {
    statusDir_.is( rig_.monIntfStatusDir, this ).hasNotificationActiveIs( true );
    cause_.is( rig_.cause, this ).hasNotificationActiveIs( true );
    enterStatus_.is( rig_.enterClass.agentStatus, this ).hasNotificationActiveIs( true );
@@ -112,7 +112,7 @@ void PluginUnderTest::watchEntities() {
       watchRecord( intf );
 }
 
-void PluginUnderTest::watchEntitiesDel() {
+void DrivenPlugin::watchEntitiesDel() {
    statusDir_.del();
    cause_.del();
    enterStatus_.del();
@@ -121,7 +121,7 @@ void PluginUnderTest::watchEntitiesDel() {
       record.del();
 }
 
-void PluginUnderTest::watchRecord( const Wire::IntfId & intf ) {
+void DrivenPlugin::watchRecord( const Wire::IntfId & intf ) {
    auto & watch = records_.at( static_cast< std::size_t >( numberOf( intf.name() ) ) );
    if ( auto * record = rig_.monIntfStatusDir->monIntfStatus( intf ) )
       watch.is( record, this ).hasNotificationActiveIs( true );
@@ -129,30 +129,28 @@ void PluginUnderTest::watchRecord( const Wire::IntfId & intf ) {
       watch.del();
 }
 
-void PluginUnderTest::VelStatusDir::onMonIntfStatus( const Wire::IntfId & intf ) {
-   sm()->watchRecord( intf );
-}
+void DrivenPlugin::VelStatusDir::onMonIntfStatus( const Wire::IntfId & intf ) { sm()->watchRecord( intf ); }
 
-void PluginUnderTest::VelStatusDir::onMonIntfEnterMaint( const Wire::IntfId & intf ) {
+void DrivenPlugin::VelStatusDir::onMonIntfEnterMaint( const Wire::IntfId & intf ) {
    if ( entity()->monIntfEnterMaint( intf ) )
       sm()->decided( Kind::entering, numberOf( intf.name() ) );
 }
 
-void PluginUnderTest::VelStatusDir::onMonIntfUnderMaint( const Wire::IntfId & intf ) {
+void DrivenPlugin::VelStatusDir::onMonIntfUnderMaint( const Wire::IntfId & intf ) {
    if ( entity()->monIntfUnderMaint( intf ) )
       sm()->decided( Kind::under, numberOf( intf.name() ) );
 }
 
-void PluginUnderTest::VelRecord::onState() {
+void DrivenPlugin::VelRecord::onState() {
    if ( entity()->state() == Maintenance::monIntfStateStopped )
       sm()->decided( Kind::stopped, numberOf( entity()->intfId().name() ) );
 }
 
-void PluginUnderTest::VelCause::onIntfStatus( const Wire::IntfId & intf ) {
+void DrivenPlugin::VelCause::onIntfStatus( const Wire::IntfId & intf ) {
    sm()->decided( entity()->intfStatus( intf ) ? Kind::shut : Kind::released, numberOf( intf.name() ) );
 }
 
-void PluginUnderTest::VelAgentStatus::onComplete( const Stage::AgentStatusKey & key ) {
+void DrivenPlugin::VelAgentStatus::onComplete( const Stage::AgentStatusKey & key ) {
    if ( !entity()->complete( key ) )
       return;
    Maintenance::Unit::StageMgrInstKey instance;
@@ -160,12 +158,12 @@ void PluginUnderTest::VelAgentStatus::onComplete( const Stage::AgentStatusKey & 
    sm()->decided( Kind::completed, numberOf( instance.unitName() ), static_cast< int >( instance.genId() ) );
 }
 
-void PluginUnderTest::VelInput::tell( const Wire::IntfId & intf ) {
+void DrivenPlugin::VelInput::tell( const Wire::IntfId & intf ) {
    sm()->decided(
       entity()->intf( intf ) ? in_ : out_, numberOf( intf.name() ), numberOf( entity()->name() ) );
 }
 
-void PluginUnderTest::VelInputDir::watch( const Vel::String & unit ) {
+void DrivenPlugin::VelInputDir::watch( const Vel::String & unit ) {
    auto & watch = inputs_.at( static_cast< std::size_t >( numberOf( unit ) ) );
    const Vel::Ptr< const MaintenanceMode::UnitIntfInput > input( entity()->unitIntfInput( unit ) );
    if ( !input ) {

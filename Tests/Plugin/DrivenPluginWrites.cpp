@@ -1,5 +1,5 @@
+#include "Tests/Plugin/DrivenPlugin.h"
 #include "Tests/Plugin/PluginNames.h"
-#include "Tests/Plugin/PluginUnderTest.h"
 
 /// Each event as the one write that it stands for. What it needs and does not find makes it nothing.
 namespace Tests {
@@ -7,7 +7,7 @@ namespace Tests {
 using Maintenance::Profile::ProfileType;
 using Reference::EventKind;
 
-bool PluginUnderTest::writeLink( const Event & event ) {
+bool DrivenPlugin::writeLink( const Event & event ) {
    auto & links = *rig_.allIntfStatusDir;
    const auto vlan = [&] {
       return rig_.vlanStatusDir->vlanStatus( Bridging::VlanId( static_cast< Vel::U32 >( event.number ) ) );
@@ -56,7 +56,7 @@ bool PluginUnderTest::writeLink( const Event & event ) {
    }
 }
 
-bool PluginUnderTest::writeConfiguration( const Event & event ) {
+bool DrivenPlugin::writeConfiguration( const Event & event ) {
    const auto entry = [&] { return rig_.intfToGroupDir->intfToGroup( id( event.intf ) ); };
    const auto group = [&] { return rig_.intfGroupStatusDir->status( groupKey( event.group ) ); };
    switch ( event.kind ) {
@@ -120,7 +120,7 @@ bool PluginUnderTest::writeConfiguration( const Event & event ) {
    }
 }
 
-bool PluginUnderTest::writeProfile( const Event & event ) {
+bool DrivenPlugin::writeProfile( const Event & event ) {
    auto & dir = *rig_.intfProfileStatusDir;
    const auto name = [&] { return profileName( event.profile ); };
    switch ( event.kind ) {
@@ -161,7 +161,7 @@ bool PluginUnderTest::writeProfile( const Event & event ) {
    }
 }
 
-bool PluginUnderTest::writeUnit( const Event & event ) {
+bool DrivenPlugin::writeUnit( const Event & event ) {
    auto & dir = *rig_.unitStatusDir;
    const auto status = [&] { return dir.status( unitName( event.unit ) ); };
    switch ( event.kind ) {
@@ -193,7 +193,7 @@ bool PluginUnderTest::writeUnit( const Event & event ) {
    }
 }
 
-bool PluginUnderTest::writeInstance( const Event & event ) {
+bool DrivenPlugin::writeInstance( const Event & event ) {
    auto & stages = event.stageClass == Reference::StageClass::enter ? rig_.enterClass : rig_.exitClass;
    const auto name = [&] { return instanceName( event.unit, event.number ); };
    switch ( event.kind ) {

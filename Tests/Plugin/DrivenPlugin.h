@@ -11,17 +11,17 @@
 /// Reading is done after every one of a million events, so what was read before is brought up to date in place.
 namespace Tests {
 
-class PluginUnderTest {
+class DrivenPlugin {
  public:
    /// Names end in two digits, the number. That bounds the world.
    static constexpr std::size_t maxIntfs = 32;
    static constexpr std::size_t maxUnits = 8;
 
    /// The plug-in does not run yet. The world starts at 1.7e9 seconds or later.
-   explicit PluginUnderTest( const Reference::World & world );
-   ~PluginUnderTest();
-   PluginUnderTest( const PluginUnderTest & ) = delete;
-   PluginUnderTest & operator=( const PluginUnderTest & ) = delete;
+   explicit DrivenPlugin( const Reference::World & world );
+   ~DrivenPlugin();
+   DrivenPlugin( const DrivenPlugin & ) = delete;
+   DrivenPlugin & operator=( const DrivenPlugin & ) = delete;
 
    /// Throws Vel::AssertionFailed if the plug-in fails an assertion; it is of no use then.
    void apply( const Reference::Event & event );
@@ -36,28 +36,28 @@ class PluginUnderTest {
    using Kind = Reference::Decision::Kind;
 
    // ---- what tells of decisions
-   struct VelStatusDir final : Vel::ReactorTo< PluginUnderTest, Maintenance::MonIntfStatusDir > {
+   struct VelStatusDir final : Vel::ReactorTo< DrivenPlugin, Maintenance::MonIntfStatusDir > {
       using ReactorTo::ReactorTo;
       void onMonIntfStatus( const Wire::IntfId & intf ) override;
       void onMonIntfEnterMaint( const Wire::IntfId & intf ) override;
       void onMonIntfUnderMaint( const Wire::IntfId & intf ) override;
    };
-   struct VelRecord final : Vel::ReactorTo< PluginUnderTest, Maintenance::MonIntfStatus > {
+   struct VelRecord final : Vel::ReactorTo< DrivenPlugin, Maintenance::MonIntfStatus > {
       using ReactorTo::ReactorTo;
       void onState() override;
    };
-   struct VelCause final : Vel::ReactorTo< PluginUnderTest, Errdisable::CauseStatus > {
+   struct VelCause final : Vel::ReactorTo< DrivenPlugin, Errdisable::CauseStatus > {
       using ReactorTo::ReactorTo;
       void onIntfStatus( const Wire::IntfId & intf ) override;
    };
-   struct VelAgentStatus final : Vel::ReactorTo< PluginUnderTest, Stage::AgentStatus > {
+   struct VelAgentStatus final : Vel::ReactorTo< DrivenPlugin, Stage::AgentStatus > {
       using ReactorTo::ReactorTo;
       void onComplete( const Stage::AgentStatusKey & key ) override;
    };
    /// One of the two sets of interfaces of each unit.
-   struct VelInput final : Vel::ReactorTo< PluginUnderTest, MaintenanceMode::UnitIntfInput > {
+   struct VelInput final : Vel::ReactorTo< DrivenPlugin, MaintenanceMode::UnitIntfInput > {
       VelInput(
-         Vel::Ptr< const MaintenanceMode::UnitIntfInput > input, PluginUnderTest * owner, Kind in, Kind out )
+         Vel::Ptr< const MaintenanceMode::UnitIntfInput > input, DrivenPlugin * owner, Kind in, Kind out )
          : ReactorTo( std::move( input ), owner ), in_( in ), out_( out ) {}
       void onIntf( const Wire::IntfId & intf ) override { tell( intf ); }
       void tell( const Wire::IntfId & intf );
@@ -65,9 +65,9 @@ class PluginUnderTest {
     private:
       Kind in_, out_;
    };
-   struct VelInputDir final : Vel::ReactorTo< PluginUnderTest, MaintenanceMode::UnitIntfInputDir > {
+   struct VelInputDir final : Vel::ReactorTo< DrivenPlugin, MaintenanceMode::UnitIntfInputDir > {
       VelInputDir(
-         Vel::Ptr< const MaintenanceMode::UnitIntfInputDir > dir, PluginUnderTest * owner, Kind in, Kind out )
+         Vel::Ptr< const MaintenanceMode::UnitIntfInputDir > dir, DrivenPlugin * owner, Kind in, Kind out )
          : ReactorTo( std::move( dir ), owner ), in_( in ), out_( out ) {}
       void onUnitIntfInput( const Vel::String & unit ) override { watch( unit ); }
       void watch( const Vel::String & unit );
@@ -77,7 +77,7 @@ class PluginUnderTest {
       std::array< Vel::Watch< VelInput >, maxUnits > inputs_;
    };
    /// What an item of the backlog takes passes when it is counted.
-   struct VelCounters final : Vel::ReactorTo< PluginUnderTest, MaintenanceMode::DrainWatchSmDebugCounters > {
+   struct VelCounters final : Vel::ReactorTo< DrivenPlugin, MaintenanceMode::DrainWatchSmDebugCounters > {
       using ReactorTo::ReactorTo;
       void onNumStartIntfMonInUnits() override { sm()->rig_.clock->spend( sm()->itemCost_ ); }
       void onNumStopIntfMonInUnits() override { sm()->rig_.clock->spend( sm()->itemCost_ ); }
@@ -91,7 +91,7 @@ class PluginUnderTest {
    void start();
    void stop();
 
-   // writes: PluginWrites.cpp; false: no such event there
+   // writes: DrivenPluginWrites.cpp; false: no such event there
    bool writeLink( const Event & event );
    bool writeConfiguration( const Event & event );
    bool writeProfile( const Event & event );
@@ -102,7 +102,7 @@ class PluginUnderTest {
       return ids_.at( static_cast< std::size_t >( intf ) );
    }
 
-   // reading: PluginReads.cpp
+   // reading: DrivenPluginReads.cpp
    void readStatus();
    void readRecord( Reference::Intf intf );
    void readUnits();

@@ -1,5 +1,5 @@
+#include "Tests/Plugin/DrivenPlugin.h"
 #include "Tests/Plugin/PluginNames.h"
-#include "Tests/Plugin/PluginUnderTest.h"
 
 /// What is published, in the form of the event log. Almost every event leaves almost everything as it is, so values are
 /// stored over those of the event before and containers are made anew only where their keys differ.
@@ -43,7 +43,7 @@ void prune( Map & map, Vel::U32 size, Has has ) {
 
 } // namespace
 
-void PluginUnderTest::readStatus() {
+void DrivenPlugin::readStatus() {
    const auto & dir = *rig_.monIntfStatusDir;
    for ( const auto & [intf, r] : dir.monIntfStatusRange() ) {
       Reference::Record & record = published_.records[intfOf( intf )];
@@ -74,7 +74,7 @@ void PluginUnderTest::readStatus() {
    } );
 }
 
-void PluginUnderTest::readUnits() {
+void DrivenPlugin::readUnits() {
    for ( const auto & [name, u] : rig_.unitStatusDir->statusRange() ) {
       Reference::UnitPublished & unit = published_.units[numberOf( name )];
       unit.aggregateIn = u->aggTrafficRate().inRate;
@@ -90,7 +90,7 @@ void PluginUnderTest::readUnits() {
    } );
 }
 
-void PluginUnderTest::readComplete() {
+void DrivenPlugin::readComplete() {
    std::size_t found = 0;
    bool same = true;
    const auto walk = [&]( auto visit ) {
@@ -114,7 +114,7 @@ void PluginUnderTest::readComplete() {
    walk( [&]( const Completion & completion ) { published_.complete.insert( completion ); } );
 }
 
-void PluginUnderTest::readMonitors() {
+void DrivenPlugin::readMonitors() {
    if ( !rig_.root ) {
       published_.unitMonitors.clear();
       published_.intfMonitors.clear();
