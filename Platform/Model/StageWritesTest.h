@@ -4,6 +4,7 @@
 #include "Platform/Model/Stage.h"
 
 #include <deque>
+#include <utility>
 #include <vector>
 
 /// Purpose: for tests: what is written about the stages of a unit, in the order in which others are told of it.
