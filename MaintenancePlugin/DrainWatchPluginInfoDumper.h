@@ -12,14 +12,9 @@ class DrainWatchPluginInfoDumper final : public Maintenance::DumpPluginInfo {
    VEL_SUBENTITY( DrainWatchPluginInfoDumper, Maintenance::DumpPluginInfo );
    explicit DrainWatchPluginInfoDumper( const Vel::String & name );
 
-   DrainWatchSmLoader * context() const { return context_; }
-   /// Plain pointer: the loader owns the dumper.
-   void contextIs( DrainWatchSmLoader * loader ) { context_ = loader; }
+   VEL_ATTR( DrainWatchSmLoader *, context, onContext ); ///< plain pointer: the loader owns the dumper
 
    void dump( unsigned fd ) const override;
-
- private:
-   DrainWatchSmLoader * context_ = nullptr;
 };
 
 } // namespace MaintenanceMode

@@ -121,7 +121,16 @@ TEST_F( DrainWatchPluginLibrary, bringsItsTypesAndTakesThemAlong ) {
    const auto before = Vel::TypeRegistry::instance().types().size();
    EXPECT_TRUE( ourTypes().empty() );
    load();
-   EXPECT_EQ( 14u, ourTypes().size() );
+   EXPECT_EQ(
+      ( std::vector< Vel::String >{
+         "MaintenanceMode::UnitMonSm", "MaintenanceMode::IntfMonSm", "MaintenanceMode::DrainWatchSmLoader",
+         "MaintenanceMode::DrainWatchSmDebugCounters", "MaintenanceMode::IntfStatusSm",
+         "MaintenanceMode::DrainWatchPluginInfoDumper", "MaintenanceMode::IntfRateAggregatorSm",
+         "MaintenanceMode::UnitIntfInputDir", "MaintenanceMode::MaintStageHelperSm",
+         "MaintenanceMode::UnitIntfInput", "MaintenanceMode::IntfCounterInfo",
+         "MaintenanceMode::DrainWatchSm", "MaintenanceMode::MonitoredIntfDir",
+         "MaintenanceMode::MonitoredIntf" } ),
+      ourTypes() );
    EXPECT_EQ( 1u, Vel::LogHandle::all().size() );
    unload();
    EXPECT_TRUE( ourTypes().empty() );

@@ -45,6 +45,11 @@ class MonitoredIntf final : public Vel::Entity {
    void setCurRates(
       const Vel::Ptr< Maintenance::MonIntfStatus > & monIntfStatus, const Interface::IntfRates & rates );
 
+   /// Run by the constructor, once.
+   void handleInitialized();
+   void handleProfileName();
+   /// Takes back what this has published. Run by the destructor, once.
+   void prepareToDie();
    void dump( int fd, unsigned indent ) const;
 
  private:
@@ -52,9 +57,6 @@ class MonitoredIntf final : public Vel::Entity {
 
    /// The port's live counter; null if it has none. `info` is the port's snapshot or null.
    const EthIntfCounter * currentCounter( const Wire::IntfId & port, IntfCounterInfo * info );
-   void handleInitialized();
-   void handleProfileName();
-   void prepareToDie();
    /// Publishes what was summed up for the own interface. The baseline sample has nothing to publish.
    void publish( const Wire::IntfId & argIntfId, const Interface::IntfRates & rates );
 

@@ -93,7 +93,7 @@ TEST( PublicSurface, allTypesAreRegisteredInTheirOrderAndHaveTheirAttributesInTh
       row< IntfStatusSm >(
          { "allIntfStatusDir", "intfToGroupDir", "groupToUnitDir", "unitMonIntfInput", "intfGroupStatusDir",
            "drainWatchSm", "intfStatus", "intfToGroup", "groupToUnit", "bookmark" } ),
-      row< DrainWatchPluginInfoDumper >( { "name" } ),
+      row< DrainWatchPluginInfoDumper >( { "name", "context" } ),
       row< IntfRateAggregatorSm >(
          { "monIntfDir", "monIntfStatusDir", "unitStatusDir", "monitoredIntf", "monIntfStatus",
            "initialized" } ),
@@ -151,6 +151,23 @@ TEST( PublicSurface, allTypesAreRegisteredInTheirOrderAndHaveTheirAttributesInTh
       SCOPED_TRACE( Vel::text( "type ", i + 1, ": ", rows[i].type ) );
       EXPECT_EQ( rows[i].type, registered[i] );
       EXPECT_EQ( rows[i].expected, rows[i].present );
+   }
+}
+
+TEST( PublicSurface, whatNeedsNoMoreThanANameIsMadeByTheNameOfItsType ) {
+   const Names byName{
+      "DrainWatchSmLoader", "DrainWatchSmDebugCounters", "DrainWatchPluginInfoDumper", "UnitIntfInputDir",
+      "UnitIntfInput",      "MonitoredIntfDir" };
+   const auto & registry = Vel::TypeRegistry::instance();
+   const String prefix = "MaintenanceMode::";
+   for ( const auto & type : registry.types() ) {
+      if ( !type.typeName.starts_with( prefix ) )
+         continue;
+      SCOPED_TRACE( type.typeName );
+      if ( std::count( byName.begin(), byName.end(), type.typeName.substr( prefix.size() ) ) )
+         EXPECT_EQ( type.typeName, registry.entityNew( type.typeName, "x" )->typeInfo().name() );
+      else
+         EXPECT_THROW( registry.entityNew( type.typeName, "x" ), Vel::InternalException );
    }
 }
 
