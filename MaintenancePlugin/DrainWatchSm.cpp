@@ -116,7 +116,7 @@ void DrainWatchSm::handleInitialized() {
       clock, allIntfStatusDir(), intfToGroupDir(), groupToUnitDir(), unitMonIntfInput(), intfGroupStatusDir(),
       this );
    intfRateAggSmIs( monIntfDir(), monIntfStatusDir(), unitStatusDir() );
-   TRACE_TEXT( 4, "DrainWatchSm - initialized" );
+   TRACE( 4, "DrainWatchSm - initialized" );
    FASTLOG( "DrainWatchSm - initialized" );
    initializedIs( true );
 }

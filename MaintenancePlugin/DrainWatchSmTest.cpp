@@ -137,11 +137,11 @@ TEST_F( DrainWatchSmLife, tellsOfItsStartInTheOrderInWhichItIsMade ) {
       for ( const char * begin :
             { "handleInitialized: called", "handleInitialized: marked", "handleInitialized: Processing",
               "handleUnitMaintenanceEnter: started", "handleInitialized: deleted stale",
-              "handleInitialized: deleted 1", "DrainWatchSm - initialized" } )
+              "handleInitialized: deleted 1", "handleInitialized: DrainWatchSm - initialized" } )
          if ( !child && line.text.starts_with( begin ) )
             begins.push_back( Vel::text( line.facility, "|", begin ) );
       // What follows are the first turns.
-      if ( line.text == "DrainWatchSm - initialized" )
+      if ( line.text == "handleInitialized: DrainWatchSm - initialized" )
          break;
    }
    EXPECT_EQ(
@@ -150,7 +150,8 @@ TEST_F( DrainWatchSmLife, tellsOfItsStartInTheOrderInWhichItIsMade ) {
          "MaintStageHelperSm|handleInitialized: called", "DrainWatchSm|handleInitialized: marked",
          "DrainWatchSm|handleInitialized: Processing", "DrainWatchSm|handleUnitMaintenanceEnter: started",
          "DrainWatchSm|handleInitialized: deleted stale", "DrainWatchSm|handleInitialized: deleted 1",
-         "IntfStatusSm", "IntfRateAggregatorSm", "DrainWatchSm|DrainWatchSm - initialized" } ),
+         "IntfStatusSm", "IntfRateAggregatorSm",
+         "DrainWatchSm|handleInitialized: DrainWatchSm - initialized" } ),
       begins );
    EXPECT_EQ( 0u, rig.enterClass.agentStatus->completes() );
 }
@@ -197,8 +198,9 @@ TEST_F( DrainWatchSmLife, isToldOfWhatChangesFromItsStartOnAndOfNothingBefore ) 
       ( Lines{
          "handleInitialized: called", "handleInitialized: marked 0 entries as stale in MonIntfStatusDir.",
          "handleInitialized: Processing unit=u1 state=1",
-         "handleInitialized: deleted 0 stale entries from MonIntfStatusDir.", "DrainWatchSm - initialized",
-         "handleUnitStatus: u1", "handleIntfProfileStatus: [add] intf profile q",
+         "handleInitialized: deleted 0 stale entries from MonIntfStatusDir.",
+         "handleInitialized: DrainWatchSm - initialized", "handleUnitStatus: u1",
+         "handleIntfProfileStatus: [add] intf profile q",
          "handleDefaultIntfProfile: default intf profile q" } ),
       told.lines() );
 }

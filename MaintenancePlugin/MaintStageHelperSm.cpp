@@ -70,7 +70,7 @@ void MaintStageHelperSm::VelProgress::handleStage( const Vel::String & stage ) {
 void MaintStageHelperSm::handleMaintInstStatusDel( const Vel::Name & instanceName ) {
    TRACE_SIGNATURE( 9, " instanceName: ", instanceName );
    if ( completionStatus( instanceName ) ) {
-      TRACE_TEXT( 9, "InstanceName: ", instanceName, " is added to InstStatus" );
+      TRACE( 9, "InstanceName: ", instanceName, " is added to InstStatus" );
       return;
    }
    setStageEventComplete( agentStatus(), stageName, instanceName, true );

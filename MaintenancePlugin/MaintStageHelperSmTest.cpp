@@ -193,8 +193,8 @@ TEST_F( MaintStageHelper, keepsItsCompletionWhileTheInstanceIsKnown ) {
    status.statusIs( "u1#1", Stage::stageComplete );
    EXPECT_TRUE( agentStatus().complete( key( "u1#1" ) ) );
    ASSERT_EQ( 2u, sequence.lines().size() );
-   EXPECT_EQ( "InstanceName: u1#1 is added to InstStatus", sequence.lines()[1] );
-   EXPECT_TRUE( sequence.traced( "InstanceName: ", 9 ) );
+   EXPECT_EQ( "handleMaintInstStatusDel: InstanceName: u1#1 is added to InstStatus", sequence.lines()[1] );
+   EXPECT_TRUE( sequence.traced( "handleMaintInstStatusDel: InstanceName: ", 9 ) );
 }
 
 TEST_F( MaintStageHelper, deletesCompletionsOfUnknownInstancesAtStartWhateverTheirStage ) {
@@ -235,7 +235,7 @@ TEST_F( MaintStageHelper, aCompletionStatusThatAppearsIsOnlyTraced ) {
       ( Lines{
          "void MaintenanceMode::MaintStageHelperSm::handleMaintInstStatusDel(const Vel::Name&):  "
          "instanceName: u1#1",
-         "InstanceName: u1#1 is added to InstStatus" } ),
+         "handleMaintInstStatusDel: InstanceName: u1#1 is added to InstStatus" } ),
       sequence.lines() );
    EXPECT_EQ( Lines(), sequence.logged() );
 }
