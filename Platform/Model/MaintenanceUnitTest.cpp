@@ -42,6 +42,7 @@ TEST( StageMgrInstKey, isTakenFromAnInstanceName ) {
       { "unit1#12abc", "unit1 12" },
       { "unit1#12#13", "unit1 12" },
       { "unit1#007", "unit1 7" },
+      { "u 1#3", "u 1 3" },
       { "unit1#4294967295", "unit1 4294967295" },
       { "unit1#4294967298", "unit1 2" },
       { "unit1#4294967296", "unit1 7 Unexpected instanceName format, genId is invalid" },
