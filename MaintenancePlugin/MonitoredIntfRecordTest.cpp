@@ -1,5 +1,6 @@
 #include "MaintenancePlugin/MonitorSequence.h"
 #include "MaintenancePlugin/SamplerTest.h"
+#include "Platform/Vel/FailedAssertion.h"
 
 namespace MaintenanceMode {
 namespace {
@@ -59,6 +60,14 @@ TEST_F( MonitoredIntfRecord, isCreatedWithTheProfileAndTheTime ) {
       sequence.lines() );
    EXPECT_TRUE( sequence.traced( "Created new mon intf status for intf et1, profile p", 4 ) );
    EXPECT_EQ( ( Lines{ "created new mon intf status for intf et1, profile p" } ), sequence.logged() );
+}
+
+TEST_F( MonitoredIntfRecord, isTakenUpOnce ) {
+   MonitoredIntf & sampler = monitored( et1, "p" );
+   ASSERT_TRUE( sampler.initialized() );
+   rig.record( et1 )->staleIs( true );
+   EXPECT_EQ( "!initialized()", Vel::failedAssertion( [&] { sampler.handleInitialized(); } ) );
+   EXPECT_TRUE( rig.record( et1 )->stale() );
 }
 
 TEST_F( MonitoredIntfRecord, thatIsThereIsAdoptedWithAllItHoldsButProfileAndStaleness ) {
