@@ -9,9 +9,10 @@
 
 /// The plug-in and the reference model go through random stories and are compared in everything after every event.
 ///
-///     STORY_SEED=17 build/dev/bin/RandomStoriesTest --gtest_filter='*AskedFor*'   the story of a seed
-///     STORY_FILE=x  build/dev/bin/RandomStoriesTest --gtest_filter='*AskedFor*'   the events in a file, as a failure
-///                                                                                 prints them
+///     STORY_SEED=17 STORY_EVENTS=2500 build/dev/bin/RandomStoriesTest --gtest_filter='*AskedFor'
+///     STORY_FILE=story.txt build/dev/bin/RandomStoriesTest --gtest_filter='*AskedFor'
+///
+/// tell one story again, from the seed or from the events that a failure prints.
 namespace {
 
 using namespace Tests;
@@ -48,9 +49,9 @@ std::string tell( std::uint64_t seed, std::size_t events, Situations & situation
    const auto failure = tellStory( seed, manner, events, story, situations );
    if ( !failure )
       return {};
-   return "seed " + std::to_string( seed ) +
-          ( manner.linksFall ? ", links fall" : ", links keep their status" ) +
-          ( manner.unruly ? ", unruly\n" : "\n" ) + report( story, *failure );
+   return "STORY_SEED=" + std::to_string( seed ) + " STORY_EVENTS=" + std::to_string( events ) +
+          ( manner.linksFall ? ", links fall, " : ", links keep their status, " ) +
+          ( manner.unruly ? "unruly\n" : "orderly\n" ) + report( story, *failure );
 }
 
 /// A quarter of a million events, and all of it must have come about often enough for each quarter to be worth something.

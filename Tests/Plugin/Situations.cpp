@@ -109,7 +109,10 @@ void Situations::lookAtShutdowns(
    for ( const Decision & decision : decisions ) {
       if ( decision.kind != Decision::Kind::under )
          continue;
-      const Record & record = published.records.at( decision.who );
+      const auto found = published.records.find( decision.who );
+      if ( found == published.records.end() )
+         continue;
+      const Record & record = found->second;
       const auto profile = written.profiles.find( record.profile );
       if ( profile == written.profiles.end() || !profile->second.shutdown )
          continue;

@@ -57,6 +57,9 @@ void StoryTeller::stepTime() {
    case 1:
       pass( 20 + chance_.pick( 60 ) );
       break;
+   case 2: // in one go, while all counters stand still
+      tell( { .kind = EventKind::time, .to = now() + 1 + chance_.pick( 30 ) } );
+      break;
    default:
       pass( 1 + chance_.pick( 10 ) );
    }

@@ -14,21 +14,21 @@ constexpr std::uint64_t busy = 10'000'000;
 } // namespace
 
 void StoryTeller::stepScene() {
-   static constexpr void ( StoryTeller::*scenes[] )() = {
-      &StoryTeller::sceneSameTick,
-      &StoryTeller::sceneSameTick,
-      &StoryTeller::sceneTwoUnits,
-      &StoryTeller::sceneTwoUnits,
-      &StoryTeller::sceneEnterShared,
-      &StoryTeller::sceneStopped,
-      &StoryTeller::sceneTwoViolations,
-      &StoryTeller::sceneExitDuringEnter,
-      &StoryTeller::sceneProfileDeletedInUse,
-      &StoryTeller::sceneProfileRemade,
-      &StoryTeller::scenePendingProfile,
-      &StoryTeller::sceneNoProfile,
-      &StoryTeller::sceneBurst,
-      &StoryTeller::sceneSpike };
+   static constexpr void ( StoryTeller::*scenes[] )() = { &StoryTeller::sceneSameTick,
+                                                          &StoryTeller::sceneSameTick,
+                                                          &StoryTeller::sceneTwoUnits,
+                                                          &StoryTeller::sceneTwoUnits,
+                                                          &StoryTeller::sceneEnterShared,
+                                                          &StoryTeller::sceneStopped,
+                                                          &StoryTeller::sceneTwoViolations,
+                                                          &StoryTeller::sceneExitDuringEnter,
+                                                          &StoryTeller::sceneProfileDeletedInUse,
+                                                          &StoryTeller::sceneProfileRemade,
+                                                          &StoryTeller::scenePendingProfile,
+                                                          &StoryTeller::sceneNoProfile,
+                                                          &StoryTeller::sceneMissingProfile,
+                                                          &StoryTeller::sceneBurst,
+                                                          &StoryTeller::sceneSpike };
    ( this->*scenes[chance_.pick( static_cast< unsigned >( std::size( scenes ) ) )] )();
 }
 
@@ -245,6 +245,34 @@ void StoryTeller::sceneNoProfile() {
    } );
    pass( 4 );
    then( [this, profile] { tell( { .kind = EventKind::defaultName, .profile = profile } ); } );
+   then( [this] { --calm_; } );
+}
+
+/// The profile that is selected for an interface goes, and the interface is looked at before there is another one.
+void StoryTeller::sceneMissingProfile() {
+   const Profile missing = chance_.pick( world_.profiles );
+   const Profile other = someProfile();
+   const Intf intf = someMonitored( [&]( Intf i, const IntfMonitor & ) {
+      const auto entry = written_.entries.find( i );
+      if ( entry == written_.entries.end() || !written_.linkUp( i ) )
+         return false;
+      // Where a unit has still to begin with it, it would need a profile.
+      for ( const auto & [unit, monitor] : published_.unitMonitors )
+         for ( const Group group : entry->second.groups )
+            if ( written_.mappings.contains( { group, unit } ) && !monitor.monitored.contains( i ) )
+               return false;
+      return true;
+   } );
+   if (
+      intf == none || other == none || written_.profiles.contains( missing ) || !published_.backlog.empty() )
+      return;
+   ++calm_;
+   select( intf, missing );
+   tell( { .kind = EventKind::turn } );
+   then( [this] { settle(); } );
+   pass( 1 + chance_.pick( 12 ) );
+   then( [this, intf, other] { select( intf, other ); } );
+   then( [this] { settle(); } );
    then( [this] { --calm_; } );
 }
 

@@ -29,7 +29,7 @@ Reference::World randomWorld( std::uint64_t seed ) {
    world.groups = 4 + chance.pick( 2 );
    world.profiles = 4;
    world.start = 1.7e9 + chance.of( { 0.0, 3.0, 0.25, 1234.5 } );
-   world.itemCost = chance.of( { 0.0, 0.0, 0.0004, 0.004, 0.006, 0.02 } );
+   world.itemCost = chance.of( { 0.0, 0.0, 0.0004, 0.004, 0.006, 0.02, 0.3 } );
    world.backlogQuantum = chance.percent( 20 ) ? 0 : 0.010;
    return world;
 }

@@ -100,6 +100,7 @@ class StoryTeller {
    void sceneProfileRemade();
    void scenePendingProfile();
    void sceneNoProfile();
+   void sceneMissingProfile();
    void sceneBurst();
    void sceneSpike();
 
