@@ -38,9 +38,9 @@ class Pair {
       try {
          if ( const auto heard = hearing_ ? hearing_( event ) : event )
             plugin_->apply( *heard );
-      } catch ( const Vel::AssertionFailed & why ) {
+      } catch ( const std::exception & why ) {
          wrecks().push_back( plugin_.release() );
-         return Failure{ Failure::Kind::asserts, at, why.what(), why.what() };
+         return Failure{ Failure::Kind::throws, at, why.what(), why.what() };
       }
       if ( const Difference found = difference( plugin_->decisions(), model_.decisions() ) )
          return differs( at, found );

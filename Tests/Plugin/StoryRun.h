@@ -12,12 +12,12 @@ namespace Tests {
 struct Failure {
    enum class Kind {
       differs,
-      asserts,    ///< the plug-in fails an assertion where the model finds nothing wrong
+      throws,     ///< the plug-in fails an assertion, or another exception leaves it
       unreachable ///< the story asks for what never happens in service
    };
    Kind kind{};
    std::size_t event = 0; ///< counted from 0
-   std::string what;      ///< the field that differs, without its number, or the text of the assertion
+   std::string what;      ///< the field that differs, without its number, or the text of the exception
    std::string text;
 
    bool operator==( const Failure & ) const = default;
