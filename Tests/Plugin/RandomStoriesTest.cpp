@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <iostream>
 #include <sstream>
 
 /// The plug-in and the reference model go through random stories and are compared in everything after every event.
@@ -12,7 +13,8 @@
 ///     STORY_SEED=17 STORY_EVENTS=2500 build/dev/bin/RandomStoriesTest --gtest_filter='*AskedFor'
 ///     STORY_FILE=story.txt build/dev/bin/RandomStoriesTest --gtest_filter='*AskedFor'
 ///
-/// tell one story again, from the seed or from the events that a failure prints.
+/// tell one story again, from the seed or from the events that a failure prints. With STORY_TRACE=1 each event is printed
+/// before the plug-in hears of it.
 namespace {
 
 using namespace Tests;
@@ -43,10 +45,11 @@ std::string report( const Story & story, const Failure & failure ) {
 }
 
 /// What went wrong; empty if nothing did.
-std::string tell( std::uint64_t seed, std::size_t events, Situations & situations ) {
+std::string
+tell( std::uint64_t seed, std::size_t events, Situations & situations, const Hearing & hearing = {} ) {
    Story story;
    const StoryTeller::Manner manner = mannerOf( seed );
-   const auto failure = tellStory( seed, manner, events, story, situations );
+   const auto failure = tellStory( seed, manner, events, story, situations, hearing );
    if ( !failure )
       return {};
    return "STORY_SEED=" + std::to_string( seed ) + " STORY_EVENTS=" + std::to_string( events ) +
@@ -57,9 +60,13 @@ std::string tell( std::uint64_t seed, std::size_t events, Situations & situation
 /// A quarter of a million events, and all of it must have come about often enough for each quarter to be worth something.
 void tellQuarter( std::uint64_t quarter ) {
    Situations situations;
-   for ( std::uint64_t n = 0; n < 100; ++n )
-      if ( const std::string failure = tell( quarter * 1000 + n, 2500, situations ); !failure.empty() )
+   for ( std::uint64_t seed = quarter * 1000; seed < quarter * 1000 + 100; ++seed ) {
+      // Should the program die, the last one is the one to look at.
+      std::cout << seed << " " << std::flush;
+      if ( const std::string failure = tell( seed, 2500, situations ); !failure.empty() )
          FAIL() << failure;
+   }
+   std::cout << std::endl;
    for ( int i = 0; i < Situations::count; ++i ) {
       const auto what = static_cast< Situations::What >( i );
       EXPECT_GE( situations.seen( what ), 20u ) << Situations::name( what );
@@ -81,13 +88,19 @@ RC_GTEST_PROP( RandomStories, agreeWhateverTheSeed, () ) {
 }
 
 TEST( RandomStories, agreeInTheOneThatIsAskedFor ) {
+   Hearing hearing;
+   if ( std::getenv( "STORY_TRACE" ) )
+      hearing = []( const Reference::Event & event ) {
+         std::cout << text( event ) << std::endl;
+         return std::optional( event );
+      };
    if ( const char * seed = std::getenv( "STORY_SEED" ) ) {
       const char * events = std::getenv( "STORY_EVENTS" );
       Situations situations;
       EXPECT_EQ(
          tell(
             std::strtoull( seed, nullptr, 10 ), events ? std::strtoul( events, nullptr, 10 ) : 2500,
-            situations ),
+            situations, hearing ),
          "" );
    }
    if ( const char * file = std::getenv( "STORY_FILE" ) ) {
@@ -95,7 +108,7 @@ TEST( RandomStories, agreeInTheOneThatIsAskedFor ) {
       from << std::ifstream( file ).rdbuf();
       const Story story = storyFrom( from.str() );
       ASSERT_FALSE( story.events.empty() ) << file;
-      const auto failure = replay( story );
+      const auto failure = replay( story, hearing );
       EXPECT_EQ( failure ? report( story, *failure ) : "", "" );
    }
 }
