@@ -74,6 +74,26 @@ TEST( DrainWatchSmLoaderInputs, aListedPathIsMountedOrIsTheOneThatIsThereAnyway 
    EXPECT_EQ( listed, mounted );
 }
 
+/// All mounts are one request. Nothing waits for it, and it has neither a name of its own nor a limit.
+TEST( DrainWatchSmLoaderInputs, theMountsAreOneGroupWithoutNameWaitOrLimit ) {
+   Loaded loaded;
+   Sequence groups( "Ledger" );
+   loaded.loader->init( loaded.world.context );
+   EXPECT_EQ( Lines{ "MountGroup::doClose: \"\", 24 mounts, wait 0, time limit 0" }, groups.lines() );
+}
+
+/// Older layouts are announced before the reader looks at what the pool holds.
+TEST( DrainWatchSmLoaderInputs, theCounterReaderHearsOfOlderLayoutsBeforeItBegins ) {
+   Loaded loaded;
+   Sequence reader( "EthIntfCounterReaderSm" );
+   loaded.load();
+   EXPECT_EQ(
+      ( Lines{
+         "EthIntfCounterReaderSm::enableLegacyShmemManSupport",
+         "EthIntfCounterReaderSm::handleInitialized: 0 interfaces" } ),
+      reader.lines() );
+}
+
 TEST( DrainWatchSmLoaderInputs, eachEntityIsKeptInItsOwnAttribute ) {
    Loaded loaded;
    loaded.load();

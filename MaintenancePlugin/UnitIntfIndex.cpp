@@ -59,21 +59,19 @@ void UnitIntfIndex::holderIs( const UnitIntfInput & input, const Wire::IntfId & 
 
 void UnitIntfIndex::holderDel( const UnitIntfInput & input, const Wire::IntfId & intf ) {
    Holders * const holders = holders_.find( intf );
-   if ( !holders )
-      return;
    Others * const others = holders->others.get();
-   if ( holders->first != &input ) {
-      if ( others )
-         std::erase( *others, &input );
-   } else if ( others ) {
-      holders->first = others->back();
-      others->pop_back();
-   } else {
+   if ( !others ) {
       Holders gone;
       holders_.extract( intf, gone );
       return;
    }
-   if ( others && others->empty() )
+   if ( holders->first == &input ) {
+      holders->first = others->back();
+      others->pop_back();
+   } else {
+      std::erase( *others, &input );
+   }
+   if ( others->empty() )
       holders->others = nullptr;
 }
 

@@ -1,6 +1,12 @@
 #include "Platform/Counters/EthIntfCounterReaderSm.h"
 
+#include "Platform/Vel/Trace.h"
+
 namespace Interface {
+
+namespace {
+Vel::TraceFacility trace( "EthIntfCounterReaderSm" );
+}
 
 EthIntfCounterReaderSm::EthIntfCounterReaderSm(
    const Vel::Ptr< VelPool::EntityManager > & pool, const Vel::Ptr< const Vel::Dir > & writerStatusDir )
@@ -16,7 +22,13 @@ Vel::Ptr< EthIntfCounterReaderSm > EthIntfCounterReaderSm::EthIntfCounterReaderS
    return Vel::make< EthIntfCounterReaderSm >( pool, writerStatusDir );
 }
 
+void EthIntfCounterReaderSm::enableLegacyShmemManSupport() {
+   VEL_TRACE( trace, 4, "EthIntfCounterReaderSm::enableLegacyShmemManSupport" );
+}
+
 void EthIntfCounterReaderSm::handleInitialized() {
+   VEL_TRACE(
+      trace, 4, "EthIntfCounterReaderSm::handleInitialized: ", pool_->intfCounterDirs(), " interfaces" );
    for ( const auto & [intf, counterDir] : output_->intfCounterDirRange() )
       if ( !pool_->intfCounterDir( intf ) )
          output_->intfCounterDirDel( intf );

@@ -26,9 +26,9 @@ class EthIntfCounterReaderSm final : public Vel::Entity {
    static Vel::Ptr< EthIntfCounterReaderSm > EthIntfCounterReaderSmIs(
       const Vel::Ptr< VelPool::EntityManager > & pool, const Vel::Ptr< const Vel::Dir > & writerStatusDir );
 
-   /// Announces that the user can also read pools written in the older layout. There is one layout, so this
-   /// changes nothing; it may be called at any time.
-   void enableLegacyShmemManSupport() {}
+   /// Announces that the user can also read pools written in the older layout. There is one layout, so nothing
+   /// comes of it but a trace; it may be called at any time.
+   void enableLegacyShmemManSupport();
 
    /// Fills the directory and keeps it equal to the pool from now on. May be called again.
    void handleInitialized();

@@ -33,7 +33,10 @@ void MountGroup::doMount( const Mount & mount ) {
    mounts_.push_back( mount );
 }
 
-void MountGroup::doClose( bool wait, const Vel::String & name, double ) {
+void MountGroup::doClose( bool wait, const Vel::String & name, double timeLimit ) {
+   VEL_TRACE(
+      trace, 4, "MountGroup::doClose: \"", name, "\", ", mounts_.size(), " mounts, wait ", wait,
+      ", time limit ", timeLimit );
    VEL_ASSERT( !closed_, "!closed()" );
    VEL_ASSERT( !wait, "!wait" );
    closed_ = true;
