@@ -25,5 +25,8 @@ def tests(root):
         f"{FOLDER}/{name}" for name in os.listdir(os.path.join(root, FOLDER)) if name.endswith("Test.cpp"))
 
 
-#: Test programs of the plug-in that take long, run last and with a small share of what they do: name and environment.
-SHARES = {}
+#: What of the test programs that take long is run for these tools, after all others: name and environment.
+SHARES = {
+    "RandomStoriesTest": {
+        "GTEST_FILTER": "RandomStories.agreeInTheOneThatIsAskedFor", "STORY_SEED": "1", "STORY_EVENTS": "20000"},
+}
