@@ -265,6 +265,15 @@ class Verdicts(unittest.TestCase):
         self.assertEqual(
             mutants.judged(verdicts, [self.entry(self.faults[1])]), ([(verdicts[1], "because")], [], []))
 
+    def test_aFaultsOwnRecordExplainsIt(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "list")
+            with open(path, "w", encoding="utf-8") as file:
+                file.write(mutants.asRecord(self.faults[1]).replace("why", "why because"))
+            read = records.read(path, ("file", "function", "was", "now", "why"), ("occurrence",))
+        verdicts = self.verdicts(trial.KILLED, trial.SURVIVED)
+        self.assertEqual(mutants.judged(verdicts, read), ([(verdicts[1], "because")], [], []))
+
     def test_anEntryExplainsOneOccurrence(self):
         verdicts = self.verdicts(trial.SURVIVED, trial.KILLED)
         self.assertEqual(
