@@ -116,14 +116,25 @@ class Records(unittest.TestCase):
 
 
 class Plugin(unittest.TestCase):
-    def test_isItsCodeButNotItsTestsAndRigs(self):
-        for path, isCode in (
-                ("MaintenancePlugin/UnitMonSm.cpp", True), ("MaintenancePlugin/UnitMonSm.h", True),
-                ("MaintenancePlugin/UnitMonSmTest.cpp", False), ("MaintenancePlugin/SamplerTest.h", False),
-                ("MaintenancePlugin/PluginRig.cpp", False), ("MaintenancePlugin/PluginStore.h", False),
-                ("MaintenancePlugin/CMakeLists.txt", False), ("Platform/Vel/Entity.h", False)):
-            with self.subTest(path):
-                self.assertEqual(plugin.isCode(path), isCode)
+    def test_isItsSourcesAndTheHeadersThatTheyInclude(self):
+        with tempfile.TemporaryDirectory() as root:
+            os.mkdir(os.path.join(root, plugin.FOLDER))
+            for name, text in (
+                    ("CMakeLists.txt", "maint_folder( DrainWatchPluginObjects\n  SOURCES\n    A.cpp\n    B.cpp\n  LINK x )\n"
+                                       "maint_test( ATest SOURCES ATest.cpp )\n"),
+                    ("A.cpp", '#include "MaintenancePlugin/A.h"\n#include "Platform/Vel/Entity.h"\n#include <map>\n'),
+                    ("A.h", '#pragma once\n#include "MaintenancePlugin/C.h"\n'),
+                    ("B.cpp", ""), ("C.h", '#include "MaintenancePlugin/A.h"\n'), ("Rig.h", ""),
+                    ("ATest.cpp", '#include "MaintenancePlugin/Rig.h"\n')):
+                with open(os.path.join(root, plugin.FOLDER, name), "w", encoding="utf-8") as file:
+                    file.write(text)
+            self.assertEqual(plugin.files(root), [f"MaintenancePlugin/{n}" for n in ("A.cpp", "A.h", "B.cpp", "C.h")])
+
+    def test_isFoundInThisTree(self):
+        found = plugin.files(coverage.ROOT)
+        self.assertIn("MaintenancePlugin/UnitMonSm.cpp", found)
+        self.assertIn("MaintenancePlugin/Reinstantiation.h", found)
+        self.assertEqual([path for path in found if "Test" in path or "Rig" in path], [])
 
 
 if __name__ == "__main__":

@@ -4,29 +4,31 @@ import os
 import re
 
 FOLDER = "MaintenancePlugin"
-#: Paths in that folder that are tests, or the world that tests are made of.
-RIGS = (r".*Test\.(cpp|h)$", r".*Rig\.(cpp|h)$", r".*/PluginStore\.h$")
-
-
-def isCode(path):
-    """Whether this path, from the root, is the plug-in's own code."""
-    return (
-        path.startswith(FOLDER + "/") and path.endswith((".cpp", ".h")) and not any(re.match(rig, path) for rig in RIGS))
-
-
-def files(root):
-    """The plug-in's own code, as paths from the root, in order."""
-    return sorted(p for p in (f"{FOLDER}/{name}" for name in os.listdir(os.path.join(root, FOLDER))) if isCode(p))
-
-
-def tests(root):
-    """The test files in the plug-in's folder."""
-    return sorted(
-        f"{FOLDER}/{name}" for name in os.listdir(os.path.join(root, FOLDER)) if name.endswith("Test.cpp"))
-
+_OBJECTS = "DrainWatchPluginObjects"
 
 #: What of the test programs that take long is run for these tools, after all others: name and environment.
 SHARES = {
     "RandomStoriesTest": {
         "GTEST_FILTER": "RandomStories.agreeInTheOneThatIsAskedFor", "STORY_SEED": "1", "STORY_EVENTS": "20000"},
 }
+
+
+def files(root):
+    """The sources of the plug-in's library and the headers of its folder that they include, as paths from the root, in
+    order. The folder holds tests as well, and what tests are made of."""
+    with open(os.path.join(root, FOLDER, "CMakeLists.txt"), encoding="utf-8") as file:
+        declared = re.search(rf"\(\s*{_OBJECTS}\s+SOURCES(.*?)(?:LINK|\))", file.read(), re.S)
+    found = {f"{FOLDER}/{name}" for name in declared.group(1).split()}
+    waiting = sorted(found)
+    while waiting:
+        with open(os.path.join(root, waiting.pop()), encoding="utf-8") as file:
+            included = re.findall(rf'^\s*#\s*include\s+"({FOLDER}/[^"]+)"', file.read(), re.M)
+        waiting += set(included) - found
+        found.update(included)
+    return sorted(found)
+
+
+def tests(root):
+    """The test files in the plug-in's folder."""
+    return sorted(
+        f"{FOLDER}/{name}" for name in os.listdir(os.path.join(root, FOLDER)) if name.endswith("Test.cpp"))
