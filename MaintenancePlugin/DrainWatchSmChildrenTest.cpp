@@ -49,13 +49,14 @@ TEST_F( DrainWatchSmChildren, aChildThatIsAskedForAgainIsTheOneThatIsThere ) {
       root.intfRateAggSmIs( root.monIntfDir(), rig.monIntfStatusDir, rig.unitStatusDir ) );
 }
 
+/// The first of its values, in the order of the constructor, that is another one is named.
 TEST_F( DrainWatchSmChildren, aChildIsRefusedIfItWasBuiltFromOtherValues ) {
    rig.start();
    DrainWatchSm & root = *rig.root;
-   EXPECT_EQ( "_clock", refused( [&] { root.timerWheelIs( nullptr, 1000, 1800, true, 1024 ); } ) );
-   EXPECT_EQ( "_tickMsecs", refused( [&] { root.timerWheelIs( rig.clock, 100, 1800, true, 1024 ); } ) );
-   EXPECT_EQ( "_initialMaxTicks", refused( [&] { root.timerWheelIs( rig.clock, 1000, 1, true, 1024 ); } ) );
-   EXPECT_EQ( "_preserveOrder", refused( [&] { root.timerWheelIs( rig.clock, 1000, 1800, false, 1024 ); } ) );
+   EXPECT_EQ( "_clock", refused( [&] { root.timerWheelIs( nullptr, 100, 1, false, 1 ); } ) );
+   EXPECT_EQ( "_tickMsecs", refused( [&] { root.timerWheelIs( rig.clock, 100, 1, false, 1 ); } ) );
+   EXPECT_EQ( "_initialMaxTicks", refused( [&] { root.timerWheelIs( rig.clock, 1000, 1, false, 1 ); } ) );
+   EXPECT_EQ( "_preserveOrder", refused( [&] { root.timerWheelIs( rig.clock, 1000, 1800, false, 1 ); } ) );
    EXPECT_EQ( "_defaultBucketSize", refused( [&] { root.timerWheelIs( rig.clock, 1000, 1800, true, 1 ); } ) );
 
    const auto helper =
@@ -68,11 +69,11 @@ TEST_F( DrainWatchSmChildren, aChildIsRefusedIfItWasBuiltFromOtherValues ) {
                config ? e.agentConfig : nullptr, agent ? e.agentStatus : nullptr, self ? &root : nullptr );
          } );
       };
-   EXPECT_EQ( "_stageClass", helper( "maintExit", true, true, true, true, true ) );
-   EXPECT_EQ( "_progressDir", helper( "maintEnter", false, true, true, true, true ) );
-   EXPECT_EQ( "_maintStageCompletionStatus", helper( "maintEnter", true, false, true, true, true ) );
-   EXPECT_EQ( "_agentConfig", helper( "maintEnter", true, true, false, true, true ) );
-   EXPECT_EQ( "_agentStatus", helper( "maintEnter", true, true, true, false, true ) );
+   EXPECT_EQ( "_stageClass", helper( "maintExit", false, false, false, false, false ) );
+   EXPECT_EQ( "_progressDir", helper( "maintEnter", false, false, false, false, false ) );
+   EXPECT_EQ( "_maintStageCompletionStatus", helper( "maintEnter", true, false, false, false, false ) );
+   EXPECT_EQ( "_agentConfig", helper( "maintEnter", true, true, false, false, false ) );
+   EXPECT_EQ( "_agentStatus", helper( "maintEnter", true, true, true, false, false ) );
    EXPECT_EQ( "_root", helper( "maintEnter", true, true, true, true, false ) );
 
    const auto tracker =
@@ -88,12 +89,12 @@ TEST_F( DrainWatchSmChildren, aChildIsRefusedIfItWasBuiltFromOtherValues ) {
                self ? &root : nullptr );
          } );
       };
-   EXPECT_EQ( "_clock", tracker( false, true, true, true, true, true, true ) );
-   EXPECT_EQ( "_allIntfStatusDir", tracker( true, false, true, true, true, true, true ) );
-   EXPECT_EQ( "_intfToGroupDir", tracker( true, true, false, true, true, true, true ) );
-   EXPECT_EQ( "_groupToUnitDir", tracker( true, true, true, false, true, true, true ) );
-   EXPECT_EQ( "_unitMonIntfInput", tracker( true, true, true, true, false, true, true ) );
-   EXPECT_EQ( "_intfGroupStatusDir", tracker( true, true, true, true, true, false, true ) );
+   EXPECT_EQ( "_clock", tracker( false, false, false, false, false, false, false ) );
+   EXPECT_EQ( "_allIntfStatusDir", tracker( true, false, false, false, false, false, false ) );
+   EXPECT_EQ( "_intfToGroupDir", tracker( true, true, false, false, false, false, false ) );
+   EXPECT_EQ( "_groupToUnitDir", tracker( true, true, true, false, false, false, false ) );
+   EXPECT_EQ( "_unitMonIntfInput", tracker( true, true, true, true, false, false, false ) );
+   EXPECT_EQ( "_intfGroupStatusDir", tracker( true, true, true, true, true, false, false ) );
    EXPECT_EQ( "_drainWatchSm", tracker( true, true, true, true, true, true, false ) );
 
    const auto aggregator = [&]( bool dir, bool records, bool units ) {
@@ -104,8 +105,8 @@ TEST_F( DrainWatchSmChildren, aChildIsRefusedIfItWasBuiltFromOtherValues ) {
             units ? rig.unitStatusDir : nullptr );
       } );
    };
-   EXPECT_EQ( "_monIntfDir", aggregator( false, true, true ) );
-   EXPECT_EQ( "_monIntfStatusDir", aggregator( true, false, true ) );
+   EXPECT_EQ( "_monIntfDir", aggregator( false, false, false ) );
+   EXPECT_EQ( "_monIntfStatusDir", aggregator( true, false, false ) );
    EXPECT_EQ( "_unitStatusDir", aggregator( true, true, false ) );
 }
 

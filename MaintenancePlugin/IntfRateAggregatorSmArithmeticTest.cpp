@@ -46,6 +46,8 @@ TEST_F( RateArithmetic, rounding ) {
       { -0.4, 0 },
       { -0.5, maxU64 },
       { -5, maxU64 - 4 },
+      { -9223372036854775808.0, half },
+      { -9223372036854777856.0, 0 },
    };
    for ( const auto & row : rows ) {
       SCOPED_TRACE( row.rate );

@@ -182,6 +182,17 @@ TEST_F( MonitoredIntfVlan, getsNothingFromAMemberWithoutCounters ) {
    EXPECT_EQ( 2u, rig.counters().numNoIntfCounter() );
 }
 
+TEST_F( MonitoredIntfVlan, aSampleGivesWhatItPublishes ) {
+   rig.vlanMemberIs( 10, et1 );
+   MonitoredIntf & sampler = monitored( vlan10 );
+   sampledInTraffic( sampler );
+   rig.octetsInc( et1, 1000, 500 );
+   rig.advance( 4 );
+   const IntfRates given = sampler.getVlanIntfTrafficCounters( vlan10 );
+   EXPECT_EQ( rates( 2000, 1000, rig.now() ), given );
+   EXPECT_EQ( rig.record( vlan10 )->curRates(), given );
+}
+
 TEST_F( MonitoredIntfVlan, withoutStatusPublishesZeroAndIsCounted ) {
    MonitoredIntf & sampler = monitored( vlan10 );
    EXPECT_EQ( 1u, rig.counters().numNoVlanStatus() );

@@ -235,6 +235,15 @@ TEST_F( MonitoredIntfPort, aSampleOfAnotherKindIsAnAssertion ) {
               } ) );
 }
 
+/// What was found in the ports of one switch is not taken for what is in those of another.
+TEST_F( MonitoredIntfPort, theChangesOfPortsTellOneDirectoryFromAnother ) {
+   MonitoredIntfDir & dir = *rig.root->monIntfDir();
+   const auto other = Vel::make< Interface::IntfCounterMasquerade::AllEthIntfCounterPtrDir >();
+   const auto changes = dir.portChanges( rig.phyCounterDir );
+   EXPECT_EQ( changes, dir.portChanges( rig.phyCounterDir ) );
+   EXPECT_LT( changes, dir.portChanges( other ) );
+}
+
 TEST_F( MonitoredIntfPort, anInterfaceThatCannotBeSampledIsAnAssertion ) {
    EXPECT_EQ( "0", Vel::failedAssertion( [&] { monitored( Wire::CpuIntfId( "cpu" ) ); } ) );
 }
