@@ -103,6 +103,13 @@ TEST_F( DrainWatchSmLoaderTest, holdsNothingButContextAndDumperUntilTheMountsAre
    EXPECT_TRUE( loader->drainWatchSm() );
 }
 
+TEST_F( DrainWatchSmLoaderTest, aMountThatFailsIsFatalUntracedToo ) {
+   world.put< Lag::Config >( "bridging/vlan/status" );
+   loader->init( world.context );
+   EXPECT_EQ( "mountStatus == Ledger::mountSuccess_", Vel::failedAssertion( [&] { world.settle(); } ) );
+   EXPECT_FALSE( loader->drainWatchSm() );
+}
+
 TEST_F( DrainWatchSmLoaderTest, aMountThatFailsIsFatal ) {
    world.put< Lag::Config >( "bridging/vlan/status" );
    loader->init( world.context );

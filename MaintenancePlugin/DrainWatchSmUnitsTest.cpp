@@ -29,6 +29,7 @@ TEST_F( DrainWatchSmUnits, aStageOfAnotherNameIsOnlyTraced ) {
 TEST_F( DrainWatchSmUnits, anUnknownStageClassIsOnlyTraced ) {
    rig.start();
    const CounterChanges changes( rig.counters() );
+   rig.root->doStageForInstance( "maintPause", "drainwatch", "u1#2" ); // nobody listens
    UnitSequence sequence( rig );
    rig.root->doStageForInstance( "maintPause", "drainwatch", "u1#3" );
    EXPECT_EQ(

@@ -187,8 +187,12 @@ TEST_F( RateArithmetic, anInconsistencyEndsTheAgentWithItsNumbers ) {
    };
    for ( const auto & row : rows ) {
       SCOPED_TRACE( row.what );
+      const auto failed = [&] {
+         return Vel::failedAssertion( [&] { calculated( row.aggregate, row.toSub, row.toAdd ); } );
+      };
+      EXPECT_EQ( "0", failed() ) << "untraced";
       Sequence sequence( "IntfRateAggregatorSm" );
-      EXPECT_EQ( "0", Vel::failedAssertion( [&] { calculated( row.aggregate, row.toSub, row.toAdd ); } ) );
+      EXPECT_EQ( "0", failed() );
       EXPECT_EQ( ( Lines{ "calculateNewAggregate: " + row.trace } ), sequence.lines() );
       EXPECT_TRUE( sequence.traced( row.trace, 1 ) );
       EXPECT_EQ( ( Lines{ row.logged } ), sequence.logged() );

@@ -116,6 +116,24 @@ TEST_F( RateAggregator, ratesForAUnitWithoutStatusEndTheAgent ) {
    EXPECT_TRUE( sequence.traced( "Error:Unit Status object does not exist for a dependent unit.", 1 ) );
 }
 
+TEST_F( RateAggregator, ratesForAUnitWithoutStatusEndTheAgentUntracedToo ) {
+   MonitoredIntf & sampler = member( et1, 0, 0, { "u1" } );
+   EXPECT_EQ( "0", Vel::failedAssertion( [&] { sample( sampler, 1, 1 ); } ) );
+}
+
+TEST_F( RateAggregator, withoutADirectoryOfUnitsOrSamplersThereIsNothingToAddTo ) {
+   MonitoredIntf & sampler = monitored( et1 );
+   const auto blind = Vel::make< IntfRateAggregatorSm >( nullptr, nullptr, nullptr );
+   blind->handleInitialized();
+   EXPECT_TRUE( blind->initialized() );
+   blind->monitoredIntfIs( et1, Vel::Ptr< MonitoredIntf >( &sampler ) );
+   EXPECT_EQ( nullptr, blind->monIntfStatusIs( et1, sampler.monIntfStatus() )->monitoredIntf );
+   rig.unit( "u1" );
+   sampler.dependentUnitIs( "u1", true );
+   sample( sampler, 1000, 500 );
+   expectAggregate( "u1", 1000, 500 );
+}
+
 TEST_F( RateAggregator, whatWasNeverAddedToAUnitCannotBeReplaced ) {
    // The interface joined before the unit had a status.
    MonitoredIntf & early = member( et1, 1000, 500, { "u1" } );

@@ -299,6 +299,26 @@ TEST_F( TrackerOfGroups, unmappingAGroupWithoutInterfacesIsOnlyTraced ) {
       decisions.lines() );
 }
 
+TEST_F( TrackerOfGroups, whatRemovesNothingRemovesNothingUntracedToo ) {
+   rig.mappingIs( "a", "u1" );
+   rig.mappingIs( "a", "u2" );
+   rig.mappingIs( "empty", "u1" );
+   rig.groupMemberIs( "a", et1 );
+   input( "u1" ).intfIs( et2, true );
+   rig.mappingDel( "empty", "u1" );
+   entry( et1 ).groupDel( PluginRig::group( "a" ) );
+   EXPECT_EQ( 1u, input( "u1" ).intfs() );
+   EXPECT_TRUE( input( "u1" ).intf( et2 ) );
+   EXPECT_FALSE( rig.root->unitMonIntfInput()->unitIntfInput( "u2" ) );
+}
+
+TEST_F( TrackerOfGroups, anEntryThatWasNeverThereGoesWithoutAWord ) {
+   rig.settle();
+   tracker().handleIntfToGroup( PluginRig::port( "et9" ) );
+   tracker().handleGroupToUnit( PluginRig::group( "none" ) );
+   EXPECT_EQ( 0u, tracker().backlogSize() );
+}
+
 TEST_F( TrackerOfGroups, unmappingAsksForTheUnitBeforeItAsksForTheGroupsInterfaces ) {
    rig.mappingIs( "a", "u1" );
    Decisions decisions;

@@ -154,6 +154,12 @@ TEST_F( TrackerOfStatus, theSameStatusAgainIsNoChange ) {
    EXPECT_EQ( 0u, tracker().backlogSize() );
 }
 
+TEST_F( TrackerOfStatus, aStatusThatWasNeverThereGoesWithoutAWord ) {
+   rig.start();
+   tracker().handleIntfStatus( et1 );
+   EXPECT_EQ( 0u, tracker().backlogSize() );
+}
+
 TEST_F( TrackerOfStatus, isWatchedWhileItIsThere ) {
    rig.start();
    rig.linkIs( et1 );

@@ -302,5 +302,22 @@ TEST_F( MonitoredIntfVlan, aPortThatIsAMemberTwiceIsMeasuredOnceOnly ) {
    EXPECT_EQ( 8.01e8, sampledInTraffic( monitored( PluginRig::vlan( "vlan11", 11 ) ) ).inBitsRate );
 }
 
+// ---- the directory of ports
+
+TEST_F( MonitoredIntfMembers, portsAreFollowedInTheDirectoryThatWasAskedForLast ) {
+   using Dir = Interface::IntfCounterMasquerade::AllEthIntfCounterPtrDir;
+   const auto samplers = Vel::make< MonitoredIntfDir >();
+   const auto one = Vel::make< Dir >();
+   const auto other = Vel::make< Dir >();
+   const Vel::U64 first = samplers->portChanges( one );
+   EXPECT_EQ( first, samplers->portChanges( one ) );
+   const Vel::U64 second = samplers->portChanges( other );
+   EXPECT_NE( first, second ) << "what was found in another directory is no good";
+   one->intfCounterDirIs( et1 );
+   EXPECT_EQ( second, samplers->portChanges( other ) );
+   other->intfCounterDirIs( et1 );
+   EXPECT_NE( second, samplers->portChanges( other ) );
+}
+
 } // namespace
 } // namespace MaintenanceMode

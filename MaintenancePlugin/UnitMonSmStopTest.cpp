@@ -303,6 +303,17 @@ TEST_F( UnitMonSmStop, anInterfaceIsNotSampledAfterItsProfileIsWithdrawn ) {
    EXPECT_EQ( 0u, rig.record( et1 )->totalSamples() );
 }
 
+TEST_F( UnitMonSmStop, withdrawingAProfileThatShutsNeedsNoPlaceForShutdowns ) {
+   p->shutdownIs( true );
+   rig.cause = nullptr;
+   enter( { "u1" }, { et1 } );
+   IntfMonSm * const intfMon = rig.root->intfMon( et1 );
+   ASSERT_TRUE( intfMon );
+   UnitMonSm::unApplyCurrentProfile( "u1", et1, intfMon, rig.root.get() );
+   EXPECT_EQ( monIntfStateStopped, intfMon->state() );
+   rig.root = nullptr;
+}
+
 TEST_F( UnitMonSmStop, withdrawingAProfileNeedsAMonitor ) {
    rig.start();
    UnitMonSequence sequence( rig );
