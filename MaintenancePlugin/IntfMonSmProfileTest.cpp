@@ -42,6 +42,20 @@ TEST_F( IntfMonSmProfile, theProfileThatIsHeldAlreadyDoesNothing ) {
    EXPECT_EQ( 2, due() );
 }
 
+TEST_F( IntfMonSmProfile, whatAnotherProfileDoesIsNotHeardBeforeTheMonitorIsSwitchedOn ) {
+   auto * sampler = rig.root->monIntfDir()->monitoredIntfIs( et1, rig.root.get(), p->name() );
+   const auto intfMon = IntfMonSm::IntfMonSmIs(
+      et1, rig.root->timerWheel(), Vel::Ptr< const Profile >( p ), rig.root.get(), sampler, underMaint );
+   const auto q = profile( "q" );
+   intfMon->intfProfileIs( q );
+   q->shutdownIs( true );
+   EXPECT_FALSE( rig.shut( et1 ) );
+   intfMon->hasNotificationActiveIs( true );
+   q->shutdownIs( false );
+   q->shutdownIs( true );
+   EXPECT_TRUE( rig.shut( et1 ) );
+}
+
 TEST_F( IntfMonSmProfile, anotherProfileIsCountedLoggedAndPublished ) {
    IntfMonSm & intfMon = monitor();
    const auto q = profile( "q" );
