@@ -71,6 +71,36 @@ TEST_F( UnitIntfIndexTest, knowsWhatWasInTheSetsBeforeItWasMade ) {
    EXPECT_EQ( 0u, unit( "u1" ).intfs() );
 }
 
+/// Puts a set back that is taken out, and an interface into it.
+struct PuttingBack {
+   struct VelDir final : Vel::ReactorTo< PuttingBack, UnitIntfInputDir > {
+      using ReactorTo::ReactorTo;
+      void onUnitIntfInput( const Vel::String & unitName ) override {
+         if ( !entity()->unitIntfInput( unitName ) )
+            sm()->dir->unitIntfInputIs( unitName )->intfIs( sm()->intf, true );
+      }
+   };
+   PuttingBack( const Vel::Ptr< UnitIntfInputDir > & inputs, const Wire::IntfId & put )
+      : dir( inputs ), intf( put ) {
+      reactor.is( dir, this ).hasNotificationActiveIs( true );
+   }
+   const Vel::Ptr< UnitIntfInputDir > dir;
+   const Wire::IntfId intf;
+   Vel::Watch< VelDir > reactor;
+};
+
+TEST_F( UnitIntfIndexTest, isToldLateOfASetThatHasBeenPutBackMeanwhile ) {
+   unit( "u1" ).intfIs( et1, true );
+   const PuttingBack earlier( dir, et2 );
+   UnitIntfIndex index( dir );
+   dir->unitIntfInputDel( "u1" );
+   ASSERT_TRUE( unit( "u1" ).intf( et2 ) );
+   unit( "u1" ).intfIs( et1, true );
+   for ( const Wire::IntfId & intf : { et1, et2 } )
+      index.intfDel( intf );
+   EXPECT_EQ( 0u, unit( "u1" ).intfs() );
+}
+
 TEST_F( UnitIntfIndexTest, leavesASetAloneThatHasLeftTheDirectory ) {
    UnitIntfIndex index( dir );
    const Vel::Ptr< UnitIntfInput > old( &unit( "u1" ) );
