@@ -63,29 +63,6 @@ class Uncovered(unittest.TestCase):
         self.assertEqual([item[1] for item in found(line(12, 0), line(13, 0), line(15, 0))], ["S::g", "(S)", "(file)"])
 
 
-class Copies(unittest.TestCase):
-    RAN = ("        -:    0:Source:../A.h\n"
-           "function f called 2 returned 100% blocks executed 90%\n"
-           "        2:   11:   int g() { return h(); }\n"
-           "call    0 returned 2\nbranch  1 taken 2 (fallthrough)\nbranch  2 taken 0 (throw)")
-    IDLE = ("        -:    0:Source:../A.h\n"
-            "function f called 0 returned 0% blocks executed 0%\n"
-            "    #####:   11:   int g() { return h(); }\n"
-            "call    0 never executed\nbranch  1 never executed\nbranch  2 never executed")
-
-    def test_thatNeverRanSayNothingWhenAnotherRan(self):
-        kept = coverage.filtered([self.IDLE, self.RAN])
-        self.assertEqual(kept, ["\n".join(self.IDLE.split("\n")[:3]), self.RAN])
-
-    def test_areKeptWhenNoneRan(self):
-        self.assertEqual(coverage.filtered([self.IDLE, self.IDLE]), [self.IDLE, self.IDLE])
-
-    def test_ofOtherFunctionsAndFilesAreOthers(self):
-        for other in (self.RAN.replace("function f", "function g"), self.RAN.replace("A.h", "B.h"),
-                      self.RAN.replace(" 11:", " 12:")):
-            self.assertEqual(coverage.filtered([self.IDLE, other]), [self.IDLE, other])
-
-
 class Exceptions(unittest.TestCase):
     def test_explainWhatIsUncovered(self):
         items = found(line(7, 0))
