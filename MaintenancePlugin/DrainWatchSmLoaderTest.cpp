@@ -431,7 +431,11 @@ template < std::size_t index = 0, class Inputs >
 void eachInputMatters( DrainWatchSmLoader & loader, const Inputs & inputs ) {
    if constexpr ( index < std::tuple_size_v< Inputs > ) {
       SCOPED_TRACE( index );
-      const auto rootFrom = [&]( const auto &... input ) { return loader.drainWatchSmIs( input... ).get(); };
+      const auto rootFrom = [&]( const auto &... input ) {
+         const auto root = loader.drainWatchSmIs( input... );
+         EXPECT_TRUE( root );
+         EXPECT_EQ( loader.drainWatchSm(), root );
+      };
       std::apply( rootFrom, inputs );
       unsigned notified = 0;
       struct VelLoader final : Vel::ReactorTo< unsigned, DrainWatchSmLoader > {
