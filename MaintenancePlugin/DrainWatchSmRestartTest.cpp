@@ -301,7 +301,16 @@ TEST_F( DrainWatchSmRestart, aUnitThatExitsIsCompletedAtOnceAndLosesItsRecords )
    stageIs( rig.exitClass, "u1#4", Stage::stageRunning );
    leftover( et1 );
    Sequence sequence( "DrainWatchSm", 4 );
+   struct VelAgentStatus final : Vel::ReactorTo< Sequence, Stage::AgentStatus > {
+      using ReactorTo::ReactorTo;
+      void onComplete( const Stage::AgentStatusKey & ) override {
+         sm()->note( "handleInitialized: [the stage is complete]" );
+      }
+   };
+   Vel::Watch< VelAgentStatus > watch;
+   watch.is( rig.exitClass.agentStatus, &sequence ).hasNotificationActiveIs( true );
    rig.start();
+   watch.del();
    EXPECT_TRUE( rig.exitComplete( "u1" ) );
    EXPECT_EQ( 0u, rig.root->unitMons() );
    EXPECT_FALSE( rig.record( et1 ) );
@@ -311,6 +320,7 @@ TEST_F( DrainWatchSmRestart, aUnitThatExitsIsCompletedAtOnceAndLosesItsRecords )
          "handleInitialized: called", "handleInitialized: marked 1 entries as stale in MonIntfStatusDir.",
          "handleInitialized: Processing unit=u1 state=5",
          "handleInitialized: Unit state =5, completing the stage for this unit",
+         "handleInitialized: [the stage is complete]",
          "handleInitialized: deleted stale MonIntfStatusDir entry for intf et1",
          "handleInitialized: deleted 1 stale entries from MonIntfStatusDir.",
          "handleInitialized: DrainWatchSm - initialized" } ),
