@@ -6,6 +6,8 @@ set -uo pipefail
 build=$(cd "$1" && pwd)
 # shellcheck source=Tools/testing.sh
 . "$(dirname "${BASH_SOURCE[0]}")/../../Tools/testing.sh"
+# shellcheck source=Tests/Linux/World.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../Linux/World.sh"
 
 settle=6      # seconds
 period=5      # of samples, seconds
@@ -14,53 +16,16 @@ ports="et1 et2 et3 et4"
 
 # ---- a world: links et1 to et4, whose other ends p1 to p4 are in a namespace beside it
 
-# _sideBySide "NAME COMMAND..." ...: plays each in a world of its own, all at once.
-_sideBySide() {
-   _namespacesCanBeMade
-   _sweep
-   local pids=() names=() failed=0 i what
+_inWorlds() { # "NAME COMMAND..." ...
+   local what all=()
    for what in "$@"; do
-      # shellcheck disable=SC2086
-      _play $what > "${what%% *}.out" 2>&1 &
-      pids+=($!) names+=("${what%% *}")
+      all+=("${what%% *} _withLinks ${what#* }")
    done
-   for i in "${!pids[@]}"; do
-      wait "${pids[$i]}" && continue
-      failed=1
-      echo "---- ${names[$i]}"
-      cat "${names[$i]}.out"
-   done
-   [ $failed -eq 0 ] || exit 1
+   _sideBySide "${all[@]}"
 }
-_play() (
-   name=$1
-   shift
-   ns=maint-$$-$name
-   mkdir "$name" && cd "$name" || exit 1
-   trap '_emptyNamespace "$ns"; _emptyNamespace "$ns-peers"' EXIT
-   status=0 output=
+_withLinks() {
    _links
    "$@"
-)
-_namespacesCanBeMade() {
-   ip netns add "maint-$$-probe" 2> /dev/null && ip netns del "maint-$$-probe" && return
-   echo "skipped: stories on real links need the right to make network namespaces"
-   exit 77
-}
-_emptyNamespace() {
-   local pids
-   pids=$(ip netns pids "$1" 2> /dev/null)
-   # shellcheck disable=SC2086
-   [ -z "$pids" ] || kill -9 $pids 2> /dev/null
-   ip netns del "$1" 2> /dev/null
-}
-# What a run has left that was killed itself.
-_sweep() {
-   local ns pid
-   ip netns list 2> /dev/null | sed -n 's/^\(maint-[0-9]*-[^ ]*\).*/\1/p' | while read -r ns; do
-      pid=${ns#maint-}
-      kill -0 "${pid%%-*}" 2> /dev/null || _emptyNamespace "$ns"
-   done
 }
 _links() {
    local n
@@ -112,8 +77,6 @@ _trafficEnds() {
    kill "${traffic[@]}" 2> /dev/null
    quietSince=$(date +%s.%N)
 }
-_isUp() { ip -n "$ns" -o link show "$1" | grep -q '[<,]UP[,>]'; }
-_isDown() { ! _isUp "$1"; }
 _allUp() {
    local link
    for link in $ports; do
@@ -148,56 +111,6 @@ units:
   u1: {groups: [uplinks]}
 YAML
 }
-_maintd() { # [ARGUMENT...]; becomes the agent
-   exec ip netns exec "$ns" "$build/bin/maintd" --config maintd.yaml --state-dir "$PWD/state" \
-      --runtime-dir "$PWD/run" "$@"
-}
-_start() {
-   (_maintd --foreground --plugin-dir "$build/lib") >> log 2>&1 < /dev/null &
-   agent=$!
-   _until 60 "the agent answers" _answers
-}
-_answers() {
-   kill -0 "$agent" 2> /dev/null || output=$(cat log) fail "the agent has ended"
-   [ -n "$(_fact units/u1 state)" ]
-}
-_kill() { # [SIGNAL]
-   kill "-${1:-KILL}" "$agent"
-   wait "$agent" 2> /dev/null
-}
-_ctl() { "$build/bin/maintctl" --socket "$PWD/run/control.sock" "$@"; }
-_ctlPasses() {
-   run _ctl "$@"
-   passes
-}
-# _fact PATH KEY: the value of a key, without quotes; empty if the agent does not answer.
-_fact() {
-   curl -s --max-time 20 --unix-socket run/control.sock "http://agent/api/v1/$1" |
-      grep -oE "\"$2\": *(\"[^\"]*\"|[^,}]*)" | head -n 1 | sed 's/^"[^"]*": *//; s/"//g'
-}
-_is() { [ "$(_fact "$1" "$2")" = "$3" ]; }
-_time() { date -d "$(_fact "$1" "$2")" +%s.%N; }
-
-# _until SECONDS WHAT COMMAND...: waits for the command to succeed.
-_until() {
-   local end=$((SECONDS + $1)) what=$2
-   shift 2
-   until "$@"; do
-      [ $SECONDS -lt $end ] || fail "has not come true in time: $what"
-      sleep 0.1
-   done
-}
-# _holds EXPRESSION WHAT: over numbers.
-_holds() {
-   awk "BEGIN { exit !( $1 ) }" || fail "should hold: $2: $1"
-}
-_settles() { [ "$(_fact units/u1 settling-since)" != null ]; }
-_isWell() { _ctl show agent | grep -q '^State: *ok$'; }
-_shows() { # LINK SHUT LINK-STATE
-   _is "interfaces/$1" shut "$2" || fail "$1: shut should be $2"
-   _is "interfaces/$1" link-state "$3" || fail "$1: link-state should be $3"
-}
-
 # ---- the story, in pieces
 
 _enters() {
@@ -424,15 +337,15 @@ _followsLinks() {
 # ---- tests
 
 drainsRealLinksAndBringsThemBack() {
-   _sideBySide "drains _drains" "busy _shutsBusyLinks" "watches _touchesNothing"
+   _inWorlds "drains _drains" "busy _shutsBusyLinks" "watches _touchesNothing"
 }
 goesOnAfterAKillAtEachPointOfTheStory() {
-   _sideBySide "entering _isKilled entering" "shut _isKilled shut" "draining _isKilled draining" \
+   _inWorlds "entering _isKilled entering" "shut _isKilled shut" "draining _isKilled draining" \
       "settling _isKilled settling" "maintenance _isKilled maintenance" "exiting _isKilled exiting" \
       "stopped _isKilled draining TERM"
 }
 followsLinksAndReleasesThemByHand() {
-   _sideBySide "byHand _isReleasedByHand" "links _followsLinks"
+   _inWorlds "byHand _isReleasedByHand" "links _followsLinks"
 }
 
 runTest "$2"
