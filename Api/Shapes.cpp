@@ -190,6 +190,7 @@ Interface interfaceOf( const Reader & in ) {
    interface.spike = in.flag( "spike" );
    interface.shut = in.flag( "shut" );
    interface.linkState = in.text( "link-state" );
+   interface.drift = in.maybeText( "drift" );
    interface.startTime = in.time( "start-time" );
    interface.stateTime = in.time( "state-time" );
    interface.lastSampleTime = in.time( "last-sample-time" );
@@ -283,6 +284,7 @@ Agent readAgent( std::string_view text ) {
    agent.configurationState = configuration.text( "state" );
    agent.configurationErrors = configuration.texts( "errors" );
    agent.switchKind = in.text( "switch" );
+   agent.switchOverruns = in.counter( "switch-overruns" );
    agent.clock = in.time( "clock" );
    agent.fastLog = in.text( "fast-log" );
    return agent;

@@ -76,6 +76,7 @@ struct Interface {
    bool spike = false;
    bool shut = false;
    std::string linkState;
+   std::optional< std::string > drift; ///< what somebody else has done to it; nothing: nothing
    std::optional< double > startTime, stateTime, lastSampleTime;
 };
 
@@ -112,8 +113,9 @@ struct Agent {
    std::string configurationFile, configurationState;
    std::vector< std::string > configurationErrors;
    std::string switchKind;
-   std::optional< double > clock; ///< the agent's present time, which a simulation may have set
-   std::string fastLog;           ///< path
+   std::uint64_t switchOverruns = 0; ///< how often news of the switch were lost
+   std::optional< double > clock;    ///< the agent's present time, which a simulation may have set
+   std::string fastLog;              ///< path
 };
 
 struct TraceLevel {

@@ -230,7 +230,10 @@ void Maintd::makeAgent() {
       Agent::Executor::Model{ e.allIntfStatusDir, e.lagConfig, e.vlanStatusDir, e.cause, e.journal, e.pool },
       Agent::Executor::Hooks{
          [this]( const Wire::IntfId & intf ) { membership_->intfIs( intf ); },
-         [this]( const Wire::IntfId & intf ) { membership_->intfDel( intf ); } } );
+         [this]( const Wire::IntfId & intf ) { membership_->intfDel( intf ); },
+         [&e]( const Wire::IntfId & intf ) { return e.isUnderWay( intf ); },
+         [&e]( const Wire::IntfId & intf ) { return e.monIntfStatusDir->monIntfStatus( intf ) != nullptr; },
+         []( const Vel::String & line ) { spdlog::warn( "{}", line ); } } );
    stages_ = std::make_unique< Agent::Stages >(
       loop_, wheel_,
       Agent::Stages::Model{
@@ -339,6 +342,7 @@ void Maintd::handleSignal( int signal ) {
 bool Maintd::commit() {
    loadPluginWhenThereAreCounters();
    resumeWhenTheRootIsThere();
+   executor_->turnEnds();
    answerAdvances();
    const auto status = persistence_->commit();
    if ( status.ok() ) {

@@ -53,6 +53,10 @@ Agent::ControlCommands Maintd::commands() {
    c.dump = [this] { return dump(); };
    c.counters = [this] { return pointee( root(), "counters" ); };
    c.linkState = [this]( const Wire::IntfId & intf ) { return executor_->linkState( intf ); };
+   c.drift = [this]( const Wire::IntfId & intf ) {
+      const Agent::Drift drift = executor_->drift( intf );
+      return drift == Agent::Drift::none ? std::string() : stringValue( drift );
+   };
    c.whenCommitted = [this]( std::function< void() > call ) { loop_->effectIs( std::move( call ) ); };
    c.wallTime = [this]( double clockTime ) {
       if ( Vel::ptrCast< Cog::VirtualTime >( world_.time ) )
@@ -81,6 +85,7 @@ Agent::ControlCommands::AgentFacts Maintd::facts() const {
    result.pluginName = pluginName;
    if ( const auto problem = plugins_->problem( pluginName ) )
       result.pluginProblem = problem->message;
+   result.switchOverruns = executor_->overruns();
    result.started = started_;
    result.problems = problems();
    return result;

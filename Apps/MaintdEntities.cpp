@@ -71,6 +71,21 @@ double Maintd::Entities::latestTime() const {
    return latest;
 }
 
+bool Maintd::Entities::isUnderWay( const Wire::IntfId & intf ) const {
+   using Maintenance::Unit::UnitState;
+   const auto * const groups = intfToGroupDir->intfToGroup( intf );
+   if ( !groups )
+      return false;
+   for ( const auto & [group, none] : groups->groupRange() )
+      if ( const auto * const units = groupToUnitDir->groupToUnit( group ) )
+         for ( const auto & [unit, none2] : units->unitNameRange() ) {
+            const auto * const status = unitStatusDir->status( unit );
+            if ( status && status->state() != UnitState::none && status->state() != UnitState::normal )
+               return true;
+         }
+   return false;
+}
+
 std::vector< Ledger::Persistence::Kept > Maintd::Entities::kept() {
    using Folder = Ledger::Persistence::Folder;
    std::vector< Ledger::Persistence::Kept > result{

@@ -28,7 +28,7 @@ constexpr char unitB[] =
    "total-violations":0,"settling-since":null,"groups":[]})";
 constexpr char interfaceEt1[] = R"({"name":"et1","kind":"ethernet","units":["spine-a"],"profile":"fast",
    "state":"under-maint","in-bps":0,"out-bps":1250000,"samples":"18446744073709551615",
-   "consecutive-drained-samples":"4","spike":true,"shut":true,"link-state":"down",
+   "consecutive-drained-samples":"4","spike":true,"shut":true,"link-state":"down","drift":"raised",
    "start-time":"2023-11-14T22:13:20.000Z","state-time":"2023-11-14T22:15:00.000Z",
    "last-sample-time":"2023-11-14T22:15:15.000Z"})";
 constexpr char interfaceNone[] = R"({"name":"et9","kind":"ethernet","units":[],"profile":null,"state":null,
@@ -132,15 +132,16 @@ TEST_F( RunTest, showInterfacesGivesALineForEach ) {
    rig.client.answers( "GET /api/v1/interfaces", listOf( interfaceEt1, interfaceNone ) );
    EXPECT_EQ( rig.run( { "show", "interfaces" } ), ExitStatus::done );
    EXPECT_EQ(
-      rig.out, "INTERFACE  KIND      LINK  SHUT  STATE        FOR     IN        OUT               SAMPLES  "
-               "QUIET  SPIKE  "
-               "PROFILE  UNITS\n"
-               "et1        ethernet  down  yes   under-maint  20s  0 bps  1.25 Mbps  18446744073709551615    "
-               "  4  yes    "
-               "fast     spine-a\n"
-               "et9        ethernet  up    no    -              -      -          -                     -    "
-               "  -  no     "
-               "-        -\n" );
+      rig.out,
+      "INTERFACE  KIND      LINK  SHUT  DRIFT   STATE        FOR     IN        OUT               SAMPLES  "
+      "QUIET  SPIKE  "
+      "PROFILE  UNITS\n"
+      "et1        ethernet  down  yes   raised  under-maint  20s  0 bps  1.25 Mbps  18446744073709551615    "
+      "  4  yes    "
+      "fast     spine-a\n"
+      "et9        ethernet  up    no    -       -              -      -          -                     -    "
+      "  -  no     "
+      "-        -\n" );
 }
 
 TEST_F( RunTest, showInterfacesTakesAUnit ) {
@@ -158,6 +159,7 @@ TEST_F( RunTest, showInterfaceGivesItInFull ) {
                "Kind:             ethernet\n"
                "Link:             down\n"
                "Shut by us:       yes\n"
+               "Drift:            raised, somebody else has set it up\n"
                "Units:            spine-a\n"
                "Profile:          fast\n"
                "State:            under-maint\n"
@@ -215,7 +217,8 @@ TEST_F( RunTest, showAgentGivesItsHealth ) {
           "problems":[{"what":"store","since":"2023-11-14T22:15:00.000Z","text":"disk full"}],
           "plugin":{"name":"drainwatch","state":"missing","text":"no such file"},
           "configuration":{"file":"/etc/x.yaml","state":"last-accepted","errors":["x.yaml:1:2: error: y"]},
-          "switch":"simulated","clock":"2023-11-14T22:15:20.000Z","fast-log":"/run/maintd/fastlog"})" );
+          "switch":"simulated","switch-overruns":1,"clock":"2023-11-14T22:15:20.000Z",
+          "fast-log":"/run/maintd/fastlog"})" );
    EXPECT_EQ( rig.run( { "show", "agent" } ), ExitStatus::done );
    EXPECT_EQ(
       rig.out, "State:          degraded\n"
@@ -224,7 +227,7 @@ TEST_F( RunTest, showAgentGivesItsHealth ) {
                "Started:        2023-11-14T22:13:20.000Z (2m00s ago)\n"
                "Plug-in:        drainwatch, missing: no such file\n"
                "Configuration:  /etc/x.yaml, last-accepted\n"
-               "Switch:         simulated\n"
+               "Switch:         simulated, 1 overrun\n"
                "Clock:          2023-11-14T22:15:20.000Z\n"
                "Fast log:       /run/maintd/fastlog\n"
                "\n"

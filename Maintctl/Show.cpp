@@ -40,6 +40,15 @@ std::string quietText( const Api::Waiting & waiting ) {
    return spanOrNothing( waiting.quietSeconds ) + " of " + spanOrNothing( waiting.loadIntervalSeconds );
 }
 
+/// A newer agent may have more words.
+std::string driftText( const std::optional< std::string > & drift ) {
+   if ( drift == "raised" )
+      return "raised, somebody else has set it up";
+   if ( drift == "lowered" )
+      return "lowered, somebody else has set it down";
+   return orNothing( drift );
+}
+
 } // namespace
 
 std::string unitsText( const std::vector< Api::Unit > & units, Now now ) {
@@ -92,6 +101,7 @@ std::string interfacesText( const std::vector< Api::Interface > & interfaces, No
         { "KIND" },
         { "LINK" },
         { "SHUT" },
+        { "DRIFT" },
         { "STATE" },
         { now ? "FOR" : "SINCE", now ? right : Table::Align::left },
         { "IN", right },
@@ -103,10 +113,11 @@ std::string interfacesText( const std::vector< Api::Interface > & interfaces, No
         { "UNITS" } } );
    for ( const Api::Interface & intf : interfaces )
       table.row(
-         { intf.name, intf.kind, intf.linkState, yesNo( intf.shut ), orNothing( intf.state ),
-           ageText( intf.stateTime, now ), rateText( intf.inBps ), rateText( intf.outBps ),
-           countOrNothing( intf.samples ), countOrNothing( intf.consecutiveDrainedSamples ),
-           yesNo( intf.spike ), orNothing( intf.profile ), listText( intf.units ) } );
+         { intf.name, intf.kind, intf.linkState, yesNo( intf.shut ), orNothing( intf.drift ),
+           orNothing( intf.state ), ageText( intf.stateTime, now ), rateText( intf.inBps ),
+           rateText( intf.outBps ), countOrNothing( intf.samples ),
+           countOrNothing( intf.consecutiveDrainedSamples ), yesNo( intf.spike ), orNothing( intf.profile ),
+           listText( intf.units ) } );
    return table.text();
 }
 
@@ -116,6 +127,7 @@ std::string interfaceText( const Api::Interface & intf, Now now ) {
    sheet.line( "Kind", intf.kind );
    sheet.line( "Link", intf.linkState );
    sheet.line( "Shut by us", yesNo( intf.shut ) );
+   sheet.line( "Drift", driftText( intf.drift ) );
    sheet.line( "Units", listText( intf.units ) );
    sheet.line( "Profile", orNothing( intf.profile ) );
    sheet.line( "State", intf.state ? *intf.state : "not monitored" );
@@ -180,7 +192,7 @@ std::string agentText( const Api::Agent & agent ) {
       "Plug-in",
       agent.pluginName + ", " + agent.pluginState + ( agent.pluginText ? ": " + *agent.pluginText : "" ) );
    sheet.line( "Configuration", agent.configurationFile + ", " + agent.configurationState );
-   sheet.line( "Switch", agent.switchKind );
+   sheet.line( "Switch", agent.switchKind + ", " + countText( agent.switchOverruns, "overrun" ) );
    sheet.line( "Clock", agent.clock ? Api::timeText( *agent.clock ) : "" );
    sheet.line( "Fast log", agent.fastLog );
    std::string result = sheet.text();

@@ -103,6 +103,7 @@ struct Answers::Json {
          { "spike", record && record->spikeUnderMaint() },
          { "shut", model.cause->intfStatus( intf ) != nullptr },
          { "link-state", commands.linkState( intf ) },
+         { "drift", textOrNull( commands.drift( intf ) ) },
          { "start-time", record ? time( record->startTime() ) : json( nullptr ) },
          { "state-time", record ? time( record->stateTime() ) : json( nullptr ) },
          { "last-sample-time", record ? time( record->lastSampleTime() ) : json( nullptr ) } };
@@ -242,6 +243,7 @@ struct Answers::Json {
              { "state", facts.configurationErrors.empty() ? "accepted" : "last-accepted" },
              { "errors", facts.configurationErrors } } },
          { "switch", facts.switchKind },
+         { "switch-overruns", facts.switchOverruns },
          { "clock", time( commands.now() ) },
          { "fast-log", facts.fastLog } };
    }

@@ -66,6 +66,7 @@ class ControlApiTest : public testing::Test {
       };
       commands.dump = [] { return std::string( "diagnostic\ntext\n" ); };
       commands.counters = [this] { return counted.get(); };
+      commands.drift = []( const Wire::IntfId & intf ) { return intf.name() == "et1" ? "raised" : ""; };
       commands.linkState = []( const Wire::IntfId & intf ) { return intf.name() == "et1" ? "down" : "up"; };
       commands.whenCommitted = [this]( std::function< void() > call ) {
          waiting.push_back( std::move( call ) );
@@ -182,7 +183,7 @@ TEST_F( ControlApiTest, showsAnInterfaceInFull ) {
    EXPECT_EQ(
       json::parse( R"({"name":"et1","kind":"ethernet","units":["u1"],"profile":"fast","state":"under-maint",
          "in-bps":1.5,"out-bps":2.5,"samples":"1","consecutive-drained-samples":"4294967295","spike":true,
-         "shut":true,"link-state":"down","start-time":"2023-11-14T23:12:20.000Z",
+         "shut":true,"link-state":"down","drift":"raised","start-time":"2023-11-14T23:12:20.000Z",
          "state-time":"2023-11-14T23:12:30.000Z","last-sample-time":"2023-11-14T23:13:18.000Z"})" ),
       get( "interfaces/et1" ) );
 }
@@ -191,7 +192,7 @@ TEST_F( ControlApiTest, leavesNothingOutOfAnInterfaceWithoutARecord ) {
    EXPECT_EQ(
       json::parse( R"({"name":"et9","kind":"ethernet","units":[],"profile":null,"state":null,"in-bps":null,
          "out-bps":null,"samples":null,"consecutive-drained-samples":null,"spike":false,"shut":false,
-         "link-state":"up","start-time":null,"state-time":null,"last-sample-time":null})" ),
+         "link-state":"up","drift":null,"start-time":null,"state-time":null,"last-sample-time":null})" ),
       get( "interfaces/et9" ) );
 }
 
@@ -244,13 +245,14 @@ TEST_F( ControlApiTest, showsTheCountersOfThePluginIfThereIsOne ) {
 TEST_F( ControlApiTest, showsTheAgent ) {
    facts.version = "1.2.3";
    facts.switchKind = "simulated";
+   facts.switchOverruns = 3;
    facts.configurationFile = "/etc/x.yaml";
    facts.fastLog = "/run/fastlog";
    facts.pluginName = "Plugin";
    facts.started = rig.now - 5;
    json expected = json::parse( R"({"version":"1.2.3","started":"2023-11-14T23:13:15.000Z","state":"ok",
       "problems":[],"plugin":{"name":"Plugin","state":"loaded","text":null},
-      "configuration":{"file":"/etc/x.yaml","state":"accepted","errors":[]},"switch":"simulated",
+      "configuration":{"file":"/etc/x.yaml","state":"accepted","errors":[]},"switch":"simulated","switch-overruns":3,
       "clock":"2023-11-14T23:13:20.000Z","fast-log":"/run/fastlog"})" );
    expected["pid"] = getpid();
    EXPECT_EQ( expected, get( "agent" ) );

@@ -64,6 +64,7 @@ struct ControlCommands {
    struct AgentFacts {
       std::string version, switchKind, configurationFile, fastLog, pluginName, pluginProblem;
       std::vector< std::string > configurationErrors;
+      Vel::U32 switchOverruns = 0; ///< how often facts of the switch were lost and read again
       double started = 0;
       std::vector< Problem > problems;
    };
@@ -103,6 +104,8 @@ struct ControlCommands {
    std::function< const Vel::Entity *() > counters;
    /// The kernel's own state of a link: "up", "down" or "unknown".
    std::function< std::string( const Wire::IntfId & ) > linkState;
+   /// What somebody else has done to a link that we hold or watch: "raised", "lowered"; empty: nothing.
+   std::function< std::string( const Wire::IntfId & ) > drift;
    /// Calls back when the present turn is committed.
    std::function< void( std::function< void() > ) > whenCommitted;
    /// Wall time, for display, of a time of the agent's clock; seconds since 1970.

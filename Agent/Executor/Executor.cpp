@@ -13,6 +13,7 @@ Executor::Executor(
      switch_( std::move( theSwitch ) ),
      model_( std::move( model ) ),
      hooks_( std::move( hooks ) ),
+     drifts_( model_.journal, { hooks_.isUnderWay, hooks_.noted } ),
      self_( std::make_shared< Executor * >( this ) ) {
    causeReactor_.is( model_.cause, this ).hasNotificationActiveIs( true );
    wakeup_.is( wheel, this ).hasNotificationActiveIs( true );
@@ -45,6 +46,7 @@ DataPlane::Outcome Executor::start() {
       if ( const auto known = known_.find( intf ); known != known_.end() )
          known->second.raised = false;
    }
+   findDrift();
    for ( const auto & [intf, entry] : model_.journal->entryRange() )
       runSoon( intf );
    for ( const auto & [intf, time] : model_.cause->intfStatusRange() )
@@ -52,6 +54,22 @@ DataPlane::Outcome Executor::start() {
    for ( const auto & [intf, known] : known_ )
       publish( intf );
    return outcome;
+}
+
+/// What others have done while there was no agent.
+void Executor::findDrift() {
+   drifts_.start( [this]( const LoweredLink & lowered ) {
+      const auto known = known_.find( lowered.intf() );
+      return known != known_.end() && !known->second.link.adminUp &&
+             known->second.link.ifIndex == lowered.ifIndex() && lowered.bootId() == switch_->bootId();
+   } );
+   for ( const auto & [intf, known] : known_ ) {
+      const LinkJournalEntry * const entry = model_.journal->entry( intf );
+      if ( entry && known.link.adminUp )
+         adminUpHasChanged( known.link );
+      else if ( !entry && !known.link.adminUp && hooks_.isMonitored( intf ) )
+         drifts_.foundDown( known.link, switch_->bootId() );
+   }
 }
 
 bool Executor::countersFresh() {
@@ -126,6 +144,7 @@ bool Executor::carries( const Wire::IntfId & intf, const Wire::IntfId & port ) c
 void Executor::linkIs( const DataPlane::Link & link ) {
    Known & known = known_[link.intf];
    const bool isNew = !known.present;
+   const bool changed = !isNew && known.link.adminUp != link.adminUp;
    known.link = link;
    known.present = true;
    if ( isNew ) {
@@ -136,6 +155,8 @@ void Executor::linkIs( const DataPlane::Link & link ) {
       if ( model_.cause->intfStatus( link.intf ) || model_.journal->entry( link.intf ) )
          runSoon( link.intf );
    }
+   if ( changed )
+      adminUpHasChanged( link );
    if ( link.operUp )
       known.graceEnd = 0;
    const LinkJournalEntry * const entry = model_.journal->entry( link.intf );
@@ -148,12 +169,23 @@ void Executor::linkIs( const DataPlane::Link & link ) {
    publish( link.intf );
 }
 
+/// A link has been set up or down. As long as a request of ours is on its way, that is taken for its doing.
+void Executor::adminUpHasChanged( const DataPlane::Link & link ) {
+   LinkJournalEntry * const entry = model_.journal->entry( link.intf );
+   if ( entry && !entry->acknowledged() )
+      return;
+   if ( entry )
+      entry->wasUpIs( link.adminUp );
+   drifts_.setByOthers( link, switch_->bootId(), entry != nullptr );
+}
+
 void Executor::linkDel( const Wire::IntfId & intf ) {
    const auto it = known_.find( intf );
    if ( it == known_.end() )
       return;
    // A link that is gone is held by nobody; one that comes back under its name is judged anew.
    model_.journal->entryDel( intf );
+   drifts_.linkDel( intf );
    requests_.erase( it->second.request );
    known_.erase( it );
    uncounted_.erase( intf );
@@ -180,6 +212,13 @@ void Executor::vlanMemberDel( Vel::U16 vlanId, const Wire::IntfId & member ) {
       model_.vlanStatusDir->vlanStatusDel( id );
 }
 
+void Executor::resynchronised() {
+   ++overruns_;
+   hooks_.noted( Vel::text(
+      "switch: news of links were lost, and all links have been read again (", overruns_,
+      overruns_ == 1 ? " time" : " times", " so far)" ) );
+}
+
 void Executor::linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetResult & result ) {
    const auto it = requests_.find( id );
    if ( it == requests_.end() )
@@ -201,9 +240,14 @@ void Executor::linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetRes
    entry->acknowledgedIs( true );
    if ( entry->wantedUp() ) {
       model_.journal->entryDel( intf );
-      link.graceEnd = link.link.operUp ? 0 : now() + releaseGrace;
+      // Somebody may have set it down while it was given back what it had lost.
+      const bool lowered = !link.link.adminUp && !health_.degraded;
+      if ( lowered )
+         adminUpHasChanged( link.link );
+      link.graceEnd = link.link.operUp || lowered ? 0 : now() + releaseGrace;
       wakeupIs( link.graceEnd );
-   }
+   } else
+      link.link.adminUp = link.link.operUp = false; // also if that has not been told
    // The cause may have changed while the request was on its way.
    runSoon( intf );
    publish( intf );
@@ -275,6 +319,7 @@ void Executor::hold( const Wire::IntfId & intf, Known & known ) {
 }
 
 void Executor::letGo( LinkJournalEntry & entry, Known & known ) {
+   drifts_.letGo( entry.intf() );
    if ( !entry.wasUp() ) {
       model_.journal->entryDel( entry.intf() );
       return;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Agent/Executor/Drift.h"
 #include "Agent/Model/LinkJournal.h"
 #include "Api/Error.h"
 #include "DataPlane/Switch.h"
@@ -28,7 +29,8 @@
 ///    we hold it is shown as it is.
 /// 2. An Ethernet port has a status only while it has counters, and a port-channel or VLAN interface only on a switch
 ///    that tells their members and while those have counters, so that what cannot be counted never reads as quiet.
-/// 3. A link that was down before we came is not raised when we let go.
+/// 3. The last wish of others holds: a link that was down before we came, or that somebody else has set down since, is
+///    not raised when we let go. What others do to links that we hold or watch is told (Drift.h) and not fought over.
 /// 4. No request is sent that the journal does not know; what the journal knows and the switch has not acknowledged is
 ///    asked for again. A link whose addresses and routes cannot be read is not shut until they can be.
 namespace Agent {
@@ -51,9 +53,13 @@ class Executor final : private DataPlane::Listener {
       Vel::Ptr< LinkJournal > journal;
       Vel::Ptr< VelPool::EntityManager > pool;
    };
-   /// Who else is told of interfaces. All given.
+   /// Who else is told of interfaces, and is asked of them. All given.
    struct Hooks {
       std::function< void( const Wire::IntfId & ) > intfIs, intfDel;
+      /// Whether a unit of it is not normal; whether it has a record.
+      std::function< bool( const Wire::IntfId & ) > isUnderWay, isMonitored;
+      /// Takes a line for the agent's log.
+      std::function< void( const Vel::String & line ) > noted;
    };
    Executor(
       Vel::Ptr< Cog::Scheduler > scheduler, Vel::Ptr< Cog::TimerWheel > wheel,
@@ -74,6 +80,11 @@ class Executor final : private DataPlane::Listener {
    Vel::String problem() const;
    bool switchDegraded() const { return health_.degraded; }
 
+   /// Called at the end of each turn, before it is committed.
+   void turnEnds() { drifts_.turnEnds(); }
+   /// How often the switch has lost facts, which it has read again since.
+   Vel::U32 overruns() const { return overruns_; }
+
    /// Raises a link that we hold and forgets its entry in the cause, whatever the stages say.
    std::optional< Api::Error > release( const std::string & name );
    /// Forgets entries of the cause that belong to no record: nobody would ever take them away. Called once, when the
@@ -82,6 +93,7 @@ class Executor final : private DataPlane::Listener {
 
    /// The switch's own state of a link: "up", "down" or "unknown".
    std::string linkState( const Wire::IntfId & intf ) const;
+   Drift drift( const Wire::IntfId & intf ) const { return drifts_.of( intf ); }
 
  private:
    struct VelCause final : Vel::ReactorTo< Executor, Errdisable::CauseStatus > {
@@ -109,9 +121,11 @@ class Executor final : private DataPlane::Listener {
    void vlanMemberIs( Vel::U16 vlanId, const Wire::IntfId & member ) override;
    void vlanMemberDel( Vel::U16 vlanId, const Wire::IntfId & member ) override;
    void linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetResult & result ) override;
-   void resynchronised() override {}
+   void resynchronised() override;
    void healthIs( const DataPlane::Health & health ) override { health_ = health; }
 
+   void adminUpHasChanged( const DataPlane::Link & link );
+   void findDrift();
    void runSoon( const Wire::IntfId & intf );
    void run();
    void execute( const Wire::IntfId & intf );
@@ -132,6 +146,8 @@ class Executor final : private DataPlane::Listener {
    Vel::Ptr< DataPlane::Switch > switch_;
    Model model_;
    Hooks hooks_;
+   Drifts drifts_;
+   Vel::U32 overruns_ = 0;
    std::map< Wire::IntfId, Known > known_;
    std::map< DataPlane::RequestId, Wire::IntfId > requests_;
    DataPlane::RequestId lastRequest_ = 0;

@@ -13,17 +13,27 @@ class LinkJournalEntry final : public Vel::Entity {
    explicit LinkJournalEntry( const Wire::IntfId & intf ) : intf_( intf ) {}
    VEL_PARAM( Wire::IntfId, intf );
    VEL_ATTR( Vel::U32, ifIndex, onIfIndex ); ///< tells the link from another one that is made under its name
-   VEL_ATTR( bool, wasUp, onWasUp );         ///< somebody wanted it up before we set it down
-   VEL_ATTR( bool, wantedUp, onWantedUp );   ///< false: we hold it down
+   VEL_ATTR( bool, wasUp, onWasUp ); ///< somebody else wants it up: as we found it, or as it was set since
+   VEL_ATTR( bool, wantedUp, onWantedUp );         ///< false: we hold it down
    VEL_ATTR( bool, acknowledged, onAcknowledged ); ///< the switch has done what is wanted
    VEL_ATTR(
       Vel::String, bootId, onBootId ); ///< a switch that was started again has forgotten what we asked for
    VEL_ATTR( Vel::String, snapshot, onSnapshot ); ///< addresses and routes to put back
 };
 
+/// One link that somebody else has set down in the middle of a maintenance. Written by Drifts only.
+class LoweredLink final : public Vel::Entity {
+   VEL_ENTITY( LoweredLink );
+   explicit LoweredLink( const Wire::IntfId & intf ) : intf_( intf ) {}
+   VEL_PARAM( Wire::IntfId, intf );
+   VEL_ATTR( Vel::U32, ifIndex, onIfIndex );  ///< as of an entry
+   VEL_ATTR( Vel::String, bootId, onBootId ); ///< as of an entry
+};
+
 class LinkJournal final : public Vel::Entity {
    VEL_ENTITY( LinkJournal );
    VEL_CHILDREN( Wire::IntfId, LinkJournalEntry, entry, onEntry );
+   VEL_CHILDREN( Wire::IntfId, LoweredLink, lowered, onLowered );
 };
 
 } // namespace Agent

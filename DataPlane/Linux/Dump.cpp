@@ -40,14 +40,17 @@ std::optional< KernelAnswer > parseAnswer( const nlmsghdr & message ) {
    return answer;
 }
 
-DumpOutcome dump(
-   Channel & channel, Bytes request, const char * what,
+namespace {
+
+/// Sends the request and takes its answer, which ends with what the kernel thinks of the request.
+DumpOutcome converse(
+   Channel & channel, Bytes request, Vel::U16 flags, const char * what,
    const std::function< void( const nlmsghdr & ) > & handle ) {
    const auto failed = [what]( const Vel::String & why ) {
       return DumpOutcome{ Outcome::failed( Vel::text( what, ": ", why ) ), false };
    };
    nlmsghdr & header = messageIn( request );
-   header.nlmsg_flags |= NLM_F_REQUEST | NLM_F_DUMP;
+   header.nlmsg_flags |= flags;
    header.nlmsg_seq = channel.nextSequence();
    const Outcome sent = channel.send( request );
    if ( !sent.ok() )
@@ -87,15 +90,35 @@ DumpOutcome dump(
    return result;
 }
 
+} // namespace
+
+DumpOutcome dump(
+   Channel & channel, Bytes request, const char * what,
+   const std::function< void( const nlmsghdr & ) > & handle ) {
+   return converse( channel, std::move( request ), NLM_F_REQUEST | NLM_F_DUMP, what, handle );
+}
+
+Outcome lookUp(
+   Channel & channel, Bytes request, const char * what,
+   const std::function< void( const nlmsghdr & ) > & handle ) {
+   return converse( channel, std::move( request ), NLM_F_REQUEST | NLM_F_ACK, what, handle ).outcome;
+}
+
+Outcome Dumps::open( const char * what ) {
+   if ( channel_ )
+      return {};
+   Opened opened = kernel_.open( false );
+   if ( !opened.channel )
+      return Outcome::failed( Vel::text( what, ": ", opened.outcome.text() ) );
+   channel_ = std::move( opened.channel );
+   return {};
+}
+
 Outcome Dumps::whole(
    const Bytes & request, const char * what, const std::function< void() > & begin,
    const std::function< void( const nlmsghdr & ) > & handle ) {
-   if ( !channel_ ) {
-      Opened opened = kernel_.open( false );
-      if ( !opened.channel )
-         return Outcome::failed( Vel::text( what, ": ", opened.outcome.text() ) );
-      channel_ = std::move( opened.channel );
-   }
+   if ( const Outcome opened = open( what ); !opened.ok() )
+      return opened;
    for ( int tries = 0; tries < maxTries; ++tries ) {
       begin();
       const DumpOutcome result = dump( *channel_, request, what, handle );
@@ -105,6 +128,16 @@ Outcome Dumps::whole(
          return result.outcome;
    }
    return Outcome::failed( Vel::text( what, ": they change faster than they can be read" ) );
+}
+
+Outcome Dumps::one(
+   const Bytes & request, const char * what, const std::function< void( const nlmsghdr & ) > & handle ) {
+   Outcome outcome = open( what );
+   if ( outcome.ok() )
+      outcome = lookUp( *channel_, request, what, handle );
+   if ( !outcome.ok() )
+      channel_.reset();
+   return outcome;
 }
 
 } // namespace DataPlane::Linux

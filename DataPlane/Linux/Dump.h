@@ -17,7 +17,12 @@ DumpOutcome dump(
    Channel & channel, Bytes request, const char * what,
    const std::function< void( const nlmsghdr & ) > & handle );
 
-/// A channel for dumps only. It is opened when it is needed, and anew after a dump that has failed, because the rest of
+/// Asks for one thing and takes the answer, at once. The rest as for dump().
+Outcome lookUp(
+   Channel & channel, Bytes request, const char * what,
+   const std::function< void( const nlmsghdr & ) > & handle );
+
+/// A channel for dumps and look-ups only. It is opened when it is needed, and anew after a dump that has failed, because the rest of
 /// that may still be on its way.
 class Dumps {
  public:
@@ -29,10 +34,15 @@ class Dumps {
    Outcome whole(
       const Bytes & request, const char * what, const std::function< void() > & begin,
       const std::function< void( const nlmsghdr & ) > & handle );
+   /// Asks for one thing.
+   Outcome
+   one( const Bytes & request, const char * what, const std::function< void( const nlmsghdr & ) > & handle );
    void close() { channel_.reset(); }
 
  private:
    static constexpr int maxTries = 5;
+
+   Outcome open( const char * what );
 
    Kernel & kernel_;
    std::unique_ptr< Channel > channel_;

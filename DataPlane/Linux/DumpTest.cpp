@@ -71,6 +71,20 @@ TEST_F( Dump, failsWhenNothingCanBeSentOrOpened ) {
    EXPECT_EQ( "links: cannot open a netlink socket: Too many open files", links().text() );
 }
 
+TEST_F( Dump, lookUpBringsOneLink ) {
+   const auto look = [this]( Vel::U32 ifIndex ) {
+      names.clear();
+      return dumps.one( linkRequest( ifIndex ), "link", [&]( const nlmsghdr & message ) {
+         names += parseLink( message ).value().link.name + " ";
+      } );
+   };
+   EXPECT_TRUE( look( 2 ).ok() );
+   EXPECT_EQ( "et2 ", names );
+   EXPECT_EQ( "link: No such device", look( 3 ).text() );
+   EXPECT_TRUE( links().ok() && look( 1 ).ok() );
+   EXPECT_EQ( "et1 ", names );
+}
+
 /// A channel on which everything is put by hand.
 class ByHand final : public Channel {
  public:

@@ -65,6 +65,7 @@ class FakeKernel final : public Kernel {
    bool opens = true;
    bool sends = true;
    bool answers = true;
+   bool setsLinks = true; ///< or only says so
    int opened = 0;
    std::shared_ptr< Inbox > events, requests;
 
@@ -112,7 +113,9 @@ class FakeKernel final : public Kernel {
 
    void take( const Bytes & message, const std::shared_ptr< Inbox > & inbox ) {
       const nlmsghdr & header = messageIn( message );
-      if ( header.nlmsg_flags & NLM_F_ACK )
+      if ( header.nlmsg_type == RTM_GETLINK && !( header.nlmsg_flags & NLM_F_DUMP ) )
+         lookUp( header, *inbox );
+      else if ( header.nlmsg_flags & NLM_F_ACK )
          acknowledge( message, inbox );
       else if ( answers )
          dump( header, *inbox );
@@ -123,7 +126,7 @@ class FakeKernel final : public Kernel {
       requests = inbox;
       asked.push_back( message );
       const int result = code ? code( header ) : 0;
-      if ( result == 0 && header.nlmsg_type == RTM_NEWLINK )
+      if ( result == 0 && header.nlmsg_type == RTM_NEWLINK && setsLinks )
          setLink( fixedHeader< ifinfomsg >( header ).value() );
       if ( answers )
          inbox->push( answerBytes( header.nlmsg_seq, result ) );
@@ -132,6 +135,17 @@ class FakeKernel final : public Kernel {
       TestLink link = links.at( static_cast< Vel::U32 >( wanted.ifi_index ) );
       link.flags = wanted.ifi_flags & IFF_UP ? upAndRunning : 0;
       add( link );
+   }
+
+   void lookUp( const nlmsghdr & request, Inbox & inbox ) {
+      if ( !answers )
+         return;
+      const auto link =
+         links.find( static_cast< Vel::U32 >( fixedHeader< ifinfomsg >( request )->ifi_index ) );
+      if ( link != links.end() )
+         inbox.push( answerFrom( request, linkBytes( link->second ), 0 ) );
+      inbox.push(
+         answerFrom( request, answerBytes( request.nlmsg_seq, link == links.end() ? ENODEV : 0 ), 0 ) );
    }
 
    void dump( const nlmsghdr & request, Inbox & inbox ) {

@@ -72,6 +72,15 @@ Bytes linkDumpRequest() {
    return message.attribute( IFLA_EXT_MASK, Vel::U32( RTEXT_FILTER_SKIP_STATS ) ).take();
 }
 
+Bytes linkRequest( Vel::U32 ifIndex ) {
+   ifinfomsg header{};
+   header.ifi_index = static_cast< int >( ifIndex );
+   return MessageBuilder( RTM_GETLINK, NLM_F_REQUEST )
+      .header( header )
+      .attribute( IFLA_EXT_MASK, Vel::U32( RTEXT_FILTER_SKIP_STATS ) )
+      .take();
+}
+
 Bytes statsDumpRequest() {
    if_stats_msg header{};
    header.filter_mask = IFLA_STATS_FILTER_BIT( IFLA_STATS_LINK_64 );

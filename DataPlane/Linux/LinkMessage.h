@@ -40,6 +40,8 @@ struct StatsMessage {
 std::optional< StatsMessage > parseStats( const nlmsghdr & message );
 
 Bytes linkDumpRequest();
+/// One link.
+Bytes linkRequest( Vel::U32 ifIndex );
 Bytes statsDumpRequest();
 /// Sets a link up or down, to be acknowledged.
 Bytes linkSetRequest( Vel::U32 ifIndex, bool up );

@@ -68,6 +68,7 @@ void LinuxSwitch::stop() {
    listener_ = nullptr;
    health_ = {};
    trouble_.clear();
+   missed_ = false;
    recoveryTime_ = never;
 }
 
@@ -106,17 +107,28 @@ void LinuxSwitch::later( std::function< void() > act ) {
 
 // Links.
 
-void LinuxSwitch::handleEvents() {
-   bool lost = false;
-   for ( int left = maxEventsPerTurn; left > 0 && events_; --left ) {
+/// Whether all that there are have been taken.
+bool LinuxSwitch::handleEvents() {
+   for ( int left = maxEventsPerTurn; events_; --left ) {
+      if ( left == 0 ) {
+         tellHealth();
+         return false;
+      }
       const Channel::Received received = events_->receive();
       if ( received.got == Channel::Got::nothing )
          break;
-      if ( received.got == Channel::Got::failed ) {
+      if ( received.got != Channel::Got::messages ) {
+         // What is left in the channel is older than the links as they are read now. And the kernel goes on dropping
+         // events, without saying so again, until an overrun channel has been emptied.
+         missed_ = true;
+         const Vel::String error = received.error;
          close( events_ );
-         return degrade( "cannot hear of links: " + received.error );
+         if ( received.got == Channel::Got::lost )
+            recover();
+         else
+            degrade( "cannot hear of links: " + error );
+         return true;
       }
-      lost |= received.got == Channel::Got::lost;
       forEachMessage( received.begin, received.size, [this]( const nlmsghdr & message ) {
          const std::optional< LinkEvent > event = parseLink( message );
          if ( event && event->removed )
@@ -126,10 +138,8 @@ void LinuxSwitch::handleEvents() {
          return true;
       } );
    }
-   if ( lost )
-      recover();
-   else
-      tellHealth();
+   tellHealth();
+   return true;
 }
 
 Outcome LinuxSwitch::dumpLinks() {
@@ -156,7 +166,8 @@ void LinuxSwitch::recover() {
    if ( !outcome.ok() )
       return degrade( outcome.text() );
    trouble_.clear();
-   listener_->resynchronised();
+   if ( std::exchange( missed_, false ) )
+      listener_->resynchronised();
    tellHealth();
 }
 
@@ -225,7 +236,7 @@ void LinuxSwitch::linkSet( RequestId id, const Wire::IntfId & intf, bool up, con
       const Outcome outcome = Outcome::failed( Vel::text( "there is no link \"", intf, "\"" ) );
       return later( [this, id, outcome] { done( id, { outcome, {} } ); } );
    }
-   const Asked asked{ id, intf, up, restore, ++order_ };
+   const Asked asked{ id, intf, ifIndex, up, restore, ++order_ };
    lastAsked_[intf] = asked.order;
    requests_.ask( linkSetRequest( ifIndex, up ), [this, asked]( const KernelAnswer & answer ) {
       linkIsSet( asked, answer );
@@ -233,7 +244,8 @@ void LinuxSwitch::linkSet( RequestId id, const Wire::IntfId & intf, bool up, con
 }
 
 void LinuxSwitch::handleAnswers() {
-   handleEvents();
+   if ( !handleEvents() )
+      return later( [this] { handleAnswers(); } );
    const Outcome outcome = requests_.takeAnswers();
    if ( outcome.ok() )
       return;
@@ -249,12 +261,35 @@ void LinuxSwitch::linkIsSet( const Asked & asked, const KernelAnswer & answer ) 
    if ( answer.code != 0 )
       result.link = Outcome::failed(
          Vel::text( "cannot set ", asked.intf, asked.up ? " up: " : " down: ", answer.text ) );
-   else if ( asked.up && !asked.restore.empty() ) {
+   else if ( last )
+      result.link = readBack( asked );
+   if ( result.link.ok() && asked.up && !asked.restore.empty() ) {
       if ( last )
          return restore( asked );
       result.restore = Outcome::failed( "a later request took its place" );
    }
    done( asked.id, result );
+}
+
+/// A driver may refuse without saying so.
+Outcome LinuxSwitch::readBack( const Asked & asked ) {
+   std::optional< bool > up;
+   const Vel::String what = Vel::text( "cannot read ", asked.intf, " back" );
+   const Outcome outcome =
+      dumps_.one( linkRequest( asked.ifIndex ), what.c_str(), [&]( const nlmsghdr & message ) {
+         const std::optional< LinkEvent > event = parseLink( message );
+         if ( event && !event->removed && event->link.ifIndex == asked.ifIndex )
+            up = event->link.adminUp;
+      } );
+   if ( !outcome.ok() )
+      return outcome;
+   if ( !up )
+      return Outcome::failed( what + ": the kernel has not answered" );
+   const char * const wanted = asked.up ? " up" : " down";
+   return *up == asked.up ? Outcome()
+                          : Outcome::failed( Vel::text(
+                               "cannot set ", asked.intf, wanted,
+                               ": the kernel has acknowledged it, but the link is not", wanted ) );
 }
 
 void LinuxSwitch::restore( const Asked & asked ) {

@@ -14,7 +14,8 @@ namespace DataPlane::Linux {
 /// Invariants:
 /// 1. Events are taken before answers, so the listener hears of a link's change before it hears that its request is done.
 /// 2. When events are lost, all links are dumped again and the differences told; until that has succeeded the switch is
-///    degraded.
+///    degraded. Events that are left from before the loss are never taken after that dump: they would undo it.
+/// 3. A request has succeeded when the kernel has acknowledged it and, asked again, shows the link as it was wanted.
 class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
  public:
    LinuxSwitch( Vel::Ptr< Cog::EventLoop > loop, std::unique_ptr< Kernel > kernel );
@@ -37,6 +38,7 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    struct Asked {
       RequestId id;
       Wire::IntfId intf;
+      Vel::U32 ifIndex;
       bool up;
       Vel::String restore;
       Vel::U64 order; ///< of all requests
@@ -54,7 +56,7 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    void close( std::unique_ptr< Channel > & channel );
    void later( std::function< void() > act );
 
-   void handleEvents();
+   bool handleEvents();
    void handleAnswers();
    Outcome dumpLinks();
    void recover();
@@ -62,6 +64,7 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    void tellHealth();
 
    void linkIsSet( const Asked & asked, const KernelAnswer & answer );
+   Outcome readBack( const Asked & asked );
    void restore( const Asked & asked );
    void retryRestores();
    void cancelRestore( const Wire::IntfId & intf );
@@ -81,6 +84,7 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    Vel::String bootId_ = "unknown";
    Health health_;
    Vel::String trouble_; ///< why links may be out of date; empty: they are not
+   bool missed_ = false; ///< events have been lost, and it is not made up for yet
    double recoveryTime_; ///< infinity: not needed
    /// Posted tasks of an earlier start find it expired. Null: not started.
    std::shared_ptr< const int > running_;

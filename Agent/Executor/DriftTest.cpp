@@ -1,0 +1,309 @@
+#include "Agent/Executor/ExecutorRigTest.h"
+
+namespace Agent {
+namespace {
+
+/// A link of a unit that is under way.
+class DriftStory : public ExecutorStory {
+ protected:
+   DriftStory() { underWay.insert( et1 ); }
+   void othersSet( bool up ) {
+      fake->link( et1, up, up );
+      clock->runUntilIdle();
+   }
+   /// The notes since the last call, joined.
+   Vel::String noted() {
+      Vel::String result;
+      for ( const Vel::String & line : std::exchange( notes, {} ) )
+         result += ( result.empty() ? "" : "; " ) + line;
+      return result;
+   }
+   std::string drift() { return stringValue( executor->drift( et1 ) ); }
+   /// Lets go of it, and does what is asked for then.
+   void released() {
+      const std::size_t before = fake->requests.size();
+      bringBack();
+      clock->runUntilIdle();
+      for ( std::size_t i = before; i < fake->requests.size(); ++i )
+         fake->done( i );
+      clock->runUntilIdle();
+   }
+   bool isUp() { return fake->links.at( et1 ).adminUp; }
+
+   const Vel::String lowered =
+      "et1: somebody else has set it down; it is left down, also when its unit leaves maintenance";
+   const Vel::String raised = "et1: somebody else has set it up while we hold it down; it is left up";
+};
+
+TEST_F( DriftStory, thereIsNoneInWhatWeDoOurselves ) {
+   held();
+   EXPECT_EQ( "none", drift() );
+   released();
+   EXPECT_EQ( "none", drift() );
+   EXPECT_EQ( "", noted() );
+   EXPECT_TRUE( isUp() );
+}
+
+TEST_F( DriftStory, linkThatSomebodyElseRaisesIsToldAndLeftAlone ) {
+   held();
+   othersSet( true );
+   clock->advance( 60 );
+   EXPECT_EQ( "raised", drift() );
+   EXPECT_EQ( raised, noted() );
+   EXPECT_EQ( 1u, fake->requests.size() );
+}
+
+TEST_F( DriftStory, raisedLinkIsGivenBackWhatItHadLostWhenWeLetGo ) {
+   held();
+   othersSet( true );
+   noted();
+   released();
+   EXPECT_EQ( "none", drift() );
+   EXPECT_EQ( "et1: is not held any more; somebody else had set it up before", noted() );
+   ASSERT_EQ( 2u, fake->requests.size() );
+   EXPECT_EQ( "addresses of et1", fake->requests[1].restore );
+}
+
+TEST_F( DriftStory, carrierIsNoDrift ) {
+   held();
+   fake->link( et1, true, false );
+   fake->link( et1, true, true );
+   fake->link( et1, true, false );
+   EXPECT_EQ( raised, noted() );
+   EXPECT_EQ( "raised", drift() );
+}
+
+TEST_F( DriftStory, watchedLinkThatSomebodyElseLowersIsTold ) {
+   othersSet( false );
+   EXPECT_EQ( "lowered", drift() );
+   EXPECT_EQ( lowered, noted() );
+   EXPECT_EQ( Interface::operDown, status() );
+   othersSet( true );
+   EXPECT_EQ( "none", drift() );
+   EXPECT_EQ( "et1: has been set up again", noted() );
+   EXPECT_EQ( 0u, fake->requests.size() );
+}
+
+TEST_F( DriftStory, linkThatIsLoweredWhileItsUnitIsNormalHasNotDrifted ) {
+   underWay.clear();
+   othersSet( false );
+   EXPECT_EQ( "none", drift() );
+   // The maintenance begins with the link down.
+   underWay.insert( et1 );
+   clock->advance( 5 );
+   EXPECT_EQ( "none", drift() );
+   EXPECT_EQ( "", noted() );
+}
+
+TEST_F( DriftStory, linkThatIsLoweredAfterItsReleaseHasDriftedUntilItsUnitIsNormal ) {
+   held();
+   released();
+   othersSet( false );
+   EXPECT_EQ( "lowered", drift() );
+   EXPECT_EQ( lowered, noted() );
+   underWay.clear();
+   clock->advance( 1 );
+   EXPECT_EQ( "none", drift() );
+   EXPECT_EQ( "et1: stays down, as somebody else has set it", noted() );
+   EXPECT_FALSE( isUp() );
+}
+
+TEST_F( DriftStory, lastWishOfOthersIsRespectedOnRelease ) {
+   struct Row {
+      std::vector< bool > set; ///< by others, while we hold the link
+      bool upAfterwards;
+      const char * drift; ///< meanwhile
+   };
+   for ( const Row & row :
+         { Row{ {}, true, "none" }, Row{ { true }, true, "raised" }, Row{ { true, false }, false, "lowered" },
+           Row{ { true, false, true }, true, "raised" } } ) {
+      SCOPED_TRACE( row.set.size() );
+      othersSet( true );
+      held();
+      for ( const bool up : row.set )
+         othersSet( up );
+      EXPECT_EQ( row.drift, drift() );
+      released();
+      EXPECT_EQ( row.upAfterwards, isUp() );
+      EXPECT_EQ( nullptr, entry() );
+   }
+}
+
+TEST_F( DriftStory, linkThatWasDownBeforeAndIsRaisedStaysUpOnRelease ) {
+   fake->link( et1, false, false );
+   noted();
+   shut();
+   clock->runUntilIdle();
+   EXPECT_EQ( 0u, fake->requests.size() );
+   othersSet( true );
+   EXPECT_EQ( "raised", drift() );
+   EXPECT_EQ( raised, noted() );
+   released();
+   EXPECT_TRUE( isUp() );
+}
+
+TEST_F( DriftStory, heldLinkThatSomebodyHasLoweredShowsItsOwnStateAgain ) {
+   held();
+   EXPECT_EQ( Interface::operUp, status() );
+   othersSet( true );
+   othersSet( false );
+   EXPECT_EQ( Interface::operDown, status() );
+}
+
+TEST_F( DriftStory, whatIsSetWhileARequestIsOnItsWayIsTakenForItsDoing ) {
+   shut();
+   clock->runUntilIdle();
+   fake->link( et1, false, false );
+   EXPECT_EQ( "none", drift() );
+   fake->done( 0 );
+   bringBack();
+   clock->runUntilIdle();
+   fake->link( et1, true, true );
+   EXPECT_EQ( "none", drift() );
+   EXPECT_EQ( "", noted() );
+}
+
+TEST_F( DriftStory, linkThatIsLoweredWhileItIsGivenBackWhatItHadLostHasDrifted ) {
+   held();
+   bringBack();
+   clock->runUntilIdle();
+   fake->link( et1, true, true );
+   fake->link( et1, false, false );
+   fake->listener->linkSetDone( fake->requests.at( 1 ).id, { {}, Outcome::failed( "the network is down" ) } );
+   clock->runUntilIdle();
+   EXPECT_EQ( "lowered", drift() );
+   EXPECT_EQ( lowered, noted() );
+   EXPECT_EQ( Interface::operDown, status() );
+   clock->advance( 60 );
+   EXPECT_EQ( 2u, fake->requests.size() );
+}
+
+TEST_F( DriftStory, acknowledgedShutdownIsNoDriftWhenItsNewsComeLate ) {
+   shut();
+   clock->runUntilIdle();
+   fake->listener->healthIs( { true, "cannot read the links" } );
+   fake->listener->linkSetDone( fake->requests.at( 0 ).id, {} );
+   EXPECT_EQ( "down", executor->linkState( et1 ) );
+   fake->link( et1, false, false );
+   fake->listener->healthIs( {} );
+   EXPECT_EQ( "none", drift() );
+   released();
+   EXPECT_TRUE( isUp() );
+}
+
+TEST_F( DriftStory, linkThatIsGoneHasNotDrifted ) {
+   held();
+   othersSet( true );
+   fake->linkGone( et1 );
+   EXPECT_EQ( "none", drift() );
+   fake->link( et1, false, false );
+   EXPECT_EQ( "none", drift() );
+}
+
+TEST_F( DriftStory, subInterfaceThatGoesDownWithItsParentHasNotDrifted ) {
+   const Wire::IntfId sub = Wire::SubIntfId( "et1.5" );
+   underWay.insert( sub );
+   fake->link( sub, true, true );
+   held();
+   fake->link( sub, false, false );
+   EXPECT_EQ( Drift::none, executor->drift( sub ) );
+   EXPECT_EQ( "", noted() );
+}
+
+// ---- over a restart
+
+TEST_F( DriftStory, linkThatWasRaisedWhileTheAgentWasAwayIsTold ) {
+   held();
+   fake->links[et1].adminUp = fake->links[et1].operUp = true;
+   restart();
+   EXPECT_EQ( "raised", drift() );
+   EXPECT_EQ( raised, noted() );
+   EXPECT_EQ( 1u, fake->requests.size() );
+}
+
+TEST_F( DriftStory, loweredLinkStaysSoOverARestart ) {
+   othersSet( false );
+   noted();
+   restart();
+   EXPECT_EQ( "lowered", drift() );
+   EXPECT_EQ( "", noted() );
+}
+
+TEST_F( DriftStory, whatIsKeptOfALoweredLinkIsDroppedWhenItIsNotThatLinkAnyMore ) {
+   const std::pair< const char *, std::function< void() > > rows[] = {
+      { "it is up", [this] { fake->links[et1].adminUp = true; } },
+      { "it is another one", [this] { fake->links[et1].ifIndex = 7; } },
+      { "it has gone", [this] { fake->links.clear(); } },
+      { "the machine was started again", [this] { fake->boot = "boot 2"; } } };
+   for ( const auto & [what, happens] : rows ) {
+      SCOPED_TRACE( what );
+      fake->link( et1, true, true );
+      othersSet( false );
+      EXPECT_EQ( "lowered", drift() );
+      happens();
+      restart();
+      EXPECT_EQ( "none", drift() );
+   }
+}
+
+TEST_F( DriftStory, watchedLinkThatWasLoweredWhileTheAgentWasAwayIsTold ) {
+   monitored.insert( et1 );
+   fake->links[et1].adminUp = fake->links[et1].operUp = false;
+   restart();
+   EXPECT_EQ( "lowered", drift() );
+   EXPECT_EQ( lowered, noted() );
+}
+
+TEST_F( DriftStory, linkThatIsDownAtAStartAndWasNotWatchedHasNotDrifted ) {
+   fake->links[et1].adminUp = fake->links[et1].operUp = false;
+   restart();
+   EXPECT_EQ( "none", drift() );
+   underWay.clear();
+   monitored.insert( et1 );
+   restart();
+   EXPECT_EQ( "none", drift() );
+}
+
+TEST_F( DriftStory, administratorsDownFromBeforeIsRespectedOverARestart ) {
+   fake->link( et1, false, false );
+   shut();
+   clock->runUntilIdle();
+   restart();
+   released();
+   EXPECT_FALSE( isUp() );
+   EXPECT_EQ( 0u, fake->requests.size() );
+}
+
+TEST_F( DriftStory, ofAPortChannelAndAVlanInterfaceIsTheirOwn ) {
+   const Wire::IntfId vlan10 = Wire::VlanIntfId( "vlan10", 10 );
+   for ( const Wire::IntfId & intf : { pc1, vlan10 } ) {
+      SCOPED_TRACE( intf.name() );
+      underWay.insert( intf );
+      fake->link( intf, true, true );
+      model.cause->intfStatusIs( intf, clock->currentTime() );
+      clock->runUntilIdle();
+      EXPECT_EQ( intf, fake->requests.back().intf );
+      fake->done( fake->requests.size() - 1 );
+      fake->link( intf, true, true );
+      EXPECT_EQ( Drift::raised, executor->drift( intf ) );
+      fake->link( intf, false, false );
+      EXPECT_EQ( Drift::lowered, executor->drift( intf ) );
+   }
+}
+
+// ---- overruns
+
+TEST_F( DriftStory, eachOverrunIsCountedAndNotedOnce ) {
+   EXPECT_EQ( 0u, executor->overruns() );
+   fake->listener->resynchronised();
+   EXPECT_EQ( 1u, executor->overruns() );
+   EXPECT_EQ(
+      "switch: news of links were lost, and all links have been read again (1 time so far)", noted() );
+   fake->listener->resynchronised();
+   EXPECT_EQ( 2u, executor->overruns() );
+   EXPECT_EQ(
+      "switch: news of links were lost, and all links have been read again (2 times so far)", noted() );
+}
+
+} // namespace
+} // namespace Agent
