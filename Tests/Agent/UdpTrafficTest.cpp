@@ -7,9 +7,35 @@
 #include <cstring>
 #include <iostream>
 #include <thread>
+#include <vector>
 
-/// Sends UDP at a constant rate for a limited time: UdpTrafficTest ADDRESS BITS-PER-SECOND SECONDS
-/// The rate counts whole Ethernet frames, as counters of links do. What cannot be sent is lost: links may be shut.
+namespace {
+
+int failed( const char * what ) {
+   std::cerr << "UdpTrafficTest: " << what << ": " << std::strerror( errno ) << '\n';
+   return 1;
+}
+
+/// From a port of its own, which is the same in each run, so that flows spread over the members of a bond as they did
+/// last time.
+int openFlow( int number ) {
+   const int descriptor = socket( AF_INET, SOCK_DGRAM, 0 );
+   const int yes = 1;
+   sockaddr_in from{};
+   from.sin_family = AF_INET;
+   from.sin_port = htons( static_cast< std::uint16_t >( 20000 + number ) );
+   if (
+      descriptor < 0 || setsockopt( descriptor, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes ) != 0 ||
+      bind( descriptor, reinterpret_cast< sockaddr * >( &from ), sizeof from ) != 0 )
+      return -1;
+   return descriptor;
+}
+
+} // namespace
+
+/// Sends UDP at a constant rate for a limited time: UdpTrafficTest ADDRESS BITS-PER-SECOND SECONDS [FLOWS]
+/// The rate is that of all flows together, which take turns, and counts whole Ethernet frames, as counters of links do.
+/// What cannot be sent is lost: links may be shut.
 int main( int argc, char ** argv ) {
    constexpr std::size_t headers = 14 + 20 + 8;
    constexpr std::size_t frame = 1000;
@@ -17,16 +43,18 @@ int main( int argc, char ** argv ) {
    sockaddr_in to{};
    to.sin_family = AF_INET;
    to.sin_port = htons( 9 );
-   if ( argc != 4 || inet_pton( AF_INET, argv[1], &to.sin_addr ) != 1 ) {
-      std::cerr << "usage: UdpTrafficTest ADDRESS BITS-PER-SECOND SECONDS\n";
+   const int count = argc == 5 ? std::atoi( argv[4] ) : 1;
+   if ( argc < 4 || argc > 5 || inet_pton( AF_INET, argv[1], &to.sin_addr ) != 1 || count < 1 ) {
+      std::cerr << "usage: UdpTrafficTest ADDRESS BITS-PER-SECOND SECONDS [FLOWS]\n";
       return 2;
    }
    const double framesPerSecond = std::atof( argv[2] ) / 8 / frame;
    const double seconds = std::atof( argv[3] );
-   const int descriptor = socket( AF_INET, SOCK_DGRAM, 0 );
-   if ( descriptor < 0 ) {
-      std::cerr << "UdpTrafficTest: cannot open a socket: " << std::strerror( errno ) << '\n';
-      return 1;
+   std::vector< int > flows;
+   for ( int i = 0; i < count; ++i ) {
+      flows.push_back( openFlow( i ) );
+      if ( flows.back() < 0 )
+         return failed( "cannot open a socket" );
    }
    const char payload[frame - headers] = {};
    const auto start = std::chrono::steady_clock::now();
@@ -39,6 +67,8 @@ int main( int argc, char ** argv ) {
          return 0;
       for ( const auto due = static_cast< std::uint64_t >( elapsed.count() * framesPerSecond ); sent < due;
             ++sent )
-         sendto( descriptor, payload, sizeof payload, 0, reinterpret_cast< sockaddr * >( &to ), sizeof to );
+         sendto(
+            flows[sent % flows.size()], payload, sizeof payload, 0, reinterpret_cast< sockaddr * >( &to ),
+            sizeof to );
    }
 }

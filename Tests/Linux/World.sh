@@ -6,7 +6,9 @@
 #   $world   what the names of all its namespaces begin with: "maint-PID-NAME"
 #   $ns      the namespace of the agent; $world unless the story says otherwise
 #   $unit    the unit that the story is about
+#   $pause   between two looks at what is waited for, seconds
 unit=u1
+pause=0.1
 
 # ---- worlds
 
@@ -78,7 +80,7 @@ _until() {
    shift 2
    until "$@"; do
       [ $SECONDS -lt $end ] || fail "has not come true in time: $what"
-      sleep 0.1
+      sleep "$pause"
    done
 }
 # _holds EXPRESSION WHAT: over numbers.
@@ -88,7 +90,10 @@ _holds() {
 
 # ---- links of the agent's namespace
 
-_isUp() { ip -n "$ns" -o link show "$1" | grep -q '[<,]UP[,>]'; }
+_isUp() {
+   local pattern='[<,]UP[,>]'
+   [[ $(ip -n "$ns" -o link show "$1") =~ $pattern ]]
+}
 _isDown() { ! _isUp "$1"; }
 
 # ---- the agent; its files are in the folder of the world
@@ -117,8 +122,11 @@ _ctlPasses() {
 }
 # _fact PATH KEY: the value of a key, without quotes; empty if the agent does not answer.
 _fact() {
-   curl -s --max-time 20 --unix-socket run/control.sock "http://agent/api/v1/$1" |
-      grep -oE "\"$2\": *(\"[^\"]*\"|[^,}]*)" | head -n 1 | sed 's/^"[^"]*": *//; s/"//g'
+   local answer pattern="\"$2\": *(\"([^\"]*)\"|[^],}[:space:]]*)"
+   answer=$(curl -s --max-time 20 --unix-socket run/control.sock "http://agent/api/v1/$1")
+   if [[ $answer =~ $pattern ]]; then
+      echo "${BASH_REMATCH[2]:-${BASH_REMATCH[1]//\"/}}"
+   fi
 }
 _is() { [ "$(_fact "$1" "$2")" = "$3" ]; }
 _time() { date -d "$(_fact "$1" "$2")" +%s.%N; }

@@ -1,0 +1,227 @@
+# shellcheck shell=bash
+# Sourced by stories after World.sh: a unit of links that carry addresses, routes and traffic, and what such stories have
+# in common. The other ends of the links are in the namespace "$world-peers". The caller defines
+#
+#   _makeLinks           makes the links; _link and _addressed help
+#   _configOf KEYS...    prints the profiles, groups and units of maintd.yaml
+#   ports                the links of the unit, which are to be shut and to come back
+#
+# shellcheck disable=SC2034,SC2154
+settle=6      # seconds
+period=5      # of samples, seconds
+rate=2000000  # of the traffic, bits per second
+ports=
+declare -A number # of a link that has addresses: they are 10.0.NUMBER.1 and 2001:db8:NUMBER::1, the peer's end in 2
+
+# _inWorlds "NAME [VARIABLE=VALUE...] COMMAND..." ...: plays each in a world of its own that has the links, all at once.
+# The variables are set before the links are made.
+_inWorlds() {
+   local what all=()
+   for what in "$@"; do
+      all+=("${what%% *} _withLinks ${what#* }")
+   done
+   _sideBySide "${all[@]}"
+}
+_withLinks() {
+   while [[ $1 == *=* ]]; do
+      declare -g "$1"
+      shift
+   done
+   peers=$world-peers
+   ip netns add "$ns" && ip netns add "$peers" || fail "cannot make the namespaces"
+   _makeLinks
+   _until 30 "the addresses are there" _addressesAreThere
+   _routesThatNeedAddresses
+   _addresses > before
+   ip -n "$ns" -o monitor link > monitor &
+   "$@"
+}
+
+# ---- links
+
+# _link LINK PEER: two ends of a wire. They are down.
+_link() {
+   ip -n "$ns" link add "$1" type veth peer name "$2" netns "$peers" || fail "cannot make the link $1"
+}
+# _addressed LINK PEER NUMBER: both ends are up and have addresses, and routes go over them.
+_addressed() {
+   number[$1]=$3
+   ip -n "$peers" address add "10.0.$3.2/24" dev "$2" &&
+      ip -n "$peers" link set "$2" up &&
+      ip -n "$ns" address add "10.0.$3.1/24" dev "$1" &&
+      ip -n "$ns" address add "2001:db8:$3::1/64" dev "$1" &&
+      ip -n "$ns" link set "$1" up &&
+      ip -n "$ns" route add "10.1.$3.0/24" via "10.0.$3.2" src "10.0.$3.1" metric 50 &&
+      ip -n "$ns" -6 route add "2001:db8:10$3::/64" via "2001:db8:$3::2" || fail "cannot set up the link $1"
+}
+# The kernel takes a route with a source only when it knows that nobody else has that address, which is a second or two
+# after it is set.
+_routesThatNeedAddresses() {
+   local link
+   for link in "${!number[@]}"; do
+      _routeThatNeedsTheAddress "$link"
+   done
+}
+_routeThatNeedsTheAddress() {
+   local n=${number[$1]}
+   ip -n "$ns" -6 route add "2001:db8:20$n::/64" via "2001:db8:$n::2" src "2001:db8:$n::1" ||
+      fail "cannot make a route over $1"
+}
+_addressesAreThere() { [ -z "$(ip -n "$ns" -6 -o address show tentative)" ]; }
+# Addresses and routes of all links, as far as they are meant to outlast a shutdown.
+_addresses() {
+   ip -n "$ns" -br address show scope global | awk 'NF > 2 { sub( /@.*/, "", $1 ); $2 = ""; print }' | sort
+   { ip -n "$ns" route; ip -n "$ns" -6 route; } | grep -v '^fe80\|^ff00\|^multicast' | sed 's/ *$//' | sort
+}
+_addressesAreBack() { output=$(_addresses | diff before -); }
+
+_allUp() {
+   local link
+   for link in $ports; do
+      _isUp "$link" || return 1
+   done
+}
+# Every time that a link of the unit was set up or down, in order: "et1 down".
+_moves() {
+   awk -v ports="$ports" '
+      BEGIN { n = split( ports, list ); for ( i = 1; i <= n; ++i ) ours[ list[ i ] ] }
+      $1 == "Deleted" { next }
+      {
+         name = $2; sub( /[@:].*/, "", name ); up = /[<,]UP[,>]/
+         if ( !( name in ours ) ) next
+         if ( up == ( name in down ) ) print name ( up ? " up" : " down" )
+         if ( up ) delete down[ name ]; else down[ name ]
+      }' monitor
+}
+_eachLinkHasMovedOnceEachWay() {
+   local link expected=
+   for link in $ports; do
+      expected+="$link down"$'\n'"$link up"$'\n'
+   done
+   output=$(_moves)
+   [ "$(sort <<< "$output")" = "$(sort <<< "${expected%$'\n'}")" ] ||
+      fail "each link should have moved once down and once up"
+}
+
+# ---- traffic
+
+traffic=()
+# _traffic LINK DIRECTION SECONDS [FLOWS]: traffic at the rate, "in" or "out" as the agent sees it. Ends by itself.
+_traffic() {
+   local n=${number[$1]}
+   if [ "$2" = in ]; then
+      ip netns exec "$peers" "$build/bin/UdpTrafficTest" "10.0.$n.1" "$rate" "${@:3}" &
+   else
+      ip netns exec "$ns" "$build/bin/UdpTrafficTest" "10.0.$n.2" "$rate" "${@:3}" &
+   fi
+   traffic+=($!)
+}
+_trafficEnds() {
+   kill "${traffic[@]}" 2> /dev/null
+   quietSince=$(date +%s.%N)
+}
+
+# ---- the agent
+
+# _config [KEYS...]: what _configOf makes of them.
+_config() {
+   {
+      cat << YAML
+version: 1
+switch: linux
+settle: ${settle}s
+YAML
+      _configOf "$@"
+   } > maintd.yaml
+}
+
+# ---- pieces of stories
+
+# Each link of the unit is shut, and the unit has settled after the last one.
+_isUnderMaintenance() {
+   local link last=0
+   _ctlPasses wait "$unit" --for=maintenance --timeout 60s
+   for link in $ports; do
+      _shows "$link" true down
+      _isDown "$link" || fail "$link should be down"
+      _is "interfaces/$link" state under-maint || fail "$link should be under maintenance"
+      last=$(echo "$last $(_time "interfaces/$link" state-time)" | awk '{ print ( $1 > $2 ? $1 : $2 ) }')
+   done
+   # Kept for at least the settle time after the last link, and not for longer than it takes to see that.
+   maintenanceSince=$(_time "units/$unit" since)
+   _holds "$maintenanceSince - $last >= $settle" "the unit settles"
+}
+_isBackToNormal() {
+   _ctlPasses exit "$unit" --wait --timeout 60s
+   _isAllBack
+}
+_isAllBack() {
+   local link
+   _until 20 "all links are up" _allUp
+   _until 20 "addresses and routes are back" _addressesAreBack
+   for link in $ports; do
+      _until 15 "$link is seen up" _is "interfaces/$link" link-state up
+      _shows "$link" false up
+   done
+   _until 15 "the agent is well" _isWell
+}
+
+# _ratesAreRight SAMPLES "LINK DIRECTION"...: each of these rates is within 1 % of what is sent: the middle one of so
+# many samples, since the machine may be too busy for an even pace now and then.
+_ratesAreRight() {
+   local count=$1 seen last="" now what link direction middle
+   shift
+   rm -f rate-*
+   for ((seen = 0; seen < count; ++seen)); do
+      _until $((3 * period)) "the next sample" _nextSample "${1% *}"
+      last=$now
+      for what in "$@"; do
+         _fact "interfaces/${what% *}" "${what#* }-bps" >> "rate-${what/ /-}"
+      done
+   done
+   for what in "$@"; do
+      output=$(cat "rate-${what/ /-}")
+      middle=$(sort -n "rate-${what/ /-}" | sed -n "$(((count + 1) / 2))p")
+      _holds "$middle / $rate - 1 < 0.01" "the rate of $what is not above"
+      _holds "$middle / $rate - 1 > -0.01" "the rate of $what is not below"
+   done
+}
+_nextSample() {
+   now=$(_fact "interfaces/$1" samples)
+   [ "$now" != "$last" ] && [ "$now" != null ] && [ "${now:-0}" -gt 0 ]
+}
+# _hasDrainedOnTime LINK: on its second quiet sample, the first with which ten seconds are quiet.
+_hasDrainedOnTime() {
+   _is "interfaces/$1" consecutive-drained-samples 2 || fail "$1 should have drained on its second quiet sample"
+   _holds "$(_time "interfaces/$1" state-time) - $quietSince < 3 * $period + 1" "$1 drains at once"
+   _holds "$(_time "interfaces/$1" state-time) - $quietSince > 2 * $period - 1" "$1 is quiet long enough"
+}
+
+# _killAndRestart STATES: the unit is in one of these afterwards, from the first answer on, and no link has moved.
+_killAndRestart() {
+   local state drained moves
+   _kill "${signal:-KILL}"
+   sleep 0.5 # what the agent had asked for is told by then
+   moves=$(_moves)
+   drained=$(_countDown)
+   sleep 1
+   [ "$moves" = "$(_moves)" ] || output=$(_moves) fail "no link should move without an agent"
+   _start
+   state=$(_fact "units/$unit" state)
+   [[ " $1 " = *" $state "* ]] || fail "the unit should be $1, is $state"
+   if [[ " $1 " = *" exiting "* ]]; then
+      return
+   fi
+   _until 10 "what has drained is still drained" _hasDrained "$drained"
+   sleep 1
+   _is "units/$unit" state "$1" || fail "the unit should still be $1"
+   [ "$moves" = "$(_moves)" ] || output=$(_moves) fail "no link should move with the new agent"
+}
+_countDown() {
+   local link count=0
+   for link in $ports; do
+      _isUp "$link" || count=$((count + 1))
+   done
+   echo $count
+}
+_hasDrained() { [ "$(_fact "units/$unit" drained)" -ge "$1" ]; }
