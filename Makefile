@@ -25,7 +25,7 @@ release: deps ## build what is installed and measured (build/release)
 test: deps ## build and run all tests but the long ones, under the sanitizers
 	cmake --preset sanitizers
 	cmake --build --preset sanitizers -j$(JOBS)
-	cmake --preset release
+	cmake --preset release -DMAINT_KERNEL_TESTS=ON
 	cmake --build --preset release -j$(JOBS)
 	Tools/smoke build/release
 	ctest --preset sanitizers -j$(JOBS)
@@ -33,7 +33,7 @@ test: deps ## build and run all tests but the long ones, under the sanitizers
 test-full: deps ## the same with the long tests
 	cmake --preset sanitizers
 	cmake --build --preset sanitizers -j$(JOBS)
-	cmake --preset release
+	cmake --preset release -DMAINT_KERNEL_TESTS=ON
 	cmake --build --preset release -j$(JOBS)
 	Tools/smoke build/release
 	ctest --preset sanitizers-full -j$(JOBS)

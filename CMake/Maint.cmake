@@ -4,7 +4,12 @@
 #   maint_platform_folder( NAME SOURCES a.cpp ... )           the same, gathered into the shared library maintplatform
 #   maint_test( NAME SOURCES aTest.cpp ... [LINK lib ...] [LONG] )   test program; each TEST() is one ctest test;
 #                                        LONG leaves them to `make test-full`
-# Release builds hold no tests (BUILD_TESTING is off there).
+#   maint_kernel_test( NAME SOURCES aTest.cpp ... [LINK lib ...] [LONG] )   test program that runs as one ctest test,
+#                                        OnOwnKernel.NAME, in a kernel with bonding, teams, VLANs and filtering bridges
+#                                        (Tests/Linux/OwnKernel.sh); a test in it that skips itself fails there
+# Release builds hold no tests (BUILD_TESTING is off there) but, with MAINT_KERNEL_TESTS, the programs that tests run in
+# a kernel of their own. Programs with the address sanitizer do not run there: their shadow memory takes more than all
+# that such a kernel can map. So a build with sanitizers takes all programs that run there from the release build.
 
 set( CMAKE_CXX_STANDARD 20 )
 set( CMAKE_CXX_STANDARD_REQUIRED ON )
@@ -22,7 +27,7 @@ if( CCACHE )
   set( CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE} )
 endif()
 
-if( BUILD_TESTING )
+if( BUILD_TESTING OR MAINT_KERNEL_TESTS )
   find_package( GTest REQUIRED )
   include( GoogleTest )
 endif()
@@ -67,4 +72,26 @@ function( maint_test name )
     set( properties PROPERTIES LABELS long )
   endif()
   gtest_discover_tests( ${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60 ${properties} )
+endfunction()
+
+set( MAINT_KERNEL_BUILD ${CMAKE_BINARY_DIR} )
+if( MAINT_SANITIZE )
+  set( MAINT_KERNEL_BUILD ${PROJECT_SOURCE_DIR}/build/release )
+endif()
+
+function( maint_kernel_test name )
+  cmake_parse_arguments( arg "LONG" "" "SOURCES;LINK" ${ARGN} )
+  if( NOT MAINT_SANITIZE AND ( BUILD_TESTING OR MAINT_KERNEL_TESTS ) )
+    add_executable( ${name} ${arg_SOURCES} )
+    target_link_libraries( ${name} PRIVATE maint_options ${arg_LINK} GTest::gtest GTest::gtest_main )
+  endif()
+  if( BUILD_TESTING )
+    add_test( NAME OnOwnKernel.${name}
+      COMMAND bash ${PROJECT_SOURCE_DIR}/Tests/Linux/OwnKernel.sh ${MAINT_KERNEL_BUILD}/bin/${name} )
+    set_tests_properties( OnOwnKernel.${name} PROPERTIES
+      SKIP_RETURN_CODE 77 COST 1000 FAIL_REGULAR_EXPRESSION "\\[  SKIPPED \\]" )
+    if( arg_LONG )
+      set_tests_properties( OnOwnKernel.${name} PROPERTIES LABELS long )
+    endif()
+  endif()
 endfunction()
