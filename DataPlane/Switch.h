@@ -59,18 +59,26 @@ struct LinkSetResult {
    Outcome restore; ///< whether everything that was to be restored is there again; success if nothing was
 };
 
-/// Whoever is told of the switch. The agent.
-///
-/// A link is told before memberships that name it and goes after them; another kind under the same name is a
-/// removal and then a new link; so is another name, and a link that was deleted and made again. Equal facts are not
-/// repeated.
-class Listener {
+/// Whoever is told of links. Another kind under the same name is a removal and then a new link; so is another name, and
+/// a link that was deleted and made again. Equal facts are not repeated.
+class LinkListener {
  public:
    virtual void linkIs( const Link & link ) = 0;
    virtual void linkDel( const Wire::IntfId & intf ) = 0;
-   /// The port-channel that a port is configured into; the empty id: none (any more).
+
+ protected:
+   ~LinkListener() = default;
+};
+
+/// Whoever is told of the switch. The agent.
+///
+/// A link is told before memberships that name it and goes after them. Equal facts are not repeated. Of a port-channel
+/// or VLAN whose traffic the counters of ports do not show, no member is told.
+class Listener : public LinkListener {
+ public:
+   /// The port-channel that an Ethernet port is configured into; the empty id: none (any more).
    virtual void portChannelIs( const Wire::IntfId & port, const Wire::IntfId & portChannel ) = 0;
-   /// Members are ports, port-channels and the switch's own port; never a port that is in a port-channel.
+   /// Members are Ethernet ports, port-channels and the switch's own port; never a port that is in a port-channel.
    /// `vlanId` is 1 to 4094.
    virtual void vlanMemberIs( Vel::U16 vlanId, const Wire::IntfId & member ) = 0;
    virtual void vlanMemberDel( Vel::U16 vlanId, const Wire::IntfId & member ) = 0;

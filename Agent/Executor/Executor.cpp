@@ -95,14 +95,15 @@ bool Executor::countersFresh() {
          if ( intf.kind() == Wire::IntfId::Kind::ethernet && !model_.pool->intfCounterDir( intf ) )
             uncounted_.insert( intf );
    }
-   // A port that lost or got its counters loses or gets its status.
+   // What lost or got its counters or its members loses or gets its status.
    for ( const auto & [intf, known] : known_ )
-      if ( canBeCounted( intf ) != ( model_.allIntfStatusDir->intfStatus( intf ) != nullptr ) )
+      if ( hasStatus( intf, known ) != ( model_.allIntfStatusDir->intfStatus( intf ) != nullptr ) )
          publish( intf );
    return countersOk_;
 }
 
-/// A new port has no status before its counters are read, which nobody else may want for hours.
+/// A new port has no status before its counters are read, and a port-channel or VLAN interface none before it has
+/// members that are; nobody else may want that for hours.
 void Executor::countersSoon() {
    if ( std::exchange( countersPosted_, true ) )
       return;
@@ -120,13 +121,25 @@ bool Executor::canBeCounted( const Wire::IntfId & intf ) const {
       return model_.pool->intfCounterDir( intf ) != nullptr;
    case Wire::IntfId::Kind::portChannel:
    case Wire::IntfId::Kind::vlan:
-      return switch_->tellsMembership() &&
+      return switch_->tellsMembership() && hasMembers( intf ) &&
              std::none_of( uncounted_.begin(), uncounted_.end(), [&]( const auto & port ) {
                 return carries( intf, port );
              } );
    default:
       return true;
    }
+}
+
+/// The switch's own port is no member that could be counted.
+bool Executor::hasMembers( const Wire::IntfId & intf ) const {
+   if ( intf.kind() == Wire::IntfId::Kind::portChannel )
+      return model_.lagConfig->memberRange( intf ).size() > 0;
+   const auto * const vlan = model_.vlanStatusDir->vlanStatus( Bridging::VlanId( intf.vlanId() ) );
+   if ( vlan )
+      for ( const auto & [member, status] : vlan->vlanPortStatusRange() )
+         if ( !Wire::CpuIntfId::isCpuIntfId( member ) )
+            return true;
+   return false;
 }
 
 /// Whether what the port carries is counted for the port-channel or VLAN interface.
@@ -196,10 +209,12 @@ void Executor::linkDel( const Wire::IntfId & intf ) {
 
 void Executor::portChannelIs( const Wire::IntfId & port, const Wire::IntfId & portChannel ) {
    model_.lagConfig->phyIntfIs( port )->portChannelIs( portChannel );
+   countersSoon();
 }
 
 void Executor::vlanMemberIs( Vel::U16 vlanId, const Wire::IntfId & member ) {
    model_.vlanStatusDir->vlanStatusIs( Bridging::VlanId( vlanId ) )->vlanPortStatusIs( member );
+   countersSoon();
 }
 
 void Executor::vlanMemberDel( Vel::U16 vlanId, const Wire::IntfId & member ) {
@@ -210,6 +225,7 @@ void Executor::vlanMemberDel( Vel::U16 vlanId, const Wire::IntfId & member ) {
    vlan->vlanPortStatusDel( member );
    if ( vlan->vlanPortStatuss() == 0 )
       model_.vlanStatusDir->vlanStatusDel( id );
+   countersSoon();
 }
 
 void Executor::resynchronised() {
@@ -379,12 +395,23 @@ bool Executor::statusHeld( const Wire::IntfId & intf, const Known & known ) cons
    return !known.raised;
 }
 
+bool Executor::heldDown( const Wire::IntfId & intf, const Known & known ) const {
+   const LinkJournalEntry * const entry = model_.journal->entry( intf );
+   return entry && entry->wasUp() && !entry->wantedUp() && entry->acknowledged() && !known.raised;
+}
+
+bool Executor::hasStatus( const Wire::IntfId & intf, const Known & known ) const {
+   if ( !known.present )
+      return false;
+   return canBeCounted( intf ) || ( intf.kind() != Wire::IntfId::Kind::ethernet && heldDown( intf, known ) );
+}
+
 void Executor::publish( const Wire::IntfId & intf ) {
    const auto it = known_.find( intf );
    if ( it == known_.end() )
       return;
    const Known & known = it->second;
-   if ( !known.present || !canBeCounted( intf ) ) {
+   if ( !hasStatus( intf, known ) ) {
       model_.allIntfStatusDir->intfStatusDel( intf );
       return;
    }

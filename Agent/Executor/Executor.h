@@ -28,7 +28,9 @@
 ///    slow carrier does not look like a flap. A link that is gone has no status; one that somebody else raises while
 ///    we hold it is shown as it is.
 /// 2. An Ethernet port has a status only while it has counters, and a port-channel or VLAN interface only on a switch
-///    that tells their members and while those have counters, so that what cannot be counted never reads as quiet.
+///    that tells their members, while it has some and while those have counters, so that what cannot be counted never
+///    reads as quiet. A port-channel or VLAN interface that we hold down carries nothing and keeps its status even when it
+///    loses its members; without it our hold would be let go.
 /// 3. The last wish of others holds: a link that was down before we came, or that somebody else has set down since, is
 ///    not raised when we let go. What others do to links that we hold or watch is told (Drift.h) and not fought over.
 /// 4. No request is sent that the journal does not know; what the journal knows and the switch has not acknowledged is
@@ -138,7 +140,10 @@ class Executor final : private DataPlane::Listener {
    void wakeupIs( double time );
    void publish( const Wire::IntfId & intf );
    bool statusHeld( const Wire::IntfId & intf, const Known & known ) const;
+   bool hasStatus( const Wire::IntfId & intf, const Known & known ) const;
+   bool heldDown( const Wire::IntfId & intf, const Known & known ) const;
    bool canBeCounted( const Wire::IntfId & intf ) const;
+   bool hasMembers( const Wire::IntfId & intf ) const;
    bool carries( const Wire::IntfId & intf, const Wire::IntfId & port ) const;
    double now() const { return scheduler_->currentTime(); }
 

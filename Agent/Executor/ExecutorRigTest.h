@@ -133,6 +133,7 @@ class ExecutorStory : public ::testing::Test {
    LinkJournalEntry * entry() { return model.journal->entry( et1 ); }
 
    const Wire::IntfId et1 = Wire::EthIntfId( "et1" );
+   const Wire::IntfId et2 = Wire::EthIntfId( "et2" );
    const Wire::IntfId pc1 = Wire::PortChannelIntfId( "pc1" );
    Vel::Ptr< Cog::ManualClock > clock = Vel::make< Cog::ManualClock >();
    Vel::Ptr< Cog::TimerWheel > wheel = Vel::make< Cog::TimerWheel >( clock, 1000u, 1800u, true, 1024u );

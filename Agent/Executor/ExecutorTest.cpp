@@ -246,7 +246,6 @@ TEST_F( ExecutorStory, showsNoProblemOfALinkThatNeedNotBeShutAnyMore ) {
 }
 
 TEST_F( ExecutorStory, readsTheCountersOfAPortThatAppearsWhileNothingIsSampled ) {
-   const Wire::IntfId et2 = Wire::EthIntfId( "et2" );
    fake->link( et2, true, true );
    EXPECT_EQ( nullptr, model.allIntfStatusDir->intfStatus( et2 ) );
    clock->runUntilIdle();
@@ -395,8 +394,10 @@ TEST_F( ExecutorStory, hasNoStatusForAPortChannelOrVlanWithAPortWithoutCounters 
    const Wire::IntfId vlan10 = Wire::VlanIntfId( "vlan10", 10 ), vlan20 = Wire::VlanIntfId( "vlan20", 20 );
    for ( const Wire::IntfId & intf : { pc1, vlan10, vlan20 } )
       fake->link( intf, true, true );
+   fake->link( et2, true, true );
    fake->listener->portChannelIs( et1, pc1 );
    fake->listener->vlanMemberIs( 10, pc1 );
+   fake->listener->vlanMemberIs( 20, et2 );
    const auto counters = [this] {
       clock->post( [this] { executor->countersFresh(); } );
       clock->runUntilIdle();
@@ -414,9 +415,12 @@ TEST_F( ExecutorStory, hasNoStatusForAPortChannelOrVlanWithAPortWithoutCounters 
 
 TEST_F( ExecutorStory, keepsTheStatusOfAPortChannelThatGetsANewPort ) {
    fake->link( pc1, true, true );
+   fake->listener->portChannelIs( et1, pc1 );
+   clock->runUntilIdle();
    const auto * const before = model.allIntfStatusDir->intfStatus( pc1 );
-   fake->link( Wire::EthIntfId( "et2" ), true, true );
-   fake->listener->portChannelIs( Wire::EthIntfId( "et2" ), pc1 );
+   ASSERT_NE( nullptr, before );
+   fake->link( et2, true, true );
+   fake->listener->portChannelIs( et2, pc1 );
    fake->link( pc1, true, true );
    clock->runUntilIdle();
    EXPECT_EQ( before, model.allIntfStatusDir->intfStatus( pc1 ) );
@@ -424,13 +428,67 @@ TEST_F( ExecutorStory, keepsTheStatusOfAPortChannelThatGetsANewPort ) {
 
 TEST_F( ExecutorStory, publishesPortChannelsAndVlans ) {
    fake->link( pc1, true, true );
-   EXPECT_NE( nullptr, model.allIntfStatusDir->intfStatus( pc1 ) );
    fake->listener->portChannelIs( et1, pc1 );
+   clock->runUntilIdle();
+   EXPECT_NE( nullptr, model.allIntfStatusDir->intfStatus( pc1 ) );
    EXPECT_EQ( pc1, model.lagConfig->phyIntf( et1 )->portChannel() );
    fake->listener->vlanMemberIs( 10, pc1 );
    EXPECT_NE( nullptr, model.vlanStatusDir->vlanStatus( 10 )->vlanPortStatus( pc1 ) );
    fake->listener->vlanMemberDel( 10, pc1 );
    EXPECT_EQ( nullptr, model.vlanStatusDir->vlanStatus( 10 ) );
+}
+
+TEST_F( ExecutorStory, portChannelHasAStatusWhileItHasMembers ) {
+   const auto shown = [this] {
+      clock->runUntilIdle();
+      return model.allIntfStatusDir->intfStatus( pc1 ) != nullptr;
+   };
+   fake->link( pc1, true, true );
+   EXPECT_FALSE( shown() );
+   fake->listener->portChannelIs( et1, pc1 );
+   EXPECT_TRUE( shown() );
+   fake->listener->portChannelIs( et1, {} );
+   EXPECT_FALSE( shown() );
+}
+
+TEST_F( ExecutorStory, vlanHasAStatusWhileItHasMembersOtherThanTheSwitchItself ) {
+   const Wire::IntfId vlan10 = Wire::VlanIntfId( "vlan10", 10 ), br0 = Wire::CpuIntfId( "br0" );
+   const auto shown = [&] {
+      clock->runUntilIdle();
+      return model.allIntfStatusDir->intfStatus( vlan10 ) != nullptr;
+   };
+   for ( const Wire::IntfId & intf : { vlan10, br0, pc1 } )
+      fake->link( intf, true, true );
+   fake->listener->vlanMemberIs( 10, br0 );
+   EXPECT_FALSE( shown() );
+   fake->listener->vlanMemberIs( 10, pc1 );
+   EXPECT_TRUE( shown() ) << "a port-channel without ports carries nothing";
+   fake->listener->vlanMemberIs( 10, et1 );
+   fake->listener->vlanMemberDel( 10, pc1 );
+   EXPECT_TRUE( shown() );
+   fake->listener->vlanMemberDel( 10, et1 );
+   EXPECT_FALSE( shown() );
+}
+
+TEST_F( ExecutorStory, portChannelThatIsHeldDownKeepsItsStatusWithoutMembers ) {
+   const auto shown = [this] {
+      clock->runUntilIdle();
+      const auto * const status = model.allIntfStatusDir->intfStatus( pc1 );
+      return status && status->operStatus() == Interface::operUp;
+   };
+   fake->link( pc1, true, true );
+   fake->listener->portChannelIs( et1, pc1 );
+   clock->runUntilIdle();
+   model.cause->intfStatusIs( pc1, clock->currentTime() );
+   clock->runUntilIdle();
+   fake->done( 0 );
+   fake->listener->portChannelIs( et1, {} );
+   EXPECT_TRUE( shown() );
+   restart();
+   EXPECT_TRUE( shown() );
+   // Somebody else raises it, so it may carry what nobody counts.
+   fake->link( pc1, true, true );
+   EXPECT_FALSE( shown() );
 }
 
 } // namespace

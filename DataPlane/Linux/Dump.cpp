@@ -47,7 +47,7 @@ DumpOutcome converse(
    Channel & channel, Bytes request, Vel::U16 flags, const char * what,
    const std::function< void( const nlmsghdr & ) > & handle ) {
    const auto failed = [what]( const Vel::String & why ) {
-      return DumpOutcome{ Outcome::failed( Vel::text( what, ": ", why ) ), false };
+      return DumpOutcome{ .outcome = Outcome::failed( Vel::text( what, ": ", why ) ) };
    };
    nlmsghdr & header = messageIn( request );
    header.nlmsg_flags |= flags;
@@ -85,8 +85,10 @@ DumpOutcome converse(
          return failed( received.error );
       forEachMessage( received.begin, received.size, take );
    }
-   if ( code != 0 )
-      return failed( std::strerror( code ) );
+   if ( code != 0 ) {
+      result = failed( std::strerror( code ) );
+      result.code = code;
+   }
    return result;
 }
 
@@ -117,11 +119,13 @@ Outcome Dumps::open( const char * what ) {
 Outcome Dumps::whole(
    const Bytes & request, const char * what, const std::function< void() > & begin,
    const std::function< void( const nlmsghdr & ) > & handle ) {
+   code_ = 0;
    if ( const Outcome opened = open( what ); !opened.ok() )
       return opened;
    for ( int tries = 0; tries < maxTries; ++tries ) {
       begin();
       const DumpOutcome result = dump( *channel_, request, what, handle );
+      code_ = result.code;
       if ( !result.outcome.ok() )
          channel_.reset();
       if ( !result.outcome.ok() || !result.interrupted )

@@ -7,6 +7,7 @@ namespace DataPlane::Linux {
 /// How a dump ended.
 struct DumpOutcome {
    Outcome outcome; ///< if it failed: the reason, as "what: why"
+   int code = 0;    ///< if the kernel refused it: its errno value
    bool interrupted =
       false; ///< complete, but what was dumped has changed meanwhile: parts may be missing or double
 };
@@ -37,6 +38,8 @@ class Dumps {
    /// Asks for one thing.
    Outcome
    one( const Bytes & request, const char * what, const std::function< void( const nlmsghdr & ) > & handle );
+   /// With which errno value the kernel refused the last one; 0: it did not.
+   int code() const { return code_; }
    void close() { channel_.reset(); }
 
  private:
@@ -46,6 +49,7 @@ class Dumps {
 
    Kernel & kernel_;
    std::unique_ptr< Channel > channel_;
+   int code_ = 0;
 };
 
 /// An error message of the kernel: 0 in `code` is an acknowledgement.

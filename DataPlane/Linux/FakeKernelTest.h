@@ -54,6 +54,8 @@ class FakeKernel final : public Kernel {
 
    std::map< Vel::U32, TestLink > links;
    std::map< Vel::U32, StatsMessage > stats;
+   std::map< Vel::U32, std::vector< TestVlans > > vlans; ///< of ports and bridges
+   bool hasVlans = true;
    std::vector< Bytes > addresses; ///< dumped
    std::vector< Bytes > routes;    ///< dumped
    std::vector< Bytes > asked;     ///< everything to be acknowledged, in order
@@ -153,6 +155,8 @@ class FakeKernel final : public Kernel {
          --failingDumps;
          return inbox.push( answerFrom( request, answerBytes( request.nlmsg_seq, ENOMEM ), 0 ) );
       }
+      if ( request.nlmsg_type == RTM_GETVLAN && !hasVlans )
+         return inbox.push( answerFrom( request, answerBytes( request.nlmsg_seq, EOPNOTSUPP ), 0 ) );
       const Vel::U16 flags = NLM_F_MULTI | ( interruptedDumps > 0 ? NLM_F_DUMP_INTR : 0 );
       interruptedDumps -= interruptedDumps > 0;
       const auto push = [&]( Bytes bytes ) {
@@ -164,6 +168,9 @@ class FakeKernel final : public Kernel {
       if ( request.nlmsg_type == RTM_GETSTATS )
          for ( const auto & [ifIndex, octets] : stats )
             push( statsBytes( ifIndex, octets.inOctets, octets.outOctets ) );
+      if ( request.nlmsg_type == RTM_GETVLAN )
+         for ( const auto & [ifIndex, ranges] : vlans )
+            push( vlanBytes( ifIndex, ranges ) );
       if ( request.nlmsg_type == RTM_GETADDR )
          for ( const Bytes & bytes : addresses )
             push( bytes );

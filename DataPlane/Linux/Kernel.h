@@ -50,7 +50,7 @@ struct Opened {
 class Kernel {
  public:
    virtual ~Kernel() = default;
-   /// Opens a channel that is told of the links of this process's network namespace, or of nothing.
+   /// Opens a channel that is told of the links of this process's network namespace and of their VLANs, or of nothing.
    virtual Opened open( bool toldOfLinks ) = 0;
    /// What tells this start of the machine and this network namespace from others.
    virtual LinkSnapshot bootId() = 0;

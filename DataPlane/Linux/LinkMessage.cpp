@@ -11,7 +11,19 @@ namespace {
 /// Not in <net/if.h>, and <linux/if.h> cannot be had beside it.
 constexpr unsigned lowerUpFlag = 1u << 16;
 
-constexpr const char * vlanKind = "vlan";
+/// What only links of some kinds have.
+void parseInfo( LinkMessage & link, const Attributes & info ) {
+   link.kind = info.text( IFLA_INFO_KIND ).value_or( Vel::String() );
+   link.slaveKind = info.text( IFLA_INFO_SLAVE_KIND ).value_or( Vel::String() );
+   const Attributes data( info.at( IFLA_INFO_DATA ) );
+   if ( link.kind == "vlan" ) {
+      link.vlanId = data.u16( IFLA_VLAN_ID ).value_or( 0 );
+      link.vlanProtocol = data.u16( IFLA_VLAN_PROTOCOL ).value_or( 0 );
+   } else if ( link.kind == "bridge" ) {
+      link.vlanFiltering = data.u8( IFLA_BR_VLAN_FILTERING ).value_or( 0 ) != 0;
+      link.vlanProtocol = data.u16( IFLA_BR_VLAN_PROTOCOL ).value_or( 0 );
+   }
+}
 
 } // namespace
 
@@ -40,10 +52,7 @@ std::optional< LinkEvent > parseLink( const nlmsghdr & message ) {
    // The number below may be of another namespace, where it is another link's.
    if ( !attributes.at( IFLA_LINK_NETNSID ) )
       link.lower = attributes.u32( IFLA_LINK ).value_or( 0 );
-   const Attributes info( attributes.at( IFLA_LINKINFO ) );
-   link.kind = info.text( IFLA_INFO_KIND ).value_or( Vel::String() );
-   if ( link.kind == vlanKind )
-      link.vlanId = Attributes( info.at( IFLA_INFO_DATA ) ).u16( IFLA_VLAN_ID ).value_or( 0 );
+   parseInfo( link, Attributes( attributes.at( IFLA_LINKINFO ) ) );
    return event;
 }
 

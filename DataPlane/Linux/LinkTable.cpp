@@ -18,6 +18,13 @@ Kind plainKind( const LinkMessage & link ) {
    return isVlanDevice( link ) ? Kind::subIntf : Kind::ethernet;
 }
 
+/// Whether they describe the same link, up or down.
+bool sameApartFromState( const LinkMessage & before, LinkMessage now ) {
+   now.adminUp = before.adminUp;
+   now.lowerUp = before.lowerUp;
+   return before == now;
+}
+
 } // namespace
 
 void LinkTable::clear() {
@@ -26,6 +33,7 @@ void LinkTable::clear() {
    uppers_.clear();
    holders_.clear();
    refused_.clear();
+   ++revision_;
 }
 
 LinkTable::Entry * LinkTable::find( Vel::U32 ifIndex ) {
@@ -64,6 +72,12 @@ Vel::U32 LinkTable::ifIndexOfName( const Vel::String & name ) const {
 bool LinkTable::adminUp( Vel::U32 ifIndex ) const {
    const Entry * const entry = find( ifIndex );
    return entry && entry->link.adminUp;
+}
+
+void LinkTable::forEach(
+   const std::function< void( const LinkMessage & link, const Wire::IntfId & intf ) > & handle ) const {
+   for ( const auto & [ifIndex, entry] : entries_ )
+      handle( entry.link, entry.told.intf );
 }
 
 Vel::String LinkTable::refusals() const {
@@ -146,6 +160,7 @@ void LinkTable::store( const LinkMessage & link, Indices & affected ) {
       uppers_[entry.link.lower].erase( link.ifIndex );
    if ( isVlanDevice( link ) )
       uppers_[link.lower].insert( link.ifIndex );
+   revision_ += !sameApartFromState( entry.link, link );
    entry.link = link;
    affected.insert( link.ifIndex );
    const auto uppers = uppers_.find( link.ifIndex );
@@ -169,6 +184,7 @@ void LinkTable::erase( Vel::U32 ifIndex, Indices & affected ) {
       affected.insert( uppers->second.begin(), uppers->second.end() );
    entries_.erase( ifIndex );
    affected.erase( ifIndex );
+   ++revision_;
 }
 
 /// Removals first; each may free a VLAN id, for which those that were refused are considered again.

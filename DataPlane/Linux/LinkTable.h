@@ -17,15 +17,12 @@
 /// 1. A VLAN id belongs to one link at most. Another device that would be the interface of the same id, on another
 ///    bridge, is refused: the listener does not hear of it until the first one has gone.
 /// 2. The listener is told differences only, and removals before additions, so that a name is never two links' at a time.
-///
-/// Membership of port-channels and VLANs is not told yet: `LinkMessage::master` holds the first; the second comes in the
-/// bridge's own messages, which parseLink() leaves out.
 namespace DataPlane::Linux {
 
 class LinkTable {
  public:
    /// Told of differences from now on; null: nobody. The table is as it was.
-   void listenerIs( Listener * listener ) { listener_ = listener; }
+   void listenerIs( LinkListener * listener ) { listener_ = listener; }
    /// Forgets everything without telling.
    void clear();
 
@@ -44,6 +41,11 @@ class LinkTable {
    Vel::U32 ifIndexOfName( const Vel::String & name ) const;
    /// Whether the link of a number is set up.
    bool adminUp( Vel::U32 ifIndex ) const;
+   /// Calls `handle` for each link, told or not, in no order, with the id that intf() gives.
+   void forEach(
+      const std::function< void( const LinkMessage & link, const Wire::IntfId & intf ) > & handle ) const;
+   /// Differs from an earlier one if links may have come, gone or become others since. Up and down do not count.
+   Vel::U64 revision() const { return revision_; }
    /// What was refused and why, for the operator; empty: nothing.
    Vel::String refusals() const;
    std::size_t size() const { return entries_.size(); }
@@ -65,12 +67,13 @@ class LinkTable {
    Wire::IntfId classify( const LinkMessage & link ) const;
    Wire::IntfId::Kind kindOf( Vel::U32 ifIndex ) const;
 
-   Listener * listener_ = nullptr;
+   LinkListener * listener_ = nullptr;
    std::unordered_map< Vel::U32, Entry > entries_;
    std::unordered_map< Vel::String, Vel::U32 > byName_;
    std::map< Vel::U32, Indices > uppers_;   ///< VLAN devices by the link below them
    std::map< Vel::U16, Vel::U32 > holders_; ///< of VLAN ids
    std::map< Vel::U32, Vel::U16 > refused_; ///< VLAN ids by number
+   Vel::U64 revision_ = 0;
 };
 
 } // namespace DataPlane::Linux

@@ -121,7 +121,7 @@ TEST_F( LinuxFault, floodOfEventsIsTakenInPieces ) {
 
 TEST_F( LinuxFault, refusedLinkIsAWarningAndNoDegradation ) {
    started();
-   kernel->add( { .ifIndex = 5, .name = "br0", .kind = "bridge" } );
+   kernel->add( { .ifIndex = 5, .name = "br0", .kind = "bridge", .vlanFiltering = true } );
    kernel->add( { .ifIndex = 6, .name = "a", .kind = "vlan", .lower = 5, .vlanId = 10 } );
    kernel->add( { .ifIndex = 7, .name = "b", .kind = "vlan", .lower = 5, .vlanId = 10 } );
    EXPECT_EQ( "br0 up, a up, warned", toldInTurn() );

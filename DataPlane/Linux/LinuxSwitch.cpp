@@ -2,6 +2,7 @@
 
 #include "DataPlane/Linux/Factory.h"
 
+#include <cerrno>
 #include <limits>
 
 #include <sys/socket.h>
@@ -23,7 +24,9 @@ LinuxSwitch::LinuxSwitch( Vel::Ptr< Cog::EventLoop > loop, std::unique_ptr< Kern
      kernel_( std::move( kernel ) ),
      dumps_( *kernel_ ),
      requests_( [this] { later( [this] { handleAnswers(); } ); } ),
-     recoveryTime_( never ) {}
+     recoveryTime_( never ) {
+   links_.listenerIs( &membership_ );
+}
 
 LinuxSwitch::~LinuxSwitch() { stop(); }
 
@@ -37,7 +40,7 @@ Outcome LinuxSwitch::start( Listener & listener ) {
    bootId_ = id.text;
    running_ = std::make_shared< int >();
    listener_ = &listener;
-   links_.listenerIs( listener_ );
+   membership_.listenerIs( listener_ );
    loop_->drivenIs( *this, Vel::Clock::Phase::tasks );
    // Events first: what changes while links are dumped is told again afterwards rather than missed.
    Outcome outcome = openEvents();
@@ -63,8 +66,9 @@ void LinuxSwitch::stop() {
    close( answers_ );
    dumps_.close();
    requests_.clear();
-   links_.listenerIs( nullptr );
+   membership_.listenerIs( nullptr );
    links_.clear();
+   vlans_.clear();
    listener_ = nullptr;
    health_ = {};
    trouble_.clear();
@@ -111,6 +115,7 @@ void LinuxSwitch::later( std::function< void() > act ) {
 bool LinuxSwitch::handleEvents() {
    for ( int left = maxEventsPerTurn; events_; --left ) {
       if ( left == 0 ) {
+         membership_.settle();
          tellHealth();
          return false;
       }
@@ -123,6 +128,7 @@ bool LinuxSwitch::handleEvents() {
          missed_ = true;
          const Vel::String error = received.error;
          close( events_ );
+         membership_.settle();
          if ( received.got == Channel::Got::lost )
             recover();
          else
@@ -130,30 +136,59 @@ bool LinuxSwitch::handleEvents() {
          return true;
       }
       forEachMessage( received.begin, received.size, [this]( const nlmsghdr & message ) {
-         const std::optional< LinkEvent > event = parseLink( message );
-         if ( event && event->removed )
-            links_.linkDel( event->link.ifIndex );
-         else if ( event )
-            links_.linkIs( event->link );
+         take( message );
          return true;
       } );
    }
+   membership_.settle();
    tellHealth();
    return true;
 }
 
+void LinuxSwitch::take( const nlmsghdr & event ) {
+   if ( const std::optional< LinkEvent > link = parseLink( event ) ) {
+      if ( !link->removed )
+         return links_.linkIs( link->link );
+      links_.linkDel( link->link.ifIndex );
+      vlans_.linkDel( link->link.ifIndex );
+   } else if ( const std::optional< VlanEvent > vlan = parseVlan( event ) ) {
+      vlans_.eventIs( *vlan );
+   }
+}
+
 Outcome LinuxSwitch::dumpLinks() {
    std::vector< LinkMessage > links;
-   const Outcome outcome = dumps_.whole(
+   std::vector< VlanEvent > vlans;
+   Outcome outcome = dumps_.whole(
       linkDumpRequest(), "cannot read the links", [&] { links.clear(); },
       [&]( const nlmsghdr & message ) {
          const std::optional< LinkEvent > event = parseLink( message );
          if ( event && !event->removed )
             links.push_back( event->link );
       } );
-   if ( outcome.ok() )
-      links_.dumpIs( links );
-   return outcome;
+   if ( !outcome.ok() )
+      return outcome;
+   outcome = dumpVlans( vlans );
+   const bool unknown = dumps_.code() == EOPNOTSUPP;
+   if ( !outcome.ok() && !unknown )
+      return outcome;
+   links_.dumpIs( links );
+   if ( unknown )
+      vlans_.clear();
+   else
+      vlans_.dumpIs( vlans );
+   membership_.settle();
+   return {};
+}
+
+/// A kernel without VLANs of bridges refuses it as not supported.
+Outcome LinuxSwitch::dumpVlans( std::vector< VlanEvent > & vlans ) {
+   return dumps_.whole(
+      vlanDumpRequest(), "cannot read the VLANs", [&] { vlans.clear(); },
+      [&]( const nlmsghdr & message ) {
+         if ( std::optional< VlanEvent > event = parseVlan( message ) )
+            vlans.push_back( std::move( *event ) );
+      } );
 }
 
 void LinuxSwitch::recover() {
@@ -179,9 +214,9 @@ void LinuxSwitch::degrade( const Vel::String & why ) {
 
 void LinuxSwitch::tellHealth() {
    Health health{ !trouble_.empty(), trouble_ };
-   const Vel::String refusals = links_.refusals();
-   if ( !refusals.empty() )
-      health.text += ( health.text.empty() ? "" : "; " ) + refusals;
+   for ( const Vel::String & text : { links_.refusals(), membership_.uncounted() } )
+      if ( !text.empty() )
+         health.text += ( health.text.empty() ? "" : "; " ) + text;
    if ( health == health_ )
       return;
    health_ = health;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DataPlane/Linux/Membership.h"
 #include "DataPlane/Linux/PortCounters.h"
 #include "DataPlane/Linux/Restore.h"
 #include "Platform/Cog/EventLoop.h"
@@ -8,14 +9,15 @@ namespace DataPlane::Linux {
 
 /// Purpose: the links of the kernel as a switch.
 ///
-/// Three channels, so that a burst on one loses nothing on another: `events` is told of links; `answers` carries what is
-/// to be set, and what came of it; dumps of links, counters, addresses and routes have their own.
+/// Three channels, so that a burst on one loses nothing on another: `events` is told of links and VLANs; `answers` carries
+/// what is to be set, and what came of it; dumps of links, VLANs, counters, addresses and routes have their own.
 ///
 /// Invariants:
 /// 1. Events are taken before answers, so the listener hears of a link's change before it hears that its request is done.
-/// 2. When events are lost, all links are dumped again and the differences told; until that has succeeded the switch is
-///    degraded. Events that are left from before the loss are never taken after that dump: they would undo it.
+/// 2. When events are lost, all links and VLANs are dumped again and the differences told; until that has succeeded the
+///    switch is degraded. Events that are left from before the loss are never taken after that dump: they would undo it.
 /// 3. A request has succeeded when the kernel has acknowledged it and, asked again, shows the link as it was wanted.
+/// 4. Memberships are told when all events that were there have been taken, so that the steps of one change are one.
 class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
  public:
    LinuxSwitch( Vel::Ptr< Cog::EventLoop > loop, std::unique_ptr< Kernel > kernel );
@@ -26,7 +28,7 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    Outcome countersRefresh( VelPool::EntityManager & pool ) override;
    void linkSet( RequestId id, const Wire::IntfId & intf, bool up, const Vel::String & restore ) override;
    LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) override;
-   bool tellsMembership() const override { return false; }
+   bool tellsMembership() const override { return true; }
    const Vel::String & bootId() const override { return bootId_; }
 
    /// Seconds after which what has failed is tried again: hearing of links, reading them.
@@ -58,7 +60,9 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
 
    bool handleEvents();
    void handleAnswers();
+   void take( const nlmsghdr & event );
    Outcome dumpLinks();
+   Outcome dumpVlans( std::vector< VlanEvent > & vlans );
    void recover();
    void degrade( const Vel::String & why );
    void tellHealth();
@@ -76,6 +80,8 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    Dumps dumps_;
    Requests requests_;
    LinkTable links_;
+   VlanTable vlans_;
+   Membership membership_{ links_, vlans_ };
    PortCounters counters_;
    std::map< Wire::IntfId, Restoring > restoring_;
    std::map< Wire::IntfId, Vel::U64 > lastAsked_; ///< order of the last request that has not ended

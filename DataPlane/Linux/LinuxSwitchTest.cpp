@@ -23,7 +23,7 @@ TEST_F( LinuxSwitch, startTellsAllLinksAtOnce ) {
    EXPECT_EQ( Wire::IntfId::other( "lo" ), listener.link( "lo" )->intf );
    EXPECT_EQ( Wire::IntfId( Wire::CpuIntfId( "br0" ) ), listener.link( "br0" )->intf );
    EXPECT_EQ( 6u, listener.links.size() );
-   EXPECT_FALSE( made->tellsMembership() );
+   EXPECT_TRUE( made->tellsMembership() );
    EXPECT_FALSE( listener.health.degraded );
 }
 

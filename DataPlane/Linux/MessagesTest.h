@@ -3,11 +3,15 @@
 #include "DataPlane/Linux/LinkAddress.h"
 #include "DataPlane/Linux/LinkMessage.h"
 #include "DataPlane/Linux/Route.h"
+#include "DataPlane/Linux/VlanMessage.h"
 
 #include <linux/if_addr.h>
+#include <linux/if_bridge.h>
+#include <linux/if_ether.h>
 #include <linux/if_link.h>
 #include <linux/rtnetlink.h>
 #include <net/if.h>
+#include <netinet/in.h>
 
 /// Purpose: messages as the kernel would send them, for tests.
 namespace DataPlane::Linux {
@@ -25,6 +29,9 @@ struct TestLink {
    Vel::U16 vlanId = 0;
    Vel::U32 master = 0;
    bool lowerElsewhere = false;
+   Vel::String slaveKind = {};
+   bool vlanFiltering = false;
+   Vel::U16 vlanProtocol = ETH_P_8021Q; ///< of VLAN devices and bridges
 };
 
 inline Bytes linkBytes( const TestLink & link, Vel::U16 type = RTM_NEWLINK, Vel::U8 family = AF_UNSPEC ) {
@@ -43,11 +50,48 @@ inline Bytes linkBytes( const TestLink & link, Vel::U16 type = RTM_NEWLINK, Vel:
       message.attribute( IFLA_LINK_NETNSID, Vel::U32( 0 ) );
    if ( link.master != 0 )
       message.attribute( IFLA_MASTER, link.master );
-   if ( !link.kind.empty() )
+   if ( !link.kind.empty() || !link.slaveKind.empty() )
       message.nested( IFLA_LINKINFO, [&] {
-         message.attribute( IFLA_INFO_KIND, link.kind );
+         if ( !link.kind.empty() )
+            message.attribute( IFLA_INFO_KIND, link.kind );
          if ( link.vlanId != 0 )
-            message.nested( IFLA_INFO_DATA, [&] { message.attribute( IFLA_VLAN_ID, link.vlanId ); } );
+            message.nested( IFLA_INFO_DATA, [&] {
+               message.attribute( IFLA_VLAN_ID, link.vlanId );
+               message.attribute( IFLA_VLAN_PROTOCOL, htons( link.vlanProtocol ) );
+            } );
+         if ( link.kind == "bridge" )
+            message.nested( IFLA_INFO_DATA, [&] {
+               message.attribute( IFLA_BR_VLAN_FILTERING, Vel::U8( link.vlanFiltering ) );
+               message.attribute( IFLA_BR_VLAN_PROTOCOL, htons( link.vlanProtocol ) );
+            } );
+         if ( !link.slaveKind.empty() )
+            message.attribute( IFLA_INFO_SLAVE_KIND, link.slaveKind );
+      } );
+   return message.take();
+}
+
+/// VLANs from the first to the last.
+struct TestVlans {
+   Vel::U16 first;
+   Vel::U16 last;
+};
+
+inline Bytes
+vlanBytes( Vel::U32 ifIndex, const std::vector< TestVlans > & ranges, Vel::U16 type = RTM_NEWVLAN ) {
+   br_vlan_msg header{};
+   header.family = AF_BRIDGE;
+   header.ifindex = ifIndex;
+   MessageBuilder message( type, 0 );
+   message.header( header );
+   for ( const TestVlans & range : ranges )
+      message.nested( BRIDGE_VLANDB_ENTRY, [&] {
+         const bridge_vlan_info info{ BRIDGE_VLAN_INFO_UNTAGGED, range.first };
+         message.attribute(
+            BRIDGE_VLANDB_ENTRY_INFO,
+            std::string_view( reinterpret_cast< const char * >( &info ), sizeof info ) );
+         if ( range.last != range.first )
+            message.attribute( BRIDGE_VLANDB_ENTRY_RANGE, range.last );
+         message.attribute( BRIDGE_VLANDB_ENTRY_STATE, Vel::U8( 3 ) );
       } );
    return message.take();
 }

@@ -46,6 +46,10 @@ class Socket final : public Channel {
          mnl_socket_setsockopt( socket_, option, &on, sizeof on );
       if ( mnl_socket_bind( socket_, toldOfLinks ? 1u << ( RTNLGRP_LINK - 1 ) : 0, MNL_SOCKET_AUTOPID ) != 0 )
          return Outcome::failed( "cannot listen to the kernel's links: " + reason() );
+      // Kernels that do not know it tell no VLANs when they are asked either.
+      int vlans = RTNLGRP_BRVLAN;
+      if ( toldOfLinks )
+         mnl_socket_setsockopt( socket_, NETLINK_ADD_MEMBERSHIP, &vlans, sizeof vlans );
       return {};
    }
 
