@@ -17,6 +17,8 @@ import subprocess
 import sys
 import time
 
+#: Bytes of a record that the agent keeps, at most.
+LARGEST = 256 * 1024
 #: Seconds after which a program that we have started is taken to hang.
 PROGRAM_LIMIT = 10
 #: Seconds between two looks at what we wait for.
@@ -90,7 +92,10 @@ class Call:
 
     def record(self, what):
         """Hands in what it will take to undo what is about to be done. Comes back when that is kept."""
-        say(json.dumps(what, separators=(",", ":"), sort_keys=True))
+        text = json.dumps(what, separators=(",", ":"), sort_keys=True)
+        if len(text) > LARGEST:
+            raise Failure(f"what to undo takes {len(text)} bytes, and no more than {LARGEST} are kept: nothing was changed")
+        say(text)
         descriptor = os.environ.get("MAINTD_KEPT_FD")
         if descriptor is None:
             return

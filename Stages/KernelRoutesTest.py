@@ -1,0 +1,185 @@
+#!/usr/bin/env python3
+"""Tests of the stage command kernel-routes where a real kernel cannot be made to behave so; see RoutesOnLinuxTest.sh."""
+
+import os
+import unittest
+
+from stagerig import StageTest
+
+# The kernel is its state: routes as ip shows them, a family each; what it makes of a change; and all changes.
+IP = '''
+family, words = sys.argv[1], sys.argv[2:]
+def key(route): return (route["dst"], route.get("metric", 0))
+def parsed(words):
+    route = {"dst": words[0], "flags": [], **{words[i]: words[i + 1] for i in range(1, len(words), 2)}}
+    route = {{"proto": "protocol", "via": "gateway"}.get(name, name): value for name, value in route.items()}
+    return {**route, "metric": int(route.get("metric", 0))} if "metric" in route else route
+routes = state["routes"][family]
+if "-batch" in words:
+    if "dies" in state:
+        sys.exit(state["dies"])
+    for number, line in enumerate(sys.stdin.read().splitlines(), 1):
+        verb, given = line.split()[1], line.split()[2:]
+        state["changes"].append(line)
+        if verb in state.get("refused", []):
+            print("RTNETLINK answers: Operation not permitted", file=sys.stderr)
+            print(f"Command failed -:{number}", file=sys.stderr)
+            continue
+        route = parsed(given)
+        routes[:] = [one for one in routes if key(one) != key(route)]
+        if verb != "del":
+            routes.append({**route, **state.get("odd", {}).get(verb, {})})
+    keep()
+elif state.get("broken"):
+    print(state["broken"][1])
+    print("Cannot open netlink socket", file=sys.stderr)
+    sys.exit(state["broken"][0])
+elif "-json" in words:
+    print(json.dumps([{"type": "unicast", **route, "table": "main"} for route in routes]))
+else:
+    for route in routes:
+        print(route["dst"], "mtu lock 1400" if "metrics" in route else "")
+'''
+
+
+def route(**more):
+    return {"dst": "10.8.0.0/16", "gateway": "10.0.1.2", "dev": "et1", "protocol": "boot", "flags": [], **more}
+
+
+class RoutesTest(StageTest):
+    def setUp(self):
+        super().setUp()
+        self.ip = self.program("ip", IP)
+
+    def kernel(self, *routes, **more):
+        self.keep({"routes": {"-4": list(routes), "-6": []}, "changes": [], **more})
+
+    def stage(self, operation, *words, timeout="0.5", interfaces=("et1",), **told):
+        kept = {"kept": told.pop("kept")} if "kept" in told else {}
+        return self.run_("kernel-routes", operation, "--ip", self.ip, "--timeout", timeout, *words, told={
+            "interfaces": [{"name": name} for name in interfaces], **told}, **kept)
+
+    def shown(self):
+        return sorted((one["dst"], one.get("metric", 0), one["dev"]) for one in self.state["routes"]["-4"])
+
+
+class Enter(RoutesTest):
+    def test_recordsBeforeItChangesAnything(self):
+        self.kernel(route())
+        agent, kept = os.pipe()
+        os.close(kept)
+        run = self.stage("enter", kept=agent)
+        os.close(agent)
+        self.fails(run, "the agent has gone")
+        self.assertEqual(self.state["changes"], [])
+        self.assertEqual(run.records, [{"moves": [{
+            "family": "inet", "table": "main", "by": 100000, "through": ["et1"],
+            "routes": [{"dst": "10.8.0.0/16", "gateway": "10.0.1.2", "dev": "et1", "protocol": "boot"}]}]}])
+
+    def test_touchesNoOtherInterface(self):
+        self.kernel(route(dev="et9"))
+        run = self.stage("enter")
+        self.passes(run)
+        self.assertEqual((run.records, self.state["changes"]), ([{"moves": []}], []))
+
+    def test_hasNothingToDoForAUnitWithoutInterfaces(self):
+        self.kernel(route())
+        self.passes(self.stage("enter", interfaces=()))
+        self.assertEqual(self.state["changes"], [])
+
+    def test_refusesWhatItCouldNotGiveBack(self):
+        self.kernel(route(encap="ip", metrics=[{"mtu": 1, "rtt": 3}]))
+        run = self.stage("enter")
+        self.fails(run, "10.8.0.0/16 via 10.0.1.2 dev et1 metric 0: cannot be given back: encap, rtt; nothing was changed")
+        self.assertEqual((run.records, self.state["changes"]), ([], []))
+
+    def test_refusesNamesThatWouldPartWords(self):
+        self.kernel(route(dev="e t"))
+        self.fails(self.stage("enter", interfaces=("e t",)), "cannot be given back: e t")
+
+    def test_refusesRoutesThatItCannotTellApart(self):
+        self.kernel(route(), route(gateway="10.0.1.3"))
+        self.fails(self.stage("enter"), "there are several with this metric")
+
+    def test_refusesMoreThanIsKept(self):
+        self.kernel(*(route(dst=f"10.{i // 256}.{i % 256}.0/24") for i in range(4000)))
+        run = self.stage("enter")
+        self.fails(run, "nothing was changed")
+        self.assertEqual((run.records, self.state["changes"]), ([], []))
+
+    def test_leavesOutRoutesThatCarryNothing(self):
+        self.kernel(route(flags=["dead", "linkdown"]))
+        run = self.stage("enter")
+        self.passes(run)
+        self.assertEqual(run.records, [{"moves": []}])
+
+    def test_saysWhyTheKernelRefuses(self):
+        self.kernel(route(), refused=["add"])
+        run = self.stage("enter", timeout="20")
+        self.fails(run, "add 10.8.0.0/16 via 10.0.1.2 dev et1 metric 100000: RTNETLINK answers: Operation not permitted")
+        self.assertEqual(self.shown(), [("10.8.0.0/16", 0, "et1")])
+
+    def test_takesBackWhatTheKernelDoesNotShowAsItWasAskedTo(self):
+        self.kernel(route(), odd={"add": {"dev": "et7"}})
+        self.fails(self.stage("enter"), "the kernel shows it otherwise")
+        self.assertEqual(self.shown(), [("10.8.0.0/16", 0, "et1")])
+
+    def test_keepsWhatAnInterruptedRunHadRecorded(self):
+        self.kernel(route())
+        first = self.stage("enter")
+        self.keep({**self.state, "routes": {"-4": self.state["routes"]["-4"] + [route(dst="10.9.0.0/16")], "-6": []}})
+        second = self.stage("enter", rerun=True, recorded=first.records[0])
+        self.passes(second)
+        self.assertEqual([one["dst"] for one in second.records[0]["moves"][0]["routes"]], ["10.8.0.0/16", "10.9.0.0/16"])
+        self.assertEqual(self.shown(), [("10.8.0.0/16", 100000, "et1"), ("10.9.0.0/16", 100000, "et1")])
+
+    def test_saysThatIpGivesUp(self):
+        self.kernel(route(), dies='Error: argument "x" is wrong')
+        self.fails(self.stage("enter"), 'ip -batch: Error: argument "x" is wrong')
+
+    def test_failsWithoutIp(self):
+        self.fails(self.run_("kernel-routes", "enter", "--ip", self.path("none")), "cannot run")
+
+    def test_saysWhyRoutesCannotBeRead(self):
+        self.kernel(broken=[1, ""])
+        self.fails(self.stage("enter"), "cannot read the routes of table main: Cannot open netlink socket")
+
+    def test_saysThatIpPrintsNoJson(self):
+        self.kernel(broken=[0, "<html>"])
+        self.fails(self.stage("enter"), "something else than JSON")
+
+    def test_refusesMetricsThatAreNone(self):
+        for text in ("0", "-1", "4294967296", "x"):
+            with self.subTest(text):
+                self.assertEqual(self.stage("enter", "--metric", text).status, 2)
+
+
+class Exit(RoutesTest):
+    def test_changesNothingWithoutARecord(self):
+        self.kernel(route(metric=100000))
+        run = self.stage("exit", recorded=None)
+        self.passes(run)
+        self.assertIn("nothing was recorded", run.errors[0])
+        self.assertEqual(self.state["changes"], [])
+
+    def test_failsWhenTheKernelKeepsRefusing(self):
+        self.kernel(route())
+        record = self.stage("enter").records[0]
+        self.keep({**self.state, "refused": ["add"]})
+        self.fails(self.stage("exit", recorded=record), "metric 0: RTNETLINK answers: Operation not permitted")
+        self.assertEqual(self.shown(), [("10.8.0.0/16", 100000, "et1")])
+
+    def test_refusesARecordOfSomethingElse(self):
+        good = {"family": "inet", "table": "main", "by": 1, "through": ["et1"], "routes": [route()]}
+        bad = [{"family": "x"}, {"table": 3}, {"by": 0}, {"by": "1"}, {"by": 1 << 32}, {"through": ["et2"]},
+               {"through": 3}, {"routes": [3]}, {"routes": [{}]}, {"routes": [route(dev="a b")]},
+               {"routes": [route(encap="ip")]}, {"routes": [route(dst=1)]}]
+        self.kernel()
+        self.passes(self.stage("exit", recorded={"moves": [good]}))
+        for recorded in [{}, {"moves": 1}, {"moves": [{}]}, *({"moves": [{**good, **one}]} for one in bad)]:
+            with self.subTest(recorded):
+                self.fails(self.stage("exit", recorded=recorded), "not what this stage records")
+
+
+if __name__ == "__main__":
+    unittest.main()
