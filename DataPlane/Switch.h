@@ -117,8 +117,8 @@ class Switch : public Vel::PtrInterface {
 
    /// Asks for a link to be set up or down; something that leaves the process, so it belongs after the commit of a
    /// turn. A later turn tells the listener how it ended, exactly once, also if there is no such link. Success means
-   /// that the link has been read again and is as wanted. `restore` is the text of an earlier snapshot of this link, given back after it
-   /// is up; what is there again by then is left as it is. Ignored for down.
+   /// that the link has been read again and is as wanted. `restore` is the text of an earlier snapshot of this link,
+   /// given back after it is up; what is there again by then is left as it is. Ignored for down.
    virtual void linkSet( RequestId id, const Wire::IntfId & intf, bool up, const Vel::String & restore ) = 0;
    /// The addresses and routes of the link that will be lost when it goes down. To be taken before linkSet( down ).
    virtual LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) = 0;

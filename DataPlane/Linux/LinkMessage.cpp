@@ -60,8 +60,8 @@ std::optional< StatsMessage > parseStats( const nlmsghdr & message ) {
    const std::optional< if_stats_msg > header = fixedHeader< if_stats_msg >( message );
    if ( message.nlmsg_type != RTM_NEWSTATS || !header )
       return {};
-   const Attributes attributes( message, sizeof( if_stats_msg ) );
-   const std::optional< std::string_view > bytes = attributes.payload( IFLA_STATS_LINK_64 );
+   const std::optional< std::string_view > bytes =
+      payloadIn( message, sizeof( if_stats_msg ), IFLA_STATS_LINK_64 );
    // Later kernels append to the record; older ones end it early, but never before these.
    constexpr std::size_t needed = offsetof( rtnl_link_stats64, tx_bytes ) + sizeof( Vel::U64 );
    if ( !bytes || bytes->size() < needed )

@@ -140,12 +140,16 @@ void LinkTable::dumpIs( const std::vector< LinkMessage > & links ) {
          gone.insert( index );
    for ( const Vel::U32 index : gone )
       erase( index, affected );
+   std::vector< const LinkMessage * > changed;
+   for ( const LinkMessage & link : links )
+      if ( const Entry * const entry = find( link.ifIndex ); !entry || entry->link != link )
+         changed.push_back( &link );
    // Names may have been exchanged, so all old ones go before the new ones are entered.
-   for ( const LinkMessage & link : links )
-      if ( const Entry * const entry = find( link.ifIndex ) )
+   for ( const LinkMessage * const link : changed )
+      if ( const Entry * const entry = find( link->ifIndex ) )
          byName_.erase( entry->link.name );
-   for ( const LinkMessage & link : links )
-      store( link, affected );
+   for ( const LinkMessage * const link : changed )
+      store( *link, affected );
    retell( affected );
 }
 

@@ -23,30 +23,53 @@ bool forEachMessage(
    return left == 0;
 }
 
-Attributes::Attributes( const void * begin, std::size_t size ) { take( begin, size ); }
+namespace {
+
+std::string_view bytesBehind( const nlmsghdr & message, std::size_t fixedHeader ) {
+   const std::size_t before = MNL_NLMSG_HDRLEN + MNL_ALIGN( fixedHeader );
+   if ( message.nlmsg_len <= before )
+      return {};
+   return { reinterpret_cast< const char * >( &message ) + before, message.nlmsg_len - before };
+}
+
+template < class Handle >
+void eachAttribute( std::string_view bytes, Handle handle ) {
+   const char * const end = bytes.data() + bytes.size();
+   const auto * attribute = reinterpret_cast< const nlattr * >( bytes.data() );
+   const auto left = [&] {
+      return static_cast< int >( end - reinterpret_cast< const char * >( attribute ) );
+   };
+   for ( ; mnl_attr_ok( attribute, left() ); attribute = mnl_attr_next( attribute ) )
+      handle( attribute );
+}
+
+} // namespace
+
+Attributes::Attributes( const void * begin, std::size_t size ) {
+   take( { static_cast< const char * >( begin ), size } );
+}
 
 Attributes::Attributes( const nlmsghdr & message, std::size_t fixedHeader ) {
-   const std::size_t before = MNL_NLMSG_HDRLEN + MNL_ALIGN( fixedHeader );
-   if ( message.nlmsg_len > before )
-      take( reinterpret_cast< const char * >( &message ) + before, message.nlmsg_len - before );
+   take( bytesBehind( message, fixedHeader ) );
 }
 
 Attributes::Attributes( const nlattr * nest ) {
    if ( nest )
-      take( mnl_attr_get_payload( nest ), mnl_attr_get_payload_len( nest ) );
+      take( Linux::payload( *nest ) );
 }
 
-void Attributes::take( const void * begin, std::size_t size ) {
-   const char * const end = static_cast< const char * >( begin ) + size;
-   const auto * attribute = static_cast< const nlattr * >( begin );
-   const auto left = [&] {
-      return static_cast< int >( end - reinterpret_cast< const char * >( attribute ) );
-   };
-   for ( ; mnl_attr_ok( attribute, left() ); attribute = mnl_attr_next( attribute ) ) {
-      all_.push_back( attribute );
+void Attributes::take( std::string_view bytes ) {
+   bytes_ = bytes;
+   eachAttribute( bytes, [this]( const nlattr * attribute ) {
       if ( number( *attribute ) <= highest )
          byNumber_[number( *attribute )] = attribute;
-   }
+   } );
+}
+
+std::vector< const nlattr * > Attributes::all() const {
+   std::vector< const nlattr * > result;
+   eachAttribute( bytes_, [&]( const nlattr * attribute ) { result.push_back( attribute ); } );
+   return result;
 }
 
 std::optional< Vel::String > Attributes::text( unsigned number ) const {
@@ -67,6 +90,16 @@ std::string_view payload( const nlattr & attribute ) {
    return {
       static_cast< const char * >( mnl_attr_get_payload( &attribute ) ),
       mnl_attr_get_payload_len( &attribute ) };
+}
+
+std::optional< std::string_view >
+payloadIn( const nlmsghdr & message, std::size_t fixedHeader, unsigned attribute ) {
+   std::optional< std::string_view > result;
+   eachAttribute( bytesBehind( message, fixedHeader ), [&]( const nlattr * at ) {
+      if ( number( *at ) == attribute )
+         result = payload( *at );
+   } );
+   return result;
 }
 
 unsigned number( const nlattr & attribute ) { return mnl_attr_get_type( &attribute ); }

@@ -35,7 +35,7 @@ class Attributes {
    /// Null if it is not there.
    const nlattr * at( unsigned number ) const { return number <= highest ? byNumber_[number] : nullptr; }
    /// All of them in the order of the message, unknown ones included.
-   const std::vector< const nlattr * > & all() const { return all_; }
+   std::vector< const nlattr * > all() const;
 
    /// Absent also if the attribute is too short for the type.
    std::optional< Vel::U8 > u8( unsigned number ) const { return value< Vel::U8 >( number ); }
@@ -57,13 +57,17 @@ class Attributes {
    }
 
  private:
-   void take( const void * begin, std::size_t size );
+   void take( std::string_view bytes );
 
-   std::vector< const nlattr * > all_;
+   std::string_view bytes_;
    const nlattr * byNumber_[highest + 1] = {};
 };
 
 std::string_view payload( const nlattr & attribute );
+/// The payload of one attribute behind a fixed header of that size, for messages that are read by the thousand; absent
+/// if the attribute is.
+std::optional< std::string_view >
+payloadIn( const nlmsghdr & message, std::size_t fixedHeader, unsigned attribute );
 /// Without the bits that mark nesting and byte order.
 unsigned number( const nlattr & attribute );
 

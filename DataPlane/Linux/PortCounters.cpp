@@ -4,10 +4,18 @@ namespace DataPlane::Linux {
 
 void PortCounters::end( VelPool::EntityManager & pool ) {
    ++refresh_;
+   if ( pool_ != &pool ) {
+      pool_ = &pool;
+      for ( auto & [intf, port] : ports_ )
+         port.counter = nullptr;
+   }
    OctetsOfLinks links;
+   std::vector< Port * > live;
+   live.reserve( read_.size() );
    std::size_t stayed = 0;
    for ( const auto & [intf, stats] : read_ ) {
-      Port & port = ports_[intf];
+      Port & port = this->port( intf, live.size() );
+      live.push_back( &port );
       if ( port.ifIndex != stats.ifIndex ) {
          port.link = whereItBegins( port, stats, links );
          port.ifIndex = stats.ifIndex;
@@ -17,17 +25,27 @@ void PortCounters::end( VelPool::EntityManager & pool ) {
       port.link = { stats.inOctets, stats.outOctets };
       stayed += port.refresh != 0 && port.refresh + 1 == refresh_;
       port.refresh = refresh_;
-      pool.intfCountersIs( intf, port.total.in, Cog::MaybeU63( port.total.out ) );
+      const Cog::MaybeU63 out( port.total.out );
+      if ( port.counter )
+         port.counter->statisticsIs( { port.total.in, out } );
+      else
+         port.counter = pool.intfCountersIs( intf, port.total.in, out );
    }
    const bool same = stayed == live_.size() && stayed == read_.size();
-   if ( same )
-      return;
    if ( stayed != live_.size() )
       removeDeparted( pool );
-   live_.clear();
-   for ( const auto & [intf, stats] : read_ )
-      live_.push_back( intf );
-   forgetSome();
+   live_ = std::move( live );
+   if ( !same )
+      forgetSome();
+}
+
+/// The kernel tells links in the same order each time, so that the port is mostly the one of that place the last time.
+PortCounters::Port & PortCounters::port( const Wire::IntfId & intf, std::size_t place ) {
+   if ( place < live_.size() && live_[place]->intf == intf )
+      return *live_[place];
+   Port & port = ports_[intf];
+   port.intf = intf;
+   return port;
 }
 
 /// Counts of the link that belong to an earlier port of its, not to this one. `links` is filled when it is first needed,
@@ -47,12 +65,12 @@ PortCounters::whereItBegins( const Port & port, const StatsMessage & stats, Octe
 }
 
 void PortCounters::removeDeparted( VelPool::EntityManager & pool ) {
-   for ( const Wire::IntfId & intf : live_ ) {
-      const Vel::U64 lastRead = ports_.at( intf ).refresh;
-      if ( lastRead == refresh_ )
+   for ( Port * const port : live_ ) {
+      if ( port->refresh == refresh_ )
          continue;
-      departures_.emplace_back( intf, lastRead );
-      pool.intfDel( intf );
+      departures_.emplace_back( port->intf, port->refresh );
+      pool.intfDel( port->intf );
+      port->counter = nullptr;
    }
 }
 

@@ -29,22 +29,27 @@ class PortCounters {
       Vel::U64 in = 0;
       Vel::U64 out = 0;
    };
+   using Counter = Interface::IntfCounterMasquerade::EthIntfCounter;
    struct Port {
-      Vel::U32 ifIndex = 0; ///< of its link; 0: never read
-      Octets link;          ///< the link's own counts, as last read
-      Octets total;         ///< the port's
-      Vel::U64 refresh = 0; ///< in which it was last read
+      Wire::IntfId intf;
+      Vel::U32 ifIndex = 0;        ///< of its link; 0: never read
+      Octets link;                 ///< the link's own counts, as last read
+      Octets total;                ///< the port's
+      Vel::U64 refresh = 0;        ///< in which it was last read
+      Vel::Ptr< Counter > counter; ///< in the pool; null: it has no entry there
    };
    using OctetsOfLinks = std::unordered_map< Vel::U32, Octets >;
 
    static Vel::U64 since( Vel::U64 before, Vel::U64 now ) { return now < before ? now : now - before; }
+   Port & port( const Wire::IntfId & intf, std::size_t place );
    Octets whereItBegins( const Port & port, const StatsMessage & stats, OctetsOfLinks & links ) const;
    void removeDeparted( VelPool::EntityManager & pool );
    void forgetSome();
 
    std::unordered_map< Wire::IntfId, Port > ports_;
    std::vector< std::pair< Wire::IntfId, StatsMessage > > read_;
-   std::vector< Wire::IntfId > live_; ///< those that were read in the last refresh
+   std::vector< Port * > live_;              ///< those that were read in the last refresh, in its order
+   Vel::Ptr< VelPool::EntityManager > pool_; ///< of the last refresh
    /// Ports that have gone, in that order, with the refresh in which each was last read; it may have come back since.
    std::deque< std::pair< Wire::IntfId, Vel::U64 > > departures_;
    Vel::U64 refresh_ = 0;

@@ -37,6 +37,30 @@ TEST_F( PortCounters, countsAreTheLinksOwn ) {
    EXPECT_EQ( "in 5 out 7", of( "et2" ) );
 }
 
+TEST_F( PortCounters, orderInWhichLinksAreReadDoesNotMatter ) {
+   refresh( { { "et1", 1, 100, 200 }, { "et2", 2, 5, 6 }, { "et3", 3, 1, 1 } } );
+   refresh( { { "et3", 3, 2, 2 }, { "et1", 1, 150, 200 }, { "et2", 2, 5, 7 } } );
+   EXPECT_EQ( "in 150 out 200", of( "et1" ) );
+   EXPECT_EQ( "in 5 out 7", of( "et2" ) );
+   EXPECT_EQ( "in 2 out 2", of( "et3" ) );
+   refresh( { { "et1", 1, 151, 200 }, { "et2", 2, 6, 7 } } );
+   EXPECT_EQ( "in 151 out 200", of( "et1" ) );
+   EXPECT_EQ( "in 6 out 7", of( "et2" ) );
+   EXPECT_EQ( "none", of( "et3" ) );
+}
+
+TEST_F( PortCounters, anotherPoolGetsEverything ) {
+   refresh( { { "et1", 1, 100, 200 } } );
+   const Vel::Ptr< VelPool::EntityManager > other = Vel::make< VelPool::EntityManager >();
+   counters.begin();
+   counters.portIs( Wire::EthIntfId( "et1" ), { 1, 150, 200 } );
+   counters.end( *other );
+   const auto * const dir = other->intfCounterDir( Wire::EthIntfId( "et1" ) );
+   ASSERT_TRUE( dir );
+   EXPECT_EQ( "in 150 out 200", stringValue( dir->counter( "current" )->statistics() ) );
+   EXPECT_EQ( "in 100 out 200", of( "et1" ) );
+}
+
 TEST_F( PortCounters, portThatIsNotReadHasNoEntry ) {
    refresh( { { "et1", 1, 100, 200 }, { "et2", 2, 5, 6 } } );
    refresh( { { "et2", 2, 5, 6 } } );

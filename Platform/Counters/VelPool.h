@@ -21,8 +21,9 @@ class EntityManager final : public Vel::Entity {
    VEL_OWNED( Wire::IntfId, EthIntfCounterDir, intfCounterDir, onIntfCounterDir );
 
    /// Sets the live counts of a port, in octets since the port exists. The first time, the port appears with
-   /// these counts.
-   void intfCountersIs( const Wire::IntfId & intf, Vel::U64 inOctets, Cog::MaybeU63 outOctets );
+   /// these counts. What it gives may be written in its place as long as the port has an entry.
+   Interface::IntfCounterMasquerade::EthIntfCounter *
+   intfCountersIs( const Wire::IntfId & intf, Vel::U64 inOctets, Cog::MaybeU63 outOctets );
    /// The port's counters cannot be read any more, or it is gone. False: there were none.
    bool intfDel( const Wire::IntfId & intf ) { return intfCounterDirTake( intf ); }
 };
