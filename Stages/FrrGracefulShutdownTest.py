@@ -190,7 +190,7 @@ class Verification(FrrTest):
 
     def test_isContentWithRoutesThatWereTheLastChoiceBefore(self):
         self.router(neighbours={"et1": neighbour(preference=0, deaf=True)})
-        self.passes(self.stage("enter", timeout="2"))
+        self.passes(self.stage("enter"))
 
     def test_countsMessagesWhereThereAreTooManyRoutesToList(self):
         self.router(neighbours={"et1": neighbour(sent=100000)})
@@ -201,7 +201,7 @@ class Verification(FrrTest):
 
     def test_asksNothingOfANeighbourWithoutRoutes(self):
         self.router(neighbours={"et1": neighbour(sent=0, deaf=True)})
-        self.passes(self.stage("enter", timeout="2"))
+        self.passes(self.stage("enter"))
 
     def test_needsCommunitiesTowardsOtherSystems(self):
         for communities in ("extended", ""):
@@ -265,7 +265,7 @@ class Exit(FrrTest):
 
     def test_waitsNoLongerWhenAllIsTheLastChoiceOfOthers(self):
         self.router(one=True, neighbours={"et1": neighbour(preference=0, deaf=True)})
-        self.passes(self.leave(ONE, timeout="5"))
+        self.passes(self.leave(ONE))
 
     def test_refusesARecordOfSomethingElse(self):
         for recorded in ({"instances": "x"}, {"instances": [1]}, {"instances": ["router ospf"]}):

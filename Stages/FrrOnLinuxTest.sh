@@ -125,6 +125,7 @@ _configures() { # COMMAND...
 
 _steersAndBack() {
    _routers
+   touch now
    _stage enter null
    passes
    says '{"instances":["router bgp 65000"]}'
@@ -140,7 +141,8 @@ _steersAndBack() {
    _until 5 "a is told no mark" _seesNot a 192.0.2.2/32 graceful-shutdown
    _until 5 "c is told a preference" _sees c 192.0.2.2/32 "localpref 100,"
    _isOn 0 || fail "it should be off"
-   [ ! -e s/bgpd.conf ] && [ "$(stat -c %Y s/frr.conf)" -le "$started" ] || fail "nothing should be saved"
+   output=$(find s /etc/frr -name '*.conf*' -newer now)
+   saysNothing
 }
 
 _respectsWhatIsOn() {
@@ -247,7 +249,6 @@ saysWhatIsWrongWithTheRouter() { _with "wrong _failsWithoutRouters"; }
 findsTheRouterOfAPathSpace() { _with "space _findsThePathSpace"; }
 _with() {
    _frrIsThere
-   started=$(date +%s)
    _sideBySide "$@"
 }
 

@@ -54,7 +54,7 @@ class RoutesTest(StageTest):
     def kernel(self, *routes, **more):
         self.keep({"routes": {"-4": list(routes), "-6": []}, "changes": [], **more})
 
-    def stage(self, operation, *words, timeout="0.5", interfaces=("et1",), **told):
+    def stage(self, operation, *words, timeout="20", interfaces=("et1",), **told):
         kept = {"kept": told.pop("kept")} if "kept" in told else {}
         return self.run_("kernel-routes", operation, "--ip", self.ip, "--timeout", timeout, *words, told={
             "interfaces": [{"name": name} for name in interfaces], **told}, **kept)
@@ -115,7 +115,7 @@ class Enter(RoutesTest):
 
     def test_saysWhyTheKernelRefuses(self):
         self.kernel(route(), refused=["add"])
-        run = self.stage("enter", timeout="20")
+        run = self.stage("enter")
         self.fails(run, "add 10.8.0.0/16 via 10.0.1.2 dev et1 metric 100000: RTNETLINK answers: Operation not permitted")
         self.assertEqual(self.shown(), [("10.8.0.0/16", 0, "et1")])
 
@@ -166,7 +166,7 @@ class Exit(RoutesTest):
         self.kernel(route())
         record = self.stage("enter").records[0]
         self.keep({**self.state, "refused": ["add"]})
-        self.fails(self.stage("exit", recorded=record), "metric 0: RTNETLINK answers: Operation not permitted")
+        self.fails(self.stage("exit", timeout="0.5", recorded=record), "metric 0: RTNETLINK answers: Operation not permitted")
         self.assertEqual(self.shown(), [("10.8.0.0/16", 100000, "et1")])
 
     def test_refusesARecordOfSomethingElse(self):

@@ -48,7 +48,7 @@ _routes() {
    local family
    for family in -4 -6; do
       ip -n "$ns" $family -oneline -details route show table "${1:-main}" 2> /dev/null
-   done | sed 's/ \(linkdown\|dead\)//g' | sort
+   done | sed 's/ linkdown//g; s/ dead//g; s/ expires [0-9]*sec//' | sort
 }
 _same() { # FILE WHAT
    output=$(diff "$1" <(_routes "${3:-main}")) || fail "$2"
