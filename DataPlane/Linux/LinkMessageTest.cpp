@@ -20,10 +20,16 @@ TEST( LinkMessage, describesALink ) {
 }
 
 TEST( LinkMessage, carrierCountsNotTheOperationalState ) {
-   // The operational state in these messages is "unknown".
-   EXPECT_TRUE( linkMessage( { .name = "et1", .flags = IFF_UP | lowerUp } ).lowerUp );
-   EXPECT_FALSE( linkMessage( { .name = "et1", .flags = IFF_UP | IFF_RUNNING } ).lowerUp );
-   EXPECT_FALSE( linkMessage( { .name = "et1", .flags = lowerUp } ).adminUp );
+   // It follows up to a second later, and links that do not keep it are "unknown" for ever.
+   for ( const Vel::U8 state : { 0, 2, 3, 5, 6 } ) {
+      SCOPED_TRACE( int( state ) );
+      const auto parsedWith = [&]( unsigned flags ) {
+         return linkMessage( { .name = "et1", .flags = flags, .operState = state } );
+      };
+      EXPECT_TRUE( parsedWith( IFF_UP | lowerUp ).lowerUp );
+      EXPECT_FALSE( parsedWith( IFF_UP | IFF_RUNNING ).lowerUp );
+      EXPECT_FALSE( parsedWith( lowerUp ).adminUp );
+   }
 }
 
 TEST( LinkMessage, linkBelowOfAnotherNamespaceIsNotOneOfOurs ) {

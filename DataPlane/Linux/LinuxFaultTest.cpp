@@ -109,6 +109,86 @@ TEST_F( LinuxFault, eventsThatFailAreHeardAnew ) {
    EXPECT_EQ( "et3 up", toldInTurn() );
 }
 
+TEST_F( LinuxFault, upThatComesInTwoMessagesIsTwoFacts ) {
+   kernel->links[1].flags = 0;
+   started();
+   kernel->add( { .ifIndex = 1, .name = "et1", .flags = IFF_UP } );
+   kernel->add( { .ifIndex = 1, .name = "et1", .flags = IFF_UP | IFF_RUNNING | lowerUp } );
+   EXPECT_EQ( "et1 down, et1 up", toldInTurn() );
+   // The operational state, which follows, is no news.
+   kernel->add( { .ifIndex = 1, .name = "et1", .flags = upAndRunning, .operState = 6 } );
+   EXPECT_EQ( "", toldInTurn() );
+}
+
+TEST_F( LinuxFault, enslavementThatIsToldSeveralTimesIsOneFact ) {
+   kernel->links[9] = { .ifIndex = 9, .name = "bond0", .kind = "bond" };
+   started();
+   // As the kernel tells it: set down by hand before, then taken, opened, and again with each flag that follows.
+   const TestLink taken{ .ifIndex = 1, .name = "et1", .master = 9, .slaveKind = "bond" };
+   TestLink slave = taken;
+   for ( const unsigned flags :
+         { unsigned( IFF_SLAVE ), unsigned( IFF_SLAVE ), unsigned( IFF_UP | IFF_SLAVE ),
+           upAndRunning | IFF_SLAVE, upAndRunning | IFF_SLAVE, upAndRunning | IFF_SLAVE } ) {
+      slave.flags = flags;
+      kernel->add( slave );
+   }
+   EXPECT_EQ( "et1 admin-down, et1 down, et1 up, et1 in bond0", toldInTurn() );
+   kernel->add( slave );
+   EXPECT_EQ( "", toldInTurn() );
+}
+
+TEST_F( LinuxFault, linkThatTheBridgeRemovesStays ) {
+   kernel->links[9] = { .ifIndex = 9, .name = "br0", .kind = "bridge" };
+   kernel->links[1].master = 9;
+   kernel->links[1].slaveKind = "bridge";
+   started();
+   kernel->events->push( linkBytes( kernel->links[1], RTM_DELLINK, AF_BRIDGE ) );
+   EXPECT_EQ( "", toldInTurn() );
+   kernel->add( { .ifIndex = 1, .name = "et1" } );
+   for ( const Vel::String & line : ( turn(), listener.story ) )
+      EXPECT_NE( "-et1", line );
+   EXPECT_TRUE( listener.up( "et1" ) );
+}
+
+TEST_F( LinuxFault, thousandCarrierChangesThatTrickleInAreToldOneByOne ) {
+   constexpr int changes = 1000;
+   for ( Vel::U32 i = 1; i <= 50; ++i )
+      kernel->links[i] = { .ifIndex = i, .name = Vel::text( "et", i ), .flags = upAndRunning };
+   started();
+   const int opened = kernel->opened;
+   for ( int i = 0; i < changes; ++i ) {
+      TestLink link = kernel->links[1 + Vel::U32( i ) % 50];
+      link.flags ^= lowerUp;
+      kernel->add( link );
+      // The kernel repeats itself.
+      kernel->add( link );
+      if ( i % 50 == 49 )
+         runFor( 1 );
+   }
+   EXPECT_EQ( std::size_t( changes ), listener.story.size() );
+   for ( const auto & [name, link] : listener.links )
+      EXPECT_TRUE( link.operUp ) << name;
+   EXPECT_EQ( opened, kernel->opened ) << "nothing was opened anew";
+}
+
+TEST_F( LinuxFault, portChannelIsSetAtItsMasterAndVlanInterfaceAtItsDevice ) {
+   kernel->links[9] = { .ifIndex = 9, .name = "bond0", .kind = "bond" };
+   kernel->links[1] = { .ifIndex = 1, .name = "et1", .master = 9, .slaveKind = "bond" };
+   kernel->links[5] = { .ifIndex = 5, .name = "br0", .kind = "bridge", .vlanFiltering = true };
+   kernel->links[6] = { .ifIndex = 6, .name = "v10", .kind = "vlan", .lower = 5, .vlanId = 10 };
+   started();
+   made->linkSet( 1, Wire::PortChannelIntfId( "bond0" ), false, {} );
+   made->linkSet( 2, Wire::VlanIntfId( "v10", 10 ), false, {} );
+   turn();
+   for ( const RequestId id : { 1, 2 } )
+      EXPECT_TRUE( listener.results.at( id ).link.ok() ) << id;
+   ASSERT_EQ( 2u, kernel->asked.size() );
+   EXPECT_EQ( 9, fixedHeader< ifinfomsg >( messageIn( kernel->asked[0] ) )->ifi_index );
+   EXPECT_EQ( 6, fixedHeader< ifinfomsg >( messageIn( kernel->asked[1] ) )->ifi_index );
+   for ( const Vel::U32 untouched : { 1u, 5u } )
+      EXPECT_TRUE( kernel->links[untouched].flags & IFF_UP ) << untouched;
+}
+
 TEST_F( LinuxFault, floodOfEventsIsTakenInPieces ) {
    started();
    for ( int i = 0; i < LinuxSwitch::maxEventsPerTurn + 1; ++i )

@@ -2,7 +2,6 @@
 
 #include "DataPlane/Linux/NamespaceTest.h"
 
-#include <algorithm>
 #include <iostream>
 
 namespace DataPlane::Linux {
@@ -172,28 +171,6 @@ TEST_F( LinuxSwitch, bootIdIsThatOfTheNamespace ) {
    ASSERT_EQ( 0, unshare( CLONE_NEWNET ) );
    ASSERT_TRUE( made->start( other ).ok() );
    EXPECT_NE( first, made->bootId() );
-}
-
-TEST_F( LinuxSwitch, burstThatIsLostIsMadeUpFor ) {
-   veth( "et1", "p1" );
-   up( "et1" );
-   started();
-   // Each change is news of more than a kilobyte for a buffer of eight megabytes (or what the system allows).
-   const Vel::String flap = "link set p1 up\nlink set p1 down\n";
-   Vel::String batch;
-   for ( int i = 0; i < 10000; ++i )
-      batch += flap;
-   batch += "link set p1 up\nlink add et7 type veth peer name p7\nlink del p7\nlink add et8 type veth peer "
-            "name p8\n";
-   FILE * const pipe = popen( "ip -batch -", "w" );
-   ASSERT_TRUE( pipe );
-   EXPECT_EQ( batch.size(), fwrite( batch.data(), 1, batch.size(), pipe ) );
-   EXPECT_EQ( 0, pclose( pipe ) );
-   until( [&] { return listener.up( "et1" ) && listener.link( "et8" ); } );
-   EXPECT_FALSE( listener.link( "et7" ) );
-   const auto resynchronised = std::count( listener.story.begin(), listener.story.end(), "resynchronised" );
-   EXPECT_GT( resynchronised, 0 ) << "the burst was not lost";
-   EXPECT_FALSE( listener.health.degraded );
 }
 
 } // namespace

@@ -32,6 +32,7 @@ struct TestLink {
    Vel::String slaveKind = {};
    bool vlanFiltering = false;
    Vel::U16 vlanProtocol = ETH_P_8021Q; ///< of VLAN devices and bridges
+   Vel::U8 operState = 0;               ///< operational: 0 unknown, 2 down, 3 down below, 5 dormant, 6 up
 };
 
 inline Bytes linkBytes( const TestLink & link, Vel::U16 type = RTM_NEWLINK, Vel::U8 family = AF_UNSPEC ) {
@@ -43,7 +44,7 @@ inline Bytes linkBytes( const TestLink & link, Vel::U16 type = RTM_NEWLINK, Vel:
    message.header( header );
    message.attribute( IFLA_IFNAME, std::string_view( link.name.c_str(), link.name.size() + 1 ) );
    message.attribute( IFLA_MTU, Vel::U32( 1500 ) );
-   message.attribute( IFLA_OPERSTATE, Vel::U8( 0 ) );
+   message.attribute( IFLA_OPERSTATE, link.operState );
    if ( link.lower != 0 )
       message.attribute( IFLA_LINK, link.lower );
    if ( link.lowerElsewhere )
