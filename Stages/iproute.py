@@ -38,7 +38,6 @@ class Route:
         self.target = (family, table, self.rest.get("dst"), self.rest.get("from"), self.rest.get("tos"))
         self.key = (*self.target, self.metric)
 
-
     @property
     def devices(self):
         return {hop.get("dev") for hop in self.hops}
