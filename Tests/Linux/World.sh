@@ -120,10 +120,11 @@ _ctlPasses() {
    run _ctl "$@"
    passes
 }
-# _fact PATH KEY: the value of a key, without quotes; empty if the agent does not answer.
+# _fact PATH KEY: the value of a key, without quotes; empty if the agent does not answer. Of a unit, not of its stages.
 _fact() {
    local answer pattern="\"$2\": *(\"([^\"]*)\"|[^],}[:space:]]*)"
    answer=$(curl -s --max-time 20 --unix-socket run/control.sock "http://agent/api/v1/$1")
+   answer=${answer/\"stages\":\[*\],\"state\"/\"state\"}
    if [[ $answer =~ $pattern ]]; then
       echo "${BASH_REMATCH[2]:-${BASH_REMATCH[1]//\"/}}"
    fi
