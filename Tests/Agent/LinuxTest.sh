@@ -178,6 +178,89 @@ _followsLinks() {
    _isBackToNormal
 }
 
+# Others set links before and during a maintenance, also while there is no agent. What they wanted last holds at its end.
+_leavesLinksToOthers() {
+   ip -n "$ns" link set et2 down
+   _config
+   _start
+   _ctlPasses enter u1 --wait --timeout 60s
+   _is units/u1 total 3 || fail "et2 should not be waited for"
+   _drifts et1 null et2 null et3 null et4 null || fail "nothing should have drifted yet"
+   for link in et3 et4; do
+      ip -n "$ns" link set $link up
+      _until 10 "$link is seen raised" _is interfaces/$link drift raised
+   done
+   ip -n "$ns" link set et4 down
+   _until 10 "et4 is seen lowered" _is interfaces/et4 drift lowered
+   run _ctl show interfaces u1
+   grep -q '^et3 *ethernet *up *yes *raised ' <<< "$output" || fail "should show that et3 was raised"
+   _kill
+   ip -n "$ns" link set et1 up
+   _start
+   _until 10 "et1 is seen raised" _is interfaces/et1 drift raised
+   _drifts et1 raised et2 null et3 raised et4 lowered || fail "drift should outlast the agent"
+   _isUp et1 && _isUp et3 && _isDown et4 || fail "the agent should fight nobody"
+   _is units/u1 state maintenance || fail "the unit should still be under maintenance"
+   _ctlPasses exit u1 --wait --timeout 60s
+   for link in et1 et3; do
+      _until 15 "$link is seen up" _is interfaces/$link link-state up
+      _isUp $link || fail "$link should be up"
+   done
+   _isDown et2 || fail "et2 was down before and should be left so"
+   _isDown et4 || fail "et4 was set down by somebody else and should be left so"
+   _until 10 "nothing has drifted" _drifts et1 null et2 null et3 null et4 null
+   _until 20 "addresses and routes are back" _onlyMissing "et2\\|et4"
+   # Each change is one line; what is still so is said again by the agent that was started in between.
+   _logsTimes 2 "et3: somebody else has set it up while we hold it down"
+   _logsTimes 1 "et1: somebody else has set it up while we hold it down"
+   _logsTimes 1 "et4: somebody else has set it up while we hold it down"
+   _logsTimes 1 "et4: somebody else has set it down"
+   _logsTimes 1 "et4: stays down"
+   _logsTimes 0 "et2: "
+}
+_onlyMissing() { # PATTERN
+   output=$(_addresses | diff before - | grep '^<' | grep -v "$1")
+   [ -z "$output" ]
+}
+_drifts() { # LINK DRIFT...
+   while [ $# -gt 0 ]; do
+      _is "interfaces/$1" drift "$2" || return 1
+      shift 2
+   done
+}
+_logsTimes() { # COUNT TEXT
+   local count
+   count=$(grep -c -F "$2" log)
+   [ "$count" -eq "$1" ] || output=$(cat log) fail "the log should say $1 times, not $count: $2"
+}
+
+# The agent stands still while more happens than the kernel keeps for it.
+_makesUpForLostNews() {
+   _config
+   _start
+   ip -n "$ns" link add later type veth peer name other
+   ip -n "$ns" link set later up
+   _until 10 "the new link is seen" _is interfaces/later link-state down
+   _is agent switch-overruns 0 || fail "nothing should have been lost yet"
+   kill -STOP "$agent"
+   awk 'BEGIN { for ( i = 0; i < 10000; ++i ) print "link set other up\nlink set other down"; print "link set other up" }' |
+      ip -n "$ns" -batch - || fail "cannot set the link"
+   ip -n "$ns" link set et3 down
+   ip -n "$ns" link del et4
+   kill -CONT "$agent"
+   _until 30 "the loss is made up for" _is agent switch-overruns 1
+   _is interfaces/later link-state up || fail "later should be seen up"
+   _is interfaces/et3 link-state down || fail "et3 should be seen down"
+   [ -z "$(_fact interfaces/et4 link-state)" ] || fail "et4 should have gone"
+   ip -n "$ns" link set et3 up
+   _until 10 "news come again" _is interfaces/et3 link-state up
+   _is agent switch-overruns 1 || fail "one loss should be counted once"
+   _logsTimes 1 "news of links were lost"
+   run _ctl show agent
+   grep -q '^Switch: *linux, 1 overrun$' <<< "$output" || fail "should show the overrun"
+   _isWell || fail "the agent should be well"
+}
+
 # ---- tests
 
 drainsRealLinksAndBringsThemBack() {
@@ -190,6 +273,9 @@ goesOnAfterAKillAtEachPointOfTheStory() {
 }
 followsLinksAndReleasesThemByHand() {
    _inWorlds "byHand _isReleasedByHand" "links _followsLinks"
+}
+leavesToOthersWhatTheyDo() {
+   _inWorlds "others _leavesLinksToOthers" "lost _makesUpForLostNews"
 }
 
 runTest "$2"
