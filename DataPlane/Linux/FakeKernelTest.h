@@ -55,12 +55,13 @@ class FakeKernel final : public Kernel {
    std::map< Vel::U32, TestLink > links;
    std::map< Vel::U32, StatsMessage > stats;
    std::map< Vel::U32, std::vector< TestVlans > > vlans; ///< of ports and bridges
-   bool hasVlans = true;
-   std::vector< Bytes > addresses; ///< dumped
-   std::vector< Bytes > routes;    ///< dumped
-   std::vector< Bytes > asked;     ///< everything to be acknowledged, in order
+   std::vector< Bytes > addresses;                       ///< dumped
+   std::vector< Bytes > routes;                          ///< dumped
+   std::vector< Bytes > asked;                           ///< everything to be acknowledged, in order
    /// The code of the answer to a request; 0 unless set.
    std::function< int( const nlmsghdr & ) > code;
+   /// The code with which a dump is refused; 0 unless set.
+   std::function< int( const nlmsghdr & ) > refused;
    /// Dumps that are marked as interrupted, and such that fail, from the next one on.
    int interruptedDumps = 0;
    int failingDumps = 0;
@@ -155,8 +156,8 @@ class FakeKernel final : public Kernel {
          --failingDumps;
          return inbox.push( answerFrom( request, answerBytes( request.nlmsg_seq, ENOMEM ), 0 ) );
       }
-      if ( request.nlmsg_type == RTM_GETVLAN && !hasVlans )
-         return inbox.push( answerFrom( request, answerBytes( request.nlmsg_seq, EOPNOTSUPP ), 0 ) );
+      if ( const int result = refused ? refused( request ) : 0 )
+         return inbox.push( answerFrom( request, answerBytes( request.nlmsg_seq, result ), 0 ) );
       const Vel::U16 flags = NLM_F_MULTI | ( interruptedDumps > 0 ? NLM_F_DUMP_INTR : 0 );
       interruptedDumps -= interruptedDumps > 0;
       const auto push = [&]( Bytes bytes ) {

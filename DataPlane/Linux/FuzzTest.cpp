@@ -1,7 +1,7 @@
 // Messages that are cut, changed or made up are read or left, but do no harm. The sanitizers look on.
 
 #include "DataPlane/Linux/Dump.h"
-#include "DataPlane/Linux/LinkTable.h"
+#include "DataPlane/Linux/Membership.h"
 #include "DataPlane/Linux/MessagesTest.h"
 #include "DataPlane/RecordingListenerTest.h"
 
@@ -15,7 +15,10 @@ namespace {
 
 class Fuzz : public testing::Test {
  protected:
-   Fuzz() { table.listenerIs( &listener ); }
+   Fuzz() {
+      table.listenerIs( &membership );
+      membership.listenerIs( &listener );
+   }
    void TearDown() override { EXPECT_EQ( std::vector< Vel::String >{}, listener.broken ); }
 
    static std::vector< Bytes > seeds() {
@@ -39,7 +42,13 @@ class Fuzz : public testing::Test {
       answer.attribute( NLMSGERR_ATTR_MSG, std::string_view( "why" ) );
       return {
          linkBytes( { .ifIndex = 3, .name = "v10", .kind = "vlan", .lower = 1, .vlanId = 10, .master = 2 } ),
-         linkBytes( { .ifIndex = 1, .name = "br0", .kind = "bridge" } ),
+         linkBytes( { .ifIndex = 1, .name = "br0", .kind = "bridge", .vlanFiltering = true } ),
+         linkBytes( { .ifIndex = 4, .name = "et1", .master = 1, .slaveKind = "bridge" } ),
+         linkBytes( { .ifIndex = 2, .name = "bond0", .kind = "bond" } ),
+         linkBytes( { .ifIndex = 5, .name = "et2", .master = 2, .slaveKind = "bond" } ),
+         vlanBytes( 4, { { 1, 1 }, { 10, 20 } } ),
+         vlanBytes( 4, { { 12, 13 } }, RTM_DELVLAN ),
+         vlanBytes( 1, { { 4090, 4094 } } ),
          linkBytes( { .ifIndex = 3, .name = "v10" }, RTM_DELLINK ),
          statsBytes( 3, 1, 2 ),
          addressRequest( one, 1 ),
@@ -50,10 +59,19 @@ class Fuzz : public testing::Test {
    void readAll( const void * begin, std::size_t size ) {
       forEachMessage( begin, size, [&]( const nlmsghdr & message ) {
          if ( const auto event = parseLink( message ) ) {
-            if ( event->removed )
+            if ( event->removed ) {
                table.linkDel( event->link.ifIndex );
-            else
+               vlans.linkDel( event->link.ifIndex );
+            } else {
                table.linkIs( event->link );
+            }
+         }
+         if ( const auto event = parseVlan( message ) )
+            vlans.eventIs( *event );
+         // Rarely enough for things to come together.
+         if ( ++messages % 1024 == 0 ) {
+            membership.settle();
+            listener.story.clear();
          }
          parseStats( message );
          parseLostAddress( message, 1 );
@@ -71,6 +89,9 @@ class Fuzz : public testing::Test {
 
    RecordingListener listener;
    LinkTable table;
+   VlanTable vlans;
+   Membership membership{ table, vlans };
+   unsigned messages = 0;
 };
 
 TEST_F( Fuzz, messagesThatAreCutAnywhere ) {
@@ -103,15 +124,15 @@ TEST_F( Fuzz, messagesInWhichBytesAreChanged ) {
 
 TEST_F( Fuzz, messagesMadeUp ) {
    std::mt19937 dice( 23 );
-   const Vel::U16 types[] = { RTM_NEWLINK, RTM_DELLINK,  RTM_NEWSTATS,
-                              RTM_NEWADDR, RTM_NEWROUTE, NLMSG_ERROR };
+   const Vel::U16 types[] = { RTM_NEWLINK,  RTM_DELLINK, RTM_NEWSTATS, RTM_NEWADDR,
+                              RTM_NEWROUTE, NLMSG_ERROR, RTM_NEWVLAN,  RTM_DELVLAN };
    for ( int i = 0; i < 100000; ++i ) {
       Bytes made( dice() % 64 + 4 );
       for ( Vel::U32 & word : made )
          // Small numbers look like lengths and attributes.
          word = dice() % 3 ? dice() % 64 << 16 | dice() % 48 : dice();
       messageIn( made ).nlmsg_len = static_cast< Vel::U32 >( made.size() * 4 );
-      messageIn( made ).nlmsg_type = types[dice() % 6];
+      messageIn( made ).nlmsg_type = types[dice() % 8];
       readExactly( reinterpret_cast< const unsigned char * >( made.data() ), made.size() * 4 );
    }
 }

@@ -9,14 +9,54 @@ std::optional< LinkEvent > parsed( const Bytes & bytes ) { return parseLink( mes
 
 TEST( LinkMessage, describesALink ) {
    const LinkMessage link = linkMessage(
-      { .ifIndex = 7, .name = "vlan10", .kind = "vlan", .lower = 3, .vlanId = 10, .master = 9 } );
+      { .ifIndex = 7,
+        .name = "vlan10",
+        .kind = "vlan",
+        .lower = 3,
+        .vlanId = 10,
+        .master = 9,
+        .slaveKind = "bond" } );
    EXPECT_EQ( 7u, link.ifIndex );
    EXPECT_EQ( "vlan10", link.name );
    EXPECT_TRUE( link.adminUp && link.lowerUp && !link.loopback );
    EXPECT_EQ( "vlan", link.kind );
    EXPECT_EQ( 3u, link.lower );
    EXPECT_EQ( 10, link.vlanId );
+   EXPECT_EQ( htons( ETH_P_8021Q ), link.vlanProtocol );
    EXPECT_EQ( 9u, link.master );
+   EXPECT_EQ( "bond", link.slaveKind );
+   EXPECT_FALSE( link.vlanFiltering );
+}
+
+TEST( LinkMessage, bridgeTellsWhetherItFiltersAndByWhichProtocol ) {
+   const LinkMessage plain = linkMessage( { .name = "br0", .kind = "bridge" } );
+   EXPECT_FALSE( plain.vlanFiltering );
+   EXPECT_EQ( htons( ETH_P_8021Q ), plain.vlanProtocol );
+   const LinkMessage filtering =
+      linkMessage( { .name = "br0", .kind = "bridge", .vlanFiltering = true, .vlanProtocol = ETH_P_8021AD } );
+   EXPECT_TRUE( filtering.vlanFiltering );
+   EXPECT_EQ( htons( ETH_P_8021AD ), filtering.vlanProtocol );
+   EXPECT_EQ( 0, filtering.vlanId );
+   EXPECT_EQ( "", filtering.slaveKind );
+}
+
+TEST( LinkMessage, dataOfOtherKindsMeansSomethingElse ) {
+   ifinfomsg header{};
+   header.ifi_index = 5;
+   MessageBuilder message( RTM_NEWLINK, 0 );
+   message.header( header ).attribute( IFLA_IFNAME, std::string_view( "bond0" ) );
+   message.nested( IFLA_LINKINFO, [&] {
+      message.attribute( IFLA_INFO_KIND, std::string_view( "bond" ) );
+      message.nested( IFLA_INFO_DATA, [&] {
+         message.attribute( IFLA_BR_VLAN_FILTERING, Vel::U8( 1 ) );
+         message.attribute( IFLA_VLAN_ID, Vel::U16( 10 ) );
+      } );
+   } );
+   const auto event = parsed( message.take() );
+   ASSERT_TRUE( event );
+   EXPECT_FALSE( event->link.vlanFiltering );
+   EXPECT_EQ( 0, event->link.vlanId );
+   EXPECT_EQ( 0, event->link.vlanProtocol );
 }
 
 TEST( LinkMessage, carrierCountsNotTheOperationalState ) {

@@ -72,7 +72,7 @@ void LinuxSwitch::stop() {
    listener_ = nullptr;
    health_ = {};
    trouble_.clear();
-   missed_ = false;
+   missed_ = vlansUntold_ = false;
    recoveryTime_ = never;
 }
 
@@ -115,8 +115,7 @@ void LinuxSwitch::later( std::function< void() > act ) {
 bool LinuxSwitch::handleEvents() {
    for ( int left = maxEventsPerTurn; events_; --left ) {
       if ( left == 0 ) {
-         membership_.settle();
-         tellHealth();
+         settle();
          return false;
       }
       const Channel::Received received = events_->receive();
@@ -140,8 +139,7 @@ bool LinuxSwitch::handleEvents() {
          return true;
       } );
    }
-   membership_.settle();
-   tellHealth();
+   settle();
    return true;
 }
 
@@ -153,12 +151,12 @@ void LinuxSwitch::take( const nlmsghdr & event ) {
       vlans_.linkDel( link->link.ifIndex );
    } else if ( const std::optional< VlanEvent > vlan = parseVlan( event ) ) {
       vlans_.eventIs( *vlan );
+      vlansUntold_ |= vlan->byDefault;
    }
 }
 
 Outcome LinuxSwitch::dumpLinks() {
    std::vector< LinkMessage > links;
-   std::vector< VlanEvent > vlans;
    Outcome outcome = dumps_.whole(
       linkDumpRequest(), "cannot read the links", [&] { links.clear(); },
       [&]( const nlmsghdr & message ) {
@@ -168,27 +166,42 @@ Outcome LinuxSwitch::dumpLinks() {
       } );
    if ( !outcome.ok() )
       return outcome;
-   outcome = dumpVlans( vlans );
-   const bool unknown = dumps_.code() == EOPNOTSUPP;
-   if ( !outcome.ok() && !unknown )
+   outcome = dumpVlans();
+   if ( !outcome.ok() )
       return outcome;
    links_.dumpIs( links );
-   if ( unknown )
-      vlans_.clear();
-   else
-      vlans_.dumpIs( vlans );
    membership_.settle();
    return {};
 }
 
 /// A kernel without VLANs of bridges refuses it as not supported.
-Outcome LinuxSwitch::dumpVlans( std::vector< VlanEvent > & vlans ) {
-   return dumps_.whole(
+Outcome LinuxSwitch::dumpVlans() {
+   std::vector< VlanEvent > vlans;
+   const Outcome outcome = dumps_.whole(
       vlanDumpRequest(), "cannot read the VLANs", [&] { vlans.clear(); },
       [&]( const nlmsghdr & message ) {
          if ( std::optional< VlanEvent > event = parseVlan( message ) )
             vlans.push_back( std::move( *event ) );
       } );
+   const bool unknown = dumps_.code() == EOPNOTSUPP;
+   if ( !outcome.ok() && !unknown )
+      return outcome;
+   vlansUntold_ = false;
+   if ( unknown )
+      vlans_.clear();
+   else
+      vlans_.dumpIs( vlans );
+   return {};
+}
+
+/// All news that there were have been taken.
+void LinuxSwitch::settle() {
+   const Outcome outcome = vlansUntold_ ? dumpVlans() : Outcome();
+   membership_.settle();
+   if ( outcome.ok() )
+      tellHealth();
+   else
+      degrade( outcome.text() );
 }
 
 void LinuxSwitch::recover() {

@@ -62,7 +62,8 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    void handleAnswers();
    void take( const nlmsghdr & event );
    Outcome dumpLinks();
-   Outcome dumpVlans( std::vector< VlanEvent > & vlans );
+   Outcome dumpVlans();
+   void settle();
    void recover();
    void degrade( const Vel::String & why );
    void tellHealth();
@@ -82,6 +83,7 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    LinkTable links_;
    VlanTable vlans_;
    Membership membership_{ links_, vlans_ };
+   bool vlansUntold_ = false; ///< links may have left VLANs, which is not told
    PortCounters counters_;
    std::map< Wire::IntfId, Restoring > restoring_;
    std::map< Wire::IntfId, Vel::U64 > lastAsked_; ///< order of the last request that has not ended

@@ -55,6 +55,8 @@ class LinuxTraffic : public InNamespace {
       ip( "address add 192.0.2.1/24 dev et1" );
       up( "et1" );
       up( "p1" );
+      // Until then the kernel drops what is sent, carrier or not.
+      until( [] { return ipSays( "link show et1" ).find( "state UP" ) != Vel::String::npos; } );
       neighbour();
    }
    static void neighbour() { ip( "neighbour replace 192.0.2.2 lladdr 02:00:00:00:00:02 dev et1" ); }

@@ -77,8 +77,9 @@ struct TestVlans {
    Vel::U16 last;
 };
 
-inline Bytes
-vlanBytes( Vel::U32 ifIndex, const std::vector< TestVlans > & ranges, Vel::U16 type = RTM_NEWVLAN ) {
+inline Bytes vlanBytes(
+   Vel::U32 ifIndex, const std::vector< TestVlans > & ranges, Vel::U16 type = RTM_NEWVLAN,
+   Vel::U16 flags = 0 ) {
    br_vlan_msg header{};
    header.family = AF_BRIDGE;
    header.ifindex = ifIndex;
@@ -86,7 +87,7 @@ vlanBytes( Vel::U32 ifIndex, const std::vector< TestVlans > & ranges, Vel::U16 t
    message.header( header );
    for ( const TestVlans & range : ranges )
       message.nested( BRIDGE_VLANDB_ENTRY, [&] {
-         const bridge_vlan_info info{ BRIDGE_VLAN_INFO_UNTAGGED, range.first };
+         const bridge_vlan_info info{ flags, range.first };
          message.attribute(
             BRIDGE_VLANDB_ENTRY_INFO,
             std::string_view( reinterpret_cast< const char * >( &info ), sizeof info ) );

@@ -9,7 +9,7 @@ namespace DataPlane::Linux {
 namespace {
 
 /// One entry is one VLAN, or the first of a range whose last one stands beside it.
-void add( VlanSet & vlans, const Attributes & entry ) {
+void add( VlanEvent & event, const Attributes & entry ) {
    const auto info = entry.value< bridge_vlan_info >( BRIDGE_VLANDB_ENTRY_INFO );
    if ( !info )
       return;
@@ -17,7 +17,8 @@ void add( VlanSet & vlans, const Attributes & entry ) {
    if ( info->vid < firstVlan || last > lastVlan )
       return;
    for ( unsigned id = info->vid; id <= last; ++id )
-      vlans.set( id );
+      event.vlans.set( id );
+   event.byDefault |= ( info->flags & BRIDGE_VLAN_INFO_PVID ) != 0;
 }
 
 } // namespace
@@ -35,7 +36,7 @@ std::optional< VlanEvent > parseVlan( const nlmsghdr & message ) {
    const Attributes attributes( message, sizeof( br_vlan_msg ) );
    for ( const nlattr * attribute : attributes.all() )
       if ( number( *attribute ) == BRIDGE_VLANDB_ENTRY )
-         add( event.vlans, Attributes( attribute ) );
+         add( event, Attributes( attribute ) );
    return event;
 }
 

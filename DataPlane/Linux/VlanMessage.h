@@ -13,11 +13,14 @@ constexpr Vel::U16 lastVlan = 4094;
 /// By VLAN id; 0 and what is above `lastVlan` are never in it.
 using VlanSet = std::bitset< lastVlan + 1 >;
 
-/// What one message tells of the VLANs of one link. All that it does not name are as they were.
+/// What one message tells of the VLANs of one link. All that it does not name are as they were, as far as that is told.
 struct VlanEvent {
    bool removed = false; ///< the link is not in these VLANs any more; else it is
    Vel::U32 ifIndex = 0; ///< of a port of a bridge, or of a bridge: the VLANs that the switch itself is in
    VlanSet vlans;
+   /// The link's default is among them. It may have left the earlier one: when that of a bridge is changed, the kernel
+   /// tells only which VLAN its links join.
+   bool byDefault = false;
 };
 
 /// Absent for other types. Ranges and ids that are no VLAN are left out, and so is what concerns the bridge as a whole

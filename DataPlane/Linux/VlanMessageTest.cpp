@@ -34,6 +34,15 @@ TEST( VlanMessage, tellsTheVlansOfALink ) {
    EXPECT_EQ( "1,10-20,4094", textOf( event->vlans ) );
 }
 
+TEST( VlanMessage, tellsWhetherTheDefaultIsAmongThem ) {
+   const auto byDefault = []( Vel::U16 flags ) {
+      return parsed( vlanBytes( 7, { { 1, 1 } }, RTM_NEWVLAN, flags ) )->byDefault;
+   };
+   EXPECT_FALSE( byDefault( 0 ) );
+   EXPECT_FALSE( byDefault( BRIDGE_VLAN_INFO_UNTAGGED ) );
+   EXPECT_TRUE( byDefault( BRIDGE_VLAN_INFO_UNTAGGED | BRIDGE_VLAN_INFO_PVID ) );
+}
+
 TEST( VlanMessage, tellsWhichVlansALinkHasLeft ) {
    const auto event = parsed( vlanBytes( 7, { { 15, 17 } }, RTM_DELVLAN ) );
    ASSERT_TRUE( event );
