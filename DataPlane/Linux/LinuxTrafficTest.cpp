@@ -1,54 +1,20 @@
 // Counters on the real kernel, with traffic of known size.
 
 #include "DataPlane/Linux/NamespaceTest.h"
-
-#include <cstring>
-#include <fstream>
-
-#include <arpa/inet.h>
-#include <sys/socket.h>
+#include "DataPlane/Linux/SenderTest.h"
 
 namespace DataPlane::Linux {
 namespace {
-
-/// Sends UDP over one end of a pair of links to an address that is nobody's: the other end receives it.
-class Sender {
- public:
-   static constexpr Vel::U64 payload = 958;
-   /// With the headers of UDP, IP and Ethernet.
-   static constexpr Vel::U64 octetsPerPacket = payload + 8 + 20 + 14;
-
-   Sender() : socket_( socket( AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0 ) ) { EXPECT_GE( socket_, 0 ); }
-   ~Sender() { close( socket_ ); }
-   Sender( const Sender & ) = delete;
-   Sender & operator=( const Sender & ) = delete;
-
-   void send( Vel::U64 packets ) {
-      sockaddr_in to{};
-      to.sin_family = AF_INET;
-      to.sin_port = htons( 9 );
-      inet_pton( AF_INET, "192.0.2.2", &to.sin_addr );
-      const char zeros[payload] = {};
-      for ( Vel::U64 i = 0; i < packets; ++i )
-         ASSERT_EQ(
-            ssize_t( payload ),
-            sendto( socket_, zeros, payload, 0, reinterpret_cast< const sockaddr * >( &to ), sizeof to ) )
-            << std::strerror( errno );
-   }
-
- private:
-   int socket_;
-};
 
 class LinuxTraffic : public InNamespace {
  protected:
    void SetUp() override {
       InNamespace::SetUp();
       if ( !IsSkipped() )
-         connect();
+         connected();
    }
    /// A pair of links that nothing but our traffic crosses.
-   void connect() {
+   void connected() {
       veth( "et1", "p1" );
       for ( const char * link : { "et1", "p1" } )
          std::ofstream( Vel::text( "/proc/sys/net/ipv6/conf/", link, "/disable_ipv6" ) ) << "1";
@@ -102,7 +68,7 @@ TEST_F( LinuxTraffic, linkMadeAgainCountsOn ) {
    ip( "link del et1" );
    until( [&] { return !listener.link( "et1" ); } );
    ASSERT_TRUE( made->countersRefresh( *pool ).ok() );
-   connect();
+   connected();
    until( [&] { return listener.up( "et1" ); } );
    EXPECT_EQ( before, counter( "et1" ) );
    Sender().send( 50 );

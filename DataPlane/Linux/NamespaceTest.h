@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
 #include <limits>
 
 #include <fcntl.h>
@@ -77,6 +78,16 @@ class InNamespace : public testing::Test {
    }
    static void veth( const Vel::String & a, const Vel::String & b ) {
       ip( "link add " + a + " type veth peer name " + b );
+   }
+   /// A pair that nothing crosses but what is sent to 192.0.2.2, over `a`.
+   static void quietPair( const Vel::String & a, const Vel::String & b ) {
+      veth( a, b );
+      for ( const Vel::String & link : { a, b } )
+         std::ofstream( "/proc/sys/net/ipv6/conf/" + link + "/disable_ipv6" ) << "1";
+      ip( "address add 192.0.2.1/24 dev " + a );
+      up( a );
+      up( b );
+      ip( "neighbour add 192.0.2.2 lladdr 02:00:00:00:00:02 dev " + a );
    }
    static void up( const Vel::String & link ) { ip( "link set " + link + " up" ); }
    static Wire::EthIntfId eth( std::string_view name ) { return Wire::EthIntfId( name ); }

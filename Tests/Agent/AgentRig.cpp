@@ -32,15 +32,17 @@ std::string newFolder() {
 
 } // namespace
 
-AgentRig::AgentRig( const std::string & configuration )
-   : folder_( newFolder() ), time_( Vel::make< Cog::VirtualTime >( begin ) ) {
+AgentRig::AgentRig( const std::string & configuration, Links links )
+   : links_( links ), folder_( newFolder() ), time_( Vel::make< Cog::VirtualTime >( begin ) ) {
    configurationIs( configuration );
+   world_.time = time_;
+   if ( links_ == Links::kernel )
+      return;
    firstLoop_ = Vel::make< Cog::EventLoop >( time_ );
    const auto made = DataPlane::switchNewSimulated( firstLoop_, description() );
    if ( !made.outcome.ok() )
       throw std::runtime_error( made.outcome.text() );
    watched_ = Vel::make< WatchedSwitch >( made.made );
-   world_.time = time_;
    world_.switch_ = watched_;
    world_.simulation = made.simulation;
 }
@@ -53,9 +55,12 @@ AgentRig::~AgentRig() {
 
 /// Which links there are is said by description(): the agent gets the switch, and does not make it.
 void AgentRig::configurationIs( const std::string & configuration ) {
-   std::ofstream( folder_ + "/maintd.yaml" )
-      << "version: 1\nswitch: simulated\n"
-      << configuration << "simulated:\n  clock: virtual\n  ports: {et1: {}}\n";
+   std::ofstream file( folder_ + "/maintd.yaml" );
+   if ( links_ == Links::kernel )
+      file << "version: 1\nswitch: linux\n" << configuration;
+   else
+      file << "version: 1\nswitch: simulated\n"
+           << configuration << "simulated:\n  clock: virtual\n  ports: {et1: {}}\n";
 }
 
 int AgentRig::reload( const std::string & configuration ) {
@@ -90,7 +95,8 @@ void AgentRig::start() {
    agent_ = std::make_unique< Apps::Maintd >( options(), world_ );
    if ( const std::string problem = agent_->start(); !problem.empty() )
       throw std::runtime_error( problem );
-   watched_->clockIs( agent_->loop() );
+   if ( watched_ )
+      watched_->clockIs( agent_->loop() );
    time_->reachedIs( [this] { agent_->loop().stop(); } );
    agent_->loop().commitHookIs( [this] { return turnIsDone(); } );
 }
@@ -135,6 +141,11 @@ void AgentRig::runUntil( double seconds ) {
    }
    if ( crashed_ )
       crash();
+}
+
+void AgentRig::turn() {
+   agent_->loop().post( [this] { agent_->loop().stop(); } );
+   agent_->loop().run();
 }
 
 int AgentRig::post( const std::string & path, const std::string & body ) {

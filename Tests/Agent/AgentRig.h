@@ -20,9 +20,12 @@ class AgentRig {
  public:
    /// What becomes of what a turn wants to let out when the agent crashes at its end.
    enum class Effects { out, lost };
+   /// The links: simulated, or those of the kernel in this process's network namespace. What is said below of the
+   /// simulation and of links that move is for simulated ones only.
+   enum class Links { simulated, kernel };
 
    /// A folder of its own, with this configuration (without `version`, `switch` and `simulated`).
-   explicit AgentRig( const std::string & configuration );
+   explicit AgentRig( const std::string & configuration, Links links = Links::simulated );
    ~AgentRig();
    AgentRig( const AgentRig & ) = delete;
    AgentRig & operator=( const AgentRig & ) = delete;
@@ -53,6 +56,8 @@ class AgentRig {
    void at( double seconds, std::function< void() > action );
    /// Goes on until that time, counted from the beginning, with all that is due then done; or until the agent crashes.
    void runUntil( double seconds );
+   /// A turn at the present time, which brings in what the kernel has told meanwhile.
+   void turn();
    /// Seconds since the beginning.
    double time() const { return time_->now() - begin; }
 
@@ -87,6 +92,7 @@ class AgentRig {
    bool turnIsDone();
    void perform();
 
+   const Links links_;
    std::string folder_;
    Vel::Ptr< Cog::VirtualTime > time_;
    Vel::Ptr< Cog::EventLoop > firstLoop_;
