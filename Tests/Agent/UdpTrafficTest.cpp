@@ -16,14 +16,14 @@ int failed( const char * what ) {
    return 1;
 }
 
-/// From a port of its own, which is the same in each run, so that flows spread over the members of a bond as they did
-/// last time.
+/// From a port of its own, which is the same in each run, so that flows spread over the members of a port-channel as they
+/// did last time; far enough apart that no member is left out.
 int openFlow( int number ) {
    const int descriptor = socket( AF_INET, SOCK_DGRAM, 0 );
    const int yes = 1;
    sockaddr_in from{};
    from.sin_family = AF_INET;
-   from.sin_port = htons( static_cast< std::uint16_t >( 20000 + number ) );
+   from.sin_port = htons( static_cast< std::uint16_t >( 20000 + 101 * number ) );
    if (
       descriptor < 0 || setsockopt( descriptor, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes ) != 0 ||
       bind( descriptor, reinterpret_cast< sockaddr * >( &from ), sizeof from ) != 0 )

@@ -33,7 +33,7 @@ _withLinks() {
    _until 30 "the addresses are there" _addressesAreThere
    _routesThatNeedAddresses
    _addresses > before
-   ip -n "$ns" -o monitor link > monitor &
+   ip -n "$ns" -rcvbuf 8388608 -o monitor link > monitor &
    "$@"
 }
 
