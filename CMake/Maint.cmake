@@ -86,10 +86,15 @@ function( maint_kernel_test name )
     target_link_libraries( ${name} PRIVATE maint_options ${arg_LINK} GTest::gtest GTest::gtest_main )
   endif()
   if( BUILD_TESTING )
-    add_test( NAME OnOwnKernel.${name}
-      COMMAND bash ${PROJECT_SOURCE_DIR}/Tests/Linux/OwnKernel.sh ${MAINT_KERNEL_BUILD}/bin/${name} )
+    set( limit 240 )
+    if( arg_LONG )
+      set( limit 1200 )
+    endif()
+    math( EXPR timeout "${limit} + 30" )
+    add_test( NAME OnOwnKernel.${name} COMMAND
+      bash ${PROJECT_SOURCE_DIR}/Tests/Linux/OwnKernel.sh --limit ${limit} ${MAINT_KERNEL_BUILD}/bin/${name} )
     set_tests_properties( OnOwnKernel.${name} PROPERTIES
-      SKIP_RETURN_CODE 77 COST 1000 FAIL_REGULAR_EXPRESSION "\\[  SKIPPED \\]" )
+      SKIP_RETURN_CODE 77 TIMEOUT ${timeout} COST 1000 FAIL_REGULAR_EXPRESSION "\\[  SKIPPED \\]" )
     if( arg_LONG )
       set_tests_properties( OnOwnKernel.${name} PROPERTIES LABELS long )
     endif()

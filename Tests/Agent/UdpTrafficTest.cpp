@@ -31,15 +31,22 @@ int openFlow( int number ) {
    return descriptor;
 }
 
+void print( std::uint64_t octets ) {
+   const std::chrono::duration< double > now = std::chrono::system_clock::now().time_since_epoch();
+   std::cout << std::fixed << now.count() << ' ' << octets << std::endl;
+}
+
 } // namespace
 
 /// Sends UDP at a constant rate for a limited time: UdpTrafficTest ADDRESS BITS-PER-SECOND SECONDS [FLOWS]
 /// The rate is that of all flows together, which take turns, and counts whole Ethernet frames, as counters of links do.
 /// What cannot be sent is lost: links may be shut.
+/// Prints, many times a second, the seconds since 1970 and the octets that have been sent by then.
 int main( int argc, char ** argv ) {
    constexpr std::size_t headers = 14 + 20 + 8;
    constexpr std::size_t frame = 1000;
    constexpr std::chrono::milliseconds step( 4 );
+   constexpr std::chrono::milliseconds printStep( 20 );
    sockaddr_in to{};
    to.sin_family = AF_INET;
    to.sin_port = htons( 9 );
@@ -58,17 +65,28 @@ int main( int argc, char ** argv ) {
    }
    const char payload[frame - headers] = {};
    const auto start = std::chrono::steady_clock::now();
+   std::uint64_t taken = 0;
    std::uint64_t sent = 0;
+   auto lastPrinted = start;
    for ( auto next = start;; next += step ) {
       std::this_thread::sleep_until( next );
       // As many as are due by now, however late this is: the rate stays.
-      const std::chrono::duration< double > elapsed = std::chrono::steady_clock::now() - start;
+      const auto now = std::chrono::steady_clock::now();
+      const std::chrono::duration< double > elapsed = now - start;
       if ( elapsed.count() > seconds )
          return 0;
-      for ( const auto due = static_cast< std::uint64_t >( elapsed.count() * framesPerSecond ); sent < due;
-            ++sent )
-         sendto(
-            flows[sent % flows.size()], payload, sizeof payload, 0, reinterpret_cast< sockaddr * >( &to ),
-            sizeof to );
+      const auto due = static_cast< std::uint64_t >( elapsed.count() * framesPerSecond );
+      // Also before it is made up for that nothing has been sent for a while.
+      const bool printing = now - lastPrinted >= printStep;
+      if ( printing )
+         print( sent * frame );
+      for ( ; taken < due; ++taken )
+         sent += sendto(
+                    flows[taken % flows.size()], payload, sizeof payload, 0,
+                    reinterpret_cast< sockaddr * >( &to ), sizeof to ) == sizeof payload;
+      if ( printing ) {
+         print( sent * frame );
+         lastPrinted = now;
+      }
    }
 }

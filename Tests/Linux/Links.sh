@@ -108,12 +108,10 @@ _eachLinkHasMovedOnceEachWay() {
 traffic=()
 # _traffic LINK DIRECTION SECONDS [FLOWS]: traffic at the rate, "in" or "out" as the agent sees it. Ends by itself.
 _traffic() {
-   local n=${number[$1]}
-   if [ "$2" = in ]; then
-      ip netns exec "$peers" "$build/bin/UdpTrafficTest" "10.0.$n.1" "$rate" "${@:3}" &
-   else
-      ip netns exec "$ns" "$build/bin/UdpTrafficTest" "10.0.$n.2" "$rate" "${@:3}" &
-   fi
+   local from=$ns to=10.0.${number[$1]}.2 link=$1 direction=$2
+   shift 2
+   [ "$direction" = out ] || from=$peers to=10.0.${number[$link]}.1
+   ip netns exec "$from" "$build/bin/UdpTrafficTest" "$to" "$rate" "$@" > "sent-$link-$direction" &
    traffic+=($!)
 }
 _trafficEnds() {
@@ -166,29 +164,68 @@ _isAllBack() {
    _until 15 "the agent is well" _isWell
 }
 
-# _ratesAreRight SAMPLES "LINK DIRECTION"...: each of these rates is within 1 % of what is sent: the middle one of so
-# many samples, since the machine may be too busy for an even pace now and then.
+# _ratesAreRight COUNT "LINK DIRECTION"...: over so many samples in a row, each of these rates is within 1 % of what was
+# sent meanwhile. Over some more if need be: on a busy machine, samples are taken a little later than they say, now and
+# then, which makes one rate too high and the next one too low.
 _ratesAreRight() {
-   local count=$1 seen last="" now what link direction middle
+   local count most what
+   local -A seen=() seenTimes=()
+   rm -f sampled-*
+   # The first sample only says when the next one begins.
+   count=$(($1 + 1)) most=$(($1 + 9))
    shift
-   rm -f rate-*
-   for ((seen = 0; seen < count; ++seen)); do
-      _until $((3 * period)) "the next sample" _nextSample "${1% *}"
-      last=$now
+   while :; do
+      _until $(((count + 2) * 3 * period)) "$count samples of each" _areSampled $count "$@"
       for what in "$@"; do
-         _fact "interfaces/${what% *}" "${what#* }-bps" >> "rate-${what/ /-}"
+         _isRight "$what" && continue
+         count=$((count + 2))
+         [ $count -le $most ] || fail "the rate of $what is wrong"
+         continue 2
       done
-   done
-   for what in "$@"; do
-      output=$(cat "rate-${what/ /-}")
-      middle=$(sort -n "rate-${what/ /-}" | sed -n "$(((count + 1) / 2))p")
-      _holds "$middle / $rate - 1 < 0.01" "the rate of $what is not above"
-      _holds "$middle / $rate - 1 > -0.01" "the rate of $what is not below"
+      return
    done
 }
-_nextSample() {
-   now=$(_fact "interfaces/$1" samples)
-   [ "$now" != "$last" ] && [ "$now" != null ] && [ "${now:-0}" -gt 0 ]
+_isRight() { # "LINK DIRECTION"
+   local error
+   error=$(_errorOf "sent-${1/ /-}" "sampled-${1/ /-}")
+   output="sent, sampled and error of $1:"$'\n'$(tail -n 3 "sent-${1/ /-}"; cat "sampled-${1/ /-}"; echo "$error")
+   awk "BEGIN { exit !( $error < 0.01 && $error > -0.01 ) }"
+}
+# Each has a line for each sample: when it was taken, in seconds, and the rate since the one before.
+_areSampled() { # COUNT "LINK DIRECTION"...
+   local count=$1 missing=0 what link when line
+   shift
+   for what in "$@"; do
+      link=${what% *} when=$(_fact "interfaces/${what% *}" last-sample-time)
+      if [[ -n $when && $when != null && $when != "${seen[$what]:-}" ]]; then
+         line="$(_time "interfaces/$link" last-sample-time) $(_fact "interfaces/$link" "${what#* }-bps")"
+         # All of it is of one sample.
+         if _is "interfaces/$link" last-sample-time "$when"; then
+            echo "$line" >> "sampled-${what/ /-}"
+            seen[$what]=$when seenTimes[$what]=$((${seenTimes[$what]:-0} + 1))
+         fi
+      fi
+      [ "${seenTimes[$what]:-0}" -ge "$count" ] || missing=1
+   done
+   [ $missing -eq 0 ]
+}
+# By how much the sampled rates are off, all of them but the first together.
+_errorOf() { # SENT SAMPLED
+   awk '
+      # What had been sent by then.
+      function sent( time,   low, high, middle ) {
+         low = 1; high = n
+         while ( high - low > 1 ) {
+            middle = int( ( low + high ) / 2 )
+            if ( when[ middle ] <= time ) low = middle; else high = middle
+         }
+         return octets[ low ] + ( octets[ high ] - octets[ low ] ) * ( time - when[ low ] ) / ( when[ high ] - when[ low ] )
+      }
+      FNR == NR { if ( NF == 2 ) { when[ ++n ] = $1; octets[ n ] = $2 } next }
+      FNR == 1 { first = $1 }
+      FNR > 1 { counted += $2 * ( $1 - last ) / 8 }
+      { last = $1 }
+      END { print counted / ( sent( last ) - sent( first ) ) - 1 }' "$1" "$2"
 }
 # _hasDrainedOnTime LINK: on its second quiet sample, the first with which ten seconds are quiet.
 _hasDrainedOnTime() {

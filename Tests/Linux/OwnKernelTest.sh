@@ -23,6 +23,7 @@ folder=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 ports="et1 bond0 vlan10"
 lag=bond0        # the port-channel with addresses
 mode=802.3ad
+rate=1000000
 flows=12         # enough for each member to have some
 
 # A process takes its time to begin in such a kernel, so one answers all questions about a world (look.py), and waiting
@@ -42,8 +43,10 @@ _fact() { _ask fact "$@"; }
 _time() { _ask time "$@"; }
 _octets() { _ask octets "$@"; }
 _isUp() { [ "$(_ask up "$1")" = true ]; }
-echo 8388608 > /proc/sys/net/core/rmem_max # for `ip monitor`, which is not to miss anything
-sleep() { read -rt "$1" -u "$nothing"; }
+# Neither `ip monitor` nor a link is to miss anything when the machine is busy.
+echo 16777216 > /proc/sys/net/core/rmem_max
+echo 100000 > /proc/sys/net/core/netdev_max_backlog
+_sleep() { read -rt "$1" -u "$nothing"; }
 
 # ---- links
 
@@ -150,8 +153,9 @@ YAML
 
 # Inside VLAN 10, from the host on et3 to the one on bond1.
 _vlanTraffic() { # SECONDS
-   ip netns exec "$peers" "$build/bin/UdpTrafficTest" 10.0.3.3 "$rate" "$1" &
+   ip netns exec "$peers" "$build/bin/UdpTrafficTest" 10.0.3.3 "$rate" "$1" > sent-vlan10-in &
    vlanTraffic=$!
+   ln -sf sent-vlan10-in sent-vlan10-out
 }
 _vlanTrafficEnds() {
    kill "$vlanTraffic"
@@ -197,12 +201,12 @@ _areUp() { # LINK...
 }
 
 # Ports, port-channels and VLAN interfaces in one unit, with traffic on each; the VLAN's goes on for longer.
-_drains() {
+_drains() { # RATES
    _traffic et1 in 240
    _traffic "$lag" out 240 "$flows"
    _vlanTraffic 240
    _enters
-   _ratesAreRight 3 "et1 in" "$lag out" "vlan10 in" "vlan10 out"
+   _ratesAreRight "$1" "et1 in" "$lag out" "vlan10 in" "vlan10 out"
    _carries tx m1 m2 m3
    # What is switched inside the VLAN is counted by the members' counters only.
    _holds "$(_octets vlan10 rx) + $(_octets br0 rx) < $rate / 80" "the VLAN device and the bridge see none of it"
@@ -380,7 +384,7 @@ _killAt() { # POINT STATES
 portChannel="shape=PortChannel ports=bond0"
 
 drainsPortsPortChannelsAndVlans() {
-   _inWorlds "lacp rate=8000000 _drains" "xor mode=balance-xor $portChannel _drainsPortChannel" \
+   _inWorlds "lacp rate=8000000 _drains 3" "xor mode=balance-xor $portChannel _drainsPortChannel" \
       "team mode=team lag=team0 shape=PortChannel ports=team0 _drainsPortChannel"
 }
 followsMembersAndAdministrators() {

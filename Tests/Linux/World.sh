@@ -80,9 +80,10 @@ _until() {
    shift 2
    until "$@"; do
       [ $SECONDS -lt $end ] || fail "has not come true in time: $what"
-      sleep "$pause"
+      _sleep "$pause"
    done
 }
+_sleep() { sleep "$1"; }
 # _holds EXPRESSION WHAT: over numbers.
 _holds() {
    awk "BEGIN { exit !( $1 ) }" || fail "should hold: $2: $1"
