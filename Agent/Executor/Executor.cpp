@@ -110,7 +110,11 @@ void Executor::countersSoon() {
    scheduler_->post( [self = self_] {
       if ( Executor * const executor = *self ) {
          executor->countersPosted_ = false;
-         executor->countersFresh();
+         // What was read in this turn may have been read too early.
+         if ( executor->countersTurn_ == executor->scheduler_->turns() )
+            executor->countersSoon();
+         else
+            executor->countersFresh();
       }
    } );
 }

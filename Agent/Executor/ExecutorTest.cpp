@@ -253,6 +253,17 @@ TEST_F( ExecutorStory, readsTheCountersOfAPortThatAppearsWhileNothingIsSampled )
    EXPECT_EQ( Interface::operUp, model.allIntfStatusDir->intfStatus( et2 )->operStatus() );
 }
 
+TEST_F( ExecutorStory, readsTheCountersOfAPortThatAppearsRightAfterThoseOfOthersWereRead ) {
+   // In the turn in which they are to be read for et2, and before that.
+   clock->post( [this] {
+      executor->countersFresh();
+      fake->link( Wire::EthIntfId( "et3" ), true, true );
+   } );
+   fake->link( et2, true, true );
+   clock->runUntilIdle();
+   EXPECT_NE( nullptr, model.allIntfStatusDir->intfStatus( Wire::EthIntfId( "et3" ) ) );
+}
+
 TEST_F( ExecutorStory, shutsNoLinkWhoseAddressesCannotBeRead ) {
    fake->snapshotOutcome = Outcome::failed( "cannot read the addresses: no memory" );
    shut();

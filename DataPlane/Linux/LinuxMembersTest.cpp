@@ -65,6 +65,13 @@ TEST_F( LinuxMembers, stepsOfOneChangeAreOne ) {
    EXPECT_EQ( "et1 admin-down, et1 down, et1 up, 1-et1, 10-et1, 11-et1, 12-et1, et1 in bond0", toldInTurn() );
 }
 
+TEST_F( LinuxMembers, linkThatIsMadeAgainUnderItsNumberIsInNoVlanFromBefore ) {
+   started();
+   kernel->remove( 1 );
+   kernel->add( bridged() );
+   EXPECT_EQ( "1-et1, 10-et1, 11-et1, 12-et1, -et1, et1 up", toldInTurn() );
+}
+
 TEST_F( LinuxMembers, membersThatWereLostAreMadeUpFor ) {
    started();
    kernel->vlans[1] = { { 10, 10 }, { 20, 20 } };
@@ -96,6 +103,10 @@ TEST_F( LinuxMembers, vlanThatIsLeftForAnotherDefaultIsReadAgain ) {
    tell( vlanBytes( 9, { { 7, 7 } }, RTM_NEWVLAN, BRIDGE_VLAN_INFO_PVID ) );
    tell( vlanBytes( 1, { { 7, 7 } }, RTM_NEWVLAN, BRIDGE_VLAN_INFO_PVID ) );
    EXPECT_EQ( "1-et1, 1-br0, 7+et1, 7+br0", toldInTurn() );
+   // Once.
+   kernel->vlans.clear();
+   tell( vlanBytes( 1, { { 20, 20 } } ) );
+   EXPECT_EQ( "20+et1", toldInTurn() );
 }
 
 TEST_F( LinuxMembers, degradedWhileVlansThatMayHaveBeenLeftCannotBeRead ) {

@@ -72,7 +72,7 @@ void LinuxSwitch::stop() {
    listener_ = nullptr;
    health_ = {};
    trouble_.clear();
-   missed_ = vlansUntold_ = false;
+   missed_ = false;
    recoveryTime_ = never;
 }
 

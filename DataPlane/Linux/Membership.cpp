@@ -44,7 +44,6 @@ void Membership::linkIs( const Link & link ) {
 void Membership::linkDel( const Wire::IntfId & intf ) {
    if ( !listener_ )
       return;
-   settled_.reset();
    leaveVlans( intf, vlansOf( told_, intf ) );
    told_.vlans.erase( intf );
    for ( auto at = told_.portChannels.begin(); at != told_.portChannels.end(); ) {
