@@ -29,8 +29,8 @@
 ///    we hold it is shown as it is.
 /// 2. An Ethernet port has a status only while it has counters, and a port-channel or VLAN interface only on a switch
 ///    that tells their members, while it has some and while those have counters, so that what cannot be counted never
-///    reads as quiet. A port-channel or VLAN interface that we hold down carries nothing and keeps its status even when it
-///    loses its members; without it our hold would be let go.
+///    reads as quiet. A port-channel or VLAN interface that we hold down carries nothing and keeps its status even when
+///    it loses its members; without it our hold would be let go.
 /// 3. The last wish of others holds: a link that was down before we came, or that somebody else has set down since, is
 ///    not raised when we let go. What others do to links that we hold or watch is told (Drift.h) and not fought over.
 /// 4. No request is sent that the journal does not know; what the journal knows and the switch has not acknowledged is

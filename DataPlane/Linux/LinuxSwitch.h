@@ -9,8 +9,8 @@ namespace DataPlane::Linux {
 
 /// Purpose: the links of the kernel as a switch.
 ///
-/// Three channels, so that a burst on one loses nothing on another: `events` is told of links and VLANs; `answers` carries
-/// what is to be set, and what came of it; dumps of links, VLANs, counters, addresses and routes have their own.
+/// Three channels, so that a burst on one loses nothing on another: `events` is told of links and VLANs; `answers`
+/// carries what is to be set, and what came of it; dumps of links, VLANs, counters, addresses and routes have their own.
 ///
 /// Invariants:
 /// 1. Events are taken before answers, so the listener hears of a link's change before it hears that its request is done.

@@ -7,14 +7,14 @@
 /// said of links and VLANs. No state, no memory: the same tables give the same members, however they came to be so.
 ///
 /// Port-channels: a link whose master is a bond or a team is a member of it, up or not.
-/// VLANs: a bridge that filters carries in a VLAN those of its ports that are in it, and is in it itself (as the CPU port) if
-/// the kernel says so. On a bridge that does not filter, all ports and the bridge are in VLAN 1 and in no other.
+/// VLANs: a port of a bridge that filters is in the VLANs that the kernel tells, and so is the bridge itself (as the CPU
+/// port). On a bridge that does not filter, all ports and the bridge are in VLAN 1 and in no other.
 /// A VLAN id belongs to one bridge: the one below the VLAN interface of that id that was told, or else the one with the
 /// lowest number that has members in it. The members are that bridge's.
 ///
 /// Invariants:
-/// 1. What cannot be counted has no members, rather than too few: a port-channel with a member that is no Ethernet port, for
-///    only those have counters; a VLAN with a member that is neither an Ethernet port nor a port-channel that can be
+/// 1. What cannot be counted has no members, rather than too few: a port-channel with a member that is no Ethernet port,
+///    for only those have counters; a VLAN with a member that is neither an Ethernet port nor a port-channel that can be
 ///    counted; a VLAN whose interface sees other frames than the bridge carries in it.
 /// 2. All members are links that were told, and none is in a port-channel and in a VLAN.
 namespace DataPlane::Linux {

@@ -17,6 +17,9 @@ Vel::String joined( const std::vector< Vel::String > & texts ) {
 
 template < class Handle >
 void forEachVlan( const VlanSet & vlans, Handle handle ) {
+   // Mostly there is no difference.
+   if ( vlans.none() )
+      return;
    for ( Vel::U16 id = firstVlan; id <= lastVlan; ++id )
       if ( vlans.test( id ) )
          handle( id );

@@ -5,8 +5,8 @@
 #include <optional>
 
 /// Purpose: tells the listener of the members of port-channels and VLANs.
-/// Owner: the switch. Stands between the table of links and the listener, since memberships are told after the links that
-/// they name and go before them.
+/// Owner: the switch. Stands between the table of links and the listener, since memberships are told after the links
+/// that they name and go before them.
 /// Order: links are passed on as they change; settle() compares what is to be told with what has been.
 ///
 /// Invariant: a link that goes from a VLAN to a port-channel, or back, leaves the one before it joins the other.
