@@ -35,20 +35,16 @@ void Drifts::start( const std::function< bool( const LoweredLink & ) > & stillDo
 }
 
 void Drifts::foundDown( const DataPlane::Link & link, const Vel::String & bootId ) {
-   if ( isOurs( link.intf ) && !journal_->lowered( link.intf ) )
-      foundDown_.insert_or_assign( link.intf, std::pair( link, bootId ) );
+   if ( isOurs( link.intf ) )
+      down_[link.intf] = { link.ifIndex, bootId, false };
 }
 
 void Drifts::setByOthers( const DataPlane::Link & link, const Vel::String & bootId, bool held ) {
    if ( !isOurs( link.intf ) )
       return;
-   foundDown_.erase( link.intf );
+   down_.erase( link.intf );
    if ( !link.adminUp ) {
-      const bool wasRaised = raised_.erase( link.intf ) > 0;
-      if ( hooks_.isUnderWay( link.intf ) )
-         lower( link, bootId );
-      else if ( wasRaised )
-         note( link.intf, "has been set down again" );
+      down_[link.intf] = { link.ifIndex, bootId, raised_.erase( link.intf ) > 0 };
       return;
    }
    const bool wasLowered = journal_->loweredDel( link.intf );
@@ -58,13 +54,12 @@ void Drifts::setByOthers( const DataPlane::Link & link, const Vel::String & boot
       note( link.intf, "has been set up again" );
 }
 
-void Drifts::lower( const DataPlane::Link & link, const Vel::String & bootId ) {
-   if ( !journal_->lowered( link.intf ) )
-      note(
-         link.intf, "somebody else has set it down; it is left down, also when its unit leaves maintenance" );
-   LoweredLink * const lowered = journal_->loweredIs( link.intf );
-   lowered->ifIndexIs( link.ifIndex );
-   lowered->bootIdIs( bootId );
+void Drifts::lower( const Wire::IntfId & intf, const Down & down ) {
+   if ( !journal_->lowered( intf ) )
+      note( intf, "somebody else has set it down; it is left down, also when its unit leaves maintenance" );
+   LoweredLink * const lowered = journal_->loweredIs( intf );
+   lowered->ifIndexIs( down.ifIndex );
+   lowered->bootIdIs( down.bootId );
 }
 
 void Drifts::letGo( const Wire::IntfId & intf ) {
@@ -73,15 +68,17 @@ void Drifts::letGo( const Wire::IntfId & intf ) {
 }
 
 void Drifts::linkDel( const Wire::IntfId & intf ) {
-   foundDown_.erase( intf );
+   down_.erase( intf );
    raised_.erase( intf );
    journal_->loweredDel( intf );
 }
 
 void Drifts::turnEnds() {
-   for ( const auto & [intf, found] : std::exchange( foundDown_, {} ) )
+   for ( const auto & [intf, down] : std::exchange( down_, {} ) )
       if ( hooks_.isUnderWay( intf ) )
-         lower( found.first, found.second );
+         lower( intf, down );
+      else if ( down.wasRaised )
+         note( intf, "has been set down again" );
    for ( const auto & [intf, link] : journal_->loweredRange() )
       if ( !hooks_.isUnderWay( intf ) ) {
          note( intf, "stays down, as somebody else has set it" );

@@ -52,13 +52,20 @@ class Drifts {
    Drift of( const Wire::IntfId & intf ) const;
 
  private:
-   void lower( const DataPlane::Link & link, const Vel::String & bootId );
+   /// A link that is down in this turn. Whether it stays is known when the turn ends: a link that is deleted is set down
+   /// first.
+   struct Down {
+      Vel::U32 ifIndex;
+      Vel::String bootId;
+      bool wasRaised;
+   };
+   void lower( const Wire::IntfId & intf, const Down & down );
    void note( const Wire::IntfId & intf, const char * what ) const;
 
    Vel::Ptr< LinkJournal > journal_;
    Hooks hooks_;
    std::set< Wire::IntfId > raised_;
-   std::map< Wire::IntfId, std::pair< DataPlane::Link, Vel::String > > foundDown_; ///< until the turn ends
+   std::map< Wire::IntfId, Down > down_; ///< until the turn ends
 };
 
 } // namespace Agent

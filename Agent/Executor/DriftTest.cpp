@@ -8,7 +8,11 @@ class DriftStory : public ExecutorStory {
  protected:
    DriftStory() { underWay.insert( et1 ); }
    void othersSet( bool up ) {
-      fake->link( et1, up, up );
+      clock->post( [this, up] { fake->link( et1, up, up ); } );
+      clock->runUntilIdle();
+   }
+   void turn() {
+      clock->post( [] {} );
       clock->runUntilIdle();
    }
    /// The notes since the last call, joined.
@@ -130,7 +134,7 @@ TEST_F( DriftStory, lastWishOfOthersIsRespectedOnRelease ) {
 }
 
 TEST_F( DriftStory, linkThatWasDownBeforeAndIsRaisedStaysUpOnRelease ) {
-   fake->link( et1, false, false );
+   othersSet( false );
    noted();
    shut();
    clock->runUntilIdle();
@@ -198,6 +202,28 @@ TEST_F( DriftStory, linkThatIsGoneHasNotDrifted ) {
    EXPECT_EQ( "none", drift() );
    fake->link( et1, false, false );
    EXPECT_EQ( "none", drift() );
+}
+
+TEST_F( DriftStory, linkThatIsSetDownToBeDeletedHasNotDrifted ) {
+   clock->post( [this] {
+      fake->link( et1, false, false );
+      fake->linkGone( et1 );
+   } );
+   clock->runUntilIdle();
+   EXPECT_EQ( "", noted() );
+   fake->link( et1, false, false );
+   turn();
+   EXPECT_EQ( "none", drift() );
+}
+
+TEST_F( DriftStory, raisedLinkThatIsSetDownAgainWhileItsUnitsAreNormalHasNotDrifted ) {
+   held();
+   underWay.clear();
+   othersSet( true );
+   EXPECT_EQ( raised, noted() );
+   othersSet( false );
+   EXPECT_EQ( "none", drift() );
+   EXPECT_EQ( "et1: has been set down again", noted() );
 }
 
 TEST_F( DriftStory, subInterfaceThatGoesDownWithItsParentHasNotDrifted ) {
@@ -287,6 +313,7 @@ TEST_F( DriftStory, ofAPortChannelAndAVlanInterfaceIsTheirOwn ) {
       fake->link( intf, true, true );
       EXPECT_EQ( Drift::raised, executor->drift( intf ) );
       fake->link( intf, false, false );
+      turn();
       EXPECT_EQ( Drift::lowered, executor->drift( intf ) );
    }
 }
