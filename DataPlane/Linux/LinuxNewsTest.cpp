@@ -107,13 +107,6 @@ class LinuxNews : public InNamespace {
       kernel = owned.get();
       made = Vel::make< Linux::LinuxSwitch >( loop, std::move( owned ) );
    }
-   /// Commands of iproute2, a line each, as one burst: nobody looks meanwhile.
-   void burst( const Vel::String & lines ) {
-      FILE * const pipe = popen( "ip -batch -", "w" );
-      ASSERT_TRUE( pipe );
-      EXPECT_EQ( lines.size(), fwrite( lines.data(), 1, lines.size(), pipe ) );
-      EXPECT_EQ( 0, pclose( pipe ) );
-   }
    /// Pairs et0 and p0, et1 and p1, ...; they are up.
    void pairs( int count ) {
       // So that nothing but what a test does is news.

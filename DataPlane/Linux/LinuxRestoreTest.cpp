@@ -252,10 +252,7 @@ TEST_F( LinuxRestore, thousandRoutesComeBack ) {
    Vel::String batch;
    for ( int i = 0; i < 1000; ++i )
       batch += Vel::text( "route add 10.", i / 256, ".", i % 256, ".0/24 via 192.0.2.2\n" );
-   FILE * const pipe = popen( "ip -batch -", "w" );
-   ASSERT_TRUE( pipe );
-   EXPECT_EQ( batch.size(), fwrite( batch.data(), 1, batch.size(), pipe ) );
-   EXPECT_EQ( 0, pclose( pipe ) );
+   burst( batch );
    const std::vector< Vel::String > before = everything();
    EXPECT_GT( before.size(), 1000u );
    downAndUp( "et1" );

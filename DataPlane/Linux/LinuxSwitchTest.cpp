@@ -137,8 +137,10 @@ TEST_F( LinuxSwitch, kernelsRefusalIsTheResult ) {
 
 TEST_F( LinuxSwitch, hundredsOfLinksAreSetTogether ) {
    constexpr int count = 200;
+   Vel::String links;
    for ( int i = 0; i < count; ++i )
-      veth( Vel::text( "et", i ), Vel::text( "p", i ) );
+      links += Vel::text( "link add et", i, " type veth peer name p", i, "\n" );
+   burst( links );
    started();
    for ( RequestId i = 0; i < count; ++i )
       made->linkSet( 1000 + i, eth( Vel::text( "et", i ) ), true, {} );

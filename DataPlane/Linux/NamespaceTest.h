@@ -76,6 +76,13 @@ class InNamespace : public testing::Test {
       EXPECT_EQ( 0, pipe ? pclose( pipe ) : -1 ) << "ip " << arguments;
       return result;
    }
+   /// Commands of iproute2, a line each, as one burst: nobody looks meanwhile.
+   static void burst( const Vel::String & lines ) {
+      FILE * const pipe = popen( "ip -batch -", "w" );
+      ASSERT_TRUE( pipe );
+      EXPECT_EQ( lines.size(), fwrite( lines.data(), 1, lines.size(), pipe ) );
+      EXPECT_EQ( 0, pclose( pipe ) );
+   }
    static void veth( const Vel::String & a, const Vel::String & b ) {
       ip( "link add " + a + " type veth peer name " + b );
    }
