@@ -28,7 +28,7 @@ test: deps ## build and run all tests but the long ones, under the sanitizers
 	cmake --preset release -DMAINT_KERNEL_TESTS=ON
 	cmake --build --preset release -j$(JOBS)
 	Tools/smoke build/release
-	ctest --preset sanitizers -j$(JOBS)
+	Tools/run-tests --preset sanitizers -j$(JOBS)
 
 test-full: deps ## the same with the long tests
 	cmake --preset sanitizers
@@ -36,7 +36,7 @@ test-full: deps ## the same with the long tests
 	cmake --preset release -DMAINT_KERNEL_TESTS=ON
 	cmake --build --preset release -j$(JOBS)
 	Tools/smoke build/release
-	ctest --preset sanitizers-full -j$(JOBS)
+	Tools/run-tests --preset sanitizers-full -j$(JOBS)
 
 coverage: deps ## which lines and branches of the plug-in its tests reach
 	@Tools/deps Tools/packages-coverage.txt

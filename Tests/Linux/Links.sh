@@ -8,6 +8,7 @@
 #
 # shellcheck disable=SC2034,SC2154
 settle=6      # seconds
+loadInterval=10
 period=5      # of samples, seconds
 rate=2000000  # of the traffic, bits per second
 ports=
@@ -33,7 +34,7 @@ _withLinks() {
    _until 30 "the addresses are there" _addressesAreThere
    _routesThatNeedAddresses
    _addresses > before
-   ip -n "$ns" -rcvbuf 8388608 -o monitor link > monitor &
+   ip -n "$ns" -rcvbuf 8388608 -o monitor link >> monitor &
    "$@"
 }
 
@@ -116,6 +117,7 @@ _traffic() {
 }
 _trafficEnds() {
    kill "${traffic[@]}" 2> /dev/null
+   traffic=()
    quietSince=$(date +%s.%N)
 }
 
@@ -227,11 +229,12 @@ _errorOf() { # SENT SAMPLED
       { last = $1 }
       END { print counted / ( sent( last ) - sent( first ) ) - 1 }' "$1" "$2"
 }
-# _hasDrainedOnTime LINK: on its second quiet sample, the first with which ten seconds are quiet.
+# _hasDrainedOnTime LINK: on the first quiet sample with which the load interval is quiet.
 _hasDrainedOnTime() {
-   _is "interfaces/$1" consecutive-drained-samples 2 || fail "$1 should have drained on its second quiet sample"
-   _holds "$(_time "interfaces/$1" state-time) - $quietSince < 3 * $period + 1" "$1 drains at once"
-   _holds "$(_time "interfaces/$1" state-time) - $quietSince > 2 * $period - 1" "$1 is quiet long enough"
+   local samples=$(((loadInterval + period - 1) / period))
+   _is "interfaces/$1" consecutive-drained-samples $samples || fail "$1 should have drained on quiet sample $samples"
+   _holds "$(_time "interfaces/$1" state-time) - $quietSince < ($samples + 1) * $period + 1" "$1 drains at once"
+   _holds "$(_time "interfaces/$1" state-time) - $quietSince > $samples * $period - 1" "$1 is quiet long enough"
 }
 
 # _killAndRestart STATES: the unit is in one of these afterwards, from the first answer on, and no link has moved.

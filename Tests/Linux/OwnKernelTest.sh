@@ -23,6 +23,7 @@ folder=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 ports="et1 bond0 vlan10"
 lag=bond0        # the port-channel with addresses
 mode=802.3ad
+lacpRate=fast
 rate=1000000
 flows=12         # enough for each member to have some
 
@@ -95,7 +96,7 @@ _makePortChannel() {
 }
 _bond() { # NAMESPACE NAME MODE MEMBER...
    local in=$1 name=$2 options="miimon 100 xmit_hash_policy layer3+4" member
-   [ "$3" != 802.3ad ] || options+=" lacp_rate fast"
+   [ "$3" != 802.3ad ] || options+=" lacp_rate $lacpRate"
    # shellcheck disable=SC2086
    _in "$in" link add "$name" type bond mode "$3" $options
    shift 3
@@ -139,7 +140,7 @@ _vlan() { # ID
 _configOf() { # [PROFILE-KEYS]
    cat << YAML
 profiles:
-  fast: {threshold: 100kbps, load-interval: 10s, ${1:-shutdown: true}}
+  fast: {threshold: 100kbps, load-interval: ${loadInterval}s, ${1:-shutdown: true}}
 default-profile: fast
 groups:
   uplinks: {interfaces: [et1, et2, $lag]}
@@ -187,7 +188,7 @@ _isBusy() { # LINK...
 _isShut() { # LINK...
    local link
    for link; do
-      _until 30 "$link is shut" _isDown "$link"
+      _until $((loadInterval + 20)) "$link is shut" _isDown "$link"
       _until 10 "$link is shown shut" _is "interfaces/$link" state under-maint
       _hasDrainedOnTime "$link"
       _shows "$link" true down
@@ -351,6 +352,16 @@ _respectsTheAdministrator() {
    _eachLinkHasMovedOnceEachWay
 }
 
+_rounds() { # COUNT COMMAND...
+   local count=$1
+   shift
+   while [ $((count--)) -gt 0 ]; do
+      : > monitor
+      "$@"
+      _kill TERM
+   done
+}
+
 # The agent is killed at the POINTs: entering, draining (one link shut), shut (the port-channel too), settling,
 # maintenance, exiting.
 _isKilledAt() { # POINT...
@@ -379,6 +390,45 @@ _killAt() { # POINT STATES
    [[ $points != *" $1 "* ]] || _killAndRestart "$2"
 }
 
+# Members leave, join, go and come for minutes while traffic flows.
+_membersComeAndGo() { # SECONDS
+   local end=$((SECONDS + $1)) n
+   _traffic "$lag" in 1000 "$flows"
+   _enters
+   _ratesAreRight 3 "$lag in"
+   RANDOM=1
+   while [ $SECONDS -lt $end ]; do
+      n=$((RANDOM % 3 + 1))
+      case $((RANDOM % 3)) in
+      0)
+         _leaves "m$n"
+         _sleep $((RANDOM % 8))
+         _joins "$ns" "m$n" "$lag"
+         ;;
+      1)
+         _in "$ns" link del "m$n"
+         _sleep $((RANDOM % 8))
+         _link "m$n" "p2$n"
+         _joins "$peers" "p2$n" plag
+         _joins "$ns" "m$n" "$lag"
+         ;;
+      2)
+         _in "$ns" link set "m$n" down
+         _sleep $((RANDOM % 8))
+         _in "$ns" link set "m$n" up
+         ;;
+      esac
+      _isUp "$lag" || fail "$lag should not have been shut"
+      _is units/u1 state entering || fail "the unit should not complete while traffic flows"
+   done
+   _ratesAreRight 3 "$lag in"
+   _trafficEnds
+   _isShut "$lag"
+   _isUnderMaintenance
+   _isBackToNormal
+   _eachLinkHasMovedOnceEachWay
+}
+
 # ---- tests
 
 portChannel="shape=PortChannel ports=bond0"
@@ -393,6 +443,27 @@ followsMembersAndAdministrators() {
 }
 goesOnAfterAKillAtEachPointOfTheStory() {
    _inWorlds "kills _isKilledAt entering draining shut settling maintenance exiting"
+}
+
+longDrainsAgainAndAgainOverLongIntervals() {
+   _inWorlds "lacp loadInterval=30 settle=20 _rounds 3 _drains 6" \
+      "slow lacpRate=slow loadInterval=30 settle=20 $portChannel _rounds 3 _drainsPortChannel"
+}
+longGoesOnAfterAKillAtEachPointAlone() {
+   local worlds="" point
+   for point in entering draining shut settling maintenance exiting; do
+      for signal in KILL TERM; do
+         worlds+="$point-$signal signal=$signal _isKilledAt $point"$'\n'
+      done
+   done
+   # Not all at once: one processor has to do for them.
+   while read -r first && read -r second && read -r third; do
+      _inWorlds "$first" "$second" "$third"
+   done <<< "$worlds"
+}
+longFollowsMembersThatComeAndGo() {
+   _inWorlds "lacp $portChannel _membersComeAndGo 240" "xor mode=balance-xor $portChannel _membersComeAndGo 240" \
+      "team mode=team lag=team0 shape=PortChannel ports=team0 _membersComeAndGo 240"
 }
 
 runTest "$2"
