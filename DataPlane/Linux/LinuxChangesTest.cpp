@@ -77,9 +77,12 @@ class Commands {
       case 10:
          return "link set " + member() + " nomaster";
       case 11:
-         return "link set " + bridge() + " type bridge vlan_filtering " + ( roll( 2 ) ? "1" : "0" );
-      case 12:
-         return "link set " + bridge() + " type bridge vlan_default_pvid " + ( roll( 2 ) ? "1" : "3" );
+      case 12: {
+         // The kernel says nothing of it while the bridge is down.
+         const Vel::String changed = bridge();
+         return "link set " + changed + " up\nlink set " + changed + " type bridge " +
+                ( roll( 2 ) ? "vlan_filtering " : "vlan_default_pvid " ) + ( roll( 3 ) ? "1" : "0" );
+      }
       case 13: {
          const Vel::String renamed = port();
          return "link set " + renamed + " down\nlink set " + renamed + " name " + port();

@@ -158,6 +158,11 @@ _vlanTraffic() { # SECONDS
    vlanTraffic=$!
    ln -sf sent-vlan10-in sent-vlan10-out
 }
+# From the host on et3 to the switch itself: of the members, that port alone is busy.
+_hostTraffic() { # SECONDS
+   ip netns exec "$peers" "$build/bin/UdpTrafficTest" 10.0.3.1 "$rate" "$1" > sent-vlan10-host &
+   vlanTraffic=$!
+}
 _vlanTrafficEnds() {
    kill "$vlanTraffic"
    quietSince=$(date +%s.%N)
@@ -194,6 +199,12 @@ _isShut() { # LINK...
       _shows "$link" true down
    done
 }
+_isQuiet() { # LINK: next to nothing in a second
+   local before
+   before=$(_octets "$1" tx)
+   _sleep 1
+   [ $(($(_octets "$1" tx) - before)) -lt $((rate / 80)) ]
+}
 _areUp() { # LINK...
    local link
    for link; do
@@ -201,7 +212,7 @@ _areUp() { # LINK...
    done
 }
 
-# Ports, port-channels and VLAN interfaces in one unit, with traffic on each; the VLAN's goes on for longer.
+# Ports, port-channels and VLAN interfaces in one unit, with traffic on each; one member of the VLAN is busy for longer.
 _drains() { # RATES
    _traffic et1 in 240
    _traffic "$lag" out 240 "$flows"
@@ -213,8 +224,13 @@ _drains() { # RATES
    _holds "$(_octets vlan10 rx) + $(_octets br0 rx) < $rate / 80" "the VLAN device and the bridge see none of it"
    # shellcheck disable=SC2086
    _isBusy $ports
+   inVlan=$vlanTraffic
+   _hostTraffic 240
+   kill "$inVlan"
    _trafficEnds
    _isShut et1 "$lag"
+   _isBusy vlan10
+   _until 20 "the VLAN's other member is quiet" _isQuiet bond1
    _isBusy vlan10
    # A port-channel is shut where it is one, not at its members.
    _areUp m1 m2 m3
