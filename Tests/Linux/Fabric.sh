@@ -106,15 +106,16 @@ _routePorts() { # LEAF PREFIX
    ip -n "$world-$1" -o route show "$2" proto bgp | grep -o 'dev [^ ]*' | sort | cut -d ' ' -f 2 | tr '\n' ' '
 }
 _routeIs() { [ "$(_routePorts "$1" "$2")" = "$3 " ]; } # LEAF PREFIX PORTS
-_bothSpinesAreUsed() { _routeIs leaf1 10.1.2.0/24 "to-spine1 to-spine2" && _routeIs leaf2 10.1.1.0/24 "to-spine1 to-spine2"; }
-_spine1IsAvoided() { _routeIs leaf1 10.1.2.0/24 to-spine2 && _routeIs leaf2 10.1.1.0/24 to-spine2; }
+_leavesUse() { _routeIs leaf1 10.1.2.0/24 "$1" && _routeIs leaf2 10.1.1.0/24 "$1"; } # PORTS
+_bothSpinesAreUsed() { _leavesUse "to-spine1 to-spine2"; }
+_spine1IsAvoided() { _leavesUse to-spine2; }
 
 # ---- shifts: each time that a leaf sends the traffic another way, as its kernel has it
 
 _watchShifts() {
    local leaf
    for leaf in 1 2; do
-      TZ=UTC ip -n "$world-leaf$leaf" -ts -o monitor route > "routes-leaf$leaf" 2>&1 < /dev/null &
+      TZ=UTC nice -n -10 ip -n "$world-leaf$leaf" -ts -o monitor route > "routes-leaf$leaf" 2>&1 < /dev/null &
       disown
    done
 }
@@ -161,7 +162,10 @@ _flowsEnd() { # FILE
    wait "${flowsOf[$1]}" || output=$(tail -n 5 "$1") fail "the traffic should have ended by itself"
 }
 # _sum FILE DIRECTION KEY: of the summary at the end.
-_sum() { awk -v d="$2" -v k="$3" '$1 == d && $2 == "sent" { for ( i = 2; i < NF; i += 2 ) if ( $i == k ) print $( i + 1 ) }' "$1"; }
+_sum() {
+   awk -v way="$2" -v key="$3" '
+      $1 == way && $2 == "sent" { for ( i = 2; i < NF; i += 2 ) if ( $i == key ) print $( i + 1 ) }' "$1"
+}
 
 # The losses in FILE that are more than 100 ms away from each shift.
 _lossesFarFromShifts() {
@@ -182,10 +186,10 @@ _aboutLosses() { # FILE
    grep -v '^now' "$1" | head -n 40
 }
 
-# _octets: "NODE PORT IN OUT" of each port of spines.
+# _octets: "NODE PORT IN OUT" of the spines' ports and of hosts 1 and 2.
 _octets() {
    local node
-   for node in spine1 spine2; do
+   for node in spine1 spine2 host1 host2; do
       _in $node awk -v node=$node -F '[: ]+' '/^ *to-leaf/ { sub( /^ */, "" ); print node, $1, $2, $10 }' /proc/net/dev
    done
 }
@@ -197,20 +201,25 @@ _rates() {
    { echo "$before"; _octets; echo "time $EPOCHREALTIME"; } | awk '
       $1 == "time" { if ( began ) for ( i = 1; i <= n; ++i ) {
                         split( line[ i ], v, " " )
-                        printf "%s %s %.0f %.0f\n", v[ 1 ], v[ 2 ], ( v[ 3 ] - in_[ v[ 1 ] v[ 2 ] ] ) * 8 / ( $2 - began ),
-                               ( v[ 4 ] - out[ v[ 1 ] v[ 2 ] ] ) * 8 / ( $2 - began )
+                        port = v[ 1 ] " " v[ 2 ]
+                        perSecond = 8 / ( $2 - began )
+                        printf "%s %.0f %.0f\n", port, ( v[ 3 ] - in_[ port ] ) * perSecond, ( v[ 4 ] - out[ port ] ) * perSecond
                      }
                      began = $2; next }
       began { line[ ++n ] = $0; next }
-      { in_[ $1 $2 ] = $3; out[ $1 $2 ] = $4 }'
+      { in_[ $1 " " $2 ] = $3; out[ $1 " " $2 ] = $4 }'
 }
 # Every port of both spines carries at least this much each way.
-_allCarry() { _rates 1 > rates; [ "$(awk -v least="$1" '$3 >= least && $4 >= least' rates | wc -l)" -eq 4 ]; }
+_allCarry() {
+   _rates 1 > rates
+   [ "$(awk -v least="$1" '/^spine/ && $3 >= least && $4 >= least' rates | wc -l)" -eq 4 ]
+}
 
 # What the kernels of the nodes dropped on their links: packets that were lost in the fabric and not at its ends.
 _drops() {
    local node
    for node in $nodes; do
-      _in "$node" awk -v node="$node" -F '[: ]+' '/to-/ { sub( /^ */, "" ); if ( $5 + $13 ) print node, $1, "dropped", $5, $13 }' /proc/net/dev
+      _in "$node" awk -v node="$node" -F '[: ]+' '
+         /to-/ { sub( /^ */, "" ); if ( $5 + $13 ) print node, $1, "in", $5, "out", $13 }' /proc/net/dev
    done
 }

@@ -19,8 +19,6 @@ namespace {
 
 constexpr std::size_t headers = 14 + 20 + 8;
 constexpr std::size_t frame = 1000;
-constexpr std::uint16_t receivingPort = 20000;
-constexpr std::uint16_t firstSendingPort = 20001;
 constexpr std::chrono::milliseconds step( 2 );
 constexpr std::chrono::milliseconds longestWay( 500 );
 constexpr std::uint64_t longestBurst = 64;
@@ -36,10 +34,10 @@ struct Stamp {
    throw std::runtime_error( what + ": " + std::strerror( errno ) );
 }
 
-sockaddr_in addressOf( const Flows::End & end, std::uint16_t port ) {
+/// With a port of the kernel's choice.
+sockaddr_in addressOf( const Flows::End & end ) {
    sockaddr_in address{};
    address.sin_family = AF_INET;
-   address.sin_port = htons( port );
    if ( inet_pton( AF_INET, end.address.c_str(), &address.sin_addr ) != 1 )
       throw std::runtime_error( "not an address of IP version 4: " + end.address );
    return address;
@@ -53,9 +51,9 @@ void goTo( const std::string & networkNamespace ) {
       fail( "cannot go to the namespace " + networkNamespace );
 }
 
-Flows::Descriptor boundSocket( const Flows::End & end, std::uint16_t port ) {
+Flows::Descriptor boundSocket( const Flows::End & end ) {
    Flows::Descriptor descriptor( socket( AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0 ) );
-   const sockaddr_in address = addressOf( end, port );
+   const sockaddr_in address = addressOf( end );
    if (
       descriptor.get() < 0 ||
       bind( descriptor.get(), reinterpret_cast< const sockaddr * >( &address ), sizeof address ) != 0 )
@@ -81,16 +79,19 @@ Descriptor::~Descriptor() {
 Direction::Direction( const End & from, const End & to, unsigned flows, std::uint64_t limit )
    : sentAt_( limit ), received_( limit ), packet_( frame - headers ) {
    goTo( to.networkNamespace );
-   receiver_ = boundSocket( to, receivingPort );
+   receiver_ = boundSocket( to );
    const int yes = 1;
    if (
       setsockopt( receiver_.get(), SOL_SOCKET, SO_RCVBUFFORCE, &receiveBuffer, sizeof receiveBuffer ) != 0 ||
       setsockopt( receiver_.get(), SOL_SOCKET, SO_RXQ_OVFL, &yes, sizeof yes ) != 0 )
       fail( "cannot set up the receiver" );
+   sockaddr_in address{};
+   socklen_t size = sizeof address;
+   if ( getsockname( receiver_.get(), reinterpret_cast< sockaddr * >( &address ), &size ) != 0 )
+      fail( "cannot tell where to send" );
    goTo( from.networkNamespace );
-   const sockaddr_in address = addressOf( to, receivingPort );
    for ( unsigned flow = 0; flow < flows; ++flow ) {
-      Descriptor sender = boundSocket( from, static_cast< std::uint16_t >( firstSendingPort + flow ) );
+      Descriptor sender = boundSocket( from );
       if ( connect( sender.get(), reinterpret_cast< const sockaddr * >( &address ), sizeof address ) != 0 )
          fail( "no way from " + from.address + " to " + to.address );
       senders_.push_back( std::move( sender ) );
