@@ -134,11 +134,25 @@ json parsed( std::string_view text ) {
    return result;
 }
 
+Stage stageOf( const Reader & in ) {
+   Stage stage;
+   stage.name = in.name( "name" );
+   stage.state = in.text( "state" );
+   stage.since = in.time( "since" );
+   stage.command = in.maybeText( "command" );
+   stage.limitSeconds = in.maybeNumber( "limit-seconds" );
+   stage.deadline = in.time( "deadline" );
+   stage.failure = in.maybeText( "failure" );
+   stage.text = in.text( "text" );
+   return stage;
+}
+
 Unit unitOf( const Reader & in ) {
    Unit unit;
    unit.name = in.name( "name" );
    unit.state = in.name( "state" );
    unit.stage = in.maybeText( "stage" );
+   unit.stages = in.list( "stages", stageOf );
    unit.generation = in.counter( "generation" );
    unit.since = in.time( "since" );
    unit.reason = in.maybeText( "reason" );
@@ -226,6 +240,13 @@ FileError fileErrorOf( const Reader & in ) {
 
 } // namespace
 
+const Stage * runningCommand( const std::vector< Stage > & stages ) {
+   for ( const Stage & stage : stages )
+      if ( stage.state == "running" && stage.command )
+         return &stage;
+   return nullptr;
+}
+
 std::vector< Unit > readUnits( std::string_view text ) { return Reader::listOf( parsed( text ), unitOf ); }
 
 Unit readUnit( std::string_view text ) { return unitOf( Reader( parsed( text ) ) ); }
@@ -237,6 +258,9 @@ Explanation readExplanation( std::string_view text ) {
    explanation.unit = in.name( "unit" );
    explanation.state = in.name( "state" );
    explanation.stage = in.maybeText( "stage" );
+   explanation.reason = in.maybeText( "reason" );
+   explanation.stages = in.list( "stages", stageOf );
+   explanation.endingEarlierCommand = in.flag( "ending-earlier-command" );
    explanation.settleRemainingSeconds = in.maybeNumber( "settle-remaining-seconds" );
    explanation.stuck = in.flag( "stuck" );
    explanation.stuckReason = in.maybeText( "stuck-reason" );

@@ -15,10 +15,23 @@
 /// states are given as they came, so that one that a newer agent made up can still be shown.
 namespace Api {
 
+/// One stage of the present or last run of a unit.
+struct Stage {
+   std::string name;
+   std::string state; ///< pending, running, complete, failed or skipped
+   std::optional< double > since;
+   std::optional< std::string > command; ///< that carries it out
+   std::optional< double > limitSeconds; ///< that the command may run
+   std::optional< double > deadline;     ///< of a command that runs
+   std::optional< std::string > failure;
+   std::string text; ///< what it does or has done, and what happens if it fails
+};
+
 struct Unit {
    std::string name;
    std::string state; ///< see Api::UnitState
    std::optional< std::string > stage;
+   std::vector< Stage > stages; ///< in order
    std::uint64_t generation = 0;
    std::optional< double > since;
    std::optional< std::string > reason;
@@ -58,6 +71,9 @@ struct Explanation {
    std::string unit;
    std::string state;
    std::optional< std::string > stage;
+   std::optional< std::string > reason;
+   std::vector< Stage > stages;       ///< in order
+   bool endingEarlierCommand = false; ///< which no stage may overtake
    std::optional< double > settleRemainingSeconds;
    bool stuck = false;
    std::optional< std::string > stuckReason;
@@ -142,6 +158,9 @@ struct Refusal {
    std::string code, message, where;
    std::vector< FileError > fileErrors; ///< of a configuration that was not taken
 };
+
+/// The stage whose command runs, null if there is none.
+const Stage * runningCommand( const std::vector< Stage > & stages );
 
 /// Each takes the JSON text of an answer. A key that is missing counts as null; more keys are left alone. Throws
 /// Error (internal) that says what is wrong if the text is no JSON, or not of this shape.

@@ -1,5 +1,6 @@
 #include "Apps/Maintd.h"
 
+#include "Agent/Commands/RealChildren.h"
 #include "Apps/ClockOffset.h"
 #include "Apps/MaintdEntities.h"
 #include "DataPlane/Linux/Factory.h"
@@ -234,20 +235,15 @@ void Maintd::makeAgent() {
          [&e]( const Wire::IntfId & intf ) { return e.isUnderWay( intf ); },
          [&e]( const Wire::IntfId & intf ) { return e.monIntfStatusDir->monIntfStatus( intf ) != nullptr; },
          []( const Vel::String & line ) { spdlog::warn( "{}", line ); } } );
-   stages_ = std::make_unique< Agent::Stages >(
-      loop_, wheel_,
-      Agent::Stages::Model{
-         e.unitStatusDir,
-         e.unitRunDir,
-         { e.enter.progressDir, e.enter.completionStatus, e.enter.agentStatus },
-         { e.exit.progressDir, e.exit.completionStatus, e.exit.agentStatus },
-         e.groupToUnitDir,
-         e.intfGroupStatusDir,
-         e.monIntfStatusDir } );
-   stages_->holdIs( [this] { return hold(); } );
    plugins_ = std::make_unique< Agent::PluginLibraries >( Maintenance::DefaultPluginLoader() );
-   stages_->stageCheckIs( [this]( const Vel::String & ) { return plugins_->problem( pluginName ); } );
-   loop_->timersMayRunIs( [this] { return executor_->countersFresh(); } );
+   makeStages();
+   loop_->timersMayRunIs( [this] {
+      const bool fresh = executor_->countersFresh();
+      // A command is not sampled: its limit holds all the same.
+      if ( !fresh )
+         commands_->handleDue();
+      return fresh;
+   } );
    // A monitor begins with what the ports have carried by then: an interface may join when none has been sampled for
    // hours.
    loop_->beforeTasksIs( [this] { executor_->countersFresh(); } );
@@ -262,6 +258,49 @@ void Maintd::makeAgent() {
          api_->handle( request, std::move( answer ) );
       },
       Agent::ControlApi::refusal );
+}
+
+void Maintd::makeStages() {
+   Entities & e = *entities_;
+   stages_ = std::make_unique< Agent::Stages >(
+      loop_, wheel_,
+      Agent::Stages::Model{
+         e.unitStatusDir,
+         e.unitRunDir,
+         { e.enter.progressDir, e.enter.completionStatus, e.enter.agentStatus, e.enter.commandStatus },
+         { e.exit.progressDir, e.exit.completionStatus, e.exit.agentStatus, e.exit.commandStatus },
+         e.groupToUnitDir,
+         e.intfGroupStatusDir,
+         e.monIntfStatusDir } );
+   if ( !world_.children ) {
+      children_ = std::make_unique< Agent::RealChildren >( loop_ );
+      world_.children = children_.get();
+   }
+   commands_ = std::make_unique< Agent::Commands >(
+      loop_, wheel_, *world_.children,
+      Agent::Commands::Model{
+         e.unitStatusDir,
+         e.unitRunDir,
+         e.unitCommandsDir,
+         { e.enter.progressDir, e.enter.completionStatus, e.enter.commandStatus },
+         { e.exit.progressDir, e.exit.completionStatus, e.exit.commandStatus } },
+      Agent::Commands::Hooks{
+         [this]( const Vel::String & unit, const Vel::String & reason ) {
+            stages_->exit( unit, { reason, "maintd" } );
+         },
+         [this] { stages_->look(); },
+         [this]( const Vel::String & unit ) { return api_->interfacesOf( unit ); },
+         []( const std::string & line ) { spdlog::info( "{}", line ); } } );
+   stages_->holdIs( [this] { return hold(); } );
+   stages_->stageCheckIs( [this]( const Vel::String & stage ) {
+      return stage == Config::drainwatchStage ? plugins_->problem( pluginName ) : commands_->check( stage );
+   } );
+   stages_->entersIs( [this]( const Vel::String & unit, const Agent::Stages::Lists & lists ) {
+      std::vector< Vel::String > both = lists.enter;
+      both.insert( both.end(), lists.exit.begin(), lists.exit.end() );
+      commands_->unitEnters( unit, both );
+   } );
+   stages_->busyIs( [this]( const Vel::String & unit ) { return commands_->busy( unit ); } );
 }
 
 void Maintd::loadPluginWhenThereAreCounters() {
@@ -370,6 +409,7 @@ void Maintd::resumeWhenTheRootIsThere() {
    executor_->orphansDel( [this]( const Wire::IntfId & intf ) {
       return entities_->monIntfStatusDir->monIntfStatus( intf ) != nullptr;
    } );
+   commands_->resume();
    stages_->resume();
 }
 
@@ -385,6 +425,11 @@ std::vector< Agent::Problem > Maintd::problems() const {
       result.push_back( { "configuration", started_, configurationErrors_.front() } );
    if ( const auto problem = plugins_->problem( pluginName ) )
       result.push_back( { "plug-in", started_, problem->message } );
+   for ( const auto & failure : commands_->failures() )
+      result.push_back(
+         { "stage", failure.since,
+           "unit " + failure.unit + " went back although stage " + failure.stage +
+              " failed: " + failure.text } );
    return result;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Agent/Commands/Commands.h"
 #include "Agent/Control/ControlApi.h"
 #include "Agent/Executor/Executor.h"
 #include "Agent/Membership/Membership.h"
@@ -42,6 +43,7 @@ struct MaintdWorld {
    Vel::Ptr< Cog::TimeSource > time;
    Vel::Ptr< DataPlane::Switch > switch_;
    DataPlane::Simulation * simulation = nullptr; ///< null: the switch is real
+   Agent::Children * children = nullptr;         ///< null: processes of the kernel
    /// Takes a store as it was opened and gives what is to be used in its place, which outlives the agent.
    std::function< Ledger::StoreEngine &( Ledger::StoreEngine & ) > storeUsed;
 };
@@ -83,6 +85,7 @@ class Maintd {
    std::string makeSwitch();
    void makeEntities();
    void makeAgent();
+   void makeStages();
    void loadPlugin();
    void loadPluginWhenThereAreCounters();
    std::string listen();
@@ -92,6 +95,7 @@ class Maintd {
    const Vel::Entity * root() const;
    void apply( const Config::Configuration & configuration );
    Agent::ControlCommands commands();
+   std::vector< Agent::ControlCommands::Stage > stageFacts( const std::string & unit ) const;
    Agent::ControlCommands::Reloaded reload();
    Agent::ControlCommands::Result
    simulated( const Agent::ControlCommands::Simulated & what, std::function< void() > done );
@@ -119,7 +123,9 @@ class Maintd {
    Vel::Ptr< Cog::TimerWheel > wheel_;
    std::unique_ptr< Agent::Membership > membership_;
    std::unique_ptr< Agent::Executor > executor_;
+   std::unique_ptr< Agent::Children > children_;
    std::unique_ptr< Agent::Stages > stages_;
+   std::unique_ptr< Agent::Commands > commands_;
    std::unique_ptr< Agent::PluginLibraries > plugins_;
    std::unique_ptr< Agent::ControlApi > api_;
    std::unique_ptr< Agent::HttpServer > server_;

@@ -36,7 +36,9 @@ Agent::ControlCommands Maintd::commands() {
          counts.drained,
          stages_->settlingSince( unit ),
          static_cast< double >( configuration_.settle.seconds() ),
-         blocked() };
+         blocked(),
+         stageFacts( unit ),
+         commands_->busy( unit ) };
    };
    c.release = [this]( const std::string & name ) { return executor_->release( name ); };
    c.reload = [this] { return reload(); };
@@ -65,6 +67,24 @@ Agent::ControlCommands Maintd::commands() {
    };
    c.now = [this] { return now(); };
    return c;
+}
+
+std::vector< Agent::ControlCommands::Stage > Maintd::stageFacts( const std::string & unit ) const {
+   using State = Agent::Stages::StageState;
+   std::vector< Agent::ControlCommands::Stage > result;
+   for ( const auto & stage : stages_->stages( unit ) ) {
+      const Agent::Commands::Facts command = commands_->facts( unit, stage.name );
+      const char * const state = command.state == Agent::CommandState::failed ? "failed"
+                                 : stage.state == State::complete             ? "complete"
+                                 : stage.state == State::running              ? "running"
+                                 : stage.state == State::skipped              ? "skipped"
+                                                                              : "pending";
+      result.push_back(
+         { stage.name, state, command.since > 0 ? command.since : stage.since, command.command,
+           command.command.empty() ? 0 : static_cast< double >( command.limit ), command.failure,
+           command.goesOn, command.waits } );
+   }
+   return result;
 }
 
 /// Why no unit can complete an enter now; empty: it can.

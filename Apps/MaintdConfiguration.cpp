@@ -57,6 +57,7 @@ Maintd::cannotFollow( const Config::Configuration & from, const Config::Configur
 void Maintd::apply( const Config::Configuration & configuration ) {
    configuration_ = configuration;
    stages_->settleTimeIs( configuration.settle.seconds() );
+   commands_->configurationIs( configuration.stages );
    for ( const auto & [name, unit] : configuration.units )
       stages_->unitIs( name, { unit.enter, unit.exit } );
    membership_->configurationIs( configuration );

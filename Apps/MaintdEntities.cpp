@@ -10,6 +10,7 @@ namespace {
 
 const Vel::TypeRegistration< Agent::UnitRunDir > unitRunDirType;
 const Vel::TypeRegistration< Agent::LinkJournal > linkJournalType;
+const Vel::TypeRegistration< Agent::UnitCommandsDir > unitCommandsDirType;
 
 /// Makes or keeps the entity of a path.
 template < class T >
@@ -25,6 +26,7 @@ const char * const causePath = "interface/errdisable/cause/maintenance-shutdown"
 const char * const unitStatusPath = "maintenance/unit/status";
 const char * const recordsPath = "maintenance/interface/status/drainwatch";
 const char * const unitRunPath = "agent/unit/run";
+const char * const unitCommandsPath = "agent/unit/commands";
 const char * const journalPath = "agent/link/journal";
 
 } // namespace
@@ -49,6 +51,7 @@ Maintd::Entities::Entities( Ledger::EntityManager & em ) {
    take( em, monIntfStatusDir, recordsPath );
    take( em, defaultIntfProfile, "maintenance/profile/config/default/interface" );
    take( em, unitRunDir, unitRunPath );
+   take( em, unitCommandsDir, unitCommandsPath );
    take( em, journal, journalPath );
    for ( const auto & [stageClass, name] :
          { std::pair( &enter, "maintEnter" ), std::pair( &exit, "maintExit" ) } ) {
@@ -56,6 +59,7 @@ Maintd::Entities::Entities( Ledger::EntityManager & em ) {
       take( em, stageClass->completionStatus, stagePath( "stage", name, "completionstatus" ) );
       take( em, stageClass->agentConfig, stagePath( "stageInput", name, "MaintenanceMode" ) );
       take( em, stageClass->agentStatus, stagePath( "stageAgentStatus", name, "MaintenanceMode" ) );
+      take( em, stageClass->commandStatus, stagePath( "stageAgentStatus", name, "Commands" ) );
       stageClass->agentConfig->stageIs( "drainwatch" );
    }
 }
@@ -66,8 +70,16 @@ double Maintd::Entities::latestTime() const {
       latest = std::max( { latest, record->startTime(), record->stateTime(), record->lastSampleTime() } );
    for ( const auto & [intf, time] : cause->intfStatusRange() )
       latest = std::max( latest, time );
-   for ( const auto & [unit, run] : unitRunDir->unitRunRange() )
+   for ( const auto & [unit, run] : unitRunDir->unitRunRange() ) {
       latest = std::max( { latest, run->since(), run->askedTime() } );
+      for ( const auto & [stage, time] : run->stageStartRange() )
+         latest = std::max( latest, time );
+      for ( const auto & [stage, time] : run->stageEndRange() )
+         latest = std::max( latest, time );
+   }
+   for ( const auto & [unit, commands] : unitCommandsDir->unitRange() )
+      for ( const auto & [stage, command] : commands->stageRange() )
+         latest = std::max( latest, command->since() );
    return latest;
 }
 
@@ -89,15 +101,13 @@ bool Maintd::Entities::isUnderWay( const Wire::IntfId & intf ) const {
 std::vector< Ledger::Persistence::Kept > Maintd::Entities::kept() {
    using Folder = Ledger::Persistence::Folder;
    std::vector< Ledger::Persistence::Kept > result{
-      { unitStatusPath, Folder::state },
-      { causePath, Folder::state },
-      { unitRunPath, Folder::state },
-      { journalPath, Folder::state },
-      { recordsPath, Folder::runtime } };
+      { unitStatusPath, Folder::state },   { causePath, Folder::state },   { unitRunPath, Folder::state },
+      { unitCommandsPath, Folder::state }, { journalPath, Folder::state }, { recordsPath, Folder::runtime } };
    for ( const char * stageClass : { "maintEnter", "maintExit" } ) {
       result.push_back( { stagePath( "stage", stageClass, "progress" ), Folder::state } );
       result.push_back( { stagePath( "stage", stageClass, "completionstatus" ), Folder::state } );
-      result.push_back( { stagePath( "stageAgentStatus", stageClass, "MaintenanceMode" ), Folder::state } );
+      for ( const char * by : { "MaintenanceMode", "Commands" } )
+         result.push_back( { stagePath( "stageAgentStatus", stageClass, by ), Folder::state } );
    }
    return result;
 }

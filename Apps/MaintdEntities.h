@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Agent/Model/LinkJournal.h"
+#include "Agent/Model/StageCommand.h"
 #include "Agent/Model/UnitRun.h"
 #include "Apps/Maintd.h"
 #include "Platform/Counters/VelPool.h"
@@ -26,6 +27,7 @@ struct Maintd::Entities {
       Vel::Ptr< Stage::CompletionStatusDir > completionStatus;
       Vel::Ptr< Stage::AgentConfig > agentConfig;
       Vel::Ptr< Stage::AgentStatus > agentStatus;
+      Vel::Ptr< Stage::AgentStatus > commandStatus; ///< of the stages that commands carry out
    };
    Vel::Ptr< Interface::AllIntfStatusDir > allIntfStatusDir;
    Vel::Ptr< Lag::Config > lagConfig;
@@ -40,6 +42,7 @@ struct Maintd::Entities {
    Vel::Ptr< Maintenance::Profile::DefaultProfile > defaultIntfProfile;
    StageClass enter, exit;
    Vel::Ptr< Agent::UnitRunDir > unitRunDir;
+   Vel::Ptr< Agent::UnitCommandsDir > unitCommandsDir;
    Vel::Ptr< Agent::LinkJournal > journal;
    Vel::Ptr< VelPool::EntityManager > pool = Vel::make< VelPool::EntityManager >();
 };

@@ -95,6 +95,8 @@ std::string Endpoint::text() const {
 
 const char * text( SwitchKind kind ) { return kind == SwitchKind::linuxKernel ? "linux" : "simulated"; }
 
+const char * text( OnFailure onFailure ) { return onFailure == OnFailure::abort ? "abort" : "continue"; }
+
 std::vector< std::string > builtInStages() { return { drainwatchStage }; }
 
 } // namespace Config

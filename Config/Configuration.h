@@ -63,11 +63,13 @@ const char * text( SwitchKind kind ); ///< `linux` or `simulated`, as in the fil
 /// 1. names are valid; every profile, group and stage that is referred to exists
 /// 2. there is at least one profile, and the default profile exists
 /// 3. lists of stages are not empty and name no stage twice
+/// 4. a unit that enters through drainwatch leaves through it: nothing else lets go of its links
 struct Configuration {
    SwitchKind switchKind = SwitchKind::linuxKernel;
    std::optional< Endpoint > web; ///< read-only web address; nothing: off
    Duration settle = Duration::fromSeconds( 10 );
-   StageList enter = defaultStages(); ///< of units that have no list of their own
+   std::map< std::string, CommandStage > stages; ///< those that it defines itself
+   StageList enter = defaultStages();            ///< of units that have no list of their own
    StageList exit = defaultStages();
    std::map< std::string, Profile > profiles;
    std::string defaultProfile;

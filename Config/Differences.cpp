@@ -106,6 +106,17 @@ std::string describe( const std::string & name, const Profile & from, const Prof
    return line.text();
 }
 
+std::string text( const Command & command ) { return command.empty() ? "nothing" : command.text(); }
+
+std::string describe( const std::string & name, const CommandStage & from, const CommandStage & to ) {
+   Line line( "stage " + inQuotes( name ) + " edited" );
+   line.change( "enter", text( from.enter ), text( to.enter ) );
+   line.change( "exit", text( from.exit ), text( to.exit ) );
+   line.change( "timeout", from.timeout.text(), to.timeout.text() );
+   line.change( "on-failure", text( from.onFailure ), text( to.onFailure ) );
+   return line.text();
+}
+
 std::string describe( const std::string & name, const Group & from, const Group & to ) {
    const GroupDifference change = difference( name, from, to );
    Line line( "group " + inQuotes( name ) + " edited" );
@@ -135,6 +146,11 @@ Differences differences( const Configuration & from, const Configuration & to ) 
    result.listen = from.web != to.web;
    result.simulated = !( from.simulated == to.simulated );
    result.settle = from.settle != to.settle;
+   forEachChanged(
+      from.stages, to.stages, [&]( const std::string & name, const CommandStage &, const CommandStage & ) {
+         result.stagesEdited.push_back( name );
+      } );
+   result.stagesAdded = keysWithout( to.stages, from.stages );
    result.enter = from.enter != to.enter;
    result.exit = from.exit != to.exit;
    forEachChanged(
@@ -154,6 +170,7 @@ Differences differences( const Configuration & from, const Configuration & to ) 
    result.unitsRemoved = keysWithout( from.units, to.units );
    result.groupsRemoved = keysWithout( from.groups, to.groups );
    result.profilesRemoved = keysWithout( from.profiles, to.profiles );
+   result.stagesRemoved = keysWithout( from.stages, to.stages );
    return result;
 }
 
@@ -176,6 +193,8 @@ std::vector< std::string > describe( const Configuration & from, const Configura
    if ( change.simulated )
       lines.push_back( "simulated switch edited" );
    changed( "settle", from.settle.text(), to.settle.text() );
+   forEachChanged( from.stages, to.stages, edited );
+   named( "stage", change.stagesAdded, "added" );
    changed( "enter", text( from.enter ), text( to.enter ) );
    changed( "exit", text( from.exit ), text( to.exit ) );
    forEachChanged( from.profiles, to.profiles, edited );
@@ -188,6 +207,7 @@ std::vector< std::string > describe( const Configuration & from, const Configura
    named( "unit", change.unitsRemoved, "removed" );
    named( "group", change.groupsRemoved, "removed" );
    named( "profile", change.profilesRemoved, "removed" );
+   named( "stage", change.stagesRemoved, "removed" );
    return lines;
 }
 

@@ -38,6 +38,8 @@ struct Differences {
    bool listen = false;
    bool simulated = false;
    bool settle = false;
+   std::vector< std::string > stagesEdited;
+   std::vector< std::string > stagesAdded;
    bool enter = false; ///< the general list
    bool exit = false;
    std::vector< std::string > profilesEdited;
@@ -50,6 +52,7 @@ struct Differences {
    std::vector< std::string > unitsRemoved;
    std::vector< std::string > groupsRemoved;
    std::vector< std::string > profilesRemoved;
+   std::vector< std::string > stagesRemoved;
 
    /// Exactly if the configurations are equal.
    bool empty() const { return *this == Differences(); }

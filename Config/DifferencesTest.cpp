@@ -145,6 +145,27 @@ TEST_F( DifferencesTo, stagesAreThoseOfTheConfigurationAndThoseInEffectInAUnit )
       lines() );
 }
 
+TEST_F( DifferencesTo, stagesThatAreDefined ) {
+   const auto command = []( const char * line ) { return *Config::Command::parse( line ).value; };
+   before.stages["a"].enter = command( "/bin/a" );
+   before.stages["b"].enter = command( "/bin/b 'c d'" );
+   after.stages["b"] = {
+      {}, command( "/bin/c" ), Config::Duration::fromSeconds( 90 ), Config::OnFailure::continueOn };
+   after.stages["c"].exit = command( "/bin/c" );
+   Differences expected;
+   expected.stagesEdited = { "b" };
+   expected.stagesAdded = { "c" };
+   expected.stagesRemoved = { "a" };
+   EXPECT_EQ( expected, found() );
+   EXPECT_EQ(
+      ( Lines{
+         "stage \"b\" edited: enter /bin/b 'c d' -> nothing; exit nothing -> /bin/c; timeout 1m -> 1m30s; "
+         "on-failure "
+         "abort -> continue",
+         "stage \"c\" added", "stage \"a\" removed" } ),
+      lines() );
+}
+
 RC_GTEST_PROP( DifferencesProperty, areNoneExactlyIfConfigurationsAreEqual, () ) {
    const Configuration a = Generators::configuration();
    const Configuration b = *rc::gen::arbitrary< bool >() ? a : Generators::configuration();
@@ -184,8 +205,19 @@ RC_GTEST_PROP( DifferencesProperty, leadFromOneConfigurationToTheOther, () ) {
          RC_ASSERT( groups.erase( name ) == 1 );
       for ( const std::string & name : edit.groupsAdded )
          RC_ASSERT( groups.insert( name ).second );
+      if ( edit.enter )
+         made.units.at( edit.name ).enter = to.units.at( edit.name ).enter;
+      if ( edit.exit )
+         made.units.at( edit.name ).exit = to.units.at( edit.name ).exit;
    }
    RC_ASSERT( made.units == to.units );
+   for ( const std::string & name : change.stagesEdited )
+      made.stages.at( name ) = to.stages.at( name );
+   for ( const std::string & name : change.stagesAdded )
+      RC_ASSERT( made.stages.emplace( name, to.stages.at( name ) ).second );
+   for ( const std::string & name : change.stagesRemoved )
+      RC_ASSERT( made.stages.erase( name ) == 1 );
+   RC_ASSERT( made.stages == to.stages );
    for ( const std::string & name : change.profilesEdited )
       made.profiles.at( name ) = to.profiles.at( name );
    for ( const std::string & name : change.profilesAdded )

@@ -109,12 +109,46 @@ inline Config::Simulated simulated() {
    return result;
 }
 
+inline Config::Command command() {
+   std::string line = "/bin/" + name();
+   for ( int i = *rc::gen::inRange( 0, 3 ); i > 0; --i )
+      line += oneOf< std::string >(
+         { " a", " ''", " 'a b'", " '$HOME'", " \"it's\"", " \\\\", " a=b", " '#'", " '\"'", " '|&;<>()`*?'",
+           " \u00e9", " -n", " null" } );
+   return *Config::Command::parse( line ).value;
+}
+
+inline Config::CommandStage stage() {
+   Config::CommandStage result;
+   const int sides = *rc::gen::inRange( 1, 4 );
+   if ( sides & 1 )
+      result.enter = command();
+   if ( sides & 2 )
+      result.exit = command();
+   result.timeout = duration( 1 );
+   result.onFailure = oneOf( { Config::OnFailure::abort, Config::OnFailure::continueOn } );
+   return result;
+}
+
+/// Any order, each at most once, drainwatch among them.
+inline Config::StageList stageList( const Config::Configuration & configuration ) {
+   Config::StageList result = Config::defaultStages();
+   for ( const auto & stage : configuration.stages )
+      if ( *rc::gen::arbitrary< bool >() )
+         result.insert( *rc::gen::arbitrary< bool >() ? result.begin() : result.end(), stage.first );
+   return result;
+}
+
 inline Config::Configuration configuration() {
    Config::Configuration result;
    result.switchKind = oneOf( { Config::SwitchKind::linuxKernel, Config::SwitchKind::simulated } );
    if ( *rc::gen::arbitrary< bool >() )
       result.web = Config::Endpoint{ oneOf< std::string >( { "localhost", "127.0.0.1", "::1" } ), 8080 };
    result.settle = duration( 0 );
+   for ( int i = *rc::gen::inRange( 0, 4 ); i > 0; --i )
+      result.stages[name()] = stage();
+   result.enter = stageList( result );
+   result.exit = stageList( result );
    for ( int i = *rc::gen::inRange( 1, 5 ); i > 0; --i )
       result.profiles[name()] = profile();
    result.defaultProfile = anyKey( result.profiles );
@@ -126,6 +160,8 @@ inline Config::Configuration configuration() {
    }
    for ( int i = *rc::gen::inRange( 0, 4 ); i > 0; --i ) {
       Config::Unit & unit = result.units[name()];
+      unit.enter = stageList( result );
+      unit.exit = stageList( result );
       if ( !result.groups.empty() )
          for ( int j = *rc::gen::inRange( 0, 3 ); j > 0; --j )
             unit.groups.insert( anyKey( result.groups ) );

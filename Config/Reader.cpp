@@ -2,15 +2,13 @@
 
 #include "Config/InQuotes.h"
 
-#include <algorithm>
-
 namespace Config {
 
 namespace {
 
-const std::vector< std::string > topLevelKeys{ "version", "switch", "listen",   "settle",
-                                               "enter",   "exit",   "profiles", "default-profile",
-                                               "groups",  "units",  "simulated" };
+const std::vector< std::string > topLevelKeys{ "version",         "switch", "listen", "settle",
+                                               "stages",          "enter",  "exit",   "profiles",
+                                               "default-profile", "groups", "units",  "simulated" };
 
 } // namespace
 
@@ -39,10 +37,14 @@ Configuration Reader::read( const Node & root, Place start ) {
       listen( *node );
    if ( const Node * const node = Values::find( root, "settle" ) )
       configuration_.settle = values_.duration( *node ).value_or( configuration_.settle );
+   if ( const Node * const node = Values::find( root, "stages" ) )
+      stages( *node );
    if ( const Node * const node = Values::find( root, "enter" ) )
-      configuration_.enter = stages( *node, configuration_.enter );
+      configuration_.enter = stageList( *node, configuration_.enter );
    if ( const Node * const node = Values::find( root, "exit" ) )
-      configuration_.exit = stages( *node, configuration_.exit );
+      configuration_.exit = stageList( *node, configuration_.exit );
+   const Node * const exit = Values::find( root, "exit" );
+   checkWayBack( configuration_.enter, configuration_.exit, exit ? exit->place : start );
 
    const std::string what = "the configuration";
    if ( const Node * const node = values_.required( root, "profiles", start, what ) )
@@ -68,25 +70,6 @@ void Reader::listen( const Node & node ) {
    if ( !endpoint )
       values_.error( web->place, std::move( endpoint.error ) );
    configuration_.web = std::move( endpoint.value );
-}
-
-StageList Reader::stages( const Node & node, const StageList & otherwise ) {
-   if ( !values_.isList( node, "a list of stages" ) )
-      return otherwise;
-   StageList result;
-   std::map< std::string, Place > seen;
-   const std::vector< std::string > known = builtInStages();
-   for ( const Node & item : node.children ) {
-      if ( !values_.isScalar( item, "the name of a stage" ) )
-         continue;
-      if ( std::find( known.begin(), known.end(), item.text ) == known.end() )
-         values_.unknown( item, "stage", known );
-      else if ( values_.isNew( seen, item.text, item.place ) )
-         result.push_back( item.text );
-   }
-   if ( node.children.empty() )
-      values_.error( node.place, inQuotes( node.key ) + " needs at least one stage" );
-   return result;
 }
 
 void Reader::profiles( const Node & node ) {
@@ -201,10 +184,14 @@ void Reader::unit( const Node & node, Unit & unit ) {
    unit.exit = configuration_.exit;
    if ( !values_.isRecord( node, "a unit", { "groups", "enter", "exit" } ) )
       return;
-   if ( const Node * const list = Values::find( node, "enter" ) )
-      unit.enter = stages( *list, unit.enter );
-   if ( const Node * const list = Values::find( node, "exit" ) )
-      unit.exit = stages( *list, unit.exit );
+   const Node * const enter = Values::find( node, "enter" );
+   const Node * const exit = Values::find( node, "exit" );
+   if ( enter )
+      unit.enter = stageList( *enter, unit.enter );
+   if ( exit )
+      unit.exit = stageList( *exit, unit.exit );
+   if ( enter || exit )
+      checkWayBack( unit.enter, unit.exit, exit ? exit->place : node.keyPlace );
    const Node * const list = Values::find( node, "groups" );
    if ( !list || !values_.isList( *list, "a list of groups" ) )
       return;

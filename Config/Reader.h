@@ -31,7 +31,13 @@ class Reader {
    VlanSet vlans( const Node & node );
    void units( const Node & node );
    void unit( const Node & node, Unit & unit );
-   StageList stages( const Node & node, const StageList & otherwise );
+
+   void stages( const Node & node );
+   void stage( const Node & node, CommandStage & stage );
+   Command command( const Node & node );
+   StageList stageList( const Node & node, const StageList & otherwise );
+   /// \param place  of the list, or of the unit that has none of its own
+   void checkWayBack( const StageList & enter, const StageList & exit, Place place );
    void listen( const Node & node );
 
    void simulated( const Node & node );
@@ -49,6 +55,8 @@ class Reader {
    // Whether the definitions could be read, so that a name that is not among them is known to be wrong.
    bool profilesKnown_ = false;
    bool groupsKnown_ = true;
+   bool stagesKnown_ = true;
+   bool stageListsGood_ = true; ///< so that one mistake in a list is one error
    bool portsKnown_ = true;
    bool portChannelsKnown_ = true;
    // Of the simulated switch, with the place of each.

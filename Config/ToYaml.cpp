@@ -73,6 +73,17 @@ std::string text( const SimulatedVlan & vlan ) {
    return "{name: " + scalar( vlan.name ) + ", members: " + list( vlan.members ) + "}";
 }
 
+std::string text( const CommandStage & stage ) {
+   std::string result = "{";
+   if ( !stage.enter.empty() )
+      result.append( "enter: " + scalar( stage.enter.text() ) + ", " );
+   if ( !stage.exit.empty() )
+      result.append( "exit: " + scalar( stage.exit.text() ) + ", " );
+   return result.append( "timeout: " + stage.timeout.text() + ", on-failure: " )
+      .append( text( stage.onFailure ) )
+      .append( 1, '}' );
+}
+
 std::string text( const std::set< std::string > & names ) { return list( names ); }
 
 std::string keyText( const std::string & name ) { return scalar( name ); }
@@ -100,6 +111,7 @@ std::string toYaml( const Configuration & configuration ) {
       .append( configuration.web ? configuration.web->text() : std::string() )
       .append( "\"}\n" );
    result.append( "settle: " + configuration.settle.text() + "\n" );
+   result.append( entries( "", "stages", configuration.stages ) );
    result.append( "enter: " + list( configuration.enter ) + "\n" );
    result.append( "exit: " + list( configuration.exit ) + "\n" );
    result.append( entries( "", "profiles", configuration.profiles ) );

@@ -9,6 +9,7 @@ namespace {
 TEST( ToYaml, writesEverythingOut ) {
    const Config::Result result = Config::parse(
       good + "listen: {web: \"[0::1]:80\"}\n"
+             "stages: {steer: {enter: /bin/a \"b \\\"c\", timeout: 90s, on-failure: continue}}\n"
              "groups: {\"null\": {interfaces: [et2, \"#1\"], vlans: [20-22, 23], profile: p}, g: {}}\n"
              "units: {u: {groups: [g, \"null\"]}}\n"
              "simulated:\n"
@@ -22,6 +23,8 @@ TEST( ToYaml, writesEverythingOut ) {
       "switch: linux\n"
       "listen: {web: \"[::1]:80\"}\n"
       "settle: 10s\n"
+      "stages:\n"
+      "  steer: {enter: \"/bin/a 'b \\\"c'\", timeout: 1m30s, on-failure: continue}\n"
       "enter: [drainwatch]\n"
       "exit: [drainwatch]\n"
       "profiles:\n"

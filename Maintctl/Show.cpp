@@ -74,6 +74,33 @@ std::string unitsText( const std::vector< Api::Unit > & units, Now now ) {
    return table.text();
 }
 
+/// "for 12s of at most 1m".
+std::string runTimeText( const Api::Stage & stage, Now now ) {
+   std::string text;
+   if ( stage.since && now )
+      text = "for " + spanText( *now - *stage.since );
+   if ( stage.limitSeconds )
+      text += ( text.empty() ? "at most " : " of at most " ) + spanText( *stage.limitSeconds );
+   return text;
+}
+
+/// Those that have a command, have failed, or are one of several.
+std::string stagesText( const std::vector< Api::Stage > & stages, Now now ) {
+   if ( stages.empty() || ( stages.size() == 1 && !stages[0].command && !stages[0].failure ) )
+      return "";
+   Table table(
+      { { "STAGE" },
+        { "STATE" },
+        { now ? "FOR" : "SINCE", now ? right : Table::Align::left },
+        { "LIMIT", right },
+        { "WHAT" } } );
+   for ( const Api::Stage & stage : stages )
+      table.row(
+         { stage.name, stage.state, ageText( stage.since, now ), spanOrNothing( stage.limitSeconds ),
+           stage.text } );
+   return "\nStages:\n" + table.text( 2 );
+}
+
 std::string unitText( const Api::Unit & unit, Now now ) {
    Sheet sheet;
    sheet.line( "Unit", unit.name );
@@ -90,7 +117,7 @@ std::string unitText( const Api::Unit & unit, Now now ) {
    sheet.line( "Rates", "in " + rateText( unit.inBps ) + ", out " + rateText( unit.outBps ) );
    sheet.line( "Violating", listText( unit.violating ) );
    sheet.line( "Violations", std::to_string( unit.totalViolations ) + " in total" );
-   return sheet.text();
+   return sheet.text() + stagesText( unit.stages, now );
 }
 
 std::string interfacesText( const std::vector< Api::Interface > & interfaces, Now now ) {
@@ -218,11 +245,17 @@ std::string explanationText( const Api::Explanation & e, Now now ) {
    if ( e.settleRemainingSeconds )
       result += "; all interfaces have drained, and must stay so for another " +
                 spanText( std::ceil( *e.settleRemainingSeconds ) );
+   else if ( e.endingEarlierCommand )
+      result += "; it waits until an earlier command has ended";
+   else if ( const Api::Stage * const stage = runningCommand( e.stages ) )
+      result += "; its command has run " + runTimeText( *stage, now );
    else if ( !e.waiting.empty() )
       result += "; it waits for " + countText( e.waiting.size(), "interface" );
    else if ( e.state == Api::UnitState::entering )
       result += "; it waits for no interface";
    result += ".\n";
+   if ( e.reason )
+      result += "Reason: " + printable( *e.reason ) + "\n";
    if ( e.stuck )
       result += "STUCK: " + printable( e.stuckReason.value_or( "for an unknown reason" ) ) + "\n";
    if ( !e.waiting.empty() ) {
@@ -244,6 +277,7 @@ std::string explanationText( const Api::Explanation & e, Now now ) {
               aheadText( w.shutdownAt, now ), orNothing( w.profile ), w.reason } );
       result += "\n" + table.text();
    }
+   result += stagesText( e.stages, now );
    if ( !e.skipped.empty() ) {
       result += "\nNot waited for:\n";
       Table table( { { "INTERFACE" }, { "WHY" } } );

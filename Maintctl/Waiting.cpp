@@ -134,6 +134,9 @@ std::string Waiting::progressLine( const Api::Unit & unit ) {
       line = spanText( elapsed() ) + "  " + line;
    if ( unit.state == Api::UnitState::normal )
       return line + ", not started yet";
+   if ( const Api::Stage * const stage = Api::runningCommand( unit.stages ) )
+      return line + ", stage " + stage->name +
+             ( stage->limitSeconds ? ", at most " + spanText( *stage->limitSeconds ) : "" );
    line += ": " + drainedText( unit.drained, unit.total );
    if ( unit.state != Api::UnitState::entering )
       return unit.stage ? line + ", stage " + *unit.stage : line;

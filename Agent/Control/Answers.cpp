@@ -2,6 +2,7 @@
 
 #include "Agent/Control/Shapes.h"
 #include "Api/Values.h"
+#include "Config/Stages.h"
 #include "Platform/Vel/Entity.h"
 #include "Platform/Vel/Trace.h"
 
@@ -71,6 +72,7 @@ struct Answers::Json {
          { "name", name },
          { "state", unitStateText( status.state() ) },
          { "stage", textOrNull( progress.stage ) },
+         { "stages", stages( status, progress ) },
          { "generation", status.genId() },
          { "since", run ? time( run->since() ) : json( nullptr ) },
          { "reason", run ? textOrNull( run->reason() ) : json( nullptr ) },
@@ -84,6 +86,24 @@ struct Answers::Json {
          { "total-violations", status.totalIntfTrafficViolations() },
          { "settling-since", progress.settlingSince ? time( *progress.settlingSince ) : json( nullptr ) },
          { "groups", groups } };
+   }
+
+   json stages( const Maintenance::Unit::Status & status, const ControlCommands::Progress & progress ) const {
+      json result = json::array();
+      for ( const auto & stage : progress.stages ) {
+         const bool limited = stage.limit > 0;
+         result.push_back(
+            { { "name", stage.name },
+              { "state", stage.state },
+              { "since", time( stage.since ) },
+              { "command", textOrNull( stage.command ) },
+              { "limit-seconds", limited ? json( stage.limit ) : json( nullptr ) },
+              { "deadline",
+                limited && stage.state == "running" ? time( stage.since + stage.limit ) : json( nullptr ) },
+              { "failure", textOrNull( stage.failure ) },
+              { "text", stageText( stage, status.state() ) } } );
+      }
+      return result;
    }
 
    json interface( const Wire::IntfId & intf ) const {
@@ -139,13 +159,23 @@ struct Answers::Json {
    std::string
    stuckReason( const Maintenance::Unit::Status & status, const ControlCommands::Progress & progress ) const {
       if (
-         status.state() != UnitState::enterInProgress || progress.total != progress.drained ||
-         progress.settlingSince || commands.now() - unchangedSince( model, status.unitName() ) < stuckAfter )
+         status.state() != UnitState::enterInProgress || progress.stage != Config::drainwatchStage ||
+         progress.total != progress.drained || progress.settlingSince ||
+         commands.now() - std::max( unchangedSince( model, status.unitName() ), stageSince( progress ) ) <
+            stuckAfter )
          return "";
       if ( !progress.blocked.empty() )
          return progress.blocked;
       return ( progress.total ? "all interfaces have drained" : "there is no interface to wait for" ) +
              std::string( ", but stage " ) + progress.stage + " has not been reported complete";
+   }
+
+   /// Seconds of the clock since when the present stage runs; 0: unknown.
+   static double stageSince( const ControlCommands::Progress & progress ) {
+      for ( const auto & stage : progress.stages )
+         if ( stage.name == progress.stage )
+            return stage.since;
+      return 0;
    }
 
    json explanation( const Maintenance::Unit::Status & status ) const {
@@ -165,10 +195,14 @@ struct Answers::Json {
       for ( const std::string & missing : missingInterfaces( name ) )
          skipped.push_back( { { "interface", missing }, { "reason", "does not exist" } } );
       const std::string stuck = stuckReason( status, progress );
+      const auto * run = model.unitRunDir->unitRun( name );
       return {
          { "unit", name },
          { "state", unitStateText( status.state() ) },
          { "stage", textOrNull( progress.stage ) },
+         { "reason", run ? textOrNull( run->reason() ) : json( nullptr ) },
+         { "stages", stages( status, progress ) },
+         { "ending-earlier-command", progress.busy && progress.stage.empty() },
          { "settle-remaining-seconds",
            progress.settlingSince
               ? number( std::max( 0.0, *progress.settlingSince + progress.settleTime - commands.now() ) )

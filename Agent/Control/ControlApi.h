@@ -16,6 +16,8 @@ class ControlApi {
    ControlApi( ControlModel model, ControlCommands commands );
 
    void handle( const HttpRequest & request, HttpServer::Answer answer );
+   /// What the API says of the interfaces of a unit. Throws Api::Error if there is no such unit.
+   std::string interfacesOf( const std::string & unit ) const { return answers_.interfacesOf( unit ); }
    /// The reply that says why something is refused.
    static HttpReply refusal( const Api::Error & error );
 

@@ -146,8 +146,16 @@ TEST_F( ControlApiTest, showsAUnitInFull ) {
    run.byIs( "ann" );
    run.deadlineIs( rig.now + 60 );
    progress = { "drainwatch", 3, 2, rig.now - 1, 10, "" };
+   progress.stages = {
+      { "steer", "failed", rig.now - 9, "/bin/steer enter", 60, "ended with 1", true, false },
+      { "drainwatch", "running", rig.now - 8, "", 0, "", false, false } };
    EXPECT_EQ(
       json::parse( R"({"name":"u1","state":"entering","stage":"drainwatch","generation":7,
+         "stages":[{"name":"steer","state":"failed","since":"2023-11-14T23:13:11.000Z","command":"/bin/steer enter",
+            "limit-seconds":60.0,"deadline":null,"failure":"ended with 1",
+            "text":"failed: ended with 1; the next stage began all the same"},
+            {"name":"drainwatch","state":"running","since":"2023-11-14T23:13:12.000Z","command":null,
+            "limit-seconds":null,"deadline":null,"failure":null,"text":"waits until the traffic has left"}],
          "since":"2023-11-14T23:13:10.000Z","reason":"upgrade","by":"ann",
          "deadline":"2023-11-14T23:14:20.000Z","overdue":false,
          "interfaces":{"total":3,"drained":2},"rates":{"in-bps":1500,"out-bps":2000},
@@ -161,7 +169,8 @@ TEST_F( ControlApiTest, showsAUnitInFull ) {
 TEST_F( ControlApiTest, leavesNothingOutOfAUnitOfWhichNothingIsKnown ) {
    rig.runs->unitRunDel( "u2" );
    EXPECT_EQ(
-      json::parse( R"({"name":"u2","state":"normal","stage":null,"generation":0,"since":null,"reason":null,
+      json::parse(
+         R"({"name":"u2","state":"normal","stage":null,"stages":[],"generation":0,"since":null,"reason":null,
          "by":null,"deadline":null,"overdue":false,"interfaces":{"total":0,"drained":0},
          "rates":{"in-bps":0,"out-bps":0},"violating":[],"total-violations":0,"settling-since":null,
          "groups":["shared"]})" ),
@@ -310,7 +319,7 @@ TEST_F( ControlApiTest, explainsWhatAUnitWaitsFor ) {
    progress = { "drainwatch", 2, 1, std::nullopt, 10, "" };
    EXPECT_EQ(
       json::parse( R"({"unit":"u1","state":"entering","stage":"drainwatch","settle-remaining-seconds":null,
-         "stuck":false,"stuck-reason":null,
+         "stuck":false,"stuck-reason":null,"reason":null,"stages":[],"ending-earlier-command":false,
          "waiting":[{"interface":"et1","state":"enter-maint","profile":"fast","in-bps":50000.0,"out-bps":0.0,
             "threshold-bps":100000.0,"load-interval-seconds":10,"quiet-seconds":5.0,"samples":"1",
             "next-sample":"2023-11-14T23:13:23.000Z","shutdown-at":"2023-11-14T23:17:20.000Z",
@@ -318,6 +327,37 @@ TEST_F( ControlApiTest, explainsWhatAUnitWaitsFor ) {
          "skipped":[{"interface":"vlan10","reason":"is not monitored yet"},
             {"interface":"missing","reason":"does not exist"}]})" ),
       get( "units/u1/explain" ) );
+}
+
+TEST_F( ControlApiTest, explainsACommandThatRuns ) {
+   rig.unit( "u1" ).stateIs( UnitState::enterInProgress );
+   rig.runs->unitRun( "u1" )->reasonIs( "upgrade" );
+   progress = { "steer", 0, 0, std::nullopt, 10, "" };
+   progress.stages = {
+      { "steer", "running", rig.now - 9, "/bin/steer enter", 60, "", false, false },
+      { "drainwatch", "pending", 0, "", 0, "", false, false } };
+   const auto explained = get( "units/u1/explain" );
+   EXPECT_EQ( "upgrade", explained.at( "reason" ) );
+   EXPECT_EQ( "2023-11-14T23:14:11.000Z", explained.at( "stages" )[0].at( "deadline" ) );
+   EXPECT_EQ(
+      "runs /bin/steer enter, for at most 1m; if it fails, the unit goes back",
+      explained.at( "stages" )[0].at( "text" ) );
+   // However long it takes, it is not the watching that is stuck.
+   now = rig.now + 1000;
+   EXPECT_EQ( false, get( "units/u1/explain" ).at( "stuck" ) );
+   progress.stage = "drainwatch";
+   progress.stages[1].since = now - 14;
+   EXPECT_EQ( false, get( "units/u1/explain" ).at( "stuck" ) );
+   now += 1;
+   EXPECT_EQ( true, get( "units/u1/explain" ).at( "stuck" ) );
+}
+
+TEST_F( ControlApiTest, explainsThatAnEarlierCommandHasToEndFirst ) {
+   rig.unit( "u1" ).stateIs( UnitState::exitInProgress );
+   progress.busy = true;
+   EXPECT_EQ( true, get( "units/u1/explain" ).at( "ending-earlier-command" ) );
+   progress.stage = "steer";
+   EXPECT_EQ( false, get( "units/u1/explain" ).at( "ending-earlier-command" ) );
 }
 
 TEST_F( ControlApiTest, explainsThatAUnitSettles ) {

@@ -39,7 +39,7 @@ struct ControlModel {
 
 /// One thing that is wrong with the agent.
 struct Problem {
-   std::string what; ///< a word: "store", "counters", "configuration", "plug-in", "switch"
+   std::string what; ///< a word: "store", "counters", "configuration", "plug-in", "switch", "stage"
    double since;     ///< seconds of the agent's clock
    std::string text;
 };
@@ -53,13 +53,26 @@ struct ControlCommands {
       std::string by;
       std::optional< double > timeout;
    };
+   /// One stage of the present or last run of a unit.
+   struct Stage {
+      std::string name;
+      std::string state;   ///< "pending", "running", "complete", "failed", "skipped"
+      double since = 0;    ///< seconds of the agent's clock, of the state; 0: unknown
+      std::string command; ///< that carries it out; empty: none
+      double limit = 0;    ///< seconds that the command may run; 0: no limit
+      std::string failure; ///< why it has failed
+      bool goesOn = false; ///< with the next stage, if it fails
+      bool waits = false;  ///< for something of an earlier agent to end
+   };
    struct Progress {
       std::string stage; ///< that is running; empty: none
       Vel::U32 total = 0;
       Vel::U32 drained = 0;
       std::optional< double > settlingSince;
       double settleTime = 0;
-      std::string blocked; ///< why the agent lets no unit complete now; empty: it does
+      std::string blocked;              ///< why the agent lets no unit complete now; empty: it does
+      std::vector< Stage > stages = {}; ///< all, in order
+      bool busy = false;                ///< something of an earlier stage has yet to end before one can begin
    };
    struct AgentFacts {
       std::string version, switchKind, configurationFile, fastLog, pluginName, pluginProblem;

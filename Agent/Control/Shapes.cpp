@@ -1,6 +1,7 @@
 #include "Agent/Control/Shapes.h"
 
 #include "Api/Values.h"
+#include "Config/Stages.h"
 
 #include <algorithm>
 #include <cctype>
@@ -151,6 +152,28 @@ std::string waitingText( const ControlModel & model, const Maintenance::MonIntfS
    return Api::rateText( rate ) + ", quiet for " +
           std::to_string( record.numConsecutiveDrainedSamples() * secondsPerSample ) + "s of " +
           std::to_string( profile->drainWatchLoadInterval() ) + "s";
+}
+
+std::string stageText( const ControlCommands::Stage & stage, UnitState stateOfUnit ) {
+   const bool enter = stateOfUnit == UnitState::enterInProgress || stateOfUnit == UnitState::maintenance;
+   if ( stage.state == "skipped" )
+      return "is passed over: the unit had not come to it on the way in";
+   if ( stage.state == "pending" )
+      return "has yet to begin";
+   if ( stage.state == "failed" )
+      return "failed: " + stage.failure +
+             ( !enter || stage.goesOn ? "; the next stage began all the same" : "; the unit goes back" );
+   if ( stage.state == "complete" )
+      return "is complete";
+   if ( stage.name == Config::drainwatchStage )
+      return enter ? "waits until the traffic has left" : "lets go of the links";
+   if ( stage.waits )
+      return "waits until what is left of its earlier run has ended";
+   const auto limit = Config::Duration::fromSeconds( static_cast< std::uint32_t >( stage.limit ) );
+   return "runs " + stage.command + ", for at most " + limit.text() + "; if it fails, " +
+          ( !enter         ? "the way back goes on"
+            : stage.goesOn ? "the next stage begins all the same"
+                           : "the unit goes back" );
 }
 
 std::string skippedText( const ControlModel & model, const Wire::IntfId & intf, UnitState stateOfUnit ) {

@@ -32,6 +32,8 @@ const char * kindText( Wire::IntfId::Kind kind );
 
 /// Why an interface that has a record does not count as drained, in words for an operator.
 std::string waitingText( const ControlModel & model, const Maintenance::MonIntfStatus & record );
+/// What a stage does, has done or will do, and what happens if it fails, in words for an operator.
+std::string stageText( const ControlCommands::Stage & stage, Maintenance::Unit::UnitState stateOfUnit );
 /// Why an interface has no record.
 std::string skippedText(
    const ControlModel & model, const Wire::IntfId & intf, Maintenance::Unit::UnitState stateOfUnit );

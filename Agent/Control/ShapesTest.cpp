@@ -129,4 +129,41 @@ TEST_F( ControlShapes, saysWhyAnInterfaceIsNotWaitedFor ) {
 
 } // namespace
 
+TEST( StageText, saysWhatAStageDoesAndWhatHappensIfItFails ) {
+   using Stage = Agent::ControlCommands::Stage;
+   const Stage command{ "steer", "running", 1, "/bin/steer", 90, "", false, false };
+   const auto with = [&]( const char * state, bool goesOn, const char * failure = "" ) {
+      Stage stage = command;
+      stage.state = state;
+      stage.goesOn = goesOn;
+      stage.failure = failure;
+      return stage;
+   };
+   Stage waits = command;
+   waits.waits = true;
+   const Stage watch{ "drainwatch", "running", 1, "", 0, "", false, false };
+   using State = Maintenance::Unit::UnitState;
+   const auto in = State::enterInProgress, out = State::exitInProgress;
+   const std::vector< std::tuple< Stage, State, std::string > > rows{
+      { command, in, "runs /bin/steer, for at most 1m30s; if it fails, the unit goes back" },
+      { with( "running", true ), in,
+        "runs /bin/steer, for at most 1m30s; if it fails, the next stage begins all the same" },
+      { command, out, "runs /bin/steer, for at most 1m30s; if it fails, the way back goes on" },
+      { waits, in, "waits until what is left of its earlier run has ended" },
+      { watch, in, "waits until the traffic has left" },
+      { watch, out, "lets go of the links" },
+      { with( "pending", false ), in, "has yet to begin" },
+      { with( "complete", false ), in, "is complete" },
+      { with( "skipped", false ), out, "is passed over: the unit had not come to it on the way in" },
+      { with( "failed", false, "ended with 1" ), in, "failed: ended with 1; the unit goes back" },
+      { with( "failed", true, "ended with 1" ), in,
+        "failed: ended with 1; the next stage began all the same" },
+      { with( "failed", false, "ended with 1" ), State::normal,
+        "failed: ended with 1; the next stage began all the same" } };
+   for ( const auto & [stage, state, text] : rows ) {
+      SCOPED_TRACE( text );
+      EXPECT_EQ( text, Agent::stageText( stage, state ) );
+   }
+}
+
 } // namespace Agent

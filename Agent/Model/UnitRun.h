@@ -24,6 +24,14 @@ class UnitRun final : public Vel::Entity {
    VEL_ATTR( double, deadline, onDeadline ); ///< seconds, when it was expected to be over; 0: nobody has said
    /// Stages of the present run, in order, separated by blanks: a configuration change does not alter a run.
    VEL_ATTR( Vel::String, stages, onStages );
+   /// The way back of the present maintenance, written as `stages` is. Fixed when it is entered, so that a change of the
+   /// configuration does not leave something behind that was done on the way in. Empty: a run of an earlier version.
+   VEL_ATTR( Vel::String, exitStages, onExitStages );
+   /// Those of `stages` that the run passes over, written as they are: the enter never came to them.
+   VEL_ATTR( Vel::String, skippedStages, onSkippedStages );
+   /// When a stage of the present run began and ended, seconds of the agent's clock.
+   VEL_MAP( Vel::String, double, stageStart, onStageStart );
+   VEL_MAP( Vel::String, double, stageEnd, onStageEnd );
 };
 
 class UnitRunDir final : public Vel::Entity {

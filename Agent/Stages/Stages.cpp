@@ -2,6 +2,7 @@
 
 #include "Config/Stages.h"
 
+#include <algorithm>
 #include <sstream>
 
 namespace Agent {
@@ -27,6 +28,30 @@ std::vector< Vel::String > split( const Vel::String & text ) {
    return result;
 }
 
+bool contains( const Vel::String & stages, const Vel::String & stage ) {
+   const auto list = split( stages );
+   return std::find( list.begin(), list.end(), stage ) != list.end();
+}
+
+/// The stages of a run into maintenance that have not begun, as text. "drainwatch" has its way back in any case.
+Vel::String notBegun( const UnitRun & run ) {
+   std::vector< Vel::String > result;
+   for ( const Vel::String & stage : split( run.stages() ) )
+      if ( stage != Config::drainwatchStage && !run.stageStart( stage ) )
+         result.push_back( stage );
+   return joined( result );
+}
+
+bool isComplete(
+   const Stages::Class & stageClass, const Vel::String & stage, const Vel::String & instanceName ) {
+   const auto by = [&]( const Stage::AgentStatus * status ) {
+      const bool * const complete =
+         status ? status->complete( { status->name(), stage, instanceName } ) : nullptr;
+      return complete && *complete;
+   };
+   return by( stageClass.agentStatus.get() ) || by( stageClass.commandStatus.get() );
+}
+
 } // namespace
 
 Stages::Stages( Vel::Ptr< Cog::Scheduler > scheduler, Vel::Ptr< Cog::TimerWheel > wheel, Model model )
@@ -35,6 +60,10 @@ Stages::Stages( Vel::Ptr< Cog::Scheduler > scheduler, Vel::Ptr< Cog::TimerWheel 
      self_( std::make_shared< Stages * >( this ) ) {
    enterComplete_.is( model_.enter.agentStatus, this ).hasNotificationActiveIs( true );
    exitComplete_.is( model_.exit.agentStatus, this ).hasNotificationActiveIs( true );
+   if ( model_.enter.commandStatus )
+      enterCommandComplete_.is( model_.enter.commandStatus, this ).hasNotificationActiveIs( true );
+   if ( model_.exit.commandStatus )
+      exitCommandComplete_.is( model_.exit.commandStatus, this ).hasNotificationActiveIs( true );
    wakeup_.is( wheel, this ).hasNotificationActiveIs( true );
 }
 
@@ -91,6 +120,10 @@ Stages::Result Stages::enter( const Vel::String & unitName, const Request & requ
 
    UnitRun & run = *model_.unitRunDir->unitRun( unitName );
    ask( run, Wanted::maintenance, request );
+   run.exitStagesIs( joined( lists->second.exit ) );
+   run.skippedStagesIs( "" );
+   if ( enters_ )
+      enters_( unitName, lists->second );
    start( status, run, true );
    return std::nullopt;
 }
@@ -103,6 +136,7 @@ Stages::Result Stages::exit( const Vel::String & unitName, const Request & reque
       return std::nullopt;
    UnitRun & run = *model_.unitRunDir->unitRun( unitName );
    ask( run, Wanted::normal, request );
+   run.skippedStagesIs( notBegun( run ) );
    settling_.erase( unitName );
    retire( model_.enter, status.maintEnterInstanceName() );
    start( status, run, false );
@@ -121,14 +155,13 @@ void Stages::ask( UnitRun & run, Wanted wanted, const Request & request ) const 
 
 void Stages::start( Status & status, UnitRun & run, bool enter ) {
    const Vel::String unitName = status.unitName();
-   const auto lists = lists_.find( unitName );
-   const std::vector< Vel::String > & stages = lists == lists_.end() ? Config::defaultStages()
-                                               : enter               ? lists->second.enter
-                                                                     : lists->second.exit;
+   const std::vector< Vel::String > stages = stagesOf( run, enter );
    // Generation 0 means none; after 2^32 runs it begins again.
    const Vel::U32 genId = status.genId() + 1 == 0 ? 1 : status.genId() + 1;
    const Vel::String instanceName = StageMgrInstKey( unitName, genId ).instanceName();
    run.stagesIs( joined( stages ) );
+   run.stageStartDelAll();
+   run.stageEndDelAll();
    status.genIdIs( genId );
    status.maintEnterInstanceNameIs( enter ? instanceName : "" );
    status.maintExitInstanceNameIs( enter ? "" : instanceName );
@@ -136,15 +169,30 @@ void Stages::start( Status & status, UnitRun & run, bool enter ) {
 
    const Class & stageClass = enter ? model_.enter : model_.exit;
    stageClass.progressDir->progressIs( instanceName );
-   if ( !stages.empty() )
-      startStage( stageClass, instanceName, stages.front() );
+   const auto first = std::find_if( stages.begin(), stages.end(), [&]( const Vel::String & stage ) {
+      return !contains( run.skippedStages(), stage );
+   } );
+   if ( first != stages.end() )
+      startStage( stageClass, instanceName, run, *first );
    else
       stageClass.completionStatus->statusIs( instanceName, Stage::stageRunning );
    runSoon();
 }
 
+std::vector< Vel::String > Stages::stagesOf( const UnitRun & run, bool enter ) const {
+   if ( !enter && !run.exitStages().empty() )
+      return split( run.exitStages() );
+   const auto lists = lists_.find( run.unitName() );
+   if ( lists == lists_.end() )
+      return Config::defaultStages();
+   return enter ? lists->second.enter : lists->second.exit;
+}
+
 void Stages::startStage(
-   const Class & stageClass, const Vel::String & instanceName, const Vel::String & stage ) {
+   const Class & stageClass, const Vel::String & instanceName, UnitRun & run, const Vel::String & stage ) {
+   if ( busy_ && busy_( run.unitName() ) )
+      return;
+   run.stageStartIs( stage, now() );
    Stage::Progress & progress = *stageClass.progressDir->progress( instanceName );
    progress.stageStatusIs( stage, Stage::stageRunning );
    stageClass.completionStatus->statusIs( instanceName, Stage::stageRunning );
@@ -214,20 +262,20 @@ void Stages::leftOverUnitsDel() {
          unitDel( Vel::String( unitName ) );
 }
 
-bool Stages::allStagesComplete(
-   const Class & stageClass, const Vel::String & instanceName, const UnitRun & run ) {
+bool Stages::allStagesComplete( const Class & stageClass, const Vel::String & instanceName, UnitRun & run ) {
    Stage::Progress * progress = stageClass.progressDir->progress( instanceName );
    if ( !progress )
       return false;
-   const auto stages = split( run.stages() );
-   for ( std::size_t i = 0; i < stages.size(); ++i ) {
-      const bool * complete =
-         stageClass.agentStatus->complete( { stageClass.agentStatus->name(), stages[i], instanceName } );
-      if ( !complete || !*complete ) {
-         if ( !progress->stageStatus( stages[i] ) )
-            startStage( stageClass, instanceName, stages[i] );
+   for ( const Vel::String & stage : split( run.stages() ) ) {
+      if ( contains( run.skippedStages(), stage ) )
+         continue;
+      if ( !isComplete( stageClass, stage, instanceName ) ) {
+         if ( !progress->stageStatus( stage ) )
+            startStage( stageClass, instanceName, run, stage );
          return false;
       }
+      if ( !run.stageEnd( stage ) )
+         run.stageEndIs( stage, now() );
    }
    return true;
 }
@@ -282,6 +330,24 @@ Vel::String Stages::stage( const Vel::String & unitName ) const {
    const auto * progress = stageClass.progressDir->progress(
       entering ? status->maintEnterInstanceName() : status->maintExitInstanceName() );
    return progress ? progress->stage() : "";
+}
+
+std::vector< Stages::StageFacts > Stages::stages( const Vel::String & unitName ) const {
+   std::vector< StageFacts > result;
+   const UnitRun * const run = model_.unitRunDir->unitRun( unitName );
+   for ( const Vel::String & stage : split( run ? run->stages() : "" ) ) {
+      const double * const start = run->stageStart( stage );
+      const double * const end = run->stageEnd( stage );
+      if ( end )
+         result.push_back( { stage, StageState::complete, *end } );
+      else if ( start )
+         result.push_back( { stage, StageState::running, *start } );
+      else
+         result.push_back(
+            { stage, contains( run->skippedStages(), stage ) ? StageState::skipped : StageState::pending,
+              0 } );
+   }
+   return result;
 }
 
 std::optional< double > Stages::settlingSince( const Vel::String & unitName ) const {

@@ -26,7 +26,9 @@
 /// 2. The instance of an enter is retired before the exit starts. Every run has a generation of its own, and there is
 ///    no second enter without an exit.
 /// 3. The status of a stage stays set until the unit's state is reached, so that a restart in between finds it.
-/// 4. A unit is in maintenance only after its last stage is complete and, for the settle time without a break, as many
+/// 4. The way back is that of the configuration at the enter. It passes over what the enter had not come to, except for
+///    "drainwatch", and begins when all that the enter has started has ended.
+/// 5. A unit is in maintenance only after its last stage is complete and, for the settle time without a break, as many
 ///    of its interfaces are drained as are monitored.
 namespace Agent {
 
@@ -36,7 +38,8 @@ class Stages {
    struct Class {
       Vel::Ptr< Stage::ProgressDir > progressDir;
       Vel::Ptr< Stage::CompletionStatusDir > completionStatus;
-      Vel::Ptr< Stage::AgentStatus > agentStatus;
+      Vel::Ptr< Stage::AgentStatus > agentStatus;              ///< of the plug-in
+      Vel::Ptr< const Stage::AgentStatus > commandStatus = {}; ///< of the commands; null: there are none
    };
    struct Model {
       Vel::Ptr< Maintenance::Unit::StatusDir > unitStatusDir;
@@ -62,6 +65,13 @@ class Stages {
       Vel::U32 total = 0;
       Vel::U32 drained = 0;
    };
+   /// One stage of the present or last run of a unit.
+   enum class StageState { pending, running, complete, skipped };
+   struct StageFacts {
+      Vel::String name;
+      StageState state = StageState::pending;
+      double since = 0; ///< seconds of the clock, of a running or complete stage
+   };
    using Result = std::optional< Api::Error >;
 
    Stages( Vel::Ptr< Cog::Scheduler > scheduler, Vel::Ptr< Cog::TimerWheel > wheel, Model model );
@@ -86,6 +96,16 @@ class Stages {
       check_ = std::move( check );
    }
 
+   /// Told when a unit begins to enter, with the stages of both ways, before the first of them begins.
+   void entersIs( std::function< void( const Vel::String & unitName, const Lists & ) > enters ) {
+      enters_ = std::move( enters );
+   }
+   /// Whether something of an earlier stage of the unit has yet to end before another stage may begin. Whoever says so
+   /// calls look() when it has.
+   void busyIs( std::function< bool( const Vel::String & unitName ) > busy ) { busy_ = std::move( busy ); }
+   /// Goes on in a later turn where that is possible.
+   void look() { runSoon(); }
+
    /// Asks for maintenance. Nothing changes for a unit that is entering or under maintenance.
    Result enter( const Vel::String & unitName, const Request & request );
    /// Asks for the way back; cancels an enter. Nothing changes for a unit that is normal or on its way back.
@@ -97,6 +117,8 @@ class Stages {
    Counts counts( const Vel::String & unitName ) const;
    /// The stage that is running, or empty.
    Vel::String stage( const Vel::String & unitName ) const;
+   /// All stages of the present or last run, in order.
+   std::vector< StageFacts > stages( const Vel::String & unitName ) const;
    /// Seconds of the clock from which the settle time runs; none while it does not.
    std::optional< double > settlingSince( const Vel::String & unitName ) const;
 
@@ -113,14 +135,17 @@ class Stages {
    Api::Error unknown( const Vel::String & unitName ) const;
    void ask( UnitRun & run, Wanted wanted, const Request & request ) const;
    void start( Maintenance::Unit::Status & status, UnitRun & run, bool enter );
-   void startStage( const Class & stageClass, const Vel::String & instanceName, const Vel::String & stage );
+   std::vector< Vel::String > stagesOf( const UnitRun & run, bool enter ) const;
+   /// Unless the unit is busy.
+   void startStage(
+      const Class & stageClass, const Vel::String & instanceName, UnitRun & run, const Vel::String & stage );
    void retire( const Class & stageClass, const Vel::String & instanceName );
    void runSoon();
    /// Compares what is wanted with what is and does the next step of every unit.
    void run();
    void runUnit( Maintenance::Unit::Status & status, UnitRun & run );
    void leftOverUnitsDel();
-   bool allStagesComplete( const Class & stageClass, const Vel::String & instanceName, const UnitRun & run );
+   bool allStagesComplete( const Class & stageClass, const Vel::String & instanceName, UnitRun & run );
    void settle( Maintenance::Unit::Status & status, UnitRun & run );
    void stateIs( Maintenance::Unit::Status & status, UnitRun & run, Maintenance::Unit::UnitState state );
    double now() const { return scheduler_->currentTime(); }
@@ -133,12 +158,14 @@ class Stages {
    double settleTime_ = 10;
    std::function< Result() > hold_;
    std::function< Result( const Vel::String & ) > check_;
+   std::function< void( const Vel::String &, const Lists & ) > enters_;
+   std::function< bool( const Vel::String & ) > busy_;
    bool resumed_ = false;
    /// A run is posted; shared with the posted task, which may outlive this object.
    std::shared_ptr< Stages * > self_;
    bool runPosted_ = false;
-   Vel::Watch< VelComplete > enterComplete_;
-   Vel::Watch< VelComplete > exitComplete_;
+   Vel::Watch< VelComplete > enterComplete_, exitComplete_;
+   Vel::Watch< VelComplete > enterCommandComplete_, exitCommandComplete_;
    Vel::Watch< Wakeup > wakeup_;
 };
 

@@ -45,10 +45,11 @@ AgentRig::AgentRig( const std::string & configuration, Links links )
    watched_ = Vel::make< WatchedSwitch >( made.made );
    world_.switch_ = watched_;
    world_.simulation = made.simulation;
+   world_.children = &children_;
 }
 
 AgentRig::~AgentRig() {
-   agent_.reset();
+   crash();
    std::error_code ignored;
    std::filesystem::remove_all( folder_, ignored );
 }
@@ -98,6 +99,11 @@ void AgentRig::start() {
    if ( watched_ )
       watched_->clockIs( agent_->loop() );
    time_->reachedIs( [this] { agent_->loop().stop(); } );
+   wakeup_
+      .is(
+         Vel::make< Cog::TimerWheel >( Vel::Ptr< Vel::Clock >( &agent_->loop() ), 1000u, 60u, true, 16u ),
+         this )
+      .hasNotificationActiveIs( true );
    agent_->loop().commitHookIs( [this] { return turnIsDone(); } );
 }
 
@@ -124,6 +130,9 @@ void AgentRig::perform() {
 
 void AgentRig::at( double seconds, std::function< void() > action ) {
    actions_.emplace( seconds, std::move( action ) );
+   // While time is going on to a later one, it has to stop here.
+   if ( agent_ && begin + seconds < wakeup_->timeMin() )
+      wakeup_->timeMinIs( begin + seconds );
 }
 
 void AgentRig::runUntil( double seconds ) {
@@ -146,6 +155,11 @@ void AgentRig::runUntil( double seconds ) {
 void AgentRig::turn() {
    agent_->loop().post( [this] { agent_->loop().stop(); } );
    agent_->loop().run();
+}
+
+void AgentRig::crash() {
+   wakeup_.del();
+   agent_.reset();
 }
 
 int AgentRig::post( const std::string & path, const std::string & body ) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Agent/Commands/FakeChildrenRig.h"
 #include "Apps/Maintd.h"
 #include "Platform/Cog/TimeSource.h"
 #include "Tests/Agent/WatchedSwitch.h"
@@ -33,7 +34,7 @@ class AgentRig {
    /// Starts an agent; throws what it says if it does not start.
    void start();
    /// The agent is gone from now on.
-   void crash() { agent_.reset(); }
+   void crash();
    bool running() const { return agent_ != nullptr; }
    /// What the next agent will find as its configuration.
    void configurationIs( const std::string & configuration );
@@ -73,6 +74,11 @@ class AgentRig {
    /// What an operator can tell of the state of all units and interfaces, apart from rates and counts of samples.
    std::string picture();
 
+   /// What is run for stages; nothing of it is a process.
+   Agent::FakeChildren & children() { return children_; }
+   /// Done in a turn of its own, soon.
+   void soon( std::function< void() > action ) { agent_->loop().post( std::move( action ) ); }
+
    DataPlane::Simulation & simulation() { return *world_.simulation; }
    WatchedSwitch & watched() { return *watched_; }
    /// Constant traffic of a port in both directions, in bits per second, from now on.
@@ -87,6 +93,11 @@ class AgentRig {
    const std::string & folder() const { return folder_; }
 
  private:
+   /// Time stops for what is to happen then.
+   struct Wakeup final : Cog::TimerReactor< AgentRig > {
+      using TimerReactor::TimerReactor;
+      void onTime() override {}
+   };
    static constexpr double begin = 1.7e9;
    Apps::MaintdOptions options() const;
    bool turnIsDone();
@@ -97,8 +108,10 @@ class AgentRig {
    Vel::Ptr< Cog::VirtualTime > time_;
    Vel::Ptr< Cog::EventLoop > firstLoop_;
    Vel::Ptr< WatchedSwitch > watched_;
+   Agent::FakeChildren children_;
    Apps::MaintdWorld world_;
    std::unique_ptr< Apps::Maintd > agent_;
+   Vel::Watch< Wakeup > wakeup_;
    std::multimap< double, std::function< void() > > actions_;
    std::function< void() > turnHook_;
    unsigned turns_ = 0;

@@ -1,0 +1,369 @@
+#include "Agent/Commands/RealChildren.h"
+
+#include "Agent/Commands/Processes.h"
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+namespace Agent {
+
+namespace {
+
+/// Bytes that are read at once, so that a child that never stops talking keeps nobody waiting.
+constexpr std::size_t oneRead = 16 * 1024;
+/// Bytes that may stand in a pipe when its writers have gone, and more.
+constexpr std::size_t mostLeft = 1024 * 1024;
+/// Above what a command finds open.
+constexpr int firstFree = 10;
+constexpr int keptDescriptor = 3;
+constexpr int cannotRunStatus = 127;
+
+class Pipe {
+ public:
+   Pipe() {
+      if ( pipe2( ends_.data(), O_CLOEXEC ) != 0 ) {
+         error_ = errno;
+         ends_ = { -1, -1 };
+      }
+   }
+   ~Pipe() {
+      for ( const int end : ends_ )
+         if ( end >= 0 )
+            close( end );
+   }
+   Pipe( const Pipe & ) = delete;
+   Pipe & operator=( const Pipe & ) = delete;
+
+   int error() const { return error_; }
+   int out() const { return ends_[0]; }
+   int in() const { return ends_[1]; }
+   /// The caller's from now on, and never waits.
+   int takeOut() { return take( 0 ); }
+   int takeIn() { return take( 1 ); }
+
+ private:
+   int take( std::size_t end ) {
+      fcntl( ends_[end], F_SETFL, O_NONBLOCK );
+      return std::exchange( ends_[end], -1 );
+   }
+   std::array< int, 2 > ends_{ -1, -1 };
+   int error_ = 0;
+};
+
+/// What a child needs between fork and exec, made before: there nothing may be allocated.
+struct Plan {
+   pid_t parent;
+   std::array< int, 4 > standard; ///< becomes descriptors 0 to 3
+   int go;                        ///< a byte comes when it may begin
+   char * const * words;
+   char * const * environment;
+};
+
+/// Runs in the child, where only what is safe in a signal handler may be called.
+[[noreturn]] void beTheChild( Plan plan ) {
+   setsid();
+   prctl( PR_SET_PDEATHSIG, SIGKILL );
+   if ( getppid() != plan.parent )
+      _exit( cannotRunStatus );
+   for ( int signal = 1; signal < NSIG; ++signal )
+      ::signal( signal, SIG_DFL );
+   sigset_t none;
+   sigemptyset( &none );
+   sigprocmask( SIG_SETMASK, &none, nullptr );
+   // Away from the numbers that they are to get.
+   plan.go = fcntl( plan.go, F_DUPFD_CLOEXEC, firstFree );
+   for ( int & descriptor : plan.standard )
+      descriptor = fcntl( descriptor, F_DUPFD_CLOEXEC, firstFree );
+   for ( int i = 0; i <= keptDescriptor; ++i )
+      dup2( plan.standard[static_cast< std::size_t >( i )], i );
+   // The agent's locks and sockets are not to be held while this one waits.
+   close_range( keptDescriptor + 1, static_cast< unsigned >( plan.go ) - 1, 0 );
+   close_range( static_cast< unsigned >( plan.go ) + 1, ~0u, 0 );
+   char byte;
+   ssize_t got;
+   do
+      got = read( plan.go, &byte, 1 );
+   while ( got < 0 && errno == EINTR );
+   if ( got != 1 )
+      _exit( cannotRunStatus );
+   umask( 022 );
+   if ( chdir( "/" ) == 0 )
+      execve( plan.words[0], plan.words, plan.environment );
+   const char * const reason = strerrordesc_np( errno );
+   for ( const char * const text : { "cannot be run: ", reason ? reason : "unknown error", "\n" } )
+      if ( write( STDERR_FILENO, text, strlen( text ) ) < 0 )
+         break;
+   _exit( cannotRunStatus );
+}
+
+/// Readable when the process has ended; negative: there is none, errno says why.
+int processDescriptor( pid_t pid ) { return static_cast< int >( syscall( SYS_pidfd_open, pid, 0 ) ); }
+
+std::vector< char * > pointers( const std::vector< std::string > & texts ) {
+   std::vector< char * > result;
+   for ( const std::string & text : texts )
+      result.push_back( const_cast< char * >( text.c_str() ) );
+   result.push_back( nullptr );
+   return result;
+}
+
+} // namespace
+
+struct RealChildren::Child {
+   Listener * listener = nullptr;
+   pid_t pid = 0;
+   int end = -1;   ///< readable when it has ended
+   int other = -1; ///< the same of another one of its session that is waited for
+   int go = -1, kept = -1, input = -1, output = -1, errors = -1;
+   std::string toWrite;      ///< of its input
+   bool going = false;       ///< its input may be written
+   bool patient = false;     ///< others of its group get the time to end by themselves
+   bool leaderEnded = false; ///< not collected, so that nobody else gets the number of its group
+   bool gone = false;        ///< its end is about to be told
+
+   int & of( Stream stream ) { return stream == Stream::output ? output : errors; }
+};
+
+RealChildren::RealChildren( Vel::Ptr< Cog::EventLoop > loop )
+   : loop_( std::move( loop ) ), self_( std::make_shared< RealChildren * >( this ) ) {
+   ::signal( SIGPIPE, SIG_IGN );
+}
+
+RealChildren::~RealChildren() {
+   *self_ = nullptr;
+   for ( auto & [id, child] : children_ )
+      drop( *child );
+}
+
+// ---- start
+
+Children::Held RealChildren::hold( Id id, const Program & program, Listener & listener ) {
+   Pipe input, output, errors, kept, go;
+   for ( const Pipe * const pipe : { &input, &output, &errors, &kept, &go } )
+      if ( pipe->error() )
+         return { std::strerror( pipe->error() ), {} };
+   const auto words = pointers( program.words );
+   const auto environment = pointers( program.environment );
+   const Plan plan{
+      getpid(),
+      { input.out(), output.in(), errors.in(), kept.out() },
+      go.out(),
+      words.data(),
+      environment.data() };
+   const pid_t pid = fork();
+   if ( pid == 0 )
+      beTheChild( plan );
+   if ( pid < 0 )
+      return { std::strerror( errno ), {} };
+
+   auto child = std::make_unique< Child >();
+   child->listener = &listener;
+   child->pid = pid;
+   child->end = processDescriptor( pid );
+   const int error = errno;
+   child->go = go.takeIn();
+   child->kept = kept.takeIn();
+   child->input = input.takeIn();
+   child->output = output.takeOut();
+   child->errors = errors.takeOut();
+   child->toWrite = program.input;
+   if ( child->end < 0 ) {
+      drop( *child );
+      return { std::strerror( error ), {} };
+   }
+   watch( id, *child );
+   children_[id] = std::move( child );
+   return { "", processOf( pid ) };
+}
+
+void RealChildren::watch( Id id, Child & child ) {
+   loop_->descriptorIs( child.end, Cog::EventLoop::readable, [this, id]( Vel::U32 ) { handleEnd( id ); } );
+   for ( const Stream stream : { Stream::output, Stream::errors } )
+      loop_->descriptorIs( child.of( stream ), Cog::EventLoop::readable, [this, id, stream]( Vel::U32 ) {
+         handleReadable( id, stream );
+      } );
+   loop_->descriptorIs( child.input, 0, [this, id]( Vel::U32 ) { handleInput( id ); } );
+}
+
+void RealChildren::go( Id id ) {
+   const auto at = children_.find( id );
+   if ( at == children_.end() )
+      return;
+   Child & child = *at->second;
+   child.going = true;
+   // If it has ended meanwhile, that is told as its end.
+   [[maybe_unused]] const ssize_t written = write( child.go, "", 1 );
+   handleInput( id );
+}
+
+void RealChildren::kept( Id id ) {
+   if ( const auto at = children_.find( id ); at != children_.end() )
+      // One that reads none of these bytes, and has recorded some 65,000 times, does not need any more.
+      [[maybe_unused]]
+      const ssize_t written = write( at->second->kept, "\n", 1 );
+}
+
+// ---- what comes and goes
+
+void RealChildren::handleInput( Id id ) {
+   Child & child = *children_.at( id );
+   if ( child.input < 0 )
+      return;
+   bool over = false;
+   while ( child.going && !child.toWrite.empty() && !over ) {
+      const ssize_t written = write( child.input, child.toWrite.data(), child.toWrite.size() );
+      if ( written > 0 )
+         child.toWrite.erase( 0, static_cast< std::size_t >( written ) );
+      else if ( errno == EAGAIN )
+         return loop_->descriptorInterestIs( child.input, Cog::EventLoop::writable );
+      else if ( errno != EINTR )
+         over = true; // It does not want to read it, which is its own affair.
+   }
+   if ( !over && !child.going )
+      return;
+   loop_->descriptorDel( child.input );
+   close( std::exchange( child.input, -1 ) );
+}
+
+bool RealChildren::readSome( int descriptor, std::string & bytes ) {
+   bytes.resize( oneRead );
+   const ssize_t got = read( descriptor, bytes.data(), bytes.size() );
+   const bool again = got < 0 && ( errno == EAGAIN || errno == EINTR );
+   bytes.resize( got > 0 ? static_cast< std::size_t >( got ) : 0 );
+   return got <= 0 && !again;
+}
+
+void RealChildren::handleReadable( Id id, Stream stream ) {
+   Child & child = *children_.at( id );
+   int & descriptor = child.of( stream );
+   std::string bytes;
+   if ( readSome( descriptor, bytes ) ) {
+      loop_->descriptorDel( descriptor );
+      close( std::exchange( descriptor, -1 ) );
+   } else if ( !bytes.empty() )
+      child.listener->childSays( id, stream, bytes );
+}
+
+// ---- the end
+
+void RealChildren::terminate( Id id ) {
+   const auto at = children_.find( id );
+   if ( at == children_.end() )
+      return;
+   at->second->patient = true;
+   // One that has not come to lead its group yet has not begun either.
+   if ( ::kill( -at->second->pid, SIGTERM ) != 0 )
+      ::kill( at->second->pid, SIGTERM );
+}
+
+void RealChildren::kill( Id id ) {
+   const auto at = children_.find( id );
+   if ( at == children_.end() )
+      return;
+   Child & child = *at->second;
+   child.patient = false;
+   if ( ::kill( -child.pid, SIGKILL ) != 0 )
+      ::kill( child.pid, SIGKILL );
+   if ( child.leaderEnded && !std::exchange( child.gone, true ) )
+      loop_->post( [self = self_, id] {
+         if ( *self )
+            ( *self )->finish( id );
+      } );
+}
+
+/// The leader has ended. Until it is collected its number stands for its group and for nobody else's.
+void RealChildren::handleEnd( Id id ) {
+   Child & child = *children_.at( id );
+   child.leaderEnded = true;
+   loop_->descriptorDel( child.end );
+   handleOthers( id );
+}
+
+/// Asked to end, the others of its session get the time that kill() gives them.
+void RealChildren::handleOthers( Id id ) {
+   Child & child = *children_.at( id );
+   if ( child.other >= 0 ) {
+      loop_->descriptorDel( child.other );
+      close( std::exchange( child.other, -1 ) );
+   }
+   while ( const pid_t other = child.patient ? otherOfSession( child.pid ) : 0 ) {
+      child.other = processDescriptor( other );
+      if ( child.other >= 0 )
+         return loop_->descriptorIs(
+            child.other, Cog::EventLoop::readable, [this, id]( Vel::U32 ) { handleOthers( id ); } );
+      if ( errno != ESRCH )
+         break;
+   }
+   finish( id );
+}
+
+void RealChildren::finish( Id id ) {
+   const auto at = children_.find( id );
+   if ( at == children_.end() )
+      return;
+   const std::unique_ptr< Child > child = std::move( at->second );
+   children_.erase( at );
+   ::kill( -child->pid, SIGKILL );
+   for ( const Stream stream : { Stream::output, Stream::errors } ) {
+      std::string bytes;
+      std::size_t left = 0;
+      while ( child->of( stream ) >= 0 && left < mostLeft && !readSome( child->of( stream ), bytes ) &&
+              !bytes.empty() ) {
+         left += bytes.size();
+         child->listener->childSays( id, stream, bytes );
+      }
+   }
+   siginfo_t info{};
+   waitid( P_PID, static_cast< id_t >( child->pid ), &info, WEXITED | WNOHANG );
+   Listener * const listener = child->listener;
+   child->pid = 0;
+   drop( *child );
+   Ending ending;
+   ( info.si_code == CLD_EXITED ? ending.status : ending.signal ) = info.si_status;
+   listener->childEnded( id, ending );
+}
+
+/// Ends what is left of it and lets go of its descriptors.
+void RealChildren::drop( Child & child ) {
+   if ( child.pid > 0 ) {
+      ::kill( -child.pid, SIGKILL );
+      ::kill( child.pid, SIGKILL ); // It may not have come to lead a group yet.
+      waitpid( child.pid, nullptr, 0 );
+   }
+   for ( int * const descriptor :
+         { &child.end, &child.other, &child.go, &child.kept, &child.input, &child.output, &child.errors } )
+      if ( *descriptor >= 0 ) {
+         loop_->descriptorDel( *descriptor );
+         close( std::exchange( *descriptor, -1 ) );
+      }
+}
+
+void RealChildren::forget( Listener & listener ) {
+   for ( auto at = children_.begin(); at != children_.end(); ) {
+      if ( at->second->listener == &listener ) {
+         drop( *at->second );
+         at = children_.erase( at );
+      } else
+         ++at;
+   }
+}
+
+// ---- what an earlier agent has left
+
+bool RealChildren::remnantsEnd( const ProcessId & process, const std::string & mark ) {
+   const auto left = remnantsOf( process, mark );
+   for ( const pid_t pid : left )
+      ::kill( pid, SIGKILL );
+   return !left.empty();
+}
+
+} // namespace Agent

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "Agent/Commands/Children.h"
+#include "Platform/Cog/EventLoop.h"
+
+#include <map>
+#include <memory>
+
+/// Purpose: children as processes of the kernel.
+/// Owner: the agent, one. From then on the process gets no SIGPIPE: a child may end before it has read its input.
+namespace Agent {
+
+class RealChildren final : public Children {
+ public:
+   explicit RealChildren( Vel::Ptr< Cog::EventLoop > loop );
+   ~RealChildren() override;
+   RealChildren( const RealChildren & ) = delete;
+   RealChildren & operator=( const RealChildren & ) = delete;
+
+   Held hold( Id id, const Program & program, Listener & listener ) override;
+   void go( Id id ) override;
+   void kept( Id id ) override;
+   void terminate( Id id ) override;
+   void kill( Id id ) override;
+   void forget( Listener & listener ) override;
+   bool remnantsEnd( const ProcessId & process, const std::string & mark ) override;
+
+ private:
+   struct Child;
+   using Made = std::map< Id, std::unique_ptr< Child > >;
+
+   void watch( Id id, Child & child );
+   void handleReadable( Id id, Stream stream );
+   void handleInput( Id id );
+   void handleEnd( Id id );
+   void handleOthers( Id id );
+   void finish( Id id );
+   void drop( Child & child );
+   /// Whether the descriptor has come to its end.
+   static bool readSome( int descriptor, std::string & bytes );
+
+   Vel::Ptr< Cog::EventLoop > loop_;
+   Made children_;
+   std::shared_ptr< RealChildren * > self_; ///< shared with posted tasks, which may outlive this object
+};
+
+} // namespace Agent

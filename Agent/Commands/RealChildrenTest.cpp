@@ -1,0 +1,323 @@
+#include "Agent/Commands/RealChildren.h"
+
+#include "Agent/Commands/Processes.h"
+#include "Platform/Cog/RealTime.h"
+#include "Platform/Cog/TimerWheel.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+using Agent::Children;
+using Agent::ProcessId;
+
+/// Real processes in real time. A test that waits for something that does not come fails after a deadline.
+class RealChildren : public testing::Test, public Children::Listener {
+ protected:
+   struct Deadline final : Cog::TimerReactor< RealChildren > {
+      using TimerReactor::TimerReactor;
+      void onTime() override { sm()->loop->stop(); }
+   };
+
+   RealChildren() { makeNew(); }
+
+   Children::Held hold( const std::string & script, const std::string & input = "" ) {
+      return children->hold(
+         ++id, { { "/bin/sh", "-c", script }, { mark, "PATH=/usr/bin:/bin" }, input }, *this );
+   }
+   ProcessId begin( const std::string & script, const std::string & input = "" ) {
+      const auto held = hold( script, input );
+      EXPECT_EQ( "", held.problem );
+      children->go( id );
+      return held.process;
+   }
+   /// Runs turns until it is so. Something of the loop happens each time: a child says something or ends.
+   void until( const std::function< bool() > & so ) {
+      isSo = so;
+      deadline->timeMinIs( loop->currentTime() + 30 );
+      if ( !so() )
+         loop->run();
+      EXPECT_TRUE( so() ) << "out: " << out << "\nerr: " << err;
+      isSo = nullptr;
+   }
+   void untilEnded() {
+      until( [this] { return ended; } );
+   }
+   /// The same for what nobody tells the loop of.
+   void untilLooking( const std::function< bool() > & so ) {
+      looking = true;
+      lookAgain();
+      until( so );
+      looking = false;
+   }
+   void lookAgain() {
+      loop->post( [this] {
+         look();
+         if ( looking )
+            lookAgain();
+      } );
+   }
+   void untilGone( const std::string & pid ) {
+      untilLooking( [&] { return !alive( pid ); } );
+   }
+   /// What an agent leaves that makes a process and is killed.
+   ProcessId leftByAnAgent( const std::function< ProcessId() > & make ) {
+      int ends[2];
+      EXPECT_EQ( 0, pipe2( ends, O_CLOEXEC ) );
+      const pid_t agent = fork();
+      if ( agent == 0 ) {
+         makeNew();
+         const ProcessId process = make();
+         const Vel::U64 said[] = { process.pid, process.startTime };
+         if ( write( ends[1], said, sizeof said ) == sizeof said )
+            raise( SIGKILL );
+         _exit( 1 );
+      }
+      close( ends[1] );
+      Vel::U64 said[2] = {};
+      EXPECT_EQ( ssize_t( sizeof said ), read( ends[0], said, sizeof said ) );
+      close( ends[0] );
+      waitpid( agent, nullptr, 0 );
+      ProcessId process = Agent::processOf( getpid() );
+      process.pid = static_cast< Vel::U32 >( said[0] );
+      process.startTime = said[1];
+      return process;
+   }
+   void makeNew() {
+      children.reset();
+      deadline.del();
+      loop = Vel::make< Cog::EventLoop >( Vel::make< Cog::RealTime >( 1.7e9 ) );
+      wheel = Vel::make< Cog::TimerWheel >( loop, 1000u, 1800u, true, 1024u );
+      deadline.is( wheel, this ).hasNotificationActiveIs( true );
+      children = std::make_unique< Agent::RealChildren >( loop );
+   }
+   void childSays( Children::Id, Children::Stream stream, std::string_view bytes ) override {
+      ( stream == Children::Stream::output ? out : err ) += bytes;
+      look();
+   }
+   void childEnded( Children::Id, const Children::Ending & how ) override {
+      EXPECT_TRUE( loop->inTurn() );
+      ended = true;
+      ending = how;
+      look();
+   }
+   void look() {
+      if ( isSo && isSo() )
+         loop->stop();
+   }
+   static bool alive( const std::string & pid ) {
+      std::ifstream file( "/proc/" + pid + "/stat" );
+      std::ostringstream text;
+      text << file.rdbuf();
+      const std::string stat = text.str();
+      const std::size_t nameEnd = stat.rfind( ')' );
+      return nameEnd != stat.npos && stat.substr( nameEnd + 2, 1 ) != "Z";
+   }
+   /// The first word of what has been said.
+   std::string word() const { return out.substr( 0, out.find_first_of( " \n" ) ); }
+
+   const std::string mark = "MAINTD_RUN=test#" + std::to_string( getpid() );
+   Vel::Ptr< Cog::EventLoop > loop;
+   Vel::Ptr< Cog::TimerWheel > wheel;
+   Vel::Watch< Deadline > deadline;
+   std::unique_ptr< Agent::RealChildren > children;
+   Children::Id id = 0;
+   std::string out, err;
+   bool looking = false;
+   bool ended = false;
+   Children::Ending ending;
+   std::function< bool() > isSo;
+};
+
+TEST_F( RealChildren, giveTheirOutputAndTheirStatus ) {
+   begin( "cat; echo oops >&2; exit 3", "hello\n" );
+   untilEnded();
+   EXPECT_EQ( "hello\n", out );
+   EXPECT_EQ( "oops\n", err );
+   EXPECT_EQ( 3, ending.status );
+   EXPECT_EQ( 0, ending.signal );
+}
+
+TEST_F( RealChildren, readMoreThanAPipeHoldsAndSayMore ) {
+   std::string much( 1'000'000, 'x' );
+   much += "\n";
+   begin( "cat", much );
+   untilEnded();
+   EXPECT_EQ( much, out );
+}
+
+TEST_F( RealChildren, thatDoNotReadTheirInputAreNoTrouble ) {
+   begin( "exec 0<&-; echo on", std::string( 1'000'000, 'x' ) );
+   untilEnded();
+   EXPECT_EQ( "on\n", out );
+   EXPECT_EQ( 0, ending.status );
+}
+
+TEST_F( RealChildren, doNotBeginBeforeTheyAreToldTo ) {
+   const auto held = hold( "echo here" );
+   EXPECT_EQ( "", held.problem );
+   EXPECT_EQ( Agent::processOf( static_cast< pid_t >( held.process.pid ) ), held.process );
+   // What is told of the first child is told after what the second one, made later, has done.
+   const Children::Id first = id;
+   begin( "echo second" );
+   untilEnded();
+   EXPECT_EQ( "second\n", out );
+   ended = false;
+   children->go( first );
+   untilEnded();
+   EXPECT_EQ( "second\nhere\n", out );
+}
+
+/// An agent that ends before it has said so must not have done anything.
+TEST_F( RealChildren, thatWereNotToldToBeginEndWithTheirAgent ) {
+   const std::string file = testing::TempDir() + "begun" + std::to_string( getpid() );
+   const ProcessId process = leftByAnAgent( [&] { return hold( "echo x > " + file ).process; } );
+   untilGone( std::to_string( process.pid ) );
+   EXPECT_FALSE( std::ifstream( file ).good() );
+}
+
+TEST_F( RealChildren, haveAGroupAndSessionOfTheirOwnAndNothingOfTheAgent ) {
+   const auto process = begin(
+      "ps -o pid=,pgid=,sid= -p $$; pwd; env | grep -v ^_= | grep -v ^PWD= | sort; ls /proc/self/fd | wc -l; "
+      "grep -E '^(SigBlk|SigIgn)' /proc/self/status; umask" );
+   untilEnded();
+   std::istringstream in( out );
+   std::string pid, group, session, folder, first, path, descriptors, blocked, ignored, mask;
+   in >> pid >> group >> session >> folder >> first >> path >> descriptors >> mask >> blocked >> mask >>
+      ignored >> mask;
+   EXPECT_EQ( std::to_string( process.pid ), pid );
+   EXPECT_EQ( pid, group );
+   EXPECT_EQ( pid, session );
+   EXPECT_EQ( "/", folder );
+   EXPECT_EQ( mark, first );
+   EXPECT_EQ( "PATH=/usr/bin:/bin", path );
+   // 0 to 3, and that of the folder that ls reads.
+   EXPECT_EQ( "5", descriptors );
+   EXPECT_EQ( "0000000000000000", blocked );
+   EXPECT_EQ( "0000000000000000", ignored );
+   EXPECT_EQ( "0022", mask );
+}
+
+TEST_F( RealChildren, areToldOnDescriptorThreeThatTheirRecordIsSafe ) {
+   begin( "echo record; read x <&3 && echo safe; read x <&3 || echo gone" );
+   until( [this] { return out == "record\n"; } );
+   children->kept( id );
+   until( [this] { return out == "record\nsafe\n"; } );
+   children->kept( id );
+   untilEnded();
+   EXPECT_EQ( "record\nsafe\n", out );
+}
+
+/// They end with their agent; what they have started can still ask whether its record is safe.
+TEST_F( RealChildren, areToldThereThatTheAgentIsGone ) {
+   const std::string file = testing::TempDir() + "gone" + std::to_string( getpid() );
+   leftByAnAgent( [&] {
+      const ProcessId process = begin( "( echo on; read x <&3 || echo gone > " + file + " ) & wait" );
+      until( [this] { return out == "on\n"; } );
+      return process;
+   } );
+   untilLooking( [&] { return std::ifstream( file ).good(); } );
+   unlink( file.c_str() );
+}
+
+TEST_F( RealChildren, areEndedWithTheirWholeGroupByRequest ) {
+   begin( "sleep 1000 & echo $!; wait" );
+   until( [this] { return out.ends_with( "\n" ); } );
+   children->terminate( id );
+   untilEnded();
+   EXPECT_EQ( SIGTERM, ending.signal );
+   EXPECT_FALSE( alive( word() ) );
+}
+
+TEST_F( RealChildren, getTimeToEndByThemselvesAndAreThenEndedByForce ) {
+   const ProcessId process = begin( "( trap '' TERM; echo up; exec sleep 1000 ) & wait" );
+   until( [this] { return out == "up\n"; } );
+   children->terminate( id );
+   untilGone( std::to_string( process.pid ) );
+   EXPECT_FALSE( ended ) << "while one of its group is still there";
+   children->kill( id );
+   untilEnded();
+}
+
+TEST_F( RealChildren, leaveNothingOfTheirGroupBehind ) {
+   begin( "sleep 1000 & echo $!" );
+   untilEnded();
+   EXPECT_EQ( 0, ending.status );
+   untilGone( word() );
+}
+
+TEST_F( RealChildren, thatStartSomethingOnPurposeLeaveIt ) {
+   begin( "setsid sh -c 'echo $$; exec sleep 1000 < /dev/null > /dev/null 2>&1' & read x <&3" );
+   until( [this] { return out.ends_with( "\n" ); } );
+   children->kept( id );
+   untilEnded();
+   const std::string pid = word();
+   EXPECT_TRUE( alive( pid ) );
+   kill( std::stoi( pid ), SIGKILL );
+}
+
+TEST_F( RealChildren, thatNeverStopTalkingKeepNobodyWaiting ) {
+   begin( "yes" );
+   until( [this] { return out.size() > 1'000'000; } );
+   children->terminate( id );
+   untilEnded();
+   EXPECT_EQ( SIGTERM, ending.signal );
+}
+
+TEST_F( RealChildren, sayWhyTheirCommandCannotBeRun ) {
+   EXPECT_EQ(
+      "", children->hold( ++id, { { "/nonexistent/steer", "enter" }, { mark }, "" }, *this ).problem );
+   children->go( id );
+   untilEnded();
+   EXPECT_EQ( "cannot be run: No such file or directory\n", err );
+   EXPECT_EQ( 127, ending.status );
+}
+
+TEST_F( RealChildren, endWithTheAgentThatForgetsThem ) {
+   begin( "sleep 1000 & echo $!; wait" );
+   until( [this] { return out.ends_with( "\n" ); } );
+   children.reset();
+   untilGone( word() );
+   EXPECT_FALSE( ended );
+}
+
+// ---- what an earlier agent has left
+
+TEST_F( RealChildren, areFoundAgainByTheNextAgent ) {
+   const ProcessId process = begin( "sleep 1000 & echo $!; wait" );
+   until( [this] { return out.ends_with( "\n" ); } );
+   EXPECT_EQ( 2u, Agent::remnantsOf( process, mark ).size() );
+   ProcessId other = process;
+   ++other.startTime;
+   EXPECT_TRUE( Agent::remnantsOf( other, mark ).empty() ) << "a process that got the number later";
+   other = process;
+   other.home = "another boot";
+   EXPECT_TRUE( Agent::remnantsOf( other, mark ).empty() );
+   EXPECT_TRUE( Agent::remnantsOf( {}, mark ).empty() );
+
+   EXPECT_TRUE( children->remnantsEnd( process, mark ) );
+   untilEnded();
+   untilLooking( [&] { return !children->remnantsEnd( process, mark ); } );
+}
+
+TEST_F( RealChildren, areFoundByTheirMarkWhenTheirLeaderHasGone ) {
+   const ProcessId process = leftByAnAgent( [this] {
+      const ProcessId led = begin( "sleep 1000 & echo on; wait" );
+      until( [this] { return out == "on\n"; } );
+      return led;
+   } );
+   // As long as nobody has collected it, its number is proof enough.
+   untilLooking( [&] { return Agent::remnantsOf( process, "MAINTD_RUN=other" ).empty(); } );
+   EXPECT_EQ( 1u, Agent::remnantsOf( process, mark ).size() );
+   untilLooking( [&] { return !children->remnantsEnd( process, mark ); } );
+}
+
+} // namespace
