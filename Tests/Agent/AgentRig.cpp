@@ -104,6 +104,7 @@ void AgentRig::start() {
          Vel::make< Cog::TimerWheel >( Vel::Ptr< Vel::Clock >( &agent_->loop() ), 1000u, 60u, true, 16u ),
          this )
       .hasNotificationActiveIs( true );
+   wakeupIs();
    agent_->loop().commitHookIs( [this] { return turnIsDone(); } );
 }
 
@@ -130,9 +131,14 @@ void AgentRig::perform() {
 
 void AgentRig::at( double seconds, std::function< void() > action ) {
    actions_.emplace( seconds, std::move( action ) );
-   // While time is going on to a later one, it has to stop here.
-   if ( agent_ && begin + seconds < wakeup_->timeMin() )
-      wakeup_->timeMinIs( begin + seconds );
+   wakeupIs();
+}
+
+/// While time is going on to a later one, it has to stop for the next action.
+void AgentRig::wakeupIs() {
+   const auto next = actions_.upper_bound( time() );
+   if ( agent_ && next != actions_.end() )
+      wakeup_->timeMinIs( begin + next->first );
 }
 
 void AgentRig::runUntil( double seconds ) {

@@ -96,12 +96,13 @@ class AgentRig {
    /// Time stops for what is to happen then.
    struct Wakeup final : Cog::TimerReactor< AgentRig > {
       using TimerReactor::TimerReactor;
-      void onTime() override {}
+      void onTime() override { sm()->wakeupIs(); }
    };
    static constexpr double begin = 1.7e9;
    Apps::MaintdOptions options() const;
    bool turnIsDone();
    void perform();
+   void wakeupIs();
 
    const Links links_;
    std::string folder_;

@@ -5,6 +5,8 @@ set -uo pipefail
 build=$(cd "$1" && pwd)
 # shellcheck source=Tools/testing.sh
 . "$(dirname "${BASH_SOURCE[0]}")/../../Tools/testing.sh"
+# shellcheck source=Tests/Agent/OneAgent.sh
+. "$(dirname "${BASH_SOURCE[0]}")/OneAgent.sh"
 
 _config() {
    cat > maintd.yaml <<YAML
@@ -26,39 +28,6 @@ simulated:
   ports: {et1: {}, et2: {}, et3: {}}
   vlans: {10: {name: vlan10, members: [et3]}}
 YAML
-}
-
-_ctl() { "$build/bin/maintctl" --socket "$PWD/run/control.sock" "$@"; }
-
-# Starts the agent and waits until it answers.
-_start() {
-   "$build/bin/maintd" --foreground --config maintd.yaml --state-dir "$PWD/state" --runtime-dir "$PWD/run" \
-      --plugin-dir "${plugins:-$build/lib}" > log 2>&1 < /dev/null &
-   agent=$!
-   trap 'kill -9 $agent 2> /dev/null; rm -rf "$here"' EXIT
-   for ((i = 0; i < 600; ++i)); do
-      _ctl show agent > /dev/null 2>&1 && return
-      kill -0 "$agent" 2> /dev/null || break
-      sleep 0.05
-   done
-   output=$(cat log) status=1
-   fail "the agent does not answer"
-}
-_kill() {
-   kill "-$1" "$agent" 2> /dev/null
-   wait "$agent" 2> /dev/null
-}
-_restart() {
-   _kill "$1"
-   _start
-}
-_advance() { _ctl simulated advance "$1" > /dev/null || fail "cannot advance"; }
-_ctlSays() {
-   local text=$1
-   shift
-   run _ctl "$@"
-   passes
-   says "$text"
 }
 
 drainsAUnitAndBringsItBack() {
