@@ -42,6 +42,25 @@ TEST( Shapes, takeAUnitInFull ) {
    EXPECT_EQ( unit.groups, std::vector< std::string >{ "g" } );
 }
 
+TEST( Shapes, takeStages ) {
+   const Api::Unit unit = Api::readUnit( R"({"name":"a","state":"entering","stages":[
+      {"name":"steer","state":"running","since":"2023-11-14T22:13:20.000Z","command":"/bin/steer","limit-seconds":60,
+       "deadline":"2023-11-14T22:14:20.000Z","failure":"f","text":"t"},{"name":"drainwatch"}]})" );
+   ASSERT_EQ( unit.stages.size(), 2 );
+   const Api::Stage & steer = unit.stages[0];
+   EXPECT_EQ( steer.name, "steer" );
+   EXPECT_EQ( steer.state, "running" );
+   EXPECT_EQ( steer.since, 1700000000 );
+   EXPECT_EQ( steer.command, "/bin/steer" );
+   EXPECT_EQ( steer.limitSeconds, 60 );
+   EXPECT_EQ( steer.deadline, 1700000060 );
+   EXPECT_EQ( steer.failure, "f" );
+   EXPECT_EQ( steer.text, "t" );
+   EXPECT_FALSE( unit.stages[1].command );
+   EXPECT_EQ( Api::runningCommand( unit.stages ), &unit.stages[0] );
+   EXPECT_EQ( Api::runningCommand( { unit.stages[1] } ), nullptr );
+}
+
 TEST( Shapes, takeNullAndMissingAsUnknown ) {
    for ( const char * text :
          { R"({"name":"a","state":"normal"})",

@@ -42,6 +42,17 @@ catchesSockets() {
       'fd = ::accept( fd, a, n );' 'nl = mnl_socket_open( NETLINK_ROUTE );' 'auto d = MHD_start_daemon( 0 );'
 }
 
+catchesProcesses() {
+   _each process 'pid = fork();' 'if( ::kill( pid, SIGTERM ) )' 'kill( -pid, 9 );' 'system( "ls" );' \
+      'execve( a, b, c );' 'posix_spawn( &p, a, 0, 0, b, c );' 'waitpid( pid, 0, 0 );' 'f = popen( "ls", "r" );'
+}
+
+letsTestsStartProcesses() {
+   name=Folder/FileTest.cpp _check 'pid = fork();' 'kill( pid, 9 );' </dev/null
+   passes
+   saysNothing
+}
+
 namesFileAndLine() {
    _check 'int a;' '// text' 'int b = rand();' </dev/null
    fails
@@ -60,7 +71,7 @@ passesOverOurOwnWords() {
       'double Rates::time( 0 )' 'void connect( Peer & peer );' 'std::unique_ptr< Socket > connect( Peer );' \
       'peer.connect( 1 );' 'void Peer::connect( int )' 'auto f = std::function( rand_ );' 'int sleep;' \
       'random.next();' 'void accept( Visitor & v );' 'accept( v );' 'std::array< int, 3 > operand( 1 );' \
-      'Foo::Clock::time( 0 );' </dev/null
+      'Foo::Clock::time( 0 );' 'children.kill( 1 );' 'void kill( Id id );' 'void Real::kill( Id id )' </dev/null
    passes
    saysNothing
 }

@@ -17,6 +17,10 @@ BEGIN {
    anywhere( "engine", "mt19937 mt19937_64 minstd_rand minstd_rand0 knuth_b" )
    anywhere( "socket", "socketpair accept4 getaddrinfo mnl_socket_open mnl_socket_open2 MHD_start_daemon " \
       "curl_easy_perform curl_multi_perform" )
+   # A test may start processes and end them.
+   anywhere( "process", "posix_spawn posix_spawnp execve execv execvp execl execlp execle execveat fexecve vfork waitpid " \
+      "waitid pidfd_open SYS_pidfd_open" )
+   called( "process", "fork popen system kill killpg" )
    called( "clock", "time" )
    called( "sleep", "sleep" )
    called( "random", "rand random" )
@@ -51,7 +55,7 @@ FILENAME == list {
       next
    }
    for( i = 2; i <= n; i++ ) {
-      if( words[ i ] !~ /^(clock|sleep|random|socket)$/ )
+      if( words[ i ] !~ /^(clock|sleep|random|socket|process)$/ )
          offence( list, FNR, "'" words[ i ] "' is no kind" )
       else
          allowed[ words[ 1 ], words[ i ] ] = FNR
@@ -90,6 +94,7 @@ function check( code,    before, rest, word, kind ) {
       if( ( word in kindOf ) && isUse( word, before, rest ) ) {
          kind = kindOf[ word ]
          if( kind == "engine" ) kind = isTest ? "" : "random"
+         if( kind == "process" && isTest ) kind = ""
          if( ( FILENAME, kind ) in allowed )
             used[ FILENAME, kind ] = 1
          else if( kind != "" )

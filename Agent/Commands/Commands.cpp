@@ -239,10 +239,15 @@ void Commands::start( const Vel::String & unitName, StageCommand & command, bool
    job.instanceName = command.instanceName();
    job.enter = enter;
    job.due = now() + command.limit();
-   scheduler_->effectIs( [self = self_, id] {
-      if ( *self )
-         ( *self )->children_.go( id );
-   } );
+   const auto begins = [this, id] { children_.go( id ); };
+   // The way back does not wait for a disk.
+   if ( enter )
+      whenDurable( begins );
+   else
+      scheduler_->effectIs( [self = self_, begins] {
+         if ( *self )
+            begins();
+      } );
    wakeupIs();
 }
 
@@ -323,8 +328,22 @@ bool Commands::listed( const Job & job ) const {
 
 // ---- time
 
+/// An agent whose store has failed for a while lets effects out all the same. These would be lies.
+void Commands::whenDurable( std::function< void() > effect ) {
+   scheduler_->effectIs( [self = self_, effect = std::move( effect )] {
+      Commands * const commands = *self;
+      if ( !commands )
+         return;
+      if ( commands->hooks_.durable() )
+         return effect();
+      commands->undurable_.push_back( effect );
+      commands->undurableDue_ = commands->now() + againAfter;
+      commands->wakeupIs();
+   } );
+}
+
 void Commands::wakeupIs() {
-   double next = Cog::Timer::never;
+   double next = undurable_.empty() ? Cog::Timer::never : undurableDue_;
    for ( const auto & [unitName, job] : jobs_ )
       next = std::min( next, job.due );
    wakeup_->timeMinIs( next );
@@ -334,6 +353,9 @@ void Commands::handleDue() {
    for ( auto & [unitName, job] : jobs_ )
       if ( job.due <= now() )
          handleDue( job, unitName );
+   if ( undurableDue_ <= now() )
+      for ( auto & effect : std::exchange( undurable_, {} ) )
+         whenDurable( std::move( effect ) );
    wakeupIs();
 }
 
@@ -385,7 +407,7 @@ void Commands::handleRemnants( const Vel::String & unitName, bool left ) {
    if ( at == jobs_.end() || at->second.phase != Job::Phase::remnants )
       return;
    if ( left ) {
-      at->second.due = now() + remnantsAgainAfter;
+      at->second.due = now() + againAfter;
       return wakeupIs();
    }
    commandIs( unitName, at->second.stage ).processIs( {} );
@@ -434,10 +456,7 @@ void Commands::takeError( const Vel::String & unitName, Job & job, const std::st
 
 void Commands::record( const Vel::String & unitName, Job & job, const std::string & line ) {
    commandIs( unitName, job.stage ).recordedIs( line );
-   scheduler_->effectIs( [self = self_, id = job.id] {
-      if ( *self )
-         ( *self )->children_.kept( id );
-   } );
+   whenDurable( [this, id = job.id] { children_.kept( id ); } );
 }
 
 void Commands::logLine( const Vel::String & unitName, Job & job, const std::string & line ) {

@@ -22,8 +22,8 @@
 /// Invariants:
 /// 1. At most one command runs for a unit. What an earlier one has left, of this agent or of one before it, has ended
 ///    before the next begins.
-/// 2. A process is in the store before its command begins, a record before the command is told that it is safe, and the
-///    end of a command with all that it has recorded.
+/// 2. A process is in the store before its command begins on the way in, a record before the command is told that it is
+///    safe, and the end of a command with all that it has recorded. While the store does not work, none of this goes on.
 /// 3. A command whose end is not known is run again with `rerun`; one whose end is known is not.
 /// 4. What a command has recorded is kept until the unit is normal.
 /// 5. A failure on the way back never stops it.
@@ -33,8 +33,8 @@ class Commands final : private Children::Listener {
  public:
    /// Seconds from the request to end to the end by force.
    static constexpr double endPatience = 2;
-   /// Seconds from one look to the next at what an earlier agent has left.
-   static constexpr double remnantsAgainAfter = 1;
+   /// Seconds from one look to the next at what an earlier agent has left, and at a store that does not work.
+   static constexpr double againAfter = 1;
    /// Lines of one command that are written to the log.
    static constexpr unsigned mostLines = 2000;
 
@@ -58,6 +58,8 @@ class Commands final : private Children::Listener {
       /// The interfaces of a unit as a JSON list.
       std::function< std::string( const Vel::String & unitName ) > interfaces;
       std::function< void( const std::string & line ) > log;
+      /// Whether what was done before this turn's effects is in the store. Asked when effects are let out.
+      std::function< bool() > durable;
    };
    /// What there is to say of a stage in the present or last run of its unit.
    struct Facts {
@@ -171,6 +173,7 @@ class Commands final : private Children::Listener {
    const Class & stageClass( bool enter ) const { return enter ? model_.enter : model_.exit; }
    double now() const { return scheduler_->currentTime(); }
    void wakeupIs();
+   void whenDurable( std::function< void() > effect );
 
    Vel::Ptr< Cog::Scheduler > scheduler_;
    Children & children_;
@@ -178,6 +181,8 @@ class Commands final : private Children::Listener {
    Hooks hooks_;
    std::map< Vel::String, CommandDefinition > configured_;
    Jobs jobs_;
+   std::vector< std::function< void() > > undurable_; ///< effects that wait for the store
+   double undurableDue_ = 0;                          ///< seconds, when they are tried again
    Children::Id lastId_ = 0;
    bool resumed_ = false;
    /// A run is posted; shared with the posted task, which may outlive this object.

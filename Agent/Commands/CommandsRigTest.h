@@ -71,7 +71,7 @@ class CommandsStory : public testing::Test {
                stages->exit( unit, { reason, "maintd" } );
             },
             [this] { stages->look(); }, []( const Vel::String & ) { return R"([{"name":"et1"}])"; },
-            [this]( const std::string & line ) { log.push_back( line ); } } );
+            [this]( const std::string & line ) { log.push_back( line ); }, [this] { return durable; } } );
       stages->entersIs( [this]( const Vel::String & unit, const Agent::Stages::Lists & lists ) {
          std::vector< Vel::String > both = lists.enter;
          both.insert( both.end(), lists.exit.begin(), lists.exit.end() );
@@ -174,6 +174,7 @@ class CommandsStory : public testing::Test {
    std::map< std::string, Config::CommandStage > configured;
    Agent::Stages::Lists lists{ { "steer", "drainwatch" }, { "drainwatch", "steer" } };
    bool drains = true;
+   bool durable = true;
    Lines log;
    std::unique_ptr< Agent::Stages > stages;
    std::unique_ptr< Agent::Commands > commands;

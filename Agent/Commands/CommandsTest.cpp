@@ -64,6 +64,35 @@ TEST_F( CommandsStory, doesNotBeginWhileNothingCanBeCommitted ) {
    EXPECT_EQ( Lines{ "begins /bin/steer enter" }, taken() );
 }
 
+/// A store that has failed for a while does not hold up the way back, but nothing new may be changed.
+TEST_F( CommandsStory, beginsOnTheWayInOnlyWhenItIsKnownForGood ) {
+   durable = false;
+   enter();
+   advance( 10 );
+   EXPECT_EQ( Lines{}, taken() );
+   durable = true;
+   advance( 1 );
+   EXPECT_EQ( Lines{ "begins /bin/steer enter" }, taken() );
+   ends();
+   durable = false;
+   exit();
+   EXPECT_EQ( Lines{ "begins /bin/steer exit" }, taken() );
+}
+
+TEST_F( CommandsStory, isNotToldThatARecordIsSafeWhichIsNot ) {
+   enter();
+   taken();
+   durable = false;
+   says( "{\"was\": 1}\n" );
+   advance( 10 );
+   EXPECT_EQ( Lines{}, taken() );
+   durable = true;
+   advance( 1 );
+   EXPECT_EQ( Lines{ "is safe" }, taken() );
+   advance( 10 );
+   EXPECT_EQ( Lines{}, taken() );
+}
+
 // ---- what is recorded
 
 TEST_F( CommandsStory, saysThatARecordIsSafeWhenItIsCommitted ) {

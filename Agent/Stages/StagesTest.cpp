@@ -279,6 +279,121 @@ TEST_F( StagesStory, finishesARunWithTheStagesThatItBeganWith ) {
    EXPECT_EQ( UnitState::maintenance, unit().state() );
 }
 
+TEST_F( StagesStory, goesBackTheWayThatWasConfiguredWhenItEntered ) {
+   stages->unitIs( "u1", { { "drainwatch" }, { "drainwatch", "steer" } } );
+   toMaintenance();
+   stages->unitIs( "u1", { { "drainwatch" }, { "drainwatch" } } );
+   exit();
+   complete();
+   clock->runUntilIdle();
+   EXPECT_EQ( "steer", stages->stage( "u1" ) );
+}
+
+TEST_F( StagesStory, goesBackTheConfiguredWayIfAnEarlierVersionHasKeptNone ) {
+   toMaintenance();
+   run().exitStagesIs( "" );
+   stages->unitIs( "u1", { { "drainwatch" }, { "steer", "drainwatch" } } );
+   exit();
+   EXPECT_EQ( "steer", stages->stage( "u1" ) );
+}
+
+TEST_F( StagesStory, passesOverWhatTheEnterHadNotComeToButNeverOverDrainwatch ) {
+   stages->unitIs( "u1", { { "a", "drainwatch", "b" }, { "b", "drainwatch", "other", "a" } } );
+   enter();
+   exit();
+   for ( const char * stage : { "drainwatch", "other", "a" } ) {
+      EXPECT_EQ( stage, stages->stage( "u1" ) );
+      complete( stage );
+      clock->runUntilIdle();
+   }
+   EXPECT_EQ( UnitState::normal, unit().state() );
+   EXPECT_EQ( Stages::StageState::skipped, stages->stages( "u1" ).at( 0 ).state );
+   // The next run knows nothing of that.
+   enter();
+   EXPECT_EQ( Stages::StageState::pending, stages->stages( "u1" ).at( 2 ).state );
+}
+
+TEST_F( StagesStory, isBackAtOnceIfThereIsNothingToTakeBack ) {
+   stages->unitIs( "u1", { { "a", "b" }, { "b" } } );
+   enter();
+   exit();
+   clock->runUntilIdle();
+   EXPECT_EQ( UnitState::normal, unit().state() );
+}
+
+TEST_F( StagesStory, beginsNoStageWhileSomethingOfAnEarlierOneRuns ) {
+   bool busy = true;
+   stages->busyIs( [&]( const Vel::String & ) { return busy; } );
+   enter();
+   EXPECT_EQ( UnitState::enterInProgress, unit().state() );
+   EXPECT_EQ( "", stages->stage( "u1" ) );
+   clock->advance( 100 );
+   EXPECT_EQ( "", stages->stage( "u1" ) );
+   busy = false;
+   stages->look();
+   clock->runUntilIdle();
+   EXPECT_EQ( "drainwatch", stages->stage( "u1" ) );
+   busy = true;
+   exit();
+   clock->runUntilIdle();
+   EXPECT_EQ( "", stages->stage( "u1" ) );
+   busy = false;
+   restart();
+   EXPECT_EQ( "drainwatch", stages->stage( "u1" ) );
+}
+
+TEST_F( StagesStory, tellsOfAnEnterBeforeItsFirstStageBegins ) {
+   Stages::Lists told;
+   stages->entersIs( [&]( const Vel::String & unitName, const Stages::Lists & lists ) {
+      EXPECT_EQ( "u1", unitName );
+      EXPECT_EQ( "", stages->stage( "u1" ) );
+      told = lists;
+   } );
+   enter();
+   EXPECT_EQ( ( Stages::Lists{ { "drainwatch" }, { "drainwatch" } } ), told );
+}
+
+TEST_F( StagesStory, showsAllStagesOfTheRunAndSinceWhen ) {
+   using State = Stages::StageState;
+   const auto shown = [this]( std::size_t i ) {
+      const auto stage = stages->stages( "u1" ).at( i );
+      return std::tuple( stage.name, stage.state, stage.since == 0 ? 0 : clock->currentTime() - stage.since );
+   };
+   EXPECT_TRUE( stages->stages( "u1" ).empty() );
+   EXPECT_TRUE( stages->stages( "nobody" ).empty() );
+   stages->unitIs( "u1", { { "steer", "drainwatch" }, { "drainwatch" } } );
+   enter();
+   clock->advance( 5 );
+   EXPECT_EQ( std::tuple( "steer", State::running, 5 ), shown( 0 ) );
+   EXPECT_EQ( std::tuple( "drainwatch", State::pending, 0 ), shown( 1 ) );
+   complete( "steer" );
+   clock->advance( 3 );
+   EXPECT_EQ( std::tuple( "steer", State::complete, 3 ), shown( 0 ) );
+   EXPECT_EQ( std::tuple( "drainwatch", State::running, 3 ), shown( 1 ) );
+   complete();
+   clock->advance( 20 );
+   EXPECT_EQ( std::tuple( "drainwatch", State::complete, 20 ), shown( 1 ) );
+   exit();
+   complete();
+   clock->advance( 1 );
+   // What was is shown until there is something else.
+   EXPECT_EQ( UnitState::normal, unit().state() );
+   EXPECT_EQ( std::tuple( "drainwatch", State::complete, 1 ), shown( 0 ) );
+   EXPECT_EQ( 1u, stages->stages( "u1" ).size() );
+}
+
+TEST_F( StagesStory, takesACompletionOfCommandsToo ) {
+   const auto commandStatus = Vel::make< Stage::AgentStatus >( "Commands" );
+   model.enter.commandStatus = commandStatus;
+   stages.reset();
+   restart();
+   stages->unitIs( "u1", { { "steer", "drainwatch" }, { "drainwatch" } } );
+   enter();
+   commandStatus->completeIs( { "Commands", "steer", "u1#1" }, true );
+   clock->runUntilIdle();
+   EXPECT_EQ( "drainwatch", stages->stage( "u1" ) );
+}
+
 TEST_F( StagesStory, refusesAnEnterWhileHeld ) {
    stages->holdIs( [] { return Api::Error{ Api::ErrorCode::unavailable, "no store", "" }; } );
    const auto refused = enter();

@@ -36,6 +36,7 @@ AgentRig::AgentRig( const std::string & configuration, Links links )
    : links_( links ), folder_( newFolder() ), time_( Vel::make< Cog::VirtualTime >( begin ) ) {
    configurationIs( configuration );
    world_.time = time_;
+   world_.children = &children_;
    if ( links_ == Links::kernel )
       return;
    firstLoop_ = Vel::make< Cog::EventLoop >( time_ );
@@ -45,7 +46,6 @@ AgentRig::AgentRig( const std::string & configuration, Links links )
    watched_ = Vel::make< WatchedSwitch >( made.made );
    world_.switch_ = watched_;
    world_.simulation = made.simulation;
-   world_.children = &children_;
 }
 
 AgentRig::~AgentRig() {
