@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
 
 .DEFAULT_GOAL := build
-.PHONY: help deps build release test test-full coverage mutants demo bench lint format install clean
+.PHONY: help deps build release test test-full coverage mutants demo demo-linux bench lint format install clean
 
 help: ## list these targets
 	@sed -n 's/^\([a-z-]*\):[^#]*## /\1\t/p' $(firstword $(MAKEFILE_LIST)) | expand -t 12
@@ -51,6 +51,11 @@ demo: deps ## watch a unit drain on a simulated switch
 	cmake --preset release
 	cmake --build --preset release -j$(JOBS)
 	Tools/demo build/release
+
+demo-linux: deps ## watch a spine drain that carries traffic, with real links and routers (root)
+	cmake --preset release
+	cmake --build --preset release -j$(JOBS)
+	Tools/demo-linux build/release
 
 bench: deps ## measure, each figure beside its floor
 	cmake --preset bench

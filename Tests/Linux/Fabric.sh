@@ -223,3 +223,32 @@ _drops() {
          /to-/ { sub( /^ */, "" ); if ( $5 + $13 ) print node, $1, "in", $5, "out", $13 }' /proc/net/dev
    done
 }
+
+# ---- the agent of spine 1
+
+threshold=10kbps # above what routers say to each other with nothing to carry: about 1 kbit/s
+loadInterval=10  # seconds
+settle=5
+stages=$(cd "$(dirname "${BASH_SOURCE[0]}")/../../Stages" && pwd)
+
+_configOfSpine1() {
+   cat > maintd.yaml << YAML
+version: 1
+switch: linux
+settle: ${settle}s
+profiles:
+  fabric: {threshold: $threshold, load-interval: ${loadInterval}s, shutdown: true}
+default-profile: fabric
+groups:
+  fabric: {interfaces: [to-leaf1, to-leaf2]}
+units:
+  spine1: {groups: [fabric]}
+stages:
+  steer:
+    enter: "'$stages/frr-graceful-shutdown' enter --vty-socket $PWD/spine1"
+    exit: "'$stages/frr-graceful-shutdown' exit --vty-socket $PWD/spine1"
+    timeout: 30s
+enter: [steer, drainwatch]
+exit:  [drainwatch, steer]
+YAML
+}

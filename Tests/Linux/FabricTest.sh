@@ -16,6 +16,152 @@ folder=$(dirname "${BASH_SOURCE[0]}")
 
 rate=20000000 # bits per second, each way
 
+_inFabrics() { # "NAME COMMAND..." ...
+   _frrIsThere
+   local what all=()
+   for what in "$@"; do
+      all+=("${what%% *} _withFabric ${what#* }")
+   done
+   _sideBySide "${all[@]}"
+}
+_withFabric() {
+   _fabric
+   "$@"
+}
+
+# ---- the stories
+
+_enters() {
+   [ -e maintd.yaml ] || _configOfSpine1
+   _start
+   _ctlPasses enter spine1 --reason "replace the line card"
+}
+_isShut() { # PORT...
+   local port
+   for port in "$@"; do
+      _shows "$port" true down
+      _isDown "$port" || fail "$port should be down"
+      _is "interfaces/$port" state under-maint || fail "$port should be under maintenance"
+   done
+}
+_comesBack() {
+   local port
+   _ctlPasses exit spine1 --wait --timeout 60s
+   _until 30 "the leaves use both spines again" _bothSpinesAreUsed
+   for port in to-leaf1 to-leaf2; do
+      _isUp "$port" || fail "$port should be up"
+      _until 15 "$port is seen up" _is "interfaces/$port" link-state up
+      _shows "$port" false up
+   done
+   run _frr "$PWD/spine1" "show running-config"
+   says "neighbor"
+   saysNot "graceful-shutdown"
+   _until 15 "the agent is well" _isWell
+}
+# What the leaves did, one line a shift.
+_shiftsWere() {
+   output=$(_shifts)
+   [ "$(cut -d ' ' -f 2- <<< "$output" | sort)" = "$([ $# -eq 0 ] || printf '%s\n' "$@" | sort)" ] || fail "the shifts should be: $*"
+}
+# Of what FILE tells: enough was sent, and hardly anything lost.
+_lostHardlyAnything() { # FILE BITS-PER-SECOND
+   local way
+   output=$(_aboutLosses "$1")
+   for way in there back; do
+      _holds "$(_sum "$1" $way bps) > 0.95 * $2" "as much was sent as was meant to be"
+      _holds "$(_sum "$1" $way overruns) == 0" "the receiver kept up, so that each loss is the fabric's"
+      _holds "$(_sum "$1" $way lost) < 0.001 * $(_sum "$1" $way sent)" "less than 0.1 % was lost"
+   done
+   [ -z "$(_lossesFarFromShifts "$1")" ] || fail "packets were lost more than 100 ms away from a shift"
+}
+
+_isTakenOutAndPutBack() {
+   local away since
+   _flowsBegin flows host1 host2 $flows $rate 240
+   _until 20 "both spines carry" _allCarry $((rate / 5))
+   _enters
+   _until 30 "the leaves avoid spine 1" _spine1IsAvoided
+   _ctlPasses wait spine1 --for=maintenance --timeout 60s
+   _isShut to-leaf1 to-leaf2
+   away=$(_shifts | tail -n 1 | cut -d ' ' -f 1)
+   since=$(_time units/spine1 since)
+   output=$(_shifts)
+   _holds "$since - $away <= $loadInterval + $settle + 15" "the unit completes soon after the shift"
+   _holds "$since - $away >= $settle" "the unit completes after the shift"
+   _shiftsWere "leaf1 to-spine2" "leaf2 to-spine2"
+   _rates 1 > rates
+   output=$(cat rates)
+   [ "$(awk -v least=$((rate / 2)) '/^spine2/ && $3 > least && $4 > least' rates | wc -l)" -eq 2 ] ||
+      fail "spine 2 should carry everything"
+   _comesBack
+   _until 20 "both spines carry again" _allCarry $((rate / 5))
+   _flowsEnd flows
+   _shiftsWere "leaf1 to-spine2" "leaf2 to-spine2" "leaf1 to-spine1 to-spine2" "leaf2 to-spine1 to-spine2"
+   _lostHardlyAnything flows $rate
+}
+
+_waitsForAHostWithoutAnotherWay() {
+   local samples
+   _flowsBegin flows host1 host3 8 2000000 240
+   _enters
+   _until 60 "to-leaf2 is shut" _isDown to-leaf2
+   _until 10 "to-leaf2 is shown shut" _is interfaces/to-leaf2 state under-maint
+   _isShut to-leaf2
+   samples=$(_fact interfaces/to-leaf1 samples)
+   _until 60 "three more samples" _hasSamples to-leaf1 $((samples + 3))
+   _is units/spine1 state entering || fail "the unit should not complete while host 3 is busy"
+   _shows to-leaf1 false up
+   run _ctl explain spine1
+   passes
+   says "it waits for 1 interface"
+   grep -qE '^to-leaf1 +enter-maint +[12]\.[0-9]+ Mbps +[12]\.[0-9]+ Mbps +10\.0 kbps ' <<< "$output" ||
+      fail "should have said that it waits for to-leaf1, with its rates and the threshold"
+   saysNot "to-leaf2 "
+   _flowsEnd flows
+   output=$(_aboutLosses flows)
+   _holds "$(_sum flows there lost) + $(_sum flows back lost) == 0" "host 3 loses nothing"
+   _ctlPasses wait spine1 --for=maintenance --timeout 60s
+   _isShut to-leaf1 to-leaf2
+   _comesBack
+}
+_hasSamples() { [ "$(_fact "interfaces/$1" samples)" -ge "$2" ]; }
+
+# The agent dies while the stage that moves the traffic is at work.
+_isKilledWhileItSteers() {
+   _flowsBegin flows host1 host2 $flows $rate 240
+   _enters
+   _until 10 "the traffic is steered" grep -q 'spine1/steer: .* turned on$' log
+   _kill KILL
+   _start
+   _ctlPasses wait spine1 --for=maintenance --timeout 60s
+   output=$(cat log)
+   grep -q 'spine1/steer: runs again: ' log || fail "the stage should have been run again"
+   _spine1IsAvoided || fail "the leaves should avoid spine 1"
+   _isShut to-leaf1 to-leaf2
+   _comesBack
+   _until 20 "both spines carry again" _allCarry $((rate / 5))
+   _flowsEnd flows
+   _shiftsWere "leaf1 to-spine2" "leaf2 to-spine2" "leaf1 to-spine1 to-spine2" "leaf2 to-spine1 to-spine2"
+   _lostHardlyAnything flows $rate
+}
+
+# No traffic is moved away, so nothing is shut, and the unit is back by itself.
+_cannotBeSteered() {
+   _flowsBegin flows host1 host2 $flows $rate 240
+   _configOfSpine1
+   sed -i 's|--vty-socket [^ "]*|--vty-socket /nonexistent|' maintd.yaml
+   _enters
+   run _ctl wait spine1 --for=maintenance --timeout 60s
+   [ "$status" -eq 4 ] || fail "the unit should not come under maintenance"
+   _ctlPasses wait spine1 --for=normal --timeout 60s
+   run _ctl show unit spine1
+   says "stage steer failed"
+   _isUp to-leaf1 && _isUp to-leaf2 || fail "nothing should be shut"
+   _flowsEnd flows
+   _shiftsWere
+   _lostHardlyAnything flows $rate
+}
+
 # What the other stories rest on: each loss is seen, with its time, and told from those around a shift.
 _countsEachLoss() {
    local node began ended missing=0 first far
@@ -78,4 +224,28 @@ ROUTES
 2026-11-21T14:52:57.5 none
 2026-11-21T14:53:05.6 to-spine1 to-spine2" ] || fail "three changes should have been found"
 }
+takesASpineOutAndPutsItBackWithoutLoss() {
+   _inFabrics "both _isTakenOutAndPutBack" "single _waitsForAHostWithoutAnotherWay"
+}
+goesOnWhenItIsKilledOrCannotSteer() {
+   _inFabrics "killed _isKilledWhileItSteers" "alone _cannotBeSteered"
+}
+
+# The demonstration is made of the same pieces.
+longDemonstrationEndsWell() {
+   _frrIsThere
+   _namespacesCanBeMade
+   run "$tools/demo-linux" "$build"
+   passes
+   says "Spine 1 was out of service and is back"
+}
+tellsWhoIsNotRootWhatToType() {
+   mkdir bin
+   printf '#!/bin/sh\necho 1000\n' > bin/id
+   chmod +x bin/id
+   PATH=$PWD/bin:$PATH run "$tools/demo-linux" "$build"
+   fails
+   says "sudo $(cd "$tools/.." && pwd)/Tools/demo-linux $build"
+}
+
 runTest "$2"
