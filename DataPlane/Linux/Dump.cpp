@@ -119,6 +119,30 @@ Outcome Dumps::open( const char * what ) {
 Outcome Dumps::whole(
    const Bytes & request, const char * what, const std::function< void() > & begin,
    const std::function< void( const nlmsghdr & ) > & handle ) {
+   return repeat( request, what, begin, handle, [] { return true; } );
+}
+
+Outcome Dumps::agreed(
+   const Bytes & request, const char * what, const std::function< void() > & begin,
+   const std::function< void( const nlmsghdr & ) > & handle, const std::function< bool() > & same ) {
+   bool hasOther = false, isEmpty = true;
+   return repeat(
+      request, what,
+      [&] {
+         isEmpty = true;
+         begin();
+      },
+      [&]( const nlmsghdr & message ) {
+         isEmpty = false;
+         handle( message );
+      },
+      [&] { return isEmpty || ( std::exchange( hasOther, true ) && same() ); } );
+}
+
+/// Until `enough` says so of a dump that was not interrupted.
+Outcome Dumps::repeat(
+   const Bytes & request, const char * what, const std::function< void() > & begin,
+   const std::function< void( const nlmsghdr & ) > & handle, const std::function< bool() > & enough ) {
    code_ = 0;
    if ( const Outcome opened = open( what ); !opened.ok() )
       return opened;
@@ -128,7 +152,7 @@ Outcome Dumps::whole(
       code_ = result.code;
       if ( !result.outcome.ok() )
          channel_.reset();
-      if ( !result.outcome.ok() || !result.interrupted )
+      if ( !result.outcome.ok() || ( !result.interrupted && enough() ) )
          return result.outcome;
    }
    return Outcome::failed( Vel::text( what, ": they change faster than they can be read" ) );

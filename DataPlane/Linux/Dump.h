@@ -35,6 +35,11 @@ class Dumps {
    Outcome whole(
       const Bytes & request, const char * what, const std::function< void() > & begin,
       const std::function< void( const nlmsghdr & ) > & handle );
+   /// The same for what the kernel does not mark when it has changed meanwhile: also dumps again until two dumps in a row
+   /// have given the same, which `same` is asked; a dump of nothing is not repeated, for it has been one step.
+   Outcome agreed(
+      const Bytes & request, const char * what, const std::function< void() > & begin,
+      const std::function< void( const nlmsghdr & ) > & handle, const std::function< bool() > & same );
    /// Asks for one thing.
    Outcome
    one( const Bytes & request, const char * what, const std::function< void( const nlmsghdr & ) > & handle );
@@ -46,6 +51,9 @@ class Dumps {
    static constexpr int maxTries = 5;
 
    Outcome open( const char * what );
+   Outcome repeat(
+      const Bytes & request, const char * what, const std::function< void() > & begin,
+      const std::function< void( const nlmsghdr & ) > & handle, const std::function< bool() > & enough );
 
    Kernel & kernel_;
    std::unique_ptr< Channel > channel_;

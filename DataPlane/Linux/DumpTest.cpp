@@ -18,9 +18,24 @@ class Dump : public testing::Test {
          [&]( const nlmsghdr & message ) { names += parseLink( message ).value().link.name + " "; } );
    }
 
+   /// Until two are the same.
+   Outcome agreedLinks() {
+      Vel::String before;
+      return dumps.agreed(
+         linkDumpRequest(), "links",
+         [&] {
+            before = std::exchange( names, {} );
+            if ( changing )
+               kernel.links[1].name += "x";
+         },
+         [&]( const nlmsghdr & message ) { names += parseLink( message ).value().link.name + " "; },
+         [&] { return names == before; } );
+   }
+
    FakeKernel kernel;
    Dumps dumps{ kernel };
    Vel::String names;
+   bool changing = false;
 };
 
 TEST_F( Dump, bringsEverything ) {
@@ -42,6 +57,20 @@ TEST_F( Dump, isRepeatedWhenItWasInterrupted ) {
 TEST_F( Dump, failsWhenItIsInterruptedEachTime ) {
    kernel.interruptedDumps = 100;
    EXPECT_EQ( "links: they change faster than they can be read", links().text() );
+}
+
+TEST_F( Dump, thatBearsNoMarksIsRepeatedUntilTwoAreTheSame ) {
+   EXPECT_TRUE( agreedLinks().ok() );
+   EXPECT_EQ( "et1 et2 ", names );
+   EXPECT_EQ( 2, kernel.dumps[RTM_GETLINK] );
+   changing = true;
+   EXPECT_EQ( "links: they change faster than they can be read", agreedLinks().text() );
+}
+
+TEST_F( Dump, thatBearsNoMarksAndBringsNothingIsNotRepeated ) {
+   kernel.links.clear();
+   EXPECT_TRUE( agreedLinks().ok() );
+   EXPECT_EQ( 1, kernel.dumps[RTM_GETLINK] );
 }
 
 TEST_F( Dump, kernelsErrorIsTheReason ) {

@@ -70,6 +70,11 @@ class FakeKernel final : public Kernel {
    bool answers = true;
    bool setsLinks = true; ///< or only says so
    int opened = 0;
+   std::map< Vel::U16, int > dumps; ///< that were asked for, by type of message
+   /// Whether a dump of VLANs leaves out those of a link, without a mark; none unless set.
+   std::function< bool( Vel::U32 ifIndex ) > hidden;
+   /// Called when a channel for events has been opened.
+   std::function< void() > eventsOpened;
    std::shared_ptr< Inbox > events, requests;
 
    Opened open( bool toldOfLinks ) override {
@@ -79,6 +84,8 @@ class FakeKernel final : public Kernel {
       const auto inbox = std::make_shared< Inbox >();
       if ( toldOfLinks )
          events = inbox;
+      if ( toldOfLinks && eventsOpened )
+         eventsOpened();
       return { {}, std::make_unique< FakeChannel >( *this, inbox ) };
    }
    LinkSnapshot bootId() override { return { {}, "boot 1" }; }
@@ -152,6 +159,7 @@ class FakeKernel final : public Kernel {
    }
 
    void dump( const nlmsghdr & request, Inbox & inbox ) {
+      ++dumps[request.nlmsg_type];
       if ( failingDumps > 0 ) {
          --failingDumps;
          return inbox.push( answerFrom( request, answerBytes( request.nlmsg_seq, ENOMEM ), 0 ) );
@@ -171,7 +179,8 @@ class FakeKernel final : public Kernel {
             push( statsBytes( ifIndex, octets.inOctets, octets.outOctets ) );
       if ( request.nlmsg_type == RTM_GETVLAN )
          for ( const auto & [ifIndex, ranges] : vlans )
-            push( vlanBytes( ifIndex, ranges ) );
+            if ( !hidden || !hidden( ifIndex ) )
+               push( vlanBytes( ifIndex, ranges ) );
       if ( request.nlmsg_type == RTM_GETADDR )
          for ( const Bytes & bytes : addresses )
             push( bytes );

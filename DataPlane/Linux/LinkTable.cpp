@@ -1,5 +1,7 @@
 #include "DataPlane/Linux/LinkTable.h"
 
+#include "DataPlane/Linux/FirstFew.h"
+
 namespace DataPlane::Linux {
 
 using Kind = Wire::IntfId::Kind;
@@ -33,6 +35,7 @@ void LinkTable::clear() {
    uppers_.clear();
    holders_.clear();
    refused_.clear();
+   inDoubt_ = false;
    ++revision_;
 }
 
@@ -81,12 +84,15 @@ void LinkTable::forEach(
 }
 
 Vel::String LinkTable::refusals() const {
-   Vel::String text;
-   for ( const auto & [index, vlanId] : refused_ )
-      text += Vel::text(
-         text.empty() ? "" : "; ", "link \"", name( index ), "\" is refused: VLAN ", vlanId,
-         " has an interface on another bridge already, \"", name( holders_.at( vlanId ) ), "\"" );
-   return text;
+   std::vector< Vel::String > texts;
+   for ( const auto & [index, vlanId] : refused_ ) {
+      if ( texts.size() == few )
+         break;
+      texts.push_back( Vel::text(
+         "link \"", name( index ), "\" is refused: VLAN ", vlanId,
+         " has an interface on another bridge already, \"", name( holders_.at( vlanId ) ), "\"" ) );
+   }
+   return firstFew( texts, refused_.size() );
 }
 
 Kind LinkTable::kindOf( Vel::U32 ifIndex ) const {
@@ -116,11 +122,12 @@ Wire::IntfId LinkTable::classify( const LinkMessage & link ) const {
 }
 
 void LinkTable::linkIs( const LinkMessage & link ) {
-   Indices affected;
-   // Somebody else of that name can only be one whose end we have missed; if it was renamed instead, we shall hear.
    const Vel::U32 other = ifIndexOfName( link.name );
-   if ( other != 0 && other != link.ifIndex )
-      erase( other, affected );
+   if ( other != 0 && other != link.ifIndex ) {
+      inDoubt_ = true;
+      return;
+   }
+   Indices affected;
    store( link, affected );
    retell( affected );
 }
@@ -150,6 +157,7 @@ void LinkTable::dumpIs( const std::vector< LinkMessage > & links ) {
          byName_.erase( entry->link.name );
    for ( const LinkMessage * const link : changed )
       store( *link, affected );
+   inDoubt_ = false;
    retell( affected );
 }
 

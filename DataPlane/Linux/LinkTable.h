@@ -17,6 +17,9 @@
 /// 1. A VLAN id belongs to one link at most. Another device that would be the interface of the same id, on another
 ///    bridge, is refused: the listener does not hear of it until the first one has gone.
 /// 2. The listener is told differences only, and removals before additions, so that a name is never two links' at a time.
+/// 3. News that give a link the name that another one has, as far as we know, are not taken: they may be older than a
+///    dump that was (the other has got the name since), and a link that is there must not be told as gone for a moment.
+///    Or else the end of the other one was missed. Either way only a dump says what is so.
 namespace DataPlane::Linux {
 
 class LinkTable {
@@ -26,6 +29,7 @@ class LinkTable {
    /// Forgets everything without telling.
    void clear();
 
+   /// Not taken if another link has the name; the table is in doubt then.
    void linkIs( const LinkMessage & link );
    void linkDel( Vel::U32 ifIndex );
    /// All links that there are: those that are missing have gone.
@@ -46,7 +50,9 @@ class LinkTable {
       const std::function< void( const LinkMessage & link, const Wire::IntfId & intf ) > & handle ) const;
    /// Differs from an earlier one if links may have come, gone or become others since. Up and down do not count.
    Vel::U64 revision() const { return revision_; }
-   /// What was refused and why, for the operator; empty: nothing.
+   /// Whether news were not taken since the last dump, so that another one is needed.
+   bool inDoubt() const { return inDoubt_; }
+   /// What was refused and why, for the operator, the first few only; empty: nothing.
    Vel::String refusals() const;
    std::size_t size() const { return entries_.size(); }
 
@@ -73,6 +79,7 @@ class LinkTable {
    std::map< Vel::U32, Indices > uppers_;   ///< VLAN devices by the link below them
    std::map< Vel::U16, Vel::U32 > holders_; ///< of VLAN ids
    std::map< Vel::U32, Vel::U16 > refused_; ///< VLAN ids by number
+   bool inDoubt_ = false;
    Vel::U64 revision_ = 0;
 };
 

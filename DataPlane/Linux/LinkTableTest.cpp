@@ -116,13 +116,21 @@ TEST_F( LinkTable, anotherKindUnderANameIsRemovedAndAdded ) {
    EXPECT_EQ( Wire::IntfId( Wire::PortChannelIntfId( "et1" ) ), told( "et1" ) );
 }
 
-TEST_F( LinkTable, newLinkOfANameEndsOneWhoseEndWasMissed ) {
+TEST_F( LinkTable, newsThatGiveALinkTheNameOfAnotherAreInDoubtUntilADump ) {
    add( port( 1, "et1" ) );
+   add( port( 3, "et3" ) );
+   listener.take();
+   for ( const Vel::U32 ifIndex : { 2u, 3u } ) {
+      add( port( ifIndex, "et1" ) );
+      EXPECT_TRUE( table.inDoubt() );
+      EXPECT_EQ( "", listener.take() );
+      dump( { port( 1, "et1" ), port( 3, "et3" ) } );
+      EXPECT_FALSE( table.inDoubt() );
+      EXPECT_EQ( "", listener.take() );
+   }
    add( port( 2, "et1" ) );
-   EXPECT_EQ( "et1 up, -et1, et1 up", listener.take() );
-   EXPECT_EQ( 2u, listener.link( "et1" )->ifIndex );
-   table.linkDel( 1 );
-   EXPECT_EQ( "", listener.take() );
+   dump( { port( 2, "et1" ), port( 3, "et3" ) } );
+   EXPECT_EQ( "-et1, et1 up", listener.take() );
    EXPECT_EQ( 2u, table.ifIndexOfName( "et1" ) );
 }
 
@@ -163,6 +171,19 @@ TEST_F( LinkTable, ofSeveralRefusedOnesTheOldestFollows ) {
    EXPECT_NE( Vel::String::npos, table.refusals().find( "\"c\"" ) );
    add( vlan( 4, "b", 1, 20 ) );
    EXPECT_EQ( "-b, b up, c up", listener.take() );
+}
+
+TEST_F( LinkTable, manyRefusedOnesAreNotAllNamed ) {
+   add( bridge( 1, "br0" ) );
+   add( bridge( 2, "br1" ) );
+   for ( Vel::U16 id = 1; id <= 40; ++id ) {
+      add( vlan( 100u + id, Vel::text( "v", id ).c_str(), 1, id ) );
+      add( vlan( 200u + id, Vel::text( "w", id ).c_str(), 2, id ) );
+   }
+   const Vel::String text = table.refusals();
+   EXPECT_NE( Vel::String::npos, text.find( "link \"w4\" is refused: VLAN 4 " ) );
+   EXPECT_EQ( Vel::String::npos, text.find( "\"w5\"" ) );
+   EXPECT_NE( Vel::String::npos, text.find( "; and 36 more" ) );
 }
 
 TEST_F( LinkTable, vlanDeviceFollowsTheKindOfTheLinkBelowIt ) {

@@ -5,6 +5,20 @@
 namespace DataPlane::Linux {
 namespace {
 
+/// To 10.0.0.N over the link N.
+Bytes routeOver( Vel::U32 ifIndex, Vel::U8 protocol ) {
+   rtmsg header{};
+   header.rtm_family = AF_INET;
+   header.rtm_dst_len = 32;
+   header.rtm_table = RT_TABLE_MAIN;
+   header.rtm_protocol = protocol;
+   header.rtm_type = RTN_UNICAST;
+   MessageBuilder message( RTM_NEWROUTE, 0 );
+   message.header( header );
+   message.attribute( RTA_DST, address( Vel::text( "10.0.0.", ifIndex ).c_str() ).payload() );
+   return message.attribute( RTA_OIF, ifIndex ).take();
+}
+
 TEST_F( LinuxFault, startNamesWhatFailed ) {
    kernel->failingDumps = 1;
    EXPECT_EQ( "cannot read the links: Cannot allocate memory", made->start( listener ).text() );
@@ -70,6 +84,82 @@ TEST_F( LinuxFault, lossIsToldOnceWhenItIsMadeUpFor ) {
    EXPECT_EQ( "resynchronised, healthy", listener.take() );
    runFor( 5 );
    EXPECT_EQ( "", listener.take() );
+}
+
+TEST_F( LinuxFault, oldNewsOfANameDoNotEndTheLinkThatHasItNow ) {
+   struct Row {
+      const char * what;
+      std::vector< Bytes > news;
+   };
+   // News that have come between the opening of the channel and the dump are older than that.
+   const Row rows[] = {
+      { "renamed",
+        { linkBytes( { .ifIndex = 5, .name = "et1" } ), linkBytes( { .ifIndex = 5, .name = "et2" } ),
+          linkBytes( { .ifIndex = 9, .name = "et1" } ) } },
+      { "deleted",
+        { linkBytes( { .ifIndex = 4, .name = "et1" } ),
+          linkBytes( { .ifIndex = 4, .name = "et1" }, RTM_DELLINK ),
+          linkBytes( { .ifIndex = 9, .name = "et1" } ) } } };
+   for ( const Row & row : rows ) {
+      SCOPED_TRACE( row.what );
+      made->stop();
+      listener = {};
+      kernel->links = { { 5, { .ifIndex = 5, .name = "et2" } }, { 9, { .ifIndex = 9, .name = "et1" } } };
+      kernel->eventsOpened = [&] {
+         for ( const Bytes & bytes : row.news )
+            kernel->events->push( bytes );
+      };
+      started();
+      EXPECT_EQ( "", toldInTurn() );
+      kernel->events->push( Channel::Got::lost );
+      EXPECT_EQ( "resynchronised", toldInTurn() );
+      EXPECT_EQ( "", toldInTurn() );
+      EXPECT_EQ( 9u, listener.link( "et1" )->ifIndex );
+   }
+}
+
+TEST_F( LinuxFault, newLinkOfANameEndsOneWhoseEndWasMissed ) {
+   started();
+   kernel->links.erase( 1 );
+   kernel->add( { .ifIndex = 7, .name = "et1" } );
+   EXPECT_EQ( "-et1, et1 up", toldInTurn() );
+   EXPECT_EQ( 7u, listener.link( "et1" )->ifIndex );
+   EXPECT_EQ( Health(), listener.health );
+}
+
+TEST_F( LinuxFault, degradedWhileItCannotBeReadWhoHasAName ) {
+   started();
+   kernel->links.erase( 1 );
+   kernel->failingDumps = 1;
+   kernel->add( { .ifIndex = 7, .name = "et1" } );
+   EXPECT_EQ( "degraded", toldInTurn() );
+   // Not with each of the next news.
+   kernel->add( { .ifIndex = 8, .name = "et8" } );
+   EXPECT_EQ( "et8 up", toldInTurn() );
+   runFor( 1.5 );
+   EXPECT_EQ( "-et1, et1 up, healthy", listener.take() );
+}
+
+TEST_F( LinuxFault, newsThatAreLostAgainAndAgainAreMadeUpForNowAndThen ) {
+   started();
+   kernel->eventsOpened = [this] { kernel->events->push( Channel::Got::lost ); };
+   kernel->events->push( Channel::Got::lost );
+   const int before = kernel->dumps[RTM_GETLINK];
+   runFor( 0.5 );
+   EXPECT_EQ( before + LinuxSwitch::maxLossesInARow, kernel->dumps[RTM_GETLINK] );
+   EXPECT_EQ( "resynchronised, resynchronised, resynchronised, degraded", listener.take() );
+   EXPECT_EQ( "links change faster than they can be heard of", listener.health.text );
+   runFor( 10 );
+   EXPECT_LE( kernel->dumps[RTM_GETLINK], before + LinuxSwitch::maxLossesInARow + 11 );
+   EXPECT_GE( kernel->dumps[RTM_GETLINK], before + LinuxSwitch::maxLossesInARow + 8 );
+   // It ends, and after a while another loss is one of its own.
+   kernel->eventsOpened = nullptr;
+   runFor( 2.5 );
+   listener.take();
+   EXPECT_EQ( Health(), listener.health );
+   kernel->links[3] = { .ifIndex = 3, .name = "et3" };
+   kernel->events->push( Channel::Got::lost );
+   EXPECT_EQ( "et3 up, resynchronised", toldInTurn() );
 }
 
 TEST_F( LinuxFault, interruptedDumpIsRepeated ) {
@@ -401,6 +491,40 @@ TEST_F( LinuxFault, portWithoutCountersHasNoEntry ) {
    ASSERT_TRUE( made->countersRefresh( *pool ).ok() );
    EXPECT_TRUE( pool->intfCounterDir( eth( "et1" ) ) );
    EXPECT_FALSE( pool->intfCounterDir( eth( "et2" ) ) );
+}
+
+TEST_F( LinuxFault, routesAreReadOnceForManySnapshotsOfATurn ) {
+   for ( Vel::U32 i = 1; i <= 64; ++i ) {
+      kernel->links[i] = { .ifIndex = i, .name = Vel::text( "et", i ) };
+      kernel->routes.push_back( routeOver( i, RTPROT_STATIC ) );
+      kernel->routes.push_back( routeOver( i, RTPROT_BGP ) );
+   }
+   started();
+   const auto wanted = []( Vel::U32 i ) {
+      return Vel::text( "route inet 10.0.0.", i, "/32 table=254 protocol=4 scope=0 type=1 leg=et", i, "\n" );
+   };
+   for ( Vel::U32 i = 1; i <= 64; ++i )
+      EXPECT_EQ( wanted( i ), made->linkSnapshot( eth( Vel::text( "et", i ) ) ).text );
+   EXPECT_EQ( 4, kernel->dumps[RTM_GETROUTE] ) << "of two versions of IP each: those of the first, and all";
+   // In the next turn they may be others.
+   turn();
+   kernel->routes.erase( kernel->routes.begin() );
+   EXPECT_EQ( "", made->linkSnapshot( eth( "et1" ) ).text );
+   EXPECT_EQ( wanted( 2 ), made->linkSnapshot( eth( "et2" ) ).text );
+   EXPECT_EQ( 8, kernel->dumps[RTM_GETROUTE] );
+}
+
+TEST_F( LinuxFault, routesThatCouldNotBeReadAreReadForTheNextSnapshot ) {
+   kernel->routes.push_back( routeOver( 2, RTPROT_STATIC ) );
+   started();
+   EXPECT_TRUE( made->linkSnapshot( eth( "et1" ) ).outcome.ok() );
+   kernel->refused = []( const nlmsghdr & request ) {
+      return request.nlmsg_type == RTM_GETROUTE ? ENOMEM : 0;
+   };
+   EXPECT_EQ(
+      "cannot read the routes: Cannot allocate memory", made->linkSnapshot( eth( "et2" ) ).outcome.text() );
+   kernel->refused = nullptr;
+   EXPECT_NE( "", made->linkSnapshot( eth( "et2" ) ).text );
 }
 
 TEST_F( LinuxFault, snapshotThatCannotBeTakenIsAFailure ) {

@@ -13,8 +13,8 @@ class LinuxMembers : public LinuxFault {
       kernel->links[8] = { .ifIndex = 8, .name = "bond0", .kind = "bond" };
       kernel->links[1] = bridged();
       kernel->links[2] = { .ifIndex = 2, .name = "et2", .master = 8, .slaveKind = "bond" };
-      kernel->vlans[1] = { { 1, 1 }, { 10, 12 } };
-      kernel->vlans[9] = { { 1, 1 } };
+      kernel->vlans[1] = { { 1, 1, true }, { 10, 12 } };
+      kernel->vlans[9] = { { 1, 1, true } };
    }
    static TestLink bridged() { return { .ifIndex = 1, .name = "et1", .master = 9, .slaveKind = "bridge" }; }
    Vel::String members() const {
@@ -107,6 +107,54 @@ TEST_F( LinuxMembers, vlanThatIsLeftForAnotherDefaultIsReadAgain ) {
    kernel->vlans.clear();
    tell( vlanBytes( 1, { { 20, 20 } } ) );
    EXPECT_EQ( "20+et1", toldInTurn() );
+}
+
+TEST_F( LinuxMembers, vlansAreNotReadAgainForPortsThatJoinAndLeave ) {
+   started();
+   const int before = kernel->dumps[RTM_GETVLAN];
+   for ( Vel::U32 port = 11; port < 20; ++port ) {
+      kernel->add( { .ifIndex = port, .name = Vel::text( "et", port ), .master = 9, .slaveKind = "bridge" } );
+      tell( vlanBytes( port, { { 1, 1, true } } ) );
+      tell( vlanBytes( port, { { 1, 1, true } } ) );
+   }
+   tell( vlanBytes( 11, { { 1, 1 } }, RTM_DELVLAN ) );
+   tell( vlanBytes( 11, { { 7, 7, true } } ) );
+   turn();
+   EXPECT_TRUE( listener.vlanMembers.count( { 1, "et19" } ) && listener.vlanMembers.count( { 7, "et11" } ) );
+   EXPECT_EQ( before, kernel->dumps[RTM_GETVLAN] );
+}
+
+TEST_F( LinuxMembers, dumpOfVlansThatHidesSomeWithoutAMarkIsNotTaken ) {
+   // A link that goes while the kernel walks through them makes it skip another.
+   const auto hiddenOnce = [this] {
+      kernel->hidden = [this, dump = kernel->dumps[RTM_GETVLAN] + 1]( Vel::U32 ifIndex ) {
+         return ifIndex == 1 && kernel->dumps[RTM_GETVLAN] == dump;
+      };
+   };
+   hiddenOnce();
+   started();
+   EXPECT_EQ( all, members() );
+   hiddenOnce();
+   kernel->events->push( Channel::Got::lost );
+   EXPECT_EQ( "resynchronised", toldInTurn() );
+   hiddenOnce();
+   tell( vlanBytes( 1, { { 11, 11, true } } ) );
+   EXPECT_EQ( "", toldInTurn() ) << "the default has moved, so all are read again";
+   EXPECT_EQ( all, members() );
+}
+
+TEST_F( LinuxMembers, degradedWhileNoTwoDumpsOfVlansAreTheSame ) {
+   started();
+   kernel->hidden = [this]( Vel::U32 ifIndex ) {
+      return ifIndex == 1 && kernel->dumps[RTM_GETVLAN] % 2 == 0;
+   };
+   kernel->events->push( Channel::Got::lost );
+   EXPECT_EQ( "degraded", toldInTurn() );
+   EXPECT_EQ( "cannot read the VLANs: they change faster than they can be read", listener.health.text );
+   kernel->hidden = nullptr;
+   runFor( 1.5 );
+   EXPECT_EQ( "resynchronised, healthy", listener.take() );
+   EXPECT_EQ( all, members() );
 }
 
 TEST_F( LinuxMembers, degradedWhileVlansThatMayHaveBeenLeftCannotBeRead ) {

@@ -5,8 +5,6 @@
 #include <cerrno>
 #include <limits>
 
-#include <sys/socket.h>
-
 namespace DataPlane {
 
 Vel::Ptr< Switch > switchNewLinux( const Vel::Ptr< Cog::EventLoop > & loop ) {
@@ -24,6 +22,7 @@ LinuxSwitch::LinuxSwitch( Vel::Ptr< Cog::EventLoop > loop, std::unique_ptr< Kern
      kernel_( std::move( kernel ) ),
      dumps_( *kernel_ ),
      requests_( [this] { later( [this] { handleAnswers(); } ); } ),
+     recoveredAt_( -never ),
      recoveryTime_( never ) {
    links_.listenerIs( &membership_ );
 }
@@ -73,7 +72,10 @@ void LinuxSwitch::stop() {
    health_ = {};
    trouble_.clear();
    missed_ = false;
+   losses_ = 0;
+   recoveredAt_ = -never;
    recoveryTime_ = never;
+   lostRoutes_.forget();
 }
 
 Outcome LinuxSwitch::openEvents() {
@@ -129,7 +131,7 @@ bool LinuxSwitch::handleEvents() {
          close( events_ );
          membership_.settle();
          if ( received.got == Channel::Got::lost )
-            recover();
+            handleLoss();
          else
             degrade( "cannot hear of links: " + error );
          return true;
@@ -151,7 +153,6 @@ void LinuxSwitch::take( const nlmsghdr & event ) {
       vlans_.linkDel( link->link.ifIndex );
    } else if ( const std::optional< VlanEvent > vlan = parseVlan( event ) ) {
       vlans_.eventIs( *vlan );
-      vlansUntold_ |= vlan->byDefault;
    }
 }
 
@@ -174,34 +175,51 @@ Outcome LinuxSwitch::dumpLinks() {
    return {};
 }
 
-/// A kernel without VLANs of bridges refuses it as not supported.
+/// A kernel without VLANs of bridges refuses it as not supported. Others go through the links by their position: one that
+/// goes meanwhile hides the VLANs of another, and of that the dump bears no mark.
 Outcome LinuxSwitch::dumpVlans() {
-   std::vector< VlanEvent > vlans;
-   const Outcome outcome = dumps_.whole(
-      vlanDumpRequest(), "cannot read the VLANs", [&] { vlans.clear(); },
+   VlansOfLinks vlans, before;
+   const Outcome outcome = dumps_.agreed(
+      vlanDumpRequest(), "cannot read the VLANs", [&] { before = std::exchange( vlans, {} ); },
       [&]( const nlmsghdr & message ) {
-         if ( std::optional< VlanEvent > event = parseVlan( message ) )
-            vlans.push_back( std::move( *event ) );
-      } );
+         if ( const std::optional< VlanEvent > event = parseVlan( message ) )
+            Linux::take( *event, vlans );
+      },
+      [&] { return vlans == before; } );
    const bool unknown = dumps_.code() == EOPNOTSUPP;
    if ( !outcome.ok() && !unknown )
       return outcome;
-   vlansUntold_ = false;
    if ( unknown )
       vlans_.clear();
    else
-      vlans_.dumpIs( vlans );
+      vlans_.dumpIs( std::move( vlans ) );
    return {};
 }
 
 /// All news that there were have been taken.
 void LinuxSwitch::settle() {
-   const Outcome outcome = vlansUntold_ ? dumpVlans() : Outcome();
+   Outcome outcome;
+   // If that has failed, it has its time.
+   if ( recoveryTime_ == never && links_.inDoubt() )
+      outcome = dumpLinks();
+   else if ( recoveryTime_ == never && vlans_.inDoubt() )
+      outcome = dumpVlans();
    membership_.settle();
    if ( outcome.ok() )
       tellHealth();
    else
       degrade( outcome.text() );
+}
+
+/// At once, unless news are lost again and again: with a small buffer and links that flap without end there would be
+/// nothing but dumps.
+void LinuxSwitch::handleLoss() {
+   const bool inARow = loop_->currentTime() < recoveredAt_ + recoveryPeriod;
+   losses_ = inARow ? losses_ + 1 : 1;
+   if ( losses_ <= maxLossesInARow )
+      recover();
+   else
+      degrade( "links change faster than they can be heard of" );
 }
 
 void LinuxSwitch::recover() {
@@ -214,6 +232,7 @@ void LinuxSwitch::recover() {
    if ( !outcome.ok() )
       return degrade( outcome.text() );
    trouble_.clear();
+   recoveredAt_ = loop_->currentTime();
    if ( std::exchange( missed_, false ) )
       listener_->resynchronised();
    tellHealth();
@@ -279,6 +298,7 @@ void LinuxSwitch::linkSet( RequestId id, const Wire::IntfId & intf, bool up, con
    if ( !running_ )
       return;
    cancelRestore( intf );
+   lostRoutes_.forget();
    const Vel::U32 ifIndex = links_.ifIndex( intf );
    if ( ifIndex == 0 ) {
       const Outcome outcome = Outcome::failed( Vel::text( "there is no link \"", intf, "\"" ) );
@@ -391,20 +411,10 @@ LinkSnapshot LinuxSwitch::linkSnapshot( const Wire::IntfId & intf ) {
          if ( std::optional< LinkAddress > address = parseLostAddress( message, ifIndex ) )
             state.addresses.push_back( std::move( *address ) );
       } );
-   const NameOfLink nameOf = [this]( Vel::U32 index ) { return links_.name( index ); };
-   for ( const Vel::U8 family : { Vel::U8( AF_INET ), Vel::U8( AF_INET6 ) } ) {
-      if ( !outcome.ok() )
-         break;
-      const std::size_t before = state.routes.size();
-      outcome = dumps_.whole(
-         routeDumpRequest( family, ifIndex, 0 ), "cannot read the routes",
-         [&] { state.routes.resize( before ); },
-         [&]( const nlmsghdr & message ) {
-            std::optional< Route > route = parseRoute( message, nameOf );
-            if ( route && isLost( *route, links_.name( ifIndex ) ) )
-               state.routes.push_back( std::move( *route ) );
-         } );
-   }
+   if ( lostRoutes_.fresh() )
+      later( [this] { lostRoutes_.forget(); } );
+   if ( outcome.ok() )
+      outcome = lostRoutes_.read( ifIndex, state.routes );
    return { outcome, outcome.ok() ? textOf( state ) : Vel::String() };
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DataPlane/Linux/LostRoutes.h"
 #include "DataPlane/Linux/Membership.h"
 #include "DataPlane/Linux/PortCounters.h"
 #include "DataPlane/Linux/Restore.h"
@@ -33,6 +34,9 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
 
    /// Seconds after which what has failed is tried again: hearing of links, reading them.
    static constexpr double recoveryPeriod = 1;
+   /// How many losses of events are made up for at once, when less than `recoveryPeriod` is between them. Each further one
+   /// has to wait for so long.
+   static constexpr int maxLossesInARow = 3;
    /// Datagrams of events that one turn takes at most.
    static constexpr int maxEventsPerTurn = 1024;
 
@@ -64,6 +68,7 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    Outcome dumpLinks();
    Outcome dumpVlans();
    void settle();
+   void handleLoss();
    void recover();
    void degrade( const Vel::String & why );
    void tellHealth();
@@ -83,8 +88,8 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    LinkTable links_;
    VlanTable vlans_;
    Membership membership_{ links_, vlans_ };
-   bool vlansUntold_ = false; ///< links may have left VLANs, which is not told
    PortCounters counters_;
+   LostRoutes lostRoutes_{ dumps_, links_ };
    std::map< Wire::IntfId, Restoring > restoring_;
    std::map< Wire::IntfId, Vel::U64 > lastAsked_; ///< order of the last request that has not ended
    Vel::U64 order_ = 0;
@@ -93,6 +98,8 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    Health health_;
    Vel::String trouble_; ///< why links may be out of date; empty: they are not
    bool missed_ = false; ///< events have been lost, and it is not made up for yet
+   int losses_ = 0;      ///< in a row
+   double recoveredAt_;  ///< the last time; -infinity: never
    double recoveryTime_; ///< infinity: not needed
    /// Posted tasks of an earlier start find it expired. Null: not started.
    std::shared_ptr< const int > running_;

@@ -1,19 +1,10 @@
 #include "DataPlane/Linux/Membership.h"
 
+#include "DataPlane/Linux/FirstFew.h"
+
 namespace DataPlane::Linux {
 
 namespace {
-
-/// The first few only: one bridge may have thousands of VLANs.
-Vel::String joined( const std::vector< Vel::String > & texts ) {
-   constexpr std::size_t most = 4;
-   Vel::String result;
-   for ( std::size_t i = 0; i < std::min( most, texts.size() ); ++i )
-      result += ( result.empty() ? "" : "; " ) + texts[i];
-   if ( texts.size() > most )
-      result += Vel::text( "; and ", texts.size() - most, " more" );
-   return result;
-}
 
 template < class Handle >
 void forEachVlan( const VlanSet & vlans, Handle handle ) {
@@ -66,7 +57,7 @@ void Membership::settle() {
    Members wanted = membersOf( links_, vlans_ );
    leave( wanted );
    join( wanted );
-   uncounted_ = joined( wanted.uncounted );
+   uncounted_ = firstFew( wanted.uncounted, wanted.uncounted.size() );
    told_ = std::move( wanted );
    settled_ = now;
 }

@@ -75,6 +75,7 @@ inline Bytes linkBytes( const TestLink & link, Vel::U16 type = RTM_NEWLINK, Vel:
 struct TestVlans {
    Vel::U16 first;
    Vel::U16 last;
+   bool isDefault = false;
 };
 
 inline Bytes vlanBytes(
@@ -87,7 +88,8 @@ inline Bytes vlanBytes(
    message.header( header );
    for ( const TestVlans & range : ranges )
       message.nested( BRIDGE_VLANDB_ENTRY, [&] {
-         const bridge_vlan_info info{ flags, range.first };
+         const unsigned all = flags | ( range.isDefault ? BRIDGE_VLAN_INFO_PVID : 0 );
+         const bridge_vlan_info info{ static_cast< Vel::U16 >( all ), range.first };
          message.attribute(
             BRIDGE_VLANDB_ENTRY_INFO,
             std::string_view( reinterpret_cast< const char * >( &info ), sizeof info ) );

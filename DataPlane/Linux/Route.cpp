@@ -125,6 +125,11 @@ std::optional< Route > parseRoute( const nlmsghdr & message, const NameOfLink & 
    return route;
 }
 
+bool mayBeLost( const nlmsghdr & message ) {
+   const std::optional< rtmsg > header = fixedHeader< rtmsg >( message );
+   return header && !comesBackByItself( header->rtm_protocol );
+}
+
 bool isLost( const Route & route, const Vel::String & device ) {
    return !comesBackByItself( route.protocol ) &&
           std::any_of(

@@ -56,6 +56,9 @@ using LinkOfName = std::function< Vel::U32( const Vel::String & name ) >;
 /// A route of whatever kind; absent for other messages and malformed ones, and for what is no entry of a table (cached
 /// routes, multicast).
 std::optional< Route > parseRoute( const nlmsghdr & message, const NameOfLink & nameOf );
+/// Whether the route of a message may be one that is lost with a link: a quick look, for those of which there are many
+/// (a routing daemon's) are not.
+bool mayBeLost( const nlmsghdr & message );
 /// Whether it would be lost for good when that link goes down.
 bool isLost( const Route & route, const Vel::String & device );
 

@@ -18,7 +18,8 @@ void add( VlanEvent & event, const Attributes & entry ) {
       return;
    for ( unsigned id = info->vid; id <= last; ++id )
       event.vlans.set( id );
-   event.byDefault |= ( info->flags & BRIDGE_VLAN_INFO_PVID ) != 0;
+   if ( info->flags & BRIDGE_VLAN_INFO_PVID )
+      event.defaultId = last;
 }
 
 } // namespace

@@ -18,9 +18,8 @@ struct VlanEvent {
    bool removed = false; ///< the link is not in these VLANs any more; else it is
    Vel::U32 ifIndex = 0; ///< of a port of a bridge, or of a bridge: the VLANs that the switch itself is in
    VlanSet vlans;
-   /// The link's default is among them. It may have left the earlier one: when that of a bridge is changed, the kernel
-   /// tells only which VLAN its links join.
-   bool byDefault = false;
+   /// The one of them that is the link's default; 0: none is. `VlanTable` says what follows from that.
+   Vel::U16 defaultId = 0;
 };
 
 /// Absent for other types. Ranges and ids that are no VLAN are left out, and so is what concerns the bridge as a whole

@@ -34,13 +34,14 @@ TEST( VlanMessage, tellsTheVlansOfALink ) {
    EXPECT_EQ( "1,10-20,4094", textOf( event->vlans ) );
 }
 
-TEST( VlanMessage, tellsWhetherTheDefaultIsAmongThem ) {
-   const auto byDefault = []( Vel::U16 flags ) {
-      return parsed( vlanBytes( 7, { { 1, 1 } }, RTM_NEWVLAN, flags ) )->byDefault;
+TEST( VlanMessage, tellsWhichOfThemIsTheDefault ) {
+   const auto defaultId = []( Vel::U16 flags ) {
+      return parsed( vlanBytes( 7, { { 3, 3 } }, RTM_NEWVLAN, flags ) )->defaultId;
    };
-   EXPECT_FALSE( byDefault( 0 ) );
-   EXPECT_FALSE( byDefault( BRIDGE_VLAN_INFO_UNTAGGED ) );
-   EXPECT_TRUE( byDefault( BRIDGE_VLAN_INFO_UNTAGGED | BRIDGE_VLAN_INFO_PVID ) );
+   EXPECT_EQ( 0, defaultId( 0 ) );
+   EXPECT_EQ( 0, defaultId( BRIDGE_VLAN_INFO_UNTAGGED ) );
+   EXPECT_EQ( 3, defaultId( BRIDGE_VLAN_INFO_UNTAGGED | BRIDGE_VLAN_INFO_PVID ) );
+   EXPECT_EQ( 5, parsed( vlanBytes( 7, { { 1, 4 }, { 5, 5, true }, { 6, 9 } } ) )->defaultId );
 }
 
 TEST( VlanMessage, tellsWhichVlansALinkHasLeft ) {
@@ -92,6 +93,12 @@ class VlanTable : public testing::Test {
  protected:
    void event( const Bytes & bytes ) { table.eventIs( parsed( bytes ).value() ); }
    Vel::String vlans( Vel::U32 ifIndex ) const { return textOf( table.vlans( ifIndex ) ); }
+   static VlansOfLinks dumped( const std::vector< Bytes > & messages ) {
+      VlansOfLinks all;
+      for ( const Bytes & message : messages )
+         take( parsed( message ).value(), all );
+      return all;
+   }
 
    Linux::VlanTable table;
 };
@@ -121,8 +128,7 @@ TEST_F( VlanTable, linksAreApart ) {
 TEST_F( VlanTable, dumpReplacesAllAndMayTellALinkInParts ) {
    event( vlanBytes( 7, { { 1, 9 } } ) );
    event( vlanBytes( 8, { { 1, 9 } } ) );
-   table.dumpIs(
-      { parsed( vlanBytes( 8, { { 2, 3 } } ) ).value(), parsed( vlanBytes( 8, { { 7, 7 } } ) ).value() } );
+   table.dumpIs( dumped( { vlanBytes( 8, { { 2, 3 } } ), vlanBytes( 8, { { 7, 7 } } ) } ) );
    EXPECT_EQ( "", vlans( 7 ) );
    EXPECT_EQ( "2-3,7", vlans( 8 ) );
 }
@@ -146,10 +152,64 @@ TEST_F( VlanTable, revisionChangesWithTheVlans ) {
    EXPECT_FALSE( changed() );
    table.linkDel( 7 );
    EXPECT_TRUE( changed() );
-   table.dumpIs( {} );
-   EXPECT_TRUE( changed() );
    table.clear();
    EXPECT_TRUE( changed() );
+   table.dumpIs( {} );
+   EXPECT_TRUE( changed() ) << "now they are known";
+   table.dumpIs( dumped( { vlanBytes( 7, { { 1, 1 } } ) } ) );
+   EXPECT_TRUE( changed() );
+}
+
+TEST_F( VlanTable, newsThatSayWhatWasKnownAreNoChange ) {
+   event( vlanBytes( 7, { { 1, 4, true } } ) );
+   const Vel::U64 before = table.revision();
+   event( vlanBytes( 7, { { 2, 3 } } ) );
+   event( vlanBytes( 7, { { 9, 9 } }, RTM_DELVLAN ) );
+   event( vlanBytes( 8, { { 9, 9 } }, RTM_DELVLAN ) );
+   table.dumpIs( dumped( { vlanBytes( 7, { { 1, 2 } } ), vlanBytes( 7, { { 3, 3 }, { 4, 4, true } } ) } ) );
+   EXPECT_EQ( before, table.revision() );
+   event( vlanBytes( 7, { { 4, 5 } } ) );
+   EXPECT_NE( before, table.revision() );
+}
+
+TEST_F( VlanTable, isInDoubtOnceTheDefaultOfALinkHasMoved ) {
+   struct Row {
+      const char * what;
+      std::vector< Bytes > events;
+      bool inDoubt;
+   };
+   const Row rows[] = {
+      { "the first", { vlanBytes( 7, { { 5, 5, true } } ) }, false },
+      { "again", { vlanBytes( 7, { { 1, 1, true } } ), vlanBytes( 7, { { 1, 1, true } } ) }, false },
+      { "another", { vlanBytes( 7, { { 1, 1, true } } ), vlanBytes( 7, { { 5, 5, true } } ) }, true },
+      { "of another link",
+        { vlanBytes( 7, { { 1, 1, true } } ), vlanBytes( 8, { { 5, 5, true } } ) },
+        false },
+      { "others besides it",
+        { vlanBytes( 7, { { 1, 1, true } } ), vlanBytes( 7, { { 2, 9 } } ),
+          vlanBytes( 7, { { 2, 9 } }, RTM_DELVLAN ), vlanBytes( 7, { { 5, 5, true } } ) },
+        true },
+      { "after the first was left",
+        { vlanBytes( 7, { { 1, 3 } } ), vlanBytes( 7, { { 1, 1, true } } ),
+          vlanBytes( 7, { { 1, 1 } }, RTM_DELVLAN ), vlanBytes( 7, { { 5, 5, true } } ) },
+        false },
+      { "after the first was one no more",
+        { vlanBytes( 7, { { 1, 1, true } } ), vlanBytes( 7, { { 1, 1 } } ),
+          vlanBytes( 7, { { 5, 5, true } } ) },
+        false },
+   };
+   for ( const Row & row : rows ) {
+      SCOPED_TRACE( row.what );
+      table.dumpIs( {} );
+      EXPECT_FALSE( table.inDoubt() );
+      for ( const Bytes & bytes : row.events )
+         event( bytes );
+      EXPECT_EQ( row.inDoubt, table.inDoubt() );
+   }
+   // Also against what a dump has told.
+   table.dumpIs( dumped( { vlanBytes( 7, { { 1, 1, true } } ) } ) );
+   event( vlanBytes( 7, { { 5, 5, true } } ) );
+   EXPECT_TRUE( table.inDoubt() );
 }
 
 } // namespace
