@@ -2,6 +2,7 @@
 
 #include "DataPlane/Linux/LinuxSwitch.h"
 #include "DataPlane/Linux/NamespaceTest.h"
+#include "DataPlane/Linux/WatchedKernelRig.h"
 
 #include <algorithm>
 #include <csignal>
@@ -15,52 +16,6 @@
 
 namespace DataPlane::Linux {
 namespace {
-
-/// The kernel, with a hook on each of its channels.
-class WatchedKernel final : public Kernel {
- public:
-   /// Called with each new channel for events.
-   std::function< void( const Channel & ) > eventsOpened;
-   /// Called with each datagram of messages that another channel has received, after it has left the kernel.
-   std::function< void() > received;
-   std::size_t linkDumps = 0;
-
-   Opened open( bool toldOfLinks ) override {
-      Opened opened = kernel_->open( toldOfLinks );
-      if ( !opened.channel )
-         return opened;
-      if ( toldOfLinks && eventsOpened )
-         eventsOpened( *opened.channel );
-      if ( !toldOfLinks )
-         opened.channel = std::make_unique< Watched >( *this, std::move( opened.channel ) );
-      return opened;
-   }
-   LinkSnapshot bootId() override { return kernel_->bootId(); }
-
- private:
-   class Watched final : public Channel {
-    public:
-      Watched( WatchedKernel & owner, std::unique_ptr< Channel > inner )
-         : owner_( owner ), inner_( std::move( inner ) ) {}
-      int descriptor() const override { return inner_->descriptor(); }
-      Vel::U32 port() const override { return inner_->port(); }
-      Received receive() override {
-         const Received result = inner_->receive();
-         if ( result.got == Got::messages && owner_.received )
-            owner_.received();
-         return result;
-      }
-      Outcome send( const Bytes & message ) override {
-         owner_.linkDumps += messageIn( message ).nlmsg_type == RTM_GETLINK;
-         return inner_->send( message );
-      }
-
-    private:
-      WatchedKernel & owner_;
-      std::unique_ptr< Channel > inner_;
-   };
-   std::unique_ptr< Kernel > kernel_ = kernelNew();
-};
 
 /// A namespace beside the test's own; as long as this object lives, and no longer, however the test ends.
 class OtherNamespace {
@@ -225,12 +180,12 @@ TEST_F( LinuxNews, interruptedDumpIsRepeatedUntilItIsWhole ) {
    // More than fits into one datagram, so that something can happen between two.
    pairs( 100 );
    int left = 2;
-   kernel->received = [&] {
+   kernel->received = [&]( Vel::U16 ) {
       if ( left-- > 0 )
          veth( Vel::text( "late", left ), Vel::text( "other", left ) );
    };
    started();
-   EXPECT_GE( kernel->linkDumps, 2u );
+   EXPECT_GE( kernel->asked[RTM_GETLINK], 2 );
    EXPECT_TRUE( listener.link( "late0" ) && listener.link( "late1" ) );
    EXPECT_EQ( 205u, listener.links.size() );
    kernel->received = nullptr;

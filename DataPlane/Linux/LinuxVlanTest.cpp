@@ -1,6 +1,10 @@
 // Port-channels and filtering bridges on a real kernel that has them, in network namespaces of their own.
 
+#include "DataPlane/Linux/LinuxSwitch.h"
 #include "DataPlane/Linux/NamespaceTest.h"
+#include "DataPlane/Linux/WatchedKernelRig.h"
+
+#include <linux/rtnetlink.h>
 
 namespace DataPlane::Linux {
 namespace {
@@ -191,6 +195,63 @@ TEST_F( LinuxVlan, allVlansOfManyPortsAreToldAtOnce ) {
    const Vel::Ptr< Switch > other = switchNewLinux( loop );
    ASSERT_TRUE( other->start( fresh ).ok() );
    EXPECT_EQ( fresh.vlanMembers, listener.vlanMembers );
+}
+
+TEST_F( LinuxVlan, linkThatGoesWhileVlansAreReadHidesNone ) {
+   // Ports whose VLANs take more than one datagram; et4 comes before them all.
+   constexpr int pairs = 20;
+   ip( "link add br0 type bridge vlan_filtering 1" );
+   std::ofstream links( "links" ), vlans( "vlans" );
+   for ( int i = 0; i < pairs; ++i ) {
+      links << "link add x" << i << " type veth peer name y" << i << "\n";
+      for ( const char * prefix : { "x", "y" } ) {
+         links << "link set " << prefix << i << " master br0\n";
+         // Scattered, for ranges are short.
+         for ( int id = 2; id < 200; id += 2 )
+            vlans << "vlan add dev " << prefix << i << " vid " << id << "\n";
+      }
+   }
+   links.close();
+   vlans.close();
+   ip( "-batch links" );
+   bridgeDo( "-batch vlans" );
+
+   auto owned = std::make_unique< WatchedKernel >();
+   WatchedKernel * const kernel = owned.get();
+   made = Vel::make< LinuxSwitch >( loop, std::move( owned ) );
+   int parts = 0;
+   kernel->received = [&]( Vel::U16 asked ) {
+      if ( asked == RTM_GETVLAN && ++parts == 1 )
+         ip( "link del et4" );
+   };
+   started();
+   EXPECT_GT( parts, 2 ) << "the dump was of one part";
+   EXPECT_EQ( std::size_t( 2 * pairs * 100 + 1 ), listener.vlanMembers.size() );
+   RecordingListener fresh;
+   const Vel::Ptr< Switch > other = switchNewLinux( loop );
+   ASSERT_TRUE( other->start( fresh ).ok() );
+   EXPECT_EQ( fresh.vlanMembers, listener.vlanMembers );
+}
+
+TEST_F( LinuxVlan, vlansAreReadAgainOnlyWhenADefaultMoves ) {
+   ip( "link add br0 type bridge vlan_filtering 1" );
+   auto owned = std::make_unique< WatchedKernel >();
+   WatchedKernel * const kernel = owned.get();
+   made = Vel::make< LinuxSwitch >( loop, std::move( owned ) );
+   started();
+   const int before = kernel->asked[RTM_GETVLAN];
+   for ( const char * port : { "et1", "et2", "et3" } )
+      ip( Vel::text( "link set ", port, " master br0" ) );
+   bridgeDo( "vlan add dev et1 vid 10-20" );
+   ip( "link set et2 nomaster" );
+   ip( "link set et2 master br0" );
+   untilMembers( "1+br0, 1+et1, 1+et2, 1+et3, 10+et1, 11+et1, 12+et1, 13+et1, 14+et1, 15+et1, 16+et1, "
+                 "17+et1, 18+et1, 19+et1, 20+et1" );
+   EXPECT_EQ( before, kernel->asked[RTM_GETVLAN] );
+   bridgeDo( "vlan del dev et1 vid 10-20" );
+   bridgeDo( "vlan add dev et1 vid 30 pvid" );
+   untilMembers( "1+br0, 1+et1, 1+et2, 1+et3, 30+et1" );
+   EXPECT_GT( kernel->asked[RTM_GETVLAN], before );
 }
 
 } // namespace
