@@ -209,7 +209,7 @@ _rates() {
       began { line[ ++n ] = $0; next }
       { in_[ $1 " " $2 ] = $3; out[ $1 " " $2 ] = $4 }'
 }
-# Every port of both spines carries at least this much each way.
+# Every port of both spines carries at least this much each way. How evenly flows are spread is a matter of chance.
 _allCarry() {
    _rates 1 > rates
    [ "$(awk -v least="$1" '/^spine/ && $3 >= least && $4 >= least' rates | wc -l)" -eq 4 ]

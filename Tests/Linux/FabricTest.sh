@@ -78,7 +78,7 @@ _lostHardlyAnything() { # FILE BITS-PER-SECOND
 _isTakenOutAndPutBack() {
    local away since
    _flowsBegin flows host1 host2 $flows $rate 240
-   _until 20 "both spines carry" _allCarry $((rate / 5))
+   _until 20 "both spines carry" _allCarry $((rate / 20))
    _enters
    _until 30 "the leaves avoid spine 1" _spine1IsAvoided
    _ctlPasses wait spine1 --for=maintenance --timeout 60s
@@ -94,7 +94,7 @@ _isTakenOutAndPutBack() {
    [ "$(awk -v least=$((rate / 2)) '/^spine2/ && $3 > least && $4 > least' rates | wc -l)" -eq 2 ] ||
       fail "spine 2 should carry everything"
    _comesBack
-   _until 20 "both spines carry again" _allCarry $((rate / 5))
+   _until 20 "both spines carry again" _allCarry $((rate / 20))
    _flowsEnd flows
    _shiftsWere "leaf1 to-spine2" "leaf2 to-spine2" "leaf1 to-spine1 to-spine2" "leaf2 to-spine1 to-spine2"
    _lostHardlyAnything flows $rate
@@ -139,7 +139,7 @@ _isKilledWhileItSteers() {
    _spine1IsAvoided || fail "the leaves should avoid spine 1"
    _isShut to-leaf1 to-leaf2
    _comesBack
-   _until 20 "both spines carry again" _allCarry $((rate / 5))
+   _until 20 "both spines carry again" _allCarry $((rate / 20))
    _flowsEnd flows
    _shiftsWere "leaf1 to-spine2" "leaf2 to-spine2" "leaf1 to-spine1 to-spine2" "leaf2 to-spine1 to-spine2"
    _lostHardlyAnything flows $rate
