@@ -292,6 +292,8 @@ void Maintd::makeStages() {
          [this]( const Vel::String & unit ) { return api_->interfacesOf( unit ); },
          []( const std::string & line ) { spdlog::info( "{}", line ); },
          [this] { return storeFailedSince_ == 0; } } );
+   stages_->uncountedIs(
+      [this]( const Wire::IntfId & intf ) { return !executor_->uncounted( intf ).empty(); } );
    stages_->holdIs( [this] { return hold(); } );
    stages_->stageCheckIs( [this]( const Vel::String & stage ) {
       return stage == Config::drainwatchStage ? plugins_->problem( pluginName ) : commands_->check( stage );

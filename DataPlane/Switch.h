@@ -125,6 +125,10 @@ class Switch : public Vel::PtrInterface {
 
    /// Whether members of port-channels and VLANs are told. If not, nobody can say what those carry.
    virtual bool tellsMembership() const = 0;
+   /// Why nobody can say what a port-channel or VLAN interface carries although members are told, for the operator: its
+   /// traffic does not pass the counters of ports, so no member of it is told. Empty: it carries what its members do,
+   /// without any, nothing.
+   virtual Vel::String uncounted( const Wire::IntfId & intf ) const = 0;
    /// Differs after each start of the switch, which forgets who was set down; never empty.
    virtual const Vel::String & bootId() const = 0;
 };

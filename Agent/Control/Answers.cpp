@@ -155,6 +155,18 @@ struct Answers::Json {
          { "reason", waitingText( model, record ) } };
    }
 
+   /// An interface without a record that keeps the unit from completing all the same.
+   json
+   waitingUncounted( const std::string & name, const Wire::IntfId & intf, const std::string & why ) const {
+      json result{ { "interface", name }, { "profile", textOrNull( profileOf( model, intf ) ) } };
+      for ( const char * unknown :
+            { "state", "in-bps", "out-bps", "threshold-bps", "load-interval-seconds", "quiet-seconds",
+              "samples", "next-sample", "shutdown-at" } )
+         result[unknown] = nullptr;
+      result["reason"] = uncountedText( why );
+      return result;
+   }
+
    /// Why the unit does not get on although all has drained; empty: it does get on.
    std::string
    stuckReason( const Maintenance::Unit::Status & status, const ControlCommands::Progress & progress ) const {
@@ -166,6 +178,9 @@ struct Answers::Json {
          return "";
       if ( !progress.blocked.empty() )
          return progress.blocked;
+      for ( const auto & [name, intf] : interfacesOfUnit( model, status.unitName() ) )
+         if ( const std::string why = commands.uncounted( intf ); !why.empty() )
+            return name + " " + uncountedText( why );
       return ( progress.total ? "all interfaces have drained" : "there is no interface to wait for" ) +
              std::string( ", but stage " ) + progress.stage + " has not been reported complete";
    }
@@ -186,7 +201,10 @@ struct Answers::Json {
       json waiting = json::array(), skipped = json::array();
       for ( const auto & [text, intf] : interfacesOfUnit( model, name ) ) {
          const auto * record = model.monIntfStatusDir->monIntfStatus( intf );
-         if ( !record )
+         const std::string uncounted = record ? "" : commands.uncounted( intf );
+         if ( status.state() == UnitState::enterInProgress && !uncounted.empty() )
+            waiting.push_back( waitingUncounted( text, intf, uncounted ) );
+         else if ( !record )
             skipped.push_back(
                { { "interface", text }, { "reason", skippedText( model, intf, status.state() ) } } );
          else if ( underWay && record->state() != Maintenance::monIntfStateUnderMaint )

@@ -67,6 +67,9 @@ class ControlApiTest : public testing::Test {
       commands.dump = [] { return std::string( "diagnostic\ntext\n" ); };
       commands.counters = [this] { return counted.get(); };
       commands.drift = []( const Wire::IntfId & intf ) { return intf.name() == "et1" ? "raised" : ""; };
+      commands.uncounted = [this]( const Wire::IntfId & intf ) {
+         return intf == rig.vlan10 ? uncountedVlan : std::string();
+      };
       commands.linkState = []( const Wire::IntfId & intf ) { return intf.name() == "et1" ? "down" : "up"; };
       commands.whenCommitted = [this]( std::function< void() > call ) {
          waiting.push_back( std::move( call ) );
@@ -128,6 +131,7 @@ class ControlApiTest : public testing::Test {
    ControlCommands::Reloaded reloaded;
    ControlCommands::AgentFacts facts;
    Vel::Ptr< Counted > counted;
+   std::string uncountedVlan; ///< why nobody can say what vlan10 carries
    double now = rig.now;
 };
 
@@ -372,6 +376,28 @@ TEST_F( ControlApiTest, callsAUnitStuckAfter15SecondsOfEqualCounts ) {
    EXPECT_EQ( progress.blocked, get( "units/u1/explain" ).at( "stuck-reason" ) );
    progress.drained = 0;
    EXPECT_EQ( false, get( "units/u1/explain" ).at( "stuck" ) );
+}
+
+TEST_F( ControlApiTest, explainsThatAUnitWaitsForWhatNobodyCanCount ) {
+   rig.unit( "u1" ).stateIs( UnitState::enterInProgress );
+   rig.interfaces->intfStatusDel( rig.vlan10 );
+   uncountedVlan = "bridge \"br0\" does not filter VLANs";
+   progress = { "drainwatch", 0, 0, std::nullopt, 10, "" };
+   const json explained = get( "units/u1/explain" );
+   EXPECT_EQ(
+      json::parse( R"([{"interface":"vlan10","state":null,"profile":"watch","in-bps":null,"out-bps":null,
+         "threshold-bps":null,"load-interval-seconds":null,"quiet-seconds":null,"samples":null,
+         "next-sample":null,"shutdown-at":null,
+         "reason":"is up, and nobody can say what it carries: bridge \"br0\" does not filter VLANs"}])" ),
+      explained.at( "waiting" ) );
+   EXPECT_EQ( true, explained.at( "stuck" ) );
+   EXPECT_EQ(
+      "vlan10 is up, and nobody can say what it carries: bridge \"br0\" does not filter VLANs",
+      explained.at( "stuck-reason" ) );
+   for ( const json & skipped : explained.at( "skipped" ) )
+      EXPECT_NE( "vlan10", skipped.at( "interface" ) );
+   rig.unit( "u1" ).stateIs( UnitState::normal );
+   EXPECT_EQ( json::array(), get( "units/u1/explain" ).at( "waiting" ) );
 }
 
 TEST_F( ControlApiTest, waitsForNothingInAUnitThatIsNormal ) {

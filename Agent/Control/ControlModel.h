@@ -117,6 +117,8 @@ struct ControlCommands {
    std::function< const Vel::Entity *() > counters;
    /// The kernel's own state of a link: "up", "down" or "unknown".
    std::function< std::string( const Wire::IntfId & ) > linkState;
+   /// Why nobody can say what a link that is up carries; empty: it can be said, or there is nothing to say.
+   std::function< std::string( const Wire::IntfId & ) > uncounted;
    /// What somebody else has done to a link that we hold or watch: "raised", "lowered"; empty: nothing.
    std::function< std::string( const Wire::IntfId & ) > drift;
    /// Calls back when the present turn is committed.

@@ -176,13 +176,18 @@ std::string stageText( const ControlCommands::Stage & stage, UnitState stateOfUn
                            : "the unit goes back" );
 }
 
+std::string uncountedText( const std::string & why ) {
+   return "is up, and nobody can say what it carries: " + why;
+}
+
 std::string skippedText( const ControlModel & model, const Wire::IntfId & intf, UnitState stateOfUnit ) {
    using Kind = Wire::IntfId::Kind;
    if ( intf.kind() != Kind::ethernet && intf.kind() != Kind::portChannel && intf.kind() != Kind::vlan )
       return "is never monitored: " + std::string( kindText( intf.kind() ) );
    const auto * status = model.allIntfStatusDir->intfStatus( intf );
    if ( !status )
-      return "cannot be monitored: it has no counters";
+      return intf.kind() == Kind::ethernet ? "cannot be monitored: it has no counters"
+                                           : "cannot be monitored: it has no members with counters";
    if ( status->operStatus() != Interface::operUp )
       return "cannot be monitored: it is down";
    return stateOfUnit == UnitState::normal || stateOfUnit == UnitState::exitInProgress

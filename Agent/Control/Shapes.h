@@ -34,6 +34,8 @@ const char * kindText( Wire::IntfId::Kind kind );
 std::string waitingText( const ControlModel & model, const Maintenance::MonIntfStatus & record );
 /// What a stage does, has done or will do, and what happens if it fails, in words for an operator.
 std::string stageText( const ControlCommands::Stage & stage, Maintenance::Unit::UnitState stateOfUnit );
+/// Why a unit does not complete while an interface is up that nobody can count.
+std::string uncountedText( const std::string & why );
 /// Why an interface has no record.
 std::string skippedText(
    const ControlModel & model, const Wire::IntfId & intf, Maintenance::Unit::UnitState stateOfUnit );

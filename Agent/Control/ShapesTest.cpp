@@ -122,6 +122,9 @@ TEST_F( ControlShapes, saysWhyAnInterfaceIsNotWaitedFor ) {
    EXPECT_EQ( "cannot be monitored: it is down", why( rig.et1, UnitState::enterInProgress ) );
    rig.interfaces->intfStatusDel( rig.et1 );
    EXPECT_EQ( "cannot be monitored: it has no counters", why( rig.et1, UnitState::enterInProgress ) );
+   rig.interfaces->intfStatusDel( rig.vlan10 );
+   EXPECT_EQ(
+      "cannot be monitored: it has no members with counters", why( rig.vlan10, UnitState::enterInProgress ) );
    EXPECT_EQ(
       "is never monitored: sub-interface", why( Wire::SubIntfId( "et1.5" ), UnitState::enterInProgress ) );
    EXPECT_EQ( "is never monitored: cpu", why( Wire::CpuIntfId( "br0" ), UnitState::enterInProgress ) );

@@ -95,6 +95,9 @@ class Executor final : private DataPlane::Listener {
 
    /// The switch's own state of a link: "up", "down" or "unknown".
    std::string linkState( const Wire::IntfId & intf ) const;
+   /// Why nobody can say what a link that is up carries, for the operator; empty: it can be said, or the link is down, or
+   /// it is of a kind that is never counted.
+   Vel::String uncounted( const Wire::IntfId & intf ) const;
    Drift drift( const Wire::IntfId & intf ) const { return drifts_.of( intf ); }
 
  private:

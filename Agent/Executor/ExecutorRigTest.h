@@ -33,7 +33,7 @@ class FakeSwitch final : public DataPlane::Switch {
       if ( !countersOutcome.ok() )
          return countersOutcome;
       for ( const auto & [intf, link] : links )
-         if ( intf.kind() == Wire::IntfId::Kind::ethernet && !uncounted.count( intf ) )
+         if ( intf.kind() == Wire::IntfId::Kind::ethernet && !withoutCounters.count( intf ) )
             pool.intfCountersIs( intf, refreshes, Cog::MaybeU63( refreshes ) ); // counts all the time
          else
             pool.intfDel( intf );
@@ -49,6 +49,10 @@ class FakeSwitch final : public DataPlane::Switch {
       return { {}, "addresses of " + stringValue( intf ) };
    }
    bool tellsMembership() const override { return membership; }
+   Vel::String uncounted( const Wire::IntfId & intf ) const override {
+      const auto at = uncountedWhy.find( intf );
+      return at == uncountedWhy.end() ? Vel::String() : at->second;
+   }
    const Vel::String & bootId() const override { return boot; }
 
    /// The switch does what was asked for and says so.
@@ -74,7 +78,8 @@ class FakeSwitch final : public DataPlane::Switch {
 
    DataPlane::Listener * listener = nullptr;
    std::map< Wire::IntfId, DataPlane::Link > links;
-   std::set< Wire::IntfId > uncounted;
+   std::set< Wire::IntfId > withoutCounters;
+   std::map< Wire::IntfId, Vel::String > uncountedWhy;
    std::vector< Request > requests;
    Outcome startOutcome, countersOutcome, snapshotOutcome;
    bool membership = true;

@@ -140,6 +140,23 @@ std::string Executor::linkState( const Wire::IntfId & intf ) const {
    return it == known_.end() ? "unknown" : it->second.link.operUp ? "up" : "down";
 }
 
+Vel::String Executor::uncounted( const Wire::IntfId & intf ) const {
+   using Kind = Wire::IntfId::Kind;
+   const auto it = known_.find( intf );
+   if ( it == known_.end() || !it->second.present || !it->second.link.operUp )
+      return {};
+   if ( intf.kind() == Kind::ethernet )
+      return canBeCounted( intf ) ? "" : "the switch has no counters of it";
+   if ( intf.kind() != Kind::portChannel && intf.kind() != Kind::vlan )
+      return {};
+   if ( !switch_->tellsMembership() )
+      return "the switch does not tell its members";
+   for ( const Wire::IntfId & port : uncounted_ )
+      if ( carries( intf, port ) )
+         return Vel::text( "the switch has no counters of its member \"", port, "\"" );
+   return switch_->uncounted( intf );
+}
+
 Vel::String Executor::problem() const {
    if ( !health_.text.empty() )
       return health_.text;

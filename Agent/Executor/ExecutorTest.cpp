@@ -391,11 +391,11 @@ TEST_F( ExecutorStory, letsNoTimerRunWithoutFreshCounters ) {
 }
 
 TEST_F( ExecutorStory, hasNoStatusForAPortWithoutCounters ) {
-   fake->uncounted.insert( et1 );
+   fake->withoutCounters.insert( et1 );
    clock->post( [this] { executor->countersFresh(); } );
    clock->runTurn();
    EXPECT_EQ( nullptr, model.allIntfStatusDir->intfStatus( et1 ) );
-   fake->uncounted.clear();
+   fake->withoutCounters.clear();
    clock->post( [this] { executor->countersFresh(); } );
    clock->runTurn();
    EXPECT_EQ( Interface::operUp, status() );
@@ -413,12 +413,12 @@ TEST_F( ExecutorStory, hasNoStatusForAPortChannelOrVlanWithAPortWithoutCounters 
       clock->post( [this] { executor->countersFresh(); } );
       clock->runUntilIdle();
    };
-   fake->uncounted.insert( et1 );
+   fake->withoutCounters.insert( et1 );
    counters();
    EXPECT_EQ( nullptr, model.allIntfStatusDir->intfStatus( pc1 ) );
    EXPECT_EQ( nullptr, model.allIntfStatusDir->intfStatus( vlan10 ) );
    EXPECT_NE( nullptr, model.allIntfStatusDir->intfStatus( vlan20 ) );
-   fake->uncounted.clear();
+   fake->withoutCounters.clear();
    counters();
    EXPECT_NE( nullptr, model.allIntfStatusDir->intfStatus( pc1 ) );
    EXPECT_NE( nullptr, model.allIntfStatusDir->intfStatus( vlan10 ) );
@@ -500,6 +500,51 @@ TEST_F( ExecutorStory, portChannelThatIsHeldDownKeepsItsStatusWithoutMembers ) {
    // Somebody else raises it, so it may carry what nobody counts.
    fake->link( pc1, true, true );
    EXPECT_FALSE( shown() );
+}
+
+TEST_F( ExecutorStory, saysWhyNobodyCanTellWhatALinkThatIsUpCarries ) {
+   const Wire::IntfId vlan10 = Wire::VlanIntfId( "vlan10", 10 );
+   for ( const Wire::IntfId & intf : { et2, pc1, vlan10 } )
+      fake->link( intf, true, true );
+   fake->listener->portChannelIs( et2, pc1 );
+   fake->listener->vlanMemberIs( 10, pc1 );
+   const auto all = [&] {
+      clock->post( [this] { executor->countersFresh(); } );
+      clock->runUntilIdle();
+      Vel::String result;
+      for ( const Wire::IntfId & intf : { et1, et2, pc1, vlan10 } )
+         result += Vel::text( intf, "[", executor->uncounted( intf ), "]" );
+      return result;
+   };
+   EXPECT_EQ( "et1[]et2[]pc1[]vlan10[]", all() );
+   fake->withoutCounters.insert( et2 );
+   EXPECT_EQ(
+      "et1[]et2[the switch has no counters of it]"
+      "pc1[the switch has no counters of its member \"et2\"]"
+      "vlan10[the switch has no counters of its member \"et2\"]",
+      all() );
+   fake->withoutCounters.clear();
+   fake->uncountedWhy[vlan10] = "nobody filters";
+   EXPECT_EQ( "et1[]et2[]pc1[]vlan10[nobody filters]", all() );
+   fake->membership = false;
+   EXPECT_EQ(
+      "et1[]et2[]pc1[the switch does not tell its members]vlan10[the switch does not tell its members]",
+      all() );
+}
+
+TEST_F( ExecutorStory, saysNothingOfALinkThatCarriesNothing ) {
+   const Wire::IntfId vlan10 = Wire::VlanIntfId( "vlan10", 10 ), sub = Wire::SubIntfId( "et1.5" );
+   fake->link( sub, true, true );
+   fake->link( pc1, true, true );
+   fake->link( vlan10, true, false );
+   fake->uncountedWhy[vlan10] = "nobody filters";
+   clock->runUntilIdle();
+   EXPECT_EQ( "", executor->uncounted( sub ) ) << "is counted with its parent";
+   EXPECT_EQ( "", executor->uncounted( pc1 ) ) << "has no members";
+   EXPECT_EQ( "", executor->uncounted( vlan10 ) ) << "is down";
+   EXPECT_EQ( "", executor->uncounted( Wire::EthIntfId( "none" ) ) );
+   fake->link( vlan10, true, true );
+   EXPECT_EQ( "nobody filters", executor->uncounted( vlan10 ) );
 }
 
 } // namespace

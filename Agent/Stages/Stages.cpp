@@ -284,7 +284,7 @@ void Stages::settle( Status & status, UnitRun & run ) {
    const Vel::String unitName = status.unitName();
    unitsToSettle_.insert( unitName );
    const Counts counts = this->counts( unitName );
-   if ( counts.total != counts.drained || ( hold_ && hold_() ) ) {
+   if ( counts.total != counts.drained || counts.uncounted > 0 || ( hold_ && hold_() ) ) {
       settling_.erase( unitName );
       return;
    }
@@ -309,11 +309,13 @@ Stages::Counts Stages::counts( const Vel::String & unitName ) const {
       if ( !status )
          continue;
       for ( const auto & [intf, none2] : status->intfRange() ) {
-         const auto * record = model_.monIntfStatusDir->monIntfStatus( intf );
-         if ( !record || !seen.insert( intf ).second )
+         if ( !seen.insert( intf ).second )
             continue;
-         ++result.total;
-         result.drained += record->state() == Maintenance::monIntfStateUnderMaint;
+         result.uncounted += uncounted_ && uncounted_( intf );
+         if ( const auto * record = model_.monIntfStatusDir->monIntfStatus( intf ) ) {
+            ++result.total;
+            result.drained += record->state() == Maintenance::monIntfStateUnderMaint;
+         }
       }
    }
    return result;

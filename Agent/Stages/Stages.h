@@ -29,7 +29,8 @@
 /// 4. The way back is that of the configuration at the enter. It passes over what the enter had not come to, except for
 ///    "drainwatch", and begins when all that the enter has started has ended.
 /// 5. A unit is in maintenance only after its last stage is complete and, for the settle time without a break, as many
-///    of its interfaces are drained as are monitored.
+///    of its interfaces are drained as are monitored, and what those carry that are up can be told. The last is looked at
+///    here: the plug-in monitors what has a status, and what nobody can count has none.
 namespace Agent {
 
 class Stages {
@@ -60,10 +61,10 @@ class Stages {
       Vel::String by;
       std::optional< double > timeout = std::nullopt;
    };
-   /// Members that have a record, and those of them under maintenance.
    struct Counts {
-      Vel::U32 total = 0;
-      Vel::U32 drained = 0;
+      Vel::U32 total = 0;     ///< members that have a record
+      Vel::U32 drained = 0;   ///< those of them under maintenance
+      Vel::U32 uncounted = 0; ///< members, with a record or without, that carry nobody knows what
    };
    /// One stage of the present or last run of a unit.
    enum class StageState { pending, running, complete, skipped };
@@ -89,6 +90,10 @@ class Stages {
 
    /// Seconds for which the counts must stay equal.
    void settleTimeIs( double seconds ) { settleTime_ = seconds; }
+   /// Whether a link is up and nobody can say what it carries. Asked when needed.
+   void uncountedIs( std::function< bool( const Wire::IntfId & ) > uncounted ) {
+      uncounted_ = std::move( uncounted );
+   }
    /// Why no enter may start or finish now; none: it may. Asked when needed.
    void holdIs( std::function< Result() > hold ) { hold_ = std::move( hold ); }
    /// Why a stage cannot be carried out now; none: it can.
@@ -153,9 +158,10 @@ class Stages {
    Vel::Ptr< Cog::Scheduler > scheduler_;
    Model model_;
    std::map< Vel::String, Lists > lists_;
-   std::map< Vel::String, double > settling_; ///< since when the counts have been equal
+   std::map< Vel::String, double > settling_; ///< since when the unit could be in maintenance
    std::set< Vel::String > unitsToSettle_;    ///< all stages complete, not yet in maintenance
    double settleTime_ = 10;
+   std::function< bool( const Wire::IntfId & ) > uncounted_;
    std::function< Result() > hold_;
    std::function< Result( const Vel::String & ) > check_;
    std::function< void( const Vel::String &, const Lists & ) > enters_;

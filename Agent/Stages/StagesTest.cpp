@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 namespace {
 
 using Agent::Stages;
@@ -503,6 +505,38 @@ TEST_F( StagesStory, countsMembersWithARecordOnceEach ) {
    const auto counts = stages->counts( "u1" );
    EXPECT_EQ( 2u, counts.total );
    EXPECT_EQ( 1u, counts.drained );
+}
+
+/// The stage is complete, since nothing is monitored that cannot be counted.
+TEST_F( StagesStory, doesNotSettleWhileNobodyCanTellWhatAMemberCarries ) {
+   std::set< Wire::IntfId > uncounted{ Wire::EthIntfId( "et1" ) };
+   stages->uncountedIs( [&]( const Wire::IntfId & intf ) { return uncounted.count( intf ) > 0; } );
+   member( "et1" );
+   member( "et2" )->stateIs( Maintenance::monIntfStateUnderMaint );
+   records->monIntfStatusDel( Wire::EthIntfId( "et1" ) );
+   ASSERT_FALSE( enter() );
+   complete();
+   clock->advance( 60 );
+   EXPECT_EQ( UnitState::enterInProgress, unit().state() );
+   EXPECT_EQ( std::nullopt, stages->settlingSince( "u1" ) );
+   EXPECT_EQ( 1u, stages->counts( "u1" ).uncounted );
+   uncounted.clear();
+   clock->advance( 9 );
+   EXPECT_EQ( UnitState::enterInProgress, unit().state() ) << "the settle time begins anew";
+   clock->advance( 3 );
+   EXPECT_EQ( UnitState::maintenance, unit().state() );
+}
+
+TEST_F( StagesStory, leavesAlsoWhileNobodyCanTellWhatAMemberCarries ) {
+   stages->uncountedIs( []( const Wire::IntfId & ) { return true; } );
+   member( "et1" );
+   ASSERT_FALSE( enter() );
+   complete();
+   clock->advance( 60 );
+   ASSERT_FALSE( exit() );
+   complete();
+   clock->advance( 2 );
+   EXPECT_EQ( UnitState::normal, unit().state() );
 }
 
 } // namespace

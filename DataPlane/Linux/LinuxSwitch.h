@@ -30,6 +30,7 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    void linkSet( RequestId id, const Wire::IntfId & intf, bool up, const Vel::String & restore ) override;
    LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) override;
    bool tellsMembership() const override { return true; }
+   Vel::String uncounted( const Wire::IntfId & intf ) const override { return membership_.uncounted( intf ); }
    const Vel::String & bootId() const override { return bootId_; }
 
    /// Seconds after which what has failed is tried again: hearing of links, reading them.

@@ -81,10 +81,8 @@ class Finder {
          return;
       for ( const auto & [ifIndex, intf] : members )
          if ( intf.kind() != Kind::ethernet ) {
-            uncounted_.insert( portChannel );
-            result_.uncounted.push_back( Vel::text(
-               "port-channel \"", portChannel, "\" cannot be counted: its member \"", links_.name( ifIndex ),
-               "\" is no Ethernet port" ) );
+            result_.uncounted.emplace(
+               portChannel, Vel::text( "its member \"", links_.name( ifIndex ), "\" is no Ethernet port" ) );
             return;
          }
       for ( const auto & [ifIndex, intf] : members )
@@ -96,7 +94,7 @@ class Finder {
          const VlanSet & vlans = bridge.vlansOfMembers[port] =
             bridge.filtering ? vlans_.vlans( port ) : only( 1 );
          const bool counted = intf.kind() == Kind::ethernet || port == ifIndex ||
-                              ( intf.kind() == Kind::portChannel && !uncounted_.count( intf ) );
+                              ( intf.kind() == Kind::portChannel && !result_.uncounted.count( intf ) );
          if ( !counted )
             bridge.doubts.push_back(
                { vlans, Vel::text( "its member \"", links_.name( port ), "\" cannot be counted" ) } );
@@ -136,8 +134,7 @@ class Finder {
    void addDoubt( const Bridge & bridge, Vel::U16 vlanId, const Wire::IntfId & intf ) {
       for ( const Doubt & doubt : bridge.doubts )
          if ( doubt.vlans.test( vlanId ) ) {
-            result_.uncounted.push_back(
-               Vel::text( "VLAN interface \"", intf, "\" cannot be counted: ", doubt.reason ) );
+            result_.uncounted.emplace( intf, doubt.reason );
             return;
          }
    }
@@ -153,7 +150,6 @@ class Finder {
    std::map< Vel::U32, Links > ports_;                              ///< of bridges, themselves among them
    std::map< Vel::U32, std::map< Vel::U16, VlanIntf > > vlanIntfs_; ///< by the link below
    std::map< Vel::U32, Bridge > bridges_;
-   std::set< Wire::IntfId > uncounted_; ///< port-channels
    Members result_;
 };
 

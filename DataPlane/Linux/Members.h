@@ -22,8 +22,8 @@ namespace DataPlane::Linux {
 struct Members {
    std::map< Wire::IntfId, Wire::IntfId > portChannels; ///< by member
    std::map< Wire::IntfId, VlanSet > vlans;             ///< by member; none of them empty
-   /// Which port-channels and VLAN interfaces cannot be counted and why, for the operator.
-   std::vector< Vel::String > uncounted;
+   /// Why port-channels and VLAN interfaces cannot be counted, for the operator; by the interface.
+   std::map< Wire::IntfId, Vel::String > uncounted;
 };
 
 Members membersOf( const LinkTable & links, const VlanTable & vlans );

@@ -6,6 +6,19 @@ namespace DataPlane::Linux {
 
 namespace {
 
+/// For the operator: one bridge may have thousands of VLANs.
+Vel::String textOf( const std::map< Wire::IntfId, Vel::String > & uncounted ) {
+   std::vector< Vel::String > texts;
+   for ( const auto & [intf, reason] : uncounted ) {
+      if ( texts.size() == few )
+         break;
+      const bool isVlan = intf.kind() == Wire::IntfId::Kind::vlan;
+      texts.push_back( Vel::text(
+         isVlan ? "VLAN interface" : "port-channel", " \"", intf, "\" cannot be counted: ", reason ) );
+   }
+   return firstFew( texts, uncounted.size() );
+}
+
 template < class Handle >
 void forEachVlan( const VlanSet & vlans, Handle handle ) {
    // Mostly there is no difference.
@@ -57,9 +70,14 @@ void Membership::settle() {
    Members wanted = membersOf( links_, vlans_ );
    leave( wanted );
    join( wanted );
-   uncounted_ = firstFew( wanted.uncounted, wanted.uncounted.size() );
+   uncounted_ = textOf( wanted.uncounted );
    told_ = std::move( wanted );
    settled_ = now;
+}
+
+Vel::String Membership::uncounted( const Wire::IntfId & intf ) const {
+   const auto at = told_.uncounted.find( intf );
+   return at == told_.uncounted.end() ? Vel::String() : at->second;
 }
 
 void Membership::leave( const Members & wanted ) {

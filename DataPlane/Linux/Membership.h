@@ -27,6 +27,8 @@ class Membership final : public LinkListener {
    void settle();
    /// What could not be counted by the last settle() and why, for the operator; empty: nothing.
    const Vel::String & uncounted() const { return uncounted_; }
+   /// Why that is so of one interface; empty: it can be counted.
+   Vel::String uncounted( const Wire::IntfId & intf ) const;
 
  private:
    void leave( const Members & wanted );

@@ -336,6 +336,8 @@ TEST_F( Membership, interfaceOfAVlanThatABridgeDoesNotFilterCannotBeCounted ) {
    EXPECT_EQ( "", membersOf( 10 ) );
    EXPECT_EQ( "br0 et1", membersOf( 1 ) );
    EXPECT_EQ( "VLAN interface \"v10\" cannot be counted: bridge \"br0\" does not filter VLANs", uncounted() );
+   EXPECT_EQ( "bridge \"br0\" does not filter VLANs", membership.uncounted( Wire::VlanIntfId( "v10", 10 ) ) );
+   EXPECT_EQ( "", membership.uncounted( Wire::VlanIntfId( "v1", 1 ) ) );
    add( bridge( 9, "br0", true ) );
    EXPECT_EQ( "", uncounted() );
 }

@@ -119,6 +119,72 @@ TEST_F( ChangeStory, trafficThatComesBackBeforeTheEndOfTheSettleTimeIsSeen ) {
    EXPECT_EQ( "\"entering\"", rig.fact( "units/u1", "state" ) ) << "completed in spite of a new link";
 }
 
+/// A VLAN with traffic, in the middle of whose drain nobody can say any more what it carries.
+class UncountedStory : public testing::Test {
+ protected:
+   UncountedStory() : rig( configuration( "  g1: {vlans: [10]}\n", "  u1: {groups: [g1]}\n", "100kbps" ) ) {
+      rig.traffic( "et5", 1e6 );
+      rig.start();
+      EXPECT_EQ( 202, rig.post( "units/u1/enter" ) );
+      rig.runUntil( 20 );
+      EXPECT_EQ( R"({"drained":0,"total":1})", rig.fact( "units/u1", "interfaces" ) );
+   }
+   void uncounted( const char * why ) {
+      rig.at( rig.time(), [this, why] { rig.watched().uncountedIs( vlan10, why ); } );
+   }
+   /// The unit waits for long, and says what for.
+   void waitsBecause( const std::string & why ) {
+      rig.runUntil( rig.time() + 40 );
+      EXPECT_EQ( R"({"drained":0,"total":0})", rig.fact( "units/u1", "interfaces" ) );
+      EXPECT_EQ( "\"entering\"", rig.fact( "units/u1", "state" ) );
+      EXPECT_EQ(
+         "\"vlan10 is up, and nobody can say what it carries: " + why + "\"",
+         rig.fact( "units/u1/explain", "stuck-reason" ) );
+   }
+   void drainsWhenItIsCountedAgain() {
+      rig.runUntil( rig.time() + 20 );
+      EXPECT_EQ( "\"entering\"", rig.fact( "units/u1", "state" ) );
+      EXPECT_EQ( "\"enter-maint\"", rig.fact( "interfaces/vlan10", "state" ) );
+      rig.traffic( "et5", 0 );
+      rig.runUntil( rig.time() + 40 );
+      EXPECT_EQ( "\"maintenance\"", rig.fact( "units/u1", "state" ) );
+      EXPECT_EQ( std::vector< std::string >{ "vlan10 down" }, rig.moves() );
+   }
+   const Wire::IntfId vlan10 = Wire::VlanIntfId( "vlan10", 10 );
+   AgentRig rig;
+};
+
+TEST_F( UncountedStory, unitDoesNotCompleteWhileAVlanCannotBeCounted ) {
+   uncounted( "its bridge does not filter" );
+   waitsBecause( "its bridge does not filter" );
+   uncounted( "" );
+   drainsWhenItIsCountedAgain();
+}
+
+TEST_F( UncountedStory, unitDoesNotCompleteWhileAMemberHasNoCounters ) {
+   rig.watched().withoutCountersIs( { Wire::EthIntfId( "et5" ) } );
+   waitsBecause( R"(the switch has no counters of its member \"et5\")" );
+   rig.watched().withoutCountersIs( {} );
+   drainsWhenItIsCountedAgain();
+}
+
+TEST_F( UncountedStory, agentThatIsStartedAgainWaitsToo ) {
+   uncounted( "its bridge does not filter" );
+   rig.runUntil( 30 );
+   rig.crash();
+   rig.start();
+   waitsBecause( "its bridge does not filter" );
+}
+
+TEST_F( UncountedStory, unitThatWaitsForWhatCannotBeCountedGoesBackWhenAsked ) {
+   uncounted( "its bridge does not filter" );
+   rig.runUntil( 40 );
+   EXPECT_EQ( 202, rig.post( "units/u1/exit" ) );
+   rig.runUntil( 45 );
+   EXPECT_EQ( "\"normal\"", rig.fact( "units/u1", "state" ) );
+   EXPECT_EQ( std::vector< std::string >{}, rig.moves() );
+}
+
 /// Two units with profiles of their own share et2, which runs under the stricter one.
 TEST( SharedStory, interfaceIsReleasedByTheLastUnitThatLeaves ) {
    AgentRig rig( configuration(

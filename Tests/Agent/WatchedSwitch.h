@@ -3,7 +3,9 @@
 #include "DataPlane/Switch.h"
 
 #include <map>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Purpose: a switch that notes which links really move, over all the agents that it serves one after the other.
@@ -22,13 +24,28 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
    const std::vector< Move > & moves() const { return moves_; }
    void clockIs( const Vel::Clock & clock ) { clock_ = &clock; }
 
+   /// From now on nobody can say what the VLAN interface carries, for this reason; empty: its members are counted again.
+   void uncountedIs( const Wire::IntfId & vlanIntf, const Vel::String & why ) {
+      uncounted_[vlanIntf] = why;
+      for ( const auto & [vlanId, member] : vlanMembers_ )
+         if ( vlanId == vlanIntf.vlanId() && why.empty() )
+            listener_->vlanMemberIs( vlanId, member );
+         else if ( vlanId == vlanIntf.vlanId() )
+            listener_->vlanMemberDel( vlanId, member );
+   }
+   /// The ports without counters, from the next time on that they are read.
+   void withoutCountersIs( const std::set< Wire::IntfId > & ports ) { withoutCounters_ = ports; }
+
    DataPlane::Outcome start( DataPlane::Listener & listener ) override {
       listener_ = &listener;
       return inner_->start( *this );
    }
    void stop() override { inner_->stop(); }
    DataPlane::Outcome countersRefresh( VelPool::EntityManager & pool ) override {
-      return inner_->countersRefresh( pool );
+      const DataPlane::Outcome outcome = inner_->countersRefresh( pool );
+      for ( const Wire::IntfId & port : withoutCounters_ )
+         pool.intfDel( port );
+      return outcome;
    }
    void linkSet(
       DataPlane::RequestId id, const Wire::IntfId & intf, bool up, const Vel::String & restore ) override {
@@ -38,6 +55,10 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
       return inner_->linkSnapshot( intf );
    }
    bool tellsMembership() const override { return inner_->tellsMembership(); }
+   Vel::String uncounted( const Wire::IntfId & intf ) const override {
+      const auto at = uncounted_.find( intf );
+      return at == uncounted_.end() ? inner_->uncounted( intf ) : at->second;
+   }
    const Vel::String & bootId() const override { return inner_->bootId(); }
 
  private:
@@ -55,9 +76,14 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
       listener_->portChannelIs( port, portChannel );
    }
    void vlanMemberIs( Vel::U16 vlanId, const Wire::IntfId & member ) override {
+      vlanMembers_.emplace( vlanId, member );
+      for ( const auto & [vlanIntf, why] : uncounted_ )
+         if ( vlanIntf.vlanId() == vlanId && !why.empty() )
+            return;
       listener_->vlanMemberIs( vlanId, member );
    }
    void vlanMemberDel( Vel::U16 vlanId, const Wire::IntfId & member ) override {
+      vlanMembers_.erase( { vlanId, member } );
       listener_->vlanMemberDel( vlanId, member );
    }
    void linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetResult & result ) override {
@@ -71,6 +97,9 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
    const Vel::Clock * clock_ = nullptr;
    std::map< Wire::IntfId, bool > adminUp_;
    std::vector< Move > moves_;
+   std::map< Wire::IntfId, Vel::String > uncounted_; ///< why, by VLAN interface
+   std::set< std::pair< Vel::U16, Wire::IntfId > > vlanMembers_;
+   std::set< Wire::IntfId > withoutCounters_;
 };
 
 } // namespace Tests

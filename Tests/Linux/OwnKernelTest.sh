@@ -368,6 +368,44 @@ _respectsTheAdministrator() {
    _eachLinkHasMovedOnceEachWay
 }
 
+# In the middle of a drain, what passes a VLAN interface cannot be counted any more, while there is traffic.
+_waitsForWhatCannotBeCounted() {
+   _vlanTraffic 240
+   _enters
+   _isWatched vlan10
+   # A tagged device has no counters of its own.
+   _in "$ns" link add et7 type dummy
+   _in "$ns" link set et7 up
+   _in "$ns" link add link et7 name et7.5 type vlan id 5
+   _in "$ns" link set et7.5 up
+   _in "$ns" link set et7.5 master br0
+   bridge -n "$ns" vlan add dev et7.5 vid 10 || fail "cannot put et7.5 into VLAN 10"
+   _waitsFor vlan10 "its member \"et7.5\" cannot be counted"
+   _in "$ns" link set et7.5 nomaster
+   _isWatched vlan10
+   _in "$ns" link set br0 type bridge vlan_filtering 0
+   _waitsFor vlan10 "bridge \"br0\" does not filter VLANs"
+   _in "$ns" link set br0 type bridge vlan_filtering 1
+   _isWatched vlan10
+   _vlanTrafficEnds
+   _isUnderMaintenance
+   _isBackToNormal
+   _eachLinkHasMovedOnceEachWay
+}
+_isWatched() { # LINK
+   _until 20 "$1 is watched" _is "interfaces/$1" state enter-maint
+   _is units/u1 state entering || fail "the unit should not complete while traffic flows"
+}
+_waitsFor() { # LINK REASON: for longer than the unit needs to settle
+   _until 10 "$1 is not counted" _is "interfaces/$1" state null
+   _until 30 "all others have drained" _hasDrained 2
+   _sleep $((settle + 3))
+   _is units/u1 state entering || fail "the unit should not complete while nobody can count $1"
+   run _ctl explain u1
+   passes
+   says "is up, and nobody can say what it carries: $2"
+}
+
 _rounds() { # COUNT COMMAND...
    local count=$1
    shift
@@ -456,6 +494,9 @@ drainsPortsPortChannelsAndVlans() {
 followsMembersAndAdministrators() {
    _inWorlds "regains $portChannel _losesAndRegainsAMember" "deleted $portChannel _losesAMemberWhileShut" \
       "administrator $portChannel _respectsTheAdministrator" "vlans shape=Vlans _drainsVlans"
+}
+waitsForWhatCannotBeCounted() {
+   _inWorlds "uncounted _waitsForWhatCannotBeCounted"
 }
 goesOnAfterAKillAtEachPointOfTheStory() {
    _inWorlds "kills _isKilledAt entering draining shut settling maintenance exiting"
