@@ -225,8 +225,15 @@ void Commands::start( const Vel::String & unitName, StageCommand & command, bool
    job.stage = command.stage();
    job.instanceName = command.instanceName();
    job.enter = enter;
-   job.due = now() + command.limit();
-   const auto begins = [this, id] { children_.go( id ); };
+   job.due = Cog::Timer::never;
+   const auto begins = [this, id, limit = command.limit()] {
+      children_.go( id );
+      if ( const auto begun = jobOf( id );
+           begun != jobs_.end() && begun->second.phase == Job::Phase::running ) {
+         begun->second.due = now() + limit;
+         wakeupIs();
+      }
+   };
    // The way back does not wait for a disk.
    if ( enter )
       whenDurable( begins );
@@ -235,7 +242,6 @@ void Commands::start( const Vel::String & unitName, StageCommand & command, bool
          if ( *self )
             begins();
       } );
-   wakeupIs();
 }
 
 // ---- the end of a command

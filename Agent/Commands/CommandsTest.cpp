@@ -68,11 +68,14 @@ TEST_F( CommandsStory, doesNotBeginWhileNothingCanBeCommitted ) {
 TEST_F( CommandsStory, beginsOnTheWayInOnlyWhenItIsKnownForGood ) {
    durable = false;
    enter();
-   advance( 10 );
+   advance( 100 );
    EXPECT_EQ( Lines{}, taken() );
    durable = true;
    advance( 1 );
    EXPECT_EQ( Lines{ "begins /bin/steer enter" }, taken() );
+   // Its time begins with it.
+   advance( 59 );
+   EXPECT_EQ( Lines{}, taken() );
    ends();
    durable = false;
    exit();
