@@ -87,7 +87,8 @@ _isTakenOutAndPutBack() {
    since=$(_time units/spine1 since)
    output=$(_shifts)
    _holds "$since - $away <= $loadInterval + $settle + 15" "the unit completes soon after the shift"
-   _holds "$since - $away >= $settle" "the unit completes after the shift"
+   # Two samples that are all quiet at least, and a second for those who were told first.
+   _holds "$since - $away >= $loadInterval + $settle - 1" "the unit completes when the ports were seen quiet long enough"
    _shiftsWere "leaf1 to-spine2" "leaf2 to-spine2"
    _rates 1 > rates
    output=$(cat rates)

@@ -80,6 +80,14 @@ _flowsBegin() {
    flows=$!
    _until 20 "traffic flows" grep -q '^now there [1-9][0-9]* [1-9]' flows
 }
+# LINK sends at least a tenth of a second's traffic from now on.
+_carries() {
+   local sent
+   sent=$(_octetsOut "$1")
+   _until 20 "$1 carries the traffic" _hasSent "$1" $((sent + 100000))
+}
+_hasSent() { [ "$(_octetsOut "$1")" -ge "$2" ]; }
+_octetsOut() { ip netns exec "$ns" cat "/sys/class/net/$1/statistics/tx_bytes"; }
 _noPacketIsLost() {
    kill -TERM "$flows"
    wait "$flows"
@@ -95,13 +103,16 @@ _steersByRoutes() {
    _links
    _config "$stages/kernel-routes enter" "$stages/kernel-routes exit"
    _flowsBegin
+   _carries et1
    _start
    _ctlPasses enter u1 --wait --timeout 60s
    for link in et1 et2; do
       _shows $link true down
       _isDown $link || fail "$link should be down"
    done
+   _carries et3
    _ctlPasses exit u1 --wait --timeout 60s
+   _carries et1
    _areBack || fail "all routes should be as they were"
    _until 15 "the agent is well" _isWell
    _noPacketIsLost
@@ -122,6 +133,7 @@ IP
    _until 30 "the first routes are moved" _isMoved
    _kill
    _start
+   _until 20 "the stage is run again" _hasRunAgain 1
    _ctlPasses wait u1 --for=maintenance --timeout 90s
    output=$(ip -n "$ns" -oneline route)
    says "10.9.0.0/16 via 10.0.3.2 dev et3"
@@ -129,9 +141,11 @@ IP
    _until 60 "the first routes are back" _isMovedBack
    _kill
    _start
+   _until 20 "the stage is run again" _hasRunAgain 2
    _ctlPasses wait u1 --for=normal --timeout 90s
    _areBack || fail "all routes should be as they were"
 }
+_hasRunAgain() { [ "$(grep -c 'u1/steer: runs again: ' log)" -eq "$1" ]; }
 _isMoved() { _routes | grep -q 'metric 100000'; }
 _isMovedBack() { _routes | grep -q '10.8.0.0/16 via 10.0.1.2 dev et1 proto boot scope global $'; }
 
