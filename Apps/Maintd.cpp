@@ -245,8 +245,11 @@ void Maintd::makeAgent() {
       return fresh;
    } );
    // A monitor begins with what the ports have carried by then: an interface may join when none has been sampled for
-   // hours.
-   loop_->beforeTasksIs( [this] { executor_->countersFresh(); } );
+   // hours. None begins while all units are normal, and then a link that flaps need not cost a read of all counters.
+   loop_->beforeTasksIs( [this] {
+      if ( entities_->isAnyUnderWay() )
+         executor_->countersFresh();
+   } );
    api_ = std::make_unique< Agent::ControlApi >(
       Agent::ControlModel{
          e.unitStatusDir, e.unitRunDir, e.monIntfStatusDir, e.allIntfStatusDir, e.intfProfileStatusDir,

@@ -83,18 +83,29 @@ double Maintd::Entities::latestTime() const {
    return latest;
 }
 
-bool Maintd::Entities::isUnderWay( const Wire::IntfId & intf ) const {
+namespace {
+bool isUnderWay( const Maintenance::Unit::Status * status ) {
    using Maintenance::Unit::UnitState;
+   return status && status->state() != UnitState::none && status->state() != UnitState::normal;
+}
+} // namespace
+
+bool Maintd::Entities::isAnyUnderWay() const {
+   for ( const auto & [unit, status] : unitStatusDir->statusRange() )
+      if ( Apps::isUnderWay( status.get() ) )
+         return true;
+   return false;
+}
+
+bool Maintd::Entities::isUnderWay( const Wire::IntfId & intf ) const {
    const auto * const groups = intfToGroupDir->intfToGroup( intf );
    if ( !groups )
       return false;
    for ( const auto & [group, none] : groups->groupRange() )
       if ( const auto * const units = groupToUnitDir->groupToUnit( group ) )
-         for ( const auto & [unit, none2] : units->unitNameRange() ) {
-            const auto * const status = unitStatusDir->status( unit );
-            if ( status && status->state() != UnitState::none && status->state() != UnitState::normal )
+         for ( const auto & [unit, none2] : units->unitNameRange() )
+            if ( Apps::isUnderWay( unitStatusDir->status( unit ) ) )
                return true;
-         }
    return false;
 }
 

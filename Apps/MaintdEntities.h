@@ -18,6 +18,8 @@ struct Maintd::Entities {
    static std::vector< Ledger::LeftOut > leftOut();
    /// The latest time that an earlier run has kept: a clock that is moved by hand goes on from there. Seconds, 0: none.
    double latestTime() const;
+   /// Whether any unit is not normal: nothing is monitored for one that is.
+   bool isAnyUnderWay() const;
    /// Whether a unit that an interface belongs to is not normal.
    bool isUnderWay( const Wire::IntfId & intf ) const;
 

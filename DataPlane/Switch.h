@@ -129,6 +129,8 @@ class Switch : public Vel::PtrInterface {
    /// traffic does not pass the counters of ports, so no member of it is told. Empty: it carries what its members do,
    /// without any, nothing.
    virtual Vel::String uncounted( const Wire::IntfId & intf ) const = 0;
+   /// The bridge below a VLAN interface, which takes it down and up with itself; the empty id: none.
+   virtual Wire::IntfId bridgeBelow( const Wire::IntfId & vlanIntf ) const = 0;
    /// Differs after each start of the switch, which forgets who was set down; never empty.
    virtual const Vel::String & bootId() const = 0;
 };

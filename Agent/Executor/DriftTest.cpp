@@ -332,5 +332,228 @@ TEST_F( DriftStory, eachOverrunIsCountedAndNotedOnce ) {
       "switch: news of links were lost, and all links have been read again (2 times so far)", noted() );
 }
 
+// ---- requests that fail
+
+TEST_F( DriftStory, administratorsDownWhileOurShutdownFailsIsHis ) {
+   shut();
+   clock->runUntilIdle();
+   fake->fail( 0, "device is busy" );
+   othersSet( false );
+   EXPECT_EQ( "lowered", drift() );
+   EXPECT_EQ( lowered, noted() );
+   EXPECT_EQ( "", executor->problem() );
+   clock->advance( 60 );
+   released();
+   EXPECT_EQ( 1u, fake->requests.size() );
+   EXPECT_FALSE( isUp() );
+   EXPECT_EQ( nullptr, entry() );
+}
+
+TEST_F( DriftStory, linkThatIsSetOtherwiseBeforeItIsReadBackIsNotFoughtOver ) {
+   const Outcome isUpAgain = Outcome::failed( "the kernel has acknowledged it, but the link is not down" );
+   const std::vector< std::pair< const char *, std::function< void() > > > rows{
+      { "told before the result",
+        [&] {
+           fake->link( et1, false, false );
+           fake->link( et1, true, true );
+           fake->listener->linkSetDone( fake->requests.back().id, { isUpAgain, {} } );
+        } },
+      { "told after the result",
+        [&] {
+           fake->link( et1, false, false );
+           fake->listener->linkSetDone( fake->requests.back().id, { isUpAgain, {} } );
+           fake->link( et1, true, true );
+        } },
+      { "after it was read back", [&] {
+          fake->link( et1, false, false );
+          fake->link( et1, true, true );
+          fake->listener->linkSetDone( fake->requests.back().id, {} );
+       } } };
+   for ( const auto & [when, happens] : rows ) {
+      SCOPED_TRACE( when );
+      shut();
+      clock->runUntilIdle();
+      const std::size_t before = fake->requests.size();
+      clock->post( happens );
+      clock->runUntilIdle();
+      EXPECT_EQ( "raised", drift() );
+      EXPECT_EQ( raised, noted() );
+      clock->advance( 60 );
+      EXPECT_EQ( before, fake->requests.size() );
+      EXPECT_EQ( "", executor->problem() );
+      released();
+      noted();
+      EXPECT_EQ( "none", drift() );
+      EXPECT_TRUE( isUp() );
+   }
+}
+
+TEST_F( DriftStory, linkThatIsSetDownBeforeItsReleaseIsReadBackStaysDown ) {
+   held();
+   bringBack();
+   clock->runUntilIdle();
+   clock->post( [this] {
+      fake->link( et1, true, true );
+      fake->link( et1, false, false );
+      fake->fail( 1, "the kernel has acknowledged it, but the link is not up" );
+   } );
+   clock->runUntilIdle();
+   EXPECT_EQ( "lowered", drift() );
+   EXPECT_EQ( lowered, noted() );
+   EXPECT_EQ( nullptr, entry() );
+   clock->advance( 60 );
+   EXPECT_EQ( 2u, fake->requests.size() );
+   EXPECT_FALSE( isUp() );
+}
+
+TEST_F( DriftStory, lateNewsOfAShutdownWhoseAnswerWasLostAreOurs ) {
+   shut();
+   clock->runUntilIdle();
+   fake->listener->healthIs( { true, "cannot read the links" } );
+   fake->fail( 0, "the kernel's answer was lost" );
+   fake->link( et1, false, false );
+   fake->listener->healthIs( {} );
+   clock->advance( 6 );
+   EXPECT_EQ( "none", drift() );
+   ASSERT_EQ( 2u, fake->requests.size() );
+   fake->done( 1 );
+   released();
+   EXPECT_TRUE( isUp() );
+}
+
+TEST_F( DriftStory, whatAnOvertakenRequestHasDoneIsOurs ) {
+   shut();
+   clock->runUntilIdle();
+   bringBack();
+   clock->runUntilIdle();
+   shut();
+   clock->runUntilIdle();
+   clock->post( [this] {
+      fake->link( et1, false, false );
+      fake->link( et1, true, true );
+      fake->fail( 2, "device is busy" );
+   } );
+   clock->advance( 6 );
+   EXPECT_EQ( "none", drift() );
+   EXPECT_EQ( 4u, fake->requests.size() );
+}
+
+TEST_F( DriftStory, shutdownThatHadNotLeftBeforeARestartIsNotTakenForRaised ) {
+   shut();
+   clock->runUntilIdle();
+   restart();
+   EXPECT_EQ( "none", drift() );
+   ASSERT_EQ( 2u, fake->requests.size() );
+   EXPECT_FALSE( fake->requests[1].up );
+}
+
+// ---- bridges
+
+/// A VLAN interface on a bridge.
+class BridgeStory : public DriftStory {
+ protected:
+   BridgeStory() {
+      fake->bridges[vlan10] = br0;
+      underWay.insert( vlan10 );
+      for ( const Wire::IntfId & intf : { br0, vlan10 } )
+         fake->link( intf, true, true );
+      fake->listener->vlanMemberIs( 10, et1 );
+      clock->runUntilIdle();
+   }
+   void vlanHeld() {
+      model.cause->intfStatusIs( vlan10, clock->currentTime() );
+      clock->runUntilIdle();
+      fake->done( 0 );
+      clock->runUntilIdle();
+   }
+   void set( const Wire::IntfId & intf, bool up ) {
+      clock->post( [this, intf, up] { fake->link( intf, up, up ); } );
+      clock->runUntilIdle();
+   }
+   std::string vlanDrift() { return stringValue( executor->drift( vlan10 ) ); }
+
+   const Wire::IntfId br0 = Wire::CpuIntfId( "br0" );
+   const Wire::IntfId vlan10 = Wire::VlanIntfId( "vlan10", 10 );
+};
+
+TEST_F( BridgeStory, heldVlanInterfaceThatComesUpWithItsBridgeIsSetDownAgain ) {
+   vlanHeld();
+   const auto * const before = model.allIntfStatusDir->intfStatus( vlan10 );
+   for ( std::size_t bounce = 1; bounce <= 2; ++bounce ) {
+      SCOPED_TRACE( bounce );
+      set( br0, false );
+      clock->advance( 30 );
+      set( br0, true );
+      set( vlan10, true );
+      EXPECT_EQ(
+         "vlan10: has come up with its bridge br0 while we hold it down; it is set down again", noted() );
+      EXPECT_EQ( "none", vlanDrift() );
+      ASSERT_EQ( 1 + bounce, fake->requests.size() );
+      EXPECT_FALSE( fake->requests.back().up );
+      EXPECT_FALSE( model.journal->entry( vlan10 )->acknowledged() );
+      fake->done( bounce );
+      EXPECT_EQ( "down", executor->linkState( vlan10 ) );
+      EXPECT_EQ( before, model.allIntfStatusDir->intfStatus( vlan10 ) );
+      EXPECT_EQ( Interface::operUp, before->operStatus() ) << "our own shutdown is not shown";
+   }
+   // It is given back what it had lost the first time.
+   model.cause->intfStatusDel( vlan10 );
+   clock->runUntilIdle();
+   ASSERT_EQ( 4u, fake->requests.size() );
+   EXPECT_TRUE( fake->requests[3].up );
+   EXPECT_EQ( "addresses of vlan10", fake->requests[3].restore );
+}
+
+TEST_F( BridgeStory, heldVlanInterfaceThatSomebodyRaisesAfterItsBridgeIsLeftUp ) {
+   vlanHeld();
+   set( br0, false );
+   set( br0, true );
+   set( vlan10, true );
+   fake->done( 1 );
+   noted();
+   set( vlan10, true );
+   EXPECT_EQ( "raised", vlanDrift() );
+   EXPECT_EQ( 2u, fake->requests.size() );
+}
+
+TEST_F( BridgeStory, heldVlanInterfaceThatSomebodyRaisesMuchLaterIsLeftUp ) {
+   vlanHeld();
+   set( br0, false );
+   set( br0, true );
+   clock->advance( 2 );
+   set( vlan10, true );
+   EXPECT_EQ( "raised", vlanDrift() );
+   EXPECT_EQ( 1u, fake->requests.size() );
+}
+
+TEST_F( BridgeStory, vlanInterfaceThatSomebodyHasRaisedStaysUpWhenItsBridgeComesBack ) {
+   vlanHeld();
+   set( vlan10, true );
+   noted();
+   set( br0, false );
+   set( vlan10, false );
+   EXPECT_EQ( "raised", vlanDrift() );
+   set( br0, true );
+   set( vlan10, true );
+   EXPECT_EQ( "raised", vlanDrift() );
+   EXPECT_EQ( "", noted() );
+   EXPECT_EQ( 1u, fake->requests.size() );
+}
+
+TEST_F( BridgeStory, watchedVlanInterfaceThatGoesDownWithItsBridgeHasNotDrifted ) {
+   set( br0, false );
+   set( vlan10, false );
+   EXPECT_EQ( "none", vlanDrift() );
+   monitored.insert( vlan10 );
+   restart();
+   EXPECT_EQ( "none", vlanDrift() );
+   set( br0, true );
+   set( vlan10, true );
+   EXPECT_EQ( "none", vlanDrift() );
+   EXPECT_EQ( "", noted() );
+   set( vlan10, false );
+   EXPECT_EQ( "lowered", vlanDrift() );
+}
+
 } // namespace
 } // namespace Agent

@@ -63,11 +63,11 @@ void Executor::findDrift() {
       return known != known_.end() && !known->second.link.adminUp &&
              known->second.link.ifIndex == lowered.ifIndex() && lowered.bootId() == switch_->bootId();
    } );
-   for ( const auto & [intf, known] : known_ ) {
+   for ( auto & [intf, known] : known_ ) {
       const LinkJournalEntry * const entry = model_.journal->entry( intf );
-      if ( entry && known.link.adminUp )
-         adminUpHasChanged( known.link );
-      else if ( !entry && !known.link.adminUp && hooks_.isMonitored( intf ) )
+      if ( entry && entry->acknowledged() && known.link.adminUp )
+         adminUpHasChanged( known );
+      else if ( !entry && !known.link.adminUp && hooks_.isMonitored( intf ) && !follows( known, nullptr ) )
          drifts_.foundDown( known.link, switch_->bootId() );
    }
 }
@@ -88,8 +88,10 @@ void Executor::linkIs( const DataPlane::Link & link ) {
       if ( model_.cause->intfStatus( link.intf ) || model_.journal->entry( link.intf ) )
          runSoon( link.intf );
    }
+   if ( changed && link.adminUp )
+      known.setUpTime = now();
    if ( changed )
-      adminUpHasChanged( link );
+      adminUpHasChanged( known );
    if ( link.operUp )
       known.graceEnd = 0;
    const LinkJournalEntry * const entry = model_.journal->entry( link.intf );
@@ -103,13 +105,60 @@ void Executor::linkIs( const DataPlane::Link & link ) {
 }
 
 /// A link has been set up or down. As long as a request of ours is on its way, that is taken for its doing.
-void Executor::adminUpHasChanged( const DataPlane::Link & link ) {
+void Executor::adminUpHasChanged( Known & known ) {
+   const DataPlane::Link & link = known.link;
    LinkJournalEntry * const entry = model_.journal->entry( link.intf );
-   if ( entry && !entry->acknowledged() )
+   const bool asked = entry && !entry->acknowledged();
+   if ( asked && known.request )
+      known.reached |= !known.overtakes && link.adminUp == entry->wantedUp();
+   else if ( follows( known, entry ) )
       return;
+   else if ( !asked )
+      setByOthers( known, entry );
+   else if ( health_.degraded || ( link.adminUp && entry->wantedUp() ) ) {
+      // Late news of what we have asked for, or what is wanted anyhow: it is asked for again, with what is to be restored.
+   } else {
+      // Ours has failed, and what was to come of it has been decided.
+      known.retryTime = 0;
+      known.problem.clear();
+      if ( entry->wantedUp() )
+         model_.journal->entryDel( link.intf );
+      else
+         entry->acknowledgedIs( true );
+      setByOthers( known, model_.journal->entry( link.intf ) );
+   }
+}
+
+/// Whether a VLAN interface has gone down or come up with its bridge, and nobody has set it. Sets it down again, once,
+/// if we hold it.
+bool Executor::follows( Known & known, LinkJournalEntry * entry ) {
+   const DataPlane::Link & link = known.link;
+   if ( link.intf.kind() != Wire::IntfId::Kind::vlan )
+      return false;
+   const auto bridge = known_.find( switch_->bridgeBelow( link.intf ) );
+   if ( bridge == known_.end() )
+      return false;
+   if ( !link.adminUp )
+      return !bridge->second.link.adminUp;
+   const double setUp = bridge->second.setUpTime;
+   const bool isHeld = entry && entry->wasUp() && !entry->wantedUp();
+   if (
+      !isHeld || drifts_.of( link.intf ) == Drift::raised || setUp == 0 || setUp + followTime < now() ||
+      known.followedTime == setUp )
+      return false;
+   known.followedTime = setUp;
+   entry->acknowledgedIs( false );
+   request( *entry, known );
+   hooks_.noted( Vel::text(
+      link.intf, ": has come up with its bridge ", bridge->first,
+      " while we hold it down; it is set down again" ) );
+   return true;
+}
+
+void Executor::setByOthers( Known & known, LinkJournalEntry * entry ) {
    if ( entry )
-      entry->wasUpIs( link.adminUp );
-   drifts_.setByOthers( link, switch_->bootId(), entry != nullptr );
+      entry->wasUpIs( known.link.adminUp );
+   drifts_.setByOthers( known.link, switch_->bootId(), entry != nullptr );
 }
 
 void Executor::linkDel( const Wire::IntfId & intf ) {
@@ -167,8 +216,11 @@ void Executor::linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetRes
       return;
    Known & link = known->second;
    link.request = 0;
-   link.problem = !result.link.ok() ? result.link.text() : result.restore.text();
-   if ( !result.link.ok() ) {
+   // Somebody may have set it otherwise before it was read back.
+   const bool undone = link.reached && link.link.adminUp != entry->wantedUp() && !health_.degraded;
+   const bool ok = result.link.ok() || undone;
+   link.problem = ok ? result.restore.text() : result.link.text();
+   if ( !ok ) {
       link.retryTime = now() + retryAfter;
       wakeupIs( link.retryTime );
       return;
@@ -179,9 +231,12 @@ void Executor::linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetRes
       // Somebody may have set it down while it was given back what it had lost.
       const bool lowered = !link.link.adminUp && !health_.degraded;
       if ( lowered )
-         adminUpHasChanged( link.link );
+         adminUpHasChanged( link );
       link.graceEnd = link.link.operUp || lowered ? 0 : now() + releaseGrace;
       wakeupIs( link.graceEnd );
+   } else if ( undone ) {
+      adminUpHasChanged( link );
+      link.raised = link.link.operUp;
    } else
       link.link.adminUp = link.link.operUp = false; // also if that has not been told
    // The cause may have changed while the request was on its way.
@@ -268,6 +323,8 @@ void Executor::letGo( LinkJournalEntry & entry, Known & known ) {
 void Executor::request( LinkJournalEntry & entry, Known & known ) {
    // A request that is on its way is overtaken: its result means nothing any more.
    requests_.erase( known.request );
+   known.overtakes = known.request != 0;
+   known.reached = false;
    known.request = ++lastRequest_;
    known.retryTime = 0;
    known.raised = false;

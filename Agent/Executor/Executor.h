@@ -33,6 +33,8 @@
 ///    it loses its members; without it our hold would be let go.
 /// 3. The last wish of others holds: a link that was down before we came, or that somebody else has set down since, is
 ///    not raised when we let go. What others do to links that we hold or watch is told (Drift.h) and not fought over.
+///    A bridge that goes down or up and takes its VLAN interfaces with it is nobody's wish for those: one that we hold is
+///    set down again.
 /// 4. No request is sent that the journal does not know; what the journal knows and the switch has not acknowledged is
 ///    asked for again. A link whose addresses and routes cannot be read is not shut until they can be.
 namespace Agent {
@@ -45,6 +47,9 @@ class Executor final : private DataPlane::Listener {
    static constexpr double retryAfter = 5;
    /// Seconds after which counters that could not be read are read again.
    static constexpr double countersRetryAfter = 1;
+
+   /// Seconds after a bridge is set up in which a VLAN interface that comes up on it does so with it.
+   static constexpr double followTime = 1;
 
    /// All given.
    struct Model {
@@ -114,9 +119,13 @@ class Executor final : private DataPlane::Listener {
       DataPlane::Link link;
       bool present = false;
       DataPlane::RequestId request = 0; ///< that is on its way; 0: none
+      bool overtakes = false;           ///< an earlier request was on its way when it was made
+      bool reached = false;             ///< since it was made, the link has come to be as it wants
       double retryTime = 0;             ///< a failed request is made again then; 0: none has failed
       double graceEnd = 0;              ///< until when a released link keeps its status; 0: it does not
       bool raised = false;              ///< somebody else has raised it while we hold it
+      double setUpTime = 0;             ///< when we have seen it set up; 0: not yet
+      double followedTime = 0;          ///< when its bridge was set up before we set it down again
       Vel::String problem;
    };
 
@@ -129,7 +138,9 @@ class Executor final : private DataPlane::Listener {
    void resynchronised() override;
    void healthIs( const DataPlane::Health & health ) override { health_ = health; }
 
-   void adminUpHasChanged( const DataPlane::Link & link );
+   void adminUpHasChanged( Known & known );
+   bool follows( Known & known, LinkJournalEntry * entry );
+   void setByOthers( Known & known, LinkJournalEntry * entry );
    void findDrift();
    void runSoon( const Wire::IntfId & intf );
    void run();

@@ -49,6 +49,10 @@ class FakeSwitch final : public DataPlane::Switch {
       return { {}, "addresses of " + stringValue( intf ) };
    }
    bool tellsMembership() const override { return membership; }
+   Wire::IntfId bridgeBelow( const Wire::IntfId & vlanIntf ) const override {
+      const auto at = bridges.find( vlanIntf );
+      return at == bridges.end() ? Wire::IntfId() : at->second;
+   }
    Vel::String uncounted( const Wire::IntfId & intf ) const override {
       const auto at = uncountedWhy.find( intf );
       return at == uncountedWhy.end() ? Vel::String() : at->second;
@@ -80,6 +84,7 @@ class FakeSwitch final : public DataPlane::Switch {
    std::map< Wire::IntfId, DataPlane::Link > links;
    std::set< Wire::IntfId > withoutCounters;
    std::map< Wire::IntfId, Vel::String > uncountedWhy;
+   std::map< Wire::IntfId, Wire::IntfId > bridges; ///< by VLAN interface
    std::vector< Request > requests;
    Outcome startOutcome, countersOutcome, snapshotOutcome;
    bool membership = true;

@@ -61,6 +61,11 @@ const Wire::IntfId & LinkTable::intf( Vel::U32 ifIndex ) const {
    return entry ? entry->told.intf : none;
 }
 
+const Wire::IntfId & LinkTable::below( const Wire::IntfId & vlanIntf ) const {
+   const Entry * const entry = find( ifIndex( vlanIntf ) );
+   return intf( entry ? entry->link.lower : 0 );
+}
+
 const Vel::String & LinkTable::name( Vel::U32 ifIndex ) const {
    static const Vel::String none;
    const Entry * const entry = find( ifIndex );

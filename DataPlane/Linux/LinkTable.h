@@ -39,6 +39,8 @@ class LinkTable {
    Vel::U32 ifIndex( const Wire::IntfId & intf ) const;
    /// What the link of a number was told as; the empty id: there is none, or it was refused.
    const Wire::IntfId & intf( Vel::U32 ifIndex ) const;
+   /// What the link below a VLAN interface was told as; the empty id: there is none, or it was refused.
+   const Wire::IntfId & below( const Wire::IntfId & vlanIntf ) const;
    /// The kernel's name of a link, told or not; empty: there is none.
    const Vel::String & name( Vel::U32 ifIndex ) const;
    /// The number of a link by the kernel's name; 0: there is none.

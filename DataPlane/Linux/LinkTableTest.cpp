@@ -40,6 +40,15 @@ TestLink vlan( Vel::U32 ifIndex, const char * name, Vel::U32 lower, Vel::U16 id 
    return { .ifIndex = ifIndex, .name = name, .kind = "vlan", .lower = lower, .vlanId = id };
 }
 
+TEST_F( LinkTable, knowsTheBridgeBelowAVlanInterface ) {
+   add( vlan( 4, "v10", 1, 10 ) );
+   EXPECT_EQ( Wire::IntfId(), table.below( Wire::VlanIntfId( "v10", 10 ) ) );
+   add( bridge( 1, "br0" ) );
+   EXPECT_EQ( Wire::CpuIntfId( "br0" ), table.below( Wire::VlanIntfId( "v10", 10 ) ) );
+   EXPECT_EQ( Wire::IntfId(), table.below( Wire::CpuIntfId( "br0" ) ) );
+   EXPECT_EQ( Wire::IntfId(), table.below( Wire::VlanIntfId( "v11", 11 ) ) );
+}
+
 TEST_F( LinkTable, kindFollowsTheDevice ) {
    struct Row {
       TestLink link;

@@ -30,6 +30,9 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    void linkSet( RequestId id, const Wire::IntfId & intf, bool up, const Vel::String & restore ) override;
    LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) override;
    bool tellsMembership() const override { return true; }
+   Wire::IntfId bridgeBelow( const Wire::IntfId & vlanIntf ) const override {
+      return links_.below( vlanIntf );
+   }
    Vel::String uncounted( const Wire::IntfId & intf ) const override { return membership_.uncounted( intf ); }
    const Vel::String & bootId() const override { return bootId_; }
 

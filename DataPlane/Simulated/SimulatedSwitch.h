@@ -31,6 +31,7 @@ class SimulatedSwitch final : public Switch, public Simulation {
    void linkSet( RequestId id, const Wire::IntfId & intf, bool up, const Vel::String & restore ) override;
    LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) override;
    bool tellsMembership() const override { return true; }
+   Wire::IntfId bridgeBelow( const Wire::IntfId & ) const override { return {}; }
    Vel::String uncounted( const Wire::IntfId & ) const override { return {}; }
    const Vel::String & bootId() const override { return bootId_; }
 

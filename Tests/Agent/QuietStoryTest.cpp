@@ -69,4 +69,22 @@ TEST( QuietStory, linkThatAppearsIsWaitedForByAnEnterRightAfter ) {
    EXPECT_EQ( R"({"drained":0,"total":1})", rig.fact( "units/u2", "interfaces" ) );
 }
 
+TEST( QuietStory, linkThatGoesUpAndDownCostsNoReadOfCountersWhileAllUnitsAreNormal ) {
+   AgentRig rig( configuration( "5s" ) );
+   rig.start();
+   rig.runUntil( 10 );
+   const auto flaps = [&] {
+      const unsigned before = rig.watched().refreshes();
+      for ( int i = 0; i < 10; ++i ) {
+         EXPECT_TRUE( rig.simulation().linkIs( "et1", i % 2 ).ok() );
+         rig.turn();
+      }
+      return rig.watched().refreshes() - before;
+   };
+   EXPECT_EQ( 0u, flaps() );
+   EXPECT_EQ( 202, rig.post( "units/u1/enter" ) );
+   rig.runUntil( 12 );
+   EXPECT_GT( flaps(), 0u ) << "a monitor begins each time that the link comes up";
+}
+
 } // namespace

@@ -22,6 +22,8 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
 
    /// Links that were set up or down since the beginning.
    const std::vector< Move > & moves() const { return moves_; }
+   /// How often counters were read since the beginning.
+   unsigned refreshes() const { return refreshes_; }
    void clockIs( const Vel::Clock & clock ) { clock_ = &clock; }
 
    /// From now on nobody can say what the VLAN interface carries, for this reason; empty: its members are counted again.
@@ -42,6 +44,7 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
    }
    void stop() override { inner_->stop(); }
    DataPlane::Outcome countersRefresh( VelPool::EntityManager & pool ) override {
+      ++refreshes_;
       const DataPlane::Outcome outcome = inner_->countersRefresh( pool );
       for ( const Wire::IntfId & port : withoutCounters_ )
          pool.intfDel( port );
@@ -55,6 +58,9 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
       return inner_->linkSnapshot( intf );
    }
    bool tellsMembership() const override { return inner_->tellsMembership(); }
+   Wire::IntfId bridgeBelow( const Wire::IntfId & vlanIntf ) const override {
+      return inner_->bridgeBelow( vlanIntf );
+   }
    Vel::String uncounted( const Wire::IntfId & intf ) const override {
       const auto at = uncounted_.find( intf );
       return at == uncounted_.end() ? inner_->uncounted( intf ) : at->second;
@@ -95,6 +101,7 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
    Vel::Ptr< DataPlane::Switch > inner_;
    DataPlane::Listener * listener_ = nullptr;
    const Vel::Clock * clock_ = nullptr;
+   unsigned refreshes_ = 0;
    std::map< Wire::IntfId, bool > adminUp_;
    std::vector< Move > moves_;
    std::map< Wire::IntfId, Vel::String > uncounted_; ///< why, by VLAN interface

@@ -406,6 +406,31 @@ _waitsFor() { # LINK REASON: for longer than the unit needs to settle
    says "is up, and nobody can say what it carries: $2"
 }
 
+# A bridge that is set up sets up its VLAN interfaces as well, also one that is shut.
+_outlastsABounceOfItsBridge() {
+   _enters
+   _isUnderMaintenance
+   _in "$ns" link set br0 down
+   _sleep 1
+   _in "$ns" link set br0 up
+   _until 10 "vlan10 is shut again" _isDown vlan10
+   _sleep $period
+   _isUnderMaintenance
+   _is interfaces/vlan10 drift null || fail "nobody has set vlan10 up"
+   _isBackToNormal
+   output=$(_moves)
+   [ "$(grep -c vlan10 <<< "$output")" -eq 4 ] || fail "vlan10 should have gone down, up with its bridge, down and up"
+   # The next time it goes down with its bridge while it is watched.
+   _ctlPasses enter u1
+   _until 20 "vlan10 is watched" _is interfaces/vlan10 state enter-maint
+   _in "$ns" link set br0 down
+   _until 10 "vlan10 is seen down" _is interfaces/vlan10 link-state down
+   _is interfaces/vlan10 drift null || fail "nobody has set vlan10 down"
+   _in "$ns" link set br0 up
+   _until 10 "vlan10 is seen up" _is interfaces/vlan10 link-state up
+   ! grep -q "somebody else" log || fail "nobody else has set a link"
+}
+
 _rounds() { # COUNT COMMAND...
    local count=$1
    shift
@@ -497,6 +522,9 @@ followsMembersAndAdministrators() {
 }
 waitsForWhatCannotBeCounted() {
    _inWorlds "uncounted _waitsForWhatCannotBeCounted"
+}
+shutsAVlanInterfaceAgainThatItsBridgeHasRaised() {
+   _inWorlds "bounce _outlastsABounceOfItsBridge"
 }
 goesOnAfterAKillAtEachPointOfTheStory() {
    _inWorlds "kills _isKilledAt entering draining shut settling maintenance exiting"
