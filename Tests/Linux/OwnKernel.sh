@@ -2,7 +2,7 @@
 # Runs a command in a Linux kernel of its own, with bonding, teams, VLANs and filtering bridges, whatever the machine's
 # kernel has: Debian's user-mode Linux, an ordinary process, up in two to three seconds.
 #
-#   OwnKernel.sh [--limit SECONDS] [--memory SIZE] COMMAND [ARGUMENT...]
+#   OwnKernel.sh [--limit SECONDS] [--memory MEGABYTES] COMMAND [ARGUMENT...]
 #
 # The command's output and exit status are passed on as they are. It finds the machine's files where they are, but may
 # not change them (name them by absolute paths); it is root, in an empty folder in memory, with no link but a loopback;
@@ -18,7 +18,7 @@
 # Tests/CMakeLists.txt for stories of the agent, whose helpers are in World.sh.
 set -uo pipefail
 folder=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-limit=240 memory=512M
+limit=240 memory=512
 while :; do
    case ${1:-} in
    --limit) limit=$2 ;;
@@ -28,7 +28,7 @@ while :; do
    shift 2
 done
 [ $# -gt 0 ] || {
-   echo "usage: OwnKernel.sh [--limit SECONDS] [--memory SIZE] COMMAND [ARGUMENT...]" >&2
+   echo "usage: OwnKernel.sh [--limit SECONDS] [--memory MEGABYTES] COMMAND [ARGUMENT...]" >&2
    exit 2
 }
 
@@ -48,6 +48,11 @@ cp "$folder/OwnKernelInit.sh" "$run/init"
 chmod +x "$run/init"
 printf '%q ' "$@" > "$run/command"
 : > "$run/output"
+
+# The kernel's memory is a file. It goes where ours go if the machine's folder for such files is small, as containers'
+# are.
+shared=$(df --output=avail -k /dev/shm 2> /dev/null | tail -n 1)
+[ "${shared:-0}" -ge $((memory * 1024)) ] || export TMPDIR=$run
 
 # Ends all processes of the kernel, which are one group, and waits until they have gone.
 endKernel() {
@@ -77,7 +82,7 @@ setsid -f bash -c "$(declare -f endKernel)"'
    [ ! -d "$0" ] || { endKernel "$pid"; rm -rf "$0"; }' "$run" < "$run/alive" > /dev/null 2>&1 4>&-
 
 # A console for the kernel's messages and a serial line for the command's output, so that neither gets into the other.
-setsid "$kernel" "mem=$memory" rootfstype=hostfs rootflags=/ ro "init=$run/init" \
+setsid "$kernel" "mem=${memory}M" rootfstype=hostfs rootflags=/ ro "init=$run/init" \
    "uml_dir=$run/uml/" con=null con0=null,fd:1 ssl=null ssl0=null,fd:3 oops=panic panic=-1 loglevel=5 \
    "MAINT_RUN=$run" < /dev/null > "$run/console" 2>&1 3> "$run/output" 4>&- &
 pid=$!
