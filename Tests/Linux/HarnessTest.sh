@@ -40,12 +40,18 @@ tellsACrash() {
    says 'Kernel panic'
 }
 endsAtItsLimit() {
-   run _ownKernel --limit 10 bash -c 'sleep 100 & echo begun; wait'
+   run _ownKernel --limit 40 bash -c "trap 'echo waited for more' TERM; echo begun; sleep 100 & wait"
+   _runsHere
+   [ "$status" -eq 124 ] || fail "should have ended with 124"
+   says begun
+   says 'waited for more'
+   says 'has not ended within 31 s'
+}
+endsWhatDoesNotEndAtItsLimit() {
+   run _ownKernel --limit 8 bash -c "trap '' TERM; sleep 100"
    _runsHere
    [ "$status" -eq 1 ] || fail "should have ended with 1"
-   says begun
-   says 'has not ended within 10 s'
-   saysNot 'Kernel panic'
+   says 'has not ended within 8 s'
 }
 leavesNothingWhenItIsKilled() {
    local harness run i

@@ -28,6 +28,8 @@ _withLinks() {
       declare -g "$1"
       shift
    done
+   # shellcheck disable=SC2154
+   trap 'echo "ended in ${FUNCNAME[*]}${what:+, waiting: $what}"; exit 143' TERM
    peers=$world-peers
    ip netns add "$ns" && ip netns add "$peers" || fail "cannot make the namespaces"
    _makeLinks

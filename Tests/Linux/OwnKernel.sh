@@ -10,7 +10,7 @@
 #
 # 77: it cannot run here, and the one line that is printed says why. 1: the kernel has crashed or has not come to an
 # end within the limit (default 240 s of wall time); then its last messages are printed. They are also if the command
-# fails.
+# fails. It is sent SIGTERM shortly before.
 #
 # Several may run at once. Nothing of it outlasts this script, also when that is killed.
 #
@@ -27,6 +27,7 @@ while :; do
    esac
    shift 2
 done
+commandLimit=$((limit - limit / 10 - 5))
 [ $# -gt 0 ] || {
    echo "usage: OwnKernel.sh [--limit SECONDS] [--memory MEGABYTES] COMMAND [ARGUMENT...]" >&2
    exit 2
@@ -84,7 +85,7 @@ setsid -f bash -c "$(declare -f endKernel)"'
 # A console for the kernel's messages and a serial line for the command's output, so that neither gets into the other.
 setsid "$kernel" "mem=${memory}M" rootfstype=hostfs rootflags=/ ro "init=$run/init" \
    "uml_dir=$run/uml/" con=null con0=null,fd:1 ssl=null ssl0=null,fd:3 oops=panic panic=-1 loglevel=5 \
-   "MAINT_RUN=$run" < /dev/null > "$run/console" 2>&1 3> "$run/output" 4>&- &
+   "MAINT_RUN=$run" "MAINT_LIMIT=$commandLimit" < /dev/null > "$run/console" 2>&1 3> "$run/output" 4>&- &
 pid=$!
 disown $pid
 echo $pid >&4
@@ -119,5 +120,6 @@ if [ -z "$status" ] || grep -qE 'Kernel panic|Oops|BUG:' "$run/console"; then
    kernelSays
    exit 1
 fi
+[ "$status" -ne 124 ] || echo "FAILED: has not ended within $commandLimit s"
 [ "$status" -eq 0 ] || [ "$status" -eq 77 ] || kernelSays
 exit "$status"

@@ -31,8 +31,10 @@ ip link set lo up
 stty -F /dev/ttyS0 raw -echo
 mkdir /run/tmp/here
 cd /run/tmp/here || exit
-# Not straight to the serial line, for which programs would draw and colour.
-setsid bash -c "$(cat "/run/host/command")" < /dev/null 2>&1 | cat > /dev/ttyS0
+# Not straight to the serial line, for which programs would draw and colour. Ended a little before the kernel would be,
+# so that it can tell what it has been waiting for.
+setsid timeout --kill-after=5 "$MAINT_LIMIT" bash -c "$(cat "/run/host/command")" < /dev/null 2>&1 |
+   cat > /dev/ttyS0
 echo "${PIPESTATUS[0]}" > /run/host/status
 sync
 echo o > /proc/sysrq-trigger
