@@ -213,7 +213,8 @@ _areSampled() { # COUNT "LINK DIRECTION"...
    done
    [ $missing -eq 0 ]
 }
-# By how much the sampled rates are off, all of them but the first together.
+# By how much the sampled rates but the first are off: all of them together, or the middle one if that is off by less,
+# since a member that joins is not counted in its first sample.
 _errorOf() { # SENT SAMPLED
    awk '
       # What had been sent by then.
@@ -227,9 +228,18 @@ _errorOf() { # SENT SAMPLED
       }
       FNR == NR { if ( NF == 2 ) { when[ ++n ] = $1; octets[ n ] = $2 } next }
       FNR == 1 { first = $1 }
-      FNR > 1 { counted += $2 * ( $1 - last ) / 8 }
+      FNR > 1 {
+         counted += $2 * ( $1 - last ) / 8
+         error = $2 / ( ( sent( $1 ) - sent( last ) ) * 8 / ( $1 - last ) ) - 1
+         for ( i = ++count; i > 1 && errors[ i - 1 ] > error; --i ) errors[ i ] = errors[ i - 1 ]
+         errors[ i ] = error
+      }
       { last = $1 }
-      END { print counted / ( sent( last ) - sent( first ) ) - 1 }' "$1" "$2"
+      END {
+         all = counted / ( sent( last ) - sent( first ) ) - 1
+         middle = errors[ int( ( count + 1 ) / 2 ) ]
+         print( all * all < middle * middle ? all : middle )
+      }' "$1" "$2"
 }
 # _hasDrainedOnTime LINK: on the first quiet sample with which the load interval is quiet.
 _hasDrainedOnTime() {
