@@ -235,12 +235,12 @@ void Stages::run() {
       if ( UnitRun * run = model_.unitRunDir->unitRun( unitName ) )
          runUnit( *status, *run );
    leftOverUnitsDel();
-   // Nobody tells when the counts become equal again, so a unit whose stages are complete is looked at every second.
-   wakeup_->timeMinIs( unitsToSettle_.empty() ? Cog::Timer::never : now() + 1 );
+   // Nobody tells when the counts become equal again, or what a member carries becomes known.
+   wakeup_->timeMinIs( unitsToLookAt_.empty() ? Cog::Timer::never : now() + 1 );
 }
 
 void Stages::runUnit( Status & status, UnitRun & run ) {
-   unitsToSettle_.erase( status.unitName() );
+   unitsToLookAt_.erase( status.unitName() );
    if ( status.state() == UnitState::enterInProgress ) {
       if ( allStagesComplete( model_.enter, status.maintEnterInstanceName(), run ) )
          settle( status, run );
@@ -266,14 +266,21 @@ bool Stages::allStagesComplete( const Class & stageClass, const Vel::String & in
    Stage::Progress * progress = stageClass.progressDir->progress( instanceName );
    if ( !progress )
       return false;
+   bool watched = false;
    for ( const Vel::String & stage : split( run.stages() ) ) {
       if ( contains( run.skippedStages(), stage ) )
          continue;
       if ( !isComplete( stageClass, stage, instanceName ) ) {
-         if ( !progress->stageStatus( stage ) )
+         if ( progress->stageStatus( stage ) )
+            return false;
+         if ( watched && counts( run.unitName() ).uncounted > 0 )
+            unitsToLookAt_.insert( run.unitName() );
+         else
             startStage( stageClass, instanceName, run, stage );
          return false;
       }
+      // What comes after the watching on the way in relies on it, so it does not begin while that has left somebody out.
+      watched |= &stageClass == &model_.enter && stage == Config::drainwatchStage;
       if ( !run.stageEnd( stage ) )
          run.stageEndIs( stage, now() );
    }
@@ -282,7 +289,7 @@ bool Stages::allStagesComplete( const Class & stageClass, const Vel::String & in
 
 void Stages::settle( Status & status, UnitRun & run ) {
    const Vel::String unitName = status.unitName();
-   unitsToSettle_.insert( unitName );
+   unitsToLookAt_.insert( unitName );
    const Counts counts = this->counts( unitName );
    if ( counts.total != counts.drained || counts.uncounted > 0 || ( hold_ && hold_() ) ) {
       settling_.erase( unitName );
@@ -292,7 +299,7 @@ void Stages::settle( Status & status, UnitRun & run ) {
    if ( now() - since < settleTime_ )
       return;
    settling_.erase( unitName );
-   unitsToSettle_.erase( unitName );
+   unitsToLookAt_.erase( unitName );
    stateIs( status, run, UnitState::maintenance );
 }
 

@@ -159,7 +159,7 @@ class Stages {
    Model model_;
    std::map< Vel::String, Lists > lists_;
    std::map< Vel::String, double > settling_; ///< since when the unit could be in maintenance
-   std::set< Vel::String > unitsToSettle_;    ///< all stages complete, not yet in maintenance
+   std::set< Vel::String > unitsToLookAt_;    ///< every second: to settle, or to begin what has to wait
    double settleTime_ = 10;
    std::function< bool( const Wire::IntfId & ) > uncounted_;
    std::function< Result() > hold_;

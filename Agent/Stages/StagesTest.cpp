@@ -527,6 +527,23 @@ TEST_F( StagesStory, doesNotSettleWhileNobodyCanTellWhatAMemberCarries ) {
    EXPECT_EQ( UnitState::maintenance, unit().state() );
 }
 
+TEST_F( StagesStory, beginsNoStageAfterTheWatchingWhileNobodyCanTellWhatAMemberCarries ) {
+   bool uncounted = true;
+   stages->unitIs( "u1", { { "steer", "drainwatch", "power-off" }, { "drainwatch" } } );
+   stages->uncountedIs( [&]( const Wire::IntfId & ) { return uncounted; } );
+   member( "et1" );
+   ASSERT_FALSE( enter() );
+   complete( "steer" );
+   clock->advance( 60 );
+   EXPECT_EQ( "drainwatch", stages->stage( "u1" ) ) << "what comes before it does not wait";
+   complete();
+   clock->advance( 60 );
+   EXPECT_EQ( "drainwatch", stages->stage( "u1" ) );
+   uncounted = false;
+   clock->advance( 2 );
+   EXPECT_EQ( "power-off", stages->stage( "u1" ) );
+}
+
 TEST_F( StagesStory, leavesAlsoWhileNobodyCanTellWhatAMemberCarries ) {
    stages->uncountedIs( []( const Wire::IntfId & ) { return true; } );
    member( "et1" );
