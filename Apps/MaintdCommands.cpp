@@ -83,7 +83,7 @@ std::vector< Agent::ControlCommands::Stage > Maintd::stageFacts( const std::stri
       result.push_back(
          { stage.name, state, command.since > 0 ? command.since : stage.since, command.command,
            command.command.empty() ? 0 : static_cast< double >( command.limit ), command.failure,
-           command.goesOn, command.waits } );
+           command.goesOn, command.waits, command.waitsFor } );
    }
    return result;
 }

@@ -9,8 +9,9 @@
 /// Purpose: what commands need of the operating system: processes that are started, fed, listened to and ended.
 namespace Agent {
 
-/// Nothing waits. A child leads a session and a process group of its own, which all that it starts belongs to unless
-/// it leaves on purpose; whatever of the group is left when the child itself has ended is ended with it.
+/// Nothing waits. A child leads a session of its own, which all that it starts belongs to unless it leaves on purpose,
+/// also what makes process groups of its own there; whatever of the session is left when the child itself has ended is
+/// ended with it.
 class Children {
  public:
    /// Chosen by the caller, each once.
@@ -25,17 +26,19 @@ class Children {
    };
    struct Held {
       Vel::String problem; ///< why there is no such process; empty: there is
+      bool scarce = false; ///< the system has run out of something, and there may be one later
       ProcessId process;
    };
    struct Ending {
-      int status = 0; ///< of an exit
-      int signal = 0; ///< that has ended it; 0: it has exited
+      int status = 0;    ///< of an exit
+      int signal = 0;    ///< that has ended it; 0: it has exited
+      bool known = true; ///< false: it has ended, and nobody can say how
    };
    /// Told in a turn, never inside a call of Children. What a child has said comes before its end.
    class Listener {
     public:
       virtual void childSays( Id id, Stream stream, std::string_view bytes ) = 0;
-      /// Nothing of its group is left, and its id is unknown from now on.
+      /// Nothing of its session is left, and its id is unknown from now on.
       virtual void childEnded( Id id, const Ending & ending ) = 0;
 
     protected:
@@ -51,9 +54,9 @@ class Children {
    virtual void go( Id id ) = 0;
    /// Writes a line feed to its descriptor 3: what it has recorded is safe.
    virtual void kept( Id id ) = 0;
-   /// Asks the whole group to end (SIGTERM).
+   /// Asks the whole session to end (SIGTERM).
    virtual void terminate( Id id ) = 0;
-   /// Ends the whole group (SIGKILL).
+   /// Ends the whole session (SIGKILL).
    virtual void kill( Id id ) = 0;
    /// Ends all of this listener and tells it nothing more.
    virtual void forget( Listener & listener ) = 0;

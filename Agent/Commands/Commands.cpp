@@ -25,7 +25,9 @@ StageMgrInstKey keyOf( const Vel::String & instanceName ) {
 
 Vel::String endingText( const Children::Ending & ending, const Vel::String & lastError ) {
    Vel::String text;
-   if ( ending.signal != 0 ) {
+   if ( !ending.known )
+      text = "has ended in a way that is not known";
+   else if ( ending.signal != 0 ) {
       const char * const name = sigabbrev_np( ending.signal );
       text = Vel::text( "was ended by signal ", ending.signal, name ? Vel::text( " (SIG", name, ")" ) : "" );
    } else if ( ending.status != 0 )
@@ -143,6 +145,7 @@ void Commands::run() {
    if ( !resumed_ )
       return;
    retiredEnd();
+   waitingDel();
    for ( const bool enter : { true, false } ) {
       runClass( stageClass( enter ), enter );
       completionsDel( stageClass( enter ) );
@@ -178,28 +181,38 @@ void Commands::carryOut(
 
 void Commands::begin(
    const Vel::String & unitName, StageCommand & command, const Vel::String & instanceName, bool enter ) {
-   const bool rerun = command.instanceName() == instanceName && command.state() == CommandState::running;
    const auto definition = definitionOf( command );
+   if ( definition && !( enter ? definition->enter : definition->exit ).empty() )
+      return start( unitName, command, instanceName, enter, *definition );
+   beganIs( unitName, command, instanceName, enter, definition.value_or( CommandDefinition() ) );
+   conclude( unitName, command, enter, definition ? "" : "is not in the configuration" );
+}
+
+void Commands::beganIs(
+   const Vel::String & unitName, StageCommand & command, const Vel::String & instanceName, bool enter,
+   const CommandDefinition & definition ) {
+   waiting_.erase( unitName );
    command.instanceNameIs( instanceName );
-   command.commandIs( !definition ? "" : enter ? definition->enter : definition->exit );
-   command.limitIs( definition ? definition->timeout : 0 );
-   command.goesOnIs( definition && definition->goesOn );
+   command.commandIs( enter ? definition.enter : definition.exit );
+   command.limitIs( definition.timeout );
+   command.goesOnIs( definition.goesOn );
    command.failureIs( "" );
    command.sinceIs( now() );
    command.stateIs( CommandState::running );
-   if ( !definition )
-      conclude( unitName, command, enter, "is not in the configuration" );
-   else if ( command.command().empty() )
-      conclude( unitName, command, enter, "" );
-   else
-      start( unitName, command, enter, rerun );
 }
 
-void Commands::start( const Vel::String & unitName, StageCommand & command, bool enter, bool rerun ) {
+void Commands::start(
+   const Vel::String & unitName, StageCommand & command, const Vel::String & instanceName, bool enter,
+   const CommandDefinition & definition ) {
+   if ( jobs_.size() >= mostAtOnce ) {
+      waits( unitName, command, instanceName, Vel::text( "one of ", mostAtOnce, " commands to end" ), 0 );
+      return;
+   }
+   const bool rerun = command.instanceName() == instanceName && command.state() == CommandState::running;
    const UnitRun * const run = model_.unitRunDir->unitRun( unitName );
    CommandInput input;
    input.unit = unitName;
-   input.generation = keyOf( command.instanceName() ).genId();
+   input.generation = keyOf( instanceName ).genId();
    input.enter = enter;
    input.stage = command.stage();
    input.reason = run ? run->reason() : "";
@@ -207,12 +220,17 @@ void Commands::start( const Vel::String & unitName, StageCommand & command, bool
    input.interfaces = hooks_.interfaces( unitName );
    input.recorded = command.recorded();
    input.rerun = rerun;
-   const auto parsed = Config::Command::parse( command.command() );
+   const auto parsed = Config::Command::parse( enter ? definition.enter : definition.exit );
    const Children::Id id = ++lastId_;
    const Children::Held held = children_.hold(
       id,
       { parsed.value.value_or( Config::Command() ).words(), commandEnvironment( input ), inputText( input ) },
       *this );
+   if (
+      held.scarce &&
+      waits( unitName, command, instanceName, "the system: " + held.problem, definition.timeout ) )
+      return;
+   beganIs( unitName, command, instanceName, enter, definition );
    if ( !held.problem.empty() )
       return conclude( unitName, command, enter, "cannot be started: " + held.problem );
    log(
@@ -242,6 +260,38 @@ void Commands::start( const Vel::String & unitName, StageCommand & command, bool
          if ( *self )
             begins();
       } );
+}
+
+// ---- commands that cannot begin yet
+
+/// Nothing of the command changes while it waits: it has not begun, or only under an earlier agent.
+/// \param want   what there is none of
+/// \param limit  seconds that it waits for the same; 0: without end
+/// \return whether it waits on
+bool Commands::waits(
+   const Vel::String & unitName, const StageCommand & command, const Vel::String & instanceName,
+   const Vel::String & want, double limit ) {
+   Waiting & waiting = waiting_[unitName];
+   if ( waiting.instanceName != instanceName || waiting.stage != command.stage() )
+      waiting = { instanceName, command.stage(), "", std::nullopt };
+   if ( limit == 0 )
+      waiting.since.reset();
+   else if ( !waiting.since )
+      waiting.since = now();
+   else if ( now() - *waiting.since >= limit )
+      return false;
+   if ( std::exchange( waiting.reason, want ) != want )
+      log( unitName, command.stage(), "waits for " + want );
+   waitingDue_ = now() + againAfter;
+   return true;
+}
+
+/// Those of runs that have been given up.
+void Commands::waitingDel() {
+   std::erase_if( waiting_, [this]( const auto & waiting ) {
+      return !model_.enter.progressDir->progress( waiting.second.instanceName ) &&
+             !model_.exit.progressDir->progress( waiting.second.instanceName );
+   } );
 }
 
 // ---- the end of a command
@@ -336,7 +386,7 @@ void Commands::whenDurable( std::function< void() > effect ) {
 }
 
 void Commands::wakeupIs() {
-   double next = undurable_.empty() ? Cog::Timer::never : undurableDue_;
+   double next = std::min( waitingDue_, undurable_.empty() ? Cog::Timer::never : undurableDue_ );
    for ( const auto & [unitName, job] : jobs_ )
       next = std::min( next, job.due );
    wakeup_->timeMinIs( next );
@@ -346,6 +396,10 @@ void Commands::handleDue() {
    for ( auto & [unitName, job] : jobs_ )
       if ( job.due <= now() )
          handleDue( job, unitName );
+   if ( waitingDue_ <= now() ) {
+      waitingDue_ = Cog::Timer::never;
+      runSoon();
+   }
    if ( undurableDue_ <= now() )
       for ( auto & effect : std::exchange( undurable_, {} ) )
          whenDurable( std::move( effect ) );

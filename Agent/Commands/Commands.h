@@ -35,6 +35,8 @@ class Commands final : private Children::Listener {
    static constexpr double endPatience = 2;
    /// Seconds from one look to the next at what an earlier agent has left, and at a store that does not work.
    static constexpr double againAfter = 1;
+   /// Commands that run at a time. Each costs processes and descriptors; the others wait for their turn.
+   static constexpr unsigned mostAtOnce = 64;
    /// Lines of one command that are written to the log.
    static constexpr unsigned mostLines = 2000;
 
@@ -69,7 +71,8 @@ class Commands final : private Children::Listener {
       Vel::U32 limit = 0;  ///< seconds
       bool goesOn = false; ///< a failure does not take the unit back
       Vel::String failure;
-      bool waits = false; ///< for what an earlier agent has left to end
+      bool waits = false;   ///< for what an earlier agent has left to end
+      Vel::String waitsFor; ///< what else it waits for before its command begins; empty: nothing
    };
    /// A stage that has failed on the way back, since its unit entered last.
    struct Failure {
@@ -137,6 +140,11 @@ class Commands final : private Children::Listener {
       unsigned lines = 0;    ///< that were logged
    };
    using Jobs = std::map< Vel::String, Job >; ///< by unit
+   /// A command that cannot begin yet.
+   struct Waiting {
+      Vel::String instanceName, stage, reason;
+      std::optional< double > since; ///< seconds of the clock, of a want that is not ours to end
+   };
 
    void childSays( Children::Id id, Children::Stream stream, std::string_view bytes ) override;
    void childEnded( Children::Id id, const Children::Ending & ending ) override;
@@ -149,7 +157,16 @@ class Commands final : private Children::Listener {
       const Vel::String & unitName, const Vel::String & instanceName, const Vel::String & stage, bool enter );
    void begin(
       const Vel::String & unitName, StageCommand & command, const Vel::String & instanceName, bool enter );
-   void start( const Vel::String & unitName, StageCommand & command, bool enter, bool rerun );
+   void start(
+      const Vel::String & unitName, StageCommand & command, const Vel::String & instanceName, bool enter,
+      const CommandDefinition & definition );
+   bool waits(
+      const Vel::String & unitName, const StageCommand & command, const Vel::String & instanceName,
+      const Vel::String & want, double limit );
+   void beganIs(
+      const Vel::String & unitName, StageCommand & command, const Vel::String & instanceName, bool enter,
+      const CommandDefinition & definition );
+   void waitingDel();
    void end( Job & job, const Vel::String & problem );
    void handleDue( Job & job, const Vel::String & unitName );
    void remnantsEnd( const Vel::String & unitName );
@@ -181,6 +198,8 @@ class Commands final : private Children::Listener {
    Hooks hooks_;
    std::map< Vel::String, CommandDefinition > configured_;
    Jobs jobs_;
+   std::map< Vel::String, Waiting > waiting_;         ///< by unit
+   double waitingDue_ = Cog::Timer::never;            ///< seconds, when they are tried again
    std::vector< std::function< void() > > undurable_; ///< effects that wait for the store
    double undurableDue_ = 0;                          ///< seconds, when they are tried again
    Children::Id lastId_ = 0;

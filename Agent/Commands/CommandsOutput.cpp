@@ -98,12 +98,16 @@ Commands::Facts Commands::facts( const Vel::String & unitName, const Vel::String
          command->limit(),
          command->goesOn(),
          command->failure(),
-         job != jobs_.end() && job->second.phase == Job::Phase::remnants };
+         job != jobs_.end() && job->second.phase == Job::Phase::remnants,
+         "" };
    } else if ( const auto definition = definitionOf( *command ) ) {
       facts.command = enter ? definition->enter : definition->exit;
       facts.limit = definition->timeout;
       facts.goesOn = definition->goesOn;
    }
+   if ( const auto waiting = waiting_.find( unitName );
+        waiting != waiting_.end() && waiting->second.stage == stage )
+      facts.waitsFor = waiting->second.reason;
    return facts;
 }
 

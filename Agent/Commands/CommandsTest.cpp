@@ -262,6 +262,82 @@ TEST_F( CommandsStory, failsWhenItCannotBeStarted ) {
    ASSERT_EQ( 1u, commands->failures().size() );
 }
 
+TEST_F( CommandsStory, hasFailedIfNobodyKnowsHowItHasEnded ) {
+   enter();
+   static_cast< Agent::Children::Listener * >( children.last().listener )
+      ->childEnded( children.last().id, { 0, 0, false } );
+   children.last().phase = Agent::FakeChildren::Phase::ended;
+   settle();
+   EXPECT_EQ( "stage steer failed: has ended in a way that is not known", run().reason() );
+}
+
+// ---- commands that cannot begin yet
+
+/// The way back would be over with nothing undone.
+TEST_F( CommandsStory, waitsOnTheWayBackWhileTheSystemHasNoRoomForIt ) {
+   toMaintenance( "{\"was\":1}" );
+   children.problemIs( "Too many open files", true );
+   exit();
+   EXPECT_EQ( UnitState::exitInProgress, state() );
+   EXPECT_EQ( "the system: Too many open files", commands->facts( "u1", "steer" ).waitsFor );
+   advance( 30 );
+   EXPECT_EQ( Lines{ "u1/steer: waits for the system: Too many open files" }, log );
+   children.problemIs( "" );
+   advance( 1 );
+   EXPECT_EQ( Lines{ "begins /bin/steer exit" }, taken() );
+   EXPECT_TRUE( inputHas( R"("recorded":{"was":1},"rerun":false)" ) ) << input();
+   EXPECT_EQ( "", commands->facts( "u1", "steer" ).waitsFor );
+   ends();
+   EXPECT_EQ( UnitState::normal, state() );
+}
+
+TEST_F( CommandsStory, waitsForTheSystemUntilItsLimit ) {
+   children.problemIs( "Too many open files", true );
+   enter();
+   advance( 59 );
+   EXPECT_EQ( UnitState::enterInProgress, state() );
+   advance( 2 );
+   EXPECT_EQ( "stage steer failed: cannot be started: Too many open files", run().reason() );
+   EXPECT_EQ( UnitState::exitInProgress, state() );
+   children.problemIs( "" );
+   advance( 1 );
+   EXPECT_EQ( Lines{ "begins /bin/steer exit" }, taken() );
+}
+
+TEST_F( CommandsStory, doesNotWaitOnWhenItsUnitGoesBack ) {
+   lists.exit = { "drainwatch" };
+   restart();
+   children.problemIs( "Too many open files", true );
+   enter();
+   exit();
+   EXPECT_EQ( UnitState::normal, state() );
+   EXPECT_EQ( "", commands->facts( "u1", "steer" ).waitsFor );
+   children.problemIs( "" );
+   advance( 5 );
+   EXPECT_EQ( Lines{}, taken() );
+}
+
+TEST_F( CommandsStory, waitsWhileAsManyCommandsRunAsMay ) {
+   for ( unsigned i = 2; i <= Agent::Commands::mostAtOnce + 1; ++i )
+      stages->unitIs( "u" + std::to_string( i ), lists );
+   for ( unsigned i = 2; i <= Agent::Commands::mostAtOnce + 1; ++i )
+      ASSERT_FALSE( stages->enter( "u" + std::to_string( i ), { "swap", "ann" } ) );
+   settle();
+   enter();
+   EXPECT_EQ( Agent::Commands::mostAtOnce, children.running() );
+   EXPECT_EQ( "one of 64 commands to end", commands->facts( "u1", "steer" ).waitsFor );
+   taken();
+   advance( 50 );
+   EXPECT_EQ( Lines{}, taken() );
+   ends();
+   EXPECT_EQ( Lines{ "begins /bin/steer enter" }, taken() );
+   EXPECT_TRUE( inputHas( R"("unit":"u1")" ) ) << input();
+   EXPECT_EQ( "", commands->facts( "u1", "steer" ).waitsFor );
+   // Its limit begins with it.
+   advance( 50 );
+   EXPECT_EQ( UnitState::enterInProgress, state() );
+}
+
 // ---- limits
 
 TEST_F( CommandsStory, isEndedAtItsLimitFirstByRequestThenByForce ) {

@@ -42,13 +42,13 @@ void FakeChildren::ends( Child & child, int status, int signal ) const {
 
 Children::Held FakeChildren::hold( Id id, const Program & program, Listener & listener ) {
    if ( !problem_.empty() )
-      return { problem_, {} };
+      return { problem_, scarce_, {} };
    Child & child = all_.emplace_back();
    child.id = id;
    child.program = program;
    child.listener = &listener;
    child.process = { ++lastPid_, lastPid_ * 10, "here" };
-   return { "", child.process };
+   return { "", false, child.process };
 }
 
 void FakeChildren::note(

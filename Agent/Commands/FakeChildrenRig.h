@@ -37,8 +37,11 @@ class FakeChildren final : public Children {
    void says( Child & child, const std::string & text, Stream stream = Stream::output ) const;
    void ends( Child & child, int status, int signal = 0 ) const;
 
-   /// Why no child can be made; empty: it can.
-   void problemIs( const std::string & problem ) { problem_ = problem; }
+   /// Why no child can be made; empty: it can. Scarce: it may be possible later.
+   void problemIs( const std::string & problem, bool scarce = false ) {
+      problem_ = problem;
+      scarce_ = scarce;
+   }
    /// How often an agent finds something left of a child that its predecessor has started.
    void remnantsAre( unsigned looks ) { remnants_ = looks; }
    /// Called when the command of a child begins, is told that its record is safe, or is asked or forced to end.
@@ -59,6 +62,7 @@ class FakeChildren final : public Children {
    std::list< Child > all_;
    std::vector< std::string > notes_;
    std::string problem_;
+   bool scarce_ = false;
    unsigned remnants_ = 0;
    Vel::U32 lastPid_ = 100;
 };

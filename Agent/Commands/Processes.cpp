@@ -15,7 +15,7 @@ namespace {
 
 /// What the kernel says of one process.
 struct Listed {
-   pid_t pid = 0, session = 0;
+   pid_t pid = 0, group = 0, session = 0;
    char state = '?';
    Vel::U64 startTime = 0;
 
@@ -39,7 +39,7 @@ std::optional< Listed > listed( pid_t pid ) {
    Listed result;
    result.pid = pid;
    std::string other;
-   in >> result.state >> other >> other >> result.session;
+   in >> result.state >> other >> result.group >> result.session;
    constexpr int betweenSessionAndStartTime = 15;
    for ( int i = 0; i < betweenSessionAndStartTime; ++i )
       in >> other;
@@ -56,6 +56,9 @@ std::vector< Listed > sessionOf( pid_t leader ) {
       pid_t pid = 0;
       const auto [rest, bad] = std::from_chars( name.data(), name.data() + name.size(), pid );
       if ( bad != std::errc() || rest != name.data() + name.size() )
+         continue;
+      // Most are of others, and this is told without reading anything.
+      if ( getsid( pid ) != leader )
          continue;
       if ( const auto process = listed( pid ); process && process->session == leader && !process->hasEnded() )
          result.push_back( *process );
@@ -98,11 +101,17 @@ std::vector< pid_t > remnantsOf( const ProcessId & process, const std::string & 
    return result;
 }
 
-pid_t otherOfSession( pid_t leader ) {
+std::vector< pid_t > othersOfSession( pid_t leader, bool outsideGroup ) {
+   std::vector< pid_t > result;
    for ( const Listed & member : sessionOf( leader ) )
-      if ( member.pid != leader )
-         return member.pid;
-   return 0;
+      if ( member.pid != leader && !( outsideGroup && member.group == leader ) )
+         result.push_back( member.pid );
+   return result;
+}
+
+bool isOfSession( pid_t pid, pid_t leader ) {
+   const auto process = listed( pid );
+   return process && process->session == leader && !process->hasEnded();
 }
 
 } // namespace Agent

@@ -17,7 +17,10 @@ ProcessId processOf( pid_t pid );
 /// environment. What has ended already is not among them.
 std::vector< pid_t > remnantsOf( const ProcessId & process, const std::string & mark );
 
-/// A process of a session that has not ended, other than its leader; 0: there is none.
-pid_t otherOfSession( pid_t leader );
+/// The processes of a session that have not ended, without its leader: all, or those that have left its process group.
+std::vector< pid_t > othersOfSession( pid_t leader, bool outsideGroup );
+
+/// Whether a process has not ended and is of the session.
+bool isOfSession( pid_t pid, pid_t leader );
 
 } // namespace Agent

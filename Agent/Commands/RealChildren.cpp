@@ -26,6 +26,8 @@ constexpr std::size_t mostLeft = 1024 * 1024;
 constexpr int firstFree = 10;
 constexpr int keptDescriptor = 3;
 constexpr int cannotRunStatus = 127;
+/// Turns in which a child that has ended is asked how, while whoever traces it has not let go of it.
+constexpr unsigned mostLooks = 10'000;
 
 class Pipe {
  public:
@@ -68,6 +70,15 @@ struct Plan {
    char * const * environment;
 };
 
+/// In the child.
+[[noreturn]] void cannotRun() {
+   const char * const reason = strerrordesc_np( errno );
+   for ( const char * const text : { "cannot be run: ", reason ? reason : "unknown error", "\n" } )
+      if ( write( STDERR_FILENO, text, strlen( text ) ) < 0 )
+         break;
+   _exit( cannotRunStatus );
+}
+
 /// Runs in the child, where only what is safe in a signal handler may be called.
 [[noreturn]] void beTheChild( Plan plan ) {
    setsid();
@@ -80,9 +91,20 @@ struct Plan {
    sigemptyset( &none );
    sigprocmask( SIG_SETMASK, &none, nullptr );
    // Away from the numbers that they are to get.
-   plan.go = fcntl( plan.go, F_DUPFD_CLOEXEC, firstFree );
-   for ( int & descriptor : plan.standard )
+   const int errors = plan.standard[STDERR_FILENO];
+   bool all = true;
+   const auto move = [&all]( int & descriptor ) {
       descriptor = fcntl( descriptor, F_DUPFD_CLOEXEC, firstFree );
+      all = all && descriptor >= 0;
+   };
+   move( plan.go );
+   for ( int & descriptor : plan.standard )
+      move( descriptor );
+   if ( !all ) {
+      // What the agent has there is nothing for a command.
+      dup2( errors, STDERR_FILENO );
+      cannotRun();
+   }
    for ( int i = 0; i <= keptDescriptor; ++i )
       dup2( plan.standard[static_cast< std::size_t >( i )], i );
    // The agent's locks and sockets are not to be held while this one waits.
@@ -98,15 +120,40 @@ struct Plan {
    umask( 022 );
    if ( chdir( "/" ) == 0 )
       execve( plan.words[0], plan.words, plan.environment );
-   const char * const reason = strerrordesc_np( errno );
-   for ( const char * const text : { "cannot be run: ", reason ? reason : "unknown error", "\n" } )
-      if ( write( STDERR_FILENO, text, strlen( text ) ) < 0 )
-         break;
-   _exit( cannotRunStatus );
+   cannotRun();
 }
 
 /// Readable when the process has ended; negative: there is none, errno says why.
 int processDescriptor( pid_t pid ) { return static_cast< int >( syscall( SYS_pidfd_open, pid, 0 ) ); }
+
+/// The same of a process that was of a session a moment ago; negative: it is not any more, or errno says why.
+int memberDescriptor( pid_t pid, pid_t leader ) {
+   const int descriptor = processDescriptor( pid );
+   if ( descriptor < 0 || isOfSession( pid, leader ) )
+      return descriptor;
+   close( descriptor );
+   errno = ESRCH;
+   return -1;
+}
+
+/// To all of the session that a process leads which has not been collected. Those that have left its group may end
+/// meanwhile, and their numbers may become somebody else's.
+void signalSession( pid_t leader, int signal ) {
+   // One that has not come to lead its group yet has not begun either.
+   if ( ::kill( -leader, signal ) != 0 )
+      ::kill( leader, signal );
+   for ( const pid_t pid : othersOfSession( leader, true ) )
+      if ( const int descriptor = memberDescriptor( pid, leader ); descriptor >= 0 ) {
+         syscall( SYS_pidfd_send_signal, descriptor, signal, nullptr, 0 );
+         close( descriptor );
+      }
+}
+
+/// \param error  of a call that makes something
+Children::Held notHeld( int error ) {
+   const bool scarce = error == EMFILE || error == ENFILE || error == EAGAIN || error == ENOMEM;
+   return { std::strerror( error ), scarce, {} };
+}
 
 std::vector< char * > pointers( const std::vector< std::string > & texts ) {
    std::vector< char * > result;
@@ -121,14 +168,13 @@ std::vector< char * > pointers( const std::vector< std::string > & texts ) {
 struct RealChildren::Child {
    Listener * listener = nullptr;
    pid_t pid = 0;
-   int end = -1;   ///< readable when it has ended
-   int other = -1; ///< the same of another one of its session that is waited for
+   int end = -1; ///< readable when it has ended, and then of another one of its session that is waited for
    int go = -1, kept = -1, input = -1, output = -1, errors = -1;
    std::string toWrite;      ///< of its input
    bool going = false;       ///< its input may be written
-   bool patient = false;     ///< others of its group get the time to end by themselves
-   bool leaderEnded = false; ///< not collected, so that nobody else gets the number of its group
-   bool gone = false;        ///< its end is about to be told
+   bool patient = false;     ///< others of its session get the time to end by themselves
+   bool leaderEnded = false; ///< not collected, so that nobody else gets the number of its session
+   unsigned looks = 0;       ///< in vain, at how it has ended
 
    int & of( Stream stream ) { return stream == Stream::output ? output : errors; }
 };
@@ -136,6 +182,8 @@ struct RealChildren::Child {
 RealChildren::RealChildren( Vel::Ptr< Cog::EventLoop > loop )
    : loop_( std::move( loop ) ), self_( std::make_shared< RealChildren * >( this ) ) {
    ::signal( SIGPIPE, SIG_IGN );
+   // Whoever has started the agent may have left it ignored, and then nobody is told how a child has ended.
+   ::signal( SIGCHLD, SIG_DFL );
 }
 
 RealChildren::~RealChildren() {
@@ -150,7 +198,7 @@ Children::Held RealChildren::hold( Id id, const Program & program, Listener & li
    Pipe input, output, errors, kept, go;
    for ( const Pipe * const pipe : { &input, &output, &errors, &kept, &go } )
       if ( pipe->error() )
-         return { std::strerror( pipe->error() ), {} };
+         return notHeld( pipe->error() );
    const auto words = pointers( program.words );
    const auto environment = pointers( program.environment );
    const Plan plan{
@@ -163,7 +211,7 @@ Children::Held RealChildren::hold( Id id, const Program & program, Listener & li
    if ( pid == 0 )
       beTheChild( plan );
    if ( pid < 0 )
-      return { std::strerror( errno ), {} };
+      return notHeld( errno );
 
    auto child = std::make_unique< Child >();
    child->listener = &listener;
@@ -178,11 +226,11 @@ Children::Held RealChildren::hold( Id id, const Program & program, Listener & li
    child->toWrite = program.input;
    if ( child->end < 0 ) {
       drop( *child );
-      return { std::strerror( error ), {} };
+      return notHeld( error );
    }
    watch( id, *child );
    children_[id] = std::move( child );
-   return { "", processOf( pid ) };
+   return { "", false, processOf( pid ) };
 }
 
 void RealChildren::watch( Id id, Child & child ) {
@@ -196,12 +244,13 @@ void RealChildren::watch( Id id, Child & child ) {
 
 void RealChildren::go( Id id ) {
    const auto at = children_.find( id );
-   if ( at == children_.end() )
+   if ( at == children_.end() || at->second->going )
       return;
    Child & child = *at->second;
    child.going = true;
    // If it has ended meanwhile, that is told as its end.
    [[maybe_unused]] const ssize_t written = write( child.go, "", 1 );
+   close( std::exchange( child.go, -1 ) );
    handleInput( id );
 }
 
@@ -259,60 +308,78 @@ void RealChildren::terminate( Id id ) {
    const auto at = children_.find( id );
    if ( at == children_.end() )
       return;
-   at->second->patient = true;
-   // One that has not come to lead its group yet has not begun either.
-   if ( ::kill( -at->second->pid, SIGTERM ) != 0 )
-      ::kill( at->second->pid, SIGTERM );
+   Child & child = *at->second;
+   // What is left of one that has ended by itself is being ended by force.
+   child.patient = !child.leaderEnded;
+   signalSession( child.pid, SIGTERM );
 }
 
 void RealChildren::kill( Id id ) {
    const auto at = children_.find( id );
    if ( at == children_.end() )
       return;
-   Child & child = *at->second;
-   child.patient = false;
-   if ( ::kill( -child.pid, SIGKILL ) != 0 )
-      ::kill( child.pid, SIGKILL );
-   if ( child.leaderEnded && !std::exchange( child.gone, true ) )
-      loop_->post( [self = self_, id] {
-         if ( *self )
-            ( *self )->finish( id );
-      } );
+   at->second->patient = false;
+   signalSession( at->second->pid, SIGKILL );
 }
 
-/// The leader has ended. Until it is collected its number stands for its group and for nobody else's.
+/// The leader has ended. Until it is collected its number stands for its session and for nobody else's.
 void RealChildren::handleEnd( Id id ) {
-   Child & child = *children_.at( id );
-   child.leaderEnded = true;
-   loop_->descriptorDel( child.end );
+   children_.at( id )->leaderEnded = true;
    handleOthers( id );
 }
 
-/// Asked to end, the others of its session get the time that kill() gives them.
+/// Asked to end, the others of its session get the time that kill() gives them. The end is told when none is left.
 void RealChildren::handleOthers( Id id ) {
-   Child & child = *children_.at( id );
-   if ( child.other >= 0 ) {
-      loop_->descriptorDel( child.other );
-      close( std::exchange( child.other, -1 ) );
-   }
-   while ( const pid_t other = child.patient ? otherOfSession( child.pid ) : 0 ) {
-      child.other = processDescriptor( other );
-      if ( child.other >= 0 )
-         return loop_->descriptorIs(
-            child.other, Cog::EventLoop::readable, [this, id]( Vel::U32 ) { handleOthers( id ); } );
-      if ( errno != ESRCH )
-         break;
-   }
-   finish( id );
-}
-
-void RealChildren::finish( Id id ) {
    const auto at = children_.find( id );
    if ( at == children_.end() )
       return;
+   Child & child = *at->second;
+   if ( child.end >= 0 ) {
+      loop_->descriptorDel( child.end );
+      close( std::exchange( child.end, -1 ) );
+   }
+   for ( auto others = othersOfSession( child.pid, false ); !others.empty();
+         others = othersOfSession( child.pid, false ) ) {
+      if ( !child.patient )
+         signalSession( child.pid, SIGKILL );
+      child.end = memberDescriptor( others.front(), child.pid );
+      if ( child.end >= 0 )
+         return loop_->descriptorIs(
+            child.end, Cog::EventLoop::readable, [this, id]( Vel::U32 ) { handleOthers( id ); } );
+      if ( errno != ESRCH )
+         return lookAgain( id );
+   }
+   if ( Ending ending; collect( child, ending ) )
+      finish( id, ending );
+   else
+      lookAgain( id );
+}
+
+void RealChildren::lookAgain( Id id ) {
+   loop_->post( [self = self_, id] {
+      if ( *self )
+         ( *self )->handleOthers( id );
+   } );
+}
+
+bool RealChildren::collect( Child & child, Ending & ending ) {
+   siginfo_t info{};
+   if ( waitid( P_PID, static_cast< id_t >( child.pid ), &info, WEXITED | WNOHANG ) != 0 )
+      ending.known = false; // Somebody else has collected it.
+   else if ( info.si_pid != 0 )
+      ( info.si_code == CLD_EXITED ? ending.status : ending.signal ) = info.si_status;
+   else if ( ++child.looks < mostLooks )
+      return false; // Whoever traces it is told first.
+   else
+      ending.known = false;
+   child.pid = 0;
+   return true;
+}
+
+void RealChildren::finish( Id id, const Ending & ending ) {
+   const auto at = children_.find( id );
    const std::unique_ptr< Child > child = std::move( at->second );
    children_.erase( at );
-   ::kill( -child->pid, SIGKILL );
    for ( const Stream stream : { Stream::output, Stream::errors } ) {
       std::string bytes;
       std::size_t left = 0;
@@ -322,25 +389,19 @@ void RealChildren::finish( Id id ) {
          child->listener->childSays( id, stream, bytes );
       }
    }
-   siginfo_t info{};
-   waitid( P_PID, static_cast< id_t >( child->pid ), &info, WEXITED | WNOHANG );
    Listener * const listener = child->listener;
-   child->pid = 0;
    drop( *child );
-   Ending ending;
-   ( info.si_code == CLD_EXITED ? ending.status : ending.signal ) = info.si_status;
    listener->childEnded( id, ending );
 }
 
 /// Ends what is left of it and lets go of its descriptors.
 void RealChildren::drop( Child & child ) {
    if ( child.pid > 0 ) {
-      ::kill( -child.pid, SIGKILL );
-      ::kill( child.pid, SIGKILL ); // It may not have come to lead a group yet.
+      signalSession( child.pid, SIGKILL );
       waitpid( child.pid, nullptr, 0 );
    }
    for ( int * const descriptor :
-         { &child.end, &child.other, &child.go, &child.kept, &child.input, &child.output, &child.errors } )
+         { &child.end, &child.go, &child.kept, &child.input, &child.output, &child.errors } )
       if ( *descriptor >= 0 ) {
          loop_->descriptorDel( *descriptor );
          close( std::exchange( *descriptor, -1 ) );

@@ -7,7 +7,8 @@
 #include <memory>
 
 /// Purpose: children as processes of the kernel.
-/// Owner: the agent, one. From then on the process gets no SIGPIPE: a child may end before it has read its input.
+/// Owner: the agent, one. From then on the process gets no SIGPIPE: a child may end before it has read its input. SIGCHLD
+/// is not ignored, so that a child that has ended keeps its number until it is collected here.
 namespace Agent {
 
 class RealChildren final : public Children {
@@ -34,7 +35,10 @@ class RealChildren final : public Children {
    void handleInput( Id id );
    void handleEnd( Id id );
    void handleOthers( Id id );
-   void finish( Id id );
+   void lookAgain( Id id );
+   /// False: it has ended and cannot be collected yet.
+   static bool collect( Child & child, Ending & ending );
+   void finish( Id id, const Ending & ending );
    void drop( Child & child );
    /// Whether the descriptor has come to its end.
    static bool readSome( int descriptor, std::string & bytes );

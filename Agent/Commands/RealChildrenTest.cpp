@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -146,6 +147,38 @@ TEST_F( RealChildren, giveTheirOutputAndTheirStatus ) {
    EXPECT_EQ( 0, ending.signal );
 }
 
+/// Whoever starts the agent may ignore SIGCHLD, and what is ignored stays so in the program that is started.
+TEST_F( RealChildren, giveTheirStatusWhereTheEndOfChildrenWasIgnored ) {
+   signal( SIGCHLD, SIG_IGN );
+   makeNew();
+   begin( "exit 3" );
+   untilEnded();
+   EXPECT_EQ( 3, ending.status );
+   EXPECT_TRUE( ending.known );
+}
+
+TEST_F( RealChildren, haveNotEndedWellIfNobodyKnowsHow ) {
+   const ProcessId process = begin( "exit 0" );
+   EXPECT_EQ( pid_t( process.pid ), waitpid( static_cast< pid_t >( process.pid ), nullptr, 0 ) );
+   untilEnded();
+   EXPECT_FALSE( ending.known );
+}
+
+TEST_F( RealChildren, thatCannotBeMadeForWantOfDescriptorsMayBeMadeLater ) {
+   rlimit before;
+   ASSERT_EQ( 0, getrlimit( RLIMIT_NOFILE, &before ) );
+   rlimit few = before;
+   few.rlim_cur = 8;
+   ASSERT_EQ( 0, setrlimit( RLIMIT_NOFILE, &few ) );
+   const auto held = hold( "echo here" );
+   ASSERT_EQ( 0, setrlimit( RLIMIT_NOFILE, &before ) );
+   EXPECT_EQ( "Too many open files", held.problem );
+   EXPECT_TRUE( held.scarce );
+   begin( "echo here" );
+   untilEnded();
+   EXPECT_EQ( "here\n", out );
+}
+
 TEST_F( RealChildren, readMoreThanAPipeHoldsAndSayMore ) {
    std::string much( 1'000'000, 'x' );
    much += "\n";
@@ -247,11 +280,40 @@ TEST_F( RealChildren, getTimeToEndByThemselvesAndAreThenEndedByForce ) {
    untilEnded();
 }
 
+/// As job control and many a wrapper make one.
+TEST_F( RealChildren, areEndedWithGroupsThatTheyHaveMade ) {
+   begin( "timeout 1000 sleep 1000 & echo $!; wait" );
+   until( [this] { return out.ends_with( "\n" ); } );
+   // It has left the group of its leader.
+   untilLooking( [&] { return getpgid( std::stoi( word() ) ) == std::stoi( word() ); } );
+   children->terminate( id );
+   untilEnded();
+   EXPECT_FALSE( alive( word() ) );
+}
+
+TEST_F( RealChildren, areEndedByForceWithGroupsThatTheyHaveMade ) {
+   begin( "exec bash -c 'set -m; ( trap \"\" TERM; echo $BASHPID; exec sleep 1000 ) & wait'" );
+   until( [this] { return out.ends_with( "\n" ); } );
+   const std::string pid = word();
+   ASSERT_EQ( std::stoi( pid ), getpgid( std::stoi( pid ) ) );
+   children->terminate( id );
+   children->kill( id );
+   untilEnded();
+   EXPECT_FALSE( alive( pid ) ) << "when their end is told";
+}
+
+TEST_F( RealChildren, leaveNothingOfTheirSessionBehind ) {
+   begin( "exec bash -c 'set -m; sleep 1000 & echo $!'" );
+   untilEnded();
+   EXPECT_EQ( 0, ending.status );
+   EXPECT_FALSE( alive( word() ) ) << "when their end is told";
+}
+
 TEST_F( RealChildren, leaveNothingOfTheirGroupBehind ) {
    begin( "sleep 1000 & echo $!" );
    untilEnded();
    EXPECT_EQ( 0, ending.status );
-   untilGone( word() );
+   EXPECT_FALSE( alive( word() ) ) << "when their end is told";
 }
 
 TEST_F( RealChildren, thatStartSomethingOnPurposeLeaveIt ) {

@@ -144,6 +144,8 @@ TEST( StageText, saysWhatAStageDoesAndWhatHappensIfItFails ) {
    };
    Stage waits = command;
    waits.waits = true;
+   Stage waitsFor = command;
+   waitsFor.waitsFor = "one of 64 commands to end";
    const Stage watch{ "drainwatch", "running", 1, "", 0, "", false, false };
    using State = Maintenance::Unit::UnitState;
    const auto in = State::enterInProgress, out = State::exitInProgress;
@@ -153,6 +155,7 @@ TEST( StageText, saysWhatAStageDoesAndWhatHappensIfItFails ) {
         "runs /bin/steer, for at most 1m30s; if it fails, the next stage begins all the same" },
       { command, out, "runs /bin/steer, for at most 1m30s; if it fails, the way back goes on" },
       { waits, in, "waits until what is left of its earlier run has ended" },
+      { waitsFor, in, "has not begun: waits for one of 64 commands to end" },
       { watch, in, "waits until the traffic has left" },
       { watch, out, "lets go of the links" },
       { with( "pending", false ), in, "has yet to begin" },
