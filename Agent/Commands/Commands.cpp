@@ -204,7 +204,9 @@ void Commands::beganIs(
 void Commands::start(
    const Vel::String & unitName, StageCommand & command, const Vel::String & instanceName, bool enter,
    const CommandDefinition & definition ) {
-   if ( jobs_.size() >= mostAtOnce ) {
+   // Those of the other way are not waited for: commands that a failing store holds must not hold up the way back.
+   const auto ofThisWay = [enter]( const auto & job ) { return job.second.enter == enter; };
+   if ( std::count_if( jobs_.begin(), jobs_.end(), ofThisWay ) >= mostAtOnce ) {
       waits( unitName, command, instanceName, Vel::text( "one of ", mostAtOnce, " commands to end" ), 0 );
       return;
    }

@@ -35,8 +35,8 @@ class Commands final : private Children::Listener {
    static constexpr double endPatience = 2;
    /// Seconds from one look to the next at what an earlier agent has left, and at a store that does not work.
    static constexpr double againAfter = 1;
-   /// Commands that run at a time. Each costs processes and descriptors; the others wait for their turn.
-   static constexpr unsigned mostAtOnce = 64;
+   /// Commands of each way that run at a time. Each costs processes and descriptors; the others wait for their turn.
+   static constexpr int mostAtOnce = 64;
    /// Lines of one command that are written to the log.
    static constexpr unsigned mostLines = 2000;
 

@@ -1,5 +1,7 @@
 #include "Agent/Commands/CommandsRigTest.h"
 
+#include <csignal>
+
 namespace {
 
 using Agent::CommandState;
@@ -318,20 +320,24 @@ TEST_F( CommandsStory, doesNotWaitOnWhenItsUnitGoesBack ) {
 }
 
 TEST_F( CommandsStory, waitsWhileAsManyCommandsRunAsMay ) {
-   for ( unsigned i = 2; i <= Agent::Commands::mostAtOnce + 1; ++i )
+   for ( int i = 2; i <= Agent::Commands::mostAtOnce + 1; ++i )
       stages->unitIs( "u" + std::to_string( i ), lists );
-   for ( unsigned i = 2; i <= Agent::Commands::mostAtOnce + 1; ++i )
+   for ( int i = 2; i <= Agent::Commands::mostAtOnce + 1; ++i )
       ASSERT_FALSE( stages->enter( "u" + std::to_string( i ), { "swap", "ann" } ) );
    settle();
    enter();
-   EXPECT_EQ( Agent::Commands::mostAtOnce, children.running() );
+   EXPECT_EQ( unsigned( Agent::Commands::mostAtOnce ), children.running() );
    EXPECT_EQ( "one of 64 commands to end", commands->facts( "u1", "steer" ).waitsFor );
    taken();
-   advance( 50 );
+   advance( 20 );
    EXPECT_EQ( Lines{}, taken() );
-   ends();
-   EXPECT_EQ( Lines{ "begins /bin/steer enter" }, taken() );
-   EXPECT_TRUE( inputHas( R"("unit":"u1")" ) ) << input();
+   ASSERT_FALSE( stages->exit( "u2", {} ) );
+   settle();
+   children.ends( children.all().front(), 0, SIGTERM );
+   settle();
+   EXPECT_EQ( ( Lines{ "is asked to end", "begins /bin/steer enter", "begins /bin/steer exit" } ), taken() );
+   const auto & all = children.all();
+   EXPECT_NE( std::string::npos, std::prev( all.end(), 2 )->program.input.find( R"("unit":"u1")" ) );
    EXPECT_EQ( "", commands->facts( "u1", "steer" ).waitsFor );
    // Its limit begins with it.
    advance( 50 );
