@@ -56,14 +56,14 @@ struct ControlCommands {
    /// One stage of the present or last run of a unit.
    struct Stage {
       std::string name;
-      std::string state;    ///< "pending", "running", "complete", "failed", "skipped"
-      double since = 0;     ///< seconds of the agent's clock, of the state; 0: unknown
-      std::string command;  ///< that carries it out; empty: none
-      double limit = 0;     ///< seconds that the command may run; 0: no limit
-      std::string failure;  ///< why it has failed
-      bool goesOn = false;  ///< with the next stage, if it fails
-      bool waits = false;   ///< for something of an earlier agent to end
-      std::string waitsFor; ///< what else its command waits for before it begins; empty: nothing
+      std::string state;         ///< "pending", "running", "complete", "failed", "skipped"
+      double since = 0;          ///< seconds of the agent's clock, of the state; 0: unknown
+      std::string command;       ///< that carries it out; empty: none
+      double limit = 0;          ///< seconds that the command may run; 0: no limit
+      std::string failure;       ///< why it has failed
+      bool goesOn = false;       ///< with the next stage, if it fails
+      bool waits = false;        ///< for something of an earlier agent to end
+      std::string waitsFor = {}; ///< what else its command waits for before it begins; empty: nothing
    };
    struct Progress {
       std::string stage; ///< that is running; empty: none
