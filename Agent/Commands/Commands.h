@@ -135,7 +135,7 @@ class Commands final : private Children::Listener {
       bool enter = true;
       double due = 0;      ///< seconds, when the phase has lasted long enough
       Vel::String problem; ///< why it is ended; empty: it is not, or the unit goes back
-      Lines output, errors;
+      Lines output = Lines( true ), errors = Lines( false );
       Vel::String lastError; ///< what it has said last on its standard error
       unsigned lines = 0;    ///< that were logged
    };

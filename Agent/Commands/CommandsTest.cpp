@@ -178,6 +178,16 @@ TEST_F( CommandsStory, logsWhatItSaysWithUnitAndStage ) {
    EXPECT_EQ( ( Lines{ "u1/steer: hello\\x1b[31m", "u1/steer: careful" } ), log );
 }
 
+TEST_F( CommandsStory, cutsWhatLooksLikeARecordOnItsStandardError ) {
+   enter();
+   log.clear();
+   says( "{" + std::string( 5'000, 'x' ) + "\n", Stream::errors );
+   ASSERT_EQ( 1u, log.size() );
+   EXPECT_LT( log[0].size(), 1'100u );
+   ends();
+   EXPECT_EQ( UnitState::maintenance, state() );
+}
+
 TEST_F( CommandsStory, stopsLoggingWhenItSaysTooMuch ) {
    enter();
    log.clear();

@@ -46,7 +46,7 @@ void Lines::add( std::string_view bytes, const Taker & taker ) {
          line_.reserve( part.size() );
       any_ = true;
       const char first = !line_.empty() ? line_[0] : part.empty() ? '\0' : part[0];
-      const std::size_t room = ( first == '{' ? mostOfAnObject : mostOfText ) - line_.size();
+      const std::size_t room = ( objects_ && first == '{' ? mostOfAnObject : mostOfText ) - line_.size();
       cut_ = cut_ || part.size() > room;
       line_.append( part.substr( 0, room ) );
       if ( feed == bytes.npos )

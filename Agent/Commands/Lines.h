@@ -9,6 +9,9 @@ namespace Agent {
 
 class Lines {
  public:
+   /// \param objects  whether lines that begin with "{" may be long; else they are text as any other
+   explicit Lines( bool objects ) : objects_( objects ) {}
+
    /// Bytes of a line that are taken, without the line feed: of one that begins with "{", and of any other.
    static constexpr std::size_t mostOfAnObject = 256 * 1024;
    static constexpr std::size_t mostOfText = 1000;
@@ -21,6 +24,7 @@ class Lines {
    void end( const Taker & taker );
 
  private:
+   bool objects_;
    std::string line_;
    bool any_ = false; ///< something of the line has come
    bool cut_ = false;

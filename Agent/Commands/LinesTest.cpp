@@ -19,7 +19,7 @@ class LinesOf : public testing::Test {
       taken.push_back( line );
       cuts += cut;
    };
-   Lines lines;
+   Lines lines = Lines( true );
 };
 
 TEST_F( LinesOf, whatComesInPiecesAreWholeAtTheirEnds ) {
@@ -58,6 +58,13 @@ TEST_F( LinesOf, objectsAreLonger ) {
    add( "\n" );
    add( most + "y\n" );
    EXPECT_EQ( ( std::vector< std::string >{ most, most } ), taken );
+   EXPECT_EQ( 1u, cuts );
+}
+
+TEST_F( LinesOf, objectsAreTextWhereNoneAreTaken ) {
+   lines = Lines( false );
+   add( "{" + std::string( 5'000, 'x' ) + "\n" );
+   EXPECT_EQ( Lines::mostOfText, taken.at( 0 ).size() );
    EXPECT_EQ( 1u, cuts );
 }
 

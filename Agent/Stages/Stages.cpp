@@ -248,7 +248,8 @@ void Stages::runUnit( Status & status, UnitRun & run ) {
          settling_.erase( status.unitName() );
    } else if ( status.state() == UnitState::exitInProgress ) {
       const Vel::String instanceName = status.maintExitInstanceName();
-      if ( !allStagesComplete( model_.exit, instanceName, run ) )
+      // With every stage passed over, something of the way in may still be ending.
+      if ( !allStagesComplete( model_.exit, instanceName, run ) || ( busy_ && busy_( status.unitName() ) ) )
          return;
       retire( model_.exit, instanceName );
       status.maintExitInstanceNameIs( "" );

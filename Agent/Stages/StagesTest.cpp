@@ -323,6 +323,21 @@ TEST_F( StagesStory, isBackAtOnceIfThereIsNothingToTakeBack ) {
    EXPECT_EQ( UnitState::normal, unit().state() );
 }
 
+TEST_F( StagesStory, isNotBackBeforeWhatRanOnTheWayInHasEnded ) {
+   bool busy = false;
+   stages->busyIs( [&]( const Vel::String & ) { return busy; } );
+   stages->unitIs( "u1", { { "a", "b" }, { "b" } } );
+   enter();
+   busy = true;
+   exit();
+   clock->advance( 100 );
+   EXPECT_EQ( UnitState::exitInProgress, unit().state() );
+   busy = false;
+   stages->look();
+   clock->runUntilIdle();
+   EXPECT_EQ( UnitState::normal, unit().state() );
+}
+
 TEST_F( StagesStory, beginsNoStageWhileSomethingOfAnEarlierOneRuns ) {
    bool busy = true;
    stages->busyIs( [&]( const Vel::String & ) { return busy; } );
