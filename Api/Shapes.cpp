@@ -242,7 +242,14 @@ FileError fileErrorOf( const Reader & in ) {
 
 const Stage * runningCommand( const std::vector< Stage > & stages ) {
    for ( const Stage & stage : stages )
-      if ( stage.state == "running" && stage.command )
+      if ( stage.state == "running" && stage.command && ( stage.deadline || !stage.limitSeconds ) )
+         return &stage;
+   return nullptr;
+}
+
+const Stage * waitingCommand( const std::vector< Stage > & stages ) {
+   for ( const Stage & stage : stages )
+      if ( stage.state == "running" && stage.command && stage.limitSeconds && !stage.deadline )
          return &stage;
    return nullptr;
 }

@@ -161,6 +161,8 @@ struct Refusal {
 
 /// The stage whose command runs, null if there is none.
 const Stage * runningCommand( const std::vector< Stage > & stages );
+/// The stage whose command is to run and waits for something, null if there is none.
+const Stage * waitingCommand( const std::vector< Stage > & stages );
 
 /// Each takes the JSON text of an answer. A key that is missing counts as null; more keys are left alone. Throws
 /// Error (internal) that says what is wrong if the text is no JSON, or not of this shape.

@@ -59,6 +59,11 @@ TEST( Shapes, takeStages ) {
    EXPECT_FALSE( unit.stages[1].command );
    EXPECT_EQ( Api::runningCommand( unit.stages ), &unit.stages[0] );
    EXPECT_EQ( Api::runningCommand( { unit.stages[1] } ), nullptr );
+   EXPECT_EQ( Api::waitingCommand( unit.stages ), nullptr );
+   std::vector< Api::Stage > waits = unit.stages;
+   waits[0].deadline.reset();
+   EXPECT_EQ( Api::runningCommand( waits ), nullptr );
+   EXPECT_EQ( Api::waitingCommand( waits ), &waits[0] );
 }
 
 TEST( Shapes, takeNullAndMissingAsUnknown ) {

@@ -122,6 +122,8 @@ std::string Maintd::start() {
    if ( !outcome.ok() )
       return "switch: " + outcome.text();
    apply( configuration_ );
+   // Without the plug-in no stage goes on, and still nothing may run on that nobody watches.
+   loop_->post( [this] { commands_->endRemnants(); } );
    if ( !executor_->countersFailedSince() )
       loadPlugin();
    return listen();

@@ -249,6 +249,8 @@ std::string explanationText( const Api::Explanation & e, Now now ) {
       result += "; it waits until an earlier command has ended";
    else if ( const Api::Stage * const stage = runningCommand( e.stages ) )
       result += "; its command has run " + runTimeText( *stage, now );
+   else if ( const Api::Stage * const waits = waitingCommand( e.stages ) )
+      result += "; it " + printable( waits->text );
    else if ( !e.waiting.empty() )
       result += "; it waits for " + countText( e.waiting.size(), "interface" );
    else if ( e.state == Api::UnitState::entering )

@@ -62,6 +62,15 @@ TEST_F( ShowStagesTest, explainSaysThatAnEarlierCommandHasToEndFirst ) {
    EXPECT_EQ( "a is exiting; it waits until an earlier command has ended.\n", rig.out );
 }
 
+TEST_F( ShowStagesTest, explainSaysWhatACommandWaitsForThatDoesNotRun ) {
+   rig.client.replaces(
+      "GET /api/v1/units/a/explain",
+      R"({"unit":"a","state":"entering","stage":"steer","stages":[{"name":"steer","state":"running",
+         "command":"/bin/steer","limit-seconds":60,"deadline":null,"text":"waits for room"}]})" );
+   EXPECT_EQ( rig.run( { "explain", "a" } ), ExitStatus::done );
+   EXPECT_EQ( 0u, rig.out.find( "a is entering, stage steer; it waits for room.\n" ) ) << rig.out;
+}
+
 TEST_F( ShowStagesTest, whatACommandHasSaidCannotActOnTheTerminal ) {
    rig.client.replaces(
       "GET /api/v1/units/a/explain",

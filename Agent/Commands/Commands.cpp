@@ -126,8 +126,7 @@ void Commands::runSoon() {
    } );
 }
 
-void Commands::resume() {
-   resumed_ = true;
+void Commands::endRemnants() {
    for ( const auto & [unitName, unit] : model_.unitCommandsDir->unitRange() )
       for ( const auto & [stage, command] : unit->stageRange() ) {
          if ( command->process().pid == 0 )
@@ -138,6 +137,10 @@ void Commands::resume() {
          job.instanceName = command->instanceName();
          remnantsEnd( unitName );
       }
+}
+
+void Commands::resume() {
+   resumed_ = true;
    runSoon();
 }
 

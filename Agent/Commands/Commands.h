@@ -93,6 +93,8 @@ class Commands final : private Children::Listener {
    std::optional< Api::Error > check( const Vel::String & stage ) const;
    /// A unit enters with these stages on both ways: what is left of its last maintenance is forgotten.
    void unitEnters( const Vel::String & unitName, const std::vector< Vel::String > & stages );
+   /// Ends what an earlier agent has left of commands, whenever stages go on. Called once, before resume().
+   void endRemnants();
    /// Takes up what was under way before a restart. Called once.
    void resume();
    /// Whether a command of the unit has not ended.

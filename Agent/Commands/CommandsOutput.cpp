@@ -108,6 +108,8 @@ Commands::Facts Commands::facts( const Vel::String & unitName, const Vel::String
    if ( const auto waiting = waiting_.find( unitName );
         waiting != waiting_.end() && waiting->second.stage == stage )
       facts.waitsFor = waiting->second.reason;
+   if ( !resumed_ && facts.state == CommandState::running )
+      facts.waitsFor = "the agent to take up what was under way";
    return facts;
 }
 

@@ -98,7 +98,7 @@ TEST_F( CommandsStory, isSaidToRunAgainIfTheAgentEndedBeforeItBegan ) {
    EXPECT_TRUE( inputHas( R"("rerun":true)" ) );
 }
 
-TEST_F( CommandsStory, doesNothingBeforeItIsResumed ) {
+TEST_F( CommandsStory, endsWhatIsLeftBeforeItIsResumedAndRunsNothing ) {
    enter();
    stop();
    taken();
@@ -110,10 +110,25 @@ TEST_F( CommandsStory, doesNothingBeforeItIsResumed ) {
          unitCommandsDir,
          { enterClass.progressDir, enterClass.completionStatus, enterClass.commandStatus },
          { exitClass.progressDir, exitClass.completionStatus, exitClass.commandStatus } },
-      Agent::Commands::Hooks{} );
+      Agent::Commands::Hooks{
+         {},
+         [] {},
+         []( const Vel::String & ) { return "[]"; },
+         []( const std::string & ) {},
+         [] { return true; } } );
    advance( 100 );
    EXPECT_EQ( Lines{}, taken() );
+   children.remnantsAre( 1 );
+   commands->endRemnants();
+   clock->advance( 100 );
+   const std::string look = "remnants of 101, MAINTD_RUN=u1#1/steer";
+   EXPECT_EQ( ( Lines{ look, look } ), taken() );
    EXPECT_EQ( CommandState::running, kept().state() );
+   EXPECT_EQ( "the agent to take up what was under way", commands->facts( "u1", "steer" ).waitsFor );
+   commands->resume();
+   clock->advance( 1 );
+   EXPECT_EQ( Lines{ "begins /bin/steer enter" }, taken() );
+   EXPECT_TRUE( inputHas( R"("rerun":true)" ) ) << input();
 }
 
 } // namespace

@@ -81,6 +81,7 @@ class CommandsStory : public testing::Test {
       stages->settleTimeIs( 0 );
       commands->configurationIs( configured );
       stages->unitIs( "u1", lists );
+      commands->endRemnants();
       commands->resume();
       stages->resume();
       settle();

@@ -92,14 +92,14 @@ struct Answers::Json {
       json result = json::array();
       for ( const auto & stage : progress.stages ) {
          const bool limited = stage.limit > 0;
+         const bool runs = stage.state == "running" && !stage.waits && stage.waitsFor.empty();
          result.push_back(
             { { "name", stage.name },
               { "state", stage.state },
               { "since", time( stage.since ) },
               { "command", textOrNull( stage.command ) },
               { "limit-seconds", limited ? json( stage.limit ) : json( nullptr ) },
-              { "deadline",
-                limited && stage.state == "running" ? time( stage.since + stage.limit ) : json( nullptr ) },
+              { "deadline", limited && runs ? time( stage.since + stage.limit ) : json( nullptr ) },
               { "failure", textOrNull( stage.failure ) },
               { "text", stageText( stage, status.state() ) } } );
       }

@@ -339,6 +339,9 @@ TEST_F( ControlApiTest, explainsACommandThatRuns ) {
    EXPECT_EQ( "upgrade", explained.at( "reason" ) );
    EXPECT_EQ( "2023-11-14T23:14:11.000Z", explained.at( "stages" )[0].at( "deadline" ) );
    EXPECT_EQ( false, explained.at( "ending-earlier-command" ) );
+   progress.stages[0].waitsFor = "one of 64 commands to end";
+   EXPECT_EQ( json(), get( "units/u1/explain" ).at( "stages" )[0].at( "deadline" ) );
+   progress.stages[0].waitsFor = "";
    // However long it takes, it is not the watching that is stuck.
    now = rig.now + 1000;
    EXPECT_EQ( false, get( "units/u1/explain" ).at( "stuck" ) );

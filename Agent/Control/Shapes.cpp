@@ -170,7 +170,7 @@ std::string stageText( const ControlCommands::Stage & stage, UnitState stateOfUn
    if ( stage.waits )
       return "waits until what is left of its earlier run has ended";
    if ( !stage.waitsFor.empty() )
-      return "has not begun: waits for " + stage.waitsFor;
+      return "waits for " + stage.waitsFor;
    const auto limit = Config::Duration::fromSeconds( static_cast< std::uint32_t >( stage.limit ) );
    return "runs " + stage.command + ", for at most " + limit.text() + "; if it fails, " +
           ( !enter         ? "the way back goes on"

@@ -155,7 +155,7 @@ TEST( StageText, saysWhatAStageDoesAndWhatHappensIfItFails ) {
         "runs /bin/steer, for at most 1m30s; if it fails, the next stage begins all the same" },
       { command, out, "runs /bin/steer, for at most 1m30s; if it fails, the way back goes on" },
       { waits, in, "waits until what is left of its earlier run has ended" },
-      { waitsFor, in, "has not begun: waits for one of 64 commands to end" },
+      { waitsFor, in, "waits for one of 64 commands to end" },
       { watch, in, "waits until the traffic has left" },
       { watch, out, "lets go of the links" },
       { with( "pending", false ), in, "has yet to begin" },

@@ -319,6 +319,7 @@ raisesLinksWithoutAnyStage() {
    _toMaintenance
    _kill KILL
    run "$build/bin/maintd" --release-all --config maintd.yaml --state-dir "$PWD/state" --runtime-dir "$PWD/run"
+   passes
    run cat said
    saysNot 'exit {'
 }
