@@ -34,4 +34,15 @@ endsAsCtestDoes() {
    says 'breaks (Failed)'
 }
 
+tellsOfATestWhenItEnds() {
+   _tests first=0
+   cat >> CTestTestfile.cmake << 'CMAKE'
+add_test( second sh -c "for i in $(seq 100); do grep -q 'first .*Passed' told && exit; sleep 0.1; done; exit 1" )
+CMAKE
+   "$tools/run-tests" > told 2>&1
+   status=$? output=$(cat told)
+   passes
+   says '100% tests passed, 0 tests failed out of 2'
+}
+
 runTest "${1:-}"
