@@ -34,6 +34,15 @@ class RecordingListener final : public Listener {
          result += ( result.empty() ? "" : ", " ) + line;
       return result;
    }
+   /// All memberships, for example "et3 in pc1, 10+et1".
+   Vel::String members() const {
+      Vel::String result;
+      for ( const auto & [port, portChannel] : portChannels )
+         result += ( result.empty() ? "" : ", " ) + port + " in " + portChannel;
+      for ( const auto & [vlanId, member] : vlanMembers )
+         result += Vel::text( result.empty() ? "" : ", ", vlanId, "+", member );
+      return result;
+   }
    const Link * link( const Vel::String & name ) const {
       const auto at = links.find( name );
       return at == links.end() ? nullptr : &at->second;

@@ -84,15 +84,10 @@ TEST_F( CommandsStory, runsTheWayBackAgainWithItsRecord ) {
 
 /// Committed and not begun: nobody has done anything, and the next agent cannot know that.
 TEST_F( CommandsStory, isSaidToRunAgainIfTheAgentEndedBeforeItBegan ) {
-   bool works = false;
-   clock->commitHookIs( [&] { return works; } );
-   stages->enter( "u1", {} );
-   clock->runTurn();
-   clock->runTurn();
-   ASSERT_EQ( 1u, children.all().size() );
+   enterIsHeld();
    stop();
    EXPECT_EQ( Lines{}, taken() );
-   works = true;
+   storeWorks = true;
    start();
    advance( 1 );
    EXPECT_TRUE( inputHas( R"("rerun":true)" ) );
@@ -103,13 +98,7 @@ TEST_F( CommandsStory, endsWhatIsLeftBeforeItIsResumedAndRunsNothing ) {
    stop();
    taken();
    commands = std::make_unique< Agent::Commands >(
-      clock, wheel, children,
-      Agent::Commands::Model{
-         unitStatusDir,
-         unitRunDir,
-         unitCommandsDir,
-         { enterClass.progressDir, enterClass.completionStatus, enterClass.commandStatus },
-         { exitClass.progressDir, exitClass.completionStatus, exitClass.commandStatus } },
+      clock, wheel, children, commandsModel(),
       Agent::Commands::Hooks{
          {},
          [] {},

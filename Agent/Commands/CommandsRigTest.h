@@ -59,13 +59,7 @@ class CommandsStory : public testing::Test {
             Vel::make< IntfGroup::StatusDir >(),
             Vel::make< Maintenance::MonIntfStatusDir >() } );
       commands = std::make_unique< Agent::Commands >(
-         clock, wheel, children,
-         Agent::Commands::Model{
-            unitStatusDir,
-            unitRunDir,
-            unitCommandsDir,
-            { enterClass.progressDir, enterClass.completionStatus, enterClass.commandStatus },
-            { exitClass.progressDir, exitClass.completionStatus, exitClass.commandStatus } },
+         clock, wheel, children, commandsModel(),
          Agent::Commands::Hooks{
             [this]( const Vel::String & unit, const Vel::String & reason ) {
                stages->exit( unit, { reason, "maintd" } );
@@ -85,6 +79,14 @@ class CommandsStory : public testing::Test {
       commands->resume();
       stages->resume();
       settle();
+   }
+   Agent::Commands::Model commandsModel() const {
+      return {
+         unitStatusDir,
+         unitRunDir,
+         unitCommandsDir,
+         { enterClass.progressDir, enterClass.completionStatus, enterClass.commandStatus },
+         { exitClass.progressDir, exitClass.completionStatus, exitClass.commandStatus } };
    }
    void stop() {
       commands.reset();
@@ -120,6 +122,15 @@ class CommandsStory : public testing::Test {
    void enter() {
       ASSERT_FALSE( stages->enter( "u1", { "swap", "ann" } ) );
       settle();
+   }
+   /// Asks for the way in while nothing can be committed: the command is held.
+   void enterIsHeld() {
+      clock->commitHookIs( [this] { return storeWorks; } );
+      storeWorks = false;
+      stages->enter( "u1", {} );
+      clock->runTurn();
+      clock->runTurn();
+      ASSERT_EQ( 1u, children.all().size() );
    }
    void exit() {
       ASSERT_FALSE( stages->exit( "u1", { "done", "bob" } ) );
@@ -176,6 +187,7 @@ class CommandsStory : public testing::Test {
    Agent::Stages::Lists lists{ { "steer", "drainwatch" }, { "drainwatch", "steer" } };
    bool drains = true;
    bool durable = true;
+   bool storeWorks = true; ///< what turns come to from enterIsHeld() on
    Lines log;
    std::unique_ptr< Agent::Stages > stages;
    std::unique_ptr< Agent::Commands > commands;

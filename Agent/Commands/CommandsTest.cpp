@@ -54,14 +54,9 @@ TEST_F( CommandsStory, makesTheProcessKnownBeforeItsCommandBegins ) {
 }
 
 TEST_F( CommandsStory, doesNotBeginWhileNothingCanBeCommitted ) {
-   bool works = false;
-   clock->commitHookIs( [&] { return works; } );
-   stages->enter( "u1", {} );
-   clock->runTurn();
-   clock->runTurn();
-   ASSERT_EQ( 1u, children.all().size() );
+   enterIsHeld();
    EXPECT_EQ( Lines{}, taken() );
-   works = true;
+   storeWorks = true;
    advance( 2 );
    EXPECT_EQ( Lines{ "begins /bin/steer enter" }, taken() );
 }

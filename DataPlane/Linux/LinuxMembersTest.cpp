@@ -17,14 +17,7 @@ class LinuxMembers : public LinuxFault {
       kernel->vlans[9] = { { 1, 1, true } };
    }
    static TestLink bridged() { return { .ifIndex = 1, .name = "et1", .master = 9, .slaveKind = "bridge" }; }
-   Vel::String members() const {
-      Vel::String result;
-      for ( const auto & [port, portChannel] : listener.portChannels )
-         result += ( result.empty() ? "" : ", " ) + port + " in " + portChannel;
-      for ( const auto & [vlanId, member] : listener.vlanMembers )
-         result += Vel::text( result.empty() ? "" : ", ", vlanId, "+", member );
-      return result;
-   }
+   Vel::String members() const { return listener.members(); }
    void tell( Bytes event ) { kernel->events->push( std::move( event ) ); }
 
    static constexpr const char * all = "et2 in bond0, 1+br0, 1+et1, 10+et1, 11+et1, 12+et1";

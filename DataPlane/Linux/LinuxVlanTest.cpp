@@ -21,22 +21,14 @@ class LinuxVlan : public InNamespace {
    static void bridgeDo( const Vel::String & arguments ) {
       EXPECT_EQ( 0, std::system( ( "bridge " + arguments ).c_str() ) ) << "bridge " << arguments;
    }
-   static Vel::String membersIn( const RecordingListener & listener ) {
-      Vel::String result;
-      for ( const auto & [port, portChannel] : listener.portChannels )
-         result += ( result.empty() ? "" : ", " ) + port + " in " + portChannel;
-      for ( const auto & [vlanId, member] : listener.vlanMembers )
-         result += Vel::text( result.empty() ? "" : ", ", vlanId, "+", member );
-      return result;
-   }
    /// Waits for what is to be told; a switch that is started now tells the same.
    void untilMembers( const Vel::String & wanted ) {
-      until( [&] { return membersIn( listener ) == wanted; } );
-      EXPECT_EQ( wanted, membersIn( listener ) );
+      until( [&] { return listener.members() == wanted; } );
+      EXPECT_EQ( wanted, listener.members() );
       RecordingListener fresh;
       const Vel::Ptr< Switch > other = switchNewLinux( loop );
       ASSERT_TRUE( other->start( fresh ).ok() );
-      EXPECT_EQ( wanted, membersIn( fresh ) );
+      EXPECT_EQ( wanted, fresh.members() );
    }
 };
 

@@ -1,0 +1,90 @@
+#include "Agent/Control/ControlApiRigTest.h"
+
+#include <nlohmann/json.hpp>
+
+#include <utility>
+
+namespace Agent {
+
+ControlApiRig::ControlApiRig() {
+   const auto operation = [this]( const char * name ) {
+      return [this, name]( const std::string & unit, const ControlCommands::Request & request ) {
+         asked.push_back(
+            std::string( name ) + " " + unit + " [" + request.reason + "] " + request.by +
+            ( request.timeout ? " " + std::to_string( int( *request.timeout ) ) + "s" : "" ) );
+         return refusal;
+      };
+   };
+   commands.enter = operation( "enter" );
+   commands.exit = operation( "exit" );
+   commands.progress = [this]( const std::string & unit ) {
+      return unit == "u1" ? progress : ControlCommands::Progress();
+   };
+   commands.release = [this]( const std::string & interface ) {
+      asked.push_back( "release " + interface );
+      return refusal;
+   };
+   commands.reload = [this] { return reloaded; };
+   commands.simulated = [this]( const auto & what, std::function< void() > done ) {
+      asked.push_back(
+         what.what + " " + what.interface + " " + std::to_string( long( what.inBps ) ) + " " +
+         std::to_string( long( what.outBps ) ) + " " + std::to_string( int( what.seconds ) ) +
+         ( what.up ? " up" : " down" ) );
+      if ( !refusal )
+         waiting.push_back( std::move( done ) );
+      return refusal;
+   };
+   commands.agent = [this] { return facts; };
+   commands.groups = [] {
+      return std::map< std::string, ControlCommands::Group >{
+         { "shared", { std::nullopt, { "et2" } } },
+         { "tenants", { "watch", {} } },
+         { "uplinks", { std::nullopt, { "et1", "et2", "missing" } } },
+         { "unused", { "fast", { "et9" } } } };
+   };
+   commands.dump = [] { return std::string( "diagnostic\ntext\n" ); };
+   commands.counters = [this] { return counted.get(); };
+   commands.drift = []( const Wire::IntfId & intf ) { return intf.name() == "et1" ? "raised" : ""; };
+   commands.uncounted = [this]( const Wire::IntfId & intf ) {
+      return intf == rig.vlan10 ? uncountedVlan : std::string();
+   };
+   commands.linkState = []( const Wire::IntfId & intf ) { return intf.name() == "et1" ? "down" : "up"; };
+   commands.whenCommitted = [this]( std::function< void() > call ) {
+      waiting.push_back( std::move( call ) );
+   };
+   // Display time is an hour ahead, so that a time that is not translated shows.
+   commands.wallTime = []( double time ) { return time + 3600; };
+   commands.now = [this] { return now; };
+   api = std::make_unique< ControlApi >( rig.model(), commands );
+}
+
+int ControlApiRig::ask( const std::string & method, const std::string & path, const std::string & body ) {
+   HttpRequest request;
+   request.method = method;
+   request.path = path;
+   if ( const auto question = path.find( "?unit=" ); question != std::string::npos ) {
+      request.path = path.substr( 0, question );
+      request.query["unit"] = path.substr( question + 6 );
+   }
+   request.body = body;
+   request.by = "ann";
+   request.local = local;
+   unsigned answers = 0;
+   api->handle( request, [&]( HttpReply got ) {
+      ++answers;
+      reply = std::move( got );
+   } );
+   answeredAtOnce = answers == 1;
+   for ( const auto & call : std::exchange( waiting, {} ) )
+      call();
+   EXPECT_EQ( 1u, answers );
+   return reply.status;
+}
+
+std::string ControlApiRig::refused() const {
+   const nlohmann::json error = nlohmann::json::parse( reply.body ).at( "error" );
+   EXPECT_FALSE( error.at( "message" ).get< std::string >().empty() );
+   return error.at( "code" ).get< std::string >() + " " + error.at( "where" ).dump();
+}
+
+} // namespace Agent
