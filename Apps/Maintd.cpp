@@ -3,6 +3,7 @@
 #include "Agent/Commands/RealChildren.h"
 #include "Apps/ClockOffset.h"
 #include "Apps/MaintdEntities.h"
+#include "Apps/MaintdViews.h"
 #include "DataPlane/Linux/Factory.h"
 #include "DataPlane/Simulated/Factory.h"
 #include "Platform/Cog/RealTime.h"
@@ -252,6 +253,7 @@ void Maintd::makeAgent() {
       if ( entities_->isAnyUnderWay() )
          executor_->countersFresh();
    } );
+   views_ = std::make_unique< Views >( *this );
    api_ = std::make_unique< Agent::ControlApi >(
       Agent::ControlModel{
          e.unitStatusDir, e.unitRunDir, e.monIntfStatusDir, e.allIntfStatusDir, e.intfProfileStatusDir,

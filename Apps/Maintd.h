@@ -70,6 +70,7 @@ class Maintd {
 
  private:
    struct Entities;
+   struct Views;
    /// Looks every second whether a release has come to its end.
    struct ReleaseTick final : Cog::TimerReactor< Maintd > {
       using TimerReactor::TimerReactor;
@@ -127,6 +128,7 @@ class Maintd {
    std::unique_ptr< Agent::Stages > stages_;
    std::unique_ptr< Agent::Commands > commands_;
    std::unique_ptr< Agent::PluginLibraries > plugins_;
+   std::unique_ptr< Views > views_;
    std::unique_ptr< Agent::ControlApi > api_;
    std::unique_ptr< Agent::HttpServer > server_;
    Vel::Ptr< Maintenance::PluginContext > context_;

@@ -11,6 +11,7 @@ namespace {
 const Vel::TypeRegistration< Agent::UnitRunDir > unitRunDirType;
 const Vel::TypeRegistration< Agent::LinkJournal > linkJournalType;
 const Vel::TypeRegistration< Agent::UnitCommandsDir > unitCommandsDirType;
+const Vel::TypeRegistration< Agent::InsightDir > insightDirType;
 
 /// Makes or keeps the entity of a path.
 template < class T >
@@ -28,6 +29,7 @@ const char * const recordsPath = "maintenance/interface/status/drainwatch";
 const char * const unitRunPath = "agent/unit/run";
 const char * const unitCommandsPath = "agent/unit/commands";
 const char * const journalPath = "agent/link/journal";
+const char * const insightPath = "agent/interface/insight";
 
 } // namespace
 
@@ -53,6 +55,7 @@ Maintd::Entities::Entities( Ledger::EntityManager & em ) {
    take( em, unitRunDir, unitRunPath );
    take( em, unitCommandsDir, unitCommandsPath );
    take( em, journal, journalPath );
+   take( em, insightDir, insightPath );
    for ( const auto & [stageClass, name] :
          { std::pair( &enter, "maintEnter" ), std::pair( &exit, "maintExit" ) } ) {
       take( em, stageClass->progressDir, stagePath( "stage", name, "progress" ) );
@@ -113,7 +116,8 @@ std::vector< Ledger::Persistence::Kept > Maintd::Entities::kept() {
    using Folder = Ledger::Persistence::Folder;
    std::vector< Ledger::Persistence::Kept > result{
       { unitStatusPath, Folder::state },   { causePath, Folder::state },   { unitRunPath, Folder::state },
-      { unitCommandsPath, Folder::state }, { journalPath, Folder::state }, { recordsPath, Folder::runtime } };
+      { unitCommandsPath, Folder::state }, { journalPath, Folder::state }, { recordsPath, Folder::runtime },
+      { insightPath, Folder::runtime } };
    for ( const char * stageClass : { "maintEnter", "maintExit" } ) {
       result.push_back( { stagePath( "stage", stageClass, "progress" ), Folder::state } );
       result.push_back( { stagePath( "stage", stageClass, "completionstatus" ), Folder::state } );

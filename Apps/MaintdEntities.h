@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Agent/Model/Insight.h"
 #include "Agent/Model/LinkJournal.h"
 #include "Agent/Model/StageCommand.h"
 #include "Agent/Model/UnitRun.h"
@@ -46,6 +47,7 @@ struct Maintd::Entities {
    Vel::Ptr< Agent::UnitRunDir > unitRunDir;
    Vel::Ptr< Agent::UnitCommandsDir > unitCommandsDir;
    Vel::Ptr< Agent::LinkJournal > journal;
+   Vel::Ptr< Agent::InsightDir > insightDir;
    Vel::Ptr< VelPool::EntityManager > pool = Vel::make< VelPool::EntityManager >();
 };
 

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "Apps/MaintdEntities.h"
+
+namespace Apps {
+
+/// What watches the agent's work and shows it. It decides nothing, and nothing that decides depends on it: without it
+/// units drain and links are shut all the same. Made when the rest of the agent is there, before counters are read;
+/// the agent outlives it.
+struct Maintd::Views {
+   explicit Views( Maintd & agent );
+};
+
+} // namespace Apps
