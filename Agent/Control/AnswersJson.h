@@ -1,0 +1,54 @@
+#pragma once
+
+#include "Agent/Control/Answers.h"
+
+#include <nlohmann/json_fwd.hpp>
+
+/// Purpose: the shapes of the answers as JSON values, one source file a chapter. Used by the answers of the control API
+/// only.
+namespace Agent {
+
+struct Answers::Json {
+   using json = nlohmann::json;
+   const ControlModel & model;
+   const ControlCommands & commands;
+
+   explicit Json( const Answers & answers ) : model( answers.model_ ), commands( answers.commands_ ) {}
+
+   // AnswersOfUnits.cpp
+   json unit( const Maintenance::Unit::Status & status ) const;
+   /// The stages of the present or last run.
+   json stages( const Maintenance::Unit::Status & status, const ControlCommands::Progress & progress ) const;
+
+   // AnswersOfInterfaces.cpp
+   json interface( const Wire::IntfId & intf ) const;
+
+   // AnswersOfWaiting.cpp
+   json explanation( const Maintenance::Unit::Status & status ) const;
+   /// What a unit waits for at an interface.
+   json waiting( const std::string & name, const Maintenance::MonIntfStatus & record ) const;
+   /// An interface without a record that keeps the unit from completing all the same.
+   json
+   waitingUncounted( const std::string & name, const Wire::IntfId & intf, const std::string & why ) const;
+   /// Why the unit does not get on although all has drained; empty: it does get on.
+   std::string
+   stuckReason( const Maintenance::Unit::Status & status, const ControlCommands::Progress & progress ) const;
+   /// Seconds of the clock since when the present stage runs; 0: unknown.
+   static double stageSince( const ControlCommands::Progress & progress );
+   /// What is configured for a unit and is not there.
+   std::set< std::string > missingInterfaces( const std::string & unit ) const;
+
+   // Answers.cpp
+   json profile( const IntfMaintenanceProfile::Status & profile ) const;
+   json group( const std::string & name, const ControlCommands::Group & configured ) const;
+   json problems( const std::vector< Problem > & list ) const;
+   json agent() const;
+   /// A time of the agent's clock; null before it began.
+   json time( double clockSeconds ) const;
+   /// Null if it is not finite.
+   static json number( double value );
+   static json textOrNull( const std::string & value );
+   static json counter( Vel::U64 value );
+};
+
+} // namespace Agent

@@ -1,0 +1,34 @@
+#include "Agent/Control/AnswersJson.h"
+
+#include "Agent/Control/Shapes.h"
+
+#include <nlohmann/json.hpp>
+
+namespace Agent {
+
+using nlohmann::json;
+
+json Answers::Json::interface( const Wire::IntfId & intf ) const {
+   const auto * record = model.monIntfStatusDir->monIntfStatus( intf );
+   const bool sampled = record && record->totalSamples() > 0;
+   return {
+      { "name", intf.name() },
+      { "kind", kindText( intf.kind() ) },
+      { "units", unitsOfInterface( model, intf ) },
+      { "profile", textOrNull( profileOf( model, intf ) ) },
+      { "state", record ? json( monStateText( record->state() ) ) : json( nullptr ) },
+      { "in-bps", sampled ? number( record->curRates().inBitsRate ) : json( nullptr ) },
+      { "out-bps", sampled ? number( record->curRates().outBitsRate ) : json( nullptr ) },
+      { "samples", record ? counter( record->totalSamples() ) : json( nullptr ) },
+      { "consecutive-drained-samples",
+        record ? counter( record->numConsecutiveDrainedSamples() ) : json( nullptr ) },
+      { "spike", record && record->spikeUnderMaint() },
+      { "shut", model.cause->intfStatus( intf ) != nullptr },
+      { "link-state", commands.linkState( intf ) },
+      { "drift", textOrNull( commands.drift( intf ) ) },
+      { "start-time", record ? time( record->startTime() ) : json( nullptr ) },
+      { "state-time", record ? time( record->stateTime() ) : json( nullptr ) },
+      { "last-sample-time", record ? time( record->lastSampleTime() ) : json( nullptr ) } };
+}
+
+} // namespace Agent

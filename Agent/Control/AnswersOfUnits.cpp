@@ -1,0 +1,62 @@
+#include "Agent/Control/AnswersJson.h"
+
+#include "Agent/Control/Shapes.h"
+#include "Platform/Vel/Entity.h"
+
+#include <nlohmann/json.hpp>
+
+namespace Agent {
+
+using nlohmann::json;
+
+json Answers::Json::unit( const Maintenance::Unit::Status & status ) const {
+   const std::string name = status.unitName();
+   const auto * run = model.unitRunDir->unitRun( name );
+   const auto progress = commands.progress( name );
+   std::set< std::string > violating, groups;
+   for ( const auto & [intf, value] : status.intfsViolatingTrafficThresholdRange() )
+      violating.emplace( intf.name() );
+   if ( const auto * of = model.groupToUnitDir->unitToGroup( name ) )
+      for ( const auto & [group, none] : of->groupKeyRange() )
+         groups.insert( group.name );
+   const double deadline = run ? run->deadline() : 0;
+   return {
+      { "name", name },
+      { "state", unitStateText( status.state() ) },
+      { "stage", textOrNull( progress.stage ) },
+      { "stages", stages( status, progress ) },
+      { "generation", status.genId() },
+      { "since", run ? time( run->since() ) : json( nullptr ) },
+      { "reason", run ? textOrNull( run->reason() ) : json( nullptr ) },
+      { "by", run ? textOrNull( run->by() ) : json( nullptr ) },
+      { "deadline", time( deadline ) },
+      { "overdue", deadline > 0 && commands.now() > deadline },
+      { "interfaces", { { "total", progress.total }, { "drained", progress.drained } } },
+      { "rates",
+        { { "in-bps", status.aggTrafficRate().inRate }, { "out-bps", status.aggTrafficRate().outRate } } },
+      { "violating", violating },
+      { "total-violations", status.totalIntfTrafficViolations() },
+      { "settling-since", progress.settlingSince ? time( *progress.settlingSince ) : json( nullptr ) },
+      { "groups", groups } };
+}
+
+json Answers::Json::stages(
+   const Maintenance::Unit::Status & status, const ControlCommands::Progress & progress ) const {
+   json result = json::array();
+   for ( const auto & stage : progress.stages ) {
+      const bool limited = stage.limit > 0;
+      const bool runs = stage.state == "running" && !stage.waits && stage.waitsFor.empty();
+      result.push_back(
+         { { "name", stage.name },
+           { "state", stage.state },
+           { "since", time( stage.since ) },
+           { "command", textOrNull( stage.command ) },
+           { "limit-seconds", limited ? json( stage.limit ) : json( nullptr ) },
+           { "deadline", limited && runs ? time( stage.since + stage.limit ) : json( nullptr ) },
+           { "failure", textOrNull( stage.failure ) },
+           { "text", stageText( stage, status.state() ) } } );
+   }
+   return result;
+}
+
+} // namespace Agent
