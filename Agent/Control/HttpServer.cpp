@@ -109,11 +109,24 @@ MHD_Result addArgument( void * query, MHD_ValueKind, const char * key, const cha
    return MHD_YES;
 }
 
+MHD_Result addHeader( void * headers, MHD_ValueKind, const char * key, const char * value ) {
+   std::string name = key;
+   for ( char & c : name )
+      if ( c >= 'A' && c <= 'Z' )
+         c = static_cast< char >( c - 'A' + 'a' );
+   ( *static_cast< std::map< std::string, std::string > * >( headers ) )[name] = value ? value : "";
+   return MHD_YES;
+}
+
 MHD_Result send( MHD_Connection * connection, const HttpReply & reply ) {
    MHD_Response * const response = MHD_create_response_from_buffer(
       reply.body.size(), const_cast< char * >( reply.body.data() ), MHD_RESPMEM_MUST_COPY );
    MHD_add_response_header( response, "Content-Type", reply.contentType.c_str() );
-   MHD_add_response_header( response, "Cache-Control", "no-store" );
+   // Texts of operators and commands stand in the replies; no browser may guess that one is a page or a script.
+   MHD_add_response_header( response, "X-Content-Type-Options", "nosniff" );
+   MHD_add_response_header( response, "Cache-Control", reply.cacheControl.c_str() );
+   for ( const auto & [name, value] : reply.headers )
+      MHD_add_response_header( response, name.c_str(), value.c_str() );
    if ( !reply.allow.empty() )
       MHD_add_response_header( response, "Allow", reply.allow.c_str() );
    const MHD_Result result =
@@ -181,6 +194,7 @@ struct ServerCallbacks {
       exchange.request.path = url;
       exchange.request.local = listener.local;
       MHD_get_connection_values( connection, MHD_GET_ARGUMENT_KIND, addArgument, &exchange.request.query );
+      MHD_get_connection_values( connection, MHD_HEADER_KIND, addHeader, &exchange.request.headers );
       const auto * info = MHD_get_connection_info( connection, MHD_CONNECTION_INFO_CONNECTION_FD );
       exchange.request.by = info ? peerOf( info->connect_fd, listener.local ) : "unknown";
    }

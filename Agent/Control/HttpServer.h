@@ -19,6 +19,7 @@ struct HttpRequest {
    std::string method;
    std::string path; ///< without the query
    std::map< std::string, std::string > query;
+   std::map< std::string, std::string > headers; ///< by name in lower case; of equal names the last one
    std::string body;
    std::string by;     ///< who asks: user and process of the peer on the local socket, its address otherwise
    bool local = false; ///< came over the local socket, where everything is allowed
@@ -30,6 +31,9 @@ struct HttpReply {
    std::string contentType = "application/json";
    /// Methods that are allowed, in a refusal of the one that was used.
    std::string allow = {};
+   /// What whoever keeps the reply may do with it.
+   std::string cacheControl = "no-store";
+   std::map< std::string, std::string > headers = {}; ///< more of them
 };
 
 class HttpServer {

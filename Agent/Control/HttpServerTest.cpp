@@ -244,6 +244,17 @@ TEST_F( HttpServerTest, handsOnWhatIsAskedAndBy ) {
    EXPECT_NE( "unknown", requests[0].by );
 }
 
+TEST_F( HttpServerTest, handsOnHeadersByNamesInLowerCase ) {
+   listen();
+   Client & asker = client();
+   asker.send( "GET / HTTP/1.1\r\nHost: agent\r\nIf-None-MATCH: \"a\"\r\n\r\n" );
+   runUntilAnswered( asker );
+   ASSERT_EQ( 1u, requests.size() );
+   EXPECT_EQ(
+      ( std::map< std::string, std::string >{ { "host", "agent" }, { "if-none-match", "\"a\"" } } ),
+      requests[0].headers );
+}
+
 TEST_F( HttpServerTest, sendsStatusTypeAndAllowedMethods ) {
    listen();
    handler = []( const HttpRequest &, const HttpServer::Answer & answer ) {
@@ -256,6 +267,19 @@ TEST_F( HttpServerTest, sendsStatusTypeAndAllowedMethods ) {
    EXPECT_NE( std::string::npos, asker.received().find( "\r\nContent-Type: text/plain\r\n" ) );
    EXPECT_NE( std::string::npos, asker.received().find( "\r\nAllow: GET, HEAD\r\n" ) );
    EXPECT_NE( std::string::npos, asker.received().find( "\r\nCache-Control: no-store\r\n" ) );
+   EXPECT_NE( std::string::npos, asker.received().find( "\r\nX-Content-Type-Options: nosniff\r\n" ) );
+}
+
+TEST_F( HttpServerTest, sendsTheHeadersOfAReply ) {
+   listen();
+   handler = []( const HttpRequest &, const HttpServer::Answer & answer ) {
+      answer( { 200, "", "text/plain", "", "no-cache", { { "ETag", "\"a\"" } } } );
+   };
+   Client & asker = client();
+   asker.send( get( "/" ) );
+   runUntilAnswered( asker );
+   EXPECT_NE( std::string::npos, asker.received().find( "\r\nCache-Control: no-cache\r\n" ) );
+   EXPECT_NE( std::string::npos, asker.received().find( "\r\nETag: \"a\"\r\n" ) );
 }
 
 TEST_F( HttpServerTest, handsOnARequestOnlyWhenItIsComplete ) {
