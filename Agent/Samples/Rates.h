@@ -1,0 +1,70 @@
+#pragma once
+
+#include "Agent/Model/Samples.h"
+#include "Platform/Counters/VelPool.h"
+#include "Platform/Model/Bridging.h"
+#include "Platform/Model/IntfMaintenance.h"
+#include "Platform/Model/Lag.h"
+
+#include <unordered_map>
+
+/// Purpose: what all configured interfaces carry, from one reading of the ports' counters to the next. The same rules as
+/// those of the plug-in's monitor: a port-channel is the sum of its configured members, a VLAN interface its busiest
+/// member in each direction; octets are those that the ports count.
+/// Owner: the samples. Reads the pool, and does not refresh it.
+///
+/// Invariants:
+/// 1. A rate is that of octets which ports have counted between two readings that follow each other, at most
+///    `longestInterval` apart, over the time between them. A port that has not been read before, whose counts went back,
+///    or that seems to have carried more than any port can has no rate; its counts are what the next one begins at.
+/// 2. A port-channel or VLAN interface has a rate only if all of its members have one: a part of a sum would read as a
+///    fall of the traffic. What a port carries is measured by the port, so a member that joins or leaves moves the sum by
+///    what it carries and no more.
+namespace Agent {
+
+class Rates {
+ public:
+   /// Seconds between two readings; what lies further apart says nothing of the time between.
+   static constexpr double longestInterval = 15;
+   /// Bits per second, above what any port carries.
+   static constexpr double impossibleRate = 1e14;
+
+   /// All given.
+   struct Model {
+      Vel::Ptr< const IntfMaintenance::IntfToGroupDir > intfToGroupDir;
+      Vel::Ptr< const Interface::AllIntfStatusDir > allIntfStatusDir;
+      Vel::Ptr< const Lag::Config > lagConfig;
+      Vel::Ptr< const Bridging::VlanStatusDir > vlanStatusDir;
+      Vel::Ptr< const VelPool::EntityManager > pool;
+   };
+   explicit Rates( Model model ) : model_( std::move( model ) ) {}
+
+   /// Reads the counters, as they are at `now`, later than the time before, in seconds of the clock.
+   void read( double now );
+   /// Of the last reading, in the order in which interfaces came into the configuration.
+   const SampleSource::Rates & all() const { return all_; }
+   /// Null if it has none.
+   const Interface::IntfRates * rate( const Wire::IntfId & intf ) const;
+
+ private:
+   struct Port {
+      Interface::IntfCounterMasquerade::EthIntfStatistics counts;
+      double time = 0;
+      Vel::U64 reading = 0; ///< the last in which it was read; 0: none
+      std::optional< Interface::IntfRates > rates;
+   };
+   using Maybe = std::optional< Interface::IntfRates >;
+   Maybe ratesOf( const Wire::IntfId & intf );
+   Maybe ofPort( const Wire::IntfId & port );
+   Maybe ofPortChannel( const Wire::IntfId & portChannel );
+   Maybe ofVlan( const Wire::IntfId & vlanIntf );
+
+   Model model_;
+   double now_ = 0;
+   Vel::U64 reading_ = 0;
+   std::unordered_map< Wire::IntfId, Port > ports_; ///< that were read in the last reading
+   SampleSource::Rates all_;
+   std::unordered_map< Wire::IntfId, std::size_t > places_; ///< in `all_`
+};
+
+} // namespace Agent
