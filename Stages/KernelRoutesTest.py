@@ -9,6 +9,12 @@ from stagerig import StageTest
 # The kernel is its state: routes as ip shows them, a family each; what it makes of a change; and all changes.
 IP = '''
 family, words = sys.argv[1], sys.argv[2:]
+if "link" in words:
+    if state.get("linksBroken"):
+        sys.exit("Cannot open netlink socket")
+    print(json.dumps([{"ifname": name, "ifindex": index, "flags": flags, "stats64": {"tx": tx}}
+                      for name, index, flags, tx in state["links"]]))
+    sys.exit()
 def key(route): return (route["dst"], route.get("metric", 0))
 def parsed(words):
     route = {"dst": words[0], "flags": [], **{words[i]: words[i + 1] for i in range(1, len(words), 2)}}
@@ -46,13 +52,17 @@ def route(**more):
     return {"dst": "10.8.0.0/16", "gateway": "10.0.1.2", "dev": "et1", "protocol": "boot", "flags": [], **more}
 
 
+def link(name, index=7, up=True, changes=2):
+    return [name, index, ["UP"] if up else [], {} if changes is None else {"carrier_changes": changes}]
+
+
 class RoutesTest(StageTest):
     def setUp(self):
         super().setUp()
         self.ip = self.program("ip", IP)
 
     def kernel(self, *routes, **more):
-        self.keep({"routes": {"-4": list(routes), "-6": []}, "changes": [], **more})
+        self.keep({"routes": {"-4": list(routes), "-6": []}, "changes": [], "links": [link("et1")], **more})
 
     def stage(self, operation, *words, timeout="20", interfaces=("et1",), **told):
         kept = {"kept": told.pop("kept")} if "kept" in told else {}
@@ -74,13 +84,14 @@ class Enter(RoutesTest):
         self.assertEqual(self.state["changes"], [])
         self.assertEqual(run.records, [{"moves": [{
             "family": "inet", "table": "main", "by": 100000, "through": ["et1"],
-            "routes": [{"dst": "10.8.0.0/16", "gateway": "10.0.1.2", "dev": "et1", "protocol": "boot"}]}]}])
+            "routes": [{"dst": "10.8.0.0/16", "gateway": "10.0.1.2", "dev": "et1", "protocol": "boot"}]}],
+            "links": {"et1": {"index": 7, "changes": 2}}}])
 
     def test_touchesNoOtherInterface(self):
         self.kernel(route(dev="et9"))
         run = self.stage("enter")
         self.passes(run)
-        self.assertEqual((run.records, self.state["changes"]), ([{"moves": []}], []))
+        self.assertEqual((run.records, self.state["changes"]), ([{"moves": [], "links": {}}], []))
 
     def test_hasNothingToDoForAUnitWithoutInterfaces(self):
         self.kernel(route())
@@ -111,7 +122,7 @@ class Enter(RoutesTest):
         self.kernel(route(flags=["dead", "linkdown"]))
         run = self.stage("enter")
         self.passes(run)
-        self.assertEqual(run.records, [{"moves": []}])
+        self.assertEqual(run.records, [{"moves": [], "links": {}}])
 
     def test_saysWhyTheKernelRefuses(self):
         self.kernel(route(), refused=["add"])
@@ -132,6 +143,19 @@ class Enter(RoutesTest):
         self.passes(second)
         self.assertEqual([one["dst"] for one in second.records[0]["moves"][0]["routes"]], ["10.8.0.0/16", "10.9.0.0/16"])
         self.assertEqual(self.shown(), [("10.8.0.0/16", 100000, "et1"), ("10.9.0.0/16", 100000, "et1")])
+
+    def test_keepsWhatAnInterruptedRunHadRecordedOfLinks(self):
+        self.kernel(route())
+        first = self.stage("enter")
+        self.keep({**self.state, "links": [link("et1", changes=4)]})
+        second = self.stage("enter", rerun=True, recorded=first.records[0])
+        self.assertEqual(second.records[0]["links"], {"et1": {"index": 7, "changes": 2}})
+
+    def test_saysWhyLinksCannotBeRead(self):
+        self.kernel(route(), linksBroken=True)
+        run = self.stage("enter")
+        self.fails(run, "cannot read the links: Cannot open netlink socket")
+        self.assertEqual((run.records, self.state["changes"]), ([], []))
 
     def test_saysThatIpGivesUp(self):
         self.kernel(route(), dies='Error: argument "x" is wrong')
@@ -169,14 +193,65 @@ class Exit(RoutesTest):
         self.fails(self.stage("exit", timeout="0.5", recorded=record), "metric 0: RTNETLINK answers: Operation not permitted")
         self.assertEqual(self.shown(), [("10.8.0.0/16", 100000, "et1")])
 
+    def exitsWithoutRoutes(self, *links, moved=(), there=(), told=lambda record: record):
+        """An exit that finds none of the routes to these destinations but some, with links that are so by now."""
+        self.kernel(route(), *(route(dst=dst) for dst in moved))
+        record = self.stage("enter").records[0]
+        left = [one for one in self.state["routes"]["-4"] if one["dst"] in there]
+        self.keep({**self.state, "routes": {"-4": left, "-6": []}, "links": list(links)})
+        return self.stage("exit", timeout="0.3", recorded=told(record))
+
+    def test_failsWhenARouteOfALinkThatWasDownHasNotComeBack(self):
+        run = self.exitsWithoutRoutes(link("et1", changes=4))
+        self.fails(run, "10.8.0.0/16 via 10.0.1.2 dev et1 metric 100000: has not come back since et1 was down")
+        self.assertIn("gave back the metric of 0 routes", run.log)
+
+    def test_failsWhileTheLinkOfARouteIsDown(self):
+        self.fails(self.exitsWithoutRoutes(link("et1", up=False)), "metric 100000: et1 is down")
+
+    def test_namesEachRouteThatHasNotComeBack(self):
+        run = self.exitsWithoutRoutes(link("et1", changes=4), moved=["10.9.0.0/16"])
+        self.fails(run, "10.8.0.0/16 via 10.0.1.2 dev et1 metric 100000: has not come back since et1 was down (and 1 more)")
+        self.assertIn("10.9.0.0/16 via 10.0.1.2 dev et1 metric 100000: has not come back since et1 was down", run.errors)
+
+    def test_doesNotTrustACarrierThatStaysWhenAllRoutesAreGone(self):
+        run = self.exitsWithoutRoutes(link("et1"), moved=["10.9.0.0/16"])
+        self.fails(run, "has not come back since et1 was down (and 1 more)")
+
+    def test_failsWhenNobodyCanSayWhetherTheLinkWasDown(self):
+        for name, what in {"the kernel did not tell": lambda record: {**record, "links": {}},
+                           "the kernel does not tell": lambda record: record}.items():
+            with self.subTest(name):
+                self.fails(self.exitsWithoutRoutes(link("et1", changes=None), told=what), "has not come back")
+
+    def test_passesWhenSomebodyHasTakenARouteAway(self):
+        run = self.exitsWithoutRoutes(link("et1"))
+        self.passes(run)
+        self.assertEqual(run.errors, ["10.8.0.0/16 via 10.0.1.2 dev et1 metric 100000: somebody else has changed it or taken "
+                                      "it away; it is left as it is"])
+
+    def test_passesWhenSomebodyHasTakenOneOfSeveralAway(self):
+        run = self.exitsWithoutRoutes(link("et1"), moved=["10.9.0.0/16"], there=["10.9.0.0/16"])
+        self.passes(run)
+        self.assertEqual(self.shown(), [("10.9.0.0/16", 0, "et1")])
+
+    def test_passesWhenTheLinkIsGoneForGood(self):
+        for name, links in {"gone": [], "another one": [link("et1", index=8, changes=2)]}.items():
+            with self.subTest(name):
+                run = self.exitsWithoutRoutes(*links)
+                self.passes(run)
+                self.assertIn("somebody else has changed it or taken it away", run.errors[0])
+
     def test_refusesARecordOfSomethingElse(self):
         good = {"family": "inet", "table": "main", "by": 1, "through": ["et1"], "routes": [route()]}
         bad = [{"family": "x"}, {"table": 3}, {"by": 0}, {"by": "1"}, {"by": 1 << 32}, {"through": ["et2"]},
                {"through": 3}, {"routes": [3]}, {"routes": [{}]}, {"routes": [route(dev="a b")]},
                {"routes": [route(encap="ip")]}, {"routes": [route(dst=1)]}]
-        self.kernel()
-        self.passes(self.stage("exit", recorded={"moves": [good]}))
-        for recorded in [{}, {"moves": 1}, {"moves": [{}]}, *({"moves": [{**good, **one}]} for one in bad)]:
+        self.kernel(links=[])
+        self.passes(self.stage("exit", timeout="0.2", recorded={"moves": [good]}))
+        for recorded in [{}, {"moves": 1}, {"moves": [{}]}, *({"moves": [{**good, **one}]} for one in bad),
+                         {"moves": [good], "links": 1}, {"moves": [good], "links": {"et1": {}}},
+                         {"moves": [good], "links": {"et1": {"index": 1}}}]:
             with self.subTest(recorded):
                 self.fails(self.stage("exit", recorded=recorded), "not what this stage records")
 

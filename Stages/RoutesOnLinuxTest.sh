@@ -138,6 +138,12 @@ _isMonitored() {
    grep -q 10.66.0.0 monitor
 }
 
+_shuts() {
+   ip -n "$ns" link set et1 down
+   ip -n "$ns" link set et2 down
+   ip -n "$ns" link set et1 up
+   ip -n "$ns" link set et2 up
+}
 # Links that are shut lose their routes; the agent sets them again some time after it has raised the links.
 _waitsForRoutesOfLinks() {
    local family
@@ -148,11 +154,7 @@ _waitsForRoutesOfLinks() {
    for family in -4 -6; do
       ip -n "$ns" $family route save > saved$family
    done
-   ip -n "$ns" address show > addresses
-   ip -n "$ns" link set et1 down
-   ip -n "$ns" link set et2 down
-   ip -n "$ns" link set et1 up
-   ip -n "$ns" link set et2 up
+   _shuts
    (
       sleep 1
       for n in 1 2; do
@@ -168,6 +170,47 @@ _waitsForRoutesOfLinks() {
    _exits
    says "gave back the metric of $_count routes"
    _same before "all routes should be as they were"
+}
+
+# Nobody gives them back within the time: whoever reads "is back" would believe it.
+_failsWithoutRoutesOfLinks() {
+   _links
+   _add -4 10.8.0.0/16 via 10.0.1.2
+   _add -4 10.9.0.0/16 nexthop via 10.0.3.2 nexthop via 10.0.2.2
+   _add -4 10.10.0.0/16 via 10.0.3.2
+   _add -6 fd09::/16 nexthop via fd00:1::2 nexthop via fd00:2::2
+   _enters
+   _shuts
+   _stage exit ",\"recorded\":$recorded" --timeout 1
+   fails
+   says "10.8.0.0/16 via 10.0.1.2 dev et1 metric 100000: has not come back since et1 was down"
+   says "10.9.0.0/16 via 10.0.2.2 dev et2 metric 100000: has not come back since et2 was down"
+   says "fd09::/16 via fd00:1::2 dev et1, via fd00:2::2 dev et2 metric 101024: has not come back since et1 was down"
+   says "(and 2 more)"
+   # With the links that are down still, and half of a route there.
+   ip -n "$ns" link set et2 down
+   ip -n "$ns" address add fd00:1::1/64 dev et1 nodad
+   _add -4 10.8.0.0/16 via 10.0.1.2
+   _add -6 fd09::/16 via fd00:1::2 metric 101024
+   _stage exit ",\"recorded\":$recorded" --timeout 1
+   fails
+   says "10.9.0.0/16 via 10.0.2.2 dev et2 metric 100000: et2 is down"
+   says "metric 101024: et2 is down"
+   says "(and 1 more)"
+   saysNot "10.8.0.0/16"
+}
+_passesWithoutLinksThatAreGone() {
+   _links
+   _add -4 10.8.0.0/16 via 10.0.1.2
+   _add -4 10.9.0.0/16 via 10.0.1.2
+   _enters
+   ip -n "$ns" link del et1
+   _exits --timeout 1
+   says "10.8.0.0/16 via 10.0.1.2 dev et1 metric 100000: somebody else has changed it or taken it away"
+   ip -n "$ns" link add et1 type veth peer name p1 netns "$ns-peer"
+   ip -n "$ns" link set et1 up
+   _exits --timeout 1
+   says "10.8.0.0/16 via 10.0.1.2 dev et1 metric 100000: somebody else has changed it or taken it away"
 }
 
 _leavesAloneWhatOthersChange() {
@@ -340,6 +383,9 @@ givesBackEachRouteAsItWas() { _sideBySide "all _givesBack"; }
 saysWhichTrafficDoesNotMove() { _sideBySide "only _saysWhatCannotMove"; }
 setsTheNewRouteBeforeItTakesTheOld() { _sideBySide "order _makesBeforeItBreaks"; }
 waitsForTheRoutesOfLinksThatWereShut() { _sideBySide "shut _waitsForRoutesOfLinks"; }
+failsWhenTheRoutesOfLinksThatWereShutStayAway() {
+   _sideBySide "away _failsWithoutRoutesOfLinks" "gone _passesWithoutLinksThatAreGone"
+}
 leavesAloneWhatOthersHaveChanged() { _sideBySide "others _leavesAloneWhatOthersChange"; }
 losesNothingWhenItIsKilled() {
    _sideBySide "beforeEnter _isKilledAtEachChange enter before" "afterEnter _isKilledAtEachChange enter after" \

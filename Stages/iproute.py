@@ -1,6 +1,7 @@
 """The kernel's routes as the program ip of iproute2 shows and takes them."""
 
 import re
+from typing import NamedTuple, Optional
 
 import maintstage
 from maintstage import Failure
@@ -127,8 +128,16 @@ def _hopWords(hop):
     return words + hop.get("flags", [])
 
 
+class Link(NamedTuple):
+    """What tells whether a link is the one that it was, and has been down since."""
+
+    index: int
+    changes: Optional[int]  #: of its carrier, since it was made; None: not told
+    up: bool                #: is set up
+
+
 class Kernel:
-    """The kernel's routes, through ip."""
+    """The kernel's links and routes, through ip."""
 
     def __init__(self, ip):
         self.ip = ip
@@ -167,6 +176,15 @@ class Kernel:
                 return ""
             raise Failure(f"cannot read the routes of table {table}: {_last(done)}")
         return done.stdout
+
+    def links(self):
+        """All links, by name."""
+        done = maintstage.run([self.ip, "-json", "-statistics", "-statistics", "link", "show"])
+        if done.returncode != 0:
+            raise Failure(f"cannot read the links: {_last(done)}")
+        shown = maintstage.readJson(done.stdout or "[]", f"{self.ip} link")
+        return {link["ifname"]: Link(link["ifindex"], link.get("stats64", {}).get("tx", {}).get("carrier_changes"),
+                                     "UP" in link.get("flags", [])) for link in shown if "ifname" in link}
 
     def change(self, commands):
         """Tries them all: [(verb, Route)]. Gives [(verb, Route, what ip says)] of those that were refused."""
