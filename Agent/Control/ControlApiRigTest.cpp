@@ -1,5 +1,7 @@
 #include "Agent/Control/ControlApiRigTest.h"
 
+#include "Agent/Control/RequestRig.h"
+
 #include <nlohmann/json.hpp>
 
 #include <utility>
@@ -59,13 +61,7 @@ ControlApiRig::ControlApiRig() {
 }
 
 int ControlApiRig::ask( const std::string & method, const std::string & path, const std::string & body ) {
-   HttpRequest request;
-   request.method = method;
-   request.path = path;
-   if ( const auto question = path.find( "?unit=" ); question != std::string::npos ) {
-      request.path = path.substr( 0, question );
-      request.query["unit"] = path.substr( question + 6 );
-   }
+   HttpRequest request = requestOf( method, path );
    request.body = body;
    request.by = "ann";
    request.local = local;

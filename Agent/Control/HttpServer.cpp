@@ -105,7 +105,7 @@ std::string peerOf( int descriptor, bool local ) {
 }
 
 MHD_Result addArgument( void * query, MHD_ValueKind, const char * key, const char * value ) {
-   ( *static_cast< std::map< std::string, std::string > * >( query ) )[key] = value ? value : "";
+   static_cast< std::multimap< std::string, std::string > * >( query )->emplace( key, value ? value : "" );
    return MHD_YES;
 }
 

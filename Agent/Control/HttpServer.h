@@ -17,9 +17,9 @@ namespace Agent {
 
 struct HttpRequest {
    std::string method;
-   std::string path; ///< without the query
-   std::map< std::string, std::string > query;
-   std::map< std::string, std::string > headers; ///< by name in lower case; of equal names the last one
+   std::string path;                                ///< without the query
+   std::multimap< std::string, std::string > query; ///< those of one name in their order
+   std::map< std::string, std::string > headers;    ///< by name in lower case; of equal names the last one
    std::string body;
    std::string by;     ///< who asks: user and process of the peer on the local socket, its address otherwise
    bool local = false; ///< came over the local socket, where everything is allowed

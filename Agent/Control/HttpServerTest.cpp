@@ -232,12 +232,14 @@ class HttpServerTest : public testing::Test {
 TEST_F( HttpServerTest, handsOnWhatIsAskedAndBy ) {
    listen();
    Client & asker = client();
-   asker.send( post( "/a%20b/c?unit=x%2Fy&z=", "text" ) );
+   asker.send( post( "/a%20b/c?unit=x%2Fy&z=&unit=a", "text" ) );
    runUntilAnswered( asker );
    ASSERT_EQ( 1u, requests.size() );
    EXPECT_EQ( "POST", requests[0].method );
    EXPECT_EQ( "/a b/c", requests[0].path );
-   EXPECT_EQ( ( std::map< std::string, std::string >{ { "unit", "x/y" }, { "z", "" } } ), requests[0].query );
+   EXPECT_EQ(
+      ( std::multimap< std::string, std::string >{ { "unit", "x/y" }, { "unit", "a" }, { "z", "" } } ),
+      requests[0].query );
    EXPECT_EQ( "text", requests[0].body );
    EXPECT_TRUE( requests[0].local );
    EXPECT_FALSE( requests[0].by.empty() );

@@ -1,5 +1,6 @@
 #include "Tests/Agent/AgentRig.h"
 
+#include "Agent/Control/RequestRig.h"
 #include "DataPlane/Simulated/Factory.h"
 
 #include <nlohmann/json.hpp>
@@ -189,9 +190,7 @@ int AgentRig::post( const std::string & path, const std::string & body ) {
 }
 
 std::string AgentRig::get( const std::string & path ) {
-   Agent::HttpRequest request;
-   request.method = "GET";
-   request.path = "/api/v1/" + path;
+   Agent::HttpRequest request = Agent::requestOf( "GET", "/api/v1/" + path );
    request.local = true;
    std::string body;
    agent_->api().handle( request, [&]( const Agent::HttpReply & reply ) { body = reply.body; } );
