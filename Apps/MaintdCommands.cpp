@@ -109,6 +109,10 @@ Agent::ControlCommands::AgentFacts Maintd::facts() const {
    result.switchOverruns = executor_->overruns();
    result.started = started_;
    result.problems = problems();
+   result.countersRead = executor_->countersRead();
+   result.turns = loop_->turns();
+   result.turnSeconds = loop_->turnTimes().total();
+   result.longestTurn = loop_->turnTimes().longest( now() );
    return result;
 }
 

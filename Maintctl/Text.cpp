@@ -1,6 +1,7 @@
 #include "Maintctl/Text.h"
 
 #include "Api/Names.h"
+#include "Api/Utf8.h"
 #include "Api/Values.h"
 
 #include <cmath>
@@ -11,22 +12,6 @@ namespace Maintctl {
 namespace {
 
 bool continues( char c ) { return ( static_cast< unsigned char >( c ) & 0xC0 ) == 0x80; }
-
-/// The length of the well-formed character of UTF-8 that text begins with; 0 if it begins with none.
-std::size_t characterLength( std::string_view text ) {
-   const auto first = static_cast< unsigned char >( text[0] );
-   const std::size_t length = first < 0x80                    ? 1
-                              : first >= 0xC2 && first < 0xE0 ? 2
-                              : first >= 0xE0 && first < 0xF0 ? 3
-                              : first >= 0xF0 && first < 0xF5 ? 4
-                                                              : 0;
-   if ( length == 0 || text.size() < length )
-      return 0;
-   for ( std::size_t i = 1; i < length; ++i )
-      if ( !continues( text[i] ) )
-         return 0;
-   return length;
-}
 
 /// Controls, also those of 0x80 to 0x9F.
 bool isControl( std::string_view character ) {
@@ -100,7 +85,7 @@ std::string stateText( const std::string & state ) {
 std::string printable( std::string_view text ) {
    std::string result;
    while ( !text.empty() ) {
-      const std::size_t length = characterLength( text );
+      const std::size_t length = Api::characterSize( text );
       if ( length && !isControl( text ) ) {
          result += text.substr( 0, length );
          text.remove_prefix( length );

@@ -1,33 +1,13 @@
 #include "Agent/Commands/Lines.h"
 
+#include "Api/Utf8.h"
+
 #include <algorithm>
 #include <utility>
 
 namespace Agent {
 
 namespace {
-
-/// Bytes of the character of UTF-8 that the text begins with; 0: it begins with none.
-std::size_t characterSize( std::string_view text ) {
-   const auto at = [&]( std::size_t i ) { return static_cast< unsigned char >( text[i] ); };
-   const unsigned char first = at( 0 );
-   const std::size_t size = first < 0x80                    ? 1
-                            : first >= 0xc2 && first < 0xe0 ? 2
-                            : first >= 0xe0 && first < 0xf0 ? 3
-                            : first >= 0xf0 && first < 0xf5 ? 4
-                                                            : 0;
-   if ( size == 0 || size > text.size() )
-      return 0;
-   for ( std::size_t i = 1; i < size; ++i )
-      if ( ( at( i ) & 0xc0 ) != 0x80 )
-         return 0;
-   // Forms that are longer than they need be, surrogates, beyond the last character.
-   if (
-      ( first == 0xe0 && at( 1 ) < 0xa0 ) || ( first == 0xed && at( 1 ) > 0x9f ) ||
-      ( first == 0xf0 && at( 1 ) < 0x90 ) || ( first == 0xf4 && at( 1 ) > 0x8f ) )
-      return 0;
-   return size;
-}
 
 /// Control characters, of one byte and of two (0x80 to 0x9f).
 bool isControl( std::string_view character ) {
@@ -68,7 +48,7 @@ std::string printableLine( std::string_view bytes ) {
    constexpr std::string_view digits = "0123456789abcdef";
    std::string result;
    while ( !bytes.empty() ) {
-      const std::size_t size = characterSize( bytes );
+      const std::size_t size = Api::characterSize( bytes );
       const std::string_view character = bytes.substr( 0, std::max< std::size_t >( size, 1 ) );
       if ( character == "\t" )
          result += ' ';

@@ -1,5 +1,6 @@
 #include "Agent/Control/ControlApi.h"
 
+#include "Agent/Control/Exposition.h"
 #include "Api/Names.h"
 #include "Config/Duration.h"
 #include "Platform/Vel/Trace.h"
@@ -149,6 +150,7 @@ const ControlApi::Route ControlApi::routes[] = {
    { "GET", "counters", &ControlApi::getCounters },
    { "GET", "agent", &ControlApi::getAgent },
    { "GET", "healthz", &ControlApi::getHealth },
+   { "GET", "metrics", &ControlApi::getMetrics },
    { "GET", "trace", &ControlApi::getTrace },
    { "GET", "dump", &ControlApi::getDump },
    { "POST", "units/*/enter", &ControlApi::postEnter },
@@ -162,7 +164,10 @@ const ControlApi::Route ControlApi::routes[] = {
 };
 
 ControlApi::ControlApi( ControlModel model, ControlCommands commands )
-   : model_( std::move( model ) ), commands_( std::move( commands ) ), answers_( model_, commands_ ) {}
+   : model_( std::move( model ) ),
+     commands_( std::move( commands ) ),
+     answers_( model_, commands_ ),
+     metrics_( model_, commands_ ) {}
 
 HttpReply ControlApi::refusal( const Api::Error & error ) {
    return { httpStatus( error.code ), text( refusalJson( error ) ) };
@@ -170,10 +175,10 @@ HttpReply ControlApi::refusal( const Api::Error & error ) {
 
 void ControlApi::handle( const HttpRequest & request, HttpServer::Answer answer ) try {
    Path path = split( request.path );
-   // Whoever watches many programs looks for their health at the top.
+   // Whoever watches many programs looks for their health and their figures at the top.
    if ( path.size() >= 2 && path[0] == "api" && path[1] == "v1" )
       path.erase( path.begin(), path.begin() + 2 );
-   else if ( path != Path{ "healthz" } )
+   else if ( path != Path{ "healthz" } && path != Path{ "metrics" } )
       path.clear();
    bool found = false;
    std::string allowed;
@@ -232,6 +237,10 @@ void ControlApi::getAgent( const Call & call ) { call.answer( { 200, answers_.ag
 
 void ControlApi::getHealth( const Call & call ) {
    call.answer( { commands_.agent().problems.empty() ? 200 : 503, answers_.health() } );
+}
+
+void ControlApi::getMetrics( const Call & call ) {
+   call.answer( { 200, metrics_.text(), Exposition::contentType } );
 }
 
 void ControlApi::getTrace( const Call & call ) { call.answer( { 200, Answers::traceLevels() } ); }

@@ -2,6 +2,7 @@
 
 #include "Agent/Control/Answers.h"
 #include "Agent/Control/HttpServer.h"
+#include "Agent/Control/Metrics.h"
 
 /// Purpose: the control API: what is asked over HTTP, answered from the model or handed to the agent.
 /// Owner: the agent.
@@ -47,6 +48,7 @@ class ControlApi {
    void getCounters( const Call & call );
    void getAgent( const Call & call );
    void getHealth( const Call & call );
+   void getMetrics( const Call & call );
    void getTrace( const Call & call );
    void getDump( const Call & call );
    void postEnter( const Call & call );
@@ -64,6 +66,7 @@ class ControlApi {
    ControlModel model_;
    ControlCommands commands_;
    Answers answers_;
+   Metrics metrics_;
 };
 
 } // namespace Agent

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Agent/Model/LinkJournal.h"
 #include "Agent/Model/UnitRun.h"
 #include "Api/Error.h"
 #include "Platform/Model/Errdisable.h"
@@ -35,6 +36,7 @@ struct ControlModel {
    Vel::Ptr< const IntfGroup::StatusDir > intfGroupStatusDir;
    Vel::Ptr< const Maintenance::GroupToUnitDir > groupToUnitDir;
    Vel::Ptr< const Errdisable::CauseStatus > cause;
+   Vel::Ptr< const LinkJournal > journal;
 };
 
 /// One thing that is wrong with the agent.
@@ -81,6 +83,10 @@ struct ControlCommands {
       Vel::U32 switchOverruns = 0; ///< how often facts of the switch were lost and read again
       double started = 0;
       std::vector< Problem > problems;
+      double countersRead = 0; ///< seconds of the agent's clock, when all counters were read last; 0: never
+      Vel::U64 turns = 0;      ///< of the event loop
+      double turnSeconds = 0;  ///< that they took together
+      double longestTurn = 0;  ///< seconds that the longest took of the last minute or two
    };
    /// A group as it is configured.
    struct Group {

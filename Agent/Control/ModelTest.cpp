@@ -61,8 +61,8 @@ void ModelRig::sample( Maintenance::MonIntfStatus & record, double inBps, double
 }
 
 ControlModel ModelRig::model() const {
-   return { units,          runs,        records, interfaces,  profiles,
-            defaultProfile, intfToGroup, groups,  groupToUnit, cause };
+   return { units,       runs,   records,     interfaces, profiles, defaultProfile,
+            intfToGroup, groups, groupToUnit, cause,      journal };
 }
 
 } // namespace Agent

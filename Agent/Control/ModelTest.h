@@ -31,6 +31,7 @@ struct ModelRig {
    Vel::Ptr< IntfGroup::StatusDir > groups = Vel::make< IntfGroup::StatusDir >();
    Vel::Ptr< Maintenance::GroupToUnitDir > groupToUnit = Vel::make< Maintenance::GroupToUnitDir >();
    Vel::Ptr< Errdisable::CauseStatus > cause = Vel::make< Errdisable::CauseStatus >( "maintenance-shutdown" );
+   Vel::Ptr< LinkJournal > journal = Vel::make< LinkJournal >();
 
  private:
    void member( const Wire::IntfId & intf, const std::string & group, const std::string & profile );

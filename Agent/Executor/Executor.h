@@ -82,6 +82,8 @@ class Executor final : private DataPlane::Listener {
    bool countersFresh();
    /// Since when the counters cannot be read, in seconds of the clock; none: they can.
    std::optional< double > countersFailedSince() const { return countersFailedSince_; }
+   /// When they were read last, in seconds of the clock; 0: never.
+   double countersRead() const { return countersRead_; }
    const Vel::String & countersProblem() const { return countersProblem_; }
    /// What is wrong with the switch or with a link that could not be set; empty: nothing.
    Vel::String problem() const;
@@ -176,6 +178,7 @@ class Executor final : private DataPlane::Listener {
    bool countersOk_ = false;
    bool countersPosted_ = false;
    std::optional< double > countersFailedSince_;
+   double countersRead_ = 0;
    Vel::String countersProblem_;
    DataPlane::Health health_;
    std::shared_ptr< Executor * > self_; ///< shared with posted tasks, which may outlive this object

@@ -16,9 +16,10 @@ bool Executor::countersFresh() {
    const DataPlane::Outcome outcome = switch_->countersRefresh( *model_.pool );
    countersOk_ = outcome.ok();
    countersProblem_ = outcome.text();
-   if ( countersOk_ )
+   if ( countersOk_ ) {
       countersFailedSince_.reset();
-   else {
+      countersRead_ = now();
+   } else {
       if ( !countersFailedSince_ )
          countersFailedSince_ = now();
       // Somebody must look again, also when nothing is sampled. Timers do not run meanwhile, but what we hold is let go

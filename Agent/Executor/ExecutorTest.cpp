@@ -384,10 +384,13 @@ TEST_F( ExecutorStory, letsNoTimerRunWithoutFreshCounters ) {
    EXPECT_EQ( 0, ticks );
    EXPECT_EQ( "no counters", executor->countersProblem() );
    EXPECT_TRUE( executor->countersFailedSince() );
+   const double read = executor->countersRead();
    fake->countersOutcome = {};
    clock->advance( 2 );
    EXPECT_EQ( 1, ticks );
    EXPECT_FALSE( executor->countersFailedSince() );
+   EXPECT_LT( read, executor->countersRead() );
+   EXPECT_GE( clock->currentTime(), executor->countersRead() );
 }
 
 TEST_F( ExecutorStory, hasNoStatusForAPortWithoutCounters ) {

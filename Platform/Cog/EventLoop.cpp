@@ -79,7 +79,10 @@ void EventLoop::run() {
    try {
       while ( !stopped_ ) {
          wait();
+         const double began = time().now();
          turn();
+         const double ended = time().now();
+         turnTimes_.turnEnds( ended, ended - began );
       }
    } catch ( ... ) {
       if ( escapedHook_ )

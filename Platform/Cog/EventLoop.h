@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Cog/Scheduler.h"
+#include "Platform/Cog/TurnTimes.h"
 
 #include <exception>
 #include <map>
@@ -41,6 +42,8 @@ class EventLoop final : public Scheduler {
    void stop() { stopped_ = true; }
    /// Reports an escaped exception before run() throws it again.
    void escapedHookIs( EscapedHook hook ) { escapedHook_ = std::move( hook ); }
+   /// Of the turns that run() has done.
+   const TurnTimes & turnTimes() const { return turnTimes_; }
 
  private:
    struct Watched {
@@ -61,6 +64,7 @@ class EventLoop final : public Scheduler {
    std::map< int, std::shared_ptr< Watched > > watched_;
    std::vector< Ready > ready_;
    EscapedHook escapedHook_;
+   TurnTimes turnTimes_;
    Vel::U32 generation_ = 0;
    bool stopped_ = false;
 };

@@ -96,6 +96,19 @@ TEST_F( EventLoop, turnGoesThroughItsPhasesInOrder ) {
    EXPECT_EQ( 1u, loop->turns() );
 }
 
+TEST_F( EventLoop, tellsHowLongItsTurnsTake ) {
+   loop->post( [this] {
+      time->spend( 0.5 );
+      loop->post( [this] {
+         time->spend( 0.25 );
+         loop->stop();
+      } );
+   } );
+   loop->run();
+   EXPECT_EQ( 0.75, loop->turnTimes().total() );
+   EXPECT_EQ( 0.5, loop->turnTimes().longest( loop->currentTime() ) );
+}
+
 TEST_F( EventLoop, doesNotWaitWhileTasksArePosted ) {
    loop->post( [this] { loop->post( [this] { loop->post( stops() ); } ); } );
    loop->run();
