@@ -220,7 +220,8 @@ class Runner {
       const std::string body = waiting.until();
       say( body, [&] {
          const Api::Unit unit = Api::readUnit( body );
-         return unit.name + " is " + stateText( unit.state ) + " after " + spanText( waiting.elapsed() );
+         return unit.name + " is " + stateText( unit.state ) + " after " + spanText( waiting.elapsed() ) +
+                failuresText( unit );
       } );
    }
 

@@ -61,6 +61,14 @@ std::string slowestText( const Api::Explanation & explanation, std::size_t most 
    return result;
 }
 
+std::string failuresText( const Api::Unit & unit ) {
+   std::string result;
+   for ( const Api::Stage & stage : unit.stages )
+      if ( stage.state == "failed" )
+         result += "; stage " + stage.name + " failed" + ( stage.failure ? ": " + *stage.failure : "" );
+   return result;
+}
+
 std::string Waiting::until() {
    begin_ = lastAnswer_ = pace_.now();
    const double end = target_.timeout ? begin_ + target_.timeout->seconds() : HUGE_VAL;
@@ -68,6 +76,7 @@ std::string Waiting::until() {
    for ( ;; ) {
       if ( const auto body = look() ) {
          const Api::Unit unit = Api::readUnit( *body );
+         reportFailures( unit );
          if ( unit.state == goalOf( target_.operation ) )
             return *body;
          const bool onTheWay = unit.state == wayOf( target_.operation );
@@ -126,6 +135,12 @@ void Waiting::report( const Api::Unit & unit ) {
       return;
    reported_ = changed;
    output_.progress( progressLine( unit ) );
+}
+
+void Waiting::reportFailures( const Api::Unit & unit ) {
+   for ( const Api::Stage & stage : unit.stages )
+      if ( stage.state == "failed" && reportedFailures_.emplace( unit.generation, stage.name ).second )
+         output_.message( unit.name + ": stage " + stage.name + " " + stage.text );
 }
 
 std::string Waiting::progressLine( const Api::Unit & unit ) {

@@ -4,8 +4,11 @@
 #include "Maintctl/Pace.h"
 #include "Maintctl/Remote.h"
 
+#include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 
 namespace Maintctl {
 
@@ -42,6 +45,8 @@ class Waiting {
    std::optional< std::string > look();
    bool arrived( const Api::Unit & unit );
    void report( const Api::Unit & unit );
+   /// A line for each stage that has failed; it does not end the wait.
+   void reportFailures( const Api::Unit & unit );
    std::string progressLine( const Api::Unit & unit );
    [[noreturn]] void timedOut();
 
@@ -54,7 +59,11 @@ class Waiting {
    bool answered_ = false, away_ = false;
    std::string lastSeen_; ///< in words
    std::string reported_; ///< what of it would be worth another line if it changed
+   std::set< std::pair< std::uint64_t, std::string > > reportedFailures_; ///< generation and stage
 };
+
+/// The stages of a unit's present or last run that have failed, and why, to be put behind a sentence; empty: none.
+std::string failuresText( const Api::Unit & unit );
 
 /// Who keeps a unit waiting, the worst first: first those above the threshold, by how much, then by how long they
 /// must still be quiet.

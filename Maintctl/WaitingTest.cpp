@@ -52,6 +52,8 @@ constexpr char lessBusy[] =
    R"({"interface":"et2","in-bps":0,"out-bps":500000,"threshold-bps":100000,"load-interval-seconds":10,"quiet-seconds":0})";
 constexpr char quiet[] =
    R"({"interface":"et3","in-bps":0,"out-bps":500,"threshold-bps":100000,"load-interval-seconds":10,"quiet-seconds":5})";
+constexpr char failedStage[] =
+   R"(,"stages":[{"name":"drainwatch","state":"complete","text":"is complete"},{"name":"steer","state":"failed","failure":"ended with 1: no daemon","text":"failed: ended with 1: no daemon; the next stage began all the same"}])";
 constexpr char unknown[] = R"({"interface":"et4"})";
 
 TEST_F( WaitingTest, enterEndsWhenTheUnitIsUnderMaintenance ) {
@@ -69,6 +71,38 @@ TEST_F( WaitingTest, exitEndsWhenTheUnitIsNormal ) {
    EXPECT_EQ( rig.run( { "exit", "a", "--wait", "--reason", "done" } ), ExitStatus::done );
    EXPECT_EQ( rig.out, "a is normal after 2s\n" );
    EXPECT_EQ( rig.client.requests.front(), R"(POST /api/v1/units/a/exit {"reason":"done"})" );
+}
+
+TEST_F( WaitingTest, tellsOfAStageThatFailsOnTheWayBackWhichIsNoFailureOfTheExit ) {
+   from( 0, unit( "exiting", 3, R"(,"stage":"drainwatch")" ) );
+   from( 2, unit( "exiting", 0, R"(,"stage":"last")" + std::string( failedStage ) ) );
+   from( 4, unit( "normal", 0, failedStage ) );
+   EXPECT_EQ( rig.run( { "exit", "a", "--wait" } ), ExitStatus::done );
+   EXPECT_EQ(
+      rig.err, "a exiting: 3 of 5 drained, stage drainwatch\n"
+               "a: stage steer failed: ended with 1: no daemon; the next stage began all the same\n"
+               "a exiting: 0 of 5 drained, stage last\n" );
+   EXPECT_EQ( rig.out, "a is normal after 4s; stage steer failed: ended with 1: no daemon\n" );
+}
+
+TEST_F( WaitingTest, tellsOfAStageThatHasFailedLastAndOfEachRunsOwn ) {
+   from( 0, unit( "entering", 3, failedStage ) );
+   explains( "" );
+   from(
+      2, R"({"name":"a","state":"normal","generation":4,"interfaces":{"total":0,"drained":0})" +
+            std::string( failedStage ) + "}" );
+   EXPECT_EQ( rig.run( { "wait", "a", "--for=normal" } ), ExitStatus::done );
+   const auto lines = linesOf( rig.err );
+   EXPECT_EQ( std::count( lines.begin(), lines.end(), lines.front() ), 2 );
+   EXPECT_EQ(
+      lines.front(), "a: stage steer failed: ended with 1: no daemon; the next stage began all the same" );
+}
+
+TEST_F( WaitingTest, leavesAFailedStageToTheDocumentIfJsonIsAskedFor ) {
+   from( 0, unit( "normal", 0, failedStage ) );
+   EXPECT_EQ( rig.run( { "exit", "a", "--wait", "-j" } ), ExitStatus::done );
+   EXPECT_EQ( rig.err, "" );
+   EXPECT_EQ( at( rig.out, "/stages/1/state" ), "\"failed\"" );
 }
 
 TEST_F( WaitingTest, looksTwiceASecond ) {

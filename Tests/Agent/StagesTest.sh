@@ -155,6 +155,9 @@ SH
    _toMaintenance
    run _ctl exit u1 --wait
    passes
+   says "u1: stage steer failed: ended with 1: nobody there; the next stage began all the same"
+   [[ "${output##*$'\n'}" == "u1 is normal after "*"s; stage steer failed: ended with 1: nobody there" ]] ||
+      fail "the last line should tell of the failure"
    _ctlSays "unit u1 went back although stage steer failed: ended with 1: nobody there" show agent
    _logged 'u1/steer: had recorded: {"metric":20}'
    _restart KILL
