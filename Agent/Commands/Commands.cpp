@@ -253,6 +253,7 @@ void Commands::start(
       children_.go( id );
       if ( const auto begun = jobOf( id );
            begun != jobs_.end() && begun->second.phase == Job::Phase::running ) {
+         begun->second.began = now();
          begun->second.due = now() + limit;
          wakeupIs();
       }

@@ -136,6 +136,7 @@ class Commands final : private Children::Listener {
       Vel::String stage, instanceName;
       bool enter = true;
       double due = 0;      ///< seconds, when the phase has lasted long enough
+      double began = 0;    ///< seconds; 0: its process waits for the word to begin
       Vel::String problem; ///< why it is ended; empty: it is not, or the unit goes back
       Lines output = Lines( true ), errors = Lines( false );
       Vel::String lastError; ///< what it has said last on its standard error

@@ -108,8 +108,14 @@ Commands::Facts Commands::facts( const Vel::String & unitName, const Vel::String
    if ( const auto waiting = waiting_.find( unitName );
         waiting != waiting_.end() && waiting->second.stage == stage )
       facts.waitsFor = waiting->second.reason;
-   if ( !resumed_ && facts.state == CommandState::running )
+   if ( facts.state != CommandState::running )
+      return facts;
+   if ( !resumed_ )
       facts.waitsFor = "the agent to take up what was under way";
+   else if ( const auto job = jobs_.find( unitName ); job != jobs_.end() && job->second.began > 0 )
+      facts.since = job->second.began;
+   else if ( job != jobs_.end() && job->second.phase == Job::Phase::running )
+      facts.waitsFor = "the store, in which its process has to be kept before it begins";
    return facts;
 }
 

@@ -67,10 +67,15 @@ TEST_F( CommandsStory, beginsOnTheWayInOnlyWhenItIsKnownForGood ) {
    enter();
    advance( 100 );
    EXPECT_EQ( Lines{}, taken() );
+   EXPECT_EQ(
+      "the store, in which its process has to be kept before it begins",
+      commands->facts( "u1", "steer" ).waitsFor );
    durable = true;
    advance( 1 );
    EXPECT_EQ( Lines{ "begins /bin/steer enter" }, taken() );
    // Its time begins with it.
+   EXPECT_EQ( "", commands->facts( "u1", "steer" ).waitsFor );
+   EXPECT_NEAR( clock->currentTime(), commands->facts( "u1", "steer" ).since, 1 );
    advance( 59 );
    EXPECT_EQ( Lines{}, taken() );
    ends();

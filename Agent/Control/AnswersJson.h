@@ -30,13 +30,16 @@ struct Answers::Json {
    /// An interface without a record that keeps the unit from completing all the same.
    json
    waitingUncounted( const std::string & name, const Wire::IntfId & intf, const std::string & why ) const;
-   /// Why the unit does not get on although all has drained; empty: it does get on.
-   std::string
-   stuckReason( const Maintenance::Unit::Status & status, const ControlCommands::Progress & progress ) const;
-   /// Seconds of the clock since when the present stage runs; 0: unknown.
-   static double stageSince( const ControlCommands::Progress & progress );
    /// What is configured for a unit and is not there.
    std::set< std::string > missingInterfaces( const std::string & unit ) const;
+
+   // AnswersOfStuck.cpp
+   /// Why the unit does not get on, be it that a command neither begins nor ends, or that all has drained and nothing
+   /// comes of it; empty: it does get on.
+   std::string
+   stuckReason( const Maintenance::Unit::Status & status, const ControlCommands::Progress & progress ) const;
+   std::string stuckWatching(
+      const std::string & unit, const ControlCommands::Progress & progress, double stageSince ) const;
 
    // Answers.cpp
    json profile( const IntfMaintenanceProfile::Status & profile ) const;

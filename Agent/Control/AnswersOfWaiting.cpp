@@ -1,7 +1,6 @@
 #include "Agent/Control/AnswersJson.h"
 
 #include "Agent/Control/Shapes.h"
-#include "Config/Stages.h"
 
 #include <nlohmann/json.hpp>
 
@@ -12,13 +11,6 @@ namespace Agent {
 
 using Maintenance::Unit::UnitState;
 using nlohmann::json;
-
-namespace {
-
-/// Seconds for which a unit may have as many drained interfaces as monitored ones and not settle.
-constexpr double stuckAfter = 15;
-
-} // namespace
 
 json Answers::Json::waiting( const std::string & name, const Maintenance::MonIntfStatus & record ) const {
    const json shown = interface( record.intfId() );
@@ -52,30 +44,6 @@ json Answers::Json::waitingUncounted(
       result[unknown] = nullptr;
    result["reason"] = uncountedText( why );
    return result;
-}
-
-std::string Answers::Json::stuckReason(
-   const Maintenance::Unit::Status & status, const ControlCommands::Progress & progress ) const {
-   if (
-      status.state() != UnitState::enterInProgress || progress.stage != Config::drainwatchStage ||
-      progress.total != progress.drained || progress.settlingSince ||
-      commands.now() - std::max( unchangedSince( model, status.unitName() ), stageSince( progress ) ) <
-         stuckAfter )
-      return "";
-   if ( !progress.blocked.empty() )
-      return progress.blocked;
-   for ( const auto & [name, intf] : interfacesOfUnit( model, status.unitName() ) )
-      if ( const std::string why = commands.uncounted( intf ); !why.empty() )
-         return name + " " + uncountedText( why );
-   return ( progress.total ? "all interfaces have drained" : "there is no interface to wait for" ) +
-          std::string( ", but stage " ) + progress.stage + " has not been reported complete";
-}
-
-double Answers::Json::stageSince( const ControlCommands::Progress & progress ) {
-   for ( const auto & stage : progress.stages )
-      if ( stage.name == progress.stage )
-         return stage.since;
-   return 0;
 }
 
 json Answers::Json::explanation( const Maintenance::Unit::Status & status ) const {
