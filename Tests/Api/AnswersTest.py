@@ -1,0 +1,244 @@
+#!/usr/bin/env python3
+"""Real answers of a real agent, in many states, against the schemas that docs/api.md names for their routes."""
+
+import copy
+import os
+import re
+import sys
+import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "Agent"))
+from agentrig import Agent  # noqa: E402
+from apirig import complaint, routes  # noqa: E402
+
+CONFIGURATION = """\
+version: 1
+switch: simulated
+settle: 10s
+profiles:
+  fast:  {threshold: 100kbps, load-interval: 10s, shutdown: true, shutdown-max-delay: 5m}
+  watch: {threshold: 1Mbps, load-interval: 10s}
+default-profile: fast
+groups:
+  uplinks: {interfaces: [et1, et2, missing]}
+  tenants: {vlans: [10], profile: watch}
+units:
+  u1: {groups: [uplinks, tenants]}
+  u2: {groups: [uplinks]}
+stages:
+  steer: {enter: FOLDER/steer enter, exit: FOLDER/steer exit, timeout: 5m}
+enter: [steer, drainwatch]
+exit: [drainwatch, steer]
+simulated:
+  clock: virtual
+  ports: {et1: {}, et2: {}, et3: {}}
+  vlans: {10: {name: vlan10, members: [et3]}}
+"""
+
+
+class AnswersTest(unittest.TestCase):
+    def setUp(self):
+        self.agent = Agent("")
+        self.addCleanup(self.agent.close)
+        self.agent.configure(CONFIGURATION.replace("FOLDER", self.agent.folder))
+        self.steer("exit 0")
+
+    def steer(self, text):
+        """What the command of stage steer does with its operation, $1."""
+        self.agent.command("steer", text)
+
+    def check(self, method, path, body=None, status=None):
+        """Asks for one thing; the answer has to be as its route or, if it is refused, as a refusal is described."""
+        reply = self.agent.ask(method, path, body)
+        if status is not None:
+            self.assertEqual(reply.status, status, reply.text)
+        schema = "error.json"
+        if reply.status < 300 or "healthz" in path:
+            schema = next(route.answer for route in routes()
+                          if route.method == method and matches(route.path, path))
+        if schema:
+            self.assertEqual(reply.headers["Content-Type"], "application/json")
+            self.assertIsNone(complaint(schema, reply.json), f"{method} {path}\n{reply.text}")
+        return reply.json if schema else reply.text
+
+    def look(self):
+        """Asks for everything that can be shown; the answers by path."""
+        paths = [route.path for route in routes() if route.method == "GET" and not re.search("[A-Z]", route.path)]
+        for unit in ("u1", "u2"):
+            paths += [f"/api/v1/units/{unit}", f"/api/v1/units/{unit}/explain", f"/api/v1/interfaces?unit={unit}"]
+        paths += [f"/api/v1/interfaces/{name}" for name in ("et1", "et2", "et3", "vlan10")]
+        return {path: self.check("GET", path) for path in paths}
+
+    def unit(self):
+        return self.look()["/api/v1/units/u1"]
+
+
+def matches(pattern, path):
+    return re.fullmatch(re.sub("[A-Z]+", "[^/]+", pattern), path.partition("?")[0])
+
+
+class Maintenance(AnswersTest):
+    def test_answersAreAsDescribedThroughAWholeMaintenance(self):
+        self.steer(f"while [ ! -e {self.agent.path('go')} ]; do sleep 0.02; done; rm {self.agent.path('go')}")
+        agent = self.agent.start()
+        self.assertEqual(self.unit()["state"], "normal")
+        agent.traffic("et1", 5e6, 1e6)
+        self.check("POST", "/api/v1/units/u1/enter", {"reason": "upgrade", "timeout": "20s"}, 202)
+        agent.until(lambda: agent.unit("u1")["stages"][0]["state"] == "running")
+        self.assertEqual(self.unit()["stage"], "steer")
+        self.go("drainwatch")
+        agent.advance(30)
+        seen = self.unit()
+        self.assertEqual((seen["state"], seen["interfaces"]["drained"], seen["overdue"]), ("entering", 2, True))
+        self.check("POST", "/api/v1/simulated/traffic", {"interface": "et1", "in-bps": 0, "out-bps": 0}, 200)
+        agent.advance(16)
+        self.assertIsNotNone(self.unit()["settling-since"])
+        agent.advance(15)
+        self.assertEqual(self.unit()["state"], "maintenance")
+        agent.traffic("et3", 5e6)
+        self.check("POST", "/api/v1/simulated/advance", {"seconds": 11}, 200)
+        self.assertEqual(self.unit()["violating"], ["vlan10"])
+        self.check("POST", "/api/v1/units/u1/exit", {}, 202)
+        agent.until(lambda: agent.unit("u1")["stages"][1]["state"] == "running")
+        self.assertEqual(self.unit()["state"], "exiting")
+        self.go(None)
+        agent.advance(1)
+        self.assertEqual(self.unit()["state"], "normal")
+
+    def go(self, stage):
+        """Lets the command end, and waits for the stage that follows."""
+        with open(self.agent.path("go"), "w", encoding="utf-8"):
+            pass
+        self.agent.until(lambda: self.agent.unit("u1")["stage"] == stage)
+
+    def test_answersAreAsDescribedAfterAStageHasFailed(self):
+        self.steer("echo it does not work >&2; [ $1 = exit ]")
+        agent = self.agent.start()
+        agent.done("/api/v1/units/u1/enter")
+        agent.until(lambda: agent.unit("u1")["stages"][-1]["state"] in ("complete", "failed", "skipped")
+                    and agent.unit("u1")["state"] == "normal")
+        self.look()
+
+    def test_answersAreAsDescribedAfterTheWayBackHasFailed(self):
+        self.steer("[ $1 = enter ] || { echo it does not work >&2; exit 1; }")
+        agent = self.agent.start()
+        agent.done("/api/v1/units/u1/enter")
+        agent.until(lambda: agent.unit("u1")["stage"] == "drainwatch")
+        agent.done("/api/v1/units/u1/exit")
+        agent.until(lambda: agent.unit("u1")["state"] == "normal")
+        seen = self.look()
+        self.assertEqual(seen["/api/v1/agent"]["problems"][0]["what"], "stage")
+        self.assertEqual(self.agent.get("/healthz").status, 503)
+
+    def test_answersAreAsDescribedWhenLinksGoDownAndAreReleased(self):
+        agent = self.agent.start()
+        agent.done("/api/v1/units/u2/enter")
+        agent.until(lambda: agent.unit("u2")["stage"] == "drainwatch")
+        self.check("POST", "/api/v1/simulated/link", {"interface": "et1", "up": False}, 200)
+        agent.advance(16)
+        seen = self.look()
+        self.assertEqual(seen["/api/v1/interfaces/et1"]["link-state"], "down")
+        self.assertTrue(seen["/api/v1/interfaces/et2"]["shut"])
+        self.check("POST", "/api/v1/interfaces/et2/release", {"force": True}, 202)
+        agent.advance(1)
+        self.assertFalse(self.look()["/api/v1/interfaces/et2"]["shut"])
+
+    def test_schemasNoticeEachKeyThatIsMissingOrRenamed(self):
+        agent = self.agent.start()
+        agent.traffic("et1", 5e6, 1e6)
+        agent.done("/api/v1/units/u1/enter", reason="upgrade")
+        agent.until(lambda: agent.unit("u1")["stage"] == "drainwatch")
+        agent.advance(11)
+        answers = self.look()
+        for route in routes():
+            if route.method == "GET" and route.answer:
+                example = next(answer for path, answer in answers.items() if matches(route.path, path))
+                for changed, what in mutants(example):
+                    if not (route.answer == "counters.json" and changed == {}):
+                        self.assertIsNotNone(complaint(route.answer, changed), f"{route.path}: {what}")
+
+
+def mutants(value, at=""):
+    """The value with one key of one object in it left out, or called otherwise, and what was done. Of a list, only the
+    first is changed."""
+    if isinstance(value, list) and value:
+        for changed, what in mutants(value[0], at + "/0"):
+            yield [changed] + value[1:], what
+    if isinstance(value, dict):
+        for key in value:
+            without = {other: copy.deepcopy(of) for other, of in value.items() if other != key}
+            yield without, f"{at}/{key} left out"
+            yield {**without, key + "-x": value[key]}, f"{at}/{key} renamed"
+            for changed, what in mutants(value[key], f"{at}/{key}"):
+                yield {**value, key: changed}, what
+
+
+class Trouble(AnswersTest):
+    def test_answersAreAsDescribedWithoutThePlugIn(self):
+        self.agent.pluginDir = self.agent.folder
+        self.agent.start()
+        seen = self.look()
+        self.assertEqual(seen["/api/v1/counters"], {})
+        self.assertEqual(seen["/api/v1/agent"]["plugin"]["state"], "missing")
+        self.assertEqual(self.check("POST", "/api/v1/units/u1/enter", {}, 503)["error"]["code"], "unavailable")
+
+    def test_answersAreAsDescribedWithAConfigurationThatIsNotAccepted(self):
+        agent = self.agent.start()
+        agent.configure("version: 1\nprofile: {}\n")
+        self.assertTrue(self.check("POST", "/api/v1/reload", {}, 400)["errors"])
+        agent.kill()
+        agent.start()
+        seen = self.look()
+        self.assertEqual(seen["/api/v1/agent"]["configuration"]["state"], "last-accepted")
+        agent.configure(CONFIGURATION.replace("FOLDER", agent.folder).replace("100kbps", "200kbps"))
+        self.assertTrue(self.check("POST", "/api/v1/reload", {}, 200)["changes"])
+
+    def test_eachRefusalIsAsDescribed(self):
+        self.agent.start()
+        rows = [
+            ("GET", "/api/v1/units/nobody", None, 404, "not-found"),
+            ("GET", "/api/v1/units/nobody/explain", None, 404, "not-found"),
+            ("GET", "/api/v1/interfaces?unit=nobody", None, 404, "not-found"),
+            ("GET", "/api/v1/interfaces/nobody", None, 404, "not-found"),
+            ("GET", "/api/v1/nothing", None, 404, "not-found"),
+            ("DELETE", "/api/v1/units/u1", None, 405, "method-not-allowed"),
+            ("POST", "/api/v1/units/nobody/enter", {}, 404, "not-found"),
+            ("POST", "/api/v1/units/u1/enter", "[]", 400, "bad-request"),
+            ("POST", "/api/v1/units/u1/enter", {"because": "x"}, 400, "bad-request"),
+            ("POST", "/api/v1/units/u1/enter", {"timeout": "soon"}, 400, "bad-request"),
+            ("POST", "/api/v1/units/u1/enter", {"reason": "x" * 70000}, 413, "too-large"),
+            ("POST", "/api/v1/interfaces/et1/release", {}, 428, "needs-force"),
+            ("POST", "/api/v1/interfaces/et1/release", {"force": True}, 409, "conflict"),
+            ("POST", "/api/v1/trace", {"name": "Nothing", "level": 1}, 404, "not-found"),
+            ("POST", "/api/v1/simulated/traffic", {"interface": "et9", "in-bps": 0, "out-bps": 0}, 400, "bad-request"),
+        ]
+        for method, path, body, status, code in rows:
+            with self.subTest(f"{method} {path}"):
+                self.assertEqual(self.check(method, path, body, status)["error"]["code"], code)
+
+    def test_aBodyIsTakenIfItsSchemaTakesIt(self):
+        self.agent.start()
+        bodies = {
+            "/api/v1/units/UNIT/exit": [{}, {"reason": "x"}, {"reason": None, "timeout": None}, {"timeout": "5m"},
+                                        {"timeout": 90}, {"timeout": -1}, {"reason": 1}, {"x": 1}, []],
+            "/api/v1/interfaces/INTERFACE/release": [{"force": 1}, {"x": True}],
+            "/api/v1/trace": [{"name": "*", "level": 0}, {"name": "*"}, {"level": 1}, {"name": "*", "level": 10},
+                              {"name": "*", "level": 0.5}, {"name": "*", "level": 0, "x": 1}],
+            "/api/v1/simulated/traffic": [
+                {"interface": "et1", "in-bps": 1, "out-bps": 2}, {"interface": "et1", "in-bps": 1},
+                {"interface": "et1", "in-bps": 1, "out-bps": 2, "ramp-seconds": 3},
+                {"interface": "et1", "in-bps": -1, "out-bps": 2}, {"interface": 1, "in-bps": 1, "out-bps": 2}],
+            "/api/v1/simulated/link": [{"interface": "et1", "up": True}, {"interface": "et1"},
+                                       {"interface": "et1", "up": 1}],
+            "/api/v1/simulated/advance": [{"seconds": 1}, {"seconds": -1}, {"seconds": "1s"}, {}],
+        }
+        for route in (route for route in routes() if route.method == "POST" and route.path in bodies):
+            for body in bodies[route.path]:
+                with self.subTest(f"{route.path} {body}"):
+                    path = route.path.replace("UNIT", "u1").replace("INTERFACE", "et1")
+                    status = self.agent.ask(route.method, path, body).status
+                    self.assertEqual(status < 300, complaint(route.body, body) is None, status)
+
+
+if __name__ == "__main__":
+    unittest.main()
