@@ -1,11 +1,11 @@
 # The commands of this project. The rules of the build itself are CMake's: see CMakePresets.json.
-# What is built goes into build/PRESET; nothing else in the tree is written.
+# What is built goes into build/PRESET; nothing else in the tree is written but Web/node_modules, which the page's tests need.
 
 JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
 
 .DEFAULT_GOAL := build
-.PHONY: help deps build release test test-full coverage mutants demo demo-linux bench lint format install clean
+.PHONY: help deps build release page test test-full coverage mutants demo demo-linux bench lint format install clean
 
 help: ## list these targets
 	@sed -n 's/^\([a-z-]*\):[^#]*## /\1\t/p' $(firstword $(MAKEFILE_LIST)) | expand -t 12
@@ -37,6 +37,10 @@ test-full: deps ## the same with the long tests
 	cmake --build --preset release -j$(JOBS)
 	Tools/smoke build/release
 	Tools/run-tests --preset sanitizers-full -j$(JOBS)
+
+page: deps ## bundle the page anew (Web/dist, which is committed)
+	Web/install
+	node Web/build.js
 
 coverage: deps ## which lines and branches of the plug-in its tests reach
 	@Tools/deps Tools/packages-coverage.txt
@@ -72,4 +76,4 @@ install: release ## install under PREFIX (DESTDIR is honoured)
 	cmake --install build/release --prefix $(PREFIX)
 
 clean: ## remove everything that was built
-	rm -rf build
+	rm -rf build Web/node_modules

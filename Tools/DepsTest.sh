@@ -17,6 +17,14 @@ namesOnlyWhatIsMissingInOneLineToType() {
    saysNot "bash"
 }
 
+takesAPackageThatAnotherOneProvides() {
+   # awk is no package of its own on Debian; one of several brings it.
+   file list <<<'awk'
+   run "$tools/deps" --check list
+   passes
+   saysNothing
+}
+
 refusesAListWithoutPackages() {
    file list <<<'# nothing'
    run "$tools/deps" --check list

@@ -1,6 +1,7 @@
 #include "Agent/Control/ControlApi.h"
 
 #include "Agent/Control/Exposition.h"
+#include "Agent/Control/Page.h"
 #include "Api/Names.h"
 #include "Config/Duration.h"
 #include "Platform/Vel/Trace.h"
@@ -180,8 +181,11 @@ void ControlApi::handle( const HttpRequest & request, HttpServer::Answer answer 
       path.erase( path.begin(), path.begin() + 2 );
    else if ( path != Path{ "healthz" } && path != Path{ "metrics" } )
       path.clear();
-   bool found = false;
-   std::string allowed;
+   const PageFile * const file = pageFile( request.path );
+   if ( file && ( request.method == "GET" || request.method == "HEAD" ) )
+      return answer( pageReply( *file, request ) );
+   bool found = file;
+   std::string allowed = file ? "GET, HEAD" : "";
    for ( const Route & route : routes ) {
       if ( !matches( route.pattern, path ) )
          continue;

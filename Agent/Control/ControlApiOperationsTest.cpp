@@ -184,7 +184,7 @@ TEST_F( ControlApiOperations, namesWhatIsWrongWithABody ) {
 
 TEST_F( ControlApiOperations, knowsNothingElse ) {
    for ( const char * path :
-         { "/", "", "/api", "/api/v1", "/api/v1/", "/api/v2/units", "/units", "/api/v1/nothing",
+         { "", "/api", "/api/v1", "/api/v1/", "/api/v2/units", "/units", "/api/v1/nothing",
            "/api/v1/units/u1/explain/more", "/api/v1/units/u1/nothing", "/api/v1/interfaces/et1/enter",
            "/api/v1/simulated", "/api/v1/simulated/nothing", "/healthz/x" } ) {
       SCOPED_TRACE( path );

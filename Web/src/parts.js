@@ -1,0 +1,264 @@
+// What several views are made of.
+
+import { Curve } from './curve.js';
+import { attribute, h, Rows, shown, text } from './dom.js';
+import * as format from './format.js';
+import { Series, sumUp } from './series.js';
+import { interfaceStanding, isPending, unitStanding } from './standing.js';
+import { recent, span } from './model.js';
+
+export const unitLink = ( name ) => `#/unit/${encodeURIComponent( name )}`;
+export const interfaceLink = ( name ) => `#/interface/${encodeURIComponent( name )}`;
+export const recordLink = ( id ) => `#/history/${encodeURIComponent( id )}`;
+
+/** A sign and a word. */
+export class Badge {
+   constructor() {
+      this.sign = h( 'span', { 'class': 'sign', 'aria-hidden': 'true' } );
+      this.label = h( 'span' );
+      this.element = h( 'span', { class: 'badge' }, this.sign, ' ', this.label );
+   }
+   update( { sign, label, level } ) {
+      text( this.sign, sign );
+      text( this.label, label );
+      attribute( this.element, 'class', `badge ${level}` );
+   }
+}
+
+/** How far a unit is: a bar with a piece for each interface while that can be seen, and the count beside it. */
+export class Progress {
+   constructor() {
+      this.fill = h( 'div', { class: 'fill' } );
+      this.bar = h( 'div', { class: 'bar', role: 'progressbar', 'aria-valuemin': 0, 'aria-label': 'drained interfaces' }, this.fill );
+      this.count = h( 'span', { class: 'count' } );
+      this.element = h( 'div', { class: 'progress' }, this.bar, this.count );
+   }
+   update( unit ) {
+      const { total, drained } = unit.interfaces;
+      attribute( this.bar, 'aria-valuemax', Math.max( total, 1 ) );
+      attribute( this.bar, 'aria-valuenow', drained );
+      attribute( this.bar, 'aria-valuetext', `${drained} of ${total} drained` );
+      this.fill.style.width = `${total ? ( 100 * drained ) / total : 0}%`;
+      this.bar.style.setProperty( '--pieces', total && total <= 48 ? total : 1 );
+      text( this.count, `${drained} of ${total}` );
+   }
+}
+
+/** When a link will be shut, whatever it carries. */
+export class Deadline {
+   constructor() {
+      const sign = h( 'svg', { 'viewBox': '0 0 16 16', 'class': 'icon', 'aria-hidden': 'true' }, h( 'circle', { cx: 8, cy: 8, r: 6.5 } ), h( 'path', { d: 'M8 4v4l3 2' } ) );
+      this.words = h( 'span' );
+      this.element = h( 'p', { class: 'deadline' }, sign, this.words );
+   }
+   update( next, now, named ) {
+      shown( this.element, Boolean( next ) );
+      if ( next )
+         text( this.words, `forced shutdown${named ? ` of ${next[ 1 ]}` : ''} at ${format.clock( next[ 0 ] )}, in ${format.duration( next[ 0 ] - now )}` );
+   }
+}
+
+/** The two rates of now, with the lines that they are drawn with. */
+export class Rates {
+   constructor( ...more ) {
+      this.in = h( 'span', { class: 'number' } );
+      this.out = h( 'span', { class: 'number' } );
+      this.element = h( 'p', { class: 'rates' }, keyed( 'in', 'in', this.in ), keyed( 'out', 'out', this.out ), ...more );
+   }
+   update( inBps, outBps ) {
+      text( this.in, format.rate( inBps ) );
+      text( this.out, format.rate( outBps ) );
+   }
+}
+const keyed = ( name, words, value ) => h( 'span', {}, h( 'span', { 'class': `key ${name}`, 'aria-hidden': 'true' } ), `${words} `, value );
+
+/** Every interface of a unit at a glance: a cell each, with its sign. */
+export class Matrix {
+   constructor() {
+      this.element = h( 'ul', { class: 'matrix', 'aria-label': 'interfaces' } );
+      this.rows = new Rows( this.element, ( intf ) => intf.name, ( intf ) => this.cell( intf ) );
+   }
+   cell( intf ) {
+      const sign = h( 'span', { 'class': 'sign', 'aria-hidden': 'true' } );
+      const label = h( 'span', { class: 'unseen' } );
+      const link = h( 'a', { href: interfaceLink( intf.name ) }, sign, h( 'span', { class: 'name' }, intf.name ), label );
+      return {
+         element: h( 'li', {}, link ),
+         update: ( now ) => {
+            const standing = interfaceStanding( now );
+            text( sign, standing.sign );
+            text( label, ` ${standing.label}` );
+            attribute( link, 'class', `cell ${standing.level}` );
+            attribute( link, 'title', `${now.name}: ${now.reason?.text ?? standing.label}` );
+         },
+      };
+   }
+   update( interfaces ) { this.rows.update( interfaces ); }
+}
+
+/** Who has asked for it and why. */
+export class Who {
+   constructor() {
+      this.why = h( 'q' );
+      this.by = h( 'span', { class: 'by' } );
+      this.since = h( 'time' );
+      this.element = h( 'p', { class: 'who' }, this.why, ' ', this.by, ' ', this.since );
+   }
+   update( unit, now ) {
+      shown( this.element, Boolean( unit.by || unit.since ) );
+      shown( this.why, Boolean( unit.reason ) );
+      text( this.why, unit.reason );
+      text( this.by, unit.by ? `by ${unit.by}` : '' );
+      const since = format.seconds( unit.since );
+      attribute( this.since, 'datetime', unit.since );
+      text( this.since, since === null ? '' : `since ${format.clock( since )} UTC (${format.duration( now - since )})` );
+   }
+}
+
+/** What a unit carries altogether: the sum over its interfaces. */
+export class Aggregate {
+   constructor( model, unitName, tall ) {
+      this.model = model;
+      this.unitName = unitName;
+      this.series = new Series( span );
+      this.curve = new Curve( { name: `sum over the interfaces of ${unitName}`, tall, facts: () => this.facts() } );
+      this.element = this.curve.element;
+   }
+   update() { this.curve.dirtyIs(); }
+   remove() { this.curve.remove(); }
+   facts() {
+      const { model } = this;
+      const now = model.now();
+      sumUp( this.series, ( model.watched.get( this.unitName ) ?? [] ).map( ( name ) => model.series.get( name ) ).filter( Boolean ) );
+      return {
+         from: now - recent, to: now, now, threshold: null, loadInterval: null, deadline: null, series: this.series,
+         marks: marksOf( model, this.unitName ),
+      };
+   }
+}
+
+export const isSpike = ( event ) => /spike|violat/.test( event.what ?? '' );
+
+export function marksOf( model, subject ) {
+   return model.events.filter( ( event ) => event.subject === subject )
+      .map( ( event ) => ( {
+         time: format.seconds( event.time ),
+         kind: isSpike( event ) ? 'spike' : 'state',
+         label: event.text ?? event.what,
+      } ) );
+}
+
+/** One interface live: how it stands, why, and its curve. */
+export class Panel {
+   constructor( model, name, tall = false ) {
+      this.model = model;
+      this.name = name;
+      this.badge = new Badge();
+      this.why = h( 'p', { class: 'why' } );
+      this.limit = h( 'span', { class: 'number' } );
+      this.at = h( 'span', { class: 'at' } );
+      this.rates = new Rates( keyed( 'limit', 'threshold', this.limit ), this.at );
+      this.deadline = new Deadline();
+      this.curve = new Curve( { name, tall, facts: () => this.facts(), onCursor: ( ...values ) => this.cursorIs( ...values ) } );
+      this.element = h( 'article', { class: 'panel' },
+         h( 'header', {},
+            tall ? null : h( 'h3', {}, h( 'a', { href: interfaceLink( name ) }, name ) ), this.badge.element ),
+         this.why, this.curve.element,
+         this.rates.element,
+         this.deadline.element );
+      this.pointed = null;
+   }
+   get intf() { return this.model.interfaces.get( this.name ); }
+   update() {
+      const { intf } = this;
+      if ( !intf )
+         return;
+      const standing = interfaceStanding( intf );
+      this.badge.update( standing );
+      attribute( this.element, 'class', `panel ${standing.level}` );
+      text( this.why, intf.reason?.text ?? '' );
+      this.ratesAre( this.pointed ?? [ null, intf[ 'in-bps' ], intf[ 'out-bps' ] ] );
+      text( this.limit, format.rate( this.threshold() ) );
+      this.deadline.update( nextShutdown( [ intf ] ), this.model.now(), false );
+      this.curve.dirtyIs();
+   }
+   remove() { this.curve.remove(); }
+   ratesAre( [ time, inBps, outBps ] ) {
+      this.rates.update( inBps, outBps );
+      text( this.at, time === null ? '' : `at ${format.clock( time )}` );
+   }
+   cursorIs( time, inBps, outBps ) {
+      this.pointed = time === null ? null : [ time, inBps, outBps ];
+      const { intf } = this;
+      if ( intf )
+         this.ratesAre( this.pointed ?? [ null, intf[ 'in-bps' ], intf[ 'out-bps' ] ] );
+   }
+   threshold() {
+      const { intf, model } = this;
+      return intf?.reason?.[ 'threshold-bps' ] ?? model.profiles.get( intf?.profile )?.[ 'threshold-bps' ] ?? null;
+   }
+   facts() {
+      const { intf, model, name } = this;
+      const now = model.now();
+      const deadline = intf && isPending( intf ) ? format.seconds( intf.reason[ 'shutdown-at' ] ) : null;
+      // A deadline that is near is shown where it will be.
+      const ahead = deadline !== null && deadline > now && deadline - now < recent / 3 ? ( deadline - now ) * 1.08 : 0;
+      return {
+         from: now - recent + ahead, to: now + ahead, now, deadline, threshold: this.threshold(),
+         loadInterval: intf?.reason?.[ 'load-interval-seconds' ] ?? model.profiles.get( intf?.profile )?.[ 'load-interval-seconds' ] ?? null,
+         series: model.seriesOf( name ), marks: marksOf( model, name ),
+      };
+   }
+}
+
+/** A table of events, newest first. */
+export class EventTable {
+   constructor( { subject = true, caption } ) {
+      this.subject = subject;
+      this.body = h( 'tbody' );
+      this.none = h( 'p', { class: 'none' }, 'nothing yet' );
+      this.table = h( 'table', { class: 'events' }, h( 'caption', { class: 'unseen' }, caption ),
+         h( 'thead', {}, h( 'tr', {}, h( 'th', { scope: 'col' }, 'Time (UTC)' ), h( 'th', { scope: 'col' }, 'Of' ), h( 'th', { scope: 'col' }, 'What' ) ) ),
+         this.body );
+      this.element = h( 'div', {}, this.table, this.none );
+      this.rows = new Rows( this.body, ( event ) => event.sequence, ( event ) => this.row( event ) );
+   }
+   row( event ) {
+      const time = format.seconds( event.time );
+      const links = { unit: unitLink, interface: interfaceLink };
+      const subject = links[ event.type ] && event.subject ? h( 'a', { href: links[ event.type ]( event.subject ) }, event.subject ) : event.subject ?? '';
+      return {
+         element: h( 'tr', { class: isSpike( event ) ? 'alarm' : '' },
+            h( 'td', {}, h( 'time', { datetime: event.time, title: format.day( time ) }, format.clock( time ) ) ),
+            h( 'td', {}, h( 'span', { class: 'type' }, event.type ), ' ', subject ), h( 'td', {}, isSpike( event ) ? '! ' : '', event.text ?? event.what ?? '' ) ),
+         update() {},
+      };
+   }
+   update( events ) {
+      this.rows.update( [ ...events ].reverse() );
+      shown( this.table, events.length > 0 );
+      shown( this.none, events.length === 0 );
+   }
+}
+
+/** The line above a view: where it is. */
+export const crumbs = ( ...steps ) => h( 'nav', { 'class': 'crumbs', 'aria-label': 'Path' },
+   steps.map( ( [ words, href ], i ) => [ i ? h( 'span', { 'aria-hidden': 'true' }, ' / ' ) : null,
+      href ? h( 'a', { href }, words ) : h( 'span', { 'aria-current': 'page' }, words ) ] ).flat() );
+
+export function unitBadge() {
+   const badge = new Badge();
+   return { element: badge.element, update: ( unit ) => badge.update( unitStanding( unit ) ) };
+}
+
+/** The earliest forced shutdown that is still to come: [ time, interface ]; null: none. */
+export function nextShutdown( interfaces ) {
+   let result = null;
+   for ( const intf of interfaces )
+      if ( isPending( intf ) ) {
+         const at = format.seconds( intf.reason[ 'shutdown-at' ] );
+         if ( !result || at < result[ 0 ] )
+            result = [ at, intf.name ];
+      }
+   return result;
+}

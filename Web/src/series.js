@@ -1,0 +1,97 @@
+// The rates of one interface over the last minutes: samples that the agent has kept, and live ones after them.
+
+export class Series {
+   /** Keeps `span` seconds. */
+   constructor( span ) {
+      this.span = span;
+      this.clear();
+   }
+   clear() {
+      this.times = [];
+      this.ins = [];
+      this.outs = [];
+   }
+   get length() { return this.times.length; }
+   get last() { return this.times.length ? this.times[ this.times.length - 1 ] : -Infinity; }
+
+   /** Adds a point behind the others. Of a level stretch only the two ends are kept. A rate that is not known is null. */
+   push( time, inBps, outBps ) {
+      const { times, ins, outs } = this;
+      const n = times.length;
+      if ( n && time <= times[ n - 1 ] )
+         return;
+      const same = ( i ) => i >= 0 && ins[ i ] === inBps && outs[ i ] === outBps;
+      if ( same( n - 1 ) && same( n - 2 ) ) {
+         times[ n - 1 ] = time;
+         return;
+      }
+      times.push( time );
+      ins.push( inBps );
+      outs.push( outBps );
+      if ( times[ 0 ] < time - 1.2 * this.span )
+         this.prune( time - this.span );
+   }
+   prune( from ) {
+      // One point before the edge stays, so that the curve enters from there.
+      let first = this.times.findIndex( ( time ) => time >= from );
+      first = first < 0 ? this.times.length - 1 : first - 1;
+      if ( first > 0 )
+         for ( const list of [ this.times, this.ins, this.outs ] )
+            list.splice( 0, first );
+   }
+   /** Puts kept samples in place of all that was known up to their end. */
+   take( start, step, ins, outs ) {
+      const { times: oldTimes, ins: oldIns, outs: oldOuts } = this;
+      this.clear();
+      for ( let i = 0; i < ins.length; ++i )
+         this.push( start + i * step, ins[ i ] ?? null, outs[ i ] ?? null );
+      while ( this.length && this.ins[ this.length - 1 ] === null && this.outs[ this.length - 1 ] === null )
+         for ( const list of [ this.times, this.ins, this.outs ] )
+            list.pop();
+      for ( let i = 0; i < oldTimes.length; ++i )
+         this.push( oldTimes[ i ], oldIns[ i ], oldOuts[ i ] );
+   }
+}
+
+/** The sum of curves whose points need not lie at equal times: each counts as its last point before. */
+export function sumUp( sum, all ) {
+   sum.clear();
+   const times = [ ...new Set( all.flatMap( ( series ) => series.times ) ) ].sort( ( a, b ) => a - b );
+   const at = all.map( () => -1 );
+   for ( const time of times ) {
+      let ins = null, outs = null;
+      all.forEach( ( series, i ) => {
+         while ( at[ i ] + 1 < series.length && series.times[ at[ i ] + 1 ] <= time )
+            ++at[ i ];
+         if ( at[ i ] < 0 )
+            return;
+         const inBps = series.ins[ at[ i ] ], outBps = series.outs[ at[ i ] ];
+         ins = inBps === null ? ins : ( ins ?? 0 ) + inBps;
+         outs = outBps === null ? outs : ( outs ?? 0 ) + outBps;
+      } );
+      sum.push( time, ins, outs );
+   }
+}
+
+/** What a curve says, for whoever cannot see it. */
+export function summary( series, threshold, format ) {
+   const { times, ins, outs } = series;
+   const of = ( name, values ) => {
+      let most = -1, least = -1;
+      values.forEach( ( value, i ) => {
+         if ( value === null )
+            return;
+         if ( most < 0 || value > values[ most ] )
+            most = i;
+         if ( least < 0 || value < values[ least ] )
+            least = i;
+      } );
+      if ( most < 0 )
+         return `${name}: no samples`;
+      const now = values[ values.length - 1 ];
+      return `${name}: now ${format.rate( now )}, highest ${format.rate( values[ most ] )} at ${
+         format.clock( times[ most ] )}, lowest ${format.rate( values[ least ] )} at ${format.clock( times[ least ] )}`;
+   };
+   const limit = threshold ? `; threshold ${format.rate( threshold )}` : '';
+   return `${of( 'in', ins )}; ${of( 'out', outs )}${limit}`;
+}

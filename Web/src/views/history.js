@@ -1,0 +1,68 @@
+// Past maintenances: the list.
+
+import { optional } from '../model.js';
+import { h, Rows, shown, text } from '../dom.js';
+import * as format from '../format.js';
+import { recordLink, unitLink } from '../parts.js';
+
+const signs = { open: '▶', completed: '✓', cancelled: '◀', aborted: '×' };
+
+export class RecordTable {
+   constructor( { caption, unit = true } ) {
+      this.unit = unit;
+      this.body = h( 'tbody' );
+      this.none = h( 'p', { class: 'none' }, 'none yet' );
+      const columns = [ 'No.', unit ? 'Unit' : null, 'From (UTC)', 'Took', 'Outcome', 'By', 'Why' ].filter( Boolean );
+      this.table = h( 'table', { class: 'records' }, h( 'caption', { class: 'unseen' }, caption ),
+         h( 'thead', {}, h( 'tr', {}, columns.map( ( name ) => h( 'th', { scope: 'col' }, name ) ) ) ), this.body );
+      this.element = h( 'div', {}, this.table, this.none );
+      this.rows = new Rows( this.body, ( record ) => record.id, ( record ) => this.row( record ) );
+      this.update( [] );
+   }
+   row( record ) {
+      const took = h( 'td' ), outcome = h( 'td' );
+      return {
+         element: h( 'tr', {}, h( 'th', { scope: 'row' }, h( 'a', { href: recordLink( record.id ) }, String( record.id ) ) ),
+            this.unit ? h( 'td', {}, h( 'a', { href: unitLink( record.unit ) }, record.unit ) ) : null,
+            h( 'td', {}, format.day( format.seconds( record.started ) ) ), took, outcome,
+            h( 'td', {}, record.by ?? '' ), h( 'td', {}, record.reason ?? '' ) ),
+         update( now ) {
+            const from = format.seconds( now.started ), to = format.seconds( now.ended );
+            text( took, from !== null && to !== null ? format.duration( to - from ) : '' );
+            text( outcome, `${signs[ now.outcome ] ?? ''} ${now.outcome}` );
+         },
+      };
+   }
+   update( records ) {
+      this.rows.update( records );
+      shown( this.table, records.length > 0 );
+      shown( this.none, records.length === 0 );
+   }
+}
+
+export class HistoryView {
+   constructor( model ) {
+      this.model = model;
+      this.title = 'History';
+      this.records = new RecordTable( { caption: 'Maintenances, newest first' } );
+      this.element = h( 'div', { class: 'view' }, h( 'div', { class: 'head' }, h( 'h1', {}, 'Past maintenances' ) ), this.records.element );
+      this.leave = [];
+      this.states = null;
+      model.watch( [] );
+   }
+   update() {
+      const states = JSON.stringify( this.model.units?.map( ( unit ) => [ unit.name, unit.state ] ) );
+      if ( states === this.states )
+         return;
+      this.states = states;
+      this.read();
+   }
+   async read() {
+      try {
+         this.records.update( await optional( 'history?limit=200' ) ?? [] );
+      } catch {
+         this.states = null;
+      }
+   }
+   remove() {}
+}

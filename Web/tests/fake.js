@@ -1,0 +1,129 @@
+// An agent that says what a test wants it to say: the page's files from the folder, and answers that are plain values.
+
+import { createServer } from 'node:http';
+import { readFile } from 'node:fs/promises';
+import { join, dirname } from 'node:path';
+import { fileURLToPath } from 'node:url';
+
+const dist = join( dirname( fileURLToPath( import.meta.url ) ), '../dist' );
+const types = { html: 'text/html', js: 'text/javascript', css: 'text/css', svg: 'image/svg+xml', txt: 'text/plain' };
+// As the agent's own.
+export const policy = "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self'; "
+   + "base-uri 'none'; form-action 'none'; frame-ancestors 'none'; require-trusted-types-for 'script'; trusted-types 'none'";
+
+export const iso = ( time ) => new Date( time * 1000 ).toISOString();
+
+/** A unit and an interface with all their keys; `changes` replaces some. */
+export const unit = ( name, changes = {} ) => ( {
+   name, state: 'normal', stage: null, stages: [], generation: 0, since: null, reason: null, by: null, deadline: null, overdue: false,
+   interfaces: { total: 0, drained: 0 }, rates: { 'in-bps': 0, 'out-bps': 0 }, violating: [], 'total-violations': 0,
+   'settling-since': null, groups: [ 'uplinks' ], sentence: 'normal', 'eta-seconds': null, ...changes,
+} );
+export const intf = ( name, changes = {} ) => ( {
+   name, kind: 'ethernet', units: [ 'u1' ], profile: 'fast', state: null, 'in-bps': null, 'out-bps': null, samples: null,
+   'consecutive-drained-samples': null, spike: false, shut: false, 'link-state': 'up', drift: null, 'start-time': null,
+   'state-time': null, 'last-sample-time': null, reason: null, ...changes,
+} );
+export const reason = ( code, changes = {} ) => ( {
+   code, since: iso( Date.now() / 1000 - 60 ), 'rate-bps': 812000, 'threshold-bps': 100000, 'quiet-seconds': 0,
+   'load-interval-seconds': 10, 'eta-seconds': 40, 'shutdown-at': null, trend: 'falling', text: '812 kbit/s, about 40 s', ...changes,
+} );
+
+export class Fake {
+   constructor() {
+      this.units = [];
+      this.interfaces = [];
+      this.profiles = [ { name: 'fast', 'threshold-bps': 100000, 'load-interval-seconds': 10, shutdown: true, 'shutdown-max-delay-seconds': 300, default: true } ];
+      this.events = [];
+      this.history = [];
+      this.records = {};
+      this.problems = [];
+      this.samples = () => null;   ///< of an interface's name: { in, out }, 5 s a step, ending now
+      this.streams = new Set();
+      this.asked = [];             ///< paths with queries
+      this.silent = false;         ///< streams are opened and nothing is said, not even that they are open
+   }
+   async start( port = 0 ) {
+      this.server = createServer( ( request, reply ) => this.answer( request, reply ).catch( () => reply.destroy() ) );
+      await new Promise( ( resolve ) => this.server.listen( port, '127.0.0.1', resolve ) );
+      this.port = this.server.address().port;
+      this.address = `http://127.0.0.1:${this.port}/`;
+   }
+   /** As if killed: every connection is cut. */
+   async stop() {
+      const closed = new Promise( ( resolve ) => this.server.close( resolve ) );
+      this.server.closeAllConnections();
+      this.streams.clear();
+      await closed;
+   }
+   async answer( request, reply ) {
+      const url = new URL( request.url, this.address );
+      this.asked.push( request.url );
+      if ( !url.pathname.startsWith( '/api/v1/' ) )
+         return this.file( url.pathname === '/' ? '/index.html' : url.pathname, reply );
+      const path = url.pathname.slice( 8 ).split( '/' ).map( decodeURIComponent );
+      if ( path[ 0 ] === 'events' && !path[ 1 ] )
+         return this.stream( url, reply );
+      const body = this.body( path, url.searchParams );
+      reply.writeHead( body === undefined ? 404 : 200, { 'Content-Type': 'application/json' } );
+      reply.end( JSON.stringify( body ?? { error: { code: 'not-found', message: 'there is nothing here', where: request.url } } ) );
+   }
+   body( path, query ) {
+      const of = ( name ) => this.interfaces.filter( ( each ) => each.units.includes( name ) );
+      switch ( path[ 0 ] ) {
+      case 'units': return this.units;
+      case 'interfaces': return path[ 1 ] ? this.interfaces.find( ( each ) => each.name === path[ 1 ] ) : of( query.get( 'unit' ) );
+      case 'profiles': return this.profiles;
+      case 'agent': return { version: '0.1.0', pid: 1, started: iso( 0 ), state: this.problems.length ? 'degraded' : 'ok', problems: this.problems,
+         switch: 'simulated', clock: iso( Date.now() / 1000 ), configuration: {}, plugin: {} };
+      case 'events': return { events: this.events, last: this.last };
+      case 'history': return path[ 1 ] ? this.records[ path[ 1 ] ] : this.history;
+      case 'samples': {
+         const names = query.get( 'interface' ) ? [ query.get( 'interface' ) ] : of( query.get( 'unit' ) ).map( ( each ) => each.name );
+         const all = names.map( ( name ) => [ name, this.samples( name ) ] ).filter( ( [ , samples ] ) => samples );
+         const length = Math.max( 0, ...all.map( ( [ , samples ] ) => samples.in.length ) );
+         return { 'step-seconds': 5, start: iso( Date.now() / 1000 - 5 * length ),
+            interfaces: Object.fromEntries( all.map( ( [ name, samples ] ) => [ name, { 'in-bps': samples.in, 'out-bps': samples.out } ] ) ) };
+      }
+      }
+   }
+   get last() { return this.events.at( -1 )?.sequence ?? 0; }
+   async file( path, reply ) {
+      try {
+         const data = await readFile( join( dist, path ) );
+         reply.writeHead( 200, { 'Content-Type': `${types[ path.split( '.' ).pop() ]}; charset=utf-8`, 'Content-Security-Policy': policy } );
+         reply.end( data );
+      } catch {
+         reply.writeHead( 404 ).end();
+      }
+   }
+   stream( url, reply ) {
+      this.streams.add( reply );
+      reply.on( 'close', () => this.streams.delete( reply ) );
+      if ( this.silent )
+         return;
+      reply.writeHead( 200, { 'Content-Type': 'text/event-stream' } );
+      reply.write( ': here\n\n' );
+      const after = url.searchParams.get( 'after' );
+      if ( after !== null )
+         for ( const event of this.events )
+            if ( event.sequence > Number( after ) )
+               reply.write( text( event ) );
+   }
+   /** Something happens. */
+   event( type, subject, what, words = what ) {
+      const event = { sequence: this.last + 1, time: iso( Date.now() / 1000 ), type, subject, what, text: words };
+      this.events.push( event );
+      for ( const reply of this.streams )
+         reply.write( text( event ) );
+   }
+   rates( interfaces ) {
+      this.say( 'rates', { time: iso( Date.now() / 1000 ), interfaces } );
+   }
+   say( type, data ) {
+      for ( const reply of this.streams )
+         reply.write( `event: ${type}\ndata: ${JSON.stringify( data )}\n\n` );
+   }
+}
+
+const text = ( event ) => `id: ${event.sequence}\nevent: ${event.type}\ndata: ${JSON.stringify( event )}\n\n`;

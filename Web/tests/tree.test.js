@@ -1,0 +1,40 @@
+// What is committed of the page.
+
+import assert from 'node:assert/strict';
+import { execFileSync } from 'node:child_process';
+import { mkdtempSync, readdirSync, readFileSync, rmSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { dirname, join } from 'node:path';
+import { test } from 'node:test';
+import { fileURLToPath } from 'node:url';
+
+const web = join( dirname( fileURLToPath( import.meta.url ) ), '..' );
+
+test( 'the bundle is what its sources give', () => {
+   const fresh = mkdtempSync( join( tmpdir(), 'page-' ) );
+   try {
+      execFileSync( process.execPath, [ join( web, 'build.js' ), fresh ] );
+      assert.deepEqual( readdirSync( join( web, 'dist' ) ).sort(), readdirSync( fresh ).sort() );
+      for ( const name of readdirSync( fresh ) )
+         assert.ok( readFileSync( join( fresh, name ) ).equals( readFileSync( join( web, 'dist', name ) ) ), `${name}: "node Web/build.js" makes it anew` );
+   } finally {
+      rmSync( fresh, { recursive: true } );
+   }
+} );
+
+test( 'packages have exact versions and come from wherever npm is told to ask', () => {
+   const { devDependencies, dependencies } = JSON.parse( readFileSync( join( web, 'package.json' ) ) );
+   assert.equal( dependencies, undefined );
+   for ( const [ name, version ] of Object.entries( devDependencies ) )
+      assert.match( version, /^\d+\.\d+\.\d+$/, name );
+   assert.doesNotMatch( readFileSync( join( web, 'package-lock.json' ), 'utf8' ), /https?:|"resolved"/ );
+} );
+
+test( 'the bundle names no address, and brings in no text as HTML', () => {
+   for ( const name of readdirSync( join( web, 'dist' ) ) ) {
+      const text = readFileSync( join( web, 'dist', name ), 'utf8' );
+      // The two names that drawings have to call themselves by.
+      assert.doesNotMatch( text.replaceAll( 'http://www.w3.org/2000/svg', '' ), /https?:\/\//, name );
+      assert.doesNotMatch( text, /innerHTML|outerHTML|insertAdjacentHTML|document\.write|\beval\(/, name );
+   }
+} );
