@@ -1,4 +1,6 @@
-// The line to the agent: reads, and the stream of what happens. Knows when it was last heard of.
+// The line to the agent: reads, and the stream of what happens. Knows when the agent was last heard of.
+//
+// live: the stream is open. polling: it is not, but reads are answered. stale: neither.
 
 const root = 'api/v1/';
 /** The agent sends a heartbeat at least this often, in seconds. */
@@ -6,6 +8,8 @@ const heartbeat = 15;
 const silence = 2 * heartbeat;
 /** A stream that is asked for again and answers within this time was never missed. */
 const grace = 2;
+/** A read that takes longer is taken for lost. */
+const patience = 10;
 const firstPause = 0.5, longestPause = 5;
 
 /** An answer of the agent that is no success; `status` is that of HTTP. */
@@ -16,56 +20,72 @@ export class Refused extends Error {
    }
 }
 
+/** The one line of this page, which every read tells whether it was answered. */
+let line = null;
+
 /** Reads what the API says. Throws Refused, or what fetch throws when nobody answers. */
 export async function read( path ) {
-   const reply = await fetch( root + path, { headers: { Accept: 'application/json' }, cache: 'no-store' } );
-   let body = null;
+   const limit = new AbortController();
+   const timer = setTimeout( () => limit.abort(), patience * 1000 );
    try {
-      body = await reply.json();
-   } catch {
-      // Refused all the same, below.
+      const reply = await fetch( root + path, { headers: { Accept: 'application/json' }, cache: 'no-store', signal: limit.signal } );
+      const body = await reply.json().catch( ( error ) => {
+         if ( limit.signal.aborted )
+            throw error;
+         return null;
+      } );
+      line?.isHeard();
+      if ( !reply.ok || body === null )
+         throw new Refused( reply.status, body?.error?.message ?? `status ${reply.status}` );
+      return body;
+   } catch ( error ) {
+      if ( !( error instanceof Refused ) )
+         line?.isLost();
+      throw error;
+   } finally {
+      clearTimeout( timer );
    }
-   if ( !reply.ok || body === null )
-      throw new Refused( reply.status, body?.error?.message ?? `status ${reply.status}` );
-   return body;
 }
 
 /**
- * The stream. Calls `onEvent( type, data )` for each event, `onUp( again )` when it is open (again: after a break) and
- * `onState( staleSince )` when the agent is gone or back: null, or the time in milliseconds when it was last heard of.
- * Goes on where it was: it asks for what came after the last event that it has seen.
+ * The stream. Calls `onEvent( type, data )` for each event, `onUp()` when it is open, and `onState()` when `state` has
+ * changed. Goes on where it was: it asks for what came after the last event that it has seen.
  */
 export class Stream {
    constructor( { onEvent, onUp, onState, types } ) {
       Object.assign( this, { onEvent, onUp, onState, types } );
       this.sequence = null;
-      this.heard = Date.now();
-      this.stale = false;
-      this.opened = false;
+      this.heard = Date.now();    ///< milliseconds; of the agent
+      this.said = Date.now();     ///< of the stream
+      this.state = 'asking';
+      this.open = false;
       this.pause = firstPause;
       this.timer = null;
       this.source = null;
+      line = this;
    }
    start() {
-      this.open();
+      this.ask();
       setInterval( () => this.look(), 1000 );
    }
-   open() {
+   ask() {
       this.timer = null;
       this.askedAt = Date.now();
       const after = this.sequence === null ? '' : `&after=${this.sequence}`;
       const source = this.source = new EventSource( `${root}events?rates=1${after}` );
       source.onopen = () => {
          this.pause = firstPause;
+         this.open = true;
+         this.said = Date.now();
          this.isHeard();
-         this.onUp( this.opened );
-         this.opened = true;
+         this.onUp();
       };
       source.onerror = () => this.again();
       for ( const type of this.types )
          source.addEventListener( type, ( event ) => this.take( type, event ) );
    }
    take( type, event ) {
+      this.said = Date.now();
       this.isHeard();
       if ( event.lastEventId )
          this.sequence = Number( event.lastEventId );
@@ -81,34 +101,39 @@ export class Stream {
    }
    isHeard() {
       this.heard = Date.now();
-      if ( !this.stale )
-         return;
-      this.stale = false;
-      this.onState( null );
+      this.stateIs( this.open ? 'live' : 'polling' );
    }
-   /** What is happening is known up to when it was last heard of. */
-   isGone() {
-      if ( this.stale )
+   /** Nobody answers; a stream that is still open will say so itself, or has been silent for too long. */
+   isLost() {
+      if ( !this.open || Date.now() - this.heard > silence * 1000 )
+         this.stateIs( 'stale' );
+   }
+   stateIs( state ) {
+      if ( this.state === state )
          return;
-      this.stale = true;
-      this.onState( this.heard );
+      this.state = state;
+      this.onState();
    }
    again() {
       this.source.close();
-      this.isGone();
-      if ( this.timer === null )
-         this.timer = setTimeout( () => this.open(), this.pause * 1000 );
+      this.open = false;
+      this.timer ??= setTimeout( () => this.ask(), this.pause * 1000 );
       this.pause = Math.min( 2 * this.pause, longestPause );
+      // Whether the agent is gone or only the stream.
+      read( 'agent' ).catch( () => {} );
    }
    /** A line that is cut without a word stays open for ever. */
    look() {
       const now = Date.now();
-      if ( now - this.heard < silence * 1000 || this.timer !== null )
+      if ( this.timer !== null || now - this.said < silence * 1000 )
          return;
       if ( now - this.askedAt > silence * 1000 ) {
          this.source.close();
-         this.open();
-      } else if ( now - this.askedAt > grace * 1000 )
-         this.isGone();
+         this.ask();
+      } else if ( now - this.askedAt > grace * 1000 && this.open ) {
+         this.open = false;
+         this.stateIs( now - this.heard > silence * 1000 ? 'stale' : 'polling' );
+         read( 'agent' ).catch( () => {} );
+      }
    }
 }

@@ -22,6 +22,14 @@ const views = [
    [ /^history\/([^/]+)$/, RecordView ],
 ];
 
+/** How the line to the agent is. */
+const links = {
+   asking: [ '○ asking', 'quiet' ],
+   live: [ '● live', 'good' ],
+   polling: [ '◐ polling, no live stream', 'warn' ],
+   stale: [ '✕ stale', 'alarm' ],
+};
+
 class Page {
    constructor() {
       this.model = new Model();
@@ -87,8 +95,9 @@ class Page {
       document.body.classList.toggle( 'is-stale', staleSince !== null );
       shown( this.stale, staleSince !== null );
       text( this.stale, staleSince === null ? '' : `The agent does not answer. What you see is stale since ${since} UTC; the page goes on by itself when it is back.` );
-      text( this.link, staleSince === null ? ( model.units ? '● live' : '○ asking' ) : `✕ stale since ${since}` );
-      attribute( this.link, 'class', `link ${staleSince === null ? 'good' : 'alarm'}` );
+      const [ words, level ] = links[ model.stream.state ];
+      text( this.link, staleSince === null ? words : `${words} since ${since}` );
+      attribute( this.link, 'class', `link ${level}` );
       text( this.about, agent ? `${agent.switch === 'simulated' ? 'simulated switch' : 'this switch'} · agent ${agent.version}` : '' );
       const problems = ( agent?.problems ?? [] ).map( ( problem ) => `${problem.what}: ${problem.text}` );
       if ( model.problem )

@@ -32,9 +32,11 @@ export class Model {
       this.stream = new Stream( {
          types: [ ...eventTypes, 'rates', 'dropped' ],
          onEvent: ( type, data ) => this.take( type, data ),
-         onUp: ( again ) => this.refresh( { all: true, again } ),
-         onState: ( since ) => {
-            this.staleSince = since === null ? null : since / 1000 + this.offset;
+         onUp: () => this.refresh( { all: true } ),
+         onState: () => {
+            if ( this.stream.state === 'polling' )
+               this.refresh( { all: true } );
+            this.staleSince = this.stream.state === 'stale' ? this.stream.heard / 1000 + this.offset : null;
             this.changed();
          },
       } );
@@ -224,7 +226,10 @@ export class Model {
    }
    interfaceIs( intf ) {
       this.interfaces.set( intf.name, intf );
-      this.seriesOf( intf.name );
+      const series = this.seriesOf( intf.name );
+      // Without the stream this is what the curve goes on by.
+      if ( this.stream.state === 'polling' )
+         series.push( this.now(), intf[ 'in-bps' ], intf[ 'out-bps' ] );
    }
    samplesAre( samples ) {
       if ( !samples )

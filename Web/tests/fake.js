@@ -29,19 +29,37 @@ export const reason = ( code, changes = {} ) => ( {
    'load-interval-seconds': 10, 'eta-seconds': 40, 'shutdown-at': null, trend: 'falling', text: '812 kbit/s, about 40 s', ...changes,
 } );
 
+/** A maintenance that is over, of 190 s, with one interface; `words` stand wherever people or commands have their say. */
+export const record = ( id, name, words = null, from = 1e9 ) => ( {
+   id, unit: name, generation: 1, outcome: words ?? 'completed', began: iso( from ), 'in-maintenance': iso( from + 100 ), 'exit-began': iso( from + 150 ),
+   ended: iso( from + 190 ), by: words ?? 'bob', reason: words ?? 'last year', 'exit-by': words ?? 'eve', 'exit-reason': words,
+   counts: { interfaces: 1, drained: 1, forced: 1, spikes: 1 },
+   stages: [ { way: 'enter', name: words ?? 'drainwatch', state: 'complete', began: iso( from ), ended: iso( from + 100 ), failure: words } ],
+   interfaces: [ {
+      name: words ?? 'et1', profile: { name: words ?? 'fast', 'threshold-bps': 100000, 'load-interval-seconds': 10, shutdown: true, 'shutdown-max-delay-seconds': 300 },
+      'profile-changed': null, began: iso( from ), drained: iso( from + 40 ), shutdown: 'forced', shut: iso( from + 50 ), raised: iso( from + 150 ),
+      released: iso( from + 150 ), reasons: [ { time: iso( from ), code: words ?? 'above-threshold', 'rate-bps': 4e8 }, { time: iso( from + 40 ), code: 'drained', 'rate-bps': null } ],
+      'reasons-left-out': 0, 'total-spikes': 1, spikes: [ { began: iso( from + 110 ), ended: iso( from + 115 ), 'peak-bps': 5e7 } ],
+      drift: words ? [ { time: iso( from + 60 ), what: words } ] : [], 'drift-left-out': 0,
+      'first-in-bps': 4e8, 'first-out-bps': 1e8, 'first-time': iso( from ), 'peak-in-bps': 5e7, 'peak-out-bps': 0, 'peak-time': iso( from + 110 ),
+      curve: { start: iso( from - 60 ), 'step-seconds': 5, 'in-bps': Array.from( { length: 50 }, ( _, i ) => 4e8 * 0.5 ** i ), 'out-bps': Array( 50 ).fill( null ) },
+   } ],
+   'interfaces-left-out': 0,
+} );
+
 export class Fake {
    constructor() {
       this.units = [];
       this.interfaces = [];
       this.profiles = [ { name: 'fast', 'threshold-bps': 100000, 'load-interval-seconds': 10, shutdown: true, 'shutdown-max-delay-seconds': 300, default: true } ];
       this.events = [];
-      this.history = [];
-      this.records = {};
+      this.maintenances = [];
       this.problems = [];
       this.samples = () => null;   ///< of an interface's name: { in, out }, 5 s a step, ending now
       this.streams = new Set();
       this.asked = [];             ///< paths with queries
-      this.silent = false;         ///< streams are opened and nothing is said, not even that they are open
+      this.silent = false;         ///< nothing is answered; what is open stays so
+      this.streamless = false;     ///< there is no stream, all else is answered
    }
    async start( port = 0 ) {
       this.server = createServer( ( request, reply ) => this.answer( request, reply ).catch( () => reply.destroy() ) );
@@ -59,10 +77,12 @@ export class Fake {
    async answer( request, reply ) {
       const url = new URL( request.url, this.address );
       this.asked.push( request.url );
+      if ( this.silent )
+         return undefined;
       if ( !url.pathname.startsWith( '/api/v1/' ) )
          return this.file( url.pathname === '/' ? '/index.html' : url.pathname, reply );
       const path = url.pathname.slice( 8 ).split( '/' ).map( decodeURIComponent );
-      if ( path[ 0 ] === 'events' && !path[ 1 ] )
+      if ( path[ 0 ] === 'events' && !path[ 1 ] && !this.streamless )
          return this.stream( url, reply );
       const body = this.body( path, url.searchParams );
       reply.writeHead( body === undefined ? 404 : 200, { 'Content-Type': 'application/json' } );
@@ -76,8 +96,8 @@ export class Fake {
       case 'profiles': return this.profiles;
       case 'agent': return { version: '0.1.0', pid: 1, started: iso( 0 ), state: this.problems.length ? 'degraded' : 'ok', problems: this.problems,
          switch: 'simulated', clock: iso( Date.now() / 1000 ), configuration: {}, plugin: {} };
-      case 'events': return { events: this.events, last: this.last };
-      case 'history': return path[ 1 ] ? this.records[ path[ 1 ] ] : this.history;
+      case 'events': return path[ 1 ] && { events: this.events, last: this.last };
+      case 'history': return path[ 1 ] ? this.maintenances.find( ( each ) => each.id === Number( path[ 1 ] ) ) : this.maintenances;
       case 'samples': {
          const names = query.get( 'interface' ) ? [ query.get( 'interface' ) ] : of( query.get( 'unit' ) ).map( ( each ) => each.name );
          const all = names.map( ( name ) => [ name, this.samples( name ) ] ).filter( ( [ , samples ] ) => samples );
@@ -100,8 +120,6 @@ export class Fake {
    stream( url, reply ) {
       this.streams.add( reply );
       reply.on( 'close', () => this.streams.delete( reply ) );
-      if ( this.silent )
-         return;
       reply.writeHead( 200, { 'Content-Type': 'text/event-stream' } );
       reply.write( ': here\n\n' );
       const after = url.searchParams.get( 'after' );

@@ -2,7 +2,7 @@
 
 import assert from 'node:assert/strict';
 import { after, afterEach, before, beforeEach, describe, test } from 'node:test';
-import { Fake, intf, iso, reason, unit } from './fake.js';
+import { Fake, intf, iso, reason, record, unit } from './fake.js';
 import { axe, launch, open, soon } from './browser.js';
 
 /** Text that would do something if it were taken for a part of the page. */
@@ -36,7 +36,7 @@ beforeEach( async () => {
    ];
    fake.samples = () => ( { in: drain( 4e8 ), out: drain( 1e8 ) } );
    fake.event( 'unit', 'u1', 'entering', 'u1 is entering maintenance' );
-   fake.history = [ { id: 7, unit: 'u1', started: iso( 1e9 ), ended: iso( 1e9 + 190 ), outcome: 'completed', by: 'bob', reason: 'last year' } ];
+   fake.maintenances = [ record( 7, 'u1' ) ];
    await fake.start();
 } );
 afterEach( async () => {
@@ -92,7 +92,7 @@ describe( 'a unit', () => {
          assert.ok( words.includes( part ), `${part} in: ${words}` );
       await soon( async () => assert.match( await panel.locator( 'figcaption' ).textContent(),
          /^et3, .*in: now .*, highest .* at \d\d:\d\d:\d\d.*threshold 100 kbit\/s/ ) );
-      await soon( async () => assert.match( await text( page, 'table.records' ), /7\s+2001-09-09 01:46:40\s+3m10s\s+✓ completed\s+bob\s+last year/ ) );
+      await soon( async () => assert.match( await text( page, 'table.records' ), /7\s+2001-09-09 01:46:40\s+3m10s\s+✓ completed\s+1\s+bob\s+last year/ ) );
    } );
    test( 'follows the rates', async () => {
       const page = await show( '#/unit/u1' );
@@ -136,14 +136,40 @@ describe( 'a line that breaks', () => {
       const { page } = opened[ opened.push( await open( browser, fake.address, {}, async ( page ) => { await page.clock.install(); } ) ) - 1 ];
       await page.locator( '.link.good' ).waitFor();
       fake.silent = true;
-      await page.clock.runFor( 29000 );
+      await page.clock.runFor( 25000 );
       assert.match( await text( page, '.link' ), /live/ );
-      await page.clock.runFor( 6000 );
+      await page.clock.runFor( 15000 );
       await soon( async () => assert.match( await text( page, '.link' ), /stale since/ ) );
       fake.silent = false;
-      await page.clock.runFor( 62000 );
+      await page.clock.runFor( 70000 );
       await soon( async () => assert.match( await text( page, '.link' ), /live/ ) );
    } );
+   test( 'for the stream alone leaves a page that asks again and again', async () => {
+      fake.streamless = true;
+      const page = await show();
+      await soon( async () => assert.match( await text( page, '.link' ), /polling/ ) );
+      await soon( async () => assert.match( await text( page, '.card' ), /entering/ ) );
+      fake.units[ 0 ] = { ...fake.units[ 0 ], state: 'maintenance' };
+      await soon( async () => assert.match( await text( page, '.card .badge' ), /maintenance/ ) );
+      fake.streamless = false;
+      await soon( async () => assert.match( await text( page, '.link' ), /live/ ) );
+   } );
+} );
+
+test( 'a past maintenance shows its course, and each interface with what happened to it', async () => {
+   const page = await show( '#/history' );
+   await page.locator( 'main table a', { hasText: /^7$/ } ).click();
+   await soon( async () => assert.equal( await text( page, 'h1' ), 'Maintenance 7 of u1' ) );
+   assert.match( await text( page, '.course' ), /01:46:40 enter by bob “?last year[^]*under maintenance after 1m40s[^]*exit by eve[^]*completed after 3m10s/ );
+   assert.match( await text( page, '.facts' ), /1 of 1 interfaces[^]*Forced shutdowns\s+1[^]*Spikes\s+1/ );
+   const panel = page.locator( '.panel' );
+   await soon( async () => assert.equal( await panel.locator( 'canvas' ).count(), 1 ) );
+   await panel.locator( 'summary' ).click();
+   const words = await panel.innerText();
+   for ( const part of [ 'et1', 'drained after 40s', 'above threshold at 400 Mbit/s', 'spike of 50 Mbit/s for 5s', 'shut, forced', 'raised', 'fast: below 100 kbit/s for 10 s' ] )
+      assert.ok( words.includes( part ), `${part} in: ${words}` );
+   await page.evaluate( () => { location.hash = '#/history/8'; } );
+   await soon( async () => assert.match( await text( page, 'main' ), /There is no maintenance 8/ ) );
 } );
 
 test( 'no text becomes a part of the page', async () => {
@@ -154,11 +180,11 @@ test( 'no text becomes a part of the page', async () => {
    fake.events = [];
    for ( const type of [ 'unit', 'interface', 'agent' ] )
       fake.event( type, evil, evil, evil );
-   fake.history = [ { id: 1, unit: evil, started: iso( 1 ), ended: iso( 2 ), outcome: evil, by: evil, reason: evil } ];
+   fake.maintenances = [ record( 7, evil, evil ) ];
    fake.problems = [ { what: evil, since: iso( 1 ), text: evil } ];
    const page = await show();
    const name = encodeURIComponent( evil );
-   for ( const [ path, selector ] of [ [ '', '.card' ], [ `unit/${name}`, '.panel' ], [ `interface/${name}`, '.panel' ], [ 'events', 'td' ], [ 'history', 'td' ] ] ) {
+   for ( const [ path, selector ] of [ [ '', '.card' ], [ `unit/${name}`, '.panel' ], [ `interface/${name}`, '.panel' ], [ 'events', 'td' ], [ 'history', 'td' ], [ 'history/7', '.panel' ] ] ) {
       await page.evaluate( ( hash ) => { location.hash = hash; }, `#/${path}` );
       await soon( async () => assert.ok( ( await text( page, selector ) ).length > 0 ) );
       await soon( async () => assert.ok( ( await page.locator( 'main' ).innerText() ).includes( evil ), path ) );
@@ -199,7 +225,7 @@ test( 'everything can be read without eyes, in dark and in light', async () => {
    fake.problems = [ { what: 'store', since: iso( 1 ), text: 'the disk is full' } ];
    for ( const colorScheme of [ 'light', 'dark' ] ) {
       const page = await show( '', { colorScheme } );
-      for ( const [ path, selector ] of [ [ '', '.card' ], [ 'unit/u1', '.panel canvas' ], [ 'interface/et2', '.panel canvas' ], [ 'events', 'td' ], [ 'history', 'td' ] ] ) {
+      for ( const [ path, selector ] of [ [ '', '.card' ], [ 'unit/u1', '.panel canvas' ], [ 'interface/et2', '.panel canvas' ], [ 'events', 'td' ], [ 'history', 'td' ], [ 'history/7', '.panel canvas' ] ] ) {
          await page.evaluate( ( hash ) => { location.hash = hash; }, `#/${path}` );
          await page.locator( selector ).first().waitFor();
          assert.deepEqual( await axe( page ), [], `${path} ${colorScheme}` );
@@ -233,7 +259,7 @@ test( 'the keyboard reaches the content and shows where it is', async () => {
 
 test( 'a phone shows it without scrolling sideways', async () => {
    const page = await show( '', { viewport: { width: 360, height: 740 } } );
-   for ( const [ path, selector ] of [ [ '', '.card' ], [ 'unit/u1', '.panel canvas' ], [ 'interface/et2', '.panel canvas' ], [ 'events', 'td' ], [ 'history', 'td' ] ] ) {
+   for ( const [ path, selector ] of [ [ '', '.card' ], [ 'unit/u1', '.panel canvas' ], [ 'interface/et2', '.panel canvas' ], [ 'events', 'td' ], [ 'history', 'td' ], [ 'history/7', '.panel canvas' ] ] ) {
       await page.evaluate( ( hash ) => { location.hash = hash; }, `#/${path}` );
       await page.locator( selector ).first().waitFor();
       assert.ok( await page.evaluate( () => document.documentElement.scrollWidth <= innerWidth ), path );

@@ -4,32 +4,35 @@ import { optional } from '../model.js';
 import { h, Rows, shown, text } from '../dom.js';
 import * as format from '../format.js';
 import { recordLink, unitLink } from '../parts.js';
+import { outcomes } from './record.js';
 
-const signs = { open: '▶', completed: '✓', cancelled: '◀', aborted: '×' };
+/** Columns that a phone has no room for. */
+const wide = new Set( [ 'Took', 'Spikes', 'By' ] );
 
 export class RecordTable {
    constructor( { caption, unit = true } ) {
       this.unit = unit;
       this.body = h( 'tbody' );
       this.none = h( 'p', { class: 'none' }, 'none yet' );
-      const columns = [ 'No.', unit ? 'Unit' : null, 'From (UTC)', 'Took', 'Outcome', 'By', 'Why' ].filter( Boolean );
+      const columns = [ 'No.', unit ? 'Unit' : null, 'From (UTC)', 'Took', 'Outcome', 'Spikes', 'By', 'Why' ].filter( Boolean );
       this.table = h( 'table', { class: 'records' }, h( 'caption', { class: 'unseen' }, caption ),
-         h( 'thead', {}, h( 'tr', {}, columns.map( ( name ) => h( 'th', { scope: 'col' }, name ) ) ) ), this.body );
+         h( 'thead', {}, h( 'tr', {}, columns.map( ( name ) => h( 'th', { scope: 'col', class: wide.has( name ) ? 'wide' : null }, name ) ) ) ), this.body );
       this.element = h( 'div', {}, this.table, this.none );
       this.rows = new Rows( this.body, ( record ) => record.id, ( record ) => this.row( record ) );
       this.update( [] );
    }
    row( record ) {
-      const took = h( 'td' ), outcome = h( 'td' );
+      const took = h( 'td', { class: 'wide' } ), outcome = h( 'td' ), spikes = h( 'td', { class: 'wide' } );
       return {
          element: h( 'tr', {}, h( 'th', { scope: 'row' }, h( 'a', { href: recordLink( record.id ) }, String( record.id ) ) ),
             this.unit ? h( 'td', {}, h( 'a', { href: unitLink( record.unit ) }, record.unit ) ) : null,
-            h( 'td', {}, format.day( format.seconds( record.started ) ) ), took, outcome,
-            h( 'td', {}, record.by ?? '' ), h( 'td', {}, record.reason ?? '' ) ),
+            h( 'td', {}, format.day( format.seconds( record.began ) ) ), took, outcome, spikes,
+            h( 'td', { class: 'wide' }, record.by ?? '' ), h( 'td', {}, record.reason ?? '' ) ),
          update( now ) {
-            const from = format.seconds( now.started ), to = format.seconds( now.ended );
+            const from = format.seconds( now.began ), to = format.seconds( now.ended );
             text( took, from !== null && to !== null ? format.duration( to - from ) : '' );
-            text( outcome, `${signs[ now.outcome ] ?? ''} ${now.outcome}` );
+            text( spikes, now.counts.spikes );
+            text( outcome, outcomes[ now.outcome ] ?? now.outcome );
          },
       };
    }
