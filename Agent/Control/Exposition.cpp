@@ -9,17 +9,11 @@ namespace Agent {
 
 void Exposition::metric( const char * name, Type type, const char * help ) {
    name_ = name;
-   type_ = type;
-   help_ = help;
+   text_.append( "# HELP " ).append( name ).append( " " ).append( help );
+   text_.append( "\n# TYPE " ).append( name ).append( type == Type::counter ? " counter\n" : " gauge\n" );
 }
 
 void Exposition::sample( double value, Labels labels ) {
-   if ( help_ ) {
-      text_.append( "# HELP " ).append( name_ ).append( " " ).append( help_ );
-      text_.append( "\n# TYPE " ).append( name_ );
-      text_.append( type_ == Type::counter ? " counter\n" : " gauge\n" );
-      help_ = nullptr;
-   }
    text_ += name_;
    char separator = '{';
    for ( const auto & [label, of] : labels ) {

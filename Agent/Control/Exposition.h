@@ -19,7 +19,8 @@ class Exposition {
    using Labels = std::initializer_list< Label >;
    static constexpr char contentType[] = "text/plain; version=0.0.4; charset=utf-8";
 
-   /// Begins a metric, whose samples follow. One without samples leaves nothing behind.
+   /// Begins a metric, whose samples follow. One that has none at present is told of all the same: the list of metrics
+   /// does not depend on what happens.
    /// \param help  one line
    void metric( const char * name, Type type, const char * help );
    /// A sample of the metric that was begun last. Numbers come out exactly; any number is allowed, NaN and infinity too.
@@ -31,9 +32,7 @@ class Exposition {
    void value( std::string_view text );
 
    std::string text_;
-   const char * name_ = nullptr;
-   Type type_ = Type::gauge;
-   const char * help_ = nullptr; ///< null: has been written
+   const char * name_ = nullptr; ///< of the metric that was begun last
 };
 
 } // namespace Agent

@@ -44,10 +44,10 @@ TEST( Exposition, tellsHelpAndTypeOnceBeforeTheSamplesOfAMetric ) {
       std::move( exposition ).text() );
 }
 
-TEST( Exposition, saysNothingOfAMetricWithoutSamples ) {
+TEST( Exposition, tellsOfAMetricAlsoWhileItHasNoSamples ) {
    Exposition exposition;
    exposition.metric( "maint_a", Type::gauge, "What it is." );
-   EXPECT_EQ( "", std::move( exposition ).text() );
+   EXPECT_EQ( "# HELP maint_a What it is.\n# TYPE maint_a gauge\n", std::move( exposition ).text() );
 }
 
 TEST( Exposition, writesEachNumberExactly ) {

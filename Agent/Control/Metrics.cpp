@@ -169,12 +169,12 @@ struct Metrics::Writer {
    }
 
    void pluginEvents() {
-      const Vel::Entity * entity = commands.counters();
-      if ( !entity )
-         return;
       out.metric(
          "maint_plugin_events_total", Type::counter,
          "Events that the plug-in has counted since it was loaded, by the counter's name." );
+      const Vel::Entity * entity = commands.counters();
+      if ( !entity )
+         return;
       for ( const Vel::AttributeInfo & a : entity->typeInfo().attributes() )
          if ( a.kind == Vel::AttributeInfo::counter )
             out.sample(
