@@ -187,7 +187,7 @@ export class Curve {
                gap: 3,
                incrs: steps,
                space: 54,
-               values: ( _, splits, __, ___, step ) => splits.map( step < 86400 ? format.shortClock : format.date ),
+               values: ( _, splits, __, ___, step ) => splits.map( ( split ) => this.timeText( split, step ) ),
             },
             {
                ...axis,
@@ -203,6 +203,11 @@ export class Curve {
             setCursor: [ ( plot ) => this.cursorIs( plot ) ],
          },
       };
+   }
+   /** None at the left end, where the lowest rate stands. */
+   timeText( time, step ) {
+      const { from, to } = this.now;
+      return time - from < 0.04 * ( to - from ) ? '' : ( step < 86400 ? format.shortClock : format.date )( time );
    }
    /** As many decades as there is room for. */
    decades() {

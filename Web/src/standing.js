@@ -41,7 +41,7 @@ const unitStates = {
 };
 export function unitStanding( unit ) {
    if ( unit.violating?.length )
-      return of( [ unit.state, '!', 'alarm' ], unit.state );
+      return of( [ `${unit.state}, violated`, '!', 'alarm' ], unit.state );
    if ( unit.overdue )
       return of( [ `${unit.state}, overdue`, '!', 'warn' ], unit.state );
    return of( unitStates[ unit.state ] ?? [ unit.state, '·', 'quiet' ], unit.state );

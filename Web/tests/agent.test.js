@@ -1,0 +1,177 @@
+// The page of the real agent, with a simulated switch whose time passes when the test says so.
+
+import assert from 'node:assert/strict';
+import { after, afterEach, before, describe, test } from 'node:test';
+import { Agent } from './agent.js';
+import { axe, launch, open, soon } from './browser.js';
+
+let browser, agent, opened;
+
+before( async () => { browser = await launch(); } );
+after( async () => { await browser.close(); } );
+afterEach( async () => {
+   await opened?.close();
+   const wrong = opened?.wrong ?? [];
+   opened = null;
+   await agent?.stop();
+   agent = null;
+   assert.deepEqual( wrong, [] );
+} );
+const show = async ( path = '', options = {} ) => {
+   opened = await open( browser, agent.address + path, options );
+   return opened.page;
+};
+const text = ( page, selector ) => page.locator( selector ).first().innerText();
+const go = ( page, path ) => page.evaluate( ( hash ) => { location.hash = hash; }, `#/${path}` );
+
+// A name that a link of the kernel may have.
+const configuration = ( web ) => `
+version: 1
+switch: simulated
+listen: {web: "${web}"}
+settle: 2s
+profiles:
+  fast: {threshold: 100kbps, load-interval: 10s, shutdown: true, shutdown-max-delay: 10m}
+  watch: {threshold: 100kbps, load-interval: 10s}
+default-profile: fast
+groups:
+  uplinks: {interfaces: [et1, et2, "<script>"]}
+  tenants: {interfaces: [et3], profile: watch}
+units:
+  spine-a: {groups: [uplinks, tenants]}
+  spine-b: {groups: [tenants]}
+simulated:
+  clock: virtual
+  ports:
+    et1: {}
+    et2: {}
+    et3: {}
+    "<script>": {}
+`;
+
+test( 'a drain is followed from start to end, over an agent that is killed and started again', async () => {
+   agent = await Agent.start( configuration );
+   const names = [ 'et1', 'et2', 'et3', '<script>' ];
+   const traffic = ( interfaces, rate, ramp = 0 ) => Promise.all( interfaces.map( ( name ) =>
+      agent.post( 'simulated/traffic', { interface: name, 'in-bps': rate, 'out-bps': rate / 2, 'ramp-seconds': ramp } ) ) );
+   await traffic( names, 4e8 );
+   await agent.advance( 30 );
+   const page = await show();
+   await page.evaluate( () => { globalThis.same = true; } );
+   await soon( async () => assert.match( await text( page, 'table.units' ), /spine-a[^]*spine-b/ ) );
+
+   await agent.post( 'units/spine-a/enter', { reason: '<img src=x onerror="globalThis.taken = 1">' } );
+   await soon( async () => assert.match( await text( page, '.card' ), /spine-a[^]*entering[^]*stage drainwatch[^]*“?<img src=x onerror/ ) );
+   await agent.advance( 10 );
+   await go( page, 'unit/spine-a' );
+   await soon( async () => assert.equal( await page.locator( '.panel' ).count(), 4 ) );
+   const panel = ( name ) => page.locator( '.panel', { hasText: name } );
+   await soon( async () => assert.match( await panel( 'et3' ).innerText(), /above threshold[^]*in 400 Mbit\/s[^]*out 200 Mbit\/s[^]*threshold 100 kbit\/s/ ) );
+   await soon( async () => assert.match( await panel( 'et3' ).locator( 'figcaption' ).textContent(), /in: now 400 Mbit\/s, highest 400 Mbit\/s/ ) );
+   await soon( async () => assert.match( await panel( '<script>' ).innerText(), /forced shutdown at/ ) );
+
+   // All but et3 fall silent.
+   await traffic( names.filter( ( name ) => name !== 'et3' ), 0, 10 );
+   for ( let n = 0; n < 8; ++n )
+      await agent.advance( 5 );
+   await soon( async () => assert.equal( await page.getByRole( 'progressbar' ).getAttribute( 'aria-valuetext' ), '3 of 4 drained' ) );
+   await soon( async () => assert.match( await panel( '<script>' ).innerText(), /shut/ ) );
+
+   await agent.kill();
+   await soon( async () => assert.match( await text( page, '.link' ), /stale since \d\d:\d\d:\d\d/ ) );
+   await agent.run();
+   await soon( async () => assert.match( await text( page, '.link' ), /live/ ) );
+   await soon( async () => assert.match( await text( page, '.head' ), /entering/ ) );
+   assert.equal( await page.evaluate( () => globalThis.same ), true );
+
+   // What traffic there was is gone with the simulated switch; et3 is silent too.
+   await agent.until( 'spine-a', 'maintenance' );
+   await soon( async () => assert.match( await text( page, '.head' ), /maintenance/ ) );
+   await soon( async () => assert.match( await page.locator( '[aria-live=polite]' ).textContent(), /spine-a: maintenance/ ) );
+
+   await traffic( [ 'et3' ], 5e7 );
+   await agent.advance( 10 );
+   await agent.advance( 10 );
+   await soon( async () => assert.match( await text( page, '.head' ), /violated/ ) );
+   await soon( async () => assert.match( await text( page, '.violations' ), /et3/ ) );
+   await soon( async () => assert.match( await panel( 'et3' ).innerText(), /spike/ ) );
+   await traffic( [ 'et3' ], 0 );
+
+   await agent.post( 'units/spine-a/exit', { reason: 'done' } );
+   await agent.until( 'spine-a', 'normal' );
+   await soon( async () => assert.match( await text( page, '.head' ), /normal/ ) );
+   await soon( async () => assert.match( await text( page, 'table.records' ), /1[^]*✓ completed/ ) );
+   await soon( async () => assert.match( await text( page, 'table.events' ), /spine-a/ ) );
+   await page.locator( 'table.records a' ).first().click();
+   await soon( async () => assert.equal( await text( page, 'h1' ), 'Maintenance 1 of spine-a' ) );
+   await soon( async () => assert.equal( await page.locator( '.panel canvas' ).count(), 4 ) );
+   assert.match( await text( page, '.course' ), /enter by[^]*<img src=x onerror[^]*under maintenance[^]*exit by[^]*done[^]*completed/ );
+
+   for ( const path of [ '', 'unit/spine-a', `interface/${encodeURIComponent( '<script>' )}`, 'events', 'history', 'history/1' ] ) {
+      await go( page, path );
+      await page.locator( 'h1' ).waitFor();
+      assert.deepEqual( await axe( page ), [], path );
+   }
+   assert.deepEqual( await page.evaluate( () => [ globalThis.taken, document.scripts.length, document.images.length ] ), [ undefined, 1, 0 ] );
+} );
+
+test( 'two hundred interfaces at once stay fluid', async () => {
+   const names = Array.from( { length: 200 }, ( _, i ) => `et${i + 1}` );
+   agent = await Agent.start( ( web ) => `
+version: 1
+switch: simulated
+listen: {web: "${web}"}
+profiles: {fast: {threshold: 100kbps, load-interval: 10s}}
+default-profile: fast
+groups: {all: {interfaces: [${names.join( ', ' )}]}}
+units: {spine-a: {groups: [all]}}
+simulated:
+  clock: virtual
+  ports:
+${names.map( ( name, i ) => `    ${name}: {traffic: [{for: ${i % 60}s, in: 400Mbps, out: 380Mbps}, {ramp: 30s, to: 0bps}]}` ).join( '\n' )}
+` );
+   await agent.post( 'units/spine-a/enter' );
+   const page = await show( '#/unit/spine-a' );
+   await soon( async () => assert.equal( await page.locator( '.panel' ).count(), 200 ) );
+   await soon( async () => assert.equal( await page.locator( '.matrix li' ).count(), 200 ) );
+   // A reader scrolls while all of them change: frames keep coming, and only what is in sight is alive.
+   const frames = page.evaluate( async () => {
+      let longest = 0, last = performance.now(), most = 0;
+      const end = last + 3000;
+      while ( last < end ) {
+         scrollBy( 0, 60 );
+         const now = await new Promise( requestAnimationFrame ) && performance.now();
+         longest = Math.max( longest, now - last );
+         last = now;
+         most = Math.max( most, document.querySelectorAll( 'canvas' ).length );
+      }
+      return { longest, most };
+   } );
+   for ( let n = 0; n < 4; ++n )
+      await agent.advance( 5 );
+   const { longest, most } = await frames;
+   assert.ok( most > 0 && most < 60, `${most} curves` );
+   // Generous: the machine may be busy with something else.
+   assert.ok( longest < 1500, `a frame took ${longest} ms` );
+   await agent.until( 'spine-a', 'maintenance' );
+   await soon( async () => assert.match( await text( page, '.head' ), /maintenance/ ) );
+   assert.equal( await page.getByRole( 'progressbar' ).getAttribute( 'aria-valuetext' ), '200 of 200 drained' );
+} );
+
+describe( 'what the agent serves', () => {
+   test( 'has a policy, is compressed, and is not sent twice', async () => {
+      agent = await Agent.start( configuration );
+      for ( const path of [ '', 'page.js', 'page.css', 'icon.svg' ] ) {
+         const first = await fetch( agent.address + path );
+         await first.arrayBuffer();
+         assert.equal( first.status, 200, path );
+         assert.match( first.headers.get( 'content-security-policy' ), /^default-src 'none'; script-src 'self';/ );
+         assert.equal( first.headers.get( 'x-content-type-options' ), 'nosniff' );
+         assert.equal( first.headers.get( 'content-encoding' ), 'gzip' );
+         const again = await fetch( agent.address + path, { headers: { 'If-None-Match': first.headers.get( 'etag' ) } } );
+         assert.equal( again.status, 304, path );
+      }
+      const posted = await fetch( `${agent.address}api/v1/units/spine-a/enter`, { method: 'POST', body: '{}' } );
+      assert.equal( posted.status, 405 );
+   } );
+} );
