@@ -128,7 +128,7 @@ units: {spine-a: {groups: [all]}}
 simulated:
   clock: virtual
   ports:
-${names.map( ( name, i ) => `    ${name}: {traffic: [{for: ${i % 60}s, in: 400Mbps, out: 380Mbps}, {ramp: 30s, to: 0bps}]}` ).join( '\n' )}
+${names.map( ( name, i ) => `    ${name}: {traffic: [{for: ${1 + i % 60}s, in: 400Mbps, out: 380Mbps}, {ramp: 30s, to: 0bps}]}` ).join( '\n' )}
 ` );
    await agent.post( 'units/spine-a/enter' );
    const page = await show( '#/unit/spine-a' );
