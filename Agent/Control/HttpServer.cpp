@@ -1,82 +1,15 @@
-#include "Agent/Control/HttpServer.h"
+#include "Agent/Control/HttpListener.h"
+#include "Agent/Control/ListeningSocket.h"
 
-#include "Platform/Vel/Error.h"
-
-#include <microhttpd.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <pwd.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
-#include <exception>
-#include <set>
 #include <utility>
 
 namespace Agent {
-
-/// One request and what comes of it. Shared by the server's callbacks and the answer that is given later.
-struct HttpServer::Exchange {
-   HttpRequest request;
-   Listener * listener = nullptr;
-   MHD_Connection * connection = nullptr; ///< null: the client or the server is gone, the listener with it
-   std::optional< HttpReply > reply;
-   bool handed = false;
-   bool tooLarge = false;
-};
-
-/// One listening socket with its server. The server waits with an epoll descriptor, which our loop watches.
-struct HttpServer::Listener {
-   /// Connections that have become idle are closed when the server runs, and nothing on a descriptor makes it run then.
-   struct Idle final : Cog::TimerReactor< Listener > {
-      using TimerReactor::TimerReactor;
-      void onTime() override { sm()->run(); }
-   };
-
-   HttpServer & server;
-   bool local;
-   int descriptor;
-   MHD_Daemon * daemon = nullptr;
-   int epoll = -1;
-   std::set< Exchange * > suspended; ///< those that wait for a reply of ours
-   std::exception_ptr escaped;       ///< what the handler threw
-   std::shared_ptr< bool > alive = std::make_shared< bool >( true );
-   Vel::Watch< Idle > idle;
-
-   Listener( HttpServer & itsServer, bool isLocal, int listening )
-      : server( itsServer ), local( isLocal ), descriptor( listening ) {
-      idle.is( server.wheel_, this ).hasNotificationActiveIs( true );
-   }
-   ~Listener();
-
-   /// Does what there is to do. The library may have more to do than a descriptor tells, and says so by a time limit
-   /// of 0; then it runs again, a turn later at the latest.
-   void run() {
-      MHD_UNSIGNED_LONG_LONG wait = 0;
-      for ( unsigned round = 0; round < maxRounds; ++round ) {
-         MHD_run( daemon );
-         if ( escaped )
-            std::rethrow_exception( std::exchange( escaped, nullptr ) );
-         if ( MHD_get_timeout( daemon, &wait ) != MHD_YES )
-            return idle->timeMinIs( Cog::Timer::never );
-         if ( wait > 0 )
-            return idle->timeMinIs( server.loop_->currentTime() + static_cast< double >( wait ) / 1000 );
-      }
-      runSoon();
-   }
-   void runSoon() {
-      server.loop_->post( [weak = std::weak_ptr( alive ), this] {
-         if ( !weak.expired() )
-            run();
-      } );
-   }
-
-   static constexpr unsigned maxRounds = 16;
-};
 
 namespace {
 
@@ -178,11 +111,21 @@ struct ServerCallbacks {
                "a request may have " + std::to_string( HttpServer::maxBody ) + " bytes", "body" } ) );
       if ( !exchange->handed )
          hand( listener, exchange );
-      if ( exchange->reply )
+      if ( !exchange->reply ) {
+         listener.suspend( *exchange );
+         return MHD_YES;
+      }
+      if ( !exchange->reply->stream )
          return send( exchange->connection, *exchange->reply );
-      listener.suspended.insert( exchange.get() );
-      MHD_suspend_connection( exchange->connection );
-      return MHD_YES;
+      HttpServer::Streams & streams = *listener.server.streams_;
+      if ( streams.count() < HttpServer::maxStreams )
+         return streams.open( exchange ) ? MHD_YES : MHD_NO;
+      return send(
+         exchange->connection,
+         listener.server.refusal_( Api::Error{
+            Api::ErrorCode::unavailable,
+            "there are " + std::to_string( HttpServer::maxStreams ) + " streams already",
+            exchange->request.path } ) );
    }
 
    static void begin(
@@ -196,6 +139,9 @@ struct ServerCallbacks {
       MHD_get_connection_values( connection, MHD_GET_ARGUMENT_KIND, addArgument, &exchange.request.query );
       MHD_get_connection_values( connection, MHD_HEADER_KIND, addHeader, &exchange.request.headers );
       const auto * info = MHD_get_connection_info( connection, MHD_CONNECTION_INFO_CONNECTION_FD );
+      if (
+         const char * const id = MHD_lookup_connection_value( connection, MHD_HEADER_KIND, "Last-Event-ID" ) )
+         exchange.request.lastEventId = id;
       exchange.request.by = info ? peerOf( info->connect_fd, listener.local ) : "unknown";
    }
 
@@ -212,11 +158,8 @@ struct ServerCallbacks {
          if ( exchange->reply )
             return;
          exchange->reply = std::move( reply );
-         if ( exchange->connection && exchange->listener->suspended.erase( exchange.get() ) ) {
-            MHD_resume_connection( exchange->connection );
-            // The library looks at it when it runs next, and nothing on a descriptor makes it run.
+         if ( exchange->connection && exchange->listener->resume( *exchange ) )
             exchange->listener->runSoon();
-         }
       } );
    }
 
@@ -225,30 +168,81 @@ struct ServerCallbacks {
       if ( !exchange )
          return;
       ( *exchange )->listener->suspended.erase( exchange->get() );
+      ( *exchange )->listener->server.streams_->closed( **exchange );
       ( *exchange )->connection = nullptr;
+      // Nobody reads it any more.
+      if ( ( *exchange )->reply )
+         ( *exchange )->reply->stream = nullptr;
       delete exchange;
       *perConnection = nullptr;
    }
 };
+
+// ---- a listener
+
+HttpServer::Listener::Listener( HttpServer & itsServer, bool isLocal, int listening )
+   : server( itsServer ), local( isLocal ), descriptor( listening ) {
+   idle.is( server.wheel_, this ).hasNotificationActiveIs( true );
+}
 
 HttpServer::Listener::~Listener() {
    if ( !daemon )
       return;
    server.loop_->descriptorDel( epoll );
    // The library stops only when no connection is suspended.
-   for ( const Exchange * exchange : suspended )
-      MHD_resume_connection( exchange->connection );
+   while ( !suspended.empty() )
+      resume( **suspended.begin() );
    MHD_stop_daemon( daemon );
 }
 
+void HttpServer::Listener::run() {
+   MHD_UNSIGNED_LONG_LONG wait = 0;
+   for ( unsigned round = 0; round < maxRounds; ++round ) {
+      MHD_run( daemon );
+      if ( escaped )
+         std::rethrow_exception( std::exchange( escaped, nullptr ) );
+      if ( MHD_get_timeout( daemon, &wait ) != MHD_YES )
+         return idle->timeMinIs( Cog::Timer::never );
+      if ( wait > 0 )
+         return idle->timeMinIs( server.loop_->currentTime() + static_cast< double >( wait ) / 1000 );
+   }
+   runSoon();
+}
+
+void HttpServer::Listener::runSoon() {
+   if ( !std::exchange( runPosted, true ) )
+      server.loop_->post( [weak = std::weak_ptr( alive ), this] {
+         if ( weak.expired() )
+            return;
+         runPosted = false;
+         run();
+      } );
+}
+
+void HttpServer::Listener::suspend( Exchange & exchange ) {
+   suspended.insert( &exchange );
+   MHD_suspend_connection( exchange.connection );
+}
+
+bool HttpServer::Listener::resume( Exchange & exchange ) {
+   if ( suspended.erase( &exchange ) == 0 )
+      return false;
+   MHD_resume_connection( exchange.connection );
+   return true;
+}
+
+// ---- the server
+
 HttpServer::HttpServer(
    Vel::Ptr< Cog::EventLoop > loop, Vel::Ptr< Cog::TimerWheel > wheel, Handler handler, Refusal refusal,
-   unsigned idleTimeout )
+   unsigned idleTimeout, double heartbeatAfter )
    : loop_( std::move( loop ) ),
      wheel_( std::move( wheel ) ),
      handler_( std::move( handler ) ),
      refusal_( std::move( refusal ) ),
-     idleTimeout_( idleTimeout ) {}
+     idleTimeout_( idleTimeout ),
+     heartbeatAfter_( heartbeatAfter ),
+     streams_( std::make_unique< Streams >( *this ) ) {}
 
 HttpServer::~HttpServer() {
    listeners_.clear();
@@ -275,80 +269,27 @@ std::optional< std::string > HttpServer::start( int descriptor, bool local ) {
 }
 
 std::optional< std::string > HttpServer::listenLocal( const std::string & path ) {
-   const auto failed = [&]( const std::string & what ) { return path + ": " + what; };
-   sockaddr_un address{};
-   address.sun_family = AF_UNIX;
-   if ( path.size() >= sizeof address.sun_path )
-      return failed( "the path is too long for a socket" );
-   std::memcpy( address.sun_path, path.c_str(), path.size() + 1 );
-   const int descriptor = socket( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0 );
-   if ( descriptor < 0 )
-      return failed( std::strerror( errno ) );
-   const auto * name = reinterpret_cast< const sockaddr * >( &address );
-   struct stat there {};
-   if ( lstat( path.c_str(), &there ) == 0 && !S_ISSOCK( there.st_mode ) ) {
-      close( descriptor );
-      return failed( "is not a socket" );
-   }
-   // Somebody who answers is alive; a socket that nobody answers on is left from a process that is gone.
-   // One who is too busy to answer is alive as well.
-   const int probe = socket( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0 );
-   const bool answered = probe >= 0 && ( connect( probe, name, sizeof address ) == 0 || errno == EAGAIN );
-   if ( probe >= 0 )
-      close( probe );
-   if ( answered ) {
-      close( descriptor );
-      return failed( "another agent answers there" );
-   }
-   unlink( path.c_str() );
-   if (
-      bind( descriptor, name, sizeof address ) != 0 || chmod( path.c_str(), 0660 ) != 0 ||
-      listen( descriptor, 64 ) != 0 ) {
-      const std::string reason = std::strerror( errno );
-      close( descriptor );
-      return failed( reason );
-   }
+   const ListeningSocket socket = ListeningSocket::local( path );
+   if ( !socket.problem.empty() )
+      return socket.problem;
    localPath_ = path;
-   return start( descriptor, true );
+   return start( socket.descriptor, true );
 }
 
 std::optional< std::string > HttpServer::listenWeb( const std::string & host, unsigned port ) {
-   addrinfo hints{};
-   hints.ai_socktype = SOCK_STREAM;
-   hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
-   addrinfo * found = nullptr;
-   const std::string where = host + ":" + std::to_string( port );
-   if ( const int error = getaddrinfo( host.c_str(), std::to_string( port ).c_str(), &hints, &found ) )
-      return where + ": " + gai_strerror( error );
-   std::string reason = "no address";
-   for ( const addrinfo * a = found; a; a = a->ai_next ) {
-      const int descriptor = socket( a->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0 );
-      const int on = 1;
-      if (
-         descriptor >= 0 && setsockopt( descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on ) == 0 &&
-         bind( descriptor, a->ai_addr, a->ai_addrlen ) == 0 && listen( descriptor, 64 ) == 0 ) {
-         freeaddrinfo( found );
-         return start( descriptor, false );
-      }
-      reason = std::strerror( errno );
-      if ( descriptor >= 0 )
-         close( descriptor );
-   }
-   freeaddrinfo( found );
-   return where + ": " + reason;
+   const ListeningSocket socket = ListeningSocket::web( host, port );
+   return socket.problem.empty() ? start( socket.descriptor, false ) : socket.problem;
 }
 
 unsigned HttpServer::webPort() const {
    for ( const auto & [descriptor, listener] : listeners_ )
-      if ( !listener->local ) {
-         sockaddr_storage address{};
-         socklen_t size = sizeof address;
-         getsockname( descriptor, reinterpret_cast< sockaddr * >( &address ), &size );
-         return ntohs(
-            address.ss_family == AF_INET6 ? reinterpret_cast< sockaddr_in6 * >( &address )->sin6_port
-                                          : reinterpret_cast< sockaddr_in * >( &address )->sin_port );
-      }
+      if ( !listener->local )
+         return ListeningSocket::portOf( descriptor );
    return 0;
 }
+
+unsigned HttpServer::streams() const { return streams_->count(); }
+
+void HttpServer::flushStreams() { streams_->flush(); }
 
 } // namespace Agent

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Agent/Control/HttpStream.h"
 #include "Api/Error.h"
 #include "Platform/Cog/EventLoop.h"
 #include "Platform/Cog/TimerWheel.h"
@@ -13,6 +14,9 @@
 /// Purpose: HTTP on the agent's event loop: takes requests, hands them to a handler, sends replies when they are given.
 /// Owner: the agent. One thread; a request never blocks the loop, and a client that is slow or goes away costs a
 /// connection at most, until the idle timeout.
+///
+/// A reply may be a stream (HttpStream.h). What all streams together send in a turn is limited; who comes too late
+/// goes on in the next one, and those who wait take turns.
 namespace Agent {
 
 struct HttpRequest {
@@ -23,6 +27,7 @@ struct HttpRequest {
    std::string body;
    std::string by;     ///< who asks: user and process of the peer on the local socket, its address otherwise
    bool local = false; ///< came over the local socket, where everything is allowed
+   std::string lastEventId; ///< of a reader that resumes a stream; empty: none
 };
 
 struct HttpReply {
@@ -34,6 +39,8 @@ struct HttpReply {
    /// What whoever keeps the reply may do with it.
    std::string cacheControl = "no-store";
    std::map< std::string, std::string > headers = {}; ///< more of them
+   /// Where the body comes from; null: it is `body`.
+   std::shared_ptr< HttpStream > stream = {};
 };
 
 class HttpServer {
@@ -50,12 +57,17 @@ class HttpServer {
    static constexpr std::size_t maxBody = 64 * 1024;
    /// Connections of a listener that are open at a time; more wait for one of them to end.
    static constexpr unsigned maxConnections = 256;
+   /// Streams that are open at a time, so that there are always connections for requests; more are refused.
+   static constexpr unsigned maxStreams = 128;
+   /// Bytes that one stream, and all of them, give in a turn, or one buffer more.
+   static constexpr std::size_t maxStreamBytes = 16 * 1024, maxTurnBytes = 256 * 1024;
 
    /// `idleTimeout`: seconds of real time after which a connection on which nothing happens is closed, unless it waits
-   /// for a reply of ours.
+   /// for a reply of ours or for what a stream gives next. `heartbeatAfter`: seconds after which a stream that has been
+   /// silent gives its heartbeat.
    HttpServer(
       Vel::Ptr< Cog::EventLoop > loop, Vel::Ptr< Cog::TimerWheel > wheel, Handler handler, Refusal refusal,
-      unsigned idleTimeout = 60 );
+      unsigned idleTimeout = 60, double heartbeatAfter = 15 );
    ~HttpServer();
    HttpServer( const HttpServer & ) = delete;
    HttpServer & operator=( const HttpServer & ) = delete;
@@ -68,10 +80,17 @@ class HttpServer {
    /// The port that a web listener got; 0: none.
    unsigned webPort() const;
 
+   unsigned streams() const;
+   /// Sends what the streams have left to give to those who take it at once: for the end of the agent, after all streams
+   /// have been told to end.
+   void flushStreams();
+
  private:
    struct Listener;
    struct Exchange;
    friend struct ServerCallbacks;
+   friend struct StreamCallbacks;
+   struct Streams;
    std::optional< std::string > start( int descriptor, bool local );
 
    Vel::Ptr< Cog::EventLoop > loop_;
@@ -79,7 +98,9 @@ class HttpServer {
    Handler handler_;
    Refusal refusal_;
    unsigned idleTimeout_;
+   double heartbeatAfter_;
    std::string localPath_;
+   std::unique_ptr< Streams > streams_;
    std::map< int, std::unique_ptr< Listener > > listeners_; ///< by listening descriptor
 };
 

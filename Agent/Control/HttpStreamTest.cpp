@@ -1,0 +1,283 @@
+#include "Agent/Control/HttpServerRigTest.h"
+
+#include <deque>
+
+namespace Agent {
+
+namespace {
+
+using Client = HttpTestClient;
+
+/// Gives what the test puts in.
+class Told final : public HttpStream {
+ public:
+   Piece next() override {
+      ++asked;
+      if ( endless )
+         return { endless, false };
+      if ( pieces.empty() )
+         return { nullptr, ended };
+      const std::string text = pieces.front();
+      pieces.pop_front();
+      return { std::make_shared< const std::string >( text ), ended && pieces.empty() };
+   }
+   std::string heartbeat() const override { return ":\n"; }
+   void tell( const std::string & text ) {
+      pieces.push_back( text );
+      wake();
+   }
+   void end() {
+      ended = true;
+      wake();
+   }
+
+   std::deque< std::string > pieces;
+   std::shared_ptr< const std::string > endless; ///< given again and again
+   bool ended = false;
+   unsigned asked = 0;
+};
+
+class HttpStreamTest : public HttpServerRig {
+ protected:
+   HttpStreamTest() {
+      listen();
+      handler = [this]( const HttpRequest & request, const HttpServer::Answer & answer ) {
+         if ( request.path != "/stream" )
+            return answer( { 200, request.path } );
+         told.push_back( std::make_shared< Told >() );
+         told.back()->endless = endless;
+         answer( { 200, "", "text/event-stream", "", told.back() } );
+      };
+   }
+   /// A reader whose stream is open.
+   Client & reader() {
+      Client & result = client();
+      const std::size_t before = told.size();
+      result.send( get( "/stream" ) );
+      runUntil( [&, before] { return told.size() > before && told.back()->asked > 0; } );
+      return result;
+   }
+   /// Asks for something else, with the handler as it is.
+   void expectAnswer() {
+      Client & asker = client();
+      asker.send( get( "/other" ) );
+      runUntilAnswered( asker );
+      EXPECT_EQ( Bodies{ "/other" }, asker.bodies() );
+      asker.close();
+   }
+
+   std::vector< std::shared_ptr< Told > > told;
+   std::shared_ptr< const std::string > endless;
+};
+
+TEST_F( HttpStreamTest, sendsTheHeaderBeforeThereIsAnything ) {
+   Client & asker = reader();
+   runUntil( [&] { return asker.received().find( "\r\n\r\n" ) != std::string::npos; } );
+   EXPECT_TRUE( asker.received().starts_with( "HTTP/1.1 200 OK\r\n" ) );
+   EXPECT_NE( std::string::npos, asker.received().find( "\r\nContent-Type: text/event-stream\r\n" ) );
+   EXPECT_NE( std::string::npos, asker.received().find( "\r\nTransfer-Encoding: chunked\r\n" ) );
+   EXPECT_NE( std::string::npos, asker.received().find( "\r\nCache-Control: no-store\r\n" ) );
+   EXPECT_EQ( "", asker.chunks() );
+}
+
+TEST_F( HttpStreamTest, sendsEachPieceWhenItIsThere ) {
+   Client & asker = reader();
+   loop->post( [&] { told[0]->tell( "one " ); } );
+   runUntil( [&] { return asker.chunks() == "one "; } );
+   loop->post( [&] {
+      told[0]->tell( "two " );
+      told[0]->tell( "three " );
+   } );
+   runUntil( [&] { return asker.chunks() == "one two three "; } );
+   EXPECT_FALSE( asker.ended() );
+}
+
+TEST_F( HttpStreamTest, asksForNothingWhileThereIsNothing ) {
+   Client & asker = reader();
+   loop->post( [&] { told[0]->tell( "x" ); } );
+   runUntil( [&] { return asker.chunks() == "x"; } );
+   expectAnswer();
+   const unsigned asked = told[0]->asked;
+   const Vel::U64 turns = loop->turns();
+   for ( int i = 0; i < 3; ++i )
+      expectAnswer();
+   EXPECT_EQ( asked, told[0]->asked );
+   EXPECT_LT( loop->turns() - turns, 60u );
+}
+
+TEST_F( HttpStreamTest, endsWhereTheStreamSaysSoAndTakesTheNextRequest ) {
+   Client & asker = reader();
+   loop->post( [&] {
+      told[0]->tell( "all" );
+      told[0]->end();
+   } );
+   runUntil( [&] { return asker.chunksEnded(); } );
+   EXPECT_EQ( "all", asker.chunks() );
+   EXPECT_EQ( 0u, server->streams() );
+   asker.send( get( "/next" ) );
+   runUntil( [&] { return asker.received().ends_with( "/next" ); } );
+}
+
+TEST_F( HttpStreamTest, sendsAPieceThatIsLargerThanAnyBuffer ) {
+   Client & asker = reader();
+   std::string large;
+   for ( int i = 0; i < 200000; ++i )
+      large += std::to_string( i ) + " ";
+   loop->post( [&] { told[0]->tell( large ); } );
+   runUntil(
+      [&] { return asker.received().size() > large.size() && asker.chunks().size() == large.size(); } );
+   EXPECT_TRUE( asker.chunks() == large );
+}
+
+TEST_F( HttpStreamTest, asksForNoMoreThanAReaderTakes ) {
+   endless = std::make_shared< const std::string >( std::string( 10000, 'x' ) );
+   Client & slow = client();
+   slow.readingIs( false );
+   slow.send( get( "/stream" ) );
+   runUntil( [&] { return told.size() == 1 && told[0]->asked > 10; } );
+   // What it is asked for ends in the buffers of the connection.
+   unsigned before = 0;
+   while ( before != told[0]->asked ) {
+      before = told[0]->asked;
+      for ( int i = 0; i < 20; ++i )
+         expectAnswer();
+   }
+   EXPECT_LT( told[0]->asked, 200u );
+   slow.readingIs( true );
+   runUntil( [&] { return told[0]->asked > before + 200; } );
+}
+
+TEST_F( HttpStreamTest, forgetsAReaderThatIsGoneWhenThereIsSomethingForIt ) {
+   Client & asker = reader();
+   asker.close();
+   EXPECT_EQ( 1u, server->streams() );
+   std::weak_ptr< Told > left = told[0];
+   loop->post( [&] {
+      told[0]->tell( "x" );
+      told.clear();
+   } );
+   runUntil( [&] { return server->streams() == 0; } );
+   EXPECT_TRUE( left.expired() );
+}
+
+TEST_F( HttpStreamTest, noticesAReaderThatIsGoneByAHeartbeatInTheEnd ) {
+   server = newServer( 60, 2 );
+   listen();
+   Client & asker = reader();
+   Client & other = reader();
+   asker.close();
+   const double begin = loop->currentTime();
+   runUntil( [&] { return server->streams() == 1; } );
+   EXPECT_GE( loop->currentTime() - begin, 1 );
+   runUntil( [&] { return other.chunks() == ":\n"; } );
+}
+
+TEST_F( HttpStreamTest, refusesMoreStreamsThanItServesAndAnswersEverythingElse ) {
+   for ( unsigned i = 0; i < HttpServer::maxStreams; ++i )
+      reader();
+   EXPECT_EQ( HttpServer::maxStreams, server->streams() );
+   Client & late = client();
+   late.send( get( "/stream" ) );
+   runUntilAnswered( late );
+   ASSERT_EQ( 1u, late.statuses().size() );
+   EXPECT_TRUE( late.statuses()[0].starts_with( "HTTP/1.1 503 " ) );
+   EXPECT_EQ( Bodies{ "unavailable" }, late.bodies() );
+   expectAnswer();
+   clients[0]->close();
+   loop->post( [&] { told[0]->tell( "x" ); } );
+   runUntil( [&] { return server->streams() < HttpServer::maxStreams; } );
+   late.send( get( "/stream" ) );
+   runUntil( [&] { return server->streams() == HttpServer::maxStreams; } );
+}
+
+TEST_F( HttpStreamTest, givesInATurnWhatATurnMayGiveAndEveryReaderItsShare ) {
+   endless = std::make_shared< const std::string >( std::string( 1000, 'x' ) );
+   constexpr std::size_t count = 100;
+   for ( std::size_t i = 0; i < count; ++i )
+      reader();
+   const auto sum = [&] {
+      unsigned result = 0;
+      for ( const auto & stream : told )
+         result += stream->asked;
+      return result;
+   };
+   unsigned asked = sum(), most = 0;
+   runUntil( [&] {
+      most = std::max( most, sum() - std::exchange( asked, sum() ) );
+      std::size_t fed = 0;
+      for ( const auto & reading : clients )
+         fed += reading->received().size() > 1000000;
+      return fed == count;
+   } );
+   // A piece that is begun counts whole here.
+   EXPECT_LE( most * 1000, HttpServer::maxTurnBytes + count * 1000 );
+   unsigned least = told[0]->asked, largest = least;
+   for ( const auto & stream : told ) {
+      least = std::min( least, stream->asked );
+      largest = std::max( largest, stream->asked );
+   }
+   EXPECT_LT( largest, least * 3 );
+}
+
+TEST_F( HttpStreamTest, takesThatAStreamIsWokenForNothing ) {
+   Client & asker = reader();
+   loop->post( [&] {
+      told[0]->wake();
+      told[0]->wake();
+   } );
+   expectAnswer();
+   loop->post( [&] { told[0]->tell( "x" ); } );
+   runUntil( [&] { return asker.chunks() == "x"; } );
+}
+
+TEST_F( HttpStreamTest, answersHeadWithoutAStream ) {
+   Client & asker = client();
+   asker.send( "HEAD /stream HTTP/1.1\r\nHost: agent\r\n\r\n" );
+   runUntil( [&] { return asker.received().find( "\r\n\r\n" ) != std::string::npos; } );
+   asker.send( get( "/other" ) );
+   runUntil( [&] { return asker.received().ends_with( "/other" ); } );
+   EXPECT_EQ( 0u, server->streams() );
+   EXPECT_EQ( 0u, told[0]->asked );
+}
+
+TEST_F( HttpStreamTest, tellsWhereAReaderWasWhenItResumes ) {
+   Client & asker = client();
+   asker.send( "GET / HTTP/1.1\r\nHost: agent\r\nLast-Event-ID: 17\r\n\r\n" );
+   runUntilAnswered( asker );
+   EXPECT_EQ( "17", requests[0].lastEventId );
+}
+
+TEST_F( HttpStreamTest, sendsWhatIsLeftBeforeItEnds ) {
+   Client & asker = reader();
+   Client & stuck = client();
+   stuck.readingIs( false );
+   endless = std::make_shared< const std::string >( std::string( 100000, 'x' ) );
+   stuck.send( get( "/stream" ) );
+   runUntil( [&] { return told.size() == 2; } );
+   loop->post( [&] {
+      told[0]->tell( "the last" );
+      told[0]->end();
+      server->flushStreams();
+      server.reset();
+   } );
+   runUntil( [&] { return asker.ended(); } );
+   EXPECT_EQ( "the last", asker.chunks() );
+   EXPECT_TRUE( asker.chunksEnded() );
+   told[1]->wake();
+}
+
+TEST_F( HttpStreamTest, letsOutOfTheLoopWhatAStreamThrows ) {
+   struct Broken final : HttpStream {
+      Piece next() override { throw std::runtime_error( "broken inside" ); }
+      std::string heartbeat() const override { return ""; }
+   };
+   handler = []( const HttpRequest &, const HttpServer::Answer & answer ) {
+      answer( { 200, "", "text/plain", "", std::make_shared< Broken >() } );
+   };
+   client().send( get( "/stream" ) );
+   EXPECT_THROW( loop->run(), std::runtime_error );
+}
+
+} // namespace
+
+} // namespace Agent
