@@ -11,6 +11,8 @@
 /// Purpose: what the server is made of; included by its sources only.
 namespace Agent {
 
+void addHeaders( MHD_Response & response, const HttpReply & reply );
+
 /// One request and what comes of it. Shared by the server's callbacks and the answer that is given later.
 struct HttpServer::Exchange {
    /// What a stream is suspended for.

@@ -54,14 +54,7 @@ MHD_Result addHeader( void * headers, MHD_ValueKind, const char * key, const cha
 MHD_Result send( MHD_Connection * connection, const HttpReply & reply ) {
    MHD_Response * const response = MHD_create_response_from_buffer(
       reply.body.size(), const_cast< char * >( reply.body.data() ), MHD_RESPMEM_MUST_COPY );
-   MHD_add_response_header( response, "Content-Type", reply.contentType.c_str() );
-   // Texts of operators and commands stand in the replies; no browser may guess that one is a page or a script.
-   MHD_add_response_header( response, "X-Content-Type-Options", "nosniff" );
-   MHD_add_response_header( response, "Cache-Control", reply.cacheControl.c_str() );
-   for ( const auto & [name, value] : reply.headers )
-      MHD_add_response_header( response, name.c_str(), value.c_str() );
-   if ( !reply.allow.empty() )
-      MHD_add_response_header( response, "Allow", reply.allow.c_str() );
+   addHeaders( *response, reply );
    const MHD_Result result =
       MHD_queue_response( connection, static_cast< unsigned >( reply.status ), response );
    MHD_destroy_response( response );
@@ -69,6 +62,17 @@ MHD_Result send( MHD_Connection * connection, const HttpReply & reply ) {
 }
 
 } // namespace
+
+void addHeaders( MHD_Response & response, const HttpReply & reply ) {
+   MHD_add_response_header( &response, "Content-Type", reply.contentType.c_str() );
+   // Texts of operators and commands stand in the replies; no browser may guess that one is a page or a script.
+   MHD_add_response_header( &response, "X-Content-Type-Options", "nosniff" );
+   MHD_add_response_header( &response, "Cache-Control", reply.cacheControl.c_str() );
+   for ( const auto & [name, value] : reply.headers )
+      MHD_add_response_header( &response, name.c_str(), value.c_str() );
+   if ( !reply.allow.empty() )
+      MHD_add_response_header( &response, "Allow", reply.allow.c_str() );
+}
 
 /// What the library calls.
 struct ServerCallbacks {
@@ -139,9 +143,6 @@ struct ServerCallbacks {
       MHD_get_connection_values( connection, MHD_GET_ARGUMENT_KIND, addArgument, &exchange.request.query );
       MHD_get_connection_values( connection, MHD_HEADER_KIND, addHeader, &exchange.request.headers );
       const auto * info = MHD_get_connection_info( connection, MHD_CONNECTION_INFO_CONNECTION_FD );
-      if (
-         const char * const id = MHD_lookup_connection_value( connection, MHD_HEADER_KIND, "Last-Event-ID" ) )
-         exchange.request.lastEventId = id;
       exchange.request.by = info ? peerOf( info->connect_fd, listener.local ) : "unknown";
    }
 

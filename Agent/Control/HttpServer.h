@@ -27,7 +27,6 @@ struct HttpRequest {
    std::string body;
    std::string by;     ///< who asks: user and process of the peer on the local socket, its address otherwise
    bool local = false; ///< came over the local socket, where everything is allowed
-   std::string lastEventId; ///< of a reader that resumes a stream; empty: none
 };
 
 struct HttpReply {

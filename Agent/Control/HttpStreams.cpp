@@ -38,8 +38,7 @@ bool HttpServer::Streams::open( const std::shared_ptr< Exchange > & exchange ) {
    MHD_Response * const response = MHD_create_response_from_callback(
       MHD_SIZE_UNKNOWN, maxStreamBytes, StreamCallbacks::read, new std::shared_ptr< Exchange >( exchange ),
       StreamCallbacks::free );
-   MHD_add_response_header( response, "Content-Type", exchange->reply->contentType.c_str() );
-   MHD_add_response_header( response, "Cache-Control", "no-store" );
+   addHeaders( *response, *exchange->reply );
    const MHD_Result result = MHD_queue_response(
       exchange->connection, static_cast< unsigned >( exchange->reply->status ), response );
    MHD_destroy_response( response );
