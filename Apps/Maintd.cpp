@@ -257,7 +257,8 @@ void Maintd::makeAgent() {
    api_ = std::make_unique< Agent::ControlApi >(
       Agent::ControlModel{
          e.unitStatusDir, e.unitRunDir, e.monIntfStatusDir, e.allIntfStatusDir, e.intfProfileStatusDir,
-         e.defaultIntfProfile, e.intfToGroupDir, e.intfGroupStatusDir, e.groupToUnitDir, e.cause, e.journal },
+         e.defaultIntfProfile, e.intfToGroupDir, e.intfGroupStatusDir, e.groupToUnitDir, e.cause, e.journal,
+         e.eventLog },
       commands() );
    server_ = std::make_unique< Agent::HttpServer >(
       loop_, wheel_,

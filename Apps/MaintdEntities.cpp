@@ -12,6 +12,7 @@ const Vel::TypeRegistration< Agent::UnitRunDir > unitRunDirType;
 const Vel::TypeRegistration< Agent::LinkJournal > linkJournalType;
 const Vel::TypeRegistration< Agent::UnitCommandsDir > unitCommandsDirType;
 const Vel::TypeRegistration< Agent::InsightDir > insightDirType;
+const Vel::TypeRegistration< Agent::EventLog > eventLogType;
 
 /// Makes or keeps the entity of a path.
 template < class T >
@@ -30,6 +31,7 @@ const char * const unitRunPath = "agent/unit/run";
 const char * const unitCommandsPath = "agent/unit/commands";
 const char * const journalPath = "agent/link/journal";
 const char * const insightPath = "agent/interface/insight";
+const char * const eventLogPath = "agent/event/log";
 
 } // namespace
 
@@ -56,6 +58,7 @@ Maintd::Entities::Entities( Ledger::EntityManager & em ) {
    take( em, unitCommandsDir, unitCommandsPath );
    take( em, journal, journalPath );
    take( em, insightDir, insightPath );
+   take( em, eventLog, eventLogPath );
    for ( const auto & [stageClass, name] :
          { std::pair( &enter, "maintEnter" ), std::pair( &exit, "maintExit" ) } ) {
       take( em, stageClass->progressDir, stagePath( "stage", name, "progress" ) );
@@ -115,9 +118,9 @@ bool Maintd::Entities::isUnderWay( const Wire::IntfId & intf ) const {
 std::vector< Ledger::Persistence::Kept > Maintd::Entities::kept() {
    using Folder = Ledger::Persistence::Folder;
    std::vector< Ledger::Persistence::Kept > result{
-      { unitStatusPath, Folder::state },   { causePath, Folder::state },   { unitRunPath, Folder::state },
-      { unitCommandsPath, Folder::state }, { journalPath, Folder::state }, { recordsPath, Folder::runtime },
-      { insightPath, Folder::runtime } };
+      { unitStatusPath, Folder::state },   { causePath, Folder::state },    { unitRunPath, Folder::state },
+      { unitCommandsPath, Folder::state }, { journalPath, Folder::state },  { eventLogPath, Folder::state },
+      { recordsPath, Folder::runtime },    { insightPath, Folder::runtime } };
    for ( const char * stageClass : { "maintEnter", "maintExit" } ) {
       result.push_back( { stagePath( "stage", stageClass, "progress" ), Folder::state } );
       result.push_back( { stagePath( "stage", stageClass, "completionstatus" ), Folder::state } );

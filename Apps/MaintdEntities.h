@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Agent/Model/EventLog.h"
 #include "Agent/Model/Insight.h"
 #include "Agent/Model/LinkJournal.h"
 #include "Agent/Model/StageCommand.h"
@@ -48,6 +49,7 @@ struct Maintd::Entities {
    Vel::Ptr< Agent::UnitCommandsDir > unitCommandsDir;
    Vel::Ptr< Agent::LinkJournal > journal;
    Vel::Ptr< Agent::InsightDir > insightDir;
+   Vel::Ptr< Agent::EventLog > eventLog;
    Vel::Ptr< VelPool::EntityManager > pool = Vel::make< VelPool::EntityManager >();
 };
 

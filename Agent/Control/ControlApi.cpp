@@ -152,6 +152,8 @@ const ControlApi::Route ControlApi::routes[] = {
    { "GET", "agent", &ControlApi::getAgent },
    { "GET", "healthz", &ControlApi::getHealth },
    { "GET", "metrics", &ControlApi::getMetrics },
+   { "GET", "events", &ControlApi::getEvents },
+   { "GET", "events/recent", &ControlApi::getRecentEvents },
    { "GET", "trace", &ControlApi::getTrace },
    { "GET", "dump", &ControlApi::getDump },
    { "POST", "units/*/enter", &ControlApi::postEnter },
@@ -168,7 +170,8 @@ ControlApi::ControlApi( ControlModel model, ControlCommands commands )
    : model_( std::move( model ) ),
      commands_( std::move( commands ) ),
      answers_( model_, commands_ ),
-     metrics_( model_, commands_ ) {}
+     metrics_( model_, commands_ ),
+     events_( model_, commands_ ) {}
 
 HttpReply ControlApi::refusal( const Api::Error & error ) {
    return { httpStatus( error.code ), text( refusalJson( error ) ) };

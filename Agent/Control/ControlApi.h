@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Agent/Control/Answers.h"
+#include "Agent/Control/EventStreams.h"
 #include "Agent/Control/HttpServer.h"
 #include "Agent/Control/Metrics.h"
 
@@ -19,6 +20,7 @@ class ControlApi {
    void handle( const HttpRequest & request, HttpServer::Answer answer );
    /// What the API says of the interfaces of a unit. Throws Api::Error if there is no such unit.
    std::string interfacesOf( const std::string & unit ) const { return answers_.interfacesOf( unit ); }
+   EventStreams & eventStreams() { return events_; }
    /// The reply that says why something is refused.
    static HttpReply refusal( const Api::Error & error );
 
@@ -49,6 +51,8 @@ class ControlApi {
    void getAgent( const Call & call );
    void getHealth( const Call & call );
    void getMetrics( const Call & call );
+   void getEvents( const Call & call );
+   void getRecentEvents( const Call & call );
    void getTrace( const Call & call );
    void getDump( const Call & call );
    void postEnter( const Call & call );
@@ -67,6 +71,7 @@ class ControlApi {
    ControlCommands commands_;
    Answers answers_;
    Metrics metrics_;
+   EventStreams events_;
 };
 
 } // namespace Agent

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Agent/Model/EventLog.h"
 #include "Agent/Model/LinkJournal.h"
 #include "Agent/Model/UnitRun.h"
 #include "Api/Error.h"
@@ -37,6 +38,7 @@ struct ControlModel {
    Vel::Ptr< const Maintenance::GroupToUnitDir > groupToUnitDir;
    Vel::Ptr< const Errdisable::CauseStatus > cause;
    Vel::Ptr< const LinkJournal > journal;
+   Vel::Ptr< const EventLog > eventLog;
 };
 
 /// One thing that is wrong with the agent.
@@ -128,6 +130,9 @@ struct ControlCommands {
    std::function< std::string( const Wire::IntfId & ) > uncounted;
    /// What somebody else has done to a link that we hold or watch: "raised", "lowered"; empty: nothing.
    std::function< std::string( const Wire::IntfId & ) > drift;
+   /// Tells the latest rates, in bits per second, of interfaces that need not have a record.
+   using TakeRates = std::function< void( const Wire::IntfId &, double inBps, double outBps ) >;
+   std::function< void( const TakeRates & take ) > otherRates = {};
    /// Calls back when the present turn is committed.
    std::function< void( std::function< void() > ) > whenCommitted;
    /// Wall time, for display, of a time of the agent's clock; seconds since 1970.

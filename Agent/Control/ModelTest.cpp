@@ -62,7 +62,7 @@ void ModelRig::sample( Maintenance::MonIntfStatus & record, double inBps, double
 
 ControlModel ModelRig::model() const {
    return { units,       runs,   records,     interfaces, profiles, defaultProfile,
-            intfToGroup, groups, groupToUnit, cause,      journal };
+            intfToGroup, groups, groupToUnit, cause,      journal,  eventLog };
 }
 
 } // namespace Agent

@@ -32,6 +32,7 @@ struct ModelRig {
    Vel::Ptr< Maintenance::GroupToUnitDir > groupToUnit = Vel::make< Maintenance::GroupToUnitDir >();
    Vel::Ptr< Errdisable::CauseStatus > cause = Vel::make< Errdisable::CauseStatus >( "maintenance-shutdown" );
    Vel::Ptr< LinkJournal > journal = Vel::make< LinkJournal >();
+   Vel::Ptr< EventLog > eventLog = Vel::make< EventLog >();
 
  private:
    void member( const Wire::IntfId & intf, const std::string & group, const std::string & profile );
