@@ -147,6 +147,24 @@ Stage stageOf( const Reader & in ) {
    return stage;
 }
 
+std::optional< Reason > maybeReason( const Reader & in, const char * key ) {
+   if ( !in.find( key ) )
+      return std::nullopt;
+   const Reader below = in.below( key );
+   Reason reason;
+   reason.code = below.name( "code" );
+   reason.since = below.time( "since" );
+   reason.rateBps = below.maybeNumber( "rate-bps" );
+   reason.thresholdBps = below.maybeNumber( "threshold-bps" );
+   reason.quietSeconds = below.maybeNumber( "quiet-seconds" );
+   reason.loadIntervalSeconds = below.maybeNumber( "load-interval-seconds" );
+   reason.etaSeconds = below.maybeNumber( "eta-seconds" );
+   reason.shutdownAt = below.time( "shutdown-at" );
+   reason.trend = below.maybeText( "trend" );
+   reason.text = below.text( "text" );
+   return reason;
+}
+
 Unit unitOf( const Reader & in ) {
    Unit unit;
    unit.name = in.name( "name" );
@@ -169,6 +187,8 @@ Unit unitOf( const Reader & in ) {
    unit.totalViolations = in.counter( "total-violations" );
    unit.settlingSince = in.time( "settling-since" );
    unit.groups = in.texts( "groups" );
+   unit.sentence = in.text( "sentence" );
+   unit.etaSeconds = in.maybeNumber( "eta-seconds" );
    return unit;
 }
 
@@ -185,6 +205,7 @@ Waiting waitingOf( const Reader & in ) {
    waiting.nextSample = in.time( "next-sample" );
    waiting.shutdownAt = in.time( "shutdown-at" );
    waiting.reason = in.text( "reason" );
+   waiting.insight = maybeReason( in, "insight" );
    return waiting;
 }
 
@@ -205,6 +226,7 @@ Interface interfaceOf( const Reader & in ) {
    interface.shut = in.flag( "shut" );
    interface.linkState = in.text( "link-state" );
    interface.drift = in.maybeText( "drift" );
+   interface.reason = maybeReason( in, "reason" );
    interface.startTime = in.time( "start-time" );
    interface.stateTime = in.time( "state-time" );
    interface.lastSampleTime = in.time( "last-sample-time" );

@@ -27,6 +27,21 @@ struct Stage {
    std::string text; ///< what it does or has done, and what happens if it fails
 };
 
+/// Why a monitored interface is not done yet, or that it is.
+struct Reason {
+   std::string
+      code; ///< above-threshold, timing, stalled, oscillating, starved, drained, shut, spike or stopped
+   std::optional< double > since;
+   std::optional< double > rateBps; ///< of the busier direction
+   std::optional< double > thresholdBps;
+   std::optional< double > quietSeconds;
+   std::optional< double > loadIntervalSeconds;
+   std::optional< double > etaSeconds; ///< until it will have drained or been shut, if that can be said
+   std::optional< double > shutdownAt; ///< drained or not
+   std::optional< std::string > trend; ///< of a rate above the threshold: falling, flat or rising
+   std::string text;                   ///< all of it for people
+};
+
 struct Unit {
    std::string name;
    std::string state; ///< see Api::UnitState
@@ -45,6 +60,9 @@ struct Unit {
    std::uint64_t totalViolations = 0;
    std::optional< double > settlingSince;
    std::vector< std::string > groups;
+   std::string sentence; ///< where it is, what it waits for and for how long
+   std::optional< double >
+      etaSeconds; ///< until its traffic will have left and it has settled, if that can be said
 };
 
 /// What a unit still waits for at one interface.
@@ -59,6 +77,7 @@ struct Waiting {
    std::optional< double > nextSample;
    std::optional< double > shutdownAt;
    std::string reason;
+   std::optional< Reason > insight; ///< nothing: it has no record
 };
 
 /// An interface that a unit does not wait for.
@@ -93,6 +112,7 @@ struct Interface {
    bool shut = false;
    std::string linkState;
    std::optional< std::string > drift; ///< what somebody else has done to it; nothing: nothing
+   std::optional< Reason > reason;     ///< nothing: it has no record
    std::optional< double > startTime, stateTime, lastSampleTime;
 };
 

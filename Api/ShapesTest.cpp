@@ -42,6 +42,38 @@ TEST( Shapes, takeAUnitInFull ) {
    EXPECT_EQ( unit.groups, std::vector< std::string >{ "g" } );
 }
 
+TEST( Shapes, takeWhatTheAgentSaysOfAUnit ) {
+   const Api::Unit unit =
+      Api::readUnit( R"({"name":"a","state":"entering","sentence":"1 of 2 drained","eta-seconds":40.5})" );
+   EXPECT_EQ( unit.sentence, "1 of 2 drained" );
+   EXPECT_EQ( unit.etaSeconds, 40.5 );
+   EXPECT_FALSE( Api::readUnit( R"({"name":"a","state":"entering","eta-seconds":null})" ).etaSeconds );
+}
+
+TEST( Shapes, takeWhyAnInterfaceIsNotDone ) {
+   const char * const text =
+      R"({"code":"stalled","since":"2023-11-14T22:13:20.000Z","rate-bps":3e5,"threshold-bps":1e5,"quiet-seconds":5,
+      "load-interval-seconds":10,"eta-seconds":7,"shutdown-at":"2023-11-14T22:14:20.000Z","trend":"flat","text":"t"})";
+   const auto interface = Api::readInterface( std::string( R"({"name":"et1","reason":)" ) + text + "}" );
+   const auto explanation = Api::readExplanation(
+      std::string( R"({"unit":"u","state":"entering","waiting":[{"interface":"et1","insight":)" ) + text +
+      "}]}" );
+   for ( const auto & reason : { interface.reason, explanation.waiting.at( 0 ).insight } ) {
+      ASSERT_TRUE( reason );
+      EXPECT_EQ( reason->code, "stalled" );
+      EXPECT_EQ( reason->since, 1700000000 );
+      EXPECT_EQ( reason->rateBps, 3e5 );
+      EXPECT_EQ( reason->thresholdBps, 1e5 );
+      EXPECT_EQ( reason->quietSeconds, 5 );
+      EXPECT_EQ( reason->loadIntervalSeconds, 10 );
+      EXPECT_EQ( reason->etaSeconds, 7 );
+      EXPECT_EQ( reason->shutdownAt, 1700000060 );
+      EXPECT_EQ( reason->trend, "flat" );
+      EXPECT_EQ( reason->text, "t" );
+   }
+   EXPECT_FALSE( Api::readInterface( R"({"name":"et1","reason":null})" ).reason );
+}
+
 TEST( Shapes, takeStages ) {
    const Api::Unit unit = Api::readUnit( R"({"name":"a","state":"entering","stages":[
       {"name":"steer","state":"running","since":"2023-11-14T22:13:20.000Z","command":"/bin/steer","limit-seconds":60,

@@ -98,6 +98,12 @@ struct Cursor {
    }
 };
 
+std::string twoParts( long large, const char * largeUnit, long small, const char * smallUnit ) {
+   char text[48];
+   std::snprintf( text, sizeof text, "%ld%s%02ld%s", large, largeUnit, small, smallUnit );
+   return text;
+}
+
 } // namespace
 
 std::string timeText( double seconds ) {
@@ -158,6 +164,17 @@ std::string rateText( double bps ) {
    }
    std::snprintf( text, sizeof text, "%.0f bps", size < 0.5 ? 0.0 : bps );
    return text;
+}
+
+std::string spanText( double seconds ) {
+   const long whole = seconds > 0 && seconds < 1e12 ? static_cast< long >( seconds ) : 0;
+   if ( whole < 60 )
+      return std::to_string( whole ) + "s";
+   if ( whole < 3600 )
+      return twoParts( whole / 60, "m", whole % 60, "s" );
+   if ( whole < 86400 )
+      return twoParts( whole / 3600, "h", whole / 60 % 60, "m" );
+   return twoParts( whole / 86400, "d", whole / 3600 % 24, "h" );
 }
 
 std::string counterText( std::uint64_t value ) { return std::to_string( value ); }

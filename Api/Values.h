@@ -19,6 +19,10 @@ std::optional< double > timeOf( std::string_view text );
 /// A finite rate for people, with three digits: `400 Mbps`, `1.50 kbps`, `12 bps`.
 std::string rateText( double bps );
 
+/// A time span for people, the part of it that is not whole left out: `0s`, `42s`, `2m05s`, `3h07m`, `4d02h`; below 0
+/// counts as 0.
+std::string spanText( double seconds );
+
 /// A 64-bit number, which many readers of JSON would round: its decimal digits.
 std::string counterText( std::uint64_t value );
 /// Nothing unless the text is decimal digits only and fits.

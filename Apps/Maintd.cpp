@@ -258,7 +258,7 @@ void Maintd::makeAgent() {
       Agent::ControlModel{
          e.unitStatusDir, e.unitRunDir, e.monIntfStatusDir, e.allIntfStatusDir, e.intfProfileStatusDir,
          e.defaultIntfProfile, e.intfToGroupDir, e.intfGroupStatusDir, e.groupToUnitDir, e.cause, e.journal,
-         e.eventLog },
+         e.eventLog, e.insightDir },
       commands() );
    server_ = std::make_unique< Agent::HttpServer >(
       loop_, wheel_,
@@ -393,6 +393,7 @@ bool Maintd::commit() {
    loadPluginWhenThereAreCounters();
    resumeWhenTheRootIsThere();
    executor_->turnEnds();
+   views_->turnEnds();
    answerAdvances();
    const auto status = persistence_->commit();
    if ( status.ok() ) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Agent/Insight/Insight.h"
 #include "Apps/MaintdEntities.h"
 
 namespace Apps {
@@ -9,6 +10,10 @@ namespace Apps {
 /// the agent outlives it.
 struct Maintd::Views {
    explicit Views( Maintd & agent );
+   /// Called in each turn before it is committed, when all that decides has been done.
+   void turnEnds() { insight.turnEnds(); }
+
+   Agent::Insight insight;
 };
 
 } // namespace Apps

@@ -21,7 +21,8 @@ class RunTest : public testing::Test {
 constexpr char unitA[] = R"({"name":"spine-a","state":"entering","stage":"drainwatch","generation":3,
    "since":"2023-11-14T22:13:20.000Z","reason":"new optics","by":"ann","interfaces":{"total":5,"drained":3},
    "rates":{"in-bps":1250000,"out-bps":900},"violating":["et1","pc1"],"total-violations":7,
-   "settling-since":null,"groups":["uplinks","tenants"]})";
+   "settling-since":null,"groups":["uplinks","tenants"],
+   "sentence":"3 of 5 drained; et1 1.25 Mbit/s, about 40 s","eta-seconds":50})";
 constexpr char unitB[] =
    R"({"name":"b","state":"normal","stage":null,"generation":0,"since":null,"reason":null,
    "by":null,"interfaces":{"total":0,"drained":0},"rates":{"in-bps":0,"out-bps":0},"violating":[],
@@ -30,7 +31,8 @@ constexpr char interfaceEt1[] = R"({"name":"et1","kind":"ethernet","units":["spi
    "state":"under-maint","in-bps":0,"out-bps":1250000,"samples":"18446744073709551615",
    "consecutive-drained-samples":"4","spike":true,"shut":true,"link-state":"down","drift":"raised",
    "start-time":"2023-11-14T22:13:20.000Z","state-time":"2023-11-14T22:15:00.000Z",
-   "last-sample-time":"2023-11-14T22:15:15.000Z"})";
+   "last-sample-time":"2023-11-14T22:15:15.000Z",
+   "reason":{"code":"spike","text":"1.25 Mbit/s, traffic is back since 22:15"}})";
 constexpr char interfaceNone[] = R"({"name":"et9","kind":"ethernet","units":[],"profile":null,"state":null,
    "in-bps":null,"out-bps":null,"samples":null,"consecutive-drained-samples":null,"spike":false,"shut":false,
    "link-state":"up","start-time":null,"state-time":null,"last-sample-time":null})";
@@ -115,6 +117,7 @@ TEST_F( RunTest, showUnitGivesItInFull ) {
    EXPECT_EQ(
       rig.out, "Unit:            spine-a\n"
                "State:           entering, stage drainwatch\n"
+               "Now:             3 of 5 drained; et1 1.25 Mbit/s, about 40 s\n"
                "Generation:      3\n"
                "Since:           2023-11-14T22:13:20.000Z (2m00s ago)\n"
                "By:              ann\n"
@@ -135,13 +138,13 @@ TEST_F( RunTest, showInterfacesGivesALineForEach ) {
       rig.out,
       "INTERFACE  KIND      LINK  SHUT  DRIFT   STATE        FOR     IN        OUT               SAMPLES  "
       "QUIET  SPIKE  "
-      "PROFILE  UNITS\n"
+      "PROFILE  UNITS    WHY\n"
       "et1        ethernet  down  yes   raised  under-maint  20s  0 bps  1.25 Mbps  18446744073709551615    "
       "  4  yes    "
-      "fast     spine-a\n"
+      "fast     spine-a  1.25 Mbit/s, traffic is back since 22:15\n"
       "et9        ethernet  up    no    -       -              -      -          -                     -    "
       "  -  no     "
-      "-        -\n" );
+      "-        -        -\n" );
 }
 
 TEST_F( RunTest, showInterfacesTakesAUnit ) {
@@ -164,6 +167,7 @@ TEST_F( RunTest, showInterfaceGivesItInFull ) {
                "Profile:          fast\n"
                "State:            under-maint\n"
                "State since:      2023-11-14T22:15:00.000Z (20s ago)\n"
+               "Why:              1.25 Mbit/s, traffic is back since 22:15\n"
                "Monitored since:  2023-11-14T22:13:20.000Z (2m00s ago)\n"
                "Rates:            in 0 bps, out 1.25 Mbps\n"
                "Samples:          18446744073709551615\n"
@@ -275,16 +279,20 @@ TEST_F( RunTest, explainGivesEachInterfaceThatIsWaitedFor ) {
       R"({"unit":"a","state":"entering","stage":"drainwatch","settle-remaining-seconds":null,"stuck":false,
           "stuck-reason":null,"waiting":[{"interface":"et1","state":"enter-maint","profile":"fast","in-bps":5000000,
           "out-bps":0,"threshold-bps":100000,"load-interval-seconds":10,"quiet-seconds":5,"samples":"3",
-          "next-sample":"2023-11-14T22:15:22.500Z","shutdown-at":null,"reason":"is busy"}],
+          "next-sample":"2023-11-14T22:15:22.500Z","shutdown-at":null,"reason":"is busy"},
+          {"interface":"et3","reason":"is quiet","insight":{"code":"timing","text":"5 of 10 s quiet"}}],
           "skipped":[{"interface":"et2","reason":"is down"}]})" );
    EXPECT_EQ( rig.run( { "explain", "a" } ), ExitStatus::done );
    EXPECT_EQ(
       rig.out,
-      "a is entering, stage drainwatch; it waits for 1 interface.\n"
+      "a is entering, stage drainwatch; it waits for 2 interfaces.\n"
       "\n"
       "INTERFACE  STATE               IN    OUT  THRESHOLD  QUIET FOR  NEXT SAMPLE  SHUTDOWN  PROFILE  WHY\n"
       "et1        enter-maint  5.00 Mbps  0 bps   100 kbps  5s of 10s  in 3s        -         fast     is "
       "busy\n"
+      "et3        -                    -      -          -  - of -     -            -         -        5 of "
+      "10 "
+      "s quiet\n"
       "\n"
       "Not waited for:\n"
       "  INTERFACE  WHY\n"

@@ -40,6 +40,11 @@ std::string quietText( const Api::Waiting & waiting ) {
    return spanOrNothing( waiting.quietSeconds ) + " of " + spanOrNothing( waiting.loadIntervalSeconds );
 }
 
+/// In the words of the agent.
+std::string reasonText( const std::optional< Api::Reason > & reason ) {
+   return reason ? reason->text : nothing;
+}
+
 /// A newer agent may have more words.
 std::string driftText( const std::optional< std::string > & drift ) {
    if ( drift == "raised" )
@@ -105,6 +110,8 @@ std::string unitText( const Api::Unit & unit, Now now ) {
    Sheet sheet;
    sheet.line( "Unit", unit.name );
    sheet.line( "State", unit.state + ( unit.stage ? ", stage " + *unit.stage : "" ) );
+   if ( !unit.sentence.empty() )
+      sheet.line( "Now", unit.sentence );
    sheet.line( "Generation", std::to_string( unit.generation ) );
    sheet.line( "Since", timeAndAge( unit.since, now ) );
    sheet.line( "By", orNothing( unit.by ) );
@@ -137,14 +144,15 @@ std::string interfacesText( const std::vector< Api::Interface > & interfaces, No
         { "QUIET", right },
         { "SPIKE" },
         { "PROFILE" },
-        { "UNITS" } } );
+        { "UNITS" },
+        { "WHY" } } );
    for ( const Api::Interface & intf : interfaces )
       table.row(
          { intf.name, intf.kind, intf.linkState, yesNo( intf.shut ), orNothing( intf.drift ),
            orNothing( intf.state ), ageText( intf.stateTime, now ), rateText( intf.inBps ),
            rateText( intf.outBps ), countOrNothing( intf.samples ),
            countOrNothing( intf.consecutiveDrainedSamples ), yesNo( intf.spike ), orNothing( intf.profile ),
-           listText( intf.units ) } );
+           listText( intf.units ), reasonText( intf.reason ) } );
    return table.text();
 }
 
@@ -159,6 +167,7 @@ std::string interfaceText( const Api::Interface & intf, Now now ) {
    sheet.line( "Profile", orNothing( intf.profile ) );
    sheet.line( "State", intf.state ? *intf.state : "not monitored" );
    sheet.line( "State since", timeAndAge( intf.stateTime, now ) );
+   sheet.line( "Why", reasonText( intf.reason ) );
    sheet.line( "Monitored since", timeAndAge( intf.startTime, now ) );
    sheet.line( "Rates", "in " + rateText( intf.inBps ) + ", out " + rateText( intf.outBps ) );
    sheet.line( "Samples", countOrNothing( intf.samples ) );
@@ -276,7 +285,8 @@ std::string explanationText( const Api::Explanation & e, Now now ) {
          table.row(
             { w.interface, orNothing( w.state ), rateText( w.inBps ), rateText( w.outBps ),
               rateText( w.thresholdBps ), quietText( w ), aheadText( w.nextSample, now ),
-              aheadText( w.shutdownAt, now ), orNothing( w.profile ), w.reason } );
+              aheadText( w.shutdownAt, now ), orNothing( w.profile ),
+              w.insight ? w.insight->text : w.reason } );
       result += "\n" + table.text();
    }
    result += stagesText( e.stages, now );

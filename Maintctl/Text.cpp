@@ -20,28 +20,13 @@ bool isControl( std::string_view character ) {
           ( first == 0xC2 && static_cast< unsigned char >( character[1] ) < 0xA0 );
 }
 
-std::string twoParts( long large, const char * largeUnit, long small, const char * smallUnit ) {
-   char text[48];
-   std::snprintf( text, sizeof text, "%ld%s%02ld%s", large, largeUnit, small, smallUnit );
-   return text;
-}
-
 } // namespace
 
 std::string rateText( std::optional< double > bps ) {
    return bps && std::isfinite( *bps ) ? Api::rateText( *bps ) : nothing;
 }
 
-std::string spanText( double seconds ) {
-   const long whole = seconds > 0 && seconds < 1e12 ? static_cast< long >( seconds ) : 0;
-   if ( whole < 60 )
-      return std::to_string( whole ) + "s";
-   if ( whole < 3600 )
-      return twoParts( whole / 60, "m", whole % 60, "s" );
-   if ( whole < 86400 )
-      return twoParts( whole / 3600, "h", whole / 60 % 60, "m" );
-   return twoParts( whole / 86400, "d", whole / 3600 % 24, "h" );
-}
+std::string spanText( double seconds ) { return Api::spanText( seconds ); }
 
 std::string ageText( std::optional< double > time, std::optional< double > now ) {
    if ( !time )

@@ -42,11 +42,19 @@ json Answers::Json::number( double value ) {
    return std::isfinite( value ) ? json( value ) : json( nullptr );
 }
 
+json Answers::Json::number( const std::optional< double > & value ) {
+   return value ? number( *value ) : json( nullptr );
+}
+
 json Answers::Json::textOrNull( const std::string & value ) {
    return value.empty() ? json( nullptr ) : json( value );
 }
 
 json Answers::Json::counter( Vel::U64 value ) { return Api::counterText( value ); }
+
+json Answers::Json::ahead( std::optional< double > clockSeconds ) const {
+   return clockSeconds ? number( std::max( 0.0, *clockSeconds - commands.now() ) ) : json( nullptr );
+}
 
 json Answers::Json::time( double clockSeconds ) const {
    return clockSeconds > 0 ? json( Api::timeText( commands.wallTime( clockSeconds ) ) ) : json( nullptr );

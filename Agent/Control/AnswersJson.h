@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Agent/Control/Answers.h"
+#include "Agent/Control/Sentences.h"
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -19,9 +20,13 @@ struct Answers::Json {
    json unit( const Maintenance::Unit::Status & status ) const;
    /// The stages of the present or last run.
    json stages( const Maintenance::Unit::Status & status, const ControlCommands::Progress & progress ) const;
+   UnitFacts
+   facts( const Maintenance::Unit::Status & status, const ControlCommands::Progress & progress ) const;
 
    // AnswersOfInterfaces.cpp
    json interface( const Wire::IntfId & intf ) const;
+   /// Why it is not done yet; null if it has no record.
+   json reason( const Wire::IntfId & intf ) const;
 
    // AnswersOfWaiting.cpp
    json explanation( const Maintenance::Unit::Status & status ) const;
@@ -46,10 +51,13 @@ struct Answers::Json {
    json group( const std::string & name, const ControlCommands::Group & configured ) const;
    json problems( const std::vector< Problem > & list ) const;
    json agent() const;
+   /// Seconds from now on to a time of the agent's clock, 0 if it has passed.
+   json ahead( std::optional< double > clockSeconds ) const;
    /// A time of the agent's clock; null before it began.
    json time( double clockSeconds ) const;
    /// Null if it is not finite.
    static json number( double value );
+   static json number( const std::optional< double > & value );
    static json textOrNull( const std::string & value );
    static json counter( Vel::U64 value );
 };

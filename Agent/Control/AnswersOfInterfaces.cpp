@@ -26,9 +26,27 @@ json Answers::Json::interface( const Wire::IntfId & intf ) const {
       { "shut", model.cause->intfStatus( intf ) != nullptr },
       { "link-state", commands.linkState( intf ) },
       { "drift", textOrNull( commands.drift( intf ) ) },
+      { "reason", reason( intf ) },
       { "start-time", record ? time( record->startTime() ) : json( nullptr ) },
       { "state-time", record ? time( record->stateTime() ) : json( nullptr ) },
       { "last-sample-time", record ? time( record->lastSampleTime() ) : json( nullptr ) } };
+}
+
+json Answers::Json::reason( const Wire::IntfId & intf ) const {
+   const auto facts = reasonFacts( model, intf );
+   if ( !facts )
+      return nullptr;
+   return {
+      { "code", stringValue( facts->reason ) },
+      { "since", time( facts->since ) },
+      { "rate-bps", number( facts->rate ) },
+      { "threshold-bps", number( facts->threshold ) },
+      { "quiet-seconds", facts->quiet },
+      { "load-interval-seconds", number( facts->loadInterval ) },
+      { "eta-seconds", ahead( facts->eta ) },
+      { "shutdown-at", time( facts->shutdownAt.value_or( 0 ) ) },
+      { "trend", facts->trend == Trend::unknown ? json( nullptr ) : json( stringValue( facts->trend ) ) },
+      { "text", reasonText( *facts, commands ) } };
 }
 
 } // namespace Agent

@@ -7,6 +7,7 @@
 
 namespace Agent {
 
+using Maintenance::Unit::UnitState;
 using nlohmann::json;
 
 json Answers::Json::unit( const Maintenance::Unit::Status & status ) const {
@@ -20,6 +21,7 @@ json Answers::Json::unit( const Maintenance::Unit::Status & status ) const {
       for ( const auto & [group, none] : of->groupKeyRange() )
          groups.insert( group.name );
    const double deadline = run ? run->deadline() : 0;
+   const UnitFacts facts = this->facts( status, progress );
    return {
       { "name", name },
       { "state", unitStateText( status.state() ) },
@@ -37,7 +39,28 @@ json Answers::Json::unit( const Maintenance::Unit::Status & status ) const {
       { "violating", violating },
       { "total-violations", status.totalIntfTrafficViolations() },
       { "settling-since", progress.settlingSince ? time( *progress.settlingSince ) : json( nullptr ) },
-      { "groups", groups } };
+      { "groups", groups },
+      { "sentence", sentence( facts, commands ) },
+      { "eta-seconds", ahead( unitEta( facts ) ) } };
+}
+
+UnitFacts Answers::Json::facts(
+   const Maintenance::Unit::Status & status, const ControlCommands::Progress & progress ) const {
+   const std::string name = status.unitName();
+   UnitFacts result;
+   result.state = status.state();
+   result.progress = progress;
+   if ( const auto * run = model.unitRunDir->unitRun( name ) )
+      result.since = run->since();
+   result.stuck = stuckReason( status, progress );
+   if ( result.state != UnitState::enterInProgress && result.state != UnitState::maintenance )
+      return result;
+   for ( const auto & [text, intf] : interfacesOfUnit( model, name ) )
+      if ( auto facts = reasonFacts( model, intf ) )
+         result.interfaces.push_back( std::move( *facts ) );
+      else if ( result.state == UnitState::enterInProgress && !commands.uncounted( intf ).empty() )
+         result.uncounted.push_back( text );
+   return result;
 }
 
 json Answers::Json::stages(

@@ -32,7 +32,8 @@ json Answers::Json::waiting( const std::string & name, const Maintenance::MonInt
                           : json( nullptr ) },
       { "shutdown-at",
         shutInAnyCase ? time( record.startTime() + profile->shutdownMaxDelay() ) : json( nullptr ) },
-      { "reason", waitingText( model, record ) } };
+      { "reason", waitingText( model, record ) },
+      { "insight", reason( record.intfId() ) } };
 }
 
 json Answers::Json::waitingUncounted(
@@ -40,7 +41,7 @@ json Answers::Json::waitingUncounted(
    json result{ { "interface", name }, { "profile", textOrNull( profileOf( model, intf ) ) } };
    for ( const char * unknown :
          { "state", "in-bps", "out-bps", "threshold-bps", "load-interval-seconds", "quiet-seconds", "samples",
-           "next-sample", "shutdown-at" } )
+           "next-sample", "shutdown-at", "insight" } )
       result[unknown] = nullptr;
    result["reason"] = uncountedText( why );
    return result;

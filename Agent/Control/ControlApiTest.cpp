@@ -41,7 +41,7 @@ TEST_F( ControlApiTest, showsAUnitInFull ) {
          "deadline":"2023-11-14T23:14:20.000Z","overdue":false,
          "interfaces":{"total":3,"drained":2},"rates":{"in-bps":1500,"out-bps":2000},
          "violating":["et2"],"total-violations":3,"settling-since":"2023-11-14T23:13:19.000Z",
-         "groups":["tenants","uplinks"]})" ),
+         "groups":["tenants","uplinks"],"sentence":"2 of 3 drained; settling, 9s left","eta-seconds":9.0})" ),
       get( "units/u1" ) );
    now += 61;
    EXPECT_EQ( true, get( "units/u1" ).at( "overdue" ) );
@@ -54,7 +54,7 @@ TEST_F( ControlApiTest, leavesNothingOutOfAUnitOfWhichNothingIsKnown ) {
          R"({"name":"u2","state":"normal","stage":null,"stages":[],"generation":0,"since":null,"reason":null,
          "by":null,"deadline":null,"overdue":false,"interfaces":{"total":0,"drained":0},
          "rates":{"in-bps":0,"out-bps":0},"violating":[],"total-violations":0,"settling-since":null,
-         "groups":["shared"]})" ),
+         "groups":["shared"],"sentence":"normal","eta-seconds":null})" ),
       get( "units/u2" ) );
 }
 
@@ -70,10 +70,14 @@ TEST_F( ControlApiTest, showsAnInterfaceInFull ) {
    rig.sample( record, 1.5, 2.5, 4294967295 );
    record.spikeUnderMaintIs( true );
    rig.cause->intfStatusIs( rig.et1, rig.now );
+   rig.insight( rig.et1, Reason::shut );
    EXPECT_EQ(
       json::parse( R"({"name":"et1","kind":"ethernet","units":["u1"],"profile":"fast","state":"under-maint",
          "in-bps":1.5,"out-bps":2.5,"samples":"1","consecutive-drained-samples":"4294967295","spike":true,
          "shut":true,"link-state":"down","drift":"raised","start-time":"2023-11-14T23:12:20.000Z",
+         "reason":{"code":"shut","since":"2023-11-14T23:12:50.000Z","rate-bps":2.5,"threshold-bps":100000.0,
+            "quiet-seconds":21474836475.0,"load-interval-seconds":10.0,"eta-seconds":null,"shutdown-at":null,
+            "trend":null,"text":"shut since 23:12"},
          "state-time":"2023-11-14T23:12:30.000Z","last-sample-time":"2023-11-14T23:13:18.000Z"})" ),
       get( "interfaces/et1" ) );
 }
@@ -82,7 +86,7 @@ TEST_F( ControlApiTest, leavesNothingOutOfAnInterfaceWithoutARecord ) {
    EXPECT_EQ(
       json::parse( R"({"name":"et9","kind":"ethernet","units":[],"profile":null,"state":null,"in-bps":null,
          "out-bps":null,"samples":null,"consecutive-drained-samples":null,"spike":false,"shut":false,
-         "link-state":"up","drift":null,"start-time":null,"state-time":null,"last-sample-time":null})" ),
+         "link-state":"up","drift":null,"reason":null,"start-time":null,"state-time":null,"last-sample-time":null})" ),
       get( "interfaces/et9" ) );
 }
 
@@ -198,13 +202,17 @@ TEST_F( ControlApiTest, explainsWhatAUnitWaitsFor ) {
    rig.sample( rig.record( rig.et1, Maintenance::monIntfStateEnterMaint ), 5e4, 0, 1 );
    rig.record( rig.et2, Maintenance::monIntfStateUnderMaint );
    progress = { "drainwatch", 2, 1, std::nullopt, 10, "" };
+   rig.insight( rig.et1, Reason::timing ).etaIs( rig.now + 3 );
    EXPECT_EQ(
       json::parse( R"({"unit":"u1","state":"entering","stage":"drainwatch","settle-remaining-seconds":null,
          "stuck":false,"stuck-reason":null,"reason":null,"stages":[],"ending-earlier-command":false,
          "waiting":[{"interface":"et1","state":"enter-maint","profile":"fast","in-bps":50000.0,"out-bps":0.0,
             "threshold-bps":100000.0,"load-interval-seconds":10,"quiet-seconds":5.0,"samples":"1",
             "next-sample":"2023-11-14T23:13:23.000Z","shutdown-at":"2023-11-14T23:17:20.000Z",
-            "reason":"50.0 kbps, quiet for 5s of 10s"}],
+            "reason":"50.0 kbps, quiet for 5s of 10s",
+            "insight":{"code":"timing","since":"2023-11-14T23:12:50.000Z","rate-bps":50000.0,
+               "threshold-bps":100000.0,"quiet-seconds":5.0,"load-interval-seconds":10.0,"eta-seconds":3.0,
+               "shutdown-at":"2023-11-14T23:17:20.000Z","trend":null,"text":"5 of 10 s quiet"}}],
          "skipped":[{"interface":"vlan10","reason":"is not monitored yet"},
             {"interface":"missing","reason":"does not exist"}]})" ),
       get( "units/u1/explain" ) );
@@ -273,7 +281,7 @@ TEST_F( ControlApiTest, explainsThatAUnitWaitsForWhatNobodyCanCount ) {
    EXPECT_EQ(
       json::parse( R"([{"interface":"vlan10","state":null,"profile":"watch","in-bps":null,"out-bps":null,
          "threshold-bps":null,"load-interval-seconds":null,"quiet-seconds":null,"samples":null,
-         "next-sample":null,"shutdown-at":null,
+         "next-sample":null,"shutdown-at":null,"insight":null,
          "reason":"is up, and nobody can say what it carries: bridge \"br0\" does not filter VLANs"}])" ),
       explained.at( "waiting" ) );
    EXPECT_EQ( true, explained.at( "stuck" ) );

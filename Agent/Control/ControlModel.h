@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Agent/Model/EventLog.h"
+#include "Agent/Model/Insight.h"
 #include "Agent/Model/LinkJournal.h"
 #include "Agent/Model/UnitRun.h"
 #include "Api/Error.h"
@@ -39,6 +40,7 @@ struct ControlModel {
    Vel::Ptr< const Errdisable::CauseStatus > cause;
    Vel::Ptr< const LinkJournal > journal;
    Vel::Ptr< const EventLog > eventLog;
+   Vel::Ptr< const InsightDir > insightDir;
 };
 
 /// One thing that is wrong with the agent.

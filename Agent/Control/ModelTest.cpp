@@ -60,9 +60,16 @@ void ModelRig::sample( Maintenance::MonIntfStatus & record, double inBps, double
    record.curRatesIs( rates );
 }
 
+IntfInsight & ModelRig::insight( const Wire::IntfId & intf, Reason reason ) {
+   IntfInsight & insight = *insights->intfIs( intf );
+   insight.sinceIs( now - 30 );
+   insight.reasonIs( reason );
+   return insight;
+}
+
 ControlModel ModelRig::model() const {
-   return { units,       runs,   records,     interfaces, profiles, defaultProfile,
-            intfToGroup, groups, groupToUnit, cause,      journal,  eventLog };
+   return { units,  runs,        records, interfaces, profiles, defaultProfile, intfToGroup,
+            groups, groupToUnit, cause,   journal,    eventLog, insights };
 }
 
 } // namespace Agent

@@ -15,6 +15,8 @@ struct ModelRig {
    /// The record of an interface, made if it is missing.
    Maintenance::MonIntfStatus & record( const Wire::IntfId & intf, Maintenance::MonIntfState state );
    void sample( Maintenance::MonIntfStatus & record, double inBps, double outBps, unsigned quiet );
+   /// Why an interface with a record is not done yet, for 30 seconds; made if it is missing.
+   IntfInsight & insight( const Wire::IntfId & intf, Reason reason );
    ControlModel model() const;
 
    static constexpr double now = 1700000000;
@@ -33,6 +35,7 @@ struct ModelRig {
    Vel::Ptr< Errdisable::CauseStatus > cause = Vel::make< Errdisable::CauseStatus >( "maintenance-shutdown" );
    Vel::Ptr< LinkJournal > journal = Vel::make< LinkJournal >();
    Vel::Ptr< EventLog > eventLog = Vel::make< EventLog >();
+   Vel::Ptr< InsightDir > insights = Vel::make< InsightDir >();
 
  private:
    void member( const Wire::IntfId & intf, const std::string & group, const std::string & profile );
