@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Agent/Samples/Rates.h"
+#include "Agent/Samples/RateReader.h"
 
 #include <string>
 
@@ -31,7 +31,7 @@ struct SamplesRig {
       }
       countsAre( port, oldIn + in, oldOut + out );
    }
-   Rates::Model model() const { return { intfToGroupDir, statusDir, lagConfig, vlanStatusDir, pool }; }
+   RateReader::Model model() const { return { intfToGroupDir, statusDir, lagConfig, vlanStatusDir, pool }; }
 
    Vel::Ptr< IntfMaintenance::IntfToGroupDir > intfToGroupDir =
       Vel::make< IntfMaintenance::IntfToGroupDir >();

@@ -1,4 +1,4 @@
-#include "Agent/Samples/Rates.h"
+#include "Agent/Samples/RateReader.h"
 
 #include <algorithm>
 
@@ -19,14 +19,14 @@ between( const EthIntfStatistics & before, const EthIntfStatistics & after, doub
    rates.inBitsRate = static_cast< double >( after.inOctets - before.inOctets ) * 8 / seconds;
    rates.outBitsRate =
       static_cast< double >( after.outOctets.value() - before.outOctets.value() ) * 8 / seconds;
-   if ( std::max( rates.inBitsRate, rates.outBitsRate ) > Rates::impossibleRate )
+   if ( std::max( rates.inBitsRate, rates.outBitsRate ) > RateReader::impossibleRate )
       return std::nullopt;
    return rates;
 }
 
 } // namespace
 
-void Rates::read( double now ) {
+void RateReader::read( double now ) {
    now_ = now;
    ++reading_;
    all_.clear();
@@ -44,12 +44,12 @@ void Rates::read( double now ) {
    std::erase_if( ports_, [this]( const auto & port ) { return port.second.reading != reading_; } );
 }
 
-const IntfRates * Rates::rate( const Wire::IntfId & intf ) const {
+const IntfRates * RateReader::rate( const Wire::IntfId & intf ) const {
    const auto at = places_.find( intf );
    return at == places_.end() ? nullptr : &all_[at->second].second;
 }
 
-Rates::Maybe Rates::ratesOf( const Wire::IntfId & intf ) {
+RateReader::Maybe RateReader::ratesOf( const Wire::IntfId & intf ) {
    switch ( intf.kind() ) {
    case Wire::IntfId::Kind::ethernet:
       return ofPort( intf );
@@ -62,7 +62,7 @@ Rates::Maybe Rates::ratesOf( const Wire::IntfId & intf ) {
    }
 }
 
-Rates::Maybe Rates::ofPort( const Wire::IntfId & intf ) {
+RateReader::Maybe RateReader::ofPort( const Wire::IntfId & intf ) {
    const auto * const counterDir = model_.pool->intfCounterDir( intf );
    const auto * const counter = counterDir ? counterDir->counter( "current" ) : nullptr;
    if ( !counter )
@@ -80,7 +80,7 @@ Rates::Maybe Rates::ofPort( const Wire::IntfId & intf ) {
    return port.rates;
 }
 
-Rates::Maybe Rates::ofPortChannel( const Wire::IntfId & portChannel ) {
+RateReader::Maybe RateReader::ofPortChannel( const Wire::IntfId & portChannel ) {
    IntfRates sum;
    bool known = true;
    // All members are read, so that the next reading has something to begin at.
@@ -95,7 +95,7 @@ Rates::Maybe Rates::ofPortChannel( const Wire::IntfId & portChannel ) {
    return known ? Maybe( sum ) : std::nullopt;
 }
 
-Rates::Maybe Rates::ofVlan( const Wire::IntfId & vlanIntf ) {
+RateReader::Maybe RateReader::ofVlan( const Wire::IntfId & vlanIntf ) {
    IntfRates busiest;
    bool known = true;
    const Vel::U16 id = Wire::VlanIntfId::vlanId( vlanIntf );

@@ -22,7 +22,7 @@
 ///    what it carries and no more.
 namespace Agent {
 
-class Rates {
+class RateReader {
  public:
    /// Seconds between two readings; what lies further apart says nothing of the time between.
    static constexpr double longestInterval = 15;
@@ -37,7 +37,7 @@ class Rates {
       Vel::Ptr< const Bridging::VlanStatusDir > vlanStatusDir;
       Vel::Ptr< const VelPool::EntityManager > pool;
    };
-   explicit Rates( Model model ) : model_( std::move( model ) ) {}
+   explicit RateReader( Model model ) : model_( std::move( model ) ) {}
 
    /// Reads the counters, as they are at `now`, later than the time before, in seconds of the clock.
    void read( double now );

@@ -9,8 +9,8 @@ const Wire::PortChannelIntfId pc1( "pc1" );
 const Wire::VlanIntfId vlan10( "vlan10", 10 );
 const Wire::CpuIntfId bridge( "br0" );
 
-struct Rates : testing::Test, Agent::SamplesRig {
-   Agent::Rates rates{ model() };
+struct RateReader : testing::Test, Agent::SamplesRig {
+   Agent::RateReader rates{ model() };
    double now = 1.7e9;
 
    void read( double after = 5 ) { rates.read( now += after ); }
@@ -26,7 +26,7 @@ struct Rates : testing::Test, Agent::SamplesRig {
    }
 };
 
-TEST_F( Rates, ofAPortAreOctetsBetweenTwoReadingsOverTheTimeBetween ) {
+TEST_F( RateReader, ofAPortAreOctetsBetweenTwoReadingsOverTheTimeBetween ) {
    intfIs( et1 );
    countsAre( et1, 1000, 5000 );
    read();
@@ -41,7 +41,7 @@ TEST_F( Rates, ofAPortAreOctetsBetweenTwoReadingsOverTheTimeBetween ) {
    EXPECT_EQ( "et1 0/0", all() );
 }
 
-TEST_F( Rates, areOfInterfacesThatAreConfiguredAndThere ) {
+TEST_F( RateReader, areOfInterfacesThatAreConfiguredAndThere ) {
    intfIs( et1 );
    countsAre( et1, 0, 0 );
    countsAre( et2, 0, 0 );
@@ -54,7 +54,7 @@ TEST_F( Rates, areOfInterfacesThatAreConfiguredAndThere ) {
    EXPECT_EQ( nullptr, rates.rate( et2 ) );
 }
 
-TEST_F( Rates, ofAPortChannelAreTheSumOfItsMembers ) {
+TEST_F( RateReader, ofAPortChannelAreTheSumOfItsMembers ) {
    intfIs( pc1 );
    for ( const auto & port : { et1, et2 } ) {
       memberIs( port, pc1 );
@@ -67,7 +67,7 @@ TEST_F( Rates, ofAPortChannelAreTheSumOfItsMembers ) {
    EXPECT_EQ( "pc1 12000/8000", all() );
 }
 
-TEST_F( Rates, ofAVlanInterfaceAreThoseOfItsBusiestMemberInEachDirection ) {
+TEST_F( RateReader, ofAVlanInterfaceAreThoseOfItsBusiestMemberInEachDirection ) {
    intfIs( vlan10 );
    for ( const auto & port : { et1, et2, et3 } )
       countsAre( port, 0, 0 );
@@ -83,7 +83,7 @@ TEST_F( Rates, ofAVlanInterfaceAreThoseOfItsBusiestMemberInEachDirection ) {
    EXPECT_EQ( "vlan10 16000/8000", all() );
 }
 
-TEST_F( Rates, aMemberThatJoinsOrLeavesMovesTheSumByWhatItCarries ) {
+TEST_F( RateReader, aMemberThatJoinsOrLeavesMovesTheSumByWhatItCarries ) {
    for ( const auto & intf : { Wire::IntfId( pc1 ), Wire::IntfId( et2 ) } )
       intfIs( intf );
    countsAre( et1, 0, 0 );
@@ -106,7 +106,7 @@ TEST_F( Rates, aMemberThatJoinsOrLeavesMovesTheSumByWhatItCarries ) {
    EXPECT_EQ( "pc1 8000/0 et2 8000/0", all() );
 }
 
-TEST_F( Rates, aSumWithAMemberThatHasNoneYetIsAGap ) {
+TEST_F( RateReader, aSumWithAMemberThatHasNoneYetIsAGap ) {
    intfIs( pc1 );
    countsAre( et1, 0, 0 );
    countsAre( et2, 1'000'000'000, 0 );
@@ -122,14 +122,14 @@ TEST_F( Rates, aSumWithAMemberThatHasNoneYetIsAGap ) {
    EXPECT_EQ( "pc1 16000/0", all() );
 }
 
-TEST_F( Rates, withoutMembersAreZeroWhileTheInterfaceCounts ) {
+TEST_F( RateReader, withoutMembersAreZeroWhileTheInterfaceCounts ) {
    intfIs( pc1 );
    intfIs( vlan10 );
    read();
    EXPECT_EQ( "pc1 0/0 vlan10 0/0", all() );
 }
 
-TEST_F( Rates, countsThatGoBackAreAGapAndANewBeginning ) {
+TEST_F( RateReader, countsThatGoBackAreAGapAndANewBeginning ) {
    intfIs( et1 );
    countsAre( et1, 1000000, 1000000 );
    read();
@@ -144,7 +144,7 @@ TEST_F( Rates, countsThatGoBackAreAGapAndANewBeginning ) {
    EXPECT_EQ( "", all() ) << "one direction is enough";
 }
 
-TEST_F( Rates, countsNearTheEndOfTheirRangeGiveNothingAbsurd ) {
+TEST_F( RateReader, countsNearTheEndOfTheirRangeGiveNothingAbsurd ) {
    intfIs( et1 );
    countsAre( et1, ~Vel::U64( 0 ) - 4, ( Vel::U64( 1 ) << 63 ) - 5 );
    read();
@@ -156,7 +156,7 @@ TEST_F( Rates, countsNearTheEndOfTheirRangeGiveNothingAbsurd ) {
    EXPECT_EQ( "", all() );
 }
 
-TEST_F( Rates, moreThanAnyPortCarriesIsAGap ) {
+TEST_F( RateReader, moreThanAnyPortCarriesIsAGap ) {
    intfIs( et1 );
    countsAre( et1, 0, 0 );
    read();
@@ -168,7 +168,7 @@ TEST_F( Rates, moreThanAnyPortCarriesIsAGap ) {
    EXPECT_EQ( "et1 8000/0", all() );
 }
 
-TEST_F( Rates, aPortThatWasAwayBeginsAnew ) {
+TEST_F( RateReader, aPortThatWasAwayBeginsAnew ) {
    intfIs( et1 );
    countsAre( et1, 0, 0 );
    read();
@@ -183,7 +183,7 @@ TEST_F( Rates, aPortThatWasAwayBeginsAnew ) {
    EXPECT_EQ( "et1 8000/0", all() );
 }
 
-TEST_F( Rates, readingsThatAreFarApartAreAGap ) {
+TEST_F( RateReader, readingsThatAreFarApartAreAGap ) {
    intfIs( et1 );
    countsAre( et1, 0, 0 );
    read();
@@ -198,7 +198,7 @@ TEST_F( Rates, readingsThatAreFarApartAreAGap ) {
    EXPECT_EQ( "et1 8000/0", all() );
 }
 
-TEST_F( Rates, ofOtherKindsThereAreNone ) {
+TEST_F( RateReader, ofOtherKindsThereAreNone ) {
    for ( const auto & intf :
          { Wire::IntfId::other( "lo" ), Wire::IntfId( Wire::SubIntfId( "et1.5" ) ), Wire::IntfId( bridge ),
            Wire::IntfId( Wire::VlanIntfId( "vlan0", 0 ) ) } )

@@ -1,0 +1,102 @@
+#pragma once
+
+#include "Agent/Samples/RateReader.h"
+#include "Agent/Samples/SampleFile.h"
+#include "Agent/Samples/SampleFolder.h"
+#include "Agent/Samples/SampleTime.h"
+#include "Platform/Cog/Scheduler.h"
+#include "Platform/Cog/TimerWheel.h"
+
+#include <deque>
+#include <map>
+#include <memory>
+
+/// Purpose: samples what all configured interfaces carry, every 5 seconds, in maintenance or not, and keeps it in a file
+/// for each: 5 s for an hour, minutes for a week.
+/// Owner: the agent. It watches: what goes wrong with its files is shown, and everything else goes on.
+///
+/// A tick reads the counters as its turn has them and writes the first files; the rest is written in turns of its own, a
+/// few at a time, so that nobody waits for thousands of files. Nothing is synced.
+///
+/// Invariants:
+/// 1. Ticks are multiples of 5 s of the agent's clock. A turn that comes late is the tick that it is nearest to; those
+///    that it has missed have no sample.
+/// 2. A file of which no sample is younger than a week is removed, within a day. So an interface that is not
+///    configured any more is forgotten when its last sample is.
+namespace Agent {
+
+class Samples final : public SampleSource {
+ public:
+   /// Files that are written in one turn, if that takes no longer than `longestWrite` seconds.
+   static constexpr unsigned filesPerTurn = 64;
+   static constexpr double longestWrite = 0.002;
+   /// The file in the folder that says what the times of the samples mean.
+   static constexpr char noteName[] = "time";
+
+   /// What only the agent knows. All given.
+   struct Hooks {
+      /// Wall time of a time of the clock, in seconds.
+      std::function< double( double ) > wallTime;
+      /// Which clock it is (SampleTime).
+      std::string clock;
+   };
+   /// `folder`: where the files are; made if it is missing.
+   Samples(
+      Vel::Ptr< Cog::Scheduler > scheduler, Vel::Ptr< Cog::TimerWheel > wheel, RateReader::Model model,
+      std::string folder, Hooks hooks );
+   ~Samples();
+   Samples( const Samples & ) = delete;
+   Samples & operator=( const Samples & ) = delete;
+
+   const SampleSource::Rates & rates() const override { return rates_.all(); }
+   std::optional< Interface::IntfRates > rate( const Wire::IntfId & intf ) const override;
+   bool has( const std::string & name ) const override;
+   SampleCurve curve( const std::string & name, double from, double to ) const override;
+   void whenTicked( std::function< void() > call ) override { ticked_.push_back( std::move( call ) ); }
+
+   /// Something that is wrong with the files, since when; nothing: all is well.
+   struct Problem {
+      double since;
+      std::string text;
+   };
+   const std::optional< Problem > & problem() const { return problem_; }
+
+ private:
+   struct Tick final : Cog::TimerReactor< Samples > {
+      using TimerReactor::TimerReactor;
+      void onTime() override { sm()->handleTick(); }
+   };
+   void handleTick();
+   void begin();
+   void take();
+   void note();
+   void workSoon();
+   void work();
+   void write( const std::string & interface );
+   void forgetOld( const std::string & interface );
+   void findOld();
+   void failed( const std::string & text );
+   bool isOver( const SampleFile & file ) const;
+   Vel::U64 stepOf( double step ) const;
+   double now() const { return scheduler_->currentTime(); }
+
+   Vel::Ptr< Cog::Scheduler > scheduler_;
+   RateReader rates_;
+   SampleFolder folder_;
+   Hooks hooks_;
+   std::optional< SampleTime > time_;  ///< nothing: the folder was never open, and nothing is kept
+   std::optional< SampleTime > noted_; ///< as it is on disk
+   std::map< std::string, SampleFile, std::less<> > files_; ///< of what is sampled, by name
+   std::deque< std::string > toWrite_,
+      toCheck_; ///< interfaces whose files are to be written, to be looked at
+   std::vector< std::function< void() > > ticked_;
+   std::optional< Problem > problem_;
+   bool failed_ = false;               ///< since all files were written last
+   Vel::U64 lastStep_ = 0;             ///< of the last tick, in the time of the samples
+   Vel::U64 nextCheck_ = 0;            ///< step after which old files are looked for again
+   bool working_ = false;              ///< a turn for it is posted
+   std::shared_ptr< Samples * > self_; ///< shared with posted tasks, which may outlive this object
+   Vel::Watch< Tick > tick_;
+};
+
+} // namespace Agent
