@@ -33,8 +33,6 @@ constexpr const char * pluginName = "DrainWatchPlugin";
 constexpr const char * pluginFile = "libDrainWatchPlugin.so";
 constexpr const char * pluginEntry = "drainWatchPlugin";
 constexpr std::size_t fastLogBytes = 4 << 20;
-/// Seconds for which counters may be missing before the agent says that it is degraded.
-constexpr double countersPatience = 15;
 /// Seconds that links get to come up when all are released.
 constexpr double releasePatience = 30;
 
@@ -423,26 +421,6 @@ void Maintd::resumeWhenTheRootIsThere() {
    } );
    commands_->resume();
    stages_->resume();
-}
-
-std::vector< Agent::Problem > Maintd::problems() const {
-   std::vector< Agent::Problem > result;
-   if ( storeFailedSince_ > 0 )
-      result.push_back( { "store", storeFailedSince_, storeProblem_ } );
-   if ( const auto since = executor_->countersFailedSince(); since && now() - *since >= countersPatience )
-      result.push_back( { "counters", *since, executor_->countersProblem() } );
-   if ( const Vel::String problem = executor_->problem(); !problem.empty() )
-      result.push_back( { "switch", started_, problem } );
-   if ( !configurationErrors_.empty() )
-      result.push_back( { "configuration", started_, configurationErrors_.front() } );
-   if ( const auto problem = plugins_->problem( pluginName ) )
-      result.push_back( { "plug-in", started_, problem->message } );
-   for ( const auto & failure : commands_->failures() )
-      result.push_back(
-         { "stage", failure.since,
-           "unit " + failure.unit + " went back although stage " + failure.stage +
-              " failed: " + failure.text } );
-   return result;
 }
 
 std::optional< Api::Error > Maintd::hold() const {

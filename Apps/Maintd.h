@@ -109,6 +109,7 @@ class Maintd {
    std::string dump() const;
    void releaseTick();
    double now() const { return loop_->currentTime(); }
+   double wallTime( double clockTime ) const;
 
    MaintdOptions options_;
    MaintdWorld world_;

@@ -1,6 +1,7 @@
 #include "Apps/Maintd.h"
 
 #include "Apps/MaintdEntities.h"
+#include "Apps/MaintdViews.h"
 #include "Platform/Cog/RealTime.h"
 
 #include <sys/mman.h>
@@ -10,6 +11,8 @@ namespace Apps {
 
 namespace {
 constexpr const char * pluginName = "DrainWatchPlugin";
+/// Seconds for which counters may be missing before the agent says that it is degraded.
+constexpr double countersPatience = 15;
 
 const Vel::Entity * pointee( const Vel::Entity * entity, const char * attribute ) {
    const Vel::AttributeInfo * info = entity ? entity->typeInfo().attribute( attribute ) : nullptr;
@@ -61,13 +64,17 @@ Agent::ControlCommands Maintd::commands() {
       return drift == Agent::Drift::none ? std::string() : stringValue( drift );
    };
    c.whenCommitted = [this]( std::function< void() > call ) { loop_->effectIs( std::move( call ) ); };
-   c.wallTime = [this]( double clockTime ) {
-      if ( Vel::ptrCast< Cog::VirtualTime >( world_.time ) )
-         return clockTime;
-      return clockTime + Cog::RealTime::wallTime() - loop_->liveTime();
-   };
+   c.wallTime = [this]( double clockTime ) { return wallTime( clockTime ); };
    c.now = [this] { return now(); };
+   c.samples = &views_->samples;
    return c;
+}
+
+/// Wall time of a time of the clock, as wall time is set now.
+double Maintd::wallTime( double clockTime ) const {
+   if ( Vel::ptrCast< Cog::VirtualTime >( world_.time ) )
+      return clockTime;
+   return clockTime + Cog::RealTime::wallTime() - loop_->liveTime();
 }
 
 std::vector< Agent::ControlCommands::Stage > Maintd::stageFacts( const std::string & unit ) const {
@@ -113,6 +120,27 @@ Agent::ControlCommands::AgentFacts Maintd::facts() const {
    result.turns = loop_->turns();
    result.turnSeconds = loop_->turnTimes().total();
    result.longestTurn = loop_->turnTimes().longest( now() );
+   return result;
+}
+
+std::vector< Agent::Problem > Maintd::problems() const {
+   std::vector< Agent::Problem > result;
+   if ( storeFailedSince_ > 0 )
+      result.push_back( { "store", storeFailedSince_, storeProblem_ } );
+   if ( const auto since = executor_->countersFailedSince(); since && now() - *since >= countersPatience )
+      result.push_back( { "counters", *since, executor_->countersProblem() } );
+   if ( const Vel::String problem = executor_->problem(); !problem.empty() )
+      result.push_back( { "switch", started_, problem } );
+   if ( !configurationErrors_.empty() )
+      result.push_back( { "configuration", started_, configurationErrors_.front() } );
+   if ( const auto problem = plugins_->problem( pluginName ) )
+      result.push_back( { "plug-in", started_, problem->message } );
+   for ( const auto & failure : commands_->failures() )
+      result.push_back(
+         { "stage", failure.since,
+           "unit " + failure.unit + " went back although stage " + failure.stage +
+              " failed: " + failure.text } );
+   views_->addProblems( result );
    return result;
 }
 

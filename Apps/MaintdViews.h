@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Agent/Insight/Insight.h"
+#include "Agent/Samples/Samples.h"
 #include "Apps/MaintdEntities.h"
 
 namespace Apps {
@@ -12,8 +13,11 @@ struct Maintd::Views {
    explicit Views( Maintd & agent );
    /// Called in each turn before it is committed, when all that decides has been done.
    void turnEnds() { insight.turnEnds(); }
+   /// What is wrong with what is shown.
+   void addProblems( std::vector< Agent::Problem > & problems ) const;
 
    Agent::Insight insight;
+   Agent::Samples samples;
 };
 
 } // namespace Apps

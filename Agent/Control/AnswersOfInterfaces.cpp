@@ -10,15 +10,20 @@ using nlohmann::json;
 
 json Answers::Json::interface( const Wire::IntfId & intf ) const {
    const auto * record = model.monIntfStatusDir->monIntfStatus( intf );
-   const bool sampled = record && record->totalSamples() > 0;
+   const bool monitored = record && record->totalSamples() > 0;
+   std::optional< Interface::IntfRates > rates;
+   if ( monitored )
+      rates = record->curRates();
+   else if ( commands.samples )
+      rates = commands.samples->rate( intf );
    return {
       { "name", intf.name() },
       { "kind", kindText( intf.kind() ) },
       { "units", unitsOfInterface( model, intf ) },
       { "profile", textOrNull( profileOf( model, intf ) ) },
       { "state", record ? json( monStateText( record->state() ) ) : json( nullptr ) },
-      { "in-bps", sampled ? number( record->curRates().inBitsRate ) : json( nullptr ) },
-      { "out-bps", sampled ? number( record->curRates().outBitsRate ) : json( nullptr ) },
+      { "in-bps", rates ? number( rates->inBitsRate ) : json( nullptr ) },
+      { "out-bps", rates ? number( rates->outBitsRate ) : json( nullptr ) },
       { "samples", record ? counter( record->totalSamples() ) : json( nullptr ) },
       { "consecutive-drained-samples",
         record ? counter( record->numConsecutiveDrainedSamples() ) : json( nullptr ) },

@@ -2,6 +2,7 @@
 
 #include "Agent/Control/Exposition.h"
 #include "Agent/Control/Page.h"
+#include "Agent/Control/SampleAnswers.h"
 #include "Api/Names.h"
 #include "Config/Duration.h"
 #include "Platform/Vel/Trace.h"
@@ -146,6 +147,7 @@ const ControlApi::Route ControlApi::routes[] = {
    { "GET", "units/*/explain", &ControlApi::getExplanation },
    { "GET", "interfaces", &ControlApi::getInterfaces },
    { "GET", "interfaces/*", &ControlApi::getInterface },
+   { "GET", "samples", &ControlApi::getSamples },
    { "GET", "profiles", &ControlApi::getProfiles },
    { "GET", "groups", &ControlApi::getGroups },
    { "GET", "counters", &ControlApi::getCounters },
@@ -232,6 +234,10 @@ void ControlApi::getInterfaces( const Call & call ) {
 
 void ControlApi::getInterface( const Call & call ) {
    call.answer( { 200, answers_.interface( call.path[1] ) } );
+}
+
+void ControlApi::getSamples( const Call & call ) {
+   call.answer( { 200, sampleAnswer( model_, commands_, call.request.query ) } );
 }
 
 void ControlApi::getProfiles( const Call & call ) { call.answer( { 200, answers_.profiles() } ); }

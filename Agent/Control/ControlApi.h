@@ -45,6 +45,7 @@ class ControlApi {
    void getExplanation( const Call & call );
    void getInterfaces( const Call & call );
    void getInterface( const Call & call );
+   void getSamples( const Call & call );
    void getProfiles( const Call & call );
    void getGroups( const Call & call );
    void getCounters( const Call & call );

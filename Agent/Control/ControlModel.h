@@ -3,6 +3,7 @@
 #include "Agent/Model/EventLog.h"
 #include "Agent/Model/Insight.h"
 #include "Agent/Model/LinkJournal.h"
+#include "Agent/Model/Samples.h"
 #include "Agent/Model/UnitRun.h"
 #include "Api/Error.h"
 #include "Platform/Model/Errdisable.h"
@@ -45,8 +46,9 @@ struct ControlModel {
 
 /// One thing that is wrong with the agent.
 struct Problem {
-   std::string what; ///< a word: "store", "counters", "configuration", "plug-in", "switch", "stage"
-   double since;     ///< seconds of the agent's clock
+   std::string
+      what;      ///< a word: "store", "counters", "configuration", "plug-in", "switch", "stage", "samples"
+   double since; ///< seconds of the agent's clock
    std::string text;
 };
 
@@ -140,6 +142,8 @@ struct ControlCommands {
    /// Wall time, for display, of a time of the agent's clock; seconds since 1970.
    std::function< double( double ) > wallTime;
    std::function< double() > now;
+   /// What interfaces carry and have carried; null: nobody samples.
+   const SampleSource * samples = nullptr;
 };
 
 } // namespace Agent

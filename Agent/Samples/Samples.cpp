@@ -72,6 +72,8 @@ void Samples::handleTick() {
    const double step = stepEndedAt( now() );
    // The end of the next one, if there is time enough until then.
    tick_->timeMinIs( ( step + 2 ) * period );
+   if ( !hooks_.countersFresh() )
+      return;
    rates_.read( now() );
    if ( !time_ )
       begin();

@@ -35,6 +35,8 @@ class Samples final : public SampleSource {
 
    /// What only the agent knows. All given.
    struct Hooks {
+      /// Whether the counters are those of this turn; reads them unless they are.
+      std::function< bool() > countersFresh;
       /// Wall time of a time of the clock, in seconds.
       std::function< double( double ) > wallTime;
       /// Which clock it is (SampleTime).

@@ -1,0 +1,163 @@
+#include "Agent/Control/SampleAnswers.h"
+
+#include "Agent/Control/ControlApiRigTest.h"
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using nlohmann::json;
+
+/// Samples of et1: the number of seconds since the beginning of the range that is asked for, in thousands.
+class KnownSamples final : public Agent::SampleSource {
+ public:
+   const Rates & rates() const override { return rates_; }
+   std::optional< Interface::IntfRates > rate( const Wire::IntfId & intf ) const override {
+      for ( const auto & [of, rates] : rates_ )
+         if ( of == intf )
+            return rates;
+      return std::nullopt;
+   }
+   bool has( const std::string & name ) const override { return name == "old1"; }
+   Agent::SampleCurve curve( const std::string & name, double from, double to ) const override {
+      asked = { from, to };
+      Agent::SampleCurve curve;
+      curve.start = from;
+      curve.step = to - from > fineRange ? 60 : 5;
+      for ( double time = from; time < to; time += curve.step ) {
+         const float unknown = std::numeric_limits< float >::quiet_NaN();
+         const bool known = name == "et1" && time != from;
+         curve.in.push_back( known ? static_cast< float >( ( time - from ) * 1000.5 ) : unknown );
+         curve.out.push_back( known ? 1e13f : unknown );
+      }
+      return curve;
+   }
+   void whenTicked( std::function< void() > ) override {}
+
+   Rates rates_;
+   mutable std::pair< double, double > asked;
+};
+
+class SampleAnswers : public Agent::ControlApiRig {
+ protected:
+   SampleAnswers() {
+      commands.samples = &samples;
+      api = std::make_unique< Agent::ControlApi >( rig.model(), commands );
+   }
+   json shown( const std::string & query ) { return json::parse( got( "samples?" + query ) ); }
+   std::string refusedFor( const std::string & query, int status = 400 ) {
+      EXPECT_EQ( status, ask( "GET", "/api/v1/samples?" + query ) ) << reply.body;
+      return refused();
+   }
+   KnownSamples samples;
+};
+
+TEST_F( SampleAnswers, areTheRatesAtEqualStepsAndNullWhereNothingIsKnown ) {
+   EXPECT_EQ(
+      json::parse( R"({"step-seconds":5,"start":"2023-11-14T23:13:00.000Z","interfaces":{"et1":{
+         "in-bps":[null,5002.5,10005,15007.5],"out-bps":[null,9999999827968,9999999827968,9999999827968]}}})" ),
+      shown( "interface=et1&last=20" ) );
+   EXPECT_EQ( std::pair( rig.now - 20, rig.now ), samples.asked );
+}
+
+TEST_F( SampleAnswers, areOfAllInterfacesThatAreNamedOrOfAUnit ) {
+   const json named = shown( "interface=et9&interface=et1&interface=et9&last=5" );
+   EXPECT_EQ(
+      R"({"et1":{"in-bps":[null],"out-bps":[null]},"et9":{"in-bps":[null],"out-bps":[null]}})",
+      named.at( "interfaces" ).dump() );
+   const json ofUnit = shown( "unit=u1&last=5" ).at( "interfaces" );
+   EXPECT_EQ( 3u, ofUnit.size() );
+   EXPECT_TRUE( ofUnit.contains( "vlan10" ) );
+}
+
+TEST_F( SampleAnswers, areOfAnHourUnlessToldOtherwise ) {
+   shown( "interface=et1" );
+   EXPECT_EQ( std::pair( rig.now - 3600, rig.now ), samples.asked );
+   EXPECT_EQ( 60, shown( "interface=et1&last=2h" ).at( "step-seconds" ) );
+   EXPECT_EQ( std::pair( rig.now - 7200, rig.now ), samples.asked );
+   shown( "interface=et1&last=604800" );
+   EXPECT_EQ( rig.now - 604800, samples.asked.first );
+}
+
+TEST_F( SampleAnswers, endWhenTheyAreAskedToInWallTime ) {
+   // Wall time is an hour ahead of the clock here.
+   shown( "interface=et1&last=10&until=2023-11-14T23:00:00Z" );
+   EXPECT_EQ( std::pair( rig.now - 810, rig.now - 800 ), samples.asked );
+   shown( "interface=et1&last=10&until=2033-11-14T23:00:00Z" );
+   EXPECT_EQ( std::pair( rig.now - 10, rig.now ), samples.asked );
+}
+
+TEST_F( SampleAnswers, areThereForInterfacesThatWereOnceAndThatMayCome ) {
+   EXPECT_EQ( 1u, shown( "interface=old1&last=5" ).at( "interfaces" ).size() );
+   commands.groups = [] {
+      return std::map< std::string, Agent::ControlCommands::Group >{ { "g", { {}, { "et77" } } } };
+   };
+   api = std::make_unique< Agent::ControlApi >( rig.model(), commands );
+   EXPECT_EQ( 1u, shown( "interface=et77&last=5" ).at( "interfaces" ).size() );
+}
+
+TEST_F( SampleAnswers, areRefusedForWhatIsNotThere ) {
+   EXPECT_EQ( R"(not-found "et77")", refusedFor( "interface=et1&interface=et77", 404 ) );
+   EXPECT_EQ( R"(not-found "nowhere")", refusedFor( "unit=nowhere", 404 ) );
+   EXPECT_EQ( "not-found null", refusedFor( "interface=", 404 ) );
+}
+
+TEST_F( SampleAnswers, areRefusedForArgumentsThatMakeNoSense ) {
+   for ( const auto & [query, why] : std::initializer_list< std::pair< const char *, const char * > >{
+            { "", R"(either "interface" or "unit" says whose samples are asked for)" },
+            { "interface=et1&unit=u1", R"(either "interface" or "unit" says whose samples are asked for)" },
+            { "unit=u1&unit=u2", R"("unit" is there more than once)" },
+            { "interface=et1&last=5&last=6", R"("last" is there more than once)" },
+            { "interface=et1&last=0", R"("last" is out of range: above 0 and up to 7 days)" },
+            { "interface=et1&last=-5", R"("last" is out of range: above 0 and up to 7 days)" },
+            { "interface=et1&last=nan", R"("last" is out of range: above 0 and up to 7 days)" },
+            { "interface=et1&last=604801", R"("last" is out of range: above 0 and up to 7 days)" },
+            { "interface=et1&last=", R"("last" is neither a number of seconds nor a time: )" },
+            { "interface=et1&last=5x", R"("last" is neither a number of seconds nor a time: )" },
+            { "interface=et1&until=noon", R"("until" is no time like 2026-03-01T12:00:00Z)" },
+            { "interface=et1&step=5", R"("step" is not known here)" } } ) {
+      SCOPED_TRACE( query );
+      EXPECT_EQ( 0u, refusedFor( query ).find( "bad-request" ) );
+      EXPECT_EQ(
+         0u, json::parse( reply.body ).at( "error" ).at( "message" ).get< std::string >().find( why ) )
+         << reply.body;
+   }
+}
+
+TEST_F( SampleAnswers, areRefusedWhereTheyAreTooMany ) {
+   std::string query = "last=1h";
+   for ( int i = 0; i < 209; ++i ) {
+      const Wire::EthIntfId intf( "x" + std::to_string( i ) );
+      rig.interfaces->intfStatusIs( intf );
+      query += "&interface=x" + std::to_string( i );
+      if ( i == 207 ) {
+         EXPECT_EQ( 208u, shown( query ).at( "interfaces" ).size() );
+      }
+   }
+   EXPECT_EQ( 0u, refusedFor( query ).find( "bad-request" ) );
+}
+
+TEST_F( SampleAnswers, giveAnInterfaceThatNobodyMonitorsItsRates ) {
+   Interface::IntfRates rates;
+   rates.inBitsRate = 1234;
+   rates.outBitsRate = 5678;
+   samples.rates_ = { { rig.et1, rates }, { rig.et2, rates } };
+   const json et1 = json::parse( got( "interfaces/et1" ) );
+   EXPECT_EQ( 1234, et1.at( "in-bps" ) );
+   EXPECT_EQ( 5678, et1.at( "out-bps" ) );
+   EXPECT_EQ( nullptr, json::parse( got( "interfaces/et9" ) ).at( "in-bps" ) );
+   // A record counts as soon as it has a sample.
+   auto & record = rig.record( rig.et2, Maintenance::monIntfStateEnterMaint );
+   EXPECT_EQ( 1234, json::parse( got( "interfaces/et2" ) ).at( "in-bps" ) );
+   rig.sample( record, 7, 8, 0 );
+   EXPECT_EQ( 7, json::parse( got( "interfaces/et2" ) ).at( "in-bps" ) );
+}
+
+TEST_F( SampleAnswers, areRefusedIfNobodySamples ) {
+   commands.samples = nullptr;
+   api = std::make_unique< Agent::ControlApi >( rig.model(), commands );
+   EXPECT_EQ( 0u, refusedFor( "interface=et1", 503 ).find( "unavailable" ) );
+   EXPECT_EQ( nullptr, json::parse( got( "interfaces/et1" ) ).at( "in-bps" ) );
+}
+
+} // namespace
