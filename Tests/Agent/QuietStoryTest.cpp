@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-/// Nothing is under maintenance for a long time, so nothing is sampled and no counter is read.
+/// Nothing is under maintenance for a long time, so nothing is monitored; counters are read for the samples only.
 namespace {
 
 using Tests::AgentRig;
@@ -41,7 +41,7 @@ TEST( QuietStory, interfaceThatJoinsByAConfigurationBeginsWithWhatItHasCarriedBy
    AgentRig rig( text );
    rig.traffic( "et3", 1e6 );
    rig.start();
-   // Under maintenance without an interface: nothing is sampled.
+   // Under maintenance without an interface: nothing is monitored.
    EXPECT_EQ( 202, rig.post( "units/u2/enter" ) );
    rig.runUntil( 36000 );
    EXPECT_EQ( "\"maintenance\"", rig.fact( "units/u2", "state" ) );

@@ -34,6 +34,8 @@ simulated:
   ports: {et1: {}, et2: {}, et3: {}}
   vlans: {10: {name: vlan10, members: [et3]}}
 """
+# Of routes that cannot be asked without one.
+QUERIES = {"/api/v1/samples": "?unit=u1&last=2m"}
 
 
 class AnswersTest(unittest.TestCase):
@@ -63,7 +65,8 @@ class AnswersTest(unittest.TestCase):
 
     def look(self):
         """Asks for everything that can be shown; the answers by path."""
-        paths = [route.path for route in routes() if route.method == "GET" and not re.search("[A-Z]", route.path)]
+        paths = [route.path + QUERIES.get(route.path, "") for route in routes()
+                 if route.method == "GET" and not re.search("[A-Z]", route.path)]
         for unit in ("u1", "u2"):
             paths += [f"/api/v1/units/{unit}", f"/api/v1/units/{unit}/explain", f"/api/v1/interfaces?unit={unit}"]
         paths += [f"/api/v1/interfaces/{name}" for name in ("et1", "et2", "et3", "vlan10")]
@@ -200,6 +203,9 @@ class Trouble(AnswersTest):
             ("GET", "/api/v1/units/nobody/explain", None, 404, "not-found"),
             ("GET", "/api/v1/interfaces?unit=nobody", None, 404, "not-found"),
             ("GET", "/api/v1/interfaces/nobody", None, 404, "not-found"),
+            ("GET", "/api/v1/samples", None, 400, "bad-request"),
+            ("GET", "/api/v1/samples?interface=et1&last=169h", None, 400, "bad-request"),
+            ("GET", "/api/v1/samples?interface=nobody", None, 404, "not-found"),
             ("GET", "/api/v1/nothing", None, 404, "not-found"),
             ("DELETE", "/api/v1/units/u1", None, 405, "method-not-allowed"),
             ("POST", "/api/v1/units/nobody/enter", {}, 404, "not-found"),
