@@ -41,6 +41,12 @@ class Samples : public testing::Test, protected Agent::SamplesRig {
       clock = Vel::make< Cog::ManualClock >( time );
       clockName += "'";
    }
+   /// Time goes by in one turn, and then a minute as it should.
+   void goOn( double seconds ) {
+      clock->spend( seconds );
+      clock->runTurn();
+      clock->advance( 60 );
+   }
    double now() const { return clock->currentTime(); }
 
    /// The last steps of a curve: "8000/4000 - 8000/4000".
@@ -306,15 +312,12 @@ TEST_F( Samples, ofAnInterfaceThatIsNotConfiguredAnyMoreAreForgottenAfterAWeek )
    start();
    clock->advance( 300 );
    intfToGroupDir->intfToGroupDel( et2 );
-   clock->spend( 3 * 86400 );
-   clock->advance( 60 );
+   goOn( 3 * 86400 );
    EXPECT_TRUE( samples->has( "et2" ) );
    EXPECT_TRUE( exists( "et2.samples" ) );
-   clock->spend( 3 * 86400 );
-   clock->advance( 60 );
+   goOn( 3 * 86400 );
    EXPECT_TRUE( exists( "et2.samples" ) );
-   clock->spend( 2 * 86400 );
-   clock->advance( 60 );
+   goOn( 2 * 86400 );
    EXPECT_FALSE( samples->has( "et2" ) );
    EXPECT_FALSE( exists( "et2.samples" ) );
    EXPECT_TRUE( exists( "et1.samples" ) );
