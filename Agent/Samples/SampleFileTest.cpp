@@ -156,14 +156,14 @@ TEST_F( SampleFileStory, garbageCostsTheBlocksThatItHitsAndIsNeverShown ) {
    const std::string whole = bytes( "et1.samples" );
    const Vel::U64 begin = first / 12;
    const std::size_t before = count( SampleFile( "et1" ), minuteRing, begin, weekOfSteps / 12 );
-   std::mt19937 random( 1 );
+   std::mt19937 seeded( 1 );
    for ( int round = 0; round < 200; ++round ) {
-      const std::size_t at = random() % whole.size();
-      const std::size_t length = 1 + random() % ( round % 2 ? 5000 : 8 );
+      const std::size_t at = seeded() % whole.size();
+      const std::size_t length = 1 + seeded() % ( round % 2 ? 5000 : 8 );
       SCOPED_TRACE( testing::Message() << round << ": " << length << " bytes at " << at );
       std::string spoilt = whole;
       for ( std::size_t i = at; i < std::min( at + length, whole.size() ); ++i )
-         spoilt[i] = static_cast< char >( random() );
+         spoilt[i] = static_cast< char >( seeded() );
       bytesAre( "et1.samples", spoilt );
       // Each sample that is shown is compared with the one that was added.
       ASSERT_GE(
@@ -174,10 +174,10 @@ TEST_F( SampleFileStory, garbageCostsTheBlocksThatItHitsAndIsNeverShown ) {
 }
 
 TEST_F( SampleFileStory, anythingElseUnderTheNameIsOverwrittenAndNotShown ) {
-   std::mt19937 random( 1 );
+   std::mt19937 seeded( 1 );
    std::string noise( 200000, '\0' );
    for ( char & byte : noise )
-      byte = static_cast< char >( random() );
+      byte = static_cast< char >( seeded() );
    for ( const std::string & found : { std::string( "text" ), noise, std::string( 94080, '\0' ) } ) {
       bytesAre( "et1.samples", found );
       EXPECT_EQ( "", known( SampleFile( "et1" ), fineRing, first, 720 ) );
@@ -251,7 +251,7 @@ TEST_F( SampleFileStory, withoutRoomNothingIsLeftOfANewFile ) {
 }
 
 TEST_F( SampleFileStory, aProcessThatIsKilledAtAnyMomentLosesNothingThatItHasWritten ) {
-   std::mt19937 random( 1 );
+   std::mt19937 seeded( 1 );
    Vel::U64 step = first;
    for ( int round = 0; round < 60; ++round ) {
       int ends[2];
@@ -269,7 +269,7 @@ TEST_F( SampleFileStory, aProcessThatIsKilledAtAnyMomentLosesNothingThatItHasWri
       }
       close( ends[1] );
       Vel::U64 written = 0;
-      for ( unsigned reports = 1 + random() % 100; reports > 0; --reports )
+      for ( unsigned reports = 1 + seeded() % 100; reports > 0; --reports )
          ASSERT_EQ( static_cast< ssize_t >( sizeof written ), read( ends[0], &written, sizeof written ) );
       kill( child, SIGKILL );
       while ( read( ends[0], &written, sizeof written ) == sizeof written )
