@@ -290,7 +290,7 @@ TEST_F( RunTest, explainGivesEachInterfaceThatIsWaitedFor ) {
       "INTERFACE  STATE               IN    OUT  THRESHOLD  QUIET FOR  NEXT SAMPLE  SHUTDOWN  PROFILE  WHY\n"
       "et1        enter-maint  5.00 Mbps  0 bps   100 kbps  5s of 10s  in 3s        -         fast     is "
       "busy\n"
-      "et3        -                    -      -          -  - of -     -            -         -        5 of "
+      "et3        -                    -      -          -     - of -  -            -         -        5 of "
       "10 "
       "s quiet\n"
       "\n"

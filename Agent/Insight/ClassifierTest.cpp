@@ -1,4 +1,4 @@
-#include "Agent/Insight/SeriesTest.h"
+#include "Agent/Insight/SeriesRig.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
