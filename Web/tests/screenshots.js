@@ -31,7 +31,7 @@ profiles:
 default-profile: fast
 groups:
   uplinks: {interfaces: [et1, et2, et3, et4, et5, bond0]}
-  tenants: {vlans: [10, 20], profile: watch}
+  tenants: {vlans: [10], profile: watch}
   others:  {interfaces: [et6]}
 units:
   spine-a: {groups: [uplinks, tenants]}
@@ -51,7 +51,6 @@ simulated:
   port-channels: {bond0: [et7, et8]}
   vlans:
     10: {name: vlan10, members: [et9]}
-    20: {name: vlan20, members: [et5]}
 ` );
 const browser = await launch();
 try {
@@ -62,7 +61,7 @@ try {
    for ( let time = 0; time < 205; time += 5 )
       await agent.advance( 5 );
    for ( const colorScheme of [ 'light', 'dark' ] ) {
-      const { page, context, wrong } = await open( browser, `${agent.address}#/unit/spine-a`, { colorScheme, viewport: { width: 1200, height: 800 } } );
+      const { page, context, wrong } = await open( browser, `${agent.address}#/unit/spine-a`, { colorScheme, viewport: { width: 1280, height: 860 } } );
       await soon( async () => {
          if ( await page.locator( '.panel canvas' ).count() < 6 )
             throw new Error( 'curves are missing' );
