@@ -46,8 +46,8 @@ class Page {
          event.preventDefault();
          this.main.focus();
       } }, 'To the content' );
-      document.body.replaceChildren( skip,
-         h( 'header', { class: 'top' }, h( 'a', { class: 'brand', href: '#/' }, 'drainwatch' ),
+      document.body.replaceChildren(
+         h( 'header', { class: 'top' }, skip, h( 'a', { class: 'brand', href: '#/' }, 'drainwatch' ),
             h( 'nav', { 'aria-label': 'Views' }, this.nav ),
             h( 'div', { class: 'right' }, this.about, this.clock, this.link ) ),
          h( 'div', { class: 'banners' }, this.stale, this.problems ), this.main, this.spoken );

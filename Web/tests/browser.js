@@ -59,10 +59,9 @@ export async function soon( check, limit = 20000 ) {
       }
 }
 
-/** What axe finds that is serious or worse, each as one line. */
+/** What axe finds, be it serious or not, each as one line. */
 export async function axe( page ) {
    await page.evaluate( source );
    const { violations } = await page.evaluate( () => globalThis.axe.run() );
-   return violations.filter( ( { impact } ) => impact === 'serious' || impact === 'critical' )
-      .map( ( { id, nodes } ) => `${id}: ${nodes.map( ( node ) => `${node.target.join( ' ' )} ${node.failureSummary}` ).join( '; ' )}` );
+   return violations.map( ( { id, impact, nodes } ) => `${impact} ${id}: ${nodes.map( ( node ) => `${node.target.join( ' ' )} ${node.failureSummary}` ).join( '; ' )}` );
 }

@@ -130,7 +130,7 @@ export class Fake {
    }
    /** Something happens. */
    event( type, subject, what, words = what ) {
-      const event = { sequence: this.last + 1, time: iso( Date.now() / 1000 ), type, subject, what, text: words };
+      const event = { sequence: this.last + 1, time: iso( Date.now() / 1000 ), type, subject, what, units: [ 'u1' ], text: words };
       this.events.push( event );
       for ( const reply of this.streams )
          reply.write( text( event ) );

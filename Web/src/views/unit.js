@@ -88,8 +88,7 @@ export class UnitView {
       shown( this.violations, violating.size > 0 || unit[ 'total-violations' ] > 0 );
       this.violatingRows.update( interfaces.filter( ( intf ) => violating.has( intf.name ) ) );
       text( this.violatingCount, `${unit[ 'total-violations' ]} samples above the threshold in this maintenance` );
-      const own = new Set( [ name, ...interfaces.map( ( intf ) => intf.name ) ] );
-      this.events.update( model.events.filter( ( event ) => own.has( event.subject ) ).slice( -30 ) );
+      this.events.update( model.events.filter( ( event ) => event.subject === name || event.units?.includes( name ) ).slice( -30 ) );
    }
    async readRecords() {
       try {
