@@ -1,43 +1,12 @@
 #include "Agent/Commands/Commands.h"
 
 #include "Agent/Commands/Protocol.h"
-#include "Platform/Vel/Trace.h"
 
 #include <algorithm>
-#include <cmath>
-#include <csignal>
-#include <cstring>
 
 namespace Agent {
 
-using Maintenance::Unit::StageMgrInstKey;
 using Maintenance::Unit::UnitState;
-
-namespace {
-
-Vel::TraceFacility trace( "Commands" );
-
-StageMgrInstKey keyOf( const Vel::String & instanceName ) {
-   StageMgrInstKey key;
-   key.instanceNameIs( instanceName );
-   return key;
-}
-
-Vel::String endingText( const Children::Ending & ending, const Vel::String & lastError ) {
-   Vel::String text;
-   if ( !ending.known )
-      text = "has ended in a way that is not known";
-   else if ( ending.signal != 0 ) {
-      const char * const name = sigabbrev_np( ending.signal );
-      text = Vel::text( "was ended by signal ", ending.signal, name ? Vel::text( " (SIG", name, ")" ) : "" );
-   } else if ( ending.status != 0 )
-      text = Vel::text( "ended with ", ending.status );
-   else
-      return "";
-   return lastError.empty() ? text : text + ": " + lastError;
-}
-
-} // namespace
 
 Commands::Commands(
    Vel::Ptr< Cog::Scheduler > scheduler, Vel::Ptr< Cog::TimerWheel > wheel, Children & children, Model model,
@@ -96,6 +65,12 @@ std::optional< CommandDefinition > Commands::definitionOf( const StageCommand & 
 const StageCommand * Commands::commandOf( const Vel::String & unitName, const Vel::String & stage ) const {
    const UnitCommands * const unit = model_.unitCommandsDir->unit( unitName );
    return unit ? unit->stage( stage ) : nullptr;
+}
+
+Maintenance::Unit::StageMgrInstKey Commands::instanceKey( const Vel::String & instanceName ) {
+   Maintenance::Unit::StageMgrInstKey key;
+   key.instanceNameIs( instanceName );
+   return key;
 }
 
 StageCommand & Commands::commandIs( const Vel::String & unitName, const Vel::String & stage ) {
@@ -166,213 +141,8 @@ void Commands::runClass( const Class & stageClass, bool enter ) {
       if (
          !stage.empty() && stage != Config::drainwatchStage &&
          !done.complete( { done.name(), stage, instanceName } ) )
-         carryOut( keyOf( instanceName ).unitName(), instanceName, stage, enter );
+         carryOut( instanceKey( instanceName ).unitName(), instanceName, stage, enter );
    }
-}
-
-void Commands::carryOut(
-   const Vel::String & unitName, const Vel::String & instanceName, const Vel::String & stage, bool enter ) {
-   if ( busy( unitName ) )
-      return;
-   StageCommand & command = commandIs( unitName, stage );
-   if ( command.instanceName() == instanceName && command.state() == CommandState::failed )
-      // What has failed and is not complete takes the unit back, be it after a restart.
-      hooks_.goBack( unitName, "stage " + stage + " failed: " + command.failure() );
-   else
-      begin( unitName, command, instanceName, enter );
-}
-
-void Commands::begin(
-   const Vel::String & unitName, StageCommand & command, const Vel::String & instanceName, bool enter ) {
-   const auto definition = definitionOf( command );
-   if ( definition && !( enter ? definition->enter : definition->exit ).empty() )
-      return start( unitName, command, instanceName, enter, *definition );
-   beganIs( unitName, command, instanceName, enter, definition.value_or( CommandDefinition() ) );
-   conclude( unitName, command, enter, definition ? "" : "is not in the configuration" );
-}
-
-void Commands::beganIs(
-   const Vel::String & unitName, StageCommand & command, const Vel::String & instanceName, bool enter,
-   const CommandDefinition & definition ) {
-   waiting_.erase( unitName );
-   command.instanceNameIs( instanceName );
-   command.commandIs( enter ? definition.enter : definition.exit );
-   command.limitIs( definition.timeout );
-   command.goesOnIs( definition.goesOn );
-   command.failureIs( "" );
-   command.sinceIs( now() );
-   command.stateIs( CommandState::running );
-}
-
-void Commands::start(
-   const Vel::String & unitName, StageCommand & command, const Vel::String & instanceName, bool enter,
-   const CommandDefinition & definition ) {
-   // Those of the other way are not waited for: commands that a failing store holds must not hold up the way back.
-   const auto ofThisWay = [enter]( const auto & job ) { return job.second.enter == enter; };
-   if ( std::count_if( jobs_.begin(), jobs_.end(), ofThisWay ) >= mostAtOnce ) {
-      waits( unitName, command, instanceName, Vel::text( "one of ", mostAtOnce, " commands to end" ), 0 );
-      return;
-   }
-   const bool rerun = command.instanceName() == instanceName && command.state() == CommandState::running;
-   const UnitRun * const run = model_.unitRunDir->unitRun( unitName );
-   CommandInput input;
-   input.unit = unitName;
-   input.generation = keyOf( instanceName ).genId();
-   input.enter = enter;
-   input.stage = command.stage();
-   input.reason = run ? run->reason() : "";
-   input.by = run ? run->by() : "";
-   input.interfaces = hooks_.interfaces( unitName );
-   input.recorded = command.recorded();
-   input.rerun = rerun;
-   const auto parsed = Config::Command::parse( enter ? definition.enter : definition.exit );
-   const Children::Id id = ++lastId_;
-   const Children::Held held = children_.hold(
-      id,
-      { parsed.value.value_or( Config::Command() ).words(), commandEnvironment( input ), inputText( input ) },
-      *this );
-   if (
-      held.scarce &&
-      waits( unitName, command, instanceName, "the system: " + held.problem, definition.timeout ) )
-      return;
-   beganIs( unitName, command, instanceName, enter, definition );
-   if ( !held.problem.empty() )
-      return conclude( unitName, command, enter, "cannot be started: " + held.problem );
-   log(
-      unitName, command.stage(),
-      ( rerun ? "runs again: " : "runs: " ) + printableLine( command.command() ) + ", for at most " +
-         std::to_string( command.limit() ) + " s" );
-   command.processIs( held.process );
-   Job & job = jobs_[unitName];
-   job.id = id;
-   job.stage = command.stage();
-   job.instanceName = command.instanceName();
-   job.enter = enter;
-   job.due = Cog::Timer::never;
-   const auto begins = [this, id, limit = command.limit()] {
-      children_.go( id );
-      if ( const auto begun = jobOf( id );
-           begun != jobs_.end() && begun->second.phase == Job::Phase::running ) {
-         begun->second.began = now();
-         begun->second.due = now() + limit;
-         wakeupIs();
-      }
-   };
-   // The way back does not wait for a disk.
-   if ( enter )
-      whenDurable( begins );
-   else
-      scheduler_->effectIs( [self = self_, begins] {
-         if ( *self )
-            begins();
-      } );
-}
-
-// ---- commands that cannot begin yet
-
-/// Nothing of the command changes while it waits: it has not begun, or only under an earlier agent.
-/// \param want   what there is none of
-/// \param limit  seconds that it waits for the same; 0: without end
-/// \return whether it waits on
-bool Commands::waits(
-   const Vel::String & unitName, const StageCommand & command, const Vel::String & instanceName,
-   const Vel::String & want, double limit ) {
-   Waiting & waiting = waiting_[unitName];
-   if ( waiting.instanceName != instanceName || waiting.stage != command.stage() )
-      waiting = { instanceName, command.stage(), "", std::nullopt };
-   if ( limit == 0 )
-      waiting.since.reset();
-   else if ( !waiting.since )
-      waiting.since = now();
-   else if ( now() - *waiting.since >= limit )
-      return false;
-   if ( std::exchange( waiting.reason, want ) != want )
-      log( unitName, command.stage(), "waits for " + want );
-   waitingDue_ = now() + againAfter;
-   return true;
-}
-
-/// Those of runs that have been given up.
-void Commands::waitingDel() {
-   std::erase_if( waiting_, [this]( const auto & waiting ) {
-      return !model_.enter.progressDir->progress( waiting.second.instanceName ) &&
-             !model_.exit.progressDir->progress( waiting.second.instanceName );
-   } );
-}
-
-// ---- the end of a command
-
-void Commands::end( Job & job, const Vel::String & problem ) {
-   if ( job.phase != Job::Phase::running )
-      return;
-   job.phase = Job::Phase::ending;
-   job.problem = problem;
-   job.due = now() + endPatience;
-   scheduler_->effectIs( [self = self_, id = job.id] {
-      if ( *self )
-         ( *self )->children_.terminate( id );
-   } );
-   wakeupIs();
-}
-
-/// Commands of runs that have been given up.
-void Commands::retiredEnd() {
-   for ( auto & [unitName, job] : jobs_ )
-      if ( job.phase == Job::Phase::running && !listed( job ) ) {
-         log( unitName, job.stage, "is ended: the unit goes back" );
-         end( job, "" );
-      }
-}
-
-void Commands::childEnded( Children::Id id, const Children::Ending & ending ) {
-   const auto at = jobOf( id );
-   if ( at == jobs_.end() )
-      return;
-   const Vel::String unitName = at->first;
-   Job & job = at->second;
-   job.output.end( [&]( const std::string & line, bool cut ) { takeOutput( unitName, job, line, cut ); } );
-   job.errors.end( [&]( const std::string & line, bool cut ) { takeError( unitName, job, line, cut ); } );
-   const Vel::String failure = job.problem.empty() ? endingText( ending, job.lastError ) : job.problem;
-   const bool enter = job.enter;
-   conclude( unitName, commandIs( unitName, job.stage ), enter, failure );
-}
-
-/// \param failure  why it has failed; empty: it has not
-void Commands::conclude(
-   const Vel::String & unitName, StageCommand & command, bool enter, const Vel::String & failure ) {
-   VEL_TRACE( trace, 4, unitName, " ", command.stage(), " ", command.instanceName(), " failure: ", failure );
-   const bool ran = jobs_.erase( unitName ) != 0;
-   const double seconds = now() - command.since();
-   command.processIs( {} );
-   command.sinceIs( now() );
-   if ( !stageClass( enter ).progressDir->progress( command.instanceName() ) ) {
-      command.stateIs( CommandState::ended );
-      log( unitName, command.stage(), "has ended" );
-   } else if ( failure.empty() ) {
-      command.stateIs( CommandState::complete );
-      if ( ran )
-         log( unitName, command.stage(), Vel::text( "is done after ", std::floor( seconds ), " s" ) );
-      completed( command, enter );
-   } else {
-      command.stateIs( CommandState::failed );
-      command.failureIs( failure );
-      log( unitName, command.stage(), "failed: " + failure );
-      if ( !enter && !command.recorded().empty() )
-         log( unitName, command.stage(), "had recorded: " + printableLine( command.recorded() ) );
-      if ( !enter || command.goesOn() )
-         completed( command, enter );
-   }
-   hooks_.ended();
-   runSoon();
-}
-
-void Commands::completed( const StageCommand & command, bool enter ) {
-   Stage::AgentStatus & status = *stageClass( enter ).agentStatus;
-   status.completeIs( { status.name(), command.stage(), command.instanceName() }, true );
-}
-
-bool Commands::listed( const Job & job ) const {
-   return stageClass( job.enter ).progressDir->progress( job.instanceName );
 }
 
 // ---- time
@@ -410,63 +180,6 @@ void Commands::handleDue() {
       for ( auto & effect : std::exchange( undurable_, {} ) )
          whenDurable( std::move( effect ) );
    wakeupIs();
-}
-
-void Commands::handleDue( Job & job, const Vel::String & unitName ) {
-   switch ( job.phase ) {
-   case Job::Phase::running: {
-      const StageCommand & command = commandIs( unitName, job.stage );
-      return end( job, Vel::text( "ran into its limit of ", command.limit(), " s" ) );
-   }
-   case Job::Phase::ending:
-   case Job::Phase::killed:
-      // Once more each time: nothing else can be done about a process that does not end.
-      job.phase = Job::Phase::killed;
-      job.due = now() + endPatience;
-      scheduler_->effectIs( [self = self_, id = job.id] {
-         if ( *self )
-            ( *self )->children_.kill( id );
-      } );
-      return;
-   case Job::Phase::remnants:
-      return remnantsEnd( unitName );
-   }
-}
-
-/// Nothing else begins for the unit before nothing is left of what an earlier agent has started.
-void Commands::remnantsEnd( const Vel::String & unitName ) {
-   jobs_.at( unitName ).due = Cog::Timer::never;
-   scheduler_->effectIs( [self = self_, unitName] {
-      Commands * const commands = *self;
-      const auto at = commands ? commands->jobs_.find( unitName ) : Jobs::iterator();
-      if ( !commands || at == commands->jobs_.end() )
-         return;
-      const StageCommand & command = commands->commandIs( unitName, at->second.stage );
-      CommandInput input;
-      input.unit = unitName;
-      input.generation = keyOf( command.instanceName() ).genId();
-      input.stage = command.stage();
-      const bool left =
-         commands->children_.remnantsEnd( command.process(), commandEnvironment( input ).front() );
-      commands->scheduler_->post( [self, unitName, left] {
-         if ( *self )
-            ( *self )->handleRemnants( unitName, left );
-      } );
-   } );
-}
-
-void Commands::handleRemnants( const Vel::String & unitName, bool left ) {
-   const auto at = jobs_.find( unitName );
-   if ( at == jobs_.end() || at->second.phase != Job::Phase::remnants )
-      return;
-   if ( left ) {
-      at->second.due = now() + againAfter;
-      return wakeupIs();
-   }
-   commandIs( unitName, at->second.stage ).processIs( {} );
-   jobs_.erase( at );
-   hooks_.ended();
-   runSoon();
 }
 
 // ---- what is not needed any more

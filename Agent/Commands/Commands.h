@@ -185,6 +185,7 @@ class Commands final : private Children::Listener {
    void record( const Vel::String & unitName, Job & job, const std::string & line );
    void logLine( const Vel::String & unitName, Job & job, const std::string & line );
    void log( const Vel::String & unitName, const Vel::String & stage, const std::string & text ) const;
+   static Maintenance::Unit::StageMgrInstKey instanceKey( const Vel::String & instanceName );
    Jobs::iterator jobOf( Children::Id id );
    bool listed( const Job & job ) const;
    const StageCommand * commandOf( const Vel::String & unitName, const Vel::String & stage ) const;
