@@ -1,6 +1,4 @@
-#include "Tests/Agent/AgentRig.h"
-
-#include <gtest/gtest.h>
+#include "Tests/Agent/CrashSweepTest.h"
 
 #include <algorithm>
 
@@ -58,44 +56,31 @@ TEST( CrashStory, withoutACrashEachLinkGoesDownAndUpOnce ) {
    EXPECT_GE( story.rig.timeOf( "et2 up" ), 90 );
 }
 
-class CrashAfterEachTurn : public testing::TestWithParam< AgentRig::Effects > {};
+using CrashAfterEachTurn = Tests::CrashTest;
 
 TEST_P( CrashAfterEachTurn, changesNothingAndTheStoryEndsTheSameWay ) {
-   unsigned turns = 0;
-   {
-      Story whole;
-      whole.rig.runUntil( Story::end );
-      turns = whole.rig.turns();
-   }
-   ASSERT_GE( turns, 40u );
-   for ( unsigned turn = 1; turn < turns && !testing::Test::HasFailure(); ++turn ) {
-      SCOPED_TRACE( "crash after turn " + std::to_string( turn ) );
-      Story story;
-      std::string before;
-      story.rig.turnHookIs( [&] {
+   std::string seen;
+   Tests::CrashSweep< Story > sweep;
+   sweep.before = [&seen]( Story & story, unsigned turn ) {
+      seen.clear();
+      story.rig.turnHookIs( [&seen, &story, turn] {
          if ( story.rig.turns() == turn )
-            before = story.rig.picture();
+            seen = story.rig.picture();
       } );
-      story.rig.crashAfterTurnIs( turn, GetParam() );
-      story.rig.runUntil( Story::end );
-      ASSERT_FALSE( story.rig.running() );
-      story.rig.turnHookIs( {} );
-      story.rig.start();
-      EXPECT_EQ( before, story.rig.picture() );
-      story.rig.runUntil( Story::end );
+   };
+   sweep.down = []( Story & story, unsigned ) { story.rig.turnHookIs( {} ); };
+   sweep.back = [&seen]( Story & story ) { EXPECT_EQ( seen, story.rig.picture() ); };
+   sweep.over = []( Story & story ) {
       EXPECT_EQ( expectedMoves, sorted( story.rig.moves() ) );
       EXPECT_GE( story.rig.timeOf( "et1 down" ), 30 ) << "shut while there was traffic";
       EXPECT_LE( story.rig.timeOf( "et1 down" ), 75 );
       EXPECT_GE( story.rig.timeOf( "et2 up" ), 90 ) << "raised while a unit was under maintenance";
       EXPECT_EQ( "\"normal\"", story.rig.fact( "units/u1", "state" ) );
       EXPECT_EQ( "\"normal\"", story.rig.fact( "units/u2", "state" ) );
-   }
+   };
+   sweep.run( GetParam() );
 }
 
-INSTANTIATE_TEST_SUITE_P(
-   CrashStory, CrashAfterEachTurn, testing::Values( AgentRig::Effects::out, AgentRig::Effects::lost ),
-   []( const auto & crash ) {
-      return crash.param == AgentRig::Effects::out ? "whoseEffectsAreOut" : "whoseEffectsAreLost";
-   } );
+INSTANTIATE_TEST_SUITE_P( CrashStory, CrashAfterEachTurn, Tests::allCrashes(), Tests::crashName );
 
 } // namespace

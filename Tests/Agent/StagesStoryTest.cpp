@@ -1,6 +1,4 @@
-#include "Tests/Agent/AgentRig.h"
-
-#include <gtest/gtest.h>
+#include "Tests/Agent/CrashSweepTest.h"
 
 #include <algorithm>
 
@@ -129,39 +127,24 @@ TEST_F( StagesStory, showsWhatRunsForHowLongAndWhatComesNext ) {
 }
 
 /// The agent ends after any turn, with what the turn lets out or without it, and what it has started ends with it.
-class StagesCrash : public testing::TestWithParam< AgentRig::Effects > {};
+using StagesCrash = Tests::CrashTest;
 
 TEST_P( StagesCrash, afterAnyTurnChangesNothingInTheEnd ) {
-   unsigned turns = 0;
-   {
-      Story whole;
-      whole.rig.runUntil( Story::end );
-      turns = whole.rig.turns();
-   }
-   ASSERT_GE( turns, 40u );
-   for ( unsigned turn = 1; turn < turns && !testing::Test::HasFailure(); ++turn ) {
-      SCOPED_TRACE( "crash after turn " + std::to_string( turn ) );
-      Story story;
-      story.rig.crashAfterTurnIs( turn, GetParam() );
-      story.rig.runUntil( Story::end );
-      ASSERT_FALSE( story.rig.running() );
-      story.rig.children().remnantsAre( turn % 3 );
-      story.rig.start();
-      story.rig.runUntil( Story::end + 10 );
+   Tests::CrashSweep< Story > sweep;
+   sweep.more = 10; // what is left of commands takes its time
+   sweep.down = []( Story & story, unsigned turn ) { story.rig.children().remnantsAre( turn % 3 ); };
+   sweep.over = []( Story & story ) {
       EXPECT_EQ( "\"normal\"", story.rig.fact( "units/u1", "state" ) );
       EXPECT_EQ( 20u, story.router.metric );
       EXPECT_EQ( std::vector< std::string >(), story.router.wrong );
       EXPECT_LE( story.router.did.size(), 3u ) << "one of them was run again";
       EXPECT_GE( story.rig.timeOf( "et1 down" ), 15 ) << "shut while there was traffic";
       EXPECT_EQ( 4u, story.rig.moves().size() );
-   }
+   };
+   sweep.run( GetParam() );
 }
 
-INSTANTIATE_TEST_SUITE_P(
-   StagesStory, StagesCrash, testing::Values( AgentRig::Effects::out, AgentRig::Effects::lost ),
-   []( const auto & crash ) {
-      return crash.param == AgentRig::Effects::out ? "whoseEffectsAreOut" : "whoseEffectsAreLost";
-   } );
+INSTANTIATE_TEST_SUITE_P( StagesStory, StagesCrash, Tests::allCrashes(), Tests::crashName );
 
 // ---- failures and changes of mind
 
