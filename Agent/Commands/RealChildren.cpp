@@ -27,7 +27,7 @@ constexpr int firstFree = 10;
 constexpr int keptDescriptor = 3;
 constexpr int cannotRunStatus = 127;
 /// Turns in which a child that has ended is asked how, while whoever traces it has not let go of it.
-constexpr unsigned mostLooks = 10'000;
+constexpr unsigned mostLooks = 1'000;
 
 class Pipe {
  public:
@@ -190,11 +190,13 @@ RealChildren::~RealChildren() {
    *self_ = nullptr;
    for ( auto & [id, child] : children_ )
       drop( *child );
+   droppedCollect();
 }
 
 // ---- start
 
 Children::Held RealChildren::hold( Id id, const Program & program, Listener & listener ) {
+   droppedCollect();
    Pipe input, output, errors, kept, go;
    for ( const Pipe * const pipe : { &input, &output, &errors, &kept, &go } )
       if ( pipe->error() )
@@ -370,10 +372,18 @@ bool RealChildren::collect( Child & child, Ending & ending ) {
       ( info.si_code == CLD_EXITED ? ending.status : ending.signal ) = info.si_status;
    else if ( ++child.looks < mostLooks )
       return false; // Whoever traces it is told first.
-   else
+   else {
       ending.known = false;
+      dropped_.push_back( child.pid );
+   }
    child.pid = 0;
    return true;
+}
+
+/// Those whom nobody asks for any more. One that does not end, because it waits inside the kernel or somebody traces it,
+/// is waited for by nobody; it is collected some other time, or when the agent has ended.
+void RealChildren::droppedCollect() {
+   std::erase_if( dropped_, []( pid_t pid ) { return waitpid( pid, nullptr, WNOHANG ) != 0; } );
 }
 
 void RealChildren::finish( Id id, const Ending & ending ) {
@@ -398,7 +408,7 @@ void RealChildren::finish( Id id, const Ending & ending ) {
 void RealChildren::drop( Child & child ) {
    if ( child.pid > 0 ) {
       signalSession( child.pid, SIGKILL );
-      waitpid( child.pid, nullptr, 0 );
+      dropped_.push_back( child.pid );
    }
    for ( int * const descriptor :
          { &child.end, &child.go, &child.kept, &child.input, &child.output, &child.errors } )

@@ -5,6 +5,8 @@
 
 #include <map>
 #include <memory>
+#include <sys/types.h>
+#include <vector>
 
 /// Purpose: children as processes of the kernel.
 /// Owner: the agent, one. From then on the process gets no SIGPIPE: a child may end before it has read its input. SIGCHLD
@@ -37,7 +39,8 @@ class RealChildren final : public Children {
    void handleOthers( Id id );
    void lookAgain( Id id );
    /// False: it has ended and cannot be collected yet.
-   static bool collect( Child & child, Ending & ending );
+   bool collect( Child & child, Ending & ending );
+   void droppedCollect();
    void finish( Id id, const Ending & ending );
    void drop( Child & child );
    /// Whether the descriptor has come to its end.
@@ -45,6 +48,7 @@ class RealChildren final : public Children {
 
    Vel::Ptr< Cog::EventLoop > loop_;
    Made children_;
+   std::vector< pid_t > dropped_;           ///< ended by force, and not collected
    std::shared_ptr< RealChildren * > self_; ///< shared with posted tasks, which may outlive this object
 };
 

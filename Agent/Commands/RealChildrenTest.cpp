@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -194,6 +195,42 @@ TEST_F( RealChildren, thatDoNotReadTheirInputAreNoTrouble ) {
    EXPECT_EQ( 0, ending.status );
 }
 
+TEST_F( RealChildren, thatKeepTheirInputAndNeverReadItKeepNobodyWaiting ) {
+   const std::string much( 4'000'000, 'x' );
+   begin( "echo on; exec sleep 1000", much );
+   until( [this] { return out == "on\n"; } );
+   const Children::Id first = id;
+   out.clear();
+   begin( "wc -c", much );
+   untilEnded();
+   EXPECT_EQ( "4000000\n", out );
+   ended = false;
+   children->terminate( first );
+   untilEnded();
+   EXPECT_EQ( SIGTERM, ending.signal );
+}
+
+/// The child has no numbers left to which it could move what it is given.
+TEST_F( RealChildren, thatCannotArrangeTheirDescriptorsSaySoAndRunNothing ) {
+   const int lowest = dup( 0 );
+   close( lowest );
+   ASSERT_LE( lowest, 10 );
+   rlimit before;
+   ASSERT_EQ( 0, getrlimit( RLIMIT_NOFILE, &before ) );
+   rlimit few = before;
+   // Five pipes, the process itself, and a file that is read meanwhile.
+   few.rlim_cur = static_cast< rlim_t >( lowest ) + 12;
+   ASSERT_EQ( 0, setrlimit( RLIMIT_NOFILE, &few ) );
+   const auto held = hold( "echo here" );
+   ASSERT_EQ( 0, setrlimit( RLIMIT_NOFILE, &before ) );
+   ASSERT_EQ( "", held.problem );
+   children->go( id );
+   untilEnded();
+   EXPECT_EQ( "", out );
+   EXPECT_EQ( "cannot be run: Too many open files\n", err );
+   EXPECT_EQ( 127, ending.status );
+}
+
 TEST_F( RealChildren, doNotBeginBeforeTheyAreToldTo ) {
    const auto held = hold( "echo here" );
    EXPECT_EQ( "", held.problem );
@@ -355,6 +392,76 @@ TEST_F( RealChildren, endWithTheAgentThatForgetsThem ) {
    children.reset();
    untilGone( word() );
    EXPECT_FALSE( ended );
+}
+
+// ---- those that somebody else traces
+
+/// Another process traces one of ours, and is told of its end before we are. It lets go when it is told to.
+class TracedChild : public RealChildren {
+ protected:
+   ~TracedChild() override { letGo(); }
+   void trace( pid_t traced ) {
+      int ends[2];
+      ASSERT_EQ( 0, pipe2( ends, O_CLOEXEC ) );
+      tracer = fork();
+      if ( tracer == 0 ) {
+         const bool ok = ptrace( PTRACE_SEIZE, traced, nullptr, nullptr ) == 0;
+         if ( write( ends[1], ok ? "y" : "n", 1 ) == 1 )
+            pause();
+         _exit( 0 );
+      }
+      char is = 'n';
+      EXPECT_EQ( 1, read( ends[0], &is, 1 ) );
+      close( ends[0] );
+      close( ends[1] );
+      ASSERT_EQ( 'y', is ) << "this process may not trace others";
+   }
+   void letGo() {
+      if ( tracer <= 0 )
+         return;
+      kill( tracer, SIGKILL );
+      waitpid( tracer, nullptr, 0 );
+      tracer = 0;
+   }
+   static bool isEnded( const ProcessId & process ) { return !alive( std::to_string( process.pid ) ); }
+   pid_t tracer = 0;
+};
+
+TEST_F( TracedChild, hasEndedWhenItIsLetGoAndThenAsItDid ) {
+   const ProcessId process = begin( "echo on; read x <&3; exit 3" );
+   until( [this] { return out == "on\n"; } );
+   trace( static_cast< pid_t >( process.pid ) );
+   children->kept( id );
+   untilLooking( [&] { return isEnded( process ); } );
+   EXPECT_FALSE( ended );
+   letGo();
+   untilEnded();
+   EXPECT_TRUE( ending.known );
+   EXPECT_EQ( 3, ending.status );
+}
+
+TEST_F( TracedChild, isGivenUpInTheEndAndNobodyKnowsHowItHasEnded ) {
+   const ProcessId process = begin( "echo on; read x <&3; exit 0" );
+   until( [this] { return out == "on\n"; } );
+   trace( static_cast< pid_t >( process.pid ) );
+   children->kept( id );
+   untilEnded();
+   EXPECT_FALSE( ending.known );
+   // It is collected when the next one is made.
+   letGo();
+   begin( "exit 0" );
+   EXPECT_EQ( -1, waitpid( static_cast< pid_t >( process.pid ), nullptr, WNOHANG ) );
+}
+
+/// As one that waits inside the kernel and cannot be killed.
+TEST_F( TracedChild, doesNotKeepTheAgentFromEnding ) {
+   const ProcessId process = begin( "echo on; read x <&3" );
+   until( [this] { return out == "on\n"; } );
+   trace( static_cast< pid_t >( process.pid ) );
+   children.reset();
+   SUCCEED() << "it has come back";
+   letGo();
+   EXPECT_EQ( pid_t( process.pid ), waitpid( static_cast< pid_t >( process.pid ), nullptr, 0 ) );
 }
 
 // ---- what an earlier agent has left

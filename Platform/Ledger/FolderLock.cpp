@@ -1,11 +1,13 @@
 #include "Platform/Ledger/FolderLock.h"
 
+#include "Platform/Cog/RealTime.h"
 #include "Platform/Vel/Error.h"
 
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <sched.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -22,6 +24,28 @@ Vel::String holder( int fd ) {
    const ssize_t size = pread( fd, buffer, sizeof buffer, 0 );
    const std::string_view text( buffer, size > 0 ? static_cast< std::size_t >( size ) : 0 );
    return Vel::String( text.substr( 0, text.find_first_not_of( "0123456789" ) ) );
+}
+
+/// In doubt there is.
+bool isThere( const Vel::String & process ) {
+   return process.empty() || access( ( "/proc/" + process ).c_str(), F_OK ) == 0 || errno != ENOENT;
+}
+
+/// Seconds that others are given to run. The processor is busy for so long, and only after an agent has ended just so.
+constexpr double patience = 2;
+
+/// As flock(). A process that had the folder may have ended just when it had made another one, which holds what it has
+/// inherited until it runs for the first time and gives that away. So everybody else who can run is let run.
+int lockOf( int fd ) {
+   const double end = Cog::RealTime::timeSinceBoot() + patience;
+   for ( ;; ) {
+      if ( flock( fd, LOCK_EX | LOCK_NB ) == 0 )
+         return 0;
+      const int reason = errno;
+      if ( reason != EWOULDBLOCK || Cog::RealTime::timeSinceBoot() > end || isThere( holder( fd ) ) )
+         return reason;
+      sched_yield();
+   }
 }
 } // namespace
 
@@ -40,8 +64,7 @@ Status FolderLock::lock( const Vel::String & folder ) {
    const int fd = open( file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644 );
    if ( fd < 0 )
       return failed( folder, "open its lock file", errno );
-   if ( flock( fd, LOCK_EX | LOCK_NB ) ) {
-      const int reason = errno;
+   if ( const int reason = lockOf( fd ) ) {
       const Vel::String other = holder( fd );
       close( fd );
       if ( reason != EWOULDBLOCK )

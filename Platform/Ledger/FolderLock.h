@@ -14,7 +14,8 @@ class FolderLock {
    FolderLock & operator=( const FolderLock & ) = delete;
 
    /// Takes the folder until this object is destroyed; creates it if it is missing. Fails, without waiting,
-   /// if another process has it (its id is named) or the folder cannot be written.
+   /// if another process has it (its id is named) or the folder cannot be written. What a process that has ended has
+   /// left to one that it had just made is let go when that one runs; it is given the chance.
    Status lock( const Vel::String & folder );
 
  private:

@@ -3,7 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <csignal>
 #include <fstream>
+#include <functional>
+#include <sys/inotify.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -60,6 +64,58 @@ TEST_F( FolderLock, goesWithItsProcess ) {
    Vel::String content;
    std::ifstream( folder + "/lock" ) >> content;
    EXPECT_EQ( std::to_string( getpid() ), content );
+}
+
+/// A process locks the folder, makes another one that inherits the lock, and ends.
+class InheritedLock : public FolderLock {
+ protected:
+   /// \param heir  what the other one does before it ends
+   void leftTo( const std::function< void() > & heir ) {
+      ASSERT_EQ( 0, pipe( ready.data() ) );
+      const pid_t first = fork();
+      if ( first == 0 ) {
+         Ledger::FolderLock lock;
+         const bool ok = lock.lock( folder ).ok();
+         if ( ok && fork() == 0 ) {
+            heir();
+            _exit( 0 );
+         }
+         _exit( ok ? 0 : 1 );
+      }
+      int status = -1;
+      waitpid( first, &status, 0 );
+      ASSERT_EQ( 0, status );
+      ASSERT_EQ( ssize_t( sizeof second ), read( ready[0], &second, sizeof second ) );
+   }
+   void isReady() const {
+      const pid_t self = getpid();
+      if ( write( ready[1], &self, sizeof self ) != sizeof self )
+         _exit( 1 );
+   }
+   std::array< int, 2 > ready{};
+   pid_t second = 0;
+};
+
+TEST_F( InheritedLock, isWaitedForUntilTheOtherOneHasRun ) {
+   leftTo( [this] {
+      const int watched = inotify_init();
+      inotify_add_watch( watched, ( folder + "/lock" ).c_str(), IN_OPEN );
+      isReady();
+      std::array< char, 4096 > event{};
+      [[maybe_unused]] const ssize_t opened = read( watched, event.data(), event.size() );
+   } );
+   Ledger::FolderLock lock;
+   EXPECT_EQ( "", lock.lock( folder ).text() );
+}
+
+TEST_F( InheritedLock, isNotWaitedForForEver ) {
+   leftTo( [this] {
+      isReady();
+      pause();
+   } );
+   EXPECT_NE(
+      std::string::npos, Ledger::FolderLock().lock( folder ).text().find( "in use by another process" ) );
+   kill( second, SIGKILL );
 }
 
 TEST_F( FolderLock, saysWhyAFolderCannotBeUsed ) {

@@ -308,6 +308,42 @@ SH
    [ "$(grep -c 'u1/steer: y' log)" -le 2000 ] || fail "the log should not have all of it"
 }
 
+# What a command is told of so many is far more than a pipe holds.
+tellsACommandOfThousandsOfInterfacesAndWaitsForNoneThatDoesNotListen() {
+   local names
+   names=$(seq -s, -f 'et%g' 8000)
+   cat > reads <<SH
+#!/bin/sh
+echo "told of \$(grep -o '"name":' | wc -l)"
+SH
+   cat > deaf <<SH
+#!/bin/sh
+echo \$\$ > "$PWD/pid"
+exec sleep 1000
+SH
+   chmod +x reads deaf
+   {
+      echo $'version: 1\nswitch: simulated\nsettle: 5s\nprofiles: {fast: {threshold: 100kbps, load-interval: 10s}}'
+      echo $'default-profile: fast\nsimulated:\n  clock: virtual\n  ports:'
+      seq -f '    et%g: {}' 8000
+      echo "groups: {all: {interfaces: [$names]}}"
+      echo "stages: {deaf: {enter: $PWD/deaf}, reads: {enter: $PWD/reads}}"
+      echo 'units:'
+      echo '  u1: {groups: [all], enter: [deaf, drainwatch], exit: [drainwatch]}'
+      echo '  u2: {groups: [all], enter: [reads, drainwatch], exit: [drainwatch]}'
+   } > maintd.yaml
+   _start
+   _ctl enter u1 > /dev/null
+   _ctl enter u2 > /dev/null
+   _untilCtlSays '"stage": "drainwatch"' -j show unit u2
+   _logged "u2/reads: told of 8000"
+   _ctlSays '"stage": "deaf"' -j show unit u1
+   run _ctl exit u1
+   passes
+   _untilCtlSays '"state": "normal"' -j show unit u1
+   _gone "$(cat pid)"
+}
+
 saysWhyACommandCannotBeRun() {
    _config "  steer: {enter: $PWD/missing enter}"
    _start
