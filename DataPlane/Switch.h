@@ -37,6 +37,9 @@ struct Link {
    Vel::U32 ifIndex = 0; ///< the switch's own number, above 0; does not change while the link exists
    bool adminUp = false; ///< somebody wants it up
    bool operUp = false;  ///< it is up and has a carrier
+   /// Of a bridge: how often its carrier has come or gone, which it does each time the bridge is set up or down while a
+   /// port of it forwards. 0: nobody can say.
+   Vel::U32 carrierChanges = 0;
 
    friend bool operator==( const Link &, const Link & ) = default;
 };

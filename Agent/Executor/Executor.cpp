@@ -76,6 +76,8 @@ void Executor::findDrift() {
 
 void Executor::linkIs( const DataPlane::Link & link ) {
    Known & known = known_[link.intf];
+   bridgesToNote_ |=
+      link.intf.kind() == Wire::IntfId::Kind::cpu || link.intf.kind() == Wire::IntfId::Kind::vlan;
    const bool isNew = !known.present;
    const bool changed = !isNew && known.link.adminUp != link.adminUp;
    known.link = link;
@@ -129,30 +131,9 @@ void Executor::adminUpHasChanged( Known & known ) {
    }
 }
 
-/// Whether a VLAN interface has gone down or come up with its bridge, and nobody has set it. Sets it down again, once,
-/// if we hold it.
-bool Executor::follows( Known & known, LinkJournalEntry * entry ) {
-   const DataPlane::Link & link = known.link;
-   if ( link.intf.kind() != Wire::IntfId::Kind::vlan )
-      return false;
-   const auto bridge = known_.find( switch_->bridgeBelow( link.intf ) );
-   if ( bridge == known_.end() )
-      return false;
-   if ( !link.adminUp )
-      return !bridge->second.link.adminUp;
-   const double setUp = bridge->second.setUpTime;
-   const bool isHeld = entry && entry->wasUp() && !entry->wantedUp();
-   if (
-      !isHeld || drifts_.of( link.intf ) == Drift::raised || setUp == 0 || setUp + followTime < now() ||
-      known.followedTime == setUp )
-      return false;
-   known.followedTime = setUp;
-   entry->acknowledgedIs( false );
-   request( *entry, known );
-   hooks_.noted( Vel::text(
-      link.intf, ": has come up with its bridge ", bridge->first,
-      " while we hold it down; it is set down again" ) );
-   return true;
+void Executor::turnEnds() {
+   drifts_.turnEnds();
+   bridgesNote();
 }
 
 void Executor::setByOthers( Known & known, LinkJournalEntry * entry ) {
@@ -226,6 +207,7 @@ void Executor::linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetRes
       return;
    }
    entry->acknowledgedIs( true );
+   bridgesToNote_ = true;
    if ( entry->wantedUp() ) {
       model_.journal->entryDel( intf );
       // Somebody may have set it down while it was given back what it had lost.

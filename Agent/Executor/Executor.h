@@ -48,7 +48,7 @@ class Executor final : private DataPlane::Listener {
    /// Seconds after which counters that could not be read are read again.
    static constexpr double countersRetryAfter = 1;
 
-   /// Seconds after a bridge is set up in which a VLAN interface that comes up on it does so with it.
+   /// Seconds after a bridge is seen set up in which a VLAN interface that comes up on it does so with it.
    static constexpr double followTime = 1;
 
    /// All given.
@@ -90,7 +90,7 @@ class Executor final : private DataPlane::Listener {
    bool switchDegraded() const { return health_.degraded; }
 
    /// Called at the end of each turn, before it is committed.
-   void turnEnds() { drifts_.turnEnds(); }
+   void turnEnds();
    /// How often the switch has lost facts, which it has read again since.
    Vel::U32 overruns() const { return overruns_; }
 
@@ -142,6 +142,7 @@ class Executor final : private DataPlane::Listener {
 
    void adminUpHasChanged( Known & known );
    bool follows( Known & known, LinkJournalEntry * entry );
+   void bridgesNote();
    void setByOthers( Known & known, LinkJournalEntry * entry );
    void findDrift();
    void runSoon( const Wire::IntfId & intf );
@@ -170,6 +171,7 @@ class Executor final : private DataPlane::Listener {
    Drifts drifts_;
    Vel::U32 overruns_ = 0;
    std::map< Wire::IntfId, Known > known_;
+   bool bridgesToNote_ = false; ///< something was told of a bridge or a VLAN interface
    std::map< DataPlane::RequestId, Wire::IntfId > requests_;
    DataPlane::RequestId lastRequest_ = 0;
    std::set< Wire::IntfId > toRun_;

@@ -19,6 +19,9 @@ class LinkJournalEntry final : public Vel::Entity {
    VEL_ATTR(
       Vel::String, bootId, onBootId ); ///< a switch that was started again has forgotten what we asked for
    VEL_ATTR( Vel::String, snapshot, onSnapshot ); ///< addresses and routes to put back
+   /// Of a VLAN interface that is down as we want it: how often its bridge's carrier had changed then; 0: unknown, or it
+   /// is not.
+   VEL_ATTR( Vel::U32, bridgeChanges, onBridgeChanges );
 };
 
 /// One link that somebody else has set down in the middle of a maintenance. Written by Drifts only.

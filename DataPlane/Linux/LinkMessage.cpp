@@ -53,6 +53,8 @@ std::optional< LinkEvent > parseLink( const nlmsghdr & message ) {
    if ( !attributes.at( IFLA_LINK_NETNSID ) )
       link.lower = attributes.u32( IFLA_LINK ).value_or( 0 );
    parseInfo( link, Attributes( attributes.at( IFLA_LINKINFO ) ) );
+   if ( link.kind == "bridge" )
+      link.carrierChanges = attributes.u32( IFLA_CARRIER_CHANGES ).value_or( 0 );
    return event;
 }
 

@@ -40,6 +40,11 @@ TEST( LinkMessage, bridgeTellsWhetherItFiltersAndByWhichProtocol ) {
    EXPECT_EQ( "", filtering.slaveKind );
 }
 
+TEST( LinkMessage, tellsTheCarrierChangesOfBridgesOnly ) {
+   EXPECT_EQ( 3u, linkMessage( { .name = "br0", .kind = "bridge", .carrierChanges = 3 } ).carrierChanges );
+   EXPECT_EQ( 0u, linkMessage( { .name = "et1", .carrierChanges = 3 } ).carrierChanges );
+}
+
 TEST( LinkMessage, dataOfOtherKindsMeansSomethingElse ) {
    ifinfomsg header{};
    header.ifi_index = 5;

@@ -24,6 +24,7 @@ Kind plainKind( const LinkMessage & link ) {
 bool sameApartFromState( const LinkMessage & before, LinkMessage now ) {
    now.adminUp = before.adminUp;
    now.lowerUp = before.lowerUp;
+   now.carrierChanges = before.carrierChanges;
    return before == now;
 }
 
@@ -242,7 +243,7 @@ void LinkTable::tell( Entry & entry ) {
          return;
       }
    }
-   const Link wanted{ intf, link.ifIndex, link.adminUp, link.adminUp && link.lowerUp };
+   const Link wanted{ intf, link.ifIndex, link.adminUp, link.adminUp && link.lowerUp, link.carrierChanges };
    if ( wanted == entry.told )
       return;
    entry.told = wanted;

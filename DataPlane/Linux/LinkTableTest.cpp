@@ -49,6 +49,28 @@ TEST_F( LinkTable, knowsTheBridgeBelowAVlanInterface ) {
    EXPECT_EQ( Wire::IntfId(), table.below( Wire::VlanIntfId( "v11", 11 ) ) );
 }
 
+/// Whoever is told of a VLAN interface that has come up knows by then that its bridge has bounced.
+TEST_F( LinkTable, tellsCarrierChangesOfABridgeBeforeTheInterfacesOnIt ) {
+   add( bridge( 1, "br0" ) );
+   add( vlan( 4, "v10", 1, 10 ) );
+   const Vel::U64 revision = table.revision();
+   struct Order final : DataPlane::LinkListener {
+      void linkIs( const Link & link ) override { told.push_back( link ); }
+      void linkDel( const Wire::IntfId & ) override {}
+      std::vector< Link > told;
+   } order;
+   table.listenerIs( &order );
+   TestLink down = vlan( 4, "v10", 1, 10 ), bounced = bridge( 1, "br0" );
+   down.flags = 0;
+   bounced.carrierChanges = 2;
+   dump( { down, bounced } );
+   ASSERT_EQ( 2u, order.told.size() );
+   EXPECT_EQ( Wire::CpuIntfId( "br0" ), order.told[0].intf );
+   EXPECT_EQ( 2u, order.told[0].carrierChanges );
+   EXPECT_EQ( revision, table.revision() ) << "members are as they were";
+   table.listenerIs( &listener );
+}
+
 TEST_F( LinkTable, kindFollowsTheDevice ) {
    struct Row {
       TestLink link;

@@ -33,6 +33,7 @@ struct TestLink {
    bool vlanFiltering = false;
    Vel::U16 vlanProtocol = ETH_P_8021Q; ///< of VLAN devices and bridges
    Vel::U8 operState = 0;               ///< operational: 0 unknown, 2 down, 3 down below, 5 dormant, 6 up
+   Vel::U32 carrierChanges = 0;
 };
 
 inline Bytes linkBytes( const TestLink & link, Vel::U16 type = RTM_NEWLINK, Vel::U8 family = AF_UNSPEC ) {
@@ -45,6 +46,7 @@ inline Bytes linkBytes( const TestLink & link, Vel::U16 type = RTM_NEWLINK, Vel:
    message.attribute( IFLA_IFNAME, std::string_view( link.name.c_str(), link.name.size() + 1 ) );
    message.attribute( IFLA_MTU, Vel::U32( 1500 ) );
    message.attribute( IFLA_OPERSTATE, link.operState );
+   message.attribute( IFLA_CARRIER_CHANGES, link.carrierChanges );
    if ( link.lower != 0 )
       message.attribute( IFLA_LINK, link.lower );
    if ( link.lowerElsewhere )

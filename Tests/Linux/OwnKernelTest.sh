@@ -440,6 +440,28 @@ _outlastsABounceOfItsBridge() {
    ! grep -q "somebody else" log || fail "nobody else has set a link"
 }
 
+# The same while there is no agent; what an administrator does meanwhile is told from it.
+_outlastsABounceWithoutAnAgent() {
+   _enters
+   _isUnderMaintenance
+   _kill KILL
+   _in "$ns" link set br0 down
+   _in "$ns" link set br0 up
+   _until 10 "vlan10 has come up with its bridge" _isUp vlan10
+   _start
+   _until 10 "vlan10 is shut again" _isDown vlan10
+   _isUnderMaintenance
+   _is interfaces/vlan10 drift null || fail "nobody has set vlan10 up"
+   _kill KILL
+   _in "$ns" link set vlan10 up
+   _start
+   _until 10 "vlan10 is shown as raised" _is interfaces/vlan10 drift raised
+   _sleep $period
+   _isUp vlan10 || fail "what somebody has raised should be left up"
+   _in "$ns" link set vlan10 down
+   _until 10 "vlan10 is seen down" _is interfaces/vlan10 link-state down
+}
+
 _rounds() { # COUNT COMMAND...
    local count=$1
    shift
@@ -533,7 +555,7 @@ waitsForWhatCannotBeCounted() {
    _inWorlds "uncounted _waitsForWhatCannotBeCounted"
 }
 shutsAVlanInterfaceAgainThatItsBridgeHasRaised() {
-   _inWorlds "bounce _outlastsABounceOfItsBridge"
+   _inWorlds "bounce _outlastsABounceOfItsBridge" "unseen _outlastsABounceWithoutAnAgent"
 }
 goesOnAfterAKillAtEachPointOfTheStory() {
    _inWorlds "kills _isKilledAt entering draining shut settling maintenance exiting"
