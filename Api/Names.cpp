@@ -36,5 +36,12 @@ std::string interfacesOf( std::string_view unit ) {
    return std::string( interfaces ) + "?unit=" + escaped( unit );
 }
 
+std::string samplesOf( const std::vector< std::string > & names, unsigned lastSeconds ) {
+   std::string path = std::string( root ) + "/samples?last=" + std::to_string( lastSeconds );
+   for ( const std::string & name : names )
+      path += "&interface=" + escaped( name );
+   return path;
+}
+
 } // namespace Path
 } // namespace Api

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// Purpose: where things are in the control API: paths, and the keys of what is sent.
 namespace Api {
@@ -31,6 +32,8 @@ std::string interface( std::string_view name );
 std::string interfaceRelease( std::string_view name );
 /// The interfaces of one unit: `/api/v1/interfaces?unit=NAME`.
 std::string interfacesOf( std::string_view unit );
+/// What these interfaces have carried: `/api/v1/samples?last=SECONDS&interface=NAME&interface=...`.
+std::string samplesOf( const std::vector< std::string > & interfaces, unsigned lastSeconds );
 } // namespace Path
 
 /// Keys of the bodies of requests.

@@ -1,58 +1,54 @@
 #include "Maintctl/CommandLine.h"
 #include "Maintctl/CurlClient.h"
 #include "Maintctl/Json.h"
+#include "Maintctl/RealDisplay.h"
 #include "Maintctl/RealPace.h"
 #include "Maintctl/Run.h"
 
-#include <sys/ioctl.h>
-
-#include <cstdlib>
 #include <iostream>
-#include <string_view>
+
 #include <unistd.h>
 
 namespace {
 
 using namespace Maintctl;
 
-std::string_view environment( const char * name ) {
-   const char * value = std::getenv( name );
-   return value ? value : "";
+Display::Abilities abilitiesOfDescriptor( int descriptor, bool wanted ) {
+   return abilitiesOf( isatty( descriptor ), wanted, TerminalEnvironment::ofProcess() );
 }
 
-Terminal messagesTerminal( bool wanted ) {
-   Terminal terminal;
-   terminal.live = wanted && isatty( STDERR_FILENO ) && environment( "NO_COLOR" ).empty() &&
-                   environment( "TERM" ) != "dumb";
-   winsize size{};
-   if ( terminal.live && ioctl( STDERR_FILENO, TIOCGWINSZ, &size ) == 0 && size.ws_col > 0 )
-      terminal.width = size.ws_col;
-   return terminal;
+/// Progress is drawn only where colours are allowed too.
+Display::Abilities forProgress( Display::Abilities abilities ) {
+   abilities.draws = abilities.draws && abilities.colours;
+   return abilities;
 }
 
 ExitStatus perform( const Parsed & parsed ) {
    if ( const auto * information = std::get_if< Information >( &parsed ) ) {
-      Output output( std::cout, std::cerr, {}, information->json );
+      Output output( std::cout, std::cerr, information->json );
       if ( information->json )
          output.document( JsonObject().add( information->key, information->value ).text() );
       else
          output.text( information->text );
-      return output.finish() ? ExitStatus::done : ExitStatus::failed;
+      return output.flush() ? ExitStatus::done : ExitStatus::failed;
    }
    if ( const auto * error = std::get_if< UsageError >( &parsed ) ) {
-      Output output( std::cout, std::cerr, {}, error->json );
+      Output output( std::cout, std::cerr, error->json );
       output.failure( error->failure );
-      output.finish();
+      output.flush();
       return ExitStatus::usage;
    }
    const auto & invocation = std::get< Invocation >( parsed );
-   Output output( std::cout, std::cerr, messagesTerminal( invocation.progress ), invocation.json );
+   Output output( std::cout, std::cerr, invocation.json );
+   RealDisplay data( STDOUT_FILENO, abilitiesOfDescriptor( STDOUT_FILENO, invocation.progress ) );
+   RealDisplay messages(
+      STDERR_FILENO, forProgress( abilitiesOfDescriptor( STDERR_FILENO, invocation.progress ) ) );
    RealPace pace;
    CurlClient client( invocation.socket, RealPace::interrupted );
    Config::SystemFiles files;
-   World world{ client, pace, files, output };
+   World world{ client, pace, files, output, data, messages };
    const ExitStatus status = run( invocation, world );
-   if ( output.finish() || status != ExitStatus::done )
+   if ( output.flush() || status != ExitStatus::done )
       return status;
    output.failure( { ExitStatus::failed, FailureCode::failed, "the output could not be written", "", {} } );
    return ExitStatus::failed;

@@ -65,6 +65,9 @@ class Grammar {
    /// What is wrong with the arguments that CLI11 refused.
    std::string
    complaint( const std::vector< std::string > & arguments, const CLI::ParseError & error ) const {
+      // A value that is refused says by itself what is wrong, also if a command is missing behind it.
+      if ( dynamic_cast< const CLI::ValidationError * >( &error ) )
+         return error.what();
       const CLI::App * level = &app_;
       for ( const CLI::App * next = level; next; ) {
          level = next;
@@ -102,7 +105,7 @@ class Grammar {
       bool reached = level.get_parent() == nullptr;
       for ( std::size_t i = 0; i < arguments.size(); ++i ) {
          const std::string & word = arguments[i];
-         if ( word == "--socket" )
+         if ( word == "--socket" || word == "--interval" )
             ++i;
          else if ( !reached )
             reached = word == level.get_name();
@@ -194,22 +197,51 @@ class Grammar {
       duration( wait, "--timeout", timeout_, "Wait no longer than this; 0s: look once" );
    }
 
+   /// Lets the verb be carried out over and over.
+   void watchable( App * verb ) {
+      CLI::Option * watch = verb->add_flag(
+         "--watch", watch_,
+         "Over and over, until Ctrl-C: drawn on a terminal, a line for each change elsewhere" );
+      duration( verb, "--interval", interval_, "Between two looks, at least 1s; without it 1s" )
+         ->needs( watch );
+   }
+   Show showCommand( Show::What what ) const {
+      // The flag is taken behind each of them, as all that stands before the verb.
+      if ( watch_ && what > Show::What::interface )
+         throw CLI::ValidationError( "--watch", "is for units and interfaces" );
+      if ( interval_ && interval_->seconds() == 0 )
+         throw CLI::ValidationError( "--interval", "must be at least 1s" );
+      return { what, name_, watch_, interval_.value_or( Config::Duration::fromSeconds( 1 ) ) };
+   }
+
    void shows() {
       using What = Show::What;
       App * show = group(
          app_, "show",
          "Show units | unit UNIT | interfaces [UNIT] | interface NAME | profiles | groups | counters | "
          "agent" );
-      show->require_subcommand( 1 );
+
+      watchable( show );
+      show->callback( [this, show] {
+         if ( !show->get_subcommands().empty() )
+            return;
+         if ( !watch_ )
+            throw CLI::RequiredError( "A subcommand" );
+         command_ = [this] { return showCommand( What::units ); };
+      } );
       const auto what = [&]( const char * verbName, const char * does, What which ) {
-         return verb( *show, verbName, does, [this, which] { return Show{ which, name_ }; } );
+         return verb( *show, verbName, does, [this, which] { return showCommand( which ); } );
       };
-      what( "units", "All units, one line each", What::units );
-      name( what( "unit", "One unit in full", What::unit ), "UNIT", "The maintenance unit" );
-      name(
-         what( "interfaces", "The interfaces, one line each", What::interfaces ), "UNIT",
-         "Only those of this unit", false );
-      name( what( "interface", "One interface in full", What::interface ), "NAME", "The interface" );
+      watchable( what( "units", "All units, one line each", What::units ) );
+      App * unit = what( "unit", "One unit in full", What::unit );
+      name( unit, "UNIT", "The maintenance unit" );
+      watchable( unit );
+      App * interfaces = what( "interfaces", "The interfaces, one line each", What::interfaces );
+      name( interfaces, "UNIT", "Only those of this unit", false );
+      watchable( interfaces );
+      App * interface = what( "interface", "One interface in full", What::interface );
+      name( interface, "NAME", "The interface" );
+      watchable( interface );
       what( "profiles", "The profiles in effect", What::profiles );
       what( "groups", "The groups, their interfaces and units", What::groups );
       what( "counters", "The debug counters of the plug-in", What::counters );
@@ -323,11 +355,11 @@ class Grammar {
    std::optional< std::string > reason_, file_;
    std::optional< std::size_t > last_;
    unsigned run_ = 0;
-   std::optional< Config::Duration > timeout_, ramp_;
+   std::optional< Config::Duration > timeout_, ramp_, interval_;
    std::optional< Config::Rate > in_, out_, to_;
    Config::Duration by_;
    std::vector< std::pair< std::string, int > > levels_;
-   bool noProgress_ = false, wait_ = false, force_ = false;
+   bool noProgress_ = false, wait_ = false, force_ = false, watch_ = false;
 };
 
 /// Also of a command line that cannot be understood otherwise.

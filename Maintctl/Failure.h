@@ -12,7 +12,7 @@ namespace Maintctl {
 struct Failure {
    ExitStatus status = ExitStatus::failed;
    std::string code;    ///< a word for scripts: one of the agent's, or one of our own
-   std::string message; ///< one line for people
+   std::string message; ///< one line for people; empty: there is nothing to say
    std::string where;   ///< what is meant: a unit, an interface, a file; may be empty
    std::vector< Api::FileError > fileErrors;
 };

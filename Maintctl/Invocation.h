@@ -31,7 +31,9 @@ struct Wait {
 struct Show {
    enum class What { units, unit, interfaces, interface, profiles, groups, counters, agent };
    What what = What::units;
-   std::string name; ///< of the unit or interface; for `interfaces` of a unit, or empty
+   std::string name;   ///< of the unit or interface; for `interfaces` of a unit, or empty
+   bool watch = false; ///< over and over; units, unit, interfaces and interface only
+   Config::Duration interval = Config::Duration::fromSeconds( 1 ); ///< between two looks, at least 1s
 };
 
 struct Explain {

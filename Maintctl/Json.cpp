@@ -14,6 +14,13 @@ std::string dumped( const Json & json, int indent = -1 ) {
    return json.dump( indent, ' ', false, Json::error_handler_t::replace );
 }
 
+Json parsed( std::string_view text ) {
+   Json document = Json::parse( text, nullptr, false );
+   if ( document.is_discarded() )
+      throw Api::Error{ Api::ErrorCode::internal, "the agent's answer makes no sense: it is no JSON", "" };
+   return document;
+}
+
 Json jsonOf( const JsonObject::Value & value ) {
    return std::visit(
       []( const auto & is ) -> Json {
@@ -64,11 +71,8 @@ std::string validJson( const std::string & file ) {
    return dumped( Json{ { "file", file }, { "errors", Json::array() } } );
 }
 
-std::string laidOut( std::string_view text ) {
-   const Json document = Json::parse( text, nullptr, false );
-   if ( document.is_discarded() )
-      throw Api::Error{ Api::ErrorCode::internal, "the agent's answer makes no sense: it is no JSON", "" };
-   return dumped( document, 2 );
-}
+std::string laidOut( std::string_view text ) { return dumped( parsed( text ), 2 ); }
+
+std::string onOneLine( std::string_view text ) { return dumped( parsed( text ) ); }
 
 } // namespace Maintctl

@@ -33,5 +33,7 @@ std::string failureJson( const Failure & failure );
 std::string validJson( const std::string & file );
 /// The same document, indented. Throws Api::Error (internal) if it is no JSON.
 std::string laidOut( std::string_view json );
+/// The same document without line ends and blanks.
+std::string onOneLine( std::string_view json );
 
 } // namespace Maintctl

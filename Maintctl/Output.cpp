@@ -11,8 +11,6 @@ namespace Maintctl {
 
 namespace {
 
-constexpr char clearLine[] = "\r\033[K";
-
 /// Whether the message holds the name, as a word.
 bool names( const std::string & message, const std::string & name ) {
    const auto inName = [&]( std::size_t at ) {
@@ -26,17 +24,15 @@ bool names( const std::string & message, const std::string & name ) {
 
 } // namespace
 
-void Output::text( std::string_view text ) {
-   clearProgress();
-   data_ << text;
-}
+void Output::text( std::string_view text ) { data_ << text; }
 
-void Output::document( std::string_view json ) { data_ << laidOut( json ) << "\n"; }
+void Output::document( std::string_view json ) {
+   data_ << ( lines_ ? onOneLine( json ) : laidOut( json ) ) << "\n";
+}
 
 void Output::message( std::string_view line ) {
    if ( json_ )
       return;
-   clearProgress();
    messages_ << printable( line ) << "\n";
 }
 
@@ -57,26 +53,10 @@ void Output::failure( const Failure & failure ) {
    message( "maintctl: " + ( named ? "" : failure.where + ": " ) + failure.message + hint );
 }
 
-void Output::progress( std::string_view line ) {
-   if ( !drawsProgress() )
-      return message( line );
-   // A line as wide as the terminal would wrap, and could not be drawn over.
-   messages_ << clearLine << cut( printable( line ), terminal_.width ? terminal_.width - 1 : 0 )
-             << std::flush;
-   drawn_ = true;
-}
-
-bool Output::finish() {
-   clearProgress();
+bool Output::flush() {
    data_.flush();
    messages_.flush();
    return data_.good();
-}
-
-void Output::clearProgress() {
-   if ( drawn_ )
-      messages_ << clearLine << std::flush;
-   drawn_ = false;
 }
 
 } // namespace Maintctl

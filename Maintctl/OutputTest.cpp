@@ -15,38 +15,31 @@ class OutputTest : public testing::Test {
 };
 
 TEST_F( OutputTest, keepsDataAndMessagesApart ) {
-   Output output( data, messages, {}, false );
+   Output output( data, messages, false );
    output.text( "data\n" );
    output.message( "message" );
-   output.progress( "progress" );
-   EXPECT_TRUE( output.finish() );
+   EXPECT_TRUE( output.flush() );
    EXPECT_EQ( data.str(), "data\n" );
-   EXPECT_EQ( messages.str(), "message\nprogress\n" );
+   EXPECT_EQ( messages.str(), "message\n" );
 }
 
-TEST_F( OutputTest, clearsDrawnProgressBeforeAnythingElseIsSaid ) {
-   Output output( data, messages, { true, 80 }, false );
-   output.progress( "one" );
-   output.message( "message" );
-   output.progress( "two" );
-   output.finish();
-   EXPECT_EQ( messages.str(), "\r\033[Kone\r\033[Kmessage\n\r\033[Ktwo\r\033[K" );
-}
-
-TEST_F( OutputTest, neverDrawsAsWideAsTheTerminal ) {
-   Output output( data, messages, { true, 4 }, false );
-   output.progress( "12345" );
-   EXPECT_EQ( messages.str(), "\r\033[K123" );
+TEST_F( OutputTest, givesDocumentsAsLinesIfThereAreSeveral ) {
+   Output output( data, messages, true );
+   output.documentsAreLines();
+   output.document( R"({ "a": [1,
+      2] })" );
+   output.document( "[]" );
+   EXPECT_EQ( data.str(), "{\"a\":[1,2]}\n[]\n" );
 }
 
 TEST_F( OutputTest, namesWhatAFailureIsAbout ) {
-   Output output( data, messages, {}, false );
+   Output output( data, messages, false );
    output.failure( failure );
    EXPECT_EQ( messages.str(), "maintctl: spine-a: it cannot be\n" );
 }
 
 TEST_F( OutputTest, namesItOnceOnly ) {
-   Output output( data, messages, {}, false );
+   Output output( data, messages, false );
    failure.message = "spine-a is exiting";
    output.failure( failure );
    failure.message = "spine-ab is exiting";
@@ -55,9 +48,8 @@ TEST_F( OutputTest, namesItOnceOnly ) {
 }
 
 TEST_F( OutputTest, givesAFailureAsOneDocumentIfJsonIsAskedFor ) {
-   Output output( data, messages, {}, true );
+   Output output( data, messages, true );
    output.message( "message" );
-   output.progress( "progress" );
    output.failure( failure );
    EXPECT_EQ(
       data.str(), "{\n"
@@ -71,10 +63,10 @@ TEST_F( OutputTest, givesAFailureAsOneDocumentIfJsonIsAskedFor ) {
 }
 
 TEST_F( OutputTest, saysThatDataCouldNotBeWritten ) {
-   Output output( data, messages, {}, false );
+   Output output( data, messages, false );
    data.setstate( std::ios::badbit );
    output.text( "data\n" );
-   EXPECT_FALSE( output.finish() );
+   EXPECT_FALSE( output.flush() );
 }
 
 } // namespace

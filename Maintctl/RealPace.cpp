@@ -1,5 +1,7 @@
 #include "Maintctl/RealPace.h"
 
+#include "Maintctl/RealDisplay.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -11,7 +13,14 @@ namespace {
 
 volatile std::sig_atomic_t interruptedFlag = 0;
 
-extern "C" void noteInterrupt( int ) { interruptedFlag = 1; }
+extern "C" void noteInterrupt( int signal ) {
+   if ( interruptedFlag ) {
+      RealDisplay::leave();
+      std::signal( signal, SIG_DFL );
+      std::raise( signal ); // when we return
+   }
+   interruptedFlag = 1;
+}
 
 } // namespace
 
@@ -19,7 +28,7 @@ RealPace::RealPace() {
    struct sigaction action {};
    action.sa_handler = noteInterrupt;
    // Waiting must end at once, so nothing is restarted.
-   action.sa_flags = static_cast< int >( SA_RESETHAND );
+
    sigaction( SIGINT, &action, nullptr );
 }
 

@@ -76,19 +76,19 @@ Config::Parsed< std::vector< std::string > > FakeFiles::list( const std::string 
 
 ExitStatus Rig::run( const std::vector< std::string > & words ) {
    const Parsed parsed = parse( words, "1.2.3" );
-   std::ostringstream data, messages;
+   std::ostringstream dataStream, messageStream;
    const auto * invocation = std::get_if< Invocation >( &parsed );
    if ( !invocation ) {
       const auto * error = std::get_if< UsageError >( &parsed );
       ADD_FAILURE() << "the command line was not taken: " << ( error ? error->failure.message : "help" );
       return ExitStatus::usage;
    }
-   Output output( data, messages, terminal, invocation->json );
-   World world{ client, pace, files, output };
+   Output output( dataStream, messageStream, invocation->json );
+   World world{ client, pace, files, output, data, messages };
    const ExitStatus status = Maintctl::run( *invocation, world );
-   EXPECT_TRUE( output.finish() );
-   out = data.str();
-   err = messages.str();
+   EXPECT_TRUE( output.flush() );
+   out = dataStream.str();
+   err = messageStream.str();
    if ( invocation->json ) {
       EXPECT_TRUE( isJson( out ) ) << out;
       EXPECT_EQ( err, "" );

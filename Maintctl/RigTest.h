@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Maintctl/DisplayRigTest.h"
 #include "Maintctl/Run.h"
 
 #include <deque>
@@ -66,7 +67,8 @@ struct Rig {
    FakeClient client;
    FakePace pace;
    FakeFiles files;
-   Terminal terminal;
+   /// No terminals unless the test says that they can draw.
+   FakeDisplay data, messages;
    std::string out, err; ///< of the last run
 };
 

@@ -10,6 +10,7 @@
 #include "Maintctl/ShowFastLog.h"
 #include "Maintctl/Text.h"
 #include "Maintctl/Waiting.h"
+#include "Maintctl/Watching.h"
 
 namespace Maintctl {
 
@@ -51,6 +52,8 @@ class Runner {
 
    void operator()( const Show & command ) {
       using What = Show::What;
+      if ( command.watch )
+         return Watching( command, remote_, world_.pace, output_, world_.data ).untilInterrupted();
       switch ( command.what ) {
       case What::units:
          return show( Path::units, [this]( auto & body ) {
@@ -216,7 +219,7 @@ class Runner {
    }
 
    void waitFor( Waiting::Target target ) {
-      Waiting waiting( std::move( target ), remote_, world_.pace, output_ );
+      Waiting waiting( std::move( target ), remote_, world_.pace, output_, world_.messages );
       const std::string body = waiting.until();
       say( body, [&] {
          const Api::Unit unit = Api::readUnit( body );
@@ -237,7 +240,8 @@ ExitStatus run( const Invocation & invocation, World & world ) try {
    std::visit( Runner( invocation, world ), invocation.command );
    return ExitStatus::done;
 } catch ( const Failure & failure ) {
-   world.output.failure( failure );
+   if ( !failure.message.empty() )
+      world.output.failure( failure );
    return failure.status;
 } catch ( const Api::Error & error ) {
    world.output.failure( { ExitStatus::failed, stringValue( error.code ), error.message, error.where, {} } );

@@ -2,6 +2,7 @@
 
 #include "Config/Files.h"
 #include "Maintctl/Client.h"
+#include "Maintctl/Display.h"
 #include "Maintctl/Output.h"
 #include "Maintctl/Pace.h"
 
@@ -13,6 +14,8 @@ struct World {
    Pace & pace;
    Config::Files & files;
    Output & output;
+   Display & data;     ///< where data goes, as something to draw on
+   Display & messages; ///< where messages go
 };
 
 /// Does what is asked for and tells the result, also if it is a failure.

@@ -1,26 +1,14 @@
 #include "Maintctl/Text.h"
 
 #include "Api/Names.h"
-#include "Api/Utf8.h"
 #include "Api/Values.h"
+#include "Maintctl/Width.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
 namespace Maintctl {
-
-namespace {
-
-bool continues( char c ) { return ( static_cast< unsigned char >( c ) & 0xC0 ) == 0x80; }
-
-/// Controls, also those of 0x80 to 0x9F.
-bool isControl( std::string_view character ) {
-   const auto first = static_cast< unsigned char >( character[0] );
-   return first < 0x20 || first == 0x7F ||
-          ( first == 0xC2 && static_cast< unsigned char >( character[1] ) < 0xA0 );
-}
-
-} // namespace
 
 std::string rateText( std::optional< double > bps ) {
    return bps && std::isfinite( *bps ) ? Api::rateText( *bps ) : nothing;
@@ -70,33 +58,52 @@ std::string stateText( const std::string & state ) {
 std::string printable( std::string_view text ) {
    std::string result;
    while ( !text.empty() ) {
-      const std::size_t length = Api::characterSize( text );
-      if ( length && !isControl( text ) ) {
-         result += text.substr( 0, length );
-         text.remove_prefix( length );
-         continue;
+      const Character character = firstCharacter( text );
+      const bool shown = character.length > 0 && !isControl( character.code );
+      const std::size_t length = std::max< std::size_t >( character.length, 1 );
+      for ( std::size_t i = 0; i < length; ++i ) {
+         char hex[8];
+         std::snprintf( hex, sizeof hex, "\\x%02X", static_cast< unsigned char >( text[i] ) );
+         result += shown ? std::string( 1, text[i] ) : hex;
       }
-      char hex[8];
-      std::snprintf( hex, sizeof hex, "\\x%02X", static_cast< unsigned char >( text[0] ) );
-      result += hex;
-      text.remove_prefix( 1 );
+      text.remove_prefix( length );
    }
    return result;
 }
 
 std::size_t columns( std::string_view text ) {
    std::size_t result = 0;
-   for ( const char c : text )
-      result += !continues( c );
+   while ( !text.empty() ) {
+      const Character character = firstCharacter( text );
+      result += character.length ? width( character.code ) : 1;
+      text.remove_prefix( std::max< std::size_t >( character.length, 1 ) );
+   }
    return result;
 }
 
-std::string cut( std::string_view text, std::size_t width ) {
+std::string cut( std::string_view text, std::size_t most ) {
    std::size_t end = 0;
-   for ( std::size_t shown = 0; end < text.size(); ++end )
-      if ( !continues( text[end] ) && shown++ == width )
+   for ( std::size_t shown = 0; end < text.size(); ) {
+      const Character character = firstCharacter( text.substr( end ) );
+      shown += character.length ? width( character.code ) : 1;
+      if ( shown > most )
          break;
+      end += std::max< std::size_t >( character.length, 1 );
+   }
    return std::string( text.substr( 0, end ) );
+}
+
+std::string ascii( std::string_view text ) {
+   std::string result;
+   while ( !text.empty() ) {
+      const Character character = firstCharacter( text );
+      if ( character.length == 1 )
+         result += text[0];
+      else
+         result.append( character.length ? width( character.code ) : 1, '?' );
+      text.remove_prefix( std::max< std::size_t >( character.length, 1 ) );
+   }
+   return result;
 }
 
 } // namespace Maintctl

@@ -31,11 +31,14 @@ const char * yesNo( bool value );
 /// The state of a unit as one says it behind "is": `under maintenance`, `entering`.
 std::string stateText( const std::string & state );
 
-/// Text that cannot fool a terminal: control characters and broken UTF-8 as `\xHH`.
+/// Text that cannot fool a terminal: control characters, marks that turn the direction of writing and broken UTF-8 as
+/// `\xHH`.
 std::string printable( std::string_view text );
-/// How many columns it takes, every character one.
+/// How many columns of a terminal it takes, if it is printable.
 std::size_t columns( std::string_view text );
-/// The first `width` columns of it.
-std::string cut( std::string_view text, std::size_t width );
+/// As much of it as fits into so many columns.
+std::string cut( std::string_view text, std::size_t most );
+/// The same for a terminal that knows only ASCII: `?` for each column of what it cannot show.
+std::string ascii( std::string_view text );
 
 } // namespace Maintctl

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace Maintctl {
 
@@ -69,7 +70,29 @@ std::string failuresText( const Api::Unit & unit ) {
    return result;
 }
 
+Waiting::Waiting( Target target, Remote & remote, Pace & pace, Output & output, Display & display )
+   : target_( std::move( target ) ),
+     remote_( remote ),
+     pace_( pace ),
+     output_( output ),
+     sight_( { Show::What::unit, target_.unit, true }, remote ) {
+   if ( !output.json() && display.abilities().draws )
+      live_.emplace( display, Screen::Place::below );
+}
+
 std::string Waiting::until() {
+   // Whatever is said afterwards, also of a failure, stands below the picture.
+   struct Closing {
+      std::optional< LivePicture > & live;
+      ~Closing() {
+         if ( live )
+            live->close();
+      }
+   } const closing{ live_ };
+   return untilThere();
+}
+
+std::string Waiting::untilThere() {
    begin_ = lastAnswer_ = pace_.now();
    const double end = target_.timeout ? begin_ + target_.timeout->seconds() : HUGE_VAL;
    bool started = target_.started;
@@ -77,8 +100,11 @@ std::string Waiting::until() {
       if ( const auto body = look() ) {
          const Api::Unit unit = Api::readUnit( *body );
          reportFailures( unit );
-         if ( unit.state == goalOf( target_.operation ) )
+         if ( unit.state == goalOf( target_.operation ) ) {
+            if ( live_ && drawn_ )
+               draw( unit );
             return *body;
+         }
          const bool onTheWay = unit.state == wayOf( target_.operation );
          if ( started && !onTheWay )
             throw Failure{
@@ -94,7 +120,8 @@ std::string Waiting::until() {
       const double left = end - pace_.now();
       if ( left <= 0 )
          timedOut();
-      if ( !pace_.sleep( std::min( period, left ) ) )
+      const double pause = std::min( period, left );
+      if ( !( live_ ? live_->rest( pace_, pause ) : pace_.sleep( pause ) ) )
          throw Failure{
             ExitStatus::interrupted,
             FailureCode::interrupted,
@@ -109,49 +136,82 @@ std::optional< std::string > Waiting::look() {
       std::string body = remote_.get( Api::Path::unit( target_.unit ) );
       lastAnswer_ = pace_.now();
       answered_ = true;
-      if ( away_ )
-         output_.progress( "the agent is back" );
-      away_ = false;
+      if ( std::exchange( away_, false ) && !live_ )
+         output_.message( "the agent is back" );
       return body;
    } catch ( const Failure & failure ) {
       const bool mayComeBack = failure.status == ExitStatus::notReachable &&
                                ( answered_ || target_.started ) && pace_.now() - lastAnswer_ < patience;
       if ( !mayComeBack )
          throw;
+      reportAway( failure );
    }
-   if ( !away_ )
-      output_.progress( "the agent does not answer; it may be starting again" );
-   away_ = true;
    return std::nullopt;
+}
+
+void Waiting::reportAway( const Failure & failure ) {
+   if ( live_ ) {
+      Picture picture = sight_.picture();
+      picture.stale = failure.message;
+      live_->show( std::move( picture ) );
+   } else if ( !away_ )
+      output_.message( "the agent does not answer; it may be starting again" );
+   away_ = true;
+   sight_.missed();
 }
 
 void Waiting::report( const Api::Unit & unit ) {
    lastSeen_ = unit.name + " is " + unit.state +
                ( unit.state == Api::UnitState::normal ? "" : ", " + drainedText( unit.drained, unit.total ) );
+   if ( output_.json() )
+      return;
+   if ( live_ )
+      return draw( unit );
    const std::string changed = unit.state + "/" + unit.stage.value_or( "" ) + "/" +
                                std::to_string( unit.drained ) + "/" + std::to_string( unit.total ) + "/" +
                                ( unit.settlingSince ? "settling" : "" );
-   if ( output_.json() || ( !output_.drawsProgress() && changed == reported_ ) )
+   if ( std::exchange( reported_, changed ) != changed )
+      output_.message( progressLine( unit ) );
+}
+
+void Waiting::draw( const Api::Unit & unit ) {
+   try {
+      sight_.look( unit );
+   } catch ( const Failure & failure ) {
+      // Only what is drawn depends on it; the next look finds out what has happened.
+      if ( failure.status == ExitStatus::interrupted )
+         throw;
       return;
-   reported_ = changed;
-   output_.progress( progressLine( unit ) );
+   } catch ( const Api::Error & ) {
+      return;
+   }
+   live_->show( sight_.picture() );
+   drawn_ = true;
 }
 
 void Waiting::reportFailures( const Api::Unit & unit ) {
    for ( const Api::Stage & stage : unit.stages )
       if ( stage.state == "failed" && reportedFailures_.emplace( unit.generation, stage.name ).second )
-         output_.message( unit.name + ": stage " + stage.name + " " + stage.text );
+         tell( unit.name + ": stage " + stage.name + " " + stage.text );
+}
+
+void Waiting::tell( const std::string & line ) {
+   if ( live_ )
+      live_->above( Line( line ) );
+   else
+      output_.message( line );
 }
 
 std::string Waiting::progressLine( const Api::Unit & unit ) {
    std::string line = unit.name + " " + unit.state;
-   if ( output_.drawsProgress() )
-      line = spanText( elapsed() ) + "  " + line;
+
    if ( unit.state == Api::UnitState::normal )
       return line + ", not started yet";
    if ( const Api::Stage * const stage = Api::runningCommand( unit.stages ) )
       return line + ", stage " + stage->name +
              ( stage->limitSeconds ? ", at most " + spanText( *stage->limitSeconds ) : "" );
+   if ( !unit.sentence.empty() )
+      return line + ": " + unit.sentence;
    line += ": " + drainedText( unit.drained, unit.total );
    if ( unit.state != Api::UnitState::entering )
       return unit.stage ? line + ", stage " + *unit.stage : line;

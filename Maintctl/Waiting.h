@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Maintctl/LivePicture.h"
 #include "Maintctl/Output.h"
-#include "Maintctl/Pace.h"
-#include "Maintctl/Remote.h"
+#include "Maintctl/Sight.h"
 
 #include <cstdint>
 #include <optional>
@@ -12,7 +12,8 @@
 
 namespace Maintctl {
 
-/// Purpose: waits until a unit is where it shall be, and tells what goes on meanwhile.
+/// Purpose: waits until a unit is where it shall be, and tells what goes on meanwhile: in a picture below what was
+/// there before, whose last state stays, or a line for each change.
 /// Order: construct, then until() once.
 ///
 /// 1. The unit is looked at, never changed: whoever stops waiting has changed nothing.
@@ -32,8 +33,7 @@ class Waiting {
       bool started = false;                      ///< we know that the unit is on its way
    };
 
-   Waiting( Target target, Remote & remote, Pace & pace, Output & output )
-      : target_( std::move( target ) ), remote_( remote ), pace_( pace ), output_( output ) {}
+   Waiting( Target target, Remote & remote, Pace & pace, Output & output, Display & display );
 
    /// The body that said that the unit is there. Throws Failure: notMet (timed out, or the unit went elsewhere),
    /// interrupted, notReachable, failed (no such unit).
@@ -41,12 +41,15 @@ class Waiting {
    double elapsed() { return pace_.now() - begin_; }
 
  private:
+   std::string untilThere();
    /// Nothing: the agent did not answer, and may be on its way back.
    std::optional< std::string > look();
-   bool arrived( const Api::Unit & unit );
    void report( const Api::Unit & unit );
+   void draw( const Api::Unit & unit );
+   void reportAway( const Failure & failure );
    /// A line for each stage that has failed; it does not end the wait.
    void reportFailures( const Api::Unit & unit );
+   void tell( const std::string & line );
    std::string progressLine( const Api::Unit & unit );
    [[noreturn]] void timedOut();
 
@@ -54,9 +57,11 @@ class Waiting {
    Remote & remote_;
    Pace & pace_;
    Output & output_;
+   Sight sight_;
+   std::optional< LivePicture > live_; ///< where it is drawn
    double begin_ = 0;
    double lastAnswer_ = 0;
-   bool answered_ = false, away_ = false;
+   bool answered_ = false, away_ = false, drawn_ = false;
    std::string lastSeen_; ///< in words
    std::string reported_; ///< what of it would be worth another line if it changed
    std::set< std::pair< std::uint64_t, std::string > > reportedFailures_; ///< generation and stage

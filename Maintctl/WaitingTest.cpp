@@ -134,20 +134,24 @@ TEST_F( WaitingTest, saysALineWhenSomethingChanges ) {
                "a entering: 5 of 5 drained; settling, 10s to go\n" );
 }
 
-TEST_F( WaitingTest, drawsOneLineOverAndOverOnATerminal ) {
-   rig.terminal = { true, 30 };
+TEST_F( WaitingTest, drawsAPictureOnATerminalThatStays ) {
+   rig.messages.able.draws = true;
    from( 0, unit( "exiting", 3, R"(,"stage":"drainwatch")" ) );
+   rig.client.answers( "GET /api/v1/interfaces?unit=a", "[]" );
    from( 1, unit( "normal", 0 ) );
    EXPECT_EQ( rig.run( { "exit", "a", "--wait" } ), ExitStatus::done );
-   EXPECT_EQ( rig.err, "\r\033[K0s  a exiting: 3 of 5 drained\r\033[K0s  a exiting: 3 of 5 drained\r\033[K" );
+   EXPECT_EQ( rig.err, "" );
+   EXPECT_EQ( rig.messages.shown(), "a  normal       ░░░░░░░░░░░░░░░░░░░  0/5\n" );
+   EXPECT_TRUE( rig.messages.cursorShown );
 }
 
 TEST_F( WaitingTest, drawsNothingIfJsonIsAskedFor ) {
-   rig.terminal = { true, 80 };
+   rig.messages.able.draws = true;
    from( 0, unit( "entering", 3 ) );
    from( 1, unit( "maintenance", 5 ) );
    EXPECT_EQ( rig.run( { "enter", "a", "--wait", "-j" } ), ExitStatus::done );
    EXPECT_EQ( rig.err, "" );
+   EXPECT_TRUE( rig.messages.written.empty() );
 }
 
 TEST_F( WaitingTest, namesAUnitThatIsStuck ) {

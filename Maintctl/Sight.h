@@ -1,0 +1,76 @@
+#pragma once
+
+#include "Api/Shapes.h"
+#include "Maintctl/Invocation.h"
+#include "Maintctl/Picture.h"
+#include "Maintctl/Remote.h"
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Maintctl {
+
+/// Purpose: looks at the agent and makes pictures of what it says; keeps in mind the rates that it has seen.
+/// Owner: Waiting, Watching.
+///
+/// 1. What the agent works out (sentences, reasons, ends) is shown in its words. One that does not work them out is
+///    drawn by what it does say.
+/// 2. Curves begin with the samples that the agent has kept, where it keeps any.
+class Sight {
+ public:
+   struct Subject {
+      Show::What what = Show::What::units; ///< units, unit, interfaces or interface
+      std::string name;
+      bool pressing = false; ///< of a unit: only what it waits for, and no title
+   };
+   /// \param step  seconds between two points of a curve
+   Sight( Subject subject, Remote & remote, double step = Curve::leastStep );
+
+   /// One look at all that is to be seen. Throws Failure and Api::Error as Remote and reading do; then nothing has been
+   /// seen.
+   void look();
+   /// The same, of a unit that somebody has looked at already.
+   void look( const Api::Unit & unit );
+   /// The agent was away: what was missed is asked for at the next look.
+   void missed() { filled_.clear(); }
+
+   /// Of the last look.
+   Picture picture() const;
+
+   std::optional< double > clock() const { return clock_; }
+   const std::vector< Api::Unit > & units() const { return units_; }
+   const std::vector< Api::Interface > & interfaces() const { return interfaces_; }
+   /// Of its profile.
+   std::optional< double > thresholdOf( const Api::Interface & intf ) const;
+
+ private:
+   void see( std::vector< Api::Unit > units, std::vector< Api::Interface > interfaces );
+   void fill( const std::vector< std::string > & names );
+   void learnProfiles( const std::vector< Api::Interface > & interfaces );
+   std::vector< IntfPicture > picturesOf( const Api::Unit * unit ) const;
+   UnitPicture pictureOf( const Api::Unit & unit ) const;
+   IntfPicture pictureOf( const Api::Interface & intf ) const;
+
+   const Subject subject_;
+   Remote & remote_;
+   const double step_;
+
+   std::vector< Api::Unit > units_;
+   std::vector< Api::Interface > interfaces_;
+   std::optional< double > clock_;
+   std::map< std::string, std::optional< double > > thresholds_; ///< of profiles, by name
+   std::map< std::string, Curve > curves_;                       ///< of interfaces, by name
+   std::set< std::string > filled_;                              ///< whose curves need no samples any more
+};
+
+/// How pressing an interface is to whoever waits for it.
+/// \param threshold  that is held against its rates if the agent says nothing better
+Urgency urgencyOf( const Api::Interface & intf, std::optional< double > threshold );
+
+/// In the agent's words, or what can be said without them.
+std::string sentenceOf( const Api::Unit & unit );
+std::string reasonOf( const Api::Interface & intf, Urgency urgency );
+
+} // namespace Maintctl
