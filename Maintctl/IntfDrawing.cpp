@@ -15,7 +15,7 @@ constexpr std::size_t etaWidth = 6;  ///< "59m59s"
 constexpr std::size_t widestName = 16;
 constexpr std::size_t widestCurve = 40, narrowestCurve = 8;
 constexpr std::size_t textWanted = 26; ///< columns that curves leave to the text
-constexpr std::size_t narrowestWithThreshold = 36, narrowestWithEta = 50;
+constexpr std::size_t narrowestWithThreshold = 48, narrowestWithEta = 50;
 constexpr std::size_t labelWidth = 10; ///< of a chart
 constexpr std::size_t lowestChart = 2, highestChart = 8;
 
@@ -232,7 +232,7 @@ bool showsCurves( const Picture & picture, std::size_t columns ) {
 
 Line curveLegend( double stepSeconds, bool utf8 ) {
    return Line(
-      "Curves: " + spanText( stepSeconds ) + " a column, the newest at the right; logarithmic, " +
+      "Curves: " + spanText( stepSeconds ) + " a column, the newest right; logarithmic, " +
          ( utf8 ? "▁▂" : "_." ) + " below the threshold.",
       Tone::faint );
 }

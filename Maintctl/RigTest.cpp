@@ -90,7 +90,8 @@ ExitStatus Rig::run( const std::vector< std::string > & words ) {
    out = dataStream.str();
    err = messageStream.str();
    if ( invocation->json ) {
-      EXPECT_TRUE( isJson( out ) ) << out;
+      for ( const std::string & document : severalDocuments ? linesOf( out ) : std::vector{ out } )
+         EXPECT_TRUE( isJson( document ) ) << document;
       EXPECT_EQ( err, "" );
    }
    return status;

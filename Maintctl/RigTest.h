@@ -69,7 +69,8 @@ struct Rig {
    FakeFiles files;
    /// No terminals unless the test says that they can draw.
    FakeDisplay data, messages;
-   std::string out, err; ///< of the last run
+   std::string out, err;          ///< of the last run
+   bool severalDocuments = false; ///< JSON may be one document a line
 };
 
 bool isJson( const std::string & text );

@@ -59,13 +59,15 @@ std::string printable( std::string_view text ) {
    std::string result;
    while ( !text.empty() ) {
       const Character character = firstCharacter( text );
-      const bool shown = character.length > 0 && !isControl( character.code );
       const std::size_t length = std::max< std::size_t >( character.length, 1 );
-      for ( std::size_t i = 0; i < length; ++i ) {
-         char hex[8];
-         std::snprintf( hex, sizeof hex, "\\x%02X", static_cast< unsigned char >( text[i] ) );
-         result += shown ? std::string( 1, text[i] ) : hex;
-      }
+      if ( character.length > 0 && !isControl( character.code ) )
+         result += text.substr( 0, length );
+      else
+         for ( const char c : text.substr( 0, length ) ) {
+            char hex[8];
+            std::snprintf( hex, sizeof hex, "\\x%02X", static_cast< unsigned char >( c ) );
+            result += hex;
+         }
       text.remove_prefix( length );
    }
    return result;

@@ -31,6 +31,9 @@ std::string pathOf( const Show & show ) {
 /// `2026-03-01T12:00:00Z`
 std::string secondText( double time ) { return Api::timeText( time ).substr( 0, 19 ) + "Z"; }
 
+/// What documents are told under, where there are no names.
+constexpr char theDocument[] = "";
+
 bool isGone( const Failure & failure ) { return failure.code == stringValue( Api::ErrorCode::notFound ); }
 
 } // namespace
@@ -80,6 +83,8 @@ bool Watching::look() {
       return false;
    }
    answered_ = true;
+   if ( away_ )
+      told_.erase( theDocument ); // it is told that it is back
    if ( std::exchange( away_, false ) && !live_ )
       output_.message( "the agent is back" );
    return true;
@@ -108,7 +113,7 @@ void Watching::tell() {
 }
 
 void Watching::tellDocument() {
-   if ( std::string & last = told_["document"]; last != document_ ) {
+   if ( std::string & last = told_[theDocument]; last != document_ ) {
       last = document_;
       output_.document( document_ );
    }
