@@ -167,8 +167,8 @@ TEST_F( ScreenTest, usesTonesOnlyWhereTheyAreAllowed ) {
 }
 
 TEST_F( ScreenTest, showsTheLastFrameWhateverTheOnesBeforeIt ) {
-   std::mt19937 random( 7 ); // NOLINT
-   const auto upTo = [&]( unsigned most ) { return random() % ( most + 1 ); };
+   std::mt19937 dice( 7 );
+   const auto upTo = [&]( unsigned most ) { return dice() % ( most + 1 ); };
    for ( int story = 0; story < 200; ++story ) {
       SCOPED_TRACE( story );
       FakeDisplay terminal( 12, 7 );

@@ -13,6 +13,7 @@ command -v tmux > /dev/null || {
    exit 77
 }
 
+prompt='^bash-[0-9.]+[$#]'
 _tmux() { tmux -S "$here/tmux" -f /dev/null "$@"; }
 
 # An agent, and a shell in a window of so many columns and rows.
@@ -37,8 +38,8 @@ YAML
    _agent
    _ctl simulated traffic et1 --in 5Mbps --out 1Mbps > /dev/null
    _tmux new-session -d -x "$1" -y "$2" "env -u NO_COLOR LC_ALL=${locale:-C.UTF-8} bash --norc --noprofile"
-   _types "PS1='ready> '; set -b; ctl() { '$build/bin/maintctl' --socket run/control.sock \"\$@\"; }; clear"
-   _until '^ready>$'
+   _types "set -b; ctl() { '$build/bin/maintctl' --socket run/control.sock \"\$@\"; }; clear"
+   _until "$prompt$"
 }
 _agent() {
    _start
@@ -87,7 +88,7 @@ drawsADrainBelowWhatWasThere() {
    _until '^u1 +entering +░+ +0/3 '
    _is cursor_flag 0
    _is alternate_on 0
-   _shows '^ready> ctl enter u1 --wait'
+   _shows "$prompt ctl enter u1 --wait"
    _until '^  et1 '
    _advance 20s
    _until '^u1 +entering +█+.*░+ +2/3 '
@@ -158,7 +159,7 @@ givesTheTerminalToTheShellWhileItIsStopped() {
    _is alternate_on 1
    _is cursor_flag 0
    _presses C-c
-   _until '^ready>$'
+   _until "$prompt$"
    _isGivenBack
 }
 
@@ -196,7 +197,7 @@ saysSinceWhenTheAgentIsAwayAndGoesOn() {
    _advance 20s
    _until '^u1 .* 2/3|^u1 .* 3/3'
    _presses C-c
-   _until '^ready>$'
+   _until "$prompt$"
    _isGivenBack
 }
 
@@ -230,13 +231,13 @@ drawsWithoutColoursIfTheyAreNotWanted() {
    output=$(_tmux capture-pane -p -e)
    says $'\033['
    _presses C-c
-   _until '^ready>$'
+   _until "$prompt$"
    _types "clear; NO_COLOR=1 ctl show --watch"
    _until '^u1 +entering'
    output=$(_tmux capture-pane -p -e)
    saysNot $'\033['
    _presses C-c
-   _until '^ready>$'
+   _until "$prompt$"
 }
 
 # Each of these takes the drawing of progress away.
@@ -257,14 +258,14 @@ saysLinesWhereNothingIsToBeDrawn() {
       _until '^20[0-9T:-]+Z u1 entering: '
       _showsNot '░'
       _presses C-c
-      _until '^(\^C)?ready>$'
+      _until "^(\^C)?${prompt#^}$"
    done
 }
 
 saysLinesIntoAPipe() {
    _begin 80 24
    _ctl enter u1 > /dev/null
-   _ctl show --watch > lines 2> errors &
+   "$build/bin/maintctl" --socket run/control.sock show --watch > lines 2> errors &
    local watcher=$!
    _untilLines() {
       local end=$((SECONDS + 30))
