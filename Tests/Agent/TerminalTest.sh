@@ -138,10 +138,10 @@ leavesTheOperationAndTheTerminalAloneWhenInterrupted() {
 givesTheTerminalBackWhenItIsTerminated() {
    _begin 80 24
    for command in "show --watch" "enter u1 --wait"; do
-      _types "clear; sh -c 'echo \$\$ > pid; exec $build/bin/maintctl --socket run/control.sock $command'; echo ended with \$?"
+      _types "clear; sh -c 'echo \$\$ > pid; exec $build/bin/maintctl --socket run/control.sock $command'; echo ${command%% *} ended with \$?"
       _until '^u1 '
       kill -TERM "$(cat pid)"
-      _until '^ended with 143$'
+      _until "^${command%% *} ended with 143$"
       _isGivenBack
    done
 }
@@ -245,8 +245,8 @@ saysLinesWhereNothingIsToBeDrawn() {
    _begin 100 24
    _ctl enter u1 > /dev/null
    for how in "NO_COLOR=1 ctl" "TERM=dumb ctl" "ctl --no-progress" "ctl -j"; do
-      _types "clear; $how wait u1 --for=maintenance --timeout 0s; echo ended with \$?"
-      _until '^ended with 4$'
+      _types "clear; $how wait u1 --for=maintenance --timeout 0s; echo '$how' ended with \$?"
+      _until "^$how ended with 4$"
       _showsNot '░'
       case $how in
       *-j) _shows '"code": "timed-out"' ;;
