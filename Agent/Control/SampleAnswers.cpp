@@ -98,8 +98,9 @@ void append( std::string & text, const char * key, const std::vector< float > & 
          text += "null";
          continue;
       }
-      char digits[64];
-      const auto written = std::to_chars( digits, digits + sizeof digits, rate, std::chars_format::fixed );
+      // Whole bits: a fraction would cost more than all the rest of the answer.
+      char digits[32];
+      const auto written = std::to_chars( digits, digits + sizeof digits, std::llround( rate ) );
       text.append( digits, written.ptr );
    }
    text += rates.empty() ? "[]" : "]";

@@ -55,7 +55,7 @@ class SampleAnswers : public Agent::ControlApiRig {
 TEST_F( SampleAnswers, areTheRatesAtEqualStepsAndNullWhereNothingIsKnown ) {
    EXPECT_EQ(
       json::parse( R"({"step-seconds":5,"start":"2023-11-14T23:13:00.000Z","interfaces":{"et1":{
-         "in-bps":[null,5002.5,10005,15007.5],"out-bps":[null,9999999827968,9999999827968,9999999827968]}}})" ),
+         "in-bps":[null,5003,10005,15008],"out-bps":[null,9999999827968,9999999827968,9999999827968]}}})" ),
       shown( "interface=et1&last=20" ) );
    EXPECT_EQ( std::pair( rig.now - 20, rig.now ), samples.asked );
 }
