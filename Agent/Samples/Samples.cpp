@@ -82,13 +82,15 @@ void Samples::handleTick() {
    if ( time_ ) {
       lastStep_ = stepOf( step );
       take();
+   }
+   if ( folder_.descriptor() >= 0 ) {
       note();
       if ( lastStep_ >= nextCheck_ )
          findOld();
    }
    for ( const auto & call : ticked_ )
       call();
-   if ( time_ && !working_ )
+   if ( !working_ )
       work();
 }
 
@@ -142,6 +144,8 @@ void Samples::failed( const std::string & text ) {
 
 /// Some of what is to be done with files; the rest in later turns.
 void Samples::work() {
+   if ( folder_.descriptor() < 0 )
+      return;
    const double begin = scheduler_->liveTime();
    for ( unsigned files = 0; !toWrite_.empty() || !toCheck_.empty(); ++files ) {
       if ( files == filesPerTurn || scheduler_->liveTime() - begin > longestWrite )

@@ -304,6 +304,25 @@ TEST_F( Samples, begunAnewWhereSomebodyHasRemovedTheFolder ) {
    EXPECT_EQ( "8000/4000", last( "et1", 1 ) );
 }
 
+TEST_F( Samples, waitAMinuteForAFolderThatCannotBeOpened ) {
+   portIs( et1, 8000 );
+   start();
+   clock->advance( 10 );
+   std::filesystem::rename( path + "/samples", path + "/away" );
+   std::ofstream( path + "/samples" ) << "a file";
+   clock->advance( 30 );
+   EXPECT_EQ( path + "/samples: Not a directory", problem() );
+   EXPECT_EQ( bornAt + 15, samples->problem()->since );
+   std::filesystem::remove( path + "/samples" );
+   std::filesystem::rename( path + "/away", path + "/samples" );
+   clock->advance( 10 );
+   EXPECT_EQ( "", problem() );
+   stop();
+   start();
+   EXPECT_EQ( "- 8000/4000 8000/4000 8000/4000", last( "et1", 10 ).substr( 0, 31 ) );
+   EXPECT_EQ( 9, std::ranges::count( last( "et1", 10 ), '/' ) );
+}
+
 // ---- what is over
 
 TEST_F( Samples, ofAnInterfaceThatIsNotConfiguredAnyMoreAreForgottenAfterAWeek ) {
