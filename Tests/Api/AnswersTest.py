@@ -157,7 +157,9 @@ class Maintenance(AnswersTest):
             if route.method == "GET" and route.answer:
                 example = next(answer for path, answer in answers.items() if matches(route.path, path))
                 for changed, what in mutants(example):
-                    if not (route.answer == "counters.json" and changed == {}):
+                    # Names of interfaces are no keys of a schema.
+                    isName = route.answer == "samples.json" and re.match("/interfaces/[^/ ]+ ", what)
+                    if not isName and not (route.answer == "counters.json" and changed == {}):
                         self.assertIsNotNone(complaint(route.answer, changed), f"{route.path}: {what}")
 
 
