@@ -16,8 +16,9 @@ namespace {
 using What = Show::What;
 
 constexpr std::size_t namesInARequest = 50;
-constexpr std::size_t rowsPerUnit = 5;   ///< where there are several
-constexpr std::size_t rowsOfOneUnit = 8; ///< below what was there before
+constexpr double mostSeconds = 7 * 86400; ///< as long as the agent keeps samples
+constexpr std::size_t rowsPerUnit = 5;    ///< where there are several
+constexpr std::size_t rowsOfOneUnit = 8;  ///< below what was there before
 
 RatePoint ratesOf( const Api::Interface & intf ) { return { intf.inBps, intf.outBps }; }
 
@@ -35,6 +36,8 @@ bool isSlower( const IntfPicture & a, const IntfPicture & b ) {
    };
    return excess( a ) > excess( b );
 }
+
+bool isBusy( const Api::Unit & unit ) { return unit.state != Api::UnitState::normal; }
 
 std::string whoText( const Api::Unit & unit ) {
    std::string result = unit.by.value_or( "" );
@@ -112,7 +115,11 @@ void Sight::look() {
    switch ( subject_.what ) {
    case What::units: {
       auto units = Api::readUnits( remote_.get( Api::Path::units ) );
-      return see( std::move( units ), Api::readInterfaces( remote_.get( Api::Path::interfaces ) ) );
+      std::vector< Api::Interface > interfaces;
+      // A switch may have thousands of interfaces, and of a unit that is normal none is shown.
+      if ( std::any_of( units.begin(), units.end(), isBusy ) )
+         interfaces = Api::readInterfaces( remote_.get( Api::Path::interfaces ) );
+      return see( std::move( units ), std::move( interfaces ) );
    }
    case What::unit:
       return look( Api::readUnit( remote_.get( Api::Path::unit( subject_.name ) ) ) );
@@ -147,7 +154,8 @@ void Sight::see( std::vector< Api::Unit > units, std::vector< Api::Interface > i
 }
 
 void Sight::fill( const std::vector< std::string > & names ) {
-   const auto seconds = static_cast< unsigned >( step_ * double( Curve::mostPoints ) );
+   const auto seconds =
+      static_cast< unsigned >( std::min( step_ * double( Curve::mostPoints ), mostSeconds ) );
    for ( std::size_t begin = 0; begin < names.size(); begin += namesInARequest ) {
       const std::size_t end = std::min( names.size(), begin + namesInARequest );
       const std::vector< std::string > some(
@@ -210,14 +218,14 @@ IntfPicture Sight::pictureOf( const Api::Interface & intf ) const {
 
 std::vector< IntfPicture > Sight::picturesOf( const Api::Unit * unit ) const {
    const bool pressing = subject_.pressing || subject_.what == What::units;
+   const auto isMember = [&]( const Api::Interface & intf ) {
+      return !unit || subject_.what == What::unit ||
+             std::find( intf.units.begin(), intf.units.end(), unit->name ) != intf.units.end();
+   };
    std::vector< IntfPicture > result;
-   for ( const Api::Interface & intf : interfaces_ ) {
-      const bool member = !unit || subject_.what == What::unit ||
-                          std::find( intf.units.begin(), intf.units.end(), unit->name ) != intf.units.end();
-      IntfPicture picture = pictureOf( intf );
-      if ( member && ( !pressing || picture.urgency < Urgency::done ) )
-         result.push_back( std::move( picture ) );
-   }
+   for ( const Api::Interface & intf : interfaces_ )
+      if ( isMember( intf ) && ( !pressing || urgencyOf( intf, thresholdOf( intf ) ) < Urgency::done ) )
+         result.push_back( pictureOf( intf ) );
    std::stable_sort( result.begin(), result.end(), isSlower );
    return result;
 }

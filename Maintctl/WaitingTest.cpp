@@ -145,6 +145,55 @@ TEST_F( WaitingTest, drawsAPictureOnATerminalThatStays ) {
    EXPECT_TRUE( rig.messages.cursorShown );
 }
 
+TEST_F( WaitingTest, drawsTheSlowestInterfacesOnly ) {
+   rig.messages.able.draws = true;
+   from( 0, unit( "entering", 3, R"(,"stage":"drainwatch","sentence":"3 of 5 drained; et2 about 40 s")" ) );
+   rig.client.answers( "GET /api/v1/interfaces?unit=a", R"([
+      {"name":"et1","state":"under-maint","reason":{"code":"drained","text":"drained"}},
+      {"name":"et2","state":"enter-maint","in-bps":812000,"out-bps":0,
+       "reason":{"code":"above-threshold","threshold-bps":100000,"eta-seconds":39.5,"text":"812 kbit/s, about 40 s"}}])" );
+   rig.pace.interruptAt( 2 );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait" } ), ExitStatus::interrupted );
+   EXPECT_EQ( "\n" + rig.messages.shown(), R"(
+a  entering     ███████████▍░░░░░░░  3/5  stage drainwatch
+  3 of 5 drained; et2 about 40 s
+  et2    812 kbps > 100 kbps      40s                812 kbit/s, about 40 s
+)" );
+   EXPECT_EQ( rig.err, "maintctl: a: interrupted; the operation itself goes on\n" );
+}
+
+TEST_F( WaitingTest, saysFailedStagesAboveThePicture ) {
+   rig.messages.able.draws = true;
+   rig.client.answers( "GET /api/v1/interfaces?unit=a", "[]" );
+   from( 0, unit( "exiting", 3 ) );
+   from(
+      2,
+      unit(
+         "exiting", 3, R"(,"stages":[{"name":"steer","state":"failed","text":"has failed: status 1"}])" ) );
+   rig.pace.interruptAt( 4 );
+   rig.run( { "exit", "a", "--wait" } );
+   EXPECT_EQ(
+      rig.messages.shown(), "a: stage steer has failed: status 1\na  exiting      ███████████▍░░░░░░░  3/5\n"
+                            "  3 of 5 drained\n" );
+}
+
+TEST_F( WaitingTest, drawsThatTheAgentIsAway ) {
+   rig.messages.able.draws = true;
+   rig.client.answers( "GET /api/v1/interfaces?unit=a", "[]" );
+   from( 0, unit( "entering", 3 ) );
+   rig.pace.at( 5, [this] { rig.client.reachableIs( false ); } );
+   std::string away;
+   rig.pace.at( 8, [&] { away = rig.messages.shown(); } );
+   rig.pace.at( 10, [this] { rig.client.reachableIs( true ); } );
+   from( 12, unit( "maintenance", 5 ) );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait" } ), ExitStatus::done );
+   EXPECT_EQ( linesOf( away )[0], "stale: the agent cannot be reached: Connection refused" );
+   EXPECT_TRUE( linesOf( away )[1].starts_with( "a  entering" ) ) << away;
+   EXPECT_EQ( linesOf( rig.messages.shown() ).size(), 2 ); // nothing is left of what was said meanwhile
+   EXPECT_TRUE( rig.messages.shown().starts_with( "a  maintenance" ) ) << rig.messages.shown();
+   EXPECT_EQ( rig.err, "" );
+}
+
 TEST_F( WaitingTest, drawsNothingIfJsonIsAskedFor ) {
    rig.messages.able.draws = true;
    from( 0, unit( "entering", 3 ) );

@@ -31,6 +31,15 @@ std::string pathOf( const Show & show ) {
 /// `2026-03-01T12:00:00Z`
 std::string secondText( double time ) { return Api::timeText( time ).substr( 0, 19 ) + "Z"; }
 
+/// Those that somebody may have to do something about.
+std::string troubles( const UnitPicture & unit ) {
+   std::string result;
+   for ( const IntfPicture & intf : unit.interfaces )
+      if ( intf.urgency <= Urgency::stuck )
+         result += "/" + intf.name + std::to_string( static_cast< int >( intf.urgency ) );
+   return result;
+}
+
 /// What documents are told under, where there are no names.
 constexpr char theDocument[] = "";
 
@@ -120,21 +129,14 @@ void Watching::tellDocument() {
 }
 
 void Watching::tellLines() {
-   const auto urgencies = [this]( const Api::Unit & unit ) {
-      std::string result;
-      for ( const UnitPicture & picture : sight_.picture().units )
-         if ( picture.name == unit.name )
-            for ( const IntfPicture & intf : picture.interfaces )
-               if ( intf.urgency <= Urgency::stuck )
-                  result += "/" + intf.name + std::to_string( static_cast< int >( intf.urgency ) );
-      return result;
-   };
-   for ( const Api::Unit & unit : sight_.units() ) {
+   const Picture picture = sight_.picture();
+   for ( std::size_t i = 0; i < picture.units.size(); ++i ) {
+      const Api::Unit & unit = sight_.units()[i];
       // Sentences tell rates and times, which always change.
       const std::string state = unit.state + "/" + unit.stage.value_or( "" ) + "/" +
                                 std::to_string( unit.drained ) + "/" + std::to_string( unit.total ) +
                                 ( unit.settlingSince ? "/settling" : "" ) +
-                                ( unit.overdue ? "/overdue" : "" ) + urgencies( unit );
+                                ( unit.overdue ? "/overdue" : "" ) + troubles( picture.units[i] );
       const std::string sentence = sentenceOf( unit );
       tellChange( unit.name, state, unit.state + ( sentence.empty() ? "" : ": " + sentence ) );
    }

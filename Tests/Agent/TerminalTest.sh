@@ -214,6 +214,15 @@ goesOnWaitingForAnAgentThatIsKilled() {
    _isGivenBack
 }
 
+beginsCurvesWithTheSamplesOfTheAgent() {
+   _begin 100 24
+   _advance 60s
+   _types "ctl show interfaces u1 --watch"
+   _until '^et1 +5.00 Mbps .* (▁|▂|▃|▄|▅|▆|▇|█){10}'
+   _presses C-c
+   _until "$prompt$"
+}
+
 drawsOnlyAsciiWhereThereIsNothingElse() {
    locale=C _begin 100 24
    _types "ctl enter u1 --wait"
