@@ -85,11 +85,11 @@ TEST( Drawing, showsUnitsWithTheirSlowestInterfaces ) {
 spine-a  entering     █████████████████▏░░░░░░  5/7  stage drainwatch  1m12s  uid 0: replace the fan
   5 of 7 drained; et3 812 kbit/s, about 40 s; bond0 stalled at 310 kbit/s since 14:02; forced
   shutdown of bond0 in 3m10s
-  bond0   310 kbps > 100 kbps        -                      ██▇▇▆▆▆▅▅▄▄▄  stalled at 310 kbit/s sinc
-  et3     812 kbps > 100 kbps      41s                      ██▇▇▇▆▆▆▅▅▄▄  812 kbit/s, about 40 s
+  bond0   310 kbps > 100 kbps        -            ██▇▇▆▆▆▅▅▄▄▄  stalled at 310 kbit/s since 14:02
+  et3     812 kbps > 100 kbps      41s            ██▇▇▇▆▆▆▅▅▄▄  812 kbit/s, about 40 s
 leaf-b   maintenance  ████████████████████████  4/4  1h06m
   traffic is back on et9
-  et9    50.0 Mbps > 100 kbps        -                      ██▇▇▇▇▆▆▆▆▅▅  spike of 50.0 Mbit/s
+  et9    50.0 Mbps > 100 kbps        -            ██▇▇▇▇▆▆▆▆▅▅  spike of 50.0 Mbit/s
 spine-c  normal       ░░░░░░░░░░░░░░░░░░░░░░░░  0/0
   normal
 
@@ -205,16 +205,16 @@ TEST( Drawing, showsInterfacesUnderAHeading ) {
    EXPECT_EQ( drawn( interfaces, 80, 12 ), R"(
 3 interfaces                                                        22:13:20 UTC
 
-NAME       RATE THRESHOLD       ETA            CURVE  WHY
-et1     300 bps < 100 kbps       4s     ▇▅▄▂▂▂▁▁▁▁▁▁  quiet 6 of 10 s
-et2           -   100 kbps       4s             ▁  ▂  quiet 6 of 10 s
-et10  5.00 Mbps                   -     █▇▇▆▅▅▄▄▃▂▂▁  not monitored
+NAME       RATE THRESHOLD       ETA         CURVE  WHY
+et1     300 bps < 100 kbps       4s  ▇▅▄▂▂▂▁▁▁▁▁▁  quiet 6 of 10 s
+et2           -   100 kbps       4s          ▁  ▂  quiet 6 of 10 s
+et10  5.00 Mbps                   -  █▇▇▆▅▅▄▄▃▂▂▁  not monitored
 
 Curves: 5s a column, the newest right; logarithmic, ▁▂ below the threshold.
 )" );
    EXPECT_EQ( drawn( interfaces, 80, 2 ), R"(
-et1     300 bps < 100 kbps       4s     ▇▅▄▂▂▂▁▁▁▁▁▁  quiet 6 of 10 s
-et2           -   100 kbps       4s             ▁  ▂  quiet 6 of 10 s   (1 more)
+et1     300 bps < 100 kbps       4s  ▇▅▄▂▂▂▁▁▁▁▁▁  quiet 6 of 10 s
+et2           -   100 kbps       4s          ▁  ▂  quiet 6 of 10 s      (1 more)
 )" );
 }
 

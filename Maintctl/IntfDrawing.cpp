@@ -13,8 +13,9 @@ constexpr std::size_t gap = 2;
 constexpr std::size_t rateWidth = 9; ///< "12.3 Mbps", "1.50 kbps"
 constexpr std::size_t etaWidth = 6;  ///< "59m59s"
 constexpr std::size_t widestName = 16;
-constexpr std::size_t widestCurve = 40, narrowestCurve = 8;
-constexpr std::size_t textWanted = 26; ///< columns that curves leave to the text
+constexpr std::size_t widestCurve = 40, usefulCurve = 12, narrowestCurve = 8;
+constexpr std::size_t textWanted = 36; ///< columns that a curve longer than is useful leaves to the text
+constexpr std::size_t textNeeded = 24; ///< that any curve leaves to it
 constexpr std::size_t narrowestWithThreshold = 48, narrowestWithEta = 50;
 constexpr std::size_t labelWidth = 10; ///< of a chart
 constexpr std::size_t lowestChart = 2, highestChart = 8;
@@ -93,8 +94,12 @@ IntfLayout::IntfLayout(
    threshold_ = columns >= narrowestWithThreshold;
    eta_ = columns >= narrowestWithEta;
    const std::size_t taken = indent + name_ + gap + rateWidth + ( threshold_ ? 1 + 2 + rateWidth : 0 ) +
-                             ( eta_ ? gap + etaWidth : 0 ) + 2 * gap + textWanted;
-   curve_ = columns > taken ? std::min( columns - taken, widestCurve ) : 0;
+                             ( eta_ ? gap + etaWidth : 0 ) + 2 * gap;
+   const auto leaving = [&]( std::size_t text ) {
+      return columns > taken + text ? columns - taken - text : 0;
+   };
+   curve_ = std::max(
+      std::min( leaving( textNeeded ), usefulCurve ), std::min( leaving( textWanted ), widestCurve ) );
    if ( curve_ < narrowestCurve )
       curve_ = 0;
 }
