@@ -94,7 +94,8 @@ class Page {
       const since = staleSince === null ? '' : format.clock( staleSince );
       document.body.classList.toggle( 'is-stale', staleSince !== null );
       shown( this.stale, staleSince !== null );
-      text( this.stale, staleSince === null ? '' : `The agent does not answer. What you see is stale since ${since} UTC; the page goes on by itself when it is back.` );
+      text( this.stale, staleSince === null ? '' :
+         `The agent does not answer. What you see is stale since ${since} UTC; the page goes on by itself when it is back.` );
       const [ words, level ] = links[ model.stream.state ];
       text( this.link, staleSince === null ? words : `${words} since ${since}` );
       attribute( this.link, 'class', `link ${level}` );
@@ -106,7 +107,8 @@ class Page {
       const lines = problems.join( '\n' );
       if ( this.problems.dataset.lines !== lines ) {
          this.problems.dataset.lines = lines;
-         this.problems.replaceChildren( ...problems.map( ( problem ) => h( 'p', {}, h( 'span', { 'aria-hidden': 'true' }, '! ' ), problem ) ) );
+         this.problems.replaceChildren( ...problems.map( ( problem ) =>
+            h( 'p', {}, h( 'span', { 'aria-hidden': 'true' }, '! ' ), problem ) ) );
       }
       this.tick( false );
       this.view.update();

@@ -7,6 +7,10 @@ import { Series, sumUp } from './series.js';
 import { interfaceStanding, isPending, unitStanding } from './standing.js';
 import { recent, span } from './model.js';
 
+/** What a profile asks for, in words. */
+export const profileText = ( profile ) => `${profile.name}: below ${format.rate( profile[ 'threshold-bps' ] )} for ${
+   profile[ 'load-interval-seconds' ]} s${profile.shutdown ? ', then shut' : ''}`;
+
 export const unitLink = ( name ) => `#/unit/${encodeURIComponent( name )}`;
 export const interfaceLink = ( name ) => `#/interface/${encodeURIComponent( name )}`;
 export const recordLink = ( id ) => `#/history/${encodeURIComponent( id )}`;
@@ -47,14 +51,16 @@ export class Progress {
 /** When a link will be shut, whatever it carries. */
 export class Deadline {
    constructor() {
-      const sign = h( 'svg', { 'viewBox': '0 0 16 16', 'class': 'icon', 'aria-hidden': 'true' }, h( 'circle', { cx: 8, cy: 8, r: 6.5 } ), h( 'path', { d: 'M8 4v4l3 2' } ) );
+      const sign = h( 'svg', { 'viewBox': '0 0 16 16', 'class': 'icon', 'aria-hidden': 'true' }, h( 'circle', { cx: 8, cy: 8, r: 6.5 } ),
+         h( 'path', { d: 'M8 4v4l3 2' } ) );
       this.words = h( 'span' );
       this.element = h( 'p', { class: 'deadline' }, sign, this.words );
    }
    update( next, now, named ) {
       shown( this.element, Boolean( next ) );
       if ( next )
-         text( this.words, `forced shutdown${named ? ` of ${next[ 1 ]}` : ''} at ${format.clock( next[ 0 ] )}, in ${format.duration( next[ 0 ] - now )}` );
+         text( this.words, `forced shutdown${named ? ` of ${next[ 1 ]}` : ''} at ${format.clock( next[ 0 ] )}, in ${
+            format.duration( next[ 0 ] - now )}` );
    }
 }
 
@@ -193,10 +199,12 @@ export class Panel {
       if ( intf )
          this.ratesAre( this.pointed ?? [ null, intf[ 'in-bps' ], intf[ 'out-bps' ] ] );
    }
-   threshold() {
+   /** What it is judged by now, or would be. */
+   ofProfile( key ) {
       const { intf, model } = this;
-      return intf?.reason?.[ 'threshold-bps' ] ?? model.profiles.get( intf?.profile )?.[ 'threshold-bps' ] ?? null;
+      return intf?.reason?.[ key ] ?? model.profiles.get( intf?.profile )?.[ key ] ?? null;
    }
+   threshold() { return this.ofProfile( 'threshold-bps' ); }
    facts() {
       const { intf, model, name } = this;
       const now = model.now();
@@ -205,7 +213,7 @@ export class Panel {
       const ahead = deadline !== null && deadline > now && deadline - now < recent / 3 ? ( deadline - now ) * 1.08 : 0;
       return {
          from: now - recent + ahead, to: now + ahead, now, deadline, threshold: this.threshold(),
-         loadInterval: intf?.reason?.[ 'load-interval-seconds' ] ?? model.profiles.get( intf?.profile )?.[ 'load-interval-seconds' ] ?? null,
+         loadInterval: this.ofProfile( 'load-interval-seconds' ),
          series: model.seriesOf( name ), marks: marksOf( model, name ),
       };
    }
@@ -218,7 +226,8 @@ export class EventTable {
       this.body = h( 'tbody' );
       this.none = h( 'p', { class: 'none' }, 'nothing yet' );
       this.table = h( 'table', { class: 'events' }, h( 'caption', { class: 'unseen' }, caption ),
-         h( 'thead', {}, h( 'tr', {}, h( 'th', { scope: 'col' }, 'Time (UTC)' ), h( 'th', { scope: 'col' }, 'Of' ), h( 'th', { scope: 'col' }, 'What' ) ) ),
+         h( 'thead', {}, h( 'tr', {}, h( 'th', { scope: 'col' }, 'Time (UTC)' ), h( 'th', { scope: 'col' }, 'Of' ),
+            h( 'th', { scope: 'col' }, 'What' ) ) ),
          this.body );
       this.element = h( 'div', {}, this.table, this.none );
       this.rows = new Rows( this.body, ( event ) => event.sequence, ( event ) => this.row( event ) );
@@ -226,11 +235,13 @@ export class EventTable {
    row( event ) {
       const time = format.seconds( event.time );
       const links = { unit: unitLink, interface: interfaceLink };
-      const subject = links[ event.type ] && event.subject ? h( 'a', { href: links[ event.type ]( event.subject ) }, event.subject ) : event.subject ?? '';
+      const link = event.subject && links[ event.type ];
+      const subject = link ? h( 'a', { href: link( event.subject ) }, event.subject ) : event.subject ?? '';
       return {
          element: h( 'tr', { class: isSpike( event ) ? 'alarm' : '' },
             h( 'td', {}, h( 'time', { datetime: event.time, title: format.day( time ) }, format.clock( time ) ) ),
-            h( 'td', {}, h( 'span', { class: 'type' }, event.type ), ' ', subject ), h( 'td', {}, isSpike( event ) ? '! ' : '', event.text ?? event.what ?? '' ) ),
+            h( 'td', {}, h( 'span', { class: 'type' }, event.type ), ' ', subject ),
+            h( 'td', {}, isSpike( event ) ? '! ' : '', event.text ?? event.what ?? '' ) ),
          update() {},
       };
    }

@@ -35,7 +35,8 @@ export class Agent {
       const at = ( name ) => join( folder, name );
       this.output = '';
       const child = spawn( join( build, 'bin/maintd' ), [ '--foreground', '--config', at( 'maintd.yaml' ), '--state-dir', at( 'state' ),
-         '--runtime-dir', at( 'run' ), '--socket', at( 'control.sock' ), '--plugin-dir', join( build, 'lib' ) ], { stdio: [ 'ignore', 'pipe', 'pipe' ] } );
+         '--runtime-dir', at( 'run' ), '--socket', at( 'control.sock' ), '--plugin-dir', join( build, 'lib' ) ],
+            { stdio: [ 'ignore', 'pipe', 'pipe' ] } );
       for ( const stream of [ child.stdout, child.stderr ] )
          stream.on( 'data', ( data ) => { this.output += data; } );
       this.child = child;
@@ -61,7 +62,12 @@ export class Agent {
          const asked = request( { socketPath: join( this.folder, 'control.sock' ), method, path: `/api/v1/${path}` }, ( reply ) => {
             let text = '';
             reply.on( 'data', ( data ) => { text += data; } );
-            reply.on( 'end', () => ( reply.statusCode < 300 ? resolve( JSON.parse( text ) ) : reject( new Error( `${path}: ${reply.statusCode} ${text}` ) ) ) );
+            reply.on( 'end', () => {
+               if ( reply.statusCode < 300 )
+                  resolve( JSON.parse( text ) );
+               else
+                  reject( new Error( `${path}: ${reply.statusCode} ${text}` ) );
+            } );
          } );
          asked.on( 'error', reject );
          asked.end( body === undefined ? undefined : JSON.stringify( body ) );

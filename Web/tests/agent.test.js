@@ -61,13 +61,16 @@ test( 'a drain is followed from start to end, over an agent that is killed and s
    await soon( async () => assert.match( await text( page, 'table.units' ), /spine-a[^]*spine-b/ ) );
 
    await agent.post( 'units/spine-a/enter', { reason: '<img src=x onerror="globalThis.taken = 1">' } );
-   await soon( async () => assert.match( await text( page, '.card' ), /spine-a[^]*entering[^]*stage drainwatch[^]*“?<img src=x onerror/ ) );
+   const entering = /spine-a[^]*entering[^]*stage drainwatch[^]*“?<img src=x onerror/;
+   await soon( async () => assert.match( await text( page, '.card' ), entering ) );
    await agent.advance( 10 );
    await go( page, 'unit/spine-a' );
    await soon( async () => assert.equal( await page.locator( '.panel' ).count(), 4 ) );
    const panel = ( name ) => page.locator( '.panel', { hasText: name } );
-   await soon( async () => assert.match( await panel( 'et3' ).innerText(), /above threshold[^]*in 400 Mbit\/s[^]*out 200 Mbit\/s[^]*threshold 100 kbit\/s/ ) );
-   await soon( async () => assert.match( await panel( 'et3' ).locator( 'figcaption' ).textContent(), /in: now 400 Mbit\/s, highest 400 Mbit\/s/ ) );
+   await soon( async () => assert.match( await panel( 'et3' ).innerText(),
+      /above threshold[^]*in 400 Mbit\/s[^]*out 200 Mbit\/s[^]*threshold 100 kbit\/s/ ) );
+   await soon( async () => assert.match( await panel( 'et3' ).locator( 'figcaption' ).textContent(),
+      /in: now 400 Mbit\/s, highest 400 Mbit\/s/ ) );
    await soon( async () => assert.match( await panel( '<script>' ).innerText(), /forced shutdown at/ ) );
 
    // All but et3 fall silent.
@@ -112,11 +115,13 @@ test( 'a drain is followed from start to end, over an agent that is killed and s
       await page.locator( 'h1' ).waitFor();
       assert.deepEqual( await axe( page ), [], path );
    }
-   assert.deepEqual( await page.evaluate( () => [ globalThis.taken, document.scripts.length, document.images.length ] ), [ undefined, 1, 0 ] );
+   assert.deepEqual( await page.evaluate( () => [ globalThis.taken, document.scripts.length, document.images.length ] ),
+      [ undefined, 1, 0 ] );
 } );
 
 test( 'two hundred interfaces at once stay fluid', async () => {
    const names = Array.from( { length: 200 }, ( _, i ) => `et${i + 1}` );
+   const fading = ( name, i ) => `    ${name}: {traffic: [{for: ${1 + i % 60}s, in: 400Mbps, out: 380Mbps}, {ramp: 30s, to: 0bps}]}`;
    agent = await Agent.start( ( web ) => `
 version: 1
 switch: simulated
@@ -128,7 +133,7 @@ units: {spine-a: {groups: [all]}}
 simulated:
   clock: virtual
   ports:
-${names.map( ( name, i ) => `    ${name}: {traffic: [{for: ${1 + i % 60}s, in: 400Mbps, out: 380Mbps}, {ramp: 30s, to: 0bps}]}` ).join( '\n' )}
+${names.map( fading ).join( '\n' )}
 ` );
    await agent.post( 'units/spine-a/enter' );
    const page = await show( '#/unit/spine-a' );

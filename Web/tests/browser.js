@@ -36,7 +36,8 @@ export async function open( browser, address, options = {}, prepare = async () =
    } );
    await page.addInitScript( () => {
       globalThis.violations = [];
-      addEventListener( 'securitypolicyviolation', ( event ) => globalThis.violations.push( `${event.violatedDirective} ${event.blockedURI}` ) );
+      addEventListener( 'securitypolicyviolation',
+         ( event ) => globalThis.violations.push( `${event.violatedDirective} ${event.blockedURI}` ) );
    } );
    await prepare( page );
    await page.goto( address );
@@ -63,5 +64,6 @@ export async function soon( check, limit = 20000 ) {
 export async function axe( page ) {
    await page.evaluate( source );
    const { violations } = await page.evaluate( () => globalThis.axe.run() );
-   return violations.map( ( { id, impact, nodes } ) => `${impact} ${id}: ${nodes.map( ( node ) => `${node.target.join( ' ' )} ${node.failureSummary}` ).join( '; ' )}` );
+   return violations.map( ( { id, impact,
+      nodes } ) => `${impact} ${id}: ${nodes.map( ( node ) => `${node.target.join( ' ' )} ${node.failureSummary}` ).join( '; ' )}` );
 }

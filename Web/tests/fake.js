@@ -31,18 +31,25 @@ export const reason = ( code, changes = {} ) => ( {
 
 /** A maintenance that is over, of 190 s, with one interface; `words` stand wherever people or commands have their say. */
 export const record = ( id, name, words = null, from = 1e9 ) => ( {
-   id, unit: name, generation: 1, outcome: words ?? 'completed', began: iso( from ), 'in-maintenance': iso( from + 100 ), 'exit-began': iso( from + 150 ),
+   id, unit: name, generation: 1, outcome: words ?? 'completed', began: iso( from ), 'in-maintenance': iso( from + 100 ),
+      'exit-began': iso( from + 150 ),
    ended: iso( from + 190 ), by: words ?? 'bob', reason: words ?? 'last year', 'exit-by': words ?? 'eve', 'exit-reason': words,
    counts: { interfaces: 1, drained: 1, forced: 1, spikes: 1 },
-   stages: [ { way: 'enter', name: words ?? 'drainwatch', state: 'complete', began: iso( from ), ended: iso( from + 100 ), failure: words } ],
+   stages: [ { way: 'enter', name: words ?? 'drainwatch', state: 'complete', began: iso( from ), ended: iso( from + 100 ),
+      failure: words } ],
    interfaces: [ {
-      name: words ?? 'et1', profile: { name: words ?? 'fast', 'threshold-bps': 100000, 'load-interval-seconds': 10, shutdown: true, 'shutdown-max-delay-seconds': 300 },
-      'profile-changed': null, began: iso( from ), drained: iso( from + 40 ), shutdown: 'forced', shut: iso( from + 50 ), raised: iso( from + 150 ),
-      released: iso( from + 150 ), reasons: [ { time: iso( from ), code: words ?? 'above-threshold', 'rate-bps': 4e8 }, { time: iso( from + 40 ), code: 'drained', 'rate-bps': null } ],
+      name: words ?? 'et1', profile: { name: words ?? 'fast', 'threshold-bps': 100000, 'load-interval-seconds': 10, shutdown: true,
+         'shutdown-max-delay-seconds': 300 },
+      'profile-changed': null, began: iso( from ), drained: iso( from + 40 ), shutdown: 'forced', shut: iso( from + 50 ),
+         raised: iso( from + 150 ),
+      released: iso( from + 150 ), reasons: [ { time: iso( from ), code: words ?? 'above-threshold', 'rate-bps': 4e8 },
+         { time: iso( from + 40 ), code: 'drained', 'rate-bps': null } ],
       'reasons-left-out': 0, 'total-spikes': 1, spikes: [ { began: iso( from + 110 ), ended: iso( from + 115 ), 'peak-bps': 5e7 } ],
       drift: words ? [ { time: iso( from + 60 ), what: words } ] : [], 'drift-left-out': 0,
-      'first-in-bps': 4e8, 'first-out-bps': 1e8, 'first-time': iso( from ), 'peak-in-bps': 5e7, 'peak-out-bps': 0, 'peak-time': iso( from + 110 ),
-      curve: { start: iso( from - 60 ), 'step-seconds': 5, 'in-bps': Array.from( { length: 50 }, ( _, i ) => 4e8 * 0.5 ** i ), 'out-bps': Array( 50 ).fill( null ) },
+      'first-in-bps': 4e8, 'first-out-bps': 1e8, 'first-time': iso( from ), 'peak-in-bps': 5e7, 'peak-out-bps': 0,
+         'peak-time': iso( from + 110 ),
+      curve: { start: iso( from - 60 ), 'step-seconds': 5, 'in-bps': Array.from( { length: 50 }, ( _, i ) => 4e8 * 0.5 ** i ),
+         'out-bps': Array( 50 ).fill( null ) },
    } ],
    'interfaces-left-out': 0,
 } );
@@ -51,7 +58,8 @@ export class Fake {
    constructor() {
       this.units = [];
       this.interfaces = [];
-      this.profiles = [ { name: 'fast', 'threshold-bps': 100000, 'load-interval-seconds': 10, shutdown: true, 'shutdown-max-delay-seconds': 300, default: true } ];
+      this.profiles = [ { name: 'fast', 'threshold-bps': 100000, 'load-interval-seconds': 10, shutdown: true,
+         'shutdown-max-delay-seconds': 300, default: true } ];
       this.events = [];
       this.maintenances = [];
       this.problems = [];
@@ -94,7 +102,8 @@ export class Fake {
       case 'units': return this.units;
       case 'interfaces': return path[ 1 ] ? this.interfaces.find( ( each ) => each.name === path[ 1 ] ) : of( query.get( 'unit' ) );
       case 'profiles': return this.profiles;
-      case 'agent': return { version: '0.1.0', pid: 1, started: iso( 0 ), state: this.problems.length ? 'degraded' : 'ok', problems: this.problems,
+      case 'agent': return { version: '0.1.0', pid: 1, started: iso( 0 ), state: this.problems.length ? 'degraded' : 'ok',
+         problems: this.problems,
          switch: 'simulated', clock: iso( Date.now() / 1000 ), configuration: {}, plugin: {} };
       case 'events': return path[ 1 ] && { events: this.events, last: this.last };
       case 'history': return path[ 1 ] ? this.maintenances.find( ( each ) => each.id === Number( path[ 1 ] ) ) : this.maintenances;
@@ -103,7 +112,8 @@ export class Fake {
          const all = names.map( ( name ) => [ name, this.samples( name ) ] ).filter( ( [ , samples ] ) => samples );
          const length = Math.max( 0, ...all.map( ( [ , samples ] ) => samples.in.length ) );
          return { 'step-seconds': 5, start: iso( Date.now() / 1000 - 5 * length ),
-            interfaces: Object.fromEntries( all.map( ( [ name, samples ] ) => [ name, { 'in-bps': samples.in, 'out-bps': samples.out } ] ) ) };
+            interfaces: Object.fromEntries( all.map( ( [ name, samples ] ) => [ name,
+               { 'in-bps': samples.in, 'out-bps': samples.out } ] ) ) };
       }
       }
    }
@@ -111,7 +121,8 @@ export class Fake {
    async file( path, reply ) {
       try {
          const data = await readFile( join( dist, path ) );
-         reply.writeHead( 200, { 'Content-Type': `${types[ path.split( '.' ).pop() ]}; charset=utf-8`, 'Content-Security-Policy': policy } );
+         reply.writeHead( 200, { 'Content-Type': `${types[ path.split( '.' ).pop() ]}; charset=utf-8`,
+            'Content-Security-Policy': policy } );
          reply.end( data );
       } catch {
          reply.writeHead( 404 ).end();

@@ -22,7 +22,8 @@ beforeEach( async () => {
    opened = [];
    fake = new Fake();
    fake.units = [
-      unit( 'u1', { state: 'entering', stage: 'drainwatch', since: iso( Date.now() / 1000 - 60 ), reason: 'replace the line card', by: 'ann',
+      unit( 'u1', { state: 'entering', stage: 'drainwatch', since: iso( Date.now() / 1000 - 60 ), reason: 'replace the line card',
+         by: 'ann',
          interfaces: { total: 3, drained: 1 }, rates: { 'in-bps': 812000, 'out-bps': 1000 },
          stages: [ { name: 'drainwatch', state: 'running', since: iso( 0 ), text: 'runs', failure: null } ],
          sentence: '1 of 3 drained; et2 812 kbit/s, about 40 s; et3 stalled at 310 kbit/s since 14:02' } ),
@@ -53,7 +54,8 @@ describe( 'the list of units', () => {
       const page = await show();
       await soon( async () => assert.match( await text( page, '.card' ), /forced shutdown of et3 at/ ) );
       const words = await text( page, '.card' );
-      for ( const part of [ 'entering', 'stage drainwatch', '1 of 3', 'et3 stalled at 310 kbit/s since 14:02', 'replace the line card', 'by ann' ] )
+      for ( const part of [ 'entering', 'stage drainwatch', '1 of 3', 'et3 stalled at 310 kbit/s since 14:02', 'replace the line card',
+         'by ann' ] )
          assert.ok( words.includes( part ), `${part} in: ${words}` );
       assert.equal( await page.getByRole( 'progressbar' ).getAttribute( 'aria-valuetext' ), '1 of 3 drained' );
       assert.match( await text( page, 'table.units' ), /u2/ );
@@ -92,7 +94,8 @@ describe( 'a unit', () => {
          assert.ok( words.includes( part ), `${part} in: ${words}` );
       await soon( async () => assert.match( await panel.locator( 'figcaption' ).textContent(),
          /^et3, .*in: now .*, highest .* at \d\d:\d\d:\d\d.*threshold 100 kbit\/s/ ) );
-      await soon( async () => assert.match( await text( page, 'table.records' ), /7\s+2001-09-09 01:46:40\s+3m10s\s+✓ completed\s+1\s+bob\s+last year/ ) );
+      await soon( async () => assert.match( await text( page, 'table.records' ),
+         /7\s+2001-09-09 01:46:40\s+3m10s\s+✓ completed\s+1\s+bob\s+last year/ ) );
    } );
    test( 'follows the rates', async () => {
       const page = await show( '#/unit/u1' );
@@ -133,7 +136,8 @@ describe( 'a line that breaks', () => {
       assert.equal( await page.locator( 'table.events tbody tr' ).count(), 2 );
    } );
    test( 'without a word is noticed when two heartbeats have not come', async () => {
-      const { page } = opened[ opened.push( await open( browser, fake.address, {}, async ( page ) => { await page.clock.install(); } ) ) - 1 ];
+      const { page } = opened[ opened.push( await open( browser, fake.address, {},
+         async ( page ) => { await page.clock.install(); } ) ) - 1 ];
       await page.locator( '.link.good' ).waitFor();
       fake.silent = true;
       await page.clock.runFor( 25000 );
@@ -160,23 +164,27 @@ test( 'a past maintenance shows its course, and each interface with what happene
    const page = await show( '#/history' );
    await page.locator( 'main table a', { hasText: /^7$/ } ).click();
    await soon( async () => assert.equal( await text( page, 'h1' ), 'Maintenance 7 of u1' ) );
-   assert.match( await text( page, '.course' ), /01:46:40 enter by bob “?last year[^]*under maintenance after 1m40s[^]*exit by eve[^]*completed after 3m10s/ );
+   assert.match( await text( page, '.course' ),
+      /01:46:40 enter by bob “?last year[^]*under maintenance after 1m40s[^]*exit by eve[^]*completed after 3m10s/ );
    assert.match( await text( page, '.facts' ), /1 of 1 interfaces[^]*Forced shutdowns\s+1[^]*Spikes\s+1/ );
    const panel = page.locator( '.panel' );
    await soon( async () => assert.equal( await panel.locator( 'canvas' ).count(), 1 ) );
    await panel.locator( 'summary' ).click();
    const words = await panel.innerText();
-   for ( const part of [ 'et1', 'drained after 40s', 'above threshold at 400 Mbit/s', 'spike of 50 Mbit/s for 5s', 'shut, forced', 'raised', 'fast: below 100 kbit/s for 10 s' ] )
+   for ( const part of [ 'et1', 'drained after 40s', 'above threshold at 400 Mbit/s', 'spike of 50 Mbit/s for 5s', 'shut, forced', 'raised',
+      'fast: below 100 kbit/s for 10 s' ] )
       assert.ok( words.includes( part ), `${part} in: ${words}` );
    await page.evaluate( () => { location.hash = '#/history/8'; } );
    await soon( async () => assert.match( await text( page, 'main' ), /There is no maintenance 8/ ) );
 } );
 
 test( 'no text becomes a part of the page', async () => {
-   fake.units = [ unit( evil, { state: 'entering', stage: evil, reason: evil, by: evil, sentence: evil, groups: [ evil ], violating: [ evil ],
+   fake.units = [ unit( evil, { state: 'entering', stage: evil, reason: evil, by: evil, sentence: evil, groups: [ evil ],
+      violating: [ evil ],
       interfaces: { total: 1, drained: 0 }, stages: [ { name: evil, state: 'failed', since: null, text: evil, failure: evil } ] } ),
       unit( 'u2', { sentence: evil, groups: [ evil ] } ) ];
-   fake.interfaces = [ intf( evil, { units: [ evil ], kind: evil, profile: evil, drift: evil, reason: reason( 'stalled', { text: evil } ), 'link-state': evil } ) ];
+   fake.interfaces = [ intf( evil, { units: [ evil ], kind: evil, profile: evil, drift: evil, reason: reason( 'stalled', { text: evil } ),
+      'link-state': evil } ) ];
    fake.events = [];
    for ( const type of [ 'unit', 'interface', 'agent' ] )
       fake.event( type, evil, evil, evil );
@@ -184,16 +192,19 @@ test( 'no text becomes a part of the page', async () => {
    fake.problems = [ { what: evil, since: iso( 1 ), text: evil } ];
    const page = await show();
    const name = encodeURIComponent( evil );
-   for ( const [ path, selector ] of [ [ '', '.card' ], [ `unit/${name}`, '.panel' ], [ `interface/${name}`, '.panel' ], [ 'events', 'td' ], [ 'history', 'td' ], [ 'history/7', '.panel' ] ] ) {
+   for ( const [ path, selector ] of [ [ '', '.card' ], [ `unit/${name}`, '.panel' ], [ `interface/${name}`, '.panel' ], [ 'events', 'td' ],
+      [ 'history', 'td' ], [ 'history/7', '.panel' ] ] ) {
       await page.evaluate( ( hash ) => { location.hash = hash; }, `#/${path}` );
       await soon( async () => assert.ok( ( await text( page, selector ) ).length > 0 ) );
       await soon( async () => assert.ok( ( await page.locator( 'main' ).innerText() ).includes( evil ), path ) );
-      assert.deepEqual( await page.evaluate( () => [ globalThis.taken, document.scripts.length, document.images.length ] ), [ undefined, 1, 0 ], path );
+      assert.deepEqual( await page.evaluate( () => [ globalThis.taken, document.scripts.length, document.images.length ] ),
+         [ undefined, 1, 0 ], path );
    }
 } );
 
 test( 'of two hundred curves only those in sight are alive, and each is drawn once a frame', async () => {
-   fake.interfaces = Array.from( { length: 200 }, ( _, i ) => intf( `et${i + 1}`, { state: 'enter-maint', reason: reason( 'above-threshold' ) } ) );
+   fake.interfaces = Array.from( { length: 200 }, ( _, i ) => intf( `et${i + 1}`,
+      { state: 'enter-maint', reason: reason( 'above-threshold' ) } ) );
    fake.units[ 0 ].interfaces.total = 200;
    const page = await show( '#/unit/u1' );
    await soon( async () => assert.equal( await page.locator( '.panel' ).count(), 200 ) );
@@ -225,7 +236,8 @@ test( 'everything can be read without eyes, in dark and in light', async () => {
    fake.problems = [ { what: 'store', since: iso( 1 ), text: 'the disk is full' } ];
    for ( const colorScheme of [ 'light', 'dark' ] ) {
       const page = await show( '', { colorScheme } );
-      for ( const [ path, selector ] of [ [ '', '.card' ], [ 'unit/u1', '.panel canvas' ], [ 'interface/et2', '.panel canvas' ], [ 'events', 'td' ], [ 'history', 'td' ], [ 'history/7', '.panel canvas' ] ] ) {
+      for ( const [ path, selector ] of [ [ '', '.card' ], [ 'unit/u1', '.panel canvas' ], [ 'interface/et2', '.panel canvas' ],
+         [ 'events', 'td' ], [ 'history', 'td' ], [ 'history/7', '.panel canvas' ] ] ) {
          await page.evaluate( ( hash ) => { location.hash = hash; }, `#/${path}` );
          await page.locator( selector ).first().waitFor();
          assert.deepEqual( await axe( page ), [], `${path} ${colorScheme}` );
@@ -259,7 +271,8 @@ test( 'the keyboard reaches the content and shows where it is', async () => {
 
 test( 'a phone shows it without scrolling sideways', async () => {
    const page = await show( '', { viewport: { width: 360, height: 740 } } );
-   for ( const [ path, selector ] of [ [ '', '.card' ], [ 'unit/u1', '.panel canvas' ], [ 'interface/et2', '.panel canvas' ], [ 'events', 'td' ], [ 'history', 'td' ], [ 'history/7', '.panel canvas' ] ] ) {
+   for ( const [ path, selector ] of [ [ '', '.card' ], [ 'unit/u1', '.panel canvas' ], [ 'interface/et2', '.panel canvas' ],
+      [ 'events', 'td' ], [ 'history', 'td' ], [ 'history/7', '.panel canvas' ] ] ) {
       await page.evaluate( ( hash ) => { location.hash = hash; }, `#/${path}` );
       await page.locator( selector ).first().waitFor();
       assert.ok( await page.evaluate( () => document.documentElement.scrollWidth <= innerWidth ), path );

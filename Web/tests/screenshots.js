@@ -61,7 +61,8 @@ try {
    for ( let time = 0; time < 205; time += 5 )
       await agent.advance( 5 );
    for ( const colorScheme of [ 'light', 'dark' ] ) {
-      const { page, context, wrong } = await open( browser, `${agent.address}#/unit/spine-a`, { colorScheme, viewport: { width: 1280, height: 860 } } );
+      const { page, context, wrong } = await open( browser, `${agent.address}#/unit/spine-a`,
+         { colorScheme, viewport: { width: 1280, height: 860 } } );
       await soon( async () => {
          if ( await page.locator( '.panel canvas' ).count() < 6 )
             throw new Error( 'curves are missing' );

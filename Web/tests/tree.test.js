@@ -16,9 +16,25 @@ test( 'the bundle is what its sources give', () => {
       execFileSync( process.execPath, [ join( web, 'build.js' ), fresh ] );
       assert.deepEqual( readdirSync( join( web, 'dist' ) ).sort(), readdirSync( fresh ).sort() );
       for ( const name of readdirSync( fresh ) )
-         assert.ok( readFileSync( join( fresh, name ) ).equals( readFileSync( join( web, 'dist', name ) ) ), `${name}: "node Web/build.js" makes it anew` );
+         assert.ok( readFileSync( join( fresh, name ) ).equals( readFileSync( join( web, 'dist', name ) ) ),
+            `${name}: "node Web/build.js" makes it anew` );
    } finally {
       rmSync( fresh, { recursive: true } );
+   }
+} );
+
+test( 'sources are written alike', () => {
+   const sources = [ 'src', 'src/views', 'tests' ].flatMap( ( folder ) => readdirSync( join( web,
+      folder ) ).map( ( name ) => `${folder}/${name}` ) )
+      .filter( ( name ) => /\.(js|css|html)$/.test( name ) );
+   assert.ok( sources.length > 20, sources.join() );
+   for ( const name of [ ...sources, 'build.js' ] ) {
+      const text = readFileSync( join( web, name ), 'utf8' );
+      assert.match( text, /[^\n]\n$/, `${name}: ends with one line end` );
+      text.split( '\n' ).forEach( ( line, i ) => {
+         assert.doesNotMatch( line, /\t|\s$/, `${name}:${i + 1}: tab or blank at the end` );
+         assert.ok( line.length <= 140, `${name}:${i + 1}: ${line.length} characters` );
+      } );
    }
 } );
 

@@ -16,7 +16,8 @@ export class RecordTable {
       this.none = h( 'p', { class: 'none' }, 'none yet' );
       const columns = [ 'No.', unit ? 'Unit' : null, 'From (UTC)', 'Took', 'Outcome', 'Spikes', 'By', 'Why' ].filter( Boolean );
       this.table = h( 'table', { class: 'records' }, h( 'caption', { class: 'unseen' }, caption ),
-         h( 'thead', {}, h( 'tr', {}, columns.map( ( name ) => h( 'th', { scope: 'col', class: wide.has( name ) ? 'wide' : null }, name ) ) ) ), this.body );
+         h( 'thead', {}, h( 'tr', {}, columns.map( ( name ) => h( 'th', { scope: 'col', class: wide.has( name ) ? 'wide' : null },
+            name ) ) ) ), this.body );
       this.element = h( 'div', {}, this.table, this.none );
       this.rows = new Rows( this.body, ( record ) => record.id, ( record ) => this.row( record ) );
       this.update( [] );

@@ -4,7 +4,7 @@ import { optional } from '../model.js';
 import { Curve } from '../curve.js';
 import { attribute, h, shown, text } from '../dom.js';
 import * as format from '../format.js';
-import { crumbs, EventTable, marksOf, Panel, unitLink } from '../parts.js';
+import { crumbs, EventTable, marksOf, Panel, profileText, unitLink } from '../parts.js';
 import { Series } from '../series.js';
 
 const ranges = [ [ 'hour', 3600 ], [ 'day', 86400 ], [ 'week', 7 * 86400 ] ];
@@ -23,7 +23,8 @@ export class InterfaceView {
       this.past = new Series( Infinity );
       this.range = ranges[ 0 ];
       this.pastCurve = new Curve( { name: `${name}, further back`, tall: true, facts: () => this.pastFacts() } );
-      this.buttons = ranges.map( ( range ) => h( 'button', { type: 'button', onclick: () => this.rangeIs( range ) }, `last ${range[ 0 ]}` ) );
+      this.buttons = ranges.map( ( range ) => h( 'button', { type: 'button', onclick: () => this.rangeIs( range ) },
+         `last ${range[ 0 ]}` ) );
       this.values = h( 'tbody' );
       this.none = h( 'p', { class: 'none' } );
       this.body = h( 'div', {}, this.panel.element, this.facts,
@@ -31,7 +32,8 @@ export class InterfaceView {
             h( 'div', { 'class': 'choice', 'role': 'group', 'aria-label': 'How far back' }, this.buttons ), this.pastCurve.element,
             h( 'details', {}, h( 'summary', {}, 'Values as a table' ),
                h( 'table', { class: 'values' }, h( 'caption', { class: 'unseen' }, `Rates of ${name}` ),
-                  h( 'thead', {}, h( 'tr', {}, [ 'Time (UTC)', 'In', 'Out' ].map( ( words ) => h( 'th', { scope: 'col' }, words ) ) ) ), this.values ) ) ),
+                  h( 'thead', {}, h( 'tr', {}, [ 'Time (UTC)', 'In', 'Out' ].map( ( words ) => h( 'th', { scope: 'col' }, words ) ) ) ),
+                  this.values ) ) ),
          h( 'section', { 'aria-labelledby': 'events' }, h( 'h2', { id: 'events' }, 'Events' ), this.events.element ) );
       this.element = h( 'div', { class: 'view' }, this.path = crumbs( [ 'Units', '#/' ], [ name ] ),
          h( 'div', { class: 'head' }, h( 'h1', {}, name ) ), this.none, this.body );
@@ -57,8 +59,7 @@ export class InterfaceView {
          [ 'Units', intf.units.map( ( unit ) => h( 'a', { href: unitLink( unit ) }, unit ) ) ],
          [ 'Kind', intf.kind ],
          [ 'Link', intf.shut ? `${intf[ 'link-state' ]}, shut by us` : intf[ 'link-state' ] ],
-         [ 'Profile', profile ? `${profile.name}: below ${format.rate( profile[ 'threshold-bps' ] )} for ${profile[ 'load-interval-seconds' ]} s${
-            profile.shutdown ? ', then shut' : ''}` : intf.profile ?? '–' ],
+         [ 'Profile', profile ? profileText( profile ) : intf.profile ?? '–' ],
          [ 'Drift', intf.drift ],
       ].filter( ( [ , value ] ) => value && value.length );
       const key = JSON.stringify( [ intf.units, ...rows.slice( 1 ) ] );
@@ -95,13 +96,15 @@ export class InterfaceView {
       const step = Math.max( 1, Math.ceil( past.length / mostRows ) );
       const rows = [];
       for ( let i = past.length - 1; i >= 0; i -= step )
-         rows.push( h( 'tr', {}, h( 'td', {}, format.day( past.times[ i ] ) ), h( 'td', {}, format.rate( past.ins[ i ] ) ), h( 'td', {}, format.rate( past.outs[ i ] ) ) ) );
+         rows.push( h( 'tr', {}, h( 'td', {}, format.day( past.times[ i ] ) ), h( 'td', {}, format.rate( past.ins[ i ] ) ),
+            h( 'td', {}, format.rate( past.outs[ i ] ) ) ) );
       this.values.replaceChildren( ...rows );
    }
    pastFacts() {
       const now = this.model.now();
       return {
-         from: now - this.range[ 1 ], to: now, now, deadline: null, threshold: this.panel.threshold(), loadInterval: null, series: this.past,
+         from: now - this.range[ 1 ], to: now, now, deadline: null, threshold: this.panel.threshold(), loadInterval: null,
+            series: this.past,
          marks: marksOf( this.model, this.name ),
       };
    }

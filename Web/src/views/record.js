@@ -4,7 +4,7 @@ import { optional } from '../model.js';
 import { Curve } from '../curve.js';
 import { h, shown, text } from '../dom.js';
 import * as format from '../format.js';
-import { crumbs, interfaceLink, Rates, unitLink } from '../parts.js';
+import { crumbs, interfaceLink, profileText, Rates, unitLink } from '../parts.js';
 import { Series } from '../series.js';
 import { reasonStanding } from '../standing.js';
 
@@ -44,15 +44,18 @@ function stagesOf( record ) {
    return h( 'table', {}, h( 'caption', { class: 'unseen' }, 'Stages' ),
       h( 'thead', {}, h( 'tr', {}, [ 'Stage', 'Way', 'State', 'Took' ].map( ( words ) => h( 'th', { scope: 'col' }, words ) ) ) ),
       h( 'tbody', {}, record.stages.map( ( stage ) => h( 'tr', {}, h( 'th', { scope: 'row' }, stage.name ), h( 'td', {}, stage.way ),
-         h( 'td', {}, stage.failure ? `${stage.state}: ${stage.failure}` : stage.state ), h( 'td', {}, span( stage.began, stage.ended ) ) ) ) ) );
+         h( 'td', {}, stage.failure ? `${stage.state}: ${stage.failure}` : stage.state ),
+            h( 'td', {}, span( stage.began, stage.ended ) ) ) ) ) );
 }
 
 /** What happened to an interface, in order: [ time, words, kind of its mark ]. */
 function happened( intf ) {
    const all = intf.reasons.map( ( reason ) => [ reason.time,
-      `${reasonStanding( reason.code ).label}${reason[ 'rate-bps' ] === null ? '' : ` at ${format.rate( reason[ 'rate-bps' ] )}`}`, 'state' ] );
+      `${reasonStanding( reason.code ).label}${reason[ 'rate-bps' ] === null ? '' : ` at ${format.rate( reason[ 'rate-bps' ] )}`}`,
+         'state' ] );
    for ( const spike of intf.spikes )
-      all.push( [ spike.began, `spike of ${format.rate( spike[ 'peak-bps' ] )}${spike.ended ? ` for ${span( spike.began, spike.ended )}` : ''}`, 'spike' ] );
+      all.push( [ spike.began, `spike of ${format.rate( spike[ 'peak-bps' ] )}${
+         spike.ended ? ` for ${span( spike.began, spike.ended )}` : ''}`, 'spike' ] );
    if ( intf.shut )
       all.push( [ intf.shut, `shut, ${intf.shutdown}`, 'state' ] );
    if ( intf.raised )
@@ -68,7 +71,8 @@ class PastPanel {
       const profile = intf.profile;
       this.series = new Series( Infinity );
       if ( intf.curve )
-         this.series.take( format.seconds( intf.curve.start ), intf.curve[ 'step-seconds' ], intf.curve[ 'in-bps' ], intf.curve[ 'out-bps' ] );
+         this.series.take( format.seconds( intf.curve.start ), intf.curve[ 'step-seconds' ], intf.curve[ 'in-bps' ],
+            intf.curve[ 'out-bps' ] );
       const from = format.seconds( intf.curve?.start ?? intf.began ?? record.began );
       const to = Math.max( format.seconds( record.ended ) ?? 0, this.series.last, from + 60 );
       this.curve = new Curve( { name: intf.name, facts: () => ( {
@@ -77,16 +81,18 @@ class PastPanel {
       } ) } );
       const rates = new Rates();
       rates.update( intf[ 'peak-in-bps' ], intf[ 'peak-out-bps' ] );
-      this.element = h( 'article', { class: `panel ${intf.spikes.length ? 'alarm' : intf.shutdown === 'forced' ? 'warn' : intf.drained ? 'good' : 'quiet'}` },
+      this.element = h( 'article',
+         { class: `panel ${intf.spikes.length ? 'alarm' : intf.shutdown === 'forced' ? 'warn' : intf.drained ? 'good' : 'quiet'}` },
          h( 'header', {}, h( 'h3', {}, h( 'a', { href: interfaceLink( intf.name ) }, intf.name ) ),
             h( 'span', { class: 'faint' }, intf.drained ? `✓ drained after ${span( intf.began, intf.drained )}` : 'not drained' ) ),
          intf.curve ? this.curve.element : h( 'p', { class: 'none' }, 'no samples were kept' ),
-         intf[ 'peak-time' ] ? h( 'p', { class: 'faint' }, `highest after it drained, at ${format.clock( format.seconds( intf[ 'peak-time' ] ) )}:` ) : null,
+         intf[ 'peak-time' ] ? h( 'p', { class: 'faint' },
+            `highest after it drained, at ${format.clock( format.seconds( intf[ 'peak-time' ] ) )}:` ) : null,
          intf[ 'peak-time' ] ? rates.element : null,
          h( 'details', {}, h( 'summary', {}, `${story.length} changes` ),
-            h( 'ol', { class: 'story' }, story.map( ( [ time, words ] ) => h( 'li', {}, h( 'time', { datetime: time }, format.clock( format.seconds( time ) ) ), ` ${words}` ) ) ) ),
-         profile ? h( 'p', { class: 'faint' }, `${profile.name}: below ${format.rate( profile[ 'threshold-bps' ] )} for ${profile[ 'load-interval-seconds' ]} s${
-            profile.shutdown ? ', then shut' : ''}` ) : null );
+            h( 'ol', { class: 'story' }, story.map( ( [ time, words ] ) => h( 'li', {},
+               h( 'time', { datetime: time }, format.clock( format.seconds( time ) ) ), ` ${words}` ) ) ) ),
+         profile ? h( 'p', { class: 'faint' }, profileText( profile ) ) : null );
    }
 }
 
@@ -123,11 +129,14 @@ export class RecordView {
       this.panels = record.interfaces.map( ( intf ) => new PastPanel( record, intf ) );
       text( this.heading, `Maintenance ${record.id} of ${record.unit}` );
       this.body.replaceChildren(
-         h( 'div', { class: 'summary' }, h( 'section', { 'class': 'about', 'aria-label': 'Course' }, courseOf( record ) ), factsOf( record ) ),
+         h( 'div', { class: 'summary' }, h( 'section', { 'class': 'about', 'aria-label': 'Course' }, courseOf( record ) ),
+            factsOf( record ) ),
          h( 'section', { 'aria-labelledby': 'interfaces' }, h( 'h2', { id: 'interfaces' }, 'Interfaces' ),
             h( 'div', { class: 'grid' }, this.panels.map( ( panel ) => panel.element ) ),
-            record[ 'interfaces-left-out' ] ? h( 'p', { class: 'none' }, `and ${record[ 'interfaces-left-out' ]} more that were not written down` ) : null ),
-         ...( record.stages.length ? [ h( 'section', { 'aria-labelledby': 'stages' }, h( 'h2', { id: 'stages' }, 'Stages' ), stagesOf( record ) ) ] : [] ) );
+            record[ 'interfaces-left-out' ] ? h( 'p', { class: 'none' },
+               `and ${record[ 'interfaces-left-out' ]} more that were not written down` ) : null ),
+         ...( record.stages.length ? [ h( 'section', { 'aria-labelledby': 'stages' }, h( 'h2', { id: 'stages' }, 'Stages' ),
+            stagesOf( record ) ) ] : [] ) );
    }
    update() {}
    remove( all = true ) {

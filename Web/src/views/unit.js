@@ -3,7 +3,8 @@
 import { optional } from '../model.js';
 import { attribute, h, Rows, shown, text } from '../dom.js';
 import * as format from '../format.js';
-import { Aggregate, Badge, crumbs, Deadline, EventTable, interfaceLink, Matrix, nextShutdown, Panel, Progress, Rates, Who } from '../parts.js';
+import { Aggregate, Badge, crumbs, Deadline, EventTable, interfaceLink, Matrix, nextShutdown, Panel, Progress, Rates,
+   Who } from '../parts.js';
 import { stageStanding, unitStanding } from '../standing.js';
 import { RecordTable } from './history.js';
 
@@ -109,6 +110,7 @@ function violation( intf ) {
    return {
       element: h( 'li', {}, h( 'span', { 'class': 'sign alarm', 'aria-hidden': 'true' }, '! ' ),
          h( 'a', { href: interfaceLink( intf.name ) }, intf.name ), ' ', words ),
-      update: ( now ) => text( words, `${now.reason?.text ?? ''} (in ${format.rate( now[ 'in-bps' ] )}, out ${format.rate( now[ 'out-bps' ] )})` ),
+      update: ( now ) => text( words,
+         `${now.reason?.text ?? ''} (in ${format.rate( now[ 'in-bps' ] )}, out ${format.rate( now[ 'out-bps' ] )})` ),
    };
 }

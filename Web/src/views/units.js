@@ -76,7 +76,8 @@ export class UnitsView {
          h( 'table', { class: 'units' }, h( 'caption', { class: 'unseen' }, 'Units that are not under way' ),
             h( 'thead', {}, h( 'tr', {}, [ 'Unit', 'State' ].map( ( name ) => h( 'th', { scope: 'col' }, name ) ),
                h( 'th', { scope: 'col' }, 'How it stands' ),
-               h( 'th', { scope: 'col', class: 'wide' }, 'Groups' ), h( 'th', { scope: 'col', class: 'wide' }, 'Since (UTC)' ) ) ), this.lines ) );
+               h( 'th', { scope: 'col', class: 'wide' }, 'Groups' ), h( 'th', { scope: 'col', class: 'wide' }, 'Since (UTC)' ) ) ),
+                  this.lines ) );
       this.events = new EventTable( { caption: 'The last events' } );
       this.element = h( 'div', { class: 'view' }, h( 'div', { class: 'head' }, h( 'h1', {}, 'Units' ), this.total ),
          this.underWay, this.others,
