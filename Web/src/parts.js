@@ -183,7 +183,7 @@ export class Panel {
       this.badge.update( standing );
       attribute( this.element, 'class', `panel ${standing.level}` );
       text( this.why, intf.reason?.text ?? '' );
-      this.ratesAre( this.pointed ?? [ null, intf[ 'in-bps' ], intf[ 'out-bps' ] ] );
+      this.ratesAre( this.pointed ?? this.ratesNow() );
       text( this.limit, format.rate( this.threshold() ) );
       this.deadline.update( nextShutdown( [ intf ] ), this.model.now(), false );
       this.curve.dirtyIs();
@@ -195,9 +195,14 @@ export class Panel {
    }
    cursorIs( time, inBps, outBps ) {
       this.pointed = time === null ? null : [ time, inBps, outBps ];
+      if ( this.intf )
+         this.ratesAre( this.pointed ?? this.ratesNow() );
+   }
+   /** Of a link that is shut the record keeps what it carried last; the samples go on. */
+   ratesNow() {
       const { intf } = this;
-      if ( intf )
-         this.ratesAre( this.pointed ?? [ null, intf[ 'in-bps' ], intf[ 'out-bps' ] ] );
+      const { ins, outs, length } = this.model.seriesOf( this.name );
+      return intf.shut && length ? [ null, ins[ length - 1 ], outs[ length - 1 ] ] : [ null, intf[ 'in-bps' ], intf[ 'out-bps' ] ];
    }
    /** What it is judged by now, or would be. */
    ofProfile( key ) {

@@ -15,7 +15,7 @@ const to = join( dirname( fileURLToPath( import.meta.url ) ), '../../docs/pictur
 const fading = ( steady, rate, half, floor = 0 ) => {
    const parts = [ `{for: ${steady}s, in: ${rate}kbps, out: ${Math.round( rate * 0.72 )}kbps}` ];
    for ( let now = rate / 2; now >= Math.max( floor, 4 ); now /= 2 )
-      parts.push( `{ramp: ${half}s, to: ${Math.round( now )}kbps}` );
+      parts.push( `{ramp: ${half}s, in: ${Math.round( now )}kbps, out: ${Math.round( now * 0.72 )}kbps}` );
    parts.push( floor ? `{for: 24h, in: ${floor}kbps, out: ${Math.round( floor / 9 )}kbps}` : '{ramp: 10s, to: 0bps}' );
    return `{traffic: [${parts.join( ', ' )}]}`;
 };
@@ -62,7 +62,7 @@ try {
       await agent.advance( 5 );
    for ( const colorScheme of [ 'light', 'dark' ] ) {
       const { page, context, wrong } = await open( browser, `${agent.address}#/unit/spine-a`,
-         { colorScheme, viewport: { width: 1280, height: 860 } } );
+         { colorScheme, viewport: { width: 1280, height: 850 } } );
       await soon( async () => {
          if ( await page.locator( '.panel canvas' ).count() < 6 )
             throw new Error( 'curves are missing' );
