@@ -78,14 +78,21 @@ void Classifier::sample( double time, double in, double out, double threshold ) 
       crossings_.back() = time;
    }
    aboveRun_ = isBelow( threshold ) ? 0 : aboveRun_ + 1;
-   const unsigned place = samples_++ % window;
-   times_[place] = lastSample_ = lastHeard_ = time;
-   in_[place] = logarithm( in );
-   out_[place] = logarithm( out );
+   if ( samples_ == window ) {
+      std::move( times_.begin() + 1, times_.end(), times_.begin() );
+      std::move( in_.begin() + 1, in_.end(), in_.begin() );
+      std::move( out_.begin() + 1, out_.end(), out_.begin() );
+   } else
+      ++samples_;
+   times_[samples_ - 1] = lastSample_ = lastHeard_ = time;
+   in_[samples_ - 1] = logarithm( in );
+   out_[samples_ - 1] = logarithm( out );
 }
 
 const Classifier::Conclusion & Classifier::conclude( double now, const Inputs & inputs ) {
    const bool sameProfile = inputs.threshold == threshold_ && inputs.loadInterval == loadInterval_;
+   if ( threshold_ != inputs.threshold )
+      logThreshold_ = std::log( inputs.threshold );
    threshold_ = inputs.threshold;
    loadInterval_ = inputs.loadInterval;
    conclusion_.trend = Trend::unknown;
@@ -148,7 +155,7 @@ Classifier::Course Classifier::course( const Inputs & inputs ) const {
    for ( const auto & [last, values] : { std::pair( lastIn_, &in_ ), std::pair( lastOut_, &out_ ) } ) {
       if ( last < inputs.threshold )
          continue;
-      const Course one = courseOf( *values, inputs.threshold );
+      const Course one = courseOf( *values );
       if ( one.trend == Trend::unknown )
          return one;
       // What falls least decides.
@@ -158,15 +165,14 @@ Classifier::Course Classifier::course( const Inputs & inputs ) const {
    return result;
 }
 
-Classifier::Course Classifier::courseOf( const Values & values, double threshold ) const {
-   const unsigned count = std::min( samples_, window );
-   const double logThreshold = std::log( threshold );
-   const float least = static_cast< float >( logThreshold ) - depth;
+/// Good while threshold_ is above 0.
+Classifier::Course Classifier::courseOf( const Values & values ) const {
+   const unsigned count = samples_;
+   const float least = static_cast< float >( logThreshold_ ) - depth;
    double x[window], y[window];
    for ( unsigned i = 0; i < count; ++i ) {
-      const unsigned place = ( samples_ - count + i ) % window;
-      x[i] = times_[place] - lastSample_;
-      y[i] = values[place] < least ? least : values[place];
+      x[i] = times_[i] - lastSample_;
+      y[i] = values[i] < least ? least : values[i];
    }
    const Line line( x, y, count );
    if ( std::isnan( line.slope ) )
@@ -181,7 +187,7 @@ Classifier::Course Classifier::courseOf( const Values & values, double threshold
    if (
       recent >= leastRates && Line( x + count - recent, y + count - recent, recent ).slope > line.slope / 3 )
       return { Trend::flat };
-   return { Trend::falling, std::max( 0.0, ( line.last - logThreshold ) / -line.slope ) };
+   return { Trend::falling, std::max( 0.0, ( line.last - logThreshold_ ) / -line.slope ) };
 }
 
 double Classifier::etaOf( const Inputs & inputs, const Course & course ) const {

@@ -79,7 +79,7 @@ class Classifier {
    Reason concluded( double now, const Inputs & inputs, Trend trend ) const;
    bool isOscillating( double now, const Inputs & inputs ) const;
    Course course( const Inputs & inputs ) const;
-   Course courseOf( const Values & values, double threshold ) const;
+   Course courseOf( const Values & values ) const;
    double etaOf( const Inputs & inputs, const Course & course ) const;
    void reasonIs( Reason reason, double since );
 
@@ -88,9 +88,10 @@ class Classifier {
    double lastHeard_;  ///< of the counters
    double lastSample_ = 0;
    double lastIn_ = 0, lastOut_ = 0;
-   double threshold_ = 0;              ///< of the last conclusion
+   double threshold_ = 0; ///< of the last conclusion
+   double logThreshold_ = 0;
    Vel::U32 loadInterval_ = 0;         ///< of the last conclusion
-   unsigned samples_ = 0;              ///< the last of them is at ( samples_ - 1 ) % window
+   unsigned samples_ = 0;              ///< that are looked at; the newest is the last one
    unsigned aboveRun_ = 0;             ///< samples in a row
    std::array< double, 4 > crossings_; ///< of the threshold, the newest last
    std::array< double, window > times_{};

@@ -37,6 +37,8 @@ struct Insight::Interface {
    Insight * const insight;
    Classifier classifier;
    Vel::Watch< VelRecord > record;
+   Vel::Ptr< IntfInsight > published; ///< null: not yet
+   bool shut = false;
    bool sampled = false; ///< since it was looked at last
    bool changed = false; ///< stands in the list of those that have
    bool gone = false;
@@ -69,8 +71,11 @@ void Insight::handleRecord( const Wire::IntfId & intf ) {
 }
 
 void Insight::handleCause( const Wire::IntfId & intf ) {
-   if ( const auto found = interfaces_.find( intf ); found != interfaces_.end() )
-      noteChange( *found->second );
+   const auto found = interfaces_.find( intf );
+   if ( found == interfaces_.end() )
+      return;
+   found->second->shut = model_.cause->intfStatus( intf ) != nullptr;
+   noteChange( *found->second );
 }
 
 void Insight::noteChange( Interface & interface ) {
@@ -81,6 +86,7 @@ void Insight::noteChange( Interface & interface ) {
 void Insight::watch( const Maintenance::MonIntfStatus & record, Classifier classifier ) {
    auto & made = interfaces_[record.intfId()];
    made = std::make_unique< Interface >( this, record, std::move( classifier ) );
+   made->shut = model_.cause->intfStatus( record.intfId() ) != nullptr;
    noteChange( *made );
 }
 
@@ -99,6 +105,7 @@ void Insight::turnEnds() {
    if ( changed_.empty() && departed_.empty() && waiting_.empty() )
       return;
    const double now = Vel::System::currentTime();
+   lastProfile_ = nullptr;
    for ( const auto & departed : departed_ )
       model_.insightDir->intfDel( departed->record->entity()->intfId() );
    for ( Interface * changed : changed_ )
@@ -114,7 +121,7 @@ void Insight::turnEnds() {
 
 void Insight::conclude( Interface & interface, double now ) {
    const Maintenance::MonIntfStatus & record = *interface.record->entity();
-   const Classifier::Inputs inputs = this->inputs( record );
+   const Classifier::Inputs inputs = this->inputs( interface );
    interface.changed = false;
    const bool sampled = std::exchange( interface.sampled, false );
    if ( sampled )
@@ -122,7 +129,7 @@ void Insight::conclude( Interface & interface, double now ) {
          record.lastSampleTime(), record.curRates().inBitsRate, record.curRates().outBitsRate,
          inputs.threshold );
    const Classifier::Conclusion & conclusion = interface.classifier.conclude( now, inputs );
-   publish( record.intfId(), conclusion );
+   publish( interface, conclusion );
    const bool waits = isConcluded( conclusion.reason );
    if ( sampled && waits && interface.waits )
       waiting_.splice( waiting_.end(), waiting_, interface.waiting );
@@ -139,33 +146,44 @@ void Insight::waitsIs( Interface & interface, bool waits ) {
       waiting_.erase( interface.waiting );
 }
 
-Classifier::Inputs Insight::inputs( const Maintenance::MonIntfStatus & record ) const {
+Classifier::Inputs Insight::inputs( const Interface & interface ) {
+   const Maintenance::MonIntfStatus & record = *interface.record->entity();
    Classifier::Inputs result;
    result.state = record.state();
    result.stateTime = record.stateTime();
-   result.shut = model_.cause->intfStatus( record.intfId() ) != nullptr;
+   result.shut = interface.shut;
    result.spike = record.spikeUnderMaint();
    result.quietSamples = record.numConsecutiveDrainedSamples();
-   if ( const auto * profile = model_.intfProfileStatusDir->status( record.profileName() ) ) {
+   if ( const auto * profile = this->profile( record.profileName() ) ) {
       result.threshold = profile->drainWatchThresholdInKbps() * 1000;
       result.loadInterval = profile->drainWatchLoadInterval();
    }
    return result;
 }
 
-void Insight::publish( const Wire::IntfId & intf, const Classifier::Conclusion & conclusion ) {
-   IntfInsight * insight = model_.insightDir->intf( intf );
-   const Vel::Ptr< IntfInsight > made = insight ? nullptr : Vel::make< IntfInsight >( intf );
-   if ( made )
-      insight = made.get();
+const IntfMaintenanceProfile::Status * Insight::profile( const Vel::String & name ) {
+   if ( !lastProfile_ || lastProfile_->name() != name )
+      lastProfile_ = model_.intfProfileStatusDir->status( name );
+   return lastProfile_;
+}
+
+/// What is new is published when it is whole.
+void Insight::publish( Interface & interface, const Classifier::Conclusion & conclusion ) {
+   const Wire::IntfId & intf = interface.record->entity()->intfId();
+   Vel::Ptr< IntfInsight > & insight = interface.published;
+   if ( !insight )
+      insight = model_.insightDir->intf( intf );
+   const bool isNew = !insight;
+   if ( isNew )
+      insight = Vel::make< IntfInsight >( intf );
    insight->sinceIs( conclusion.since );
    const double eta = insight->eta();
    if ( std::abs( conclusion.eta - eta ) > etaStep || ( conclusion.eta > 0 ) != ( eta > 0 ) )
       insight->etaIs( conclusion.eta );
    insight->trendIs( conclusion.trend );
    insight->reasonIs( conclusion.reason );
-   if ( made )
-      model_.insightDir->intfPut( intf, made );
+   if ( isNew )
+      model_.insightDir->intfPut( intf, insight );
 }
 
 } // namespace Agent

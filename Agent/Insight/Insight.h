@@ -58,14 +58,17 @@ class Insight {
    void noteChange( Interface & interface );
    void watch( const Maintenance::MonIntfStatus & record, Classifier classifier );
    void depart( const Wire::IntfId & intf );
-   Classifier::Inputs inputs( const Maintenance::MonIntfStatus & record ) const;
+   Classifier::Inputs inputs( const Interface & interface );
+   const IntfMaintenanceProfile::Status * profile( const Vel::String & name );
    void conclude( Interface & interface, double now );
    void waitsIs( Interface & interface, bool waits );
-   void publish( const Wire::IntfId & intf, const Classifier::Conclusion & conclusion );
+   void publish( Interface & interface, const Classifier::Conclusion & conclusion );
 
    Model model_;
    std::unordered_map< Wire::IntfId, std::unique_ptr< Interface > > interfaces_;
    std::vector< Interface * > changed_;
+   /// The one that was looked up last in this turn: most interfaces have the same.
+   const IntfMaintenanceProfile::Status * lastProfile_ = nullptr;
    std::vector< std::unique_ptr< Interface > > departed_; ///< in this turn
    Waiting waiting_;                                      ///< in the order of Classifier::starvedAt()
    Vel::Watch< VelRecords > records_;
