@@ -1,0 +1,240 @@
+#include "Agent/History/RecordJson.h"
+
+#include "Api/Values.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+namespace Agent {
+
+using nlohmann::json;
+
+namespace {
+
+std::string text( const json & value ) {
+   // Reasons come from outside; what is not UTF-8 is shown, not refused.
+   return value.dump( -1, ' ', false, json::error_handler_t::replace ) + "\n";
+}
+
+json textOrNull( const Vel::String & value ) { return value.empty() ? json( nullptr ) : json( value ); }
+
+json number( double value ) { return std::isfinite( value ) ? json( value ) : json( nullptr ); }
+
+json rate( double bps ) { return std::isfinite( bps ) && bps >= 0 ? json( bps ) : json( nullptr ); }
+
+/// Times of one record.
+struct Times {
+   double wallOffset;
+   json operator()( double time ) const {
+      return time > 0 ? json( Api::timeText( time + wallOffset ) ) : json( nullptr );
+   }
+};
+
+json summaryJson( const HistorySummary & s ) {
+   const Times time{ 0 };
+   return {
+      { "id", s.id() },
+      { "unit", s.unitName() },
+      { "generation", s.generation() },
+      { "outcome", stringValue( s.outcome() ) },
+      { "began", time( s.began() ) },
+      { "in-maintenance", time( s.inMaintenance() ) },
+      { "exit-began", time( s.exitBegan() ) },
+      { "ended", time( s.ended() ) },
+      { "by", textOrNull( s.by() ) },
+      { "reason", textOrNull( s.reason() ) },
+      { "exit-by", textOrNull( s.exitBy() ) },
+      { "exit-reason", textOrNull( s.exitReason() ) },
+      { "counts",
+        { { "interfaces", s.intfs() },
+          { "drained", s.drained() },
+          { "forced", s.forced() },
+          { "spikes", s.spikes() } } } };
+}
+
+json profileJson( const HistoryProfile & profile ) {
+   if ( profile.name.empty() )
+      return nullptr;
+   return {
+      { "name", profile.name },
+      { "threshold-bps", number( profile.thresholdBps ) },
+      { "load-interval-seconds", profile.loadInterval },
+      { "shutdown", profile.shutdown },
+      { "shutdown-max-delay-seconds", number( profile.shutdownMaxDelay ) } };
+}
+
+json stagesJson( const HistoryRecord & record, const Times & time ) {
+   json result = json::array();
+   for ( const auto & [key, stage] : record.stageRange() ) {
+      const std::size_t slash = key.find( '/' );
+      const std::string way = key.substr( 0, slash );
+      const bool goesOn = record.ended() == 0 && ( way == "enter" ) == ( record.exitBegan() == 0 );
+      result.push_back(
+         { { "way", way },
+           { "name", key.substr( slash + 1 ) },
+           { "state", !stage->failure().empty() ? "failed"
+                      : stage->ended() > 0      ? "complete"
+                      : goesOn                  ? "running"
+                                                : "cancelled" },
+           { "began", time( stage->began() ) },
+           { "ended", time( stage->ended() ) },
+           { "failure", textOrNull( stage->failure() ) } } );
+   }
+   return result;
+}
+
+json curveJson( const SampleCurve & curve, const Times & time ) {
+   if ( curve.in.empty() )
+      return nullptr;
+   const auto rates = []( const std::vector< float > & values ) {
+      json result = json::array();
+      for ( const float value : values )
+         result.push_back( std::isfinite( value ) ? json( std::llround( value ) ) : json( nullptr ) );
+      return result;
+   };
+   return {
+      { "start", time( curve.start ) },
+      { "step-seconds", curve.step },
+      { "in-bps", rates( curve.in ) },
+      { "out-bps", rates( curve.out ) } };
+}
+
+json reasonsJson( const HistoryIntf & intf, const Times & time ) {
+   json result = json::array();
+   for ( const auto & [since, reason] : intf.reasonRange() )
+      result.push_back(
+         { { "time", time( since ) },
+           { "code", stringValue( reason.reason ) },
+           { "rate-bps", rate( reason.bps ) } } );
+   return result;
+}
+
+json spikesJson( const HistoryIntf & intf, const Times & time ) {
+   json result = json::array();
+   for ( const auto & [began, spike] : intf.spikeRange() )
+      result.push_back(
+         { { "began", time( began ) },
+           { "ended", time( spike.ended ) },
+           { "peak-bps", rate( spike.peakBps ) } } );
+   return result;
+}
+
+json driftsJson( const HistoryIntf & intf, const Times & time ) {
+   json result = json::array();
+   for ( const auto & [when, what] : intf.driftChangeRange() )
+      result.push_back( { { "time", time( when ) }, { "what", what } } );
+   return result;
+}
+
+/// Rates and their time, each under a key of its own; null if there was no sample.
+void addRates(
+   json & to, const std::string & prefix, const Interface::IntfRates & rates, const Times & time ) {
+   const bool known = rates.sampleTime > 0;
+   to[prefix + "-in-bps"] = known ? number( rates.inBitsRate ) : json( nullptr );
+   to[prefix + "-out-bps"] = known ? number( rates.outBitsRate ) : json( nullptr );
+   to[prefix + "-time"] = time( rates.sampleTime );
+}
+
+/// \param peak  null: the one that is written down
+json intfJson( const HistoryIntf & intf, const Interface::IntfRates * peak, const Times & time ) {
+   json result{
+      { "name", intf.intfId().name() },
+      { "profile", profileJson( intf.profile() ) },
+      { "profile-changed", time( intf.profileChanged() ) },
+      { "began", time( intf.began() ) },
+      { "drained", time( intf.drained() ) },
+      { "shutdown", intf.shut() == 0 ? json( nullptr ) : json( intf.forced() ? "forced" : "natural" ) },
+      { "shut", time( intf.shut() ) },
+      { "raised", time( intf.raised() ) },
+      { "released", time( intf.released() ) },
+      { "reasons", reasonsJson( intf, time ) },
+      { "reasons-left-out", intf.reasonsLeftOut() },
+      { "total-spikes", intf.totalSpikes() },
+      { "spikes", spikesJson( intf, time ) },
+      { "drift", driftsJson( intf, time ) },
+      { "drift-left-out", intf.driftsLeftOut() } };
+   addRates( result, "first", intf.firstRates(), time );
+   addRates( result, "peak", peak ? *peak : intf.peakRates(), time );
+   return result;
+}
+
+} // namespace
+
+SampleCurve thinned( const SampleCurve & curve, std::size_t most ) {
+   const std::size_t steps = curve.in.size(), several = ( steps + most - 1 ) / most;
+   if ( several <= 1 )
+      return curve;
+   SampleCurve result{ curve.start, static_cast< unsigned >( curve.step * several ), {}, {} };
+   const auto thin = [&]( const std::vector< float > & from, std::vector< float > & to ) {
+      for ( std::size_t i = 0; i < steps; ++i )
+         if ( i % several == 0 )
+            to.push_back( from[i] );
+         else
+            // What is not known says nothing of the rest of the step.
+            to.back() = std::fmax( to.back(), from[i] );
+   };
+   thin( curve.in, result.in );
+   thin( curve.out, result.out );
+   return result;
+}
+
+void summarize( const HistoryRecord & record, double wallOffset, HistorySummary & summary ) {
+   const auto wall = [&]( double time ) { return time > 0 ? time + wallOffset : 0; };
+   summary.generationIs( record.generation() );
+   summary.outcomeIs( record.ended() > 0 ? record.outcomeToBe() : Outcome::open );
+   summary.beganIs( wall( record.began() ) );
+   summary.inMaintenanceIs( wall( record.inMaintenance() ) );
+   summary.exitBeganIs( wall( record.exitBegan() ) );
+   summary.endedIs( wall( record.ended() ) );
+   summary.byIs( record.by() );
+   summary.reasonIs( record.reason() );
+   summary.exitByIs( record.exitBy() );
+   summary.exitReasonIs( record.exitReason() );
+   Vel::U32 drained = 0, forced = 0, spikes = 0;
+   for ( const auto & [id, intf] : record.intfRange() ) {
+      drained += intf->drained() > 0;
+      forced += intf->forced();
+      spikes += intf->totalSpikes();
+   }
+   summary.intfsIs( record.intfs() );
+   summary.drainedIs( drained );
+   summary.forcedIs( forced );
+   summary.spikesIs( spikes );
+}
+
+std::string summariesText( const std::vector< Vel::Ptr< const HistorySummary > > & summaries ) {
+   json list = json::array();
+   for ( const auto & summary : summaries )
+      list.push_back( summaryJson( *summary ) );
+   return text( list );
+}
+
+std::string recordText( const HistoryRecord & record, const RecordContext & context ) {
+   const Times time{ context.wallOffset };
+   const auto summary = Vel::make< HistorySummary >( record.id(), record.unitName() );
+   summarize( record, context.wallOffset, *summary );
+   json result = summaryJson( *summary );
+   result["stages"] = stagesJson( record, time );
+   const std::size_t steps =
+      std::clamp( mostStepsOfRecord / std::max< std::size_t >( record.intfs(), 1 ), fewestSteps, mostSteps );
+   const double end = record.ended() > 0 ? record.ended() : context.now;
+   std::map< std::string, const HistoryIntf * > byName;
+   for ( const auto & [id, intf] : record.intfRange() )
+      byName[std::string( id.name() )] = intf.get();
+   json & intfs = result["interfaces"] = json::array();
+   for ( const auto & [name, intf] : byName ) {
+      json shown = intfJson( *intf, context.peaks ? context.peaks->peak( intf->intfId() ) : nullptr, time );
+      shown["curve"] = nullptr;
+      if ( context.curveOf )
+         shown["curve"] =
+            curveJson( thinned( context.curveOf( name, intf->began() - curveBefore, end ), steps ), time );
+      intfs.push_back( std::move( shown ) );
+   }
+   result["interfaces-left-out"] = record.intfsLeftOut();
+   return text( result );
+}
+
+} // namespace Agent

@@ -1,0 +1,180 @@
+#include "Agent/History/Recorder.h"
+
+namespace Agent {
+
+using Maintenance::Unit::StageMgrInstKey;
+using Maintenance::Unit::Status;
+using Maintenance::Unit::UnitState;
+
+namespace {
+
+const char * const enterWay = "enter/";
+const char * const exitWay = "exit/";
+
+bool isUnderWay( UnitState state ) {
+   return state == UnitState::enterInProgress || state == UnitState::maintenance ||
+          state == UnitState::exitInProgress;
+}
+
+} // namespace
+
+Recorder::Recorder(
+   Vel::Ptr< Cog::Scheduler > scheduler, const Vel::Ptr< Cog::TimerWheel > & wheel, Model model, Hooks hooks )
+   : scheduler_( std::move( scheduler ) ), model_( std::move( model ) ), hooks_( std::move( hooks ) ) {
+   wakeup_.is( wheel, this ).hasNotificationActiveIs( true );
+   unitDir_.is( model_.unitStatusDir, this ).hasNotificationActiveIs( true );
+   runDir_.is( model_.unitRunDir, this ).hasNotificationActiveIs( true );
+   monIntfDir_.is( model_.monIntfStatusDir, this ).hasNotificationActiveIs( true );
+   insightDir_.is( model_.insightDir, this ).hasNotificationActiveIs( true );
+   cause_.is( model_.cause, this ).hasNotificationActiveIs( true );
+   for ( const auto & [intf, insight] : model_.insightDir->intfRange() )
+      insights_[intf].is( insight, this ).hasNotificationActiveIs( true );
+   for ( const auto & [intf, monIntf] : model_.monIntfStatusDir->monIntfStatusRange() )
+      monIntfs_[intf].is( monIntf, this ).hasNotificationActiveIs( true );
+   for ( const auto & [unit, run] : model_.unitRunDir->unitRunRange() )
+      runs_[unit].is( run, this ).hasNotificationActiveIs( true );
+   for ( const auto & [unit, status] : model_.unitStatusDir->statusRange() )
+      handleUnit( unit );
+   for ( const auto & [id, record] : model_.historyDir->recordRange() )
+      if ( record->ended() == 0 && !model_.unitStatusDir->status( record->unitName() ) )
+         close( *record, now() );
+   for ( const auto & [id, peaks] : model_.peaksDir->peaksRange() )
+      if ( const auto * record = model_.historyDir->record( id ); !record || record->ended() > 0 )
+         model_.peaksDir->peaksDel( Vel::U32( id ) );
+}
+
+// ---- units
+
+void Recorder::handleUnit( const Vel::String & unit ) {
+   units_.erase( unit );
+   const Status * const status = model_.unitStatusDir->status( unit );
+   if ( !status )
+      return;
+   units_[unit].is( Vel::Ptr< const Status >( status ), this ).hasNotificationActiveIs( true );
+   handleState( *status );
+}
+
+void Recorder::handleRun( const Vel::String & unit ) {
+   runs_.erase( unit );
+   if ( const UnitRun * const run = model_.unitRunDir->unitRun( unit ) )
+      runs_[unit].is( Vel::Ptr< const UnitRun >( run ), this ).hasNotificationActiveIs( true );
+}
+
+HistoryRecord * Recorder::recordOf( const Vel::String & unit ) const {
+   for ( const auto & [id, record] : model_.historyDir->recordRange() )
+      if ( record->unitName() == unit && record->ended() == 0 )
+         return record.get();
+   return nullptr;
+}
+
+void Recorder::handleState( const Status & status ) {
+   HistoryRecord * record = recordOf( status.unitName() );
+   const UnitRun * const run = model_.unitRunDir->unitRun( status.unitName() );
+   const double since = run ? run->since() : now();
+   if ( !isUnderWay( status.state() ) ) {
+      if ( record )
+         close( *record, since );
+      return;
+   }
+   if ( !record )
+      record = &recordNew( status, run );
+   if ( status.state() == UnitState::maintenance && record->inMaintenance() == 0 )
+      record->inMaintenanceIs( since );
+   if ( status.state() == UnitState::exitInProgress && record->exitBegan() == 0 )
+      wayBackBegins( *record, status, run );
+   wakeup_->timeMinIs( now() + driftPeriod );
+}
+
+HistoryRecord & Recorder::recordNew( const Status & status, const UnitRun * run ) {
+   HistoryDir & dir = *model_.historyDir;
+   dir.lastIdIs( dir.lastId() + 1 );
+   HistoryRecord & record = *dir.recordIs( dir.lastId(), status.unitName() );
+   record.generationIs( status.genId() );
+   record.beganIs( run ? run->since() : now() );
+   if ( run ) {
+      record.byIs( run->by() );
+      record.reasonIs( run->reason() );
+   }
+   // What other units watch already, this one does not begin to watch.
+   for ( const auto & [intf, monIntf] : model_.monIntfStatusDir->monIntfStatusRange() )
+      entriesOf( intf );
+   return record;
+}
+
+void Recorder::wayBackBegins( HistoryRecord & record, const Status & status, const UnitRun * run ) {
+   const bool failed = takeFailures( record, true );
+   record.exitBeganIs( run ? run->since() : now() );
+   record.exitGenerationIs( status.genId() );
+   if ( run ) {
+      record.exitByIs( run->by() );
+      record.exitReasonIs( run->reason() );
+   }
+   record.outcomeToBeIs(
+      record.inMaintenance() > 0 ? Outcome::completed
+      : failed                   ? Outcome::aborted
+                                 : Outcome::cancelled );
+}
+
+void Recorder::handleStage( const UnitRun & run, const Vel::String & stage ) {
+   HistoryRecord * const record = recordOf( run.unitName() );
+   const double * const began = run.stageStart( stage );
+   if ( !record || !began )
+      return;
+   const bool enter = record->exitBegan() == 0;
+   HistoryStage & written = *record->stageIs( ( enter ? enterWay : exitWay ) + stage );
+   written.beganIs( *began );
+   if ( const double * const ended = run.stageEnd( stage ) )
+      written.endedIs( *ended );
+   takeFailures( *record, enter );
+}
+
+bool Recorder::takeFailures( HistoryRecord & record, bool enter ) const {
+   const auto * const commands = model_.unitCommandsDir->unit( record.unitName() );
+   const Vel::String way = enter ? enterWay : exitWay;
+   const Vel::String instanceName =
+      StageMgrInstKey( record.unitName(), enter ? record.generation() : record.exitGeneration() )
+         .instanceName();
+   bool tookBack = false;
+   for ( const auto & [key, stage] : record.stageRange() ) {
+      if ( !commands || key.compare( 0, way.size(), way ) != 0 )
+         continue;
+      const StageCommand * const command = commands->stage( key.substr( way.size() ) );
+      if ( !command || command->instanceName() != instanceName || command->state() != CommandState::failed )
+         continue;
+      stage->failureIs( command->failure().empty() ? "unknown" : command->failure() );
+      tookBack |= enter && !command->goesOn();
+   }
+   return tookBack;
+}
+
+void Recorder::close( HistoryRecord & record, double time ) {
+   takeFailures( record, record.exitBegan() == 0 );
+   if ( const HistoryPeaks * const peaks = model_.peaksDir->peaks( record.id() ) )
+      for ( const auto & [intf, rates] : peaks->peakRange() )
+         if ( HistoryIntf * const entry = record.intf( intf ) )
+            entry->peakRatesIs( rates );
+   model_.peaksDir->peaksDel( record.id() );
+   if ( record.outcomeToBe() == Outcome::open )
+      record.outcomeToBeIs( Outcome::completed );
+   record.wallOffsetIs( hooks_.wallTime( now() ) - now() );
+   record.endedIs( time );
+   hooks_.closed();
+}
+
+// ---- time
+
+void Recorder::handleTime() {
+   bool open = false;
+   for ( const auto & [id, record] : model_.historyDir->recordRange() ) {
+      if ( record->ended() > 0 )
+         continue;
+      open = true;
+      for ( const auto & [intf, entry] : record->intfRange() )
+         if ( entry->released() == 0 )
+            takeDrift( *entry );
+   }
+   if ( open )
+      wakeup_->timeMinIs( now() + driftPeriod );
+}
+
+} // namespace Agent

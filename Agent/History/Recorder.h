@@ -1,0 +1,176 @@
+#pragma once
+
+#include "Agent/Model/History.h"
+#include "Agent/Model/StageCommand.h"
+#include "Agent/Model/UnitRun.h"
+#include "Platform/Cog/Scheduler.h"
+#include "Platform/Cog/TimerWheel.h"
+#include "Platform/Model/Errdisable.h"
+#include "Platform/Model/IntfMaintenance.h"
+#include "Platform/Model/IntfMaintenanceProfile.h"
+#include "Platform/Model/Maintenance.h"
+#include "Platform/Model/MaintenanceGroup.h"
+#include "Platform/Model/MaintenanceProfile.h"
+#include "Platform/Model/MaintenanceUnit.h"
+
+#include <functional>
+#include <map>
+#include <vector>
+
+/// Purpose: writes down each maintenance while it goes on, from what is published: nothing is decided here.
+/// Owner: the agent's views.
+///
+/// Invariants:
+/// 1. It writes in the turn, inside the write, that it tells of, so both are in one commit.
+/// 2. A unit that is not normal has one record that is not closed; a unit that is normal has none. Also after a restart,
+///    if an earlier version has written nothing down: then the record begins with what is known.
+/// 3. Ids rise and none is given twice.
+/// 4. What others do to links (drift) is looked at every `driftPeriod` seconds; all else is told.
+namespace Agent {
+
+class Recorder {
+ public:
+   static constexpr double driftPeriod = 5;
+
+   /// All given.
+   struct Model {
+      Vel::Ptr< const Maintenance::Unit::StatusDir > unitStatusDir;
+      Vel::Ptr< const UnitRunDir > unitRunDir;
+      Vel::Ptr< const UnitCommandsDir > unitCommandsDir;
+      Vel::Ptr< const Maintenance::MonIntfStatusDir > monIntfStatusDir;
+      Vel::Ptr< const InsightDir > insightDir;
+      Vel::Ptr< const IntfMaintenance::IntfToGroupDir > intfToGroupDir;
+      Vel::Ptr< const Maintenance::GroupToUnitDir > groupToUnitDir;
+      Vel::Ptr< const IntfMaintenanceProfile::StatusDir > intfProfileStatusDir;
+      Vel::Ptr< const Maintenance::Profile::DefaultProfile > defaultIntfProfile;
+      Vel::Ptr< const Errdisable::CauseStatus > cause;
+      Vel::Ptr< HistoryDir > historyDir;
+      Vel::Ptr< HistoryPeaksDir > peaksDir;
+   };
+   /// All given. They do not throw.
+   struct Hooks {
+      /// Wall time of a time of the clock, seconds since 1970.
+      std::function< double( double ) > wallTime;
+      /// What others have done to a link: "raised", "lowered"; empty: nothing.
+      std::function< std::string( const Wire::IntfId & ) > drift;
+      /// A record is closed. Called inside the write that closed it.
+      std::function< void() > closed;
+   };
+
+   Recorder(
+      Vel::Ptr< Cog::Scheduler > scheduler, const Vel::Ptr< Cog::TimerWheel > & wheel, Model model,
+      Hooks hooks );
+   Recorder( const Recorder & ) = delete;
+   Recorder & operator=( const Recorder & ) = delete;
+
+ private:
+   using MonIntfStatus = Maintenance::MonIntfStatus;
+   struct VelUnitDir final : Vel::ReactorTo< Recorder, Maintenance::Unit::StatusDir > {
+      using ReactorTo::ReactorTo;
+      void onStatus( const Vel::String & unit ) override { sm()->handleUnit( unit ); }
+   };
+   struct VelUnit final : Vel::ReactorTo< Recorder, Maintenance::Unit::Status > {
+      using ReactorTo::ReactorTo;
+      void onState() override { sm()->handleState( *entity() ); }
+   };
+   struct VelRunDir final : Vel::ReactorTo< Recorder, UnitRunDir > {
+      using ReactorTo::ReactorTo;
+      void onUnitRun( const Vel::String & unit ) override { sm()->handleRun( unit ); }
+   };
+   struct VelRun final : Vel::ReactorTo< Recorder, UnitRun > {
+      using ReactorTo::ReactorTo;
+      void onStageStart( const Vel::String & stage ) override { sm()->handleStage( *entity(), stage ); }
+      void onStageEnd( const Vel::String & stage ) override { sm()->handleStage( *entity(), stage ); }
+   };
+   struct VelMonIntfDir final : Vel::ReactorTo< Recorder, Maintenance::MonIntfStatusDir > {
+      using ReactorTo::ReactorTo;
+      void onMonIntfStatus( const Wire::IntfId & intf ) override { sm()->handleMonIntf( intf ); }
+   };
+   struct VelMonIntf final : Vel::ReactorTo< Recorder, MonIntfStatus > {
+      using ReactorTo::ReactorTo;
+      void onProfileName() override { sm()->handleSample( *entity() ); }
+      void onTotalSamples() override { sm()->handleSample( *entity() ); }
+      void onNumSamplesAboveThresholdPostMaint() override { sm()->handleSampleUnderMaint( *entity(), true ); }
+      void onNumSamplesBelowThresholdPostMaint() override {
+         sm()->handleSampleUnderMaint( *entity(), false );
+      }
+      void onState() override { sm()->handleMonState( *entity() ); }
+   };
+   struct VelInsightDir final : Vel::ReactorTo< Recorder, InsightDir > {
+      using ReactorTo::ReactorTo;
+      void onIntf( const Wire::IntfId & intf ) override { sm()->handleInsight( intf ); }
+   };
+   struct VelInsight final : Vel::ReactorTo< Recorder, IntfInsight > {
+      using ReactorTo::ReactorTo;
+      void onSince() override { sm()->handleReason( entity()->intfId() ); }
+      void onReason() override { sm()->handleReason( entity()->intfId() ); }
+   };
+   struct VelCause final : Vel::ReactorTo< Recorder, Errdisable::CauseStatus > {
+      using ReactorTo::ReactorTo;
+      void onIntfStatus( const Wire::IntfId & intf ) override { sm()->handleCause( intf ); }
+   };
+   struct Wakeup final : Cog::TimerReactor< Recorder > {
+      using TimerReactor::TimerReactor;
+      void onTime() override { sm()->handleTime(); }
+   };
+
+   // ---- units
+   void handleUnit( const Vel::String & unit );
+   void handleRun( const Vel::String & unit );
+   void handleState( const Maintenance::Unit::Status & status );
+   void handleStage( const UnitRun & run, const Vel::String & stage );
+   /// The record of a unit that is not closed, or null.
+   HistoryRecord * recordOf( const Vel::String & unit ) const;
+   HistoryRecord & recordNew( const Maintenance::Unit::Status & status, const UnitRun * run );
+   void
+   wayBackBegins( HistoryRecord & record, const Maintenance::Unit::Status & status, const UnitRun * run );
+   /// Takes over why stages have failed; whether one of them has taken the unit back.
+   bool takeFailures( HistoryRecord & record, bool enter ) const;
+   void close( HistoryRecord & record, double time );
+
+   // ---- interfaces
+   void handleMonIntf( const Wire::IntfId & intf );
+   void handleInsight( const Wire::IntfId & intf );
+   void handleReason( const Wire::IntfId & intf );
+   void handleCause( const Wire::IntfId & intf );
+   void handleSample( const MonIntfStatus & monIntf );
+   void handleSampleUnderMaint( const MonIntfStatus & monIntf, bool above );
+   void handleMonState( const MonIntfStatus & monIntf );
+   void handleTime();
+   bool isMember( const Vel::String & unit, const Wire::IntfId & intf ) const;
+   HistoryProfile profileOf( const Wire::IntfId & intf ) const;
+   /// One interface in one record.
+   struct Entry {
+      HistoryRecord & record;
+      HistoryIntf & intf;
+   };
+   /// The entries of an interface in the records whose units watch it; makes what is missing, and releases what the unit
+   /// does not hold any more.
+   std::vector< Entry > entriesOf( const Wire::IntfId & intf ) const;
+   /// Null if the record takes no more.
+   HistoryIntf * joined( HistoryRecord & record, const MonIntfStatus & monIntf ) const;
+   void takeSample( HistoryIntf & entry, const MonIntfStatus & monIntf ) const;
+   void takePeak( HistoryPeaks & peaks, const MonIntfStatus & monIntf ) const;
+   void takeSpike( HistoryIntf & entry, bool above, double bps ) const;
+   void takeReason( HistoryIntf & entry ) const;
+   void takeDrained( HistoryIntf & entry, const MonIntfStatus & monIntf ) const;
+   void takeCause( HistoryIntf & entry ) const;
+   void takeDrift( HistoryIntf & entry ) const;
+   double now() const { return scheduler_->currentTime(); }
+
+   Vel::Ptr< Cog::Scheduler > scheduler_;
+   const Model model_;
+   const Hooks hooks_;
+   Vel::Watch< VelUnitDir > unitDir_;
+   Vel::Watch< VelRunDir > runDir_;
+   Vel::Watch< VelMonIntfDir > monIntfDir_;
+   Vel::Watch< VelInsightDir > insightDir_;
+   Vel::Watch< VelCause > cause_;
+   std::map< Vel::String, Vel::Watch< VelUnit > > units_;
+   std::map< Vel::String, Vel::Watch< VelRun > > runs_;
+   std::map< Wire::IntfId, Vel::Watch< VelMonIntf > > monIntfs_;
+   std::map< Wire::IntfId, Vel::Watch< VelInsight > > insights_;
+   Vel::Watch< Wakeup > wakeup_;
+};
+
+} // namespace Agent

@@ -1,0 +1,258 @@
+#include "Agent/History/Recorder.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace Agent {
+
+using Maintenance::Profile::ProfileType;
+
+namespace {
+
+/// From one sample of an interface that has not drained to the next.
+constexpr unsigned secondsPerSample = 5;
+
+double largerOf( const Interface::IntfRates & rates ) {
+   return std::isfinite( rates.inBitsRate ) ? std::max( rates.outBitsRate, rates.inBitsRate ) : -1;
+}
+
+/// Whether an interface has been quiet for as long as its profile asks for.
+bool wasQuiet( const Maintenance::MonIntfStatus & monIntf, const HistoryProfile & profile ) {
+   const auto samples = monIntf.numConsecutiveDrainedSamples();
+   return samples > 0 && Vel::U64( samples ) * secondsPerSample >= profile.loadInterval;
+}
+
+/// The key to leave out of too many: the first quarter is kept, and the latest ones.
+template < class Range >
+auto tooMuch( const Range & range, Vel::U32 most ) {
+   auto it = range.begin();
+   for ( Vel::U32 kept = 0; kept < most / 4; ++kept )
+      ++it;
+   return ( *it ).first;
+}
+
+template < class Range >
+auto lastOf( const Range & range ) {
+   std::vector< double > keys;
+   for ( const auto & [key, value] : range )
+      keys.push_back( key );
+   return keys.back();
+}
+
+} // namespace
+
+bool Recorder::isMember( const Vel::String & unit, const Wire::IntfId & intf ) const {
+   const auto * const groups = model_.intfToGroupDir->intfToGroup( intf );
+   if ( !groups )
+      return false;
+   for ( const auto & [group, none] : groups->groupRange() )
+      if ( const auto * const units = model_.groupToUnitDir->groupToUnit( group );
+           units && units->unitName( unit ) )
+         return true;
+   return false;
+}
+
+HistoryProfile Recorder::profileOf( const Wire::IntfId & intf ) const {
+   const auto * const groups = model_.intfToGroupDir->intfToGroup( intf );
+   if ( !groups )
+      return {};
+   const Vel::String & selected = groups->selectedProfileKey( ProfileType::interfaceProfile ).name;
+   const auto * const profile = model_.intfProfileStatusDir->status(
+      selected == Maintenance::Profile::defaultProfileName ? model_.defaultIntfProfile->profileName()
+                                                           : selected );
+   if ( !profile )
+      return {};
+   return {
+      profile->name(), profile->drainWatchThresholdInKbps() * 1000, profile->drainWatchLoadInterval(),
+      profile->shutdown(), profile->shutdownMaxDelay() };
+}
+
+std::vector< Recorder::Entry > Recorder::entriesOf( const Wire::IntfId & intf ) const {
+   std::vector< Entry > result;
+   const MonIntfStatus * const monIntf = model_.monIntfStatusDir->monIntfStatus( intf );
+   for ( const auto & [id, record] : model_.historyDir->recordRange() ) {
+      if ( record->ended() > 0 )
+         continue;
+      HistoryIntf * entry = record->intf( intf );
+      const bool watched = entry && entry->released() == 0;
+      const bool member = isMember( record->unitName(), intf );
+      if ( watched && !member )
+         entry->releasedIs( now() );
+      if ( !member )
+         continue;
+      if ( !watched )
+         entry = monIntf && record->exitBegan() == 0 ? joined( *record, *monIntf ) : nullptr;
+      if ( entry )
+         result.push_back( { *record, *entry } );
+   }
+   return result;
+}
+
+HistoryIntf * Recorder::joined( HistoryRecord & record, const MonIntfStatus & monIntf ) const {
+   const Wire::IntfId intf = monIntf.intfId();
+   if ( !record.intf( intf ) && record.intfs() >= HistoryRecord::mostIntfs ) {
+      record.intfsLeftOutInc( 1 );
+      return nullptr;
+   }
+   HistoryIntf & entry = *record.intfIs( intf );
+   if ( entry.began() == 0 )
+      entry.beganIs( now() );
+   entry.releasedIs( 0 );
+   entry.drainedIs( 0 );
+   entry.forcedIs( false );
+   entry.shutIs( 0 );
+   entry.raisedIs( 0 );
+   takeSample( entry, monIntf );
+   takeCause( entry );
+   takeDrained( entry, monIntf );
+   takeReason( entry );
+   return &entry;
+}
+
+// ---- what happens
+
+void Recorder::handleMonIntf( const Wire::IntfId & intf ) {
+   monIntfs_.erase( intf );
+   const MonIntfStatus * const monIntf = model_.monIntfStatusDir->monIntfStatus( intf );
+   if ( monIntf ) {
+      monIntfs_[intf].is( Vel::Ptr< const MonIntfStatus >( monIntf ), this ).hasNotificationActiveIs( true );
+      entriesOf( intf );
+      return;
+   }
+   for ( const auto & [id, record] : model_.historyDir->recordRange() ) {
+      HistoryIntf * const entry = record->ended() == 0 ? record->intf( intf ) : nullptr;
+      if ( entry && entry->released() == 0 )
+         entry->releasedIs( now() );
+   }
+}
+
+void Recorder::handleInsight( const Wire::IntfId & intf ) {
+   insights_.erase( intf );
+   if ( const IntfInsight * const insight = model_.insightDir->intf( intf ) )
+      insights_[intf].is( Vel::Ptr< const IntfInsight >( insight ), this ).hasNotificationActiveIs( true );
+}
+
+void Recorder::handleReason( const Wire::IntfId & intf ) {
+   for ( const Entry & entry : entriesOf( intf ) )
+      takeReason( entry.intf );
+}
+
+void Recorder::handleCause( const Wire::IntfId & intf ) {
+   for ( const Entry & entry : entriesOf( intf ) )
+      takeCause( entry.intf );
+}
+
+void Recorder::handleMonState( const MonIntfStatus & monIntf ) {
+   for ( const Entry & entry : entriesOf( monIntf.intfId() ) )
+      takeDrained( entry.intf, monIntf );
+}
+
+void Recorder::handleSample( const MonIntfStatus & monIntf ) {
+   for ( const Entry & entry : entriesOf( monIntf.intfId() ) )
+      takeSample( entry.intf, monIntf );
+}
+
+void Recorder::handleSampleUnderMaint( const MonIntfStatus & monIntf, bool above ) {
+   for ( const Entry & entry : entriesOf( monIntf.intfId() ) ) {
+      takePeak( *model_.peaksDir->peaksIs( entry.record.id() ), monIntf );
+      takeSpike( entry.intf, above, largerOf( monIntf.curRates() ) );
+   }
+}
+
+// ---- one entry
+
+void Recorder::takeSample( HistoryIntf & entry, const MonIntfStatus & monIntf ) const {
+   if ( entry.firstRates().sampleTime == 0 && monIntf.totalSamples() > 0 )
+      entry.firstRatesIs( monIntf.curRates() );
+   const HistoryProfile profile = profileOf( entry.intfId() );
+   if ( profile.name.empty() || profile == entry.profile() )
+      return;
+   if ( !entry.profile().name.empty() )
+      entry.profileChangedIs( now() );
+   entry.profileIs( profile );
+}
+
+void Recorder::takePeak( HistoryPeaks & peaks, const MonIntfStatus & monIntf ) const {
+   const auto * const peak = peaks.peak( monIntf.intfId() );
+   if ( !peak || largerOf( monIntf.curRates() ) > largerOf( *peak ) )
+      peaks.peakIs( monIntf.intfId(), monIntf.curRates() );
+}
+
+void Recorder::takeSpike( HistoryIntf & entry, bool above, double bps ) const {
+   if ( above && !entry.spiking() ) {
+      entry.totalSpikesInc( 1 );
+      entry.spikeIs( now(), { 0, bps } );
+      if ( entry.spikes() > HistoryIntf::mostSpikes )
+         entry.spikeDel( tooMuch( entry.spikeRange(), HistoryIntf::mostSpikes ) );
+   } else if ( entry.spiking() ) {
+      const double last = lastOf( entry.spikeRange() );
+      HistorySpike spike = *entry.spike( last );
+      if ( above )
+         spike.peakBps = std::max( spike.peakBps, bps );
+      else
+         spike.ended = now();
+      entry.spikeIs( last, spike );
+   }
+   entry.spikingIs( above );
+}
+
+void Recorder::takeReason( HistoryIntf & entry ) const {
+   const IntfInsight * const insight = model_.insightDir->intf( entry.intfId() );
+   // Before it is written the first time there is nothing that holds.
+   if ( !insight || insight->since() == 0 )
+      return;
+   const MonIntfStatus * const monIntf = model_.monIntfStatusDir->monIntfStatus( entry.intfId() );
+   const double since = std::max( insight->since(), entry.began() );
+   const double bps = monIntf && monIntf->totalSamples() > 0 ? largerOf( monIntf->curRates() ) : -1;
+   if ( entry.reasons() > 0 ) {
+      const double last = lastOf( entry.reasonRange() );
+      // The time is written before the reason, so what has this time is replaced.
+      if ( last > since || entry.reason( last )->reason == insight->reason() )
+         return;
+   }
+   entry.reasonIs( since, { insight->reason(), bps } );
+   if ( entry.reasons() > HistoryIntf::mostReasons ) {
+      entry.reasonDel( tooMuch( entry.reasonRange(), HistoryIntf::mostReasons ) );
+      entry.reasonsLeftOutInc( 1 );
+   }
+}
+
+void Recorder::takeDrained( HistoryIntf & entry, const MonIntfStatus & monIntf ) const {
+   if ( monIntf.state() != Maintenance::monIntfStateUnderMaint || entry.drained() > 0 || entry.forced() )
+      return;
+   if ( wasQuiet( monIntf, entry.profile() ) || !model_.cause->intfStatus( entry.intfId() ) )
+      entry.drainedIs( now() );
+   else
+      entry.forcedIs( true );
+}
+
+/// A decision to shut comes before the state that it leads to.
+void Recorder::takeCause( HistoryIntf & entry ) const {
+   if ( !model_.cause->intfStatus( entry.intfId() ) ) {
+      if ( entry.shut() > 0 && entry.raised() == 0 )
+         entry.raisedIs( now() );
+      return;
+   }
+   if ( entry.shut() > 0 && entry.raised() == 0 )
+      return;
+   entry.raisedIs( 0 );
+   entry.shutIs( now() );
+   const MonIntfStatus * const monIntf = model_.monIntfStatusDir->monIntfStatus( entry.intfId() );
+   entry.forcedIs( entry.drained() == 0 && !( monIntf && wasQuiet( *monIntf, entry.profile() ) ) );
+}
+
+void Recorder::takeDrift( HistoryIntf & entry ) const {
+   const std::string drift = hooks_.drift( entry.intfId() );
+   const Vel::String what = drift.empty() ? "none" : drift;
+   if ( what == ( entry.drift().empty() ? "none" : entry.drift() ) )
+      return;
+   entry.driftIs( what );
+   entry.driftChangeIs( now(), what );
+   if ( entry.driftChanges() > HistoryIntf::mostDrifts ) {
+      entry.driftChangeDel( tooMuch( entry.driftChangeRange(), HistoryIntf::mostDrifts ) );
+      entry.driftsLeftOutInc( 1 );
+   }
+}
+
+} // namespace Agent
