@@ -1,6 +1,5 @@
 #include "Apps/Maintd.h"
 
-#include "Apps/MaintdEntities.h"
 #include "Apps/MaintdViews.h"
 #include "Platform/Cog/RealTime.h"
 
@@ -67,6 +66,7 @@ Agent::ControlCommands Maintd::commands() {
    c.wallTime = [this]( double clockTime ) { return wallTime( clockTime ); };
    c.now = [this] { return now(); };
    c.samples = &views_->samples;
+   views_->addAnswers( c );
    return c;
 }
 

@@ -13,6 +13,8 @@ const Vel::TypeRegistration< Agent::LinkJournal > linkJournalType;
 const Vel::TypeRegistration< Agent::UnitCommandsDir > unitCommandsDirType;
 const Vel::TypeRegistration< Agent::InsightDir > insightDirType;
 const Vel::TypeRegistration< Agent::EventLog > eventLogType;
+const Vel::TypeRegistration< Agent::HistoryDir > historyDirType;
+const Vel::TypeRegistration< Agent::HistoryPeaksDir > historyPeaksDirType;
 
 /// Makes or keeps the entity of a path.
 template < class T >
@@ -32,6 +34,8 @@ const char * const unitCommandsPath = "agent/unit/commands";
 const char * const journalPath = "agent/link/journal";
 const char * const insightPath = "agent/interface/insight";
 const char * const eventLogPath = "agent/event/log";
+const char * const historyPath = "agent/history";
+const char * const historyPeaksPath = "agent/historyPeaks";
 
 } // namespace
 
@@ -59,6 +63,8 @@ Maintd::Entities::Entities( Ledger::EntityManager & em ) {
    take( em, journal, journalPath );
    take( em, insightDir, insightPath );
    take( em, eventLog, eventLogPath );
+   take( em, historyDir, historyPath );
+   take( em, historyPeaksDir, historyPeaksPath );
    for ( const auto & [stageClass, name] :
          { std::pair( &enter, "maintEnter" ), std::pair( &exit, "maintExit" ) } ) {
       take( em, stageClass->progressDir, stagePath( "stage", name, "progress" ) );
@@ -118,9 +124,10 @@ bool Maintd::Entities::isUnderWay( const Wire::IntfId & intf ) const {
 std::vector< Ledger::Persistence::Kept > Maintd::Entities::kept() {
    using Folder = Ledger::Persistence::Folder;
    std::vector< Ledger::Persistence::Kept > result{
-      { unitStatusPath, Folder::state },   { causePath, Folder::state },    { unitRunPath, Folder::state },
-      { unitCommandsPath, Folder::state }, { journalPath, Folder::state },  { eventLogPath, Folder::state },
-      { recordsPath, Folder::runtime },    { insightPath, Folder::runtime } };
+      { unitStatusPath, Folder::state },    { causePath, Folder::state },     { unitRunPath, Folder::state },
+      { unitCommandsPath, Folder::state },  { journalPath, Folder::state },   { eventLogPath, Folder::state },
+      { recordsPath, Folder::runtime },     { insightPath, Folder::runtime }, { historyPath, Folder::state },
+      { historyPeaksPath, Folder::runtime } };
    for ( const char * stageClass : { "maintEnter", "maintExit" } ) {
       result.push_back( { stagePath( "stage", stageClass, "progress" ), Folder::state } );
       result.push_back( { stagePath( "stage", stageClass, "completionstatus" ), Folder::state } );

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Agent/Model/EventLog.h"
+#include "Agent/Model/History.h"
 #include "Agent/Model/Insight.h"
 #include "Agent/Model/LinkJournal.h"
 #include "Agent/Model/StageCommand.h"
@@ -50,6 +51,8 @@ struct Maintd::Entities {
    Vel::Ptr< Agent::LinkJournal > journal;
    Vel::Ptr< Agent::InsightDir > insightDir;
    Vel::Ptr< Agent::EventLog > eventLog;
+   Vel::Ptr< Agent::HistoryDir > historyDir;
+   Vel::Ptr< Agent::HistoryPeaksDir > historyPeaksDir;
    Vel::Ptr< VelPool::EntityManager > pool = Vel::make< VelPool::EntityManager >();
 };
 

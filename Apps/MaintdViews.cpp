@@ -31,11 +31,43 @@ Maintd::Views::Views( Maintd & agent )
         Agent::Samples::Hooks{
            [&agent] { return agent.executor_->countersFresh(); },
            [&agent]( double time ) { return agent.wallTime( time ); },
-           clockName( agent.world_.time, agent.options_.runtimeDir + "/clock" ) } ) {}
+           clockName( agent.world_.time, agent.options_.runtimeDir + "/clock" ) } ),
+     archive(
+        agent.loop_, agent.wheel_, agent.options_.stateDir + "/history", agent.entities_->historyDir,
+        agent.entities_->historyPeaksDir,
+        Agent::Archive::Hooks{
+           [&agent]( double time ) { return agent.wallTime( time ); },
+           [this]( const std::string & interface, double from, double to ) {
+              return samples.curve( interface, from, to );
+           } } ),
+     recorder(
+        agent.loop_, agent.wheel_, recorderModel( *agent.entities_ ),
+        Agent::Recorder::Hooks{
+           [&agent]( double time ) { return agent.wallTime( time ); },
+           [&agent]( const Wire::IntfId & intf ) {
+              const Agent::Drift drift = agent.executor_->drift( intf );
+              return drift == Agent::Drift::none ? std::string() : stringValue( drift );
+           },
+           [this] { archive.look(); } } ) {}
+
+Agent::Recorder::Model Maintd::Views::recorderModel( const Entities & e ) {
+   return { e.unitStatusDir,      e.unitRunDir,     e.unitCommandsDir, e.monIntfStatusDir,
+            e.insightDir,         e.intfToGroupDir, e.groupToUnitDir,  e.intfProfileStatusDir,
+            e.defaultIntfProfile, e.cause,          e.historyDir,      e.historyPeaksDir };
+}
+
+void Maintd::Views::addAnswers( Agent::ControlCommands & commands ) const {
+   commands.history = {
+      [this]( const std::string & unit ) { return archive.hasUnit( unit ); },
+      [this]( const std::string & unit, std::size_t limit ) { return archive.list( unit, limit ); },
+      [this]( Vel::U32 id ) { return archive.record( id ); } };
+}
 
 void Maintd::Views::addProblems( std::vector< Agent::Problem > & problems ) const {
    if ( const auto & problem = samples.problem() )
       problems.push_back( { "samples", problem->since, problem->text } );
+   if ( const auto & trouble = archive.trouble() )
+      problems.push_back( { "history", trouble->since, trouble->text } );
 }
 
 } // namespace Apps

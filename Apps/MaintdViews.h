@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Agent/History/Archive.h"
+#include "Agent/History/Recorder.h"
 #include "Agent/Insight/Insight.h"
 #include "Agent/Samples/Samples.h"
 #include "Apps/MaintdEntities.h"
@@ -15,9 +17,16 @@ struct Maintd::Views {
    void turnEnds() { insight.turnEnds(); }
    /// What is wrong with what is shown.
    void addProblems( std::vector< Agent::Problem > & problems ) const;
+   /// What the control API asks of it.
+   void addAnswers( Agent::ControlCommands & commands ) const;
 
    Agent::Insight insight;
    Agent::Samples samples;
+   Agent::Archive archive;
+   Agent::Recorder recorder;
+
+ private:
+   static Agent::Recorder::Model recorderModel( const Entities & entities );
 };
 
 } // namespace Apps

@@ -148,6 +148,8 @@ const ControlApi::Route ControlApi::routes[] = {
    { "GET", "interfaces", &ControlApi::getInterfaces },
    { "GET", "interfaces/*", &ControlApi::getInterface },
    { "GET", "samples", &ControlApi::getSamples },
+   { "GET", "history", &ControlApi::getHistory },
+   { "GET", "history/*", &ControlApi::getHistoryRecord },
    { "GET", "profiles", &ControlApi::getProfiles },
    { "GET", "groups", &ControlApi::getGroups },
    { "GET", "counters", &ControlApi::getCounters },

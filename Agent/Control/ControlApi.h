@@ -46,6 +46,8 @@ class ControlApi {
    void getInterfaces( const Call & call );
    void getInterface( const Call & call );
    void getSamples( const Call & call );
+   void getHistory( const Call & call );
+   void getHistoryRecord( const Call & call );
    void getProfiles( const Call & call );
    void getGroups( const Call & call );
    void getCounters( const Call & call );

@@ -46,8 +46,8 @@ struct ControlModel {
 
 /// One thing that is wrong with the agent.
 struct Problem {
-   std::string
-      what;      ///< a word: "store", "counters", "configuration", "plug-in", "switch", "stage", "samples"
+   /// A word: "store", "counters", "configuration", "plug-in", "switch", "stage", "samples", "history".
+   std::string what;
    double since; ///< seconds of the agent's clock
    std::string text;
 };
@@ -137,6 +137,15 @@ struct ControlCommands {
    /// Tells the latest rates, in bits per second, of interfaces that need not have a record.
    using TakeRates = std::function< void( const Wire::IntfId &, double inBps, double outBps ) >;
    std::function< void( const TakeRates & take ) > otherRates = {};
+   /// Records of maintenances. The texts are JSON.
+   struct History {
+      std::function< bool( const std::string & unit ) > hasUnit;
+      /// Newest first, those that are open too. An empty name: of all units.
+      std::function< std::string( const std::string & unit, std::size_t limit ) > list;
+      /// Throws Api::Error if there is none, or if it cannot be had.
+      std::function< std::string( Vel::U32 id ) > record;
+   };
+   History history;
    /// Calls back when the present turn is committed.
    std::function< void( std::function< void() > ) > whenCommitted;
    /// Wall time, for display, of a time of the agent's clock; seconds since 1970.

@@ -1,0 +1,231 @@
+#include "Api/Values.h"
+#include "Tests/Agent/AgentRig.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+using nlohmann::json;
+using Tests::AgentRig;
+
+const char * const configuration =
+   "settle: 5s\n"
+   "profiles:\n"
+   "  fast: {threshold: 100kbps, load-interval: 10s, shutdown: true}\n"
+   "  late: {threshold: 100kbps, load-interval: 10s, shutdown: true, shutdown-max-delay: 30s}\n"
+   "  watch: {threshold: 1Mbps, load-interval: 10s}\n"
+   "default-profile: fast\n"
+   "groups:\n"
+   "  uplinks: {interfaces: [et1, et2]}\n"
+   "  shared: {interfaces: [et2]}\n"
+   "  busy: {interfaces: [et3], profile: late}\n"
+   "  tenants: {vlans: [10], profile: watch}\n"
+   "units:\n"
+   "  u1: {groups: [uplinks]}\n"
+   "  u2: {groups: [shared]}\n"
+   "  u3: {groups: [busy]}\n"
+   "  u4: {groups: [tenants]}\n";
+
+/// Seconds since the beginning; -1: null.
+double seconds( const json & time ) {
+   return time.is_null() ? -1 : Api::timeOf( time.get< std::string >() ).value() - 1.7e9;
+}
+
+class HistoryStory : public testing::Test {
+ protected:
+   HistoryStory() : rig( configuration ) {}
+
+   void enterAt( double time, const std::string & unit ) {
+      rig.at( time, [=, this] { rig.post( "units/" + unit + "/enter", R"({"reason":"swap"})" ); } );
+   }
+   void exitAt( double time, const std::string & unit ) {
+      rig.at( time, [=, this] { rig.post( "units/" + unit + "/exit", R"({"reason":"done"})" ); } );
+   }
+   void trafficAt( double time, const std::string & port, double bps ) {
+      rig.at( time, [=, this] { rig.traffic( port, bps ); } );
+   }
+   void run( double until ) {
+      if ( !rig.running() )
+         rig.start();
+      rig.runUntil( until );
+   }
+   json list( const std::string & query = "" ) { return json::parse( rig.get( "history" + query ) ); }
+   json record( int id ) { return json::parse( rig.get( "history/" + std::to_string( id ) ) ); }
+   /// Of a record with one interface.
+   json intf( int id ) { return record( id ).at( "interfaces" ).at( 0 ); }
+   bool filed( int id ) {
+      return std::filesystem::exists( rig.folder() + "/state/history/" + std::to_string( id ) + ".json" );
+   }
+
+   AgentRig rig;
+};
+
+TEST_F( HistoryStory, naturalDrainIsWrittenDownFromEnterToNormal ) {
+   rig.traffic( "et1", 5e6 );
+   enterAt( 2, "u1" );
+   trafficAt( 20, "et1", 0 );
+   exitAt( 75, "u1" );
+   run( 100 );
+   ASSERT_TRUE( filed( 1 ) );
+   const json whole = record( 1 );
+   EXPECT_EQ( 1, whole.at( "id" ) );
+   EXPECT_EQ( "u1", whole.at( "unit" ) );
+   EXPECT_EQ( 1, whole.at( "generation" ) );
+   EXPECT_EQ( "completed", whole.at( "outcome" ) );
+   EXPECT_EQ( "swap", whole.at( "reason" ) );
+   EXPECT_EQ( "tester", whole.at( "by" ) );
+   EXPECT_EQ( "done", whole.at( "exit-reason" ) );
+   EXPECT_EQ( "tester", whole.at( "exit-by" ) );
+   EXPECT_EQ( 2, seconds( whole.at( "began" ) ) );
+   EXPECT_NEAR( 40, seconds( whole.at( "in-maintenance" ) ), 5 );
+   EXPECT_EQ( 75, seconds( whole.at( "exit-began" ) ) );
+   EXPECT_EQ( 75, seconds( whole.at( "ended" ) ) );
+   EXPECT_EQ( json::parse( R"({"drained":2,"forced":0,"interfaces":2,"spikes":0})" ), whole.at( "counts" ) );
+
+   ASSERT_EQ( 2u, whole.at( "stages" ).size() );
+   EXPECT_EQ( "enter", whole.at( "stages" ).at( 0 ).at( "way" ) );
+   EXPECT_EQ( "drainwatch", whole.at( "stages" ).at( 0 ).at( "name" ) );
+   EXPECT_EQ( "complete", whole.at( "stages" ).at( 0 ).at( "state" ) );
+   EXPECT_EQ( 2, seconds( whole.at( "stages" ).at( 0 ).at( "began" ) ) );
+   EXPECT_EQ( "exit", whole.at( "stages" ).at( 1 ).at( "way" ) );
+   EXPECT_EQ( "complete", whole.at( "stages" ).at( 1 ).at( "state" ) );
+
+   ASSERT_EQ( 2u, whole.at( "interfaces" ).size() );
+   const json & et1 = whole.at( "interfaces" ).at( 0 );
+   EXPECT_EQ( "et1", et1.at( "name" ) );
+   EXPECT_EQ( "fast", et1.at( "profile" ).at( "name" ) );
+   EXPECT_EQ( 1e5, et1.at( "profile" ).at( "threshold-bps" ) );
+   EXPECT_EQ( 10, et1.at( "profile" ).at( "load-interval-seconds" ) );
+   EXPECT_EQ( true, et1.at( "profile" ).at( "shutdown" ) );
+   EXPECT_TRUE( et1.at( "profile" ).at( "shutdown-max-delay-seconds" ).is_null() );
+   EXPECT_NEAR( 5e6, et1.at( "first-in-bps" ).get< double >(), 5e4 );
+   EXPECT_EQ( "natural", et1.at( "shutdown" ) );
+   EXPECT_NEAR( 32, seconds( et1.at( "drained" ) ), 3 );
+   EXPECT_EQ( et1.at( "drained" ), et1.at( "shut" ) );
+   EXPECT_EQ( 75, seconds( et1.at( "raised" ) ) );
+   EXPECT_EQ( 75, seconds( et1.at( "released" ) ) );
+   EXPECT_NEAR( 12, seconds( whole.at( "interfaces" ).at( 1 ).at( "drained" ) ), 3 );
+}
+
+TEST_F( HistoryStory, shutdownBeforeItHasDrainedIsForced ) {
+   rig.traffic( "et3", 5e6 );
+   enterAt( 2, "u3" );
+   exitAt( 75, "u3" );
+   run( 100 );
+   EXPECT_EQ( "forced", intf( 1 ).at( "shutdown" ) );
+   EXPECT_NEAR( 32, seconds( intf( 1 ).at( "shut" ) ), 3 );
+   EXPECT_TRUE( intf( 1 ).at( "drained" ).is_null() );
+   EXPECT_EQ(
+      json::parse( R"({"drained":0,"forced":1,"interfaces":1,"spikes":0})" ), record( 1 ).at( "counts" ) );
+}
+
+TEST_F( HistoryStory, shutdownOfWhatDrainedBeforeTheLatestTimeIsNatural ) {
+   rig.traffic( "et3", 0 );
+   enterAt( 2, "u3" );
+   run( 30 );
+   EXPECT_EQ( "natural", intf( 1 ).at( "shutdown" ) );
+}
+
+TEST_F( HistoryStory, spikesUnderMaintenanceAreWrittenDownWithTheirPeaks ) {
+   enterAt( 2, "u4" );
+   trafficAt( 40, "et5", 3e6 );
+   trafficAt( 50, "et5", 8e6 );
+   trafficAt( 70, "et5", 0 );
+   trafficAt( 110, "et5", 2e6 );
+   run( 130 );
+   EXPECT_EQ( "open", record( 1 ).at( "outcome" ) );
+   EXPECT_EQ( 2, intf( 1 ).at( "total-spikes" ) );
+   const json spikes = intf( 1 ).at( "spikes" );
+   ASSERT_EQ( 2u, spikes.size() );
+   EXPECT_NEAR( 45, seconds( spikes.at( 0 ).at( "began" ) ), 8 );
+   EXPECT_NEAR( 80, seconds( spikes.at( 0 ).at( "ended" ) ), 8 );
+   EXPECT_NEAR( 8e6, spikes.at( 0 ).at( "peak-bps" ).get< double >(), 1e5 );
+   EXPECT_TRUE( spikes.at( 1 ).at( "ended" ).is_null() );
+   EXPECT_NEAR( 8e6, intf( 1 ).at( "peak-in-bps" ).get< double >(), 1e5 );
+   EXPECT_TRUE( intf( 1 ).at( "shutdown" ).is_null() );
+   // What is filed says the same.
+   const json open = intf( 1 );
+   rig.post( "units/u4/exit" );
+   run( 140 );
+   ASSERT_TRUE( filed( 1 ) );
+   EXPECT_EQ( open.at( "spikes" ), intf( 1 ).at( "spikes" ) );
+   EXPECT_EQ( open.at( "peak-in-bps" ), intf( 1 ).at( "peak-in-bps" ) );
+}
+
+TEST_F( HistoryStory, exitDuringTheEnterIsACancelledMaintenance ) {
+   rig.traffic( "et1", 5e6 );
+   enterAt( 2, "u1" );
+   exitAt( 20, "u1" );
+   run( 40 );
+   const json whole = record( 1 );
+   EXPECT_EQ( "cancelled", whole.at( "outcome" ) );
+   EXPECT_TRUE( whole.at( "in-maintenance" ).is_null() );
+   EXPECT_EQ( "cancelled", whole.at( "stages" ).at( 0 ).at( "state" ) );
+   EXPECT_TRUE( whole.at( "stages" ).at( 0 ).at( "ended" ).is_null() );
+}
+
+TEST_F( HistoryStory, unitThatEntersAgainHasARecordForEachTime ) {
+   enterAt( 2, "u1" );
+   exitAt( 40, "u1" );
+   enterAt( 50, "u1" );
+   run( 60 );
+   const json both = list();
+   ASSERT_EQ( 2u, both.size() );
+   EXPECT_EQ( 2, both.at( 0 ).at( "id" ) );
+   EXPECT_EQ( "open", both.at( 0 ).at( "outcome" ) );
+   EXPECT_EQ( 1, both.at( 1 ).at( "id" ) );
+   EXPECT_EQ( "completed", both.at( 1 ).at( "outcome" ) );
+}
+
+TEST_F( HistoryStory, interfaceOfTwoUnitsIsInTheRecordsOfBoth ) {
+   enterAt( 2, "u1" );
+   enterAt( 40, "u2" );
+   exitAt( 60, "u1" );
+   exitAt( 80, "u2" );
+   run( 100 );
+   const json first = record( 1 ).at( "interfaces" ).at( 1 ), second = intf( 2 );
+   EXPECT_EQ( "et2", first.at( "name" ) );
+   EXPECT_EQ( "et2", second.at( "name" ) );
+   EXPECT_EQ( 40, seconds( second.at( "began" ) ) );
+   EXPECT_EQ( 40, seconds( second.at( "drained" ) ) );
+   EXPECT_EQ( "natural", second.at( "shutdown" ) );
+   // The other unit goes on with it.
+   EXPECT_TRUE( first.at( "released" ).is_null() );
+   EXPECT_EQ( 80, seconds( second.at( "released" ) ) );
+   EXPECT_EQ( 80, seconds( second.at( "raised" ) ) );
+}
+
+TEST_F( HistoryStory, listIsOfOneUnitOrOfAllAndNoLongerThanAskedFor ) {
+   enterAt( 2, "u1" );
+   enterAt( 3, "u2" );
+   exitAt( 40, "u1" );
+   run( 50 );
+   EXPECT_EQ( 2u, list().size() );
+   EXPECT_EQ( 1u, list( "?limit=1" ).size() );
+   EXPECT_EQ( 1u, list( "?unit=u1" ).size() );
+   EXPECT_EQ( 0u, list( "?unit=u4" ).size() );
+}
+
+TEST_F( HistoryStory, fileThatCannotBeWrittenIsAProblemThatIsShownAndTriedAgain ) {
+   std::filesystem::create_directories( rig.folder() + "/state" );
+   std::ofstream( rig.folder() + "/state/history" ) << "in the way";
+   enterAt( 2, "u1" );
+   exitAt( 40, "u1" );
+   run( 50 );
+   EXPECT_EQ( "\"normal\"", rig.fact( "units/u1", "state" ) );
+   EXPECT_NE( std::string::npos, rig.get( "agent" ).find( R"("what":"history")" ) );
+   EXPECT_EQ( "completed", record( 1 ).at( "outcome" ) );
+   // Nothing is held up by it.
+   EXPECT_EQ( 202, rig.post( "units/u2/enter" ) );
+   std::filesystem::remove( rig.folder() + "/state/history" );
+   run( 110 );
+   EXPECT_TRUE( filed( 1 ) );
+   EXPECT_EQ( std::string::npos, rig.get( "agent" ).find( R"("what":"history")" ) );
+   EXPECT_EQ( "completed", record( 1 ).at( "outcome" ) );
+}
+
+} // namespace
