@@ -70,7 +70,11 @@ class AnswersTest(unittest.TestCase):
         for unit in ("u1", "u2"):
             paths += [f"/api/v1/units/{unit}", f"/api/v1/units/{unit}/explain", f"/api/v1/interfaces?unit={unit}"]
         paths += [f"/api/v1/interfaces/{name}" for name in ("et1", "et2", "et3", "vlan10")]
-        return {path: self.check("GET", path) for path in paths}
+        answers = {path: self.check("GET", path) for path in paths}
+        for maintenance in answers["/api/v1/history"]:
+            path = f"/api/v1/history/{maintenance['id']}"
+            answers[path] = self.check("GET", path)
+        return answers
 
     def unit(self):
         return self.look()["/api/v1/units/u1"]
