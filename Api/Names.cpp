@@ -43,5 +43,12 @@ std::string samplesOf( const std::vector< std::string > & names, unsigned lastSe
    return path;
 }
 
+std::string historyOf( std::string_view unit, std::uint64_t limit ) {
+   return std::string( history ) + "?limit=" + std::to_string( limit ) +
+          ( unit.empty() ? "" : "&unit=" + escaped( unit ) );
+}
+
+std::string historyRecord( std::uint64_t id ) { return std::string( history ) + "/" + std::to_string( id ); }
+
 } // namespace Path
 } // namespace Api

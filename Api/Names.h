@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,6 +14,7 @@ inline constexpr char root[] = "/api/v1";
 namespace Path {
 inline constexpr char units[] = "/api/v1/units";
 inline constexpr char interfaces[] = "/api/v1/interfaces";
+inline constexpr char history[] = "/api/v1/history";
 inline constexpr char profiles[] = "/api/v1/profiles";
 inline constexpr char groups[] = "/api/v1/groups";
 inline constexpr char counters[] = "/api/v1/counters";
@@ -30,6 +32,10 @@ std::string unit( std::string_view name );
 std::string unit( std::string_view name, std::string_view operation );
 std::string interface( std::string_view name );
 std::string interfaceRelease( std::string_view name );
+/// Records of maintenances, newest first.
+/// \param unit  empty: of all units
+std::string historyOf( std::string_view unit, std::uint64_t limit );
+std::string historyRecord( std::uint64_t id );
 /// The interfaces of one unit: `/api/v1/interfaces?unit=NAME`.
 std::string interfacesOf( std::string_view unit );
 /// What these interfaces have carried: `/api/v1/samples?last=SECONDS&interface=NAME&interface=...`.

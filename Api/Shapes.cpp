@@ -1,6 +1,6 @@
 #include "Api/Shapes.h"
 
-#include "Api/Values.h"
+#include "Api/Reader.h"
 
 #include <nlohmann/json.hpp>
 
@@ -9,130 +9,6 @@ namespace Api {
 using nlohmann::json;
 
 namespace {
-
-[[noreturn]] void wrong( const std::string & what ) {
-   throw Error{ ErrorCode::internal, "the agent's answer makes no sense: " + what, "" };
-}
-
-/// One JSON object that is read; knows how to say what is wrong with it.
-class Reader {
- public:
-   explicit Reader( const json & object ) : object_( object ) {
-      if ( !object.is_object() )
-         wrong( "an object is missing" );
-   }
-
-   const json * find( const char * key ) const {
-      const auto it = object_.find( key );
-      return it == object_.end() || it->is_null() ? nullptr : &*it;
-   }
-
-   std::optional< std::string > maybeText( const char * key ) const {
-      const json * value = find( key );
-      if ( !value )
-         return std::nullopt;
-      if ( !value->is_string() )
-         wrong( quoted( key ) + " is no text" );
-      return value->get< std::string >();
-   }
-   std::string text( const char * key ) const { return maybeText( key ).value_or( "" ); }
-   /// What nothing can be said without.
-   std::string name( const char * key ) const {
-      std::string value = text( key );
-      if ( value.empty() )
-         wrong( quoted( key ) + " is missing" );
-      return value;
-   }
-
-   std::optional< double > maybeNumber( const char * key ) const {
-      const json * value = find( key );
-      if ( !value )
-         return std::nullopt;
-      if ( !value->is_number() )
-         wrong( quoted( key ) + " is no number" );
-      return value->get< double >();
-   }
-
-   std::optional< std::uint64_t > maybeCounter( const char * key ) const {
-      const json * value = find( key );
-      if ( !value )
-         return std::nullopt;
-      if ( value->is_number_unsigned() )
-         return value->get< std::uint64_t >();
-      const auto counter =
-         value->is_string() ? counterOf( value->get_ref< const std::string & >() ) : std::nullopt;
-      if ( !counter )
-         wrong( quoted( key ) + " is no counter" );
-      return counter;
-   }
-   std::uint64_t counter( const char * key ) const { return maybeCounter( key ).value_or( 0 ); }
-
-   bool flag( const char * key ) const {
-      const json * value = find( key );
-      if ( value && !value->is_boolean() )
-         wrong( quoted( key ) + " is neither true nor false" );
-      return value && value->get< bool >();
-   }
-
-   std::optional< double > time( const char * key ) const {
-      const auto value = maybeText( key );
-      if ( !value )
-         return std::nullopt;
-      const auto seconds = timeOf( *value );
-      if ( !seconds )
-         wrong( quoted( key ) + " is no time" );
-      return seconds;
-   }
-
-   std::vector< std::string > texts( const char * key ) const {
-      std::vector< std::string > result;
-      if ( const json * value = find( key ) ) {
-         if ( !value->is_array() )
-            wrong( quoted( key ) + " is no list" );
-         for ( const json & element : *value ) {
-            if ( !element.is_string() )
-               wrong( quoted( key ) + " holds something else than text" );
-            result.push_back( element.get< std::string >() );
-         }
-      }
-      return result;
-   }
-
-   /// An object below; an empty one if it is missing.
-   Reader below( const char * key ) const {
-      static const json none = json::object();
-      const json * value = find( key );
-      return Reader( value ? *value : none );
-   }
-
-   template < class Shape >
-   std::vector< Shape > list( const char * key, Shape ( *read )( const Reader & ) ) const {
-      const json * value = find( key );
-      return value ? listOf( *value, read ) : std::vector< Shape >();
-   }
-
-   template < class Shape >
-   static std::vector< Shape > listOf( const json & value, Shape ( *read )( const Reader & ) ) {
-      if ( !value.is_array() )
-         wrong( "a list is missing" );
-      std::vector< Shape > result;
-      for ( const json & element : value )
-         result.push_back( read( Reader( element ) ) );
-      return result;
-   }
-
- private:
-   static std::string quoted( const char * key ) { return "\"" + std::string( key ) + "\""; }
-
-   const json & object_;
-};
-
-json parsed( std::string_view text ) {
-   json result = json::parse( text, nullptr, false );
-   if ( result.is_discarded() )
-      wrong( "it is no JSON" );
-   return result;
-}
 
 Stage stageOf( const Reader & in ) {
    Stage stage;
@@ -276,12 +152,14 @@ const Stage * waitingCommand( const std::vector< Stage > & stages ) {
    return nullptr;
 }
 
-std::vector< Unit > readUnits( std::string_view text ) { return Reader::listOf( parsed( text ), unitOf ); }
+std::vector< Unit > readUnits( std::string_view text ) {
+   return Reader::listOf( Reader::parsed( text ), unitOf );
+}
 
-Unit readUnit( std::string_view text ) { return unitOf( Reader( parsed( text ) ) ); }
+Unit readUnit( std::string_view text ) { return unitOf( Reader( Reader::parsed( text ) ) ); }
 
 Explanation readExplanation( std::string_view text ) {
-   const json answer = parsed( text );
+   const json answer = Reader::parsed( text );
    const Reader in( answer );
    Explanation explanation;
    explanation.unit = in.name( "unit" );
@@ -299,19 +177,21 @@ Explanation readExplanation( std::string_view text ) {
 }
 
 std::vector< Interface > readInterfaces( std::string_view text ) {
-   return Reader::listOf( parsed( text ), interfaceOf );
+   return Reader::listOf( Reader::parsed( text ), interfaceOf );
 }
 
-Interface readInterface( std::string_view text ) { return interfaceOf( Reader( parsed( text ) ) ); }
+Interface readInterface( std::string_view text ) { return interfaceOf( Reader( Reader::parsed( text ) ) ); }
 
 std::vector< Profile > readProfiles( std::string_view text ) {
-   return Reader::listOf( parsed( text ), profileOf );
+   return Reader::listOf( Reader::parsed( text ), profileOf );
 }
 
-std::vector< Group > readGroups( std::string_view text ) { return Reader::listOf( parsed( text ), groupOf ); }
+std::vector< Group > readGroups( std::string_view text ) {
+   return Reader::listOf( Reader::parsed( text ), groupOf );
+}
 
 std::map< std::string, std::uint64_t > readCounters( std::string_view text ) {
-   const json answer = parsed( text );
+   const json answer = Reader::parsed( text );
    const Reader in( answer );
    std::map< std::string, std::uint64_t > result;
    for ( const auto & [name, value] : answer.items() )
@@ -320,7 +200,7 @@ std::map< std::string, std::uint64_t > readCounters( std::string_view text ) {
 }
 
 Agent readAgent( std::string_view text ) {
-   const json answer = parsed( text );
+   const json answer = Reader::parsed( text );
    const Reader in( answer );
    Agent agent;
    agent.version = in.text( "version" );
@@ -344,32 +224,32 @@ Agent readAgent( std::string_view text ) {
 }
 
 std::vector< TraceLevel > readTraceLevels( std::string_view text ) {
-   return Reader::listOf( parsed( text ), traceLevelOf );
+   return Reader::listOf( Reader::parsed( text ), traceLevelOf );
 }
 
 Accepted readAccepted( std::string_view text ) {
-   const json answer = parsed( text );
+   const json answer = Reader::parsed( text );
    const Reader in( answer );
    return { in.name( "unit" ), in.counter( "generation" ), in.name( "state" ) };
 }
 
 std::vector< std::string > readChanges( std::string_view text ) {
-   const json answer = parsed( text );
+   const json answer = Reader::parsed( text );
    return Reader( answer ).texts( "changes" );
 }
 
 std::string readInterfaceName( std::string_view text ) {
-   const json answer = parsed( text );
+   const json answer = Reader::parsed( text );
    return Reader( answer ).name( "interface" );
 }
 
 std::optional< double > readTime( std::string_view text ) {
-   const json answer = parsed( text );
+   const json answer = Reader::parsed( text );
    return Reader( answer ).time( "time" );
 }
 
 std::optional< Refusal > readRefusal( std::string_view text ) try {
-   const json answer = parsed( text );
+   const json answer = Reader::parsed( text );
    const Reader in( answer );
    if ( !in.find( "error" ) )
       return std::nullopt;

@@ -125,7 +125,8 @@ json spikesJson( const HistoryIntf & intf, const Times & time ) {
 json driftsJson( const HistoryIntf & intf, const Times & time ) {
    json result = json::array();
    for ( const auto & [when, what] : intf.driftChangeRange() )
-      result.push_back( { { "time", time( when ) }, { "what", what } } );
+      result.push_back(
+         { { "time", time( when ) }, { "what", what == "none" ? json( nullptr ) : json( what ) } } );
    return result;
 }
 
