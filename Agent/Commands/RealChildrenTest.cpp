@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <fstream>
 #include <sstream>
@@ -212,14 +213,16 @@ TEST_F( RealChildren, thatKeepTheirInputAndNeverReadItKeepNobodyWaiting ) {
 
 /// The child has no numbers left to which it could move what it is given.
 TEST_F( RealChildren, thatCannotArrangeTheirDescriptorsSaySoAndRunNothing ) {
-   const int lowest = dup( 0 );
-   close( lowest );
-   ASSERT_LE( lowest, 10 );
+   // Five pipes, the process itself, and a file that is read meanwhile.
+   std::array< int, 12 > enough{};
+   for ( int & descriptor : enough )
+      descriptor = dup( 0 );
+   for ( const int descriptor : enough )
+      close( descriptor );
    rlimit before;
    ASSERT_EQ( 0, getrlimit( RLIMIT_NOFILE, &before ) );
    rlimit few = before;
-   // Five pipes, the process itself, and a file that is read meanwhile.
-   few.rlim_cur = static_cast< rlim_t >( lowest ) + 12;
+   few.rlim_cur = static_cast< rlim_t >( enough.back() ) + 1;
    ASSERT_EQ( 0, setrlimit( RLIMIT_NOFILE, &few ) );
    const auto held = hold( "echo here" );
    ASSERT_EQ( 0, setrlimit( RLIMIT_NOFILE, &before ) );

@@ -1,5 +1,7 @@
 #include "Tests/Agent/CrashSweepTest.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 
 /// A unit whose traffic is steered away by a command, watched, and brought back by another.
@@ -110,6 +112,36 @@ TEST_F( StagesStory, steersWatchesShutsAndBringsAllBack ) {
    EXPECT_EQ( std::vector< std::string >(), story.router.wrong );
    // The links come back before the traffic does.
    EXPECT_LE( story.rig.timeOf( "et1 up" ), 61 );
+}
+
+/// Both commands run where nothing is monitored: the one before the watching begins, the other after it has ended.
+TEST_F( StagesStory, commandsAreToldWhatTheirInterfacesCarryOnBothWays ) {
+   std::vector< nlohmann::json > told;
+   story.rig.children().onGo = [&told, begins = story.rig.children().onGo]( FakeChildren::Child & child ) {
+      told.push_back( nlohmann::json::parse( child.program.input ) );
+      begins( child );
+   };
+   story.rig.at( Story::end, [this] { story.rig.traffic( "et1", 5e6 ); } );
+   story.rig.at( Story::end + 20, [this] { story.rig.post( "units/u1/enter" ); } );
+   story.rig.at( Story::end + 80, [this] { story.rig.post( "units/u1/exit" ); } );
+   story.rig.runUntil( Story::end + 120 );
+   ASSERT_EQ( 4u, told.size() );
+   const struct {
+      std::size_t run;
+      const char * operation;
+      double rate;
+   } rows[] = { { 2, "enter", 5e6 }, { 3, "exit", 0 } };
+   for ( const auto & row : rows ) {
+      const nlohmann::json & input = told[row.run];
+      SCOPED_TRACE( input.dump() );
+      EXPECT_EQ( row.operation, input.at( "operation" ) );
+      ASSERT_EQ( 2u, input.at( "interfaces" ).size() );
+      for ( const nlohmann::json & intf : input.at( "interfaces" ) )
+         for ( const char * const way : { "in-bps", "out-bps" } ) {
+            ASSERT_TRUE( intf.at( way ).is_number() ) << way;
+            EXPECT_NEAR( intf.at( "name" ) == "et1" ? row.rate : 0, intf.at( way ).get< double >(), 5e4 );
+         }
+   }
 }
 
 TEST_F( StagesStory, showsWhatRunsForHowLongAndWhatComesNext ) {
