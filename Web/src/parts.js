@@ -143,7 +143,10 @@ export class Aggregate {
    }
 }
 
-export const isSpike = ( event ) => /spike|violat/.test( event.what ?? '' );
+/** Traffic is back where there should be none. */
+const isSpike = ( event ) => /^(spike|violations)(-begin)?$/.test( event.what ?? '' );
+/** What somebody should look at. */
+const isAlarm = ( event ) => isSpike( event ) || /failed|refused|^problem-begin$/.test( event.what ?? '' );
 
 export function marksOf( model, subject ) {
    return model.events.filter( ( event ) => event.subject === subject )
@@ -243,10 +246,10 @@ export class EventTable {
       const link = event.subject && links[ event.type ];
       const subject = link ? h( 'a', { href: link( event.subject ) }, event.subject ) : event.subject ?? '';
       return {
-         element: h( 'tr', { class: isSpike( event ) ? 'alarm' : '' },
+         element: h( 'tr', { class: isAlarm( event ) ? 'alarm' : '' },
             h( 'td', {}, h( 'time', { datetime: event.time, title: format.day( time ) }, format.clock( time ) ) ),
             h( 'td', {}, h( 'span', { class: 'type' }, event.type ), ' ', subject ),
-            h( 'td', {}, isSpike( event ) ? '! ' : '', event.text ?? event.what ?? '' ) ),
+            h( 'td', {}, isAlarm( event ) ? '! ' : '', event.text ?? event.what ?? '' ) ),
          update() {},
       };
    }

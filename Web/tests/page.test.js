@@ -105,6 +105,16 @@ describe( 'a unit', () => {
          assert.match( await page.locator( '.panel', { hasText: 'et2' } ).innerText(), /in 123 kbit\/s[^]*out 45.6 kbit\/s/ );
       } );
    } );
+   test( 'has what happens to an interface marked on its curve, and spikes above all', async () => {
+      const page = await show( '#/unit/u1' );
+      await soon( async () => assert.equal( await page.locator( '.panel' ).count(), 3 ) );
+      fake.event( 'interface', 'et2', 'reason', 'et2 is quiet' );
+      fake.event( 'interface', 'et2', 'spike', 'et2 carries traffic' );
+      fake.event( 'interface', 'et2', 'spike-end', 'et2 carries none' );
+      const caption = page.locator( '.panel', { hasText: 'et2' } ).locator( 'figcaption' );
+      await soon( async () => assert.match( await caption.textContent(), /et2 is quiet at [^]*et2 carries traffic at / ) );
+      assert.match( await page.locator( 'table.events tr.alarm' ).allInnerTexts().then( ( all ) => all.join() ), /^[^,]*! et2 carries traffic$/ );
+   } );
    test( 'names what violates', async () => {
       fake.units[ 0 ] = { ...fake.units[ 0 ], state: 'maintenance', violating: [ 'et1' ], 'total-violations': 4 };
       const page = await show( '#/unit/u1' );
