@@ -55,7 +55,8 @@ TEST( SamplesStory, curveSurvivesAnAgentThatIsKilled ) {
    rig.runUntil( 55 );
    EXPECT_EQ( "- 1000 1000 1000 1800 2000 - - - 2000 2000", curve( rig, "et1", 55 ) );
    EXPECT_EQ( "60", json::parse( rig.get( "samples?unit=u1&last=2h" ) ).at( "step-seconds" ).dump() );
-   EXPECT_EQ( "1450", curve( rig, "et1", 3900 ).substr( curve( rig, "et1", 3900 ).size() - 4 ) );
+   // A minute of the clock begins 40 s after the story.
+   EXPECT_TRUE( curve( rig, "et1", 3900 ).ends_with( "- 1360 2000" ) ) << curve( rig, "et1", 3900 );
 }
 
 TEST( SamplesStory, portChannelsAndVlanInterfacesAreWhatTheirMembersCarry ) {
