@@ -113,7 +113,8 @@ describe( 'a unit', () => {
       fake.event( 'interface', 'et2', 'spike-end', 'et2 carries none' );
       const caption = page.locator( '.panel', { hasText: 'et2' } ).locator( 'figcaption' );
       await soon( async () => assert.match( await caption.textContent(), /et2 is quiet at [^]*et2 carries traffic at / ) );
-      assert.match( await page.locator( 'table.events tr.alarm' ).allInnerTexts().then( ( all ) => all.join() ), /^[^,]*! et2 carries traffic$/ );
+      assert.match( await page.locator( 'table.events tr.alarm' ).allInnerTexts().then( ( all ) => all.join() ),
+         /^[^,]*! et2 carries traffic$/ );
    } );
    test( 'names what violates', async () => {
       fake.units[ 0 ] = { ...fake.units[ 0 ], state: 'maintenance', violating: [ 'et1' ], 'total-violations': 4 };
