@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <termios.h>
 #include <unistd.h>
+#include <utility>
 
 namespace Maintctl {
 
@@ -29,6 +30,7 @@ Drawn drawn;
 /// Those that end us.
 constexpr int deadly[] = { SIGTERM, SIGHUP, SIGQUIT, SIGABRT };
 struct sigaction actionsBefore[std::size( deadly )], stopBefore;
+bool signalsWatched = false; ///< also while we are stopped
 
 bool isForeground( int descriptor ) {
    const pid_t group = tcgetpgrp( descriptor );
@@ -63,6 +65,8 @@ extern "C" void leaveAndStop( int ) {
 }
 
 void watchSignals() {
+   if ( std::exchange( signalsWatched, true ) )
+      return;
    struct sigaction action {};
    sigemptyset( &action.sa_mask );
    action.sa_handler = leaveAndDie;
@@ -79,6 +83,8 @@ void watchSignals() {
 }
 
 void forgetSignals() {
+   if ( !std::exchange( signalsWatched, false ) )
+      return;
    for ( std::size_t i = 0; i < std::size( deadly ); ++i )
       sigaction( deadly[i], &actionsBefore[i], nullptr );
    sigaction( SIGTSTP, &stopBefore, nullptr );
@@ -149,11 +155,8 @@ void RealDisplay::begin( std::string_view goodbye ) {
 }
 
 void RealDisplay::end() {
-   if ( drawn.active == 0 || drawn.descriptor != descriptor_ )
+   if ( drawn.descriptor != descriptor_ )
       return;
-   // What was typed meanwhile was meant for nobody.
-   if ( isForeground( descriptor_ ) )
-      tcflush( descriptor_, TCIFLUSH );
    leave();
    forgetSignals();
 }

@@ -150,14 +150,15 @@ givesTheTerminalToTheShellWhileItIsStopped() {
    _begin 80 24
    _types "ctl show --watch"
    _until '^2 units '
-   _is alternate_on 1
-   _presses C-z
-   _until 'Stopped'
-   _isGivenBack
-   _types fg
-   _until '^2 units '
-   _is alternate_on 1
-   _is cursor_flag 0
+   for _ in 1 2; do
+      _is alternate_on 1
+      _is cursor_flag 0
+      _presses C-z
+      _until 'Stopped'
+      _isGivenBack
+      _types 'clear; fg'
+      _until '^2 units '
+   done
    _presses C-c
    _until "$prompt$"
    _isGivenBack
