@@ -115,6 +115,34 @@ TEST( CommandLine, takesWhatCanBeShown ) {
    }
 }
 
+TEST( CommandLine, takesWhatCanBeWatched ) {
+   using What = Show::What;
+   const struct {
+      std::vector< std::string > words;
+      What what;
+      const char * name;
+      unsigned interval;
+   } rows[] = {
+      { { "show", "--watch" }, What::units, "", 1 },
+      { { "show", "--watch", "--interval", "5s" }, What::units, "", 5 },
+      { { "show", "units", "--watch", "--interval=1m" }, What::units, "", 60 },
+      { { "show", "--watch", "units" }, What::units, "", 1 },
+      { { "show", "unit", "a", "--watch" }, What::unit, "a", 1 },
+      { { "show", "unit", "--watch", "a" }, What::unit, "a", 1 },
+      { { "show", "interfaces", "--watch" }, What::interfaces, "", 1 },
+      { { "show", "interfaces", "a", "--watch" }, What::interfaces, "a", 1 },
+      { { "show", "interface", "et1", "--watch", "-j" }, What::interface, "et1", 1 } };
+   for ( const auto & row : rows ) {
+      SCOPED_TRACE( testing::PrintToString( row.words ) );
+      const Show show = commandOf< Show >( row.words );
+      EXPECT_EQ( show.what, row.what );
+      EXPECT_EQ( show.name, row.name );
+      EXPECT_TRUE( show.watch );
+      EXPECT_EQ( show.interval.seconds(), row.interval );
+   }
+   EXPECT_FALSE( commandOf< Show >( { "show", "units" } ).watch );
+}
+
 TEST( CommandLine, takesTheVerbsOfDiagnosis ) {
    EXPECT_EQ( commandOf< Explain >( { "explain", "a" } ).unit, "a" );
    commandOf< Dump >( { "dump" } );
@@ -160,6 +188,12 @@ TEST( CommandLine, saysWhatMakesNoSense ) {
    } rows[] = {
       { {}, "a command is missing; \"maintctl --help\" lists them" },
       { { "-j" }, "a command is missing; \"maintctl --help\" lists them" },
+      { { "show", "profiles", "--watch" }, "--watch: is for units and interfaces" },
+      { { "show", "--watch", "agent" }, "--watch: is for units and interfaces" },
+      { { "show", "--watch", "--interval", "0s" }, "--interval: must be at least 1s" },
+      { { "show", "--watch", "--interval", "5" }, "--interval: \"5\" has no unit; write 5s, 5m or 5h" },
+      { { "show", "units", "--interval", "5s" }, "--interval requires --watch" },
+      { { "show", "--interval", "5s", "untis" }, "unknown command \"show untis\"; did you mean \"units\"?" },
       { { "show" }, "a command is missing after \"show\"; \"maintctl show --help\" lists them" },
       { { "enter" }, "UNIT is required" },
       { { "enter", "" }, "UNIT: is empty" },

@@ -139,6 +139,12 @@ TEST_F( SightTest, showsAReasonThatItDoesNotKnow ) {
    EXPECT_EQ( seenInterfaces[0].text, "because of enchanted" );
 }
 
+TEST_F( SightTest, asksForNoInterfacesWhereNoneIsShown ) {
+   client.replaces( "GET /api/v1/units", R"([{"name":"a","state":"normal"},{"name":"b","state":"normal"}])" );
+   EXPECT_EQ( seen( { What::units, "" } ).units.size(), 2 );
+   EXPECT_EQ( client.requests, Names{ "GET /api/v1/units" } );
+}
+
 TEST_F( SightTest, asksForProfilesOnlyIfOneIsNew ) {
    interfaces( { intf( "et1", R"("state":null)" ) } );
    Sight sight( { What::interfaces, "" }, remote );
