@@ -47,9 +47,8 @@ double Archive::wallOffset( const HistoryRecord & record ) const {
    return record.ended() > 0 ? record.wallOffset() : hooks_.wallTime( now() ) - now();
 }
 
-std::string Archive::textOf( const HistoryRecord & record ) const {
-   return recordText(
-      record, { wallOffset( record ), now(), peaksDir_->peaks( record.id() ), hooks_.curveOf } );
+std::string Archive::textOf( const HistoryRecord & record, const CurveOf & curveOf ) const {
+   return recordText( record, { wallOffset( record ), now(), peaksDir_->peaks( record.id() ), curveOf } );
 }
 
 // ---- filing
@@ -75,7 +74,10 @@ void Archive::run() {
    for ( const auto & [id, record] : historyDir_->recordRange() ) {
       if ( record->ended() == 0 )
          continue;
-      works = works && file( *record );
+      const Filing filing = works ? file( *record ) : Filing::failed;
+      if ( filing == Filing::later )
+         return look();
+      works = filing == Filing::filed;
       if ( !works && waiting <= mostWaiting )
          continue;
       --waiting;
@@ -86,12 +88,38 @@ void Archive::run() {
    wakeup_->timeMinIs( works ? Cog::Timer::never : now() + againAfter );
 }
 
-bool Archive::file( const HistoryRecord & record ) {
-   const std::string problem = writeWhole( path( record.id() ), textOf( record ) );
+Archive::Filing Archive::file( const HistoryRecord & record ) {
+   if ( !collect( record ) )
+      return Filing::later;
+   const auto collected = [this]( const std::string & interface, double, double ) {
+      const auto it = curves_.find( interface );
+      return it == curves_.end() ? SampleCurve() : it->second;
+   };
+   const std::string problem = writeWhole( path( record.id() ), textOf( record, collected ) );
+   curves_.clear();
+   curvesOf_ = 0;
    if ( problem.empty() )
-      return true;
+      return Filing::filed;
    trouble_ = Trouble{ trouble_ ? trouble_->since : now(), problem };
-   return false;
+   return Filing::failed;
+}
+
+bool Archive::collect( const HistoryRecord & record ) {
+   if ( !hooks_.curveOf )
+      return true;
+   if ( curvesOf_ != record.id() )
+      curves_.clear();
+   curvesOf_ = record.id();
+   Vel::U32 read = 0;
+   for ( const auto & [id, intf] : record.intfRange() ) {
+      const std::string name( id.name() );
+      if ( curves_.count( name ) )
+         continue;
+      if ( read++ == curvesAtOnce )
+         return false;
+      curves_[name] = curveOf( record, *intf, now(), hooks_.curveOf );
+   }
+   return true;
 }
 
 void Archive::becomesSummary( const HistoryRecord & record ) {
@@ -159,7 +187,7 @@ std::string Archive::list( const std::string & unit, std::size_t limit ) const {
 
 std::string Archive::record( Vel::U32 id ) const {
    if ( const HistoryRecord * const record = historyDir_->record( id ) )
-      return textOf( *record );
+      return textOf( *record, record->intfs() > mostLiveCurves ? CurveOf() : hooks_.curveOf );
    const std::string name = std::to_string( id );
    if ( !historyDir_->summary( id ) )
       throw Api::Error{ Api::ErrorCode::notFound, "there is no maintenance " + name, name };

@@ -5,6 +5,7 @@
 #include "Platform/Cog/TimerWheel.h"
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,6 +26,10 @@ class Archive {
    static constexpr double againAfter = 60;
    /// Records that wait for a file. The oldest of more becomes a summary without one.
    static constexpr Vel::U32 mostWaiting = 50;
+   /// Curves that are read in one turn: each is a file. Before a record is filed they are collected over several turns.
+   static constexpr Vel::U32 curvesAtOnce = 50;
+   /// Interfaces of a record whose curves are shown before it is filed.
+   static constexpr Vel::U32 mostLiveCurves = 200;
 
    struct Hooks {
       /// Wall time of a time of the clock, seconds since 1970. Given.
@@ -65,13 +70,15 @@ class Archive {
    };
 
    void run();
-   /// False: its file could not be written.
-   bool file( const HistoryRecord & record );
+   enum class Filing { filed, failed, later };
+   Filing file( const HistoryRecord & record );
+   /// Reads the next curves of a record; whether all are there.
+   bool collect( const HistoryRecord & record );
    void becomesSummary( const HistoryRecord & record );
    void leftOversDel();
    std::string path( Vel::U32 id ) const;
    double wallOffset( const HistoryRecord & record ) const;
-   std::string textOf( const HistoryRecord & record ) const;
+   std::string textOf( const HistoryRecord & record, const CurveOf & curveOf ) const;
    double now() const { return scheduler_->currentTime(); }
 
    Vel::Ptr< Cog::Scheduler > scheduler_;
@@ -80,6 +87,9 @@ class Archive {
    const Vel::Ptr< const HistoryPeaksDir > peaksDir_;
    const Hooks hooks_;
    std::optional< Trouble > trouble_;
+   /// Of the record that is being filed, by interface.
+   std::map< std::string, SampleCurve > curves_;
+   Vel::U32 curvesOf_ = 0; ///< its id
    bool cleaned_ = false;
    /// A run is posted; shared with the posted task, which may outlive this object.
    std::shared_ptr< Archive * > self_;

@@ -167,6 +167,44 @@ TEST_F( ArchiveTest, recordOfAnInterfaceHasItsCurve ) {
    EXPECT_EQ( json::parse( "[2000000,null,0]" ), curve.at( "out-bps" ) );
 }
 
+TEST_F( ArchiveTest, curvesOfManyInterfacesAreReadOverSeveralTurns ) {
+   rig.curve = { rig.now() - 60, 5, { 1, 2 }, { 3, 4 } };
+   rig.enter();
+   const Vel::U32 count = 3 * Archive::curvesAtOnce + 1;
+   for ( Vel::U32 i = 0; i < count; ++i ) {
+      const Wire::IntfId intf = Wire::EthIntfId( Vel::text( "p", i ) );
+      rig.intfToGroup->intfToGroupIs( intf )->groupIs( rig.group );
+      rig.monIntfs->monIntfStatusIs( intf, "fast", rig.now() );
+   }
+   rig.exit();
+   rig.normal();
+   for ( int turn = 0; turn < 3; ++turn ) {
+      rig.clock->runTurn();
+      EXPECT_FALSE( filed( 1 ) );
+   }
+   rig.clock->runTurn();
+   ASSERT_TRUE( filed( 1 ) );
+   const json whole = record( 1 );
+   ASSERT_EQ( count, whole.at( "interfaces" ).size() );
+   for ( const json & intf : whole.at( "interfaces" ) )
+      EXPECT_EQ( json::parse( "[3,4]" ), intf.at( "curve" ).at( "out-bps" ) );
+}
+
+TEST_F( ArchiveTest, recordOfVeryManyInterfacesHasNoCurvesBeforeItIsFiled ) {
+   rig.curve = { rig.now() - 60, 5, { 1, 2 }, { 3, 4 } };
+   rig.enter();
+   for ( Vel::U32 i = 0; i <= Archive::mostLiveCurves; ++i ) {
+      const Wire::IntfId intf = Wire::EthIntfId( Vel::text( "p", i ) );
+      rig.intfToGroup->intfToGroupIs( intf )->groupIs( rig.group );
+      rig.monIntfs->monIntfStatusIs( intf, "fast", rig.now() );
+   }
+   EXPECT_TRUE( record( 1 ).at( "interfaces" ).at( 0 ).at( "curve" ).is_null() );
+   rig.exit();
+   rig.normal();
+   rig.clock->runUntilIdle();
+   EXPECT_FALSE( record( 1 ).at( "interfaces" ).at( 0 ).at( "curve" ).is_null() );
+}
+
 TEST_F( ArchiveTest, whatPeopleSayNeedNotBeText ) {
    rig.state( Maintenance::Unit::UnitState::enterInProgress, "ann", "\xFF \" \n" );
    EXPECT_EQ( "\xEF\xBF\xBD \" \n", record( 1 ).at( "reason" ) );

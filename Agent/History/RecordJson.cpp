@@ -182,6 +182,14 @@ SampleCurve thinned( const SampleCurve & curve, std::size_t most ) {
    return result;
 }
 
+SampleCurve
+curveOf( const HistoryRecord & record, const HistoryIntf & intf, double now, const CurveOf & source ) {
+   const std::size_t steps =
+      std::clamp( mostStepsOfRecord / std::max< std::size_t >( record.intfs(), 1 ), fewestSteps, mostSteps );
+   const double end = record.ended() > 0 ? record.ended() : now;
+   return thinned( source( std::string( intf.intfId().name() ), intf.began() - curveBefore, end ), steps );
+}
+
 void summarize( const HistoryRecord & record, double wallOffset, HistorySummary & summary ) {
    const auto wall = [&]( double time ) { return time > 0 ? time + wallOffset : 0; };
    summary.generationIs( record.generation() );
@@ -219,9 +227,6 @@ std::string recordText( const HistoryRecord & record, const RecordContext & cont
    summarize( record, context.wallOffset, *summary );
    json result = summaryJson( *summary );
    result["stages"] = stagesJson( record, time );
-   const std::size_t steps =
-      std::clamp( mostStepsOfRecord / std::max< std::size_t >( record.intfs(), 1 ), fewestSteps, mostSteps );
-   const double end = record.ended() > 0 ? record.ended() : context.now;
    std::map< std::string, const HistoryIntf * > byName;
    for ( const auto & [id, intf] : record.intfRange() )
       byName[std::string( id.name() )] = intf.get();
@@ -230,8 +235,7 @@ std::string recordText( const HistoryRecord & record, const RecordContext & cont
       json shown = intfJson( *intf, context.peaks ? context.peaks->peak( intf->intfId() ) : nullptr, time );
       shown["curve"] = nullptr;
       if ( context.curveOf )
-         shown["curve"] =
-            curveJson( thinned( context.curveOf( name, intf->began() - curveBefore, end ), steps ), time );
+         shown["curve"] = curveJson( Agent::curveOf( record, *intf, context.now, context.curveOf ), time );
       intfs.push_back( std::move( shown ) );
    }
    result["interfaces-left-out"] = record.intfsLeftOut();

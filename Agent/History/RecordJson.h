@@ -26,6 +26,11 @@ inline constexpr double curveBefore = 60;
 /// \param most  above 0
 SampleCurve thinned( const SampleCurve & curve, std::size_t most );
 
+/// The curve of an interface in a record, thinned.
+/// \param now  seconds of the clock: its end if the record is open
+SampleCurve
+curveOf( const HistoryRecord & record, const HistoryIntf & intf, double now, const CurveOf & source );
+
 /// Fills in the summary of a record.
 /// \param wallOffset  what is to be added to its times for wall time
 void summarize( const HistoryRecord & record, double wallOffset, HistorySummary & summary );
