@@ -42,6 +42,7 @@ class Grammar {
       app_.get_formatter()->label( "SUBCOMMAND", "VERB" );
       operations();
       shows();
+      past();
       diagnosis();
       configuration();
       simulation();
@@ -254,6 +255,28 @@ class Grammar {
       name( explain, "UNIT", "The maintenance unit" );
    }
 
+   void past() {
+      App * history = verb( app_, "history", "List maintenances, newest first, those that go on too", [this] {
+         return ShowHistory{ name_, limit_ };
+      } );
+      name( history, "UNIT", "Only those of this unit", false );
+      history->add_option( "--limit", limit_, "No more than this" )
+         ->type_name( "COUNT" )
+         ->capture_default_str()
+         ->check( CLI::Range( 1U, 1000U ).description( "" ) );
+
+      App * report = verb( app_, "report", "Tell all that is known of one maintenance", [this] {
+         if ( csv_ && invocation_.json )
+            throw CLI::ValidationError( "--csv", "cannot be had together with --json" );
+         return Report{ id_, csv_ };
+      } );
+      report->add_option( "ID", id_, "Its number, which \"maintctl history\" gives" )
+         ->type_name( "" )
+         ->required()
+         ->check( CLI::PositiveNumber.description( "" ) );
+      report->add_flag( "--csv", csv_, "As comma-separated values, a line for each interface" );
+   }
+
    void diagnosis() {
       verb( app_, "dump", "Show the plug-in's diagnostic text", [] { return Dump{}; } );
 
@@ -354,12 +377,12 @@ class Grammar {
    std::string name_, for_, state_;
    std::optional< std::string > reason_, file_;
    std::optional< std::size_t > last_;
-   unsigned run_ = 0;
+   unsigned run_ = 0, limit_ = ShowHistory().limit, id_ = 0;
    std::optional< Config::Duration > timeout_, ramp_, interval_;
    std::optional< Config::Rate > in_, out_, to_;
    Config::Duration by_;
    std::vector< std::pair< std::string, int > > levels_;
-   bool noProgress_ = false, wait_ = false, force_ = false, watch_ = false;
+   bool noProgress_ = false, wait_ = false, force_ = false, watch_ = false, csv_ = false;
 };
 
 /// Also of a command line that cannot be understood otherwise.

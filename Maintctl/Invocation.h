@@ -40,6 +40,18 @@ struct Explain {
    std::string unit;
 };
 
+/// Maintenances of the past, and those that go on.
+struct ShowHistory {
+   std::string unit; ///< empty: of all units
+   unsigned limit = 20;
+};
+
+/// One of them in full.
+struct Report {
+   unsigned id = 0;
+   bool csv = false;
+};
+
 struct Dump {};
 
 struct ShowFastLog {
@@ -79,8 +91,8 @@ struct SimulatedAdvance {
 };
 
 using Command = std::variant<
-   Operate, Wait, Show, Explain, Dump, ShowFastLog, Trace, Release, Validate, Reload, SimulatedTraffic,
-   SimulatedLink, SimulatedAdvance >;
+   Operate, Wait, Show, Explain, ShowHistory, Report, Dump, ShowFastLog, Trace, Release, Validate, Reload,
+   SimulatedTraffic, SimulatedLink, SimulatedAdvance >;
 
 /// Where the control socket is unless somebody says otherwise.
 inline constexpr char defaultSocket[] = "/run/maintd/control.sock";

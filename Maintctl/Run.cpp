@@ -6,6 +6,7 @@
 #include "Config/Load.h"
 #include "Maintctl/Json.h"
 #include "Maintctl/Remote.h"
+#include "Maintctl/Report.h"
 #include "Maintctl/Show.h"
 #include "Maintctl/ShowFastLog.h"
 #include "Maintctl/Text.h"
@@ -89,6 +90,21 @@ class Runner {
    void operator()( const Explain & command ) {
       show( Path::unit( command.unit, "explain" ), [this]( auto & body ) {
          return explanationText( Api::readExplanation( body ), remote_.clock() );
+      } );
+   }
+
+   void operator()( const ShowHistory & command ) {
+      show( Path::historyOf( command.unit, command.limit ), []( auto & body ) {
+         return historyText( Api::readMaintenances( body ) );
+      } );
+   }
+
+   void operator()( const Report & command ) {
+      const std::string body = remote_.get( Path::historyRecord( command.id ) );
+      if ( command.csv )
+         return output_.text( reportCsv( Api::readMaintenanceRecord( body ) ) );
+      present( body, [&] {
+         return reportText( Api::readMaintenanceRecord( body ), world_.data.abilities().utf8 );
       } );
    }
 

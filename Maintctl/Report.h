@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Api/History.h"
+
+#include <string>
+#include <vector>
+
+/// Purpose: maintenances of the past as text for people, and for spreadsheets. All times are UTC.
+namespace Maintctl {
+
+/// One line each.
+std::string historyText( const std::vector< Api::Maintenance > & maintenances );
+
+/// What one would put into a ticket: who, why and when, stages, interfaces, what happened in order, and what each interface carried.
+/// \param utf8  it is shown where there is more than ASCII
+std::string reportText( const Api::MaintenanceRecord & record, bool utf8 );
+
+/// A heading and a row for each interface; times, rates and words as the agent gives them.
+std::string reportCsv( const Api::MaintenanceRecord & record );
+
+} // namespace Maintctl
