@@ -103,7 +103,13 @@ test( 'a drain is followed from start to end, over an agent that is killed and s
    await agent.post( 'units/spine-a/exit', { reason: 'done' } );
    await agent.until( 'spine-a', 'normal' );
    await soon( async () => assert.match( await text( page, '.head' ), /normal/ ) );
-   for ( const path of [ '', 'unit/spine-a', `interface/${encodeURIComponent( '<script>' )}`, 'events', 'history' ] ) {
+   await soon( async () => assert.match( await text( page, 'table.records' ), /1[^]*✓ completed/ ) );
+   await page.locator( 'table.records a' ).first().click();
+   await soon( async () => assert.equal( await text( page, 'h1' ), 'Maintenance 1 of spine-a' ) );
+   await soon( async () => assert.equal( await page.locator( '.panel canvas' ).count(), 4 ) );
+   assert.match( await text( page, '.course' ), /enter by[^]*<img src=x onerror[^]*under maintenance[^]*exit by[^]*done[^]*completed/ );
+
+   for ( const path of [ '', 'unit/spine-a', `interface/${encodeURIComponent( '<script>' )}`, 'events', 'history', 'history/1' ] ) {
       await go( page, path );
       await page.locator( 'h1' ).waitFor();
       assert.deepEqual( await axe( page ), [], path );
