@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Bench/Folder.h"
+
 #include <benchmark/benchmark.h>
 
 #include <libmnl/libmnl.h>
@@ -9,7 +11,6 @@
 #include <sys/socket.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -17,27 +18,6 @@
 
 /// Purpose: links of the kernel to measure with, and the least that reading them can cost.
 namespace Bench {
-
-/// A folder that goes with this object.
-class Folder {
- public:
-   Folder() : path( newFolder() ) {}
-   ~Folder() {
-      std::error_code ignored;
-      std::filesystem::remove_all( path, ignored );
-   }
-   Folder( const Folder & ) = delete;
-   Folder & operator=( const Folder & ) = delete;
-   const std::string path;
-
- private:
-   static std::string newFolder() {
-      std::string name = std::filesystem::temp_directory_path() / "linuxBenchXXXXXX";
-      if ( !mkdtemp( name.data() ) )
-         throw std::runtime_error( "no folder: " + name );
-      return name;
-   }
-};
 
 /// Links et0, et1, ... in a namespace that this process has for itself; each two are a pair, and they are up.
 class RealLinks {

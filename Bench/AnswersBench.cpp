@@ -1,0 +1,66 @@
+#include "Bench/WholeAgent.h"
+
+#include <benchmark/benchmark.h>
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+/// What the control API answers, a byte of it, of 2,000 interfaces that are monitored.
+/// Floor: a text of the same size, ready made, written as JSON.
+namespace {
+
+constexpr int links = 2000;
+
+Bench::WholeAgent & agent() {
+   static Bench::WholeAgent * const made = [] {
+      auto * const agent = new Bench::WholeAgent( Bench::configuration( links, "simulated" ) );
+      agent->enter();
+      agent->advance( 30 );
+      return agent;
+   }();
+   return *made;
+}
+
+using Paths = std::vector< std::string >;
+
+std::size_t answer( const Paths & paths ) {
+   std::size_t size = 0;
+   for ( const std::string & path : paths )
+      size += agent().ask( "GET", path ).size();
+   return size;
+}
+
+void floorOf( benchmark::State & state, const Paths & paths ) {
+   const nlohmann::json ready( std::string( answer( paths ), 'x' ) );
+   for ( auto _ : state )
+      benchmark::DoNotOptimize( ready.dump( -1, ' ', false, nlohmann::json::error_handler_t::replace ) );
+   state.SetItemsProcessed( state.iterations() );
+}
+
+void ours( benchmark::State & state, const Paths & paths, const char * limit ) {
+   if ( answer( paths ) < links * 100 )
+      state.SkipWithError( "interfaces are missing from the answers" );
+   for ( auto _ : state )
+      benchmark::DoNotOptimize( answer( paths ) );
+   state.SetItemsProcessed( state.iterations() );
+   state.SetLabel( limit );
+}
+
+} // namespace
+
+int main( int argc, char ** argv ) {
+   const struct {
+      const char * name;
+      Paths paths;
+      const char * limit;
+   } rows[] = {
+      { "data of the page, 2,000 interfaces", { "units", "interfaces" }, "at most 10 x" },
+      { "metrics, 2,000 interfaces", { "metrics" }, "at most 10 x" } };
+   for ( const auto & row : rows ) {
+      const std::string name = row.name;
+      benchmark::RegisterBenchmark( ( name + "/floor" ).c_str(), floorOf, row.paths );
+      benchmark::RegisterBenchmark( ( name + "/ours" ).c_str(), ours, row.paths, row.limit );
+   }
+   benchmark::Initialize( &argc, argv );
+   benchmark::RunSpecifiedBenchmarks();
+}
