@@ -107,7 +107,9 @@ class MonitoringTest(unittest.TestCase):
         agent.advance(16)
         yield "entering"
         agent.traffic("et1", 0)
-        agent.advance(30)
+        agent.advance(11)
+        yield "entering"
+        agent.advance(19)
         agent.traffic("et3", 5e6)
         agent.advance(11)
         yield "maintenance"

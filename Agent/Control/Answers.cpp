@@ -19,10 +19,12 @@ using nlohmann::json;
 
 namespace {
 
-std::string text( const json & value ) {
+std::string textOf( const json & value ) {
    // Names come from outside; what is not UTF-8 is shown, not refused.
-   return value.dump( -1, ' ', false, json::error_handler_t::replace ) + "\n";
+   return value.dump( -1, ' ', false, json::error_handler_t::replace );
 }
+
+std::string text( const json & value ) { return textOf( value ) + "\n"; }
 
 Api::Error noUnit( const std::string & name ) {
    return { Api::ErrorCode::notFound, "there is no unit " + name, name };
@@ -133,19 +135,21 @@ std::string Answers::explanation( const std::string & unit ) const {
    return text( Json( *this ).explanation( unitStatus( model_, unit ) ) );
 }
 
-std::string Answers::interfaces() const {
-   json list = json::array();
-   for ( const auto & [name, intf] : shownInterfaces( model_ ) )
-      list.push_back( Json( *this ).interface( intf ) );
-   return text( list );
+std::string Answers::listOf( const std::map< std::string, Wire::IntfId > & interfaces ) const {
+   // There may be thousands: each is written and gone before the next is made.
+   std::string list;
+   for ( const auto & [name, intf] : interfaces ) {
+      list += list.empty() ? '[' : ',';
+      list += textOf( Json( *this ).interface( intf ) );
+   }
+   return ( list.empty() ? "[" : list ) + "]\n";
 }
+
+std::string Answers::interfaces() const { return listOf( shownInterfaces( model_ ) ); }
 
 std::string Answers::interfacesOf( const std::string & unit ) const {
    unitStatus( model_, unit );
-   json list = json::array();
-   for ( const auto & [name, intf] : interfacesOfUnit( model_, unit ) )
-      list.push_back( Json( *this ).interface( intf ) );
-   return text( list );
+   return listOf( interfacesOfUnit( model_, unit ) );
 }
 
 std::string Answers::interface( const std::string & name ) const {

@@ -36,6 +36,7 @@ class Answers {
 
  private:
    struct Json;
+   std::string listOf( const std::map< std::string, Wire::IntfId > & interfaces ) const;
    const ControlModel & model_;
    const ControlCommands & commands_;
 };

@@ -33,6 +33,7 @@ struct EventStreams::Shared {
    ControlCommands commands;
    std::set< Reader * > readers;
    unsigned rateReaders = 0;
+   Vel::U64 dropped = 0;   ///< events that readers have missed
    Vel::U64 committed = 0; ///< the last event that may be told
    bool commitAwaited = false;
    Text rates; ///< the newest frame
@@ -90,6 +91,7 @@ class EventStreams::Reader final : public HttpStream {
       const Vel::U64 next = log.first();
       const Vel::U64 dropped = otherLog ? 0 : next - 1 - at_;
       at_ = next - 1;
+      shared_->dropped += dropped;
       return textOf(
          "id: " + std::to_string( at_ ) + "\nevent: dropped\ndata: {\"dropped\":" +
          std::to_string( dropped ) + ",\"next\":" + std::to_string( next ) + "}\n\n" );
@@ -187,6 +189,10 @@ std::string EventStreams::recent( std::optional< Vel::U64 > after, Vel::U64 limi
    }
    return text + "],\"last\":" + std::to_string( last ) + "}\n";
 }
+
+unsigned EventStreams::readers() const { return static_cast< unsigned >( shared_->readers.size() ); }
+
+Vel::U64 EventStreams::dropped() const { return shared_->dropped; }
 
 void EventStreams::end() {
    shared_->ended = true;

@@ -32,6 +32,9 @@ class EventStreams {
    std::string recent( std::optional< Vel::U64 > after, Vel::U64 limit ) const;
    /// Rates that no record holds have changed.
    void ratesHaveChanged();
+   unsigned readers() const;
+   /// Events that readers have missed since the agent was started.
+   Vel::U64 dropped() const;
    /// All streams end when they have given what has happened until now, which is committed: the agent ends.
    void end();
 

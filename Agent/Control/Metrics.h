@@ -22,8 +22,13 @@ class Metrics {
    Metrics( const ControlModel & model, const ControlCommands & commands )
       : model_( model ), commands_( commands ) {}
 
+   /// Those who read events.
+   struct EventReaders {
+      unsigned count = 0;   ///< at present
+      Vel::U64 dropped = 0; ///< events that any of them have missed
+   };
    /// In the form of Exposition; metrics in a fixed order, samples in the order of names.
-   std::string text() const;
+   std::string text( const EventReaders & readers ) const;
 
  private:
    struct Writer;

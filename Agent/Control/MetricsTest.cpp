@@ -191,6 +191,51 @@ TEST_F( MetricsTest, tellTheRatesOfAnInterfaceThatHasBeenSampled ) {
       samples( "maint_interface_rate_bytes_per_second{" ) );
 }
 
+TEST_F( MetricsTest, tellWhyAnInterfaceIsNotDoneAndWhenItWillBe ) {
+   everything();
+   progress = { "drainwatch", 1, 0, std::nullopt, 10, "" };
+   auto & insight = *rig.insights->intfIs( rig.et2 );
+   insight.sinceIs( now - 20 );
+   insight.etaIs( now + 40 );
+   insight.reasonIs( Reason::timing );
+   EXPECT_EQ(
+      "maint_interface_reason{interface=\"et2\",reason=\"timing\"} 1\n",
+      samples( "maint_interface_reason{" ) );
+   EXPECT_EQ(
+      "maint_interface_reason_timestamp_seconds{interface=\"et2\"} 1700003580\n",
+      samples( "maint_interface_reason_timestamp_seconds{" ) );
+   EXPECT_EQ(
+      "maint_interface_eta_timestamp_seconds{interface=\"et2\"} 1700003640\n",
+      samples( "maint_interface_eta_timestamp_seconds{" ) );
+   // And it has to stay so for the settle time.
+   EXPECT_EQ(
+      "maint_unit_eta_timestamp_seconds{unit=\"u1\"} 1700003650\n",
+      samples( "maint_unit_eta_timestamp_seconds{" ) );
+   insight.etaIs( 0 );
+   insight.reasonIs( Reason::stalled );
+   EXPECT_EQ(
+      "maint_interface_reason{interface=\"et2\",reason=\"stalled\"} 1\n",
+      samples( "maint_interface_reason{" ) );
+   EXPECT_EQ( "", samples( "maint_interface_eta_timestamp_seconds{" ) );
+   EXPECT_EQ( "", samples( "maint_unit_eta_timestamp_seconds{" ) );
+}
+
+TEST_F( MetricsTest, countEventsAndWhatTheirReadersMiss ) {
+   for ( unsigned i = 0; i < 3; ++i )
+      rig.eventLog->add( { EventType::agent, "{}" } );
+   EXPECT_EQ( "maint_events_total 3\n", samples( "maint_events_total" ) );
+   EXPECT_EQ( "maint_event_readers 0\n", samples( "maint_event_readers" ) );
+   EXPECT_EQ( 200, ask( "GET", "/api/v1/events" ) );
+   const auto reader = reply.stream;
+   EXPECT_EQ( "maint_event_readers 1\n", samples( "maint_event_readers" ) );
+   EXPECT_EQ( "maint_events_dropped_total 0\n", samples( "maint_events_dropped_total" ) );
+   for ( unsigned i = 0; i < EventLog::kept + 5; ++i )
+      rig.eventLog->add( { EventType::agent, "{}" } );
+   reader->next(); // how soon to come back
+   reader->next(); // what it has missed
+   EXPECT_EQ( "maint_events_dropped_total 5\n", samples( "maint_events_dropped_total" ) );
+}
+
 TEST_F( MetricsTest, tellTheProfileThatAnInterfaceRunsUnder ) {
    EXPECT_EQ(
       "maint_interface_threshold_bytes_per_second{interface=\"et1\"} 12500\n"

@@ -2,13 +2,14 @@
 """Real answers of a real agent, in many states, against the schemas that docs/api.md names for their routes."""
 
 import copy
+import json
 import os
 import re
 import sys
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "Agent"))
-from agentrig import Agent  # noqa: E402
+from agentrig import Agent, LocalConnection  # noqa: E402
 from apirig import complaint, routes  # noqa: E402
 
 CONFIGURATION = """\
@@ -66,7 +67,8 @@ class AnswersTest(unittest.TestCase):
     def look(self):
         """Asks for everything that can be shown; the answers by path."""
         paths = [route.path + QUERIES.get(route.path, "") for route in routes()
-                 if route.method == "GET" and not re.search("[A-Z]", route.path)]
+                 if route.method == "GET" and not re.search("[A-Z]", route.path)
+                 and "`text/event-stream`" not in route.text]
         for unit in ("u1", "u2"):
             paths += [f"/api/v1/units/{unit}", f"/api/v1/units/{unit}/explain", f"/api/v1/interfaces?unit={unit}"]
         paths += [f"/api/v1/interfaces/{name}" for name in ("et1", "et2", "et3", "vlan10")]
@@ -180,6 +182,45 @@ def mutants(value, at=""):
             yield {**without, key + "-x": value[key]}, f"{at}/{key} renamed"
             for changed, what in mutants(value[key], f"{at}/{key}"):
                 yield {**value, key: changed}, what
+
+
+class Events(AnswersTest):
+    def stream(self, path, wanted, act, holds=lambda data: True):
+        """The first event of the wanted type, with data of which something holds, that a stream tells after something was
+        done; as its fields."""
+        connection = LocalConnection(self.agent.path("run/control.sock"))
+        self.addCleanup(connection.close)
+        connection.request("GET", path)
+        reply = connection.getresponse()
+        self.addCleanup(reply.close)
+        self.assertEqual((reply.status, reply.headers["Content-Type"]), (200, "text/event-stream"))
+        act()
+        fields = {}
+        for line in iter(lambda: reply.readline().decode("utf-8"), ""):
+            name, _, value = line.rstrip("\n").partition(": ")
+            if name:
+                fields[name] = value
+            elif fields.get("event") == wanted and holds(json.loads(fields["data"])):
+                return fields
+            else:
+                fields = {}
+        raise AssertionError("the stream has ended")
+
+    def test_ratesAreAsDescribed(self):
+        agent = self.agent.start()
+        agent.done("/api/v1/units/u1/enter")
+        agent.until(lambda: agent.unit("u1")["stage"] == "drainwatch")
+        told = self.stream("/api/v1/events?rates=1", "rates", lambda: agent.advance(6), lambda data: data["interfaces"])
+        self.assertNotIn("id", told)
+        self.assertIsNone(complaint("rates.json", json.loads(told["data"])))
+        self.assertIn("et1", json.loads(told["data"])["interfaces"])
+
+    def test_whoIsBehindIsToldAsDescribed(self):
+        self.agent.start()
+        told = self.stream("/api/v1/events?after=999999", "dropped", lambda: None)
+        self.assertIsNone(complaint("dropped-events.json", json.loads(told["data"])))
+        self.assertEqual(self.check("GET", "/api/v1/events?after=x", None, 400)["error"]["where"], "after")
+        self.check("GET", "/api/v1/events/recent?after=0&limit=5", None, 200)
 
 
 class Trouble(AnswersTest):
