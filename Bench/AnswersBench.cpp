@@ -15,7 +15,7 @@ Bench::WholeAgent & agent() {
    static Bench::WholeAgent * const made = [] {
       auto * const agent = new Bench::WholeAgent( Bench::configuration( links, "simulated" ) );
       agent->enter();
-      agent->advance( 30 );
+      agent->advance( 310 );
       return agent;
    }();
    return *made;
@@ -54,7 +54,9 @@ int main( int argc, char ** argv ) {
       Paths paths;
       const char * limit;
    } rows[] = {
-      { "data of the page, 2,000 interfaces", { "units", "interfaces" }, "at most 10 x" },
+      { "data of the page, 2,000 interfaces",
+        { "units", "interfaces", "samples?unit=u&last=300" },
+        "at most 10 x" },
       { "metrics, 2,000 interfaces", { "metrics" }, "at most 10 x" } };
    for ( const auto & row : rows ) {
       const std::string name = row.name;

@@ -65,11 +65,17 @@ class WholeAgent {
       agent_->loop().post( [this] { ask( "POST", "units/u/enter" ); } );
       advance( 1 );
    }
-   /// What the control API answers at once; empty if it has to commit first.
+   /// What the control API answers at once; empty if it has to commit first. Nothing in the path is escaped.
    std::string ask( const char * method, const std::string & path ) {
       Agent::HttpRequest request;
       request.method = method;
-      request.path = "/api/v1/" + path;
+      request.path = "/api/v1/" + path.substr( 0, path.find( '?' ) );
+      for ( std::size_t at = path.find( '?' ); at != std::string::npos; ) {
+         const std::size_t end = path.find( '&', at + 1 ), equals = path.find( '=', at );
+         request.query.emplace(
+            path.substr( at + 1, equals - at - 1 ), path.substr( equals + 1, end - equals - 1 ) );
+         at = end;
+      }
       request.local = true;
       const auto body = std::make_shared< std::string >();
       agent_->api().handle( request, [body]( const Agent::HttpReply & reply ) { *body = reply.body; } );

@@ -107,9 +107,10 @@ class MonitoringTest(unittest.TestCase):
         agent.advance(16)
         yield "entering"
         agent.traffic("et1", 0)
-        agent.advance(11)
+        agent.advance(16)
+        self.assertIsNotNone(agent.unit("u1")["settling-since"])
         yield "entering"
-        agent.advance(19)
+        agent.advance(14)
         agent.traffic("et3", 5e6)
         agent.advance(11)
         yield "maintenance"
@@ -270,7 +271,9 @@ class Scraped(MonitoringTest):
                   .replace("$__rate_interval", "1m")
                   for query in queries(json.loads(read(DASHBOARD))) if not query.startswith("label_values(")]
         for state in self.maintenance():
-            prometheus.until(f'maint_unit_state{{unit="u1", state="{state}"}} == 1')
+            # As scraped from now on.
+            scraped = f'maint_unit_state{{unit="u1", state="{state}"}}'
+            prometheus.until(f"({scraped} == 1) and timestamp({scraped}) > {time.time()}")
             answered |= {query for query in wanted if prometheus.ask(query)}
         # What nobody can do to a simulated link, and what does not happen here.
         never = [query for query in wanted if "drift" in query or "problems" in query]

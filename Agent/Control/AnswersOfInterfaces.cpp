@@ -10,12 +10,7 @@ using nlohmann::json;
 
 json Answers::Json::interface( const Wire::IntfId & intf ) const {
    const auto * record = model.monIntfStatusDir->monIntfStatus( intf );
-   const bool monitored = record && record->totalSamples() > 0;
-   std::optional< Interface::IntfRates > rates;
-   if ( monitored )
-      rates = record->curRates();
-   else if ( commands.samples )
-      rates = commands.samples->rate( intf );
+   const auto rates = ratesOf( model, commands, intf );
    return {
       { "name", intf.name() },
       { "kind", kindText( intf.kind() ) },

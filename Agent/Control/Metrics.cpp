@@ -10,7 +10,7 @@ namespace Agent {
 
 namespace {
 
-constexpr const char * problemKinds[] = { "configuration", "counters", "plug-in",
+constexpr const char * problemKinds[] = { "configuration", "counters", "plug-in", "samples",
                                           "stage",         "store",    "switch" };
 
 } // namespace

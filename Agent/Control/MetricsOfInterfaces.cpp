@@ -12,13 +12,11 @@ void Metrics::Writer::allInterfaces() {
       &IntfSeen::record, [this]( const IntfSeen & intf ) {
          out.sample( 1, { { "interface", intf.name }, { "state", monStateText( intf.record->state() ) } } );
       } );
-   ofThose(
-      "maint_interface_rate_bytes_per_second", Type::gauge, "Traffic of an interface.", &IntfSeen::record,
-      [this]( const IntfSeen & intf ) {
-         const auto & rate = intf.record->curRates();
-         if ( intf.record->totalSamples() > 0 )
-            rates( "interface", intf.name, rate.inBitsRate, rate.outBitsRate );
-      } );
+   out.metric(
+      "maint_interface_rate_bytes_per_second", Type::gauge, "Traffic of an interface, monitored or not." );
+   for ( const IntfSeen & intf : interfaces )
+      if ( const auto rate = ratesOf( model, commands, intf.id ) )
+         rates( "interface", intf.name, rate->inBitsRate, rate->outBitsRate );
    reasons();
    profiles();
    records();

@@ -287,6 +287,7 @@ TEST_F( MetricsTest, countTheProblemsOfEachKind ) {
       "maint_agent_problems{kind=\"counters\"} 0\n"
       "maint_agent_problems{kind=\"new\"} 1\n"
       "maint_agent_problems{kind=\"plug-in\"} 0\n"
+      "maint_agent_problems{kind=\"samples\"} 0\n"
       "maint_agent_problems{kind=\"stage\"} 2\n"
       "maint_agent_problems{kind=\"store\"} 1\n"
       "maint_agent_problems{kind=\"switch\"} 0\n",

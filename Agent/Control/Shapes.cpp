@@ -64,6 +64,14 @@ std::string profileOf( const ControlModel & model, const Wire::IntfId & intf ) {
                                                                : key.name;
 }
 
+std::optional< Interface::IntfRates >
+ratesOf( const ControlModel & model, const ControlCommands & commands, const Wire::IntfId & intf ) {
+   const auto * record = model.monIntfStatusDir->monIntfStatus( intf );
+   if ( record && record->totalSamples() > 0 )
+      return record->curRates();
+   return commands.samples ? commands.samples->rate( intf ) : std::nullopt;
+}
+
 double unchangedSince( const ControlModel & model, const std::string & unit ) {
    double since = 0;
    if ( const auto * run = model.unitRunDir->unitRun( unit ) )

@@ -19,6 +19,9 @@ std::map< std::string, Wire::IntfId > shownInterfaces( const ControlModel & mode
 Wire::IntfId interfaceNamed( const ControlModel & model, const std::string & name );
 /// The profile selected for an interface with the default resolved, empty if there is none.
 std::string profileOf( const ControlModel & model, const Wire::IntfId & intf );
+/// What an interface carries: as its monitoring has it, else as of the last sample; nothing: it is not known.
+std::optional< Interface::IntfRates >
+ratesOf( const ControlModel & model, const ControlCommands & commands, const Wire::IntfId & intf );
 /// Since when, in seconds of the clock, all interfaces of a unit that have a record have been where they are.
 double unchangedSince( const ControlModel & model, const std::string & unit );
 
