@@ -44,6 +44,16 @@ ControlApiRig::ControlApiRig() {
          { "uplinks", { std::nullopt, { "et1", "et2", "missing" } } },
          { "unused", { "fast", { "et9" } } } };
    };
+   commands.history.hasUnit = []( const std::string & unit ) { return unit == "gone"; };
+   commands.history.list = [this]( const std::string & unit, std::size_t limit ) {
+      asked.push_back( "history of " + unit + ", at most " + std::to_string( limit ) );
+      return std::string( "[]\n" );
+   };
+   commands.history.record = []( Vel::U32 id ) -> std::string {
+      if ( id != 7 )
+         throw Api::Error{ Api::ErrorCode::notFound, "there is no maintenance", std::to_string( id ) };
+      return "{}\n";
+   };
    commands.dump = [] { return std::string( "diagnostic\ntext\n" ); };
    commands.counters = [this] { return counted.get(); };
    commands.drift = []( const Wire::IntfId & intf ) { return intf.name() == "et1" ? "raised" : ""; };

@@ -1,0 +1,54 @@
+#include "Agent/Control/ControlApiRigTest.h"
+
+namespace Agent {
+
+namespace {
+
+using ControlApiHistory = ControlApiRig;
+
+TEST_F( ControlApiHistory, listIsOfAllUnitsAndAsLongAsItIsUnlessSomebodyAsksForLess ) {
+   got( "history" );
+   got( "history?limit=3" );
+   got( "history?unit=u1&limit=1000" );
+   EXPECT_EQ(
+      ( std::vector< std::string >{
+         "history of , at most 1000", "history of , at most 3", "history of u1, at most 1000" } ),
+      asked );
+}
+
+TEST_F( ControlApiHistory, unitThatIsConfiguredNoMoreHasItsHistory ) {
+   got( "history?unit=gone" );
+   EXPECT_EQ( 404, ask( "GET", "/api/v1/history?unit=never" ) );
+   EXPECT_EQ( R"(not-found "never")", refused() );
+   EXPECT_EQ( 404, ask( "GET", "/api/v1/history?unit=" ) );
+}
+
+TEST_F( ControlApiHistory, whatCannotBeMeantIsRefused ) {
+   for ( const char * query :
+         { "limit=0", "limit=1001", "limit=x", "limit=", "limit=-1", "limit=1.5", "limit=5&limit=6" } ) {
+      EXPECT_EQ( 400, ask( "GET", std::string( "/api/v1/history?" ) + query ) ) << query;
+      EXPECT_EQ( R"(bad-request "limit")", refused() ) << query;
+   }
+   EXPECT_EQ( 400, ask( "GET", "/api/v1/history?units=u1" ) );
+   EXPECT_EQ( R"(bad-request "units")", refused() );
+   EXPECT_TRUE( asked.empty() );
+}
+
+TEST_F( ControlApiHistory, recordIsAskedForByItsNumber ) {
+   EXPECT_EQ( "{}\n", got( "history/7" ) );
+   EXPECT_EQ( 404, ask( "GET", "/api/v1/history/8" ) );
+   for ( const char * id : { "x", "0", "-7", "7.0", "4294967296" } ) {
+      EXPECT_EQ( 400, ask( "GET", std::string( "/api/v1/history/" ) + id ) ) << id;
+      EXPECT_EQ( std::string( "bad-request \"" ) + id + "\"", refused() );
+   }
+}
+
+TEST_F( ControlApiHistory, canBeReadOverTheWebAddress ) {
+   local = false;
+   got( "history" );
+   got( "history/7" );
+}
+
+} // namespace
+
+} // namespace Agent
