@@ -10,7 +10,7 @@ import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "Agent"))
 from agentrig import Agent, LocalConnection  # noqa: E402
-from apirig import complaint, routes  # noqa: E402
+from apirig import PUBLISHED, complaint, routes  # noqa: E402
 
 CONFIGURATION = """\
 version: 1
@@ -176,7 +176,8 @@ def mutants(value, at=""):
         for changed, what in mutants(value[0], at + "/0"):
             yield [changed] + value[1:], what
     if isinstance(value, dict):
-        for key in value:
+        # Of an event only what all events have is described.
+        for key in PUBLISHED["event.json"]["required"] if "sequence" in value else value:
             without = {other: copy.deepcopy(of) for other, of in value.items() if other != key}
             yield without, f"{at}/{key} left out"
             yield {**without, key + "-x": value[key]}, f"{at}/{key} renamed"
