@@ -244,6 +244,7 @@ test( 'of two hundred curves only those in sight are alive, and each is drawn on
 
 test( 'everything can be read without eyes, in dark and in light', async () => {
    fake.units[ 0 ].violating = [ 'et3' ];
+   fake.event( 'interface', 'et3', 'spike', 'et3 carries traffic' );
    fake.problems = [ { what: 'store', since: iso( 1 ), text: 'the disk is full' } ];
    for ( const colorScheme of [ 'light', 'dark' ] ) {
       const page = await show( '', { colorScheme } );
