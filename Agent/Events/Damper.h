@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Platform/Vel/Text.h"
+
+#include <algorithm>
+
+/// Purpose: keeps what changes again and again from filling the log: how often it may be told.
+namespace Agent {
+
+/// One thing that goes to and fro. The first change is told at once; what follows within a second is counted and told
+/// together, and while that goes on the pause doubles, up to a minute. A quiet minute begins anew.
+class Damper {
+ public:
+   static constexpr double shortest = 1, longest = 60; ///< seconds
+
+   void change() { ++changes_; }
+   /// Changes since it was told last.
+   Vel::U32 changes() const { return changes_; }
+   /// Seconds of the clock, before which it is not told again.
+   double notBefore() const { return notBefore_; }
+   void waitUntil( double time ) { notBefore_ = std::max( notBefore_, time ); }
+   /// It is told now.
+   void told( double now ) {
+      pause_ = now - told_ < longest ? std::min( 2 * pause_, longest ) : shortest;
+      told_ = now;
+      notBefore_ = now + pause_;
+      changes_ = 0;
+   }
+
+ private:
+   Vel::U32 changes_ = 0;
+   double told_ = -longest, notBefore_ = 0, pause_ = shortest;
+};
+
+} // namespace Agent

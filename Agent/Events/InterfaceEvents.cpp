@@ -1,0 +1,316 @@
+#include "Agent/Events/InterfaceEvents.h"
+
+#include "Agent/Events/InterfaceWords.h"
+#include "Agent/Events/Watching.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <utility>
+
+namespace Agent {
+
+using Maintenance::Profile::ProfileType;
+using nlohmann::json;
+
+/// An interface that is looked at.
+struct InterfaceEvents::Present {
+   Wire::IntfId intf;
+   std::string name;
+   std::set< std::string > units; ///< of now, or of before if it has none now
+   ToldInterface & told;
+
+   EventWriter::About about( const char * what, std::string text ) const {
+      return { EventType::interface, name, what, units, std::move( text ) };
+   }
+};
+
+InterfaceEvents::InterfaceEvents(
+   EventWriter & writer, Vel::Ptr< Cog::TimerWheel > wheel, Model model, Hooks hooks )
+   : writer_( writer ), model_( std::move( model ) ), hooks_( std::move( hooks ) ) {
+   wakeup_.is( wheel, this ).hasNotificationActiveIs( true );
+   linksReactor_.is( model_.allIntfStatusDir, this ).hasNotificationActiveIs( true );
+   groupsReactor_.is( model_.intfToGroupDir, this ).hasNotificationActiveIs( true );
+   recordsReactor_.is( model_.monIntfStatusDir, this ).hasNotificationActiveIs( true );
+   insightsReactor_.is( model_.insightDir, this ).hasNotificationActiveIs( true );
+   causeReactor_.is( model_.cause, this ).hasNotificationActiveIs( true );
+   for ( const auto & [intf, status] : model_.allIntfStatusDir->intfStatusRange() )
+      watch( linkReactors_, intf, status.get(), this );
+   for ( const auto & [intf, record] : model_.monIntfStatusDir->monIntfStatusRange() )
+      watch( recordReactors_, intf, record.get(), this );
+   for ( const auto & [intf, insight] : model_.insightDir->intfRange() )
+      watch( insightReactors_, intf, insight.get(), this );
+}
+
+// ---- what has changed
+
+void InterfaceEvents::watchLink( const Wire::IntfId & intf ) {
+   linkChanged( intf );
+   watch( linkReactors_, intf, model_.allIntfStatusDir->intfStatus( intf ), this );
+}
+
+void InterfaceEvents::watchRecord( const Wire::IntfId & intf ) {
+   changed_.insert( intf );
+   watch( recordReactors_, intf, model_.monIntfStatusDir->monIntfStatus( intf ), this );
+}
+
+void InterfaceEvents::watchInsight( const Wire::IntfId & intf ) {
+   changed_.insert( intf );
+   watch( insightReactors_, intf, model_.insightDir->intf( intf ), this );
+}
+
+/// Only what is configured is told of.
+void InterfaceEvents::linkChanged( const Wire::IntfId & intf ) {
+   if ( !model_.intfToGroupDir->intfToGroup( intf ) && !model_.told->interface( intf ) )
+      return;
+   damped_[intf].link.change();
+   changed_.insert( intf );
+}
+
+void InterfaceEvents::violation( const Wire::IntfId & intf ) {
+   damped_[intf].spike.change();
+   changed_.insert( intf );
+}
+
+void InterfaceEvents::allChanged() {
+   for ( const auto & [intf, entry] : model_.intfToGroupDir->intfToGroupRange() )
+      changed_.insert( intf );
+   for ( const auto & [intf, told] : model_.told->interfaceRange() )
+      changed_.insert( intf );
+}
+
+void InterfaceEvents::driftChanged() {
+   for ( const auto & [intf, told] : model_.told->interfaceRange() )
+      if ( hooks_.drift( intf ) != told->drift() )
+         changed_.insert( intf );
+}
+
+// ---- what there is
+
+std::set< std::string > InterfaceEvents::unitsOf( const Wire::IntfId & intf ) const {
+   std::set< std::string > result;
+   if ( const auto * const entry = model_.intfToGroupDir->intfToGroup( intf ) )
+      for ( const auto & [group, none] : entry->groupRange() )
+         if ( const auto * const mapping = model_.groupToUnitDir->groupToUnit( group ) )
+            for ( const auto & [unit, none2] : mapping->unitNameRange() )
+               result.insert( unit );
+   return result;
+}
+
+std::string InterfaceEvents::profileOf( const Wire::IntfId & intf ) const {
+   const auto * const entry = model_.intfToGroupDir->intfToGroup( intf );
+   if ( !entry )
+      return "";
+   const auto & key = entry->selectedProfileKey( ProfileType::interfaceProfile );
+   return key.name == Maintenance::Profile::defaultProfileName ? model_.defaultIntfProfile->profileName()
+                                                               : key.name;
+}
+
+bool InterfaceEvents::violates( const Wire::IntfId & intf ) const {
+   for ( const std::string & unit : unitsOf( intf ) )
+      if ( const auto * const status = model_.unitStatusDir->status( unit ) )
+         if ( status->intfsViolatingTrafficThreshold( intf ) )
+            return true;
+   return false;
+}
+
+/// Whether it had been quiet for as long as its profile asks for.
+bool InterfaceEvents::drainedWhenShut( const Wire::IntfId & intf ) const {
+   constexpr Vel::U32 secondsPerSample = 5;
+   const auto * const record = model_.monIntfStatusDir->monIntfStatus( intf );
+   const auto * const profile = model_.intfProfileStatusDir->status( profileOf( intf ) );
+   const Vel::U32 quiet = record ? record->numConsecutiveDrainedSamples() : 0;
+   return !profile || ( quiet > 0 && quiet * secondsPerSample >= profile->drainWatchLoadInterval() );
+}
+
+// ---- what is told
+
+void InterfaceEvents::look() {
+   const double now = hooks_.now();
+   if ( now >= heldBackUntil_ )
+      changed_.insert( heldBack_.begin(), heldBack_.end() );
+   if ( changed_.empty() )
+      return;
+   if ( std::exchange( second_, std::floor( now ) ) != std::floor( now ) )
+      directTurns_ = 0;
+   direct_ = false;
+   for ( const Wire::IntfId & intf : std::exchange( changed_, {} ) ) {
+      heldBack_.erase( intf );
+      lookAt( intf );
+   }
+   directTurns_ += direct_;
+   heldBackUntil_ = Cog::Timer::never;
+   for ( const Wire::IntfId & intf : heldBack_ )
+      for ( const Damper * const damper : { &damped_[intf].link, &damped_[intf].spike } )
+         if ( damper->changes() > 0 )
+            heldBackUntil_ = std::min( heldBackUntil_, damper->notBefore() );
+   wakeup_->timeMinIs( heldBackUntil_ );
+}
+
+bool InterfaceEvents::mayTell( const Wire::IntfId & intf, Damper & damper ) {
+   const double now = hooks_.now();
+   const bool atTick = now == std::floor( now );
+   if ( now >= damper.notBefore() && !direct_ && !atTick && directTurns_ >= directTurns )
+      damper.waitUntil( std::floor( now ) + 1 );
+   if ( now < damper.notBefore() ) {
+      heldBack_.insert( intf );
+      return false;
+   }
+   direct_ = true;
+   damper.told( now );
+   return true;
+}
+
+void InterfaceEvents::lookAt( const Wire::IntfId & intf ) {
+   std::set< std::string > units = unitsOf( intf );
+   ToldInterface * told = model_.told->interface( intf );
+   const bool joins = !told && model_.intfToGroupDir->intfToGroup( intf );
+   if ( joins )
+      told = model_.told->interfaceIs( intf );
+   if ( !told )
+      return;
+   const bool leaves = !model_.intfToGroupDir->intfToGroup( intf );
+   const Present of{
+      intf, std::string( intf.name() ), units.empty() ? InterfaceWords::split( told->units() ) : units,
+      *told };
+   if ( joins )
+      writer_.write( of.about( "joined", of.name + " is in " + InterfaceWords::list( units ) + " now" ) );
+   else if ( !leaves )
+      lookAtMembership( of );
+   if ( joins ) {
+      told->unitsIs( InterfaceWords::joined( units ) );
+      told->profileIs( profileOf( intf ) );
+   }
+   lookAtRecord( of );
+   lookAtReason( of );
+   lookAtShutdown( of );
+   lookAtSpike( of );
+   lookAtLink( of );
+   if ( leaves ) {
+      writer_.write( of.about(
+         "left", of.name + " has left " + InterfaceWords::list( of.units ) +
+                    ( model_.allIntfStatusDir->intfStatus( intf ) ? "" : ": it does not exist any more" ) ) );
+      model_.told->interfaceDel( intf );
+      damped_.erase( intf );
+      heldBack_.erase( intf );
+   }
+}
+
+void InterfaceEvents::lookAtMembership( const Present & of ) {
+   const std::set< std::string > units = unitsOf( of.intf );
+   if ( const auto before = InterfaceWords::split( of.told.units() ); before != units ) {
+      of.told.unitsIs( InterfaceWords::joined( units ) );
+      writer_.write(
+         of.about( "moved", of.name + " is in " + InterfaceWords::list( units ) + " now" ),
+         { { "from", before } } );
+   }
+   const Vel::String profile = profileOf( of.intf ), from = of.told.profile();
+   if ( profile == from )
+      return;
+   of.told.profileIs( profile );
+   EventWriter::About about =
+      of.about( "selected", of.name + " runs under profile " + profile + " now, not " + from );
+   about.type = EventType::profile;
+   writer_.write( about, { { "profile", profile }, { "from", from } } );
+}
+
+void InterfaceEvents::lookAtLink( const Present & of ) {
+   const auto * const status = model_.allIntfStatusDir->intfStatus( of.intf );
+   const Vel::String link = !status ? "gone" : status->operStatus() == Interface::operUp ? "up" : "down";
+   // What is found at first is no change; a link that has no status yet is not known.
+   if ( of.told.link().empty() ) {
+      if ( status )
+         of.told.linkIs( link );
+      damped_.erase( of.intf );
+      return;
+   }
+   const auto it = damped_.find( of.intf );
+   const Vel::U32 changes = it == damped_.end() ? 0 : it->second.link.changes();
+   const bool differs = link != of.told.link();
+   if ( ( !differs && changes < 2 ) || !mayTell( of.intf, damped_[of.intf].link ) )
+      return;
+   of.told.linkIs( link );
+   writer_.write(
+      of.about( "link", InterfaceWords::link( of.name, link, changes ) ),
+      { { "link-state", link }, { "changes", std::max( changes, 1u ) } } );
+}
+
+void InterfaceEvents::lookAtRecord( const Present & of ) {
+   const auto * const record = model_.monIntfStatusDir->monIntfStatus( of.intf );
+   const Vel::String state = record ? InterfaceWords::state( record->state() ) : "", from = of.told.state();
+   if ( state == from )
+      return;
+   of.told.stateIs( state );
+   writer_.write(
+      of.about( "state", InterfaceWords::stateSentence( of.name, state ) ),
+      { { "state", InterfaceWords::orNull( state ) }, { "from", InterfaceWords::orNull( from ) } } );
+}
+
+void InterfaceEvents::lookAtReason( const Present & of ) {
+   const IntfInsight * const insight = model_.insightDir->intf( of.intf );
+   const auto * const record = model_.monIntfStatusDir->monIntfStatus( of.intf );
+   const Vel::String reason = insight && record ? stringValue( insight->reason() ) : "",
+                     from = of.told.reason();
+   if ( reason == from )
+      return;
+   of.told.reasonIs( reason );
+   if ( reason.empty() )
+      return;
+   const auto * const profile = model_.intfProfileStatusDir->status( profileOf( of.intf ) );
+   json numbers = InterfaceWords::rates( *record );
+   numbers["threshold-bps"] = profile ? json( profile->drainWatchThresholdInKbps() * 1000 ) : json( nullptr );
+   numbers["reason"] = reason;
+   numbers["from"] = InterfaceWords::orNull( from );
+   writer_.write(
+      of.about( "reason", InterfaceWords::reasonSentence( of.name, insight->reason(), *record, profile ) ),
+      numbers );
+}
+
+void InterfaceEvents::lookAtShutdown( const Present & of ) {
+   const bool shut = model_.cause->intfStatus( of.intf ) != nullptr;
+   if ( shut != of.told.shut() ) {
+      of.told.shutIs( shut );
+      const bool forced = shut && !drainedWhenShut( of.intf );
+      if ( shut )
+         writer_.write(
+            of.about(
+               "shut", of.name + ( forced ? " is shut although it has not drained: its time is over"
+                                          : " is shut: it has drained" ) ),
+            { { "forced", forced } } );
+      else
+         writer_.write( of.about( "released", of.name + " is released" ) );
+   }
+   const Vel::String drift = hooks_.drift( of.intf );
+   if ( drift == of.told.drift() )
+      return;
+   of.told.driftIs( drift );
+   writer_.write(
+      of.about( "drift", InterfaceWords::driftSentence( of.name, drift ) ),
+      { { "drift", InterfaceWords::orNull( drift ) } } );
+}
+
+void InterfaceEvents::lookAtSpike( const Present & of ) {
+   const auto * const record = model_.monIntfStatusDir->monIntfStatus( of.intf );
+   const bool spike = record && violates( of.intf );
+   if ( spike == of.told.spike() ) {
+      // To and fro while it was held back; it is told when it stays otherwise.
+      return;
+   }
+   Damper & damper = damped_[of.intf].spike;
+   const Vel::U32 changes = std::max( damper.changes(), 1u );
+   if ( !mayTell( of.intf, damper ) )
+      return;
+   of.told.spikeIs( spike );
+   json numbers = record ? InterfaceWords::rates( *record ) : json::object();
+   numbers["changes"] = changes;
+   if ( spike )
+      writer_.write(
+         of.about(
+            "spike-begin", of.name + " carries traffic again: " + InterfaceWords::ratesText( *record ) ),
+         numbers );
+   else
+      writer_.write(
+         of.about( "spike-end", of.name + " carries no traffic above its threshold any more" ), numbers );
+}
+
+} // namespace Agent
