@@ -125,6 +125,7 @@ std::string Maintd::start() {
    loop_->post( [this] { commands_->endRemnants(); } );
    if ( !executor_->countersFailedSince() )
       loadPlugin();
+   views_->events.started( options_.version );
    return listen();
 }
 
@@ -235,7 +236,10 @@ void Maintd::makeAgent() {
          [this]( const Wire::IntfId & intf ) { membership_->intfDel( intf ); },
          [&e]( const Wire::IntfId & intf ) { return e.isUnderWay( intf ); },
          [&e]( const Wire::IntfId & intf ) { return e.monIntfStatusDir->monIntfStatus( intf ) != nullptr; },
-         []( const Vel::String & line ) { spdlog::warn( "{}", line ); } } );
+         [this]( const Vel::String & line ) {
+            spdlog::warn( "{}", line );
+            views_->events.driftChanged();
+         } } );
    plugins_ = std::make_unique< Agent::PluginLibraries >( Maintenance::DefaultPluginLoader() );
    makeStages();
    loop_->timersMayRunIs( [this] {
@@ -258,6 +262,7 @@ void Maintd::makeAgent() {
          e.defaultIntfProfile, e.intfToGroupDir, e.intfGroupStatusDir, e.groupToUnitDir, e.cause, e.journal,
          e.eventLog, e.insightDir },
       commands() );
+   views_->samples.whenTicked( [this] { api_->eventStreams().ratesHaveChanged(); } );
    server_ = std::make_unique< Agent::HttpServer >(
       loop_, wheel_,
       [this]( const Agent::HttpRequest & request, Agent::HttpServer::Answer answer ) {
@@ -381,7 +386,12 @@ void Maintd::handleSignal( int signal ) {
       return;
    }
    // What is published, shut and under way stays as it is for the next start, so no destructor may run.
+   views_->events.stopped();
    const auto status = persistence_->commit();
+   if ( status.ok() ) {
+      api_->eventStreams().end();
+      server_->flushStreams();
+   }
    unlink( options_.socket.c_str() );
    std::fflush( nullptr );
    _exit( status.ok() ? 0 : 1 );

@@ -98,6 +98,7 @@ class Maintd {
    Agent::ControlCommands commands();
    std::vector< Agent::ControlCommands::Stage > stageFacts( const std::string & unit ) const;
    Agent::ControlCommands::Reloaded reload();
+   Agent::ControlCommands::Reloaded readAgain();
    Agent::ControlCommands::Result
    simulated( const Agent::ControlCommands::Simulated & what, std::function< void() > done );
    void answerAdvances();

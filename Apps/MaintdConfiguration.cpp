@@ -1,6 +1,7 @@
 #include "Apps/Maintd.h"
 
 #include "Apps/MaintdEntities.h"
+#include "Apps/MaintdViews.h"
 #include "Config/Differences.h"
 #include "Config/ToYaml.h"
 
@@ -72,6 +73,12 @@ void Maintd::apply( const Config::Configuration & configuration ) {
 }
 
 Agent::ControlCommands::Reloaded Maintd::reload() {
+   auto result = readAgain();
+   views_->reloaded( result );
+   return result;
+}
+
+Agent::ControlCommands::Reloaded Maintd::readAgain() {
    Agent::ControlCommands::Reloaded result;
    const Config::Result loaded = Config::load( options_.config );
    if ( !loaded ) {

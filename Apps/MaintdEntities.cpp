@@ -15,6 +15,7 @@ const Vel::TypeRegistration< Agent::InsightDir > insightDirType;
 const Vel::TypeRegistration< Agent::EventLog > eventLogType;
 const Vel::TypeRegistration< Agent::HistoryDir > historyDirType;
 const Vel::TypeRegistration< Agent::HistoryPeaksDir > historyPeaksDirType;
+const Vel::TypeRegistration< Agent::EventsTold > eventsToldType;
 
 /// Makes or keeps the entity of a path.
 template < class T >
@@ -36,6 +37,7 @@ const char * const insightPath = "agent/interface/insight";
 const char * const eventLogPath = "agent/event/log";
 const char * const historyPath = "agent/history";
 const char * const historyPeaksPath = "agent/historyPeaks";
+const char * const eventsToldPath = "agent/event/told";
 
 } // namespace
 
@@ -65,6 +67,7 @@ Maintd::Entities::Entities( Ledger::EntityManager & em ) {
    take( em, eventLog, eventLogPath );
    take( em, historyDir, historyPath );
    take( em, historyPeaksDir, historyPeaksPath );
+   take( em, eventsTold, eventsToldPath );
    for ( const auto & [stageClass, name] :
          { std::pair( &enter, "maintEnter" ), std::pair( &exit, "maintExit" ) } ) {
       take( em, stageClass->progressDir, stagePath( "stage", name, "progress" ) );
@@ -124,10 +127,12 @@ bool Maintd::Entities::isUnderWay( const Wire::IntfId & intf ) const {
 std::vector< Ledger::Persistence::Kept > Maintd::Entities::kept() {
    using Folder = Ledger::Persistence::Folder;
    std::vector< Ledger::Persistence::Kept > result{
-      { unitStatusPath, Folder::state },    { causePath, Folder::state },     { unitRunPath, Folder::state },
-      { unitCommandsPath, Folder::state },  { journalPath, Folder::state },   { eventLogPath, Folder::state },
-      { recordsPath, Folder::runtime },     { insightPath, Folder::runtime }, { historyPath, Folder::state },
-      { historyPeaksPath, Folder::runtime } };
+      { unitStatusPath, Folder::state }, { causePath, Folder::state },
+      { unitRunPath, Folder::state },    { unitCommandsPath, Folder::state },
+      { journalPath, Folder::state },    { eventLogPath, Folder::state },
+      { recordsPath, Folder::runtime },  { insightPath, Folder::runtime },
+      { historyPath, Folder::state },    { historyPeaksPath, Folder::runtime },
+      { eventsToldPath, Folder::state } };
    for ( const char * stageClass : { "maintEnter", "maintExit" } ) {
       result.push_back( { stagePath( "stage", stageClass, "progress" ), Folder::state } );
       result.push_back( { stagePath( "stage", stageClass, "completionstatus" ), Folder::state } );

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Agent/Model/EventLog.h"
+#include "Agent/Model/EventsTold.h"
 #include "Agent/Model/History.h"
 #include "Agent/Model/Insight.h"
 #include "Agent/Model/LinkJournal.h"
@@ -53,6 +54,7 @@ struct Maintd::Entities {
    Vel::Ptr< Agent::EventLog > eventLog;
    Vel::Ptr< Agent::HistoryDir > historyDir;
    Vel::Ptr< Agent::HistoryPeaksDir > historyPeaksDir;
+   Vel::Ptr< Agent::EventsTold > eventsTold;
    Vel::Ptr< VelPool::EntityManager > pool = Vel::make< VelPool::EntityManager >();
 };
 

@@ -48,7 +48,50 @@ Maintd::Views::Views( Maintd & agent )
               const Agent::Drift drift = agent.executor_->drift( intf );
               return drift == Agent::Drift::none ? std::string() : stringValue( drift );
            },
-           [this] { archive.look(); } } ) {}
+           [this] { archive.look(); } } ),
+     events(
+        agent.wheel_, eventsModel( *agent.entities_ ),
+        Agent::Events::Hooks{
+           [&agent] { return agent.now(); }, [&agent] { return agent.wallTime( agent.now() ); },
+           [&agent]( const std::string & unit ) { return agent.stages_->stage( unit ); },
+           [&agent]( const std::string & unit ) { return agent.stages_->settlingSince( unit ).has_value(); },
+           [&agent]( const Wire::IntfId & intf ) {
+              const Agent::Drift drift = agent.executor_->drift( intf );
+              return drift == Agent::Drift::none ? std::string() : std::string( stringValue( drift ) );
+           },
+           [&agent] {
+              std::vector< std::pair< std::string, std::string > > result;
+              for ( const Agent::Problem & problem : agent.problems() )
+                 result.emplace_back( problem.what, problem.text );
+              return result;
+           } } ) {}
+
+Agent::Events::Model Maintd::Views::eventsModel( const Entities & e ) {
+   return {
+      e.unitStatusDir,
+      e.unitRunDir,
+      e.unitCommandsDir,
+      e.allIntfStatusDir,
+      e.intfToGroupDir,
+      e.groupToUnitDir,
+      e.defaultIntfProfile,
+      e.intfProfileStatusDir,
+      e.monIntfStatusDir,
+      e.insightDir,
+      e.cause,
+      e.eventLog,
+      e.eventsTold };
+}
+
+void Maintd::Views::reloaded( const Agent::ControlCommands::Reloaded & result ) {
+   if ( !result.error )
+      return events.configurationTaken( result.changes );
+   const auto & errors = result.errors;
+   events.configurationRefused(
+      errors.empty() ? result.error->message
+                     : errors[0].file + ":" + std::to_string( errors[0].line ) + ":" +
+                          std::to_string( errors[0].column ) + ": " + errors[0].message );
+}
 
 Agent::Recorder::Model Maintd::Views::recorderModel( const Entities & e ) {
    return { e.unitStatusDir,      e.unitRunDir,     e.unitCommandsDir, e.monIntfStatusDir,

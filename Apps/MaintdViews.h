@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Agent/Events/Events.h"
 #include "Agent/History/Archive.h"
 #include "Agent/History/Recorder.h"
 #include "Agent/Insight/Insight.h"
@@ -14,19 +15,25 @@ namespace Apps {
 struct Maintd::Views {
    explicit Views( Maintd & agent );
    /// Called in each turn before it is committed, when all that decides has been done.
-   void turnEnds() { insight.turnEnds(); }
+   void turnEnds() {
+      insight.turnEnds();
+      events.turnEnds(); // last: it tells what the others have found
+   }
    /// What is wrong with what is shown.
    void addProblems( std::vector< Agent::Problem > & problems ) const;
    /// What the control API asks of it.
    void addAnswers( Agent::ControlCommands & commands ) const;
+   void reloaded( const Agent::ControlCommands::Reloaded & result );
 
    Agent::Insight insight;
    Agent::Samples samples;
    Agent::Archive archive;
    Agent::Recorder recorder;
+   Agent::Events events;
 
  private:
    static Agent::Recorder::Model recorderModel( const Entities & entities );
+   static Agent::Events::Model eventsModel( const Entities & entities );
 };
 
 } // namespace Apps

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <string>
+#include <string_view>
 
 /// Purpose: the way to the agent: the seam between the commands and the control socket.
 namespace Maintctl {
@@ -24,6 +26,11 @@ class Client {
    /// Asks and waits for the answer, whatever its status is. Throws Failure if there is none: notReachable with the
    /// reason, or interrupted.
    virtual Reply send( const Request & request ) = 0;
+   /// Asks for a path whose answer goes on, and hands on its bytes as they come. Returns when the agent ends it, with the
+   /// body of a refusal only. Throws Failure as send() does, also if the connection breaks or is silent for too long,
+   /// and what `take` throws.
+   virtual Reply
+   stream( const std::string & path, const std::function< void( std::string_view bytes ) > & take ) = 0;
 };
 
 } // namespace Maintctl

@@ -43,6 +43,7 @@ class Grammar {
       operations();
       shows();
       past();
+      events();
       diagnosis();
       configuration();
       simulation();
@@ -277,6 +278,21 @@ class Grammar {
       report->add_flag( "--csv", csv_, "As comma-separated values, a line for each interface" );
    }
 
+   void events() {
+      App * events = verb( app_, "events", "Show what has happened, or with --follow what happens", [this] {
+         return Events{ after_, events_, follow_ };
+      } );
+      events->add_option( "--after", after_, "What came after the event of this number" )->type_name( "SEQ" );
+      events->add_option( "--last", events_, "Only so many; without it and --after the newest 20" )
+         ->type_name( "COUNT" )
+         ->check( CLI::Range( 1U, 4096U ).description( "" ) );
+      events->add_flag(
+         "--follow", follow_,
+         "Go on with what happens, until interrupted, also over an agent that is started again; with -j one "
+         "object "
+         "a line" );
+   }
+
    void diagnosis() {
       verb( app_, "dump", "Show the plug-in's diagnostic text", [] { return Dump{}; } );
 
@@ -377,6 +393,9 @@ class Grammar {
    std::string name_, for_, state_;
    std::optional< std::string > reason_, file_;
    std::optional< std::size_t > last_;
+   std::optional< std::uint64_t > after_;
+   std::optional< std::uint64_t > events_;
+   bool follow_ = false;
    unsigned run_ = 0, limit_ = ShowHistory().limit, id_ = 0;
    std::optional< Config::Duration > timeout_, ramp_, interval_;
    std::optional< Config::Rate > in_, out_, to_;

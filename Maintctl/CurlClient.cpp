@@ -4,6 +4,7 @@
 
 #include <curl/curl.h>
 
+#include <exception>
 #include <system_error>
 
 namespace Maintctl {
@@ -21,11 +22,55 @@ std::size_t take( const char * data, std::size_t, std::size_t size, void * into 
    return size;
 }
 
+/// The host is of no account on a local socket.
+const std::string host = "http://localhost";
+
+/// An answer that goes on.
+struct Stream {
+   CURL * easy;
+   const std::function< void( std::string_view ) > & taken;
+   Reply reply;
+   std::exception_ptr thrown;
+};
+
+std::size_t handOn( const char * data, std::size_t, std::size_t size, void * into ) {
+   auto & stream = *static_cast< Stream * >( into );
+   long status = 0;
+   curl_easy_getinfo( stream.easy, CURLINFO_RESPONSE_CODE, &status );
+   if ( status < 200 || status > 299 )
+      return take( data, 1, size, &stream.reply.body );
+   try {
+      stream.taken( { data, size } );
+      return size;
+   } catch ( ... ) {
+      // It must not pass through the library, which is C.
+      stream.thrown = std::current_exception();
+      return 0;
+   }
+}
+
 int giveUp( void * interrupted, curl_off_t, curl_off_t, curl_off_t, curl_off_t ) {
    return ( *static_cast< std::function< bool() > * >( interrupted ) )() ? 1 : 0;
 }
 
-struct HeaderList {
+/// What went wrong with a connection, in the words of the system if it has any: those of curl speak of hosts and ports.
+std::string reasonOf( CURL * easy, CURLcode result ) {
+   long number = 0;
+   curl_easy_getinfo( easy, CURLINFO_OS_ERRNO, &number );
+   if ( result == CURLE_COULDNT_CONNECT && number != 0 )
+      return std::generic_category().message( static_cast< int >( number ) );
+   if ( result == CURLE_PARTIAL_FILE )
+      return "it went away in the middle of an answer";
+   if ( result == CURLE_OPERATION_TIMEDOUT )
+      return "no answer within " + std::to_string( CurlClient::answerTimeout ) + "s";
+   if ( result == CURLE_GOT_NOTHING || result == CURLE_RECV_ERROR || result == CURLE_SEND_ERROR )
+      return "it went away without an answer";
+   return curl_easy_strerror( result );
+}
+
+} // namespace
+
+struct CurlClient::HeaderList {
    curl_slist * list = nullptr;
    HeaderList() = default;
    HeaderList( const HeaderList & ) = delete;
@@ -36,21 +81,6 @@ struct HeaderList {
          list = longer;
    }
 };
-
-/// What went wrong with a connection, in the words of the system if it has any: those of curl speak of hosts and ports.
-std::string reasonOf( CURL * easy, CURLcode result ) {
-   long number = 0;
-   curl_easy_getinfo( easy, CURLINFO_OS_ERRNO, &number );
-   if ( result == CURLE_COULDNT_CONNECT && number != 0 )
-      return std::generic_category().message( static_cast< int >( number ) );
-   if ( result == CURLE_OPERATION_TIMEDOUT )
-      return "no answer within " + std::to_string( CurlClient::answerTimeout ) + "s";
-   if ( result == CURLE_GOT_NOTHING || result == CURLE_RECV_ERROR || result == CURLE_SEND_ERROR )
-      return "it went away without an answer";
-   return curl_easy_strerror( result );
-}
-
-} // namespace
 
 struct CurlClient::Handle {
    CURL * easy = curl_easy_init();
@@ -67,37 +97,27 @@ CurlClient::CurlClient( std::string socket, std::function< bool() > interrupted 
 
 CurlClient::~CurlClient() = default;
 
-Reply CurlClient::send( const Request & request ) {
+void CurlClient::prepare( const std::string & url, HeaderList & headers ) {
    CURL * easy = handle_->easy;
    if ( !easy )
       throw Failure{ ExitStatus::failed, FailureCode::failed, "libcurl cannot be used", "", {} };
    curl_easy_reset( easy ); // keeps the connection
-   Reply reply;
-   HeaderList headers;
    // Without "Expect" an agent that is being stopped cannot leave us waiting for permission to send.
    headers.add( "Expect:" );
-   // The host is of no account on a local socket.
-   const std::string url = "http://localhost" + request.path;
    curl_easy_setopt( easy, CURLOPT_URL, url.c_str() );
    curl_easy_setopt( easy, CURLOPT_PATH_AS_IS, 1L );
    curl_easy_setopt( easy, CURLOPT_UNIX_SOCKET_PATH, socket_.c_str() );
    curl_easy_setopt( easy, CURLOPT_PROXY, "" );
    curl_easy_setopt( easy, CURLOPT_PROTOCOLS_STR, "http" );
    curl_easy_setopt( easy, CURLOPT_NOSIGNAL, 1L );
-   curl_easy_setopt( easy, CURLOPT_TIMEOUT, answerTimeout );
-   curl_easy_setopt( easy, CURLOPT_WRITEFUNCTION, take );
-   curl_easy_setopt( easy, CURLOPT_WRITEDATA, &reply.body );
    curl_easy_setopt( easy, CURLOPT_NOPROGRESS, 0L );
    curl_easy_setopt( easy, CURLOPT_XFERINFOFUNCTION, giveUp );
    curl_easy_setopt( easy, CURLOPT_XFERINFODATA, &interrupted_ );
-   if ( request.method == Request::Method::post ) {
-      headers.add( "Content-Type: application/json" );
-      curl_easy_setopt( easy, CURLOPT_POST, 1L );
-      curl_easy_setopt( easy, CURLOPT_POSTFIELDS, request.body.c_str() );
-      curl_easy_setopt( easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast< curl_off_t >( request.body.size() ) );
-   }
-   curl_easy_setopt( easy, CURLOPT_HTTPHEADER, headers.list );
+}
 
+int CurlClient::perform( HeaderList & headers ) {
+   CURL * easy = handle_->easy;
+   curl_easy_setopt( easy, CURLOPT_HTTPHEADER, headers.list );
    const CURLcode result = curl_easy_perform( easy );
    if ( result == CURLE_ABORTED_BY_CALLBACK || ( result != CURLE_OK && interrupted_() ) )
       throw Failure{ ExitStatus::interrupted, FailureCode::interrupted, "interrupted", "", {} };
@@ -110,8 +130,47 @@ Reply CurlClient::send( const Request & request ) {
          {} };
    long status = 0;
    curl_easy_getinfo( easy, CURLINFO_RESPONSE_CODE, &status );
-   reply.status = static_cast< int >( status );
+   return static_cast< int >( status );
+}
+
+Reply CurlClient::send( const Request & request ) {
+   Reply reply;
+   HeaderList headers;
+   const std::string url = host + request.path;
+   prepare( url, headers );
+   CURL * easy = handle_->easy;
+   curl_easy_setopt( easy, CURLOPT_TIMEOUT, answerTimeout );
+   curl_easy_setopt( easy, CURLOPT_WRITEFUNCTION, take );
+   curl_easy_setopt( easy, CURLOPT_WRITEDATA, &reply.body );
+   if ( request.method == Request::Method::post ) {
+      headers.add( "Content-Type: application/json" );
+      curl_easy_setopt( easy, CURLOPT_POST, 1L );
+      curl_easy_setopt( easy, CURLOPT_POSTFIELDS, request.body.c_str() );
+      curl_easy_setopt( easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast< curl_off_t >( request.body.size() ) );
+   }
+   reply.status = perform( headers );
    return reply;
+}
+
+Reply CurlClient::stream(
+   const std::string & path, const std::function< void( std::string_view bytes ) > & taken ) {
+   HeaderList headers;
+   const std::string url = host + path;
+   prepare( url, headers );
+   Stream stream{ handle_->easy, taken, {}, nullptr };
+   curl_easy_setopt( handle_->easy, CURLOPT_LOW_SPEED_LIMIT, 1L );
+   curl_easy_setopt( handle_->easy, CURLOPT_LOW_SPEED_TIME, silence );
+   curl_easy_setopt( handle_->easy, CURLOPT_WRITEFUNCTION, handOn );
+   curl_easy_setopt( handle_->easy, CURLOPT_WRITEDATA, &stream );
+   try {
+      stream.reply.status = perform( headers );
+   } catch ( const Failure & ) {
+      // What was thrown in the middle of it is why it has ended.
+      if ( stream.thrown )
+         std::rethrow_exception( stream.thrown );
+      throw;
+   }
+   return stream.reply;
 }
 
 } // namespace Maintctl

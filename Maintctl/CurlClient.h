@@ -18,10 +18,20 @@ class CurlClient final : public Client {
    CurlClient( std::string socket, std::function< bool() > interrupted );
    ~CurlClient() override;
 
+   /// Seconds without a byte, after which a stream counts as broken: the agent's heartbeat comes more often.
+   static constexpr long silence = 45;
+
    Reply send( const Request & request ) override;
+   Reply
+   stream( const std::string & path, const std::function< void( std::string_view bytes ) > & take ) override;
 
  private:
    struct Handle;
+   struct HeaderList;
+   /// What every request has. `url` and `headers` outlive it.
+   void prepare( const std::string & url, HeaderList & headers );
+   /// The status of the answer.
+   int perform( HeaderList & headers );
    std::string socket_;
    std::function< bool() > interrupted_;
    std::unique_ptr< Handle > handle_;

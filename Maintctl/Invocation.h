@@ -3,6 +3,7 @@
 #include "Config/Duration.h"
 #include "Config/Rate.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -52,6 +53,13 @@ struct Report {
    bool csv = false;
 };
 
+/// What has happened, and what happens.
+struct Events {
+   std::optional< std::uint64_t > after; ///< what came after this one; nothing: the last ones
+   std::optional< std::uint64_t > last;  ///< so many; nothing: all after it, or some
+   bool follow = false;                  ///< and what happens from now on
+};
+
 struct Dump {};
 
 struct ShowFastLog {
@@ -91,8 +99,8 @@ struct SimulatedAdvance {
 };
 
 using Command = std::variant<
-   Operate, Wait, Show, Explain, ShowHistory, Report, Dump, ShowFastLog, Trace, Release, Validate, Reload,
-   SimulatedTraffic, SimulatedLink, SimulatedAdvance >;
+   Operate, Wait, Show, Explain, ShowHistory, Report, Events, Dump, ShowFastLog, Trace, Release, Validate,
+   Reload, SimulatedTraffic, SimulatedLink, SimulatedAdvance >;
 
 /// Where the control socket is unless somebody says otherwise.
 inline constexpr char defaultSocket[] = "/run/maintd/control.sock";

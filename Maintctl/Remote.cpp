@@ -34,6 +34,13 @@ std::string Remote::post( const std::string & path, const std::string & body ) {
    return ask( { Request::Method::post, path, body } );
 }
 
+void Remote::stream(
+   const std::string & path, const std::function< void( std::string_view bytes ) > & take ) {
+   const Reply reply = client_.stream( path, take );
+   if ( reply.status < 200 || reply.status > 299 )
+      throw failureOf( reply, { Request::Method::get, path, "" } );
+}
+
 std::optional< double > Remote::clock() try {
    return Api::readAgent( get( Api::Path::agent ) ).clock;
 } catch ( const Failure & failure ) {

@@ -17,6 +17,9 @@ class Remote {
    /// \param body  JSON
    std::string post( const std::string & path, const std::string & body );
 
+   /// Hands on the bytes of an answer that goes on, until the agent ends it.
+   void stream( const std::string & path, const std::function< void( std::string_view bytes ) > & take );
+
    /// The agent's present time, which ages are told by; nothing if it cannot say.
    std::optional< double > clock();
 

@@ -36,6 +36,20 @@ Reply FakeClient::send( const Request & request ) {
    return reply;
 }
 
+Reply FakeClient::stream( const std::string & path, const std::function< void( std::string_view ) > & take ) {
+   const auto found = answers_.find( "GET " + path );
+   const bool known = found != answers_.end(), last = known && found->second.size() == 1;
+   if ( !known )
+      interruptNext();
+   Reply reply = send( { Request::Method::get, path, "" } );
+   if ( last )
+      answers_.erase( found );
+   if ( reply.status == 200 )
+      for ( const char byte : std::exchange( reply.body, "" ) )
+         take( { &byte, 1 } );
+   return reply;
+}
+
 void FakeClient::answers( const std::string & request, std::string body, int status ) {
    answers_[request].push_back( { status, std::move( body ) } );
 }

@@ -17,6 +17,10 @@ class FakeClient final : public Client {
  public:
    Reply send( const Request & request ) override;
 
+   /// What was laid down for `GET PATH`, byte by byte and once, then it ends; nothing laid down: the operator presses
+   /// Ctrl-C.
+   Reply stream( const std::string & path, const std::function< void( std::string_view ) > & take ) override;
+
    void answers( const std::string & request, std::string body, int status = 200 );
    /// Forgets what was laid down before.
    void replaces( const std::string & request, std::string body );

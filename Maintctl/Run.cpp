@@ -4,6 +4,7 @@
 #include "Api/Shapes.h"
 #include "Api/Values.h"
 #include "Config/Load.h"
+#include "Maintctl/Following.h"
 #include "Maintctl/Json.h"
 #include "Maintctl/Remote.h"
 #include "Maintctl/Report.h"
@@ -105,6 +106,25 @@ class Runner {
          return output_.text( reportCsv( Api::readMaintenanceRecord( body ) ) );
       present( body, [&] {
          return reportText( Api::readMaintenanceRecord( body ), world_.data.abilities().utf8 );
+      } );
+   }
+
+   void operator()( const Events & command ) {
+      if ( command.follow && command.after )
+         Following( remote_, world_.pace, output_ ).follow( {}, *command.after );
+      constexpr std::uint64_t all = 4096, some = 20;
+      const std::string body = remote_.get(
+         command.after ? Path::recentEventsAfter( *command.after, command.last.value_or( all ) )
+                       : Path::recentEventsLast( command.last.value_or( some ) ) );
+      if ( command.follow ) {
+         const Api::RecentEvents recent = Api::readRecentEvents( body );
+         Following( remote_, world_.pace, output_ ).follow( recent.events, recent.last );
+      }
+      present( body, [&] {
+         std::string text;
+         for ( const Api::Event & event : Api::readRecentEvents( body ).events )
+            text += eventLine( event );
+         return text.empty() ? "nothing has happened\n" : text;
       } );
    }
 

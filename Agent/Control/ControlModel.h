@@ -134,9 +134,6 @@ struct ControlCommands {
    std::function< std::string( const Wire::IntfId & ) > uncounted;
    /// What somebody else has done to a link that we hold or watch: "raised", "lowered"; empty: nothing.
    std::function< std::string( const Wire::IntfId & ) > drift;
-   /// Tells the latest rates, in bits per second, of interfaces that need not have a record.
-   using TakeRates = std::function< void( const Wire::IntfId &, double inBps, double outBps ) >;
-   std::function< void( const TakeRates & take ) > otherRates = {};
    /// Records of maintenances. The texts are JSON.
    struct History {
       std::function< bool( const std::string & unit ) > hasUnit;

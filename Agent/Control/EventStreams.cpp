@@ -143,12 +143,12 @@ void EventStreams::Shared::makeRates() {
    for ( const auto & [intf, record] : model.monIntfStatusDir->monIntfStatusRange() )
       if ( const Interface::IntfRates & of = record->curRates(); of.sampleTime > 0 )
          frame.add( intf.name(), of.inBitsRate, of.outBitsRate );
-   if ( commands.otherRates )
-      commands.otherRates( [&]( const Wire::IntfId & intf, double inBps, double outBps ) {
+   if ( commands.samples )
+      for ( const auto & [intf, of] : commands.samples->rates() ) {
          const auto * const record = model.monIntfStatusDir->monIntfStatus( intf );
          if ( !record || record->curRates().sampleTime == 0 )
-            frame.add( intf.name(), inBps, outBps );
-      } );
+            frame.add( intf.name(), of.inBitsRate, of.outBitsRate );
+      }
    rates = textOf( frame.text() );
    wakeAll( true );
 }

@@ -21,15 +21,14 @@ class Damper {
    void waitUntil( double time ) { notBefore_ = std::max( notBefore_, time ); }
    /// It is told now.
    void told( double now ) {
-      pause_ = now - told_ < longest ? std::min( 2 * pause_, longest ) : shortest;
-      told_ = now;
+      pause_ = now - notBefore_ < longest ? std::min( 2 * pause_, longest ) : shortest;
       notBefore_ = now + pause_;
       changes_ = 0;
    }
 
  private:
    Vel::U32 changes_ = 0;
-   double told_ = -longest, notBefore_ = 0, pause_ = shortest;
+   double notBefore_ = -1e18, pause_ = shortest;
 };
 
 } // namespace Agent
