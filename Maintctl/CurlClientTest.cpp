@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <thread>
 #include <unistd.h>
 
@@ -158,6 +159,58 @@ TEST_F( CurlClientTest, saysThatAnAnswerWasCutOff ) {
    Server server( path, "HTTP/1.1 200 OK\r\nContent-Length: 50\r\n\r\nhalf", 1 );
    CurlClient client( path, isInterrupted );
    EXPECT_EQ( failureOf( client ).status, ExitStatus::notReachable );
+}
+
+// ---- answers that go on
+
+TEST_F( CurlClientTest, handsOnAnAnswerThatGoesOnAsItComes ) {
+   Server server(
+      path, "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\none\r\n4\r\n two\r\n0\r\n\r\n", 1 );
+   CurlClient client( path, isInterrupted );
+   std::string got;
+   EXPECT_EQ( client.stream( "/stream?x=1", [&]( std::string_view bytes ) { got += bytes; } ).status, 200 );
+   EXPECT_EQ( got, "one two" );
+   EXPECT_TRUE( server.finish().starts_with( "GET /stream?x=1 HTTP/1.1\r\n" ) );
+}
+
+TEST_F( CurlClientTest, saysThatAnAnswerThatGoesOnHasBroken ) {
+   Server server( path, "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\none\r\n", 1 );
+   CurlClient client( path, isInterrupted );
+   std::string got;
+   try {
+      client.stream( "/stream", [&]( std::string_view bytes ) { got += bytes; } );
+      ADD_FAILURE() << "it has not broken";
+   } catch ( const Failure & failure ) {
+      EXPECT_EQ( failure.status, ExitStatus::notReachable );
+   }
+   EXPECT_EQ( got, "one" );
+}
+
+TEST_F( CurlClientTest, givesTheRefusalOfAnAnswerThatWouldGoOn ) {
+   Server server( path, refusal, 1 );
+   CurlClient client( path, isInterrupted );
+   const Reply reply = client.stream( "/stream", []( std::string_view ) { FAIL(); } );
+   EXPECT_EQ( reply.status, 404 );
+   EXPECT_EQ( reply.body, "hello" );
+}
+
+TEST_F( CurlClientTest, letsOutWhatIsThrownInTheMiddleOfAnAnswer ) {
+   Server server( path, "HTTP/1.1 200 OK\r\nContent-Length: 5\r\nConnection: close\r\n\r\nhello", 1 );
+   CurlClient client( path, isInterrupted );
+   EXPECT_THROW(
+      client.stream( "/stream", []( std::string_view ) { throw std::runtime_error( "no more" ); } ),
+      std::runtime_error );
+}
+
+TEST_F( CurlClientTest, endsAnAnswerThatGoesOnWhenInterrupted ) {
+   Server server( path, "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\none\r\n", 1 );
+   CurlClient client( path, isInterrupted );
+   try {
+      client.stream( "/stream", [&]( std::string_view ) { interrupted = true; } );
+      ADD_FAILURE() << "it has not ended";
+   } catch ( const Failure & failure ) {
+      EXPECT_EQ( failure.status, ExitStatus::interrupted );
+   }
 }
 
 TEST_F( CurlClientTest, endsWhenInterrupted ) {

@@ -127,24 +127,17 @@ bool InterfaceEvents::drainedWhenShut( const Wire::IntfId & intf ) const {
 
 void InterfaceEvents::look() {
    const double now = hooks_.now();
-   if ( now >= heldBackUntil_ )
-      changed_.insert( heldBack_.begin(), heldBack_.end() );
+   while ( !heldBack_.empty() && heldBack_.begin()->first <= now )
+      changed_.insert( heldBack_.extract( heldBack_.begin() ).value().second );
    if ( changed_.empty() )
       return;
    if ( std::exchange( second_, std::floor( now ) ) != std::floor( now ) )
       directTurns_ = 0;
    direct_ = false;
-   for ( const Wire::IntfId & intf : std::exchange( changed_, {} ) ) {
-      heldBack_.erase( intf );
+   for ( const Wire::IntfId & intf : std::exchange( changed_, {} ) )
       lookAt( intf );
-   }
    directTurns_ += direct_;
-   heldBackUntil_ = Cog::Timer::never;
-   for ( const Wire::IntfId & intf : heldBack_ )
-      for ( const Damper * const damper : { &damped_[intf].link, &damped_[intf].spike } )
-         if ( damper->changes() > 0 )
-            heldBackUntil_ = std::min( heldBackUntil_, damper->notBefore() );
-   wakeup_->timeMinIs( heldBackUntil_ );
+   wakeup_->timeMinIs( heldBack_.empty() ? Cog::Timer::never : heldBack_.begin()->first );
 }
 
 bool InterfaceEvents::mayTell( const Wire::IntfId & intf, Damper & damper ) {
@@ -153,11 +146,13 @@ bool InterfaceEvents::mayTell( const Wire::IntfId & intf, Damper & damper ) {
    if ( now >= damper.notBefore() && !direct_ && !atTick && directTurns_ >= directTurns )
       damper.waitUntil( std::floor( now ) + 1 );
    if ( now < damper.notBefore() ) {
-      heldBack_.insert( intf );
+      heldBack_.emplace( damper.notBefore(), intf );
       return false;
    }
    direct_ = true;
    damper.told( now );
+   // What is held back is told together.
+   damper.waitUntil( std::ceil( damper.notBefore() ) );
    return true;
 }
 
@@ -192,7 +187,6 @@ void InterfaceEvents::lookAt( const Wire::IntfId & intf ) {
                     ( model_.allIntfStatusDir->intfStatus( intf ) ? "" : ": it does not exist any more" ) ) );
       model_.told->interfaceDel( intf );
       damped_.erase( intf );
-      heldBack_.erase( intf );
    }
 }
 

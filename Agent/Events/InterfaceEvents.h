@@ -126,12 +126,11 @@ class InterfaceEvents {
    Model model_;
    Hooks hooks_;
    std::set< Wire::IntfId > changed_;
-   std::map< Wire::IntfId, Damped > damped_; ///< those that have ever changed
-   std::set< Wire::IntfId > heldBack_;
-   double heldBackUntil_ = Cog::Timer::never; ///< the first of them may be told then
-   double second_ = 0;                        ///< in which turns have told of damped changes
-   unsigned directTurns_ = 0;                 ///< so many
-   bool direct_ = false;                      ///< this turn is one of them
+   std::map< Wire::IntfId, Damped > damped_;                ///< those that have ever changed
+   std::set< std::pair< double, Wire::IntfId > > heldBack_; ///< until when
+   double second_ = 0;                                      ///< in which turns have told of damped changes
+   unsigned directTurns_ = 0;                               ///< so many
+   bool direct_ = false;                                    ///< this turn is one of them
    Vel::Watch< VelLinks > linksReactor_;
    Vel::Watch< VelGroups > groupsReactor_;
    Vel::Watch< VelRecords > recordsReactor_;

@@ -377,6 +377,71 @@ appliesAReload() {
    passes
 }
 
+# Somebody follows what happens while the agent is stopped and killed: every event comes once, in order.
+tellsEveryEventOnceOverRestarts() {
+   _config
+   _start
+   _ctl -j events --follow --after 0 > followed &
+   local reader=$! how
+   for how in TERM KILL TERM; do
+      _ctl enter u1 > /dev/null
+      _advance 60s
+      _restart "$how"
+      _ctl exit u1 > /dev/null
+      _advance 5s
+   done
+   run _ctl -j events --after 0
+   passes
+   local last
+   last=$(sed -n 's/^  "last": \([0-9]*\).*/\1/p' <<< "$output")
+   [ "${last:-0}" -gt 40 ] || fail "too little has happened"
+   for ((i = 0; i < 600; ++i)); do
+      grep -q "^{\"sequence\":$last," followed && break
+      sleep 0.05
+   done
+   kill -INT "$reader"
+   wait "$reader"
+   status=$?
+   [ $status -eq 130 ] || fail "an interrupted reader should have ended with 130, not $status"
+   output=$(sed -n 's/^{"sequence":\([0-9]*\),.*/\1/p' followed | head -n "$last")
+   [ "$output" = "$(seq 1 "$last")" ] || fail "not every event once and in order, up to $last"
+   output=$(cat followed)
+   says '"what":"stopped"'
+   says '"killed":true'
+   says '"text":"u1 is under maintenance"'
+}
+
+showsWhatHasHappened() {
+   _config
+   _start
+   _ctl enter u1 --reason optics > /dev/null
+   run _ctl events
+   passes
+   says "the agent starts"
+   says "u1 goes into maintenance, as $(id -un) has asked: optics"
+   run _ctl events --after 1 --last 1
+   passes
+   says "     2  "
+   run _ctl events --after x
+   [ "$status" -eq 2 ] || fail "should have ended with 2"
+}
+
+endsAStreamWhenTheAgentEnds() {
+   _config
+   _start
+   curl -sSN --unix-socket run/control.sock 'http://agent/api/v1/events?after=0&rates=1' > stream &
+   local reader=$!
+   for ((i = 0; i < 600; ++i)); do
+      grep -q '"started"' stream && break
+      sleep 0.05
+   done
+   kill -TERM "$agent"
+   wait "$reader"
+   status=$? output=$(cat stream)
+   passes
+   says '"what":"stopped"'
+}
+
 writesItsDiagnosticText() {
    _config
    _start

@@ -1,0 +1,146 @@
+#include "Tests/Agent/CrashSweepTest.h"
+
+#include <nlohmann/json.hpp>
+
+/// What the agent tells of its work, also when it is ended on the way.
+namespace {
+
+using nlohmann::json;
+using Tests::AgentRig;
+using Lines = std::vector< std::string >;
+
+const char * const configuration = "settle: 5s\n"
+                                   "profiles:\n"
+                                   "  fast: {threshold: 100kbps, load-interval: 10s, shutdown: true}\n"
+                                   "default-profile: fast\n"
+                                   "groups:\n"
+                                   "  uplinks: {interfaces: [et1, et2]}\n"
+                                   "units:\n"
+                                   "  u1: {groups: [uplinks]}\n";
+
+/// All that is kept, or what came after an event.
+json events( AgentRig & rig, unsigned after = 0 ) {
+   return json::parse( rig.get( "events/recent?after=" + std::to_string( after ) + "&limit=4096" ) );
+}
+
+/// "u1 state entering", ... of the events that tell of lasting states.
+Lines milestones( const json & all ) {
+   Lines result;
+   for ( const json & event : all.at( "events" ) ) {
+      const std::string what = event.at( "what" );
+      if ( what == "state" )
+         result.push_back( event.at( "subject" ).get< std::string >() + " " + event.at( "state" ).dump() );
+      else if ( what == "shut" || what == "released" )
+         result.push_back( event.at( "subject" ).get< std::string >() + " " + what );
+   }
+   return result;
+}
+
+class Story {
+ public:
+   Story() : rig( configuration ) {
+      rig.traffic( "et1", 5e6 );
+      rig.at( 2, [this] { rig.post( "units/u1/enter", R"({"reason":"swap"})" ); } );
+      rig.at( 20, [this] { rig.traffic( "et1", 0 ); } );
+      rig.at( 60, [this] { rig.post( "units/u1/exit" ); } );
+      rig.start();
+   }
+   static constexpr double end = 80;
+   AgentRig rig;
+};
+
+const Lines told{
+   "u1 \"entering\"",
+   "et1 \"enter-maint\"",
+   "et2 \"enter-maint\"",
+   "et2 \"under-maint\"",
+   "et2 shut",
+   "et1 \"under-maint\"",
+   "et1 shut",
+   "u1 \"maintenance\"",
+   "u1 \"exiting\"",
+   "et1 null",
+   "et1 released",
+   "et2 null",
+   "et2 released",
+   "u1 \"normal\"" };
+
+Lines sorted( Lines list ) {
+   std::sort( list.begin(), list.end() );
+   return list;
+}
+
+TEST( EventsStory, aMaintenanceIsToldFromStartToEnd ) {
+   Story story;
+   story.rig.runUntil( Story::end );
+   const json all = events( story.rig );
+   EXPECT_EQ( sorted( told ), sorted( milestones( all ) ) ) << all.dump( 1 );
+   EXPECT_EQ( "started", all.at( "events" ).at( 0 ).at( "what" ) );
+   for ( unsigned i = 0; i < all.at( "events" ).size(); ++i )
+      EXPECT_EQ( i + 1, all.at( "events" ).at( i ).at( "sequence" ) );
+}
+
+using EventsAfterEachTurn = Tests::CrashTest;
+
+TEST_P( EventsAfterEachTurn, nothingIsToldTwiceOrLeftOutByACrash ) {
+   json before;
+   Tests::CrashSweep< Story > sweep;
+   sweep.before = [&]( Story & story, unsigned turn ) {
+      before = json::array();
+      story.rig.turnHookIs( [&before, &story, turn] {
+         if ( story.rig.turns() == turn )
+            before = events( story.rig ).at( "events" );
+      } );
+   };
+   sweep.down = []( Story & story, unsigned ) { story.rig.turnHookIs( {} ); };
+   sweep.over = [&]( Story & story ) {
+      const json all = events( story.rig ).at( "events" );
+      for ( unsigned i = 0; i < all.size(); ++i )
+         ASSERT_EQ( i + 1, all.at( i ).at( "sequence" ) );
+      // What somebody may have read is as it was.
+      for ( unsigned i = 0; i < before.size(); ++i )
+         ASSERT_EQ( before.at( i ), all.at( i ) );
+      EXPECT_EQ( sorted( told ), sorted( milestones( { { "events", all } } ) ) );
+   };
+   sweep.run( GetParam() );
+}
+
+INSTANTIATE_TEST_SUITE_P( EventsStory, EventsAfterEachTurn, Tests::allCrashes(), Tests::crashName );
+
+TEST( EventsStory, aReloadIsToldWithWhatItChanges ) {
+   AgentRig rig( configuration );
+   rig.start();
+   rig.runUntil( 1 );
+   const unsigned last = events( rig ).at( "last" );
+   std::string other = configuration;
+   other.replace( other.find( "100kbps" ), 7, "200kbps" );
+   EXPECT_EQ( 200, rig.reload( other ) );
+   EXPECT_EQ( 400, rig.reload( "nonsense: [" ) );
+   Lines seen;
+   for ( const json & event : events( rig, last ).at( "events" ) )
+      seen.push_back(
+         event.at( "type" ).get< std::string >() + " " + event.at( "what" ).get< std::string >() );
+   EXPECT_EQ(
+      ( Lines{ "agent configuration-taken", "profile edited", "agent configuration-refused" } ),
+      Lines( seen.begin(), seen.begin() + std::min< long >( 3, long( seen.size() ) ) ) );
+}
+
+TEST( EventsStory, linksThatOthersChangeAreTold ) {
+   AgentRig rig( configuration );
+   rig.start();
+   rig.runUntil( 5.5 );
+   ASSERT_TRUE( rig.simulation().linkIs( "et1", false ).ok() );
+   rig.runUntil( 6.2 );
+   json last = events( rig ).at( "events" ).back();
+   EXPECT_EQ( "link", last.at( "what" ) );
+   EXPECT_EQ( "down", last.at( "link-state" ) );
+   rig.crash();
+   rig.withoutAgent( [&] { ASSERT_TRUE( rig.simulation().linkIs( "et1", true ).ok() ); } );
+   rig.start();
+   rig.runUntil( 8 );
+   last = events( rig ).at( "events" ).back();
+   EXPECT_EQ( "link", last.at( "what" ) ) << last;
+   EXPECT_EQ( "up", last.at( "link-state" ) );
+}
+
+} // namespace
