@@ -1,6 +1,12 @@
 #include "Tests/Agent/CrashSweepTest.h"
 
 #include <nlohmann/json.hpp>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <deque>
 
 /// What the agent tells of its work, also when it is ended on the way.
 namespace {
@@ -106,6 +112,75 @@ TEST_P( EventsAfterEachTurn, nothingIsToldTwiceOrLeftOutByACrash ) {
 }
 
 INSTANTIATE_TEST_SUITE_P( EventsStory, EventsAfterEachTurn, Tests::allCrashes(), Tests::crashName );
+
+// ---- readers
+
+/// A client of the agent's own socket. Takes nothing unless told to.
+class Client {
+ public:
+   Client( AgentRig & rig, const std::string & path ) {
+      sockaddr_un address{};
+      address.sun_family = AF_UNIX;
+      ( rig.folder() + "/run/control.sock" ).copy( address.sun_path, sizeof address.sun_path - 1 );
+      descriptor_ = socket( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0 );
+      EXPECT_EQ( 0, connect( descriptor_, reinterpret_cast< sockaddr * >( &address ), sizeof address ) );
+      const std::string request = "GET " + path + " HTTP/1.1\r\nHost: agent\r\n\r\n";
+      EXPECT_EQ(
+         ssize_t( request.size() ), send( descriptor_, request.data(), request.size(), MSG_NOSIGNAL ) );
+   }
+   ~Client() { close( descriptor_ ); }
+   Client( const Client & ) = delete;
+   Client & operator=( const Client & ) = delete;
+
+   /// All that is there.
+   std::string take() {
+      char buffer[4096];
+      for ( ssize_t got; ( got = recv( descriptor_, buffer, sizeof buffer, MSG_DONTWAIT ) ) > 0; )
+         received_.append( buffer, static_cast< std::size_t >( got ) );
+      return received_;
+   }
+
+ private:
+   int descriptor_;
+   std::string received_;
+};
+
+/// Everything that happens in the story, with its time.
+std::string timesOf( const json & all ) {
+   std::string result;
+   for ( const json & event : all.at( "events" ) )
+      if ( event.at( "type" ) != "agent" )
+         result +=
+            event.at( "time" ).get< std::string >() + " " + event.at( "text" ).get< std::string >() + "\n";
+   return result;
+}
+
+TEST( EventsStory, aHundredReadersWhoTakeNothingDelayNoTimerAndNoRequest ) {
+   Story alone;
+   alone.rig.runUntil( Story::end );
+
+   Story story;
+   std::deque< Client > stuck;
+   for ( int i = 0; i < 100; ++i ) {
+      stuck.emplace_back( story.rig, "/api/v1/events?after=0&rates=1" );
+      for ( int turns = 0; turns < 5; ++turns )
+         story.rig.turn();
+   }
+   story.rig.runUntil( 40 );
+   Client other( story.rig, "/api/v1/units/u1" );
+   for ( int turns = 0; turns < 5; ++turns )
+      story.rig.turn();
+   EXPECT_NE( std::string::npos, other.take().find( "HTTP/1.1 200 OK" ) );
+   EXPECT_NE( std::string::npos, other.take().find( "\"drained\":2" ) ) << other.take();
+   story.rig.runUntil( Story::end );
+   EXPECT_EQ( timesOf( events( alone.rig ) ), timesOf( events( story.rig ) ) );
+   EXPECT_EQ( alone.rig.moves(), story.rig.moves() );
+   for ( const char * move : { "et1 down", "et2 down", "et1 up", "et2 up" } )
+      EXPECT_EQ( alone.rig.timeOf( move ), story.rig.timeOf( move ) );
+   // They were being told all the time.
+   for ( Client & client : stuck )
+      EXPECT_NE( std::string::npos, client.take().find( "goes into maintenance" ) );
+}
 
 TEST( EventsStory, aReloadIsToldWithWhatItChanges ) {
    AgentRig rig( configuration );
