@@ -96,6 +96,7 @@ TEST_F( EventsTest, saysWhatIsNotKeptAnyMoreAndGoesOnFromThere ) {
 }
 
 TEST_F( EventsTest, followsAsJsonWithOneObjectALine ) {
+   rig.severalDocuments = true;
    stream( 3, sent( 4 ) + "event: dropped\ndata: {\"dropped\":5,\"next\":9}\n\n" + sent( 9 ) );
    EXPECT_EQ( ExitStatus::interrupted, rig.run( { "-j", "events", "--follow", "--after", "3" } ) );
    const Lines lines = linesOf( rig.out );

@@ -39,7 +39,7 @@ Reply FakeClient::send( const Request & request ) {
 Reply FakeClient::stream( const std::string & path, const std::function< void( std::string_view ) > & take ) {
    const auto found = answers_.find( "GET " + path );
    const bool known = found != answers_.end(), last = known && found->second.size() == 1;
-   if ( !known )
+   if ( !known && reachable_ )
       interruptNext();
    Reply reply = send( { Request::Method::get, path, "" } );
    if ( last )
