@@ -127,9 +127,9 @@ class EventStreams::Reader final : public HttpStream {
 };
 
 void EventStreams::Shared::wakeAll( bool ratesOnly ) const {
-   // In a copy: a reader that is woken may go.
-   for ( const Reader * const reader : std::set< Reader * >( readers ) )
-      if ( readers.count( const_cast< Reader * >( reader ) ) && ( !ratesOnly || reader->wantsRates() ) )
+   // Nobody is asked for anything inside, so none of them goes meanwhile.
+   for ( const Reader * const reader : readers )
+      if ( !ratesOnly || reader->wantsRates() )
          reader->wake();
 }
 
