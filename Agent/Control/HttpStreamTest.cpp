@@ -179,6 +179,18 @@ TEST_F( HttpStreamTest, noticesAReaderThatIsGoneByAHeartbeatInTheEnd ) {
    runUntil( [&] { return other.chunks() == ":\n"; } );
 }
 
+TEST_F( HttpStreamTest, givesUpAReaderWhoTakesNothingForTheIdleTimeout ) {
+   server = newServer( 1 );
+   listen();
+   endless = std::make_shared< const std::string >( std::string( 10000, 'x' ) );
+   Client & stuck = client();
+   stuck.readingIs( false );
+   stuck.send( get( "/stream" ) );
+   runUntil( [&] { return told.size() == 1 && told[0]->asked > 10; } );
+   runUntil( [&] { return server->streams() == 0; } );
+   expectAnswer();
+}
+
 TEST_F( HttpStreamTest, refusesMoreStreamsThanItServesAndAnswersEverythingElse ) {
    for ( unsigned i = 0; i < HttpServer::maxStreams; ++i )
       reader();
