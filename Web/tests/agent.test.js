@@ -104,6 +104,8 @@ test( 'a drain is followed from start to end, over an agent that is killed and s
    await agent.until( 'spine-a', 'normal' );
    await soon( async () => assert.match( await text( page, '.head' ), /normal/ ) );
    await soon( async () => assert.match( await text( page, 'table.records' ), /1[^]*✓ completed/ ) );
+   const story = /spine-a is normal[^]*! et3 carries[^]*spine-a is under maintenance/;
+   await soon( async () => assert.match( await text( page, 'table.events' ), story ) );
    await page.locator( 'table.records a' ).first().click();
    await soon( async () => assert.equal( await text( page, 'h1' ), 'Maintenance 1 of spine-a' ) );
    await soon( async () => assert.equal( await page.locator( '.panel canvas' ).count(), 4 ) );
