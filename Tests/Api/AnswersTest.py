@@ -216,6 +216,15 @@ class Events(AnswersTest):
         self.assertIsNone(complaint("rates.json", json.loads(told["data"])))
         self.assertIn("et1", json.loads(told["data"])["interfaces"])
 
+    def test_whatHappensIsToldAsDescribed(self):
+        agent = self.agent.start()
+        told = self.stream("/api/v1/events?after=0", "unit", lambda: agent.done("/api/v1/units/u1/enter"))
+        event = json.loads(told["data"])
+        self.assertIsNone(complaint("event.json", event))
+        self.assertEqual((int(told["id"]), event["what"], event["state"]), (event["sequence"], "state", "entering"))
+        recent = self.check("GET", "/api/v1/events/recent?after=0&limit=1000")
+        self.assertEqual([each["sequence"] for each in recent["events"]], list(range(1, recent["last"] + 1)))
+
     def test_whoIsBehindIsToldAsDescribed(self):
         self.agent.start()
         told = self.stream("/api/v1/events?after=999999", "dropped", lambda: None)
