@@ -131,6 +131,7 @@ void Recorder::handleInsight( const Wire::IntfId & intf ) {
    insights_.erase( intf );
    if ( const IntfInsight * const insight = model_.insightDir->intf( intf ) )
       insights_[intf].is( Vel::Ptr< const IntfInsight >( insight ), this ).hasNotificationActiveIs( true );
+   handleReason( intf );
 }
 
 void Recorder::handleReason( const Wire::IntfId & intf ) {

@@ -296,6 +296,15 @@ TEST_F( RecorderTest, firstReasonIsNotTakenForTheOneThatStandsBeforeItIsWritten 
    EXPECT_EQ( ( std::vector< Vel::String >{ "timing" } ), reasons( rig.entry( rig.et1 ) ) );
 }
 
+TEST_F( RecorderTest, reasonThatIsPublishedAsAWholeIsWrittenDown ) {
+   rig.enter();
+   rig.watch( rig.et1 );
+   const auto insight = Vel::make< IntfInsight >( rig.et1 );
+   insight->sinceIs( rig.now() );
+   rig.insights->intfPut( rig.et1, insight );
+   EXPECT_EQ( ( std::vector< Vel::String >{ "above-threshold" } ), reasons( rig.entry( rig.et1 ) ) );
+}
+
 TEST_F( RecorderTest, reasonThatHoldsWhenTheUnitEntersIsOfThatTime ) {
    rig.watch( rig.et1 );
    rig.reason( rig.et1, Reason::shut );

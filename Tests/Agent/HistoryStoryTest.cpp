@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 namespace {
 
@@ -226,6 +227,105 @@ TEST_F( HistoryStory, fileThatCannotBeWrittenIsAProblemThatIsShownAndTriedAgain 
    EXPECT_TRUE( filed( 1 ) );
    EXPECT_EQ( std::string::npos, rig.get( "agent" ).find( R"("what":"history")" ) );
    EXPECT_EQ( "completed", record( 1 ).at( "outcome" ) );
+}
+
+TEST_F( HistoryStory, recordHoldsWhatItsInterfacesCarriedAndWhyTheyWaited ) {
+   rig.traffic( "et1", 5e6 );
+   enterAt( 30, "u1" );
+   trafficAt( 60, "et1", 0 );
+   exitAt( 100, "u1" );
+   run( 120 );
+   ASSERT_TRUE( filed( 1 ) );
+   const json et1 = record( 1 ).at( "interfaces" ).at( 0 );
+   ASSERT_FALSE( et1.at( "curve" ).is_null() );
+   const json rates = et1.at( "curve" ).at( "in-bps" );
+   EXPECT_LE( rates.size(), 300u );
+   // Of the time when it was still busy.
+   const double start = seconds( et1.at( "curve" ).at( "start" ) );
+   const auto step = static_cast< std::size_t >( ( 50 - start ) / 5 );
+   ASSERT_EQ( 5, et1.at( "curve" ).at( "step-seconds" ) );
+   ASSERT_LT( step, rates.size() );
+   EXPECT_NEAR( 5e6, rates.at( step ).get< double >(), 1e5 );
+   std::set< std::string > codes;
+   for ( const json & reason : et1.at( "reasons" ) )
+      codes.insert( reason.at( "code" ) );
+   EXPECT_TRUE( codes.count( "above-threshold" ) ) << et1.at( "reasons" );
+   ASSERT_FALSE( codes.empty() );
+   EXPECT_EQ( "shut", et1.at( "reasons" ).back().at( "code" ) );
+   EXPECT_NEAR( 70, seconds( et1.at( "reasons" ).back().at( "time" ) ), 8 );
+}
+
+/// What an operator is told of all maintenances, apart from curves, whose newest samples need not be on disk.
+std::string told( AgentRig & rig ) {
+   std::string result;
+   for ( const json & summary : json::parse( rig.get( "history" ) ) ) {
+      json record = json::parse( rig.get( "history/" + summary.at( "id" ).dump() ) );
+      for ( json & intf : record.at( "interfaces" ) )
+         intf.erase( "curve" );
+      result += summary.dump() + "\n" + record.dump() + "\n";
+   }
+   return result;
+}
+
+/// What stays the same when an agent is started again in between and samples come later.
+std::string outline( AgentRig & rig ) {
+   std::string result;
+   for ( const json & summary : json::parse( rig.get( "history" ) ) ) {
+      const json record = json::parse( rig.get( "history/" + summary.at( "id" ).dump() ) );
+      for ( const char * member :
+            { "id", "unit", "outcome", "began", "by", "reason", "exit-reason", "counts" } )
+         result += record.at( member ).dump() + " ";
+      for ( const json & intf : record.at( "interfaces" ) )
+         result += intf.at( "name" ).dump() + intf.at( "shutdown" ).dump();
+      result += "\n";
+   }
+   return result;
+}
+
+/// One unit is shut before it has drained, the other has a spike.
+struct CrashedHistory {
+   CrashedHistory() : rig( configuration ) {
+      rig.traffic( "et3", 5e6 );
+      rig.at( 2, [this] { rig.post( "units/u4/enter", R"({"reason":"swap"})" ); } );
+      rig.at( 3, [this] { rig.post( "units/u3/enter" ); } );
+      rig.at( 32, [this] { rig.traffic( "et5", 3e6 ); } );
+      rig.at( 60, [this] { rig.traffic( "et5", 0 ); } );
+      rig.at( 82, [this] { rig.post( "units/u4/exit", R"({"reason":"done"})" ); } );
+      rig.at( 84, [this] { rig.post( "units/u3/exit" ); } );
+      rig.start();
+   }
+   static constexpr double end = 90;
+   AgentRig rig;
+};
+
+TEST( HistoryCrashStory, killAfterAnyTurnLosesNothing ) {
+   unsigned turns = 0;
+   std::string expected;
+   {
+      CrashedHistory whole;
+      whole.rig.runUntil( CrashedHistory::end );
+      turns = whole.rig.turns();
+      expected = outline( whole.rig );
+   }
+   ASSERT_NE( std::string::npos, expected.find( R"("forced":1)" ) ) << expected;
+   ASSERT_NE( std::string::npos, expected.find( R"("spikes":1)" ) ) << expected;
+   for ( unsigned turn = 1; turn < turns && !testing::Test::HasFailure(); ++turn ) {
+      SCOPED_TRACE( "crash after turn " + std::to_string( turn ) );
+      CrashedHistory story;
+      std::string before;
+      story.rig.turnHookIs( [&] {
+         if ( story.rig.turns() == turn )
+            before = told( story.rig );
+      } );
+      story.rig.crashAfterTurnIs( turn, AgentRig::Effects::lost );
+      story.rig.runUntil( CrashedHistory::end );
+      ASSERT_FALSE( story.rig.running() );
+      story.rig.turnHookIs( {} );
+      story.rig.start();
+      EXPECT_EQ( before, told( story.rig ) );
+      story.rig.runUntil( CrashedHistory::end );
+      EXPECT_EQ( expected, outline( story.rig ) );
+   }
 }
 
 } // namespace
