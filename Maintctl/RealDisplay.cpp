@@ -16,7 +16,8 @@ namespace Maintctl {
 
 namespace {
 
-/// The terminal that is drawn on. Signal handlers read it, so it is plain memory that is complete before `active`.
+/// The terminal that is drawn on. Signal handlers read it, so it is plain memory that changes only while they are kept
+/// away.
 struct Drawn {
    volatile std::sig_atomic_t active = 0, left = 0;
    int descriptor = -1;
@@ -64,11 +65,27 @@ extern "C" void leaveAndStop( int ) {
    errno = before;
 }
 
+/// While there is one no handler runs.
+class Undisturbed {
+ public:
+   Undisturbed() {
+      sigset_t all;
+      sigfillset( &all );
+      sigprocmask( SIG_BLOCK, &all, &before_ );
+   }
+   ~Undisturbed() { sigprocmask( SIG_SETMASK, &before_, nullptr ); }
+   Undisturbed( const Undisturbed & ) = delete;
+   Undisturbed & operator=( const Undisturbed & ) = delete;
+
+ private:
+   sigset_t before_;
+};
+
 void watchSignals() {
    if ( std::exchange( signalsWatched, true ) )
       return;
    struct sigaction action {};
-   sigemptyset( &action.sa_mask );
+   sigfillset( &action.sa_mask ); // one leaves at a time
    action.sa_handler = leaveAndDie;
    for ( std::size_t i = 0; i < std::size( deadly ); ++i )
       sigaction( deadly[i], &action, &actionsBefore[i] );
@@ -133,11 +150,8 @@ bool RealDisplay::wasLeft() {
 }
 
 void RealDisplay::begin( std::string_view goodbye ) {
-   // A handler that runs in between finds nothing to leave or all of it.
+   const Undisturbed undisturbed;
    const bool first = drawn.active == 0;
-   sigset_t all, before;
-   sigfillset( &all );
-   sigprocmask( SIG_BLOCK, &all, &before );
    drawn.descriptor = descriptor_;
    drawn.goodbyeSize = std::min( goodbye.size(), drawn.goodbye.size() );
    std::copy_n( goodbye.begin(), drawn.goodbyeSize, drawn.goodbye.begin() );
@@ -151,12 +165,13 @@ void RealDisplay::begin( std::string_view goodbye ) {
       watchSignals();
    }
    drawn.active = 1;
-   sigprocmask( SIG_SETMASK, &before, nullptr );
 }
 
 void RealDisplay::end() {
    if ( drawn.descriptor != descriptor_ )
       return;
+   // An impatient operator's second Ctrl-C ends us when the terminal has been given back, not halfway.
+   const Undisturbed undisturbed;
    leave();
    forgetSignals();
 }
@@ -166,10 +181,10 @@ void RealDisplay::write( std::string_view bytes ) { put( descriptor_, bytes.data
 void RealDisplay::leave() {
    if ( drawn.active == 0 )
       return;
-   drawn.active = 0;
    put( drawn.descriptor, drawn.goodbye.data(), drawn.goodbyeSize );
    if ( drawn.keysHidden && isForeground( drawn.descriptor ) )
       tcsetattr( drawn.descriptor, TCSANOW, &drawn.before );
+   drawn.active = 0;
 }
 
 } // namespace Maintctl

@@ -34,7 +34,8 @@ class RealDisplay final : public Display {
    void end() override;
    void write( std::string_view bytes ) override;
 
-   /// Leaves the terminal that is drawn on as end() does, if there is one. For signal handlers.
+   /// Leaves the terminal that is drawn on as end() does, if there is one. For signal handlers that no other
+   /// interrupts.
    static void leave();
 
  private:

@@ -1,10 +1,131 @@
 #include "Maintctl/RealDisplay.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <pthread.h>
+#include <string>
+#include <termios.h>
+#include <thread>
+#include <unistd.h>
 
 namespace Maintctl {
 
 namespace {
+
+/// A terminal whose other side is ours.
+class Terminal {
+ public:
+   Terminal() : other_( posix_openpt( O_RDWR | O_NOCTTY ) ) {
+      EXPECT_EQ( grantpt( other_ ), 0 );
+      EXPECT_EQ( unlockpt( other_ ), 0 );
+      descriptor = open( ptsname( other_ ), O_RDWR | O_NOCTTY );
+      EXPECT_GE( descriptor, 0 );
+      termios mode{};
+      tcgetattr( descriptor, &mode );
+      mode.c_oflag &= ~static_cast< tcflag_t >( OPOST ); // bytes come out as they go in
+      tcsetattr( descriptor, TCSANOW, &mode );
+   }
+   ~Terminal() {
+      close( descriptor );
+      close( other_ );
+   }
+   Terminal( const Terminal & ) = delete;
+   Terminal & operator=( const Terminal & ) = delete;
+
+   /// Writes until it takes no more. Gives the number of bytes.
+   std::size_t fill() const {
+      const int flags = fcntl( descriptor, F_GETFL );
+      fcntl( descriptor, F_SETFL, flags | O_NONBLOCK );
+      std::size_t size = 0;
+      for ( ssize_t taken = 0; ( taken = write( descriptor, "x", 1 ) ) > 0; )
+         size += static_cast< std::size_t >( taken );
+      fcntl( descriptor, F_SETFL, flags );
+      return size;
+   }
+   /// So many bytes of what was written, waiting for them.
+   std::string take( std::size_t size ) const {
+      std::string bytes( size, '\0' );
+      std::size_t taken = 0;
+      while ( taken < size ) {
+         const ssize_t got = read( other_, &bytes[taken], size - taken );
+         if ( got <= 0 )
+            break;
+         taken += static_cast< std::size_t >( got );
+      }
+      bytes.resize( taken );
+      return bytes;
+   }
+   /// All that was written and not taken yet.
+   std::string rest() const {
+      fcntl( other_, F_SETFL, fcntl( other_, F_GETFL ) | O_NONBLOCK );
+      return take( 1 << 20 );
+   }
+   bool echoes() const {
+      termios mode{};
+      tcgetattr( descriptor, &mode );
+      return mode.c_lflag & ECHO;
+   }
+
+   int descriptor = -1;
+
+ private:
+   const int other_;
+};
+
+bool isAsleep( pid_t thread ) {
+   std::ifstream file( "/proc/self/task/" + std::to_string( thread ) + "/stat" );
+   std::string number, name, state;
+   file >> number >> name >> state;
+   return state == "S";
+}
+
+/// Ends the display of a terminal that takes nothing at first; meanwhile the signal comes.
+void endInterruptedBy( int signal, const Terminal & terminal ) {
+   RealDisplay display( terminal.descriptor, {} );
+   display.begin( "goodbye" );
+   const std::size_t before = terminal.fill();
+   const pthread_t us = pthread_self();
+   const pid_t ourNumber = gettid();
+   std::thread other( [&] {
+      sigset_t all;
+      sigfillset( &all );
+      pthread_sigmask( SIG_BLOCK, &all, nullptr );
+      while ( !isAsleep( ourNumber ) )
+         sched_yield();
+      pthread_kill( us, signal );
+      terminal.take( before );
+   } );
+   display.end();
+   other.join();
+   // Not reached if the signal came in time.
+   std::exit( 0 );
+}
+
+TEST( RealDisplayDeathTest, givesTheTerminalBackWholeWhenASignalComesMeanwhile ) {
+   for ( const int signal : { SIGTERM, SIGHUP } ) {
+      SCOPED_TRACE( signal );
+      const Terminal terminal;
+      ASSERT_TRUE( terminal.echoes() );
+      EXPECT_EXIT( endInterruptedBy( signal, terminal ), testing::KilledBySignal( signal ), "" );
+      EXPECT_TRUE( terminal.rest().ends_with( "xgoodbye" ) );
+      EXPECT_TRUE( terminal.echoes() );
+   }
+}
+
+TEST( RealDisplay, hidesKeysUntilItsEnd ) {
+   const Terminal terminal;
+   RealDisplay display( terminal.descriptor, {} );
+   display.begin( "goodbye" );
+   EXPECT_FALSE( terminal.echoes() );
+   display.end();
+   EXPECT_TRUE( terminal.echoes() );
+   EXPECT_EQ( terminal.rest(), "goodbye" );
+}
 
 TEST( Abilities, areWhatTheTerminalAndTheOperatorAllow ) {
    const struct {

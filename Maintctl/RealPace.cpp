@@ -27,8 +27,8 @@ extern "C" void noteInterrupt( int signal ) {
 RealPace::RealPace() {
    struct sigaction action {};
    action.sa_handler = noteInterrupt;
+   sigfillset( &action.sa_mask ); // the terminal is left by one handler at a time
    // Waiting must end at once, so nothing is restarted.
-
    sigaction( SIGINT, &action, nullptr );
 }
 

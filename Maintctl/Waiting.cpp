@@ -204,7 +204,6 @@ void Waiting::tell( const std::string & line ) {
 
 std::string Waiting::progressLine( const Api::Unit & unit ) {
    std::string line = unit.name + " " + unit.state;
-
    if ( unit.state == Api::UnitState::normal )
       return line + ", not started yet";
    if ( const Api::Stage * const stage = Api::runningCommand( unit.stages ) )
