@@ -50,13 +50,14 @@ bool Screen::needsDrawing() {
       open_ = false;
    if ( display_.size() != size_ )
       whole_ = true;
-   return ( whole_ || !open_ ) && display_.isOurs();
+   return ( whole_ || !open_ || !pending_.empty() ) && display_.isOurs();
 }
 
 void Screen::draw( const Lines & lines ) {
    needsDrawing();
    if ( !display_.isOurs() )
       return;
+   tellPending();
    std::string bytes = opening();
    if ( whole_ ) {
       bytes += std::string( "\r" ) + clearBelow;
@@ -88,26 +89,35 @@ void Screen::draw( const Lines & lines ) {
 }
 
 void Screen::above( const Line & line ) {
-   if ( !display_.isOurs() )
+   pending_.push_back( line );
+   if ( display_.isOurs() )
+      tellPending();
+}
+
+void Screen::tellPending() {
+   if ( pending_.empty() )
       return;
    // Wrapped by the terminal if it is long: it is no part of the frame.
    std::string bytes = open_ ? std::string( "\r" ) + clearBelow + wrapOn : "";
-   bytes += encoded( line ) + "\r\n" + ( open_ ? wrapOff : "" );
-   const std::vector< std::string > frame = std::exchange( shown_, {} );
-   for ( std::size_t row = 0; row < frame.size(); ++row )
-      bytes += ( row ? "\r\n" : "" ) + frame[row];
-   if ( !frame.empty() )
-      bytes += "\r" + moved( frame.size() - 1, 'A' );
-   shown_ = frame;
+   for ( const Line & line : std::exchange( pending_, {} ) )
+      bytes += encoded( line ) + "\r\n";
+   bytes += open_ ? wrapOff : "";
+   // A frame that is replaced as a whole next is not drawn before.
+   if ( !open_ || whole_ )
+      shown_.clear();
+   for ( std::size_t row = 0; row < shown_.size(); ++row )
+      bytes += ( row ? "\r\n" : "" ) + shown_[row];
+   if ( !shown_.empty() )
+      bytes += "\r" + moved( shown_.size() - 1, 'A' );
    display_.write( bytes );
 }
 
 void Screen::close() {
-   if ( !open_ )
-      return;
-   open_ = false;
-   display_.end();
-   shown_.clear();
+   if ( std::exchange( open_, false ) ) {
+      display_.end();
+      shown_.clear();
+   }
+   tellPending(); // also in the background: whatever is said afterwards is said there too
 }
 
 std::string Screen::opening() {

@@ -31,13 +31,15 @@ class Screen {
    Size room();
    /// Shows the lines, which fit into room(); nothing happens while the terminal is not ours.
    void draw( const Lines & lines );
-   /// A line of text above the frame, where it stays. Not for Place::alone.
+   /// A line of text above the frame, where it stays. While the terminal is not ours it is kept until it is, or until
+   /// close(). Not for Place::alone.
    void above( const Line & line );
    /// Whether the frame has to be drawn again though nothing has changed.
    bool needsDrawing();
    void close();
 
  private:
+   void tellPending();
    std::string opening();
    std::string goodbye() const;
    /// Moves the cursor down from the row, through rows that are there or are to be made.
@@ -50,6 +52,7 @@ class Screen {
    bool whole_ = false; ///< the next frame replaces all that is there
    Size size_;          ///< at the last frame
    std::vector< std::string > shown_;
+   Lines pending_; ///< to be said above
 };
 
 } // namespace Maintctl

@@ -138,6 +138,46 @@ TEST_F( ScreenTest, drawsNothingWhileTheTerminalIsNotOurs ) {
    EXPECT_EQ( display.shown(), "one\n" );
 }
 
+TEST_F( ScreenTest, keepsLinesAboveTheFrameUntilTheTerminalIsOurs ) {
+   Screen screen( display, Place::below );
+   screen.draw( linesOf( { "one", "two" } ) );
+   display.ours = false;
+   display.written.clear();
+   screen.above( Line( "first" ) );
+   screen.above( Line( "second" ) );
+   EXPECT_TRUE( display.written.empty() );
+   EXPECT_FALSE( screen.needsDrawing() );
+   display.ours = true;
+   EXPECT_TRUE( screen.needsDrawing() );
+   screen.draw( linesOf( { "one", "TWO" } ) );
+   EXPECT_FALSE( screen.needsDrawing() );
+   EXPECT_EQ( display.shown(), "first\nsecond\none\nTWO\n" );
+}
+
+TEST_F( ScreenTest, saysKeptLinesAtItsEndIfTheTerminalIsNeverOurs ) {
+   display.ours = false;
+   Screen screen( display, Place::below );
+   screen.draw( linesOf( { "one" } ) );
+   screen.above( Line( "a message" ) );
+   screen.close();
+   EXPECT_EQ( display.shown(), "a message\n" );
+   screen.close();
+   EXPECT_EQ( display.written.size(), 1 );
+}
+
+TEST_F( ScreenTest, saysKeptLinesOnceAfterTheTerminalWasLeftAndResized ) {
+   Screen screen( display, Place::below );
+   screen.draw( linesOf( { "one", "two" } ) );
+   display.end();
+   display.left = true;
+   display.ours = false;
+   screen.above( Line( "a message" ) );
+   display.ours = true;
+   display.resize( 30, 6 );
+   screen.draw( linesOf( { "one", "two" } ) );
+   EXPECT_EQ( display.shown(), "one\ntwo\na message\none\ntwo\n" );
+}
+
 TEST_F( ScreenTest, beginsAnewAfterTheTerminalWasLeft ) {
    Screen screen( display, Place::below );
    screen.draw( linesOf( { "one", "two" } ) );

@@ -52,7 +52,12 @@ std::string stageText( const Api::Unit & unit ) {
    return unit.stage.value_or( "" );
 }
 
-Urgency urgencyOf( const Api::Reason & reason ) {
+/// Nobody watches an interface that has stopped: a unit that is entering waits for it in vain.
+Urgency urgencyOfStopped( const Api::Unit * unit ) {
+   return unit && unit->state == Api::UnitState::entering ? Urgency::stuck : Urgency::done;
+}
+
+Urgency urgencyOf( const Api::Reason & reason, const Api::Unit * unit ) {
    static const std::map< std::string, Urgency > known = {
       { "above-threshold", Urgency::busy },
       { "timing", Urgency::quiet },
@@ -61,8 +66,9 @@ Urgency urgencyOf( const Api::Reason & reason ) {
       { "starved", Urgency::stuck },
       { "drained", Urgency::done },
       { "shut", Urgency::done },
-      { "spike", Urgency::back },
-      { "stopped", Urgency::done } };
+      { "spike", Urgency::back } };
+   if ( reason.code == "stopped" )
+      return urgencyOfStopped( unit );
    const auto found = known.find( reason.code );
    // A newer agent may have more words; whoever reads them shall see them.
    return found == known.end() ? Urgency::busy : found->second;
@@ -70,13 +76,15 @@ Urgency urgencyOf( const Api::Reason & reason ) {
 
 } // namespace
 
-Urgency urgencyOf( const Api::Interface & intf, std::optional< double > threshold ) {
+Urgency urgencyOf( const Api::Interface & intf, std::optional< double > threshold, const Api::Unit * unit ) {
    if ( intf.reason )
-      return urgencyOf( *intf.reason );
+      return urgencyOf( *intf.reason, unit );
    if ( !intf.state || *intf.state == "idle" )
       return Urgency::none;
    if ( intf.spike )
       return Urgency::back;
+   if ( *intf.state == "stopped" )
+      return urgencyOfStopped( unit );
    if ( *intf.state != "enter-maint" )
       return Urgency::done;
    const auto rate = ratesOf( intf ).busiest();
@@ -96,6 +104,7 @@ std::string reasonOf( const Api::Interface & intf, Urgency urgency ) {
    case Urgency::back:
       return "traffic is back";
    case Urgency::stuck:
+      return "stopped";
    case Urgency::busy:
       return "above the threshold";
    case Urgency::quiet:
@@ -202,12 +211,12 @@ std::optional< double > Sight::thresholdOf( const Api::Interface & intf ) const 
    return found == thresholds_.end() ? std::nullopt : found->second;
 }
 
-IntfPicture Sight::pictureOf( const Api::Interface & intf ) const {
+IntfPicture Sight::pictureOf( const Api::Interface & intf, const Api::Unit * unit ) const {
    IntfPicture picture;
    picture.name = intf.name;
    picture.rates = ratesOf( intf );
    picture.thresholdBps = thresholdOf( intf );
-   picture.urgency = urgencyOf( intf, picture.thresholdBps );
+   picture.urgency = urgencyOf( intf, picture.thresholdBps, unit );
    picture.text = reasonOf( intf, picture.urgency );
    if ( intf.reason && picture.urgency < Urgency::done )
       picture.etaSeconds = intf.reason->etaSeconds;
@@ -224,8 +233,8 @@ std::vector< IntfPicture > Sight::picturesOf( const Api::Unit * unit ) const {
    };
    std::vector< IntfPicture > result;
    for ( const Api::Interface & intf : interfaces_ )
-      if ( isMember( intf ) && ( !pressing || urgencyOf( intf, thresholdOf( intf ) ) < Urgency::done ) )
-         result.push_back( pictureOf( intf ) );
+      if ( isMember( intf ) && ( !pressing || urgencyOf( intf, thresholdOf( intf ), unit ) < Urgency::done ) )
+         result.push_back( pictureOf( intf, unit ) );
    std::stable_sort( result.begin(), result.end(), isSlower );
    return result;
 }

@@ -51,7 +51,7 @@ class Sight {
    void learnProfiles( const std::vector< Api::Interface > & interfaces );
    std::vector< IntfPicture > picturesOf( const Api::Unit * unit ) const;
    UnitPicture pictureOf( const Api::Unit & unit ) const;
-   IntfPicture pictureOf( const Api::Interface & intf ) const;
+   IntfPicture pictureOf( const Api::Interface & intf, const Api::Unit * unit ) const;
 
    const Subject subject_;
    Remote & remote_;
@@ -67,7 +67,9 @@ class Sight {
 
 /// How pressing an interface is to whoever waits for it.
 /// \param threshold  that is held against its rates if the agent says nothing better
-Urgency urgencyOf( const Api::Interface & intf, std::optional< double > threshold );
+/// \param unit  that waits for it, where one is looked at
+Urgency
+urgencyOf( const Api::Interface & intf, std::optional< double > threshold, const Api::Unit * unit = nullptr );
 
 /// In the agent's words, or what can be said without them.
 std::string sentenceOf( const Api::Unit & unit );

@@ -123,11 +123,11 @@ TEST_F( SightTest, showsAnAgentThatGivesNoReasons ) {
    EXPECT_EQ(
       texts, ( std::vector< std::pair< std::string, std::string > >{
                 { "et4", "traffic is back" },
+                { "et5", "stopped" },
                 { "et1", "above the threshold" },
                 { "et7", "above the threshold" },
                 { "et2", "below the threshold" },
                 { "et3", "drained, shut" },
-                { "et5", "stopped" },
                 { "et6", "not monitored" } } ) );
    EXPECT_EQ( picture.units[0].interfaces[1].thresholdBps, 100e3 ); // of its profile
 }
@@ -137,6 +137,17 @@ TEST_F( SightTest, showsAReasonThatItDoesNotKnow ) {
    const auto seenInterfaces = seen( { What::unit, "a", true } ).units[0].interfaces;
    ASSERT_EQ( seenInterfaces.size(), 1 );
    EXPECT_EQ( seenInterfaces[0].text, "because of enchanted" );
+}
+
+TEST_F( SightTest, showsThatAUnitThatIsEnteringWaitsForAnInterfaceThatHasStopped ) {
+   interfaces(
+      { R"({"name":"et1","units":["a"],"state":"stopped","reason":{"code":"stopped","text":"stopped"}})" } );
+   const UnitPicture waiting = seen( { What::unit, "a", true } ).units[0];
+   EXPECT_EQ( waiting.urgency, Urgency::stuck );
+   EXPECT_EQ( namesOf( waiting.interfaces ), Names{ "et1" } );
+   client.replaces( "GET /api/v1/units/a", R"({"name":"a","state":"maintenance"})" );
+   EXPECT_EQ( seen( { What::unit, "a" } ).units[0].urgency, Urgency::done );
+   EXPECT_EQ( seen( { What::interfaces, "" } ).interfaces[0].urgency, Urgency::done );
 }
 
 TEST_F( SightTest, asksForNoInterfacesWhereNoneIsShown ) {
