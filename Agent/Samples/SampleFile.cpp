@@ -158,6 +158,54 @@ void SampleFile::add( Vel::U64 step, const Sample & sample ) {
    waiting_.push_back( { step, sample } );
 }
 
+bool SampleFile::keep() {
+   const auto isPresent = [this]( const Waiting & waiting ) {
+      return fineRing.blockOf( waiting.step ) == fine_.block.number;
+   };
+   if ( !fine_.loaded || minute_.dirty || !std::all_of( waiting_.begin(), waiting_.end(), isPresent ) )
+      return false;
+   for ( const Waiting & waiting : std::exchange( waiting_, {} ) ) {
+      fine_.block.samples[waiting.step % fineRing.samplesPerBlock] = waiting.sample;
+      fine_.dirty = true;
+   }
+   return true;
+}
+
+/// The one of the last sample.
+SampleBlock SampleFile::lastMinute() const {
+   SampleBlock minute;
+   minute.number = fineRing.blockOf( lastStep_ );
+   if ( fine_.loaded && fine_.block.number == minute.number )
+      minute = fine_.block;
+   for ( const Waiting & waiting : waiting_ )
+      if ( fineRing.blockOf( waiting.step ) == minute.number )
+         minute.samples[waiting.step % fineRing.samplesPerBlock] = waiting.sample;
+   return minute;
+}
+
+std::vector< SampleBlock > SampleFile::present() const {
+   std::vector< SampleBlock > minutes;
+   if ( fine_.dirty && fine_.block.number != fineRing.blockOf( lastStep_ ) )
+      minutes.push_back( fine_.block );
+   if ( fine_.dirty || !waiting_.empty() )
+      minutes.push_back( lastMinute() );
+   for ( SampleBlock & minute : minutes )
+      layout_.seal( minute );
+   return minutes;
+}
+
+std::string SampleFile::presentIs( int folder, const SampleBlock & minute ) {
+   if ( !layout_.valid( fineRing, minute.number % fineRing.blocks, minute ) )
+      return "";
+   // What was kept long ago must not replace what has been written since.
+   if ( !Open( folder, *this, O_RDONLY ).blocks( fineRing, minute.number + 2 ).empty() )
+      return "";
+   for ( unsigned i = 0; i < fineRing.samplesPerBlock; ++i )
+      if ( minute.samples[i].known() )
+         add( Vel::U64( minute.number ) * fineRing.samplesPerBlock + i, minute.samples[i] );
+   return write( folder );
+}
+
 std::string SampleFile::write( int folder ) {
    if ( !waits() )
       return "";
@@ -279,14 +327,7 @@ void SampleFile::read( int folder, const SampleRing & ring, Vel::U64 first, std:
             out[waiting.step - first] = waiting.sample;
       return;
    }
-   // The minute that is going on.
-   SampleBlock present;
-   present.number = fineRing.blockOf( lastStep_ );
-   if ( fine_.loaded && fine_.block.number == present.number )
-      present = fine_.block;
-   for ( const Waiting & waiting : waiting_ )
-      if ( fineRing.blockOf( waiting.step ) == present.number )
-         present.samples[waiting.step % fineRing.samplesPerBlock] = waiting.sample;
+   const SampleBlock present = lastMinute();
    SampleBlock mean;
    mean.number = minuteRing.blockOf( present.number );
    mean.samples[present.number % minuteRing.samplesPerBlock] = present.mean();

@@ -39,6 +39,15 @@ class SampleFile {
    /// The last that was added; 0: none.
    Vel::U64 lastStep() const { return lastStep_; }
 
+   /// Takes in what waits, if the minute is that of the block in memory: nothing need be written for it
+   /// but present().
+   bool keep();
+   /// The minutes of which the file does not hold all, at most two, as they would be written: for whoever keeps those of
+   /// all files in one place meanwhile.
+   std::vector< SampleBlock > present() const;
+   /// Puts a minute that an earlier process has kept in that way where it belongs.
+   std::string presentIs( int folder, const SampleBlock & minute );
+
    /// Writes what waits. Gives what went wrong, for the operator; what was not written waits for the next time.
    std::string write( int folder );
    /// Writes the minute that is going on, for there will be no more samples for now.
@@ -68,6 +77,7 @@ class SampleFile {
    void putMinute( Open & file, const SampleBlock & minute );
    bool turnTo( Open & file, const SampleRing & ring, Cursor & cursor, Vel::U32 number );
    void flush( Open & file, const SampleRing & ring, Cursor & cursor );
+   SampleBlock lastMinute() const;
 
    std::string interface_;
    std::string fileName_;

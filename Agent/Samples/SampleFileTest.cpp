@@ -117,6 +117,37 @@ TEST_F( SampleFileStory, saysBehindWhatItHoldsNothing ) {
    EXPECT_LE( *newest, first + 30 + 180 );
 }
 
+TEST_F( SampleFileStory, aMinuteThatIsKeptElsewhereIsPutWhereItBelongs ) {
+   fill( first, 14 );
+   SampleFile file( "et1" );
+   EXPECT_FALSE( file.keep() ) << "the file has not been looked at";
+   file.add( first + 14, sampleOf( first + 14 ) );
+   ASSERT_EQ( "", file.write( folder.descriptor() ) );
+   file.add( first + 15, sampleOf( first + 15 ) );
+   ASSERT_TRUE( file.keep() );
+   EXPECT_EQ( "0 1 2 3", known( file, fineRing, first + 12, 12 ) );
+   EXPECT_EQ( "0 1 2", known( SampleFile( "et1" ), fineRing, first + 12, 12 ) );
+   ASSERT_EQ( 1u, file.present().size() );
+   Agent::SampleBlock minute = file.present()[0];
+   ASSERT_EQ( "", SampleFile( "et1" ).presentIs( folder.descriptor(), minute ) );
+   EXPECT_EQ( 16u, count( SampleFile( "et1" ), fineRing, first, 30 ) );
+   file.add( first + 24, sampleOf( first + 24 ) );
+   EXPECT_FALSE( file.keep() ) << "it is another minute";
+   ASSERT_EQ( 2u, file.present().size() );
+   for ( const Agent::SampleBlock & each : file.present() )
+      ASSERT_EQ( "", SampleFile( "et1" ).presentIs( folder.descriptor(), each ) );
+   EXPECT_EQ( 17u, count( SampleFile( "et1" ), fineRing, first, 30 ) );
+   EXPECT_EQ( "0 1", known( SampleFile( "et1" ), minuteRing, first / 12, 3, true ) );
+   // One that is spoilt, another interface's, or of long ago is none.
+   fill( first + 2000, 12 );
+   ASSERT_EQ( "", SampleFile( "et1" ).presentIs( folder.descriptor(), minute ) );
+   EXPECT_EQ( 12u, count( SampleFile( "et1" ), fineRing, first + 2000, 12 ) );
+   ASSERT_EQ( "", SampleFile( "et2" ).presentIs( folder.descriptor(), minute ) );
+   minute.samples[0].in += 1;
+   ASSERT_EQ( "", SampleFile( "et2" ).presentIs( folder.descriptor(), minute ) );
+   EXPECT_FALSE( folder.has( "et2.samples" ) );
+}
+
 // ---- damage
 
 TEST_F( SampleFileStory, aFileThatIsCutOffAnywhereKeepsWhatIsLeftAndIsMended ) {

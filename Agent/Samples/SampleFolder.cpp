@@ -17,7 +17,7 @@
 namespace Agent {
 
 namespace {
-constexpr std::size_t longestContent = 4096;
+constexpr off_t longestContent = 64 << 20;
 }
 
 SampleFolder::~SampleFolder() {
@@ -67,7 +67,10 @@ std::optional< std::string > SampleFolder::content( const std::string & name ) c
    const int file = openat( descriptor_, name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK );
    if ( file < 0 )
       return std::nullopt;
-   std::string text( longestContent, '\0' );
+   struct stat status {};
+   const bool known = fstat( file, &status ) == 0 && S_ISREG( status.st_mode );
+   std::string text(
+      static_cast< std::size_t >( known ? std::min( status.st_size, longestContent ) : 0 ), '\0' );
    const auto got = read( file, text.data(), text.size() );
    close( file );
    if ( got < 0 )

@@ -27,7 +27,7 @@ class SampleFolder {
    double changed( const std::string & name ) const;
    void fileDel( const std::string & name );
 
-   /// The whole of a small file; nothing if it cannot be read.
+   /// The whole of a file, up to 64 MB of it; nothing if it cannot be read.
    std::optional< std::string > content( const std::string & name ) const;
    /// Replaces a file by one with this content; never leaves half of one. Empty: done.
    std::string contentIs( const std::string & name, const std::string & text );

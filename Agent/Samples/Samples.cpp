@@ -52,6 +52,7 @@ void Samples::begin() {
       return failed( problem );
    const auto note = folder_.content( noteName );
    noted_ = note ? SampleTime::parse( *note ) : std::nullopt;
+   takePresent();
    double newest = 0;
    if ( !noted_ )
       for ( const std::string & interface : folder_.interfaces() )
@@ -84,6 +85,7 @@ void Samples::handleTick() {
       take();
    }
    if ( folder_.descriptor() >= 0 ) {
+      keepPresent();
       note();
       if ( lastStep_ >= nextCheck_ )
          findOld();
@@ -105,8 +107,8 @@ void Samples::take() {
    // Who has waited since the tick before comes first.
    const auto next = toWrite_.empty() ? files_.begin() : files_.lower_bound( toWrite_.front() );
    toWrite_.clear();
-   const auto queue = [this]( const auto & file ) {
-      if ( file.second.waits() || isOver( file.second ) )
+   const auto queue = [this]( auto & file ) {
+      if ( !file.second.keep() || isOver( file.second ) )
          toWrite_.push_back( file.first );
    };
    std::for_each( next, files_.end(), queue );
@@ -115,6 +117,43 @@ void Samples::take() {
 
 /// Whether it has had no sample for so long that its minute is over.
 bool Samples::isOver( const SampleFile & file ) const { return file.lastStep() + stepsPerMinute < lastStep_; }
+
+namespace {
+/// An interface and its minute, as they stand one behind the other in one file.
+struct PresentMinute {
+   char name[32] = {};
+   SampleBlock minute;
+};
+static_assert( sizeof( PresentMinute ) == 32 + sizeof( SampleBlock ) && Wire::IntfId::maxName < 32 );
+} // namespace
+
+/// The minute of all interfaces in one write, so that each has a file to be opened and written only once a minute.
+void Samples::keepPresent() {
+   std::string text;
+   text.reserve( files_.size() * sizeof( PresentMinute ) );
+   for ( const auto & [interface, file] : files_ )
+      for ( const SampleBlock & minute : file.present() ) {
+         PresentMinute present{ {}, minute };
+         std::memcpy( present.name, interface.data(), std::min( interface.size(), sizeof present.name - 1 ) );
+         text.append( reinterpret_cast< const char * >( &present ), sizeof present );
+      }
+   if ( const std::string problem = folder_.contentIs( presentName, text ); !problem.empty() )
+      failed( problem );
+}
+
+/// What an earlier agent has kept so.
+void Samples::takePresent() {
+   const std::string text = folder_.content( presentName ).value_or( "" );
+   PresentMinute present;
+   for ( std::size_t at = 0; at + sizeof present <= text.size(); at += sizeof present ) {
+      std::memcpy( &present, text.data() + at, sizeof present );
+      present.name[sizeof present.name - 1] = '\0';
+      const std::string problem =
+         SampleFile( present.name ).presentIs( folder_.descriptor(), present.minute );
+      if ( !problem.empty() )
+         failed( folder_.path() + "/" + problem );
+   }
+}
 
 /// Once a minute, and when wall time has been set.
 void Samples::note() {

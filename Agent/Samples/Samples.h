@@ -15,8 +15,9 @@
 /// for each: 5 s for an hour, minutes for a week.
 /// Owner: the agent. It watches: what goes wrong with its files is shown, and everything else goes on.
 ///
-/// A tick reads the counters as its turn has them and writes the first files; the rest is written in turns of its own, a
-/// few at a time, so that nobody waits for thousands of files. Nothing is synced.
+/// A tick reads the counters as its turn has them and writes the minute that is going on, of all interfaces, into one
+/// file. The files of those whose minute is full are written a few at a time, the first in that turn and the rest in
+/// turns of their own, so that nobody waits for thousands of files. Nothing is synced.
 ///
 /// Invariants:
 /// 1. Ticks are multiples of 5 s of the agent's clock. A turn that comes late is the tick that it is nearest to; those
@@ -32,6 +33,8 @@ class Samples final : public SampleSource {
    static constexpr double longestWrite = 0.002;
    /// The file in the folder that says what the times of the samples mean.
    static constexpr char noteName[] = "time";
+   /// The one with the minute that is going on, of all interfaces.
+   static constexpr char presentName[] = "present";
 
    /// What only the agent knows. All given.
    struct Hooks {
@@ -72,6 +75,8 @@ class Samples final : public SampleSource {
    void begin();
    void take();
    void note();
+   void keepPresent();
+   void takePresent();
    void workSoon();
    void work();
    void write( const std::string & interface );
