@@ -16,7 +16,7 @@ constexpr double leastErrors = 3, leastChange = 0.05;
 /// Rates below a tenth of the threshold count as that: how deep a silence was says nothing of the way there.
 const float depth = std::log( 10.0F );
 /// It oscillates with four crossings, and does not stop before there are fewer than three, within a minute or, with long
-/// load intervals, within so many of them.
+/// load intervals, within so many of them; but as soon as it is calm.
 constexpr double oscillationIntervals = 4;
 constexpr double never = -std::numeric_limits< double >::infinity();
 
@@ -77,6 +77,9 @@ void Classifier::sample( double time, double in, double out, double threshold ) 
       std::move( crossings_.begin() + 1, crossings_.end(), crossings_.begin() );
       crossings_.back() = time;
    }
+   // What was before a gap says nothing of how the rate develops.
+   if ( samples_ > 0 && time - lastSample_ > starvedAfter )
+      samples_ = aboveRun_ = 0;
    aboveRun_ = isBelow( threshold ) ? 0 : aboveRun_ + 1;
    if ( samples_ == window ) {
       std::move( times_.begin() + 1, times_.end(), times_.begin() );
@@ -103,23 +106,31 @@ const Classifier::Conclusion & Classifier::conclude( double now, const Inputs & 
    else if ( inputs.shut )
       reasonIs( Reason::shut, now );
    else if ( inputs.state == Maintenance::monIntfStateUnderMaint )
-      inputs.spike ? reasonIs( Reason::spike, now ) : reasonIs( Reason::drained, stateSince );
+      inputs.spike ? spikes( now, inputs ) : reasonIs( Reason::drained, stateSince );
    else if ( now >= starvedAt() )
       reasonIs( Reason::starved, now );
-   else if ( samples_ > 0 || !isConcluded( conclusion_.reason ) ) {
+   else if (
+      samples_ > 0 || !( isConcluded( conclusion_.reason ) || conclusion_.reason == Reason::starved ) ) {
       const Course course = this->course( inputs );
       const Reason reason = concluded( now, inputs, course.trend );
-      if ( !isConcluded( conclusion_.reason ) || !sameProfile )
-         reasonIs( reason, now );
-      else if ( reason != conclusion_.reason && now - lastChange_ >= leastTime ) {
+      const bool atOnce = !isConcluded( conclusion_.reason ) || !sameProfile;
+      if ( reason != conclusion_.reason && ( atOnce || now - lastChange_ >= leastTime ) ) {
          reasonIs( reason, now );
          lastChange_ = now;
       }
       conclusion_.trend = course.trend;
-      if ( conclusion_.reason == Reason::aboveThreshold || conclusion_.reason == Reason::timing )
+      // Of what is so now, whatever is still said of it.
+      if ( reason == Reason::aboveThreshold || reason == Reason::timing )
          conclusion_.eta = etaOf( inputs, course );
    }
    return conclusion_;
+}
+
+/// Each time that the traffic comes back is a new one.
+void Classifier::spikes( double now, const Inputs & inputs ) {
+   reasonIs( Reason::spike, now );
+   if ( !isBelow( inputs.threshold ) )
+      conclusion_.since = std::max( conclusion_.since, crossings_.back() );
 }
 
 void Classifier::reasonIs( Reason reason, double since ) {
@@ -144,7 +155,20 @@ Reason Classifier::concluded( double now, const Inputs & inputs, Trend trend ) c
 
 bool Classifier::isOscillating( double now, const Inputs & inputs ) const {
    const double horizon = std::max( window * samplePeriod, oscillationIntervals * inputs.loadInterval );
-   return now - crossings_[conclusion_.reason == Reason::oscillating ? 1 : 0] < horizon;
+   return now - crossings_[conclusion_.reason == Reason::oscillating ? 1 : 0] < horizon && !isCalm( inputs );
+}
+
+/// Whether it has been quiet for longer than it was before it rose again, and either than it has stayed on any side or
+/// for half of what it takes.
+bool Classifier::isCalm( const Inputs & inputs ) const {
+   if ( !isBelow( inputs.threshold ) )
+      return false;
+   const double quiet = samplePeriod * inputs.quietSamples;
+   const double before = crossings_[2] - crossings_[1];
+   const double longest =
+      std::max( { crossings_[1] - crossings_[0], before, crossings_[3] - crossings_[2] } );
+   // After a restart nobody knows how long it stayed, until it crosses.
+   return quiet > before && ( ( longest > 0 && quiet > longest ) || 2 * quiet >= inputs.loadInterval );
 }
 
 /// Of the directions that are not below the threshold.

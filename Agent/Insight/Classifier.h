@@ -14,7 +14,8 @@
 /// ago.
 ///
 /// What the record says (its state, a shutdown, traffic that came back), another profile and missing counters show at
-/// once. What is only concluded from rates changes once a minute at most: nobody wants to be told of noise.
+/// once. What is only concluded from rates changes once a minute at most: nobody wants to be told of noise. Trend and
+/// expected end are those of now, also while an older reason is held.
 namespace Agent {
 
 /// Whether it is concluded from the rates, and holds until there are no fresh ones; others are facts.
@@ -78,13 +79,15 @@ class Classifier {
    bool isBelow( double threshold ) const { return lastIn_ < threshold && lastOut_ < threshold; }
    Reason concluded( double now, const Inputs & inputs, Trend trend ) const;
    bool isOscillating( double now, const Inputs & inputs ) const;
+   bool isCalm( const Inputs & inputs ) const;
    Course course( const Inputs & inputs ) const;
    Course courseOf( const Values & values ) const;
    double etaOf( const Inputs & inputs, const Course & course ) const;
+   void spikes( double now, const Inputs & inputs );
    void reasonIs( Reason reason, double since );
 
    Conclusion conclusion_;
-   double lastChange_; ///< when a conclusion from rates changed last
+   double lastChange_; ///< when a conclusion from rates was last changed or begun
    double lastHeard_;  ///< of the counters
    double lastSample_ = 0;
    double lastIn_ = 0, lastOut_ = 0;

@@ -3,6 +3,7 @@
 #include "Agent/Insight/Classifier.h"
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <random>
 
@@ -59,5 +60,32 @@ struct Series {
    Classifier::Inputs inputs;
    double time = begin;
 };
+
+/// Rates that a counter shows of this, each by up to so much off.
+inline Series::Rates noisy( Series::Rates rates, double noise, unsigned seed ) {
+   return [=]( double seconds ) {
+      std::mt19937 random( seed + static_cast< unsigned >( seconds ) * 7919 );
+      std::uniform_real_distribution< double > off( 1 - noise, 1 + noise );
+      const auto [in, out] = rates( seconds );
+      const double inOff = off( random );
+      return std::pair( in * inOff, out * off( random ) );
+   };
+}
+
+inline Series::Rates decay( double start, double halfLife ) {
+   return [=]( double seconds ) {
+      const double rate = start * std::exp2( -seconds / halfLife );
+      return std::pair( rate, rate / 3 );
+   };
+}
+
+/// Above a threshold of 1e5 and below it in turn.
+inline std::pair< double, double > fast( double seconds ) {
+   return { std::fmod( seconds, 10 ) < 5 ? 1e6 : 1e4, 0.0 };
+}
+
+inline Series::Rates constant( double rate ) {
+   return [=]( double ) { return std::pair( rate / 7, rate ); };
+}
 
 } // namespace Agent
