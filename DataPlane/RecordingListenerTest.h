@@ -22,6 +22,8 @@ class RecordingListener final : public Listener {
    std::set< VlanMember > vlanMembers;
    std::map< RequestId, LinkSetResult > results;
    Health health;
+   bool rereading = false;             ///< what is told comes of links that are read anew
+   std::vector< Vel::String > changed; ///< of the story, links that have changed by themselves
    /// Called with each result.
    std::function< void( RequestId ) > onDone;
    /// Promises that were broken; stays empty.
@@ -59,6 +61,8 @@ class RecordingListener final : public Listener {
       require( link.adminUp || !link.operUp, "up while it is set down: " + name );
       links.insert_or_assign( name, link );
       story.push_back( name + ( link.operUp ? " up" : link.adminUp ? " down" : " admin-down" ) );
+      if ( !rereading )
+         changed.push_back( name );
    }
    void linkDel( const Wire::IntfId & intf ) override {
       const Vel::String name( intf.name() );
@@ -101,6 +105,10 @@ class RecordingListener final : public Listener {
       story.push_back( Vel::text( id, result.link.ok() ? " done" : " failed" ) );
       if ( onDone )
          onDone( id );
+   }
+   void rereadIs( bool goesOn ) override {
+      require( goesOn != rereading, "links are read anew within itself, or end without a beginning" );
+      rereading = goesOn;
    }
    void resynchronised() override { story.push_back( "resynchronised" ); }
    void healthIs( const Health & now ) override {

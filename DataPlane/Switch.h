@@ -87,6 +87,9 @@ class Listener : public LinkListener {
    virtual void vlanMemberDel( Vel::U16 vlanId, const Wire::IntfId & member ) = 0;
    /// A request has ended. Facts that follow from it and were known by then have been told before.
    virtual void linkSetDone( RequestId id, const LinkSetResult & result ) = 0;
+   /// True: what is told until it is false again are the differences from all links, as they have been read anew. A link
+   /// may have changed more often meanwhile than is told. Otherwise all that changes is told, one by one.
+   virtual void rereadIs( bool goesOn ) = 0;
    /// Facts had been lost; by now all differences have been told.
    virtual void resynchronised() = 0;
    virtual void healthIs( const Health & health ) = 0;

@@ -29,13 +29,25 @@ class BridgeStory : public DriftStory {
       fake->links[br0].carrierChanges = carrierChanges;
       fake->links[vlan10].adminUp = fake->links[vlan10].operUp = vlanUp;
    }
-   /// All links are read again in one turn.
+   /// All links are read again in one turn, for news of them were lost.
    void tell() {
       clock->post( [this] {
-         for ( const Wire::IntfId & intf : { br0, vlan10 } )
-            fake->listener->linkIs( fake->links[intf] );
+         fake->listener->rereadIs( true );
+         tellBoth();
+         fake->listener->rereadIs( false );
+         fake->listener->resynchronised();
       } );
       clock->runUntilIdle();
+      std::erase_if( notes, []( const Vel::String & line ) { return line.find( "switch: " ) == 0; } );
+   }
+   /// They are told as they change, in one turn.
+   void change() {
+      clock->post( [this] { tellBoth(); } );
+      clock->runUntilIdle();
+   }
+   void tellBoth() {
+      for ( const Wire::IntfId & intf : { br0, vlan10 } )
+         fake->listener->linkIs( fake->links[intf] );
    }
    void isShutAgain() {
       EXPECT_EQ(
@@ -166,6 +178,37 @@ TEST_F( BridgeStory, heldVlanInterfaceThatSomebodyRaisesAfterPortsOfItsBridgeCam
    tell();
    become( 6, true );
    tell();
+   isLeftUp();
+}
+
+TEST_F( BridgeStory, heldVlanInterfaceThatSomebodyRaisesJustAfterAPortOfItsBridgeCameIsLeftUp ) {
+   become( 4, true );
+   change();
+   vlanHeld();
+   become( 5, true );
+   change();
+   isLeftUp();
+}
+
+TEST_F( BridgeStory, newsAreWholeAgainAfterTheyWereLost ) {
+   become( 4, true );
+   tell();
+   vlanHeld();
+   become( 4, false );
+   tell();
+   become( 5, true );
+   change();
+   isLeftUp();
+}
+
+TEST_F( BridgeStory, newsAreWholeOnceTheAgentHasStarted ) {
+   become( 4, true );
+   change();
+   vlanHeld();
+   become( 4, false );
+   restart();
+   become( 5, true );
+   change();
    isLeftUp();
 }
 

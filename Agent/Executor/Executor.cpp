@@ -63,6 +63,7 @@ void Executor::findDrift() {
       return known != known_.end() && !known->second.link.adminUp &&
              known->second.link.ifIndex == lowered.ifIndex() && lowered.bootId() == switch_->bootId();
    } );
+   changesMayBeMissed_ = true;
    for ( auto & [intf, known] : known_ ) {
       const LinkJournalEntry * const entry = model_.journal->entry( intf );
       if ( entry && entry->acknowledged() && known.link.adminUp )
@@ -70,6 +71,7 @@ void Executor::findDrift() {
       else if ( !entry && !known.link.adminUp && hooks_.isMonitored( intf ) && !follows( known, nullptr ) )
          drifts_.foundDown( known.link, switch_->bootId() );
    }
+   changesMayBeMissed_ = false;
 }
 
 // ---- what the switch tells

@@ -137,6 +137,7 @@ class Executor final : private DataPlane::Listener {
    void vlanMemberIs( Vel::U16 vlanId, const Wire::IntfId & member ) override;
    void vlanMemberDel( Vel::U16 vlanId, const Wire::IntfId & member ) override;
    void linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetResult & result ) override;
+   void rereadIs( bool goesOn ) override { changesMayBeMissed_ = goesOn; }
    void resynchronised() override;
    void healthIs( const DataPlane::Health & health ) override { health_ = health; }
 
@@ -171,7 +172,8 @@ class Executor final : private DataPlane::Listener {
    Drifts drifts_;
    Vel::U32 overruns_ = 0;
    std::map< Wire::IntfId, Known > known_;
-   bool bridgesToNote_ = false; ///< something was told of a bridge or a VLAN interface
+   bool bridgesToNote_ = false;      ///< something was told of a bridge or a VLAN interface
+   bool changesMayBeMissed_ = false; ///< links are told as they are by now, not each time that they change
    std::map< DataPlane::RequestId, Wire::IntfId > requests_;
    DataPlane::RequestId lastRequest_ = 0;
    std::set< Wire::IntfId > toRun_;

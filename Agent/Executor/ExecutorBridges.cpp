@@ -7,7 +7,8 @@ namespace Agent {
 
 /// Whether a VLAN interface has gone down or come up with its bridge, and nobody has set it. Sets it down again, once,
 /// if we hold it. A bridge that was set down and up while there was no agent, or while news were lost, is known by its
-/// carrier: it has changed since the interface was last known to be down.
+/// carrier: it has changed since the interface was last known to be down. In news that are whole the bridge's own flag
+/// would have been told before, and its carrier says nothing: a port of it may have come or gone.
 bool Executor::follows( Known & known, LinkJournalEntry * entry ) {
    const DataPlane::Link & link = known.link;
    if ( link.intf.kind() != Wire::IntfId::Kind::vlan )
@@ -22,8 +23,8 @@ bool Executor::follows( Known & known, LinkJournalEntry * entry ) {
       return false;
    const double setUp = bridge->second.setUpTime;
    const bool seen = setUp != 0 && setUp + followTime >= now() && known.followedTime != setUp;
-   const bool missed =
-      entry->bridgeChanges() != 0 && entry->bridgeChanges() != bridge->second.link.carrierChanges;
+   const bool missed = changesMayBeMissed_ && entry->bridgeChanges() != 0 &&
+                       entry->bridgeChanges() != bridge->second.link.carrierChanges;
    if ( !seen && !missed )
       return false;
    if ( seen )

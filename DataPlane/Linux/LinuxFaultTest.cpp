@@ -54,6 +54,19 @@ TEST_F( LinuxFault, lostEventsAreMadeUpFor ) {
    EXPECT_EQ( "-et1, et3 up, resynchronised", toldInTurn() );
 }
 
+TEST_F( LinuxFault, whatIsMadeUpForIsToldAsReadAnew ) {
+   started();
+   EXPECT_EQ( std::vector< Vel::String >(), listener.changed );
+   kernel->links[3] = { .ifIndex = 3, .name = "et3" };
+   kernel->events->push( Channel::Got::lost );
+   toldInTurn();
+   EXPECT_TRUE( listener.up( "et3" ) );
+   EXPECT_EQ( std::vector< Vel::String >(), listener.changed );
+   kernel->add( { .ifIndex = 4, .name = "et4" } );
+   toldInTurn();
+   EXPECT_EQ( std::vector< Vel::String >{ "et4" }, listener.changed );
+}
+
 TEST_F( LinuxFault, eventsThatAreLeftFromBeforeALossAreNotTaken ) {
    started();
    kernel->events->push( Channel::Got::lost );

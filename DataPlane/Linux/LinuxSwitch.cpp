@@ -170,8 +170,10 @@ Outcome LinuxSwitch::dumpLinks() {
    outcome = dumpVlans();
    if ( !outcome.ok() )
       return outcome;
+   listener_->rereadIs( true );
    links_.dumpIs( links );
    membership_.settle();
+   listener_->rereadIs( false );
    return {};
 }
 

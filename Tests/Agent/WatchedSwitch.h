@@ -95,6 +95,7 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
    void linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetResult & result ) override {
       listener_->linkSetDone( id, result );
    }
+   void rereadIs( bool goesOn ) override { listener_->rereadIs( goesOn ); }
    void resynchronised() override { listener_->resynchronised(); }
    void healthIs( const DataPlane::Health & health ) override { listener_->healthIs( health ); }
 
