@@ -6,6 +6,7 @@
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/timerfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,8 +27,10 @@ constexpr std::size_t mostLeft = 1024 * 1024;
 constexpr int firstFree = 10;
 constexpr int keptDescriptor = 3;
 constexpr int cannotRunStatus = 127;
-/// Turns in which a child that has ended is asked how, while whoever traces it has not let go of it.
-constexpr unsigned mostLooks = 1'000;
+/// From one look to the next at a child that has ended and cannot be collected yet. Each look goes through all processes.
+constexpr long lookNanoseconds = 50'000'000;
+/// For 5 seconds a child that has ended is asked how, while whoever traces it has not let go of it.
+constexpr unsigned mostLooks = 100;
 
 class Pipe {
  public:
@@ -180,14 +183,17 @@ struct RealChildren::Child {
 };
 
 RealChildren::RealChildren( Vel::Ptr< Cog::EventLoop > loop )
-   : loop_( std::move( loop ) ), self_( std::make_shared< RealChildren * >( this ) ) {
+   : loop_( std::move( loop ) ), lookTimer_( timerfd_create( CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK ) ) {
+   // Refused, with the reason, if there is none.
+   loop_->descriptorIs( lookTimer_, Cog::EventLoop::readable, [this]( Vel::U32 ) { handleLook(); } );
    ::signal( SIGPIPE, SIG_IGN );
    // Whoever has started the agent may have left it ignored, and then nobody is told how a child has ended.
    ::signal( SIGCHLD, SIG_DFL );
 }
 
 RealChildren::~RealChildren() {
-   *self_ = nullptr;
+   loop_->descriptorDel( lookTimer_ );
+   close( lookTimer_ );
    for ( auto & [id, child] : children_ )
       drop( *child );
    droppedCollect();
@@ -358,10 +364,20 @@ void RealChildren::handleOthers( Id id ) {
 }
 
 void RealChildren::lookAgain( Id id ) {
-   loop_->post( [self = self_, id] {
-      if ( *self )
-         ( *self )->handleOthers( id );
-   } );
+   if ( looking_.empty() ) {
+      itimerspec when{};
+      when.it_value.tv_nsec = lookNanoseconds;
+      timerfd_settime( lookTimer_, 0, &when, nullptr );
+   }
+   looking_.insert( id );
+}
+
+void RealChildren::handleLook() {
+   Vel::U64 expirations;
+   if ( read( lookTimer_, &expirations, sizeof expirations ) < 0 )
+      return;
+   for ( const Id id : std::exchange( looking_, {} ) )
+      handleOthers( id );
 }
 
 bool RealChildren::collect( Child & child, Ending & ending ) {

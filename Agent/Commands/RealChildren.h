@@ -5,6 +5,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <sys/types.h>
 #include <vector>
 
@@ -15,6 +16,7 @@ namespace Agent {
 
 class RealChildren final : public Children {
  public:
+   /// Throws InternalException with the system's reason when it has no descriptor left.
    explicit RealChildren( Vel::Ptr< Cog::EventLoop > loop );
    ~RealChildren() override;
    RealChildren( const RealChildren & ) = delete;
@@ -37,7 +39,9 @@ class RealChildren final : public Children {
    void handleInput( Id id );
    void handleEnd( Id id );
    void handleOthers( Id id );
+   /// At one that nobody tells of, a little later. Takes no descriptor, for there may be none left.
    void lookAgain( Id id );
+   void handleLook();
    /// False: it has ended and cannot be collected yet.
    bool collect( Child & child, Ending & ending );
    void droppedCollect();
@@ -48,8 +52,11 @@ class RealChildren final : public Children {
 
    Vel::Ptr< Cog::EventLoop > loop_;
    Made children_;
-   std::vector< pid_t > dropped_;           ///< ended by force, and not collected
-   std::shared_ptr< RealChildren * > self_; ///< shared with posted tasks, which may outlive this object
+   std::vector< pid_t > dropped_; ///< ended by force, and not collected
+   /// Goes off when those in `looking_` are to be looked at. In the kernel's time: the agent's may be virtual, and
+   /// processes are not.
+   int lookTimer_;
+   std::set< Id > looking_;
 };
 
 } // namespace Agent

@@ -436,6 +436,9 @@ TEST_F( TracedChild, hasEndedWhenItIsLetGoAndThenAsItDid ) {
    trace( static_cast< pid_t >( process.pid ) );
    children->kept( id );
    untilLooking( [&] { return isEnded( process ); } );
+   // However fast the loop turns meanwhile.
+   const double since = loop->currentTime();
+   untilLooking( [&] { return ended || loop->currentTime() > since + 1; } );
    EXPECT_FALSE( ended );
    letGo();
    untilEnded();
@@ -447,9 +450,13 @@ TEST_F( TracedChild, isGivenUpInTheEndAndNobodyKnowsHowItHasEnded ) {
    const ProcessId process = begin( "echo on; read x <&3; exit 0" );
    until( [this] { return out == "on\n"; } );
    trace( static_cast< pid_t >( process.pid ) );
+   const double since = loop->currentTime();
+   const auto turns = loop->turns();
    children->kept( id );
    untilEnded();
    EXPECT_FALSE( ending.known );
+   EXPECT_GE( loop->currentTime() - since, 4 );
+   EXPECT_LT( loop->turns() - turns, 200u ) << "it was looked at all the time";
    // It is collected when the next one is made.
    letGo();
    begin( "exit 0" );
