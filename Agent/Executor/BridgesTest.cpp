@@ -233,6 +233,58 @@ TEST_F( BridgeStory, vlanInterfaceThatSomebodyHasRaisedStaysUpThroughABounceThat
    isLeftUp();
 }
 
+TEST_F( BridgeStory, vlanInterfaceThatSomebodyHasRaisedStaysUpWhenTheAgentIsAwayAsItsBridgeComesBack ) {
+   become( 4, true );
+   change();
+   vlanHeld();
+   set( vlan10, true );
+   set( br0, false );
+   set( vlan10, false );
+   fake->links[br0].adminUp = true;
+   become( 6, true );
+   restart();
+   isLeftUp();
+}
+
+TEST_F( BridgeStory, vlanInterfaceThatSomebodyHasRaisedStaysUpWhenItsBridgeComesBackAfterAStart ) {
+   vlanHeld();
+   set( vlan10, true );
+   set( br0, false );
+   set( vlan10, false );
+   restart();
+   set( br0, true );
+   set( vlan10, true );
+   isLeftUp();
+}
+
+TEST_F( BridgeStory, vlanInterfaceThatSomebodyHasRaisedAndSetDownWithoutAnAgentIsShutAgainAfterItsBridge ) {
+   vlanHeld();
+   set( vlan10, true );
+   become( 0, false );
+   restart();
+   noted();
+   set( br0, false );
+   set( br0, true );
+   set( vlan10, true );
+   isShutAgain();
+}
+
+TEST_F( BridgeStory, vlanInterfaceThatIsHeldAgainIsShutAgainAlthoughItWasRaisedBefore ) {
+   vlanHeld();
+   set( vlan10, true );
+   model.cause->intfStatusDel( vlan10 );
+   clock->runUntilIdle();
+   fake->done( 1 );
+   clock->runUntilIdle();
+   fake->requests.clear();
+   vlanHeld();
+   noted();
+   set( br0, false );
+   set( br0, true );
+   set( vlan10, true );
+   isShutAgain();
+}
+
 TEST_F( BridgeStory, watchedVlanInterfaceThatGoesDownWithItsBridgeHasNotDrifted ) {
    set( br0, false );
    set( vlan10, false );

@@ -65,9 +65,11 @@ void Executor::findDrift() {
    } );
    changesMayBeMissed_ = true;
    for ( auto & [intf, known] : known_ ) {
-      const LinkJournalEntry * const entry = model_.journal->entry( intf );
+      LinkJournalEntry * const entry = model_.journal->entry( intf );
       if ( entry && entry->acknowledged() && known.link.adminUp )
          adminUpHasChanged( known );
+      else if ( entry && entry->raised() && !known.link.adminUp && !follows( known, entry ) )
+         entry->raisedIs( false ); // somebody has set it down again
       else if ( !entry && !known.link.adminUp && hooks_.isMonitored( intf ) && !follows( known, nullptr ) )
          drifts_.foundDown( known.link, switch_->bootId() );
    }
@@ -139,8 +141,10 @@ void Executor::turnEnds() {
 }
 
 void Executor::setByOthers( Known & known, LinkJournalEntry * entry ) {
-   if ( entry )
+   if ( entry ) {
       entry->wasUpIs( known.link.adminUp );
+      entry->raisedIs( known.link.adminUp );
+   }
    drifts_.setByOthers( known.link, switch_->bootId(), entry != nullptr );
 }
 
@@ -295,6 +299,7 @@ void Executor::hold( const Wire::IntfId & intf, Known & known ) {
 
 void Executor::letGo( LinkJournalEntry & entry, Known & known ) {
    drifts_.letGo( entry.intf() );
+   entry.raisedIs( false );
    if ( !entry.wasUp() ) {
       model_.journal->entryDel( entry.intf() );
       return;

@@ -19,7 +19,7 @@ bool Executor::follows( Known & known, LinkJournalEntry * entry ) {
    if ( !link.adminUp )
       return !bridge->second.link.adminUp;
    const bool isHeld = entry && entry->wasUp() && !entry->wantedUp();
-   if ( !isHeld || drifts_.of( link.intf ) == Drift::raised )
+   if ( !isHeld || entry->raised() )
       return false;
    const double setUp = bridge->second.setUpTime;
    const bool seen = setUp != 0 && setUp + followTime >= now() && known.followedTime != setUp;
@@ -49,7 +49,7 @@ void Executor::bridgesNote() {
       const auto known = known_.find( intf );
       const auto bridge = known_.find( switch_->bridgeBelow( intf ) );
       const bool isDown = known != known_.end() && !known->second.link.adminUp && !entry->wantedUp() &&
-                          entry->acknowledged() && entry->wasUp();
+                          entry->acknowledged() && entry->wasUp() && !entry->raised();
       entry->bridgeChangesIs( isDown && bridge != known_.end() ? bridge->second.link.carrierChanges : 0 );
    }
 }

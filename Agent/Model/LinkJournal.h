@@ -22,6 +22,8 @@ class LinkJournalEntry final : public Vel::Entity {
    /// Of a VLAN interface that is down as we want it: how often its bridge's carrier had changed then; 0: unknown, or it
    /// is not.
    VEL_ATTR( Vel::U32, bridgeChanges, onBridgeChanges );
+   /// Somebody else has set it up while we hold it, and it was left up; it may have gone down with its bridge since.
+   VEL_ATTR( bool, raised, onRaised );
 };
 
 /// One link that somebody else has set down in the middle of a maintenance. Written by Drifts only.
