@@ -12,8 +12,8 @@ family, words = sys.argv[1], sys.argv[2:]
 if "link" in words:
     if state.get("linksBroken"):
         sys.exit("Cannot open netlink socket")
-    print(json.dumps([{"ifname": name, "ifindex": index, "flags": flags, "stats64": {"tx": tx}}
-                      for name, index, flags, tx in state["links"]]))
+    print(json.dumps([{"ifname": name, "ifindex": index, "flags": flags, "stats64": {"tx": tx}, **more}
+                      for name, index, flags, tx, more in state["links"]]))
     sys.exit()
 def key(route): return (route["dst"], route.get("metric", 0))
 def parsed(words):
@@ -52,8 +52,14 @@ def route(**more):
     return {"dst": "10.8.0.0/16", "gateway": "10.0.1.2", "dev": "et1", "protocol": "boot", "flags": [], **more}
 
 
-def link(name, index=7, up=True, changes=2):
-    return [name, index, ["UP"] if up else [], {} if changes is None else {"carrier_changes": changes}]
+def link(name, index=7, up=True, changes=2, kind=None):
+    return [name, index, ["UP"] if up else [], {} if changes is None else {"carrier_changes": changes},
+            {"linkinfo": {"info_kind": kind}} if kind else {}]
+
+
+def boot():
+    with open("/proc/sys/kernel/random/boot_id", encoding="ascii") as file:
+        return file.read().strip()
 
 
 class RoutesTest(StageTest):
@@ -85,13 +91,13 @@ class Enter(RoutesTest):
         self.assertEqual(run.records, [{"moves": [{
             "family": "inet", "table": "main", "by": 100000, "through": ["et1"],
             "routes": [{"dst": "10.8.0.0/16", "gateway": "10.0.1.2", "dev": "et1", "protocol": "boot"}]}],
-            "links": {"et1": {"index": 7, "changes": 2}}}])
+            "boot": boot(), "links": {"et1": {"index": 7, "changes": 2}}}])
 
     def test_touchesNoOtherInterface(self):
         self.kernel(route(dev="et9"))
         run = self.stage("enter")
         self.passes(run)
-        self.assertEqual((run.records, self.state["changes"]), ([{"moves": [], "links": {}}], []))
+        self.assertEqual((run.records, self.state["changes"]), ([{"moves": [], "boot": boot(), "links": {}}], []))
 
     def test_hasNothingToDoForAUnitWithoutInterfaces(self):
         self.kernel(route())
@@ -122,7 +128,7 @@ class Enter(RoutesTest):
         self.kernel(route(flags=["dead", "linkdown"]))
         run = self.stage("enter")
         self.passes(run)
-        self.assertEqual(run.records, [{"moves": [], "links": {}}])
+        self.assertEqual(run.records, [{"moves": [], "boot": boot(), "links": {}}])
 
     def test_saysWhyTheKernelRefuses(self):
         self.kernel(route(), refused=["add"])
@@ -150,6 +156,13 @@ class Enter(RoutesTest):
         self.keep({**self.state, "links": [link("et1", changes=4)]})
         second = self.stage("enter", rerun=True, recorded=first.records[0])
         self.assertEqual(second.records[0]["links"], {"et1": {"index": 7, "changes": 2}})
+
+    def test_recordsLinksAnewInAnotherBoot(self):
+        self.kernel(route())
+        first = self.stage("enter")
+        self.keep({**self.state, "links": [link("et1", index=9, changes=4)]})
+        second = self.stage("enter", rerun=True, recorded={**first.records[0], "boot": "another"})
+        self.assertEqual(second.records[0]["links"], {"et1": {"index": 9, "changes": 4}})
 
     def test_saysWhyLinksCannotBeRead(self):
         self.kernel(route(), linksBroken=True)
@@ -223,6 +236,37 @@ class Exit(RoutesTest):
                            "the kernel does not tell": lambda record: record}.items():
             with self.subTest(name):
                 self.fails(self.exitsWithoutRoutes(link("et1", changes=None), told=what), "has not come back")
+
+    def test_doesNotTrustTheCarrierOfALinkThatKeepsItWhenItIsSetDown(self):
+        for kind in ("bond", "team"):
+            with self.subTest(kind):
+                self.kernel(route(), route(dst="10.9.0.0/16"), links=[link("et1", kind=kind)])
+                record = self.stage("enter").records[0]
+                # One of two has come back: that all have gone does not tell either.
+                left = [one for one in self.state["routes"]["-4"] if one["dst"] == "10.9.0.0/16"]
+                self.keep({**self.state, "routes": {"-4": left, "-6": []}})
+                self.fails(self.stage("exit", timeout="0.3", recorded=record), "10.8.0.0/16 via 10.0.1.2 dev et1 metric "
+                           "100000: has not come back since et1 was down")
+
+    def test_takesNothingOfAnotherBootForGoneForGood(self):
+        run = self.exitsWithoutRoutes(link("et1", index=8), told=lambda record: {**record, "boot": "another"})
+        self.fails(run, "has not come back since et1 was down")
+
+    def test_isNotMisledByARouteThatSomebodyHasReplaced(self):
+        self.kernel(*(route(dst=dst) for dst in ("10.7.0.0/16", "10.8.0.0/16", "10.9.0.0/16")))
+        record = self.stage("enter").records[0]
+        other = route(dst="10.7.0.0/16", dev="et9")
+        moved = [one for one in self.state["routes"]["-4"] if one["dst"] == "10.7.0.0/16"]
+        self.keep({**self.state, "routes": {"-4": [*moved, other], "-6": []}})
+        run = self.stage("exit", timeout="0.3", recorded=record)
+        self.fails(run, "has not come back since et1 was down (and 1 more)")
+
+    def test_needsNoLinksWhenAllIsBack(self):
+        self.kernel(route())
+        record = self.stage("enter").records[0]
+        self.keep({**self.state, "linksBroken": True})
+        self.passes(self.stage("exit", recorded=record))
+        self.assertEqual(self.shown(), [("10.8.0.0/16", 0, "et1")])
 
     def test_passesWhenSomebodyHasTakenARouteAway(self):
         run = self.exitsWithoutRoutes(link("et1"))

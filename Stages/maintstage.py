@@ -122,6 +122,15 @@ class Call:
             time.sleep(PAUSE)
 
 
+def boot():
+    """The id of this boot of the machine; empty: the kernel does not tell."""
+    try:
+        with open("/proc/sys/kernel/random/boot_id", encoding="ascii") as file:
+            return file.read().strip()
+    except OSError:
+        return ""
+
+
 def run(words, given=None):
     """Runs a program with this text as its standard input: its status and what it has printed, as text."""
     name = words[0]
