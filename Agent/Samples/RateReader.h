@@ -26,8 +26,9 @@ class RateReader {
  public:
    /// Seconds between two readings; what lies further apart says nothing of the time between.
    static constexpr double longestInterval = 15;
-   /// Bits per second, above what any port carries.
-   static constexpr double impossibleRate = 1e14;
+   /// Bits per second; more than the fastest ports carry, 1.6 Tbit/s, and less than a count that has begun anew by the
+   /// terabyte seems to.
+   static constexpr double impossibleRate = 2e12;
 
    /// All given.
    struct Model {

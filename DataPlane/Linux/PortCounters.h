@@ -10,7 +10,9 @@
 /// Purpose: octets of ports that never decrease, made of the kernel's counters of links, which begin at 0 with each link.
 ///
 /// The counters of a link are those since it was made; a port is known by its name. When another link gets the name, the
-/// port counts on from where it was: from the link's 0 if the link is new, from its present count if it was renamed.
+/// port counts on from where it was: from the link's 0 if the link is new, from its present count if it was renamed. A
+/// link that has less than half of what it had has begun at 0 again; one that has a little less has only stepped back,
+/// and what it counts from there on is counted, for traffic must rather be seen twice than not at all.
 namespace DataPlane::Linux {
 
 class PortCounters {
@@ -40,7 +42,11 @@ class PortCounters {
    };
    using OctetsOfLinks = std::unordered_map< Vel::U32, Octets >;
 
-   static Vel::U64 since( Vel::U64 before, Vel::U64 now ) { return now < before ? now : now - before; }
+   static Vel::U64 since( Vel::U64 before, Vel::U64 now ) {
+      if ( now >= before )
+         return now - before;
+      return now > before / 2 ? 0 : now;
+   }
    Port & port( const Wire::IntfId & intf, std::size_t place );
    Octets whereItBegins( const Port & port, const StatsMessage & stats, OctetsOfLinks & links ) const;
    void removeDeparted( VelPool::EntityManager & pool );

@@ -98,6 +98,17 @@ TEST_F( PortCounters, countersThatBeginAgainCountOn ) {
    EXPECT_EQ( "in 110 out 250", of( "et1" ) );
 }
 
+TEST_F( PortCounters, countersThatStepBackALittleCountOnFromThere ) {
+   constexpr Vel::U64 much = 5'000'000'000'000;
+   refresh( { { "et1", 1, much, much } } );
+   refresh( { { "et1", 1, much - 100, much + 7 } } );
+   EXPECT_EQ( Vel::text( "in ", much, " out ", much + 7 ), of( "et1" ) );
+   refresh( { { "et1", 1, much - 90, much / 2 + 4 } } );
+   EXPECT_EQ( Vel::text( "in ", much + 10, " out ", much + 7 ), of( "et1" ) ) << "just more than half";
+   refresh( { { "et1", 1, much / 2 - 45, much / 2 + 4 } } );
+   EXPECT_EQ( Vel::text( "in ", much + 10 + much / 2 - 45, " out ", much + 7 ), of( "et1" ) ) << "half";
+}
+
 TEST_F( PortCounters, linkRenamedToAKnownPortBringsOnlyWhatIsNew ) {
    refresh( { { "et1", 1, 100, 200 }, { "et2", 2, 5000, 6000 } } );
    refresh( { { "et2", 2, 5000, 6000 } } );
