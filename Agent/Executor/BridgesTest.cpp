@@ -237,9 +237,12 @@ TEST_F( BridgeStory, vlanInterfaceThatSomebodyHasRaisedStaysUpWhenTheAgentIsAway
    become( 4, true );
    change();
    vlanHeld();
-   set( vlan10, true );
-   set( br0, false );
-   set( vlan10, false );
+   become( 4, true );
+   change();
+   fake->links[br0].adminUp = false;
+   become( 5, false );
+   change();
+   EXPECT_EQ( "raised", vlanDrift() );
    fake->links[br0].adminUp = true;
    become( 6, true );
    restart();
