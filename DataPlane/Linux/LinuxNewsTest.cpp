@@ -291,7 +291,8 @@ TEST_F( LinuxNews, unknownOperationalStateWithACarrierIsUp ) {
    if ( tryIp( "link add d0 type dummy" ) ) {
       up( "d0" );
       names.push_back( "d0" );
-   }
+   } else
+      std::cout << "this kernel has no links of type dummy; not tested\n";
    for ( const Vel::String & name : names ) {
       untilUp( name );
       EXPECT_NE( Vel::String::npos, ipSays( "link show " + name ).find( "state UNKNOWN" ) ) << name;
