@@ -1,5 +1,5 @@
 #!/bin/bash
-# Whether OwnKernel.sh keeps its promises. HarnessTest.sh NAME runs the function NAME in an empty folder of its own.
+# Whether OwnKernel.sh, and what stories share, keep their promises. HarnessTest.sh NAME runs the function NAME in an empty folder of its own.
 set -uo pipefail
 folder=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=Tools/testing.sh
@@ -85,6 +85,18 @@ saysWhatIsMissing() {
    PATH=/usr/bin:/bin
    [ "$status" -eq 77 ] || fail "should have ended with 77"
    says 'skipped: '
+}
+hasARateOnlyWhenTheAgentTellsOne() {
+   # shellcheck source=Tests/Linux/World.sh
+   . "$folder/World.sh"
+   curl() { printf '%s' "$output"; }
+   status=0
+   for output in '' 'null' '{"in-bps": null, "out-bps": 5}'; do
+      ! _hasRate et1 || fail "should have no rate"
+   done
+   for output in '{"in-bps": 0, "out-bps": null}' '{"in-bps": 8000.5}'; do
+      _hasRate et1 || fail "should have a rate"
+   done
 }
 
 runTest "$1"

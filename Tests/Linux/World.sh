@@ -131,6 +131,8 @@ _fact() {
    fi
 }
 _is() { [ "$(_fact "$1" "$2")" = "$3" ]; }
+# Not while the agent does not answer either.
+_hasRate() { [[ $(_fact "interfaces/$1" in-bps) =~ ^[0-9] ]]; } # LINK
 _time() { date -d "$(_fact "$1" "$2")" +%s.%N; }
 _settles() { [ "$(_fact "units/$unit" settling-since)" != null ]; }
 _isWell() { _ctl show agent | grep -q '^State: *ok$'; }
