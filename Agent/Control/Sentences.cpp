@@ -68,6 +68,10 @@ bool isAbove( const ReasonFacts & facts ) {
    return facts.rate && facts.threshold && *facts.rate >= *facts.threshold;
 }
 
+bool isQuiet( const ReasonFacts & facts ) {
+   return facts.rate && facts.threshold && *facts.rate < *facts.threshold;
+}
+
 std::string quietText( const ReasonFacts & facts ) {
    const auto whole = []( double seconds ) { return std::to_string( std::lround( seconds ) ); };
    return whole( std::min( facts.quiet, facts.loadInterval.value_or( facts.quiet ) ) ) + " of " +
@@ -76,7 +80,7 @@ std::string quietText( const ReasonFacts & facts ) {
 
 std::string aboveText( const ReasonFacts & facts, const ControlCommands & commands ) {
    if ( !facts.rate )
-      return "waits for its first rate";
+      return facts.sampled ? "its rate cannot be told" : "waits for its first rate";
    if ( !facts.threshold )
       return bitRate( facts.rate ) + ", no profile";
    if ( !isAbove( facts ) )
@@ -85,6 +89,23 @@ std::string aboveText( const ReasonFacts & facts, const ControlCommands & comman
       return bitRate( facts.rate ) + ", " + about( *facts.eta - commands.now() );
    return bitRate( facts.rate ) + ( facts.trend == Trend::rising ? ", rising" : "" ) + ", threshold " +
           bitRate( facts.threshold );
+}
+
+/// Of one that is said to stall, also if it does not any more.
+std::string stalledText( const ReasonFacts & facts, const ControlCommands & commands ) {
+   if ( isQuiet( facts ) )
+      return quietText( facts );
+   if ( !facts.rate || facts.eta )
+      return aboveText( facts, commands );
+   return "stalled at " + bitRate( facts.rate ) + since( facts.since, commands );
+}
+
+std::string oscillatingText( const ReasonFacts & facts, const ControlCommands & commands ) {
+   const std::string text =
+      "oscillating about " + bitRate( facts.threshold ) + since( facts.since, commands );
+   if ( isQuiet( facts ) )
+      return text + ", " + quietText( facts );
+   return facts.rate ? text + ", now " + bitRate( facts.rate ) : text;
 }
 
 } // namespace
@@ -112,6 +133,7 @@ std::optional< ReasonFacts > reasonFacts( const ControlModel & model, const Wire
    facts.trend = insight->trend();
    facts.quiet = static_cast< double >( record->numConsecutiveDrainedSamples() ) * secondsPerSample;
    const double in = record->curRates().inBitsRate, out = record->curRates().outBitsRate;
+   facts.sampled = record->totalSamples() > 0;
    if ( record->lastSampleTime() > 0 && std::isfinite( in ) && std::isfinite( out ) )
       facts.rate = std::max( in, out );
    const auto * profile = model.intfProfileStatusDir->status( record->profileName() );
@@ -136,9 +158,9 @@ std::string reasonText( const ReasonFacts & facts, const ControlCommands & comma
    case Reason::timing:
       return isAbove( facts ) ? aboveText( facts, commands ) : quietText( facts );
    case Reason::stalled:
-      return "stalled at " + bitRate( facts.rate ) + since( facts.since, commands );
+      return stalledText( facts, commands );
    case Reason::oscillating:
-      return "oscillating about " + bitRate( facts.threshold ) + since( facts.since, commands );
+      return oscillatingText( facts, commands );
    case Reason::starved:
       return "no fresh counters" + since( facts.since, commands );
    case Reason::drained:
@@ -171,10 +193,19 @@ class Parts {
    std::string text_;
 };
 
-/// What is to end later comes later; at the end what nobody can say it of.
+/// How many times its threshold the rate is.
+double excess( const ReasonFacts & facts ) {
+   return facts.rate.value_or( 0 ) / std::max( 1.0, facts.threshold.value_or( 1 ) );
+}
+
+/// What is to end later comes later; at the end what nobody can say it of, the worst of them last.
 bool endsBefore( const ReasonFacts * a, const ReasonFacts * b ) {
-   constexpr double never = std::numeric_limits< double >::infinity();
-   return std::pair( a->eta.value_or( never ), a->name ) < std::pair( b->eta.value_or( never ), b->name );
+   static constexpr double never = std::numeric_limits< double >::infinity();
+   const auto key = []( const ReasonFacts & facts ) {
+      return std::pair( facts.eta.value_or( never ), facts.eta ? 0 : excess( facts ) );
+   };
+   const auto keyOfA = key( *a ), keyOfB = key( *b );
+   return keyOfA != keyOfB ? keyOfA < keyOfB : a->name < b->name;
 }
 
 std::vector< const ReasonFacts * > waitedFor( const UnitFacts & facts ) {
@@ -192,12 +223,15 @@ std::string drainedText( const ControlCommands::Progress & progress ) {
              : std::to_string( progress.drained ) + " of " + std::to_string( progress.total ) + " drained";
 }
 
-/// The next shutdown of an interface that will not have drained by then.
+/// The next shutdown of an interface that will not have drained by then. Nothing is shut by time where there are no
+/// fresh counters: no timer runs.
 std::string shutdownText( const std::vector< const ReasonFacts * > & waiting, double now ) {
    const ReasonFacts * first = nullptr;
    std::size_t more = 0;
    for ( const ReasonFacts * intf : waiting )
-      if ( intf->shutdownAt && ( !intf->eta || *intf->eta >= *intf->shutdownAt ) ) {
+      if (
+         intf->shutdownAt && intf->reason != Reason::starved &&
+         ( !intf->eta || *intf->eta >= *intf->shutdownAt ) ) {
          more += first != nullptr;
          if ( !first || *intf->shutdownAt < *first->shutdownAt )
             first = intf;
@@ -216,7 +250,8 @@ void addWaiting( Parts & parts, const UnitFacts & facts, const ControlCommands &
       parts.add( ( *intf )->name + " " + reasonText( **intf, commands ) );
    if ( waiting.size() > named )
       parts.add( "and " + std::to_string( waiting.size() - named ) + " more" );
-   parts.add( shutdownText( waiting, commands.now() ) );
+   if ( facts.progress.blocked.empty() )
+      parts.add( shutdownText( waiting, commands.now() ) );
 }
 
 /// "et1, et2 and 3 more"
@@ -278,7 +313,8 @@ std::string maintenanceText( const UnitFacts & facts, const ControlCommands & co
    std::vector< std::string > back, was;
    for ( const ReasonFacts & intf : facts.interfaces )
       if ( intf.reason == Reason::spike ) {
-         if ( isAbove( intf ) )
+         // What was seen last is no news where nothing is seen any more.
+         if ( isAbove( intf ) && facts.progress.blocked.empty() )
             back.push_back( intf.name + " (" + bitRate( intf.rate ) + ")" );
          else
             was.push_back( intf.name );
@@ -288,6 +324,8 @@ std::string maintenanceText( const UnitFacts & facts, const ControlCommands & co
    if ( !was.empty() )
       parts.add( "traffic was back on " + listed( was ) );
    addWaiting( parts, facts, commands );
+   if ( !facts.progress.blocked.empty() )
+      parts.add( "not watched: " + shortened( facts.progress.blocked ) );
    return parts.text();
 }
 

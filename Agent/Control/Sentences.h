@@ -16,6 +16,7 @@ struct ReasonFacts {
    double since = 0;
    Trend trend = Trend::unknown;
    std::optional< double > rate;         ///< bits per second, of the busier direction; nothing: not known
+   bool sampled = false;                 ///< whether or not its rate can be told
    std::optional< double > threshold;    ///< bits per second
    std::optional< double > loadInterval; ///< seconds
    double quiet = 0;                     ///< seconds for which it has been below the threshold

@@ -67,7 +67,7 @@ TEST_F( SentencesTest, tellEachReason ) {
    const std::pair< Reason, const char * > texts[] = {
       { Reason::aboveThreshold, "310 kbit/s, threshold 100 kbit/s" },
       { Reason::stalled, "stalled at 310 kbit/s since 14:02" },
-      { Reason::oscillating, "oscillating about 100 kbit/s since 14:02" },
+      { Reason::oscillating, "oscillating about 100 kbit/s since 14:02, now 310 kbit/s" },
       { Reason::starved, "no fresh counters since 14:02" },
       { Reason::drained, "drained since 14:02" },
       { Reason::shut, "shut since 14:02" },
@@ -88,6 +88,19 @@ TEST_F( SentencesTest, tellWhatIsSoWhenTheReasonLagsBehind ) {
    EXPECT_EQ( "310 kbit/s, threshold 100 kbit/s", said( intf( "et1", Reason::timing, 310000 ) ) );
 }
 
+TEST_F( SentencesTest, tellThatWhatIsSaidToStallOrOscillateIsQuietOrFalls ) {
+   ReasonFacts quiet = intf( "et1", Reason::stalled, 0 );
+   quiet.loadInterval = 60;
+   quiet.quiet = 40;
+   quiet.eta = now + 20;
+   EXPECT_EQ( "40 of 60 s quiet", said( quiet ) );
+   quiet.reason = Reason::oscillating;
+   EXPECT_EQ( "oscillating about 100 kbit/s since 14:02, 40 of 60 s quiet", said( quiet ) );
+   ReasonFacts falls = falling( "et1", 310000, 40 );
+   falls.reason = Reason::stalled;
+   EXPECT_EQ( "310 kbit/s, about 40 s", said( falls ) );
+}
+
 TEST_F( SentencesTest, tellThatARateRises ) {
    ReasonFacts rising = intf( "et1", Reason::aboveThreshold, 310000 );
    rising.trend = Trend::rising;
@@ -104,6 +117,12 @@ TEST_F( SentencesTest, tellNoRateThatIsNotKnown ) {
    ReasonFacts facts = intf( "et1", Reason::aboveThreshold, 0 );
    facts.rate = std::nullopt;
    EXPECT_EQ( "waits for its first rate", said( facts ) );
+   facts.sampled = true;
+   EXPECT_EQ( "its rate cannot be told", said( facts ) );
+   facts.reason = Reason::stalled;
+   EXPECT_EQ( "its rate cannot be told", said( facts ) );
+   facts.reason = Reason::oscillating;
+   EXPECT_EQ( "oscillating about 100 kbit/s since 14:02", said( facts ) );
 }
 
 TEST_F( SentencesTest, tellTheDateOfWhatIsLongAgo ) {
@@ -132,8 +151,31 @@ TEST_F( SentencesTest, nameTheSlowestFewInTheOrderInWhichTheyWillEnd ) {
    unit.interfaces.push_back( intf( "bond0", Reason::oscillating, 2e6 ) );
    EXPECT_EQ(
       "5 of 20 drained; et1 2.00 Mbit/s, about 100 s; et0 2.00 Mbit/s, about 2 min; bond0 oscillating about "
-      "100 kbit/s since 14:02; and 12 more",
+      "100 kbit/s since 14:02, now 2.00 Mbit/s; and 12 more",
       said() );
+}
+
+TEST_F( SentencesTest, nameThoseThatAreFarthestAboveTheirThresholdOfWhatHasNoEnd ) {
+   unit.progress = { "drainwatch", 5, 0, std::nullopt, 10, "" };
+   unit.interfaces = { intf( "et1", Reason::stalled, 9e9 ), falling( "et2", 9e9, 500 ) };
+   for ( const char * name : { "et5", "et4", "et3" } )
+      unit.interfaces.push_back( intf( name, Reason::stalled, 2e5 ) );
+   EXPECT_EQ(
+      "0 of 5 drained; et4 stalled at 200 kbit/s since 14:02; et5 stalled at 200 kbit/s since 14:02; et1 "
+      "stalled "
+      "at 9.00 Gbit/s since 14:02; and 2 more",
+      said() );
+   unit.interfaces[0].threshold = 1e10;
+   EXPECT_NE( std::string::npos, said().find( "; et3 stalled" ) ) << said();
+}
+
+TEST_F( SentencesTest, tellNoForcedShutdownThatCannotComeWithoutFreshCounters ) {
+   unit.interfaces = { intf( "et1", Reason::starved, 2e6 ), intf( "et2", Reason::stalled, 2e6 ) };
+   for ( ReasonFacts & facts : unit.interfaces )
+      facts.shutdownAt = now + 30;
+   EXPECT_TRUE( said().ends_with( "; forced shutdown of et2 in 30s" ) ) << said();
+   unit.progress.blocked = "the agent is degraded: cannot read the counters";
+   EXPECT_EQ( std::string::npos, said().find( "forced shutdown" ) ) << said();
 }
 
 TEST_F( SentencesTest, tellTheNextForcedShutdownOnlyOfThoseThatWillNotHaveDrained ) {
@@ -205,6 +247,19 @@ TEST_F( SentencesTest, tellWhatIsBackUnderMaintenance ) {
    EXPECT_EQ(
       "in maintenance since 14:02; 7 of 7 drained; traffic is back on et1 (1.25 Mbit/s); traffic was back on "
       "et2",
+      said() );
+}
+
+TEST_F( SentencesTest, tellThatNobodyWatchesUnderMaintenance ) {
+   unit.state = UnitState::maintenance;
+   unit.since = now - 671;
+   unit.progress.drained = 7;
+   unit.progress.blocked = "the agent is degraded: cannot read the counters";
+   unit.interfaces = { intf( "et1", Reason::spike, 1.25e6 ) };
+   EXPECT_EQ(
+      "in maintenance since 14:02; 7 of 7 drained; traffic was back on et1; not watched: the agent is "
+      "degraded: "
+      "cannot read the counters",
       said() );
 }
 
