@@ -1,5 +1,7 @@
 #include "Maintctl/Drawing.h"
 
+#include "Maintctl/Width.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -276,12 +278,22 @@ TEST( Drawing, makesTextOfOthersHarmless ) {
    Picture evil = picture();
    evil.units.resize( 1 );
    UnitPicture & unit = evil.units[0];
-   unit.name = unit.stage = unit.sentence = unit.who = unit.state = "a\033]0;x\a\r\n\xE2\x80\xAE";
+   unit.name = unit.stage = unit.sentence = unit.who = unit.state = "a\033]0;x\a\r\n\x7F\xE2\x80\xAE";
    unit.interfaces[0].name = unit.interfaces[0].text = "\033[2J";
    evil.title = evil.stale = "\033[H";
    for ( const bool utf8 : { true, false } )
-      for ( const char c : drawn( evil, 120, 24, utf8 ) )
-         EXPECT_TRUE( c == '\n' || static_cast< unsigned char >( c ) >= 0x20 );
+      for ( const Line & line : draw( evil, { 120, 24 }, utf8 ) ) {
+         const std::string text = line.text();
+         SCOPED_TRACE( text );
+         for ( std::size_t at = 0; at < text.size(); ) {
+            const auto character = firstCharacter( std::string_view( text ).substr( at ) );
+            ASSERT_GT( character.length, 0 ) << "no UTF-8";
+            EXPECT_FALSE( isControl( character.code ) ) << std::hex << unsigned( character.code );
+            // What turns the order of letters around would tell something else.
+            EXPECT_FALSE( character.code >= 0x202A && character.code <= 0x202E );
+            at += character.length;
+         }
+      }
 }
 
 TEST( Drawing, alignsWideNames ) {

@@ -12,6 +12,8 @@ class LivePicture {
    LivePicture( Display & display, Screen::Place place ) : display_( display ), screen_( display, place ) {}
 
    void show( Picture picture );
+   /// No picture has more rows now.
+   std::size_t rows() { return screen_.room().rows; }
    /// A line of text above the picture, where it stays.
    void above( const Line & line ) { screen_.above( line ); }
    /// Waits so many seconds. False: the operator has interrupted us.

@@ -8,6 +8,10 @@
 #include "Maintctl/Text.h"
 
 #include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <tuple>
+#include <utility>
 
 namespace Maintctl {
 
@@ -16,9 +20,13 @@ namespace {
 using What = Show::What;
 
 constexpr std::size_t namesInARequest = 50;
-constexpr double mostSeconds = 7 * 86400; ///< as long as the agent keeps samples
-constexpr std::size_t rowsPerUnit = 5;    ///< where there are several
-constexpr std::size_t rowsOfOneUnit = 8;  ///< below what was there before
+constexpr double mostSeconds = 7 * 86400;     ///< as long as the agent keeps samples
+constexpr std::size_t rowsPerUnit = 5;        ///< where there are several
+constexpr std::size_t rowsOfOneUnit = 8;      ///< below what was there before
+constexpr std::size_t mostCurves = 200;       ///< no terminal has more rows
+constexpr std::ptrdiff_t mostUnitsInTurn = 8; ///< of more than these, all interfaces are asked for at once
+constexpr double secondsPerSample = Curve::leastStep;
+constexpr double thresholdsKept = 30; ///< seconds; they change only when the configuration does
 
 RatePoint ratesOf( const Api::Interface & intf ) { return { intf.inBps, intf.outBps }; }
 
@@ -35,6 +43,16 @@ bool isSlower( const IntfPicture & a, const IntfPicture & b ) {
       return intf.rates.busiest().value_or( 0 ) / std::max( 1.0, intf.thresholdBps.value_or( 1 ) );
    };
    return excess( a ) > excess( b );
+}
+
+/// Whether both lie between the same two samples.
+bool isSameSample( std::optional< double > a, std::optional< double > b ) {
+   return a && b && std::floor( *a / secondsPerSample ) == std::floor( *b / secondsPerSample );
+}
+
+/// What of a unit changes when something has happened to its interfaces.
+auto progressOf( const Api::Unit & unit ) {
+   return std::tie( unit.name, unit.state, unit.generation, unit.stage, unit.total, unit.drained );
 }
 
 bool isBusy( const Api::Unit & unit ) { return unit.state != Api::UnitState::normal; }
@@ -124,80 +142,141 @@ void Sight::look() {
    switch ( subject_.what ) {
    case What::units: {
       auto units = Api::readUnits( remote_.get( Api::Path::units ) );
-      std::vector< Api::Interface > interfaces;
-      // A switch may have thousands of interfaces, and of a unit that is normal none is shown.
-      if ( std::any_of( units.begin(), units.end(), isBusy ) )
-         interfaces = Api::readInterfaces( remote_.get( Api::Path::interfaces ) );
-      return see( std::move( units ), std::move( interfaces ) );
+      const auto clock = remote_.clock();
+      return see( clock, std::move( units ) );
    }
    case What::unit:
       return look( Api::readUnit( remote_.get( Api::Path::unit( subject_.name ) ) ) );
    case What::interface:
-      return see( {}, { Api::readInterface( remote_.get( Api::Path::interface( subject_.name ) ) ) } );
+      return see( { Api::readInterface( remote_.get( Api::Path::interface( subject_.name ) ) ) } );
    default:
       const std::string path =
          subject_.name.empty() ? Api::Path::interfaces : Api::Path::interfacesOf( subject_.name );
-      return see( {}, Api::readInterfaces( remote_.get( path ) ) );
+      return see( Api::readInterfaces( remote_.get( path ) ) );
    }
 }
+void Sight::look( const Api::Unit & unit ) { see( remote_.clock(), { unit } ); }
 
-void Sight::look( const Api::Unit & unit ) {
-   see( { unit }, Api::readInterfaces( remote_.get( Api::Path::interfacesOf( unit.name ) ) ) );
+void Sight::missed() {
+   filled_.clear();
+   seenAt_ = thresholdsAt_ = std::nullopt;
 }
 
-void Sight::see( std::vector< Api::Unit > units, std::vector< Api::Interface > interfaces ) {
-   learnProfiles( interfaces );
-   const auto clock = remote_.clock();
-   // A unit shows only interfaces that are monitored.
-   std::vector< std::string > unfilled;
-   for ( const Api::Interface & intf : interfaces )
-      if ( ( intf.state || subject_.what != What::units ) && !filled_.contains( intf.name ) )
-         unfilled.push_back( intf.name );
-   fill( unfilled );
+void Sight::see( std::optional< double > clock, std::vector< Api::Unit > units ) {
+   const bool same = isSameSample( clock, seenAt_ ) &&
+                     std::equal(
+                        units.begin(), units.end(), units_.begin(), units_.end(),
+                        []( const auto & a, const auto & b ) { return progressOf( a ) == progressOf( b ); } );
+   if ( !same )
+      see( clock, interfacesOf( units ) );
    units_ = std::move( units );
-   interfaces_ = std::move( interfaces );
    clock_ = clock;
+}
+
+void Sight::see( std::vector< Api::Interface > interfaces ) {
+   see( remote_.clock(), std::move( interfaces ) );
+}
+
+void Sight::see( std::optional< double > clock, std::vector< Api::Interface > interfaces ) {
+   learnProfiles( clock, interfaces );
+   interfaces_ = std::move( interfaces );
+   clock_ = seenAt_ = clock;
    if ( clock_ )
       for ( const Api::Interface & intf : interfaces_ )
          curves_.try_emplace( intf.name, step_ ).first->second.see( *clock_, ratesOf( intf ) );
 }
 
-void Sight::fill( const std::vector< std::string > & names ) {
-   const auto seconds =
-      static_cast< unsigned >( std::min( step_ * double( Curve::mostPoints ), mostSeconds ) );
-   for ( std::size_t begin = 0; begin < names.size(); begin += namesInARequest ) {
-      const std::size_t end = std::min( names.size(), begin + namesInARequest );
-      const std::vector< std::string > some(
-         names.begin() + std::ptrdiff_t( begin ), names.begin() + std::ptrdiff_t( end ) );
-      filled_.insert( some.begin(), some.end() );
-      try {
-         const Api::Samples samples =
-            Api::readSamples( remote_.get( Api::Path::samplesOf( some, seconds ) ) );
-         for ( const auto & [name, rates] : samples.interfaces ) {
-            Curve curve( step_ );
-            for ( std::size_t i = 0; i < std::min( rates.inBps.size(), rates.outBps.size() ); ++i )
-               curve.see(
-                  samples.start + double( i ) * samples.stepSeconds, { rates.inBps[i], rates.outBps[i] } );
-            if ( !curve.empty() )
-               curves_.insert_or_assign( name, std::move( curve ) );
+std::vector< Api::Interface > Sight::interfacesOf( const std::vector< Api::Unit > & units ) {
+   if ( subject_.what == What::unit )
+      return Api::readInterfaces( remote_.get( Api::Path::interfacesOf( subject_.name ) ) );
+   // A switch may have thousands of interfaces, and of a unit that is normal none is shown.
+   const auto busy = std::count_if( units.begin(), units.end(), isBusy );
+   if ( busy > mostUnitsInTurn )
+      return Api::readInterfaces( remote_.get( Api::Path::interfaces ) );
+   std::vector< Api::Interface > result;
+   std::set< std::string > known; // units share interfaces
+   for ( const Api::Unit & unit : units )
+      if ( isBusy( unit ) )
+         try {
+            for ( auto & intf : Api::readInterfaces( remote_.get( Api::Path::interfacesOf( unit.name ) ) ) )
+               if ( known.insert( intf.name ).second )
+                  result.push_back( std::move( intf ) );
+         } catch ( const Failure & failure ) {
+            if ( failure.code != stringValue( Api::ErrorCode::notFound ) )
+               throw;
+            // It has been taken out of the configuration meanwhile; the next look is without it.
          }
-      } catch ( const Failure & failure ) {
-         // Curves can do without; who does not answer at all is found out by whoever asks for more.
-         if ( failure.status == ExitStatus::interrupted )
-            throw;
-      } catch ( const Api::Error & ) {
-      }
-   }
+   return result;
 }
 
-void Sight::learnProfiles( const std::vector< Api::Interface > & interfaces ) {
+bool Sight::fill( std::size_t rows ) {
+   const Picture shown = picture();
+   std::vector< const std::vector< IntfPicture > * > lists{ &shown.interfaces };
+   for ( const UnitPicture & unit : shown.units )
+      lists.push_back( &unit.interfaces );
+   // As rows are given to units: in turn.
+   std::vector< std::string > names;
+   std::size_t taken = 0;
+   bool given = true;
+   for ( std::size_t row = 0; given && row < shown.mostRows; ++row ) {
+      given = false;
+      for ( const auto * list : lists )
+         if ( row < list->size() && taken < rows ) {
+            ++taken;
+            given = true;
+            if ( const std::string & name = ( *list )[row].name; filled_.insert( name ).second )
+               names.push_back( name );
+         }
+   }
+   bool filled = false;
+   for ( std::size_t begin = 0; begin < names.size(); begin += namesInARequest ) {
+      const std::size_t end = std::min( names.size(), begin + namesInARequest );
+      filled |= fill( std::vector< std::string >(
+         names.begin() + std::ptrdiff_t( begin ), names.begin() + std::ptrdiff_t( end ) ) );
+   }
+   return filled;
+}
+
+bool Sight::fill( const std::vector< std::string > & names ) try {
+   const auto seconds =
+      static_cast< unsigned >( std::min( step_ * double( Curve::mostPoints ), mostSeconds ) );
+   const Api::Samples samples = Api::readSamples( remote_.get( Api::Path::samplesOf( names, seconds ) ) );
+   bool filled = false;
+   for ( const auto & [name, rates] : samples.interfaces ) {
+      Curve curve( step_ );
+      for ( std::size_t i = 0; i < std::min( rates.inBps.size(), rates.outBps.size() ); ++i )
+         curve.see( samples.start + double( i ) * samples.stepSeconds, { rates.inBps[i], rates.outBps[i] } );
+      if ( curve.empty() )
+         continue;
+      // They end before what has been seen since.
+      for ( const Api::Interface & intf : interfaces_ )
+         if ( seenAt_ && intf.name == name )
+            curve.see( *seenAt_, ratesOf( intf ) );
+      curves_.insert_or_assign( name, std::move( curve ) );
+      filled = true;
+   }
+   return filled;
+} catch ( const Failure & failure ) {
+   // Curves can do without; who does not answer at all is found out by whoever asks for more.
+   if ( failure.status == ExitStatus::interrupted )
+      throw;
+   return false;
+} catch ( const Api::Error & ) {
+   return false;
+}
+
+void Sight::learnProfiles( std::optional< double > clock, const std::vector< Api::Interface > & interfaces ) {
+   const bool old = !clock || !thresholdsAt_ || std::abs( *clock - *thresholdsAt_ ) >= thresholdsKept;
    const bool unknown =
-      std::any_of( interfaces.begin(), interfaces.end(), [this]( const Api::Interface & intf ) {
-         return intf.profile && !thresholds_.contains( *intf.profile );
+      std::any_of( interfaces.begin(), interfaces.end(), [&]( const Api::Interface & intf ) {
+         return intf.profile && ( old || !thresholds_.contains( *intf.profile ) );
       } );
    if ( !unknown )
       return;
-   for ( const Api::Profile & profile : Api::readProfiles( remote_.get( Api::Path::profiles ) ) )
+   const auto profiles = Api::readProfiles( remote_.get( Api::Path::profiles ) );
+   thresholds_.clear();
+   thresholdsAt_ = clock;
+   for ( const Api::Profile & profile : profiles )
       thresholds_[profile.name] = profile.thresholdBps;
    for ( const Api::Interface & intf : interfaces )
       if ( intf.profile )
@@ -220,26 +299,32 @@ IntfPicture Sight::pictureOf( const Api::Interface & intf, const Api::Unit * uni
    picture.text = reasonOf( intf, picture.urgency );
    if ( intf.reason && picture.urgency < Urgency::done )
       picture.etaSeconds = intf.reason->etaSeconds;
-   if ( const auto found = curves_.find( intf.name ); found != curves_.end() )
-      picture.curve = found->second.last( Curve::mostPoints );
    return picture;
 }
 
-std::vector< IntfPicture > Sight::picturesOf( const Api::Unit * unit ) const {
-   const bool pressing = subject_.pressing || subject_.what == What::units;
-   const auto isMember = [&]( const Api::Interface & intf ) {
-      return !unit || subject_.what == What::unit ||
-             std::find( intf.units.begin(), intf.units.end(), unit->name ) != intf.units.end();
-   };
-   std::vector< IntfPicture > result;
+std::map< std::string, Sight::Members > Sight::membersOfUnits() const {
+   std::map< std::string, Members > result;
    for ( const Api::Interface & intf : interfaces_ )
-      if ( isMember( intf ) && ( !pressing || urgencyOf( intf, thresholdOf( intf ), unit ) < Urgency::done ) )
-         result.push_back( pictureOf( intf, unit ) );
-   std::stable_sort( result.begin(), result.end(), isSlower );
+      for ( const std::string & unit : intf.units )
+         result[unit].push_back( &intf );
    return result;
 }
 
-UnitPicture Sight::pictureOf( const Api::Unit & unit ) const {
+std::vector< IntfPicture >
+Sight::picturesOf( const Members & members, const Api::Unit * unit, std::size_t mostRows ) const {
+   const bool pressing = subject_.pressing || subject_.what == What::units;
+   std::vector< IntfPicture > result;
+   for ( const Api::Interface * intf : members )
+      if ( !pressing || urgencyOf( *intf, thresholdOf( *intf ), unit ) < Urgency::done )
+         result.push_back( pictureOf( *intf, unit ) );
+   std::stable_sort( result.begin(), result.end(), isSlower );
+   for ( std::size_t i = 0; i < std::min( { result.size(), mostRows, mostCurves } ); ++i )
+      if ( const auto found = curves_.find( result[i].name ); found != curves_.end() )
+         result[i].curve = found->second.last( Curve::mostPoints );
+   return result;
+}
+
+UnitPicture Sight::pictureOf( const Api::Unit & unit, const Members & members, std::size_t mostRows ) const {
    UnitPicture picture;
    picture.name = unit.name;
    picture.state = unit.state;
@@ -251,7 +336,7 @@ UnitPicture Sight::pictureOf( const Api::Unit & unit ) const {
    if ( unit.since && clock_ )
       picture.forSeconds = *clock_ - *unit.since;
    picture.moving = unit.state == Api::UnitState::entering || unit.state == Api::UnitState::exiting;
-   picture.interfaces = picturesOf( &unit );
+   picture.interfaces = picturesOf( members, &unit, mostRows );
    if ( !picture.interfaces.empty() )
       picture.urgency = picture.interfaces.front().urgency;
    return picture;
@@ -261,27 +346,35 @@ Picture Sight::picture() const {
    Picture picture;
    picture.clock = clock_;
    picture.stepSeconds = step_;
+   Members all;
+   for ( const Api::Interface & intf : interfaces_ )
+      all.push_back( &intf );
    switch ( subject_.what ) {
-   case What::units:
+   case What::units: {
       picture.title = countText( units_.size(), "unit" );
       picture.mostRows = rowsPerUnit;
-      for ( const Api::Unit & unit : units_ )
-         picture.units.push_back( pictureOf( unit ) );
+      const auto members = membersOfUnits();
+      for ( const Api::Unit & unit : units_ ) {
+         const auto found = members.find( unit.name );
+         picture.units.push_back(
+            pictureOf( unit, found == members.end() ? Members() : found->second, rowsPerUnit ) );
+      }
       break;
+   }
    case What::unit:
       if ( subject_.pressing )
          picture.mostRows = rowsOfOneUnit;
       else
          picture.title = "Unit " + subject_.name;
       for ( const Api::Unit & unit : units_ )
-         picture.units.push_back( pictureOf( unit ) );
+         picture.units.push_back( pictureOf( unit, all, picture.mostRows ) );
       break;
    default:
       picture.title =
          subject_.what == What::interface ? "Interface " + subject_.name
                                           : countText( interfaces_.size(), "interface" ) +
                                                ( subject_.name.empty() ? "" : " of " + subject_.name );
-      picture.interfaces = picturesOf( nullptr );
+      picture.interfaces = picturesOf( all, nullptr, picture.mostRows );
    }
    if ( subject_.what == What::interface && !interfaces_.empty() ) {
       const Api::Interface & intf = interfaces_.front();

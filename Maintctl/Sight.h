@@ -6,6 +6,7 @@
 #include "Maintctl/Remote.h"
 
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -18,6 +19,8 @@ namespace Maintctl {
 /// 1. What the agent works out (sentences, reasons, ends) is shown in its words. One that does not work them out is
 ///    drawn by what it does say.
 /// 2. Curves begin with the samples that the agent has kept, where it keeps any.
+/// 3. Of units, interfaces are asked for only where they are shown, and only once for each sample that the agent takes,
+///    unless the unit says that something has happened.
 class Sight {
  public:
    struct Subject {
@@ -33,11 +36,14 @@ class Sight {
    void look();
    /// The same, of a unit that somebody has looked at already.
    void look( const Api::Unit & unit );
-   /// The agent was away: what was missed is asked for at the next look.
-   void missed() { filled_.clear(); }
+   /// The agent was away: what was missed is asked for again.
+   void missed();
 
    /// Of the last look.
    Picture picture() const;
+   /// Asks for the samples of those interfaces that stand in the first so many rows of the picture and whose curves have
+   /// not begun with them yet. Whether that has given any. Throws Failure: interrupted.
+   bool fill( std::size_t rows );
 
    std::optional< double > clock() const { return clock_; }
    const std::vector< Api::Unit > & units() const { return units_; }
@@ -46,11 +52,18 @@ class Sight {
    std::optional< double > thresholdOf( const Api::Interface & intf ) const;
 
  private:
-   void see( std::vector< Api::Unit > units, std::vector< Api::Interface > interfaces );
-   void fill( const std::vector< std::string > & names );
-   void learnProfiles( const std::vector< Api::Interface > & interfaces );
-   std::vector< IntfPicture > picturesOf( const Api::Unit * unit ) const;
-   UnitPicture pictureOf( const Api::Unit & unit ) const;
+   using Members = std::vector< const Api::Interface * >;
+
+   void see( std::optional< double > clock, std::vector< Api::Unit > units );
+   void see( std::vector< Api::Interface > interfaces );
+   void see( std::optional< double > clock, std::vector< Api::Interface > interfaces );
+   std::vector< Api::Interface > interfacesOf( const std::vector< Api::Unit > & units );
+   bool fill( const std::vector< std::string > & names );
+   void learnProfiles( std::optional< double > clock, const std::vector< Api::Interface > & interfaces );
+   std::map< std::string, Members > membersOfUnits() const;
+   std::vector< IntfPicture >
+   picturesOf( const Members & members, const Api::Unit * unit, std::size_t mostRows ) const;
+   UnitPicture pictureOf( const Api::Unit & unit, const Members & members, std::size_t mostRows ) const;
    IntfPicture pictureOf( const Api::Interface & intf, const Api::Unit * unit ) const;
 
    const Subject subject_;
@@ -60,7 +73,9 @@ class Sight {
    std::vector< Api::Unit > units_;
    std::vector< Api::Interface > interfaces_;
    std::optional< double > clock_;
+   std::optional< double > seenAt_;                              ///< interfaces_, by the same clock
    std::map< std::string, std::optional< double > > thresholds_; ///< of profiles, by name
+   std::optional< double > thresholdsAt_;                        ///< by the agent's clock
    std::map< std::string, Curve > curves_;                       ///< of interfaces, by name
    std::set< std::string > filled_;                              ///< whose curves need no samples any more
 };

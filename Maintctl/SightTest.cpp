@@ -156,6 +156,97 @@ TEST_F( SightTest, asksForNoInterfacesWhereNoneIsShown ) {
    EXPECT_EQ( client.requests, Names{ "GET /api/v1/units" } );
 }
 
+TEST_F( SightTest, asksForInterfacesOfBusyUnitsOnly ) {
+   client.replaces( "GET /api/v1/units", "[" + unit() + R"(,{"name":"b","state":"normal"}])" );
+   interfaces( { intf( "et1", reason( "stalled" ) ) } );
+   EXPECT_EQ( namesOf( seen( { What::units, "" } ).units[0].interfaces ), Names{ "et1" } );
+   EXPECT_EQ(
+      client.requests,
+      ( Names{ "GET /api/v1/units", "GET /api/v1/interfaces?unit=a", "GET /api/v1/profiles" } ) );
+}
+
+TEST_F( SightTest, asksOnceForInterfacesThatUnitsShareAndForNoneOfAUnitThatHasGone ) {
+   const auto entering = []( const std::string & name ) {
+      return R"({"name":")" + name + R"(","state":"entering"})";
+   };
+   client.replaces(
+      "GET /api/v1/units", "[" + entering( "a" ) + "," + entering( "b" ) + "," + entering( "c" ) + "]" );
+   const std::string shared = R"([{"name":"et1","units":["a","b"],)" + reason( "stalled" ) + "}]";
+   client.replaces( "GET /api/v1/interfaces?unit=a", shared );
+   client.replaces( "GET /api/v1/interfaces?unit=b", shared );
+   client.refuses( "GET /api/v1/interfaces?unit=c", 404, "not-found", "there is no such unit", "c" );
+   const Picture picture = seen( { What::units, "" } );
+   EXPECT_EQ( namesOf( picture.units[0].interfaces ), Names{ "et1" } );
+   EXPECT_EQ( namesOf( picture.units[1].interfaces ), Names{ "et1" } );
+   EXPECT_EQ( namesOf( picture.units[2].interfaces ), Names{} );
+}
+
+TEST_F( SightTest, asksForAllInterfacesIfManyUnitsAreBusy ) {
+   std::string units;
+   for ( int i = 0; i < 9; ++i )
+      units +=
+         ( i ? "," : "" ) + std::string( R"({"name":"u)" ) + std::to_string( i ) + R"(","state":"entering"})";
+   client.replaces( "GET /api/v1/units", "[" + units + "]" );
+   interfaces( {} );
+   EXPECT_EQ( seen( { What::units, "" } ).units.size(), 9 );
+   EXPECT_EQ( client.requests, ( Names{ "GET /api/v1/units", "GET /api/v1/interfaces" } ) );
+}
+
+TEST_F( SightTest, asksForInterfacesOnceASampleUnlessTheUnitHasChanged ) {
+   const auto asked = [this] {
+      return std::count( client.requests.begin(), client.requests.end(), "GET /api/v1/interfaces?unit=a" );
+   };
+   for ( const What what : { What::units, What::unit } ) {
+      client.requests.clear();
+      SetUp();
+      interfaces( { intf( "et1", reason( "stalled" ) ) } );
+      Sight sight( { what, what == What::unit ? "a" : "" }, remote );
+      sight.look();
+      clockIs( "2023-11-14T22:13:24.900Z" );
+      sight.look();
+      EXPECT_EQ( asked(), 1 );
+      EXPECT_EQ( sight.picture().clock, 1700000004.9 );
+      clockIs( "2023-11-14T22:13:25.000Z" );
+      sight.look();
+      EXPECT_EQ( asked(), 2 );
+      const std::string further = R"({"name":"a","state":"entering","interfaces":{"total":5,"drained":4}})";
+      client.replaces( "GET /api/v1/units", "[" + further + "]" );
+      client.replaces( "GET /api/v1/units/a", further );
+      sight.look();
+      EXPECT_EQ( asked(), 3 );
+      client.replaces( "GET /api/v1/units", "[" + unit() + "]" );
+      client.replaces( "GET /api/v1/units/a", unit() );
+   }
+}
+
+TEST_F( SightTest, asksForSamplesOfRowsThatAreShownOnly ) {
+   std::vector< std::string > all;
+   for ( int i = 0; i < 300; ++i )
+      all.push_back( intf( "et" + std::to_string( i ), reason( "timing" ) ) );
+   interfaces( all );
+   Sight sight( { What::interfaces, "" }, remote );
+   sight.look();
+   client.requests.clear();
+   sight.fill( 2 );
+   sight.fill( 3 );
+   sight.fill( 3 );
+   EXPECT_EQ(
+      client.requests, ( Names{
+                          "GET /api/v1/samples?last=600&interface=et0&interface=et1",
+                          "GET /api/v1/samples?last=600&interface=et2" } ) );
+}
+
+TEST_F( SightTest, seesAThresholdThatWasChanged ) {
+   interfaces( { intf( "et1", R"("state":"enter-maint","in-bps":5e6,"out-bps":0)" ) } );
+   Sight sight( { What::interfaces, "" }, remote );
+   sight.look();
+   EXPECT_EQ( sight.picture().interfaces[0].urgency, Urgency::busy );
+   client.replaces( "GET /api/v1/profiles", R"([{"name":"fast","threshold-bps":9000000}])" );
+   clockIs( "2023-11-14T22:13:50.000Z" );
+   sight.look();
+   EXPECT_EQ( sight.picture().interfaces[0].urgency, Urgency::quiet );
+}
+
 TEST_F( SightTest, asksForProfilesOnlyIfOneIsNew ) {
    interfaces( { intf( "et1", R"("state":null)" ) } );
    Sight sight( { What::interfaces, "" }, remote );
@@ -174,8 +265,11 @@ TEST_F( SightTest, beginsCurvesWithTheSamplesOfTheAgent ) {
    interfaces( { intf( "et1", reason( "timing" ) + R"(,"in-bps":7,"out-bps":3)" ) } );
    Sight sight( { What::unit, "a" }, remote );
    sight.look();
+   EXPECT_EQ( client.requests.size(), 3 ) << "what is shown first waits for no samples";
+   EXPECT_TRUE( sight.fill( 24 ) );
    clockIs( "2023-11-14T22:13:26.000Z" );
    sight.look();
+   EXPECT_FALSE( sight.fill( 24 ) );
    const Picture picture = sight.picture();
    std::vector< std::optional< double > > points;
    for ( const RatePoint & point : picture.units[0].interfaces[0].curve )
@@ -191,13 +285,16 @@ TEST_F( SightTest, asksAgainForWhatItMissed ) {
    interfaces( { intf( "et1", reason( "timing" ) + R"(,"in-bps":7,"out-bps":3)" ) } );
    Sight sight( { What::unit, "a" }, remote );
    sight.look();
+   EXPECT_FALSE( sight.fill( 24 ) );
    client.answers(
       "GET /api/v1/samples?last=600&interface=et1",
       R"({"step-seconds":5,"start":"2023-11-14T22:13:15.000Z","interfaces":{"et1":{"in-bps":[5],"out-bps":[0]}}})" );
    sight.look();
+   EXPECT_FALSE( sight.fill( 24 ) );
    EXPECT_EQ( sight.picture().units[0].interfaces[0].curve.size(), 1 );
    sight.missed();
    sight.look();
+   EXPECT_TRUE( sight.fill( 24 ) );
    EXPECT_EQ( sight.picture().units[0].interfaces[0].curve.size(), 2 );
 }
 
@@ -209,7 +306,8 @@ TEST_F( SightTest, keepsWhatItSawIfALookFails ) {
    EXPECT_THROW( sight.look(), Failure );
    EXPECT_EQ( sight.picture().units.size(), 1 );
    client.reachableIs( true );
-   client.replaces( "GET /api/v1/interfaces", "{}" );
+   client.replaces( "GET /api/v1/interfaces?unit=a", "{}" );
+   clockIs( "2023-11-14T22:13:26.000Z" );
    EXPECT_THROW( sight.look(), Api::Error );
    EXPECT_EQ( namesOf( sight.picture().units[0].interfaces ), Names{ "et1" } );
 }

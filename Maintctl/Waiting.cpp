@@ -186,6 +186,8 @@ void Waiting::draw( const Api::Unit & unit ) {
       return;
    }
    live_->show( sight_.picture() );
+   if ( sight_.fill( live_->rows() ) )
+      live_->show( sight_.picture() );
    drawn_ = true;
 }
 

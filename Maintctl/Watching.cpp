@@ -43,6 +43,13 @@ std::string troubles( const UnitPicture & unit ) {
 /// What documents are told under, where there are no names.
 constexpr char theDocument[] = "";
 
+/// Whoever interrupts us has seen enough, and is told nothing.
+Failure silently( Failure failure ) {
+   if ( failure.status == ExitStatus::interrupted )
+      failure.message.clear(), failure.where.clear();
+   return failure;
+}
+
 bool isGone( const Failure & failure ) { return failure.code == stringValue( Api::ErrorCode::notFound ); }
 
 } // namespace
@@ -77,10 +84,8 @@ bool Watching::look() {
       else
          sight_.look();
    } catch ( const Failure & thrown ) {
-      if ( thrown.status == ExitStatus::interrupted )
-         throw Failure{ ExitStatus::interrupted, FailureCode::interrupted, "", "", {} };
-      if ( !answered_ || isGone( thrown ) )
-         throw;
+      if ( !answered_ || isGone( thrown ) || thrown.status == ExitStatus::interrupted )
+         throw silently( thrown );
       failure = thrown;
    } catch ( const Api::Error & error ) {
       if ( !answered_ )
@@ -112,13 +117,21 @@ void Watching::tellAway( const Failure & failure ) {
 
 void Watching::tell() {
    if ( live_ )
-      live_->show( sight_.picture() );
+      draw();
    else if ( output_.json() )
       tellDocument();
    else
       tellLines();
    if ( !output_.flush() )
       throw Failure{ ExitStatus::failed, FailureCode::failed, "the output could not be written", "", {} };
+}
+
+void Watching::draw() try {
+   live_->show( sight_.picture() );
+   if ( sight_.fill( live_->rows() ) )
+      live_->show( sight_.picture() );
+} catch ( const Failure & failure ) {
+   throw silently( failure );
 }
 
 void Watching::tellDocument() {

@@ -30,6 +30,7 @@ class Watching {
    /// Whether the agent has answered.
    bool look();
    void tell();
+   void draw();
    void tellLines();
    void tellDocument();
    void tellChange( const std::string & name, const std::string & state, const std::string & text );

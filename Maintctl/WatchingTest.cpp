@@ -142,12 +142,15 @@ TEST_F( WatchingTest, saysALineWhenSomethingChangesWithoutATerminal ) {
       clockIs( "2023-11-14T22:13:22.400Z" );
       unitIs( "entering", 4, "4 of 5 drained" );
    } );
-   rig.pace.at( 3, [this] { interfaceIs( "et1", "stalled", "stalled at 812 kbit/s" ); } );
+   rig.pace.at( 3, [this] {
+      clockIs( "2023-11-14T22:13:25.000Z" ); // the next sample
+      interfaceIs( "et1", "stalled", "stalled at 812 kbit/s" );
+   } );
    EXPECT_EQ( rig.run( { "show", "--watch" } ), ExitStatus::interrupted );
    EXPECT_EQ(
       rig.out, "2023-11-14T22:13:20Z a entering: 3 of 5 drained\n"
                "2023-11-14T22:13:22Z a entering: 4 of 5 drained\n"
-               "2023-11-14T22:13:22Z a entering: 4 of 5 drained\n" ); // because of et1
+               "2023-11-14T22:13:25Z a entering: 4 of 5 drained\n" ); // because of et1
    EXPECT_EQ( rig.err, "" );
 }
 
