@@ -115,32 +115,44 @@ TEST_F( StagesStory, steersWatchesShutsAndBringsAllBack ) {
 }
 
 /// Both commands run where nothing is monitored: the one before the watching begins, the other after it has ended.
-TEST_F( StagesStory, commandsAreToldWhatTheirInterfacesCarryOnBothWays ) {
+TEST( StagesRates, commandsAreToldWhatTheirInterfacesCarryOnBothWays ) {
+   std::string staysUp = configuration;
+   staysUp.replace( staysUp.find( "shutdown: true" ), 14, "shutdown: false" );
+   AgentRig rig( staysUp );
    std::vector< nlohmann::json > told;
-   story.rig.children().onGo = [&told, begins = story.rig.children().onGo]( FakeChildren::Child & child ) {
+   rig.children().onGo = [&]( FakeChildren::Child & child ) {
       told.push_back( nlohmann::json::parse( child.program.input ) );
-      begins( child );
+      rig.at( rig.time() + 2, [&] { rig.children().ends( child, 0 ); } );
    };
-   story.rig.at( Story::end, [this] { story.rig.traffic( "et1", 5e6 ); } );
-   story.rig.at( Story::end + 20, [this] { story.rig.post( "units/u1/enter" ); } );
-   story.rig.at( Story::end + 80, [this] { story.rig.post( "units/u1/exit" ); } );
-   story.rig.runUntil( Story::end + 120 );
-   ASSERT_EQ( 4u, told.size() );
+   const auto traffic = [&]( double inBps, double outBps ) {
+      EXPECT_TRUE( rig.simulation().trafficIs( "et1", inBps, outBps, 0 ).ok() );
+   };
+   traffic( 5e6, 1e6 );
+   rig.at( 20, [&] { rig.post( "units/u1/enter" ); } );
+   rig.at( 25, [&] { traffic( 0, 0 ); } );
+   rig.at( 60, [&] {
+      EXPECT_EQ( "\"maintenance\"", rig.fact( "units/u1", "state" ) );
+      traffic( 2e6, 3e6 );
+   } );
+   rig.at( 80, [&] { rig.post( "units/u1/exit" ); } );
+   rig.start();
+   rig.runUntil( 120 );
+   ASSERT_EQ( 2u, told.size() );
    const struct {
-      std::size_t run;
       const char * operation;
-      double rate;
-   } rows[] = { { 2, "enter", 5e6 }, { 3, "exit", 0 } };
-   for ( const auto & row : rows ) {
-      const nlohmann::json & input = told[row.run];
+      double in, out;
+   } rows[] = { { "enter", 5e6, 1e6 }, { "exit", 2e6, 3e6 } };
+   for ( std::size_t run = 0; run < told.size(); ++run ) {
+      const nlohmann::json & input = told[run];
       SCOPED_TRACE( input.dump() );
-      EXPECT_EQ( row.operation, input.at( "operation" ) );
+      EXPECT_EQ( rows[run].operation, input.at( "operation" ) );
       ASSERT_EQ( 2u, input.at( "interfaces" ).size() );
-      for ( const nlohmann::json & intf : input.at( "interfaces" ) )
-         for ( const char * const way : { "in-bps", "out-bps" } ) {
-            ASSERT_TRUE( intf.at( way ).is_number() ) << way;
-            EXPECT_NEAR( intf.at( "name" ) == "et1" ? row.rate : 0, intf.at( way ).get< double >(), 5e4 );
-         }
+      for ( const nlohmann::json & intf : input.at( "interfaces" ) ) {
+         const bool carries = intf.at( "name" ) == "et1";
+         ASSERT_TRUE( intf.at( "in-bps" ).is_number() && intf.at( "out-bps" ).is_number() );
+         EXPECT_NEAR( carries ? rows[run].in : 0, intf.at( "in-bps" ).get< double >(), 1e3 );
+         EXPECT_NEAR( carries ? rows[run].out : 0, intf.at( "out-bps" ).get< double >(), 1e3 );
+      }
    }
 }
 
