@@ -54,6 +54,10 @@ _untilSaid() {
 _said() { grep -qF -- "$1" said || { output=$(cat said) status=0; fail "the command should have said: $1"; }; }
 _logged() { grep -qF -- "$1" log || { output=$(cat log) status=0; fail "the log should have: $1"; }; }
 _gone() {
+   if ! [[ $1 =~ ^[0-9]+$ ]]; then
+      output=$1 status=0
+      fail "this should be the number of a process"
+   fi
    local end=$((SECONDS + 30))
    while [ $SECONDS -lt $end ]; do
       grep -qs '^State:[[:space:]]*[^Z[:space:]]' "/proc/$1/status" || return 0
@@ -318,7 +322,7 @@ echo "told of \$(grep -o '"name":' | wc -l)"
 SH
    cat > deaf <<SH
 #!/bin/sh
-echo \$\$ > "$PWD/pid"
+echo "deaf \$\$" >> "$PWD/said"
 exec sleep 1000
 SH
    chmod +x reads deaf
@@ -338,10 +342,11 @@ SH
    _untilCtlSays '"stage": "drainwatch"' -j show unit u2
    _logged "u2/reads: told of 8000"
    _ctlSays '"stage": "deaf"' -j show unit u1
+   _untilSaid deaf
    run _ctl exit u1
    passes
    _untilCtlSays '"state": "normal"' -j show unit u1
-   _gone "$(cat pid)"
+   _gone "$(sed -n 's/^deaf //p' said)"
 }
 
 saysWhyACommandCannotBeRun() {
