@@ -156,8 +156,16 @@ std::string timesOf( const json & all ) {
 }
 
 TEST( EventsStory, aHundredReadersWhoTakeNothingDelayNoTimerAndNoRequest ) {
-   Story alone;
-   alone.rig.runUntil( Story::end );
+   std::string expected;
+   std::vector< double > times;
+   const char * const moves[] = { "et1 down", "et2 down", "et1 up", "et2 up" };
+   {
+      Story alone;
+      alone.rig.runUntil( Story::end );
+      expected = timesOf( events( alone.rig ) );
+      for ( const char * move : moves )
+         times.push_back( alone.rig.timeOf( move ) );
+   }
 
    Story story;
    std::deque< Client > stuck;
@@ -173,10 +181,9 @@ TEST( EventsStory, aHundredReadersWhoTakeNothingDelayNoTimerAndNoRequest ) {
    EXPECT_NE( std::string::npos, other.take().find( "HTTP/1.1 200 OK" ) );
    EXPECT_NE( std::string::npos, other.take().find( "\"drained\":2" ) ) << other.take();
    story.rig.runUntil( Story::end );
-   EXPECT_EQ( timesOf( events( alone.rig ) ), timesOf( events( story.rig ) ) );
-   EXPECT_EQ( alone.rig.moves(), story.rig.moves() );
-   for ( const char * move : { "et1 down", "et2 down", "et1 up", "et2 up" } )
-      EXPECT_EQ( alone.rig.timeOf( move ), story.rig.timeOf( move ) );
+   EXPECT_EQ( expected, timesOf( events( story.rig ) ) );
+   for ( std::size_t i = 0; i < times.size(); ++i )
+      EXPECT_EQ( times[i], story.rig.timeOf( moves[i] ) ) << moves[i];
    // They were being told all the time.
    for ( Client & client : stuck )
       EXPECT_NE( std::string::npos, client.take().find( "goes into maintenance" ) );
@@ -191,13 +198,15 @@ TEST( EventsStory, aReloadIsToldWithWhatItChanges ) {
    other.replace( other.find( "100kbps" ), 7, "200kbps" );
    EXPECT_EQ( 200, rig.reload( other ) );
    EXPECT_EQ( 400, rig.reload( "nonsense: [" ) );
+   const json news = events( rig, last ).at( "events" );
    Lines seen;
-   for ( const json & event : events( rig, last ).at( "events" ) )
+   for ( const json & event : news )
       seen.push_back(
          event.at( "type" ).get< std::string >() + " " + event.at( "what" ).get< std::string >() );
+   ASSERT_GE( seen.size(), 3u );
+   seen.resize( 3 );
    EXPECT_EQ(
-      ( Lines{ "agent configuration-taken", "profile edited", "agent configuration-refused" } ),
-      Lines( seen.begin(), seen.begin() + std::min< long >( 3, long( seen.size() ) ) ) );
+      ( Lines{ "agent configuration-taken", "profile edited", "agent configuration-refused" } ), seen );
 }
 
 TEST( EventsStory, linksThatOthersChangeAreTold ) {
