@@ -381,7 +381,7 @@ appliesAReload() {
 tellsEveryEventOnceOverRestarts() {
    _config
    _start
-   _ctl -j events --follow --after 0 > followed &
+   "$build/bin/maintctl" --socket "$PWD/run/control.sock" -j events --follow --after 0 > followed &
    local reader=$! how
    for how in TERM KILL TERM; do
       _ctl enter u1 > /dev/null
@@ -429,6 +429,7 @@ showsWhatHasHappened() {
 endsAStreamWhenTheAgentEnds() {
    _config
    _start
+   : > stream
    curl -sSN --unix-socket run/control.sock 'http://agent/api/v1/events?after=0&rates=1' > stream &
    local reader=$!
    for ((i = 0; i < 600; ++i)); do
