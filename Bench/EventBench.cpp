@@ -62,7 +62,7 @@ class BusyAgent {
       for ( int i = 0; i < ports; ++i ) {
          const std::string name = "et" + std::to_string( i );
          names += ( i ? ", " : "" ) + name;
-         described += ( i ? ", " : "" ) + name + ": {traffic: [{for: 720h, in: 4Mbps, out: 1Mbps}]}";
+         described += ( i ? ", " : "" ) + name + ": {traffic: [{for: 200h, in: 4Mbps, out: 1Mbps}]}";
       }
       config << "version: 1\nswitch: simulated\nprofiles: {p: {threshold: 1kbps, load-interval: 720h}}\n"
              << "default-profile: p\ngroups:\n  all: {interfaces: [" << names
