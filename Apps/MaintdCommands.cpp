@@ -13,6 +13,16 @@ constexpr const char * pluginName = "DrainWatchPlugin";
 /// Seconds for which counters may be missing before the agent says that it is degraded.
 constexpr double countersPatience = 15;
 
+/// Bytes of a record that are shown among the problems.
+constexpr std::size_t mostOfRecord = 1000;
+
+std::string hadRecorded( const std::string & record ) {
+   if ( record.empty() )
+      return "";
+   return record.size() <= mostOfRecord ? "; it had recorded " + record
+                                        : "; what it had recorded is long and in the log";
+}
+
 const Vel::Entity * pointee( const Vel::Entity * entity, const char * attribute ) {
    const Vel::AttributeInfo * info = entity ? entity->typeInfo().attribute( attribute ) : nullptr;
    return info && info->entity ? info->entity( const_cast< Vel::Entity & >( *entity ) ) : nullptr;
@@ -139,7 +149,7 @@ std::vector< Agent::Problem > Maintd::problems() const {
       result.push_back(
          { "stage", failure.since,
            "unit " + failure.unit + " went back although stage " + failure.stage +
-              " failed: " + failure.text } );
+              " failed: " + failure.text + hadRecorded( failure.recorded ) } );
    views_->addProblems( result );
    return result;
 }

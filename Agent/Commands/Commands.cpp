@@ -198,7 +198,8 @@ void Commands::leftOversDel() {
          model_.unitCommandsDir->unitDel( Vel::String( unitName ) );
       else if ( status && status->state() == UnitState::normal )
          for ( const auto & [stage, command] : unit->stageRange() ) {
-            command->recordedIs( "" );
+            if ( !failedOnTheWayBack( *status, *command ) )
+               command->recordedIs( "" );
             command->definitionIs( {} );
          }
    }

@@ -25,7 +25,8 @@
 /// 2. A process is in the store before its command begins on the way in, a record before the command is told that it is
 ///    safe, and the end of a command with all that it has recorded. While the store does not work, none of this goes on.
 /// 3. A command whose end is not known is run again with `rerun`; one whose end is known is not.
-/// 4. What a command has recorded is kept until the unit is normal.
+/// 4. What a command has recorded is kept until the unit is normal; if it has failed on the way back, until the unit
+///    enters again, for whoever has to put back by hand what it has not.
 /// 5. A failure on the way back never stops it.
 namespace Agent {
 
@@ -72,12 +73,13 @@ class Commands final : private Children::Listener {
       bool goesOn = false; ///< a failure does not take the unit back
       Vel::String failure;
       bool waits = false;   ///< for what an earlier agent has left to end
-      Vel::String waitsFor; ///< what else it waits for before its command begins; empty: nothing
+      Vel::String waitsFor; ///< what else it waits for: before its command begins, or once it is told to end
    };
    /// A stage that has failed on the way back, since its unit entered last.
    struct Failure {
       Vel::String unit, stage, text;
-      double since = 0; ///< seconds of the clock
+      Vel::String recorded; ///< what its command had recorded, as JSON text; empty: nothing
+      double since = 0;     ///< seconds of the clock
    };
 
    Commands(
@@ -135,9 +137,10 @@ class Commands final : private Children::Listener {
       Children::Id id = 0;
       Vel::String stage, instanceName;
       bool enter = true;
-      double due = 0;      ///< seconds, when the phase has lasted long enough
-      double began = 0;    ///< seconds; 0: its process waits for the word to begin
-      Vel::String problem; ///< why it is ended; empty: it is not, or the unit goes back
+      double due = 0;         ///< seconds, when the phase has lasted long enough
+      double began = 0;       ///< seconds; 0: its process waits for the word to begin
+      double endingSince = 0; ///< seconds; 0: it has not been told to end
+      Vel::String problem;    ///< why it is ended; empty: it is not, or the unit goes back
       Lines output = Lines( true ), errors = Lines( false );
       Vel::String lastError; ///< what it has said last on its standard error
       unsigned lines = 0;    ///< that were logged
@@ -180,6 +183,8 @@ class Commands final : private Children::Listener {
    void retiredEnd();
    void completionsDel( const Class & stageClass ) const;
    void leftOversDel();
+   /// Whether it has failed on the way back, since the unit entered last.
+   static bool failedOnTheWayBack( const Maintenance::Unit::Status & status, const StageCommand & command );
    void takeOutput( const Vel::String & unitName, Job & job, const std::string & line, bool cut );
    void takeError( const Vel::String & unitName, Job & job, const std::string & line, bool cut );
    void record( const Vel::String & unitName, Job & job, const std::string & line );

@@ -33,6 +33,7 @@ void Commands::end( Job & job, const Vel::String & problem ) {
       return;
    job.phase = Job::Phase::ending;
    job.problem = problem;
+   job.endingSince = now();
    job.due = now() + endPatience;
    scheduler_->effectIs( [self = self_, id = job.id] {
       if ( *self )

@@ -112,25 +112,30 @@ Commands::Facts Commands::facts( const Vel::String & unitName, const Vel::String
       return facts;
    if ( !resumed_ )
       facts.waitsFor = "the agent to take up what was under way";
-   else if ( const auto job = jobs_.find( unitName ); job != jobs_.end() && job->second.began > 0 )
+   else if ( const auto job = jobs_.find( unitName ); job != jobs_.end() && job->second.endingSince > 0 ) {
+      facts.since = job->second.endingSince;
+      facts.waitsFor = "the end of its processes, because it " + job->second.problem;
+   } else if ( job != jobs_.end() && job->second.began > 0 )
       facts.since = job->second.began;
    else if ( job != jobs_.end() && job->second.phase == Job::Phase::running )
       facts.waitsFor = "the store, in which its process has to be kept before it begins";
    return facts;
 }
 
+bool Commands::failedOnTheWayBack( const Maintenance::Unit::Status & status, const StageCommand & command ) {
+   return ( status.state() == UnitState::exitInProgress || status.state() == UnitState::normal ) &&
+          command.state() == CommandState::failed &&
+          command.instanceName() == StageMgrInstKey( status.unitName(), status.genId() ).instanceName();
+}
+
 std::vector< Commands::Failure > Commands::failures() const {
    std::vector< Failure > result;
-   for ( const auto & [unitName, unit] : model_.unitCommandsDir->unitRange() ) {
-      const auto * const status = model_.unitStatusDir->status( unitName );
-      const bool wayBack =
-         status && ( status->state() == UnitState::exitInProgress || status->state() == UnitState::normal );
-      for ( const auto & [stage, command] : unit->stageRange() )
-         if (
-            wayBack && command->state() == CommandState::failed &&
-            command->instanceName() == StageMgrInstKey( unitName, status->genId() ).instanceName() )
-            result.push_back( { unitName, stage, command->failure(), command->since() } );
-   }
+   for ( const auto & [unitName, unit] : model_.unitCommandsDir->unitRange() )
+      if ( const auto * const status = model_.unitStatusDir->status( unitName ) )
+         for ( const auto & [stage, command] : unit->stageRange() )
+            if ( failedOnTheWayBack( *status, *command ) )
+               result.push_back(
+                  { unitName, stage, command->failure(), command->recorded(), command->since() } );
    return result;
 }
 

@@ -256,12 +256,13 @@ TEST_F( CommandsStory, goesOnWithTheWayBackWhenAStageOfItFailsAndSaysSoUntilTheN
    ASSERT_EQ( 1u, commands->failures().size() );
    EXPECT_EQ( "steer", commands->failures()[0].stage );
    EXPECT_EQ( "ended with 7", commands->failures()[0].text );
-   // It is not kept for the next run, but nobody may lose it either.
+   // For whoever has to put it back by hand now.
    EXPECT_NE( log.end(), std::find( log.begin(), log.end(), "u1/steer: had recorded: {\"metric\":20}" ) );
-   EXPECT_EQ( "", kept().recorded() );
    restart();
-   EXPECT_EQ( 1u, commands->failures().size() );
+   ASSERT_EQ( 1u, commands->failures().size() );
+   EXPECT_EQ( "{\"metric\":20}", commands->failures()[0].recorded );
    enter();
+   EXPECT_TRUE( inputHas( R"("recorded":null)" ) ) << input();
    EXPECT_TRUE( commands->failures().empty() );
 }
 
@@ -368,7 +369,11 @@ TEST_F( CommandsStory, isEndedAtItsLimitFirstByRequestThenByForce ) {
    advance( 1 );
    EXPECT_EQ( Lines{ "is ended by force" }, taken() );
    EXPECT_EQ( UnitState::enterInProgress, state() );
+   const auto facts = commands->facts( "u1", "steer" );
+   EXPECT_EQ( clock->currentTime() - 2, facts.since );
+   EXPECT_EQ( "the end of its processes, because it ran into its limit of 60 s", facts.waitsFor );
    ends( 0, 9 );
+   EXPECT_EQ( "", commands->facts( "u1", "steer" ).waitsFor );
    EXPECT_EQ( "stage steer failed: ran into its limit of 60 s", run().reason() );
    EXPECT_EQ( UnitState::exitInProgress, state() );
 }

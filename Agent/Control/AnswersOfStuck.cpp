@@ -43,10 +43,8 @@ std::string stuckCommand( const Stage & stage, double beganToWait, double now, c
       return "the command of stage " + stage.name + " waits for " + what +
              ( blocked.empty() ? "" : "; " + blocked );
    }
-   // Until its limit, and while it is ended by force, a command takes the time that it takes.
-   if ( stage.limit == 0 || now - stage.since < stage.limit + stuckAfter )
-      return "";
-   return "the command of stage " + stage.name + " has run into its limit and does not end";
+   // Until it is told to end, at its limit at the latest, a command takes the time that it takes.
+   return "";
 }
 
 } // namespace

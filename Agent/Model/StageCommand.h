@@ -90,7 +90,7 @@ class StageCommand final : public Vel::Entity {
    VEL_PARAM( Vel::String, stage );
    /// As it was when the unit entered, for a way back whose stage has gone from the configuration.
    VEL_ATTR( CommandDefinition, definition, onDefinition );
-   /// The object that the command has given last, as JSON text; empty: none. Gone when the unit is normal.
+   /// The object that the command has given last, as JSON text; empty: none. Commands.h says how long.
    VEL_ATTR( Vel::String, recorded, onRecorded );
    // What was started last.
    VEL_ATTR( Vel::String, instanceName, onInstanceName ); ///< the run that it was started for
