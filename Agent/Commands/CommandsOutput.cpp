@@ -114,7 +114,8 @@ Commands::Facts Commands::facts( const Vel::String & unitName, const Vel::String
       facts.waitsFor = "the agent to take up what was under way";
    else if ( const auto job = jobs_.find( unitName ); job != jobs_.end() && job->second.endingSince > 0 ) {
       facts.since = job->second.endingSince;
-      facts.waitsFor = "the end of its processes, because it " + job->second.problem;
+      facts.waitsFor = Vel::String( "the end of its processes, because " ) +
+                       ( job->second.problem.empty() ? "the unit goes back" : "it " + job->second.problem );
    } else if ( job != jobs_.end() && job->second.began > 0 )
       facts.since = job->second.began;
    else if ( job != jobs_.end() && job->second.phase == Job::Phase::running )
