@@ -281,7 +281,7 @@ explainsWhatAUnitWaitsFor() {
    run _ctl explain u1
    passes
    says "u1 is entering, stage drainwatch; it waits for 1 interface."
-   says "not below the threshold of 100 kbps"
+   says "5.00 Mbit/s, threshold 100 kbit/s"
    says "does not exist"
 }
 
