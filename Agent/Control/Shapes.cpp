@@ -95,32 +95,6 @@ std::string kebabCase( std::string_view camelCase ) {
    return result;
 }
 
-const char * unitStateText( UnitState state ) {
-   switch ( state ) {
-   case UnitState::enterInProgress:
-      return "entering";
-   case UnitState::maintenance:
-      return "maintenance";
-   case UnitState::exitInProgress:
-      return "exiting";
-   default:
-      return "normal";
-   }
-}
-
-const char * monStateText( MonIntfState state ) {
-   switch ( state ) {
-   case Maintenance::monIntfStateEnterMaint:
-      return "enter-maint";
-   case Maintenance::monIntfStateUnderMaint:
-      return "under-maint";
-   case Maintenance::monIntfStateStopped:
-      return "stopped";
-   default:
-      return "idle";
-   }
-}
-
 const char * kindText( Wire::IntfId::Kind kind ) {
    using Kind = Wire::IntfId::Kind;
    switch ( kind ) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Agent/Control/ControlModel.h"
+#include "Agent/Model/StateText.h"
 
 /// Purpose: what of the model belongs together when it is shown. Used by the answers of the control API only.
 namespace Agent {
@@ -27,10 +28,6 @@ double unchangedSince( const ControlModel & model, const std::string & unit );
 
 /// "numFooBar" as "num-foo-bar".
 std::string kebabCase( std::string_view camelCase );
-/// "normal", "entering", "maintenance", "exiting".
-const char * unitStateText( Maintenance::Unit::UnitState state );
-/// "idle", "enter-maint", "under-maint", "stopped".
-const char * monStateText( Maintenance::MonIntfState state );
 const char * kindText( Wire::IntfId::Kind kind );
 
 /// Why an interface that has a record does not count as drained, in words for an operator.

@@ -2,6 +2,7 @@
 
 #include "Agent/Events/InterfaceWords.h"
 #include "Agent/Events/Watching.h"
+#include "Agent/Model/StateText.h"
 
 #include <nlohmann/json.hpp>
 
@@ -231,7 +232,7 @@ void InterfaceEvents::lookAtLink( const Present & of ) {
 
 void InterfaceEvents::lookAtRecord( const Present & of ) {
    const auto * const record = model_.monIntfStatusDir->monIntfStatus( of.intf );
-   const Vel::String state = record ? InterfaceWords::state( record->state() ) : "", from = of.told.state();
+   const Vel::String state = record ? monStateText( record->state() ) : "", from = of.told.state();
    if ( state == from )
       return;
    of.told.stateIs( state );

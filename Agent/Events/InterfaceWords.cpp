@@ -37,19 +37,6 @@ std::string list( const std::set< std::string > & units ) {
 
 json orNull( const std::string & text ) { return text.empty() ? json( nullptr ) : json( text ); }
 
-const char * state( Maintenance::MonIntfState state ) {
-   switch ( state ) {
-   case Maintenance::monIntfStateEnterMaint:
-      return "enter-maint";
-   case Maintenance::monIntfStateUnderMaint:
-      return "under-maint";
-   case Maintenance::monIntfStateStopped:
-      return "stopped";
-   default:
-      return "idle";
-   }
-}
-
 std::string stateSentence( const std::string & name, const std::string & state ) {
    if ( state == "enter-maint" )
       return name + " is watched: it waits for its traffic to leave";

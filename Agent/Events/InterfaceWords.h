@@ -18,8 +18,6 @@ std::set< std::string > split( const std::string & names );
 std::string list( const std::set< std::string > & units );
 nlohmann::json orNull( const std::string & text );
 
-/// "idle", "enter-maint", "under-maint", "stopped".
-const char * state( Maintenance::MonIntfState state );
 std::string stateSentence( const std::string & name, const std::string & state );
 /// \param state  "up", "down", "gone"
 std::string link( const std::string & name, const std::string & state, Vel::U32 changes );

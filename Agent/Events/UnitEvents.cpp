@@ -1,6 +1,7 @@
 #include "Agent/Events/UnitEvents.h"
 
 #include "Agent/Events/Watching.h"
+#include "Agent/Model/StateText.h"
 
 #include <nlohmann/json.hpp>
 
@@ -13,19 +14,6 @@ using Maintenance::Unit::UnitState;
 using nlohmann::json;
 
 namespace {
-
-const char * textOf( UnitState state ) {
-   switch ( state ) {
-   case UnitState::enterInProgress:
-      return "entering";
-   case UnitState::maintenance:
-      return "maintenance";
-   case UnitState::exitInProgress:
-      return "exiting";
-   default:
-      return "normal";
-   }
-}
 
 std::string askedText( const UnitRun * run ) {
    if ( !run || run->by().empty() )
@@ -129,7 +117,7 @@ void UnitEvents::lookAt( const Vel::String & unit ) {
    if ( !told ) {
       told = model_.told->unitIs( unit );
       writer_.write( about( unit, "added", unit + " is configured now" ) );
-      told->stateIs( textOf( UnitState::normal ) );
+      told->stateIs( unitStateText( UnitState::normal ) );
    }
    // The run that ends is told of before the one that begins.
    if ( told->generation() == status->genId() )
@@ -145,7 +133,7 @@ void UnitEvents::lookAt( const Vel::String & unit ) {
 }
 
 void UnitEvents::lookAtState( const Status & status, ToldUnit & told ) {
-   const Vel::String state = textOf( status.state() );
+   const Vel::String state = unitStateText( status.state() );
    const Vel::String from = told.state();
    if ( state == from && status.genId() == told.generation() )
       return;
