@@ -1,0 +1,39 @@
+#include "Maintctl/Grammar.h"
+
+namespace Maintctl {
+
+void Grammar::past() {
+   App * history = verb( app_, "history", "List maintenances, newest first, those that go on too", [this] {
+      return ShowHistory{ name_, limit_ };
+   } );
+   name( history, "UNIT", "Only those of this unit", false );
+   history->add_option( "--limit", limit_, "No more than this" )
+      ->type_name( "COUNT" )
+      ->capture_default_str()
+      ->check( CLI::Range( 1U, 1000U ).description( "" ) );
+
+   App * report = verb( app_, "report", "Tell all that is known of one maintenance", [this] {
+      if ( csv_ && invocation_.json )
+         throw CLI::ValidationError( "--csv", "cannot be had together with --json" );
+      return Report{ id_, csv_ };
+   } );
+   report->add_option( "ID", id_, "Its number, which \"maintctl history\" gives" )
+      ->type_name( "" )
+      ->required()
+      ->check( CLI::PositiveNumber.description( "" ) );
+   report->add_flag( "--csv", csv_, "As comma-separated values, a line for each interface" );
+
+   App * events = verb( app_, "events", "Show what has happened, or with --follow what happens", [this] {
+      return Events{ after_, events_, follow_ };
+   } );
+   events->add_option( "--after", after_, "What came after the event of this number" )->type_name( "SEQ" );
+   events->add_option( "--last", events_, "Only so many; without it and --after the newest 20" )
+      ->type_name( "COUNT" )
+      ->check( CLI::Range( 1U, 4096U ).description( "" ) );
+   events->add_flag(
+      "--follow", follow_,
+      "Go on with what happens, until interrupted, also over an agent that is started again; with -j one "
+      "object a line" );
+}
+
+} // namespace Maintctl
