@@ -126,7 +126,11 @@ std::string Maintd::start() {
    if ( !executor_->countersFailedSince() )
       loadPlugin();
    views_->events.started( options_.version );
-   return listen();
+   if ( const std::string problem = listen(); !problem.empty() )
+      return problem;
+   if ( world_.notify )
+      world_.notify->ready( *loop_, [this] { return statusText(); } );
+   return "";
 }
 
 std::string Maintd::openStore() {
@@ -385,6 +389,8 @@ void Maintd::handleSignal( int signal ) {
          spdlog::info( "{}", error );
       return;
    }
+   if ( world_.notify )
+      world_.notify->stopping();
    // What is published, shut and under way stays as it is for the next start, so no destructor may run.
    views_->events.stopped();
    const auto status = persistence_->commit();

@@ -6,6 +6,7 @@
 #include "Agent/Membership/Membership.h"
 #include "Agent/Plugins/PluginLibraries.h"
 #include "Agent/Stages/Stages.h"
+#include "Apps/Notify.h"
 #include "Config/Configuration.h"
 #include "Config/Load.h"
 #include "DataPlane/Simulation.h"
@@ -44,6 +45,7 @@ struct MaintdWorld {
    Vel::Ptr< DataPlane::Switch > switch_;
    DataPlane::Simulation * simulation = nullptr; ///< null: the switch is real
    Agent::Children * children = nullptr;         ///< null: processes of the kernel
+   Notify * notify = nullptr;                    ///< null: nobody wants to know how the agent is
    /// Takes a store as it was opened and gives what is to be used in its place, which outlives the agent.
    std::function< Ledger::StoreEngine &( Ledger::StoreEngine & ) > storeUsed;
 };
@@ -108,6 +110,7 @@ class Maintd {
    std::vector< Agent::Problem > problems() const;
    std::optional< Api::Error > hold() const;
    std::string dump() const;
+   std::string statusText() const;
    void releaseTick();
    double now() const { return loop_->currentTime(); }
    double wallTime( double clockTime ) const;

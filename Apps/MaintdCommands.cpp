@@ -1,10 +1,13 @@
 #include "Apps/Maintd.h"
 
+#include "Agent/Model/StateText.h"
 #include "Apps/MaintdViews.h"
 #include "Platform/Cog/RealTime.h"
 
 #include <sys/mman.h>
 #include <unistd.h>
+
+#include <algorithm>
 
 namespace Apps {
 
@@ -151,6 +154,22 @@ std::vector< Agent::Problem > Maintd::problems() const {
            "unit " + failure.unit + " went back although stage " + failure.stage +
               " failed: " + failure.text + hadRecorded( failure.recorded ) } );
    views_->addProblems( result );
+   return result;
+}
+
+/// One line for whoever has started the agent.
+std::string Maintd::statusText() const {
+   std::map< std::string, unsigned > counts;
+   for ( const auto & [name, status] : entities_->unitStatusDir->statusRange() )
+      ++counts[Agent::unitStateText( status->state() )];
+   std::string result;
+   for ( const auto & [state, count] : counts )
+      result += ( result.empty() ? "units: " : ", " ) + std::to_string( count ) + " " + state;
+   if ( result.empty() )
+      result = "no units";
+   if ( const auto list = problems(); !list.empty() )
+      result += "; degraded: " + list.front().text;
+   std::replace( result.begin(), result.end(), '\n', ' ' );
    return result;
 }
 

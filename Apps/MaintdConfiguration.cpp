@@ -73,7 +73,11 @@ void Maintd::apply( const Config::Configuration & configuration ) {
 }
 
 Agent::ControlCommands::Reloaded Maintd::reload() {
+   if ( world_.notify )
+      world_.notify->reloading();
    auto result = readAgain();
+   if ( world_.notify )
+      world_.notify->reloaded();
    views_->reloaded( result );
    return result;
 }

@@ -143,7 +143,10 @@ int main( int argc, char ** argv ) {
       if ( !path->empty() )
          *path = std::filesystem::absolute( *path ).lexically_normal();
 
-   Apps::Maintd agent( options );
+   Apps::Notify notify( Apps::Notify::takeFromEnvironment() );
+   Apps::MaintdWorld world;
+   world.notify = &notify;
+   Apps::Maintd agent( options, world );
    if ( releaseAll ) {
       const std::string problem = agent.releaseAll();
       if ( !problem.empty() )
