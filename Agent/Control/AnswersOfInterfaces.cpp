@@ -4,9 +4,22 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <cmath>
+
 namespace Agent {
 
 using nlohmann::json;
+
+namespace {
+
+/// Of the two directions; not a number unless both are known.
+double busier( const Interface::IntfRates & rates ) {
+   return std::isfinite( rates.inBitsRate ) ? std::max( rates.outBitsRate, rates.inBitsRate )
+                                            : rates.inBitsRate;
+}
+
+} // namespace
 
 json Answers::Json::interface( const Wire::IntfId & intf ) const {
    const auto * record = model.monIntfStatusDir->monIntfStatus( intf );
@@ -36,10 +49,11 @@ json Answers::Json::reason( const Wire::IntfId & intf ) const {
    const auto facts = reasonFacts( model, intf );
    if ( !facts )
       return nullptr;
+   const auto rates = ratesOf( model, commands, intf );
    return {
       { "code", stringValue( facts->reason ) },
       { "since", time( facts->since ) },
-      { "rate-bps", number( facts->rate ) },
+      { "rate-bps", rates ? number( busier( *rates ) ) : json( nullptr ) },
       { "threshold-bps", number( facts->threshold ) },
       { "quiet-seconds", facts->quiet },
       { "load-interval-seconds", number( facts->loadInterval ) },

@@ -32,7 +32,7 @@ json Answers::Json::waiting( const std::string & name, const Maintenance::MonInt
                           : json( nullptr ) },
       { "shutdown-at",
         shutInAnyCase ? time( record.startTime() + profile->shutdownMaxDelay() ) : json( nullptr ) },
-      { "reason", waitingText( model, record ) },
+      { "reason", waitingText( model, commands, record ) },
       { "insight", reason( record.intfId() ) } };
 }
 

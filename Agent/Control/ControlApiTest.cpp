@@ -73,9 +73,9 @@ TEST_F( ControlApiTest, showsAnInterfaceInFull ) {
    rig.insight( rig.et1, Reason::shut );
    EXPECT_EQ(
       json::parse( R"({"name":"et1","kind":"ethernet","units":["u1"],"profile":"fast","state":"under-maint",
-         "in-bps":1.5,"out-bps":2.5,"samples":"1","consecutive-drained-samples":"4294967295","spike":true,
+         "in-bps":null,"out-bps":null,"samples":"1","consecutive-drained-samples":"4294967295","spike":true,
          "shut":true,"link-state":"down","drift":"raised","start-time":"2023-11-14T23:12:20.000Z",
-         "reason":{"code":"shut","since":"2023-11-14T23:12:50.000Z","rate-bps":2.5,"threshold-bps":100000.0,
+         "reason":{"code":"shut","since":"2023-11-14T23:12:50.000Z","rate-bps":null,"threshold-bps":100000.0,
             "quiet-seconds":21474836475.0,"load-interval-seconds":10.0,"eta-seconds":null,"shutdown-at":null,
             "trend":null,"text":"shut since 23:12"},
          "state-time":"2023-11-14T23:12:30.000Z","last-sample-time":"2023-11-14T23:13:18.000Z"})" ),

@@ -1,10 +1,12 @@
 #include "Agent/Control/EventStreams.h"
 
 #include "Agent/Control/RatesFrame.h"
+#include "Agent/Control/Shapes.h"
 #include "Api/Values.h"
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 namespace Agent {
@@ -140,15 +142,17 @@ void EventStreams::Shared::makeRates() {
    ratesTime = now;
    ++ratesNumber;
    RatesFrame frame( Api::timeText( commands.wallTime( now ) ) );
+   const double unknown = std::numeric_limits< double >::quiet_NaN();
+   const auto add = [&]( const Wire::IntfId & intf ) {
+      const auto of = ratesOf( model, commands, intf );
+      frame.add( intf.name(), of ? of->inBitsRate : unknown, of ? of->outBitsRate : unknown );
+   };
    for ( const auto & [intf, record] : model.monIntfStatusDir->monIntfStatusRange() )
-      if ( const Interface::IntfRates & of = record->curRates(); of.sampleTime > 0 )
-         frame.add( intf.name(), of.inBitsRate, of.outBitsRate );
+      add( intf );
    if ( commands.samples )
-      for ( const auto & [intf, of] : commands.samples->rates() ) {
-         const auto * const record = model.monIntfStatusDir->monIntfStatus( intf );
-         if ( !record || record->curRates().sampleTime == 0 )
-            frame.add( intf.name(), of.inBitsRate, of.outBitsRate );
-      }
+      for ( const auto & [intf, of] : commands.samples->rates() )
+         if ( !model.monIntfStatusDir->monIntfStatus( intf ) )
+            add( intf );
    rates = textOf( frame.text() );
    wakeAll( true );
 }

@@ -231,6 +231,21 @@ TEST_F( EventStreamsTest, namesOfAnyBytesAndRatesThatAreNoneMakeValidFrames ) {
    EXPECT_EQ( nullptr, rates[1] );
 }
 
+TEST_F( EventStreamsTest, tellsOfAnInterfaceThatIsStarvedThatItsRateIsNotKnown ) {
+   auto & record = rig.record( rig.et1, Maintenance::monIntfStateEnterMaint );
+   rig.sample( record, 1e6, 2e6, 0 );
+   Reader & r = reader( std::nullopt, true );
+   commit();
+   now += 30;
+   rig.sample( rig.record( rig.et2, Maintenance::monIntfStateEnterMaint ), 1, 2, 0 );
+   rig.records->monIntfStatus( rig.et2 )->curRatesIs( { 5, now, now, 7, now } );
+   commit();
+   r.take();
+   const json frame = json::parse( r.events().back()[2] );
+   EXPECT_EQ( ( json{ nullptr, nullptr } ), frame.at( "interfaces" ).at( "et1" ) );
+   EXPECT_NE( nullptr, frame.at( "interfaces" ).at( "et2" )[0] );
+}
+
 // ---- over the API
 
 TEST_F( EventStreamsTest, givesTheLastEventsAsJson ) {

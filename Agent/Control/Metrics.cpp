@@ -10,8 +10,8 @@ namespace Agent {
 
 namespace {
 
-constexpr const char * problemKinds[] = { "configuration", "counters", "plug-in", "samples",
-                                          "stage",         "store",    "switch" };
+constexpr const char * problemKinds[] = { "configuration", "counters", "history", "plug-in",
+                                          "samples",       "stage",    "store",   "switch" };
 
 } // namespace
 

@@ -74,11 +74,13 @@ void Metrics::Writer::profiles() {
 void Metrics::Writer::records() {
    ofThose(
       "maint_interface_quiet_seconds", Type::gauge,
-      "Time for which an interface has stayed below its threshold.", &IntfSeen::record,
+      "Time for which an interface that drains has stayed below its threshold.", &IntfSeen::record,
       [this]( const IntfSeen & intf ) {
-         out.sample(
-            static_cast< double >( intf.record->numConsecutiveDrainedSamples() ) * secondsPerSample,
-            { { "interface", intf.name } } );
+         // Of one that does not drain any more the record keeps how it did.
+         if ( intf.record->state() == Maintenance::monIntfStateEnterMaint )
+            out.sample(
+               static_cast< double >( intf.record->numConsecutiveDrainedSamples() ) * secondsPerSample,
+               { { "interface", intf.name } } );
       } );
    ofThose(
       "maint_interface_samples_total", Type::counter, "Samples of an interface in this maintenance.",

@@ -181,6 +181,10 @@ TEST_F( MetricsTest, tellTheRatesOfAnInterfaceThatHasBeenSampled ) {
       "maint_interface_quiet_seconds{interface=\"et1\"} 0\nmaint_interface_quiet_seconds{interface=\"et2\"} "
       "15\n",
       samples( "maint_interface_quiet_seconds{" ) );
+   rig.record( rig.et1, Maintenance::monIntfStateUnderMaint );
+   EXPECT_EQ(
+      "maint_interface_quiet_seconds{interface=\"et2\"} 15\n", samples( "maint_interface_quiet_seconds{" ) )
+      << "of one that has drained the record keeps how it did";
    EXPECT_EQ(
       "maint_interface_samples_total{interface=\"et1\"} 0\nmaint_interface_samples_total{interface=\"et2\"} "
       "1\n",
@@ -189,6 +193,8 @@ TEST_F( MetricsTest, tellTheRatesOfAnInterfaceThatHasBeenSampled ) {
    EXPECT_EQ(
       "maint_interface_rate_bytes_per_second{interface=\"et2\",direction=\"out\"} 10\n",
       samples( "maint_interface_rate_bytes_per_second{" ) );
+   now += 60;
+   EXPECT_EQ( "", samples( "maint_interface_rate_bytes_per_second{" ) ) << "nobody knows what it carries now";
 }
 
 TEST_F( MetricsTest, tellWhyAnInterfaceIsNotDoneAndWhenItWillBe ) {
@@ -285,6 +291,7 @@ TEST_F( MetricsTest, countTheProblemsOfEachKind ) {
    EXPECT_EQ(
       "maint_agent_problems{kind=\"configuration\"} 0\n"
       "maint_agent_problems{kind=\"counters\"} 0\n"
+      "maint_agent_problems{kind=\"history\"} 0\n"
       "maint_agent_problems{kind=\"new\"} 1\n"
       "maint_agent_problems{kind=\"plug-in\"} 0\n"
       "maint_agent_problems{kind=\"samples\"} 0\n"

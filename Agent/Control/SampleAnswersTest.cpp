@@ -153,6 +153,29 @@ TEST_F( SampleAnswers, giveAnInterfaceThatNobodyMonitorsItsRates ) {
    EXPECT_EQ( 7, json::parse( got( "interfaces/et2" ) ).at( "in-bps" ) );
 }
 
+TEST_F( SampleAnswers, giveAnInterfaceThatIsShutOrStarvedItsRatesOfNow ) {
+   Interface::IntfRates rates;
+   rates.inBitsRate = 1234;
+   rates.outBitsRate = 5678;
+   samples.rates_ = { { rig.et1, rates } };
+   for ( const auto & intf : { rig.et1, rig.et2 } ) {
+      rig.sample( rig.record( intf, Maintenance::monIntfStateEnterMaint ), 7, 8, 0 );
+      rig.insight( intf, Agent::Reason::starved );
+   }
+   const auto shown = [&]( const char * name ) {
+      const json intf = json::parse( got( std::string( "interfaces/" ) + name ) );
+      return json{ intf.at( "in-bps" ), intf.at( "out-bps" ), intf.at( "reason" ).at( "rate-bps" ) };
+   };
+   now = rig.now - 2 + samples.freshFor;
+   EXPECT_EQ( ( json{ 7, 8, 8 } ), shown( "et1" ) );
+   now += 0.001;
+   EXPECT_EQ( ( json{ 1234, 5678, 5678 } ), shown( "et1" ) ) << "what it carried last says nothing of now";
+   EXPECT_EQ( ( json{ nullptr, nullptr, nullptr } ), shown( "et2" ) ) << "nobody samples it";
+   now = rig.now;
+   rig.cause->intfStatusIs( rig.et1, now );
+   EXPECT_EQ( ( json{ 1234, 5678, 5678 } ), shown( "et1" ) ) << "its monitoring has ended with the shutdown";
+}
+
 TEST_F( SampleAnswers, areRefusedIfNobodySamples ) {
    commands.samples = nullptr;
    api = std::make_unique< Agent::ControlApi >( rig.model(), commands );

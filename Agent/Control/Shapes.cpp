@@ -67,9 +67,14 @@ std::string profileOf( const ControlModel & model, const Wire::IntfId & intf ) {
 std::optional< Interface::IntfRates >
 ratesOf( const ControlModel & model, const ControlCommands & commands, const Wire::IntfId & intf ) {
    const auto * record = model.monIntfStatusDir->monIntfStatus( intf );
-   if ( record && record->totalSamples() > 0 )
+   if ( record && !model.cause->intfStatus( intf ) && isFresh( *record, commands ) )
       return record->curRates();
    return commands.samples ? commands.samples->rate( intf ) : std::nullopt;
+}
+
+bool isFresh( const Maintenance::MonIntfStatus & record, const ControlCommands & commands ) {
+   const double time = record.curRates().sampleTime;
+   return time > 0 && commands.now() - time <= SampleSource::freshFor;
 }
 
 double unchangedSince( const ControlModel & model, const std::string & unit ) {
@@ -113,7 +118,8 @@ const char * kindText( Wire::IntfId::Kind kind ) {
    }
 }
 
-std::string waitingText( const ControlModel & model, const Maintenance::MonIntfStatus & record ) {
+std::string waitingText(
+   const ControlModel & model, const ControlCommands & commands, const Maintenance::MonIntfStatus & record ) {
    const Wire::IntfId & intf = record.intfId();
    if ( record.state() == Maintenance::monIntfStateUnderMaint )
       return model.cause->intfStatus( intf ) ? "has drained and is shut" : "has drained";
@@ -121,6 +127,8 @@ std::string waitingText( const ControlModel & model, const Maintenance::MonIntfS
       return "was released by another unit and is not sampled any more";
    if ( record.totalSamples() == 0 )
       return "waits for its first sample";
+   if ( record.curRates().sampleTime > 0 && !isFresh( record, commands ) )
+      return "nobody knows what it carries: there are no fresh counters";
    const auto * profile = model.intfProfileStatusDir->status( profileOf( model, intf ) );
    if ( !profile )
       return "has no profile";

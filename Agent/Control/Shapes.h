@@ -20,9 +20,12 @@ std::map< std::string, Wire::IntfId > shownInterfaces( const ControlModel & mode
 Wire::IntfId interfaceNamed( const ControlModel & model, const std::string & name );
 /// The profile selected for an interface with the default resolved, empty if there is none.
 std::string profileOf( const ControlModel & model, const Wire::IntfId & intf );
-/// What an interface carries: as its monitoring has it, else as of the last sample; nothing: it is not known.
+/// What an interface carries: as its monitoring has it; where that has none of the last SampleSource::freshFor seconds, or
+/// has ended with a shutdown, as of the last sample; nothing: it is not known.
 std::optional< Interface::IntfRates >
 ratesOf( const ControlModel & model, const ControlCommands & commands, const Wire::IntfId & intf );
+/// Whether the rates of a record are those of now. It keeps the last ones of a link that is shut or starved for ever.
+bool isFresh( const Maintenance::MonIntfStatus & record, const ControlCommands & commands );
 /// Since when, in seconds of the clock, all interfaces of a unit that have a record have been where they are.
 double unchangedSince( const ControlModel & model, const std::string & unit );
 
@@ -31,7 +34,8 @@ std::string kebabCase( std::string_view camelCase );
 const char * kindText( Wire::IntfId::Kind kind );
 
 /// Why an interface that has a record does not count as drained, in words for an operator.
-std::string waitingText( const ControlModel & model, const Maintenance::MonIntfStatus & record );
+std::string waitingText(
+   const ControlModel & model, const ControlCommands & commands, const Maintenance::MonIntfStatus & record );
 /// What a stage does, has done or will do, and what happens if it fails, in words for an operator.
 std::string stageText( const ControlCommands::Stage & stage, Maintenance::Unit::UnitState stateOfUnit );
 /// Why a unit does not complete while an interface is up that nobody can count.

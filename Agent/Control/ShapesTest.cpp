@@ -22,8 +22,13 @@ Names namesOf( const std::map< std::string, Wire::IntfId > & interfaces ) {
 
 class ControlShapes : public testing::Test {
  protected:
+   ControlShapes() {
+      commands.now = [this] { return now; };
+   }
    ModelRig rig;
    const ControlModel model = rig.model();
+   ControlCommands commands;
+   double now = rig.now;
 };
 
 TEST_F( ControlShapes, namesTheInterfacesOfAUnitOnce ) {
@@ -92,23 +97,28 @@ TEST_F( ControlShapes, hasAWordForEachStateAndKind ) {
 
 TEST_F( ControlShapes, saysWhatAnInterfaceIsWaitedForFor ) {
    auto & record = rig.record( rig.et1, Maintenance::monIntfStateEnterMaint );
-   EXPECT_EQ( "waits for its first sample", waitingText( model, record ) );
+   EXPECT_EQ( "waits for its first sample", waitingText( model, commands, record ) );
    rig.sample( record, 2e6, 4e8, 0 );
-   EXPECT_EQ( "400 Mbps, not below the threshold of 100 kbps", waitingText( model, record ) );
+   EXPECT_EQ( "400 Mbps, not below the threshold of 100 kbps", waitingText( model, commands, record ) );
    rig.sample( record, 1e5, 0, 0 );
-   EXPECT_EQ( "100 kbps, not below the threshold of 100 kbps", waitingText( model, record ) );
+   EXPECT_EQ( "100 kbps, not below the threshold of 100 kbps", waitingText( model, commands, record ) );
    rig.sample( record, 5e4, 1e4, 1 );
-   EXPECT_EQ( "50.0 kbps, quiet for 5s of 10s", waitingText( model, record ) );
+   EXPECT_EQ( "50.0 kbps, quiet for 5s of 10s", waitingText( model, commands, record ) );
+   now += 30;
+   EXPECT_EQ(
+      "nobody knows what it carries: there are no fresh counters", waitingText( model, commands, record ) );
+   now = rig.now;
    rig.sample( record, std::numeric_limits< double >::quiet_NaN(), 0, 0 );
-   EXPECT_EQ( "its rate cannot be told", waitingText( model, record ) );
+   EXPECT_EQ( "its rate cannot be told", waitingText( model, commands, record ) );
    rig.sample( record, 0, std::numeric_limits< double >::infinity(), 0 );
-   EXPECT_EQ( "its rate cannot be told", waitingText( model, record ) );
+   EXPECT_EQ( "its rate cannot be told", waitingText( model, commands, record ) );
    record.stateIs( Maintenance::monIntfStateStopped );
-   EXPECT_EQ( "was released by another unit and is not sampled any more", waitingText( model, record ) );
+   EXPECT_EQ(
+      "was released by another unit and is not sampled any more", waitingText( model, commands, record ) );
    record.stateIs( Maintenance::monIntfStateUnderMaint );
-   EXPECT_EQ( "has drained", waitingText( model, record ) );
+   EXPECT_EQ( "has drained", waitingText( model, commands, record ) );
    rig.cause->intfStatusIs( rig.et1, rig.now );
-   EXPECT_EQ( "has drained and is shut", waitingText( model, record ) );
+   EXPECT_EQ( "has drained and is shut", waitingText( model, commands, record ) );
 }
 
 TEST_F( ControlShapes, saysWhyAnInterfaceIsNotWaitedFor ) {
