@@ -200,6 +200,7 @@ std::string Maintd::makeClock() {
    FastLog::timeFrom( loop_->currentTimeKept() );
    started_ = now();
    wheel_ = Vel::make< Cog::TimerWheel >( loop_, 1000u, 1800u, true, 1024u );
+   commits_ = std::make_unique< StoreCommits >( *loop_, *persistence_ );
    loop_->commitHookIs( [this] { return commit(); } );
    signals_ = std::make_unique< Cog::Signals >(
       *loop_, std::initializer_list< int >{ SIGTERM, SIGINT, SIGHUP },
@@ -306,7 +307,7 @@ void Maintd::makeStages() {
          [this] { stages_->look(); },
          [this]( const Vel::String & unit ) { return api_->interfacesOf( unit ); },
          []( const std::string & line ) { spdlog::info( "{}", line ); },
-         [this] { return storeFailedSince_ == 0; } } );
+         [this] { return commits_->failedSince() == 0; } } );
    stages_->uncountedIs(
       [this]( const Wire::IntfId & intf ) { return !executor_->uncounted( intf ).empty(); } );
    stages_->holdIs( [this] { return hold(); } );
@@ -409,19 +410,7 @@ bool Maintd::commit() {
    executor_->turnEnds();
    views_->turnEnds();
    answerAdvances();
-   const auto status = persistence_->commit();
-   if ( status.ok() ) {
-      storeFailedSince_ = 0;
-      storeProblem_.clear();
-      return true;
-   }
-   const bool first = storeFailedSince_ == 0;
-   if ( first )
-      storeFailedSince_ = now();
-   storeProblem_ = status.text();
-   // Effects wait for one more try. After that the agent is degraded: nothing new is begun, but links that the
-   // operator or a profile wants released or shut are set all the same.
-   return !first && now() > storeFailedSince_;
+   return commits_->commit();
 }
 
 const Vel::Entity * Maintd::root() const {

@@ -7,6 +7,7 @@
 #include "Agent/Plugins/PluginLibraries.h"
 #include "Agent/Stages/Stages.h"
 #include "Apps/Notify.h"
+#include "Apps/StoreCommits.h"
 #include "Config/Configuration.h"
 #include "Config/Load.h"
 #include "DataPlane/Simulation.h"
@@ -123,6 +124,7 @@ class Maintd {
    std::unique_ptr< Ledger::LmdbEngine > stateEngine_, runtimeEngine_;
    Vel::Ptr< Ledger::EntityManager > entityManager_;
    std::unique_ptr< Ledger::Persistence > persistence_;
+   std::unique_ptr< StoreCommits > commits_;
    std::unique_ptr< Entities > entities_;
    Config::Configuration configuration_;
    std::vector< std::string > configurationErrors_; ///< of the file, while the last accepted one is in use
@@ -142,8 +144,6 @@ class Maintd {
    /// Turns that the consequences of an advance may take before it is answered all the same.
    static constexpr unsigned turnsToQuiet = 100;
    double started_ = 0;
-   double storeFailedSince_ = 0; ///< 0: the store works
-   std::string storeProblem_;
    bool pluginAsked_ = false;
    bool resumed_ = false;
 };

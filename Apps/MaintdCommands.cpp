@@ -76,6 +76,7 @@ Agent::ControlCommands Maintd::commands() {
       return drift == Agent::Drift::none ? std::string() : stringValue( drift );
    };
    c.whenCommitted = [this]( std::function< void() > call ) { loop_->effectIs( std::move( call ) ); };
+   c.whenStored = [this]( std::function< void() > call ) { commits_->whenStored( std::move( call ) ); };
    c.wallTime = [this]( double clockTime ) { return wallTime( clockTime ); };
    c.now = [this] { return now(); };
    c.samples = &views_->samples;
@@ -138,8 +139,8 @@ Agent::ControlCommands::AgentFacts Maintd::facts() const {
 
 std::vector< Agent::Problem > Maintd::problems() const {
    std::vector< Agent::Problem > result;
-   if ( storeFailedSince_ > 0 )
-      result.push_back( { "store", storeFailedSince_, storeProblem_ } );
+   if ( commits_->failedSince() > 0 )
+      result.push_back( { "store", commits_->failedSince(), commits_->problem() } );
    if ( const auto since = executor_->countersFailedSince(); since && now() - *since >= countersPatience )
       result.push_back( { "counters", *since, executor_->countersProblem() } );
    if ( const Vel::String problem = executor_->problem(); !problem.empty() )

@@ -255,7 +255,9 @@ void ControlApi::getHealth( const Call & call ) {
 }
 
 void ControlApi::getMetrics( const Call & call ) {
-   call.answer( { 200, metrics_.text( { events_.readers(), events_.dropped() } ), Exposition::contentType } );
+   call.answer(
+      { 200, metrics_.text( { events_.last(), events_.readers(), events_.dropped() } ),
+        Exposition::contentType } );
 }
 
 void ControlApi::getTrace( const Call & call ) { call.answer( { 200, Answers::traceLevels() } ); }

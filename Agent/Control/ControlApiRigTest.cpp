@@ -64,6 +64,9 @@ ControlApiRig::ControlApiRig() {
    commands.whenCommitted = [this]( std::function< void() > call ) {
       waiting.push_back( std::move( call ) );
    };
+   commands.whenStored = [this]( std::function< void() > call ) {
+      waitingForStore.push_back( std::move( call ) );
+   };
    // Display time is an hour ahead, so that a time that is not translated shows.
    commands.wallTime = []( double time ) { return time + 3600; };
    commands.now = [this] { return now; };
@@ -81,10 +84,17 @@ int ControlApiRig::ask( const std::string & method, const std::string & path, co
       reply = std::move( got );
    } );
    answeredAtOnce = answers == 1;
-   for ( const auto & call : std::exchange( waiting, {} ) )
-      call();
+   commit();
    EXPECT_EQ( 1u, answers );
    return reply.status;
+}
+
+void ControlApiRig::commit() {
+   for ( const auto & call : std::exchange( waiting, {} ) )
+      call();
+   if ( storeWorks )
+      for ( const auto & call : std::exchange( waitingForStore, {} ) )
+         call();
 }
 
 std::string ControlApiRig::refused() const {

@@ -25,7 +25,7 @@ class ControlApiRig : public testing::Test {
  protected:
    ControlApiRig();
 
-   /// Asks and, if no answer has come, commits. The status.
+   /// Asks, and commits. The status.
    int ask( const std::string & method, const std::string & path, const std::string & body = "" );
    int post( const std::string & path, const std::string & body = "{}" ) {
       return ask( "POST", "/api/v1/" + path, body );
@@ -37,6 +37,8 @@ class ControlApiRig : public testing::Test {
    }
    /// The code, and what it is about, of a refusal.
    std::string refused() const;
+   /// The turn ends.
+   void commit();
 
    ModelRig rig;
    ControlCommands commands;
@@ -44,8 +46,10 @@ class ControlApiRig : public testing::Test {
    bool local = true;
    HttpReply reply;
    bool answeredAtOnce = false;
-   std::vector< std::function< void() > > waiting; ///< for the commit
-   std::vector< std::string > asked;               ///< of the agent
+   std::vector< std::function< void() > > waiting;         ///< for the end of the turn
+   std::vector< std::function< void() > > waitingForStore; ///< for a commit that succeeds
+   bool storeWorks = true;
+   std::vector< std::string > asked; ///< of the agent
    ControlCommands::Result refusal;
    ControlCommands::Progress progress;
    ControlCommands::Reloaded reloaded;

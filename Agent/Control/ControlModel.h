@@ -143,8 +143,10 @@ struct ControlCommands {
       std::function< std::string( Vel::U32 id ) > record;
    };
    History history;
-   /// Calls back when the present turn is committed.
+   /// Calls back when the effects of the present turn are let out: it is committed then, unless the store fails.
    std::function< void( std::function< void() > ) > whenCommitted;
+   /// Calls back when all that has been written until now is in the store, however long that takes.
+   std::function< void( std::function< void() > ) > whenStored;
    /// Wall time, for display, of a time of the agent's clock; seconds since 1970.
    std::function< double( double ) > wallTime;
    std::function< double() > now;

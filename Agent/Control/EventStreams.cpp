@@ -87,10 +87,10 @@ class EventStreams::Reader final : public HttpStream {
    Text skipDropped() {
       const EventLog & log = *shared_->model.eventLog;
       // A place behind the end is of another log: that one is lost as a whole, nobody knows how much of it.
-      const bool otherLog = at_ > log.last();
-      if ( !otherLog && at_ + 1 >= log.first() )
+      const bool otherLog = at_ > shared_->committed;
+      const Vel::U64 next = std::min( log.first(), shared_->committed + 1 );
+      if ( !otherLog && at_ + 1 >= next )
          return nullptr;
-      const Vel::U64 next = log.first();
       const Vel::U64 dropped = otherLog ? 0 : next - 1 - at_;
       at_ = next - 1;
       shared_->dropped += dropped;
@@ -165,7 +165,10 @@ EventStreams::EventStreams( const ControlModel & model, const ControlCommands & 
       watchRates( intf );
 }
 
-EventStreams::~EventStreams() { end(); }
+EventStreams::~EventStreams() {
+   shared_->ended = true;
+   shared_->wakeAll( false );
+}
 
 std::shared_ptr< HttpStream > EventStreams::stream( std::optional< Vel::U64 > after, bool rates ) {
    auto reader = std::make_shared< Reader >( shared_, after, rates );
@@ -181,7 +184,7 @@ std::string EventStreams::recent( std::optional< Vel::U64 > after, Vel::U64 limi
    limit = std::min( limit, EventLog::kept );
    Vel::U64 at = after ? *after : last - std::min( last, limit );
    // A place behind the end is of another log.
-   if ( at > log.last() )
+   if ( at > last )
       at = 0;
    at = std::max( at, log.first() - 1 );
    std::string text = "{\"events\":[";
@@ -198,6 +201,8 @@ unsigned EventStreams::readers() const { return static_cast< unsigned >( shared_
 
 Vel::U64 EventStreams::dropped() const { return shared_->dropped; }
 
+Vel::U64 EventStreams::last() const { return shared_->committed; }
+
 void EventStreams::end() {
    shared_->ended = true;
    shared_->committed = shared_->model.eventLog->last();
@@ -207,7 +212,8 @@ void EventStreams::end() {
 void EventStreams::handleLast() {
    if ( std::exchange( shared_->commitAwaited, true ) )
       return;
-   shared_->commands.whenCommitted( [shared = shared_] {
+   // Also while the store fails: an agent that comes after a crash would give the number to another event.
+   shared_->commands.whenStored( [shared = shared_] {
       shared->commitAwaited = false;
       shared->committed = shared->model.eventLog->last();
       shared->wakeAll( false );

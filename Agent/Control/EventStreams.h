@@ -13,7 +13,8 @@
 ///
 /// 1. A reader is a place in the log and the number of the last frame of rates that it was sent; nothing is queued for it.
 ///    One that has fallen behind what is kept is told how many events it has missed.
-/// 2. An event is told when it is committed.
+/// 2. An event is told when it is committed, and not before: while the store fails it waits. So a number that somebody
+///    has seen is never given to another event, also if the agent is killed.
 /// 3. Frames of rates are made once for all readers, at most once a second and only while somebody reads them, when a
 ///    sample has come. Only the newest is sent, with the number of those that a reader has missed.
 namespace Agent {
@@ -35,6 +36,8 @@ class EventStreams {
    unsigned readers() const;
    /// Events that readers have missed since the agent was started.
    Vel::U64 dropped() const;
+   /// The number of the last event that may be told; 0: none.
+   Vel::U64 last() const;
    /// All streams end when they have given what has happened until now, which is committed: the agent ends.
    void end();
 

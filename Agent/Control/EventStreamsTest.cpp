@@ -70,10 +70,6 @@ class EventStreamsTest : public ControlApiRig {
          rig.eventLog->add(
             { EventType::unit, R"({"sequence":)" + std::to_string( rig.eventLog->last() + 1 ) + "}" } );
    }
-   void commit() {
-      for ( const auto & call : std::exchange( waiting, {} ) )
-         call();
-   }
    Reader & reader( std::optional< Vel::U64 > after = std::nullopt, bool rates = false ) {
       Reader & made = readers.emplace_back();
       made.open( streams().stream( after, rates ) );
@@ -95,6 +91,65 @@ TEST_F( EventStreamsTest, tellsAnEventWhenItIsCommittedAndNotBefore ) {
    EXPECT_EQ( Ids{ "1" }, r.ids() );
    EXPECT_EQ( "unit", r.events()[0][1] );
    EXPECT_EQ( R"({"sequence":1})", r.events()[0][2] );
+}
+
+TEST_F( EventStreamsTest, tellsNothingWhileTheStoreFailsHoweverLongThatIs ) {
+   Reader & r = reader( 0 );
+   happens( 2 );
+   commit();
+   r.take();
+   storeWorks = false;
+   happens( 3 );
+   for ( int turns = 0; turns < 3; ++turns ) {
+      happens();
+      commit();
+   }
+   r.take();
+   EXPECT_EQ( ( Ids{ "1", "2" } ), r.ids() );
+   EXPECT_EQ( 2, json::parse( got( "events/recent?after=0" ) ).at( "last" ) );
+   EXPECT_EQ( 2u, json::parse( got( "events/recent?after=0" ) ).at( "events" ).size() );
+   EXPECT_NE( std::string::npos, got( "metrics" ).find( "\nmaint_events_total 2\n" ) );
+   EXPECT_EQ( 1u, waitingForStore.size() );
+   storeWorks = true;
+   commit();
+   r.take();
+   EXPECT_EQ( 8u, r.ids().size() );
+}
+
+TEST_F( EventStreamsTest, saysOfWhatIsLostWhileTheStoreFailsNoMoreThanIsCommitted ) {
+   happens( 10 );
+   commit();
+   Reader & slow = reader( 4 );
+   Reader & abreast = reader( 10 );
+   storeWorks = false;
+   happens( EventLog::kept + 100 );
+   commit();
+   for ( Reader * r : { &slow, &abreast } )
+      r->take();
+   ASSERT_EQ( Ids{ "10" }, slow.ids() );
+   EXPECT_EQ( ( json{ { "dropped", 6 }, { "next", 11 } } ), json::parse( slow.events()[0][2] ) );
+   EXPECT_EQ( Ids(), abreast.ids() );
+   // It is of another log: nobody has been told of that one.
+   Reader & stranger = reader( 50 );
+   stranger.take();
+   EXPECT_EQ( Ids{ "10" }, stranger.ids() );
+   storeWorks = true;
+   commit();
+   for ( Reader * r : { &slow, &abreast } ) {
+      r->take();
+      EXPECT_EQ( "dropped", r->events().at( r == &slow )[1] );
+      EXPECT_EQ( std::to_string( EventLog::kept + 110 ), r->ids().back() );
+   }
+   EXPECT_EQ( 206u, streams().dropped() );
+}
+
+TEST_F( EventStreamsTest, tellsNothingThatIsNotCommittedWhenTheApiGoes ) {
+   Reader & r = reader( 0 );
+   happens();
+   api.reset();
+   r.take();
+   EXPECT_TRUE( r.ended );
+   EXPECT_EQ( Ids(), r.ids() );
 }
 
 TEST_F( EventStreamsTest, beginsAfterTheEventThatIsNamedOrWithWhatIsNew ) {

@@ -121,7 +121,7 @@ void Metrics::Writer::pluginEvents() {
 void Metrics::Writer::events( const EventReaders & readers ) {
    one(
       "maint_events_total", Type::counter, "Events that have been written into the event log, ever.",
-      static_cast< double >( model.eventLog->last() ) );
+      static_cast< double >( readers.events ) );
    one( "maint_event_readers", Type::gauge, "Who is reading events at present.", readers.count );
    one(
       "maint_events_dropped_total", Type::counter,

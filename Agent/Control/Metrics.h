@@ -22,8 +22,9 @@ class Metrics {
    Metrics( const ControlModel & model, const ControlCommands & commands )
       : model_( model ), commands_( commands ) {}
 
-   /// Those who read events.
+   /// Events, and those who read them.
    struct EventReaders {
+      Vel::U64 events = 0;  ///< that may be told, ever
       unsigned count = 0;   ///< at present
       Vel::U64 dropped = 0; ///< events that any of them have missed
    };

@@ -1,3 +1,4 @@
+#include "Platform/Ledger/FaultEngine.h"
 #include "Tests/Agent/CrashSweepTest.h"
 
 #include <nlohmann/json.hpp>
@@ -144,6 +145,83 @@ class Client {
    int descriptor_;
    std::string received_;
 };
+
+/// The events that a reader has been sent in full, by their numbers.
+std::map< unsigned, json > eventsIn( const std::string & received ) {
+   std::map< unsigned, json > result;
+   const std::string begin = "\ndata: ";
+   for ( std::size_t at = 0; ( at = received.find( begin, at ) ) != std::string::npos; ) {
+      at += begin.size();
+      const json data = json::parse( received.substr( at, received.find( '\n', at ) - at ), nullptr, false );
+      if ( data.is_object() && data.contains( "sequence" ) )
+         result[data.at( "sequence" )] = data;
+   }
+   return result;
+}
+
+/// A story in which the store of the first agent fails for good while a unit drains.
+class StoryOfAFullDisk : public Story {
+ public:
+   StoryOfAFullDisk() {
+      // The first agent is there already, so its store is the one that fails after this.
+      rig.crash();
+      rig.storeUsedIs( [this]( Ledger::StoreEngine & engine ) -> Ledger::StoreEngine & {
+         if ( store || !engine.name().starts_with( "state" ) )
+            return engine;
+         store = std::make_unique< Ledger::FaultEngine >( engine );
+         return *store;
+      } );
+      rig.start();
+      rig.at( 10, [this] { store->faultIs( 0, 1000000 ); } );
+   }
+   ~StoryOfAFullDisk() { rig.crash(); }
+   std::unique_ptr< Ledger::FaultEngine > store; ///< of the first agent
+};
+
+TEST( EventsStory, eventsAreHeldBackWhileTheStoreFailsAndToldWhenItWorksAgain ) {
+   StoryOfAFullDisk story;
+   Client reader( story.rig, "/api/v1/events?after=0" );
+   story.rig.runUntil( 40 );
+   EXPECT_EQ( 2u, story.rig.moves().size() );
+   for ( const auto & [sequence, event] : eventsIn( reader.take() ) )
+      EXPECT_NE( "shut", event.at( "what" ) );
+   EXPECT_EQ( eventsIn( reader.take() ).size(), events( story.rig ).at( "last" ) );
+   story.store->faultDel();
+   story.rig.runUntil( 50 );
+   const json all = events( story.rig );
+   const auto seen = eventsIn( reader.take() );
+   EXPECT_EQ( all.at( "events" ).size(), seen.size() );
+   for ( const json & event : all.at( "events" ) )
+      EXPECT_EQ( event, seen.at( event.at( "sequence" ) ) );
+   EXPECT_EQ( 2, std::count_if( seen.begin(), seen.end(), []( const auto & event ) {
+                 return event.second.at( "what" ) == "shut";
+              } ) );
+}
+
+TEST( EventsStory, noNumberIsGivenTwiceWhenTheAgentIsKilledWhileItsStoreFails ) {
+   StoryOfAFullDisk story;
+   std::map< unsigned, json > seen;
+   {
+      Client reader( story.rig, "/api/v1/events?after=0" );
+      story.rig.runUntil( 40 );
+      seen = eventsIn( reader.take() );
+   }
+   ASSERT_FALSE( seen.empty() );
+   const unsigned last = seen.rbegin()->first;
+   story.rig.crash();
+   story.rig.start();
+   Client resumed( story.rig, "/api/v1/events?after=" + std::to_string( last ) );
+   story.rig.runUntil( Story::end );
+   const json all = events( story.rig );
+   for ( const auto & [sequence, event] : seen )
+      EXPECT_EQ( event, all.at( "events" ).at( sequence - 1 ) );
+   seen.merge( eventsIn( resumed.take() ) );
+   // Whoever was cut off and came back has seen each event once.
+   ASSERT_EQ( all.at( "last" ), seen.size() );
+   for ( const json & event : all.at( "events" ) )
+      EXPECT_EQ( event, seen.at( event.at( "sequence" ) ) );
+   EXPECT_EQ( std::string::npos, resumed.take().find( "event: dropped" ) );
+}
 
 /// Everything that happens in the story, with its time.
 std::string timesOf( const json & all ) {
