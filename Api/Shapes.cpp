@@ -36,6 +36,7 @@ std::optional< Reason > maybeReason( const Reader & in, const char * key ) {
    reason.loadIntervalSeconds = below.maybeNumber( "load-interval-seconds" );
    reason.etaSeconds = below.maybeNumber( "eta-seconds" );
    reason.shutdownAt = below.time( "shutdown-at" );
+   reason.unwatchedSince = below.time( "unwatched-since" );
    reason.trend = below.maybeText( "trend" );
    reason.text = below.text( "text" );
    return reason;

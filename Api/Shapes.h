@@ -36,10 +36,11 @@ struct Reason {
    std::optional< double > thresholdBps;
    std::optional< double > quietSeconds;
    std::optional< double > loadIntervalSeconds;
-   std::optional< double > etaSeconds; ///< until it will have drained or been shut, if that can be said
-   std::optional< double > shutdownAt; ///< drained or not
-   std::optional< std::string > trend; ///< of a rate above the threshold: falling, flat or rising
-   std::string text;                   ///< all of it for people
+   std::optional< double > etaSeconds;     ///< until it will have drained or been shut, if that can be said
+   std::optional< double > shutdownAt;     ///< drained or not
+   std::optional< double > unwatchedSince; ///< of what has drained: there are no fresh counters
+   std::optional< std::string > trend;     ///< of a rate above the threshold: falling, flat or rising
+   std::string text;                       ///< all of it for people
 };
 
 struct Unit {

@@ -53,7 +53,8 @@ TEST( Shapes, takeWhatTheAgentSaysOfAUnit ) {
 TEST( Shapes, takeWhyAnInterfaceIsNotDone ) {
    const char * const text =
       R"({"code":"stalled","since":"2023-11-14T22:13:20.000Z","rate-bps":3e5,"threshold-bps":1e5,"quiet-seconds":5,
-      "load-interval-seconds":10,"eta-seconds":7,"shutdown-at":"2023-11-14T22:14:20.000Z","trend":"flat","text":"t"})";
+      "load-interval-seconds":10,"eta-seconds":7,"shutdown-at":"2023-11-14T22:14:20.000Z",
+      "unwatched-since":"2023-11-14T22:15:20.000Z","trend":"flat","text":"t"})";
    const auto interface = Api::readInterface( std::string( R"({"name":"et1","reason":)" ) + text + "}" );
    const auto explanation = Api::readExplanation(
       std::string( R"({"unit":"u","state":"entering","waiting":[{"interface":"et1","insight":)" ) + text +
@@ -68,6 +69,7 @@ TEST( Shapes, takeWhyAnInterfaceIsNotDone ) {
       EXPECT_EQ( reason->loadIntervalSeconds, 10 );
       EXPECT_EQ( reason->etaSeconds, 7 );
       EXPECT_EQ( reason->shutdownAt, 1700000060 );
+      EXPECT_EQ( reason->unwatchedSince, 1700000120 );
       EXPECT_EQ( reason->trend, "flat" );
       EXPECT_EQ( reason->text, "t" );
    }

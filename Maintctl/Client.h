@@ -10,8 +10,10 @@ namespace Maintctl {
 struct Request {
    enum class Method { get, post };
    Method method = Method::get;
-   std::string path; ///< with its query, escaped
-   std::string body; ///< JSON; empty for get
+   std::string path;      ///< with its query, escaped
+   std::string body;      ///< JSON; empty for get
+   unsigned seconds = 30; ///< after which an agent that does not answer counts as not reachable
+   std::function< void() > meanwhile = {}; ///< done about once a second until the answer comes; may be empty
 };
 
 struct Reply {

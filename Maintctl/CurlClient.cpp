@@ -49,12 +49,8 @@ std::size_t handOn( const char * data, std::size_t, std::size_t size, void * int
    }
 }
 
-int giveUp( void * interrupted, curl_off_t, curl_off_t, curl_off_t, curl_off_t ) {
-   return ( *static_cast< std::function< bool() > * >( interrupted ) )() ? 1 : 0;
-}
-
 /// What went wrong with a connection, in the words of the system if it has any: those of curl speak of hosts and ports.
-std::string reasonOf( CURL * easy, CURLcode result ) {
+std::string reasonOf( CURL * easy, CURLcode result, unsigned seconds ) {
    long number = 0;
    curl_easy_getinfo( easy, CURLINFO_OS_ERRNO, &number );
    if ( result == CURLE_COULDNT_CONNECT && number != 0 )
@@ -62,13 +58,27 @@ std::string reasonOf( CURL * easy, CURLcode result ) {
    if ( result == CURLE_PARTIAL_FILE )
       return "it went away in the middle of an answer";
    if ( result == CURLE_OPERATION_TIMEDOUT )
-      return "no answer within " + std::to_string( CurlClient::answerTimeout ) + "s";
+      return "no answer within " + std::to_string( seconds ) + "s";
    if ( result == CURLE_GOT_NOTHING || result == CURLE_RECV_ERROR || result == CURLE_SEND_ERROR )
       return "it went away without an answer";
    return curl_easy_strerror( result );
 }
 
 } // namespace
+
+/// What goes on while we wait for an answer.
+struct CurlClient::Wait {
+   const std::function< bool() > & interrupted;
+   const std::function< void() > & meanwhile; ///< may be empty
+   unsigned seconds;                          ///< at most
+
+   static int goesOn( void * self, curl_off_t, curl_off_t, curl_off_t, curl_off_t ) noexcept {
+      const Wait & wait = *static_cast< const Wait * >( self );
+      if ( wait.meanwhile )
+         wait.meanwhile();
+      return wait.interrupted() ? 1 : 0;
+   }
+};
 
 struct CurlClient::HeaderList {
    curl_slist * list = nullptr;
@@ -97,7 +107,7 @@ CurlClient::CurlClient( std::string socket, std::function< bool() > interrupted 
 
 CurlClient::~CurlClient() = default;
 
-void CurlClient::prepare( const std::string & url, HeaderList & headers ) {
+void CurlClient::prepare( const std::string & url, HeaderList & headers, Wait & wait ) {
    CURL * easy = handle_->easy;
    if ( !easy )
       throw Failure{ ExitStatus::failed, FailureCode::failed, "libcurl cannot be used", "", {} };
@@ -111,11 +121,11 @@ void CurlClient::prepare( const std::string & url, HeaderList & headers ) {
    curl_easy_setopt( easy, CURLOPT_PROTOCOLS_STR, "http" );
    curl_easy_setopt( easy, CURLOPT_NOSIGNAL, 1L );
    curl_easy_setopt( easy, CURLOPT_NOPROGRESS, 0L );
-   curl_easy_setopt( easy, CURLOPT_XFERINFOFUNCTION, giveUp );
-   curl_easy_setopt( easy, CURLOPT_XFERINFODATA, &interrupted_ );
+   curl_easy_setopt( easy, CURLOPT_XFERINFOFUNCTION, Wait::goesOn );
+   curl_easy_setopt( easy, CURLOPT_XFERINFODATA, &wait );
 }
 
-int CurlClient::perform( HeaderList & headers ) {
+int CurlClient::perform( HeaderList & headers, const Wait & wait ) {
    CURL * easy = handle_->easy;
    curl_easy_setopt( easy, CURLOPT_HTTPHEADER, headers.list );
    const CURLcode result = curl_easy_perform( easy );
@@ -125,7 +135,7 @@ int CurlClient::perform( HeaderList & headers ) {
       throw Failure{
          ExitStatus::notReachable,
          FailureCode::notReachable,
-         "the agent cannot be reached: " + reasonOf( easy, result ),
+         "the agent cannot be reached: " + reasonOf( easy, result, wait.seconds ),
          socket_,
          {} };
    long status = 0;
@@ -137,9 +147,10 @@ Reply CurlClient::send( const Request & request ) {
    Reply reply;
    HeaderList headers;
    const std::string url = host + request.path;
-   prepare( url, headers );
+   Wait wait{ interrupted_, request.meanwhile, request.seconds };
+   prepare( url, headers, wait );
    CURL * easy = handle_->easy;
-   curl_easy_setopt( easy, CURLOPT_TIMEOUT, answerTimeout );
+   curl_easy_setopt( easy, CURLOPT_TIMEOUT, static_cast< long >( wait.seconds ) );
    curl_easy_setopt( easy, CURLOPT_WRITEFUNCTION, take );
    curl_easy_setopt( easy, CURLOPT_WRITEDATA, &reply.body );
    if ( request.method == Request::Method::post ) {
@@ -148,7 +159,7 @@ Reply CurlClient::send( const Request & request ) {
       curl_easy_setopt( easy, CURLOPT_POSTFIELDS, request.body.c_str() );
       curl_easy_setopt( easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast< curl_off_t >( request.body.size() ) );
    }
-   reply.status = perform( headers );
+   reply.status = perform( headers, wait );
    return reply;
 }
 
@@ -156,14 +167,16 @@ Reply CurlClient::stream(
    const std::string & path, const std::function< void( std::string_view bytes ) > & taken ) {
    HeaderList headers;
    const std::string url = host + path;
-   prepare( url, headers );
+   const std::function< void() > nothing;
+   Wait wait{ interrupted_, nothing, silence };
+   prepare( url, headers, wait );
    Stream stream{ handle_->easy, taken, {}, nullptr };
    curl_easy_setopt( handle_->easy, CURLOPT_LOW_SPEED_LIMIT, 1L );
-   curl_easy_setopt( handle_->easy, CURLOPT_LOW_SPEED_TIME, silence );
+   curl_easy_setopt( handle_->easy, CURLOPT_LOW_SPEED_TIME, static_cast< long >( silence ) );
    curl_easy_setopt( handle_->easy, CURLOPT_WRITEFUNCTION, handOn );
    curl_easy_setopt( handle_->easy, CURLOPT_WRITEDATA, &stream );
    try {
-      stream.reply.status = perform( headers );
+      stream.reply.status = perform( headers, wait );
    } catch ( const Failure & ) {
       // What was thrown in the middle of it is why it has ended.
       if ( stream.thrown )

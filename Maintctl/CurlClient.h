@@ -11,15 +11,12 @@ namespace Maintctl {
 /// One connection is kept for all requests; an agent that was started again is connected to anew.
 class CurlClient final : public Client {
  public:
-   /// Seconds after which an agent that does not answer counts as not reachable.
-   static constexpr long answerTimeout = 30;
-
    /// \param interrupted  asked about once a second while we wait for an answer; true gives it up
    CurlClient( std::string socket, std::function< bool() > interrupted );
    ~CurlClient() override;
 
    /// Seconds without a byte, after which a stream counts as broken: the agent's heartbeat comes more often.
-   static constexpr long silence = 45;
+   static constexpr unsigned silence = 45;
 
    Reply send( const Request & request ) override;
    Reply
@@ -28,10 +25,11 @@ class CurlClient final : public Client {
  private:
    struct Handle;
    struct HeaderList;
-   /// What every request has. `url` and `headers` outlive it.
-   void prepare( const std::string & url, HeaderList & headers );
+   struct Wait;
+   /// What every request has. All given outlive it.
+   void prepare( const std::string & url, HeaderList & headers, Wait & wait );
    /// The status of the answer.
-   int perform( HeaderList & headers );
+   int perform( HeaderList & headers, const Wait & wait );
    std::string socket_;
    std::function< bool() > interrupted_;
    std::unique_ptr< Handle > handle_;

@@ -155,6 +155,23 @@ TEST_F( CurlClientTest, saysThatTheAgentWentAwayWithoutAnAnswer ) {
    EXPECT_EQ( failure.message, "the agent cannot be reached: it went away without an answer" );
 }
 
+TEST_F( CurlClientTest, doesWhatItIsToldUntilTheAgentHasHadItsTime ) {
+   // Nobody answers who has one connection already.
+   Server server( path, refusal, 1 );
+   CurlClient client( path, isInterrupted );
+   client.send( { Request::Method::get, "/", "" } );
+   unsigned done = 0;
+   Request request{ Request::Method::get, "/", "", 1, [&] { ++done; } };
+   try {
+      client.send( request );
+      ADD_FAILURE() << "there is an answer";
+   } catch ( const Failure & failure ) {
+      EXPECT_EQ( failure.status, ExitStatus::notReachable );
+      EXPECT_EQ( failure.message, "the agent cannot be reached: no answer within 1s" );
+   }
+   EXPECT_GT( done, 0 );
+}
+
 TEST_F( CurlClientTest, saysThatAnAnswerWasCutOff ) {
    Server server( path, "HTTP/1.1 200 OK\r\nContent-Length: 50\r\n\r\nhalf", 1 );
    CurlClient client( path, isInterrupted );

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <utility>
 
 namespace Maintctl {
 
@@ -86,6 +87,7 @@ class UnitsDrawing {
       layout_ = IntfLayout( interfaces, indent, size.columns );
    }
 
+   /// Once.
    Lines lines() {
       share();
       Lines result;
@@ -95,7 +97,7 @@ class UnitsDrawing {
             ++hidden;
             continue;
          }
-         result.push_back( head( units_[i] ) );
+         result.push_back( head( units_[i], shares_[i] ) );
          for ( const std::string & line : sentence( units_[i], shares_[i].sentence ) )
             result.push_back( Line( "  " ).add( line ) );
          for ( const Line & line : layout_.lines( units_[i].interfaces, shares_[i].rows, utf8_ ) )
@@ -104,6 +106,13 @@ class UnitsDrawing {
       if ( hidden > 0 )
          result.push_back( Line( "and " + Maintctl::countText( hidden, "more unit" ), Tone::faint ) );
       return result;
+   }
+
+   /// In the lines.
+   bool showsCurves() const {
+      return layout_.hasCurves() && std::any_of( shares_.begin(), shares_.end(), []( const Share & share ) {
+                return share.rows > 0;
+             } );
    }
 
  private:
@@ -115,7 +124,7 @@ class UnitsDrawing {
       std::size_t sentence = 0, rows = 0; ///< lines
    };
 
-   Line head( const UnitPicture & unit ) const {
+   Line head( const UnitPicture & unit, const Share & share ) const {
       Line line;
       line.field( unit.name, name_, Tone::strong )
          .add( "  " )
@@ -123,6 +132,9 @@ class UnitsDrawing {
       if ( bar_ )
          line.add( "  " ).add( barText( unit, bar_, utf8_ ), toneOf( unit ) );
       line.add( "  " ).rightField( countText( unit ), count_ );
+      // Where there is a row for one, that says how many more there are.
+      if ( share.rows == 0 && !unit.interfaces.empty() )
+         line.add( "  (" + std::to_string( unit.interfaces.size() ) + " more)", Tone::faint );
       if ( !unit.stage.empty() )
          line.add( "  stage " ).add( unit.stage );
       if ( unit.forSeconds )
@@ -188,12 +200,19 @@ Line faded( const Line & line ) {
    return result;
 }
 
-Lines body( const Picture & picture, Size size, bool utf8 ) {
+struct Body {
+   Lines lines;
+   bool curves = false; ///< they want a legend
+};
+
+Body bodyOf( const Picture & picture, Size size, bool utf8 ) {
    if ( !picture.facts.empty() )
-      return interfaceInFull( picture, size, utf8 );
-   if ( !picture.units.empty() )
-      return UnitsDrawing( picture, size, utf8 ).lines();
-   return interfaceList( picture, size, utf8 );
+      return { interfaceInFull( picture, size, utf8 ) };
+   if ( picture.units.empty() )
+      return { interfaceList( picture, size, utf8 ), listShowsCurves( picture, size.columns ) };
+   UnitsDrawing drawing( picture, size, utf8 );
+   Lines lines = drawing.lines();
+   return { std::move( lines ), drawing.showsCurves() };
 }
 
 Line titleLine( const Picture & picture, std::size_t columns ) {
@@ -216,12 +235,19 @@ Lines draw( const Picture & picture, Size size, bool utf8 ) {
    const bool titled = !picture.title.empty() && size.rows > 2;
    if ( titled && picture.stale.empty() )
       lines.push_back( titleLine( picture, size.columns ) );
-   const bool legend = titled && size.rows >= rowsWithLegend && showsCurves( picture, size.columns );
-   const std::size_t around = lines.size() + ( titled ? 1 : 0 ) + ( legend ? 2 : 0 );
-   const Size left{ size.columns, size.rows - std::min( size.rows, around ) };
    if ( titled )
       lines.emplace_back();
-   for ( const Line & line : body( picture, left, utf8 ) )
+   const auto below = [&]( std::size_t rows ) {
+      const std::size_t taken = std::min( size.rows, lines.size() + rows );
+      return bodyOf( picture, { size.columns, size.rows - taken }, utf8 );
+   };
+   Body body;
+   if ( titled && size.rows >= rowsWithLegend )
+      body = below( 2 );
+   const bool legend = body.curves;
+   if ( !legend )
+      body = below( 0 );
+   for ( const Line & line : body.lines )
       lines.push_back( picture.stale.empty() ? line : faded( line ) );
    if ( legend ) {
       lines.emplace_back();

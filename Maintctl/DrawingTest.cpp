@@ -139,23 +139,23 @@ TEST( Drawing, leavesOutTheLeastPressingOnAShortTerminal ) {
    EXPECT_EQ( drawn( picture(), 80, 7 ), R"(
 3 units                                                             22:13:20 UTC
 
-spine-a  entering     ████████████▏░░░░  5/7  stage drainwatch  1m12s  uid 0: re
+spine-a  entering     ████████████▏░░░░  5/7  (2 more)  stage drainwatch  1m12s
   5 of 7 drained; et3 812 kbit/s, about 40 s; bond0 stalled at 310 kbit/s since…
-leaf-b   maintenance  █████████████████  4/4  1h06m
+leaf-b   maintenance  █████████████████  4/4  (1 more)  1h06m
   traffic is back on et9
 spine-c  normal       ░░░░░░░░░░░░░░░░░  0/0
 )" );
    EXPECT_EQ( drawn( picture(), 80, 5 ), R"(
 3 units                                                             22:13:20 UTC
 
-spine-a  entering     ████████████▏░░░░  5/7  stage drainwatch  1m12s  uid 0: re
-leaf-b   maintenance  █████████████████  4/4  1h06m
+spine-a  entering     ████████████▏░░░░  5/7  (2 more)  stage drainwatch  1m12s
+leaf-b   maintenance  █████████████████  4/4  (1 more)  1h06m
 spine-c  normal       ░░░░░░░░░░░░░░░░░  0/0
 )" );
    EXPECT_EQ( drawn( picture(), 80, 4 ), R"(
 3 units                                                             22:13:20 UTC
 
-leaf-b   maintenance  █████████████████  4/4  1h06m
+leaf-b   maintenance  █████████████████  4/4  (1 more)  1h06m
 and 2 more units
 )" );
 }
@@ -266,6 +266,31 @@ Why:    812 kbit/s, about 40 s
 in   812 kbps                  ██▇▇▇▆▆▆▅
 out  271 kbps                  ██▇▇▆▆▆▅▅
 )" );
+}
+
+TEST( Drawing, saysOfWhichUnitsNoInterfaceIsShown ) {
+   Picture full = picture();
+   full.units[0].interfaces.resize( 1 );
+   // Rows for all heads and sentences, and for one interface.
+   const auto shown = []( const Lines & lines, std::size_t row ) { return lines.at( row ).text(); };
+   const Lines some = draw( full, { 100, 11 }, true );
+   EXPECT_EQ( textOf( some ).find( " more)" ), std::string::npos ) << textOf( some );
+   const Lines one = draw( full, { 100, 10 }, true );
+   EXPECT_TRUE( shown( one, 2 ).starts_with( "spine-a" ) ) << textOf( one );
+   EXPECT_NE( shown( one, 2 ).find( "  5/7  (1 more)  stage" ), std::string::npos ) << textOf( one );
+   EXPECT_EQ( shown( one, 5 ).find( " more)" ), std::string::npos ) << textOf( one );
+   EXPECT_TRUE( shown( one, 7 ).starts_with( "  et9" ) ) << textOf( one );
+   // Not even heads for all.
+   const Lines none = draw( full, { 100, 4 }, true );
+   EXPECT_NE( textOf( none ).find( "  4/4  (1 more)" ), std::string::npos ) << textOf( none );
+}
+
+TEST( Drawing, explainsCurvesOnlyIfThereAreAny ) {
+   EXPECT_NE( textOf( draw( picture(), { 100, 14 }, true ) ).find( "Curves: " ), std::string::npos );
+   // The rows of the explanation are needed for the interfaces.
+   const std::string few = textOf( draw( picture(), { 100, 10 }, true ) );
+   EXPECT_EQ( few.find( "Curves: " ), std::string::npos ) << few;
+   EXPECT_NE( few.find( "\n  et9" ), std::string::npos ) << few;
 }
 
 TEST( Drawing, saysThatThereIsNothing ) {

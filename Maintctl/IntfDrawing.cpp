@@ -223,16 +223,11 @@ Lines interfaceInFull( const Picture & picture, Size size, bool utf8 ) {
    return lines;
 }
 
-bool showsCurves( const Picture & picture, std::size_t columns ) {
-   if ( !picture.facts.empty() )
-      return false;
+bool listShowsCurves( const Picture & picture, std::size_t columns ) {
    std::vector< const IntfPicture * > all;
-   for ( const UnitPicture & unit : picture.units )
-      for ( const IntfPicture & intf : unit.interfaces )
-         all.push_back( &intf );
    for ( const IntfPicture & intf : picture.interfaces )
       all.push_back( &intf );
-   return !all.empty() && IntfLayout( all, picture.units.empty() ? 0 : 2, columns ).hasCurves();
+   return !all.empty() && IntfLayout( all, 0, columns ).hasCurves();
 }
 
 Line curveLegend( double stepSeconds, bool utf8 ) {

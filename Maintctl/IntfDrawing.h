@@ -34,7 +34,7 @@ Lines interfaceList( const Picture & picture, Size size, bool utf8 );
 Lines interfaceInFull( const Picture & picture, Size size, bool utf8 );
 
 /// Whether rows as wide as this have curves.
-bool showsCurves( const Picture & picture, std::size_t columns );
+bool listShowsCurves( const Picture & picture, std::size_t columns );
 Line curveLegend( double stepSeconds, bool utf8 );
 
 } // namespace Maintctl

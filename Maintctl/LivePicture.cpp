@@ -16,16 +16,20 @@ void LivePicture::show( Picture picture ) {
    draw();
 }
 
+void LivePicture::refresh() {
+   if ( picture_ && screen_.needsDrawing() )
+      draw();
+}
+
 void LivePicture::draw() {
-   screen_.draw( Maintctl::draw( picture_, screen_.room(), display_.abilities().utf8 ) );
+   screen_.draw( Maintctl::draw( *picture_, screen_.room(), display_.abilities().utf8 ) );
 }
 
 bool LivePicture::rest( Pace & pace, double seconds ) {
    for ( double left = seconds; left > 0; left -= betweenGlances ) {
       if ( !pace.sleep( std::min( left, betweenGlances ) ) )
          return false;
-      if ( screen_.needsDrawing() )
-         draw();
+      refresh();
    }
    return true;
 }

@@ -4,6 +4,8 @@
 #include "Maintctl/Picture.h"
 #include "Maintctl/Screen.h"
 
+#include <optional>
+
 namespace Maintctl {
 
 /// Purpose: keeps a picture on a terminal, also when that is resized. Owner: Waiting, Watching.
@@ -12,6 +14,10 @@ class LivePicture {
    LivePicture( Display & display, Screen::Place place ) : display_( display ), screen_( display, place ) {}
 
    void show( Picture picture );
+   /// Draws it again if the terminal has been resized or left since. No picture, nothing is drawn.
+   void refresh();
+   /// Not while another job has the terminal: then no picture is drawn.
+   bool isSeen() { return display_.isOurs(); }
    /// No picture has more rows now.
    std::size_t rows() { return screen_.room().rows; }
    /// A line of text above the picture, where it stays.
@@ -26,7 +32,7 @@ class LivePicture {
 
    Display & display_;
    Screen screen_;
-   Picture picture_;
+   std::optional< Picture > picture_;
 };
 
 } // namespace Maintctl

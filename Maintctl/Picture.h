@@ -14,7 +14,7 @@ namespace Maintctl {
 /// What an interface means for whoever waits, the most pressing first.
 enum class Urgency {
    back,  ///< it had drained, and traffic is back
-   stuck, ///< nobody can say when it will have drained
+   stuck, ///< nobody can say when it will have drained, or whether traffic is back
    busy,  ///< above its threshold
    quiet, ///< below it, and has to stay there
    done,

@@ -4,6 +4,8 @@
 #include "Api/Shapes.h"
 #include "Maintctl/Failure.h"
 
+#include <utility>
+
 namespace Maintctl {
 
 namespace {
@@ -28,6 +30,11 @@ Failure failureOf( const Reply & reply, const Request & request ) {
 
 } // namespace
 
+void Remote::watchedIs( std::function< void() > meanwhile ) {
+   seconds_ = soon;
+   meanwhile_ = std::move( meanwhile );
+}
+
 std::string Remote::get( const std::string & path ) { return ask( { Request::Method::get, path, "" } ); }
 
 std::string Remote::post( const std::string & path, const std::string & body ) {
@@ -51,7 +58,9 @@ std::optional< double > Remote::clock() try {
    return std::nullopt;
 }
 
-std::string Remote::ask( const Request & request ) {
+std::string Remote::ask( Request request ) {
+   request.seconds = seconds_;
+   request.meanwhile = meanwhile_;
    Reply reply = client_.send( request );
    if ( reply.status < 200 || reply.status > 299 )
       throw failureOf( reply, request );

@@ -2,6 +2,7 @@
 
 #include "Maintctl/Client.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -12,6 +13,11 @@ namespace Maintctl {
 class Remote {
  public:
    explicit Remote( Client & client ) : client_( client ) {}
+
+   /// For whoever looks over and over: from now on an agent that does not answer soon counts as not reachable, and
+   /// meanwhile this is done about once a second.
+   void watchedIs( std::function< void() > meanwhile );
+   static constexpr unsigned soon = 5; ///< seconds
 
    std::string get( const std::string & path );
    /// \param body  JSON
@@ -24,9 +30,11 @@ class Remote {
    std::optional< double > clock();
 
  private:
-   std::string ask( const Request & request );
+   std::string ask( Request request );
 
    Client & client_;
+   unsigned seconds_ = Request().seconds;
+   std::function< void() > meanwhile_;
 };
 
 } // namespace Maintctl

@@ -13,6 +13,12 @@ namespace Maintctl {
 using nlohmann::json;
 
 Reply FakeClient::send( const Request & request ) {
+   patience = request.seconds;
+   if ( const auto happens = std::exchange( during_, nullptr ) ) {
+      happens();
+      if ( request.meanwhile )
+         request.meanwhile();
+   }
    if ( std::exchange( interrupted_, false ) )
       throw Failure{ ExitStatus::interrupted, FailureCode::interrupted, "interrupted", "", {} };
    if ( !reachable_ )

@@ -30,14 +30,18 @@ class FakeClient final : public Client {
       const std::string & where );
    /// No answer from now on, or answers again.
    void reachableIs( bool reachable ) { reachable_ = reachable; }
+   /// It takes a while to answer the next request; this happens meanwhile.
+   void during( std::function< void() > happens ) { during_ = std::move( happens ); }
    /// The operator presses Ctrl-C during the next request.
    void interruptNext() { interrupted_ = true; }
 
    /// `GET PATH` and `POST PATH BODY`, in the order asked. Looking at the agent's clock is left out.
    std::vector< std::string > requests;
+   unsigned patience = 0; ///< seconds that the last request would have waited
 
  private:
    std::map< std::string, std::deque< Reply > > answers_;
+   std::function< void() > during_;
    bool reachable_ = true, interrupted_ = false;
 };
 

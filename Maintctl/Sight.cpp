@@ -3,9 +3,11 @@
 #include "Api/Error.h"
 #include "Api/Names.h"
 #include "Api/Samples.h"
+#include "Api/Slowness.h"
 #include "Api/Values.h"
 #include "Maintctl/Failure.h"
 #include "Maintctl/Text.h"
+#include "Maintctl/Urgency.h"
 
 #include <algorithm>
 #include <cmath>
@@ -28,21 +30,18 @@ constexpr std::ptrdiff_t mostUnitsInTurn = 8; ///< of more than these, all inter
 constexpr double secondsPerSample = Curve::leastStep;
 constexpr double thresholdsKept = 30; ///< seconds; they change only when the configuration does
 
-RatePoint ratesOf( const Api::Interface & intf ) { return { intf.inBps, intf.outBps }; }
-
-/// What the slowest is first by: how pressing it is, then who will take longest; those of whom nobody can say it first,
-/// by how far they are above their threshold.
-bool isSlower( const IntfPicture & a, const IntfPicture & b ) {
-   if ( a.urgency != b.urgency )
-      return a.urgency < b.urgency;
-   if ( a.etaSeconds.has_value() != b.etaSeconds.has_value() )
-      return !a.etaSeconds;
-   if ( a.etaSeconds && *a.etaSeconds != *b.etaSeconds )
-      return *a.etaSeconds > *b.etaSeconds;
-   const auto excess = []( const IntfPicture & intf ) {
-      return intf.rates.busiest().value_or( 0 ) / std::max( 1.0, intf.thresholdBps.value_or( 1 ) );
+/// What is looked at first: traffic that is back, then what is waited for, the slowest first, then the rest.
+bool isBefore( const IntfPicture & a, const IntfPicture & b ) {
+   const auto kind = []( const IntfPicture & intf ) {
+      const bool waitedFor = intf.urgency > Urgency::back && intf.urgency < Urgency::done;
+      return waitedFor ? Urgency::stuck : intf.urgency;
    };
-   return excess( a ) > excess( b );
+   if ( kind( a ) != kind( b ) )
+      return kind( a ) < kind( b );
+   const auto slowness = []( const IntfPicture & intf ) {
+      return Api::Slowness{ intf.etaSeconds, intf.rates.busiest(), intf.thresholdBps };
+   };
+   return Api::isSlower( slowness( a ), slowness( b ) );
 }
 
 /// Whether both lie between the same two samples.
@@ -70,70 +69,7 @@ std::string stageText( const Api::Unit & unit ) {
    return unit.stage.value_or( "" );
 }
 
-/// Nobody watches an interface that has stopped: a unit that is entering waits for it in vain.
-Urgency urgencyOfStopped( const Api::Unit * unit ) {
-   return unit && unit->state == Api::UnitState::entering ? Urgency::stuck : Urgency::done;
-}
-
-Urgency urgencyOf( const Api::Reason & reason, const Api::Unit * unit ) {
-   static const std::map< std::string, Urgency > known = {
-      { "above-threshold", Urgency::busy },
-      { "timing", Urgency::quiet },
-      { "stalled", Urgency::stuck },
-      { "oscillating", Urgency::stuck },
-      { "starved", Urgency::stuck },
-      { "drained", Urgency::done },
-      { "shut", Urgency::done },
-      { "spike", Urgency::back } };
-   if ( reason.code == "stopped" )
-      return urgencyOfStopped( unit );
-   const auto found = known.find( reason.code );
-   // A newer agent may have more words; whoever reads them shall see them.
-   return found == known.end() ? Urgency::busy : found->second;
-}
-
 } // namespace
-
-Urgency urgencyOf( const Api::Interface & intf, std::optional< double > threshold, const Api::Unit * unit ) {
-   if ( intf.reason )
-      return urgencyOf( *intf.reason, unit );
-   if ( !intf.state || *intf.state == "idle" )
-      return Urgency::none;
-   if ( intf.spike )
-      return Urgency::back;
-   if ( *intf.state == "stopped" )
-      return urgencyOfStopped( unit );
-   if ( *intf.state != "enter-maint" )
-      return Urgency::done;
-   const auto rate = ratesOf( intf ).busiest();
-   return rate && threshold && *rate < *threshold ? Urgency::quiet : Urgency::busy;
-}
-
-std::string sentenceOf( const Api::Unit & unit ) {
-   if ( !unit.sentence.empty() || unit.state == Api::UnitState::normal )
-      return unit.sentence;
-   return drainedText( unit.drained, unit.total ) + ( unit.settlingSince ? "; settling" : "" );
-}
-
-std::string reasonOf( const Api::Interface & intf, Urgency urgency ) {
-   if ( intf.reason )
-      return intf.reason->text.empty() ? intf.reason->code : intf.reason->text;
-   switch ( urgency ) {
-   case Urgency::back:
-      return "traffic is back";
-   case Urgency::stuck:
-      return "stopped";
-   case Urgency::busy:
-      return "above the threshold";
-   case Urgency::quiet:
-      return "below the threshold";
-   case Urgency::done:
-      return intf.shut ? "drained, shut" : intf.state == "stopped" ? "stopped" : "drained";
-   case Urgency::none:
-      return "not monitored";
-   }
-   return "";
-}
 
 Sight::Sight( Subject subject, Remote & remote, double step )
    : subject_( std::move( subject ) ), remote_( remote ), step_( std::max( step, Curve::leastStep ) ) {}
@@ -155,6 +91,7 @@ void Sight::look() {
       return see( Api::readInterfaces( remote_.get( path ) ) );
    }
 }
+
 void Sight::look( const Api::Unit & unit ) { see( remote_.clock(), { unit } ); }
 
 void Sight::missed() {
@@ -317,7 +254,7 @@ Sight::picturesOf( const Members & members, const Api::Unit * unit, std::size_t 
    for ( const Api::Interface * intf : members )
       if ( !pressing || urgencyOf( *intf, thresholdOf( *intf ), unit ) < Urgency::done )
          result.push_back( pictureOf( *intf, unit ) );
-   std::stable_sort( result.begin(), result.end(), isSlower );
+   std::stable_sort( result.begin(), result.end(), isBefore );
    for ( std::size_t i = 0; i < std::min( { result.size(), mostRows, mostCurves } ); ++i )
       if ( const auto found = curves_.find( result[i].name ); found != curves_.end() )
          result[i].curve = found->second.last( Curve::mostPoints );
@@ -337,8 +274,8 @@ UnitPicture Sight::pictureOf( const Api::Unit & unit, const Members & members, s
       picture.forSeconds = *clock_ - *unit.since;
    picture.moving = unit.state == Api::UnitState::entering || unit.state == Api::UnitState::exiting;
    picture.interfaces = picturesOf( members, &unit, mostRows );
-   if ( !picture.interfaces.empty() )
-      picture.urgency = picture.interfaces.front().urgency;
+   for ( const IntfPicture & intf : picture.interfaces )
+      picture.urgency = std::min( picture.urgency, intf.urgency );
    return picture;
 }
 

@@ -80,14 +80,4 @@ class Sight {
    std::set< std::string > filled_;                              ///< whose curves need no samples any more
 };
 
-/// How pressing an interface is to whoever waits for it.
-/// \param threshold  that is held against its rates if the agent says nothing better
-/// \param unit  that waits for it, where one is looked at
-Urgency
-urgencyOf( const Api::Interface & intf, std::optional< double > threshold, const Api::Unit * unit = nullptr );
-
-/// In the agent's words, or what can be said without them.
-std::string sentenceOf( const Api::Unit & unit );
-std::string reasonOf( const Api::Interface & intf, Urgency urgency );
-
 } // namespace Maintctl

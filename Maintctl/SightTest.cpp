@@ -91,13 +91,48 @@ TEST_F( SightTest, putsTheSlowestFirst ) {
         intf( "unknown", reason( "above-threshold" ) + R"(,"in-bps":2e5,"out-bps":0)" ),
         intf( "worse", reason( "above-threshold" ) + R"(,"in-bps":0,"out-bps":3e9)" ),
         intf( "stalled", reason( "stalled" ) ), intf( "spike", reason( "spike" ) ) } );
-   const Names slowest{ "spike", "stalled", "worse", "unknown", "late", "soon", "quiet" };
+   const Names slowest{ "spike", "worse", "unknown", "stalled", "late", "soon", "quiet" };
    EXPECT_EQ( namesOf( seen( { What::units, "" } ).units[0].interfaces ), slowest );
    Names all = slowest;
    all.push_back( "drained" );
    EXPECT_EQ( namesOf( seen( { What::unit, "a" } ).units[0].interfaces ), all );
    EXPECT_EQ( namesOf( seen( { What::unit, "a", true } ).units[0].interfaces ), slowest );
    EXPECT_EQ( namesOf( seen( { What::interfaces, "" } ).interfaces ), all );
+}
+
+TEST_F( SightTest, takesNothingForStuckThatIsOverAlready ) {
+   const std::string above = R"(,"rate-bps":3e5,"threshold-bps":1e5)",
+                     below = R"(,"rate-bps":3e3,"threshold-bps":1e5)";
+   interfaces(
+      { intf( "et1", reason( "stalled", above ) ),
+        intf( "et2", reason( "stalled", above + R"(,"eta-seconds":40)" ) ),
+        intf( "et3", reason( "oscillating", below + R"(,"eta-seconds":4)" ) ) } );
+   const auto seenInterfaces = seen( { What::unit, "a" } ).units[0].interfaces;
+   EXPECT_EQ( seenInterfaces[0].urgency, Urgency::stuck );
+   EXPECT_EQ( seenInterfaces[1].urgency, Urgency::busy );
+   EXPECT_EQ( seenInterfaces[2].urgency, Urgency::quiet );
+}
+
+TEST_F( SightTest, doesNotTakeForDoneWhatNobodyWatches ) {
+   interfaces(
+      { intf( "et1", reason( "drained" ) ),
+        intf( "et2", reason( "drained", R"(,"unwatched-since":"2023-11-14T22:10:00.000Z")" ) ) } );
+   const UnitPicture unit = seen( { What::units, "" } ).units[0];
+   EXPECT_EQ( namesOf( unit.interfaces ), Names{ "et2" } );
+   EXPECT_EQ( unit.urgency, Urgency::stuck );
+}
+
+TEST_F( SightTest, takesForTheUrgencyOfAUnitThatOfItsMostPressingInterface ) {
+   interfaces(
+      { intf(
+           "et1",
+           reason( "stalled", R"(,"rate-bps":2e5,"threshold-bps":1e5)" ) + R"(,"in-bps":2e5,"out-bps":0)" ),
+        intf(
+           "et2",
+           reason( "above-threshold", R"(,"threshold-bps":1e5)" ) + R"(,"in-bps":9e5,"out-bps":0)" ) } );
+   const UnitPicture unit = seen( { What::unit, "a" } ).units[0];
+   EXPECT_EQ( namesOf( unit.interfaces ), ( Names{ "et2", "et1" } ) );
+   EXPECT_EQ( unit.urgency, Urgency::stuck );
 }
 
 TEST_F( SightTest, givesUnitsOnlyTheirMembers ) {
@@ -123,8 +158,8 @@ TEST_F( SightTest, showsAnAgentThatGivesNoReasons ) {
    EXPECT_EQ(
       texts, ( std::vector< std::pair< std::string, std::string > >{
                 { "et4", "traffic is back" },
-                { "et5", "stopped" },
                 { "et1", "above the threshold" },
+                { "et5", "stopped" },
                 { "et7", "above the threshold" },
                 { "et2", "below the threshold" },
                 { "et3", "drained, shut" },

@@ -1,6 +1,7 @@
 #include "Maintctl/Waiting.h"
 
 #include "Api/Names.h"
+#include "Api/Slowness.h"
 #include "Maintctl/Text.h"
 
 #include <algorithm>
@@ -27,17 +28,12 @@ double busiestRate( const Api::Waiting & w ) {
 
 bool isBusy( const Api::Waiting & w ) { return w.thresholdBps && busiestRate( w ) >= *w.thresholdBps; }
 
-/// Seconds that it must still be quiet.
-double quietLeft( const Api::Waiting & w ) {
-   return std::max( 0.0, w.loadIntervalSeconds.value_or( 0 ) - w.quietSeconds.value_or( 0 ) );
-}
-
-bool isSlower( const Api::Waiting & a, const Api::Waiting & b ) {
-   if ( isBusy( a ) != isBusy( b ) )
-      return isBusy( a );
-   if ( isBusy( a ) )
-      return busiestRate( a ) * *b.thresholdBps > busiestRate( b ) * *a.thresholdBps;
-   return quietLeft( a ) > quietLeft( b );
+/// One that is quiet only has to stay so.
+Api::Slowness slownessOf( const Api::Waiting & w ) {
+   std::optional< double > end;
+   if ( !isBusy( w ) )
+      end = std::max( 0.0, w.loadIntervalSeconds.value_or( 0 ) - w.quietSeconds.value_or( 0 ) );
+   return { end, busiestRate( w ), w.thresholdBps };
 }
 
 std::string briefly( const Api::Waiting & w ) {
@@ -53,7 +49,9 @@ std::string briefly( const Api::Waiting & w ) {
 
 std::string slowestText( const Api::Explanation & explanation, std::size_t most ) {
    std::vector< Api::Waiting > waiting = explanation.waiting;
-   std::stable_sort( waiting.begin(), waiting.end(), isSlower );
+   std::stable_sort( waiting.begin(), waiting.end(), []( const Api::Waiting & a, const Api::Waiting & b ) {
+      return Api::isSlower( slownessOf( a ), slownessOf( b ) );
+   } );
    std::string result;
    for ( std::size_t i = 0; i < std::min( most, waiting.size() ); ++i )
       result += ( i ? ", " : "" ) + briefly( waiting[i] );
@@ -78,6 +76,10 @@ Waiting::Waiting( Target target, Remote & remote, Pace & pace, Output & output, 
      sight_( { Show::What::unit, target_.unit, true }, remote ) {
    if ( !output.json() && display.abilities().draws )
       live_.emplace( display, Screen::Place::below );
+   remote.watchedIs( [this] {
+      if ( live_ )
+         live_->refresh();
+   } );
 }
 
 std::string Waiting::until() {
@@ -136,7 +138,7 @@ std::optional< std::string > Waiting::look() {
       std::string body = remote_.get( Api::Path::unit( target_.unit ) );
       lastAnswer_ = pace_.now();
       answered_ = true;
-      if ( std::exchange( away_, false ) && !live_ )
+      if ( std::exchange( away_, false ) && !isDrawn() )
          output_.message( "the agent is back" );
       return body;
    } catch ( const Failure & failure ) {
@@ -150,7 +152,7 @@ std::optional< std::string > Waiting::look() {
 }
 
 void Waiting::reportAway( const Failure & failure ) {
-   if ( live_ ) {
+   if ( isDrawn() ) {
       Picture picture = sight_.picture();
       picture.stale = failure.message;
       live_->show( std::move( picture ) );
@@ -165,7 +167,7 @@ void Waiting::report( const Api::Unit & unit ) {
                ( unit.state == Api::UnitState::normal ? "" : ", " + drainedText( unit.drained, unit.total ) );
    if ( output_.json() )
       return;
-   if ( live_ )
+   if ( isDrawn() )
       return draw( unit );
    const std::string changed = unit.state + "/" + unit.stage.value_or( "" ) + "/" +
                                std::to_string( unit.drained ) + "/" + std::to_string( unit.total ) + "/" +
@@ -198,7 +200,7 @@ void Waiting::reportFailures( const Api::Unit & unit ) {
 }
 
 void Waiting::tell( const std::string & line ) {
-   if ( live_ )
+   if ( isDrawn() )
       live_->above( Line( line ) );
    else
       output_.message( line );

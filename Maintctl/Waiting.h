@@ -13,7 +13,7 @@
 namespace Maintctl {
 
 /// Purpose: waits until a unit is where it shall be, and tells what goes on meanwhile: in a picture below what was
-/// there before, whose last state stays, or a line for each change.
+/// there before, whose last state stays, or a line for each change, also while another job has the terminal.
 /// Order: construct, then until() once.
 ///
 /// 1. The unit is looked at, never changed: whoever stops waiting has changed nothing.
@@ -50,6 +50,8 @@ class Waiting {
    /// A line for each stage that has failed; it does not end the wait.
    void reportFailures( const Api::Unit & unit );
    void tell( const std::string & line );
+   /// Whether it is told in a picture now.
+   bool isDrawn() { return live_ && live_->isSeen(); }
    std::string progressLine( const Api::Unit & unit );
    [[noreturn]] void timedOut();
 
@@ -70,8 +72,7 @@ class Waiting {
 /// The stages of a unit's present or last run that have failed, and why, to be put behind a sentence; empty: none.
 std::string failuresText( const Api::Unit & unit );
 
-/// Who keeps a unit waiting, the worst first: first those above the threshold, by how much, then by how long they
-/// must still be quiet.
+/// Who keeps a unit waiting, the slowest first: those above the threshold, then by how long they must still be quiet.
 /// \param most  names to give
 std::string slowestText( const Api::Explanation & explanation, std::size_t most );
 

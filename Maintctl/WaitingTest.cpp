@@ -194,6 +194,42 @@ TEST_F( WaitingTest, drawsThatTheAgentIsAway ) {
    EXPECT_EQ( rig.err, "" );
 }
 
+TEST_F( WaitingTest, saysLinesWhileAnotherJobHasTheTerminal ) {
+   rig.messages.able.draws = true;
+   rig.messages.ours = false;
+   rig.client.answers( "GET /api/v1/interfaces?unit=a", "[]" );
+   from( 0, unit( "exiting", 3, R"(,"stage":"drainwatch")" ) );
+   from( 2, unit( "exiting", 0, failedStage ) );
+   rig.pace.at( 5, [this] { rig.client.reachableIs( false ); } );
+   rig.pace.at( 6, [this] { rig.client.reachableIs( true ); } );
+   from( 8, unit( "normal", 0 ) );
+   EXPECT_EQ( rig.run( { "exit", "a", "--wait" } ), ExitStatus::done );
+   EXPECT_EQ(
+      rig.err, "a exiting: 3 of 5 drained, stage drainwatch\n"
+               "a: stage steer failed: ended with 1: no daemon; the next stage began all the same\n"
+               "a exiting: 0 of 5 drained\n"
+               "the agent does not answer; it may be starting again\n"
+               "the agent is back\n" );
+   EXPECT_TRUE( rig.messages.written.empty() );
+}
+
+TEST_F( WaitingTest, drawsAgainWhenItHasTheTerminalBack ) {
+   rig.messages.able.draws = true;
+   rig.client.answers( "GET /api/v1/interfaces?unit=a", "[]" );
+   from( 0, unit( "exiting", 3 ) );
+   rig.pace.at( 2, [this] { rig.messages.ours = false; } );
+   from( 4, unit( "exiting", 1 ) );
+   rig.pace.at( 6, [this] {
+      rig.messages.ours = true;
+      rig.messages.left = true;
+   } );
+   from( 8, unit( "normal", 0 ) );
+   EXPECT_EQ( rig.run( { "exit", "a", "--wait" } ), ExitStatus::done );
+   EXPECT_EQ( rig.err, "a exiting: 3 of 5 drained\na exiting: 1 of 5 drained\n" );
+   EXPECT_TRUE( rig.messages.shown().ends_with( "a  normal       ░░░░░░░░░░░░░░░░░░░  0/5\n" ) )
+      << rig.messages.shown();
+}
+
 TEST_F( WaitingTest, drawsNothingIfJsonIsAskedFor ) {
    rig.messages.able.draws = true;
    from( 0, unit( "entering", 3 ) );

@@ -6,6 +6,7 @@
 #include "Maintctl/Failure.h"
 #include "Maintctl/Json.h"
 #include "Maintctl/Text.h"
+#include "Maintctl/Urgency.h"
 
 #include <utility>
 
@@ -64,6 +65,10 @@ Watching::Watching( const Show & show, Remote & remote, Pace & pace, Output & ou
       output.documentsAreLines();
    else if ( display.abilities().draws )
       live_.emplace( display, Screen::Place::alone );
+   remote.watchedIs( [this] {
+      if ( live_ )
+         live_->refresh();
+   } );
 }
 
 void Watching::untilInterrupted() {
@@ -164,7 +169,7 @@ void Watching::tellLines() {
          intf.state.value_or( "" ) + "/" + code + "/" + intf.linkState + yesNo( intf.shut ) +
             yesNo( intf.spike ),
          "link " + intf.linkState + ( intf.shut ? ", shut" : "" ) + ", " +
-            rateText( RatePoint{ intf.inBps, intf.outBps }.busiest() ) + ": " + reasonOf( intf, urgency ) );
+            rateText( ratesOf( intf ).busiest() ) + ": " + reasonOf( intf, urgency ) );
    }
 }
 

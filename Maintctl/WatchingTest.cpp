@@ -92,9 +92,29 @@ TEST_F( WatchingTest, isDrawnAnewAtOnceWhenTheTerminalIsResized ) {
    rig.pace.at( 2.25, [this] { rig.data.resize( 30, 4 ); } );
    EXPECT_EQ( shownAt( 2.5, { "show", "--watch", "--interval", "1m" } ), R"(1 unit           22:13:20 UTC
 
-a  entering     3/5
+a  entering     3/5  (1 more)
   3 of 5 drained
 )" );
+}
+
+TEST_F( WatchingTest, isDrawnAnewWhileAnAnswerIsWaitedFor ) {
+   std::string shown;
+   rig.pace.at( 3, [&] {
+      rig.client.during( [this] { rig.data.resize( 30, 4 ); } );
+      // What comes after it.
+      rig.client.reachableIs( false );
+   } );
+   EXPECT_EQ( linesOf( shownAt( 2, { "show", "--watch" } ) ).size(), 7 );
+   for ( const std::string & bytes : rig.data.written )
+      shown = bytes.find( "1 unit           22:13:20 UTC" ) == std::string::npos ? shown : bytes;
+   EXPECT_NE( shown, "" );
+}
+
+TEST_F( WatchingTest, givesAnAgentThatHangsLessTimeThanOneThatIsAskedOnce ) {
+   rig.run( { "show", "units" } );
+   EXPECT_EQ( rig.client.patience, 30 );
+   shownAt( 2, { "show", "--watch" } );
+   EXPECT_EQ( rig.client.patience, 5 );
 }
 
 TEST_F( WatchingTest, saysSinceWhenTheAgentIsAwayAndGoesOn ) {

@@ -46,7 +46,7 @@ json Answers::Json::interface( const Wire::IntfId & intf ) const {
 }
 
 json Answers::Json::reason( const Wire::IntfId & intf ) const {
-   const auto facts = reasonFacts( model, intf );
+   const auto facts = reasonFacts( model, intf, commands.now() );
    if ( !facts )
       return nullptr;
    const auto rates = ratesOf( model, commands, intf );
@@ -59,6 +59,7 @@ json Answers::Json::reason( const Wire::IntfId & intf ) const {
       { "load-interval-seconds", number( facts->loadInterval ) },
       { "eta-seconds", ahead( facts->eta ) },
       { "shutdown-at", time( facts->shutdownAt.value_or( 0 ) ) },
+      { "unwatched-since", time( facts->unwatched.value_or( 0 ) ) },
       { "trend", facts->trend == Trend::unknown ? json( nullptr ) : json( stringValue( facts->trend ) ) },
       { "text", reasonText( *facts, commands ) } };
 }

@@ -56,7 +56,7 @@ UnitFacts Answers::Json::facts(
    if ( result.state != UnitState::enterInProgress && result.state != UnitState::maintenance )
       return result;
    for ( const auto & [text, intf] : interfacesOfUnit( model, name ) )
-      if ( auto facts = reasonFacts( model, intf ) )
+      if ( auto facts = reasonFacts( model, intf, commands.now() ) )
          result.interfaces.push_back( std::move( *facts ) );
       else if ( result.state == UnitState::enterInProgress && !commands.uncounted( intf ).empty() )
          result.uncounted.push_back( text );

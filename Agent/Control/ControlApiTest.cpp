@@ -77,7 +77,7 @@ TEST_F( ControlApiTest, showsAnInterfaceInFull ) {
          "shut":true,"link-state":"down","drift":"raised","start-time":"2023-11-14T23:12:20.000Z",
          "reason":{"code":"shut","since":"2023-11-14T23:12:50.000Z","rate-bps":null,"threshold-bps":100000.0,
             "quiet-seconds":21474836475.0,"load-interval-seconds":10.0,"eta-seconds":null,"shutdown-at":null,
-            "trend":null,"text":"shut since 23:12"},
+            "unwatched-since":null,"trend":null,"text":"shut since 23:12"},
          "state-time":"2023-11-14T23:12:30.000Z","last-sample-time":"2023-11-14T23:13:18.000Z"})" ),
       get( "interfaces/et1" ) );
 }
@@ -212,7 +212,8 @@ TEST_F( ControlApiTest, explainsWhatAUnitWaitsFor ) {
             "reason":"50.0 kbps, quiet for 5s of 10s",
             "insight":{"code":"timing","since":"2023-11-14T23:12:50.000Z","rate-bps":50000.0,
                "threshold-bps":100000.0,"quiet-seconds":5.0,"load-interval-seconds":10.0,"eta-seconds":3.0,
-               "shutdown-at":"2023-11-14T23:17:20.000Z","trend":null,"text":"5 of 10 s quiet"}}],
+               "shutdown-at":"2023-11-14T23:17:20.000Z","unwatched-since":null,"trend":null,
+               "text":"5 of 10 s quiet"}}],
          "skipped":[{"interface":"vlan10","reason":"is not monitored yet"},
             {"interface":"missing","reason":"does not exist"}]})" ),
       get( "units/u1/explain" ) );

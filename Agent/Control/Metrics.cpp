@@ -25,7 +25,7 @@ Metrics::Writer::Writer( const Metrics & metrics ) : model( metrics.model_ ), co
       interfaces.push_back(
          { name, intf, model.monIntfStatusDir->monIntfStatus( intf ),
            model.intfProfileStatusDir->status( profileOf( model, intf ) ), commands.linkState( intf ),
-           commands.drift( intf ), reasonFacts( model, intf ) } );
+           commands.drift( intf ), reasonFacts( model, intf, commands.now() ) } );
 }
 
 void Metrics::Writer::time( double clockSeconds, Exposition::Labels labels ) {

@@ -53,7 +53,7 @@ std::optional< double > Metrics::Writer::eta( const UnitSeen & unit ) const {
    facts.state = unit.status->state();
    facts.progress = unit.progress;
    for ( const auto & [name, intf] : unit.members )
-      if ( auto reason = reasonFacts( model, intf ) )
+      if ( auto reason = reasonFacts( model, intf, commands.now() ) )
          facts.interfaces.push_back( std::move( *reason ) );
       else if ( !commands.uncounted( intf ).empty() )
          facts.uncounted.push_back( name );

@@ -1,6 +1,7 @@
 #include "Agent/Control/Sentences.h"
 
 #include "Agent/Control/Shapes.h"
+#include "Api/Slowness.h"
 #include "Api/Values.h"
 #include "Config/Stages.h"
 
@@ -17,6 +18,8 @@ namespace {
 constexpr std::size_t mostNamed = 3;
 /// Characters of a text that comes from elsewhere.
 constexpr std::size_t mostOfOthers = 120;
+/// Seconds without a sample after which nobody knows what an interface carries: two have been left out.
+constexpr double unwatchedAfter = 3 * secondsPerSample + 1;
 /// Seconds after which a time of day needs its date.
 constexpr double dateAfter = 20 * 3600;
 
@@ -68,6 +71,11 @@ bool isAbove( const ReasonFacts & facts ) {
    return facts.rate && facts.threshold && *facts.rate >= *facts.threshold;
 }
 
+bool isBack( const ReasonFacts & facts ) {
+   // What was seen last is no news where nothing is seen any more.
+   return facts.reason == Reason::spike && isAbove( facts ) && !facts.unwatched;
+}
+
 bool isQuiet( const ReasonFacts & facts ) {
    return facts.rate && facts.threshold && *facts.rate < *facts.threshold;
 }
@@ -108,6 +116,10 @@ std::string oscillatingText( const ReasonFacts & facts, const ControlCommands & 
    return facts.rate ? text + ", now " + bitRate( facts.rate ) : text;
 }
 
+std::string unwatchedText( const ReasonFacts & facts, const ControlCommands & commands ) {
+   return facts.unwatched ? ", not watched" + since( *facts.unwatched, commands ) : "";
+}
+
 } // namespace
 
 bool isWaitedFor( const ReasonFacts & facts ) {
@@ -121,7 +133,8 @@ bool isWaitedFor( const ReasonFacts & facts ) {
    }
 }
 
-std::optional< ReasonFacts > reasonFacts( const ControlModel & model, const Wire::IntfId & intf ) {
+std::optional< ReasonFacts >
+reasonFacts( const ControlModel & model, const Wire::IntfId & intf, double now ) {
    const auto * record = model.monIntfStatusDir->monIntfStatus( intf );
    const auto * insight = record ? model.insightDir->intf( intf ) : nullptr;
    if ( !insight )
@@ -141,6 +154,9 @@ std::optional< ReasonFacts > reasonFacts( const ControlModel & model, const Wire
       facts.threshold = profile->drainWatchThresholdInKbps() * 1000;
       facts.loadInterval = profile->drainWatchLoadInterval();
    }
+   const bool watched = facts.reason == Reason::drained || facts.reason == Reason::spike;
+   if ( const double last = record->lastSampleTime(); watched && last > 0 && now - last >= unwatchedAfter )
+      facts.unwatched = last;
    if ( !isWaitedFor( facts ) || facts.reason == Reason::stopped )
       return facts;
    if ( profile && profile->shutdown() && std::isfinite( profile->shutdownMaxDelay() ) )
@@ -164,12 +180,14 @@ std::string reasonText( const ReasonFacts & facts, const ControlCommands & comma
    case Reason::starved:
       return "no fresh counters" + since( facts.since, commands );
    case Reason::drained:
-      return "drained" + since( facts.since, commands );
+      return "drained" + since( facts.since, commands ) + unwatchedText( facts, commands );
    case Reason::shut:
       return "shut" + since( facts.since, commands );
    case Reason::spike:
-      return isAbove( facts ) ? bitRate( facts.rate ) + ", traffic is back" + since( facts.since, commands )
-                              : "drained again, traffic was back at " + clockTime( facts.since, commands );
+      if ( isBack( facts ) )
+         return bitRate( facts.rate ) + ", traffic is back" + since( facts.since, commands );
+      return ( isAbove( facts ) ? "" : "drained again, " ) + std::string( "traffic was back at " ) +
+             clockTime( facts.since, commands ) + unwatchedText( facts, commands );
    case Reason::stopped:
       return "not monitored any more" + since( facts.since, commands );
    }
@@ -193,27 +211,19 @@ class Parts {
    std::string text_;
 };
 
-/// How many times its threshold the rate is.
-double excess( const ReasonFacts & facts ) {
-   return facts.rate.value_or( 0 ) / std::max( 1.0, facts.threshold.value_or( 1 ) );
+Api::Slowness slownessOf( const ReasonFacts & facts ) { return { facts.eta, facts.rate, facts.threshold }; }
+
+bool isSlower( const ReasonFacts * a, const ReasonFacts * b ) {
+   return Api::isSlower( slownessOf( *a ), slownessOf( *b ) );
 }
 
-/// What is to end later comes later; at the end what nobody can say it of, the worst of them last.
-bool endsBefore( const ReasonFacts * a, const ReasonFacts * b ) {
-   static constexpr double never = std::numeric_limits< double >::infinity();
-   const auto key = []( const ReasonFacts & facts ) {
-      return std::pair( facts.eta.value_or( never ), facts.eta ? 0 : excess( facts ) );
-   };
-   const auto keyOfA = key( *a ), keyOfB = key( *b );
-   return keyOfA != keyOfB ? keyOfA < keyOfB : a->name < b->name;
-}
-
+/// The slowest first.
 std::vector< const ReasonFacts * > waitedFor( const UnitFacts & facts ) {
    std::vector< const ReasonFacts * > result;
    for ( const ReasonFacts & intf : facts.interfaces )
       if ( isWaitedFor( intf ) )
          result.push_back( &intf );
-   std::sort( result.begin(), result.end(), endsBefore );
+   std::stable_sort( result.begin(), result.end(), isSlower );
    return result;
 }
 
@@ -245,11 +255,16 @@ std::string shutdownText( const std::vector< const ReasonFacts * > & waiting, do
 
 void addWaiting( Parts & parts, const UnitFacts & facts, const ControlCommands & commands ) {
    const auto waiting = waitedFor( facts );
-   const std::size_t named = std::min( mostNamed, waiting.size() );
-   for ( auto intf = waiting.end() - static_cast< std::ptrdiff_t >( named ); intf != waiting.end(); ++intf )
-      parts.add( ( *intf )->name + " " + reasonText( **intf, commands ) );
-   if ( waiting.size() > named )
-      parts.add( "and " + std::to_string( waiting.size() - named ) + " more" );
+   // The slowest, in the order in which they will end.
+   auto named = waiting;
+   named.resize( std::min( mostNamed, named.size() ) );
+   std::stable_sort( named.begin(), named.end(), []( const ReasonFacts * first, const ReasonFacts * then ) {
+      return isSlower( then, first );
+   } );
+   for ( const ReasonFacts * intf : named )
+      parts.add( intf->name + " " + reasonText( *intf, commands ) );
+   if ( waiting.size() > named.size() )
+      parts.add( "and " + std::to_string( waiting.size() - named.size() ) + " more" );
    if ( facts.progress.blocked.empty() )
       parts.add( shutdownText( waiting, commands.now() ) );
 }
@@ -310,22 +325,25 @@ std::string maintenanceText( const UnitFacts & facts, const ControlCommands & co
    parts.add( "in maintenance" + since( facts.since, commands ) );
    if ( facts.progress.total > 0 )
       parts.add( drainedText( facts.progress ) );
-   std::vector< std::string > back, was;
-   for ( const ReasonFacts & intf : facts.interfaces )
-      if ( intf.reason == Reason::spike ) {
-         // What was seen last is no news where nothing is seen any more.
-         if ( isAbove( intf ) && facts.progress.blocked.empty() )
-            back.push_back( intf.name + " (" + bitRate( intf.rate ) + ")" );
-         else
-            was.push_back( intf.name );
-      }
+   const bool blind = !facts.progress.blocked.empty();
+   std::vector< std::string > back, was, unwatched;
+   for ( const ReasonFacts & intf : facts.interfaces ) {
+      if ( intf.reason == Reason::spike && isBack( intf ) && !blind )
+         back.push_back( intf.name + " (" + bitRate( intf.rate ) + ")" );
+      else if ( intf.reason == Reason::spike )
+         was.push_back( intf.name );
+      if ( intf.unwatched )
+         unwatched.push_back( intf.name );
+   }
    if ( !back.empty() )
       parts.add( "traffic is back on " + listed( back ) );
    if ( !was.empty() )
       parts.add( "traffic was back on " + listed( was ) );
    addWaiting( parts, facts, commands );
-   if ( !facts.progress.blocked.empty() )
+   if ( blind )
       parts.add( "not watched: " + shortened( facts.progress.blocked ) );
+   else if ( !unwatched.empty() )
+      parts.add( "not watched: " + listed( unwatched ) );
    return parts.text();
 }
 

@@ -22,10 +22,12 @@ struct ReasonFacts {
    double quiet = 0;                     ///< seconds for which it has been below the threshold
    std::optional< double > eta;          ///< when it will have drained or been shut, if that can be said
    std::optional< double > shutdownAt;   ///< when it will be shut, drained or not
+   std::optional< double > unwatched;    ///< of what has drained: since when nobody has seen what it carries
 };
 
 /// Nothing if the interface has no record, or none of it has been looked at yet.
-std::optional< ReasonFacts > reasonFacts( const ControlModel & model, const Wire::IntfId & intf );
+/// \param now  seconds of the agent's clock
+std::optional< ReasonFacts > reasonFacts( const ControlModel & model, const Wire::IntfId & intf, double now );
 /// Whether the unit waits for it.
 bool isWaitedFor( const ReasonFacts & facts );
 /// "812 kbit/s, about 40 s"

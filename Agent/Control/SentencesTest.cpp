@@ -101,6 +101,17 @@ TEST_F( SentencesTest, tellThatWhatIsSaidToStallOrOscillateIsQuietOrFalls ) {
    EXPECT_EQ( "310 kbit/s, about 40 s", said( falls ) );
 }
 
+TEST_F( SentencesTest, tellSinceWhenNobodyHasSeenWhatADrainedInterfaceCarries ) {
+   ReasonFacts facts = intf( "et1", Reason::drained, 0 );
+   facts.unwatched = now - 60;
+   EXPECT_EQ( "drained since 14:02, not watched since 14:12", said( facts ) );
+   facts = intf( "et1", Reason::spike, 310000 );
+   facts.unwatched = now - 60;
+   EXPECT_EQ( "traffic was back at 14:02, not watched since 14:12", said( facts ) );
+   facts.rate = 5;
+   EXPECT_EQ( "drained again, traffic was back at 14:02, not watched since 14:12", said( facts ) );
+}
+
 TEST_F( SentencesTest, tellThatARateRises ) {
    ReasonFacts rising = intf( "et1", Reason::aboveThreshold, 310000 );
    rising.trend = Trend::rising;
@@ -158,15 +169,15 @@ TEST_F( SentencesTest, nameTheSlowestFewInTheOrderInWhichTheyWillEnd ) {
 TEST_F( SentencesTest, nameThoseThatAreFarthestAboveTheirThresholdOfWhatHasNoEnd ) {
    unit.progress = { "drainwatch", 5, 0, std::nullopt, 10, "" };
    unit.interfaces = { intf( "et1", Reason::stalled, 9e9 ), falling( "et2", 9e9, 500 ) };
-   for ( const char * name : { "et5", "et4", "et3" } )
+   for ( const char * name : { "et3", "et4", "et5" } )
       unit.interfaces.push_back( intf( name, Reason::stalled, 2e5 ) );
    EXPECT_EQ(
-      "0 of 5 drained; et4 stalled at 200 kbit/s since 14:02; et5 stalled at 200 kbit/s since 14:02; et1 "
+      "0 of 5 drained; et3 stalled at 200 kbit/s since 14:02; et4 stalled at 200 kbit/s since 14:02; et1 "
       "stalled "
       "at 9.00 Gbit/s since 14:02; and 2 more",
       said() );
    unit.interfaces[0].threshold = 1e10;
-   EXPECT_NE( std::string::npos, said().find( "; et3 stalled" ) ) << said();
+   EXPECT_NE( std::string::npos, said().find( "; et5 stalled" ) ) << said();
 }
 
 TEST_F( SentencesTest, tellNoForcedShutdownThatCannotComeWithoutFreshCounters ) {
@@ -263,6 +274,18 @@ TEST_F( SentencesTest, tellThatNobodyWatchesUnderMaintenance ) {
       said() );
 }
 
+TEST_F( SentencesTest, tellWhichInterfacesNobodyWatchesUnderMaintenance ) {
+   unit.state = UnitState::maintenance;
+   unit.since = now - 671;
+   unit.progress.drained = 7;
+   unit.interfaces = {
+      intf( "et1", Reason::drained, 0 ), intf( "et2", Reason::drained, 0 ),
+      intf( "et3", Reason::spike, 1.25e6 ) };
+   unit.interfaces[1].unwatched = unit.interfaces[2].unwatched = now - 60;
+   EXPECT_EQ(
+      "in maintenance since 14:02; 7 of 7 drained; traffic was back on et3; not watched: et2, et3", said() );
+}
+
 TEST_F( SentencesTest, tellTheWayBack ) {
    unit.state = UnitState::exitInProgress;
    EXPECT_EQ( "going back; lets go of the links", said() );
@@ -315,15 +338,15 @@ TEST_F( SentencesTest, expectNothingOfAUnitThatDoesNotDrainOrIsHeld ) {
 TEST_F( SentencesTest, takeTheFactsOfAnInterfaceFromItsRecordProfileAndInsight ) {
    ModelRig rig;
    const ControlModel model = rig.model();
-   EXPECT_FALSE( reasonFacts( model, rig.et1 ) );
+   EXPECT_FALSE( reasonFacts( model, rig.et1, rig.now ) );
    auto & record = rig.record( rig.et1, Maintenance::monIntfStateEnterMaint );
-   EXPECT_FALSE( reasonFacts( model, rig.et1 ) );
+   EXPECT_FALSE( reasonFacts( model, rig.et1, rig.now ) );
    auto & insight = rig.insight( rig.et1, Reason::aboveThreshold );
    insight.trendIs( Trend::falling );
    insight.etaIs( rig.now + 70 );
-   EXPECT_EQ( std::nullopt, reasonFacts( model, rig.et1 )->rate );
+   EXPECT_EQ( std::nullopt, reasonFacts( model, rig.et1, rig.now )->rate );
    rig.sample( record, 2e5, 3e5, 0 );
-   const auto facts = reasonFacts( model, rig.et1 );
+   const auto facts = reasonFacts( model, rig.et1, rig.now );
    EXPECT_EQ( "et1", facts->name );
    EXPECT_EQ( rig.now - 30, facts->since );
    EXPECT_EQ( 3e5, facts->rate );
@@ -337,14 +360,34 @@ TEST_F( SentencesTest, expectAnInterfaceNoLaterThanItIsShut ) {
    ModelRig rig;
    rig.record( rig.et1, Maintenance::monIntfStateEnterMaint );
    rig.insight( rig.et1, Reason::aboveThreshold ).etaIs( rig.now + 5000 );
-   EXPECT_EQ( rig.now + 240, reasonFacts( rig.model(), rig.et1 )->eta );
+   EXPECT_EQ( rig.now + 240, reasonFacts( rig.model(), rig.et1, rig.now )->eta );
+}
+
+TEST_F( SentencesTest, missTheCountersOfWhatHasDrainedAfterThreeSamples ) {
+   ModelRig rig;
+   auto & record = rig.record( rig.et1, Maintenance::monIntfStateUnderMaint );
+   const auto unwatched = [&]( double now ) { return reasonFacts( rig.model(), rig.et1, now )->unwatched; };
+   rig.insight( rig.et1, Reason::drained );
+   EXPECT_EQ( std::nullopt, unwatched( rig.now + 1000 ) ); // nothing has been seen of it yet
+   rig.sample( record, 0, 0, 5 );
+   const double last = record.lastSampleTime();
+   for ( const Reason reason : { Reason::drained, Reason::spike } ) {
+      rig.insight( rig.et1, reason );
+      EXPECT_EQ( std::nullopt, unwatched( last + 15.9 ) );
+      EXPECT_EQ( last, unwatched( last + 16 ) );
+   }
+   // Nothing is to be seen of a link that is down, and what is waited for is starved then.
+   for ( const Reason reason : { Reason::shut, Reason::starved, Reason::stopped } ) {
+      rig.insight( rig.et1, reason );
+      EXPECT_EQ( std::nullopt, unwatched( last + 1000 ) );
+   }
 }
 
 TEST_F( SentencesTest, expectNoShutdownOfWhatHasDrained ) {
    ModelRig rig;
    rig.record( rig.et1, Maintenance::monIntfStateUnderMaint );
    rig.insight( rig.et1, Reason::drained );
-   EXPECT_EQ( std::nullopt, reasonFacts( rig.model(), rig.et1 )->shutdownAt );
+   EXPECT_EQ( std::nullopt, reasonFacts( rig.model(), rig.et1, rig.now )->shutdownAt );
 }
 
 } // namespace Agent
