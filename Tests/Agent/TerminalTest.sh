@@ -65,7 +65,7 @@ _is() {
    value=$(_tmux display-message -p "#{$1}")
    [ "$value" = "$2" ] || fail "$1 should be $2, not $value"
 }
-# The shell has its terminal back as it was.
+# The shell has its terminal back as it was, be it that the shell itself has put it right.
 _isGivenBack() {
    _is cursor_flag 1
    _is wrap_flag 1
@@ -146,6 +146,20 @@ givesTheTerminalBackWhenItIsTerminated() {
    done
 }
 
+# On a terminal where nobody puts right what the program leaves behind.
+givesTheTerminalBackWithoutAShell() {
+   _begin 80 24
+   for what in interrupted terminated stopped; do
+      for command in "enter u1 --wait" "show --watch" "show unit u1 --watch"; do
+         # shellcheck disable=SC2086
+         run env -u NO_COLOR TERM=xterm LC_ALL=C.UTF-8 python3 "$(dirname "$tools")/Tests/Agent/terminal.py" "$what" u1 \
+            "$build/bin/maintctl" --socket run/control.sock $command
+         [ "$status" -eq 0 ] || fail "$command, $what"
+         says 'given back'
+      done
+   done
+}
+
 givesTheTerminalToTheShellWhileItIsStopped() {
    _begin 80 24
    _types "ctl show --watch"
@@ -222,6 +236,36 @@ beginsCurvesWithTheSamplesOfTheAgent() {
    _until '^et1 +5.00 Mbps .* (▁|▂|▃|▄|▅|▆|▇|█){10}'
    _presses C-c
    _until "$prompt$"
+}
+
+saysLinesInTheBackground() {
+   _begin 100 24
+   _types "ctl enter u1 --wait & sleep 1; echo; echo running"
+   _until '^u1 entering: 0 of 3 drained'
+   _until '^running$'
+   _showsNot '░'
+   _types 'typed meanwhile'
+   _until 'typed meanwhile'
+   _advance 20s
+   _until 'u1 entering: 2 of 3 drained'
+   _types 'clear; fg'
+   _until '^u1 +entering +█+.*░+ +2/3 '
+   _presses C-c
+   _until '^maintctl: u1: interrupted'
+   _isGivenBack
+}
+
+saysThatAnAgentHangs() {
+   _begin 100 24
+   _types "ctl show --watch"
+   _until '^2 units '
+   kill -STOP "$agent"
+   _until '^stale since [0-9:]+ UTC: the agent cannot be reached: no answer within 5s'
+   kill -CONT "$agent"
+   _until '^2 units .* UTC$'
+   _presses C-c
+   _until "$prompt$"
+   _isGivenBack
 }
 
 drawsOnlyAsciiWhereThereIsNothingElse() {
