@@ -46,7 +46,7 @@ function drawSoon( curve ) {
          each.draw();
    } );
 }
-export const statistics = { drawn: 0 };
+export const statistics = { drawn: 0, get curves() { return curves.size; } };
 
 const dash = ( ...lengths ) => lengths.map( ( length ) => length * devicePixelRatio );
 const fontOf = ( size ) => `${size * devicePixelRatio}px system-ui, sans-serif`;
@@ -57,12 +57,14 @@ const steps = [ 60, 120, 300, 600, 1800, 3600, 7200, 21600, 86400 ];
  * A curve and its text for whoever cannot see it. `facts()` gives what it shows now:
  * { from, to, threshold, loadInterval, now, deadline, marks: [ { time, kind, label } ], series }; a time is in seconds,
  * null: there is none; kind is "state" or "spike". `onCursor( time, in, out )`: where the pointer is; nothing: away.
+ * `onSight( visible )`: it has come into sight or gone.
  */
 export class Curve {
-   constructor( { name, facts, tall = false, onCursor = null } ) {
+   constructor( { name, facts, tall = false, onCursor = null, onSight = null } ) {
       this.name = name;
       this.facts = facts;
       this.onCursor = onCursor;
+      this.onSight = onSight;
       this.caption = h( 'figcaption', { class: 'unseen' } );
       this.box = h( 'div', { class: 'curve-box', 'aria-hidden': 'true' } );
       this.element = h( 'figure', { class: tall ? 'curve tall' : 'curve' }, this.box, this.caption );
@@ -79,7 +81,7 @@ export class Curve {
       dirty.delete( this );
       sight.unobserve( this.box );
       sizes.unobserve( this.box );
-      this.letGo();
+      this.visibleIs( false );
    }
    letGo() {
       this.plot?.destroy();
@@ -91,6 +93,7 @@ export class Curve {
    }
    visibleIs( visible ) {
       this.visible = visible;
+      this.onSight?.( visible );
       if ( visible )
          this.dirtyIs();
       else
@@ -124,10 +127,11 @@ export class Curve {
    /** The text is for people who listen; it need not follow each second. */
    describe() {
       const at = performance.now();
-      if ( at - this.captionAt < 5000 )
+      const { from, now, series, threshold, marks } = this.now;
+      if ( at - this.captionAt < 5000 && this.captioned === series.length > 0 )
          return;
       this.captionAt = at;
-      const { from, now, series, threshold, marks } = this.now;
+      this.captioned = series.length > 0;
       const marked = marks.filter( ( mark ) => mark.time >= from )
                         .map( ( mark ) => `${mark.label} at ${format.clock( mark.time )}` );
       text( this.caption, `${this.name}, ${format.duration( now - from )} to ${format.clock( now )} UTC. ${

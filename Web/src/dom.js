@@ -45,8 +45,13 @@ export function shown( element, visible ) {
    return element;
 }
 
+/** What the keyboard can stand on. */
+const stops = 'a[href], button, summary, [tabindex]';
+const firstStop = ( element ) => ( element?.matches( stops ) ? element : element?.querySelector( stops ) );
+
 /**
- * A list whose rows stay the same elements while their items stay, so that focus, curves and open details survive.
+ * A list whose rows stay the same elements while their items stay, so that focus, curves and open details survive: a row
+ * with the focus is never moved, the others go around it. If it goes, the focus is on the row that has come to its place.
  * `make( item )` gives { element, update( item ), remove?() }.
  */
 export class Rows {
@@ -57,27 +62,49 @@ export class Rows {
       this.rows = new Map();
    }
    update( items ) {
-      const left = new Map( this.rows );
-      let before = this.parent.firstChild;
-      for ( const item of items ) {
-         const key = this.key( item );
-         let row = this.rows.get( key );
+      const { parent, rows } = this;
+      const keys = items.map( this.key );
+      const place = this.removeBut( new Set( keys ) );
+      let before = parent.firstChild;
+      items.forEach( ( item, i ) => {
+         let row = rows.get( keys[ i ] );
          if ( !row ) {
             row = this.make( item );
-            this.rows.set( key, row );
+            rows.set( keys[ i ], row );
          }
-         left.delete( key );
          row.update( item );
-         if ( row.element === before )
+         const { element } = row;
+         if ( element !== before && element.contains( document.activeElement ) )
+            for ( ; before !== element; before = this.toEnd( before ) );
+         if ( element === before )
             before = before.nextSibling;
          else
-            this.parent.insertBefore( row.element, before );
-      }
-      for ( const [ key, row ] of left ) {
+            parent.insertBefore( element, before );
+      } );
+      if ( place !== null )
+         firstStop( parent.children[ Math.min( place, parent.children.length - 1 ) ] )?.focus( { preventScroll: true } );
+   }
+   /** Where the row was that has gone with the focus; null: it is not among them. */
+   removeBut( kept ) {
+      let place = null;
+      for ( const [ key, row ] of this.rows ) {
+         if ( kept.has( key ) )
+            continue;
+         if ( row.element.contains( document.activeElement ) )
+            place = [ ...this.parent.children ].indexOf( row.element );
          row.remove?.();
          row.element.remove();
          this.rows.delete( key );
       }
+      return place;
    }
-   remove() { this.update( [] ); }
+   /** What comes after it. */
+   toEnd( element ) {
+      const after = element.nextSibling;
+      this.parent.append( element );
+      return after;
+   }
+   remove() {
+      this.update( [] );
+   }
 }

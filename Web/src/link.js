@@ -1,6 +1,7 @@
 // The line to the agent: reads, and the stream of what happens. Knows when the agent was last heard of.
 //
-// live: the stream is open. polling: it is not, but reads are answered. stale: neither.
+// live: the stream is open. late: it is, but reads are not answered. polling: it is not, but reads are answered.
+// stale: neither. asleep: nobody looks at the page, and nothing is asked for.
 
 const root = 'api/v1/';
 /** The agent sends a heartbeat at least this often, in seconds. */
@@ -10,13 +11,16 @@ const silence = 2 * heartbeat;
 const grace = 2;
 /** A read that takes longer is taken for lost. */
 const patience = 10;
+/** So many reads in a row, or none that was answered for so long: what the page shows is old, whatever the stream brings. */
+const mostLost = 2, oldRead = 40;
 const firstPause = 0.5, longestPause = 5;
 
-/** An answer of the agent that is no success; `status` is that of HTTP. */
+/** An answer of the agent that is no success; `status` is that of HTTP, `where` what it is about. */
 export class Refused extends Error {
-   constructor( status, message ) {
+   constructor( status, message, where = null ) {
       super( message );
       this.status = status;
+      this.where = where;
    }
 }
 
@@ -30,13 +34,13 @@ export async function read( path ) {
    try {
       const reply = await fetch( root + path, { headers: { Accept: 'application/json' }, cache: 'no-store', signal: limit.signal } );
       const body = await reply.json().catch( ( error ) => {
-         if ( limit.signal.aborted )
-            throw error;
-         return null;
+         if ( error instanceof SyntaxError )
+            return null;
+         throw error;
       } );
-      line?.isHeard();
+      line?.isAnswered();
       if ( !reply.ok || body === null )
-         throw new Refused( reply.status, body?.error?.message ?? `status ${reply.status}` );
+         throw new Refused( reply.status, body?.error?.message ?? `status ${reply.status}`, body?.error?.where );
       return body;
    } catch ( error ) {
       if ( !( error instanceof Refused ) )
@@ -47,17 +51,34 @@ export async function read( path ) {
    }
 }
 
+/** Null for what does not exist (here, or not yet there). */
+export async function optional( path ) {
+   try {
+      return await read( path );
+   } catch ( error ) {
+      if ( error instanceof Refused && error.status === 404 )
+         return null;
+      throw error;
+   }
+}
+
 /**
- * The stream. Calls `onEvent( type, data )` for each event, `onUp()` when it is open, and `onState()` when `state` has
- * changed. Goes on where it was: it asks for what came after the last event that it has seen.
+ * The stream. Calls `onEvent( type, data )` for each event, `onUp( resumed )` when it is open, and `onState()` when
+ * `state` has changed. Goes on where it was: it asks for what came after the last event that it has seen; then it is
+ * resumed.
+ *
+ * Browsers keep few connections to one address, and a stream takes one for as long as it is open. So a page that is not
+ * looked at has none.
  */
 export class Stream {
    constructor( { onEvent, onUp, onState, types } ) {
       Object.assign( this, { onEvent, onUp, onState, types } );
       this.sequence = null;
-      this.heard = Date.now();    ///< milliseconds; of the agent
-      this.said = Date.now();     ///< of the stream
+      this.heard = this.said = this.answered = Date.now();   ///< milliseconds; of the agent, of the stream, of reads
+      this.lost = 0;              ///< reads in a row that were not answered
+      this.brokenAt = this.wokenAt = this.askedAt = 0;   ///< milliseconds
       this.state = 'asking';
+      this.asleep = false;
       this.open = false;
       this.pause = firstPause;
       this.timer = null;
@@ -65,27 +86,47 @@ export class Stream {
       line = this;
    }
    start() {
-      this.ask();
+      this.sleepIs( document.hidden );
+      document.addEventListener( 'visibilitychange', () => this.sleepIs( document.hidden ) );
       setInterval( () => this.look(), 1000 );
+   }
+   sleepIs( asleep ) {
+      if ( this.asleep === asleep && this.source )
+         return;
+      this.asleep = asleep;
+      if ( asleep ) {
+         this.close();
+         clearTimeout( this.timer );
+         this.timer = null;
+      } else {
+         this.pause = firstPause;
+         this.answered = this.brokenAt = this.wokenAt = Date.now();
+         this.lost = 0;
+         this.ask();
+      }
+      this.find();
+   }
+   close() {
+      this.source?.close();
+      this.open = false;
    }
    ask() {
       this.timer = null;
       this.askedAt = Date.now();
-      const after = this.sequence === null ? '' : `&after=${this.sequence}`;
+      const resumed = this.sequence !== null;
+      const after = resumed ? `&after=${this.sequence}` : '';
       const source = this.source = new EventSource( `${root}events?rates=1${after}` );
       source.onopen = () => {
          this.pause = firstPause;
          this.open = true;
-         this.said = Date.now();
          this.isHeard();
-         this.onUp();
+         this.onUp( resumed );
       };
       source.onerror = () => this.again();
       for ( const type of this.types )
          source.addEventListener( type, ( event ) => this.take( type, event ) );
    }
    take( type, event ) {
-      this.said = Date.now();
       this.isHeard();
       if ( event.lastEventId )
          this.sequence = Number( event.lastEventId );
@@ -95,18 +136,37 @@ export class Stream {
       } catch {
          return;
       }
-      if ( type === 'dropped' && Number.isFinite( data.next ) )
-         this.sequence = data.next - 1;
       this.onEvent( type, data );
    }
+   /** By the stream. */
    isHeard() {
-      this.heard = Date.now();
-      this.stateIs( this.open ? 'live' : 'polling' );
+      this.heard = this.said = Date.now();
+      this.find();
    }
-   /** Nobody answers; a stream that is still open will say so itself, or has been silent for too long. */
+   /** By a read. */
+   isAnswered() {
+      this.heard = this.answered = Date.now();
+      this.lost = 0;
+      this.find();
+   }
    isLost() {
-      if ( !this.open || Date.now() - this.heard > silence * 1000 )
+      ++this.lost;
+      this.find();
+   }
+   /** Finds out in what state it is. */
+   find() {
+      const now = Date.now();
+      const silent = now - Math.max( this.heard, this.wokenAt ) > silence * 1000;
+      if ( this.asleep )
+         this.stateIs( 'asleep' );
+      else if ( this.open && !( silent && this.lost ) )
+         this.stateIs( this.lost >= mostLost || now - this.answered > oldRead * 1000 ? 'late' : 'live' );
+      else if ( silent || this.lost )
          this.stateIs( 'stale' );
+      else if ( this.answered > this.brokenAt && ( this.timer !== null || now - this.askedAt > grace * 1000 ) )
+         this.stateIs( 'polling' );
+      else if ( this.state === 'asleep' )
+         this.stateIs( 'asking' );
    }
    stateIs( state ) {
       if ( this.state === state )
@@ -115,8 +175,9 @@ export class Stream {
       this.onState();
    }
    again() {
-      this.source.close();
-      this.open = false;
+      if ( this.open )
+         this.brokenAt = Date.now();
+      this.close();
       this.timer ??= setTimeout( () => this.ask(), this.pause * 1000 );
       this.pause = Math.min( 2 * this.pause, longestPause );
       // Whether the agent is gone or only the stream.
@@ -125,15 +186,66 @@ export class Stream {
    /** A line that is cut without a word stays open for ever. */
    look() {
       const now = Date.now();
-      if ( this.timer !== null || now - this.said < silence * 1000 )
+      if ( this.asleep )
          return;
-      if ( now - this.askedAt > silence * 1000 ) {
-         this.source.close();
-         this.ask();
-      } else if ( now - this.askedAt > grace * 1000 && this.open ) {
-         this.open = false;
-         this.stateIs( now - this.heard > silence * 1000 ? 'stale' : 'polling' );
-         read( 'agent' ).catch( () => {} );
+      if ( this.timer === null && now - this.said >= silence * 1000 ) {
+         if ( now - this.askedAt > silence * 1000 ) {
+            this.source.close();
+            this.ask();
+         } else if ( now - this.askedAt > grace * 1000 && this.open ) {
+            this.open = false;
+            this.brokenAt = now;
+            read( 'agent' ).catch( () => {} );
+         }
       }
+      this.find();
+   }
+}
+
+/**
+ * What a view reads for itself: one read at a time, tried again after pauses that grow while nobody answers, not while
+ * nobody looks, and never after `stop()`. `path()` says what to read; `onBody( body )`: null if it does not exist;
+ * `onRefused( error )`: the agent does not give it, and is not asked again until `ask()`.
+ */
+export class Reading {
+   constructor( { path, onBody, onRefused = () => {} } ) {
+      Object.assign( this, { path, onBody, onRefused } );
+      this.reading = this.wanted = this.stopped = false;
+      this.pause = firstPause;
+      this.timer = null;
+   }
+   /** Reads it, and once more if it is being read already. */
+   async ask() {
+      clearTimeout( this.timer );
+      this.wanted = true;
+      if ( this.reading )
+         return;
+      this.reading = true;
+      try {
+         while ( this.wanted && !this.stopped ) {
+            this.wanted = false;
+            const body = await optional( this.path() );
+            this.pause = firstPause;
+            if ( !this.stopped && !this.wanted )
+               this.onBody( body );
+         }
+      } catch ( error ) {
+         if ( this.stopped )
+            return;
+         if ( error instanceof Refused )
+            this.onRefused( error );
+         else
+            this.later();
+      } finally {
+         this.reading = false;
+      }
+   }
+   later() {
+      this.pause = Math.min( 2 * this.pause, 12 * longestPause );
+      this.timer = setTimeout( () => ( document.hidden ? this.later() : this.ask() ), this.pause * 1000 );
+   }
+   stop() {
+      this.stopped = true;
+      clearTimeout( this.timer );
    }
 }

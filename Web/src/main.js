@@ -25,7 +25,9 @@ const views = [
 /** How the line to the agent is. */
 const links = {
    asking: [ '○ asking', 'quiet' ],
+   asleep: [ '○ asleep', 'quiet' ],
    live: [ '● live', 'good' ],
+   late: [ '◐ live, reads late', 'warn' ],
    polling: [ '◐ polling, no live stream', 'warn' ],
    stale: [ '✕ stale', 'alarm' ],
 };
@@ -37,6 +39,7 @@ class Page {
       this.link = h( 'span', { class: 'link' } );
       this.about = h( 'span', { class: 'about-agent' } );
       this.stale = h( 'p', { class: 'banner stale', role: 'status' } );
+      this.late = h( 'p', { class: 'banner late', role: 'status' } );
       this.problems = h( 'div', { class: 'banner problems', role: 'status' } );
       this.spoken = h( 'p', { 'class': 'unseen', 'role': 'log', 'aria-live': 'polite' } );
       this.main = h( 'main', { id: 'main', tabindex: '-1' } );
@@ -50,7 +53,7 @@ class Page {
          h( 'header', { class: 'top' }, skip, h( 'a', { class: 'brand', href: '#/' }, 'drainwatch' ),
             h( 'nav', { 'aria-label': 'Views' }, this.nav ),
             h( 'div', { class: 'right' }, this.about, this.clock, this.link ) ),
-         h( 'div', { class: 'banners' }, this.stale, this.problems ), this.main, this.spoken );
+         h( 'div', { class: 'banners' }, this.stale, this.late, this.problems ), this.main, this.spoken );
       this.model.subscribe( () => this.update() );
       this.model.unitListeners.add( ( unit ) => this.speak( `${unit.name}: ${unit.state}` ) );
       addEventListener( 'hashchange', () => this.route( true ) );
@@ -90,19 +93,21 @@ class Page {
    }
    update() {
       const { model } = this;
-      const { agent, staleSince } = model;
+      const { agent, staleSince, lateSince } = model;
       const since = staleSince === null ? '' : format.clock( staleSince );
       document.body.classList.toggle( 'is-stale', staleSince !== null );
       shown( this.stale, staleSince !== null );
       text( this.stale, staleSince === null ? '' :
          `The agent does not answer. What you see is stale since ${since} UTC; the page goes on by itself when it is back.` );
+      shown( this.late, lateSince !== null );
+      text( this.late, lateSince === null ? '' : `Events and rates come, but nothing that is asked for: all else is as of ${
+         format.clock( lateSince )} UTC. A browser does this when the page is open in many windows.` );
       const [ words, level ] = links[ model.stream.state ];
       text( this.link, staleSince === null ? words : `${words} since ${since}` );
       attribute( this.link, 'class', `link ${level}` );
       text( this.about, agent ? `${agent.switch === 'simulated' ? 'simulated switch' : 'this switch'} · agent ${agent.version}` : '' );
       const problems = ( agent?.problems ?? [] ).map( ( problem ) => `${problem.what}: ${problem.text}` );
-      if ( model.problem )
-         problems.push( model.problem );
+      problems.push( ...model.problems );
       shown( this.problems, problems.length > 0 );
       const lines = problems.join( '\n' );
       if ( this.problems.dataset.lines !== lines ) {

@@ -1,15 +1,21 @@
 // What is known of the agent, and the reads that keep it true. Views read it and are told when it has changed.
 
-import { read, Refused, Stream } from './link.js';
+import { Filling } from './filling.js';
 import { seconds, byName } from './format.js';
-import { Series } from './series.js';
+import { Happened } from './happened.js';
+import { optional, read, Refused, Stream } from './link.js';
+import { Series, sumUp } from './series.js';
 
 const eventTypes = [ 'unit', 'interface', 'profile', 'agent' ];
-/** Events that are kept here; older ones are asked for by whoever shows them. */
-const eventsKept = 500;
+/** Events that are kept here, and that are asked for at first. */
+const eventsKept = 500, eventsAsked = 200;
 /** Seconds that are kept of each curve, and that a live one shows. */
 export const span = 600, recent = 300;
+/** Seconds between two samples of an interface that nothing happens to. */
+const samplePeriod = 5;
 const busyPeriod = 5, quietPeriod = 15;
+/** Seconds until what events have changed is read: at least, so many times as long as the last read took, at most. */
+const soonest = 0.15, restful = 3, latest = 5;
 
 export class Model {
    constructor() {
@@ -17,26 +23,38 @@ export class Model {
       this.units = null;
       this.interfaces = new Map();  ///< by name: those of the units that are watched
       this.profiles = new Map();
-      this.events = [];             ///< oldest first
+      this.happened = new Happened( eventsKept );
       this.series = new Map();      ///< by interface
+      this.sums = new Map();        ///< by unit: { series, due: it has to be summed up anew }
+      this.inSight = new Set();     ///< names of the interfaces whose curves are
       this.watched = new Map();     ///< unit: names of its interfaces, null until they are known
       this.single = null;           ///< an interface that is watched by itself
       this.staleSince = null;       ///< seconds of the agent's time
       this.offset = 0;              ///< the agent's time less ours, in seconds
-      this.lastEvent = null;
-      this.problem = null;          ///< what the last read was refused with
+      this.eventsRead = false;      ///< those from before the stream
+      this.refused = [];            ///< what the last reads were refused with
       this.missing = null;          ///< a unit or interface that was asked for and does not exist
       this.listeners = new Set();
       this.unitListeners = new Set();
       this.dueRefresh = null;
+      this.took = 0;                ///< seconds, by the last reads
+      this.filling = new Filling( {
+         read, span, inSight: this.inSight, now: () => this.now(),
+         take: ( samples ) => this.samplesAre( samples ),
+      } );
       this.stream = new Stream( {
          types: [ ...eventTypes, 'rates', 'dropped' ],
          onEvent: ( type, data ) => this.take( type, data ),
-         onUp: () => this.refresh( { all: true } ),
+         onUp: ( resumed ) => {
+            // What has happened between a read before and now is told by nobody.
+            this.eventsRead &&= resumed;
+            this.refresh( { all: true } );
+         },
          onState: () => {
             if ( this.stream.state === 'polling' )
                this.refresh( { all: true } );
-            this.staleSince = this.stream.state === 'stale' ? this.stream.heard / 1000 + this.offset : null;
+            const { state, heard } = this.stream;
+            this.staleSince = state === 'stale' ? heard / 1000 + this.offset : null;
             this.changed();
          },
       } );
@@ -53,6 +71,10 @@ export class Model {
       this.dueRefresh = setTimeout( () => this.refresh( {} ), ( busy ? busyPeriod : quietPeriod ) * 1000 );
    }
 
+   get events() { return this.happened.events; }
+   /** Since when reads are not answered although the stream goes on, in seconds of the agent's time; null: they are. */
+   get lateSince() { return this.stream.state === 'late' ? this.stream.answered / 1000 + this.offset : null; }
+   get problems() { return [ ...this.refused, this.filling.problem ].filter( Boolean ); }
    /** The agent's time. */
    now() { return this.staleSince ?? Date.now() / 1000 + this.offset; }
    timeIs( time ) {
@@ -81,8 +103,10 @@ export class Model {
       let news = this.single !== single;
       this.single = single;
       for ( const unit of this.watched.keys() )
-         if ( !wanted.has( unit ) )
+         if ( !wanted.has( unit ) ) {
             this.watched.delete( unit );
+            this.sums.delete( unit );
+         }
       for ( const unit of wanted )
          if ( !this.watched.has( unit ) ) {
             this.watched.set( unit, null );
@@ -90,7 +114,7 @@ export class Model {
          }
       this.drop();
       if ( news )
-         this.refresh( { curves: true } );
+         this.refresh( {} );
    }
    /** Forgets interfaces that nobody looks at any more. */
    drop() {
@@ -98,15 +122,33 @@ export class Model {
       for ( const names of this.watched.values() )
          for ( const name of names ?? [] )
             used.add( name );
-      for ( const map of [ this.series, this.interfaces ] )
+      for ( const map of [ this.series, this.interfaces, this.filling.wanted ] )
          for ( const name of map.keys() )
             if ( !used.has( name ) )
                map.delete( name );
    }
    seriesOf( name ) {
-      if ( !this.series.has( name ) )
-         this.series.set( name, new Series( span ) );
+      if ( !this.series.has( name ) ) {
+         this.series.set( name, new Series( span, samplePeriod ) );
+         this.filling.want( name );
+      }
       return this.series.get( name );
+   }
+   /** What the interfaces of a unit carry together. While samples of them are missing it goes on as it was. */
+   sumOf( unit ) {
+      if ( !this.sums.has( unit ) )
+         this.sums.set( unit, { series: new Series( span, samplePeriod ), due: true } );
+      const sum = this.sums.get( unit );
+      const names = this.watched.get( unit ) ?? [];
+      if ( sum.due && names.length && !names.some( ( name ) => this.filling.wanted.has( name ) ) ) {
+         sumUp( sum.series, names.map( ( name ) => this.series.get( name ) ).filter( Boolean ) );
+         sum.due = false;
+      }
+      return sum.series;
+   }
+   sumsAreDue() {
+      for ( const sum of this.sums.values() )
+         sum.due = true;
    }
    unit( name ) { return this.units?.find( ( unit ) => unit.name === name ) ?? null; }
    interfacesOf( unit ) {
@@ -117,135 +159,173 @@ export class Model {
       if ( type === 'rates' ) {
          this.takeRates( data );
       } else if ( type === 'dropped' ) {
+         // A place that the agent does not know is one in another log.
+         if ( !data.dropped )
+            this.happened.begunAnew( data.next );
          this.refresh( { all: true } );
       } else {
-         this.takeEvent( data );
+         this.happened.take( data );
          this.refreshSoon();
       }
       this.changed();
    }
-   takeEvent( event ) {
-      if ( this.lastEvent !== null && event.sequence <= this.lastEvent )
-         return;
-      this.lastEvent = event.sequence;
-      this.events.push( event );
-      if ( this.events.length > 1.2 * eventsKept )
-         this.events.splice( 0, this.events.length - eventsKept );
-   }
+   /** An interface that is not among them is not known: its curve ends until it is again. */
    takeRates( { time, interfaces } ) {
       const at = seconds( time );
       this.timeIs( at );
-      for ( const [ name, series ] of this.series ) {
-         const rates = interfaces[ name ];
-         if ( !rates )
-            continue;
-         series.push( at, rates[ 0 ], rates[ 1 ] );
+      for ( const name of this.series.keys() ) {
+         const [ inBps, outBps ] = interfaces[ name ] ?? [ null, null ];
+         this.ratesAre( name, at, inBps, outBps );
          const known = this.interfaces.get( name );
          if ( known ) {
-            known[ 'in-bps' ] = rates[ 0 ];
-            known[ 'out-bps' ] = rates[ 1 ];
+            known[ 'in-bps' ] = inBps;
+            known[ 'out-bps' ] = outBps;
          }
       }
+      for ( const [ unit, { series } ] of this.sums ) {
+         let ins = null, outs = null;
+         for ( const name of this.watched.get( unit ) ?? [] ) {
+            const [ inBps, outBps ] = interfaces[ name ] ?? [ null, null ];
+            ins = inBps === null ? ins : ( ins ?? 0 ) + inBps;
+            outs = outBps === null ? outs : ( outs ?? 0 ) + outBps;
+         }
+         series.push( at, ins, outs );
+      }
+   }
+   /** What has not been heard of for some time is asked for. */
+   ratesAre( name, at, inBps, outBps ) {
+      const series = this.seriesOf( name );
+      const { last } = series;
+      if ( series.push( at, inBps, outBps ) )
+         this.filling.want( name, last );
    }
 
-   /** Many events may come at once; what they change is read once. */
+   /** Many events may come at once; what they change is read once, and no more often than it can be read. */
    refreshSoon() {
-      if ( this.soon )
-         return;
-      this.soon = setTimeout( () => {
+      this.soon ??= setTimeout( () => {
          this.soon = null;
          this.refresh( {} );
-      }, 150 );
+      }, 1000 * Math.min( Math.max( soonest, restful * this.took ), latest ) );
    }
    /**
-    * Reads what may have changed; all: also what seldom does; curves: also the samples. One at a time: what is asked
-    * for meanwhile is done after it, once.
+    * Reads what may have changed; all: also what seldom does. One at a time: what is asked for meanwhile is done after it,
+    * once.
     */
    async refresh( what ) {
       this.wanted = { ...( this.wanted ?? {} ), ...what };
       if ( this.reading )
          return;
-      if ( document.hidden && !what.all ) {
+      if ( document.hidden ) {
          this.plan();
          return;
       }
       this.reading = true;
+      const begun = performance.now();
       try {
          while ( this.wanted ) {
             const wanted = this.wanted;
             this.wanted = null;
             await this.readAll( wanted );
          }
-         this.problem = null;
-      } catch ( error ) {
+         this.filling.run();
+      } catch {
          // Nobody answers: the stream finds out as well, and asks for everything when it is back.
-         if ( error instanceof Refused )
-            this.problem = error.message;
       } finally {
+         this.took = ( performance.now() - begun ) / 1000;
          this.reading = false;
          this.plan();
          this.changed();
       }
    }
-   async readAll( { all, curves } ) {
-      const [ units, agent ] = await Promise.all( [ read( 'units' ), read( 'agent' ) ] );
-      this.timeIs( seconds( agent.clock ) );
-      this.agent = agent;
-      this.unitsAre( units );
-      if ( all ) {
-         const [ profiles, recent ] = await Promise.all( [ read( 'profiles' ), optional( 'events/recent?limit=200' ) ] );
-         this.profiles = new Map( profiles.map( ( profile ) => [ profile.name, profile ] ) );
-         if ( recent )
-            this.eventsAre( recent );
-      }
-      this.changed();
-      for ( const unit of [ ...this.watched.keys() ] ) {
-         const fresh = this.watched.get( unit ) === null;
-         const list = await optional( `interfaces?unit=${encodeURIComponent( unit )}` );
-         if ( !this.watched.has( unit ) )
-            continue;
-         this.watched.set( unit, ( list ?? [] ).map( ( intf ) => intf.name ).sort( byName ) );
-         for ( const intf of list ?? [] )
-            this.interfaceIs( intf );
-         if ( fresh || all || curves )
-            this.samplesAre( await optional( `samples?unit=${encodeURIComponent( unit )}&last=${span}` ) );
-         this.changed();
-      }
-      if ( this.single ) {
-         const name = this.single;
-         const intf = await optional( `interfaces/${encodeURIComponent( name )}` );
-         if ( this.single === name ) {
-            this.missing = intf ? null : name;
-            if ( intf )
-               this.interfaceIs( intf );
-            if ( all || curves )
-               this.samplesAre( await optional( `samples?interface=${encodeURIComponent( name )}&last=${span}` ) );
+   async readAll( { all } ) {
+      const refused = [];
+      // What is refused of one thing is no reason to know nothing of the others.
+      const part = async ( of, work ) => {
+         try {
+            await work();
+         } catch ( error ) {
+            if ( !( error instanceof Refused ) )
+               throw error;
+            refused.push( `${of}: ${error.message}` );
          }
-      }
+         this.changed();
+      };
+      await Promise.all( [
+         part( 'units', async () => {
+            const [ units, agent ] = await Promise.all( [ read( 'units' ), read( 'agent' ) ] );
+            this.timeIs( seconds( agent.clock ) );
+            this.agent = agent;
+            this.unitsAre( units );
+         } ),
+         part( 'events', () => this.readEvents() ),
+         all && part( 'profiles', async () => {
+            this.profiles = new Map( ( await read( 'profiles' ) ).map( ( profile ) => [ profile.name, profile ] ) );
+         } ),
+      ] );
+      for ( const unit of [ ...this.watched.keys() ] )
+         await part( unit, () => this.readUnit( unit ) );
+      if ( this.single )
+         await part( this.single, () => this.readSingle( this.single ) );
       this.drop();
+      this.refused = refused;
+   }
+   async readUnit( unit ) {
+      const list = await optional( `interfaces?unit=${encodeURIComponent( unit )}` ) ?? [];
+      if ( !this.watched.has( unit ) )
+         return;
+      const names = list.map( ( intf ) => intf.name ).sort( byName );
+      if ( names.join( '\n' ) !== this.watched.get( unit )?.join( '\n' ) )
+         this.sumsAreDue();
+      this.watched.set( unit, names );
+      for ( const intf of list )
+         this.interfaceIs( intf );
+   }
+   async readSingle( name ) {
+      const intf = await optional( `interfaces/${encodeURIComponent( name )}` );
+      if ( this.single !== name )
+         return;
+      this.missing = intf ? null : name;
+      if ( intf )
+         this.interfaceIs( intf );
+      else
+         this.interfaces.delete( name );
    }
    interfaceIs( intf ) {
       this.interfaces.set( intf.name, intf );
-      const series = this.seriesOf( intf.name );
+      this.seriesOf( intf.name );
       // Without the stream this is what the curve goes on by.
-      if ( this.stream.state === 'polling' )
-         series.push( this.now(), intf[ 'in-bps' ], intf[ 'out-bps' ] );
+      if ( this.stream.state === 'polling' ) {
+         this.ratesAre( intf.name, this.now(), intf[ 'in-bps' ], intf[ 'out-bps' ] );
+         this.sumsAreDue();
+      }
    }
    samplesAre( samples ) {
-      if ( !samples )
-         return;
       const start = seconds( samples.start ), step = samples[ 'step-seconds' ];
       for ( const [ name, rates ] of Object.entries( samples.interfaces ) )
-         if ( this.series.has( name ) )
-            this.series.get( name ).take( start, step, rates[ 'in-bps' ], rates[ 'out-bps' ] );
+         this.series.get( name )?.take( start, step, rates[ 'in-bps' ], rates[ 'out-bps' ] );
+      this.sumsAreDue();
+      this.changed();
    }
-   eventsAre( recent ) {
-      const known = new Set( this.events.map( ( event ) => event.sequence ) );
-      const news = recent.events.filter( ( event ) => !known.has( event.sequence ) );
-      this.events = [ ...this.events, ...news ].sort( ( a, b ) => a.sequence - b.sequence ).slice( -eventsKept );
-      this.lastEvent = Math.max( this.lastEvent ?? 0, recent.last ?? 0 );
-      if ( this.stream.sequence === null )
-         this.stream.sequence = recent.last ?? null;
+   /** What has happened before the stream began, and while there is none; else it tells everything itself. */
+   async readEvents() {
+      const { happened, stream } = this;
+      const polled = !stream.open;
+      if ( this.eventsRead && !polled )
+         return;
+      const { last } = happened;
+      const recent = await optional( `events/recent?limit=${eventsAsked}${this.eventsRead && last !== null ? `&after=${last}` : ''}` );
+      if ( !recent )
+         return;
+      if ( this.eventsRead && polled && !stream.open && recent.last < last ) {
+         happened.begunAnew( 1 );
+         this.eventsRead = false;
+         await this.readEvents();
+         return;
+      }
+      this.eventsRead = true;
+      for ( const event of recent.events )
+         happened.take( event );
+      stream.sequence ??= recent.last;
    }
    /** Tells of units that are in another state than before. */
    unitsAre( units ) {
@@ -255,16 +335,5 @@ export class Model {
          if ( before.has( unit.name ) && before.get( unit.name ) !== unit.state )
             for ( const listener of this.unitListeners )
                listener( unit );
-   }
-}
-
-/** Null for what does not exist (here, or not yet there). */
-export async function optional( path ) {
-   try {
-      return await read( path );
-   } catch ( error ) {
-      if ( error instanceof Refused && error.status === 404 )
-         return null;
-      throw error;
    }
 }

@@ -3,9 +3,8 @@
 import { Curve } from './curve.js';
 import { attribute, h, Rows, shown, text } from './dom.js';
 import * as format from './format.js';
-import { Series, sumUp } from './series.js';
 import { interfaceStanding, isPending, unitStanding } from './standing.js';
-import { recent, span } from './model.js';
+import { recent } from './model.js';
 
 /** What a profile asks for, in words. */
 export const profileText = ( profile ) => `${profile.name}: below ${format.rate( profile[ 'threshold-bps' ] )} for ${
@@ -126,7 +125,6 @@ export class Aggregate {
    constructor( model, unitName, tall ) {
       this.model = model;
       this.unitName = unitName;
-      this.series = new Series( span );
       this.curve = new Curve( { name: `sum over the interfaces of ${unitName}`, tall, facts: () => this.facts() } );
       this.element = this.curve.element;
    }
@@ -135,9 +133,8 @@ export class Aggregate {
    facts() {
       const { model } = this;
       const now = model.now();
-      sumUp( this.series, ( model.watched.get( this.unitName ) ?? [] ).map( ( name ) => model.series.get( name ) ).filter( Boolean ) );
       return {
-         from: now - recent, to: now, now, threshold: null, loadInterval: null, deadline: null, series: this.series,
+         from: now - recent, to: now, now, threshold: null, loadInterval: null, deadline: null, series: model.sumOf( this.unitName ),
          marks: marksOf( model, this.unitName ),
       };
    }
@@ -168,7 +165,8 @@ export class Panel {
       this.at = h( 'span', { class: 'at' } );
       this.rates = new Rates( keyed( 'limit', 'threshold', this.limit ), this.at );
       this.deadline = new Deadline();
-      this.curve = new Curve( { name, tall, facts: () => this.facts(), onCursor: ( ...values ) => this.cursorIs( ...values ) } );
+      this.curve = new Curve( { name, tall, facts: () => this.facts(), onCursor: ( ...values ) => this.cursorIs( ...values ),
+         onSight: ( seen ) => ( seen ? model.inSight.add( name ) : model.inSight.delete( name ) ) } );
       this.element = h( 'article', { class: 'panel' },
          h( 'header', {},
             tall ? null : h( 'h3', {}, h( 'a', { href: interfaceLink( name ) }, name ) ), this.badge.element ),
@@ -227,7 +225,11 @@ export class Panel {
    }
 }
 
-/** A table of events, newest first. */
+/** Of events that nobody here has been told of. */
+const missedText = ( missed ) => ( missed ? `${missed} ${missed === 1 ? 'event' : 'events'} missed`
+                                          : 'the agent has another log of events; what was in the one before is not known' );
+
+/** A table of events, newest first, with what is missing between them: rows as `Happened` gives them. */
 export class EventTable {
    constructor( { subject = true, caption } ) {
       this.subject = subject;
@@ -238,7 +240,17 @@ export class EventTable {
             h( 'th', { scope: 'col' }, 'What' ) ) ),
          this.body );
       this.element = h( 'div', {}, this.table, this.none );
-      this.rows = new Rows( this.body, ( event ) => event.sequence, ( event ) => this.row( event ) );
+      this.rows = new Rows( this.body, ( each ) => ( each.before ? `${each.before.sequence}-${each.missed}` : each ),
+         ( each ) => ( each.before ? this.gap( each ) : this.row( each ) ) );
+   }
+   gap( { missed, before } ) {
+      const time = format.seconds( before.time );
+      return {
+         element: h( 'tr', { class: 'missed' },
+            h( 'td', {}, h( 'time', { datetime: before.time, title: format.day( time ) }, format.clock( time ) ) ),
+            h( 'td', { colspan: 2 }, `… ${missedText( missed )}` ) ),
+         update() {},
+      };
    }
    row( event ) {
       const time = format.seconds( event.time );
@@ -258,6 +270,29 @@ export class EventTable {
       shown( this.table, events.length > 0 );
       shown( this.none, events.length === 0 );
    }
+}
+
+/** Words and what they stand for: `update( [ [ words, text or list of [ text, address ] ] ] )`. */
+export class Facts {
+   constructor() {
+      this.element = h( 'dl', { class: 'facts' } );
+      this.rows = new Rows( this.element, ( [ words ] ) => words, ( [ words ] ) => {
+         const value = h( 'dd' );
+         let shownNow = null;
+         return {
+            element: h( 'div', {}, h( 'dt', {}, words ), value ),
+            update( [ , now ] ) {
+               const key = JSON.stringify( now );
+               if ( key === shownNow )
+                  return;
+               shownNow = key;
+               value.replaceChildren( ...( typeof now === 'string' ? [ now ]
+                                              : now.flatMap( ( [ name, href ], i ) => [ i ? ', ' : '', h( 'a', { href }, name ) ] ) ) );
+            },
+         };
+      } );
+   }
+   update( facts ) { this.rows.update( facts ); }
 }
 
 /** The line above a view: where it is. */

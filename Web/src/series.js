@@ -1,9 +1,13 @@
 // The rates of one interface over the last minutes: samples that the agent has kept, and live ones after them.
 
+/** So many periods without a point are a gap. */
+const gap = 3;
+
 export class Series {
-   /** Keeps `span` seconds. */
-   constructor( span ) {
+   /** Keeps `span` seconds of points that come once in `period` seconds, or more often. */
+   constructor( span, period = Infinity ) {
       this.span = span;
+      this.period = period;
       this.clear();
    }
    clear() {
@@ -14,8 +18,22 @@ export class Series {
    get length() { return this.times.length; }
    get last() { return this.times.length ? this.times[ this.times.length - 1 ] : -Infinity; }
 
-   /** Adds a point behind the others. Of a level stretch only the two ends are kept. A rate that is not known is null. */
+   /**
+    * Adds a point behind the others; a rate that is not known is null. After a gap the curve begins anew: whether there
+    * was one.
+    */
    push( time, inBps, outBps ) {
+      const { last, period } = this;
+      const missing = this.length > 0 && time - last > gap * period;
+      if ( missing )
+         this.append( last + period, null, null );
+      this.append( time, inBps, outBps );
+      if ( this.times[ 0 ] < time - 1.2 * this.span )
+         this.prune( time - this.span );
+      return missing;
+   }
+   /** Of a level stretch only the two ends are kept. */
+   append( time, inBps, outBps ) {
       const { times, ins, outs } = this;
       const n = times.length;
       if ( n && time <= times[ n - 1 ] )
@@ -28,8 +46,6 @@ export class Series {
       times.push( time );
       ins.push( inBps );
       outs.push( outBps );
-      if ( times[ 0 ] < time - 1.2 * this.span )
-         this.prune( time - this.span );
    }
    prune( from ) {
       // One point before the edge stays, so that the curve enters from there.
@@ -39,17 +55,31 @@ export class Series {
          for ( const list of [ this.times, this.ins, this.outs ] )
             list.splice( 0, first );
    }
-   /** Puts kept samples in place of all that was known up to their end. */
+   /**
+    * Puts kept samples in place of what was known of their time: each is the mean of a step, and stands at the end of it,
+    * as a live one stands at the end of what it is the mean of.
+    */
    take( start, step, ins, outs ) {
       const { times: oldTimes, ins: oldIns, outs: oldOuts } = this;
+      let n = ins.length;
+      while ( n && ( ins[ n - 1 ] ?? null ) === null && ( outs[ n - 1 ] ?? null ) === null )
+         --n;
+      if ( !n )
+         return;
       this.clear();
-      for ( let i = 0; i < ins.length; ++i )
-         this.push( start + i * step, ins[ i ] ?? null, outs[ i ] ?? null );
-      while ( this.length && this.ins[ this.length - 1 ] === null && this.outs[ this.length - 1 ] === null )
-         for ( const list of [ this.times, this.ins, this.outs ] )
-            list.pop();
-      for ( let i = 0; i < oldTimes.length; ++i )
-         this.push( oldTimes[ i ], oldIns[ i ], oldOuts[ i ] );
+      let old = 0;
+      for ( ; old < oldTimes.length && oldTimes[ old ] <= start; ++old )
+         this.append( oldTimes[ old ], oldIns[ old ], oldOuts[ old ] );
+      // A level stretch that has its other end further on.
+      if ( old && old < oldTimes.length && oldIns[ old ] === oldIns[ old - 1 ] && oldOuts[ old ] === oldOuts[ old - 1 ] )
+         this.append( start, oldIns[ old ], oldOuts[ old ] );
+      if ( this.length && start + step - this.last > gap * Math.max( step, this.period ) )
+         this.append( this.last + this.period, null, null );
+      for ( let i = 0; i < n; ++i )
+         this.append( start + ( i + 1 ) * step, ins[ i ] ?? null, outs[ i ] ?? null );
+      for ( ; old < oldTimes.length; ++old )
+         this.append( oldTimes[ old ], oldIns[ old ], oldOuts[ old ] );
+      this.prune( this.last - this.span );
    }
 }
 
@@ -69,7 +99,7 @@ export function sumUp( sum, all ) {
          ins = inBps === null ? ins : ( ins ?? 0 ) + inBps;
          outs = outBps === null ? outs : ( outs ?? 0 ) + outBps;
       } );
-      sum.push( time, ins, outs );
+      sum.append( time, ins, outs );
    }
 }
 

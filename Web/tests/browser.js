@@ -35,6 +35,13 @@ export async function open( browser, address, options = {}, prepare = async () =
          wrong.push( `asks elsewhere: ${request.url()}` );
    } );
    await page.addInitScript( () => {
+      // Whether the page is looked at: `hide( page, hidden )`.
+      let hidden = false;
+      Object.defineProperty( Document.prototype, 'hidden', { get: () => hidden } );
+      globalThis.hide = ( now ) => {
+         hidden = now;
+         document.dispatchEvent( new Event( 'visibilitychange' ) );
+      };
       globalThis.violations = [];
       addEventListener( 'securitypolicyviolation',
          ( event ) => globalThis.violations.push( `${event.violatedDirective} ${event.blockedURI}` ) );
@@ -46,6 +53,24 @@ export async function open( browser, address, options = {}, prepare = async () =
       await context.close();
    } };
 }
+
+/**
+ * What the page's thread does while `work()` runs: the longest task and all together, in milliseconds that it had the
+ * processor for, so that it does not matter what else the machine has to do.
+ */
+export async function busy( browser, page, work ) {
+   await browser.startTracing( page, { categories: [ 'toplevel' ] } );
+   const result = await work();
+   const { traceEvents } = JSON.parse( ( await browser.stopTracing() ).toString() );
+   const thread = ( event ) => `${event.pid} ${event.tid}`;
+   const main = new Set( traceEvents.filter( ( event ) => event.name === 'thread_name' && event.args.name === 'CrRendererMain' )
+                            .map( thread ) );
+   const tasks = traceEvents.filter( ( event ) => event.name === 'ThreadControllerImpl::RunTask' && main.has( thread( event ) ) )
+                    .map( ( event ) => event.tdur / 1000 );
+   return { result, tasks: tasks.length, longest: Math.max( ...tasks ), all: tasks.reduce( ( sum, task ) => sum + task, 0 ) };
+}
+
+export const hide = ( page, hidden ) => page.evaluate( ( now ) => globalThis.hide( now ), hidden );
 
 /** Tries until it holds, or gives what was wrong the last time. */
 export async function soon( check, limit = 20000 ) {

@@ -63,11 +63,15 @@ export class Fake {
       this.events = [];
       this.maintenances = [];
       this.problems = [];
-      this.samples = () => null;   ///< of an interface's name: { in, out }, 5 s a step, ending now
+      this.samples = () => null;   ///< of an interface's name: { in, out }, 5 s a step, ending now; undefined: there is none
       this.streams = new Set();
       this.asked = [];             ///< paths with queries
       this.silent = false;         ///< nothing is answered; what is open stays so
       this.streamless = false;     ///< there is no stream, all else is answered
+      this.readless = false;       ///< the stream goes on, nothing else is answered
+      this.refuse = () => null;    ///< of a path with its query: the status that it is refused with
+      this.held = null;            ///< a promise that samples wait for
+      this.forgotten = 0;          ///< events up to that number are not kept any more
    }
    async start( port = 0 ) {
       this.server = createServer( ( request, reply ) => this.answer( request, reply ).catch( () => reply.destroy() ) );
@@ -85,16 +89,20 @@ export class Fake {
    async answer( request, reply ) {
       const url = new URL( request.url, this.address );
       this.asked.push( request.url );
-      if ( this.silent )
+      if ( this.silent || ( this.readless && !/events\?/.test( request.url ) ) )
          return undefined;
       if ( !url.pathname.startsWith( '/api/v1/' ) )
          return this.file( url.pathname === '/' ? '/index.html' : url.pathname, reply );
       const path = url.pathname.slice( 8 ).split( '/' ).map( decodeURIComponent );
       if ( path[ 0 ] === 'events' && !path[ 1 ] && !this.streamless )
          return this.stream( url, reply );
-      const body = this.body( path, url.searchParams );
-      reply.writeHead( body === undefined ? 404 : 200, { 'Content-Type': 'application/json' } );
-      reply.end( JSON.stringify( body ?? { error: { code: 'not-found', message: 'there is nothing here', where: request.url } } ) );
+      if ( path[ 0 ] === 'samples' )
+         await this.held;
+      const refused = this.refuse( path.join( '/' ) + url.search );
+      const body = refused ? undefined : this.body( path, url.searchParams );
+      reply.writeHead( refused ?? ( body === undefined ? 404 : 200 ), { 'Content-Type': 'application/json' } );
+      const where = url.searchParams.getAll( 'interface' ).find( ( name ) => this.samples( name ) === undefined ) ?? request.url;
+      reply.end( JSON.stringify( body ?? { error: { code: 'not-found', message: 'there is nothing here', where } } ) );
    }
    body( path, query ) {
       const of = ( name ) => this.interfaces.filter( ( each ) => each.units.includes( name ) );
@@ -105,18 +113,25 @@ export class Fake {
       case 'agent': return { version: '0.1.0', pid: 1, started: iso( 0 ), state: this.problems.length ? 'degraded' : 'ok',
          problems: this.problems,
          switch: 'simulated', clock: iso( Date.now() / 1000 ), configuration: {}, plugin: {} };
-      case 'events': return path[ 1 ] && { events: this.events, last: this.last };
+      case 'events': return path[ 1 ] && { events: this.after( Number( query.get( 'after' ) ?? 0 ) ).slice( -query.get( 'limit' ) ),
+         last: this.last };
       case 'history': return path[ 1 ] ? this.maintenances.find( ( each ) => each.id === Number( path[ 1 ] ) ) : this.maintenances;
       case 'samples': {
-         const names = query.get( 'interface' ) ? [ query.get( 'interface' ) ] : of( query.get( 'unit' ) ).map( ( each ) => each.name );
-         const all = names.map( ( name ) => [ name, this.samples( name ) ] ).filter( ( [ , samples ] ) => samples );
-         const length = Math.max( 0, ...all.map( ( [ , samples ] ) => samples.in.length ) );
+         const names = query.getAll( 'interface' );
+         const length = Math.floor( Number( query.get( 'last' ) ) / 5 );
+         // The agent's own limit.
+         if ( !names.length || names.length * length > 150000 )
+            throw new Error( 'nobody may ask for so much' );
+         if ( names.some( ( name ) => this.samples( name ) === undefined ) )
+            return undefined;
+         const some = ( rates = [] ) => [ ...Array( Math.max( 0, length - rates.length ) ).fill( null ), ...rates.slice( -length ) ];
          return { 'step-seconds': 5, start: iso( Date.now() / 1000 - 5 * length ),
-            interfaces: Object.fromEntries( all.map( ( [ name, samples ] ) => [ name,
-               { 'in-bps': samples.in, 'out-bps': samples.out } ] ) ) };
+            interfaces: Object.fromEntries( names.map( ( name ) => [ name, this.samples( name ) ?? {} ] )
+               .map( ( [ name, samples ] ) => [ name, { 'in-bps': some( samples.in ), 'out-bps': some( samples.out ) } ] ) ) };
       }
       }
    }
+   after( sequence ) { return this.events.filter( ( event ) => event.sequence > Math.max( sequence, this.forgotten ) ); }
    get last() { return this.events.at( -1 )?.sequence ?? 0; }
    async file( path, reply ) {
       try {
@@ -134,10 +149,13 @@ export class Fake {
       reply.writeHead( 200, { 'Content-Type': 'text/event-stream' } );
       reply.write( ': here\n\n' );
       const after = url.searchParams.get( 'after' );
-      if ( after !== null )
-         for ( const event of this.events )
-            if ( event.sequence > Number( after ) )
-               reply.write( text( event ) );
+      if ( after === null )
+         return;
+      const missed = after > this.last ? 0 : Math.max( this.forgotten - after, 0 );
+      if ( missed || after > this.last )
+         reply.write( `id: ${this.forgotten}\nevent: dropped\ndata: ${JSON.stringify( { dropped: missed, next: this.forgotten + 1 } )}\n\n` );
+      for ( const event of this.after( missed || after <= this.last ? Number( after ) : 0 ) )
+         reply.write( text( event ) );
    }
    /** Something happens. */
    event( type, subject, what, words = what ) {

@@ -29,10 +29,52 @@ test( 'what is older than the span goes, but for the point that the curve enters
    assert.equal( series.last, 999 );
 } );
 
-test( 'kept samples take the place of what was known, and live ones go on behind them', () => {
-   const series = made( [ 100, 1, 1 ], [ 111, 2, 2 ], [ 116, 3, 3 ] );
-   series.take( 95, 5, [ 9, 8, null, 7, null ], [ 9, 8, null, 7, null ] );
-   assert.deepEqual( points( series ), [ [ 95, 9, 9 ], [ 100, 8, 8 ], [ 105, null, null ], [ 110, 7, 7 ], [ 111, 2, 2 ], [ 116, 3, 3 ] ] );
+test( 'kept samples take the place of what was known of their time, each at the end of its step, and live ones go on behind', () => {
+   const series = made( [ 80, 4, 4 ], [ 100, 1, 1 ], [ 111, 2, 2 ], [ 116, 3, 3 ] );
+   series.take( 90, 5, [ 9, 8, null, 7, null ], [ 9, 8, null, 7, null ] );
+   assert.deepEqual( points( series ),
+      [ [ 80, 4, 4 ], [ 95, 9, 9 ], [ 100, 8, 8 ], [ 105, null, null ], [ 110, 7, 7 ], [ 111, 2, 2 ], [ 116, 3, 3 ] ] );
+} );
+
+test( 'a kept sample and the live one of the same time are one point', () => {
+   const series = new Series( 100, 5 );
+   for ( const [ time, rate ] of [ [ 105, 1 ], [ 110, 2 ], [ 115, 3 ] ] )
+      series.push( time, rate, rate );
+   series.take( 95, 5, [ 9, 1, 2 ], [ 9, 1, 2 ] );
+   assert.deepEqual( points( series ), [ [ 100, 9, 9 ], [ 105, 1, 1 ], [ 110, 2, 2 ], [ 115, 3, 3 ] ] );
+} );
+
+test( 'where three periods are missing the curve ends and begins anew', () => {
+   const series = new Series( 100, 5 );
+   assert.deepEqual( [ [ 10, 1, 2 ], [ 25, 3, 4 ], [ 41, 5, 6 ] ].map( ( point ) => series.push( ...point ) ), [ false, false, true ] );
+   assert.deepEqual( points( series ), [ [ 10, 1, 2 ], [ 25, 3, 4 ], [ 30, null, null ], [ 41, 5, 6 ] ] );
+} );
+
+test( 'kept samples fill the gap that they are asked for, and tear no hole into what is level', () => {
+   const series = new Series( 1000, 5 );
+   for ( let time = 0; time <= 300; time += 5 )
+      series.push( time, 7, 7 );
+   series.push( 400, 8, 8 );
+   series.take( 280, 5, Array( 23 ).fill( 6 ), Array( 23 ).fill( 6 ) );
+   assert.deepEqual( points( series ), [ [ 0, 7, 7 ], [ 280, 7, 7 ], [ 285, 6, 6 ], [ 395, 6, 6 ], [ 400, 8, 8 ] ] );
+} );
+
+test( 'kept samples of which none is known change nothing', () => {
+   const series = made( [ 100, 1, 1 ] );
+   series.take( 95, 5, [ null, null ], [ null, null ] );
+   assert.deepEqual( points( series ), [ [ 100, 1, 1 ] ] );
+} );
+
+test( 'a sum of level curves has no gap', () => {
+   const level = () => {
+      const series = new Series( 1000, 5 );
+      for ( let time = 0; time <= 300; time += 5 )
+         series.push( time, 7, 7 );
+      return series;
+   };
+   const sum = new Series( 1000, 5 );
+   sumUp( sum, [ level(), level() ] );
+   assert.deepEqual( points( sum ), [ [ 0, 14, 14 ], [ 300, 14, 14 ] ] );
 } );
 
 test( 'a sum counts each interface as its last point, and only those that are known', () => {

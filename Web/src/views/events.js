@@ -1,6 +1,6 @@
 // What has happened, newest first.
 
-import { attribute, h, text } from '../dom.js';
+import { attribute, h } from '../dom.js';
 import { EventTable } from '../parts.js';
 
 const types = [ 'all', 'unit', 'interface', 'profile', 'agent' ];
@@ -22,7 +22,7 @@ export class EventsView {
    }
    update() {
       this.buttons.forEach( ( button, i ) => attribute( button, 'aria-pressed', String( types[ i ] === this.type ) ) );
-      this.table.update( this.model.events.filter( ( event ) => this.type === 'all' || event.type === this.type ) );
+      this.table.update( this.model.happened.rows( ( event ) => this.type === 'all' || event.type === this.type ) );
    }
    remove() {}
 }

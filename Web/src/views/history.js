@@ -1,8 +1,8 @@
 // Past maintenances: the list.
 
-import { optional } from '../model.js';
 import { h, Rows, shown, text } from '../dom.js';
 import * as format from '../format.js';
+import { Reading } from '../link.js';
 import { recordLink, unitLink } from '../parts.js';
 import { outcomes } from './record.js';
 
@@ -50,7 +50,7 @@ export class HistoryView {
       this.title = 'History';
       this.records = new RecordTable( { caption: 'Maintenances, newest first' } );
       this.element = h( 'div', { class: 'view' }, h( 'div', { class: 'head' }, h( 'h1', {}, 'Past maintenances' ) ), this.records.element );
-      this.leave = [];
+      this.past = new Reading( { path: () => 'history?limit=200', onBody: ( records ) => this.records.update( records ?? [] ) } );
       this.states = null;
       model.watch( [] );
    }
@@ -59,14 +59,7 @@ export class HistoryView {
       if ( states === this.states )
          return;
       this.states = states;
-      this.read();
+      this.past.ask();
    }
-   async read() {
-      try {
-         this.records.update( await optional( 'history?limit=200' ) ?? [] );
-      } catch {
-         this.states = null;
-      }
-   }
-   remove() {}
+   remove() { this.past.stop(); }
 }

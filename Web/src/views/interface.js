@@ -1,16 +1,16 @@
 // One interface: live, and as far back as the agent remembers.
 
-import { optional } from '../model.js';
 import { Curve } from '../curve.js';
 import { attribute, h, shown, text } from '../dom.js';
 import * as format from '../format.js';
-import { crumbs, EventTable, marksOf, Panel, profileText, unitLink } from '../parts.js';
+import { Reading } from '../link.js';
+import { crumbs, EventTable, Facts, marksOf, Panel, profileText, unitLink } from '../parts.js';
 import { Series } from '../series.js';
 
-const ranges = [ [ 'hour', 3600 ], [ 'day', 86400 ], [ 'week', 7 * 86400 ] ];
+/** Names of the spans that can be looked at, their seconds, and after how many seconds each is read anew. */
+const ranges = [ [ 'hour', 3600, 30 ], [ 'day', 86400, 60 ], [ 'week', 7 * 86400, 300 ] ];
 /** Rows of the table beside the curve. */
 const mostRows = 24;
-const period = 30;
 
 export class InterfaceView {
    constructor( model, name ) {
@@ -18,7 +18,7 @@ export class InterfaceView {
       this.name = name;
       this.title = name;
       this.panel = new Panel( model, name, true );
-      this.facts = h( 'dl', { class: 'facts' } );
+      this.facts = new Facts();
       this.events = new EventTable( { caption: `Events of ${name}` } );
       this.past = new Series( Infinity );
       this.range = ranges[ 0 ];
@@ -27,63 +27,68 @@ export class InterfaceView {
          `last ${range[ 0 ]}` ) );
       this.values = h( 'tbody' );
       this.none = h( 'p', { class: 'none' } );
-      this.body = h( 'div', {}, this.panel.element, this.facts,
-         h( 'section', { 'aria-labelledby': 'past' }, h( 'h2', { id: 'past' }, 'Further back' ),
-            h( 'div', { 'class': 'choice', 'role': 'group', 'aria-label': 'How far back' }, this.buttons ), this.pastCurve.element,
-            h( 'details', {}, h( 'summary', {}, 'Values as a table' ),
-               h( 'table', { class: 'values' }, h( 'caption', { class: 'unseen' }, `Rates of ${name}` ),
-                  h( 'thead', {}, h( 'tr', {}, [ 'Time (UTC)', 'In', 'Out' ].map( ( words ) => h( 'th', { scope: 'col' }, words ) ) ) ),
-                  this.values ) ) ),
+      this.live = h( 'div', { class: 'live' }, this.panel.element, this.facts.element );
+      this.further = h( 'section', { 'aria-labelledby': 'past' }, h( 'h2', { id: 'past' }, 'Further back' ),
+         h( 'div', { 'class': 'choice', 'role': 'group', 'aria-label': 'How far back' }, this.buttons ), this.pastCurve.element,
+         h( 'details', {}, h( 'summary', {}, 'Values as a table' ),
+            h( 'table', { class: 'values' }, h( 'caption', { class: 'unseen' }, `Rates of ${name}` ),
+               h( 'thead', {}, h( 'tr', {}, [ 'Time (UTC)', 'In', 'Out' ].map( ( words ) => h( 'th', { scope: 'col' }, words ) ) ) ),
+               this.values ) ) );
+      this.body = h( 'div', {}, this.live, this.further,
          h( 'section', { 'aria-labelledby': 'events' }, h( 'h2', { id: 'events' }, 'Events' ), this.events.element ) );
-      this.element = h( 'div', { class: 'view' }, this.path = crumbs( [ 'Units', '#/' ], [ name ] ),
+      this.element = h( 'div', { class: 'view' }, crumbs( [ 'Units', '#/' ], [ name ] ),
          h( 'div', { class: 'head' }, h( 'h1', {}, name ) ), this.none, this.body );
       model.watch( [], name );
+      this.reading = new Reading( {
+         path: () => `samples?interface=${encodeURIComponent( name )}&last=${this.range[ 1 ]}`,
+         onBody: ( samples ) => this.samplesAre( samples ),
+      } );
       this.rangeIs( ranges[ 0 ] );
-      this.timer = setInterval( () => document.hidden || this.read(), period * 1000 );
+      this.timer = setInterval( () => this.tick(), 1000 );
    }
    update() {
       const { model, name } = this;
+      const { happened } = model;
+      const own = ( event ) => event.subject === name;
       const intf = model.interfaces.get( name );
+      const missing = model.missing === name;
+      // Of one that has gone there is still what it has carried, and what has happened to it.
+      const known = this.past.length > 0 || happened.events.some( own );
       shown( this.none, !intf );
-      shown( this.body, Boolean( intf ) );
-      text( this.none, model.missing === name ? `There is no interface ${name}.` : 'Asking the agent …' );
-      if ( !intf )
-         return;
-      this.panel.update();
-      this.factsAre( intf );
-      this.events.update( model.events.filter( ( event ) => event.subject === name ).slice( -50 ) );
+      shown( this.live, Boolean( intf ) );
+      shown( this.body, Boolean( intf ) || ( missing && known ) );
+      text( this.none, !missing ? 'Asking the agent …' : known ? `There is no interface ${name} any more.`
+                                                               : `There is no interface ${name}.` );
+      if ( intf ) {
+         this.panel.update();
+         this.factsAre( intf );
+      }
+      this.events.update( happened.rows( own, 50 ) );
    }
    factsAre( intf ) {
       const profile = this.model.profiles.get( intf.profile );
-      const rows = [
-         [ 'Units', intf.units.map( ( unit ) => h( 'a', { href: unitLink( unit ) }, unit ) ) ],
+      this.facts.update( [
+         [ 'Units', intf.units.map( ( unit ) => [ unit, unitLink( unit ) ] ) ],
          [ 'Kind', intf.kind ],
          [ 'Link', intf.shut ? `${intf[ 'link-state' ]}, shut by us` : intf[ 'link-state' ] ],
          [ 'Profile', profile ? profileText( profile ) : intf.profile ?? '–' ],
          [ 'Drift', intf.drift ],
-      ].filter( ( [ , value ] ) => value && value.length );
-      const key = JSON.stringify( [ intf.units, ...rows.slice( 1 ) ] );
-      if ( key === this.key )
-         return;
-      this.key = key;
-      this.facts.replaceChildren( ...rows.flatMap( ( [ words, value ] ) => [ h( 'dt', {}, words ),
-         h( 'dd', {}, [ value ].flat().flatMap( ( each, i ) => ( i ? [ ', ', each ] : [ each ] ) ) ) ] ) );
+      ].filter( ( [ , value ] ) => value && value.length ) );
    }
    rangeIs( range ) {
       this.range = range;
       this.buttons.forEach( ( button, i ) => attribute( button, 'aria-pressed', String( ranges[ i ] === range ) ) );
       this.read();
    }
-   async read() {
-      const { range } = this;
-      let samples = null;
-      try {
-         samples = await optional( `samples?interface=${encodeURIComponent( this.name )}&last=${range[ 1 ]}` );
-      } catch {
-         return;
-      }
-      if ( range !== this.range )
-         return;
+   tick() {
+      if ( !document.hidden && performance.now() > this.readAt + 1000 * this.range[ 2 ] )
+         this.read();
+   }
+   read() {
+      this.readAt = performance.now();
+      this.reading.ask();
+   }
+   samplesAre( samples ) {
       this.past.clear();
       const own = samples?.interfaces[ this.name ];
       if ( own )
@@ -110,6 +115,7 @@ export class InterfaceView {
    }
    remove() {
       clearInterval( this.timer );
+      this.reading.stop();
       this.panel.remove();
       this.pastCurve.remove();
    }

@@ -1,8 +1,8 @@
 // One unit: how it stands, its stages, the sum of its traffic, each of its interfaces live, what has happened.
 
-import { optional } from '../model.js';
-import { attribute, h, Rows, shown, text } from '../dom.js';
+import { h, Rows, shown, text } from '../dom.js';
 import * as format from '../format.js';
+import { Reading } from '../link.js';
 import { Aggregate, Badge, crumbs, Deadline, EventTable, interfaceLink, Matrix, nextShutdown, Panel, Progress, Rates,
    Who } from '../parts.js';
 import { stageStanding, unitStanding } from '../standing.js';
@@ -44,6 +44,10 @@ export class UnitView {
          h( 'h2', { id: 'violations' }, 'Violations' ), this.violating, this.violatingCount );
       this.events = new EventTable( { caption: `Events of ${name}` } );
       this.records = new RecordTable( { caption: `Past maintenances of ${name}`, unit: false } );
+      this.past = new Reading( {
+         path: () => `history?unit=${encodeURIComponent( name )}&limit=10`,
+         onBody: ( records ) => this.records.update( records ?? [] ),
+      } );
       this.none = h( 'p', { class: 'none' } );
       this.body = h( 'div', {},
          h( 'div', { class: 'summary' },
@@ -70,7 +74,7 @@ export class UnitView {
          return;
       if ( this.state !== unit.state ) {
          this.state = unit.state;
-         this.readRecords();
+         this.past.ask();
       }
       const interfaces = model.interfacesOf( name );
       this.badge.update( unitStanding( unit ) );
@@ -89,17 +93,10 @@ export class UnitView {
       shown( this.violations, violating.size > 0 || unit[ 'total-violations' ] > 0 );
       this.violatingRows.update( interfaces.filter( ( intf ) => violating.has( intf.name ) ) );
       text( this.violatingCount, `${unit[ 'total-violations' ]} samples above the threshold in this maintenance` );
-      this.events.update( model.events.filter( ( event ) => event.subject === name || event.units?.includes( name ) ).slice( -30 ) );
-   }
-   async readRecords() {
-      try {
-         const records = await optional( `history?unit=${encodeURIComponent( this.name )}&limit=10` );
-         this.records.update( records ?? [] );
-      } catch {
-         this.state = null;
-      }
+      this.events.update( model.happened.rows( ( event ) => event.subject === name || event.units?.includes( name ), 30 ) );
    }
    remove() {
+      this.past.stop();
       this.panels.remove();
       this.aggregate.remove();
    }

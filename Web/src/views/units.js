@@ -96,9 +96,13 @@ export class UnitsView {
       text( this.total, counted( units ) );
       shown( this.underWay, cards.length > 0 );
       shown( this.others, lines.length > 0 );
+      const at = this.element.contains( document.activeElement ) ? document.activeElement.getAttribute( 'href' ) : null;
       this.cardRows.update( cards );
       this.lineRows.update( lines );
-      this.events.update( model.events.slice( -10 ) );
+      // A unit that is shown elsewhere now takes the focus along.
+      if ( at && document.activeElement?.getAttribute( 'href' ) !== at )
+         this.element.querySelector( `a[href="${CSS.escape( at )}"]` )?.focus( { preventScroll: true } );
+      this.events.update( model.happened.rows( undefined, 10 ) );
    }
    watch( names ) {
       if ( this.watched !== names.join( ' ' ) ) {
