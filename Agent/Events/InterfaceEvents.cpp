@@ -296,7 +296,8 @@ void InterfaceEvents::lookAtSpike( const Present & of ) {
    if ( !mayTell( of.intf, damper ) )
       return;
    of.told.spikeIs( spike );
-   json numbers = record ? InterfaceWords::rates( *record ) : json::object();
+   json numbers =
+      record ? InterfaceWords::rates( *record ) : json{ { "in-bps", nullptr }, { "out-bps", nullptr } };
    numbers["changes"] = changes;
    if ( spike )
       writer_.write(

@@ -10,7 +10,7 @@ import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "Agent"))
 from agentrig import Agent, LocalConnection  # noqa: E402
-from apirig import PUBLISHED, complaint, routes  # noqa: E402
+from apirig import complaint, routes  # noqa: E402
 
 CONFIGURATION = """\
 version: 1
@@ -176,8 +176,7 @@ def mutants(value, at=""):
         for changed, what in mutants(value[0], at + "/0"):
             yield [changed] + value[1:], what
     if isinstance(value, dict):
-        # Of an event only what all events have is described.
-        for key in PUBLISHED["event.json"]["required"] if "sequence" in value else value:
+        for key in value:
             without = {other: copy.deepcopy(of) for other, of in value.items() if other != key}
             yield without, f"{at}/{key} left out"
             yield {**without, key + "-x": value[key]}, f"{at}/{key} renamed"
@@ -224,6 +223,36 @@ class Events(AnswersTest):
         self.assertEqual((int(told["id"]), event["what"], event["state"]), (event["sequence"], "state", "entering"))
         recent = self.check("GET", "/api/v1/events/recent?after=0&limit=1000")
         self.assertEqual([each["sequence"] for each in recent["events"]], list(range(1, recent["last"] + 1)))
+
+    def test_eachKindHasItsMembersAndTheSchemaNoticesWhatIsMissing(self):
+        agent = self.agent.start()
+        agent.traffic("et1", 5e6, 1e6)
+        agent.done("/api/v1/units/u1/enter", reason="upgrade")
+        agent.until(lambda: agent.unit("u1")["stage"] == "drainwatch")
+        self.check("POST", "/api/v1/simulated/link", {"interface": "et2", "up": False}, 200)
+        agent.advance(6)
+        agent.traffic("et1", 0)
+        agent.advance(30)
+        agent.traffic("et3", 5e6)
+        agent.advance(12)
+        agent.traffic("et3", 0)
+        agent.advance(30)
+        agent.configure(CONFIGURATION.replace("FOLDER", agent.folder).replace("100kbps", "200kbps"))
+        self.check("POST", "/api/v1/reload", {}, 200)
+        agent.configure("version: 2\n")
+        self.check("POST", "/api/v1/reload", {}, 400)
+        agent.advance(2)
+        examples = {}
+        for event in self.check("GET", "/api/v1/events/recent?after=0&limit=4096")["events"]:
+            examples[event["type"], event["what"]] = event
+        wanted = {("unit", what) for what in ("state", "stage", "violations-begin", "violations-end", "settling")}
+        wanted |= {("interface", what) for what in ("reason", "state", "shut", "spike-begin", "spike-end", "link")}
+        wanted |= {("profile", "edited"), ("agent", "started"), ("agent", "configuration-taken"),
+                   ("agent", "configuration-refused"), ("agent", "problem-begin")}
+        self.assertEqual(wanted - set(examples), set())
+        for kind, event in examples.items():
+            for changed, what in mutants(event):
+                self.assertIsNotNone(complaint("event.json", changed), f"{kind}: {what}")
 
     def test_whoIsBehindIsToldAsDescribed(self):
         self.agent.start()

@@ -32,6 +32,23 @@ class Document(unittest.TestCase):
         parts = {"common.json"}
         self.assertEqual(named, set(NAMES) - parts)
 
+    def test_namesTheMembersOfEachKindOfEventThatTheSchemaHas(self):
+        rows = re.findall(r"^\| `(unit|interface|profile|agent)` \| (.*) \|$", document(), re.M)
+        self.assertEqual(len(rows), 4)
+        described = {}
+        for kind, cell in rows:
+            for words, members in re.findall(r"((?:`[a-z-]+`(?: and )?)+)(?: \(([^)]*)\))?", cell):
+                for word in re.findall(r"`([a-z-]+)`", words):
+                    described[kind, word] = re.findall(r"`([a-z-]+)`", members)
+        wanted = {}
+        for each in PUBLISHED["event.json"]["allOf"]:
+            kind, what = (each["if"]["properties"][key] for key in ("type", "what"))
+            for word in what.get("enum", [what.get("const")]):
+                wanted[kind["const"], word] = each["then"]["required"]
+                self.assertEqual(each["then"]["required"], list(each["then"]["properties"]))
+        self.assertEqual({kind: members for kind, members in described.items() if members}, wanted)
+        self.assertIn(("unit", "settling"), described)
+
     def test_hasExamplesThatAreAsTheirSchemasSay(self):
         pieces = re.split(r"\(\.\./Api/schemas/([a-z-]+\.json)\)|^```json\n(.*?)^```$", document(), flags=re.M | re.S)
         schema, examples = None, 0

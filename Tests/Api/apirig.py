@@ -22,7 +22,8 @@ def closed(schema):
         return schema
     result = {key: closed(value) for key, value in schema.items()}
     if "properties" in result and result.get("type") == "object":
-        result.setdefault("additionalProperties", False)
+        # What is described under a condition is described too.
+        result.setdefault("unevaluatedProperties" if "allOf" in result else "additionalProperties", False)
     return result
 
 

@@ -199,12 +199,7 @@ export class Panel {
       if ( this.intf )
          this.ratesAre( this.pointed ?? this.ratesNow() );
    }
-   /** Of a link that is shut the record keeps what it carried last; the samples go on. */
-   ratesNow() {
-      const { intf } = this;
-      const { ins, outs, length } = this.model.seriesOf( this.name );
-      return intf.shut && length ? [ null, ins[ length - 1 ], outs[ length - 1 ] ] : [ null, intf[ 'in-bps' ], intf[ 'out-bps' ] ];
-   }
+   ratesNow() { return [ null, this.intf[ 'in-bps' ], this.intf[ 'out-bps' ] ]; }
    /** What it is judged by now, or would be. */
    ofProfile( key ) {
       const { intf, model } = this;

@@ -118,7 +118,8 @@ test( 'a drain is followed from start to end, over an agent that is killed and s
    // Nothing is missing of all that has happened, and nothing is there twice.
    const told = await agent.get( 'events/recent?after=0&limit=4000' );
    await go( page, 'events' );
-   await soon( async () => assert.deepEqual( ( await rowsOf( page ) ).reverse(), told.events.map( ( event ) => [ event.time, event.text ] ) ) );
+   const all = told.events.map( ( event ) => [ event.time, event.text ] );
+   await soon( async () => assert.deepEqual( ( await rowsOf( page ) ).reverse(), all ) );
    await go( page, 'unit/spine-a' );
    await page.locator( 'table.records a' ).first().click();
    await soon( async () => assert.equal( await text( page, 'h1' ), 'Maintenance 1 of spine-a' ) );
