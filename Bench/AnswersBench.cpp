@@ -51,8 +51,11 @@ void floorOf( benchmark::State & state, const Paths & paths ) {
 }
 
 void ours( benchmark::State & state, const Paths & paths, const char * limit ) {
-   // A refusal is short; each interface has a line of its own, or its samples.
-   if ( answer( paths ) < links * 100 * ( paths.size() > 1 ? span / 100 : 1 ) )
+   for ( const std::string & path : paths )
+      if ( const std::string text = agent().ask( "GET", path );
+           text.empty() || text.starts_with( "{\"error\"" ) )
+         state.SkipWithError( "refused: " + path + " " + text );
+   if ( answer( paths ) < links * 100 )
       state.SkipWithError( "interfaces are missing from the answers" );
    for ( auto _ : state )
       benchmark::DoNotOptimize( answer( paths ) );

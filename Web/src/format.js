@@ -67,6 +67,9 @@ export function duration( value ) {
    return `${Math.floor( s / 86400 )}d${two( Math.floor( ( s % 86400 ) / 3600 ) )}h`;
 }
 
+/** What an object of an answer has under a name that may be any; undefined: nothing. */
+export const own = ( object, name ) => ( Object.prototype.hasOwnProperty.call( object, name ) ? object[ name ] : undefined );
+
 /** Names as people sort them: et2 before et10. */
 const collator = new Intl.Collator( 'en', { numeric: true } );
 export const byName = ( a, b ) => collator.compare( a, b );

@@ -1,7 +1,7 @@
 // What is known of the agent, and the reads that keep it true. Views read it and are told when it has changed.
 
 import { Filling } from './filling.js';
-import { seconds, byName } from './format.js';
+import { byName, own, seconds } from './format.js';
 import { Happened } from './happened.js';
 import { optional, read, Refused, Stream } from './link.js';
 import { Series, sumUp } from './series.js';
@@ -173,8 +173,9 @@ export class Model {
    takeRates( { time, interfaces } ) {
       const at = seconds( time );
       this.timeIs( at );
+      const of = ( name ) => own( interfaces, name ) ?? [ null, null ];
       for ( const name of this.series.keys() ) {
-         const [ inBps, outBps ] = interfaces[ name ] ?? [ null, null ];
+         const [ inBps, outBps ] = of( name );
          this.ratesAre( name, at, inBps, outBps );
          const known = this.interfaces.get( name );
          if ( known ) {
@@ -185,7 +186,7 @@ export class Model {
       for ( const [ unit, { series } ] of this.sums ) {
          let ins = null, outs = null;
          for ( const name of this.watched.get( unit ) ?? [] ) {
-            const [ inBps, outBps ] = interfaces[ name ] ?? [ null, null ];
+            const [ inBps, outBps ] = of( name );
             ins = inBps === null ? ins : ( ins ?? 0 ) + inBps;
             outs = outBps === null ? outs : ( outs ?? 0 ) + outBps;
          }

@@ -66,7 +66,7 @@ export async function busy( browser, page, work ) {
    const main = new Set( traceEvents.filter( ( event ) => event.name === 'thread_name' && event.args.name === 'CrRendererMain' )
                             .map( thread ) );
    const tasks = traceEvents.filter( ( event ) => event.name === 'ThreadControllerImpl::RunTask' && main.has( thread( event ) ) )
-                    .map( ( event ) => event.tdur / 1000 );
+                    .filter( ( event ) => event.tdur !== undefined ).map( ( event ) => event.tdur / 1000 );
    return { result, tasks: tasks.length, longest: Math.max( ...tasks ), all: tasks.reduce( ( sum, task ) => sum + task, 0 ) };
 }
 

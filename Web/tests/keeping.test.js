@@ -68,6 +68,19 @@ describe( 'a curve', () => {
       await soon( async () => assert.equal( ( await points( page, 'et2' ) ).at( -1 )[ 1 ], 5 ) );
       assert.deepEqual( ( await points( page, 'et2' ) ).slice( -3 ).map( ( [ , rate ] ) => rate ), [ 123000, null, 5 ] );
    } );
+   test( 'of an interface with any name is its own', async () => {
+      const names = [ 'constructor', '__proto__', 'toString' ];
+      rig.fake.interfaces = names.map( ( name ) => intf( name ) );
+      const page = await rig.show( '#/unit/u1' );
+      await soon( async () => assert.match( await page.locator( 'figcaption' ).allTextContents().then( ( all ) => all.join() ),
+         /constructor,[^]*highest 400 Mbit[^]*toString,[^]*highest 400 Mbit/ ) );
+      rig.fake.rates( Object.fromEntries( [ [ '__proto__', [ 7, 7 ] ] ] ) );
+      await soon( async () => assert.equal( ( await points( page, '__proto__' ) ).at( -1 )[ 1 ], 7 ) );
+      for ( const name of [ 'constructor', 'toString' ] )
+         assert.equal( ( await points( page, name ) ).at( -1 )[ 1 ], null );
+      await go( page, 'interface/constructor' );
+      await soon( async () => assert.equal( await page.locator( 'figure canvas' ).count(), 2 ) );
+   } );
    test( 'is not joined over a gap; what the agent has kept of that time is asked for', async () => {
       const page = await rig.show( '#/unit/u1' );
       await soon( async () => assert.ok( ( await points( page, 'et2' ) ).length > 50 ) );

@@ -90,7 +90,7 @@ export class InterfaceView {
    }
    samplesAre( samples ) {
       this.past.clear();
-      const own = samples?.interfaces[ this.name ];
+      const own = samples && format.own( samples.interfaces, this.name );
       if ( own )
          this.past.take( format.seconds( samples.start ), samples[ 'step-seconds' ], own[ 'in-bps' ], own[ 'out-bps' ] );
       this.pastCurve.dirtyIs();
