@@ -151,10 +151,12 @@ export class Fake {
       const after = url.searchParams.get( 'after' );
       if ( after === null )
          return;
-      const missed = after > this.last ? 0 : Math.max( this.forgotten - after, 0 );
-      if ( missed || after > this.last )
-         reply.write( `id: ${this.forgotten}\nevent: dropped\ndata: ${JSON.stringify( { dropped: missed, next: this.forgotten + 1 } )}\n\n` );
-      for ( const event of this.after( missed || after <= this.last ? Number( after ) : 0 ) )
+      const other = after > this.last;
+      const missed = other ? 0 : Math.max( this.forgotten - after, 0 );
+      const dropped = JSON.stringify( { dropped: missed, next: this.forgotten + 1 } );
+      if ( other || missed )
+         reply.write( `id: ${this.forgotten}\nevent: dropped\ndata: ${dropped}\n\n` );
+      for ( const event of this.after( other ? 0 : Number( after ) ) )
          reply.write( text( event ) );
    }
    /** Something happens. */

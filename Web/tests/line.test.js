@@ -52,7 +52,7 @@ describe( 'a line that breaks', () => {
 describe( 'a page that nobody looks at', () => {
    const asked = () => rig.fake.asked.filter( ( path ) => path.startsWith( '/api/' ) );
    test( 'has no stream and asks for nothing; when it is looked at again it goes on where it was', async () => {
-      const page = await rig.show( '#/events' );
+      const page = await rig.show( '#/events', { clock: true } );
       await page.locator( '.link.good' ).waitFor();
       await page.locator( 'table.events tbody tr' ).waitFor();
       assert.equal( rig.fake.streams.size, 1 );
@@ -62,7 +62,7 @@ describe( 'a page that nobody looks at', () => {
       // More than are asked for at first.
       for ( let n = 2; n <= 302; ++n )
          rig.fake.event( 'unit', 'u2', 'stage', `number ${n}.` );
-      await new Promise( ( resolve ) => setTimeout( resolve, 6000 ) );
+      await page.clock.runFor( 60000 );
       assert.deepEqual( asked().slice( before ), [] );
       await hide( page, false );
       await soon( async () => assert.match( await text( page, '.link' ), /live/ ) );

@@ -110,7 +110,8 @@ test( 'no text becomes a part of the page', async () => {
       violating: [ evil ],
       interfaces: { total: 1, drained: 0 }, stages: [ { name: evil, state: 'failed', since: null, text: evil, failure: evil } ] } ),
       unit( 'u2', { sentence: evil, groups: [ evil ] } ) ];
-   rig.fake.interfaces = [ intf( evil, { units: [ evil ], kind: evil, profile: evil, drift: evil, reason: reason( 'stalled', { text: evil } ),
+   rig.fake.interfaces = [ intf( evil, { units: [ evil ], kind: evil, profile: evil, drift: evil,
+      reason: reason( 'stalled', { text: evil } ),
       'link-state': evil } ) ];
    rig.fake.events = [];
    for ( const type of [ 'unit', 'interface', 'agent' ] )
