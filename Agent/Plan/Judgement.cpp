@@ -1,0 +1,169 @@
+#include "Agent/Plan/Judgement.h"
+
+#include "Agent/Plan/Judging.h"
+#include "Api/Values.h"
+
+#include <algorithm>
+
+namespace Agent {
+
+namespace {
+
+std::set< std::string > leaving( const PlanFacts & facts ) {
+   std::set< std::string > result;
+   for ( const PlanInterface & interface : facts.interfaces )
+      if ( interface.leaves )
+         result.insert( interface.name );
+   return result;
+}
+
+/// One finding for all interfaces of which something holds.
+template < class Holds >
+std::vector< std::string > namesOf( const std::vector< PlanInterface > & interfaces, const Holds & holds ) {
+   std::vector< std::string > result;
+   for ( const PlanInterface & interface : interfaces )
+      if ( interface.leaves && holds( interface ) )
+         result.push_back( interface.name );
+   return result;
+}
+
+} // namespace
+
+const char * stringValue( PlanSeverity severity ) {
+   return severity == PlanSeverity::blocking  ? "blocking"
+          : severity == PlanSeverity::warning ? "warning"
+                                              : "info";
+}
+
+const char * stringValue( PlanAction action ) {
+   switch ( action ) {
+   case PlanAction::watch:
+      return "watched";
+   case PlanAction::shutWhenDrained:
+      return "shut-when-drained";
+   case PlanAction::shutAtLatest:
+      return "shut-at-latest";
+   case PlanAction::none:
+      break;
+   }
+   return "not-watched";
+}
+
+PlanAction actionOf( const PlanInterface & interface ) {
+   if ( !interface.notWatched.empty() )
+      return PlanAction::none;
+   if ( !interface.shutdown )
+      return PlanAction::watch;
+   return interface.shutdownMaxDelaySeconds ? PlanAction::shutAtLatest : PlanAction::shutWhenDrained;
+}
+
+std::string planList( const std::vector< std::string > & names ) {
+   constexpr std::size_t most = 4;
+   std::string result;
+   const std::size_t named = names.size() > most ? most - 1 : names.size();
+   for ( std::size_t i = 0; i < named; ++i ) {
+      const bool last = i + 1 == names.size();
+      result.append( i == 0 ? "" : last ? " and " : ", " ).append( names[i] );
+   }
+   if ( names.size() > named )
+      result.append( " and " ).append( std::to_string( names.size() - named ) ).append( " more" );
+   return result;
+}
+
+Judging::Judging( const PlanFacts & theFacts )
+   : facts( theFacts ), before( facts.routes.links, {} ), after( facts.routes.links, leaving( facts ) ) {}
+
+PlanFinding &
+Judging::add( const char * code, PlanSeverity severity, std::vector< std::string > interfaces ) {
+   findings.push_back( { code, severity, std::move( interfaces ), {}, {} } );
+   return findings.back();
+}
+
+void Judging::judgeUnit() {
+   for ( const PlanRedundancy & group : facts.redundancy ) {
+      if ( group.out.size() < group.maxOut )
+         continue;
+      PlanFinding & finding = add( PlanCode::degraded, PlanSeverity::blocking, {} );
+      finding.text = "of redundancy group " + group.name + " no more than " + std::to_string( group.maxOut ) +
+                     " may be out, and " + planList( group.out ) +
+                     ( group.out.size() == 1 ? " is" : " are" ) + " already";
+      finding.numbers = {
+         { "out", static_cast< double >( group.out.size() ) },
+         { "max-out", static_cast< double >( group.maxOut ) } };
+   }
+   if ( facts.steering.empty() )
+      add( PlanCode::noSteering, PlanSeverity::warning, {} ).text =
+         "no stage of the unit moves traffic away; somebody else has to";
+   if ( !facts.routes.problem.empty() )
+      add( PlanCode::unknownRoutes, PlanSeverity::warning, {} ).text =
+         "not all routes are known: " + facts.routes.problem;
+}
+
+void Judging::judgeInterfaces() {
+   const auto & all = facts.interfaces;
+   const auto stale = namesOf( all, []( const PlanInterface & interface ) {
+      return !interface.load.current || !interface.uncounted.empty();
+   } );
+   if ( !stale.empty() )
+      add( PlanCode::staleCounters, PlanSeverity::warning, stale ).text =
+         "what " + planList( stale ) + ( stale.size() == 1 ? " carries" : " carry" ) +
+         " now is not known: there are no fresh counters";
+   // Of each profile by itself, since it is the profile that is to be changed.
+   std::map< std::string, double > low;
+   for ( const PlanInterface & interface : all )
+      if (
+         interface.leaves && interface.thresholdBps && *interface.thresholdBps < facts.controlPlaneFloorBps )
+         low.emplace( interface.profile, *interface.thresholdBps );
+   for ( const auto & [profile, threshold] : low ) {
+      PlanFinding & finding = add(
+         PlanCode::lowThreshold, PlanSeverity::warning,
+         namesOf( all, [&name = profile]( const PlanInterface & i ) { return i.profile == name; } ) );
+      finding.text = "the threshold of profile " + profile + ", " + Api::rateText( threshold ) +
+                     ", is below the " + Api::rateText( facts.controlPlaneFloorBps ) +
+                     " that the control plane itself may send: " + planList( finding.interfaces ) +
+                     " may never count as drained";
+      finding.numbers = {
+         { "threshold-bps", threshold }, { "control-plane-floor-bps", facts.controlPlaneFloorBps } };
+   }
+   for ( const PlanInterface & interface : all )
+      if ( !interface.shutFor.empty() )
+         add( PlanCode::alreadyShut, PlanSeverity::info, { interface.name } ).text =
+            interface.name + " is held down already, for " + planList( interface.shutFor );
+}
+
+std::vector< PlanFinding > judge( const PlanFacts & facts ) {
+   Judging judging( facts );
+   judging.judgePaths();
+   judging.judgeCapacity();
+   judging.judgeSession();
+   judging.judgeUnit();
+   judging.judgeInterfaces();
+   std::stable_sort(
+      judging.findings.begin(), judging.findings.end(),
+      []( const PlanFinding & a, const PlanFinding & b ) { return a.severity < b.severity; } );
+   return std::move( judging.findings );
+}
+
+bool isBlocked( const std::vector< PlanFinding > & findings ) {
+   return std::any_of( findings.begin(), findings.end(), []( const PlanFinding & finding ) {
+      return finding.severity == PlanSeverity::blocking;
+   } );
+}
+
+std::set< std::string > interfacesInQuestion( const PlanFacts & facts ) {
+   const Judging judging( facts );
+   const Judging::Move move = judging.move();
+   std::set< std::string > result = move.to;
+   // A port-channel that loses a member has to carry on with the others.
+   for ( const DataPlane::RoutedLink & link : facts.routes.links )
+      if ( link.aggregate && !judging.after.removed( link.name ) )
+         for ( const auto & need : link.needs )
+            for ( const std::string & member : need )
+               if ( judging.after.removed( member ) )
+                  result.insert( link.name );
+   for ( const PlanInterface & interface : facts.interfaces )
+      result.erase( interface.name );
+   return result;
+}
+
+} // namespace Agent

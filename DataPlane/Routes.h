@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// Purpose: the routes of a switch and what they lead over, as far as somebody has to know who takes links away: which
+/// ways there are to how many destinations, and which links stand on which others. Plain values.
+///
+/// A switch may have a million routes and a handful of different ways: destinations that are reached alike are one class.
+namespace DataPlane {
+
+/// One way out.
+struct NextHop {
+   std::string link;         ///< through which it leaves; empty: not known
+   std::uint32_t weight = 1; ///< its part of the traffic among those of equal preference, at least 1
+   bool usable = true;       ///< the switch itself takes it for usable
+
+   friend bool operator==( const NextHop &, const NextHop & ) = default;
+};
+
+/// Ways of equal preference, among which traffic is shared. None: it is refused here, and what follows is not looked at.
+using EqualHops = std::vector< NextHop >;
+/// The most preferred ones first.
+using Choices = std::vector< EqualHops >;
+
+/// Destinations that are reached in the same ways. What is connected, and the switch's own addresses, are none.
+struct RouteClass {
+   Choices choices;
+   std::uint64_t destinations = 0;
+   std::vector< std::string > examples; ///< the first few of them: "10.0.0.0/8", "10.0.0.0/8 table 100"
+
+   friend bool operator==( const RouteClass &, const RouteClass & ) = default;
+};
+
+/// A link, and what it stands on.
+struct RoutedLink {
+   std::string name;
+   bool up = false;
+   bool aggregate = false; ///< a port-channel: it carries as much as its members that are up together
+   std::optional< double > speedBps; ///< of a port; nothing: nobody knows
+   /// Of each of these lists one link at least must be up for this one to be up. Those of the last carry its traffic.
+   std::vector< std::vector< std::string > > needs;
+
+   friend bool operator==( const RoutedLink &, const RoutedLink & ) = default;
+};
+
+/// The way to one address.
+struct AddressWay {
+   std::string problem;     ///< why it is not known; empty: it is
+   bool local = false;      ///< the switch's own address
+   std::string destination; ///< of the route that is taken: "10.0.0.0/8"
+   Choices choices;         ///< of that destination
+
+   friend bool operator==( const AddressWay &, const AddressWay & ) = default;
+};
+
+struct RouteAnswer {
+   std::string problem; ///< why routes may be missing; empty: these are all
+   std::vector< RouteClass > classes;
+   std::vector< RoutedLink > links; ///< all that there are
+   std::optional< AddressWay > way; ///< to the address that was asked for
+
+   friend bool operator==( const RouteAnswer &, const RouteAnswer & ) = default;
+};
+
+/// What is asked of a switch.
+struct RouteQuestion {
+   std::string address; ///< whose way is wanted, of either version of IP; empty: none
+};
+
+/// Called once.
+using RoutesAnswered = std::function< void( const RouteAnswer & answer ) >;
+
+} // namespace DataPlane
