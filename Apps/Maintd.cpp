@@ -72,6 +72,8 @@ description( const Config::Simulated & config, const std::string & bootId ) {
    for ( const auto & [name, port] : config.ports ) {
       auto & made = result.ports.emplace_back();
       made.name = name;
+      if ( port.speed )
+         made.speedBps = static_cast< double >( port.speed->bps() );
       for ( const Config::TrafficSegment & segment : port.traffic )
          made.traffic.push_back(
             { segment.kind == Config::TrafficSegment::Kind::ramp,
@@ -82,6 +84,8 @@ description( const Config::Simulated & config, const std::string & bootId ) {
       result.portChannels.push_back( { name, { members.begin(), members.end() } } );
    for ( const auto & [id, vlan] : config.vlans )
       result.vlans.push_back( { id, vlan.name, { vlan.members.begin(), vlan.members.end() } } );
+   for ( const Config::SimulatedRoute & route : config.routes )
+      result.routes.push_back( { route.to, { route.via.begin(), route.via.end() }, route.metric } );
    return result;
 }
 

@@ -42,6 +42,14 @@ struct Unit {
    friend bool operator==( const Unit &, const Unit & ) = default;
 };
 
+/// Units that stand in for each other.
+struct RedundancyGroup {
+   std::set< std::string > units;
+   unsigned maxOut = 1; ///< so many may be out of service at a time, at least 1
+
+   friend bool operator==( const RedundancyGroup &, const RedundancyGroup & ) = default;
+};
+
 /// A TCP address to listen on.
 struct Endpoint {
    std::string host; ///< host name or address, an IPv6 address without brackets in its canonical form
@@ -60,7 +68,7 @@ const char * text( SwitchKind kind ); ///< `linux` or `simulated`, as in the fil
 /// A complete, accepted configuration: plain values, compared by value, walked in name order.
 ///
 /// Invariants of one that load() or parse() gave out:
-/// 1. names are valid; every profile, group and stage that is referred to exists
+/// 1. names are valid; every profile, group, unit and stage that is referred to exists
 /// 2. there is at least one profile, and the default profile exists
 /// 3. lists of stages are not empty and name no stage twice
 /// 4. a unit that enters through drainwatch leaves through it: nothing else lets go of its links
@@ -75,7 +83,9 @@ struct Configuration {
    std::string defaultProfile;
    std::map< std::string, Group > groups;
    std::map< std::string, Unit > units;
-   Simulated simulated; ///< used if switchKind says so, checked in any case
+   std::map< std::string, RedundancyGroup > redundancyGroups;
+   Rate controlPlaneFloor = Rate::fromBps( 10'000 ); ///< what a port carries without any traffic to be moved
+   Simulated simulated;                              ///< used if switchKind says so, checked in any case
 
    friend bool operator==( const Configuration &, const Configuration & ) = default;
 };

@@ -140,6 +140,18 @@ std::string describe( const std::string & name, const Unit & from, const Unit & 
 
 } // namespace
 
+namespace {
+
+std::string describe( const std::string & name, const RedundancyGroup & from, const RedundancyGroup & to ) {
+   Line line( "redundancy group " + inQuotes( name ) + " edited" );
+   line.list( "added", "units", without( to.units, from.units ) );
+   line.list( "removed", "units", without( from.units, to.units ) );
+   line.change( "max-out", std::to_string( from.maxOut ), std::to_string( to.maxOut ) );
+   return line.text();
+}
+
+} // namespace
+
 Differences differences( const Configuration & from, const Configuration & to ) {
    Differences result;
    result.switchKind = from.switchKind != to.switchKind;
@@ -167,6 +179,8 @@ Differences differences( const Configuration & from, const Configuration & to ) 
    forEachChanged( from.units, to.units, [&]( const std::string & name, const Unit & a, const Unit & b ) {
       result.unitsEdited.push_back( difference( name, a, b ) );
    } );
+   result.redundancyGroups = from.redundancyGroups != to.redundancyGroups;
+   result.controlPlaneFloor = from.controlPlaneFloor != to.controlPlaneFloor;
    result.unitsRemoved = keysWithout( from.units, to.units );
    result.groupsRemoved = keysWithout( from.groups, to.groups );
    result.profilesRemoved = keysWithout( from.profiles, to.profiles );
@@ -204,6 +218,10 @@ std::vector< std::string > describe( const Configuration & from, const Configura
    forEachChanged( from.groups, to.groups, edited );
    named( "unit", change.unitsAdded, "added" );
    forEachChanged( from.units, to.units, edited );
+   forEachChanged( from.redundancyGroups, to.redundancyGroups, edited );
+   named( "redundancy group", keysWithout( to.redundancyGroups, from.redundancyGroups ), "added" );
+   named( "redundancy group", keysWithout( from.redundancyGroups, to.redundancyGroups ), "removed" );
+   changed( "control-plane-floor", from.controlPlaneFloor.text(), to.controlPlaneFloor.text() );
    named( "unit", change.unitsRemoved, "removed" );
    named( "group", change.groupsRemoved, "removed" );
    named( "profile", change.profilesRemoved, "removed" );

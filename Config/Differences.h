@@ -49,6 +49,8 @@ struct Differences {
    std::vector< GroupDifference > groupsEdited;
    std::vector< std::string > unitsAdded;
    std::vector< UnitDifference > unitsEdited;
+   bool redundancyGroups = false;
+   bool controlPlaneFloor = false;
    std::vector< std::string > unitsRemoved;
    std::vector< std::string > groupsRemoved;
    std::vector< std::string > profilesRemoved;

@@ -84,6 +84,8 @@ inline Config::Simulated simulated() {
          traffic.push_back(
             { oneOf( { TrafficSegment::Kind::hold, TrafficSegment::Kind::ramp } ), duration( 1 ), rate( 0 ),
               rate( 0 ) } );
+      if ( *rc::gen::arbitrary< bool >() )
+         std::prev( result.ports.end() )->second.speed = rate( 1 );
    }
    std::set< std::string > vlanMembers;
    std::set< std::string > free;
@@ -106,6 +108,11 @@ inline Config::Simulated simulated() {
          if ( *rc::gen::arbitrary< bool >() )
             vlan.members.insert( member );
    }
+   for ( unsigned i = *rc::gen::inRange( 0, 4 ); i > 0 && !result.ports.empty(); --i )
+      result.routes.push_back(
+         { oneOf< std::string >( { "0.0.0.0/0", "10.0.0.0/8", "::/0", "2001:db8::/32" } ),
+           { anyKey( result.ports ), anyKey( result.ports ) },
+           i } );
    return result;
 }
 
@@ -166,6 +173,11 @@ inline Config::Configuration configuration() {
          for ( int j = *rc::gen::inRange( 0, 3 ); j > 0; --j )
             unit.groups.insert( anyKey( result.groups ) );
    }
+   if ( !result.units.empty() )
+      for ( int i = *rc::gen::inRange( 0, 3 ); i > 0; --i )
+         result.redundancyGroups[name()] = {
+            { anyKey( result.units ), anyKey( result.units ) }, *rc::gen::inRange( 1U, 5U ) };
+   result.controlPlaneFloor = rate( 0 );
    result.simulated = simulated();
    return result;
 }

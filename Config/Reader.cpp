@@ -6,9 +6,8 @@ namespace Config {
 
 namespace {
 
-const std::vector< std::string > topLevelKeys{ "version",         "switch", "listen", "settle",
-                                               "stages",          "enter",  "exit",   "profiles",
-                                               "default-profile", "groups", "units",  "simulated" };
+const std::vector< std::string > topLevelKeys{ "version", "switch", "listen", "settle", "stages", "enter", "exit", "profiles",
+ "default-profile", "groups", "units", "redundancy-groups", "control-plane-floor", "simulated" };
 
 } // namespace
 
@@ -55,6 +54,10 @@ Configuration Reader::read( const Node & root, Place start ) {
       groups( *node );
    if ( const Node * const node = Values::find( root, "units" ) )
       units( *node );
+   if ( const Node * const node = Values::find( root, "redundancy-groups" ) )
+      redundancyGroups( *node );
+   if ( const Node * const node = Values::find( root, "control-plane-floor" ) )
+      configuration_.controlPlaneFloor = values_.rate( *node ).value_or( configuration_.controlPlaneFloor );
    if ( const Node * const node = Values::find( root, "simulated" ) )
       simulated( *node );
    return std::move( configuration_ );
@@ -171,7 +174,8 @@ VlanSet Reader::vlans( const Node & node ) {
 }
 
 void Reader::units( const Node & node ) {
-   if ( !values_.isMap( node, "a map of units" ) )
+   unitsKnown_ = values_.isMap( node, "a map of units" );
+   if ( !unitsKnown_ )
       return;
    for ( const Node & child : node.children ) {
       values_.isValidName( child );

@@ -40,6 +40,12 @@ class Reader {
    void checkWayBack( const StageList & enter, const StageList & exit, Place place );
    void listen( const Node & node );
 
+   std::optional< unsigned > wholeNumber( const Node & node, unsigned least, unsigned most );
+   void redundancyGroups( const Node & node );
+   void redundancyGroup( const Node & node, RedundancyGroup & group );
+   void simulatedRoutes( const Node & node );
+   bool simulatedRoute( const Node & node, SimulatedRoute & route );
+
    void simulated( const Node & node );
    void ports( const Node & node );
    void traffic( const Node & node, SimulatedPort & port );
@@ -55,6 +61,7 @@ class Reader {
    // Whether the definitions could be read, so that a name that is not among them is known to be wrong.
    bool profilesKnown_ = false;
    bool groupsKnown_ = true;
+   bool unitsKnown_ = true;
    bool stagesKnown_ = true;
    bool stageListsGood_ = true; ///< so that one mistake in a list is one error
    bool portsKnown_ = true;

@@ -6,7 +6,7 @@
 namespace Config {
 
 void Reader::simulated( const Node & node ) {
-   if ( !values_.isRecord( node, "\"simulated\"", { "clock", "ports", "port-channels", "vlans" } ) )
+   if ( !values_.isRecord( node, "\"simulated\"", { "clock", "ports", "port-channels", "vlans", "routes" } ) )
       return;
    if ( const Node * const clock = Values::find( node, "clock" ) )
       if ( values_.choice( *clock, { "real", "virtual" } ) == "virtual" )
@@ -17,6 +17,8 @@ void Reader::simulated( const Node & node ) {
       portChannels( *map );
    if ( const Node * const map = Values::find( node, "vlans" ) )
       simulatedVlans( *map );
+   if ( const Node * const list = Values::find( node, "routes" ) )
+      simulatedRoutes( *list );
 }
 
 /// All interfaces of the switch have different names, whatever their kind.
@@ -39,8 +41,13 @@ void Reader::ports( const Node & node ) {
       isNewInterface( child.key, child.keyPlace );
       vlanCandidates_.emplace( child.key, child.keyPlace );
       SimulatedPort & port = configuration_.simulated.ports[child.key];
-      if ( !values_.isRecord( child, "a port", { "traffic" } ) )
+      if ( !values_.isRecord( child, "a port", { "traffic", "speed" } ) )
          continue;
+      if ( const Node * const speed = Values::find( child, "speed" ) ) {
+         port.speed = values_.rate( *speed );
+         if ( port.speed == Rate() )
+            values_.error( speed->place, inQuotes( speed->text ) + " is out of range; a speed is above 0" );
+      }
       if ( const Node * const list = Values::find( child, "traffic" ) )
          traffic( *list, port );
    }

@@ -63,10 +63,22 @@ std::string text( const TrafficSegment & segment ) {
 }
 
 std::string text( const SimulatedPort & port ) {
-   if ( port.traffic.empty() )
-      return "{}";
-   return "{traffic: " +
-          list( port.traffic, []( const TrafficSegment & segment ) { return text( segment ); } ) + "}";
+   std::string result;
+   if ( !port.traffic.empty() )
+      result =
+         "traffic: " + list( port.traffic, []( const TrafficSegment & segment ) { return text( segment ); } );
+   if ( port.speed )
+      result += ( result.empty() ? "speed: " : ", speed: " ) + port.speed->text();
+   return "{" + result + "}";
+}
+
+std::string text( const SimulatedRoute & route ) {
+   return "{to: " + scalar( route.to ) + ", via: " + list( route.via ) +
+          ", metric: " + std::to_string( route.metric ) + "}";
+}
+
+std::string text( const RedundancyGroup & group ) {
+   return "{units: " + list( group.units ) + ", max-out: " + std::to_string( group.maxOut ) + "}";
 }
 
 std::string text( const SimulatedVlan & vlan ) {
@@ -118,11 +130,16 @@ std::string toYaml( const Configuration & configuration ) {
    result.append( "default-profile: " + scalar( configuration.defaultProfile ) + "\n" );
    result.append( entries( "", "groups", configuration.groups ) );
    result.append( entries( "", "units", configuration.units ) );
+   result.append( entries( "", "redundancy-groups", configuration.redundancyGroups ) );
+   result.append( "control-plane-floor: " + configuration.controlPlaneFloor.text() + "\n" );
    result.append( "simulated:\n" );
    result.append( simulated.clock == Simulated::Clock::real ? "  clock: real\n" : "  clock: virtual\n" );
    result.append( entries( "  ", "ports", simulated.ports ) );
    result.append( entries( "  ", "port-channels", simulated.portChannels ) );
    result.append( entries( "  ", "vlans", simulated.vlans ) );
+   result.append( "  routes: " )
+      .append( list( simulated.routes, []( const SimulatedRoute & route ) { return text( route ); } ) )
+      .append( 1, '\n' );
    return result;
 }
 

@@ -12,10 +12,13 @@ TEST( ToYaml, writesEverythingOut ) {
              "stages: {steer: {enter: /bin/a \"b \\\"c\", timeout: 90s, on-failure: continue}}\n"
              "groups: {\"null\": {interfaces: [et2, \"#1\"], vlans: [20-22, 23], profile: p}, g: {}}\n"
              "units: {u: {groups: [g, \"null\"]}}\n"
+             "redundancy-groups: {r: {units: [u], max-out: 2}}\n"
+             "control-plane-floor: 4000bps\n"
              "simulated:\n"
-             "  ports: {et1: {traffic: [{for: 60s, in: 1500bps}, {ramp: 1m, to: 0bps}]}, et2: {}}\n"
+             "  ports: {et1: {traffic: [{for: 60s, in: 1500bps}, {ramp: 1m, to: 0bps}], speed: 1Gbps}, et2: {speed: 1Mbps}}\n"
              "  port-channels: {pc1: [et2]}\n"
-             "  vlans: {10: {members: [et1, pc1]}}\n",
+             "  vlans: {10: {members: [et1, pc1]}}\n"
+             "  routes: [{to: 0::/0, via: [et1]}, {to: 10.0.0.0/8, via: [vlan10, pc1], metric: 5}]\n",
       "f" );
    ASSERT_EQ( std::vector< std::string >(), textsOf( result ) );
    EXPECT_EQ(
@@ -35,15 +38,19 @@ TEST( ToYaml, writesEverythingOut ) {
       "  \"null\": {interfaces: [\"#1\", et2], vlans: [20-23], profile: p}\n"
       "units:\n"
       "  u: {groups: [g, \"null\"], enter: [drainwatch], exit: [drainwatch]}\n"
+      "redundancy-groups:\n"
+      "  r: {units: [u], max-out: 2}\n"
+      "control-plane-floor: 4kbps\n"
       "simulated:\n"
       "  clock: real\n"
       "  ports:\n"
-      "    et1: {traffic: [{for: 1m, in: 1.5kbps, out: 0bps}, {ramp: 1m, in: 0bps, out: 0bps}]}\n"
-      "    et2: {}\n"
+      "    et1: {traffic: [{for: 1m, in: 1.5kbps, out: 0bps}, {ramp: 1m, in: 0bps, out: 0bps}], speed: 1Gbps}\n"
+      "    et2: {speed: 1Mbps}\n"
       "  port-channels:\n"
       "    pc1: [et2]\n"
       "  vlans:\n"
-      "    10: {name: vlan10, members: [et1, pc1]}\n",
+      "    10: {name: vlan10, members: [et1, pc1]}\n"
+      "  routes: [{to: \"::/0\", via: [et1], metric: 0}, {to: \"10.0.0.0/8\", via: [pc1, vlan10], metric: 5}]\n",
       Config::toYaml( *result.configuration ) );
 }
 

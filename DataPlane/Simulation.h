@@ -25,10 +25,11 @@ class Simulation {
    virtual Outcome linkNew( std::string_view name ) = 0;
 
    /// What fails until it is set to an empty text: counter refreshes; requests to set a link, which then end with this
-   /// error and change nothing; the health of the switch.
+   /// error and change nothing; the health of the switch; questions for its routes.
    virtual void countersFaultIs( const Vel::String & text ) = 0;
    virtual void linkSetFaultIs( const Vel::String & text ) = 0;
    virtual void healthFaultIs( const Vel::String & text ) = 0;
+   virtual void routesFaultIs( const Vel::String & text ) = 0;
    /// Turns by which results of requests come later than the link's change; 0 unless set.
    virtual void linkSetDelayIs( Vel::U32 turns ) = 0;
    /// Goes on in the turns of another scheduler, which has the same time. Changes and requests that the earlier one has

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DataPlane/Routes.h"
 #include "Platform/Counters/VelPool.h"
 
 /// Purpose: what we need of a switch: its links as it sees them, the octets they have carried, and setting a link up
@@ -128,6 +129,12 @@ class Switch : public Vel::PtrInterface {
    virtual void linkSet( RequestId id, const Wire::IntfId & intf, bool up, const Vel::String & restore ) = 0;
    /// The addresses and routes of the link that will be lost when it goes down. To be taken before linkSet( down ).
    virtual LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) = 0;
+
+   /// Asks for the routes, what they lead over and the speeds of ports, which takes many turns if there are many of them.
+   /// Answered once, in a later turn and when what happened outside is brought in, within `routePatience` seconds, with
+   /// what is known by then; nobody is answered any more after stop(). Nothing changes by it.
+   virtual void routesAsk( const RouteQuestion & question, RoutesAnswered answered ) = 0;
+   static constexpr double routePatience = 3;
 
    /// Whether members of port-channels and VLANs are told. If not, nobody can say what those carry.
    virtual bool tellsMembership() const = 0;

@@ -2,6 +2,7 @@
 
 #include "Platform/Vel/String.h"
 
+#include <optional>
 #include <vector>
 
 /// Purpose: plain description of a simulated switch.
@@ -19,6 +20,7 @@ struct Port {
    Vel::String name;
    /// From the start of the switch; the rates at its end stay. None: no traffic.
    std::vector< TrafficSegment > traffic;
+   std::optional< double > speedBps = {}; ///< of the link, above 0
 };
 
 struct PortChannel {
@@ -34,11 +36,19 @@ struct Vlan {
    std::vector< Vel::String > members;
 };
 
+/// A route. Several to one destination differ in their metric.
+struct Route {
+   Vel::String to;                 ///< "10.0.0.0/8"
+   std::vector< Vel::String > via; ///< ports, port-channels and VLAN interfaces that share its traffic evenly
+   Vel::U32 metric = 0;            ///< the lowest is preferred
+};
+
 /// Names are all different and have 1 to 27 bytes.
 struct Description {
    std::vector< Port > ports;
    std::vector< PortChannel > portChannels;
    std::vector< Vlan > vlans;
+   std::vector< Route > routes = {};
    Vel::String bootId; ///< of this run of the switch; empty: "simulated"
 };
 

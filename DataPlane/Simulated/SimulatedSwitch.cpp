@@ -14,11 +14,13 @@ bool isVlan( const Wire::IntfId & intf ) { return intf.kind() == Wire::IntfId::K
 SimulatedSwitch::SimulatedSwitch( Vel::Ptr< Cog::Scheduler > scheduler, const Description & description )
    : scheduler_( std::move( scheduler ) ),
      bootId_( description.bootId.empty() ? Vel::String( "simulated" ) : description.bootId ),
-     startTime_( scheduler_->currentTime() ) {
+     startTime_( scheduler_->currentTime() ),
+     routes_( description.routes ) {
    for ( const Port & port : description.ports ) {
       SimLink & link = add( Wire::EthIntfId( port.name ) );
       link.in = scriptFlow( port.traffic, &TrafficSegment::inBps );
       link.out = scriptFlow( port.traffic, &TrafficSegment::outBps );
+      link.speedBps = port.speedBps;
    }
    for ( const PortChannel & portChannel : description.portChannels ) {
       SimLink & link = add( Wire::PortChannelIntfId( portChannel.name ) );

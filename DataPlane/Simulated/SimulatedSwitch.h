@@ -30,6 +30,7 @@ class SimulatedSwitch final : public Switch, public Simulation {
    Outcome countersRefresh( VelPool::EntityManager & pool ) override;
    void linkSet( RequestId id, const Wire::IntfId & intf, bool up, const Vel::String & restore ) override;
    LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) override;
+   void routesAsk( const RouteQuestion & question, RoutesAnswered answered ) override;
    bool tellsMembership() const override { return true; }
    Wire::IntfId bridgeBelow( const Wire::IntfId & ) const override { return {}; }
    Vel::String uncounted( const Wire::IntfId & ) const override { return {}; }
@@ -42,6 +43,7 @@ class SimulatedSwitch final : public Switch, public Simulation {
    void countersFaultIs( const Vel::String & text ) override { countersFault_ = text; }
    void linkSetFaultIs( const Vel::String & text ) override { linkSetFault_ = text; }
    void healthFaultIs( const Vel::String & text ) override;
+   void routesFaultIs( const Vel::String & text ) override { routesFault_ = text; }
    void linkSetDelayIs( Vel::U32 turns ) override { linkSetDelay_ = turns; }
    void schedulerIs( const Vel::Ptr< Cog::Scheduler > & scheduler ) override;
    Outcome addressesIs( std::string_view name, const Vel::String & text ) override;
@@ -54,6 +56,7 @@ class SimulatedSwitch final : public Switch, public Simulation {
       bool present = true;
       bool adminUp = true;
       bool carrier = true; ///< of ports
+      std::optional< double > speedBps; ///< of ports
       Flow in, out;        ///< of ports; of port-channels what their members share
       Amount inAmount = 0; ///< of ports: settled
       Amount outAmount = 0;
@@ -91,6 +94,7 @@ class SimulatedSwitch final : public Switch, public Simulation {
    Micros micros() const { return microsSince( startTime_, scheduler_->currentTime() ); }
    void settle();
 
+   RouteAnswer routesNow( const RouteQuestion & question ) const;
    Told wanted() const;
    void tell();
    void change( std::function< void() > act );
@@ -103,6 +107,7 @@ class SimulatedSwitch final : public Switch, public Simulation {
    double startTime_;
    std::vector< std::unique_ptr< SimLink > > links_; ///< as described: ports, port-channels, VLAN interfaces
    std::map< Vel::String, SimLink *, std::less<> > byName_;
+   std::vector< Route > routes_;
    Vel::U32 lastIfIndex_ = 0;
    Micros settled_ = 0;
 
@@ -113,7 +118,7 @@ class SimulatedSwitch final : public Switch, public Simulation {
    std::vector< Request > requests_;                                ///< of this turn
    std::shared_ptr< const int > alive_ = std::make_shared< int >(); ///< posted tasks look whether it is
 
-   Vel::String countersFault_, linkSetFault_, healthFault_;
+   Vel::String countersFault_, linkSetFault_, healthFault_, routesFault_;
    Vel::U32 linkSetDelay_ = 0;
 };
 

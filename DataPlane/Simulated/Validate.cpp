@@ -1,4 +1,5 @@
 #include "DataPlane/Simulated/Factory.h"
+#include "DataPlane/Simulated/RouteTable.h"
 #include "DataPlane/Simulated/SimulatedSwitch.h"
 
 namespace DataPlane {
@@ -18,6 +19,8 @@ class Validation {
          take( portChannel );
       for ( const Vlan & vlan : description.vlans )
          take( vlan );
+      for ( const Route & route : description.routes )
+         take( route );
    }
    Outcome outcome;
 
@@ -45,6 +48,8 @@ class Validation {
          if ( !( segment.seconds >= 0 && segment.seconds <= maxSegment ) )
             refuse( "a piece of traffic of \"", port.name, "\" is not from 0 s to ten days long" );
       }
+      if ( port.speedBps && !( *port.speedBps > 0 ) )
+         refuse( "the speed of \"", port.name, "\" is not above 0" );
    }
 
    void take( const PortChannel & portChannel ) {
@@ -73,6 +78,16 @@ class Validation {
          if ( !seen.insert( member ).second )
             refuse( "\"", member, "\" is twice a member of VLAN ", vlan.id );
       }
+   }
+
+   void take( const Route & route ) {
+      if ( !isPrefix( route.to ) )
+         refuse( "\"", route.to, "\" is no destination of a route" );
+      if ( route.via.empty() )
+         refuse( "the route to ", route.to, " leads nowhere" );
+      for ( const Vel::String & link : route.via )
+         if ( !roles_.count( link ) )
+            refuse( "\"", link, "\", over which the route to ", route.to, " leads, is no link" );
    }
 
    std::map< Vel::String, Role > roles_;
