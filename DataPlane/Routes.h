@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -57,13 +58,17 @@ struct AddressWay {
    friend bool operator==( const AddressWay &, const AddressWay & ) = default;
 };
 
-struct RouteAnswer {
+struct RouteTable {
    std::string problem; ///< why routes may be missing; empty: these are all
    std::vector< RouteClass > classes;
    std::vector< RoutedLink > links; ///< all that there are
-   std::optional< AddressWay > way; ///< to the address that was asked for
 
-   friend bool operator==( const RouteAnswer &, const RouteAnswer & ) = default;
+   friend bool operator==( const RouteTable &, const RouteTable & ) = default;
+};
+
+struct RouteAnswer {
+   std::shared_ptr< const RouteTable > table; ///< not null; who asks at the same time has the same
+   std::optional< AddressWay > way;           ///< to the address that was asked for
 };
 
 /// What is asked of a switch.

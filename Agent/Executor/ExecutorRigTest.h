@@ -48,6 +48,7 @@ class FakeSwitch final : public DataPlane::Switch {
          return { snapshotOutcome, {} };
       return { {}, "addresses of " + stringValue( intf ) };
    }
+   void routesAsk( const DataPlane::RouteQuestion &, DataPlane::RoutesAnswered ) override {}
    bool tellsMembership() const override { return membership; }
    Wire::IntfId bridgeBelow( const Wire::IntfId & vlanIntf ) const override {
       const auto at = bridges.find( vlanIntf );

@@ -65,8 +65,9 @@ struct PlanFacts {
    std::vector< PlanRedundancy > redundancy;
    double controlPlaneFloorBps = 0;
    std::string session; ///< the address from which the operator comes; empty: not known
-   DataPlane::RouteAnswer routes;
-   std::map< std::string, PlanLoad > loads; ///< of other interfaces
+   DataPlane::RouteTable routes;
+   std::optional< DataPlane::AddressWay > way; ///< to the session
+   std::map< std::string, PlanLoad > loads;    ///< of other interfaces
 };
 
 enum class PlanSeverity { blocking, warning, info };

@@ -55,9 +55,9 @@ void Judging::judgePaths() {
 }
 
 void Judging::judgeSession() {
-   if ( facts.session.empty() || !facts.routes.way || facts.routes.way->local )
+   if ( facts.session.empty() || !facts.way || facts.way->local )
       return;
-   const DataPlane::AddressWay & way = *facts.routes.way;
+   const DataPlane::AddressWay & way = *facts.way;
    const EqualHops * const now = before.taken( way.choices );
    if ( !way.problem.empty() || !now ) {
       add( PlanCode::unknownSession, PlanSeverity::warning, {} ).text =

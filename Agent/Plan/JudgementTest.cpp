@@ -118,20 +118,20 @@ TEST_F( Judgement, blocksWhenTheSessionLeavesThroughTheUnit ) {
    twoPorts();
    rig.facts.session = "192.0.2.7";
    rig.facts.steering = { "steer" };
-   rig.facts.routes.way = { "", false, "192.0.2.0/24", { rig.via( { "et1" } ) } };
+   rig.facts.way = { "", false, "192.0.2.0/24", { rig.via( { "et1" } ) } };
    EXPECT_EQ(
       "blocking: the way to 192.0.2.7, from where this session comes, leaves through et1 only",
       rig.said( "lock-out" ) );
-   rig.facts.routes.way->choices = { rig.via( { "et1", "et2" } ) };
+   rig.facts.way->choices = { rig.via( { "et1", "et2" } ) };
    EXPECT_EQ( "", rig.said( "lock-out" ) );
-   rig.facts.routes.way->choices = { rig.via( { "et2" } ) };
+   rig.facts.way->choices = { rig.via( { "et2" } ) };
    EXPECT_EQ( "", rig.said( "lock-out" ) );
 }
 
 TEST_F( Judgement, doesNotFearForASessionFromTheSwitchItself ) {
    twoPorts();
    rig.facts.session = "192.0.2.1";
-   rig.facts.routes.way = { "", true, "192.0.2.1/32", { rig.via( { "et1" } ) } };
+   rig.facts.way = { "", true, "192.0.2.1/32", { rig.via( { "et1" } ) } };
    EXPECT_EQ( "", rig.said( "lock-out" ) );
    EXPECT_EQ( "", rig.said( "unknown-session" ) );
 }
@@ -139,12 +139,12 @@ TEST_F( Judgement, doesNotFearForASessionFromTheSwitchItself ) {
 TEST_F( Judgement, warnsWhenTheWayOfTheSessionIsNotKnown ) {
    twoPorts();
    rig.facts.session = "192.0.2.7";
-   rig.facts.routes.way = DataPlane::AddressWay();
-   rig.facts.routes.way->problem = "no answer";
+   rig.facts.way = DataPlane::AddressWay();
+   rig.facts.way->problem = "no answer";
    EXPECT_EQ(
       "warning: whether this session would be cut off is not known: no answer",
       rig.said( "unknown-session" ) );
-   rig.facts.routes.way->problem = "";
+   rig.facts.way->problem = "";
    EXPECT_EQ(
       "warning: whether this session would be cut off is not known: no way to 192.0.2.7 is known",
       rig.said( "unknown-session" ) );

@@ -143,7 +143,7 @@ class Story {
          at->examples.push_back( route.destination );
       }
       result.session = "192.0.2.1";
-      result.routes.way = { "", false, "192.0.2.0/24", session };
+      result.way = { "", false, "192.0.2.0/24", session };
       return result;
    }
 

@@ -57,6 +57,9 @@ class FakeKernel final : public Kernel {
    std::map< Vel::U32, std::vector< TestVlans > > vlans; ///< of ports and bridges
    std::vector< Bytes > addresses;                       ///< dumped
    std::vector< Bytes > routes;                          ///< dumped
+   std::vector< Bytes > nextHops;                        ///< dumped
+   std::map< Vel::String, Bytes > ways;                  ///< what is found for an address, by its text
+   std::map< Vel::String, double > speeds;               ///< bits per second, by the name of the link
    std::vector< Bytes > asked;                           ///< everything to be acknowledged, in order
    /// The code of the answer to a request; 0 unless set.
    std::function< int( const nlmsghdr & ) > code;
@@ -87,6 +90,10 @@ class FakeKernel final : public Kernel {
       if ( toldOfLinks && eventsOpened )
          eventsOpened();
       return { {}, std::make_unique< FakeChannel >( *this, inbox ) };
+   }
+   std::optional< double > speed( const Vel::String & link ) override {
+      const auto at = speeds.find( link );
+      return at == speeds.end() ? std::nullopt : std::optional( at->second );
    }
    LinkSnapshot bootId() override { return { {}, "boot 1" }; }
 
@@ -125,6 +132,8 @@ class FakeKernel final : public Kernel {
       const nlmsghdr & header = messageIn( message );
       if ( header.nlmsg_type == RTM_GETLINK && !( header.nlmsg_flags & NLM_F_DUMP ) )
          lookUp( header, *inbox );
+      else if ( header.nlmsg_type == RTM_GETROUTE && !( header.nlmsg_flags & NLM_F_DUMP ) )
+         lookUpRoute( header, *inbox );
       else if ( header.nlmsg_flags & NLM_F_ACK )
          acknowledge( message, inbox );
       else if ( answers )
@@ -156,6 +165,19 @@ class FakeKernel final : public Kernel {
          inbox.push( answerFrom( request, linkBytes( link->second ), 0 ) );
       inbox.push(
          answerFrom( request, answerBytes( request.nlmsg_seq, link == links.end() ? ENODEV : 0 ), 0 ) );
+   }
+
+   void lookUpRoute( const nlmsghdr & request, Inbox & inbox ) {
+      if ( !answers )
+         return;
+      const auto address = addressFrom(
+         fixedHeader< rtmsg >( request )->rtm_family,
+         Attributes( request, sizeof( rtmsg ) ).payload( RTA_DST ) );
+      const auto way = ways.find( stringValue( address.value() ) );
+      if ( way != ways.end() )
+         inbox.push( answerFrom( request, way->second, 0 ) );
+      inbox.push(
+         answerFrom( request, answerBytes( request.nlmsg_seq, way == ways.end() ? ENETUNREACH : 0 ), 0 ) );
    }
 
    void dump( const nlmsghdr & request, Inbox & inbox ) {
@@ -190,6 +212,9 @@ class FakeKernel final : public Kernel {
                fixedHeader< rtmsg >( messageIn( bytes ) )->rtm_family ==
                fixedHeader< rtmsg >( request )->rtm_family )
                push( bytes );
+      if ( request.nlmsg_type == RTM_GETNEXTHOP )
+         for ( const Bytes & bytes : nextHops )
+            push( bytes );
       push( MessageBuilder( NLMSG_DONE, 0 ).header( 0 ).take() );
    }
    static Bytes answerFrom( const nlmsghdr & request, Bytes bytes, Vel::U16 flags ) {

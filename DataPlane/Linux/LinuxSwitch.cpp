@@ -64,6 +64,7 @@ void LinuxSwitch::stop() {
    close( events_ );
    close( answers_ );
    dumps_.close();
+   routeReader_.stop();
    requests_.clear();
    membership_.listenerIs( nullptr );
    links_.clear();
@@ -258,7 +259,7 @@ void LinuxSwitch::tellHealth() {
 }
 
 double LinuxSwitch::dueTime() const {
-   double due = recoveryTime_;
+   double due = std::min( recoveryTime_, routeReader_.dueTime() );
    for ( const auto & [intf, restoring] : restoring_ )
       due = std::min( due, restoring.restore->retryTime() );
    return due;
@@ -272,6 +273,8 @@ void LinuxSwitch::run( double currentTime ) {
    }
    if ( !restoring_.empty() )
       later( [this] { retryRestores(); } );
+   if ( routeReader_.dueTime() <= currentTime )
+      later( [this] { routeReader_.timeIsOver(); } );
 }
 
 // Counters.

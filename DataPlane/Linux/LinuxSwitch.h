@@ -4,6 +4,7 @@
 #include "DataPlane/Linux/Membership.h"
 #include "DataPlane/Linux/PortCounters.h"
 #include "DataPlane/Linux/Restore.h"
+#include "DataPlane/Linux/RouteReader.h"
 #include "Platform/Cog/EventLoop.h"
 
 namespace DataPlane::Linux {
@@ -12,6 +13,7 @@ namespace DataPlane::Linux {
 ///
 /// Three channels, so that a burst on one loses nothing on another: `events` is told of links and VLANs; `answers`
 /// carries what is to be set, and what came of it; dumps of links, VLANs, counters, addresses and routes have their own.
+/// (And while somebody asks for all routes there is one more, for that takes many turns.)
 ///
 /// Invariants:
 /// 1. Events are taken before answers, so the listener hears of a link's change before it hears that its request is done.
@@ -29,6 +31,10 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    Outcome countersRefresh( VelPool::EntityManager & pool ) override;
    void linkSet( RequestId id, const Wire::IntfId & intf, bool up, const Vel::String & restore ) override;
    LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) override;
+   void routesAsk( const RouteQuestion & question, RoutesAnswered answered ) override {
+      if ( running_ )
+         routeReader_.ask( question, std::move( answered ) );
+   }
    bool tellsMembership() const override { return true; }
    Wire::IntfId bridgeBelow( const Wire::IntfId & vlanIntf ) const override {
       return links_.below( vlanIntf );
@@ -94,6 +100,7 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    Membership membership_{ links_, vlans_ };
    PortCounters counters_;
    LostRoutes lostRoutes_{ dumps_, links_ };
+   RouteReader routeReader_{ *loop_, *kernel_, links_, vlans_ };
    std::map< Wire::IntfId, Restoring > restoring_;
    std::map< Wire::IntfId, Vel::U64 > lastAsked_; ///< order of the last request that has not ended
    Vel::U64 order_ = 0;

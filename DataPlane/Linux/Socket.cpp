@@ -6,9 +6,14 @@
 #include <cstring>
 #include <fstream>
 
+#include <linux/ethtool.h>
 #include <linux/rtnetlink.h>
+#include <linux/sockios.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace DataPlane::Linux {
 
@@ -97,12 +102,38 @@ class Socket final : public Channel {
 
 class RealKernel final : public Kernel {
  public:
+   RealKernel() = default;
+   ~RealKernel() override {
+      if ( control_ >= 0 )
+         close( control_ );
+   }
+   RealKernel( const RealKernel & ) = delete;
+   RealKernel & operator=( const RealKernel & ) = delete;
+
    Opened open( bool toldOfLinks ) override {
       auto socket = std::make_unique< Socket >();
       Outcome outcome = socket->open( toldOfLinks );
       if ( !outcome.ok() )
          return { outcome, nullptr };
       return { outcome, std::move( socket ) };
+   }
+
+   std::optional< double > speed( const Vel::String & link ) override {
+      if ( control_ < 0 )
+         control_ = socket( AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0 );
+      ethtool_cmd settings{};
+      settings.cmd = ETHTOOL_GSET;
+      ifreq request{};
+      if ( link.size() >= sizeof request.ifr_name )
+         return {};
+      std::memcpy( request.ifr_name, link.data(), link.size() );
+      request.ifr_data = reinterpret_cast< char * >( &settings );
+      if ( ioctl( control_, SIOCETHTOOL, &request ) != 0 )
+         return {};
+      const Vel::U32 speed = ethtool_cmd_speed( &settings );
+      if ( speed == 0 || speed == static_cast< Vel::U32 >( SPEED_UNKNOWN ) )
+         return {};
+      return speed * 1e6;
    }
 
    LinkSnapshot bootId() override {
@@ -117,6 +148,9 @@ class RealKernel final : public Kernel {
          return { Outcome::failed( Vel::text( "cannot look at ", namespaceFile, ": ", reason() ) ), {} };
       return { {}, Vel::text( id, ".", status.st_ino ) };
    }
+
+ private:
+   int control_ = -1; ///< drivers are asked through it; opened when it is needed
 };
 
 } // namespace

@@ -48,8 +48,8 @@ struct Description {
    std::vector< Port > ports;
    std::vector< PortChannel > portChannels;
    std::vector< Vlan > vlans;
-   std::vector< Route > routes = {};
    Vel::String bootId; ///< of this run of the switch; empty: "simulated"
+   std::vector< Route > routes = {};
 };
 
 } // namespace DataPlane::Simulated

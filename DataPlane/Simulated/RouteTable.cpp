@@ -52,9 +52,8 @@ constexpr std::size_t mostExamples = 5;
 
 /// By destination in the order of the description.
 std::vector< std::pair< Vel::String, Choices > > byDestination( std::vector< Route > routes ) {
-   std::stable_sort( routes.begin(), routes.end(), []( const Route & a, const Route & b ) {
-      return a.metric < b.metric;
-   } );
+   std::stable_sort(
+      routes.begin(), routes.end(), []( const Route & a, const Route & b ) { return a.metric < b.metric; } );
    std::vector< std::pair< Vel::String, Choices > > result;
    for ( const Route & route : routes ) {
       auto at = std::find_if(

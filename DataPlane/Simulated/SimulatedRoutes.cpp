@@ -5,10 +5,10 @@
 namespace DataPlane::Simulated {
 
 RouteAnswer SimulatedSwitch::routesNow( const RouteQuestion & question ) const {
-   RouteAnswer answer;
-   answer.problem = routesFault_;
+   RouteTable table;
+   table.problem = routesFault_;
    if ( routesFault_.empty() )
-      answer.classes = classesOf( routes_ );
+      table.classes = classesOf( routes_ );
    for ( const auto & link : links_ ) {
       if ( !link->present )
          continue;
@@ -23,8 +23,10 @@ RouteAnswer SimulatedSwitch::routesNow( const RouteQuestion & question ) const {
             if ( member->present )
                routed.needs.back().emplace_back( member->intf.name() );
       }
-      answer.links.push_back( std::move( routed ) );
+      table.links.push_back( std::move( routed ) );
    }
+   RouteAnswer answer;
+   answer.table = std::make_shared< const RouteTable >( std::move( table ) );
    if ( !question.address.empty() )
       answer.way = wayTo( question.address, routes_ );
    if ( answer.way && !routesFault_.empty() )

@@ -8,9 +8,9 @@ struct SimulatedRoutes : SimulatedRig {
    void SetUp() override {
       Description described = description();
       described.ports[0].speedBps = 1e9;
-      described.routes = {
-         { "0.0.0.0/0", { "et1", "pc1" }, 5 }, { "10.0.0.0/8", { "et2" } },  { "10.1.0.0/16", { "vlan10" } },
-         { "10.2.0.0/16", { "et2" } },         { "0.0.0.0/0", { "et2" }, 7 }, { "2001:db8::/32", { "et2" } } };
+      described.routes = { { "0.0.0.0/0", { "et1", "pc1" }, 5 }, { "10.0.0.0/8", { "et2" } },
+                           { "10.1.0.0/16", { "vlan10" } },      { "10.2.0.0/16", { "et2" } },
+                           { "0.0.0.0/0", { "et2" }, 7 },        { "2001:db8::/32", { "et2" } } };
       made = switchNewSimulated( clock, described );
       SimulatedRig::SetUp();
       started();
@@ -23,13 +23,13 @@ struct SimulatedRoutes : SimulatedRig {
          result = answer;
       } );
       EXPECT_EQ( 0, answers );
-      turn();
-      turn();
+      clock->runTurn();
+      clock->runTurn();
       EXPECT_EQ( 1, answers );
       return result;
    }
    const RoutedLink & link( const RouteAnswer & answer, const std::string & name ) {
-      for ( const RoutedLink & each : answer.links )
+      for ( const RoutedLink & each : answer.table->links )
          if ( each.name == name )
             return each;
       throw std::runtime_error( "no link " + name );
@@ -43,14 +43,14 @@ TEST_F( SimulatedRoutes, areClassesOfWhatIsReachedAlike ) {
       { { { { "et2" } } }, 3, { "10.0.0.0/8", "10.2.0.0/16", "2001:db8::/32" } },
       { { { { "vlan10" } } }, 1, { "10.1.0.0/16" } },
       { { { { "et1" }, { "pc1" } }, { { "et2" } } }, 1, { "0.0.0.0/0" } } };
-   EXPECT_EQ( expected, asked().classes );
-   EXPECT_EQ( "", asked().problem );
+   EXPECT_EQ( expected, asked().table->classes );
+   EXPECT_EQ( "", asked().table->problem );
 }
 
 TEST_F( SimulatedRoutes, tellWhatLinksStandOnAndHowFastTheyAre ) {
    carrierIs( "et3", false );
    remove( "et4" );
-   turn();
+   clock->runTurn();
    const RouteAnswer answer = asked();
    EXPECT_EQ( ( RoutedLink{ "et1", true, false, 1e9, {} } ), link( answer, "et1" ) );
    EXPECT_EQ( ( RoutedLink{ "et3", false, false, std::nullopt, {} } ), link( answer, "et3" ) );
@@ -79,15 +79,15 @@ TEST_F( SimulatedRoutes, giveTheWayToAnAddress ) {
 
 TEST_F( SimulatedRoutes, canFail ) {
    simulation().routesFaultIs( "out of order" );
-   EXPECT_EQ( "out of order", asked( "10.1.2.3" ).problem );
+   EXPECT_EQ( "out of order", asked( "10.1.2.3" ).table->problem );
    EXPECT_EQ( "out of order", asked( "10.1.2.3" ).way->problem );
-   EXPECT_TRUE( asked().classes.empty() );
+   EXPECT_TRUE( asked().table->classes.empty() );
 }
 
 TEST_F( SimulatedRoutes, answerNobodyAfterTheEnd ) {
    sw().routesAsk( {}, []( const RouteAnswer & ) { ADD_FAILURE() << "somebody is answered"; } );
    sw().stop();
-   turn();
+   clock->runTurn();
 }
 
 TEST( SimulatedDescription, errorNamesTheRouteThatIsWrong ) {
@@ -98,10 +98,12 @@ TEST( SimulatedDescription, errorNamesTheRouteThatIsWrong ) {
       return switchNewSimulated( Vel::make< Cog::ManualClock >(), description ).outcome.text();
    };
    EXPECT_EQ( "", error( { "10.0.0.0/8", { "et1" } } ) );
-   EXPECT_EQ( "simulated switch: \"10.0.0.0\" is no destination of a route", error( { "10.0.0.0", { "et1" } } ) );
+   EXPECT_EQ(
+      "simulated switch: \"10.0.0.0\" is no destination of a route", error( { "10.0.0.0", { "et1" } } ) );
    EXPECT_EQ( "simulated switch: the route to ::/0 leads nowhere", error( { "::/0", {} } ) );
    EXPECT_EQ(
-      "simulated switch: \"et2\", over which the route to ::/0 leads, is no link", error( { "::/0", { "et2" } } ) );
+      "simulated switch: \"et2\", over which the route to ::/0 leads, is no link",
+      error( { "::/0", { "et2" } } ) );
 }
 
 } // namespace DataPlane::Simulated

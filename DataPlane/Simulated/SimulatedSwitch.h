@@ -55,10 +55,10 @@ class SimulatedSwitch final : public Switch, public Simulation {
       Vel::U32 ifIndex = 0;
       bool present = true;
       bool adminUp = true;
-      bool carrier = true; ///< of ports
+      bool carrier = true;              ///< of ports
       std::optional< double > speedBps; ///< of ports
-      Flow in, out;        ///< of ports; of port-channels what their members share
-      Amount inAmount = 0; ///< of ports: settled
+      Flow in, out;                     ///< of ports; of port-channels what their members share
+      Amount inAmount = 0;              ///< of ports: settled
       Amount outAmount = 0;
       SimLink * portChannel = nullptr;  ///< of ports
       std::vector< SimLink * > members; ///< of port-channels and VLAN interfaces

@@ -57,8 +57,7 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
    DataPlane::LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) override {
       return inner_->linkSnapshot( intf );
    }
-   void routesAsk(
-      const DataPlane::RouteQuestion & question, DataPlane::RoutesAnswered answered ) override {
+   void routesAsk( const DataPlane::RouteQuestion & question, DataPlane::RoutesAnswered answered ) override {
       inner_->routesAsk( question, std::move( answered ) );
    }
    bool tellsMembership() const override { return inner_->tellsMembership(); }

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "DataPlane/Linux/RouteMessage.h"
+#include "DataPlane/Routes.h"
+
+#include <map>
+
+/// Purpose: folds the routes of a dump into classes of destinations that are reached alike, so that a million of them take
+/// the room of a few. Pure.
+/// Order: what next hops stand for first, and which destinations are wanted by themselves; then routes as the kernel tells
+/// them, which is those of one destination one after the other; then end().
+namespace DataPlane::Linux {
+
+class RouteFold {
+ public:
+   /// Classes that are told apart, so that what a kernel tells cannot fill the memory.
+   static constexpr std::size_t mostClasses = 4096;
+   static constexpr std::size_t mostExamples = 5;
+
+   void nextHopIs( NextHopObject object );
+   /// A destination of which the ways are wanted by themselves, whatever kind of route it is.
+   void want( const RouteKey & key ) { wanted_[key]; }
+
+   void take( const RouteEntry & route );
+   void end() { flush(); }
+
+   Vel::U64 routes() const { return routes_; }
+   /// Whether there were too many classes: the rest is left out.
+   bool overfull() const { return overfull_; }
+
+   using Names = std::function< Vel::String( Vel::U32 ifIndex ) >;
+   std::vector< RouteClass > classes( const Names & nameOf ) const;
+   /// Empty if there was no such destination.
+   Choices wanted( const RouteKey & key, const Names & nameOf ) const;
+   static EqualHops named( const RouteHops & hops, const Names & nameOf );
+   /// What a route leads over, through next hops that stand for others, in the order of the links.
+   RouteHops hopsOf( const RouteEntry & route ) const;
+
+ private:
+   /// By preference; empty hops refuse.
+   using Ways = std::vector< std::pair< Vel::U32, RouteHops > >;
+   struct Class {
+      Vel::U64 destinations = 0;
+      std::vector< Vel::String > examples;
+   };
+   void addHops( Vel::U32 id, Vel::U32 weight, unsigned depth, RouteHops & hops ) const;
+   void flush();
+   static Choices named( const std::vector< RouteHops > & ways, const Names & nameOf );
+
+   std::map< Vel::U32, NextHopObject > nextHops_;
+   std::map< RouteKey, std::vector< RouteHops > > wanted_;
+   std::map< std::vector< RouteHops >, Class > classes_;
+   std::optional< RouteKey > key_; ///< whose routes are being taken
+   Ways all_, paths_;              ///< of it; those that lead to others, and what refuses
+   Vel::U64 routes_ = 0;
+   bool overfull_ = false;
+};
+
+} // namespace DataPlane::Linux

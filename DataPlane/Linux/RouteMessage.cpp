@@ -1,0 +1,140 @@
+#include "DataPlane/Linux/RouteMessage.h"
+
+#include "Platform/Vel/Text.h"
+
+#include <tuple>
+
+#include <linux/nexthop.h>
+#include <linux/rtnetlink.h>
+
+namespace DataPlane::Linux {
+
+namespace {
+
+bool isUsable( unsigned flags ) { return !( flags & ( RTNH_F_DEAD | RTNH_F_LINKDOWN ) ); }
+
+/// Empty if it is malformed.
+RouteHops parseHops( std::string_view payload ) {
+   RouteHops hops;
+   while ( payload.size() >= sizeof( rtnexthop ) ) {
+      rtnexthop header;
+      __builtin_memcpy( &header, payload.data(), sizeof header );
+      if ( header.rtnh_len < sizeof header || header.rtnh_len > payload.size() )
+         return {};
+      hops.push_back(
+         { static_cast< Vel::U32 >( header.rtnh_ifindex ), header.rtnh_hops + 1U,
+           isUsable( header.rtnh_flags ) } );
+      payload.remove_prefix( std::min< std::size_t >( RTNH_ALIGN( header.rtnh_len ), payload.size() ) );
+   }
+   return hops;
+}
+
+RouteEntry::Kind kindOf( const rtmsg & header, bool hasGateway ) {
+   using Kind = RouteEntry::Kind;
+   switch ( header.rtm_type ) {
+   case RTN_UNICAST:
+      break;
+   case RTN_BLACKHOLE:
+   case RTN_UNREACHABLE:
+   case RTN_PROHIBIT:
+   case RTN_THROW:
+      return Kind::refusal;
+   default:
+      return Kind::local;
+   }
+   // The kernel itself makes those of addresses; a router announces what is on the link and what is behind it.
+   const bool onLink = header.rtm_protocol == RTPROT_KERNEL || header.rtm_protocol == RTPROT_RA;
+   return onLink && !hasGateway ? Kind::connected : Kind::path;
+}
+
+} // namespace
+
+bool operator<( const RouteKey & a, const RouteKey & b ) {
+   return std::tie( a.destination.family, a.destination.bytes, a.length, a.tos, a.table ) <
+          std::tie( b.destination.family, b.destination.bytes, b.length, b.tos, b.table );
+}
+
+Vel::String stringValue( const RouteKey & key ) {
+   Vel::String text = Vel::text( stringValue( key.destination ), "/", unsigned( key.length ) );
+   if ( key.tos != 0 )
+      text += Vel::text( " tos ", unsigned( key.tos ) );
+   if ( key.table != RT_TABLE_MAIN )
+      text += Vel::text( " table ", key.table );
+   return text;
+}
+
+std::optional< RouteEntry > parseRouteEntry( const nlmsghdr & message ) {
+   const std::optional< rtmsg > header = fixedHeader< rtmsg >( message );
+   if ( message.nlmsg_type != RTM_NEWROUTE || !header || ( header->rtm_flags & RTM_F_CLONED ) )
+      return {};
+   const unsigned longest = maxPrefix( header->rtm_family );
+   if ( longest == 0 || header->rtm_dst_len > longest || header->rtm_type == RTN_MULTICAST )
+      return {};
+   const Attributes attributes( message, sizeof( rtmsg ) );
+   if ( attributes.at( RTA_IIF ) )
+      return {};
+   RouteEntry route;
+   route.key.destination = addressFrom( header->rtm_family, attributes.payload( RTA_DST ) )
+                              .value_or( anyAddress( header->rtm_family ) );
+   route.key.length = header->rtm_dst_len;
+   route.key.tos = header->rtm_tos;
+   route.key.table = attributes.u32( RTA_TABLE ).value_or( header->rtm_table );
+   route.metric = attributes.u32( RTA_PRIORITY ).value_or( 0 );
+   const bool hasGateway =
+      attributes.at( RTA_GATEWAY ) || attributes.at( RTA_VIA ) || attributes.at( RTA_MULTIPATH );
+   route.kind = kindOf( *header, hasGateway );
+   if ( route.kind == RouteEntry::Kind::refusal )
+      return route;
+   if ( const auto several = attributes.payload( RTA_MULTIPATH ) ) {
+      route.hops = parseHops( *several );
+      if ( route.hops.empty() )
+         return {};
+   } else if ( const auto link = attributes.u32( RTA_OIF ) ) {
+      route.hops.push_back( { *link, 1, isUsable( header->rtm_flags ) } );
+   } else {
+      route.nextHopId = attributes.u32( RTA_NH_ID ).value_or( 0 );
+      // Of what a kernel does not tell more of, it is not even known to be connected.
+      if ( route.nextHopId == 0 && route.kind != RouteEntry::Kind::local )
+         return {};
+      if ( route.kind == RouteEntry::Kind::connected )
+         route.kind = RouteEntry::Kind::path;
+   }
+   return route;
+}
+
+std::optional< NextHopObject > parseNextHop( const nlmsghdr & message ) {
+   const std::optional< nhmsg > header = fixedHeader< nhmsg >( message );
+   if ( message.nlmsg_type != RTM_NEWNEXTHOP || !header )
+      return {};
+   const Attributes attributes( message, sizeof( nhmsg ) );
+   NextHopObject result;
+   result.id = attributes.u32( NHA_ID ).value_or( 0 );
+   if ( result.id == 0 )
+      return {};
+   if ( const auto group = attributes.payload( NHA_GROUP ) )
+      for ( std::size_t at = 0; at + sizeof( nexthop_grp ) <= group->size(); at += sizeof( nexthop_grp ) ) {
+         nexthop_grp member;
+         __builtin_memcpy( &member, group->data() + at, sizeof member );
+         result.group.push_back( { member.id, member.weight + 1U } );
+      }
+   else if ( const auto link = attributes.u32( NHA_OIF ) )
+      result.hops.push_back( { *link, 1, isUsable( header->nh_flags ) } );
+   return result;
+}
+
+Bytes nextHopDumpRequest() {
+   return MessageBuilder( RTM_GETNEXTHOP, NLM_F_REQUEST | NLM_F_DUMP ).header( nhmsg{} ).take();
+}
+
+Bytes routeLookUpRequest( const IpAddress & address ) {
+   rtmsg header{};
+   header.rtm_family = address.family;
+   header.rtm_dst_len = static_cast< Vel::U8 >( maxPrefix( address.family ) );
+   header.rtm_flags = RTM_F_LOOKUP_TABLE | RTM_F_FIB_MATCH;
+   return MessageBuilder( RTM_GETROUTE, NLM_F_REQUEST )
+      .header( header )
+      .attribute( RTA_DST, address.payload() )
+      .take();
+}
+
+} // namespace DataPlane::Linux

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "DataPlane/Linux/IpAddress.h"
+#include "DataPlane/Linux/Message.h"
+
+/// Purpose: what the kernel says of routes to somebody who only has to know which links they lead over. Of a million
+/// routes no more is read than that; Route.h reads whole ones.
+namespace DataPlane::Linux {
+
+/// Tells destinations apart: a route of each preference may lead to one.
+struct RouteKey {
+   IpAddress destination;
+   Vel::U8 length = 0;
+   Vel::U8 tos = 0;
+   Vel::U32 table = 0;
+
+   friend bool operator==( const RouteKey &, const RouteKey & ) = default;
+   friend bool operator<( const RouteKey & a, const RouteKey & b );
+};
+/// "10.0.0.0/8", "10.0.0.0/8 table 100"
+Vel::String stringValue( const RouteKey & key );
+
+/// One way out, by the number of the link.
+struct RouteHop {
+   Vel::U32 ifIndex = 0;
+   Vel::U32 weight = 1;
+   bool usable = true;
+
+   friend bool operator==( const RouteHop &, const RouteHop & ) = default;
+   friend auto operator<=>( const RouteHop &, const RouteHop & ) = default;
+};
+using RouteHops = std::vector< RouteHop >;
+
+struct RouteEntry {
+   enum class Kind {
+      path,      ///< leads to others
+      connected, ///< to who is on the link itself
+      refusal,   ///< drops what it is for, or leaves it to another table
+      local      ///< the machine's own addresses, and those of everybody
+   };
+   RouteKey key;
+   Kind kind = Kind::path;
+   Vel::U32 metric = 0;    ///< the lowest is preferred
+   Vel::U32 nextHopId = 0; ///< of the next hop that stands for `hops`, if that has none; 0: there is no such
+   RouteHops hops;
+};
+/// Absent for other messages and malformed ones, and for what is no entry of a table (cached routes, multicast).
+std::optional< RouteEntry > parseRouteEntry( const nlmsghdr & message );
+
+/// A next hop that routes share, or a group of them.
+struct NextHopObject {
+   Vel::U32 id = 0;
+   RouteHops hops; ///< one, unless it is a group; none: it drops
+   struct Member {
+      Vel::U32 id;
+      Vel::U32 weight;
+   };
+   std::vector< Member > group;
+};
+std::optional< NextHopObject > parseNextHop( const nlmsghdr & message );
+
+Bytes nextHopDumpRequest();
+/// Which entry of which table the kernel would take for a packet to that address.
+Bytes routeLookUpRequest( const IpAddress & address );
+
+} // namespace DataPlane::Linux

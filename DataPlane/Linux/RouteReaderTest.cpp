@@ -1,0 +1,393 @@
+#include "DataPlane/Linux/LinuxFaultTest.h"
+
+#include <linux/nexthop.h>
+
+namespace DataPlane::Linux {
+
+namespace {
+
+using Kind = RouteEntry::Kind;
+
+/// A way as a test describes it.
+struct TestHop {
+   Vel::U32 ifIndex;
+   Vel::U32 weight = 1;
+   unsigned flags = 0;
+};
+
+/// A route as a test describes it.
+struct TestRoute {
+   const char * destination;
+   std::vector< TestHop > hops;
+   Vel::U32 metric = 0;
+   Vel::U32 nextHopId = 0;
+   Vel::U8 type = RTN_UNICAST;
+   Vel::U8 protocol = RTPROT_STATIC;
+   Vel::U32 table = RT_TABLE_MAIN;
+   bool gateway = true;
+};
+
+Bytes routeBytes( const TestRoute & route ) {
+   const Vel::String text = route.destination;
+   const IpAddress destination = address( text.substr( 0, text.find( '/' ) ).c_str() );
+   rtmsg header{};
+   header.rtm_family = destination.family;
+   header.rtm_dst_len = static_cast< Vel::U8 >( std::stoi( text.substr( text.find( '/' ) + 1 ) ) );
+   header.rtm_type = route.type;
+   header.rtm_protocol = route.protocol;
+   if ( route.hops.size() == 1 )
+      header.rtm_flags = route.hops[0].flags;
+   MessageBuilder message( RTM_NEWROUTE, 0 );
+   message.header( header );
+   message.attribute( RTA_TABLE, route.table );
+   if ( header.rtm_dst_len > 0 )
+      message.attribute( RTA_DST, destination.payload() );
+   if ( route.metric != 0 )
+      message.attribute( RTA_PRIORITY, route.metric );
+   if ( route.nextHopId != 0 )
+      message.attribute( RTA_NH_ID, route.nextHopId );
+   if ( route.hops.size() == 1 ) {
+      message.attribute( RTA_OIF, route.hops[0].ifIndex );
+      if ( route.gateway )
+         message.attribute( RTA_GATEWAY, destination.payload() );
+   }
+   if ( route.hops.size() > 1 )
+      message.nested( RTA_MULTIPATH, [&] {
+         for ( const TestHop & hop : route.hops ) {
+            const std::size_t begin = message.size();
+            rtnexthop next{};
+            next.rtnh_hops = static_cast< Vel::U8 >( hop.weight - 1 );
+            next.rtnh_ifindex = static_cast< int >( hop.ifIndex );
+            next.rtnh_flags = static_cast< Vel::U8 >( hop.flags );
+            message.append( &next, sizeof next );
+            message.attribute( RTA_GATEWAY, destination.payload() );
+            message.u16At( begin, message.size() - begin );
+         }
+      } );
+   return message.take();
+}
+
+Bytes nextHopBytes( Vel::U32 id, Vel::U32 ifIndex, const std::vector< nexthop_grp > & group = {} ) {
+   MessageBuilder message( RTM_NEWNEXTHOP, 0 );
+   message.header( nhmsg{} );
+   message.attribute( NHA_ID, id );
+   if ( ifIndex != 0 )
+      message.attribute( NHA_OIF, ifIndex );
+   if ( !group.empty() )
+      message.attribute(
+         NHA_GROUP,
+         std::string_view(
+            reinterpret_cast< const char * >( group.data() ), group.size() * sizeof( nexthop_grp ) ) );
+   return message.take();
+}
+
+RouteEntry parsed( const TestRoute & route ) {
+   const Bytes bytes = routeBytes( route );
+   return parseRouteEntry( messageIn( bytes ) ).value();
+}
+
+RouteFold folded( const std::vector< TestRoute > & routes ) {
+   RouteFold fold;
+   for ( const TestRoute & route : routes )
+      fold.take( parsed( route ) );
+   fold.end();
+   return fold;
+}
+
+Vel::String nameOf( Vel::U32 ifIndex ) { return Vel::text( "et", ifIndex ); }
+
+using Classes = std::vector< RouteClass >;
+
+} // namespace
+
+// ---- one route
+
+TEST( RouteMessage, tellsPathsFromWhatIsConnectedLocalOrRefused ) {
+   EXPECT_EQ( Kind::path, parsed( { "10.0.0.0/8", { { 1 } } } ).kind );
+   EXPECT_EQ(
+      Kind::path, parsed( { .destination = "10.0.0.0/8", .hops = { { 1 } }, .gateway = false } ).kind );
+   EXPECT_EQ(
+      Kind::connected,
+      parsed(
+         { .destination = "10.0.0.0/8", .hops = { { 1 } }, .protocol = RTPROT_KERNEL, .gateway = false } )
+         .kind );
+   EXPECT_EQ(
+      Kind::path, parsed( { .destination = "::/0", .hops = { { 1 } }, .protocol = RTPROT_RA } ).kind );
+   EXPECT_EQ(
+      Kind::local, parsed( { .destination = "10.0.0.1/32", .hops = { { 1 } }, .type = RTN_LOCAL } ).kind );
+   for ( const Vel::U8 type : { RTN_BLACKHOLE, RTN_UNREACHABLE, RTN_PROHIBIT, RTN_THROW } )
+      EXPECT_EQ( Kind::refusal, parsed( { .destination = "10.0.0.0/8", .hops = {}, .type = type } ).kind );
+}
+
+TEST( RouteMessage, readsWeightsAndWaysThatAreDown ) {
+   const RouteEntry route =
+      parsed( { "10.0.0.0/8", { { 1, 3 }, { 2, 1, RTNH_F_DEAD }, { 3, 256, RTNH_F_LINKDOWN } } } );
+   EXPECT_EQ( ( RouteHops{ { 1, 3, true }, { 2, 1, false }, { 3, 256, false } } ), route.hops );
+}
+
+TEST( RouteMessage, doesNoHarmWhenItIsCutShort ) {
+   Bytes bytes = routeBytes( { "10.0.0.0/8", { { 1, 3 }, { 2, 1 } } } );
+   const Vel::U32 whole = messageIn( bytes ).nlmsg_len;
+   for ( Vel::U32 length = 0; length < whole; ++length ) {
+      messageIn( bytes ).nlmsg_len = length;
+      parseRouteEntry( messageIn( bytes ) );
+      parseNextHop( messageIn( bytes ) );
+   }
+}
+
+// ---- classes
+
+TEST( RouteFold, putsDestinationsThatAreReachedAlikeIntoOneClass ) {
+   const Classes expected = {
+      { { { { "et1" } } }, 2, { "10.0.0.0/8", "2001:db8::/32" } },
+      { { { { "et1" }, { "et2", 2 } } }, 1, { "11.0.0.0/8 table 100" } } };
+   EXPECT_EQ(
+      expected, folded( { { "10.0.0.0/8", { { 1 } } },
+                          { .destination = "11.0.0.0/8", .hops = { { 2, 2 }, { 1 } }, .table = 100 },
+                          { "2001:db8::/32", { { 1 } } } } )
+                   .classes( nameOf ) );
+}
+
+TEST( RouteFold, ordersTheWaysToADestinationByTheirMetric ) {
+   const Classes expected = { { { { { "et1" } }, { { "et2" } }, {} }, 1, { "10.0.0.0/8" } } };
+   EXPECT_EQ(
+      expected, folded( { { "10.0.0.0/8", { { 2 } }, 20 },
+                          { "10.0.0.0/8", { { 1 } }, 10 },
+                          { .destination = "10.0.0.0/8", .hops = {}, .metric = 30, .type = RTN_BLACKHOLE },
+                          { "10.0.0.0/8", { { 3 } }, 40 } } )
+                   .classes( nameOf ) );
+}
+
+TEST( RouteFold, joinsWaysOfOneMetricThatAreToldByThemselves ) {
+   const Classes expected = { { { { { "et1" }, { "et2" } } }, 1, { "2001:db8::/32" } } };
+   EXPECT_EQ(
+      expected, folded( { { "2001:db8::/32", { { 2 } }, 1024 }, { "2001:db8::/32", { { 1 } }, 1024 } } )
+                   .classes( nameOf ) );
+}
+
+TEST( RouteFold, leavesOutWhatLeadsToNobodyElse ) {
+   EXPECT_EQ(
+      Classes(),
+      folded( { { .destination = "10.0.0.0/8", .hops = {}, .type = RTN_UNREACHABLE },
+                { .destination = "10.1.0.1/32", .hops = { { 1 } }, .type = RTN_LOCAL, .table = 255 },
+                { .destination = "10.1.0.0/24",
+                  .hops = { { 1 } },
+                  .protocol = RTPROT_KERNEL,
+                  .gateway = false } } )
+         .classes( nameOf ) );
+}
+
+TEST( RouteFold, resolvesSharedNextHopsAndGroupsWithinGroups ) {
+   RouteFold fold;
+   const auto add = [&]( Bytes bytes ) { fold.nextHopIs( parseNextHop( messageIn( bytes ) ).value() ); };
+   add( nextHopBytes( 1, 1 ) );
+   add( nextHopBytes( 2, 2 ) );
+   add( nextHopBytes( 10, 0, { { 1, 2, 0, 0 }, { 2, 0, 0, 0 } } ) );
+   add( nextHopBytes( 11, 0, { { 10, 1, 0, 0 }, { 2, 4, 0, 0 } } ) );
+   add( nextHopBytes( 12, 0, { { 12, 0, 0, 0 } } ) ); // a circle
+   for ( const auto & [destination, id] :
+         { std::pair( "10.1.0.0/16", 1u ), std::pair( "10.2.0.0/16", 10u ), std::pair( "10.3.0.0/16", 11u ),
+           std::pair( "10.4.0.0/16", 12u ) } )
+      fold.take( parsed( { .destination = destination, .hops = {}, .nextHopId = id } ) );
+   fold.end();
+   const Classes expected = {
+      { { { { "et1" } } }, 1, { "10.1.0.0/16" } },
+      { { { { "et1", 3 }, { "et2", 1 } } }, 1, { "10.2.0.0/16" } },
+      { { { { "et1", 6 }, { "et2", 2 }, { "et2", 5 } } }, 1, { "10.3.0.0/16" } } };
+   EXPECT_EQ( expected, fold.classes( nameOf ) );
+}
+
+TEST( RouteFold, keepsTheWaysToADestinationThatIsWantedWhateverItIs ) {
+   RouteFold fold;
+   const RouteEntry route = parsed(
+      { .destination = "10.1.0.0/24", .hops = { { 7 } }, .protocol = RTPROT_KERNEL, .gateway = false } );
+   fold.want( route.key );
+   fold.take( route );
+   fold.end();
+   EXPECT_EQ( ( Choices{ { { "et7" } } } ), fold.wanted( route.key, nameOf ) );
+   EXPECT_EQ( Classes(), fold.classes( nameOf ) );
+}
+
+TEST( RouteFold, tellsNoMoreClassesApartThanItHasRoomFor ) {
+   RouteFold fold;
+   for ( Vel::U32 i = 1; i <= RouteFold::mostClasses + 10; ++i ) {
+      RouteEntry route = parsed( { "10.0.0.0/8", { { i } } } );
+      route.key.table = i;
+      fold.take( route );
+   }
+   fold.end();
+   EXPECT_TRUE( fold.overfull() );
+   EXPECT_EQ( RouteFold::mostClasses, fold.classes( nameOf ).size() );
+}
+
+// ---- questions
+
+class Routes : public LinuxFault {
+ protected:
+   RouteAnswer asked( const Vel::String & address = "" ) {
+      std::optional< RouteAnswer > result;
+      made->routesAsk( { address }, [&]( const RouteAnswer & answer ) {
+         EXPECT_FALSE( result ) << "answered twice";
+         result = answer;
+      } );
+      EXPECT_FALSE( result );
+      for ( int i = 0; i < 100 && !result; ++i )
+         turn();
+      EXPECT_TRUE( result );
+      return result.value_or( RouteAnswer() );
+   }
+};
+
+TEST_F( Routes, areToldWithTheLinksBelowThem ) {
+   kernel->links[3] = { .ifIndex = 3, .name = "bond0", .kind = "bond" };
+   kernel->links[2].master = 3;
+   kernel->links[2].slaveKind = "bond";
+   kernel->links[4] = { .ifIndex = 4, .name = "et1.7", .kind = "vlan", .lower = 1, .vlanId = 7 };
+   kernel->speeds = { { "et1", 1e9 }, { "bond0", 2e9 } };
+   kernel->nextHops = { nextHopBytes( 5, 3 ) };
+   kernel->routes = {
+      routeBytes( { "0.0.0.0/0", { { 1 } } } ),
+      routeBytes( { .destination = "10.0.0.0/8", .hops = {}, .nextHopId = 5 } ),
+      routeBytes( { "2001:db8::/32", { { 4 } } } ) };
+   started();
+   const RouteAnswer answer = asked();
+   EXPECT_EQ( "", answer.table->problem );
+   const Classes classes = {
+      { { { { "et1" } } }, 1, { "0.0.0.0/0" } },
+      { { { { "bond0" } } }, 1, { "10.0.0.0/8" } },
+      { { { { "et1.7" } } }, 1, { "2001:db8::/32" } } };
+   EXPECT_EQ( classes, answer.table->classes );
+   const std::vector< RoutedLink > links = {
+      { "et1", true, false, 1e9, {} },
+      { "et2", true, false, std::nullopt, {} },
+      { "bond0", true, true, std::nullopt, { { "et2" } } },
+      { "et1.7", true, false, std::nullopt, { { "et1" } } } };
+   EXPECT_EQ( links, answer.table->links );
+   EXPECT_FALSE( answer.way );
+}
+
+TEST_F( Routes, leadThroughTheMembersOfAVlanOfABridge ) {
+   kernel->links[3] = { .ifIndex = 3, .name = "br0", .kind = "bridge", .vlanFiltering = true };
+   kernel->links[4] = { .ifIndex = 4, .name = "br0.10", .kind = "vlan", .lower = 3, .vlanId = 10 };
+   for ( const Vel::U32 port : { 1u, 2u } ) {
+      kernel->links[port].master = 3;
+      kernel->links[port].slaveKind = "bridge";
+   }
+   kernel->vlans = { { 1, { { 10, 10 } } }, { 2, { { 20, 20 } } }, { 3, { { 10, 10 } } } };
+   started();
+   const RouteAnswer answer = asked();
+   ASSERT_EQ( 4u, answer.table->links.size() );
+   EXPECT_EQ(
+      ( RoutedLink{ "br0", true, false, std::nullopt, { { "et1", "et2" } } } ), answer.table->links[2] );
+   EXPECT_EQ(
+      ( RoutedLink{ "br0.10", true, false, std::nullopt, { { "br0" }, { "et1" } } } ),
+      answer.table->links[3] );
+}
+
+TEST_F( Routes, giveTheWayToAnAddressWithAllItsPreferences ) {
+   kernel->routes = {
+      routeBytes( { "10.0.0.0/8", { { 1 } }, 10 } ), routeBytes( { "10.0.0.0/8", { { 2 } }, 20 } ) };
+   kernel->ways = {
+      { "10.1.2.3", kernel->routes.front() },
+      { "10.9.9.9", routeBytes( { .destination = "10.9.9.9/32", .hops = { { 1 } }, .type = RTN_LOCAL } ) },
+      { "11.0.0.1", routeBytes( { "11.0.0.0/8", { { 2 } } } ) } };
+   started();
+   AddressWay way = asked( "10.1.2.3" ).way.value();
+   EXPECT_EQ( ( AddressWay{ "", false, "10.0.0.0/8", { { { "et1" } }, { { "et2" } } } } ), way );
+   EXPECT_TRUE( asked( "10.9.9.9" ).way->local );
+   // It has gone since.
+   way = asked( "11.0.0.1" ).way.value();
+   EXPECT_EQ( ( AddressWay{ "", false, "11.0.0.0/8", { { { "et2" } } } } ), way );
+   way = asked( "12.0.0.1" ).way.value();
+   EXPECT_TRUE( way.problem.starts_with( "there is no route to 12.0.0.1 (" ) ) << way.problem;
+   EXPECT_EQ( "\"nobody\" is no address", asked( "nobody" ).way->problem );
+}
+
+TEST_F( Routes, areKnownWhereSharedNextHopsAreNot ) {
+   kernel->routes = { routeBytes( { "0.0.0.0/0", { { 1 } } } ) };
+   kernel->refused = []( const nlmsghdr & request ) {
+      return request.nlmsg_type == RTM_GETNEXTHOP ? EOPNOTSUPP : 0;
+   };
+   started();
+   EXPECT_EQ( "", asked().table->problem );
+   EXPECT_EQ( 1u, asked().table->classes.size() );
+}
+
+TEST_F( Routes, thatCannotBeReadAreMissingAndTheOthersThere ) {
+   kernel->routes = { routeBytes( { "0.0.0.0/0", { { 1 } } } ) };
+   kernel->refused = []( const nlmsghdr & request ) {
+      const auto header = fixedHeader< rtmsg >( request );
+      return request.nlmsg_type == RTM_GETROUTE && header->rtm_family == AF_INET6 ? ENOMEM : 0;
+   };
+   started();
+   const RouteAnswer answer = asked();
+   EXPECT_EQ( "Cannot allocate memory", answer.table->problem );
+   EXPECT_EQ( 1u, answer.table->classes.size() );
+   EXPECT_EQ( 2u, answer.table->links.size() );
+}
+
+TEST_F( Routes, areAnsweredWhenThereIsNoChannel ) {
+   started();
+   kernel->opens = false;
+   const RouteAnswer answer = asked( "10.0.0.1" );
+   EXPECT_EQ( "cannot open a netlink socket: Too many open files", answer.table->problem );
+   EXPECT_FALSE( answer.way->problem.empty() );
+}
+
+TEST_F( Routes, sayThatTheyHaveChangedMeanwhile ) {
+   started();
+   kernel->interruptedDumps = 2;
+   EXPECT_EQ( "they have changed while they were read", asked().table->problem );
+   EXPECT_EQ( "", asked().table->problem );
+}
+
+TEST_F( Routes, areGivenUpWhenTheKernelDoesNotAnswer ) {
+   started();
+   kernel->answers = false;
+   std::optional< RouteAnswer > answer;
+   made->routesAsk( { "" }, [&]( const RouteAnswer & given ) { answer = given; } );
+   runFor( Switch::routePatience - 0.5 );
+   EXPECT_FALSE( answer );
+   runFor( 1 );
+   ASSERT_TRUE( answer );
+   EXPECT_EQ( "they cannot be read within 3 s", answer->table->problem );
+   EXPECT_EQ( 2u, answer->table->links.size() );
+   kernel->answers = true;
+   EXPECT_EQ( "", asked().table->problem );
+}
+
+TEST_F( Routes, areReadOnceForAllWhoAskMeanwhile ) {
+   started();
+   int answers = 0;
+   for ( int i = 0; i < 100; ++i )
+      made->routesAsk( { "" }, [&]( const RouteAnswer & ) { ++answers; } );
+   for ( int i = 0; i < 20; ++i )
+      turn();
+   EXPECT_EQ( 100, answers );
+   EXPECT_EQ( 2, kernel->dumps[RTM_GETROUTE] );
+}
+
+TEST_F( Routes, areReadAPartInEachTurn ) {
+   for ( int i = 0; i < 1000; ++i )
+      kernel->routes.push_back( routeBytes( { "10.0.0.0/8", { { 1 } } } ) );
+   started();
+   bool answered = false;
+   made->routesAsk( { "" }, [&]( const RouteAnswer & ) { answered = true; } );
+   int turns = 0;
+   for ( ; !answered && turns < 1000; ++turns )
+      turn();
+   // The fake kernel gives a route a datagram.
+   EXPECT_GE( turns, 1000 / RouteReader::datagramsPerTurn );
+   EXPECT_LT( turns, 200 );
+}
+
+TEST_F( Routes, areOfNoConcernAfterTheEnd ) {
+   started();
+   made->routesAsk( { "" }, []( const RouteAnswer & ) { ADD_FAILURE() << "somebody is answered"; } );
+   turn();
+   made->stop();
+   for ( int i = 0; i < 10; ++i )
+      turn();
+}
+
+} // namespace DataPlane::Linux

@@ -1,0 +1,55 @@
+#include "DataPlane/Linux/RouteReader.h"
+
+/// Which links stand on which others.
+namespace DataPlane::Linux {
+
+namespace {
+
+bool standsOnLower( const LinkMessage & link ) {
+   for ( const char * kind : { "vlan", "macvlan", "macvtap", "ipvlan", "ipvtap", "macsec" } )
+      if ( link.kind == kind )
+         return link.lower != 0;
+   return false;
+}
+
+bool isBondOrTeam( const LinkMessage & link ) { return link.kind == "bond" || link.kind == "team"; }
+
+} // namespace
+
+std::vector< RoutedLink > routedLinks( const LinkTable & links, const VlanTable & vlans ) {
+   std::map< Vel::U32, LinkMessage > all;
+   std::map< Vel::U32, std::vector< Vel::U32 > > slaves;
+   links.forEach( [&]( const LinkMessage & link, const Wire::IntfId & ) {
+      all.emplace( link.ifIndex, link );
+      if ( link.slaveKind == "bond" || link.slaveKind == "team" || link.slaveKind == "bridge" )
+         slaves[link.master].push_back( link.ifIndex );
+   } );
+   std::vector< RoutedLink > result;
+   for ( const auto & [ifIndex, link] : all ) {
+      RoutedLink routed;
+      routed.name = link.name;
+      routed.up = link.adminUp && link.lowerUp;
+      routed.aggregate = isBondOrTeam( link );
+      const auto need = [&, &link = link]( const std::vector< Vel::U32 > & below, bool ofVlan ) {
+         std::vector< std::string > names;
+         for ( const Vel::U32 each : below )
+            if ( !ofVlan || vlans.vlans( each ).test( link.vlanId ) )
+               names.push_back( all.at( each ).name );
+         if ( !names.empty() )
+            routed.needs.push_back( std::move( names ) );
+      };
+      if ( routed.aggregate || link.kind == "bridge" )
+         need( slaves[ifIndex], false );
+      const auto lower = standsOnLower( link ) ? all.find( link.lower ) : all.end();
+      if ( lower != all.end() ) {
+         need( { link.lower }, false );
+         // On a bridge that filters, only what is in the VLAN carries it.
+         if ( lower->second.kind == "bridge" && lower->second.vlanFiltering )
+            need( slaves[link.lower], true );
+      }
+      result.push_back( std::move( routed ) );
+   }
+   return result;
+}
+
+} // namespace DataPlane::Linux
