@@ -18,11 +18,11 @@ bool isBondOrTeam( const LinkMessage & link ) { return link.kind == "bond" || li
 
 std::vector< RoutedLink > routedLinks( const LinkTable & links, const VlanTable & vlans ) {
    std::map< Vel::U32, LinkMessage > all;
-   std::map< Vel::U32, std::vector< Vel::U32 > > slaves;
+   std::map< Vel::U32, std::set< Vel::U32 > > slaves;
    links.forEach( [&]( const LinkMessage & link, const Wire::IntfId & ) {
       all.emplace( link.ifIndex, link );
       if ( link.slaveKind == "bond" || link.slaveKind == "team" || link.slaveKind == "bridge" )
-         slaves[link.master].push_back( link.ifIndex );
+         slaves[link.master].insert( link.ifIndex );
    } );
    std::vector< RoutedLink > result;
    for ( const auto & [ifIndex, link] : all ) {
@@ -30,7 +30,7 @@ std::vector< RoutedLink > routedLinks( const LinkTable & links, const VlanTable 
       routed.name = link.name;
       routed.up = link.adminUp && link.lowerUp;
       routed.aggregate = isBondOrTeam( link );
-      const auto need = [&, &link = link]( const std::vector< Vel::U32 > & below, bool ofVlan ) {
+      const auto need = [&, &link = link]( const std::set< Vel::U32 > & below, bool ofVlan ) {
          std::vector< std::string > names;
          for ( const Vel::U32 each : below )
             if ( !ofVlan || vlans.vlans( each ).test( link.vlanId ) )
