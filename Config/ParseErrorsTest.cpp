@@ -53,7 +53,8 @@ TEST( ParseErrors, reportsUnknownKeys ) {
           { "f:4:1: error: unknown key \"setle\" in the configuration; did you mean \"settle\"?" } },
         { good + "colour: red\n",
           { "f:4:1: error: unknown key \"colour\" in the configuration; known are version, switch, listen, "
-            "settle, stages, enter, exit, profiles, default-profile, groups, units, redundancy-groups, control-plane-floor and simulated" } },
+            "settle, stages, enter, exit, profiles, default-profile, groups, units, redundancy-groups, "
+            "control-plane-floor and simulated" } },
         { good + "Groups: {}\n",
           { "f:4:1: error: unknown key \"Groups\" in the configuration; did you mean \"groups\"?" } },
         { good + "groups:\n"

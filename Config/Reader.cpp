@@ -6,8 +6,21 @@ namespace Config {
 
 namespace {
 
-const std::vector< std::string > topLevelKeys{ "version", "switch", "listen", "settle", "stages", "enter", "exit", "profiles",
- "default-profile", "groups", "units", "redundancy-groups", "control-plane-floor", "simulated" };
+const std::vector< std::string > topLevelKeys{
+   "version",
+   "switch",
+   "listen",
+   "settle",
+   "stages",
+   "enter",
+   "exit",
+   "profiles",
+   "default-profile",
+   "groups",
+   "units",
+   "redundancy-groups",
+   "control-plane-floor",
+   "simulated" };
 
 } // namespace
 

@@ -19,8 +19,7 @@ TEST( RedundancyGroups, sayWhoStandsInForWhom ) {
 
 TEST( RedundancyGroups, areReportedWhereTheyAreWrong ) {
    expectErrors(
-      { { units + "redundancy-groups: {g: {units: [u, vw]}}\n",
-          { "f:5:36: error: unknown unit \"vw\"" } },
+      { { units + "redundancy-groups: {g: {units: [u, vw]}}\n", { "f:5:36: error: unknown unit \"vw\"" } },
         { good + "units: {spine-a: {}}\nredundancy-groups: {g: {units: [spine-b]}}\n",
           { "f:5:33: error: unknown unit \"spine-b\"; did you mean \"spine-a\"?" } },
         { units + "redundancy-groups: {g: {units: [u, u]}}\n",

@@ -15,7 +15,8 @@ TEST( ToYaml, writesEverythingOut ) {
              "redundancy-groups: {r: {units: [u], max-out: 2}}\n"
              "control-plane-floor: 4000bps\n"
              "simulated:\n"
-             "  ports: {et1: {traffic: [{for: 60s, in: 1500bps}, {ramp: 1m, to: 0bps}], speed: 1Gbps}, et2: {speed: 1Mbps}}\n"
+             "  ports: {et1: {traffic: [{for: 60s, in: 1500bps}, {ramp: 1m, to: 0bps}], speed: 1Gbps}, et2: "
+             "{speed: 1Mbps}}\n"
              "  port-channels: {pc1: [et2]}\n"
              "  vlans: {10: {members: [et1, pc1]}}\n"
              "  routes: [{to: 0::/0, via: [et1]}, {to: 10.0.0.0/8, via: [vlan10, pc1], metric: 5}]\n",
@@ -44,13 +45,15 @@ TEST( ToYaml, writesEverythingOut ) {
       "simulated:\n"
       "  clock: real\n"
       "  ports:\n"
-      "    et1: {traffic: [{for: 1m, in: 1.5kbps, out: 0bps}, {ramp: 1m, in: 0bps, out: 0bps}], speed: 1Gbps}\n"
+      "    et1: {traffic: [{for: 1m, in: 1.5kbps, out: 0bps}, {ramp: 1m, in: 0bps, out: 0bps}], speed: "
+      "1Gbps}\n"
       "    et2: {speed: 1Mbps}\n"
       "  port-channels:\n"
       "    pc1: [et2]\n"
       "  vlans:\n"
       "    10: {name: vlan10, members: [et1, pc1]}\n"
-      "  routes: [{to: \"::/0\", via: [et1], metric: 0}, {to: \"10.0.0.0/8\", via: [pc1, vlan10], metric: 5}]\n",
+      "  routes: [{to: \"::/0\", via: [et1], metric: 0}, {to: \"10.0.0.0/8\", via: [pc1, vlan10], metric: "
+      "5}]\n",
       Config::toYaml( *result.configuration ) );
 }
 
