@@ -130,6 +130,11 @@ export class Aggregate {
    }
    update() { this.curve.dirtyIs(); }
    remove() { this.curve.remove(); }
+   /** In and out where the curve ends; what the agent says of the unit while there is none. */
+   rates( unit ) {
+      const { ins, outs, length } = this.model.sumOf( this.unitName );
+      return length ? [ ins[ length - 1 ], outs[ length - 1 ] ] : [ unit.rates[ 'in-bps' ], unit.rates[ 'out-bps' ] ];
+   }
    facts() {
       const { model } = this;
       const now = model.now();

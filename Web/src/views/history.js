@@ -27,8 +27,8 @@ export class RecordTable {
       return {
          element: h( 'tr', {}, h( 'th', { scope: 'row' }, h( 'a', { href: recordLink( record.id ) }, String( record.id ) ) ),
             this.unit ? h( 'td', {}, h( 'a', { href: unitLink( record.unit ) }, record.unit ) ) : null,
-            h( 'td', {}, format.day( format.seconds( record.began ) ) ), took, outcome, spikes,
-            h( 'td', { class: 'wide' }, record.by ?? '' ), h( 'td', {}, record.reason ?? '' ) ),
+            h( 'td', { class: 'when' }, format.day( format.seconds( record.began ) ) ), took, outcome, spikes,
+            h( 'td', { class: 'wide short' }, record.by ?? '' ), h( 'td', {}, record.reason ?? '' ) ),
          update( now ) {
             const from = format.seconds( now.began ), to = format.seconds( now.ended );
             text( took, from !== null && to !== null ? format.duration( to - from ) : '' );

@@ -89,7 +89,7 @@ class PastPanel {
       shown( this.rates.element, peak !== null );
       text( this.peak, `highest after it drained, at ${format.clock( peak )}:` );
       this.rates.update( intf[ 'peak-in-bps' ], intf[ 'peak-out-bps' ] );
-      text( this.count, `${story.length} changes` );
+      text( this.count, `${story.length} ${story.length === 1 ? 'change' : 'changes'}` );
       this.storyRows.update( story );
       shown( this.profile, Boolean( profile ) );
       text( this.profile, profile ? profileText( profile ) : '' );

@@ -81,7 +81,7 @@ export class UnitView {
       this.progress.update( unit );
       text( this.sentence, unit.sentence ?? '' );
       this.who.update( unit, model.now() );
-      this.rates.update( unit.rates[ 'in-bps' ], unit.rates[ 'out-bps' ] );
+      this.rates.update( ...this.aggregate.rates( unit ) );
       this.deadline.update( nextShutdown( interfaces ), model.now(), true );
       shown( this.stages, unit.stages?.length > 0 );
       this.stageRows.update( unit.stages ?? [] );

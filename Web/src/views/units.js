@@ -35,7 +35,7 @@ class Card {
       this.progress.update( unit );
       text( this.sentence, unit.sentence ?? '' );
       this.who.update( unit, model.now() );
-      this.rates.update( unit.rates[ 'in-bps' ], unit.rates[ 'out-bps' ] );
+      this.rates.update( ...this.aggregate.rates( unit ) );
       this.deadline.update( nextShutdown( interfaces ), model.now(), true );
       this.aggregate.update();
       shown( this.matrix.element, interfaces.length > 0 );
