@@ -54,7 +54,7 @@ void ours( benchmark::State & state, const Paths & paths, const char * limit ) {
    for ( const std::string & path : paths )
       if ( const std::string text = agent().ask( "GET", path );
            text.empty() || text.starts_with( "{\"error\"" ) )
-         state.SkipWithError( "refused: " + path + " " + text );
+         return state.SkipWithError( ( "refused: " + path + " " + text ).c_str() );
    if ( answer( paths ) < links * 100 )
       state.SkipWithError( "interfaces are missing from the answers" );
    for ( auto _ : state )
