@@ -221,6 +221,8 @@ Agent readAgent( std::string_view text ) {
    agent.switchOverruns = in.counter( "switch-overruns" );
    agent.clock = in.time( "clock" );
    agent.fastLog = in.text( "fast-log" );
+   agent.restarts = in.maybeCounter( "restarts" );
+   agent.restartReason = in.maybeText( "restart-reason" );
    return agent;
 }
 

@@ -150,9 +150,11 @@ struct Agent {
    std::string configurationFile, configurationState;
    std::vector< std::string > configurationErrors;
    std::string switchKind;
-   std::uint64_t switchOverruns = 0; ///< how often news of the switch were lost
-   std::optional< double > clock;    ///< the agent's present time, which a simulation may have set
-   std::string fastLog;              ///< path
+   std::uint64_t switchOverruns = 0;           ///< how often news of the switch were lost
+   std::optional< double > clock;              ///< the agent's present time, which a simulation may have set
+   std::string fastLog;                        ///< path
+   std::optional< std::uint64_t > restarts;    ///< by its supervisor; nothing: it has none
+   std::optional< std::string > restartReason; ///< why the last one was; nothing: there was none
 };
 
 struct TraceLevel {

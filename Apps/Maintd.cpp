@@ -108,7 +108,7 @@ Maintd::~Maintd() {
    if ( world_.switch_ )
       world_.switch_->stop();
    if ( context_ )
-      context_->entityDir()->entryDel( pluginEntry );
+      context_->entityDir()->entryDelAll();
    if ( plugins_ )
       plugins_->close();
 }
@@ -337,6 +337,7 @@ void Maintd::loadPlugin() {
    pluginAsked_ = true;
    context_ = Vel::make< Maintenance::PluginContext >( entityManager_, entities_->pool );
    plugins_->load( pluginName, options_.pluginDir + "/" + pluginFile, context_.get() );
+   plugins_->loadOthers( options_.pluginDir, pluginFile, context_.get() );
 }
 
 std::string Maintd::listen() {
@@ -350,7 +351,7 @@ std::string Maintd::listen() {
 
 // ---- release by hand
 
-std::string Maintd::releaseAll() {
+std::string Maintd::releaseAll( std::vector< std::string > * released ) {
    for ( const auto step :
          { &Maintd::openStore, &Maintd::readConfiguration, &Maintd::makeClock, &Maintd::makeSwitch } )
       if ( const std::string problem = ( this->*step )(); !problem.empty() )
@@ -362,10 +363,16 @@ std::string Maintd::releaseAll() {
    const DataPlane::Outcome outcome = executor_->start();
    if ( !outcome.ok() )
       return "switch: " + outcome.text();
+   std::vector< Wire::IntfId > links;
+   for ( const auto & [intf, entry] : entities_->journal->entryRange() )
+      links.push_back( intf );
    entities_->cause->intfStatusDelAll();
    releaseTick_.is( wheel_, this ).hasNotificationActiveIs( true );
    releaseTick();
    loop_->run();
+   for ( const Wire::IntfId & intf : links )
+      if ( released && !entities_->journal->entry( intf ) )
+         released->emplace_back( intf.name() );
    if ( entities_->journal->entrys() == 0 )
       return "";
    std::string held;

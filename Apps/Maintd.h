@@ -37,6 +37,8 @@ struct MaintdOptions {
    std::string socket; ///< empty: control.sock in the runtime folder
    std::string pluginDir;
    std::string version;
+   std::optional< unsigned > restarts; ///< by the supervisor; nothing: there is none
+   std::string restartReason;          ///< how the agent before this one has ended; empty: there was none
 };
 
 /// What is there without the agent and outlives it. Empty pointers: the agent makes its own. A test that ends one agent
@@ -68,8 +70,8 @@ class Maintd {
    Cog::EventLoop & loop() { return *loop_; }
    const MaintdWorld & world() const { return world_; }
    /// Raises every link that the journal says we hold, without plug-ins and stages, and waits for the switch to do it.
-   /// The reason if that was not possible.
-   std::string releaseAll();
+   /// The reason if that was not possible. `released`, if given, gets the names of the links that were let go of.
+   std::string releaseAll( std::vector< std::string > * released = nullptr );
 
  private:
    struct Entities;

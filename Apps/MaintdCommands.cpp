@@ -129,6 +129,8 @@ Agent::ControlCommands::AgentFacts Maintd::facts() const {
       result.pluginProblem = problem->message;
    result.switchOverruns = executor_->overruns();
    result.started = started_;
+   result.restarts = options_.restarts;
+   result.restartReason = options_.restartReason;
    result.problems = problems();
    result.countersRead = executor_->countersRead();
    result.turns = loop_->turns();
@@ -149,6 +151,9 @@ std::vector< Agent::Problem > Maintd::problems() const {
       result.push_back( { "configuration", started_, configurationErrors_.front() } );
    if ( const auto problem = plugins_->problem( pluginName ) )
       result.push_back( { "plug-in", started_, problem->message } );
+   for ( const auto & [file, problem] : plugins_->others() )
+      if ( problem )
+         result.push_back( { "plug-in", started_, problem->message } );
    for ( const auto & failure : commands_->failures() )
       result.push_back(
          { "stage", failure.since,

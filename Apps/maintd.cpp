@@ -1,4 +1,5 @@
 #include "Apps/Maintd.h"
+#include "Apps/RealAgentProcess.h"
 
 #include "Platform/Vel/Error.h"
 #include "Platform/Vel/Log.h"
@@ -81,16 +82,22 @@ class Background {
       return got == 1 ? 0 : 1;
    }
 
-   /// It runs: nobody waits any more, and nobody reads what is written to the standard output.
-   void started() {
+   /// Lets go of the terminal and of the folder that we were started in, which could not be unmounted otherwise.
+   void leave() {
       if ( const int nowhere = open( "/dev/null", O_RDWR ); nowhere >= 0 ) {
          for ( const int standard : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO } )
             dup2( nowhere, standard );
          if ( nowhere > STDERR_FILENO )
             close( nowhere );
       }
-      // A folder that a program is in cannot be unmounted.
-      if ( chdir( "/" ) != 0 || write( report_, "", 1 ) != 1 )
+      if ( chdir( "/" ) != 0 )
+         spdlog::warn( "the folder cannot be left: {}", std::strerror( errno ) );
+   }
+
+   /// It runs: nobody waits any more. Whoever has waited is gone already when an agent is started again.
+   void started() {
+      leave();
+      if ( write( report_, "", 1 ) != 1 && errno != EPIPE )
          spdlog::warn( "whoever has started this was not told: {}", std::strerror( errno ) );
       close( report_ );
    }
@@ -99,6 +106,67 @@ class Background {
    int report_ = -1;
 };
 
+void logToSyslog() {
+   constexpr char name[] = "syslog";
+   // A supervisor's child has taken it over.
+   if ( !spdlog::get( name ) )
+      logTo( spdlog::syslog_logger_st( name, "maintd", LOG_PID, LOG_DAEMON ), "%v" );
+}
+
+int releaseAllLinks( const Apps::MaintdOptions & options ) {
+   std::vector< std::string > released;
+   const std::string problem = Apps::Maintd( options ).releaseAll( &released );
+   for ( const std::string & link : released )
+      std::printf( "released %s\n", link.c_str() );
+   if ( released.empty() && problem.empty() )
+      std::puts( "no link was held" );
+   if ( !problem.empty() )
+      std::fprintf( stderr, "maintd: %s\n", problem.c_str() );
+   return problem.empty() ? 0 : 1;
+}
+
+/// Until a signal ends it. `background` is null in the foreground.
+int runAgent( const Apps::MaintdOptions & options, Background * background ) {
+   Apps::Notify notify( Apps::Notify::takeFromEnvironment() );
+   Apps::MaintdWorld world;
+   world.notify = &notify;
+   Apps::Maintd agent( options, world );
+   if ( const std::string problem = agent.start(); !problem.empty() ) {
+      // One that is started again has nobody any more who reads what it prints.
+      if ( background && options.restarts.value_or( 0 ) > 0 )
+         spdlog::error( "{}", problem );
+      else
+         std::fprintf( stderr, "maintd: %s\n", problem.c_str() );
+      return 1;
+   }
+   if ( background ) {
+      logToSyslog();
+      background->started();
+   }
+   spdlog::info( "maintd {} is running", MAINT_VERSION );
+   agent.run();
+   return 0;
+}
+
+int runSupervised( const Apps::MaintdOptions & options, Background * background ) {
+   Apps::RealAgentProcess process(
+      [&]( unsigned restarts, const std::string & reason ) {
+         Apps::MaintdOptions own = options;
+         own.restarts = restarts;
+         own.restartReason = reason;
+         return runAgent( own, background );
+      },
+      [background] {
+         // The first agent still prints why it does not start; we, and those after it, have only the log.
+         if ( background ) {
+            background->leave();
+            logToSyslog();
+         }
+      },
+      []( const std::string & line ) { spdlog::error( "{}", line ); } );
+   return Apps::Supervisor( process ).run();
+}
+
 } // namespace
 
 int main( int argc, char ** argv ) {
@@ -106,7 +174,7 @@ int main( int argc, char ** argv ) {
    options.pluginDir = installedPluginDir();
    options.version = MAINT_VERSION;
    std::vector< std::string > traces;
-   bool foreground = false, releaseAll = false;
+   bool foreground = false, releaseAll = false, supervised = false;
 
    CLI::App app{
       "Takes units of a switch into and out of maintenance, and knows when their traffic has gone" };
@@ -121,7 +189,10 @@ int main( int argc, char ** argv ) {
    app.add_option( "--plugin-dir", options.pluginDir, "where plug-ins are" )->capture_default_str();
    app.add_option( "--trace", traces, "NAME=LEVEL: show traces of a facility up to a level" );
    app.add_flag( "--foreground", foreground, "stay in the foreground" );
-   app.add_flag( "--release-all", releaseAll, "raise every link that we hold, without stages, and end" );
+   auto * const supervise = app.add_flag(
+      "--supervise", supervised, "start the agent again when it aborts; where no service manager does" );
+   app.add_flag( "--release-all", releaseAll, "raise every link that we hold, without stages, and end" )
+      ->excludes( supervise );
    try {
       app.parse( argc, argv );
    } catch ( const CLI::ParseError & error ) {
@@ -143,29 +214,12 @@ int main( int argc, char ** argv ) {
       if ( !path->empty() )
          *path = std::filesystem::absolute( *path ).lexically_normal();
 
-   Apps::Notify notify( Apps::Notify::takeFromEnvironment() );
-   Apps::MaintdWorld world;
-   world.notify = &notify;
-   Apps::Maintd agent( options, world );
-   if ( releaseAll ) {
-      const std::string problem = agent.releaseAll();
-      if ( !problem.empty() )
-         std::fprintf( stderr, "maintd: %s\n", problem.c_str() );
-      return problem.empty() ? 0 : 1;
-   }
+   if ( releaseAll )
+      return releaseAllLinks( options );
    Background background;
    if ( !foreground )
       if ( const auto ended = background.begin() )
          return *ended;
-   if ( const std::string problem = agent.start(); !problem.empty() ) {
-      std::fprintf( stderr, "maintd: %s\n", problem.c_str() );
-      return 1;
-   }
-   if ( !foreground ) {
-      logTo( spdlog::syslog_logger_st( "syslog", "maintd", LOG_PID, LOG_DAEMON ), "%v" );
-      background.started();
-   }
-   spdlog::info( "maintd {} is running", MAINT_VERSION );
-   agent.run();
-   return 0;
+   Background * const behind = foreground ? nullptr : &background;
+   return supervised ? runSupervised( options, behind ) : runAgent( options, behind );
 }

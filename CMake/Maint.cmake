@@ -41,6 +41,10 @@ target_include_directories( maint_options INTERFACE ${PROJECT_SOURCE_DIR} )
 # gnu-unique symbols would pin a plug-in in memory for ever; unloading must really unload.
 target_compile_options( maint_options INTERFACE
   -Wall -Wextra -Wpedantic -Werror -Wshadow=local -Wnon-virtual-dtor -Wextra-semi -Wno-dangling-pointer -Wno-maybe-uninitialized -fno-gnu-unique )
+# What is installed has the right to administer the network: nothing in it can be redirected once it runs.
+if( CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo" )
+  add_link_options( -Wl,-z,relro,-z,now )
+endif()
 if( MAINT_COVERAGE )
   target_compile_options( maint_options INTERFACE -O0 --coverage )
   target_link_options( maint_options INTERFACE --coverage )

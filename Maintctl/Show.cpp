@@ -224,6 +224,10 @@ std::string agentText( const Api::Agent & agent ) {
    sheet.line( "Version", agent.version );
    sheet.line( "Process", std::to_string( agent.pid ) );
    sheet.line( "Started", timeAndAge( agent.started, agent.clock ) );
+   if ( agent.restarts )
+      sheet.line(
+         "Restarts", std::to_string( *agent.restarts ) +
+                        ( agent.restartReason ? "; the one before " + *agent.restartReason : "" ) );
    sheet.line(
       "Plug-in",
       agent.pluginName + ", " + agent.pluginState + ( agent.pluginText ? ": " + *agent.pluginText : "" ) );

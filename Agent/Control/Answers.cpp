@@ -115,7 +115,9 @@ json Answers::Json::agent() const {
       { "switch", facts.switchKind },
       { "switch-overruns", facts.switchOverruns },
       { "clock", time( commands.now() ) },
-      { "fast-log", facts.fastLog } };
+      { "fast-log", facts.fastLog },
+      { "restarts", facts.restarts ? json( *facts.restarts ) : json( nullptr ) },
+      { "restart-reason", textOrNull( facts.restartReason ) } };
 }
 
 // ---- the answers

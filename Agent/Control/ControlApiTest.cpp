@@ -147,8 +147,14 @@ TEST_F( ControlApiTest, showsTheAgent ) {
    json expected = json::parse( R"({"version":"1.2.3","started":"2023-11-14T23:13:15.000Z","state":"ok",
       "problems":[],"plugin":{"name":"Plugin","state":"loaded","text":null},
       "configuration":{"file":"/etc/x.yaml","state":"accepted","errors":[]},"switch":"simulated","switch-overruns":3,
-      "clock":"2023-11-14T23:13:20.000Z","fast-log":"/run/fastlog"})" );
+      "clock":"2023-11-14T23:13:20.000Z","fast-log":"/run/fastlog","restarts":null,
+      "restart-reason":null})" );
    expected["pid"] = getpid();
+   EXPECT_EQ( expected, get( "agent" ) );
+   facts.restarts = 2;
+   facts.restartReason = "ended by signal 6 (Aborted)";
+   expected["restarts"] = 2;
+   expected["restart-reason"] = facts.restartReason;
    EXPECT_EQ( expected, get( "agent" ) );
 }
 

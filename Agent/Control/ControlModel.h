@@ -88,6 +88,8 @@ struct ControlCommands {
       std::vector< std::string > configurationErrors;
       Vel::U32 switchOverruns = 0; ///< how often facts of the switch were lost and read again
       double started = 0;
+      std::optional< Vel::U32 > restarts; ///< by the agent's supervisor; nothing: it has none
+      std::string restartReason;          ///< how the agent before this one has ended; empty: there was none
       std::vector< Problem > problems;
       double countersRead = 0; ///< seconds of the agent's clock, when all counters were read last; 0: never
       Vel::U64 turns = 0;      ///< of the event loop

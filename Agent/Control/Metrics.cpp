@@ -77,6 +77,10 @@ void Metrics::Writer::agent() {
    one(
       "maint_switch_overruns_total", Type::counter,
       "Times that news of the switch were lost and everything was read again.", facts.switchOverruns );
+   if ( facts.restarts )
+      one(
+         "maint_agent_restarts_total", Type::counter,
+         "Times that the agent's supervisor has started it again.", *facts.restarts );
    turns( facts );
    pluginEvents();
 }

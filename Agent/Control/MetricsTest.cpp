@@ -323,6 +323,12 @@ TEST_F( MetricsTest, tellWhatTheAgentIsAndHowItsLoopDoes ) {
       samples( "maint_turn" ) );
 }
 
+TEST_F( MetricsTest, countTheRestartsOfAnAgentThatIsSupervised ) {
+   EXPECT_EQ( "", samples( "maint_agent_restarts_total" ) );
+   facts.restarts = 3;
+   EXPECT_EQ( "maint_agent_restarts_total 3\n", samples( "maint_agent_restarts_total" ) );
+}
+
 TEST_F( MetricsTest, tellTheCountersOfAPlugInThatIsThere ) {
    EXPECT_EQ( "", samples( "maint_plugin_events_total" ) );
    counted = Vel::make< Counted >();

@@ -5,6 +5,7 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -35,41 +36,88 @@ std::optional< unsigned > pluginInterface( const std::string & fileContent ) {
    return any ? std::optional( number ) : std::nullopt;
 }
 
-PluginLibraries::Result PluginLibraries::load(
-   const std::string & pluginName, const std::string & path, Maintenance::PluginContext * context ) {
-   Result & result = plugins_[pluginName];
+namespace {
+
+/// A library that may be opened, or why not.
+struct Opened {
+   void * library = nullptr;
+   PluginLibraries::Result refusal;
+   bool isPlugin = true; ///< a plug-in of whatever interface
+};
+
+Opened open( const std::string & path ) {
    std::ifstream file( path, std::ios::binary );
    if ( !file )
-      return result = unavailable( path, std::strerror( errno ) );
+      return { nullptr, unavailable( path, std::strerror( errno ) ) };
    std::error_code none;
    const auto size = std::filesystem::file_size( path, none );
    std::string content( none ? 0 : size, '\0' );
    file.read( content.data(), static_cast< std::streamsize >( content.size() ) );
    const auto number = pluginInterface( content );
    if ( !number )
-      return result = unavailable( path, "it is not a plug-in for this agent" );
+      return { nullptr, unavailable( path, "it is not a plug-in for this agent" ), false };
    if ( *number != MAINT_PLUGIN_INTERFACE )
-      return result = unavailable(
-                path, "it was built for interface " + std::to_string( *number ) + ", this agent has " +
-                         MAINT_PLUGIN_TEXT( MAINT_PLUGIN_INTERFACE ) );
+      return {
+         nullptr, unavailable(
+                     path, "it was built for interface " + std::to_string( *number ) + ", this agent has " +
+                              MAINT_PLUGIN_TEXT( MAINT_PLUGIN_INTERFACE ) ) };
    void * const library = dlopen( path.c_str(), RTLD_NOW | RTLD_LOCAL );
    if ( !library )
-      return result = unavailable( path, dlerror() );
+      return { nullptr, unavailable( path, dlerror() ) };
+   return { library, std::nullopt };
+}
+
+} // namespace
+
+PluginLibraries::Result PluginLibraries::load(
+   const std::string & pluginName, const std::string & path, Maintenance::PluginContext * context ) {
+   Result & result = plugins_[pluginName];
+   const Opened opened = open( path );
+   if ( opened.refusal )
+      return result = opened.refusal;
    if ( !loader_.plugin( pluginName ) ) {
-      dlclose( library );
+      dlclose( opened.library );
       return result = unavailable( path, "it does not contain " + pluginName );
    }
    for ( const auto & failure : loader_.initPlugins( context ) )
       if ( failure.name == pluginName ) {
-         dlclose( library );
+         dlclose( opened.library );
          return result = unavailable( path, failure.text );
       }
-   open_.push_back( library );
+   open_.push_back( opened.library );
    return result = std::nullopt;
+}
+
+void PluginLibraries::loadOthers(
+   const std::string & folder, const std::string & except, Maintenance::PluginContext * context ) {
+   std::vector< std::string > names;
+   std::error_code error;
+   for ( std::filesystem::directory_iterator at( folder, error ), end; !error && at != end;
+         at.increment( error ) )
+      if ( const auto name = at->path().filename(); name.extension() == ".so" && name != except )
+         names.push_back( name );
+   std::sort( names.begin(), names.end() );
+   for ( const std::string & name : names ) {
+      const std::string path = folder + "/" + name;
+      const Opened opened = open( path );
+      // Libraries that plug-ins need lie beside them.
+      if ( !opened.isPlugin )
+         continue;
+      Result & result = others_[name] = opened.refusal;
+      if ( result )
+         continue;
+      for ( const auto & failure : loader_.initPlugins( context ) )
+         result = unavailable( path, failure.text );
+      if ( result )
+         dlclose( opened.library );
+      else
+         open_.push_back( opened.library );
+   }
 }
 
 void PluginLibraries::close() {
    plugins_.clear();
+   others_.clear();
    for ( ; !open_.empty(); open_.pop_back() )
       dlclose( open_.back() );
 }

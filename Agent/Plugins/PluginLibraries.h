@@ -26,6 +26,13 @@ class PluginLibraries {
    Result
    load( const std::string & pluginName, const std::string & path, Maintenance::PluginContext * context );
 
+   /// Opens every other library of the folder that is a plug-in, in the order of file names, and begins the work of what
+   /// is in it. What cannot be used is left out and is among others().
+   void
+   loadOthers( const std::string & folder, const std::string & except, Maintenance::PluginContext * context );
+   /// The plug-ins that loadOthers() has found, by file name; with the refusal, none: it works.
+   const std::map< std::string, Result > & others() const { return others_; }
+
    /// Closes all libraries that were opened here. What their plug-ins have put into the context has been taken out
    /// before.
    void close();
@@ -36,6 +43,7 @@ class PluginLibraries {
  private:
    Maintenance::PluginLoader & loader_;
    std::map< std::string, Result > plugins_;
+   std::map< std::string, Result > others_;
    std::vector< void * > open_;
 };
 

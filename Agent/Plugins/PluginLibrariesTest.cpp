@@ -63,6 +63,28 @@ TEST_F( PluginLibrariesStory, refusesALibraryWithAnotherPlugin ) {
       "plug-in " TEST_PLUGINS "PluginForUNNAMEDTest.so: it does not contain Missing", problem->message );
 }
 
+TEST_F( PluginLibrariesStory, loadsWhateverElseIsAPluginInAFolder ) {
+   libraries.loadOthers( TEST_PLUGINS, "PluginForGOODTest.so", context.get() );
+   std::map< std::string, std::string > found;
+   for ( const auto & [file, problem] : libraries.others() )
+      found[file] = problem ? problem->message : "";
+   ASSERT_EQ( 4u, found.size() );
+   EXPECT_NE( std::string::npos, found["PluginForOTHERTest.so"].find( "interface 999999" ) );
+   EXPECT_NE( std::string::npos, found["PluginForREFUSINGTest.so"].find( "not today" ) );
+   EXPECT_NE( std::string::npos, found["PluginForUNRESOLVEDTest.so"].find( "nobodyDefinesThis" ) );
+   EXPECT_EQ( "", found["PluginForUNNAMEDTest.so"] );
+   const auto * plugin = Maintenance::DefaultPluginLoader().plugin( "TestUNNAMED" );
+   ASSERT_NE( nullptr, plugin );
+   EXPECT_TRUE( plugin->initialized );
+   libraries.close();
+   EXPECT_TRUE( libraries.others().empty() );
+}
+
+TEST_F( PluginLibrariesStory, findsNoOtherPluginWhereThereIsNoFolder ) {
+   libraries.loadOthers( TEST_PLUGINS "missing", "", context.get() );
+   EXPECT_TRUE( libraries.others().empty() );
+}
+
 TEST_F( PluginLibrariesStory, knowsNothingOfAPluginThatWasNeverLoaded ) {
    EXPECT_EQ( "plug-in Missing is not loaded", libraries.problem( "Missing" )->message );
 }

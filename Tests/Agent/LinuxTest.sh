@@ -148,10 +148,12 @@ _isReleasedByHand() {
    _kill
    run _maintdReleasesAll
    passes
+   says "released et1"
    _allUp || fail "all links should be up"
    _addressesAreBack || fail "addresses and routes should be back"
    run _maintdReleasesAll
    passes
+   says "no link was held"
 }
 _maintdReleasesAll() { (_maintd --release-all --plugin-dir /nonexistent); }
 
