@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
 
 .DEFAULT_GOAL := build
-.PHONY: help deps build release page test test-full coverage mutants demo demo-linux bench lint format install clean
+.PHONY: help deps build release deb page test test-full coverage mutants demo demo-linux bench lint format install clean
 
 help: ## list these targets
 	@sed -n 's/^\([a-z-]*\):[^#]*## /\1\t/p' $(firstword $(MAKEFILE_LIST)) | expand -t 12
@@ -37,6 +37,9 @@ test-full: deps ## the same with the long tests
 	cmake --build --preset release -j$(JOBS)
 	Tools/smoke build/release
 	Tools/run-tests --preset sanitizers-full -j$(JOBS)
+
+deb: release ## make the Debian packages (build/packages)
+	Tools/deb build/release build/packages
 
 page: deps ## bundle the page anew (Web/dist, which is committed)
 	Web/install
