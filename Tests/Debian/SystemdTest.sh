@@ -69,8 +69,14 @@ _makePackages() {
    mkdir share
    run "$root/Tools/deb" "$build" share/first
    passes
-   run "$root/Tools/deb" "$build" share/second "$("$build/bin/maintd" --version | sed 's/maintd //')+next"
-   passes
+   mkdir share/second
+   local package
+   for package in share/first/*.deb; do
+      rm -rf tree
+      dpkg-deb -R "$package" tree || fail "it cannot be unpacked"
+      sed -i -E 's/^(Version: .*)/\1+next/; s/^(Depends: .*\(= [^)]*)\)/\1+next)/' tree/DEBIAN/control
+      dpkg-deb -Zgzip -b tree share/second > /dev/null || fail "it cannot be packed again"
+   done
    # The configuration that a new user finds first.
    awk '/^## A first configuration/ { here = 1 } here && /^```$/ { exit } here && text { print } /^```yaml/ && here { text = 1 }' \
       "$root/README.md" > share/maintd.yaml
