@@ -84,8 +84,9 @@ _makePackages() {
    cp "$folder/SystemdGuest.sh" share/script
 }
 
+pid=
 _boot() {
-   local here=$PWD pid shown end
+   local here=$PWD shown end
    mkdir uml
    : > share/output
    setsid "$kernel" mem=768M "ubd0=$here/changes,$base" root=/dev/ubda rw init=/lib/systemd/systemd "uml_dir=$here/uml/" \
