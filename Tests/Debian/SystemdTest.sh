@@ -14,7 +14,6 @@ root=$(cd "$folder/../.." && pwd)
 . "$root/Tools/testing.sh"
 
 # What the packages depend on, and what the script uses. Debootstrap does not look behind names that are provided.
-mirror=http://deb.debian.org/debian
 packages=systemd,systemd-sysv,dbus,adduser,python3,iproute2,kmod,libcurl4,libfmt9,liblmdb0,libmicrohttpd12,libmnl0,libspdlog1.10,libyaml-cpp0.7
 base=$build/debian-$(echo "$packages" | cksum | cut -d ' ' -f 1).img
 limit=600
@@ -31,7 +30,7 @@ _makeBase() {
    [ ! -e "$base" ] || return
    rm -f "$build"/debian-*.img
    # What it mounts goes with it.
-   run unshare --mount debootstrap --variant=minbase --include="$packages" bookworm tree "$mirror"
+   run unshare --mount debootstrap --variant=minbase --include="$packages" bookworm tree
    [ "$status" -eq 0 ] || _skip "debootstrap failed: ${output##*$'\n'}"
    # What runs in it is the host's business: a script in a folder that both see.
    cat > tree/etc/systemd/system/guest.service << 'UNIT'
