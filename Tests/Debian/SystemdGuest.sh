@@ -88,6 +88,28 @@ passes
 run setpriv --reuid=nobody --regid=nogroup --clear-groups maintctl show units
 is "the exit status" 3 "$status"
 
+step "a stage moves a route away, and back"
+ip route add 198.51.100.0/24 dev et1 metric 10 || fail "no route"
+cat >> /etc/maintd/maintd.yaml << 'YAML'
+stages:
+  routes:
+    enter: /usr/lib/maintd/stages/kernel-routes enter --metric 1000
+    exit: /usr/lib/maintd/stages/kernel-routes exit
+enter: [routes, drainwatch]
+exit: [drainwatch, routes]
+YAML
+run maintctl reload
+passes
+ip monitor route > /tmp/routes &
+run maintctl enter spine-a --reason "look at a stage" --wait --timeout 120s
+passes
+grep -qE "^198.51.100.0/24 dev et1 .*metric 1010" /tmp/routes || fail "the route should have moved: $(cat /tmp/routes)"
+run maintctl exit spine-a --wait --timeout 60s
+passes
+output=$(ip route show 198.51.100.0/24)
+says "dev et1"
+says "metric 10 "
+
 step "drain a unit"
 run maintctl enter spine-a --reason "replace the line card" --wait --timeout 120s
 passes

@@ -15,8 +15,9 @@ root=$(cd "$folder/../.." && pwd)
 
 # What the packages depend on, and what the script uses. Debootstrap does not look behind names that are provided.
 packages=systemd,systemd-sysv,dbus,adduser,python3,iproute2,kmod,libcurl4,libfmt9,liblmdb0,libmicrohttpd12,libmnl0,libspdlog1.10,libyaml-cpp0.7
-base=$build/debian-$(echo "$packages" | cksum | cut -d ' ' -f 1).img
-limit=600
+# It is made anew when this file has changed.
+base=$build/debian-$(cksum < "$folder/SystemdTest.sh" | cut -d ' ' -f 1).img
+limit=1200
 
 _skip() {
    echo "skipped: a Debian of its own: $1"
@@ -46,7 +47,7 @@ share=$(tr ' ' '\n' < /proc/cmdline | sed -n 's/^MAINT_RUN=//p')
 mkdir -p /share /lib/modules
 mount -t hostfs -o "$share" share /share
 mount -t hostfs -o /usr/lib/uml/modules modules /lib/modules
-timeout --kill-after=5 500 bash /share/script > /share/output 2>&1
+timeout --kill-after=5 1100 bash /share/script > /share/output 2>&1
 echo $? > /share/status
 sync
 systemctl --no-block poweroff
