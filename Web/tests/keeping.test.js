@@ -95,15 +95,18 @@ describe( 'a curve', () => {
 
 describe( 'the focus and what is open', () => {
    const focused = ( page ) => page.evaluate( () => document.activeElement.textContent );
-   test( 'stay when other rows go, and are on the next row when their own goes', async () => {
-      rig.fake.units = [ 'u1', 'u2', 'u3', 'u4' ].map( ( name ) => unit( name ) );
-      const page = await rig.show();
-      await soon( async () => assert.equal( await page.locator( 'table.units tbody tr' ).count(), 4 ) );
-      await page.locator( 'table.units a', { hasText: 'u3' } ).focus();
+   const focus = async ( page, name ) => {
+      await page.locator( 'table.units a', { hasText: name } ).focus();
       await page.evaluate( () => {
          globalThis.lost = 0;
          document.activeElement.addEventListener( 'blur', () => ++globalThis.lost );
       } );
+   };
+   test( 'stay when other rows go, and are on the next row when their own goes', async () => {
+      rig.fake.units = [ 'u1', 'u2', 'u3', 'u4' ].map( ( name ) => unit( name ) );
+      const page = await rig.show();
+      await soon( async () => assert.equal( await page.locator( 'table.units tbody tr' ).count(), 4 ) );
+      await focus( page, 'u3' );
       const change = async ( names ) => {
          rig.fake.units = names.map( ( name ) => unit( name ) );
          rig.fake.event( 'unit', 'u1', 'removed' );
@@ -116,6 +119,18 @@ describe( 'the focus and what is open', () => {
       assert.equal( await focused( page ), 'u4' );
       await change( [ 'a1' ] );
       assert.equal( await focused( page ), 'a1' );
+   } );
+   test( 'stay when their row comes before others', async () => {
+      // More than are looked at closely: those that are too many come before the others.
+      const busy = Array.from( { length: 12 }, ( _, i ) => unit( `a${10 + i}`, { state: 'entering' } ) );
+      rig.fake.units = [ ...busy, unit( 'u1' ), unit( 'u2' ), unit( 'u3' ) ];
+      const page = await rig.show();
+      await soon( async () => assert.equal( await page.locator( 'table.units tbody tr' ).count(), 3 ) );
+      await focus( page, 'u3' );
+      rig.fake.units = [ ...busy, unit( 'u1' ), unit( 'u2' ), unit( 'u3', { state: 'entering' } ) ];
+      rig.fake.event( 'unit', 'u3', 'state' );
+      await soon( async () => assert.deepEqual( await page.locator( 'table.units a' ).allInnerTexts(), [ 'u3', 'u1', 'u2' ] ) );
+      assert.deepEqual( [ await focused( page ), await page.evaluate( () => globalThis.lost ) ], [ 'u3', 0 ] );
    } );
    test( 'go with a unit to where it is shown next', async () => {
       rig.fake.units = [ unit( 'u1' ), unit( 'u2' ) ];
