@@ -71,6 +71,7 @@ export class Fake {
       this.readless = false;       ///< the stream goes on, nothing else is answered
       this.refuse = () => null;    ///< of a path with its query: the status that it is refused with
       this.held = null;            ///< a promise that samples wait for
+      this.streamHeld = null;      ///< one that the stream waits for
       this.forgotten = 0;          ///< events up to that number are not kept any more
    }
    async start( port = 0 ) {
@@ -143,7 +144,8 @@ export class Fake {
          reply.writeHead( 404 ).end();
       }
    }
-   stream( url, reply ) {
+   async stream( url, reply ) {
+      await this.streamHeld;
       this.streams.add( reply );
       reply.on( 'close', () => this.streams.delete( reply ) );
       reply.writeHead( 200, { 'Content-Type': 'text/event-stream' } );

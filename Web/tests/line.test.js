@@ -98,6 +98,17 @@ describe( 'a page that nobody looks at', () => {
    } );
 } );
 
+test( 'what happens between the first read and the first stream is shown too', async () => {
+   let answer;
+   rig.fake.streamHeld = new Promise( ( resolve ) => { answer = resolve; } );
+   const page = await rig.show( '#/events' );
+   await page.locator( 'table.events tbody tr' ).waitFor();
+   rig.fake.event( 'unit', 'u2', 'stage', 'between' );
+   answer();
+   await soon( async () => assert.match( await text( page, '.link' ), /live/ ) );
+   await soon( async () => assert.match( await text( page, 'table.events tbody' ), /between/ ) );
+} );
+
 test( 'without a stream events are asked for, those that are not known', async () => {
    rig.fake.streamless = true;
    const page = await rig.show( '#/events' );
