@@ -36,6 +36,11 @@ std::string interfacesOf( std::string_view unit ) {
    return std::string( interfaces ) + "?unit=" + escaped( unit );
 }
 
+std::string withFields( const std::string & interfaces, std::string_view fields ) {
+   return interfaces + ( interfaces.find( '?' ) == std::string::npos ? "?" : "&" ) +
+          "fields=" + std::string( fields );
+}
+
 std::string samplesOf( const std::vector< std::string > & names, unsigned lastSeconds ) {
    std::string path = std::string( root ) + "/samples?last=" + std::to_string( lastSeconds );
    for ( const std::string & name : names )

@@ -38,6 +38,8 @@ std::string historyOf( std::string_view unit, std::uint64_t limit );
 std::string historyRecord( std::uint64_t id );
 /// The interfaces of one unit: `/api/v1/interfaces?unit=NAME`.
 std::string interfacesOf( std::string_view unit );
+/// One of those two, with these fields of each only: `...fields=NAME,NAME`.
+std::string withFields( const std::string & interfaces, std::string_view fields );
 /// What these interfaces have carried: `/api/v1/samples?last=SECONDS&interface=NAME&interface=...`.
 std::string samplesOf( const std::vector< std::string > & interfaces, unsigned lastSeconds );
 } // namespace Path

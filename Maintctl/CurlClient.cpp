@@ -120,6 +120,7 @@ void CurlClient::prepare( const std::string & url, HeaderList & headers, Wait & 
    curl_easy_setopt( easy, CURLOPT_PROXY, "" );
    curl_easy_setopt( easy, CURLOPT_PROTOCOLS_STR, "http" );
    curl_easy_setopt( easy, CURLOPT_NOSIGNAL, 1L );
+   curl_easy_setopt( easy, CURLOPT_BUFFERSIZE, 256L * 1024 ); // a large answer in few pieces
    curl_easy_setopt( easy, CURLOPT_NOPROGRESS, 0L );
    curl_easy_setopt( easy, CURLOPT_XFERINFOFUNCTION, Wait::goesOn );
    curl_easy_setopt( easy, CURLOPT_XFERINFODATA, &wait );

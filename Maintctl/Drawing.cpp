@@ -15,9 +15,9 @@ namespace Maintctl {
 namespace {
 
 constexpr std::size_t stateWidth = 11;
-constexpr std::size_t widestName = 24;
+constexpr std::size_t widestName = 24, partForNames = 4; ///< more of a wide terminal
 constexpr std::size_t narrowestWithBar = 40, shortestBar = 5, longestBar = 24;
-constexpr std::size_t rowsWithLegend = 8;
+constexpr std::size_t rowsWithLegend = 20; ///< in any case
 
 std::string timeOfDay( std::optional< double > clock ) {
    return clock ? Api::timeText( *clock ).substr( 11, 8 ) + " UTC" : "";
@@ -80,9 +80,9 @@ class UnitsDrawing {
          for ( const IntfPicture & intf : unit.interfaces )
             interfaces.push_back( &intf );
       }
-      name_ = std::min( { name_, widestName, size.columns / 2 } );
-      const std::size_t taken = name_ + stateWidth + count_ + 6;
-      if ( size.columns >= narrowestWithBar && size.columns > taken )
+      name_ = std::min( { name_, std::max( widestName, size.columns / partForNames ), size.columns / 2 } );
+      const std::size_t taken = name_ + stateWidth + count_ + ( utf8 ? 6 : 8 );
+      if ( size.columns >= std::max( narrowestWithBar, taken + shortestBar ) )
          bar_ = std::clamp( ( size.columns - taken ) / 3, shortestBar, longestBar );
       layout_ = IntfLayout( interfaces, indent, size.columns );
    }
@@ -92,9 +92,11 @@ class UnitsDrawing {
       share();
       Lines result;
       std::size_t hidden = 0;
+      bool normal = true;
       for ( std::size_t i = 0; i < units_.size(); ++i ) {
          if ( !shares_[i].head ) {
             ++hidden;
+            normal = normal && isNormal( i );
             continue;
          }
          result.push_back( head( units_[i], shares_[i] ) );
@@ -104,7 +106,9 @@ class UnitsDrawing {
             result.push_back( line );
       }
       if ( hidden > 0 )
-         result.push_back( Line( "and " + Maintctl::countText( hidden, "more unit" ), Tone::faint ) );
+         result.push_back( Line(
+            "and " + Maintctl::countText( hidden, "more unit" ) + ( normal ? ", normal" : "" ),
+            Tone::faint ) );
       return result;
    }
 
@@ -126,7 +130,7 @@ class UnitsDrawing {
 
    Line head( const UnitPicture & unit, const Share & share ) const {
       Line line;
-      line.field( unit.name, name_, Tone::strong )
+      line.nameField( unit.name, name_, utf8_, Tone::strong )
          .add( "  " )
          .field( unit.state, stateWidth, toneOf( unit ) );
       if ( bar_ )
@@ -149,17 +153,40 @@ class UnitsDrawing {
                                             : std::vector< std::string >();
    }
 
-   /// Heads first, then sentences, then interfaces in turn: each in the order of who needs it most.
+   bool isNormal( std::size_t unit ) const { return units_[unit].state == Api::UnitState::normal; }
+
+   /// Lines of a unit's sentence where there is room. Of a unit that is normal it says no more than its head.
+   std::size_t sentenceLines( std::size_t unit, std::size_t most ) const {
+      if ( isNormal( unit ) && units_.size() > 1 )
+         return 0;
+      return sentence( units_[unit], std::min< std::size_t >( most, units_.size() == 1 ? 3 : 2 ) ).size();
+   }
+
+   /// Lines for all that should be seen: heads, sentences and the slowest interface of each unit.
+   std::size_t wanted() const {
+      std::size_t lines = units_.size();
+      for ( std::size_t i = 0; i < units_.size(); ++i )
+         lines += sentenceLines( i, size_.rows ) + std::min< std::size_t >( units_[i].interfaces.size(), 1 );
+      return lines;
+   }
+
+   /// Heads first, then sentences, then interfaces in turn: each in the order of who needs it most. Units that are
+   /// normal make room for the others.
    void share() {
       std::vector< std::size_t > order( units_.size() );
       std::iota( order.begin(), order.end(), 0 );
       std::stable_sort( order.begin(), order.end(), [this]( std::size_t a, std::size_t b ) {
          return rankOf( units_[a] ) < rankOf( units_[b] );
       } );
+      const auto normal =
+         std::find_if( order.begin(), order.end(), [this]( std::size_t i ) { return isNormal( i ); } );
+      if ( wanted() > size_.rows && normal != order.begin() )
+         order.erase( normal, order.end() );
       std::size_t left = size_.rows;
-      const bool all = units_.size() <= left;
-      if ( !all && left > 0 )
+      const bool said = order.size() < units_.size() || order.size() > left;
+      if ( said && left > 0 )
          --left; // for the line that says so
+      const bool all = order.size() <= left;
       for ( const std::size_t i : order )
          if ( left > 0 ) {
             shares_[i].head = true;
@@ -167,9 +194,8 @@ class UnitsDrawing {
          }
       if ( !all )
          return;
-      const std::size_t longest = units_.size() == 1 ? 3 : 2;
       for ( const std::size_t i : order ) {
-         shares_[i].sentence = sentence( units_[i], std::min( left, longest ) ).size();
+         shares_[i].sentence = sentenceLines( i, left );
          left -= shares_[i].sentence;
       }
       for ( bool given = true; given && left > 0; ) {
@@ -241,12 +267,16 @@ Lines draw( const Picture & picture, Size size, bool utf8 ) {
       const std::size_t taken = std::min( size.rows, lines.size() + rows );
       return bodyOf( picture, { size.columns, size.rows - taken }, utf8 );
    };
-   Body body;
-   if ( titled && size.rows >= rowsWithLegend )
-      body = below( 2 );
-   const bool legend = body.curves;
-   if ( !legend )
-      body = below( 0 );
+   Body body = below( 0 );
+   bool legend = false;
+   if ( titled && body.curves ) {
+      // On a short terminal only where it takes no room from others.
+      const bool spare = lines.size() + body.lines.size() + 2 <= size.rows;
+      Body beside = spare || size.rows >= rowsWithLegend ? below( 2 ) : Body();
+      legend = beside.curves;
+      if ( legend )
+         body = std::move( beside );
+   }
    for ( const Line & line : body.lines )
       lines.push_back( picture.stale.empty() ? line : faded( line ) );
    if ( legend ) {

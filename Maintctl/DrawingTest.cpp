@@ -93,7 +93,6 @@ leaf-b   maintenance  ███████████████████�
   traffic is back on et9
   et9    50.0 Mbps > 100 kbps        -            ██▇▇▇▇▆▆▆▆▅▅  spike of 50.0 Mbit/s
 spine-c  normal       ░░░░░░░░░░░░░░░░░░░░░░░░  0/0
-  normal
 
 Curves: 5s a column, the newest right; logarithmic, ▁▂ below the threshold.
 )" );
@@ -103,16 +102,15 @@ TEST( Drawing, isTheSameInAscii ) {
    EXPECT_EQ( drawn( picture(), 80, 24, false ), R"(
 3 units                                                             22:13:20 UTC
 
-spine-a  entering     [############.....]  5/7  stage drainwatch  1m12s  uid 0:
+spine-a  entering     [############.....]  5/7  stage drainwatch  1m12s  uid 0:~
   5 of 7 drained; et3 812 kbit/s, about 40 s; bond0 stalled at 310 kbit/s since
   14:02; forced shutdown of bond0 in 3m10s
-  bond0   310 kbps > 100 kbps        -  @@##***++===  stalled at 310 kbit/s sinc
+  bond0   310 kbps > 100 kbps        -  @@##***++===  stalled at 310 kbit/s sin~
   et3     812 kbps > 100 kbps      41s  @@###***++==  812 kbit/s, about 40 s
 leaf-b   maintenance  [#################]  4/4  1h06m
   traffic is back on et9
   et9    50.0 Mbps > 100 kbps        -  @@####****++  spike of 50.0 Mbit/s
 spine-c  normal       [.................]  0/0
-  normal
 
 Curves: 5s a column, the newest right; logarithmic, _. below the threshold.
 )" );
@@ -122,16 +120,15 @@ TEST( Drawing, fitsANarrowTerminal ) {
    EXPECT_EQ( drawn( picture(), 40, 24 ), R"(
 3 units                     22:13:20 UTC
 
-spine-a  entering     ███▌░  5/7  stage
+spine-a  entering     ███▌░  5/7  stage…
   5 of 7 drained; et3 812 kbit/s, about
   40 s; bond0 stalled at 310 kbit/s sin…
-  bond0   310 kbps  stalled at 310 kbit/
-  et3     812 kbps  812 kbit/s, about 40
+  bond0   310 kbps  stalled at 310 kbit…
+  et3     812 kbps  812 kbit/s, about 4…
 leaf-b   maintenance  █████  4/4  1h06m
   traffic is back on et9
   et9    50.0 Mbps  spike of 50.0 Mbit/s
 spine-c  normal       ░░░░░  0/0
-  normal
 )" );
 }
 
@@ -139,18 +136,18 @@ TEST( Drawing, leavesOutTheLeastPressingOnAShortTerminal ) {
    EXPECT_EQ( drawn( picture(), 80, 7 ), R"(
 3 units                                                             22:13:20 UTC
 
-spine-a  entering     ████████████▏░░░░  5/7  (2 more)  stage drainwatch  1m12s
+spine-a  entering     ████████████▏░░░░  5/7  (2 more)  stage drainwatch  1m12s…
   5 of 7 drained; et3 812 kbit/s, about 40 s; bond0 stalled at 310 kbit/s since…
 leaf-b   maintenance  █████████████████  4/4  (1 more)  1h06m
   traffic is back on et9
-spine-c  normal       ░░░░░░░░░░░░░░░░░  0/0
+and 1 more unit, normal
 )" );
    EXPECT_EQ( drawn( picture(), 80, 5 ), R"(
 3 units                                                             22:13:20 UTC
 
-spine-a  entering     ████████████▏░░░░  5/7  (2 more)  stage drainwatch  1m12s
+spine-a  entering     ████████████▏░░░░  5/7  (2 more)  stage drainwatch  1m12s…
 leaf-b   maintenance  █████████████████  4/4  (1 more)  1h06m
-spine-c  normal       ░░░░░░░░░░░░░░░░░  0/0
+and 1 more unit, normal
 )" );
    EXPECT_EQ( drawn( picture(), 80, 4 ), R"(
 3 units                                                             22:13:20 UTC
@@ -168,14 +165,14 @@ TEST( Drawing, saysHowManyInterfacesThereAreMore ) {
       many.units[0].interfaces.push_back(
          intfOf( ( "et" + std::to_string( i ) ).c_str(), 1e6, Urgency::busy, 30 + i, "busy" ) );
    EXPECT_EQ( drawn( many, 80, 8 ), R"(
-spine-a  entering     ████████████▏░░░░  5/7  stage drainwatch  1m12s  uid 0: re
+spine-a  entering     ████████████▏░░░░  5/7  stage drainwatch  1m12s  uid 0: r…
   5 of 7 drained; et3 812 kbit/s, about 40 s; bond0 stalled at 310 kbit/s since
   14:02; forced shutdown of bond0 in 3m10s
-  bond0   310 kbps > 100 kbps        -  ██▇▇▆▆▆▅▅▄▄▄  stalled at 310 kbit/s sinc
+  bond0   310 kbps > 100 kbps        -  ██▇▇▆▆▆▅▅▄▄▄  stalled at 310 kbit/s sin…
   et3     812 kbps > 100 kbps      41s  ██▇▇▇▆▆▆▅▅▄▄  812 kbit/s, about 40 s
   et10   1.00 Mbps > 100 kbps      40s  ██▇▇▇▆▆▆▅▅▅▄  busy
   et11   1.00 Mbps > 100 kbps      41s  ██▇▇▇▆▆▆▅▅▅▄  busy
-  et12   1.00 Mbps > 100 kbps      42s  ██▇▇▇▆▆▆▅▅▅▄  busy              (9 more)
+  et12   1.00 Mbps > 100 kbps      42s  ██▇▇▇▆▆▆▅▅▅▄  busy  (9 more)
 )" );
 }
 
@@ -216,7 +213,7 @@ Curves: 5s a column, the newest right; logarithmic, ▁▂ below the threshold.
 )" );
    EXPECT_EQ( drawn( interfaces, 80, 2 ), R"(
 et1     300 bps < 100 kbps       4s  ▇▅▄▂▂▂▁▁▁▁▁▁  quiet 6 of 10 s
-et2           -   100 kbps       4s          ▁  ▂  quiet 6 of 10 s      (1 more)
+et2           -   100 kbps       4s          ▁  ▂  quiet 6 of 10 s  (1 more)
 )" );
 }
 
@@ -263,19 +260,19 @@ Interface et3               22:13:20 UTC
 
 State:  enter-maint
 Why:    812 kbit/s, about 40 s
-in   812 kbps                  ██▇▇▇▆▆▆▅
-out  271 kbps                  ██▇▇▆▆▆▅▅
+in   812 kbps               ██▇▇▇▆▆▆▅▅▄▄
+out  271 kbps               ██▇▇▆▆▆▅▅▄▄▄
 )" );
 }
 
 TEST( Drawing, saysOfWhichUnitsNoInterfaceIsShown ) {
    Picture full = picture();
    full.units[0].interfaces.resize( 1 );
-   // Rows for all heads and sentences, and for one interface.
+   // Rows for both interfaces, and for one of them.
    const auto shown = []( const Lines & lines, std::size_t row ) { return lines.at( row ).text(); };
-   const Lines some = draw( full, { 100, 11 }, true );
+   const Lines some = draw( full, { 100, 10 }, true );
    EXPECT_EQ( textOf( some ).find( " more)" ), std::string::npos ) << textOf( some );
-   const Lines one = draw( full, { 100, 10 }, true );
+   const Lines one = draw( full, { 100, 9 }, true );
    EXPECT_TRUE( shown( one, 2 ).starts_with( "spine-a" ) ) << textOf( one );
    EXPECT_NE( shown( one, 2 ).find( "  5/7  (1 more)  stage" ), std::string::npos ) << textOf( one );
    EXPECT_EQ( shown( one, 5 ).find( " more)" ), std::string::npos ) << textOf( one );
@@ -283,6 +280,16 @@ TEST( Drawing, saysOfWhichUnitsNoInterfaceIsShown ) {
    // Not even heads for all.
    const Lines none = draw( full, { 100, 4 }, true );
    EXPECT_NE( textOf( none ).find( "  4/4  (1 more)" ), std::string::npos ) << textOf( none );
+}
+
+TEST( Drawing, makesRoomByUnitsThatAreNormal ) {
+   Picture many = picture();
+   for ( int i = 0; i < 20; ++i )
+      many.units.push_back( unitOf( ( "leaf-" + std::to_string( i ) ).c_str(), "normal", 0, 0 ) );
+   const Lines lines = draw( many, { 100, 12 }, true );
+   EXPECT_EQ( textOf( lines ).find( "leaf-1" ), std::string::npos ) << textOf( lines );
+   EXPECT_NE( textOf( lines ).find( "\n  et9" ), std::string::npos ) << textOf( lines );
+   EXPECT_EQ( lines.back().text(), "and 21 more units, normal" );
 }
 
 TEST( Drawing, explainsCurvesOnlyIfThereAreAny ) {
@@ -363,11 +370,11 @@ a  entering     ███████████       3/3
 a  maintenance  ███████████       0/0
 )" );
    EXPECT_EQ( drawn( bar, 60, 24, false ), R"(
-a  entering     [...........]       0/3
-a  entering     [###........]       1/3
-a  entering     [##########.]  999/1000
-a  entering     [###########]       3/3
-a  maintenance  [###########]       0/0
+a  entering     [..........]       0/3
+a  entering     [###.......]       1/3
+a  entering     [#########.]  999/1000
+a  entering     [##########]       3/3
+a  maintenance  [##########]       0/0
 )" );
 }
 

@@ -18,6 +18,7 @@ constexpr std::size_t textWanted = 36; ///< columns that a curve longer than is 
 constexpr std::size_t textNeeded = 24; ///< that any curve leaves to it
 constexpr std::size_t narrowestWithThreshold = 48, narrowestWithEta = 50;
 constexpr std::size_t labelWidth = 10; ///< of a chart
+constexpr std::size_t wayWidth = 4;    ///< "out "
 constexpr std::size_t lowestChart = 2, highestChart = 8;
 
 Tone toneOf( Urgency urgency ) {
@@ -135,7 +136,9 @@ Lines IntfLayout::lines(
 
 Line IntfLayout::line( const IntfPicture & intf, std::size_t hidden, bool utf8 ) const {
    Line line( std::string( indent_, ' ' ) );
-   line.field( intf.name, name_ ).add( "  " ).rightField( rateText( intf.rates.busiest() ), rateWidth );
+   line.nameField( intf.name, name_, utf8 )
+      .add( "  " )
+      .rightField( rateText( intf.rates.busiest() ), rateWidth );
    if ( threshold_ )
       line.add( " " ).field( thresholdText( intf ), 2 + rateWidth );
    if ( eta_ )
@@ -152,9 +155,9 @@ Line IntfLayout::line( const IntfPicture & intf, std::size_t hidden, bool utf8 )
    if ( more.empty() )
       return line.add( intf.text, toneOf( intf.urgency ) );
    if ( taken < columns_ )
-      line.field( intf.text, columns_ - taken, toneOf( intf.urgency ) );
+      line.add( Line( intf.text ).fitted( columns_ - taken, utf8 ).text(), toneOf( intf.urgency ) );
    else
-      line = line.fitted( columns_ - std::min( columns_, more.size() ), true );
+      line = line.fitted( columns_ - std::min( columns_, more.size() ), utf8 );
    return line.add( more, Tone::faint );
 }
 
@@ -184,16 +187,17 @@ Lines interfaceInFull( const Picture & picture, Size size, bool utf8 ) {
    if ( picture.interfaces.empty() || lines.size() >= size.rows || size.columns <= labelWidth + 2 )
       return lines;
    const IntfPicture & intf = picture.interfaces.front();
-   const std::size_t width = std::min( size.columns - labelWidth - 2, Curve::mostPoints );
-   // Two charts, each under a line of its own.
+   // Two charts, each under a line of its own; or a line for each.
    const std::size_t each = ( size.rows - lines.size() ) / 2;
    const std::size_t height = each > lowestChart ? std::min( each - 1, highestChart ) : 0;
+   const std::size_t beside = height ? labelWidth + gap : wayWidth + rateWidth + gap;
+   const std::size_t width = std::min( size.columns - std::min( size.columns, beside ), Curve::mostPoints );
    const auto add = [&]( const char * what, std::optional< double > now, const Points & points ) {
       if ( !height ) {
          if ( lines.size() < size.rows )
             lines.push_back(
                Line()
-                  .field( what, 4 )
+                  .field( what, wayWidth )
                   .rightField( rateText( now ), rateWidth )
                   .add( "  " )
                   .add( curveText( points, intf.thresholdBps, utf8 ), toneOf( intf.urgency ) ) );

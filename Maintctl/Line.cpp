@@ -1,6 +1,7 @@
 #include "Maintctl/Line.h"
 
 #include "Maintctl/Text.h"
+#include "Maintctl/Width.h"
 
 #include <algorithm>
 
@@ -9,6 +10,9 @@ namespace Maintctl {
 namespace {
 
 std::string blanks( std::size_t count ) { return std::string( count, ' ' ); }
+
+/// One column wide.
+const char * cutMark( bool utf8 ) { return utf8 ? "…" : "~"; }
 
 std::size_t missing( std::string_view text, std::size_t width ) {
    const std::size_t taken = columns( text );
@@ -34,6 +38,17 @@ Line & Line::field( std::string_view text, std::size_t width, Tone tone ) {
    return add( shown, tone ).add( blanks( missing( shown, width ) ) );
 }
 
+Line & Line::nameField( std::string_view name, std::size_t width, bool utf8, Tone tone ) {
+   const std::string shown = printable( name );
+   if ( Maintctl::columns( shown ) <= width || width < 3 )
+      return field( shown, width, tone );
+   const std::string begin = cut( shown, ( width - 1 ) / 2 );
+   std::string_view end = shown;
+   while ( Maintctl::columns( end ) > width - 1 - Maintctl::columns( begin ) )
+      end.remove_prefix( std::max< std::size_t >( firstCharacter( end ).length, 1 ) );
+   return field( begin + cutMark( utf8 ) + std::string( end ), width, tone );
+}
+
 Line & Line::rightField( std::string_view text, std::size_t width, Tone tone ) {
    const std::string shown = cut( printable( text ), width );
    return add( blanks( missing( shown, width ) ) ).add( shown, tone );
@@ -53,14 +68,24 @@ std::string Line::text() const {
 }
 
 Line Line::fitted( std::size_t width, bool utf8 ) const {
+   const Line whole = withoutBlanksAtItsEnd( *this );
+   const bool tooLong = whole.columns_ > width;
+   const bool marked = tooLong && width > 1;
    Line result;
-   for ( const Span & span : spans_ ) {
+   for ( const Span & span : whole.spans_ ) {
       const std::string shown = utf8 ? span.text : ascii( span.text );
-      const std::string kept = cut( shown, width - result.columns() );
+      const std::string kept = cut( shown, width - marked - result.columns() );
       result.add( kept, span.tone );
-      if ( kept.size() < shown.size() )
+      if ( kept.size() < shown.size() ) {
+         if ( marked )
+            result.add( cutMark( utf8 ), span.tone );
          break;
+      }
    }
+   return withoutBlanksAtItsEnd( std::move( result ) );
+}
+
+Line Line::withoutBlanksAtItsEnd( Line result ) {
    while ( !result.spans_.empty() ) {
       std::string & last = result.spans_.back().text;
       const std::size_t end = last.find_last_not_of( ' ' ) + 1;

@@ -27,6 +27,9 @@ class Line {
    Line & add( std::string_view text, Tone tone = Tone::plain );
    /// Text in a field of so many columns: cut if it is too long, filled up with blanks behind it.
    Line & field( std::string_view text, std::size_t width, Tone tone = Tone::plain );
+   /// A name in such a field. Names of one kind often differ at their ends only, so what is too long is left out in the
+   /// middle, which `…` (or `~`) shows.
+   Line & nameField( std::string_view name, std::size_t width, bool utf8, Tone tone = Tone::plain );
    /// The blanks before it.
    Line & rightField( std::string_view text, std::size_t width, Tone tone = Tone::plain );
    Line & add( const Line & line );
@@ -36,12 +39,15 @@ class Line {
    /// Without tones.
    std::string text() const;
 
-   /// At most so many columns of it, blanks at its end removed, and in ASCII if the terminal knows nothing else.
+   /// At most so many columns of it, blanks at its end removed, and in ASCII if the terminal knows nothing else. What was
+   /// cut ends with `…` (or `~`), where there is room for more than that.
    Line fitted( std::size_t width, bool utf8 ) const;
 
    friend bool operator==( const Line &, const Line & ) = default;
 
  private:
+   static Line withoutBlanksAtItsEnd( Line line );
+
    std::vector< Span > spans_;
    std::size_t columns_ = 0;
 };

@@ -29,9 +29,25 @@ TEST( Line, cutsWhatIsLongerThanItsField ) {
 
 TEST( Line, isFittedWithItsTones ) {
    const Line line = Line( "abc" ).add( "def", Tone::bad ).add( "ghi", Tone::good );
-   EXPECT_EQ( line.fitted( 5, true ), Line( "abc" ).add( "de", Tone::bad ) );
+   EXPECT_EQ( line.fitted( 5, true ), Line( "abc" ).add( "d\u2026", Tone::bad ) );
+   EXPECT_EQ( line.fitted( 5, false ).text(), "abcd~" );
+   EXPECT_EQ( line.fitted( 1, true ).text(), "a" );
    EXPECT_EQ( line.fitted( 0, true ), Line() );
    EXPECT_EQ( line.fitted( 99, true ), line );
+}
+
+TEST( Line, leavesOutTheMiddleOfNames ) {
+   const auto name = []( const char * text, std::size_t width, bool utf8 = true ) {
+      return Line().nameField( text, width, utf8 ).add( "|" ).text();
+   };
+   EXPECT_EQ( name( "leaf-1", 8 ), "leaf-1  |" );
+   EXPECT_EQ( name( "leaf-row-1", 10 ), "leaf-row-1|" );
+   EXPECT_EQ( name( "leaf-row-a-1", 8 ), "lea\u2026-a-1|" );
+   EXPECT_EQ( name( "leaf-row-a-1", 7, false ), "lea~a-1|" );
+   EXPECT_EQ( name( "leaf", 3 ), "l\u2026f|" );
+   EXPECT_EQ( name( "leaf", 2 ), "le|" );
+   EXPECT_EQ( name( "\xE4\xB8\xAD\xE6\x96\x87\xE4\xB8\xAD", 5 ), "\xE4\xB8\xAD\u2026\xE4\xB8\xAD|" );
+   EXPECT_EQ( name( "\xE4\xB8\xAD\xE6\x96\x87\xE4\xB8\xAD", 4 ), "\u2026\xE4\xB8\xAD |" );
 }
 
 TEST( Line, losesBlanksAtItsEnd ) {

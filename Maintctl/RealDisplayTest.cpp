@@ -119,7 +119,7 @@ TEST( RealDisplayDeathTest, givesTheTerminalBackWholeWhenASignalComesMeanwhile )
       const Terminal terminal;
       ASSERT_TRUE( terminal.echoes() );
       EXPECT_EXIT( endInterruptedBy( signal, terminal ), testing::KilledBySignal( signal ), "" );
-      EXPECT_TRUE( terminal.until( "xgoodbye" ).ends_with( "xgoodbye" ) );
+      EXPECT_TRUE( terminal.until( "goodbye" ).ends_with( "goodbye" ) );
       EXPECT_TRUE( terminal.echoes() );
    }
 }

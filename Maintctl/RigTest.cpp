@@ -12,6 +12,13 @@ namespace Maintctl {
 
 using nlohmann::json;
 
+namespace {
+
+/// What is laid down has all fields; which of them are asked for does not matter.
+std::string withoutFields( const std::string & path ) { return path.substr( 0, path.find( "fields=" ) - 1 ); }
+
+} // namespace
+
 Reply FakeClient::send( const Request & request ) {
    patience = request.seconds;
    if ( const auto happens = std::exchange( during_, nullptr ) ) {
@@ -32,7 +39,7 @@ Reply FakeClient::send( const Request & request ) {
    const std::string key = ( get ? "GET " : "POST " ) + request.path;
    if ( request.path != Api::Path::agent )
       requests.push_back( key + ( get ? "" : " " + request.body ) );
-   const auto found = answers_.find( key );
+   const auto found = answers_.find( withoutFields( key ) );
    if ( found == answers_.end() )
       return { 404, R"({"error":{"code":"not-found","message":"there is nothing here","where":null}})" };
    std::deque< Reply > & replies = found->second;

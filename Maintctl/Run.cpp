@@ -65,12 +65,13 @@ class Runner {
          return show( Path::unit( command.name ), [this]( auto & body ) {
             return unitText( Api::readUnit( body ), remote_.clock() );
          } );
-      case What::interfaces:
-         return show(
-            command.name.empty() ? Path::interfaces : Path::interfacesOf( command.name ),
-            [this]( auto & body ) {
-               return interfacesText( Api::readInterfaces( body ), remote_.clock() );
-            } );
+      case What::interfaces: {
+         const std::string all = command.name.empty() ? Path::interfaces : Path::interfacesOf( command.name );
+         const std::string path = output_.json() ? all : Path::withFields( all, interfacesTextFields );
+         return show( path, [this]( auto & body ) {
+            return interfacesText( Api::readInterfaces( body ), remote_.clock() );
+         } );
+      }
       case What::interface:
          return show( Path::interface( command.name ), [this]( auto & body ) {
             return interfaceText( Api::readInterface( body ), remote_.clock() );

@@ -147,6 +147,17 @@ TEST_F( RunTest, showInterfacesGivesALineForEach ) {
       "-        -        -\n" );
 }
 
+TEST_F( RunTest, showInterfacesAsksOnlyForWhatItShows ) {
+   rig.client.answers( "GET /api/v1/interfaces", "[]" );
+   rig.client.answers( "GET /api/v1/interfaces?unit=a", "[]" );
+   rig.run( { "show", "interfaces" } );
+   EXPECT_TRUE( requests().back().starts_with( "GET /api/v1/interfaces?fields=kind,link-state," ) );
+   rig.run( { "show", "interfaces", "a" } );
+   EXPECT_TRUE( requests().back().starts_with( "GET /api/v1/interfaces?unit=a&fields=kind,link-state," ) );
+   rig.run( { "show", "interfaces", "-j" } );
+   EXPECT_EQ( requests().back(), "GET /api/v1/interfaces" );
+}
+
 TEST_F( RunTest, showInterfacesTakesAUnit ) {
    rig.client.answers( "GET /api/v1/interfaces?unit=spine-a", "[]" );
    EXPECT_EQ( rig.run( { "show", "interfaces", "spine-a" } ), ExitStatus::done );

@@ -25,14 +25,15 @@ std::string Table::text( std::size_t indent ) const {
    }
    std::string result;
    const auto add = [&]( const std::vector< std::string > & cells ) {
-      std::string line( indent, ' ' );
+      result.append( indent, ' ' );
       for ( std::size_t i = 0; i < cells.size(); ++i ) {
-         const std::string blanks( widths[i] - columns( cells[i] ), ' ' );
-         line +=
-            ( i ? "  " : "" ) + ( columns_[i].align == Align::right ? blanks + cells[i] : cells[i] + blanks );
+         const bool right = columns_[i].align == Align::right;
+         const std::size_t blanks = widths[i] - columns( cells[i] );
+         result.append( ( i ? 2 : 0 ) + ( right ? blanks : 0 ), ' ' ).append( cells[i] );
+         result.append( right ? 0 : blanks, ' ' );
       }
-      line.erase( line.find_last_not_of( ' ' ) + 1 );
-      result += line + "\n";
+      result.erase( result.find_last_not_of( ' ' ) + 1 );
+      result += '\n';
    };
    add( headings );
    std::for_each( rows_.begin(), rows_.end(), add );

@@ -55,7 +55,18 @@ std::string stateText( const std::string & state ) {
    return state == Api::UnitState::maintenance ? "under maintenance" : state;
 }
 
+namespace {
+
+/// Most texts are: one column a character, nothing that could fool anybody.
+bool isPlain( std::string_view text ) {
+   return std::all_of( text.begin(), text.end(), []( char c ) { return c >= 0x20 && c < 0x7F; } );
+}
+
+} // namespace
+
 std::string printable( std::string_view text ) {
+   if ( isPlain( text ) )
+      return std::string( text );
    std::string result;
    while ( !text.empty() ) {
       const Character character = firstCharacter( text );
@@ -74,6 +85,8 @@ std::string printable( std::string_view text ) {
 }
 
 std::size_t columns( std::string_view text ) {
+   if ( isPlain( text ) )
+      return text.size();
    std::size_t result = 0;
    while ( !text.empty() ) {
       const Character character = firstCharacter( text );

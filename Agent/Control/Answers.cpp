@@ -137,21 +137,24 @@ std::string Answers::explanation( const std::string & unit ) const {
    return text( Json( *this ).explanation( unitStatus( model_, unit ) ) );
 }
 
-std::string Answers::listOf( const std::map< std::string, Wire::IntfId > & interfaces ) const {
+std::string Answers::listOf(
+   const std::map< std::string, Wire::IntfId > & interfaces, const InterfaceFields & fields ) const {
    // There may be thousands: each is written and gone before the next is made.
    std::string list;
    for ( const auto & [name, intf] : interfaces ) {
       list += list.empty() ? '[' : ',';
-      list += textOf( Json( *this ).interface( intf ) );
+      list += textOf( Json( *this ).interface( intf, fields ) );
    }
    return ( list.empty() ? "[" : list ) + "]\n";
 }
 
-std::string Answers::interfaces() const { return listOf( shownInterfaces( model_ ) ); }
+std::string Answers::interfaces( const InterfaceFields & fields ) const {
+   return listOf( shownInterfaces( model_ ), fields );
+}
 
-std::string Answers::interfacesOf( const std::string & unit ) const {
+std::string Answers::interfacesOf( const std::string & unit, const InterfaceFields & fields ) const {
    unitStatus( model_, unit );
-   return listOf( interfacesOfUnit( model_, unit ) );
+   return listOf( interfacesOfUnit( model_, unit ), fields );
 }
 
 std::string Answers::interface( const std::string & name ) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Agent/Control/ControlModel.h"
+#include "Agent/Control/InterfaceFields.h"
 
 /// Purpose: what the control API shows, as JSON text.
 ///
@@ -19,8 +20,8 @@ class Answers {
    std::string unit( const std::string & name ) const;
    std::string explanation( const std::string & unit ) const;
    /// Interfaces that are in a group or have a record.
-   std::string interfaces() const;
-   std::string interfacesOf( const std::string & unit ) const;
+   std::string interfaces( const InterfaceFields & fields = {} ) const;
+   std::string interfacesOf( const std::string & unit, const InterfaceFields & fields = {} ) const;
    /// Any interface that exists.
    std::string interface( const std::string & name ) const;
    std::string profiles() const;
@@ -34,9 +35,11 @@ class Answers {
    /// A time of the agent's clock.
    std::string simulatedTime( double clockSeconds ) const;
 
+   struct Json; ///< see AnswersJson.h
+
  private:
-   struct Json;
-   std::string listOf( const std::map< std::string, Wire::IntfId > & interfaces ) const;
+   std::string listOf(
+      const std::map< std::string, Wire::IntfId > & interfaces, const InterfaceFields & fields = {} ) const;
    const ControlModel & model_;
    const ControlCommands & commands_;
 };

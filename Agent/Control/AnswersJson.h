@@ -25,8 +25,13 @@ struct Answers::Json {
 
    // AnswersOfInterfaces.cpp
    json interface( const Wire::IntfId & intf ) const;
+   json interface( const Wire::IntfId & intf, const InterfaceFields & fields ) const;
    /// Why it is not done yet; null if it has no record.
    json reason( const Wire::IntfId & intf ) const;
+   /// \param rates  that are shown of it
+   json reason(
+      const Wire::IntfId & intf, const std::optional< Interface::IntfRates > & rates,
+      const InterfaceFields & fields ) const;
 
    // AnswersOfWaiting.cpp
    json explanation( const Maintenance::Unit::Status & status ) const;

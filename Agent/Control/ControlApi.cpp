@@ -229,9 +229,11 @@ void ControlApi::getExplanation( const Call & call ) {
 
 void ControlApi::getInterfaces( const Call & call ) {
    const auto & query = call.request.query;
-   const auto unit = query.find( "unit" );
+   const auto unit = query.find( "unit" ), list = query.find( "fields" );
+   const InterfaceFields fields = list == query.end() ? InterfaceFields() : InterfaceFields( list->second );
    call.answer(
-      { 200, unit == query.end() ? answers_.interfaces() : answers_.interfacesOf( unit->second ) } );
+      { 200, unit == query.end() ? answers_.interfaces( fields )
+                                 : answers_.interfacesOf( unit->second, fields ) } );
 }
 
 void ControlApi::getInterface( const Call & call ) {

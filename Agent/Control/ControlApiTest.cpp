@@ -65,6 +65,34 @@ TEST_F( ControlApiTest, listsUnits ) {
    EXPECT_EQ( get( "units/u2" ), list[1] );
 }
 
+TEST_F( ControlApiTest, showsOnlyTheFieldsOfInterfacesThatAreAskedFor ) {
+   rig.record( rig.et1, Maintenance::monIntfStateUnderMaint );
+   rig.insight( rig.et1, Reason::shut );
+   EXPECT_EQ(
+      json::parse(
+         R"([{"name":"et1","reason":{"code":"shut","text":"shut since 23:12"},"state":"under-maint"},
+         {"name":"et2","reason":null,"state":null},{"name":"vlan10","reason":null,"state":null}])" ),
+      get( "interfaces?unit=u1&fields=reason.text,state,reason.code" ) );
+   const json whole = get( "interfaces/et1" );
+   EXPECT_EQ(
+      json( { { "name", "et1" }, { "reason", whole["reason"] } } ), get( "interfaces?fields=reason" )[0] );
+   EXPECT_EQ( json( { { "name", "et1" } } ), get( "interfaces?fields=name" )[0] );
+   // Each by itself gives what all together give.
+   for ( const auto & [name, value] : whole.items() )
+      EXPECT_EQ( value, get( "interfaces?fields=" + name )[0].at( name ) ) << name;
+   for ( const auto & [name, value] : whole["reason"].items() )
+      EXPECT_EQ( json( { { name, value } } ), get( "interfaces?fields=reason." + name )[0]["reason"] )
+         << name;
+}
+
+TEST_F( ControlApiTest, refusesFieldsThatInterfacesDoNotHave ) {
+   for ( const char * list :
+         { "", "speed", "state,", ",state", "reason.", "reason.rate", "name,reason.text.x" } ) {
+      EXPECT_EQ( 400, ask( "GET", std::string( "/api/v1/interfaces?fields=" ) + list ) ) << list;
+      EXPECT_EQ( R"(bad-request "fields")", refused() ) << list;
+   }
+}
+
 TEST_F( ControlApiTest, showsAnInterfaceInFull ) {
    auto & record = rig.record( rig.et1, Maintenance::monIntfStateUnderMaint );
    rig.sample( record, 1.5, 2.5, 4294967295 );

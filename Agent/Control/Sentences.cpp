@@ -18,8 +18,9 @@ namespace {
 constexpr std::size_t mostNamed = 3;
 /// Characters of a text that comes from elsewhere.
 constexpr std::size_t mostOfOthers = 120;
-/// Seconds without a sample after which nobody knows what an interface carries: two have been left out.
-constexpr double unwatchedAfter = 3 * secondsPerSample + 1;
+/// Seconds without a sample after which nobody knows what a drained interface carries: two have been left out of those
+/// that are taken every 10 s.
+constexpr double unwatchedAfter = 31;
 /// Seconds after which a time of day needs its date.
 constexpr double dateAfter = 20 * 3600;
 

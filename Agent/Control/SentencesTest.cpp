@@ -373,8 +373,8 @@ TEST_F( SentencesTest, missTheCountersOfWhatHasDrainedAfterThreeSamples ) {
    const double last = record.lastSampleTime();
    for ( const Reason reason : { Reason::drained, Reason::spike } ) {
       rig.insight( rig.et1, reason );
-      EXPECT_EQ( std::nullopt, unwatched( last + 15.9 ) );
-      EXPECT_EQ( last, unwatched( last + 16 ) );
+      EXPECT_EQ( std::nullopt, unwatched( last + 30.9 ) );
+      EXPECT_EQ( last, unwatched( last + 31 ) );
    }
    // Nothing is to be seen of a link that is down, and what is waited for is starved then.
    for ( const Reason reason : { Reason::shut, Reason::starved, Reason::stopped } ) {
