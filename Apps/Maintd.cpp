@@ -404,7 +404,7 @@ void Maintd::handleSignal( int signal ) {
    if ( world_.notify )
       world_.notify->stopping();
    // What is published, shut and under way stays as it is for the next start, so no destructor may run.
-   views_->events.stopped();
+   views_->stopped();
    const auto status = persistence_->commit();
    if ( status.ok() ) {
       api_->eventStreams().end();

@@ -1,5 +1,6 @@
 #include "Apps/MaintdEntities.h"
 
+#include "Agent/History/RecordTimes.h"
 #include "Platform/Ledger/Cell.h"
 
 #include <algorithm>
@@ -80,7 +81,7 @@ Maintd::Entities::Entities( Ledger::EntityManager & em ) {
 }
 
 double Maintd::Entities::latestTime() const {
-   double latest = 0;
+   double latest = Agent::latestTime( *historyDir );
    for ( const auto & [intf, record] : monIntfStatusDir->monIntfStatusRange() )
       latest = std::max( { latest, record->startTime(), record->stateTime(), record->lastSampleTime() } );
    for ( const auto & [intf, time] : cause->intfStatusRange() )

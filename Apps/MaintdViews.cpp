@@ -39,7 +39,8 @@ Maintd::Views::Views( Maintd & agent )
            [&agent]( double time ) { return agent.wallTime( time ); },
            [this]( const std::string & interface, double from, double to ) {
               return samples.curve( interface, from, to );
-           } } ),
+           },
+           [&agent]( std::function< void() > call ) { agent.loop_->effectIs( std::move( call ) ); } } ),
      recorder(
         agent.loop_, agent.wheel_, recorderModel( *agent.entities_ ),
         Agent::Recorder::Hooks{
@@ -59,6 +60,7 @@ Maintd::Views::Views( Maintd & agent )
               const Agent::Drift drift = agent.executor_->drift( intf );
               return drift == Agent::Drift::none ? std::string() : std::string( stringValue( drift ) );
            },
+           [this]( const Wire::IntfId & intf ) { return recorder.forced( intf ); },
            [&agent] {
               std::vector< std::pair< std::string, std::string > > result;
               for ( const Agent::Problem & problem : agent.problems() )
@@ -94,9 +96,10 @@ void Maintd::Views::reloaded( const Agent::ControlCommands::Reloaded & result ) 
 }
 
 Agent::Recorder::Model Maintd::Views::recorderModel( const Entities & e ) {
-   return { e.unitStatusDir,      e.unitRunDir,     e.unitCommandsDir, e.monIntfStatusDir,
-            e.insightDir,         e.intfToGroupDir, e.groupToUnitDir,  e.intfProfileStatusDir,
-            e.defaultIntfProfile, e.cause,          e.historyDir,      e.historyPeaksDir };
+   return {
+      e.unitStatusDir,  e.unitRunDir,         e.unitCommandsDir, e.monIntfStatusDir,     e.insightDir,
+      e.intfToGroupDir, e.intfGroupStatusDir, e.groupToUnitDir,  e.intfProfileStatusDir, e.defaultIntfProfile,
+      e.cause,          e.historyDir,         e.historyPeaksDir };
 }
 
 void Maintd::Views::addAnswers( Agent::ControlCommands & commands ) const {

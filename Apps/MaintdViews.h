@@ -19,6 +19,11 @@ struct Maintd::Views {
       insight.turnEnds();
       events.turnEnds(); // last: it tells what the others have found
    }
+   /// The agent ends: what has yet to be written down is.
+   void stopped() {
+      recorder.stopped();
+      events.stopped();
+   }
    /// What is wrong with what is shown.
    void addProblems( std::vector< Agent::Problem > & problems ) const;
    /// What the control API asks of it.

@@ -178,6 +178,18 @@ TEST_F( ReportTest, maintenanceThatThereIsNotIsRefusedWithTheAgentsWords ) {
    EXPECT_EQ( "maintctl: there is no maintenance 99\n", rig.err );
 }
 
+TEST( Csv, whatWouldBeTakenForAFormulaIsText ) {
+   EXPECT_EQ( "'=1+1,'+1,'@a\r\n", csvRow( { "=1+1", "+1", "@a" } ) );
+   EXPECT_EQ( "'-1+1,-12.5,a=b\r\n", csvRow( { "-1+1", "-12.5", "a=b" } ) );
+   EXPECT_EQ( "' =1\r\n", csvRow( { " =1" } ) );
+   EXPECT_EQ( "\"'\n=HYPERLINK(\"\"x\"\")\"\r\n", csvRow( { "\n=HYPERLINK(\"x\")" } ) );
+}
+
+TEST( Csv, controlCharactersAreShown ) {
+   EXPECT_EQ( "\\x1B[2J\\x09a\r\n", csvRow( { "\033[2J\ta" } ) );
+   EXPECT_EQ( "\"a\nb\\x00\"\r\n", csvRow( { std::string( "a\nb\0", 4 ) } ) );
+}
+
 TEST( Csv, quotesWhatWouldBeTakenForAnotherFieldOrLine ) {
    EXPECT_EQ( "a,,1\r\n", csvRow( { "a", "", "1" } ) );
    EXPECT_EQ( "\"a,b\"\r\n", csvRow( { "a,b" } ) );

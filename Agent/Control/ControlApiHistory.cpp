@@ -2,6 +2,8 @@
 
 #include <charconv>
 #include <limits>
+#include <memory>
+#include <utility>
 
 /// What is asked of records of maintenances.
 namespace Agent {
@@ -12,6 +14,27 @@ namespace {
 
 /// More than are kept.
 constexpr Vel::U32 mostListed = 1000;
+
+/// Bytes of a record that are answered at once. What is longer is a reply that goes on.
+constexpr std::size_t mostAtOnce = 32 * 1024;
+
+/// A text that is made as its reader takes it.
+class PiecesStream final : public HttpStream {
+ public:
+   PiecesStream( std::string first, ControlCommands::History::Pieces pieces )
+      : first_( std::move( first ) ), pieces_( std::move( pieces ) ) {}
+   Piece next() override {
+      auto text = std::make_shared< std::string >( first_.empty() ? pieces_() : std::exchange( first_, "" ) );
+      const bool last = text->empty();
+      return { std::move( text ), last };
+   }
+   /// There is always more until the end.
+   std::string heartbeat() const override { return ""; }
+
+ private:
+   std::string first_;
+   ControlCommands::History::Pieces pieces_;
+};
 
 /// Decimal digits only, from 1 to `most`.
 std::optional< Vel::U32 > positive( const std::string & text, Vel::U32 most ) {
@@ -55,7 +78,16 @@ void ControlApi::getHistoryRecord( const Call & call ) {
    const auto id = positive( name, std::numeric_limits< Vel::U32 >::max() );
    if ( !id )
       throw Api::Error{ ErrorCode::badRequest, "a maintenance has a number, not \"" + name + "\"", name };
-   call.answer( { 200, commands_.history.record( *id ) } );
+   ControlCommands::History::Pieces pieces = commands_.history.record( *id );
+   HttpReply reply;
+   while ( reply.body.size() < mostAtOnce ) {
+      const std::string piece = pieces();
+      if ( piece.empty() )
+         return call.answer( std::move( reply ) );
+      reply.body += piece;
+   }
+   reply.stream = std::make_shared< PiecesStream >( std::exchange( reply.body, "" ), std::move( pieces ) );
+   call.answer( std::move( reply ) );
 }
 
 } // namespace Agent

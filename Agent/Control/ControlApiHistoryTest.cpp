@@ -1,4 +1,5 @@
 #include "Agent/Control/ControlApiRigTest.h"
+#include "Agent/Control/RequestRig.h"
 
 namespace Agent {
 
@@ -35,12 +36,23 @@ TEST_F( ControlApiHistory, whatCannotBeMeantIsRefused ) {
 }
 
 TEST_F( ControlApiHistory, recordIsAskedForByItsNumber ) {
-   EXPECT_EQ( "{}\n", got( "history/7" ) );
+   EXPECT_EQ( "{ }\n", got( "history/7" ) );
    EXPECT_EQ( 404, ask( "GET", "/api/v1/history/8" ) );
    for ( const char * id : { "x", "0", "-7", "7.0", "4294967296" } ) {
       EXPECT_EQ( 400, ask( "GET", std::string( "/api/v1/history/" ) + id ) ) << id;
       EXPECT_EQ( std::string( "bad-request \"" ) + id + "\"", refused() );
    }
+}
+
+TEST_F( ControlApiHistory, longRecordIsGivenAsItIsTaken ) {
+   EXPECT_EQ( "", got( "history/9" ) );
+   ASSERT_TRUE( reply.stream );
+   const HttpStream::Piece first = reply.stream->next();
+   EXPECT_LT( first.text->size(), 40000u );
+   EXPECT_FALSE( first.last );
+   // Two bytes of each piece are not blanks that make it long.
+   EXPECT_EQ( 200u * 2 + 197u * 1000, first.text->size() + wholeBody( reply ).size() );
+   EXPECT_EQ( "application/json", reply.contentType );
 }
 
 TEST_F( ControlApiHistory, canBeReadOverTheWebAddress ) {

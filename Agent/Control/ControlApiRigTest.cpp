@@ -49,10 +49,14 @@ ControlApiRig::ControlApiRig() {
       asked.push_back( "history of " + unit + ", at most " + std::to_string( limit ) );
       return std::string( "[]\n" );
    };
-   commands.history.record = []( Vel::U32 id ) -> std::string {
-      if ( id != 7 )
+   commands.history.record = []( Vel::U32 id ) -> ControlCommands::History::Pieces {
+      if ( id != 7 && id != 9 )
          throw Api::Error{ Api::ErrorCode::notFound, "there is no maintenance", std::to_string( id ) };
-      return "{}\n";
+      // The text of the other one is long.
+      return [left = id == 7 ? 2 : 200]() mutable {
+         return left-- > 0 ? ( left % 2 ? "{ " : "}\n" ) + std::string( left > 2 ? 1000 : 0, ' ' )
+                           : std::string();
+      };
    };
    commands.dump = [] { return std::string( "diagnostic\ntext\n" ); };
    commands.counters = [this] { return counted.get(); };

@@ -24,4 +24,16 @@ inline HttpRequest requestOf( const std::string & method, const std::string & ta
    return request;
 }
 
+/// All of a reply, also of one that goes on, which has to have an end.
+inline std::string wholeBody( const HttpReply & reply ) {
+   std::string body = reply.body;
+   for ( bool more = reply.stream != nullptr; more; ) {
+      const HttpStream::Piece piece = reply.stream->next();
+      if ( piece.text )
+         body += *piece.text;
+      more = piece.text && !piece.last;
+   }
+   return body;
+}
+
 } // namespace Agent

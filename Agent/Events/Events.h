@@ -41,6 +41,8 @@ class Events {
       std::function< bool( const std::string & unit ) > settling;
       /// What others have done to a link: "raised", "lowered"; empty: nothing.
       std::function< std::string( const Wire::IntfId & ) > drift;
+      /// Whether an interface that is shut was shut before it had drained.
+      std::function< bool( const Wire::IntfId & ) > forced;
       /// What is wrong with the agent: a word and a sentence for each. Asked once a second at most.
       std::function< std::vector< std::pair< std::string, std::string > >() > problems;
    };

@@ -55,7 +55,7 @@ class EventsTest : public testing::Test {
             [this]( const std::string & unit ) { return unit == "u1" ? stage : ""; },
             [this]( const std::string & unit ) { return unit == "u1" && settling; },
             [this]( const Wire::IntfId & intf ) { return intf == et1 ? drift : ""; },
-            [this] { return problems; } } );
+            [this]( const Wire::IntfId & intf ) { return intf == et1; }, [this] { return problems; } } );
       events->started( "1.2.3" );
       turn();
    }
@@ -322,7 +322,7 @@ TEST_F( EventsTest, aShutdownSaysWhetherItWasForced ) {
    cause->intfStatusDel( et1 );
    turn();
    EXPECT_EQ( Lines{ "interface et1 released" }, told() );
-   record( et2, 0 ).numConsecutiveDrainedSamplesIs( 2 );
+   record( et2, 0 );
    cause->intfStatusIs( et2, 1 );
    turn();
    EXPECT_EQ( false, last().at( "forced" ) );

@@ -115,15 +115,6 @@ bool InterfaceEvents::violates( const Wire::IntfId & intf ) const {
    return false;
 }
 
-/// Whether it had been quiet for as long as its profile asks for.
-bool InterfaceEvents::drainedWhenShut( const Wire::IntfId & intf ) const {
-   constexpr Vel::U32 secondsPerSample = 5;
-   const auto * const record = model_.monIntfStatusDir->monIntfStatus( intf );
-   const auto * const profile = model_.intfProfileStatusDir->status( profileOf( intf ) );
-   const Vel::U32 quiet = record ? record->numConsecutiveDrainedSamples() : 0;
-   return !profile || ( quiet > 0 && quiet * secondsPerSample >= profile->drainWatchLoadInterval() );
-}
-
 // ---- what is told
 
 void InterfaceEvents::look() {
@@ -265,7 +256,7 @@ void InterfaceEvents::lookAtShutdown( const Present & of ) {
    const bool shut = model_.cause->intfStatus( of.intf ) != nullptr;
    if ( shut != of.told.shut() ) {
       of.told.shutIs( shut );
-      const bool forced = shut && !drainedWhenShut( of.intf );
+      const bool forced = shut && hooks_.forced( of.intf );
       if ( shut )
          writer_.write(
             of.about(

@@ -46,6 +46,8 @@ class InterfaceEvents {
       std::function< double() > now; ///< seconds of the agent's clock
       /// What others have done to a link: "raised", "lowered"; empty: nothing.
       std::function< std::string( const Wire::IntfId & ) > drift;
+      /// Whether an interface that is shut was shut before it had drained.
+      std::function< bool( const Wire::IntfId & ) > forced;
    };
    InterfaceEvents( EventWriter & writer, Vel::Ptr< Cog::TimerWheel > wheel, Model model, Hooks hooks );
    InterfaceEvents( const InterfaceEvents & ) = delete;
@@ -111,7 +113,6 @@ class InterfaceEvents {
    std::set< std::string > unitsOf( const Wire::IntfId & intf ) const;
    std::string profileOf( const Wire::IntfId & intf ) const;
    bool violates( const Wire::IntfId & intf ) const;
-   bool drainedWhenShut( const Wire::IntfId & intf ) const;
    void lookAt( const Wire::IntfId & intf );
    void lookAtMembership( const Present & of );
    void lookAtLink( const Present & of );

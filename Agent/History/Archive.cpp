@@ -1,30 +1,11 @@
 #include "Agent/History/Archive.h"
 
-#include "Agent/History/WholeFile.h"
 #include "Api/Error.h"
 
-#include <nlohmann/json.hpp>
-
-#include <charconv>
 #include <filesystem>
 #include <map>
-#include <vector>
 
 namespace Agent {
-
-namespace {
-
-const char * const ending = ".json";
-
-/// The id that a file in the folder is named after; 0: it is none of ours.
-Vel::U32 idOf( const std::string & name ) {
-   Vel::U32 id = 0;
-   const char * const end = name.data() + name.size();
-   const auto [stop, error] = std::from_chars( name.data(), end, id );
-   return error == std::errc() && std::string_view( stop, end ) == ending ? id : 0;
-}
-
-} // namespace
 
 Archive::Archive(
    Vel::Ptr< Cog::Scheduler > scheduler, const Vel::Ptr< Cog::TimerWheel > & wheel, std::string folder,
@@ -36,19 +17,18 @@ Archive::Archive(
      hooks_( std::move( hooks ) ),
      self_( std::make_shared< Archive * >( this ) ) {
    wakeup_.is( wheel, this ).hasNotificationActiveIs( true );
+   lookAtFolder();
    look();
 }
 
 Archive::~Archive() { *self_ = nullptr; }
 
-std::string Archive::path( Vel::U32 id ) const { return folder_ + "/" + std::to_string( id ) + ending; }
-
 double Archive::wallOffset( const HistoryRecord & record ) const {
    return record.ended() > 0 ? record.wallOffset() : hooks_.wallTime( now() ) - now();
 }
 
-std::string Archive::textOf( const HistoryRecord & record, const CurveOf & curveOf ) const {
-   return recordText( record, { wallOffset( record ), now(), peaksDir_->peaks( record.id() ), curveOf } );
+RecordText Archive::textOf( const HistoryRecord & record ) const {
+   return RecordText( &record, { wallOffset( record ), now(), peaksDir_, hooks_.curveOf } );
 }
 
 // ---- filing
@@ -66,93 +46,84 @@ void Archive::look() {
 }
 
 void Archive::run() {
-   leftOversDel();
-   Vel::U32 waiting = 0;
-   for ( const auto & [id, record] : historyDir_->recordRange() )
-      waiting += record->ended() > 0;
-   bool works = true;
+   const bool more = work();
+   if ( more )
+      look();
+   else if ( trouble_ )
+      wakeup_->timeMinIs( now() + againAfter );
+}
+
+bool Archive::work() { return takeIn() || takeDown() || file(); }
+
+bool Archive::takeDown() {
    for ( const auto & [id, record] : historyDir_->recordRange() ) {
-      if ( record->ended() == 0 )
+      if ( !historyDir_->summary( id ) )
          continue;
-      const Filing filing = works ? file( *record ) : Filing::failed;
-      if ( filing == Filing::later )
-         return look();
-      works = filing == Filing::filed;
-      if ( !works && waiting <= mostWaiting )
-         continue;
-      --waiting;
-      becomesSummary( *record );
-   }
-   if ( works )
-      trouble_.reset();
-   wakeup_->timeMinIs( works ? Cog::Timer::never : now() + againAfter );
-}
-
-Archive::Filing Archive::file( const HistoryRecord & record ) {
-   if ( !collect( record ) )
-      return Filing::later;
-   const auto collected = [this]( const std::string & interface, double, double ) {
-      const auto it = curves_.find( interface );
-      return it == curves_.end() ? SampleCurve() : it->second;
-   };
-   const std::string problem = writeWhole( path( record.id() ), textOf( record, collected ) );
-   curves_.clear();
-   curvesOf_ = 0;
-   if ( problem.empty() )
-      return Filing::filed;
-   trouble_ = Trouble{ trouble_ ? trouble_->since : now(), problem };
-   return Filing::failed;
-}
-
-bool Archive::collect( const HistoryRecord & record ) {
-   if ( !hooks_.curveOf )
+      for ( Vel::U32 i = 0; i < takenDownAtOnce && record->intfs() > 0; ++i )
+         record->intfDel( Wire::IntfId( *record->intfFirst() ) );
+      if ( record->intfs() == 0 )
+         historyDir_->recordDel( Vel::U32( id ) );
       return true;
-   if ( curvesOf_ != record.id() )
-      curves_.clear();
-   curvesOf_ = record.id();
-   Vel::U32 read = 0;
-   for ( const auto & [id, intf] : record.intfRange() ) {
-      const std::string name( id.name() );
-      if ( curves_.count( name ) )
-         continue;
-      if ( read++ == curvesAtOnce )
-         return false;
-      curves_[name] = curveOf( record, *intf, now(), hooks_.curveOf );
    }
+   return false;
+}
+
+bool Archive::file() {
+   Vel::U32 waiting = 0;
+   const HistoryRecord * oldest = nullptr;
+   for ( const auto & [id, record] : historyDir_->recordRange() )
+      if ( isWaiting( *record ) ) {
+         ++waiting;
+         oldest = oldest ? oldest : record.get();
+      }
+   if ( !oldest ) {
+      trouble_.reset();
+      return false;
+   }
+   if ( !filing_ )
+      filing_.emplace( textOf( *oldest ), path( oldest->id() ) );
+   const HistoryRecord & record = filing_->text.record();
+   std::string problem = filing_->opened ? "" : filing_->file.open();
+   filing_->opened = true;
+   std::string pieces, piece;
+   for ( Vel::U32 i = 0; problem.empty() && i < filedAtOnce; ++i )
+      pieces += piece = filing_->text.next();
+   if ( problem.empty() )
+      problem = filing_->file.append( pieces );
+   if ( problem.empty() && !piece.empty() )
+      return true;
+   if ( problem.empty() )
+      problem = filing_->file.finish();
+   if ( problem.empty() )
+      becomesSummary( record );
+   filing_.reset();
+   if ( problem.empty() )
+      return true;
+   trouble_ = Trouble{ trouble_ ? trouble_->since : now(), problem };
+   if ( waiting <= mostWaiting )
+      return false;
+   becomesSummary( *oldest );
    return true;
 }
 
 void Archive::becomesSummary( const HistoryRecord & record ) {
-   const Vel::U32 id = record.id();
-   summarize( record, record.wallOffset(), *historyDir_->summaryIs( id, record.unitName() ) );
-   historyDir_->recordDel( id );
+   summarize( record, record.wallOffset(), *historyDir_->summaryIs( record.id(), record.unitName() ) );
+   forgetOld();
+}
+
+void Archive::forgetOld() {
    while ( historyDir_->summarys() > HistoryDir::mostFinished ) {
       const Vel::U32 oldest = *historyDir_->summaryFirst();
       historyDir_->summaryDel( oldest );
-      scheduler_->effectIs( [path = path( oldest )] {
-         std::error_code ignored;
-         std::filesystem::remove( path, ignored );
-      } );
+      toRemove_.push_back( path( oldest ) );
    }
-}
-
-void Archive::leftOversDel() {
-   if ( cleaned_ )
+   if ( toRemove_.empty() )
       return;
-   cleaned_ = true;
-   std::error_code error;
-   std::filesystem::create_directory( folder_, error );
-   std::vector< std::filesystem::path > leftOvers;
-   for ( std::filesystem::directory_iterator it( folder_, error ), end; !error && it != end;
-         it.increment( error ) ) {
-      const std::string name = it->path().filename();
-      const Vel::U32 id = idOf( name );
-      const bool unfinished = name.ends_with( unfinishedEnding );
-      if ( unfinished || ( id > 0 && !historyDir_->summary( id ) && !historyDir_->record( id ) ) )
-         leftOvers.push_back( it->path() );
-   }
-   for ( const auto & path : leftOvers )
-      std::filesystem::remove( path, error );
+   hooks_.whenStored( [paths = std::exchange( toRemove_, {} )] {
+      std::error_code ignored;
+      for ( const std::string & path : paths )
+         std::filesystem::remove( path, ignored );
+   } );
 }
 
 // ---- what there is to see
@@ -173,7 +144,8 @@ std::string Archive::list( const std::string & unit, std::size_t limit ) const {
       if ( unit.empty() || summary->unitName() == unit )
          newestFirst.emplace( id, summary );
    for ( const auto & [id, record] : historyDir_->recordRange() )
-      if ( unit.empty() || record->unitName() == unit ) {
+      // What is being taken down has its summary.
+      if ( ( unit.empty() || record->unitName() == unit ) && !newestFirst.count( id ) ) {
          auto summary = Vel::make< HistorySummary >( id, record->unitName() );
          summarize( *record, wallOffset( *record ), *summary );
          newestFirst.emplace( id, std::move( summary ) );
@@ -185,18 +157,21 @@ std::string Archive::list( const std::string & unit, std::size_t limit ) const {
    return summariesText( list );
 }
 
-std::string Archive::record( Vel::U32 id ) const {
-   if ( const HistoryRecord * const record = historyDir_->record( id ) )
-      return textOf( *record, record->intfs() > mostLiveCurves ? CurveOf() : hooks_.curveOf );
+Archive::Pieces Archive::record( Vel::U32 id ) const {
    const std::string name = std::to_string( id );
-   if ( !historyDir_->summary( id ) )
-      throw Api::Error{ Api::ErrorCode::notFound, "there is no maintenance " + name, name };
-   const std::optional< std::string > text = readWhole( path( id ) );
-   if ( !text || !nlohmann::json::accept( *text ) )
+   if ( !historyDir_->summary( id ) ) {
+      const HistoryRecord * const record = historyDir_->record( id );
+      if ( !record )
+         throw Api::Error{ Api::ErrorCode::notFound, "there is no maintenance " + name, name };
+      return [text = std::make_shared< RecordText >( textOf( *record ) )] { return text->next(); };
+   }
+   auto file = FilePieces::open( path( id ) );
+   // It was written whole or not at all. Whoever has cut it off since has taken the line feed at its end.
+   if ( !file || file->last() != '\n' )
       throw Api::Error{
          Api::ErrorCode::internal,
-         "the record of maintenance " + name + ( text ? " is damaged" : " cannot be read" ), path( id ) };
-   return *text;
+         "the record of maintenance " + name + ( file ? " is damaged" : " cannot be read" ), path( id ) };
+   return [file = std::make_shared< FilePieces >( std::move( *file ) )] { return file->next(); };
 }
 
 } // namespace Agent

@@ -1,5 +1,4 @@
 #include "Agent/History/HistoryRig.h"
-#include "Agent/History/WholeFile.h"
 #include "Api/Error.h"
 
 #include <gtest/gtest.h>
@@ -16,11 +15,35 @@ namespace {
 using nlohmann::json;
 
 struct ArchiveTest : testing::Test {
-   json record( Vel::U32 id ) { return json::parse( rig.archive->record( id ) ); }
+   json record( Vel::U32 id ) { return json::parse( rig.text( id ) ); }
    json list( const std::string & unit = "", std::size_t limit = 1000 ) {
       return json::parse( rig.archive->list( unit, limit ) );
    }
    bool filed( Vel::U32 id ) { return std::filesystem::exists( rig.path( id ) ); }
+   /// The text of a file; nothing if it cannot be read.
+   std::optional< std::string > content( const std::string & path ) {
+      auto file = FilePieces::open( path );
+      if ( !file )
+         return std::nullopt;
+      std::string whole;
+      for ( std::string piece = file->next(); !piece.empty(); piece = file->next() )
+         whole += piece;
+      return whole;
+   }
+   std::set< std::string > files() {
+      std::set< std::string > names;
+      for ( const auto & entry : std::filesystem::directory_iterator( rig.folder + "/history" ) )
+         names.insert( entry.path().filename() );
+      return names;
+   }
+   /// Interfaces p0, p1, ... that are watched.
+   void many( Vel::U32 count ) {
+      for ( Vel::U32 i = 0; i < count; ++i ) {
+         const Wire::IntfId intf = Wire::EthIntfId( Vel::text( "p", i ) );
+         rig.member( intf );
+         rig.monIntfs->monIntfStatusIs( intf, "fast", rig.now() );
+      }
+   }
    /// A maintenance of et1 that has ended, and is not filed yet.
    void closed() {
       rig.enter();
@@ -36,13 +59,13 @@ struct ArchiveTest : testing::Test {
 TEST_F( ArchiveTest, closedRecordBecomesAFileAndASummary ) {
    closed();
    EXPECT_FALSE( filed( 1 ) );
-   const std::string open = rig.archive->record( 1 );
+   const std::string open = rig.text( 1 );
    rig.clock->runUntilIdle();
    EXPECT_TRUE( filed( 1 ) );
    EXPECT_EQ( 0u, rig.dir->records() );
    ASSERT_EQ( 1u, rig.dir->summarys() );
-   EXPECT_EQ( open, rig.archive->record( 1 ) );
-   EXPECT_EQ( open, readWhole( rig.path( 1 ) ) );
+   EXPECT_EQ( open, rig.text( 1 ) );
+   EXPECT_EQ( open, content( rig.path( 1 ) ) );
 }
 
 TEST_F( ArchiveTest, timesOfWhatIsFiledAreWallTime ) {
@@ -54,39 +77,117 @@ TEST_F( ArchiveTest, timesOfWhatIsFiledAreWallTime ) {
 
 TEST_F( ArchiveTest, crashBeforeTheFileIsWrittenFilesItAtTheNextStart ) {
    closed();
-   const std::string before = rig.archive->record( 1 );
+   const std::string before = rig.text( 1 );
    rig.stop();
    rig.start();
-   EXPECT_EQ( before, readWhole( rig.path( 1 ) ) );
+   EXPECT_EQ( before, content( rig.path( 1 ) ) );
    EXPECT_EQ( 1u, rig.dir->summarys() );
 }
 
 TEST_F( ArchiveTest, crashAfterTheFileIsWrittenEndsInTheSame ) {
    closed();
+   while ( !filed( 1 ) )
+      rig.clock->runTurn();
+   const std::string before = *content( rig.path( 1 ) );
    rig.stop();
-   const auto whole = Vel::Ptr< HistoryRecord >( &rig.record() );
-   rig.start();
-   const std::string before = *readWhole( rig.path( 1 ) );
    // What the turn had written is lost, its file is not.
-   rig.stop();
    rig.dir->summaryDelAll();
-   rig.dir->recordPut( 1, whole );
    rig.start();
-   EXPECT_EQ( before, readWhole( rig.path( 1 ) ) );
+   EXPECT_EQ( before, content( rig.path( 1 ) ) );
    EXPECT_EQ( 1u, rig.dir->summarys() );
    EXPECT_EQ( 0u, rig.dir->records() );
 }
 
-TEST_F( ArchiveTest, filesThatNobodyKnowsOfAreRemovedAtTheNextStartAndNoOthers ) {
+TEST_F( ArchiveTest, unfinishedFilesAreRemovedAtTheNextStartAndNoOthers ) {
    rig.maintenance();
    rig.stop();
-   for ( const char * name : { "77.json", "1.json.new", "notes.json", "7x.json", "readme" } )
+   for ( const char * name :
+         { "77.json", "1.json.new", "notes.json", "7x.json", "readme", "9999999999.json" } )
       std::ofstream( rig.folder + "/history/" + name ) << "{}";
    rig.start();
-   std::set< std::string > names;
-   for ( const auto & entry : std::filesystem::directory_iterator( rig.folder + "/history" ) )
-      names.insert( entry.path().filename() );
-   EXPECT_EQ( ( std::set< std::string >{ "1.json", "7x.json", "notes.json", "readme" } ), names );
+   EXPECT_EQ(
+      ( std::set< std::string >{
+         "1.json", "77.json", "7x.json", "9999999999.json", "notes.json", "readme" } ),
+      files() );
+   EXPECT_EQ( 77u, rig.dir->lastId() );
+}
+
+TEST_F( ArchiveTest, newStoreTakesInTheFilesOfTheOldOne ) {
+   closed();
+   rig.clock->runUntilIdle();
+   rig.maintenance();
+   const json before = list();
+   const std::string text = rig.text( 1 );
+   rig.stop();
+   rig.forgetAll();
+   rig.start();
+   EXPECT_EQ( before, list() );
+   EXPECT_EQ( text, rig.text( 1 ) );
+   rig.enter();
+   EXPECT_TRUE( rig.dir->record( 3 ) ) << "an id was given that is that of a file";
+}
+
+TEST_F( ArchiveTest, idsAreNotThoseOfFilesAlsoIfAUnitIsUnderWayWhenTheStoreIsNew ) {
+   rig.maintenance();
+   rig.state( Maintenance::Unit::UnitState::maintenance, "ann", "upgrade" );
+   rig.stop();
+   rig.forgetAll();
+   rig.start();
+   ASSERT_EQ( 1u, rig.dir->records() );
+   EXPECT_EQ( "upgrade", rig.record( 2 ).reason() );
+   EXPECT_EQ( 2u, list().size() );
+}
+
+TEST_F( ArchiveTest, newStoreKeepsNoMoreFilesThanAnOldOne ) {
+   for ( Vel::U32 i = 0; i < HistoryDir::mostFinished; ++i )
+      rig.maintenance();
+   rig.stop();
+   std::filesystem::copy( rig.path( 1 ), rig.path( 1000 ) );
+   rig.forgetAll();
+   rig.start();
+   EXPECT_EQ( HistoryDir::mostFinished, rig.dir->summarys() );
+   // What it says is not what it is called after.
+   EXPECT_TRUE( filed( 1000 ) );
+   EXPECT_TRUE( filed( 1 ) );
+   rig.maintenance();
+   EXPECT_TRUE( filed( 1001 ) );
+   EXPECT_FALSE( filed( 1 ) );
+}
+
+TEST_F( ArchiveTest, fileWhoseSummaryIsForgottenIsRemovedOnceThatIsCommitted ) {
+   for ( Vel::U32 i = 0; i < HistoryDir::mostFinished; ++i )
+      rig.maintenance();
+   rig.storing = false;
+   rig.maintenance();
+   EXPECT_FALSE( rig.dir->summary( 1 ) );
+   EXPECT_TRUE( filed( 1 ) );
+   rig.stored();
+   EXPECT_FALSE( filed( 1 ) );
+}
+
+TEST_F( ArchiveTest, fileThatACrashHasLeftIsRemovedAtTheNextStart ) {
+   for ( Vel::U32 i = 0; i < HistoryDir::mostFinished; ++i )
+      rig.maintenance();
+   rig.storing = false;
+   rig.maintenance();
+   rig.stop();
+   rig.whenStored.clear();
+   rig.start();
+   EXPECT_FALSE( filed( 1 ) );
+   EXPECT_EQ( HistoryDir::mostFinished, rig.dir->summarys() );
+}
+
+TEST_F( ArchiveTest, fileThatBearsTheIdOfAnOpenRecordIsMovedAside ) {
+   rig.enter();
+   rig.stop();
+   std::ofstream( rig.path( 1 ) ) << "another's";
+   rig.start();
+   EXPECT_EQ( "another's", content( rig.path( 1 ) + Archive::othersEnding ) );
+   rig.exit();
+   rig.normal();
+   rig.clock->runUntilIdle();
+   EXPECT_EQ( "cancelled", record( 1 ).at( "outcome" ) );
+   EXPECT_EQ( "another's", content( rig.path( 1 ) + Archive::othersEnding ) );
 }
 
 TEST_F( ArchiveTest, lastOnesAreKeptAndOlderFilesAreRemoved ) {
@@ -97,7 +198,7 @@ TEST_F( ArchiveTest, lastOnesAreKeptAndOlderFilesAreRemoved ) {
    EXPECT_FALSE( filed( 2 ) );
    EXPECT_TRUE( filed( 3 ) );
    EXPECT_TRUE( filed( HistoryDir::mostFinished + 2 ) );
-   EXPECT_THROW( rig.archive->record( 1 ), Api::Error );
+   EXPECT_THROW( (void)rig.archive->record( 1 ), Api::Error );
 }
 
 TEST_F( ArchiveTest, fileThatCannotBeWrittenIsTriedAgainAndTold ) {
@@ -127,7 +228,7 @@ TEST_F( ArchiveTest, ofTooManyThatWaitForAFileTheOldestGoesWithoutOne ) {
    EXPECT_EQ( Archive::mostWaiting, rig.dir->records() );
    EXPECT_EQ( 2u, rig.dir->summarys() );
    EXPECT_EQ( Archive::mostWaiting + 2, list().size() );
-   EXPECT_THROW( rig.archive->record( 1 ), Api::Error );
+   EXPECT_THROW( (void)rig.archive->record( 1 ), Api::Error );
 }
 
 TEST_F( ArchiveTest, damagedFileIsToldAndNotHandedOn ) {
@@ -167,42 +268,113 @@ TEST_F( ArchiveTest, recordOfAnInterfaceHasItsCurve ) {
    EXPECT_EQ( json::parse( "[2000000,null,0]" ), curve.at( "out-bps" ) );
 }
 
-TEST_F( ArchiveTest, curvesOfManyInterfacesAreReadOverSeveralTurns ) {
+TEST_F( ArchiveTest, recordOfManyInterfacesIsFiledAndTakenDownOverSeveralTurns ) {
    rig.curve = { rig.now() - 60, 5, { 1, 2 }, { 3, 4 } };
    rig.enter();
-   const Vel::U32 count = 3 * Archive::curvesAtOnce + 1;
-   for ( Vel::U32 i = 0; i < count; ++i ) {
-      const Wire::IntfId intf = Wire::EthIntfId( Vel::text( "p", i ) );
-      rig.intfToGroup->intfToGroupIs( intf )->groupIs( rig.group );
-      rig.monIntfs->monIntfStatusIs( intf, "fast", rig.now() );
-   }
+   const Vel::U32 count = 3 * Archive::filedAtOnce + 1;
+   many( count );
    rig.exit();
    rig.normal();
-   for ( int turn = 0; turn < 3; ++turn ) {
+   const unsigned before = rig.curvesRead;
+   for ( unsigned turn = 1; !filed( 1 ); ++turn ) {
+      ASSERT_LT( turn, 10u );
+      EXPECT_EQ( 0u, rig.dir->summarys() );
       rig.clock->runTurn();
-      EXPECT_FALSE( filed( 1 ) );
+      EXPECT_LE( rig.curvesRead, before + turn * Archive::filedAtOnce );
    }
-   rig.clock->runTurn();
-   ASSERT_TRUE( filed( 1 ) );
    const json whole = record( 1 );
    ASSERT_EQ( count, whole.at( "interfaces" ).size() );
    for ( const json & intf : whole.at( "interfaces" ) )
       EXPECT_EQ( json::parse( "[3,4]" ), intf.at( "curve" ).at( "out-bps" ) );
+   EXPECT_EQ( "p0", whole.at( "interfaces" ).at( 0 ).at( "name" ) );
+   EXPECT_EQ( "p1", whole.at( "interfaces" ).at( 1 ).at( "name" ) );
+   EXPECT_EQ( "p10", whole.at( "interfaces" ).at( 2 ).at( "name" ) );
+   // What is left of it is seen by nobody, and goes a part at a time.
+   EXPECT_EQ( 1u, list().size() );
+   for ( Vel::U32 left = rig.record().intfs(); left > 0; ) {
+      rig.clock->runTurn();
+      const Vel::U32 now = rig.dir->records() ? rig.record().intfs() : 0;
+      EXPECT_LE( left - now, Archive::takenDownAtOnce );
+      ASSERT_LT( now, left );
+      left = now;
+   }
+   EXPECT_EQ( 0u, rig.dir->records() );
+   EXPECT_EQ( whole, record( 1 ) );
 }
 
-TEST_F( ArchiveTest, recordOfVeryManyInterfacesHasNoCurvesBeforeItIsFiled ) {
+TEST_F( ArchiveTest, crashWhileARecordIsTakenDownDoesNotFileWhatIsLeft ) {
+   rig.enter();
+   many( 2 * Archive::takenDownAtOnce );
+   rig.exit();
+   rig.normal();
+   while ( !rig.dir->summarys() || rig.record().intfs() == 2 * Archive::takenDownAtOnce )
+      rig.clock->runTurn();
+   const std::string whole = rig.text( 1 );
+   rig.stop();
+   ASSERT_EQ( Archive::takenDownAtOnce, rig.record().intfs() );
+   rig.start();
+   EXPECT_EQ( 0u, rig.dir->records() );
+   EXPECT_EQ( whole, rig.text( 1 ) );
+   EXPECT_EQ( 2 * Archive::takenDownAtOnce, rig.dir->summary( 1 )->intfs() );
+}
+
+TEST_F( ArchiveTest, recordThatIsClosedWhileAnotherIsFiledWaitsForIt ) {
+   rig.enter();
+   many( 2 * Archive::filedAtOnce );
+   // One with a lower id, which ends later.
+   rig.dir->lastIdIs( 5 );
+   HistoryRecord & older = *rig.dir->recordIs( 0, "u0" );
+   older.beganIs( rig.now() );
+   rig.exit();
+   rig.normal();
+   rig.clock->runTurn();
+   older.outcomeToBeIs( Outcome::aborted );
+   older.endedIs( rig.now() );
+   rig.clock->runUntilIdle();
+   EXPECT_EQ( 2 * Archive::filedAtOnce, record( 1 ).at( "interfaces" ).size() );
+   EXPECT_EQ( "cancelled", record( 1 ).at( "outcome" ) );
+   EXPECT_EQ( "aborted", record( 0 ).at( "outcome" ) );
+   EXPECT_EQ( "aborted", list().at( 1 ).at( "outcome" ) );
+}
+
+TEST_F( ArchiveTest, openRecordIsGivenAPieceAtATimeAndReadsNoCurvesInAdvance ) {
    rig.curve = { rig.now() - 60, 5, { 1, 2 }, { 3, 4 } };
    rig.enter();
-   for ( Vel::U32 i = 0; i <= Archive::mostLiveCurves; ++i ) {
-      const Wire::IntfId intf = Wire::EthIntfId( Vel::text( "p", i ) );
-      rig.intfToGroup->intfToGroupIs( intf )->groupIs( rig.group );
-      rig.monIntfs->monIntfStatusIs( intf, "fast", rig.now() );
+   many( 300 );
+   const unsigned before = rig.curvesRead;
+   const Archive::Pieces pieces = rig.archive->record( 1 );
+   EXPECT_EQ( before, rig.curvesRead );
+   std::string whole;
+   unsigned count = 0;
+   for ( std::string piece = pieces(); !piece.empty(); piece = pieces() ) {
+      EXPECT_LE( rig.curvesRead, before + count++ );
+      whole += piece;
    }
-   EXPECT_TRUE( record( 1 ).at( "interfaces" ).at( 0 ).at( "curve" ).is_null() );
+   EXPECT_EQ( 300u, json::parse( whole ).at( "interfaces" ).size() );
+   EXPECT_FALSE( json::parse( whole ).at( "interfaces" ).at( 299 ).at( "curve" ).is_null() );
+}
+
+TEST_F( ArchiveTest, recordCanBeReadToItsEndAlthoughItIsFiledOrForgottenMeanwhile ) {
+   rig.enter();
+   many( 300 );
+   const Archive::Pieces open = rig.archive->record( 1 );
+   std::string first = open();
    rig.exit();
    rig.normal();
    rig.clock->runUntilIdle();
-   EXPECT_FALSE( record( 1 ).at( "interfaces" ).at( 0 ).at( "curve" ).is_null() );
+   ASSERT_TRUE( filed( 1 ) );
+   for ( std::string piece = open(); !piece.empty(); piece = open() )
+      first += piece;
+   EXPECT_EQ( 300u, json::parse( first ).at( "interfaces" ).size() );
+   const std::string whole = rig.text( 1 );
+   ASSERT_GT( whole.size(), 2 * FilePieces::pieceSize );
+   const Archive::Pieces filedOne = rig.archive->record( 1 );
+   std::string second = filedOne();
+   EXPECT_EQ( FilePieces::pieceSize, second.size() );
+   std::filesystem::remove( rig.path( 1 ) );
+   for ( std::string piece = filedOne(); !piece.empty(); piece = filedOne() )
+      second += piece;
+   EXPECT_EQ( whole, second );
 }
 
 TEST_F( ArchiveTest, whatPeopleSayNeedNotBeText ) {
@@ -240,16 +412,30 @@ TEST( Thinned, stepIsUnknownOnlyIfAllOfItIs ) {
    EXPECT_TRUE( std::isnan( few.in[1] ) );
 }
 
-TEST( WholeFile, fileIsThereAsAWholeOrStaysAsItWas ) {
-   HistoryRig rig;
+TEST_F( ArchiveTest, fileIsThereAsAWholeOrStaysAsItWas ) {
    const std::string path = rig.folder + "/some/file";
-   EXPECT_EQ( "", writeWhole( path, "first" ) );
-   EXPECT_EQ( "", writeWhole( path, "second" ) );
-   EXPECT_EQ( "second", readWhole( path ) );
-   std::filesystem::create_directory( path + unfinishedEnding );
-   EXPECT_NE( "", writeWhole( path, "third" ) );
-   EXPECT_EQ( "second", readWhole( path ) );
-   EXPECT_FALSE( readWhole( rig.folder + "/nothing" ) );
+   const auto written = [&]( const char * text ) {
+      WholeFile file( path );
+      std::string problem = file.open();
+      if ( problem.empty() )
+         problem = file.append( text );
+      return problem.empty() ? file.finish() : problem;
+   };
+   EXPECT_EQ( "", written( "first" ) );
+   EXPECT_EQ( "", written( "second" ) );
+   EXPECT_EQ( "second", content( path ) );
+   {
+      WholeFile file( path );
+      EXPECT_EQ( "", file.open() );
+      EXPECT_EQ( "", file.append( "thi" ) );
+   }
+   EXPECT_EQ( "second", content( path ) );
+   EXPECT_FALSE( std::filesystem::exists( path + WholeFile::unfinishedEnding ) );
+   std::filesystem::create_directory( path + WholeFile::unfinishedEnding );
+   EXPECT_NE( "", written( "third" ) );
+   EXPECT_EQ( "second", content( path ) );
+   EXPECT_FALSE( content( rig.folder + "/nothing" ) );
+   EXPECT_FALSE( content( rig.folder ) );
 }
 
 } // namespace

@@ -26,9 +26,8 @@ struct HistoryRig {
       fast.shutdownMaxDelayIs( 300 );
       defaultProfile->profileNameIs( "fast" );
       for ( const Wire::IntfId & intf : { et1, et2 } ) {
-         auto & entry = *intfToGroup->intfToGroupIs( intf );
-         entry.groupIs( group );
-         entry.selectedProfileIs(
+         member( intf );
+         intfToGroup->intfToGroup( intf )->selectedProfileIs(
             Maintenance::Profile::ProfileType::interfaceProfile,
             { Maintenance::Profile::ProfileType::interfaceProfile,
               Maintenance::Profile::defaultProfileName } );
@@ -52,12 +51,20 @@ struct HistoryRig {
          clock, wheel, folder + "/history", dir, peaks,
          Archive::Hooks{
             []( double time ) { return time + wallOffset; },
-            [this]( const std::string &, double, double ) { return curve; } } );
+            [this]( const std::string &, double, double ) {
+               ++curvesRead;
+               return curve;
+            },
+            [this]( std::function< void() > call ) {
+               whenStored.push_back( std::move( call ) );
+               if ( storing )
+                  stored();
+            } } );
       recorder.emplace(
          clock, wheel,
          Recorder::Model{
-            units, runs, commands, monIntfs, insights, intfToGroup, groupToUnit, profiles, defaultProfile,
-            cause, dir, peaks },
+            units, runs, commands, monIntfs, insights, intfToGroup, intfGroups, groupToUnit, profiles,
+            defaultProfile, cause, dir, peaks },
          Recorder::Hooks{
             []( double time ) { return time + wallOffset; }, [this]( const Wire::IntfId & ) { return drift; },
             [this] { archive->look(); } } );
@@ -68,6 +75,25 @@ struct HistoryRig {
       archive.reset();
    }
 
+   /// What is written is committed.
+   void stored() {
+      for ( const auto & call : std::exchange( whenStored, {} ) )
+         call();
+   }
+   /// The whole text of a record.
+   std::string text( Vel::U32 id ) const {
+      std::string whole;
+      const Archive::Pieces pieces = archive->record( id );
+      for ( std::string piece = pieces(); !piece.empty(); piece = pieces() )
+         whole += piece;
+      return whole;
+   }
+   /// The store is a new one; no agent runs.
+   void forgetAll() {
+      dir->recordDelAll();
+      dir->summaryDelAll();
+      dir->lastIdIs( 0 );
+   }
    double now() const { return clock->currentTime(); }
    Maintenance::Unit::Status & unit() { return *units->status( "u1" ); }
    /// As the stage machinery writes it.
@@ -90,6 +116,11 @@ struct HistoryRig {
    void exit() { state( Maintenance::Unit::UnitState::exitInProgress, "bob" ); }
    void normal() { state( Maintenance::Unit::UnitState::normal, "bob" ); }
 
+   /// The unit has one more interface.
+   void member( const Wire::IntfId & intf ) {
+      intfToGroup->intfToGroupIs( intf )->groupIs( group );
+      intfGroups->statusIs( group )->intfIs( intf );
+   }
    Maintenance::MonIntfStatus & watch( const Wire::IntfId & intf ) {
       auto & monIntf = *monIntfs->monIntfStatusIs( intf, "fast", now() );
       monIntf.stateIs( Maintenance::monIntfStateEnterMaint );
@@ -142,7 +173,10 @@ struct HistoryRig {
    const Maintenance::GroupKey group{ Maintenance::GroupType::interfaceGroup, "uplinks" };
    std::string folder = std::filesystem::temp_directory_path() / "historyXXXXXX";
    std::string drift;
+   bool storing = true; ///< what is written is committed at once
+   std::vector< std::function< void() > > whenStored;
    SampleCurve curve;
+   unsigned curvesRead = 0;
    Vel::Ptr< Cog::ManualClock > clock = Vel::make< Cog::ManualClock >();
    Vel::Ptr< Cog::TimerWheel > wheel = Vel::make< Cog::TimerWheel >( clock, 1000u, 1800u, true, 1024u );
    Vel::Ptr< Maintenance::Unit::StatusDir > units = Vel::make< Maintenance::Unit::StatusDir >();
@@ -151,6 +185,7 @@ struct HistoryRig {
    Vel::Ptr< Maintenance::MonIntfStatusDir > monIntfs = Vel::make< Maintenance::MonIntfStatusDir >();
    Vel::Ptr< InsightDir > insights = Vel::make< InsightDir >();
    Vel::Ptr< IntfMaintenance::IntfToGroupDir > intfToGroup = Vel::make< IntfMaintenance::IntfToGroupDir >();
+   Vel::Ptr< IntfGroup::StatusDir > intfGroups = Vel::make< IntfGroup::StatusDir >();
    Vel::Ptr< Maintenance::GroupToUnitDir > groupToUnit = Vel::make< Maintenance::GroupToUnitDir >();
    Vel::Ptr< IntfMaintenanceProfile::StatusDir > profiles = Vel::make< IntfMaintenanceProfile::StatusDir >();
    Vel::Ptr< Maintenance::Profile::DefaultProfile > defaultProfile =

@@ -1,12 +1,13 @@
 #include "Agent/History/RecordJson.h"
 
+#include "Api/Error.h"
+#include "Api/History.h"
 #include "Api/Values.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cmath>
-#include <map>
 
 namespace Agent {
 
@@ -14,9 +15,20 @@ using nlohmann::json;
 
 namespace {
 
+/// What the head of a record ends with. In a string its quotes would be escaped.
+const char * const interfacesBegin = ",\"interfaces\":[";
+
+/// Reasons come from outside; what is not UTF-8 is shown, not refused.
 std::string text( const json & value ) {
-   // Reasons come from outside; what is not UTF-8 is shown, not refused.
-   return value.dump( -1, ' ', false, json::error_handler_t::replace ) + "\n";
+   return value.dump( -1, ' ', false, json::error_handler_t::replace );
+}
+
+/// `open` for what is no end of a maintenance.
+Outcome outcomeOf( const std::string & text ) {
+   for ( const Outcome outcome : { Outcome::completed, Outcome::cancelled, Outcome::aborted } )
+      if ( stringValue( outcome ) == text )
+         return outcome;
+   return Outcome::open;
 }
 
 json textOrNull( const Vel::String & value ) { return value.empty() ? json( nullptr ) : json( value ); }
@@ -139,7 +151,7 @@ void addRates(
    to[prefix + "-time"] = time( rates.sampleTime );
 }
 
-/// \param peak  null: the one that is written down
+/// \param peak  of a record that is open; may be null
 json intfJson( const HistoryIntf & intf, const Interface::IntfRates * peak, const Times & time ) {
    json result{
       { "name", intf.intfId().name() },
@@ -158,7 +170,7 @@ json intfJson( const HistoryIntf & intf, const Interface::IntfRates * peak, cons
       { "drift", driftsJson( intf, time ) },
       { "drift-left-out", intf.driftsLeftOut() } };
    addRates( result, "first", intf.firstRates(), time );
-   addRates( result, "peak", peak ? *peak : intf.peakRates(), time );
+   addRates( result, "peak", peak ? higherOf( intf.peakRates(), *peak ) : intf.peakRates(), time );
    return result;
 }
 
@@ -218,28 +230,78 @@ std::string summariesText( const std::vector< Vel::Ptr< const HistorySummary > >
    json list = json::array();
    for ( const auto & summary : summaries )
       list.push_back( summaryJson( *summary ) );
-   return text( list );
+   return text( list ) + "\n";
 }
 
-std::string recordText( const HistoryRecord & record, const RecordContext & context ) {
-   const Times time{ context.wallOffset };
-   const auto summary = Vel::make< HistorySummary >( record.id(), record.unitName() );
-   summarize( record, context.wallOffset, *summary );
+// ---- one record
+
+RecordText::RecordText( Vel::Ptr< const HistoryRecord > record, Context context )
+   : record_( std::move( record ) ), context_( std::move( context ) ) {
+   for ( const auto & [id, intf] : record_->intfRange() )
+      intfs_.emplace_back( id.name(), intf );
+   std::sort(
+      intfs_.begin(), intfs_.end(), []( const auto & a, const auto & b ) { return a.first < b.first; } );
+}
+
+std::string RecordText::next() {
+   const std::size_t part = next_++;
+   if ( part == 0 )
+      return head();
+   if ( part <= intfs_.size() )
+      return ( part > 1 ? "," : "" ) + interface( *intfs_[part - 1].second );
+   next_ = intfs_.size() + 2;
+   return part == intfs_.size() + 1 ? "]}\n" : "";
+}
+
+std::string RecordText::head() const {
+   const auto summary = Vel::make< HistorySummary >( record_->id(), record_->unitName() );
+   summarize( *record_, context_.wallOffset, *summary );
    json result = summaryJson( *summary );
-   result["stages"] = stagesJson( record, time );
-   std::map< std::string, const HistoryIntf * > byName;
-   for ( const auto & [id, intf] : record.intfRange() )
-      byName[std::string( id.name() )] = intf.get();
-   json & intfs = result["interfaces"] = json::array();
-   for ( const auto & [name, intf] : byName ) {
-      json shown = intfJson( *intf, context.peaks ? context.peaks->peak( intf->intfId() ) : nullptr, time );
-      shown["curve"] = nullptr;
-      if ( context.curveOf )
-         shown["curve"] = curveJson( Agent::curveOf( record, *intf, context.now, context.curveOf ), time );
-      intfs.push_back( std::move( shown ) );
-   }
-   result["interfaces-left-out"] = record.intfsLeftOut();
+   result["stages"] = stagesJson( *record_, { context_.wallOffset } );
+   result["interfaces-left-out"] = record_->leftOutIntfs();
+   std::string head = text( result );
+   head.pop_back();
+   return head + interfacesBegin;
+}
+
+std::string RecordText::interface( const HistoryIntf & intf ) const {
+   const Times time{ context_.wallOffset };
+   const HistoryPeaks * const peaks = context_.peaksDir->peaks( record_->id() );
+   json result = intfJson( intf, peaks ? peaks->peak( intf.intfId() ) : nullptr, time );
+   result["curve"] = nullptr;
+   if ( context_.curveOf )
+      result["curve"] = curveJson( curveOf( *record_, intf, context_.now, context_.curveOf ), time );
    return text( result );
+}
+
+Vel::Ptr< HistorySummary > summaryOf( const std::string & text ) {
+   const std::size_t end = text.find( interfacesBegin );
+   if ( end == std::string::npos )
+      return nullptr;
+   try {
+      const Api::Maintenance read = Api::readMaintenances( "[" + text.substr( 0, end ) + "}]" ).at( 0 );
+      const Outcome outcome = outcomeOf( read.outcome );
+      if ( outcome == Outcome::open )
+         return nullptr;
+      auto summary = Vel::make< HistorySummary >( static_cast< Vel::U32 >( read.id ), read.unit );
+      summary->generationIs( static_cast< Vel::U32 >( read.generation ) );
+      summary->outcomeIs( outcome );
+      summary->beganIs( read.began.value_or( 0 ) );
+      summary->inMaintenanceIs( read.inMaintenance.value_or( 0 ) );
+      summary->exitBeganIs( read.exitBegan.value_or( 0 ) );
+      summary->endedIs( read.ended.value_or( 0 ) );
+      summary->byIs( read.by.value_or( "" ) );
+      summary->reasonIs( read.reason.value_or( "" ) );
+      summary->exitByIs( read.exitBy.value_or( "" ) );
+      summary->exitReasonIs( read.exitReason.value_or( "" ) );
+      summary->intfsIs( static_cast< Vel::U32 >( read.interfaces ) );
+      summary->drainedIs( static_cast< Vel::U32 >( read.drained ) );
+      summary->forcedIs( static_cast< Vel::U32 >( read.forced ) );
+      summary->spikesIs( static_cast< Vel::U32 >( read.spikes ) );
+      return summary;
+   } catch ( const Api::Error & ) {
+      return nullptr;
+   }
 }
 
 } // namespace Agent

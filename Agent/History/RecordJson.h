@@ -5,12 +5,14 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Purpose: records of maintenances as JSON text, the same for the control API and for the files.
 ///
 /// Keys are kebab-case, times RFC 3339 in UTC, rates bits per second; what is unknown or has not happened is null, and
-/// nothing is left out. Curves are arrays, null where nothing is known.
+/// nothing is left out. Curves are arrays, null where nothing is known. A text is one line, with a line feed at its end
+/// and nowhere else; the interfaces are the last member of a record.
 namespace Agent {
 
 /// What an interface has carried between two times of the clock.
@@ -37,13 +39,35 @@ void summarize( const HistoryRecord & record, double wallOffset, HistorySummary 
 
 /// A list, as given.
 std::string summariesText( const std::vector< Vel::Ptr< const HistorySummary > > & summaries );
-/// What a record says together with.
-struct RecordContext {
-   double wallOffset;
-   double now;                 ///< seconds of the clock: the end of the curves of a record that is open
-   const HistoryPeaks * peaks; ///< of a record that is open; may be null
-   const CurveOf & curveOf;    ///< none: there are no curves
+
+/// The summary of a filed record whose text begins with this, and need not be whole; null: that cannot be made out.
+Vel::Ptr< HistorySummary > summaryOf( const std::string & text );
+
+/// The text of a record, in pieces: all that is said of the maintenance, then one interface after the other by their
+/// names. One that is open may go on meanwhile; each piece is as it is when it is asked for.
+class RecordText {
+ public:
+   /// What a record says together with.
+   struct Context {
+      double wallOffset;
+      double now; ///< seconds of the clock: the end of the curves of a record that is open
+      Vel::Ptr< const HistoryPeaksDir > peaksDir;
+      CurveOf curveOf; ///< none: there are no curves
+   };
+   RecordText( Vel::Ptr< const HistoryRecord > record, Context context );
+
+   const HistoryRecord & record() const { return *record_; }
+   /// The next piece; empty: that was all. Reads the samples of one interface at most.
+   std::string next();
+
+ private:
+   std::string head() const;
+   std::string interface( const HistoryIntf & intf ) const;
+
+   Vel::Ptr< const HistoryRecord > record_;
+   Context context_;
+   std::vector< std::pair< std::string, Vel::Ptr< const HistoryIntf > > > intfs_; ///< by name
+   std::size_t next_ = 0; ///< 0: the head, then the interfaces, then the end
 };
-std::string recordText( const HistoryRecord & record, const RecordContext & context );
 
 } // namespace Agent

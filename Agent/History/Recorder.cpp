@@ -33,6 +33,9 @@ Recorder::Recorder(
       monIntfs_[intf].is( monIntf, this ).hasNotificationActiveIs( true );
    for ( const auto & [unit, run] : model_.unitRunDir->unitRunRange() )
       runs_[unit].is( run, this ).hasNotificationActiveIs( true );
+   for ( const auto & [id, record] : model_.historyDir->recordRange() )
+      if ( record->ended() == 0 )
+         isOpen( *record );
    for ( const auto & [unit, status] : model_.unitStatusDir->statusRange() )
       handleUnit( unit );
    for ( const auto & [id, record] : model_.historyDir->recordRange() )
@@ -61,10 +64,21 @@ void Recorder::handleRun( const Vel::String & unit ) {
 }
 
 HistoryRecord * Recorder::recordOf( const Vel::String & unit ) const {
-   for ( const auto & [id, record] : model_.historyDir->recordRange() )
-      if ( record->unitName() == unit && record->ended() == 0 )
-         return record.get();
-   return nullptr;
+   const auto it = open_.find( unit );
+   return it == open_.end() ? nullptr : it->second.get();
+}
+
+void Recorder::isOpen( HistoryRecord & record ) {
+   open_[record.unitName()] = &record;
+   for ( const auto & [intf, entry] : record.intfRange() ) {
+      if ( !isOver( *entry ) )
+         entries_[intf].push_back( &record );
+      // What an earlier run has not come to keep.
+      const HistoryPeaks * const peaks = model_.peaksDir->peaks( record.id() );
+      const auto * const peak = peaks ? peaks->peak( intf ) : nullptr;
+      if ( peak && &higherOf( entry->peakRates(), *peak ) == peak )
+         peaksToKeep_.emplace( record.id(), intf );
+   }
 }
 
 void Recorder::handleState( const Status & status ) {
@@ -95,9 +109,14 @@ HistoryRecord & Recorder::recordNew( const Status & status, const UnitRun * run 
       record.byIs( run->by() );
       record.reasonIs( run->reason() );
    }
+   isOpen( record );
    // What other units watch already, this one does not begin to watch.
-   for ( const auto & [intf, monIntf] : model_.monIntfStatusDir->monIntfStatusRange() )
-      entriesOf( intf );
+   if ( const auto * const groups = model_.groupToUnitDir->unitToGroup( status.unitName() ) )
+      for ( const auto & [group, none] : groups->groupKeyRange() )
+         if ( const auto * const members = model_.intfGroupStatusDir->status( group ) )
+            for ( const auto & [intf, none2] : members->intfRange() )
+               if ( model_.monIntfStatusDir->monIntfStatus( intf ) )
+                  entriesOf( intf );
    return record;
 }
 
@@ -150,10 +169,19 @@ bool Recorder::takeFailures( HistoryRecord & record, bool enter ) const {
 void Recorder::close( HistoryRecord & record, double time ) {
    takeFailures( record, record.exitBegan() == 0 );
    if ( const HistoryPeaks * const peaks = model_.peaksDir->peaks( record.id() ) )
-      for ( const auto & [intf, rates] : peaks->peakRange() )
+      for ( const auto & [intf, rates] : peaks->peakRange() ) {
+         peaksToKeep_.erase( { record.id(), intf } );
          if ( HistoryIntf * const entry = record.intf( intf ) )
-            entry->peakRatesIs( rates );
+            entry->peakRatesIs( higherOf( entry->peakRates(), rates ) );
+      }
    model_.peaksDir->peaksDel( record.id() );
+   for ( const auto & [intf, entry] : record.intfRange() )
+      if ( const auto it = entries_.find( intf ); it != entries_.end() ) {
+         std::erase( it->second, &record );
+         if ( it->second.empty() )
+            entries_.erase( it );
+      }
+   open_.erase( record.unitName() );
    if ( record.outcomeToBe() == Outcome::open )
       record.outcomeToBeIs( Outcome::completed );
    record.wallOffsetIs( hooks_.wallTime( now() ) - now() );
@@ -164,17 +192,28 @@ void Recorder::close( HistoryRecord & record, double time ) {
 // ---- time
 
 void Recorder::handleTime() {
-   bool open = false;
-   for ( const auto & [id, record] : model_.historyDir->recordRange() ) {
-      if ( record->ended() > 0 )
-         continue;
-      open = true;
+   for ( const auto & [unit, record] : open_ )
       for ( const auto & [intf, entry] : record->intfRange() )
          if ( entry->released() == 0 )
             takeDrift( *entry );
-   }
-   if ( open )
+   if ( now() >= peaksKept_ + peaksPeriod )
+      keepPeaks( peaksAtOnce );
+   if ( !open_.empty() )
       wakeup_->timeMinIs( now() + driftPeriod );
+}
+
+void Recorder::keepPeaks( std::size_t most ) {
+   for ( ; most > 0 && !peaksToKeep_.empty(); --most ) {
+      const auto [id, intf] = *peaksToKeep_.begin();
+      peaksToKeep_.erase( peaksToKeep_.begin() );
+      const HistoryRecord * const record = model_.historyDir->record( id );
+      const HistoryPeaks * const peaks = model_.peaksDir->peaks( id );
+      const auto * const peak = peaks ? peaks->peak( intf ) : nullptr;
+      if ( HistoryIntf * const entry = record && peak ? record->intf( intf ) : nullptr )
+         entry->peakRatesIs( higherOf( entry->peakRates(), *peak ) );
+   }
+   if ( peaksToKeep_.empty() )
+      peaksKept_ = now();
 }
 
 } // namespace Agent

@@ -6,6 +6,7 @@
 #include "Platform/Cog/Scheduler.h"
 #include "Platform/Cog/TimerWheel.h"
 #include "Platform/Model/Errdisable.h"
+#include "Platform/Model/IntfGroup.h"
 #include "Platform/Model/IntfMaintenance.h"
 #include "Platform/Model/IntfMaintenanceProfile.h"
 #include "Platform/Model/Maintenance.h"
@@ -15,6 +16,9 @@
 
 #include <functional>
 #include <map>
+#include <set>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 /// Purpose: writes down each maintenance while it goes on, from what is published: nothing is decided here.
@@ -26,11 +30,17 @@
 ///    if an earlier version has written nothing down: then the record begins with what is known.
 /// 3. Ids rise and none is given twice.
 /// 4. What others do to links (drift) is looked at every `driftPeriod` seconds; all else is told.
+/// 5. A sample costs as much as its interface has units: no record is looked at that is not one of theirs. It is in no
+///    commit of the state folder unless it begins or ends something.
 namespace Agent {
 
 class Recorder {
  public:
    static constexpr double driftPeriod = 5;
+   /// Seconds between two times at which new peaks are kept with the rest, where they survive a boot.
+   static constexpr double peaksPeriod = 60;
+   /// Peaks that are kept at once; more follow at the next looks at drift.
+   static constexpr Vel::U32 peaksAtOnce = 500;
 
    /// All given.
    struct Model {
@@ -40,6 +50,7 @@ class Recorder {
       Vel::Ptr< const Maintenance::MonIntfStatusDir > monIntfStatusDir;
       Vel::Ptr< const InsightDir > insightDir;
       Vel::Ptr< const IntfMaintenance::IntfToGroupDir > intfToGroupDir;
+      Vel::Ptr< const IntfGroup::StatusDir > intfGroupStatusDir;
       Vel::Ptr< const Maintenance::GroupToUnitDir > groupToUnitDir;
       Vel::Ptr< const IntfMaintenanceProfile::StatusDir > intfProfileStatusDir;
       Vel::Ptr< const Maintenance::Profile::DefaultProfile > defaultIntfProfile;
@@ -62,6 +73,11 @@ class Recorder {
       Hooks hooks );
    Recorder( const Recorder & ) = delete;
    Recorder & operator=( const Recorder & ) = delete;
+
+   /// Whether an interface that is shut was shut before it had drained. The one answer for all who tell of it.
+   bool forced( const Wire::IntfId & intf ) const;
+   /// The agent ends: all peaks are kept with the rest.
+   void stopped() { keepPeaks( peaksToKeep_.size() ); }
 
  private:
    using MonIntfStatus = Maintenance::MonIntfStatus;
@@ -127,6 +143,8 @@ class Recorder {
    /// Takes over why stages have failed; whether one of them has taken the unit back.
    bool takeFailures( HistoryRecord & record, bool enter ) const;
    void close( HistoryRecord & record, double time );
+   /// From now on the record of its unit.
+   void isOpen( HistoryRecord & record );
 
    // ---- interfaces
    void handleMonIntf( const Wire::IntfId & intf );
@@ -137,7 +155,8 @@ class Recorder {
    void handleSampleUnderMaint( const MonIntfStatus & monIntf, bool above );
    void handleMonState( const MonIntfStatus & monIntf );
    void handleTime();
-   bool isMember( const Vel::String & unit, const Wire::IntfId & intf ) const;
+   using UnitNames = std::vector< const Vel::String * >;
+   UnitNames unitsOf( const Wire::IntfId & intf ) const;
    HistoryProfile profileOf( const Wire::IntfId & intf ) const;
    /// One interface in one record.
    struct Entry {
@@ -146,11 +165,21 @@ class Recorder {
    };
    /// The entries of an interface in the records whose units watch it; makes what is missing, and releases what the unit
    /// does not hold any more.
-   std::vector< Entry > entriesOf( const Wire::IntfId & intf ) const;
+   std::vector< Entry > entriesOf( const Wire::IntfId & intf );
+   /// Its unit does not hold the interface any more.
+   void release( HistoryIntf & entry ) const;
+   /// Whether nothing of what happens to the interface belongs into the entry any more.
+   static bool isOver( const HistoryIntf & entry ) {
+      return entry.released() > 0 && ( entry.shut() == 0 || entry.raised() > 0 );
+   }
+   /// Forgets the entries of an interface that are over.
+   void forget( const Wire::IntfId & intf );
    /// Null if the record takes no more.
-   HistoryIntf * joined( HistoryRecord & record, const MonIntfStatus & monIntf ) const;
+   HistoryIntf * joined( HistoryRecord & record, const MonIntfStatus & monIntf );
+   void takeProfile( HistoryIntf & entry ) const;
    void takeSample( HistoryIntf & entry, const MonIntfStatus & monIntf ) const;
-   void takePeak( HistoryPeaks & peaks, const MonIntfStatus & monIntf ) const;
+   void takePeak( const Entry & entry, const MonIntfStatus & monIntf );
+   void keepPeaks( std::size_t most );
    void takeSpike( HistoryIntf & entry, bool above, double bps ) const;
    void takeReason( HistoryIntf & entry ) const;
    void takeDrained( HistoryIntf & entry, const MonIntfStatus & monIntf ) const;
@@ -161,6 +190,12 @@ class Recorder {
    Vel::Ptr< Cog::Scheduler > scheduler_;
    const Model model_;
    const Hooks hooks_;
+   std::map< Vel::String, Vel::Ptr< HistoryRecord > > open_; ///< by unit
+   /// The open records with an entry of the interface that is not over; older records first.
+   std::unordered_map< Wire::IntfId, std::vector< HistoryRecord * > > entries_;
+   std::set< std::pair< Vel::U32, Wire::IntfId > >
+      peaksToKeep_;       ///< by record: those that are not kept with the rest
+   double peaksKept_ = 0; ///< when, seconds of the clock; all of them
    Vel::Watch< VelUnitDir > unitDir_;
    Vel::Watch< VelRunDir > runDir_;
    Vel::Watch< VelMonIntfDir > monIntfDir_;

@@ -13,10 +13,6 @@ namespace {
 /// From one sample of an interface that has not drained to the next.
 constexpr unsigned secondsPerSample = 5;
 
-double largerOf( const Interface::IntfRates & rates ) {
-   return std::isfinite( rates.inBitsRate ) ? std::max( rates.outBitsRate, rates.inBitsRate ) : -1;
-}
-
 /// Whether an interface has been quiet for as long as its profile asks for.
 bool wasQuiet( const Maintenance::MonIntfStatus & monIntf, const HistoryProfile & profile ) {
    const auto samples = monIntf.numConsecutiveDrainedSamples();
@@ -42,15 +38,18 @@ auto lastOf( const Range & range ) {
 
 } // namespace
 
-bool Recorder::isMember( const Vel::String & unit, const Wire::IntfId & intf ) const {
-   const auto * const groups = model_.intfToGroupDir->intfToGroup( intf );
-   if ( !groups )
-      return false;
-   for ( const auto & [group, none] : groups->groupRange() )
-      if ( const auto * const units = model_.groupToUnitDir->groupToUnit( group );
-           units && units->unitName( unit ) )
-         return true;
-   return false;
+/// Each once, although an interface may be in several groups of a unit. Hardly any has more than a few.
+Recorder::UnitNames Recorder::unitsOf( const Wire::IntfId & intf ) const {
+   UnitNames result;
+   if ( const auto * const groups = model_.intfToGroupDir->intfToGroup( intf ) )
+      for ( const auto & [group, none] : groups->groupRange() )
+         if ( const auto * const units = model_.groupToUnitDir->groupToUnit( group ) )
+            for ( const auto & [unit, none2] : units->unitNameRange() )
+               if ( std::none_of( result.begin(), result.end(), [&unit = unit]( const Vel::String * name ) {
+                       return *name == unit;
+                    } ) )
+                  result.push_back( &unit );
+   return result;
 }
 
 HistoryProfile Recorder::profileOf( const Wire::IntfId & intf ) const {
@@ -68,34 +67,59 @@ HistoryProfile Recorder::profileOf( const Wire::IntfId & intf ) const {
       profile->shutdown(), profile->shutdownMaxDelay() };
 }
 
-std::vector< Recorder::Entry > Recorder::entriesOf( const Wire::IntfId & intf ) const {
+std::vector< Recorder::Entry > Recorder::entriesOf( const Wire::IntfId & intf ) {
    std::vector< Entry > result;
+   if ( open_.empty() )
+      return result;
+   const UnitNames units = unitsOf( intf );
+   if ( const auto it = entries_.find( intf ); it != entries_.end() )
+      for ( HistoryRecord * const record : it->second ) {
+         const auto isOf = [&]( const Vel::String * unit ) { return *unit == record->unitName(); };
+         if ( std::none_of( units.begin(), units.end(), isOf ) )
+            release( *record->intf( intf ) );
+      }
+   forget( intf );
    const MonIntfStatus * const monIntf = model_.monIntfStatusDir->monIntfStatus( intf );
-   for ( const auto & [id, record] : model_.historyDir->recordRange() ) {
-      if ( record->ended() > 0 )
-         continue;
-      HistoryIntf * entry = record->intf( intf );
-      const bool watched = entry && entry->released() == 0;
-      const bool member = isMember( record->unitName(), intf );
-      if ( watched && !member )
-         entry->releasedIs( now() );
-      if ( !member )
-         continue;
-      if ( !watched )
-         entry = monIntf && record->exitBegan() == 0 ? joined( *record, *monIntf ) : nullptr;
+   for ( const Vel::String * const unit : units ) {
+      HistoryRecord * const record = recordOf( *unit );
+      HistoryIntf * entry = record ? record->intf( intf ) : nullptr;
+      if ( !entry || entry->released() > 0 )
+         entry = record && monIntf && record->exitBegan() == 0 ? joined( *record, *monIntf ) : nullptr;
       if ( entry )
          result.push_back( { *record, *entry } );
    }
    return result;
 }
 
-HistoryIntf * Recorder::joined( HistoryRecord & record, const MonIntfStatus & monIntf ) const {
+void Recorder::release( HistoryIntf & entry ) const {
+   if ( entry.released() == 0 )
+      entry.releasedIs( now() );
+}
+
+void Recorder::forget( const Wire::IntfId & intf ) {
+   const auto it = entries_.find( intf );
+   if ( it == entries_.end() )
+      return;
+   std::erase_if(
+      it->second, [&]( const HistoryRecord * record ) { return isOver( *record->intf( intf ) ); } );
+   if ( it->second.empty() )
+      entries_.erase( it );
+}
+
+HistoryIntf * Recorder::joined( HistoryRecord & record, const MonIntfStatus & monIntf ) {
    const Wire::IntfId intf = monIntf.intfId();
    if ( !record.intf( intf ) && record.intfs() >= HistoryRecord::mostIntfs ) {
-      record.intfsLeftOutInc( 1 );
+      record.leftOutIntfIs( intf );
       return nullptr;
    }
    HistoryIntf & entry = *record.intfIs( intf );
+   std::vector< HistoryRecord * > & records = entries_[intf];
+   if ( std::find( records.begin(), records.end(), &record ) == records.end() ) {
+      const auto isOlder = []( const HistoryRecord * a, const HistoryRecord * b ) {
+         return a->id() < b->id();
+      };
+      records.insert( std::upper_bound( records.begin(), records.end(), &record, isOlder ), &record );
+   }
    if ( entry.began() == 0 )
       entry.beganIs( now() );
    entry.releasedIs( 0 );
@@ -120,11 +144,10 @@ void Recorder::handleMonIntf( const Wire::IntfId & intf ) {
       entriesOf( intf );
       return;
    }
-   for ( const auto & [id, record] : model_.historyDir->recordRange() ) {
-      HistoryIntf * const entry = record->ended() == 0 ? record->intf( intf ) : nullptr;
-      if ( entry && entry->released() == 0 )
-         entry->releasedIs( now() );
-   }
+   if ( const auto it = entries_.find( intf ); it != entries_.end() )
+      for ( HistoryRecord * const record : it->second )
+         release( *record->intf( intf ) );
+   forget( intf );
 }
 
 void Recorder::handleInsight( const Wire::IntfId & intf ) {
@@ -139,9 +162,24 @@ void Recorder::handleReason( const Wire::IntfId & intf ) {
       takeReason( entry.intf );
 }
 
+/// A link may be let go of after the end of its monitoring: entries that are released wait for that.
 void Recorder::handleCause( const Wire::IntfId & intf ) {
-   for ( const Entry & entry : entriesOf( intf ) )
-      takeCause( entry.intf );
+   entriesOf( intf );
+   if ( const auto it = entries_.find( intf ); it != entries_.end() )
+      for ( HistoryRecord * const record : it->second )
+         takeCause( *record->intf( intf ) );
+   forget( intf );
+}
+
+bool Recorder::forced( const Wire::IntfId & intf ) const {
+   if ( const auto it = entries_.find( intf ); it != entries_.end() )
+      for ( const HistoryRecord * const record : it->second )
+         if ( const HistoryIntf * const entry = record->intf( intf );
+              entry->shut() > 0 && entry->raised() == 0 )
+            return entry->forced();
+   // Nothing is written down of it.
+   const MonIntfStatus * const monIntf = model_.monIntfStatusDir->monIntfStatus( intf );
+   return !monIntf || !wasQuiet( *monIntf, profileOf( intf ) );
 }
 
 void Recorder::handleMonState( const MonIntfStatus & monIntf ) {
@@ -156,8 +194,8 @@ void Recorder::handleSample( const MonIntfStatus & monIntf ) {
 
 void Recorder::handleSampleUnderMaint( const MonIntfStatus & monIntf, bool above ) {
    for ( const Entry & entry : entriesOf( monIntf.intfId() ) ) {
-      takePeak( *model_.peaksDir->peaksIs( entry.record.id() ), monIntf );
-      takeSpike( entry.intf, above, largerOf( monIntf.curRates() ) );
+      takePeak( entry, monIntf );
+      takeSpike( entry.intf, above, largerRate( monIntf.curRates() ) );
    }
 }
 
@@ -166,6 +204,10 @@ void Recorder::handleSampleUnderMaint( const MonIntfStatus & monIntf, bool above
 void Recorder::takeSample( HistoryIntf & entry, const MonIntfStatus & monIntf ) const {
    if ( entry.firstRates().sampleTime == 0 && monIntf.totalSamples() > 0 )
       entry.firstRatesIs( monIntf.curRates() );
+   takeProfile( entry );
+}
+
+void Recorder::takeProfile( HistoryIntf & entry ) const {
    const HistoryProfile profile = profileOf( entry.intfId() );
    if ( profile.name.empty() || profile == entry.profile() )
       return;
@@ -174,10 +216,16 @@ void Recorder::takeSample( HistoryIntf & entry, const MonIntfStatus & monIntf ) 
    entry.profileIs( profile );
 }
 
-void Recorder::takePeak( HistoryPeaks & peaks, const MonIntfStatus & monIntf ) const {
-   const auto * const peak = peaks.peak( monIntf.intfId() );
-   if ( !peak || largerOf( monIntf.curRates() ) > largerOf( *peak ) )
-      peaks.peakIs( monIntf.intfId(), monIntf.curRates() );
+void Recorder::takePeak( const Entry & entry, const MonIntfStatus & monIntf ) {
+   const Wire::IntfId intf = monIntf.intfId();
+   const Interface::IntfRates & kept = entry.intf.peakRates();
+   HistoryPeaks & peaks = *model_.peaksDir->peaksIs( entry.record.id() );
+   const auto * const peak = peaks.peak( intf );
+   const Interface::IntfRates & before = peak ? higherOf( kept, *peak ) : kept;
+   if ( &higherOf( before, monIntf.curRates() ) == &before )
+      return;
+   peaks.peakIs( intf, monIntf.curRates() );
+   peaksToKeep_.emplace( entry.record.id(), intf );
 }
 
 void Recorder::takeSpike( HistoryIntf & entry, bool above, double bps ) const {
@@ -205,7 +253,7 @@ void Recorder::takeReason( HistoryIntf & entry ) const {
       return;
    const MonIntfStatus * const monIntf = model_.monIntfStatusDir->monIntfStatus( entry.intfId() );
    const double since = std::max( insight->since(), entry.began() );
-   const double bps = monIntf && monIntf->totalSamples() > 0 ? largerOf( monIntf->curRates() ) : -1;
+   const double bps = monIntf && monIntf->totalSamples() > 0 ? largerRate( monIntf->curRates() ) : -1;
    if ( entry.reasons() > 0 ) {
       const double last = lastOf( entry.reasonRange() );
       // The time is written before the reason, so what has this time is replaced.
@@ -222,6 +270,7 @@ void Recorder::takeReason( HistoryIntf & entry ) const {
 void Recorder::takeDrained( HistoryIntf & entry, const MonIntfStatus & monIntf ) const {
    if ( monIntf.state() != Maintenance::monIntfStateUnderMaint || entry.drained() > 0 || entry.forced() )
       return;
+   takeProfile( entry );
    if ( wasQuiet( monIntf, entry.profile() ) || !model_.cause->intfStatus( entry.intfId() ) )
       entry.drainedIs( now() );
    else
@@ -239,6 +288,8 @@ void Recorder::takeCause( HistoryIntf & entry ) const {
       return;
    entry.raisedIs( 0 );
    entry.shutIs( now() );
+   // It may have been changed since the last sample, and be why.
+   takeProfile( entry );
    const MonIntfStatus * const monIntf = model_.monIntfStatusDir->monIntfStatus( entry.intfId() );
    entry.forcedIs( entry.drained() == 0 && !( monIntf && wasQuiet( *monIntf, entry.profile() ) ) );
 }

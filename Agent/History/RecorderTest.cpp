@@ -1,4 +1,5 @@
 #include "Agent/History/HistoryRig.h"
+#include "Agent/History/RecordTimes.h"
 
 #include <gtest/gtest.h>
 
@@ -328,6 +329,176 @@ TEST_F( RecorderTest, ofTooManyReasonsTheFirstAndTheLatestAreKeptAndTheRestIsCou
    EXPECT_TRUE( rig.entry( rig.et1 ).reason( first + 99 ) );
 }
 
+TEST_F( RecorderTest, linkThatIsLetGoOfAfterTheEndOfItsMonitoringIsRaisedThen ) {
+   rig.enter();
+   rig.watch( rig.et1 );
+   rig.drain( rig.et1 );
+   rig.cause->intfStatusIs( rig.et1, rig.now() );
+   rig.inMaintenance();
+   rig.advance( 5 );
+   rig.exit();
+   rig.monIntfs->monIntfStatusDel( rig.et1 );
+   rig.advance( 5 );
+   rig.cause->intfStatusDel( rig.et1 );
+   EXPECT_EQ( rig.now() - 5, rig.entry( rig.et1 ).released() );
+   EXPECT_EQ( rig.now(), rig.entry( rig.et1 ).raised() );
+   // That was the end of it.
+   rig.advance( 5 );
+   rig.cause->intfStatusIs( rig.et1, rig.now() );
+   EXPECT_EQ( rig.now() - 15, rig.entry( rig.et1 ).shut() );
+}
+
+TEST_F( RecorderTest, linkThatIsLetGoOfAfterARestartIsRaisedThenToo ) {
+   rig.enter();
+   rig.watch( rig.et1 );
+   rig.drain( rig.et1 );
+   rig.cause->intfStatusIs( rig.et1, rig.now() );
+   rig.monIntfs->monIntfStatusDel( rig.et1 );
+   rig.stop();
+   rig.start();
+   rig.advance( 5 );
+   rig.cause->intfStatusDel( rig.et1 );
+   EXPECT_EQ( rig.now(), rig.entry( rig.et1 ).raised() );
+}
+
+TEST_F( RecorderTest, interfaceInTwoGroupsOfAUnitIsWrittenDownOnce ) {
+   const Maintenance::GroupKey other{ Maintenance::GroupType::interfaceGroup, "others" };
+   rig.intfToGroup->intfToGroupIs( rig.et1 )->groupIs( other );
+   rig.groupToUnit->mappingIs( other, "u1" );
+   rig.enter();
+   rig.watch( rig.et1 );
+   rig.drain( rig.et1 );
+   rig.sample( rig.et1, 2e6 );
+   EXPECT_EQ( 1u, rig.entry( rig.et1 ).totalSpikes() );
+}
+
+TEST_F( RecorderTest, shutdownIsJudgedByTheProfileThatHasLedToIt ) {
+   rig.enter();
+   rig.profiles->status( "fast" )->drainWatchLoadIntervalIs( 600 );
+   rig.watch( rig.et1 );
+   for ( int i = 0; i < 4; ++i )
+      rig.sample( rig.et1, 0 );
+   rig.profiles->status( "fast" )->drainWatchLoadIntervalIs( 20 );
+   rig.cause->intfStatusIs( rig.et1, rig.now() );
+   rig.underMaint( rig.et1 );
+   EXPECT_FALSE( rig.entry( rig.et1 ).forced() );
+   EXPECT_EQ( rig.now(), rig.entry( rig.et1 ).drained() );
+}
+
+TEST_F( RecorderTest, whoTellsOfAShutdownIsToldWhatIsWrittenDown ) {
+   rig.enter();
+   rig.watch( rig.et1 );
+   rig.drain( rig.et1 );
+   rig.watch( rig.et2 );
+   rig.advance( 30 );
+   // By this profile et1 would not have drained, but it had before.
+   rig.profiles->status( "fast" )->drainWatchLoadIntervalIs( 600 );
+   for ( const Wire::IntfId & intf : { rig.et1, rig.et2 } ) {
+      rig.cause->intfStatusIs( intf, rig.now() );
+      EXPECT_EQ( rig.entry( intf ).forced(), rig.recorder->forced( intf ) );
+   }
+   EXPECT_FALSE( rig.recorder->forced( rig.et1 ) );
+   EXPECT_TRUE( rig.recorder->forced( rig.et2 ) );
+}
+
+TEST_F( RecorderTest, shutdownOfWhichNothingIsWrittenDownIsJudgedByItsSamples ) {
+   rig.watch( rig.et1 );
+   rig.sample( rig.et1, 0 );
+   rig.cause->intfStatusIs( rig.et1, rig.now() );
+   EXPECT_TRUE( rig.recorder->forced( rig.et1 ) );
+   rig.sample( rig.et1, 0 );
+   EXPECT_FALSE( rig.recorder->forced( rig.et1 ) );
+}
+
+TEST_F( RecorderTest, peakSurvivesABootWhenItIsAMinuteOld ) {
+   rig.enter();
+   rig.watch( rig.et1 );
+   rig.drain( rig.et1 );
+   rig.sample( rig.et1, 90e3 );
+   const double then = rig.now();
+   rig.advance( Recorder::peaksPeriod + Recorder::driftPeriod );
+   rig.stop();
+   rig.peaks->peaksDelAll();
+   rig.start();
+   rig.sample( rig.et1, 10e3 );
+   rig.exit();
+   rig.normal();
+   EXPECT_EQ( 90e3, rig.entry( rig.et1 ).peakRates().inBitsRate );
+   EXPECT_EQ( then, rig.entry( rig.et1 ).peakRates().sampleTime );
+}
+
+TEST_F( RecorderTest, peaksAreNotKeptWithEachSample ) {
+   rig.enter();
+   rig.watch( rig.et1 );
+   rig.drain( rig.et1 );
+   rig.advance( Recorder::peaksPeriod );
+   rig.sample( rig.et1, 10e3 );
+   rig.advance( Recorder::driftPeriod );
+   EXPECT_EQ( 10e3, rig.entry( rig.et1 ).peakRates().inBitsRate );
+   rig.sample( rig.et1, 20e3 );
+   rig.advance( Recorder::peaksPeriod / 2 );
+   EXPECT_EQ( 10e3, rig.entry( rig.et1 ).peakRates().inBitsRate );
+   rig.recorder->stopped();
+   EXPECT_EQ( 20e3, rig.entry( rig.et1 ).peakRates().inBitsRate );
+}
+
+TEST_F( RecorderTest, peakThatARestartHasLeftIsKeptAndNeverALowerOne ) {
+   rig.enter();
+   rig.watch( rig.et1 );
+   rig.drain( rig.et1 );
+   rig.sample( rig.et1, 50e3 );
+   rig.stop();
+   rig.start();
+   rig.sample( rig.et1, 10e3 );
+   rig.advance( Recorder::driftPeriod );
+   EXPECT_EQ( 50e3, rig.entry( rig.et1 ).peakRates().inBitsRate );
+}
+
+TEST_F( RecorderTest, latestTimeIsThatOfWhateverWasWrittenDownLast ) {
+   EXPECT_EQ( 0, latestTime( *rig.dir ) );
+   const std::vector< std::pair< const char *, std::function< void() > > > steps{
+      { "enter", [this] { rig.enter(); } },
+      { "stage", [this] { rig.runs->unitRun( "u1" )->stageStartIs( "steer", rig.now() ); } },
+      { "end of the stage", [this] { rig.runs->unitRun( "u1" )->stageEndIs( "steer", rig.now() ); } },
+      { "interface", [this] { rig.watch( rig.et1 ); } },
+      { "sample", [this] { rig.sample( rig.et1, 0 ); } },
+      { "reason", [this] { rig.reason( rig.et1, Reason::timing ); } },
+      { "drain", [this] { rig.drain( rig.et1 ); } },
+      { "maintenance", [this] { rig.inMaintenance(); } },
+      { "spike", [this] { rig.sample( rig.et1, 2e6 ); } },
+      { "end of the spike", [this] { rig.sample( rig.et1, 0 ); } },
+      { "profile",
+        [this] {
+           rig.profiles->status( "fast" )->drainWatchLoadIntervalIs( 11 );
+           rig.sample( rig.et1, 0 );
+        } },
+      { "shutdown", [this] { rig.cause->intfStatusIs( rig.et1, rig.now() ); } },
+      { "end of the shutdown", [this] { rig.cause->intfStatusDel( rig.et1 ); } },
+      { "exit", [this] { rig.exit(); } },
+      { "end of the monitoring", [this] { rig.monIntfs->monIntfStatusDel( rig.et1 ); } },
+      { "normal", [this] { rig.normal(); } } };
+   for ( const auto & [name, step] : steps ) {
+      rig.clock->advance( 1 );
+      step();
+      EXPECT_EQ( rig.now(), latestTime( *rig.dir ) ) << name;
+   }
+}
+
+TEST_F( RecorderTest, latestTimeMayBeThatOfDriftOrOfAPeak ) {
+   rig.enter();
+   rig.watch( rig.et1 );
+   rig.drain( rig.et1 );
+   rig.drift = "raised";
+   rig.advance( Recorder::driftPeriod );
+   EXPECT_EQ( rig.now(), latestTime( *rig.dir ) );
+   rig.sample( rig.et1, 20e3 );
+   rig.sample( rig.et1, 20e3 );
+   rig.advance( 1 );
+   rig.sample( rig.et1, 30e3 );
+   rig.recorder->stopped();
+   EXPECT_EQ( rig.now(), latestTime( *rig.dir ) );
+}
+
 TEST_F( RecorderTest, driftIsLookedAtAndItsEndToo ) {
    rig.enter();
    rig.watch( rig.et1 );
@@ -348,15 +519,17 @@ TEST_F( RecorderTest, nothingIsLookedAtWhileAllUnitsAreNormal ) {
    EXPECT_GT( rig.clock->dueTime(), rig.now() + 1e6 );
 }
 
-TEST_F( RecorderTest, recordTakesNoMoreInterfacesThanItMayHold ) {
+TEST_F( RecorderTest, recordTakesNoMoreInterfacesThanItMayHoldAndCountsEachOtherOnce ) {
    rig.enter();
    for ( Vel::U32 i = 0; i < HistoryRecord::mostIntfs + 2; ++i ) {
       const Wire::IntfId intf = Wire::EthIntfId( Vel::text( "p", i ) );
-      rig.intfToGroup->intfToGroupIs( intf )->groupIs( rig.group );
+      rig.member( intf );
       rig.monIntfs->monIntfStatusIs( intf, "fast", rig.now() );
    }
    EXPECT_EQ( HistoryRecord::mostIntfs, rig.record().intfs() );
-   EXPECT_EQ( 2u, rig.record().intfsLeftOut() );
+   EXPECT_EQ( 2u, rig.record().leftOutIntfs() );
+   rig.sample( Wire::EthIntfId( Vel::text( "p", HistoryRecord::mostIntfs ) ), 1e6 );
+   EXPECT_EQ( 2u, rig.record().leftOutIntfs() );
 }
 
 } // namespace

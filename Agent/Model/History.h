@@ -4,6 +4,9 @@
 #include "Platform/Model/Interface.h"
 #include "Platform/Vel/Declare.h"
 
+#include <algorithm>
+#include <cmath>
+
 /// Purpose: what is written down of each maintenance, from the enter of a unit until it is normal again. Kept across
 /// restarts: what a turn has written down is committed with what it tells of.
 ///
@@ -11,10 +14,20 @@
 /// here), then gone from here. Times of records are seconds of the agent's clock, 0: it has not happened; those of
 /// summaries are wall time, since the clock of another boot may be another one.
 ///
-/// Bounds: `mostOpenIntfs` interfaces a record, `HistoryIntf::mostReasons` changes of the reason, `mostSpikes` spikes
-/// and `mostDrifts` changes of drift an interface, `mostFinished` summaries. Of what is too much, the first ones and the latest ones
-/// are kept and what is left out is counted.
+/// Bounds: `HistoryRecord::mostIntfs` interfaces a record, `HistoryIntf::mostReasons` changes of the reason, `mostSpikes`
+/// spikes and `mostDrifts` changes of drift an interface, `HistoryDir::mostFinished` summaries. Of what is too much, the
+/// first ones and the latest ones are kept and what is left out is counted.
 namespace Agent {
+
+/// The larger of the two rates, bits per second; -1: unknown.
+inline double largerRate( const Interface::IntfRates & rates ) {
+   return std::isfinite( rates.inBitsRate ) ? std::max( rates.outBitsRate, rates.inBitsRate ) : -1;
+}
+/// Which of two rates is the peak; one without a time is none.
+inline const Interface::IntfRates &
+higherOf( const Interface::IntfRates & a, const Interface::IntfRates & b ) {
+   return b.sampleTime > 0 && ( a.sampleTime == 0 || largerRate( b ) > largerRate( a ) ) ? b : a;
+}
 
 /// How a maintenance has ended. Ordinals are part of the stored form.
 enum class Outcome : Vel::U32 {
@@ -119,7 +132,8 @@ class HistoryIntf final : public Vel::Entity {
    VEL_ATTR( bool, forced, onForced );                         ///< it was shut before it had drained
    VEL_ATTR( double, shut, onShut );                           ///< we decided to set its link down
    VEL_ATTR( double, raised, onRaised );                       ///< we let go of its link again
-   VEL_ATTR( Interface::IntfRates, peakRates, onPeakRates ); ///< after it drained; once the record is closed
+   /// After it drained: as it was known a minute ago (HistoryPeaks), or when the record was closed.
+   VEL_ATTR( Interface::IntfRates, peakRates, onPeakRates );
    VEL_MAP( double, HistoryReason, reason, onReason, Ordered ); ///< by the time from which on
    VEL_COUNTER( reasonsLeftOut, onReasonsLeftOut );
    VEL_MAP(
@@ -148,7 +162,7 @@ class HistoryRecord final : public Vel::Entity {
    VEL_ENTITY( HistoryRecord );
    explicit HistoryRecord( Vel::U32 id, const Vel::String & unitName = {} )
       : id_( id ), unitName_( unitName ) {}
-   static constexpr Vel::U32 mostIntfs = 4096;
+   static constexpr Vel::U32 mostIntfs = 8192;
 
    VEL_PARAM( Vel::U32, id );
    VEL_PARAM( Vel::String, unitName );
@@ -168,7 +182,7 @@ class HistoryRecord final : public Vel::Entity {
    VEL_ATTR( double, wallOffset, onWallOffset );
    VEL_CHILDREN( Vel::String, HistoryStage, stage, onStage );
    VEL_CHILDREN( Wire::IntfId, HistoryIntf, intf, onIntf );
-   VEL_COUNTER( intfsLeftOut, onIntfsLeftOut ); ///< how often one more was not taken
+   VEL_SET( Wire::IntfId, leftOutIntf, onLeftOutIntf ); ///< those for which there was no more room
 };
 
 /// What is told of a maintenance in a list, once it is filed. Written by Archive only.
@@ -205,7 +219,7 @@ class HistoryDir final : public Vel::Entity {
 };
 
 /// The highest rates of each interface of a record after it drained. They may change with every sample, so they are not
-/// kept with the rest, which is synced to disk. Written by Recorder only.
+/// kept with the rest, which is synced to disk: that follows once a minute. Written by Recorder only.
 class HistoryPeaks final : public Vel::Entity {
    VEL_ENTITY( HistoryPeaks );
    explicit HistoryPeaks( Vel::U32 id ) : id_( id ) {}

@@ -193,7 +193,7 @@ std::string AgentRig::get( const std::string & path ) {
    Agent::HttpRequest request = Agent::requestOf( "GET", "/api/v1/" + path );
    request.local = true;
    std::string body;
-   agent_->api().handle( request, [&]( const Agent::HttpReply & reply ) { body = reply.body; } );
+   agent_->api().handle( request, [&]( const Agent::HttpReply & reply ) { body = wholeBody( reply ); } );
    return body;
 }
 

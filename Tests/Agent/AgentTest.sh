@@ -95,6 +95,33 @@ goesOnAfterAKillWhileExiting() { _storyWith KILL exiting; }
 goesOnAfterAStopUnderMaintenance() { _storyWith TERM maintenance; }
 goesOnAfterAStopWhileDraining() { _storyWith TERM draining; }
 
+timesGoOnFromWhatIsWrittenDownAfterABootWithAClockThatIsBehind() {
+   _config
+   _start
+   _ctl enter u1 > /dev/null
+   _advance 60s
+   _ctlSays '"state": "maintenance"' -j show unit u1
+   _advance 2h
+   # Nothing but the history knows of this when the runtime folder is gone.
+   _ctl simulated traffic et3 --in 5Mbps --out 5Mbps > /dev/null
+   _advance 20s
+   _ctlSays '"spikes": 1' -j history
+   _kill KILL
+   rm -r run
+   _start
+   _advance 60s
+   _ctl exit u1 > /dev/null
+   _ctlSays '"outcome": "completed"' -j history
+   run _ctl -j report 1
+   passes
+   output=$(python3 -c '
+import json, sys
+record = json.load(sys.stdin)
+spike, = next(i for i in record["interfaces"] if i["name"] == "vlan10")["spikes"]
+print("in order" if spike["began"] < spike["ended"] < record["exit-began"] <= record["ended"] else spike)' <<< "$output")
+   says "in order"
+}
+
 endsWithZeroWhenItIsTerminated() {
    _config
    _start

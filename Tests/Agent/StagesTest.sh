@@ -138,6 +138,34 @@ SH
    says "stage steer failed: ended with 3: no such neighbor"
 }
 
+writesDownAMaintenanceThatAStageHasEnded() {
+   _stage <<'SH'
+[ "$1" = exit ] || { echo "no such neighbor" >&2; exit 3; }
+SH
+   _config
+   _start
+   _ctl enter u1 --reason swap > /dev/null
+   _untilCtlSays '"state": "normal"' -j show unit u1
+   _ctlSays '"outcome": "aborted"' -j history
+   _ctlSays '"in-maintenance": null' -j history
+   run _ctl report 1
+   passes
+   says ": swap"
+   says "by maintd: stage steer failed: ended with 3: no such neighbor"
+   says "enter stage steer has failed: ended with 3: no such neighbor"
+   says "exit stage steer is complete"
+   says "normal, aborted"
+   # It stands as it is after a kill, and the next one is another.
+   local before=$output
+   _restart KILL
+   run _ctl report 1
+   [ "$output" = "$before" ] || fail "should have been told as before:"$'\n'"$before"
+   _stage <<< 'exit 0'
+   _toMaintenance
+   _ctlSays '"outcome": "open"' -j history
+   _ctlSays '"outcome": "aborted"' -j history
+}
+
 goesOnWhereAFailureDoesNotMatter() {
    _stage <<'SH'
 [ "$1" = exit ] || kill -SEGV $$
