@@ -33,7 +33,7 @@ class Archive {
    static constexpr Vel::U32 mostWaiting = 50;
    /// Of one turn: interfaces that are written to a file, each with a curve, which is a file that is read; interfaces of
    /// a filed record that are taken down; files that are taken in again.
-   static constexpr Vel::U32 filedAtOnce = 50, takenDownAtOnce = 100, takenInAtOnce = 10;
+   static constexpr Vel::U32 filedAtOnce = 50, takenDownAtOnce = 250, takenInAtOnce = 10;
    /// Bytes of a file in which what is said of all the maintenance ends.
    static constexpr std::size_t mostHead = 256 * 1024;
    /// What the name of a file ends with that bears the id of a record that is not filed: it is another's.

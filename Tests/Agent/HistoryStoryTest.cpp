@@ -320,18 +320,47 @@ struct CrashedHistory {
    AgentRig rig;
 };
 
+/// A command brings the traffic back before links are raised; it takes two seconds.
+struct CrashedWayBack {
+   CrashedWayBack()
+      : rig(
+           std::string( configuration ) + "stages:\n"
+                                          "  steer: {enter: /bin/steer enter, exit: /bin/steer exit}\n"
+                                          "enter: [drainwatch]\n"
+                                          "exit: [steer, drainwatch]\n" ) {
+      using Child = Agent::FakeChildren::Child;
+      rig.children().onGo = [this]( Child & child ) {
+         rig.at( rig.time() + 2, [this, &child] {
+            if ( child.phase == Agent::FakeChildren::Phase::going )
+               rig.children().ends( child, 0 );
+         } );
+      };
+      rig.children().onTerminate = [this]( Child & child ) {
+         rig.soon( [this, &child] { rig.children().ends( child, 0, 15 ); } );
+      };
+      rig.at( 2, [this] { rig.post( "units/u1/enter" ); } );
+      rig.at( 30, [this] { rig.post( "units/u1/exit" ); } );
+      rig.start();
+   }
+   static constexpr double end = 50;
+   AgentRig rig;
+};
+
 using HistoryAfterEachTurn = Tests::CrashTest;
+
+template < class Story >
+json toldAtTheEnd() {
+   Story whole;
+   whole.rig.runUntil( Story::end );
+   return told( whole.rig );
+}
 
 /// Plays a story with an agent that ends after each of its turns, and compares whole records: what has been told before
 /// stands as it was, and in the end there is what there is without a crash.
 template < class Story >
 void sweep( AgentRig::Effects effects ) {
-   json expected, before;
-   {
-      Story whole;
-      whole.rig.runUntil( Story::end );
-      expected = told( whole.rig );
-   }
+   const json expected = toldAtTheEnd< Story >();
+   json before;
    Tests::CrashSweep< Story > sweep;
    sweep.before = [&]( Story & story, unsigned turn ) {
       story.rig.turnHookIs( [&before, &story, turn] {
@@ -347,6 +376,97 @@ void sweep( AgentRig::Effects effects ) {
 
 TEST_P( HistoryAfterEachTurn, isAsItWasAndEndsAsItWouldHave ) { sweep< CrashedHistory >( GetParam() ); }
 
+TEST_P( HistoryAfterEachTurn, isAsItWasOnALongWayBack ) { sweep< CrashedWayBack >( GetParam() ); }
+
 INSTANTIATE_TEST_SUITE_P( HistoryStory, HistoryAfterEachTurn, Tests::allCrashes(), Tests::crashName );
+
+/// One agent after the other ends after so many turns.
+template < class Story >
+void chain( unsigned each ) {
+   SCOPED_TRACE( "a crash after each " + std::to_string( each ) + " turns" );
+   const json expected = toldAtTheEnd< Story >();
+   Story story;
+   json before;
+   story.rig.turnHookIs( [&] { before = told( story.rig ); } );
+   unsigned crashes = 0;
+   for ( ;; ++crashes ) {
+      const auto effects = crashes % 2 ? AgentRig::Effects::out : AgentRig::Effects::lost;
+      story.rig.crashAfterTurnIs( story.rig.turns() + each, effects );
+      story.rig.runUntil( Story::end );
+      if ( story.rig.running() )
+         break;
+      story.rig.start();
+      ASSERT_EQ( before, told( story.rig ) ) << "crash " << crashes;
+   }
+   EXPECT_GT( crashes, 3u );
+   const json found = told( story.rig );
+   ASSERT_EQ( expected.size(), found.size() );
+   for ( std::size_t i = 0; i < found.size(); ++i )
+      for ( const char * member : { "id", "unit", "outcome", "counts", "began", "reason", "exit-reason" } )
+         EXPECT_EQ( expected[i].at( member ), found[i].at( member ) ) << member;
+}
+
+TEST( HistoryStoryOfCrashes, loseNothingHoweverManyThereAre ) {
+   for ( const unsigned each : { 9, 13, 20 } ) {
+      chain< CrashedHistory >( each );
+      chain< CrashedWayBack >( each );
+   }
+}
+
+/// All that is told of shutdowns by events, against records: interfaces and whether they were forced.
+TEST_F( HistoryStory, eventsSayTheSameOfShutdownsAsRecords ) {
+   rig.traffic( "et3", 5e6 );
+   enterAt( 2, "u3" );
+   enterAt( 2, "u1" );
+   enterAt( 2, "u4" );
+   // u4 has drained by a short interval before a longer one asks for the shutdown.
+   rig.at( 40, [this] {
+      std::string text = configuration;
+      text.replace(
+         text.find( "watch: {threshold: 1Mbps, load-interval: 10s}" ), 45,
+         "watch: {threshold: 1Mbps, load-interval: 600s, shutdown: true}" );
+      EXPECT_EQ( 200, rig.reload( text ) );
+   } );
+   run( 60 );
+   std::set< std::string > events, records;
+   for ( const json & event : json::parse( rig.get( "events/recent?limit=4096" ) ).at( "events" ) )
+      if ( event.at( "what" ) == "shut" )
+         events.insert( event.at( "subject" ).get< std::string >() + event.at( "forced" ).dump() );
+   for ( int id = 1; id <= 3; ++id )
+      for ( const json & intf : record( id ).at( "interfaces" ) )
+         records.insert(
+            intf.at( "name" ).get< std::string >() +
+            ( intf.at( "shutdown" ) == "forced" ? "true" : "false" ) );
+   EXPECT_EQ( ( std::set< std::string >{ "et1false", "et2false", "et3true", "vlan10false" } ), records );
+   EXPECT_EQ( records, events );
+}
+
+TEST_F( HistoryStory, enterThatAStageHasEndedIsAnAbortedMaintenance ) {
+   rig.configurationIs(
+      std::string( configuration ) + "stages:\n"
+                                     "  steer: {enter: /bin/steer enter, exit: /bin/steer exit}\n"
+                                     "enter: [steer, drainwatch]\n"
+                                     "exit: [drainwatch, steer]\n" );
+   rig.children().onGo = [this]( Agent::FakeChildren::Child & child ) {
+      const bool enter = child.program.input.find( R"("operation":"enter")" ) != std::string::npos;
+      rig.soon( [this, &child, enter] {
+         if ( enter )
+            rig.children().says( child, "no such neighbor\n", Agent::Children::Stream::errors );
+         rig.children().ends( child, enter ? 3 : 0 );
+      } );
+   };
+   enterAt( 2, "u1" );
+   run( 20 );
+   ASSERT_TRUE( filed( 1 ) );
+   const json whole = record( 1 );
+   EXPECT_EQ( "aborted", whole.at( "outcome" ) );
+   EXPECT_EQ( "maintd", whole.at( "exit-by" ) );
+   EXPECT_EQ( "stage steer failed: ended with 3: no such neighbor", whole.at( "exit-reason" ) );
+   EXPECT_TRUE( whole.at( "in-maintenance" ).is_null() );
+   ASSERT_LE( 2u, whole.at( "stages" ).size() );
+   EXPECT_EQ( "failed", whole.at( "stages" ).at( 0 ).at( "state" ) );
+   EXPECT_EQ( "ended with 3: no such neighbor", whole.at( "stages" ).at( 0 ).at( "failure" ) );
+   EXPECT_EQ( "complete", whole.at( "stages" ).back().at( "state" ) );
+}
 
 } // namespace
