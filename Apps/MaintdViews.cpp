@@ -40,7 +40,7 @@ Maintd::Views::Views( Maintd & agent )
            [this]( const std::string & interface, double from, double to ) {
               return samples.curve( interface, from, to );
            },
-           [&agent]( std::function< void() > call ) { agent.loop_->effectIs( std::move( call ) ); } } ),
+           [&agent]( std::function< void() > call ) { agent.commits_->whenStored( std::move( call ) ); } } ),
      recorder(
         agent.loop_, agent.wheel_, recorderModel( *agent.entities_ ),
         Agent::Recorder::Hooks{
