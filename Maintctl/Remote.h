@@ -17,6 +17,8 @@ class Remote {
    /// For whoever looks over and over: from now on an agent that does not answer soon counts as not reachable, and
    /// meanwhile this is done about once a second.
    void watchedIs( std::function< void() > meanwhile );
+   /// Nothing is done meanwhile any more.
+   void watchedDel() { meanwhile_ = nullptr; }
    static constexpr unsigned soon = 5; ///< seconds
 
    std::string get( const std::string & path );

@@ -35,6 +35,10 @@ class Waiting {
 
    Waiting( Target target, Remote & remote, Pace & pace, Output & output, Display & display );
 
+   ~Waiting() { remote_.watchedDel(); }
+   Waiting( const Waiting & ) = delete;
+   Waiting & operator=( const Waiting & ) = delete;
+
    /// The body that said that the unit is there. Throws Failure: notMet (timed out, or the unit went elsewhere),
    /// interrupted, notReachable, failed (no such unit).
    std::string until();

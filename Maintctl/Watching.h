@@ -22,6 +22,10 @@ class Watching {
  public:
    Watching( const Show & show, Remote & remote, Pace & pace, Output & output, Display & display );
 
+   ~Watching() { remote_.watchedDel(); }
+   Watching( const Watching & ) = delete;
+   Watching & operator=( const Watching & ) = delete;
+
    /// Ends with a Failure: interrupted, with nothing to say; notReachable before the first answer; failed if there is no
    /// such thing, or the output cannot be written.
    void untilInterrupted();
