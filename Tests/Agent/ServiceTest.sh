@@ -108,6 +108,15 @@ endsWhenTheFirstAgentCannotStart() {
    done
 }
 
+releasesLinksWithoutASupervisor() {
+   _config
+   run eval "(_maintd --supervise --release-all)"
+   [ "$status" -eq 2 ] || fail "it should be wrong usage"
+   run eval "(_maintd --release-all)"
+   passes
+   says "no link was held"
+}
+
 _heard() { grep -qF -- "$1" heard; }
 _isReadyAgain() { [ "$(grep -c READY=1 heard)" -ge 2 ]; }
 
