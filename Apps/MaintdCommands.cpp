@@ -77,6 +77,7 @@ Agent::ControlCommands Maintd::commands() {
    };
    c.whenCommitted = [this]( std::function< void() > call ) { loop_->effectIs( std::move( call ) ); };
    c.whenStored = [this]( std::function< void() > call ) { commits_->whenStored( std::move( call ) ); };
+   c.later = [this]( std::function< void() > call ) { loop_->post( std::move( call ) ); };
    c.wallTime = [this]( double clockTime ) { return wallTime( clockTime ); };
    c.now = [this] { return now(); };
    c.samples = &views_->samples;

@@ -65,7 +65,7 @@ class WholeAgent {
       agent_->loop().post( [this] { ask( "POST", "units/u/enter" ); } );
       advance( 1 );
    }
-   /// What the control API answers at once; empty if it has to commit first. Nothing in the path is escaped.
+   /// What the control API answers; empty if it has to commit first. Nothing in the path is escaped.
    std::string ask( const char * method, const std::string & path ) {
       Agent::HttpRequest request;
       request.method = method;
@@ -79,6 +79,9 @@ class WholeAgent {
       request.local = true;
       const auto body = std::make_shared< std::string >();
       agent_->api().handle( request, [body]( const Agent::HttpReply & reply ) { *body = reply.body; } );
+      // Some answers take some turns.
+      if ( body->empty() && request.method == "GET" )
+         advance( 0 );
       return *body;
    }
 

@@ -20,34 +20,10 @@ import urllib.request
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.dont_write_bytecode = True
 sys.path.insert(0, os.path.join(HERE, "..", "Tests", "Agent"))
-from agentrig import PATIENCE, Agent  # noqa: E402
+from agentrig import PATIENCE, Agent, configuration  # noqa: E402
 
 RULES = os.path.join(HERE, "maintd.rules.yml")
 DASHBOARD = os.path.join(HERE, "maintd-dashboard.json")
-CONFIGURATION = """\
-version: 1
-switch: simulated
-listen: {web: "WEB"}
-settle: 10s
-profiles:
-  fast:  {threshold: 100kbps, load-interval: 10s, shutdown: true, shutdown-max-delay: 5m}
-  watch: {threshold: 1Mbps, load-interval: 10s}
-default-profile: fast
-groups:
-  uplinks: {interfaces: [et1, et2]}
-  tenants: {vlans: [10], profile: watch}
-units:
-  u1: {groups: [uplinks, tenants]}
-  u2: {groups: [uplinks]}
-stages:
-  steer: {enter: FOLDER/steer enter, exit: FOLDER/steer exit, timeout: 5m}
-enter: [steer, drainwatch]
-exit: [drainwatch, steer]
-simulated:
-  clock: virtual
-  ports: {et1: {}, et2: {}, et3: {}}
-  vlans: {10: {name: vlan10, members: [et3]}}
-"""
 STATES = ["normal", "entering", "maintenance", "exiting"]
 
 
@@ -85,7 +61,7 @@ class MonitoringTest(unittest.TestCase):
         self.agent = Agent("")
         self.addCleanup(self.agent.close)
         self.web = f"127.0.0.1:{freePort()}"
-        self.agent.configure(CONFIGURATION.replace("FOLDER", self.agent.folder).replace("WEB", self.web))
+        self.agent.configure(configuration(self.agent.path("steer"), web=self.web))
         self.agent.command("steer", f"[ $1 = enter ] || while [ ! -e {self.agent.path('go')} ]; do sleep 0.02; done")
         self.agent.start()
 

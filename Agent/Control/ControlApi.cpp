@@ -2,7 +2,6 @@
 
 #include "Agent/Control/Exposition.h"
 #include "Agent/Control/Page.h"
-#include "Agent/Control/SampleAnswers.h"
 #include "Api/Names.h"
 #include "Config/Duration.h"
 #include "Platform/Vel/Trace.h"
@@ -175,6 +174,7 @@ ControlApi::ControlApi( ControlModel model, ControlCommands commands )
      commands_( std::move( commands ) ),
      answers_( model_, commands_ ),
      metrics_( model_, commands_ ),
+     samples_( model_, commands_ ),
      events_( model_, commands_ ) {}
 
 HttpReply ControlApi::refusal( const Api::Error & error ) {
@@ -240,9 +240,7 @@ void ControlApi::getInterface( const Call & call ) {
    call.answer( { 200, answers_.interface( call.path[1] ) } );
 }
 
-void ControlApi::getSamples( const Call & call ) {
-   call.answer( { 200, sampleAnswer( model_, commands_, call.request.query ) } );
-}
+void ControlApi::getSamples( const Call & call ) { samples_.ask( call.request.query, call.answer ); }
 
 void ControlApi::getProfiles( const Call & call ) { call.answer( { 200, answers_.profiles() } ); }
 

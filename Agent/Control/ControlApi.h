@@ -4,6 +4,7 @@
 #include "Agent/Control/EventStreams.h"
 #include "Agent/Control/HttpServer.h"
 #include "Agent/Control/Metrics.h"
+#include "Agent/Control/SampleAnswers.h"
 
 /// Purpose: the control API: what is asked over HTTP, answered from the model or handed to the agent.
 /// Owner: the agent.
@@ -74,6 +75,7 @@ class ControlApi {
    ControlCommands commands_;
    Answers answers_;
    Metrics metrics_;
+   SampleAnswers samples_;
    EventStreams events_;
 };
 

@@ -71,6 +71,7 @@ ControlApiRig::ControlApiRig() {
    commands.whenStored = [this]( std::function< void() > call ) {
       waitingForStore.push_back( std::move( call ) );
    };
+   commands.later = [this]( std::function< void() > call ) { later.push_back( std::move( call ) ); };
    // Display time is an hour ahead, so that a time that is not translated shows.
    commands.wallTime = []( double time ) { return time + 3600; };
    commands.now = [this] { return now; };
@@ -89,6 +90,9 @@ int ControlApiRig::ask( const std::string & method, const std::string & path, co
    } );
    answeredAtOnce = answers == 1;
    commit();
+   for ( turns = 0; answers == 0 && !later.empty(); ++turns )
+      for ( const auto & call : std::exchange( later, {} ) )
+         call();
    EXPECT_EQ( 1u, answers );
    return reply.status;
 }

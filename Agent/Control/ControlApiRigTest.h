@@ -25,7 +25,7 @@ class ControlApiRig : public testing::Test {
  protected:
    ControlApiRig();
 
-   /// Asks, and commits. The status.
+   /// Asks, commits and, if no answer has come, lets turns go by until one has. The status.
    int ask( const std::string & method, const std::string & path, const std::string & body = "" );
    int post( const std::string & path, const std::string & body = "{}" ) {
       return ask( "POST", "/api/v1/" + path, body );
@@ -48,7 +48,9 @@ class ControlApiRig : public testing::Test {
    bool answeredAtOnce = false;
    std::vector< std::function< void() > > waiting;         ///< for the end of the turn
    std::vector< std::function< void() > > waitingForStore; ///< for a commit that succeeds
+   std::vector< std::function< void() > > later;           ///< for the next turn
    bool storeWorks = true;
+   unsigned turns = 0;               ///< that have gone by for the last answer
    std::vector< std::string > asked; ///< of the agent
    ControlCommands::Result refusal;
    ControlCommands::Progress progress;

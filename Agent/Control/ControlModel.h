@@ -151,6 +151,8 @@ struct ControlCommands {
    std::function< void( std::function< void() > ) > whenCommitted;
    /// Calls back when all that has been written until now is in the store, however long that takes.
    std::function< void( std::function< void() > ) > whenStored;
+   /// Calls back in a later turn.
+   std::function< void( std::function< void() > ) > later;
    /// Wall time, for display, of a time of the agent's clock; seconds since 1970.
    std::function< double( double ) > wallTime;
    std::function< double() > now;

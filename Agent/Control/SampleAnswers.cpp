@@ -9,12 +9,13 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 namespace Agent {
 
 namespace {
 
-using Query = std::multimap< std::string, std::string >;
+using Query = SampleAnswers::Query;
 
 Api::Error bad( const std::string & argument, const std::string & what ) {
    return { Api::ErrorCode::badRequest, "\"" + argument + "\" " + what, argument };
@@ -76,13 +77,16 @@ namesOf( const ControlModel & model, const ControlCommands & commands, const Que
          names.insert( name );
       return names;
    }
-   const auto groups = commands.groups();
+   std::set< std::string > known;
+   for ( const auto & [name, group] : commands.groups() )
+      known.insert( group.interfaces.begin(), group.interfaces.end() );
+   for ( const auto & [name, intf] : shownInterfaces( model ) )
+      known.insert( name );
+   for ( const auto & [intf, status] : model.allIntfStatusDir->intfStatusRange() )
+      known.emplace( intf.name() );
    for ( auto at = begin; at != end; ++at ) {
       const std::string & name = at->second;
-      const bool configured = std::any_of( groups.begin(), groups.end(), [&]( const auto & group ) {
-         return group.second.interfaces.count( name ) > 0;
-      } );
-      if ( !configured && interfaceNamed( model, name ).empty() && !commands.samples->has( name ) )
+      if ( !known.count( name ) && !commands.samples->has( name ) )
          throw Api::Error{ Api::ErrorCode::notFound, "there is no interface " + name, name };
       names.insert( name );
    }
@@ -112,37 +116,71 @@ std::string quoted( const std::string & name ) {
 
 } // namespace
 
-/// Written by hand: there may be a hundred thousand numbers, for which nobody wants to wait.
-std::string
-sampleAnswer( const ControlModel & model, const ControlCommands & commands, const Query & query ) {
-   if ( !commands.samples )
+SampleAnswers::SampleAnswers( const ControlModel & model, const ControlCommands & commands )
+   : model_( model ), commands_( commands ), self_( std::make_shared< SampleAnswers * >( this ) ) {}
+
+SampleAnswers::~SampleAnswers() { *self_ = nullptr; }
+
+void SampleAnswers::ask( const Query & query, HttpServer::Answer answer ) {
+   if ( !commands_.samples )
       throw Api::Error{ Api::ErrorCode::unavailable, "nobody samples", "" };
    for ( const auto & [argument, value] : query )
       if ( argument != "interface" && argument != "unit" && argument != "last" && argument != "until" )
          throw bad( argument, "is not known here" );
-   const std::set< std::string > names = namesOf( model, commands, query );
-   const double to = end( query, commands );
-   const double from = to - length( query );
-   // All have the same steps, also one that there is not.
-   const SampleCurve steps = commands.samples->curve( "", from, to );
-   if ( names.size() * steps.in.size() > mostSamples )
+   std::set< std::string > names = namesOf( model_, commands_, query );
+   const double to = end( query, commands_ );
+   const SampleSteps steps = commands_.samples->steps( to - length( query ), to );
+   if ( names.size() * steps.count > mostSamples )
       throw Api::Error{
          Api::ErrorCode::badRequest,
          "these are too many samples at once: " + std::to_string( names.size() ) + " interfaces with " +
-            std::to_string( steps.in.size() ) + " each, of " + std::to_string( mostSamples ),
+            std::to_string( steps.count ) + " each, of " + std::to_string( mostSamples ),
          "" };
    std::string text = "{\"step-seconds\":" + std::to_string( steps.step ) +
-                      ",\"start\":" + quoted( Api::timeText( commands.wallTime( steps.start ) ) ) +
+                      ",\"start\":" + quoted( Api::timeText( commands_.wallTime( steps.start ) ) ) +
                       ",\"interfaces\":{";
-   const char * before = "";
-   for ( const std::string & name : names ) {
-      const SampleCurve curve = commands.samples->curve( name, from, to );
-      text += std::exchange( before, "," ) + quoted( name );
-      append( text, ":{\"in-bps\":", curve.in );
-      append( text, ",\"out-bps\":", curve.out );
-      text += '}';
+   asked_.push_back( { steps, std::move( names ), std::move( answer ), std::move( text ) } );
+   workSoon();
+}
+
+void SampleAnswers::workSoon() {
+   if ( asked_.empty() || std::exchange( working_, true ) )
+      return;
+   commands_.later( [self = self_] {
+      if ( SampleAnswers * const answers = *self ) {
+         answers->working_ = false;
+         answers->work();
+         answers->workSoon();
+      }
+   } );
+}
+
+void SampleAnswers::work() {
+   std::size_t steps = 0;
+   for ( std::size_t files = 0; !asked_.empty() && files < filesPerTurn && steps < stepsPerTurn; ++files ) {
+      Asked asked = std::move( asked_.front() );
+      asked_.pop_front();
+      if ( !asked.names.empty() )
+         readOne( asked );
+      steps += asked.steps.count;
+      if ( asked.names.empty() )
+         asked.answer( { 200, asked.text + "}}\n" } );
+      else
+         asked_.push_back( std::move( asked ) );
    }
-   return text + "}}\n";
+}
+
+/// Written by hand: there may be a hundred thousand numbers, for which nobody wants to wait.
+void SampleAnswers::readOne( Asked & asked ) const {
+   const std::string name = asked.names.extract( asked.names.begin() ).value();
+   const SampleCurve curve = commands_.samples->curve( name, asked.steps );
+   std::string & text = asked.text;
+   if ( text.back() != '{' )
+      text += ',';
+   text += quoted( name );
+   append( text, ":{\"in-bps\":", curve.in );
+   append( text, ",\"out-bps\":", curve.out );
+   text += '}';
 }
 
 } // namespace Agent

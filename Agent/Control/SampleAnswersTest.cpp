@@ -1,8 +1,11 @@
 #include "Agent/Control/SampleAnswers.h"
 
 #include "Agent/Control/ControlApiRigTest.h"
+#include "Agent/Control/RequestRig.h"
 
 #include <nlohmann/json.hpp>
+
+#include <cmath>
 
 namespace {
 
@@ -19,15 +22,20 @@ class KnownSamples final : public Agent::SampleSource {
       return std::nullopt;
    }
    bool has( const std::string & name ) const override { return name == "old1"; }
-   Agent::SampleCurve curve( const std::string & name, double from, double to ) const override {
+   Agent::SampleSteps steps( double from, double to ) const override {
       asked = { from, to };
+      const unsigned step = to - from > fineRange ? 60 : 5;
+      return { from, step, static_cast< std::size_t >( std::ceil( ( to - from ) / step ) ) };
+   }
+   Agent::SampleCurve curve( const std::string & name, const Agent::SampleSteps & steps ) const override {
+      ++files;
       Agent::SampleCurve curve;
-      curve.start = from;
-      curve.step = to - from > fineRange ? 60 : 5;
-      for ( double time = from; time < to; time += curve.step ) {
+      curve.start = steps.start;
+      curve.step = steps.step;
+      for ( std::size_t i = 0; i < steps.count; ++i ) {
          const float unknown = std::numeric_limits< float >::quiet_NaN();
-         const bool known = name == "et1" && time != from;
-         curve.in.push_back( known ? static_cast< float >( ( time - from ) * 1000.5 ) : unknown );
+         const bool known = name == "et1" && i > 0;
+         curve.in.push_back( known ? static_cast< float >( i ) * curve.step * 1000.5f : unknown );
          curve.out.push_back( known ? 1e13f : unknown );
       }
       return curve;
@@ -36,6 +44,7 @@ class KnownSamples final : public Agent::SampleSource {
 
    Rates rates_;
    mutable std::pair< double, double > asked;
+   mutable unsigned files = 0; ///< that were read
 };
 
 class SampleAnswers : public Agent::ControlApiRig {
@@ -135,6 +144,45 @@ TEST_F( SampleAnswers, areRefusedWhereTheyAreTooMany ) {
       }
    }
    EXPECT_EQ( 0u, refusedFor( query ).find( "bad-request" ) );
+}
+
+TEST_F( SampleAnswers, readAFewFilesATurnAndTakeTurnsWithEachOther ) {
+   std::string query, answered;
+   for ( int i = 0; i < 200; ++i ) {
+      rig.interfaces->intfStatusIs( Wire::EthIntfId( "x" + std::to_string( i ) ) );
+      query += "&interface=x" + std::to_string( i );
+   }
+   EXPECT_EQ( 200u, shown( "last=5" + query ).at( "interfaces" ).size() );
+   EXPECT_EQ( ( 200 + Agent::SampleAnswers::filesPerTurn - 1 ) / Agent::SampleAnswers::filesPerTurn, turns );
+   shown( "last=1h" + query );
+   EXPECT_EQ( 200 * 720 / Agent::SampleAnswers::stepsPerTurn + 1, turns ) << "long ones cost more";
+   // Who asks for little does not wait for who asks for much.
+   for ( const char * each : { "many", "one" } ) {
+      Agent::HttpRequest request = Agent::requestOf( "GET", "/api/v1/samples" );
+      request.query.emplace( "last", "1h" );
+      for ( int i = 0; i < ( std::string( each ) == "many" ? 200 : 1 ); ++i )
+         request.query.emplace( "interface", "x" + std::to_string( i ) );
+      api->handle( request, [&, each]( const Agent::HttpReply & got ) {
+         EXPECT_EQ( 200, got.status );
+         answered += each + std::string( " " );
+      } );
+   }
+   samples.files = 0;
+   for ( const auto & call : std::exchange( later, {} ) )
+      call();
+   EXPECT_EQ( "one ", answered );
+   EXPECT_LE( samples.files, Agent::SampleAnswers::filesPerTurn );
+   while ( !later.empty() )
+      for ( const auto & call : std::exchange( later, {} ) )
+         call();
+   EXPECT_EQ( "one many ", answered );
+}
+
+TEST_F( SampleAnswers, areNotPutTogetherAnyMoreWhenTheApiIsGone ) {
+   api->handle( Agent::requestOf( "GET", "/api/v1/samples?unit=u1" ), []( const auto & ) { FAIL(); } );
+   api.reset();
+   for ( const auto & call : std::exchange( later, {} ) )
+      call();
 }
 
 TEST_F( SampleAnswers, giveAnInterfaceThatNobodyMonitorsItsRates ) {

@@ -12,6 +12,13 @@
 /// decides depends on it.
 namespace Agent {
 
+/// Equal steps of time.
+struct SampleSteps {
+   double start = 0;  ///< when the first one begins, seconds of the agent's clock
+   unsigned step = 5; ///< seconds: 5 or 60
+   std::size_t count = 0;
+};
+
 /// What one interface has carried over a range of time, in equal steps. A step of which nothing is known is NaN in both
 /// directions.
 struct SampleCurve {
@@ -40,10 +47,15 @@ class SampleSource {
    virtual std::optional< Interface::IntfRates > rate( const Wire::IntfId & intf ) const = 0;
    /// Whether there are samples of an interface of this name, or will be with the next ticks.
    virtual bool has( const std::string & name ) const = 0;
-   /// What an interface has carried from one time to another, in the finest steps that are kept for so long: every step
-   /// that lies in the range in part, but none that is yet to come or longer ago than `range`. All interfaces have the
-   /// same steps for the same times, within a turn. Reads files, up to 90 kB.
-   virtual SampleCurve curve( const std::string & name, double from, double to ) const = 0;
+   /// The finest steps that are kept from one time to another: every one that lies in the range in part, but none that is
+   /// yet to come or longer ago than `range`.
+   virtual SampleSteps steps( double from, double to ) const = 0;
+   /// What an interface has carried in such steps, also those that were given some turns ago. Reads one file, 128 bytes of
+   /// it for each 12 or 15 steps.
+   virtual SampleCurve curve( const std::string & name, const SampleSteps & steps ) const = 0;
+   SampleCurve curve( const std::string & name, double from, double to ) const {
+      return curve( name, steps( from, to ) );
+   }
    /// Adds what is called in the turn of each tick, when its rates are there. Before the first tick; for good.
    virtual void whenTicked( std::function< void() > call ) = 0;
 

@@ -1,6 +1,7 @@
 #include "Agent/Samples/RateReader.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Agent {
 
@@ -41,6 +42,9 @@ void RateReader::read( double now ) {
          all_.emplace_back( intf, *rates );
       }
    }
+   // Members of a VLAN that was read have been read with it.
+   std::erase_if( vlans_, [this]( const auto & vlan ) { return vlan.second->reading != reading_; } );
+   std::erase_if( portChannels_, [this]( const auto & each ) { return each.second.reading != reading_; } );
    std::erase_if( ports_, [this]( const auto & port ) { return port.second.reading != reading_; } );
 }
 
@@ -52,9 +56,9 @@ const IntfRates * RateReader::rate( const Wire::IntfId & intf ) const {
 RateReader::Maybe RateReader::ratesOf( const Wire::IntfId & intf ) {
    switch ( intf.kind() ) {
    case Wire::IntfId::Kind::ethernet:
-      return ofPort( intf );
+      return ofPort( in( ports_, intf ) );
    case Wire::IntfId::Kind::portChannel:
-      return ofPortChannel( intf );
+      return ofPortChannel( in( portChannels_, intf ) );
    case Wire::IntfId::Kind::vlan:
       return ofVlan( intf );
    default:
@@ -62,62 +66,104 @@ RateReader::Maybe RateReader::ratesOf( const Wire::IntfId & intf ) {
    }
 }
 
-RateReader::Maybe RateReader::ofPort( const Wire::IntfId & intf ) {
-   const auto * const counterDir = model_.pool->intfCounterDir( intf );
-   const auto * const counter = counterDir ? counterDir->counter( "current" ) : nullptr;
-   if ( !counter )
-      return std::nullopt;
-   Port & port = ports_[intf];
+const RateReader::Maybe & RateReader::ofPort( Ports::value_type & of ) {
+   auto & [intf, port] = of;
    if ( port.reading == reading_ )
       return port.rates;
-   const EthIntfStatistics counts = counter->statistics();
-   const double interval = now_ - port.time;
-   const bool follows = port.reading != 0 && interval > 0 && interval <= longestInterval;
-   port.rates = follows ? between( port.counts, counts, interval ) : std::nullopt;
-   port.counts = counts;
-   port.time = now_;
    port.reading = reading_;
+   port.rates.reset();
+   const auto * const counterDir = model_.pool->intfCounterDir( intf );
+   const auto * const counter = counterDir ? counterDir->counter( "current" ) : nullptr;
+   const double before = std::exchange( port.time, counter ? now_ : 0 );
+   if ( !counter )
+      return port.rates;
+   const EthIntfStatistics counts = counter->statistics();
+   const double interval = now_ - before;
+   if ( before > 0 && interval > 0 && interval <= longestInterval )
+      port.rates = between( port.counts, counts, interval );
+   port.counts = counts;
    return port.rates;
 }
 
-RateReader::Maybe RateReader::ofPortChannel( const Wire::IntfId & portChannel ) {
+const RateReader::Maybe & RateReader::ofPortChannel( PortChannels::value_type & of ) {
+   auto & [intf, portChannel] = of;
+   if ( portChannel.reading == reading_ )
+      return portChannel.rates;
+   portChannel.reading = reading_;
    IntfRates sum;
    bool known = true;
    // All members are read, so that the next reading has something to begin at.
-   for ( const Wire::IntfId & member : model_.lagConfig->memberRange( portChannel ) ) {
-      const Maybe rates = ofPort( member );
+   for ( const Wire::IntfId & member : model_.lagConfig->memberRange( intf ) ) {
+      const Maybe & rates = ofPort( in( ports_, member ) );
       known = known && rates;
       if ( rates ) {
          sum.inBitsRate += rates->inBitsRate;
          sum.outBitsRate += rates->outBitsRate;
       }
    }
-   return known ? Maybe( sum ) : std::nullopt;
+   portChannel.rates = known ? Maybe( sum ) : std::nullopt;
+   return portChannel.rates;
 }
 
 RateReader::Maybe RateReader::ofVlan( const Wire::IntfId & vlanIntf ) {
    IntfRates busiest;
-   bool known = true;
    const Vel::U16 id = Wire::VlanIntfId::vlanId( vlanIntf );
    if ( id < Bridging::VlanId::minimum || id > Bridging::VlanId::maximum )
       return std::nullopt;
-   const auto * const vlan = model_.vlanStatusDir->vlanStatus( Bridging::VlanId( id ) );
+   const auto * const status = model_.vlanStatusDir->vlanStatus( Bridging::VlanId( id ) );
    // It has a status, so it is counted: without members it carries nothing.
-   if ( !vlan )
+   if ( !status )
       return busiest;
-   for ( const auto & [member, status] : vlan->vlanPortStatusRange() ) {
-      if ( Wire::CpuIntfId::isCpuIntfId( member ) )
-         continue;
-      const Maybe rates = member.kind() == Wire::IntfId::Kind::portChannel ? ofPortChannel( member )
-                          : member.kind() == Wire::IntfId::Kind::ethernet  ? ofPort( member )
-                                                                           : std::nullopt;
+   Vlan & of = vlan( *status );
+   bool known = !of.others;
+   const auto take = [&]( const Maybe & rates ) {
       known = known && rates;
       if ( rates ) {
          busiest.inBitsRate = std::max( busiest.inBitsRate, rates->inBitsRate );
          busiest.outBitsRate = std::max( busiest.outBitsRate, rates->outBitsRate );
       }
-   }
+   };
+   for ( auto * const port : of.ports )
+      take( ofPort( *port ) );
+   for ( auto * const portChannel : of.portChannels )
+      take( ofPortChannel( *portChannel ) );
    return known ? Maybe( busiest ) : std::nullopt;
+}
+
+RateReader::Vlan & RateReader::vlan( const Bridging::VlanStatus & status ) {
+   auto & found = vlans_[status.vlanId()];
+   // Another one of the same id has other members.
+   if ( !found || found->watch->entity() != &status ) {
+      found = std::make_unique< Vlan >();
+      found->watch.is( Vel::Ptr< const Bridging::VlanStatus >( &status ), this )
+         .hasNotificationActiveIs( true );
+   }
+   found->reading = reading_;
+   if ( !found->known )
+      findMembers( status, *found );
+   return *found;
+}
+
+void RateReader::findMembers( const Bridging::VlanStatus & status, Vlan & vlan ) {
+   vlan.ports.clear();
+   vlan.portChannels.clear();
+   vlan.others = false;
+   for ( const auto & [member, port] : status.vlanPortStatusRange() ) {
+      if ( Wire::CpuIntfId::isCpuIntfId( member ) )
+         continue;
+      if ( member.kind() == Wire::IntfId::Kind::ethernet )
+         vlan.ports.push_back( &in( ports_, member ) );
+      else if ( member.kind() == Wire::IntfId::Kind::portChannel )
+         vlan.portChannels.push_back( &in( portChannels_, member ) );
+      else
+         vlan.others = true;
+   }
+   vlan.known = true;
+}
+
+void RateReader::handleMembers( Bridging::VlanId id ) {
+   if ( const auto found = vlans_.find( id ); found != vlans_.end() )
+      found->second->known = false;
 }
 
 } // namespace Agent

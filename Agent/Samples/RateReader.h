@@ -6,7 +6,10 @@
 #include "Platform/Model/IntfMaintenance.h"
 #include "Platform/Model/Lag.h"
 
+#include <memory>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 /// Purpose: what all configured interfaces carry, from one reading of the ports' counters to the next. The same rules as
 /// those of the plug-in's monitor: a port-channel is the sum of its configured members, a VLAN interface its busiest
@@ -20,6 +23,8 @@
 /// 2. A port-channel or VLAN interface has a rate only if all of its members have one: a part of a sum would read as a
 ///    fall of the traffic. What a port carries is measured by the port, so a member that joins or leaves moves the sum by
 ///    what it carries and no more.
+/// 3. A port or port-channel is worked out once a reading, in however many VLANs it is, and a VLAN's members are looked up
+///    when they change: a trunk is in all VLANs.
 namespace Agent {
 
 class RateReader {
@@ -39,6 +44,8 @@ class RateReader {
       Vel::Ptr< const VelPool::EntityManager > pool;
    };
    explicit RateReader( Model model ) : model_( std::move( model ) ) {}
+   RateReader( const RateReader & ) = delete;
+   RateReader & operator=( const RateReader & ) = delete;
 
    /// Reads the counters, as they are at `now`, later than the time before, in seconds of the clock.
    void read( double now );
@@ -48,22 +55,53 @@ class RateReader {
    const Interface::IntfRates * rate( const Wire::IntfId & intf ) const;
 
  private:
+   using Maybe = std::optional< Interface::IntfRates >;
    struct Port {
       Interface::IntfCounterMasquerade::EthIntfStatistics counts;
-      double time = 0;
-      Vel::U64 reading = 0; ///< the last in which it was read; 0: none
-      std::optional< Interface::IntfRates > rates;
+      double time = 0;      ///< of the counts; 0: it had none in the last reading
+      Vel::U64 reading = 0; ///< the last in which it was worked out; 0: none
+      Maybe rates;
    };
-   using Maybe = std::optional< Interface::IntfRates >;
+   struct PortChannel {
+      Vel::U64 reading = 0;
+      Maybe rates;
+   };
+   // With their ids; they stay where they are while they are read.
+   using Ports = std::unordered_map< Wire::IntfId, Port >;
+   using PortChannels = std::unordered_map< Wire::IntfId, PortChannel >;
+   struct VelVlan final : Vel::ReactorTo< RateReader, Bridging::VlanStatus > {
+      using ReactorTo::ReactorTo;
+      void onVlanPortStatus( const Wire::IntfId & ) override { sm()->handleMembers( entity()->vlanId() ); }
+   };
+   struct Vlan {
+      Vel::Watch< VelVlan > watch;
+      Vel::U64 reading = 0;
+      bool known = false; ///< its members are
+      std::vector< Ports::value_type * > ports;
+      std::vector< PortChannels::value_type * > portChannels;
+      bool others = false; ///< has members that nobody can count
+   };
+
+   void handleMembers( Bridging::VlanId id );
+   /// The one of that id, made if it is missing.
+   template < class Map >
+   static typename Map::value_type & in( Map & map, const Wire::IntfId & intf ) {
+      return *map.try_emplace( intf ).first;
+   }
    Maybe ratesOf( const Wire::IntfId & intf );
-   Maybe ofPort( const Wire::IntfId & port );
-   Maybe ofPortChannel( const Wire::IntfId & portChannel );
+   const Maybe & ofPort( Ports::value_type & of );
+   const Maybe & ofPortChannel( PortChannels::value_type & of );
    Maybe ofVlan( const Wire::IntfId & vlanIntf );
+   Vlan & vlan( const Bridging::VlanStatus & status );
+   void findMembers( const Bridging::VlanStatus & status, Vlan & vlan );
 
    Model model_;
    double now_ = 0;
    Vel::U64 reading_ = 0;
-   std::unordered_map< Wire::IntfId, Port > ports_; ///< that were read in the last reading
+   // What was read in the last reading.
+   Ports ports_;
+   PortChannels portChannels_;
+   std::unordered_map< Bridging::VlanId, std::unique_ptr< Vlan > > vlans_;
    SampleSource::Rates all_;
    std::unordered_map< Wire::IntfId, std::size_t > places_; ///< in `all_`
 };

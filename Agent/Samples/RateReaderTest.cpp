@@ -83,6 +83,52 @@ TEST_F( RateReader, ofAVlanInterfaceAreThoseOfItsBusiestMemberInEachDirection ) 
    EXPECT_EQ( "vlan10 16000/8000", all() );
 }
 
+TEST_F( RateReader, ofAVlanInterfaceFollowItsMembers ) {
+   intfIs( vlan10 );
+   for ( const auto & port : { et1, et2 } )
+      countsAre( port, 0, 0 );
+   vlanMemberIs( 10, et1 );
+   const auto next = [this] {
+      carried( et1, 5000, 0 );
+      carried( et2, 10000, 0 );
+      read();
+      return all();
+   };
+   next();
+   EXPECT_EQ( "vlan10 8000/0", next() );
+   vlanMemberIs( 10, et2 );
+   EXPECT_EQ( "", next() ) << "nobody knows yet what the new one carries";
+   EXPECT_EQ( "vlan10 16000/0", next() );
+   vlanStatusDir->vlanStatus( Bridging::VlanId( 10 ) )->vlanPortStatusDel( et2 );
+   EXPECT_EQ( "vlan10 8000/0", next() );
+   // Another VLAN of the same id.
+   vlanStatusDir->vlanStatusDel( Bridging::VlanId( 10 ) );
+   vlanMemberIs( 10, et2 );
+   EXPECT_EQ( "", next() );
+   EXPECT_EQ( "vlan10 16000/0", next() );
+   // It is away for a while, and its members with it.
+   statusDir->intfStatusDel( vlan10 );
+   EXPECT_EQ( "", next() );
+   intfIs( vlan10 );
+   EXPECT_EQ( "", next() );
+   EXPECT_EQ( "vlan10 16000/0", next() );
+   vlanMemberIs( 10, Wire::IntfId::other( "tunnel" ) );
+   EXPECT_EQ( "", next() ) << "what nobody can count may be the busiest";
+}
+
+TEST_F( RateReader, aPortIsReadOnceHoweverManyAreMadeOfIt ) {
+   for ( const auto & intf : { Wire::IntfId( et1 ), Wire::IntfId( pc1 ), Wire::IntfId( vlan10 ) } )
+      intfIs( intf );
+   memberIs( et1, pc1 );
+   vlanMemberIs( 10, pc1 );
+   vlanMemberIs( 10, et1 );
+   countsAre( et1, 0, 0 );
+   read();
+   carried( et1, 5000, 2500 );
+   read();
+   EXPECT_EQ( "et1 8000/4000 pc1 8000/4000 vlan10 8000/4000", all() );
+}
+
 TEST_F( RateReader, aMemberThatJoinsOrLeavesMovesTheSumByWhatItCarries ) {
    for ( const auto & intf : { Wire::IntfId( pc1 ), Wire::IntfId( et2 ) } )
       intfIs( intf );

@@ -19,17 +19,17 @@ constexpr std::array< Vel::U32, 256 > remainders = [] {
    return result;
 }();
 
-Vel::U32 checksum( Vel::U32 seed, const void * bytes, std::size_t size ) {
+/// Tells a machine of another byte order, whose numbers these are not.
+constexpr Vel::U32 byteOrder = 0x01020304;
+
+} // namespace
+
+Vel::U32 sampleChecksum( Vel::U32 seed, const void * bytes, std::size_t size ) {
    Vel::U32 rest = ~seed;
    for ( const auto * byte = static_cast< const unsigned char * >( bytes ); size > 0; --size, ++byte )
       rest = rest >> 8 ^ remainders[( rest ^ *byte ) & 0xff];
    return ~rest;
 }
-
-/// Tells a machine of another byte order, whose numbers these are not.
-constexpr Vel::U32 byteOrder = 0x01020304;
-
-} // namespace
 
 Sample SampleBlock::mean() const {
    double in = 0, out = 0;
@@ -45,17 +45,18 @@ Sample SampleBlock::mean() const {
 }
 
 SampleLayout::SampleLayout( std::string_view interface ) {
-   const Vel::String text = Vel::text(
+   static const std::string layout{ Vel::text(
       "maintd samples 1\n", fineRing.blocks, " x ", fineRing.samplesPerBlock, " of ", fineRing.step, " s, ",
-      minuteRing.blocks, " x ", minuteRing.samplesPerBlock, " of ", minuteRing.step, " s\n", interface );
+      minuteRing.blocks, " x ", minuteRing.samplesPerBlock, " of ", minuteRing.step, " s\n" ) };
+   const std::string text = layout + std::string( interface );
    const std::size_t room = header_.size() - sizeof byteOrder;
    std::memcpy( header_.data(), text.data(), std::min( text.size(), room ) );
    std::memcpy( header_.data() + room, &byteOrder, sizeof byteOrder );
-   seed_ = checksum( 0, header_.data(), header_.size() );
+   seed_ = sampleChecksum( 0, header_.data(), header_.size() );
 }
 
 Vel::U32 SampleLayout::checkOf( const SampleBlock & block ) const {
-   return checksum( seed_, &block.number, sizeof block - sizeof block.check );
+   return sampleChecksum( seed_, &block.number, sizeof block - sizeof block.check );
 }
 
 bool SampleLayout::valid( const SampleRing & ring, std::size_t place, const SampleBlock & block ) const {

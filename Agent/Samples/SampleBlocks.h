@@ -37,6 +37,9 @@ struct SampleBlock {
 };
 static_assert( sizeof( SampleBlock ) == 128 );
 
+/// Of bytes, behind others whose checksum is `seed`; 0 for none.
+Vel::U32 sampleChecksum( Vel::U32 seed, const void * bytes, std::size_t size );
+
 /// Steps are numbered since the beginning of time, `step` seconds each.
 struct SampleRing {
    unsigned step;

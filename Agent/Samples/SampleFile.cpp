@@ -107,19 +107,33 @@ class SampleFile::Open {
       write( &block, sizeof block, offsetOf( ring, block.number % ring.blocks ) );
    }
    /// The blocks that are there of those between two numbers, both included, in no order.
-   std::vector< SampleBlock >
-   blocks( const SampleRing & ring, Vel::U32 from = 0, Vel::U32 to = ~Vel::U32( 0 ) ) {
-      std::vector< SampleBlock > all( ring.blocks ), valid;
-      all.resize(
-         read( all.data(), all.size() * sizeof( SampleBlock ), ring.offset ) / sizeof( SampleBlock ) );
-      for ( std::size_t place = 0; place < all.size(); ++place )
-         if ( const Vel::U32 number = all[place].number;
-              number >= from && number <= to && layout_.valid( ring, place, all[place] ) )
-            valid.push_back( all[place] );
+   std::vector< SampleBlock > blocks( const SampleRing & ring, Vel::U32 from, Vel::U32 to ) {
+      const std::size_t wanted = std::min< std::size_t >( to - from + std::size_t( 1 ), ring.blocks );
+      const std::size_t begin = from % ring.blocks;
+      // Those that are behind the end of the ring are at its beginning.
+      const std::size_t straight = std::min( wanted, ring.blocks - begin );
+      std::vector< SampleBlock > valid;
+      addBlocks( valid, ring, begin, straight );
+      addBlocks( valid, ring, 0, wanted - straight );
+      std::erase_if( valid, [&]( const auto & block ) { return block.number < from || block.number > to; } );
       return valid;
+   }
+   std::vector< SampleBlock > allBlocks( const SampleRing & ring ) {
+      return blocks( ring, 0, ~Vel::U32( 0 ) );
    }
 
  private:
+   void addBlocks(
+      std::vector< SampleBlock > & to, const SampleRing & ring, std::size_t place, std::size_t count ) {
+      std::vector< SampleBlock > found( count );
+      found.resize(
+         read( found.data(), count * sizeof( SampleBlock ), offsetOf( ring, place ) ) /
+         sizeof( SampleBlock ) );
+      for ( const SampleBlock & block : found )
+         if ( layout_.valid( ring, place++, block ) )
+            to.push_back( block );
+   }
+
    const SampleLayout & layout_;
    const std::string & name_;
    const int descriptor_;
@@ -158,61 +172,13 @@ void SampleFile::add( Vel::U64 step, const Sample & sample ) {
    waiting_.push_back( { step, sample } );
 }
 
-bool SampleFile::keep() {
-   const auto isPresent = [this]( const Waiting & waiting ) {
-      return fineRing.blockOf( waiting.step ) == fine_.block.number;
-   };
-   if ( !fine_.loaded || minute_.dirty || !std::all_of( waiting_.begin(), waiting_.end(), isPresent ) )
-      return false;
-   for ( const Waiting & waiting : std::exchange( waiting_, {} ) ) {
-      fine_.block.samples[waiting.step % fineRing.samplesPerBlock] = waiting.sample;
-      fine_.dirty = true;
-   }
-   return true;
-}
-
-/// The one of the last sample.
-SampleBlock SampleFile::lastMinute() const {
-   SampleBlock minute;
-   minute.number = fineRing.blockOf( lastStep_ );
-   if ( fine_.loaded && fine_.block.number == minute.number )
-      minute = fine_.block;
-   for ( const Waiting & waiting : waiting_ )
-      if ( fineRing.blockOf( waiting.step ) == minute.number )
-         minute.samples[waiting.step % fineRing.samplesPerBlock] = waiting.sample;
-   return minute;
-}
-
-std::vector< SampleBlock > SampleFile::present() const {
-   std::vector< SampleBlock > minutes;
-   if ( fine_.dirty && fine_.block.number != fineRing.blockOf( lastStep_ ) )
-      minutes.push_back( fine_.block );
-   if ( fine_.dirty || !waiting_.empty() )
-      minutes.push_back( lastMinute() );
-   for ( SampleBlock & minute : minutes )
-      layout_.seal( minute );
-   return minutes;
-}
-
-std::string SampleFile::presentIs( int folder, const SampleBlock & minute ) {
-   if ( !layout_.valid( fineRing, minute.number % fineRing.blocks, minute ) )
-      return "";
-   // What was kept long ago must not replace what has been written since.
-   if ( !Open( folder, *this, O_RDONLY ).blocks( fineRing, minute.number + 2 ).empty() )
-      return "";
-   for ( unsigned i = 0; i < fineRing.samplesPerBlock; ++i )
-      if ( minute.samples[i].known() )
-         add( Vel::U64( minute.number ) * fineRing.samplesPerBlock + i, minute.samples[i] );
-   return write( folder );
-}
-
-std::string SampleFile::write( int folder ) {
-   if ( !waits() )
+std::string SampleFile::write( int folder, Vel::U64 before ) {
+   if ( !waits( before ) )
       return "";
    Open file( folder, *this, O_RDWR | O_CREAT );
    prepare( folder, file );
    std::size_t done = 0;
-   while ( done < waiting_.size() && put( file, waiting_[done] ) )
+   while ( done < waiting_.size() && waiting_[done].step < before && put( file, waiting_[done] ) )
       ++done;
    waiting_.erase( waiting_.begin(), waiting_.begin() + static_cast< std::ptrdiff_t >( done ) );
    flush( file, minuteRing, minute_ );
@@ -247,11 +213,19 @@ void SampleFile::prepare( int folder, Open & file ) {
       finishLastMinute( file );
 }
 
-/// The one in which an earlier process has ended.
+/// The one in which an earlier process has ended. What waits and is older comes from where that one has kept it; it must
+/// not take the place of what has been written since.
 void SampleFile::finishLastMinute( Open & file ) {
+   const auto blocks = file.allBlocks( fineRing );
+   Vel::U32 newest = 0;
+   for ( const SampleBlock & block : blocks )
+      newest = std::max( newest, block.number );
+   std::erase_if( waiting_, [newest]( const Waiting & waiting ) {
+      return fineRing.blockOf( waiting.step ) + 1 < newest;
+   } );
    const Vel::U32 present = fineRing.blockOf( waiting_.empty() ? lastStep_ : waiting_.front().step );
    SampleBlock last;
-   for ( const SampleBlock & block : file.blocks( fineRing ) )
+   for ( const SampleBlock & block : blocks )
       if ( block.number < present && block.number > last.number )
          last = block;
    if ( last.number > 0 )
@@ -281,7 +255,11 @@ bool SampleFile::turnTo( Open & file, const SampleRing & ring, Cursor & cursor, 
    if ( cursor.loaded && cursor.block.number == number )
       return true;
    flush( file, ring, cursor );
-   const SampleBlock block = file.block( ring, number );
+   SampleBlock block;
+   block.number = number;
+   // Nobody else writes it: what follows a block of ours is not there yet.
+   if ( !cursor.loaded || number != cursor.block.number + 1 )
+      block = file.block( ring, number );
    if ( !file.ok() )
       return false;
    cursor = { block, true, false };
@@ -317,29 +295,41 @@ void SampleFile::read( int folder, const SampleRing & ring, Vel::U64 first, std:
    const Vel::U64 last = first + out.size() - 1;
    for ( const SampleBlock & block : file.blocks( ring, ring.blockOf( first ), ring.blockOf( last ) ) )
       spread( ring, block, first, out );
-   const bool minutes = ring.step == minuteRing.step;
-   const Cursor & cursor = minutes ? minute_ : fine_;
-   if ( cursor.dirty )
-      spread( ring, cursor.block, first, out );
-   if ( !minutes ) {
-      for ( const Waiting & waiting : waiting_ )
-         if ( waiting.step >= first && waiting.step - first < out.size() )
-            out[waiting.step - first] = waiting.sample;
+   if ( ring.step == fineRing.step ) {
+      for ( const SampleBlock & minute : minutesInMemory() )
+         spread( ring, minute, first, out );
       return;
    }
-   const SampleBlock present = lastMinute();
-   SampleBlock mean;
-   mean.number = minuteRing.blockOf( present.number );
-   mean.samples[present.number % minuteRing.samplesPerBlock] = present.mean();
-   spread( minuteRing, mean, first, out );
+   if ( minute_.dirty )
+      spread( ring, minute_.block, first, out );
+   for ( const SampleBlock & minute : minutesInMemory() ) {
+      SampleBlock mean;
+      mean.number = ring.blockOf( minute.number );
+      mean.samples[minute.number % ring.samplesPerBlock] = minute.mean();
+      spread( ring, mean, first, out );
+   }
+}
+
+/// The minutes of which there may be something that the file does not have, in the order of time.
+std::vector< SampleBlock > SampleFile::minutesInMemory() const {
+   std::vector< SampleBlock > minutes;
+   if ( fine_.loaded )
+      minutes.push_back( fine_.block );
+   for ( const Waiting & waiting : waiting_ ) {
+      const Vel::U32 number = fineRing.blockOf( waiting.step );
+      if ( minutes.empty() || minutes.back().number != number )
+         minutes.emplace_back().number = number;
+      minutes.back().samples[waiting.step % fineRing.samplesPerBlock] = waiting.sample;
+   }
+   return minutes;
 }
 
 std::optional< Vel::U64 > SampleFile::newest( int folder ) const {
    Open file( folder, *this, O_RDONLY );
    std::optional< Vel::U64 > result;
-   for ( const SampleBlock & block : file.blocks( fineRing ) )
+   for ( const SampleBlock & block : file.allBlocks( fineRing ) )
       result = std::max( result.value_or( 0 ), ( Vel::U64( block.number ) + 1 ) * fineRing.samplesPerBlock );
-   for ( const SampleBlock & block : file.blocks( minuteRing ) )
+   for ( const SampleBlock & block : file.allBlocks( minuteRing ) )
       result = std::max(
          result.value_or( 0 ),
          ( Vel::U64( block.number ) + 1 ) * minuteRing.samplesPerBlock * fineRing.samplesPerBlock );

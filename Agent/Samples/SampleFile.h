@@ -23,8 +23,10 @@ namespace Agent {
 
 class SampleFile {
  public:
-   /// Samples that wait for the file to be written.
-   static constexpr std::size_t longestWait = 12;
+   /// Samples that wait for the file to be written: two minutes.
+   static constexpr std::size_t longestWait = 24;
+   /// Behind all steps.
+   static constexpr Vel::U64 end = ~Vel::U64( 0 );
 
    explicit SampleFile( std::string interface );
 
@@ -35,25 +37,20 @@ class SampleFile {
 
    /// The sample of a step of 5 s, later than all that were added before.
    void add( Vel::U64 step, const Sample & sample );
-   bool waits() const { return !waiting_.empty() || fine_.dirty || minute_.dirty; }
+   /// Whether something of the time before a step waits to be written.
+   bool waits( Vel::U64 before = end ) const {
+      return ( !waiting_.empty() && waiting_.front().step < before ) || fine_.dirty || minute_.dirty;
+   }
    /// The last that was added; 0: none.
    Vel::U64 lastStep() const { return lastStep_; }
 
-   /// Takes in what waits, if the minute is that of the block in memory: nothing need be written for it
-   /// but present().
-   bool keep();
-   /// The minutes of which the file does not hold all, at most two, as they would be written: for whoever keeps those of
-   /// all files in one place meanwhile.
-   std::vector< SampleBlock > present() const;
-   /// Puts a minute that an earlier process has kept in that way where it belongs.
-   std::string presentIs( int folder, const SampleBlock & minute );
-
-   /// Writes what waits. Gives what went wrong, for the operator; what was not written waits for the next time.
-   std::string write( int folder );
+   /// Writes what waits of the time before a step. Gives what went wrong, for the operator; what was not written waits for
+   /// the next time.
+   std::string write( int folder, Vel::U64 before = end );
    /// Writes the minute that is going on, for there will be no more samples for now.
    std::string finish( int folder );
 
-   /// The samples from `first` on, in steps of the ring, into `out`.
+   /// The samples from `first` on, in steps of the ring, into `out`. Reads the blocks of these and no more.
    void read( int folder, const SampleRing & ring, Vel::U64 first, std::span< Sample > out ) const;
    /// A step of 5 s behind all of which the file holds samples, at most a quarter of an hour; nothing: it holds none.
    std::optional< Vel::U64 > newest( int folder ) const;
@@ -77,7 +74,7 @@ class SampleFile {
    void putMinute( Open & file, const SampleBlock & minute );
    bool turnTo( Open & file, const SampleRing & ring, Cursor & cursor, Vel::U32 number );
    void flush( Open & file, const SampleRing & ring, Cursor & cursor );
-   SampleBlock lastMinute() const;
+   std::vector< SampleBlock > minutesInMemory() const;
 
    std::string interface_;
    std::string fileName_;

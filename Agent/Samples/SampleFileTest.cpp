@@ -117,35 +117,46 @@ TEST_F( SampleFileStory, saysBehindWhatItHoldsNothing ) {
    EXPECT_LE( *newest, first + 30 + 180 );
 }
 
-TEST_F( SampleFileStory, aMinuteThatIsKeptElsewhereIsPutWhereItBelongs ) {
-   fill( first, 14 );
+TEST_F( SampleFileStory, writesWhatIsOfTheTimeBeforeAStepAndKeepsTheRest ) {
    SampleFile file( "et1" );
-   EXPECT_FALSE( file.keep() ) << "the file has not been looked at";
-   file.add( first + 14, sampleOf( first + 14 ) );
+   for ( Vel::U64 step = first; step < first + 15; ++step )
+      file.add( step, sampleOf( step ) );
+   EXPECT_FALSE( file.waits( first ) );
+   EXPECT_TRUE( file.waits( first + 12 ) );
+   ASSERT_EQ( "", file.write( folder.descriptor(), first + 12 ) );
+   EXPECT_FALSE( file.waits( first + 12 ) );
+   EXPECT_TRUE( file.waits() );
+   EXPECT_EQ( 12u, count( SampleFile( "et1" ), fineRing, first, 30 ) );
+   EXPECT_EQ( 15u, count( file, fineRing, first, 30 ) );
+   EXPECT_EQ( "0 1", known( file, minuteRing, first / 12, 3, true ) );
+}
+
+TEST_F( SampleFileStory, whatWasKeptElsewhereAndIsOldDoesNotReplaceWhatHasBeenWrittenSince ) {
+   // Its place in the ring is that of the newest block.
+   const Vel::U64 old = first + Vel::U64( 2000 ) / 12 * 12 - Vel::U64( fineRing.blocks ) * 12;
+   fill( first + 1992, 12 );
+   SampleFile file( "et1" );
+   file.add( old, sampleOf( old ) );
    ASSERT_EQ( "", file.write( folder.descriptor() ) );
-   file.add( first + 15, sampleOf( first + 15 ) );
-   ASSERT_TRUE( file.keep() );
-   EXPECT_EQ( "0 1 2 3", known( file, fineRing, first + 12, 12 ) );
-   EXPECT_EQ( "0 1 2", known( SampleFile( "et1" ), fineRing, first + 12, 12 ) );
-   ASSERT_EQ( 1u, file.present().size() );
-   Agent::SampleBlock minute = file.present()[0];
-   ASSERT_EQ( "", SampleFile( "et1" ).presentIs( folder.descriptor(), minute ) );
-   EXPECT_EQ( 16u, count( SampleFile( "et1" ), fineRing, first, 30 ) );
-   file.add( first + 24, sampleOf( first + 24 ) );
-   EXPECT_FALSE( file.keep() ) << "it is another minute";
-   ASSERT_EQ( 2u, file.present().size() );
-   for ( const Agent::SampleBlock & each : file.present() )
-      ASSERT_EQ( "", SampleFile( "et1" ).presentIs( folder.descriptor(), each ) );
-   EXPECT_EQ( 17u, count( SampleFile( "et1" ), fineRing, first, 30 ) );
-   EXPECT_EQ( "0 1", known( SampleFile( "et1" ), minuteRing, first / 12, 3, true ) );
-   // One that is spoilt, another interface's, or of long ago is none.
-   fill( first + 2000, 12 );
-   ASSERT_EQ( "", SampleFile( "et1" ).presentIs( folder.descriptor(), minute ) );
-   EXPECT_EQ( 12u, count( SampleFile( "et1" ), fineRing, first + 2000, 12 ) );
-   ASSERT_EQ( "", SampleFile( "et2" ).presentIs( folder.descriptor(), minute ) );
-   minute.samples[0].in += 1;
-   ASSERT_EQ( "", SampleFile( "et2" ).presentIs( folder.descriptor(), minute ) );
-   EXPECT_FALSE( folder.has( "et2.samples" ) );
+   EXPECT_EQ( 12u, count( SampleFile( "et1" ), fineRing, first + 1992, 12 ) );
+   // What belongs to the last minute of the file is added to it.
+   SampleFile next( "et1" );
+   next.add( first + 2004, sampleOf( first + 2004 ) );
+   ASSERT_EQ( "", next.write( folder.descriptor() ) );
+   EXPECT_EQ( 13u, count( SampleFile( "et1" ), fineRing, first + 1992, 30 ) );
+}
+
+TEST_F( SampleFileStory, readsAnyRangeAlsoOverTheEndOfARing ) {
+   fill( first, weekOfSteps );
+   const Vel::U64 end = first + weekOfSteps;
+   // Some of these ranges go over the end of the ring.
+   for ( const Vel::U64 begin : { end - 720, end - 300, end - 61, end - 12 } ) {
+      SCOPED_TRACE( end - begin );
+      EXPECT_EQ( std::min< Vel::U64 >( 60, end - begin ), count( SampleFile( "et1" ), fineRing, begin, 60 ) );
+      EXPECT_EQ( 1u, count( SampleFile( "et1" ), fineRing, begin, 1 ) );
+   }
+   for ( Vel::U64 begin = ( end - weekOfSteps ) / 12; begin + 700 < end / 12; begin += 500 )
+      EXPECT_EQ( 700u, count( SampleFile( "et1" ), minuteRing, begin, 700 ) ) << begin;
 }
 
 // ---- damage
@@ -239,18 +250,18 @@ TEST_F( SampleFileStory, aFileThatIsRemovedOrCutOffWhileItIsUsedComesBack ) {
    EXPECT_EQ( 94080u, size( "et1.samples" ) );
 }
 
-TEST_F( SampleFileStory, whatCannotBeWrittenWaitsAMinuteAndIsReadAllTheSame ) {
+TEST_F( SampleFileStory, whatCannotBeWrittenWaitsTwoMinutesAndIsReadAllTheSame ) {
    ASSERT_EQ( 0, mkdirat( folder.descriptor(), "et1.samples", 0755 ) );
    SampleFile file( "et1" );
-   for ( Vel::U64 step = first; step < first + 20; ++step ) {
+   for ( Vel::U64 step = first; step < first + 30; ++step ) {
       file.add( step, sampleOf( step ) );
       ASSERT_EQ( "et1.samples: Is a directory", file.write( folder.descriptor() ) );
    }
-   EXPECT_EQ( "8 9 10 11 12 13 14 15 16 17 18 19", known( file, fineRing, first, 20 ) );
+   EXPECT_EQ( 24u, count( file, fineRing, first, 30 ) );
    ASSERT_EQ( 0, unlinkat( folder.descriptor(), "et1.samples", AT_REMOVEDIR ) );
    ASSERT_EQ( "", file.write( folder.descriptor() ) );
-   EXPECT_EQ( 12u, count( SampleFile( "et1" ), fineRing, first, 20 ) );
-   EXPECT_EQ( "0", known( SampleFile( "et1" ), minuteRing, first / 12, 1, 1 ) );
+   EXPECT_EQ( 24u, count( SampleFile( "et1" ), fineRing, first, 30 ) );
+   EXPECT_EQ( "0 1", known( SampleFile( "et1" ), minuteRing, first / 12, 2, true ) );
 }
 
 TEST_F( SampleFileStory, whatIsNoFileIsLeftAlone ) {

@@ -63,8 +63,8 @@ double SampleFolder::changed( const std::string & name ) const {
 
 void SampleFolder::fileDel( const std::string & name ) { unlinkat( descriptor_, name.c_str(), 0 ); }
 
-std::optional< std::string > SampleFolder::content( const std::string & name ) const {
-   const int file = openat( descriptor_, name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK );
+std::optional< std::string > SampleFolder::contentOf( int folder, const std::string & name ) {
+   const int file = openat( folder, name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK );
    if ( file < 0 )
       return std::nullopt;
    struct stat status {};

@@ -28,7 +28,10 @@ class SampleFolder {
    void fileDel( const std::string & name );
 
    /// The whole of a file, up to 64 MB of it; nothing if it cannot be read.
-   std::optional< std::string > content( const std::string & name ) const;
+   std::optional< std::string > content( const std::string & name ) const {
+      return contentOf( descriptor_, name );
+   }
+   static std::optional< std::string > contentOf( int folder, const std::string & name );
    /// Replaces a file by one with this content; never leaves half of one. Empty: done.
    std::string contentIs( const std::string & name, const std::string & text );
 

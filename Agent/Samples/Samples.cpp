@@ -46,20 +46,37 @@ Samples::~Samples() { *self_ = nullptr; }
 
 // ---- a tick
 
-/// Without the note of an earlier agent nothing is kept: it would get into the way of what that one has kept.
 void Samples::begin() {
    if ( const std::string problem = folder_.open(); !problem.empty() )
-      return failed( problem );
+      return tickFailed( problem );
+   begun_ = true;
+   journal_.read(
+      folder_.descriptor(), [this]( std::string_view interface, const SampleJournal::Steps & samples ) {
+         SampleFile & taken = file( interface );
+         for ( const auto & [step, sample] : samples )
+            taken.add( step, sample );
+      } );
+   for ( const auto & [interface, file] : files_ )
+      toWrite_.push_back( interface );
    const auto note = folder_.content( noteName );
    noted_ = note ? SampleTime::parse( *note ) : std::nullopt;
-   takePresent();
-   double newest = 0;
    if ( !noted_ )
-      for ( const std::string & interface : folder_.interfaces() )
-         if ( const auto step = SampleFile( interface ).newest( folder_.descriptor() ) )
-            newest = std::max( newest, static_cast< double >( *step ) * period );
+      for ( std::string & interface : folder_.interfaces() )
+         toScan_.push_back( std::move( interface ) );
+   if ( toScan_.empty() )
+      timeIsKnown();
+   workSoon();
+}
+
+/// Without the note of an earlier agent nothing is kept until the files of that one have been looked through: what is
+/// sampled now has to come behind what is there.
+void Samples::timeIsKnown() {
+   for ( const auto & [interface, file] : files_ )
+      newestScanned_ = std::max( newestScanned_, file.lastStep() + 1 );
    const double clock = now();
-   time_ = SampleTime::begin( noted_, hooks_.clock, clock, hooks_.wallTime( clock ), newest );
+   time_ = SampleTime::begin(
+      noted_, hooks_.clock, clock, hooks_.wallTime( clock ),
+      noted_ ? 0 : static_cast< double >( newestScanned_ ) * period );
    lastStep_ = stepOf( stepEndedAt( clock ) );
    nextCheck_ = lastStep_;
 }
@@ -76,39 +93,59 @@ void Samples::handleTick() {
    if ( !hooks_.countersFresh() )
       return;
    rates_.read( now() );
-   if ( !time_ )
+   tickFailed_ = false;
+   if ( !begun_ )
       begin();
    else if ( const std::string problem = folder_.open(); !problem.empty() )
-      failed( problem );
+      tickFailed( problem );
    if ( time_ ) {
       lastStep_ = stepOf( step );
       take();
+      keep();
+      queueDue();
    }
-   if ( folder_.descriptor() >= 0 ) {
-      keepPresent();
-      note();
-      if ( lastStep_ >= nextCheck_ )
-         findOld();
-   }
+   problemMayBeOver();
    for ( const auto & call : ticked_ )
       call();
-   if ( !working_ )
-      work();
+   workSoon();
+}
+
+SampleFile & Samples::file( std::string_view interface ) {
+   auto found = files_.find( interface );
+   if ( found == files_.end() )
+      found = files_.try_emplace( std::string( interface ), std::string( interface ) ).first;
+   return found->second;
 }
 
 void Samples::take() {
-   for ( const auto & [intf, rates] : rates_.all() ) {
-      auto file = files_.find( intf.name() );
-      if ( file == files_.end() )
-         file = files_.try_emplace( std::string( intf.name() ), std::string( intf.name() ) ).first;
-      file->second.add(
-         lastStep_, { static_cast< float >( rates.inBitsRate ), static_cast< float >( rates.outBitsRate ) } );
-   }
-   // Who has waited since the tick before comes first.
+   for ( const auto & [intf, rates] : rates_.all() )
+      file( intf.name() )
+         .add(
+            lastStep_,
+            { static_cast< float >( rates.inBitsRate ), static_cast< float >( rates.outBitsRate ) } );
+}
+
+/// Everything that a tick writes by itself.
+void Samples::keep() {
+   const bool open = folder_.descriptor() >= 0;
+   const std::string problem = open ? journal_.add( folder_.descriptor(), lastStep_, rates_.all() ) : "";
+   if ( !problem.empty() )
+      tickFailed( folder_.path() + "/" + problem );
+   if ( !open || !problem.empty() )
+      notInJournal_ = lastStep_ + 1;
+   if ( !open )
+      return;
+   note();
+   if ( lastStep_ >= nextCheck_ )
+      findOld();
+}
+
+/// All whose minute is over. Who has waited since the tick before comes first.
+void Samples::queueDue() {
    const auto next = toWrite_.empty() ? files_.begin() : files_.lower_bound( toWrite_.front() );
    toWrite_.clear();
    const auto queue = [this]( auto & file ) {
-      if ( !file.second.keep() || isOver( file.second ) )
+      if ( file.second.waits( due() ) || isOver( file.second ) )
          toWrite_.push_back( file.first );
    };
    std::for_each( next, files_.end(), queue );
@@ -117,43 +154,6 @@ void Samples::take() {
 
 /// Whether it has had no sample for so long that its minute is over.
 bool Samples::isOver( const SampleFile & file ) const { return file.lastStep() + stepsPerMinute < lastStep_; }
-
-namespace {
-/// An interface and its minute, as they stand one behind the other in one file.
-struct PresentMinute {
-   char name[32] = {};
-   SampleBlock minute;
-};
-static_assert( sizeof( PresentMinute ) == 32 + sizeof( SampleBlock ) && Wire::IntfId::maxName < 32 );
-} // namespace
-
-/// The minute of all interfaces in one write, so that each has a file to be opened and written only once a minute.
-void Samples::keepPresent() {
-   std::string text;
-   text.reserve( files_.size() * sizeof( PresentMinute ) );
-   for ( const auto & [interface, file] : files_ )
-      for ( const SampleBlock & minute : file.present() ) {
-         PresentMinute present{ {}, minute };
-         std::memcpy( present.name, interface.data(), std::min( interface.size(), sizeof present.name - 1 ) );
-         text.append( reinterpret_cast< const char * >( &present ), sizeof present );
-      }
-   if ( const std::string problem = folder_.contentIs( presentName, text ); !problem.empty() )
-      failed( problem );
-}
-
-/// What an earlier agent has kept so.
-void Samples::takePresent() {
-   const std::string text = folder_.content( presentName ).value_or( "" );
-   PresentMinute present;
-   for ( std::size_t at = 0; at + sizeof present <= text.size(); at += sizeof present ) {
-      std::memcpy( &present, text.data() + at, sizeof present );
-      present.name[sizeof present.name - 1] = '\0';
-      const std::string problem =
-         SampleFile( present.name ).presentIs( folder_.descriptor(), present.minute );
-      if ( !problem.empty() )
-         failed( folder_.path() + "/" + problem );
-   }
-}
 
 /// Once a minute, and when wall time has been set.
 void Samples::note() {
@@ -167,41 +167,33 @@ void Samples::note() {
       std::abs( ahead( present ) - ahead( *noted_ ) ) < SampleTime::grid / 2 )
       return;
    if ( const std::string problem = folder_.contentIs( noteName, present.text() ); !problem.empty() )
-      return failed( problem );
+      return tickFailed( problem );
    noted_ = present;
 }
 
+void Samples::tickFailed( const std::string & text ) {
+   tickFailed_ = true;
+   failed( text );
+}
+
 void Samples::failed( const std::string & text ) {
-   failed_ = true;
    if ( !problem_ )
       problem_ = { now(), text };
    else
       problem_->text = text;
 }
 
-// ---- files
-
-/// Some of what is to be done with files; the rest in later turns.
-void Samples::work() {
-   if ( folder_.descriptor() < 0 )
-      return;
-   const double begin = scheduler_->liveTime();
-   for ( unsigned files = 0; !toWrite_.empty() || !toCheck_.empty(); ++files ) {
-      if ( files == filesPerTurn || scheduler_->liveTime() - begin > longestWrite )
-         return workSoon();
-      auto & queue = toWrite_.empty() ? toCheck_ : toWrite_;
-      const std::string interface = std::move( queue.front() );
-      queue.pop_front();
-      if ( &queue == &toWrite_ )
-         write( interface );
-      else
-         forgetOld( interface );
-   }
-   if ( !std::exchange( failed_, false ) )
+/// It is over when the last tick has been kept and no file waits that could not be written.
+void Samples::problemMayBeOver() {
+   if ( !tickFailed_ && unwritten_.empty() )
       problem_.reset();
 }
 
+// ---- files
+
 void Samples::workSoon() {
+   if ( working_ || isIdle() )
+      return;
    working_ = true;
    scheduler_->post( [self = self_] {
       if ( Samples * const samples = *self ) {
@@ -211,18 +203,52 @@ void Samples::workSoon() {
    } );
 }
 
+/// Some of what is to be done with files; the rest in later turns.
+void Samples::work() {
+   const double begin = scheduler_->liveTime();
+   for ( unsigned files = 0; !isIdle() && folder_.descriptor() >= 0; ++files ) {
+      if ( files == filesPerTurn || scheduler_->liveTime() - begin > longestWrite )
+         return workSoon();
+      workOne();
+   }
+   problemMayBeOver();
+}
+
+void Samples::workOne() {
+   auto & queue = !toScan_.empty() ? toScan_ : !toWrite_.empty() ? toWrite_ : toCheck_;
+   const std::string interface = std::move( queue.front() );
+   queue.pop_front();
+   if ( &queue == &toScan_ )
+      scan( interface );
+   else if ( &queue == &toWrite_ )
+      write( interface );
+   else
+      forgetOld( interface );
+}
+
+void Samples::scan( const std::string & interface ) {
+   const auto newest = SampleFile( interface ).newest( folder_.descriptor() );
+   newestScanned_ = std::max( newestScanned_, newest.value_or( 0 ) );
+   if ( toScan_.empty() )
+      timeIsKnown();
+}
+
 void Samples::write( const std::string & interface ) {
    const auto file = files_.find( interface );
    if ( file == files_.end() )
       return;
-   std::string problem = file->second.write( folder_.descriptor() );
-   if ( isOver( file->second ) ) {
-      if ( problem.empty() )
-         problem = file->second.finish( folder_.descriptor() );
-      files_.erase( file );
-   }
+   const bool over = isOver( file->second );
+   std::string problem = file->second.write( folder_.descriptor(), over ? SampleFile::end : due() );
+   if ( over && problem.empty() )
+      problem = file->second.finish( folder_.descriptor() );
    if ( !problem.empty() )
       failed( folder_.path() + "/" + problem );
+   if ( problem.empty() || over )
+      unwritten_.erase( interface );
+   else
+      unwritten_.insert( interface );
+   if ( over )
+      files_.erase( file );
 }
 
 void Samples::findOld() {
@@ -257,7 +283,7 @@ bool Samples::has( const std::string & name ) const {
    return files_.count( name ) || folder_.has( SampleFile::fileName( name ) );
 }
 
-SampleCurve Samples::curve( const std::string & name, double from, double to ) const {
+SampleSteps Samples::steps( double from, double to ) const {
    // A little less may be meant by an hour ago.
    const bool fine = from >= now() - fineRange - 1;
    const SampleRing & ring = fine ? fineRing : minuteRing;
@@ -266,15 +292,23 @@ SampleCurve Samples::curve( const std::string & name, double from, double to ) c
    const auto ended = static_cast< double >( fine ? lastStep_ + 1 : lastStep_ / stepsPerMinute + 1 );
    const double first = std::max( 0.0, std::floor( stepAt( std::max( from, now() - range ) ) ) );
    const double last = std::min( std::ceil( stepAt( to ) ), ended );
+   return {
+      first * ring.step - base, ring.step, last > first ? static_cast< std::size_t >( last - first ) : 0 };
+}
+
+SampleCurve Samples::curve( const std::string & name, const SampleSteps & steps ) const {
+   const SampleRing & ring = steps.step == fineRing.step ? fineRing : minuteRing;
+   const double base = time_ ? time_->base : 0;
+   const auto first = static_cast< Vel::U64 >( std::llround( ( steps.start + base ) / ring.step ) );
    SampleCurve curve;
    curve.step = ring.step;
-   curve.start = first * ring.step - base;
-   std::vector< Sample > samples( last > first ? static_cast< std::size_t >( last - first ) : 0 );
+   curve.start = steps.start;
+   std::vector< Sample > samples( steps.count );
    const auto file = files_.find( name );
    if ( file != files_.end() )
-      file->second.read( folder_.descriptor(), ring, static_cast< Vel::U64 >( first ), samples );
+      file->second.read( folder_.descriptor(), ring, first, samples );
    else
-      SampleFile( name ).read( folder_.descriptor(), ring, static_cast< Vel::U64 >( first ), samples );
+      SampleFile( name ).read( folder_.descriptor(), ring, first, samples );
    for ( const Sample & sample : samples ) {
       curve.in.push_back( sample.in );
       curve.out.push_back( sample.out );

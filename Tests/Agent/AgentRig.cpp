@@ -192,9 +192,12 @@ int AgentRig::post( const std::string & path, const std::string & body ) {
 std::string AgentRig::get( const std::string & path ) {
    Agent::HttpRequest request = Agent::requestOf( "GET", "/api/v1/" + path );
    request.local = true;
-   std::string body;
-   agent_->api().handle( request, [&]( const Agent::HttpReply & reply ) { body = wholeBody( reply ); } );
-   return body;
+   const auto body = std::make_shared< std::string >();
+   agent_->api().handle( request, [body]( const Agent::HttpReply & reply ) { *body = wholeBody( reply ); } );
+   // Some answers take some turns.
+   if ( body->empty() && !agent_->loop().inTurn() )
+      runUntil( time() );
+   return *body;
 }
 
 std::string AgentRig::fact( const std::string & path, const std::string & member ) {

@@ -14,8 +14,39 @@ import subprocess
 import tempfile
 import time
 
+# Units over three ports and a VLAN of a switch in virtual time, with a command of their own before draining.
+UNITS = {"u1": "uplinks, tenants", "u2": "uplinks"}
+CONFIGURATION = """\
+version: 1
+switch: simulated
+settle: 10s
+profiles:
+  fast:  {{threshold: 100kbps, load-interval: 10s, shutdown: true, shutdown-max-delay: 5m}}
+  watch: {{threshold: 1Mbps, load-interval: {watched}}}
+default-profile: fast
+groups:
+  uplinks: {{interfaces: [{uplinks}]}}
+  tenants: {{vlans: [10], profile: watch}}
+units:
+{units}
+stages:
+  steer: {{enter: {steer} enter, exit: {steer} exit, timeout: {limit}}}
+enter: [steer, drainwatch]
+exit: [drainwatch, steer]
+simulated:
+  clock: virtual
+  ports: {{et1: {{}}, et2: {{}}, et3: {{}}}}
+  vlans: {{10: {{name: vlan10, members: [et3]}}}}
+"""
 REPOSITORY = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PATIENCE = 60
+
+
+def configuration(steer, units=None, uplinks="et1, et2", watched="10s", limit="5m", web=None):
+    """`steer`: the command of the stage of that name; `units`: groups by unit; `web`: the address of the page, if any."""
+    lines = "\n".join(f"  {name}: {{groups: [{groups}]}}" for name, groups in (units or UNITS).items())
+    text = CONFIGURATION.format(steer=steer, units=lines, uplinks=uplinks, watched=watched, limit=limit)
+    return text + (f'listen: {{web: "{web}"}}\n' if web else "")
 
 
 class Reply:

@@ -9,32 +9,9 @@ import sys
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "Agent"))
-from agentrig import Agent, LocalConnection  # noqa: E402
+from agentrig import Agent, LocalConnection, configuration  # noqa: E402
 from apirig import complaint, routes  # noqa: E402
 
-CONFIGURATION = """\
-version: 1
-switch: simulated
-settle: 10s
-profiles:
-  fast:  {threshold: 100kbps, load-interval: 10s, shutdown: true, shutdown-max-delay: 5m}
-  watch: {threshold: 1Mbps, load-interval: 10s}
-default-profile: fast
-groups:
-  uplinks: {interfaces: [et1, et2, missing]}
-  tenants: {vlans: [10], profile: watch}
-units:
-  u1: {groups: [uplinks, tenants]}
-  u2: {groups: [uplinks]}
-stages:
-  steer: {enter: FOLDER/steer enter, exit: FOLDER/steer exit, timeout: 5m}
-enter: [steer, drainwatch]
-exit: [drainwatch, steer]
-simulated:
-  clock: virtual
-  ports: {et1: {}, et2: {}, et3: {}}
-  vlans: {10: {name: vlan10, members: [et3]}}
-"""
 # Of routes that cannot be asked without one.
 QUERIES = {"/api/v1/samples": "?unit=u1&last=2m"}
 
@@ -43,8 +20,12 @@ class AnswersTest(unittest.TestCase):
     def setUp(self):
         self.agent = Agent("")
         self.addCleanup(self.agent.close)
-        self.agent.configure(CONFIGURATION.replace("FOLDER", self.agent.folder))
+        self.agent.configure(self.configuration())
         self.steer("exit 0")
+
+    def configuration(self):
+        """With a group of which one interface does not exist."""
+        return configuration(self.agent.path("steer"), uplinks="et1, et2, missing")
 
     def steer(self, text):
         """What the command of stage steer does with its operation, $1."""
@@ -279,7 +260,7 @@ class Trouble(AnswersTest):
         agent.start()
         seen = self.look()
         self.assertEqual(seen["/api/v1/agent"]["configuration"]["state"], "last-accepted")
-        agent.configure(CONFIGURATION.replace("FOLDER", agent.folder).replace("100kbps", "200kbps"))
+        agent.configure(self.configuration().replace("100kbps", "200kbps"))
         self.assertTrue(self.check("POST", "/api/v1/reload", {}, 200)["changes"])
 
     def test_eachRefusalIsAsDescribed(self):

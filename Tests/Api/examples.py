@@ -11,32 +11,10 @@ import re
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "Agent"))
-from agentrig import Agent  # noqa: E402
+from agentrig import Agent, configuration  # noqa: E402
 from apirig import DOCUMENT, document  # noqa: E402
 
 WIDTH = 110
-CONFIGURATION = """\
-version: 1
-switch: simulated
-settle: 10s
-profiles:
-  fast:  {threshold: 100kbps, load-interval: 10s, shutdown: true, shutdown-max-delay: 5m}
-  watch: {threshold: 1Mbps, load-interval: 30s}
-default-profile: fast
-groups:
-  uplinks: {interfaces: [et1, et2]}
-  tenants: {vlans: [10], profile: watch}
-units:
-  spine-a: {groups: [uplinks, tenants]}
-stages:
-  steer: {enter: FOLDER/steer enter, exit: FOLDER/steer exit, timeout: 2m}
-enter: [steer, drainwatch]
-exit: [drainwatch, steer]
-simulated:
-  clock: virtual
-  ports: {et1: {}, et2: {}, et3: {}}
-  vlans: {10: {name: vlan10, members: [et3]}}
-"""
 
 
 def laidOut(value, indent=0, before=0):
@@ -53,9 +31,13 @@ def laidOut(value, indent=0, before=0):
     return f"{open_}\n" + ",\n".join(margin + part for part in parts) + "\n" + " " * indent + close
 
 
+def configured(agent):
+    return configuration(agent.path("steer"), {"spine-a": "uplinks, tenants"}, watched="30s", limit="2m")
+
+
 def prepare(agent):
     """One unit in the middle of draining: et1 carries traffic, et2 has drained and is shut, VLAN 10 is getting quiet."""
-    agent.configure(CONFIGURATION.replace("FOLDER", agent.folder))
+    agent.configure(configured(agent))
     agent.command("steer", "exit 0")
     agent.start()
     agent.traffic("et1", 812e3, 40e3)
@@ -68,7 +50,7 @@ def answer(agent, method, path, body, text):
     """`text` is what the document says of the example behind the request."""
     if path.endswith("/reload"):
         broken = "misspelt" in text
-        text = CONFIGURATION.replace("FOLDER", agent.folder)
+        text = configured(agent)
         agent.configure(text.replace("[uplinks, t", "[uplink, t") if broken else text.replace("100kbps", "200kbps"))
     text = agent.ask(method, path, body).text
     for ours, installed in ((agent.path("run"), "/run/maintd"), (agent.path("steer"), "/usr/lib/maintd/stages/steer"),
