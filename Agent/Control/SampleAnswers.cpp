@@ -166,7 +166,9 @@ void SampleAnswers::work() {
       if ( asked.names.empty() )
          asked.answer( { 200, asked.text + "}}\n" } );
       else
-         asked_.push_back( std::move( asked ) );
+         asked_.insert(
+            asked_.begin() + static_cast< std::ptrdiff_t >( std::min( asked_.size(), atATime - 1 ) ),
+            std::move( asked ) );
    }
 }
 

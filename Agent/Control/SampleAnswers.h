@@ -13,7 +13,8 @@
 /// Owner: the control API.
 ///
 /// An answer may need thousands of files. They are read in turns of their own, a few in each, however many ask: who asks
-/// takes turns with the others. A turn reads no more than `filesPerTurn` files and `stepsPerTurn` steps, or one file.
+/// takes turns with the others, as many as `atATime` of them: answers that are not whole yet need memory. A turn reads no
+/// more than `filesPerTurn` files and `stepsPerTurn` steps, or one file.
 namespace Agent {
 
 class SampleAnswers {
@@ -23,6 +24,7 @@ class SampleAnswers {
    /// What all interfaces of one answer may have together, in steps; a request for more is refused.
    static constexpr std::size_t mostSamples = 150000;
    static constexpr std::size_t filesPerTurn = 64, stepsPerTurn = 20000;
+   static constexpr std::size_t atATime = 8;
 
    /// Both are the caller's and outlive this object.
    SampleAnswers( const ControlModel & model, const ControlCommands & commands );
