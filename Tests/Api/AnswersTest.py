@@ -218,7 +218,7 @@ class Events(AnswersTest):
         agent.advance(12)
         agent.traffic("et3", 0)
         agent.advance(30)
-        agent.configure(CONFIGURATION.replace("FOLDER", agent.folder).replace("100kbps", "200kbps"))
+        agent.configure(self.configuration().replace("100kbps", "200kbps"))
         self.check("POST", "/api/v1/reload", {}, 200)
         agent.configure("version: 2\n")
         self.check("POST", "/api/v1/reload", {}, 400)
