@@ -152,7 +152,7 @@ SH
    passes
    says ": swap"
    says "by maintd: stage steer failed: ended with 3: no such neighbor"
-   says "enter stage steer has failed: ended with 3: no such neighbor"
+   says "  enter  steer       failed "
    says "exit stage steer is complete"
    says "normal, aborted"
    # It stands as it is after a kill, and the next one is another.
