@@ -89,8 +89,8 @@ MaintenanceRecord readMaintenanceRecord( std::string_view text ) {
    const auto answer = Reader::parsed( text );
    const Reader in( answer );
    return {
-      maintenanceOf( in ), in.list( "stages", stageOf ), in.list( "interfaces", interfaceOf ),
-      in.counter( "interfaces-left-out" ) };
+      maintenanceOf( in ), in.texts( "overridden" ), in.list( "stages", stageOf ),
+      in.list( "interfaces", interfaceOf ), in.counter( "interfaces-left-out" ) };
 }
 
 } // namespace Api

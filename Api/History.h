@@ -75,6 +75,7 @@ struct PastInterface {
 /// The whole record.
 struct MaintenanceRecord {
    Maintenance summary;
+   std::vector< std::string > overridden;   ///< what the plan said against it and was forced
    std::vector< PastStage > stages;         ///< in order
    std::vector< PastInterface > interfaces; ///< by name
    std::uint64_t interfacesLeftOut = 0;

@@ -32,6 +32,10 @@ std::string interface( std::string_view name ) { return std::string( interfaces 
 
 std::string interfaceRelease( std::string_view name ) { return interface( name ) + "/release"; }
 
+std::string planOf( std::string_view name, std::string_view session ) {
+   return unit( name, "plan" ) + ( session.empty() ? "" : "?session=" + escaped( session ) );
+}
+
 std::string interfacesOf( std::string_view unit ) {
    return std::string( interfaces ) + "?unit=" + escaped( unit );
 }

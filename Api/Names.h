@@ -36,6 +36,9 @@ std::string interfaceRelease( std::string_view name );
 /// \param unit  empty: of all units
 std::string historyOf( std::string_view unit, std::uint64_t limit );
 std::string historyRecord( std::uint64_t id );
+/// What would come of an enter of a unit.
+/// \param session  the address from which the operator comes; empty: not known
+std::string planOf( std::string_view unit, std::string_view session );
 /// The interfaces of one unit: `/api/v1/interfaces?unit=NAME`.
 std::string interfacesOf( std::string_view unit );
 /// One of those two, with these fields of each only: `...fields=NAME,NAME`.
@@ -49,6 +52,7 @@ namespace Key {
 inline constexpr char reason[] = "reason";
 inline constexpr char timeout[] = "timeout";
 inline constexpr char force[] = "force";
+inline constexpr char session[] = "session";
 inline constexpr char name[] = "name";
 inline constexpr char level[] = "level";
 inline constexpr char interface[] = "interface";

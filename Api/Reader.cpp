@@ -33,6 +33,8 @@ json Reader::parsed( std::string_view text ) {
    return result;
 }
 
+std::string Reader::all() const { return object_.dump( -1, ' ', false, json::error_handler_t::replace ); }
+
 const json * Reader::find( const char * key ) const {
    const auto it = object_.find( key );
    return it == object_.end() || it->is_null() ? nullptr : &*it;

@@ -22,6 +22,8 @@ class Reader {
    /// Throws Error (internal) if the text is no JSON.
    static json parsed( std::string_view text );
 
+   /// All of it, as text on one line.
+   std::string all() const;
    /// Null if it is missing or null.
    const json * find( const char * key ) const;
    std::optional< std::string > maybeText( const char * key ) const;

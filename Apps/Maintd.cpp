@@ -265,6 +265,7 @@ void Maintd::makeAgent() {
          executor_->countersFresh();
    } );
    views_ = std::make_unique< Views >( *this );
+   makePlanner();
    api_ = std::make_unique< Agent::ControlApi >(
       Agent::ControlModel{
          e.unitStatusDir, e.unitRunDir, e.monIntfStatusDir, e.allIntfStatusDir, e.intfProfileStatusDir,

@@ -4,6 +4,7 @@
 #include "Agent/Control/ControlApi.h"
 #include "Agent/Executor/Executor.h"
 #include "Agent/Membership/Membership.h"
+#include "Agent/Plan/Planner.h"
 #include "Agent/Plugins/PluginLibraries.h"
 #include "Agent/Stages/Stages.h"
 #include "Apps/Notify.h"
@@ -92,6 +93,7 @@ class Maintd {
    void makeEntities();
    void makeAgent();
    void makeStages();
+   void makePlanner();
    void loadPlugin();
    void loadPluginWhenThereAreCounters();
    std::string listen();
@@ -101,6 +103,9 @@ class Maintd {
    const Vel::Entity * root() const;
    void apply( const Config::Configuration & configuration );
    Agent::ControlCommands commands();
+   Agent::ControlCommands::Result plan(
+      const std::string & unit, const std::string & session,
+      std::function< void( const Agent::ControlCommands::Planned & ) > planned );
    std::vector< Agent::ControlCommands::Stage > stageFacts( const std::string & unit ) const;
    Agent::ControlCommands::Reloaded reload();
    Agent::ControlCommands::Reloaded readAgain();
@@ -138,6 +143,7 @@ class Maintd {
    std::unique_ptr< Agent::Commands > commands_;
    std::unique_ptr< Agent::PluginLibraries > plugins_;
    std::unique_ptr< Views > views_;
+   std::unique_ptr< Agent::Planner > planner_;
    std::unique_ptr< Agent::ControlApi > api_;
    std::unique_ptr< Agent::HttpServer > server_;
    Vel::Ptr< Maintenance::PluginContext > context_;

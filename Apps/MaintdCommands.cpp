@@ -38,10 +38,13 @@ Agent::ControlCommands Maintd::commands() {
    c.enter = [this]( const std::string & unit, const Request & request ) {
       // Monitors begin inside, with what the ports have carried by now.
       executor_->countersFresh();
-      return stages_->enter( unit, { request.reason, request.by, request.timeout } );
+      return stages_->enter( unit, { request.reason, request.by, request.timeout, request.overridden } );
    };
    c.exit = [this]( const std::string & unit, const Request & request ) {
       return stages_->exit( unit, { request.reason, request.by, request.timeout } );
+   };
+   c.plan = [this]( const std::string & unit, const std::string & session, auto planned ) {
+      return plan( unit, session, std::move( planned ) );
    };
    c.progress = [this]( const std::string & unit ) {
       const auto counts = stages_->counts( unit );

@@ -4,7 +4,9 @@
 #include "Maintctl/RealDisplay.h"
 #include "Maintctl/RealPace.h"
 #include "Maintctl/Run.h"
+#include "Maintctl/SessionAddress.h"
 
+#include <cstdlib>
 #include <iostream>
 
 #include <unistd.h>
@@ -46,7 +48,14 @@ ExitStatus perform( const Parsed & parsed ) {
    RealPace pace;
    CurlClient client( invocation.socket, RealPace::interrupted );
    Config::SystemFiles files;
-   World world{ client, pace, files, output, data, messages };
+   World world{
+      client,
+      pace,
+      files,
+      output,
+      data,
+      messages,
+      sessionAddress( getenv( "SSH_CONNECTION" ), getenv( "SSH_CLIENT" ) ) };
    const ExitStatus status = run( invocation, world );
    if ( output.flush() || status != ExitStatus::done )
       return status;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Api/Plan.h"
 #include "Api/Shapes.h"
 #include "Maintctl/Invocation.h"
 
@@ -15,6 +16,7 @@ struct Failure {
    std::string message; ///< one line for people; empty: there is nothing to say
    std::string where;   ///< what is meant: a unit, an interface, a file; may be empty
    std::vector< Api::FileError > fileErrors;
+   std::vector< Api::Finding > findings = {}; ///< why it takes force
 };
 
 /// The words of our own.

@@ -46,11 +46,11 @@ std::optional< std::string > unknownWord(
    return std::nullopt;
 }
 
-CLI::Validator notEmpty() {
+} // namespace
+
+CLI::Validator Grammar::notEmpty() {
    return CLI::Validator( []( std::string & text ) { return text.empty() ? "is empty" : ""; }, "" );
 }
-
-} // namespace
 
 Grammar::Grammar( const std::string & version )
    : app_( "Puts maintenance units of a switch in and out of maintenance.", "maintctl" ) {

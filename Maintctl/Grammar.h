@@ -49,6 +49,8 @@ class Grammar {
    App * group( App & of, const std::string & name, const std::string & does );
    CLI::Option * name( App * verb, const char * what, const char * help, bool required = true );
 
+   static CLI::Validator notEmpty();
+
    /// An option that is read by the parsers of the configuration.
    template < class Value, class Into >
    static CLI::Option *
@@ -84,6 +86,7 @@ class Grammar {
    std::function< Command() > command_;
 
    std::string name_, for_, state_;
+   std::optional< std::string > session_;
    std::optional< std::string > reason_, file_;
    std::optional< std::size_t > last_;
    std::optional< std::uint64_t > after_, events_;

@@ -21,6 +21,14 @@ struct Operate {
    std::optional< std::string > reason;
    bool wait = false;                         ///< until the unit is there
    std::optional< Config::Duration > timeout; ///< of the waiting; nothing: for ever
+   bool force = false;                        ///< of an enter: whatever its plan says; there is a reason then
+   std::optional< std::string > session = {}; ///< from which address; nothing: from that of this session
+};
+
+/// What would come of an enter.
+struct Plan {
+   std::string unit;
+   std::optional< std::string > session; ///< as of an enter
 };
 
 struct Wait {
@@ -99,8 +107,8 @@ struct SimulatedAdvance {
 };
 
 using Command = std::variant<
-   Operate, Wait, Show, Explain, ShowHistory, Report, Events, Dump, ShowFastLog, Trace, Release, Validate,
-   Reload, SimulatedTraffic, SimulatedLink, SimulatedAdvance >;
+   Operate, Plan, Wait, Show, Explain, ShowHistory, Report, Events, Dump, ShowFastLog, Trace, Release,
+   Validate, Reload, SimulatedTraffic, SimulatedLink, SimulatedAdvance >;
 
 /// Where the control socket is unless somebody says otherwise.
 inline constexpr char defaultSocket[] = "/run/maintd/control.sock";

@@ -2,6 +2,7 @@
 
 #include "Config/Error.h"
 #include "Maintctl/Json.h"
+#include "Maintctl/PlanText.h"
 #include "Maintctl/Text.h"
 
 #include <cctype>
@@ -47,6 +48,10 @@ void Output::failure( const Failure & failure ) {
          error.message };
       message( line.text() );
    }
+   for ( const Api::Finding & finding : failure.findings )
+      message( findingText( finding ) );
+   if ( !failure.findings.empty() )
+      return message( "maintctl: " + failure.where + ": this takes --force and --reason" );
    // Most messages name by themselves what they are about.
    const bool named = failure.where.empty() || names( failure.message, failure.where );
    const char * hint = failure.status == ExitStatus::needsForce ? "; --force does it" : "";

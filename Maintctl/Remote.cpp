@@ -19,6 +19,7 @@ Failure failureOf( const Reply & reply, const Request & request ) {
       failure.message = std::move( refusal->message );
       failure.where = std::move( refusal->where );
       failure.fileErrors = std::move( refusal->fileErrors );
+      failure.findings = Api::readRefusedFindings( reply.body );
       return failure;
    }
    failure.code = stringValue( Api::ErrorCode::internal );

@@ -51,6 +51,8 @@ std::string headText( const Api::MaintenanceRecord & record ) {
    sheet.line( "Unit", m.unit + ", generation " + std::to_string( m.generation ) );
    sheet.line( "Outcome", m.outcome );
    sheet.line( "Enter", moment( m, m.began, askedText( m.by, m.reason ) ) );
+   for ( const std::string & finding : record.overridden )
+      sheet.line( "Forced although", finding );
    sheet.line( "Under maintenance", moment( m, m.inMaintenance, "" ) );
    sheet.line( "Exit", moment( m, m.exitBegan, askedText( m.exitBy, m.exitReason ) ) );
    sheet.line( "Normal", moment( m, m.ended, "" ) );

@@ -78,6 +78,7 @@ struct Rig {
    /// No terminals unless the test says that they can draw.
    FakeDisplay data, messages;
    std::string out, err;          ///< of the last run
+   std::string session;           ///< from where the operator comes
    bool severalDocuments = false; ///< JSON may be one document a line
 };
 

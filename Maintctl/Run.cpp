@@ -6,6 +6,7 @@
 #include "Config/Load.h"
 #include "Maintctl/Following.h"
 #include "Maintctl/Json.h"
+#include "Maintctl/PlanText.h"
 #include "Maintctl/Remote.h"
 #include "Maintctl/Report.h"
 #include "Maintctl/Show.h"
@@ -33,6 +34,10 @@ class Runner {
       JsonObject request;
       if ( command.reason )
          request.add( Key::reason, *command.reason );
+      if ( command.force )
+         request.add( Key::force, true );
+      if ( const std::string session = command.session.value_or( world_.session ); enter && !session.empty() )
+         request.add( Key::session, session );
       // Others see it with the unit; to wait for no time at all says nothing of the operation.
       if ( command.timeout && command.timeout->seconds() > 0 )
          request.add( Key::timeout, double( command.timeout->seconds() ) );
@@ -46,6 +51,12 @@ class Runner {
          } );
       // An exit of a unit that is normal, and an enter of one that is under maintenance, change nothing and are there.
       waitFor( { command.unit, command.operation, command.timeout, true } );
+   }
+
+   void operator()( const Plan & command ) {
+      show( Path::planOf( command.unit, command.session.value_or( world_.session ) ), []( auto & body ) {
+         return planText( Api::readPlan( body ) );
+      } );
    }
 
    void operator()( const Wait & command ) {

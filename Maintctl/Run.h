@@ -14,8 +14,9 @@ struct World {
    Pace & pace;
    Config::Files & files;
    Output & output;
-   Display & data;     ///< where data goes, as something to draw on
-   Display & messages; ///< where messages go
+   Display & data;           ///< where data goes, as something to draw on
+   Display & messages;       ///< where messages go
+   std::string session = {}; ///< the address of the far end of the operator's session; empty: there is none
 };
 
 /// Does what is asked for and tells the result, also if it is a failure.

@@ -144,6 +144,7 @@ const ControlApi::Route ControlApi::routes[] = {
    { "GET", "units", &ControlApi::getUnits },
    { "GET", "units/*", &ControlApi::getUnit },
    { "GET", "units/*/explain", &ControlApi::getExplanation },
+   { "GET", "units/*/plan", &ControlApi::getPlan },
    { "GET", "interfaces", &ControlApi::getInterfaces },
    { "GET", "interfaces/*", &ControlApi::getInterface },
    { "GET", "samples", &ControlApi::getSamples },
@@ -286,7 +287,15 @@ void ControlApi::operate(
    answerWhenCommitted( call, 202, answers_.accepted( call.path[1] ) );
 }
 
-void ControlApi::postEnter( const Call & call ) { operate( call, commands_.enter ); }
+void ControlApi::postEnter( const Call & call ) {
+   Body body( call.request );
+   ControlCommands::Request request{
+      body.text( Key::reason, "" ), call.request.by, body.duration( Key::timeout ) };
+   request.force = body.flag( Key::force, false );
+   request.session = body.text( Key::session, "" );
+   body.end();
+   enterJudged( call, std::move( request ) );
+}
 
 void ControlApi::postExit( const Call & call ) { operate( call, commands_.exit ); }
 

@@ -44,6 +44,7 @@ class ControlApi {
    void getUnits( const Call & call );
    void getUnit( const Call & call );
    void getExplanation( const Call & call );
+   void getPlan( const Call & call );
    void getInterfaces( const Call & call );
    void getInterface( const Call & call );
    void getSamples( const Call & call );
@@ -65,6 +66,8 @@ class ControlApi {
    void postTrace( const Call & call );
    void postReload( const Call & call );
    void postSimulated( const Call & call );
+   /// Enters a unit, unless the plan of it says that this takes force.
+   void enterJudged( const Call & call, ControlCommands::Request request );
    void operate(
       const Call & call, const std::function< ControlCommands::Result(
                             const std::string &, const ControlCommands::Request & ) > & command );

@@ -13,9 +13,20 @@ ControlApiRig::ControlApiRig() {
       return [this, name]( const std::string & unit, const ControlCommands::Request & request ) {
          asked.push_back(
             std::string( name ) + " " + unit + " [" + request.reason + "] " + request.by +
-            ( request.timeout ? " " + std::to_string( int( *request.timeout ) ) + "s" : "" ) );
+            ( request.timeout ? " " + std::to_string( int( *request.timeout ) ) + "s" : "" ) +
+            ( request.overridden.empty() ? "" : " although " + request.overridden ) );
          return refusal;
       };
+   };
+   commands.plan = [this]( const std::string & unit, const std::string & session, auto told ) {
+      asked.push_back( "plan " + unit + " [" + session + "]" );
+      if ( !planRefusal )
+         waiting.push_back( [this, told] {
+            if ( whilePlanning )
+               whilePlanning();
+            told( planned );
+         } );
+      return planRefusal;
    };
    commands.enter = operation( "enter" );
    commands.exit = operation( "exit" );
@@ -98,8 +109,10 @@ int ControlApiRig::ask( const std::string & method, const std::string & path, co
 }
 
 void ControlApiRig::commit() {
-   for ( const auto & call : std::exchange( waiting, {} ) )
-      call();
+   // What is told of a plan may wait for the commit in its turn.
+   while ( !waiting.empty() )
+      for ( const auto & call : std::exchange( waiting, {} ) )
+         call();
    if ( storeWorks )
       for ( const auto & call : std::exchange( waitingForStore, {} ) )
          call();

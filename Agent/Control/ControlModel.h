@@ -60,6 +60,17 @@ struct ControlCommands {
       std::string reason;
       std::string by;
       std::optional< double > timeout;
+      bool force = false;       ///< enter, whatever the plan says
+      std::string session = {}; ///< the address from which he comes; empty: not known
+      std::string overridden =
+         {}; ///< what the plan said against it and was forced, a line each; empty: nothing
+   };
+   /// What would come of an enter. Texts are JSON unless they say otherwise.
+   struct Planned {
+      std::string plan;
+      std::string findings;
+      bool blocked = false;   ///< it takes force
+      std::string overridden; ///< what blocks, as a record of the maintenance has it; no JSON
    };
    /// One stage of the present or last run of a unit.
    struct Stage {
@@ -119,6 +130,11 @@ struct ControlCommands {
    };
 
    std::function< Result( const std::string &unit, const Request & ) > enter, exit;
+   /// Judges what would come of an enter of a unit, and calls back in a later turn unless it is refused. Changes nothing.
+   /// `session`: the address from which the operator comes; empty: not known.
+   std::function< Result(
+      const std::string & unit, const std::string & session, std::function< void( const Planned & ) > ) >
+      plan;
    std::function< Progress( const std::string & unit ) > progress;
    std::function< Result( const std::string & interface ) > release;
    std::function< Reloaded() > reload;

@@ -100,24 +100,6 @@ std::string kebabCase( std::string_view camelCase ) {
    return result;
 }
 
-const char * kindText( Wire::IntfId::Kind kind ) {
-   using Kind = Wire::IntfId::Kind;
-   switch ( kind ) {
-   case Kind::ethernet:
-      return "ethernet";
-   case Kind::portChannel:
-      return "port-channel";
-   case Kind::vlan:
-      return "vlan";
-   case Kind::subIntf:
-      return "sub-interface";
-   case Kind::cpu:
-      return "cpu";
-   default:
-      return "other";
-   }
-}
-
 std::string waitingText(
    const ControlModel & model, const ControlCommands & commands, const Maintenance::MonIntfStatus & record ) {
    const Wire::IntfId & intf = record.intfId();

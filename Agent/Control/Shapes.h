@@ -31,7 +31,6 @@ double unchangedSince( const ControlModel & model, const std::string & unit );
 
 /// "numFooBar" as "num-foo-bar".
 std::string kebabCase( std::string_view camelCase );
-const char * kindText( Wire::IntfId::Kind kind );
 
 /// Why an interface that has a record does not count as drained, in words for an operator.
 std::string waitingText(

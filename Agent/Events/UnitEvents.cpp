@@ -21,6 +21,8 @@ std::string askedText( const UnitRun * run ) {
    return ", as " + run->by() + " has asked" + ( run->reason().empty() ? "" : ": " + run->reason() );
 }
 
+bool isEnter( const Status & status ) { return status.state() == UnitState::enterInProgress; }
+
 std::string sentence( const Status & status, const UnitRun * run ) {
    const std::string & unit = status.unitName();
    switch ( status.state() ) {
@@ -146,7 +148,8 @@ void UnitEvents::lookAtState( const Status & status, ToldUnit & told ) {
         { "from", from },
         { "generation", status.genId() },
         { "by", orNull( run ? run->by() : "" ) },
-        { "reason", orNull( run ? run->reason() : "" ) } } );
+        { "reason", orNull( run ? run->reason() : "" ) },
+        { "overridden", orNull( run && isEnter( status ) ? run->overridden() : "" ) } } );
 }
 
 void UnitEvents::lookAtStages( const Vel::String & unit, ToldUnit & told ) {

@@ -45,6 +45,17 @@ struct Times {
    }
 };
 
+/// A list; null if there are none.
+json linesJson( const std::string & lines ) {
+   json result = nullptr;
+   for ( std::size_t begin = 0; begin < lines.size(); ) {
+      const std::size_t end = std::min( lines.find( '\n', begin ), lines.size() );
+      result.push_back( lines.substr( begin, end - begin ) );
+      begin = end + 1;
+   }
+   return result;
+}
+
 json summaryJson( const HistorySummary & s ) {
    const Times time{ 0 };
    return {
@@ -257,6 +268,7 @@ std::string RecordText::head() const {
    const auto summary = Vel::make< HistorySummary >( record_->id(), record_->unitName() );
    summarize( *record_, context_.wallOffset, *summary );
    json result = summaryJson( *summary );
+   result["overridden"] = linesJson( record_->overridden() );
    result["stages"] = stagesJson( *record_, { context_.wallOffset } );
    result["interfaces-left-out"] = record_->leftOutIntfs();
    std::string head = text( result );

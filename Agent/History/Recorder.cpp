@@ -108,6 +108,7 @@ HistoryRecord & Recorder::recordNew( const Status & status, const UnitRun * run 
    if ( run ) {
       record.byIs( run->by() );
       record.reasonIs( run->reason() );
+      record.overriddenIs( run->overridden() );
    }
    isOpen( record );
    // What other units watch already, this one does not begin to watch.

@@ -174,6 +174,7 @@ class HistoryRecord final : public Vel::Entity {
    VEL_ATTR( double, ended, onEnded ); ///< the unit is normal: the record is closed
    VEL_ATTR( Vel::String, by, onBy );
    VEL_ATTR( Vel::String, reason, onReason );
+   VEL_ATTR( Vel::String, overridden, onOverridden ); ///< what spoke against it and was forced, a line each
    VEL_ATTR( Vel::String, exitBy, onExitBy );
    VEL_ATTR( Vel::String, exitReason, onExitReason );
    /// Decided when the way back begins.

@@ -36,4 +36,23 @@ inline const char * monStateText( Maintenance::MonIntfState state ) {
    }
 }
 
+/// "ethernet", "port-channel", "vlan", "sub-interface", "cpu", "other".
+inline const char * kindText( Wire::IntfId::Kind kind ) {
+   using Kind = Wire::IntfId::Kind;
+   switch ( kind ) {
+   case Kind::ethernet:
+      return "ethernet";
+   case Kind::portChannel:
+      return "port-channel";
+   case Kind::vlan:
+      return "vlan";
+   case Kind::subIntf:
+      return "sub-interface";
+   case Kind::cpu:
+      return "cpu";
+   default:
+      return "other";
+   }
+}
+
 } // namespace Agent

@@ -147,6 +147,8 @@ void Stages::ask( UnitRun & run, Wanted wanted, const Request & request ) const 
    run.wantedIs( wanted );
    run.reasonIs( request.reason );
    run.byIs( request.by );
+   if ( wanted == Wanted::maintenance )
+      run.overriddenIs( request.overridden );
    run.askedTimeIs( now() );
    run.deadlineIs( request.timeout ? now() + *request.timeout : 0 );
 }

@@ -60,6 +60,7 @@ class Stages {
       Vel::String reason;
       Vel::String by;
       std::optional< double > timeout = std::nullopt;
+      Vel::String overridden = {}; ///< what spoke against an enter and was forced, a line each
    };
    struct Counts {
       Vel::U32 total = 0;     ///< members that have a record

@@ -38,10 +38,28 @@ AgentRig::AgentRig( const std::string & configuration, Links links )
    configurationIs( configuration );
    world_.time = time_;
    world_.children = &children_;
-   if ( links_ == Links::kernel )
-      return;
+   if ( links_ == Links::simulated )
+      makeSwitch( description() );
+}
+
+AgentRig::AgentRig(
+   const std::string & configuration, const std::vector< DataPlane::Simulated::Route > & routes,
+   const std::map< std::string, double > & speeds )
+   : links_( Links::simulated ), folder_( newFolder() ), time_( Vel::make< Cog::VirtualTime >( begin ) ) {
+   configurationIs( configuration );
+   world_.time = time_;
+   world_.children = &children_;
+   auto described = description();
+   described.routes = routes;
+   for ( auto & port : described.ports )
+      if ( const auto speed = speeds.find( port.name ); speed != speeds.end() )
+         port.speedBps = speed->second;
+   makeSwitch( described );
+}
+
+void AgentRig::makeSwitch( const DataPlane::Simulated::Description & description ) {
    firstLoop_ = Vel::make< Cog::EventLoop >( time_ );
-   const auto made = DataPlane::switchNewSimulated( firstLoop_, description() );
+   const auto made = DataPlane::switchNewSimulated( firstLoop_, description );
    if ( !made.outcome.ok() )
       throw std::runtime_error( made.outcome.text() );
    watched_ = Vel::make< WatchedSwitch >( made.made );
@@ -169,24 +187,24 @@ void AgentRig::crash() {
    agent_.reset();
 }
 
-int AgentRig::post( const std::string & path, const std::string & body ) {
-   const auto status = std::make_shared< int >( 0 );
-   Agent::HttpRequest request;
-   request.method = "POST";
-   request.path = "/api/v1/" + path;
+std::shared_ptr< const Agent::HttpReply >
+AgentRig::ask( const std::string & method, const std::string & path, const std::string & body ) {
+   const auto answer = std::make_shared< Agent::HttpReply >();
+   answer->status = 0;
+   Agent::HttpRequest request = Agent::requestOf( method, "/api/v1/" + path );
    request.body = body;
    request.by = "tester";
    request.local = true;
-   const auto ask = [=, this] {
-      agent_->api().handle( request, [status]( const Agent::HttpReply & reply ) { *status = reply.status; } );
+   const auto handle = [=, this] {
+      agent_->api().handle( request, [answer]( const Agent::HttpReply & reply ) { *answer = reply; } );
    };
    if ( agent_->loop().inTurn() ) {
-      ask();
+      handle();
    } else {
-      agent_->loop().post( ask );
+      agent_->loop().post( handle );
       runUntil( time() );
    }
-   return *status;
+   return answer;
 }
 
 std::string AgentRig::get( const std::string & path ) {

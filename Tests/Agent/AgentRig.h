@@ -2,6 +2,7 @@
 
 #include "Agent/Commands/FakeChildrenRig.h"
 #include "Apps/Maintd.h"
+#include "DataPlane/Simulated/Description.h"
 #include "Platform/Cog/TimeSource.h"
 #include "Tests/Agent/WatchedSwitch.h"
 
@@ -27,6 +28,10 @@ class AgentRig {
 
    /// A folder of its own, with this configuration (without `version`, `switch` and `simulated`).
    explicit AgentRig( const std::string & configuration, Links links = Links::simulated );
+   /// The same on a simulated switch that has these routes too, and ports of these speeds in bits per second.
+   AgentRig(
+      const std::string & configuration, const std::vector< DataPlane::Simulated::Route > & routes,
+      const std::map< std::string, double > & speeds );
    ~AgentRig();
    AgentRig( const AgentRig & ) = delete;
    AgentRig & operator=( const AgentRig & ) = delete;
@@ -64,7 +69,12 @@ class AgentRig {
 
    /// Asks the control API in a turn of its own; the status, 0: there is no answer yet. A POST is answered only when
    /// its turn is committed.
-   int post( const std::string & path, const std::string & body = "{}" );
+   int post( const std::string & path, const std::string & body = "{}" ) {
+      return ask( "POST", path, body )->status;
+   }
+   /// The same of any request, with its whole answer; status 0: there is none yet. A path may have a query.
+   std::shared_ptr< const Agent::HttpReply >
+   ask( const std::string & method, const std::string & path, const std::string & body = "" );
    /// Writes this configuration and asks for it to be taken; the status of the answer.
    int reload( const std::string & configuration );
    /// The body of what the control API says at once, as text.
@@ -99,6 +109,7 @@ class AgentRig {
       void onTime() override { sm()->wakeupIs(); }
    };
    static constexpr double begin = 1.7e9;
+   void makeSwitch( const DataPlane::Simulated::Description & description );
    Apps::MaintdOptions options() const;
    bool turnIsDone();
    void perform();

@@ -301,6 +301,49 @@ releasesALinkByForce() {
    _ctlSays '"link-state": "down"' -j show interface et2
 }
 
+warnsBeforeAnEnterAndTakesForce() {
+   _config "  u2: {groups: [uplinks]}
+redundancy-groups:
+  both: {units: [u1, u2]}"
+   echo '  routes: [{to: 10.0.0.0/8, via: [et1]}, {to: 0.0.0.0/0, via: [et3]}]' >> maintd.yaml
+   _start
+   _advance 20s
+   unset SSH_CLIENT
+   export SSH_CONNECTION="10.1.2.3 40000 10.0.0.1 22"
+   run _ctl plan u1
+   passes
+   says "blocking  last-path    10.0.0.0/8 has no other way than et1"
+   says "blocking  lock-out     the way to 10.1.2.3, from where this session comes, leaves through et1 only"
+   says "an enter takes --force and --reason"
+   run _ctl plan u1 --session 192.0.2.1
+   passes
+   says "from 192.0.2.1"
+   grep -q lock-out <<< "$output" && fail "nobody is locked out"
+   run _ctl enter u1 --reason upgrade --wait
+   [ "$status" -eq 5 ] || fail "should have ended with 5"
+   says "blocking: 10.0.0.0/8 has no other way than et1"
+   says "maintctl: u1: this takes --force and --reason"
+   _ctlSays '"state": "normal"' -j show unit u1
+   run _ctl -j enter u1
+   [ "$status" -eq 5 ] || fail "should have ended with 5"
+   says '"code": "lock-out"'
+   run _ctl enter u1 --force
+   [ "$status" -eq 2 ] || fail "should have ended with 2"
+   run _ctl enter u1 --force --reason "fire in the rack"
+   passes
+   run _ctl enter u1
+   passes
+   run _ctl enter u2
+   [ "$status" -eq 5 ] || fail "should have ended with 5"
+   says "of redundancy group both no more than 1 may be out, and u1 is already"
+   run _ctl report 1
+   passes
+   says "Forced although"
+   says "last-path: 10.0.0.0/8 has no other way than et1"
+   run _ctl plan u3
+   fails
+}
+
 explainsWhatAUnitWaitsFor() {
    _config
    _start

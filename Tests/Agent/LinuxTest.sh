@@ -48,7 +48,7 @@ _enters() {
    _traffic et4 in 120
    briefly=${traffic[-1]}
    _start
-   _ctlPasses enter u1 --reason upgrade
+   _ctlPasses enter u1 --reason upgrade --force
    { sleep 8 && kill "$briefly"; } 2> /dev/null &
 }
 
@@ -133,7 +133,7 @@ _isKilled() {
 _isReleasedByHand() {
    _config
    _start
-   _ctlPasses enter u1 --wait --timeout 60s
+   _ctlPasses enter u1 --reason upgrade --force --wait --timeout 60s
    _isUnderMaintenance
    run _ctl release et3
    [ "$status" -eq 5 ] || fail "should have ended with 5"
@@ -163,7 +163,7 @@ _followsLinks() {
    _config
    _start
    _traffic et1 in 18
-   _ctlPasses enter u1
+   _ctlPasses enter u1 --reason upgrade --force
    _until 30 "et3 is shut" _isDown et3
    ip -n "$ns" link del et3
    _until 10 "et3 has gone" _is units/u1 total 3
@@ -189,7 +189,7 @@ _leavesLinksToOthers() {
    ip -n "$ns" link set et2 down
    _config
    _start
-   _ctlPasses enter u1 --wait --timeout 60s
+   _ctlPasses enter u1 --reason upgrade --force --wait --timeout 60s
    _is units/u1 total 3 || fail "et2 should not be waited for"
    _drifts et1 null et2 null et3 null et4 null || fail "nothing should have drifted yet"
    for link in et3 et4; do

@@ -51,7 +51,8 @@ class AnswersTest(unittest.TestCase):
                  if route.method == "GET" and not re.search("[A-Z]", route.path)
                  and "`text/event-stream`" not in route.text]
         for unit in ("u1", "u2"):
-            paths += [f"/api/v1/units/{unit}", f"/api/v1/units/{unit}/explain", f"/api/v1/interfaces?unit={unit}"]
+            paths += [f"/api/v1/units/{unit}", f"/api/v1/units/{unit}/explain", f"/api/v1/interfaces?unit={unit}",
+                      f"/api/v1/units/{unit}/plan", f"/api/v1/units/{unit}/plan?session=192.0.2.7"]
         paths += [f"/api/v1/interfaces/{name}" for name in ("et1", "et2", "et3", "vlan10")]
         answers = {path: self.check("GET", path) for path in paths}
         for maintenance in answers["/api/v1/history"]:

@@ -15,6 +15,12 @@ from agentrig import Agent, configuration  # noqa: E402
 from apirig import DOCUMENT, document  # noqa: E402
 
 WIDTH = 110
+# A unit that is looked at before it enters: one network is behind its port only.
+ACCESS = """\
+  routes:
+    - {to: 0.0.0.0/0, via: [et4, et5]}
+    - {to: 192.0.2.0/24, via: [et4]}
+"""
 
 
 def laidOut(value, indent=0, before=0):
@@ -32,7 +38,10 @@ def laidOut(value, indent=0, before=0):
 
 
 def configured(agent):
-    return configuration(agent.path("steer"), {"spine-a": "uplinks, tenants"}, watched="30s", limit="2m")
+    text = configuration(agent.path("steer"), {"spine-a": "uplinks, tenants", "leaf-a": "access"}, watched="30s",
+                         limit="2m")
+    text = text.replace("units:\n", "  access: {interfaces: [et4]}\nunits:\n", 1)
+    return text.replace("et3: {}}", "et3: {}, et4: {speed: 1Gbps}, et5: {speed: 1Gbps}}", 1) + ACCESS
 
 
 def prepare(agent):
@@ -41,6 +50,7 @@ def prepare(agent):
     agent.command("steer", "exit 0")
     agent.start()
     agent.traffic("et1", 812e3, 40e3)
+    agent.traffic("et4", 120e6, 80e6)
     agent.done("/api/v1/units/spine-a/enter", reason="replace the line card", timeout="10m")
     agent.until(lambda: agent.unit("spine-a")["stage"] == "drainwatch")
     agent.advance(16)

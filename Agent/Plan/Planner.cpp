@@ -1,0 +1,109 @@
+#include "Agent/Plan/Planner.h"
+
+#include "Agent/Model/StateText.h"
+#include "Agent/Plan/Topology.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Agent {
+
+Planner::Planner(
+   Vel::Ptr< Cog::Scheduler > scheduler, DataPlane::Switch & theSwitch, const SampleSource & samples,
+   Model model, Hooks hooks )
+   : scheduler_( std::move( scheduler ) ),
+     switch_( theSwitch ),
+     samples_( samples ),
+     model_( std::move( model ) ),
+     hooks_( std::move( hooks ) ),
+     self_( std::make_shared< Planner * >( this ) ) {}
+
+Planner::~Planner() { *self_ = nullptr; }
+
+void Planner::plan( const std::string & unit, const std::optional< Session > & session, Planned planned ) {
+   // What goes over one link only has no route of its own.
+   const bool routed = session && session->link.empty();
+   switch_.routesAsk(
+      { routed ? session->address : "" },
+      [self = self_, unit, session, planned = std::move( planned )]( const DataPlane::RouteAnswer & answer ) {
+         if ( !*self )
+            return;
+         Job job{ unit, session, planned, answer, std::nullopt, {} };
+         if ( session && !session->link.empty() )
+            job.routes.way = { "", false, session->address + "%" + session->link, { { { session->link } } } };
+         ( *self )->jobs_.push_back( std::move( job ) );
+         ( *self )->workSoon();
+      } );
+}
+
+void Planner::workSoon() {
+   if ( std::exchange( working_, true ) )
+      return;
+   scheduler_->post( [self = self_] {
+      if ( *self )
+         ( *self )->work();
+   } );
+}
+
+void Planner::work() {
+   working_ = false;
+   if ( jobs_.empty() )
+      return;
+   if ( readCurves( jobs_.front() ) ) {
+      const Job job = std::move( jobs_.front() );
+      jobs_.pop_front();
+      Plan plan{ scheduler_->currentTime(), factsOf( job ), {} };
+      plan.findings = judge( plan.facts );
+      job.planned( plan );
+   }
+   if ( !jobs_.empty() )
+      workSoon();
+}
+
+/// Whether all are read.
+bool Planner::readCurves( Job & job ) {
+   if ( !job.unread ) {
+      const PlanFacts facts = factsOf( job );
+      job.unread.emplace();
+      for ( const PlanInterface & interface : facts.interfaces )
+         job.unread->push_back( interface.name );
+      for ( const std::string & name : interfacesInQuestion( facts ) )
+         job.unread->push_back( name );
+      if ( job.unread->size() > mostCurves )
+         job.unread->resize( mostCurves );
+      return job.unread->empty();
+   }
+   const double now = scheduler_->currentTime();
+   for ( unsigned left = curvesPerTurn; left > 0 && !job.unread->empty(); --left ) {
+      const std::string name = std::move( job.unread->front() );
+      job.unread->pop_front();
+      if ( samples_.has( name ) )
+         job.high[name] = high( samples_.curve( name, now - highRange, now ) );
+   }
+   return job.unread->empty();
+}
+
+std::optional< PlanRates > Planner::high( const SampleCurve & curve ) {
+   const auto percentile = []( std::vector< float > rates ) -> std::optional< double > {
+      std::erase_if( rates, []( float rate ) { return !std::isfinite( rate ); } );
+      if ( rates.empty() )
+         return std::nullopt;
+      const std::size_t rank = ( rates.size() * 95 + 99 ) / 100;
+      const auto at = rates.begin() + static_cast< std::ptrdiff_t >( rank - 1 );
+      std::nth_element( rates.begin(), at, rates.end() );
+      return *at;
+   };
+   const auto in = percentile( curve.in ), out = percentile( curve.out );
+   if ( !in || !out )
+      return std::nullopt;
+   return PlanRates{ *in, *out };
+}
+
+std::optional< PlanRates > Planner::current( const Wire::IntfId & intf ) const {
+   const auto rates = samples_.rate( intf );
+   if ( !rates || !std::isfinite( rates->inBitsRate ) || !std::isfinite( rates->outBitsRate ) )
+      return std::nullopt;
+   return PlanRates{ rates->inBitsRate, rates->outBitsRate };
+}
+
+} // namespace Agent

@@ -1,0 +1,108 @@
+#pragma once
+
+#include "Agent/Model/Samples.h"
+#include "Agent/Plan/Judgement.h"
+#include "Agent/Plan/Session.h"
+#include "Config/Configuration.h"
+#include "DataPlane/Switch.h"
+#include "Platform/Cog/Scheduler.h"
+#include "Platform/Model/Errdisable.h"
+#include "Platform/Model/IntfGroup.h"
+#include "Platform/Model/IntfMaintenance.h"
+#include "Platform/Model/IntfMaintenanceProfile.h"
+#include "Platform/Model/Maintenance.h"
+#include "Platform/Model/MaintenanceGroup.h"
+#include "Platform/Model/MaintenanceProfile.h"
+#include "Platform/Model/MaintenanceUnit.h"
+
+#include <deque>
+#include <map>
+#include <memory>
+
+/// Purpose: gathers the facts that a plan is judged by: from entities, samples, configuration and the switch. Reads only.
+/// Owner: the agent.
+///
+/// A plan takes some turns: the switch is asked for routes, then samples are read, a few interfaces in each turn, then all
+/// that changes from turn to turn is gathered and judged in one. Plans that are asked for together are made one after the
+/// other, so that a turn does work for one only. If the switch does not answer in time, the plan is made without.
+namespace Agent {
+
+struct Plan {
+   double time = 0; ///< seconds of the agent's clock, of the facts
+   PlanFacts facts;
+   std::vector< PlanFinding > findings;
+};
+
+class Planner {
+ public:
+   struct Model {
+      Vel::Ptr< const Maintenance::Unit::StatusDir > unitStatusDir;
+      Vel::Ptr< const Interface::AllIntfStatusDir > allIntfStatusDir;
+      Vel::Ptr< const IntfMaintenanceProfile::StatusDir > intfProfileStatusDir;
+      Vel::Ptr< const Maintenance::Profile::DefaultProfile > defaultIntfProfile;
+      Vel::Ptr< const IntfMaintenance::IntfToGroupDir > intfToGroupDir;
+      Vel::Ptr< const IntfGroup::StatusDir > intfGroupStatusDir;
+      Vel::Ptr< const Maintenance::GroupToUnitDir > groupToUnitDir;
+      Vel::Ptr< const Errdisable::CauseStatus > cause;
+   };
+   struct Hooks {
+      std::function< const Config::Configuration &() > configuration;
+      /// Why nobody can say what a link carries; empty: it can be said.
+      std::function< std::string( const Wire::IntfId & ) > uncounted;
+   };
+   /// Interfaces whose samples are read in one turn.
+   static constexpr unsigned curvesPerTurn = 16;
+   /// Interfaces whose samples are read for one plan; of more, only what they carry now is known.
+   static constexpr unsigned mostCurves = 2048;
+   /// Seconds of which the 95th percentile is taken.
+   static constexpr double highRange = 600;
+
+   /// All given; switch and samples outlive it.
+   Planner(
+      Vel::Ptr< Cog::Scheduler > scheduler, DataPlane::Switch & theSwitch, const SampleSource & samples,
+      Model model, Hooks hooks );
+   ~Planner();
+   Planner( const Planner & ) = delete;
+   Planner & operator=( const Planner & ) = delete;
+
+   using Planned = std::function< void( const Plan & plan ) >;
+   /// Plans a unit that there is, and calls back once, in a later turn. `session`: from where the operator comes.
+   void plan( const std::string & unit, const std::optional< Session > & session, Planned planned );
+
+   /// The rate that an interface has had no more than for 95 % of a time; nothing: nothing is known of it.
+   static std::optional< PlanRates > high( const SampleCurve & curve );
+
+ private:
+   struct Job {
+      std::string unit;
+      std::optional< Session > session;
+      Planned planned;
+      DataPlane::RouteAnswer routes;
+      std::optional< std::deque< std::string > >
+         unread; ///< whose samples are to be read; nothing: not known yet
+      std::map< std::string, std::optional< PlanRates > > high;
+   };
+   void workSoon();
+   void work();
+   bool readCurves( Job & job );
+
+   PlanFacts factsOf( const Job & job ) const;
+   std::map< std::string, Wire::IntfId > interfacesOf( const std::string & unit ) const;
+   PlanInterface interfaceOf( const std::string & unit, const Wire::IntfId & intf ) const;
+   void addProfile( PlanInterface & interface, const Wire::IntfId & intf ) const;
+   std::string profileWhy( const std::set< std::string > & groups ) const;
+   std::vector< PlanRedundancy > redundancyOf( const std::string & unit ) const;
+   bool isNormal( const std::string & unit ) const;
+   std::optional< PlanRates > current( const Wire::IntfId & intf ) const;
+
+   Vel::Ptr< Cog::Scheduler > scheduler_;
+   DataPlane::Switch & switch_;
+   const SampleSource & samples_;
+   Model model_;
+   Hooks hooks_;
+   std::deque< Job > jobs_; ///< whose routes are known
+   bool working_ = false;
+   std::shared_ptr< Planner * > self_; ///< shared with who may outlive this object
+};
+
+} // namespace Agent

@@ -1,0 +1,26 @@
+#include "Agent/Plan/Session.h"
+
+#include <arpa/inet.h>
+
+namespace Agent {
+
+std::optional< Session > sessionFrom( const std::string & text ) {
+   const std::size_t percent = text.find( '%' );
+   Session session{ text.substr( 0, percent ), "" };
+   if ( percent != std::string::npos )
+      session.link = text.substr( percent + 1 );
+   // One of IPv4 that comes in over a socket of IPv6.
+   constexpr char mapped[] = "::ffff:";
+   unsigned char bytes[16];
+   const auto is = [&]( int family, const std::string & address ) {
+      return address.find( '\0' ) == std::string::npos && inet_pton( family, address.c_str(), bytes ) == 1;
+   };
+   if ( session.address.starts_with( mapped ) && is( AF_INET, session.address.substr( sizeof mapped - 1 ) ) )
+      session.address.erase( 0, sizeof mapped - 1 );
+   const bool good = is( AF_INET, session.address ) || is( AF_INET6, session.address );
+   if ( !good || ( percent != std::string::npos && session.link.empty() ) )
+      return std::nullopt;
+   return session;
+}
+
+} // namespace Agent

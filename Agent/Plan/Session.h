@@ -1,0 +1,18 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace Agent {
+
+/// From where an operator comes.
+struct Session {
+   std::string address; ///< IPv4 or IPv6
+   std::string link;    ///< over which an address of one link only is reached; empty: as routes say
+};
+
+/// Reads the address of the far end of a session as shells are told it: "192.0.2.7", "2001:db8::7", "fe80::7%et1". Nothing
+/// if it is no address.
+std::optional< Session > sessionFrom( const std::string & text );
+
+} // namespace Agent

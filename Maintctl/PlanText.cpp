@@ -1,0 +1,63 @@
+#include "Maintctl/PlanText.h"
+
+#include "Maintctl/Table.h"
+#include "Maintctl/Text.h"
+
+namespace Maintctl {
+
+namespace {
+
+constexpr auto right = Table::Align::right;
+
+std::string actionText( const Api::PlannedInterface & interface ) {
+   if ( interface.notWatched )
+      return "not watched: " + *interface.notWatched;
+   if ( interface.action == "shut-when-drained" )
+      return "shut when drained";
+   if ( interface.action == "shut-at-latest" )
+      return "shut when drained, after " + spanText( interface.shutdownMaxDelaySeconds.value_or( 0 ) ) +
+             " at the latest";
+   return interface.action;
+}
+
+std::string profileText( const Api::PlannedInterface & interface ) {
+   if ( !interface.profile )
+      return "";
+   return *interface.profile + ( interface.profileWhy ? ": " + *interface.profileWhy : "" );
+}
+
+} // namespace
+
+std::string findingText( const Api::Finding & finding ) { return finding.severity + ": " + finding.text; }
+
+std::string planText( const Api::Plan & plan ) {
+   std::string text = printable(
+      plan.unit + " is " + stateText( plan.state ) + "; an enter goes through " + listText( plan.stages ) );
+   if ( plan.session )
+      text += printable( "; this session comes from " + *plan.session );
+   text += "\n\n";
+   Table interfaces(
+      { { "INTERFACE" },
+        { "IN", right },
+        { "OUT", right },
+        { "95% IN", right },
+        { "95% OUT", right },
+        { "THRESHOLD", right },
+        { "PROFILE" },
+        { "WILL BE" } } );
+   for ( const Api::PlannedInterface & interface : plan.interfaces )
+      interfaces.row(
+         { interface.name, rateText( interface.inBps ), rateText( interface.outBps ),
+           rateText( interface.highInBps ), rateText( interface.highOutBps ),
+           rateText( interface.thresholdBps ), profileText( interface ), actionText( interface ) } );
+   text += interfaces.empty() ? "no interfaces\n" : interfaces.text();
+   if ( plan.findings.empty() )
+      return text + "\nnothing speaks against it\n";
+   Table findings( { { "SEVERITY" }, { "CODE" }, { "FINDING" } } );
+   for ( const Api::Finding & finding : plan.findings )
+      findings.row( { finding.severity, finding.code, finding.text } );
+   text += "\n" + findings.text();
+   return plan.needsForce ? text + "\nan enter takes --force and --reason\n" : text;
+}
+
+} // namespace Maintctl
