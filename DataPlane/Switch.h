@@ -130,9 +130,9 @@ class Switch : public Vel::PtrInterface {
    /// The addresses and routes of the link that will be lost when it goes down. To be taken before linkSet( down ).
    virtual LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) = 0;
 
-   /// Asks for the routes, what they lead over and the speeds of ports, which takes many turns if there are many of them.
-   /// Answered once, in a later turn and when what happened outside is brought in, within `routePatience` seconds, with
-   /// what is known by then; nobody is answered any more after stop(). Nothing changes by it.
+   /// Asks for the routes, what they lead over and the speeds of ports. Answered once, in a later turn and when what
+   /// happened outside is brought in, `routePatience` seconds after the reading has begun at the latest; one reading at
+   /// most goes before. Nobody is answered any more after stop(). Nothing changes by it.
    virtual void routesAsk( const RouteQuestion & question, RoutesAnswered answered ) = 0;
    static constexpr double routePatience = 3;
 

@@ -52,7 +52,7 @@ class ControlApiRig : public testing::Test {
    bool storeWorks = true;
    unsigned turns = 0;               ///< that have gone by for the last answer
    std::vector< std::string > asked; ///< of the agent
-   ControlCommands::Planned planned{ "{}\n", "[]\n" };
+   ControlCommands::Planned planned{ "{}\n", "[]\n", false, "" };
    ControlCommands::Result planRefusal;
    std::function< void() > whilePlanning; ///< happens before a plan is told; nothing unless set
    ControlCommands::Result refusal;
