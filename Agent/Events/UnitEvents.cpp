@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <utility>
 
 namespace Agent {
@@ -42,6 +43,17 @@ EventWriter::About about( const std::string & unit, const char * what, std::stri
 }
 
 json orNull( const std::string & text ) { return text.empty() ? json( nullptr ) : json( text ); }
+
+/// A list; null if there are none.
+json linesOrNull( const std::string & text ) {
+   json result = nullptr;
+   for ( std::size_t begin = 0; begin < text.size(); ) {
+      const std::size_t end = std::min( text.find( '\n', begin ), text.size() );
+      result.push_back( text.substr( begin, end - begin ) );
+      begin = end + 1;
+   }
+   return result;
+}
 
 } // namespace
 
@@ -149,7 +161,7 @@ void UnitEvents::lookAtState( const Status & status, ToldUnit & told ) {
         { "generation", status.genId() },
         { "by", orNull( run ? run->by() : "" ) },
         { "reason", orNull( run ? run->reason() : "" ) },
-        { "overridden", orNull( run && isEnter( status ) ? run->overridden() : "" ) } } );
+        { "overridden", linesOrNull( run && isEnter( status ) ? run->overridden() : "" ) } } );
 }
 
 void UnitEvents::lookAtStages( const Vel::String & unit, ToldUnit & told ) {

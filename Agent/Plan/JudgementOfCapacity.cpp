@@ -217,7 +217,6 @@ void Judging::judgeCapacity() {
                      ( from.size() == 1 ? " carries" : " carry" ) +
                      " is not known: the rate or the speed of " + planList( listOf( now.unknown() ) ) +
                      " is not";
-      finding.numbers = numbersOf( verdict );
    } else if ( const auto overflow = overflowing( move, now ) ) {
       PlanFinding & finding = add( PlanCode::capacity, PlanSeverity::warning, { overflow->first } );
       finding.text = "as routes share it, " + overflow->first + " would have to carry " +

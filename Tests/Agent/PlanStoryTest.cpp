@@ -43,6 +43,9 @@ const std::vector< DataPlane::Simulated::Route > routes = {
    { "10.1.0.0/16", { "et2" }, 20 },
    { "2001:db8::/32", { "pc1" } } };
 
+/// Where nothing leads through one unit alone.
+const std::vector< DataPlane::Simulated::Route > quietRoutes = { { "0.0.0.0/0", { "et1", "et2" }, 0 } };
+
 class PlanStory : public testing::Test {
  protected:
    explicit PlanStory( const std::vector< DataPlane::Simulated::Route > & given = routes )
@@ -75,10 +78,9 @@ class PlanStory : public testing::Test {
    AgentRig rig;
 };
 
-/// Where nothing leads through the unit alone.
 class QuietPlanStory : public PlanStory {
  protected:
-   QuietPlanStory() : PlanStory( { { "0.0.0.0/0", { "et1", "et2" } } } ) {}
+   QuietPlanStory() : PlanStory( quietRoutes ) {}
 };
 
 TEST_F( PlanStory, tellsOfEachInterfaceWhatItCarriesAndWhatWouldBeDone ) {
