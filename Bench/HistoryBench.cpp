@@ -94,7 +94,7 @@ void pass( benchmark::State & state, bool written ) {
    }
    state.SetItemsProcessed( state.iterations() * count );
    if ( written )
-      state.SetLabel( "at most 3 x" );
+      state.SetLabel( "at most 8 x" );
 }
 
 /// An archive of a record of many interfaces.
@@ -172,7 +172,7 @@ void filing( benchmark::State & state, bool ours ) {
    for ( auto _ : state ) {
       if ( !ours ) {
          Agent::WholeFile file( folder.path + "/file" );
-         if ( !( file.open() + file.append( jsonText( size ) ) + file.finish() ).empty() )
+         if ( !file.open().empty() || !file.append( jsonText( size ) ).empty() || !file.finish().empty() )
             return state.SkipWithError( "cannot be written" );
          continue;
       }
