@@ -14,6 +14,10 @@ class Damper {
    static constexpr double shortest = 1, longest = 60; ///< seconds
 
    void change() { ++changes_; }
+   /// What has changed until now is known.
+   void changesDel() { changes_ = 0; }
+   /// Whether it would be told as if it had never changed before.
+   bool quiet( double now ) const { return changes_ == 0 && now - notBefore_ >= longest; }
    /// Changes since it was told last.
    Vel::U32 changes() const { return changes_; }
    /// Seconds of the clock, before which it is not told again.

@@ -135,9 +135,16 @@ void Events::lookAtProblems() {
    for ( const auto & [what, text] : hooks_.problems() )
       present[what] += ( present[what].empty() ? "" : "; " ) + text;
    EventsTold & told = *model_.told;
+   const auto mayTell = [&]( const std::string & what ) {
+      Damper & damper = problemDampers_[what];
+      if ( now < damper.notBefore() )
+         return false;
+      damper.told( now );
+      return true;
+   };
    std::vector< std::string > over;
    for ( const auto & [what, text] : told.problemRange() )
-      if ( !present.count( what ) )
+      if ( !present.count( what ) && mayTell( what ) )
          over.push_back( what );
    for ( const std::string & what : over ) {
       told.problemDel( what );
@@ -147,7 +154,7 @@ void Events::lookAtProblems() {
    }
    for ( const auto & [what, text] : present ) {
       const Vel::String * const before = told.problem( what );
-      if ( before && *before == text )
+      if ( ( before && *before == text ) || !mayTell( what ) )
          continue;
       told.problemIs( what, text );
       writer_.write(

@@ -3,6 +3,7 @@
 #include "Agent/Events/InterfaceEvents.h"
 #include "Agent/Events/UnitEvents.h"
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -58,7 +59,7 @@ class Events {
    void stopped();
    void configurationTaken( const std::vector< std::string > & changes );
    void configurationRefused( const std::string & why );
-   /// What others do to links has changed.
+   /// What others do to links has changed. May be told very often: it is looked at once a turn.
    void driftChanged() { interfaces_.driftChanged(); }
    void turnEnds();
 
@@ -75,6 +76,7 @@ class Events {
    bool running_ = false;
    bool configurationChanged_ = true;
    double problemsTime_ = 0; ///< when it was asked for problems last
+   std::map< std::string, Damper > problemDampers_;
 };
 
 } // namespace Agent

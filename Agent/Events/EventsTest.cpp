@@ -16,6 +16,15 @@ using Maintenance::Unit::UnitState;
 using nlohmann::json;
 using Lines = std::vector< std::string >;
 
+/// The keys of the log that a commit would have to write.
+struct WrittenKeys {
+   struct VelSlots final : Vel::ReactorTo< WrittenKeys, EventLog > {
+      using ReactorTo::ReactorTo;
+      void onSlot( const Vel::U64 & key ) override { sm()->keys.insert( key ); }
+   };
+   std::set< Vel::U64 > keys;
+};
+
 /// Entities as the rest of the agent writes them, by hand: a unit "u1" with et1 and et2.
 class EventsTest : public testing::Test {
  protected:
@@ -54,7 +63,10 @@ class EventsTest : public testing::Test {
             [this] { return clock->currentTime(); }, [this] { return clock->currentTime() + 3600; },
             [this]( const std::string & unit ) { return unit == "u1" ? stage : ""; },
             [this]( const std::string & unit ) { return unit == "u1" && settling; },
-            [this]( const Wire::IntfId & intf ) { return intf == et1 ? drift : ""; },
+            [this]( const Wire::IntfId & intf ) {
+               ++driftAsked;
+               return intf == et1 ? drift : "";
+            },
             [this]( const Wire::IntfId & intf ) { return intf == et1; }, [this] { return problems; } } );
       events->started( "1.2.3" );
       turn();
@@ -72,6 +84,21 @@ class EventsTest : public testing::Test {
          ProfileType::interfaceProfile,
          { ProfileType::interfaceProfile, Maintenance::Profile::defaultProfileName } );
       linkIs( intf, true );
+   }
+   void leave( const Wire::IntfId & intf ) {
+      intfToGroup->intfToGroupDel( intf );
+      statuses->intfStatusDel( intf );
+   }
+   /// "port0", ... in the unit, and nothing told of it.
+   std::vector< Wire::IntfId > joinMany( int count ) {
+      std::vector< Wire::IntfId > result;
+      for ( int i = 0; i < count; ++i ) {
+         result.push_back( Wire::EthIntfId( "port" + std::to_string( i ) ) );
+         join( result.back() );
+      }
+      turn();
+      told();
+      return result;
    }
    void linkIs( const Wire::IntfId & intf, bool up ) {
       auto * status = statuses->intfStatus( intf );
@@ -138,6 +165,7 @@ class EventsTest : public testing::Test {
    const Vel::Ptr< EventLog > log = Vel::make< EventLog >();
    const Vel::Ptr< EventsTold > kept = Vel::make< EventsTold >();
    std::string stage, drift;
+   unsigned driftAsked = 0;
    bool settling = false;
    std::vector< std::pair< std::string, std::string > > problems;
    Vel::U64 seen = 0;
@@ -283,8 +311,8 @@ TEST_F( EventsTest, interfacesThatJoinAndLeaveAreTold ) {
    turn();
    EXPECT_EQ( Lines{ "interface et3 joined" }, told() );
    EXPECT_EQ( json{ "u1" }, last().at( "units" ) );
-   intfToGroup->intfToGroupDel( et3 );
-   statuses->intfStatusDel( et3 );
+   clock->advance( 1 );
+   leave( et3 );
    turn();
    EXPECT_EQ( "interface et3 left", told().back() );
    EXPECT_EQ( "et3 has left u1: it does not exist any more", last().at( "text" ) );
@@ -388,13 +416,8 @@ TEST_F( EventsTest, aLinkThatFlapsForAnHourIsToldOnceAMinuteWithEveryChangeCount
 }
 
 TEST_F( EventsTest, aStormOfLinksWritesInFewTurnsAndTellsOfEveryOne ) {
-   std::vector< Wire::IntfId > all;
-   for ( int i = 0; i < 500; ++i ) {
-      all.push_back( Wire::EthIntfId( "port" + std::to_string( i ) ) );
-      join( all.back() );
-   }
-   turn();
-   told();
+   constexpr unsigned count = AlikeEvents::most;
+   const std::vector< Wire::IntfId > all = joinMany( count );
    clock->advance( 1.5 );
    unsigned writing = 0;
    Vel::U64 before = log->last();
@@ -408,7 +431,7 @@ TEST_F( EventsTest, aStormOfLinksWritesInFewTurnsAndTellsOfEveryOne ) {
       }
    clock->advance( 60 );
    EXPECT_LE( writing, 10 * ( InterfaceEvents::directTurns + 2 ) );
-   EXPECT_LT( log->last() - seen, 500u * 6 );
+   EXPECT_LT( log->last() - seen, count * 6 );
    std::map< std::string, std::string > state;
    unsigned changes = 0;
    while ( seen < log->last() ) {
@@ -416,17 +439,132 @@ TEST_F( EventsTest, aStormOfLinksWritesInFewTurnsAndTellsOfEveryOne ) {
       state[e.at( "subject" )] = e.at( "link-state" );
       changes += e.at( "changes" ).get< unsigned >();
    }
-   EXPECT_EQ( 500u, state.size() );
-   EXPECT_EQ( 10000u, changes );
+   EXPECT_EQ( count, state.size() );
+   EXPECT_EQ( 20 * count, changes );
    for ( const auto & [name, is] : state )
       EXPECT_EQ( "up", is ) << name;
+}
+
+TEST_F( EventsTest, aUnitOfThousandsOfInterfacesLeavesTheLogToOtherEvents ) {
+   const Vel::U64 before = log->last();
+   const std::vector< Wire::IntfId > all = joinMany( 6000 );
+   EXPECT_EQ( before + 1, log->last() );
+   EXPECT_EQ( "joined", last().at( "what" ) );
+   enter();
+   for ( const Wire::IntfId & intf : all ) {
+      record( intf, 5e6 ).stateIs( Maintenance::monIntfStateEnterMaint );
+      insights->intfIs( intf )->reasonIs( Reason::aboveThreshold );
+   }
+   record( et1, 5e6 ).stateIs( Maintenance::monIntfStateEnterMaint );
+   for ( const Wire::IntfId & intf : all )
+      linkIs( intf, false );
+   turn();
+   EXPECT_EQ( "ann", event( log->first() + before + 1 ).at( "by" ) );
+   EXPECT_EQ(
+      ( Lines{
+         "unit u1 state", "unit u1 stage", "interface  state", "interface  reason", "interface  link" } ),
+      told() );
+   const json state = event( log->last() - 2 );
+   EXPECT_EQ( "enter-maint", state.at( "state" ) );
+   EXPECT_EQ( nullptr, state.at( "from" ) );
+   EXPECT_EQ( 6001, state.at( "count" ) );
+   EXPECT_EQ( json{ "u1" }, state.at( "units" ) );
+   EXPECT_EQ( AlikeEvents::mostNames, state.at( "interfaces" ).size() );
+   EXPECT_EQ( "et1", state.at( "interfaces" )[0] );
+   EXPECT_EQ(
+      "et1 is watched: it waits for its traffic to leave; likewise 6000 more interfaces",
+      state.at( "text" ) );
+   const json reason = event( log->last() - 1 );
+   EXPECT_EQ( 6000, reason.at( "count" ) );
+   EXPECT_EQ( 5e6, reason.at( "in-bps" ) ) << "is the same everywhere";
+   EXPECT_EQ( 6000, last().at( "changes" ) );
+}
+
+TEST_F( EventsTest, whatIsToldOfManyTogetherHasOnlyTheNumbersThatAreTheSame ) {
+   const std::vector< Wire::IntfId > all = joinMany( AlikeEvents::most + 1 );
+   double rate = 1e6;
+   for ( const Wire::IntfId & intf : all ) {
+      record( intf, rate += 1000 );
+      insights->intfIs( intf )->reasonIs( Reason::aboveThreshold );
+   }
+   turn();
+   EXPECT_EQ( ( Lines{ "interface  state", "interface  reason" } ), told() );
+   EXPECT_FALSE( last().contains( "in-bps" ) ) << last();
+   EXPECT_EQ( 100000, last().at( "threshold-bps" ) );
+   EXPECT_EQ( "above-threshold", last().at( "reason" ) );
+}
+
+TEST_F( EventsTest, asManyInterfacesAsMayBeAreToldOneByOne ) {
+   for ( const Wire::IntfId & intf : joinMany( AlikeEvents::most ) )
+      record( intf, 0 );
+   turn();
+   EXPECT_EQ( AlikeEvents::most, told().size() );
+   EXPECT_FALSE( last().contains( "count" ) );
+}
+
+TEST_F( EventsTest, aStormOfDriftIsLookedAtOnceATurn ) {
+   constexpr unsigned count = 5000;
+   joinMany( count );
+   clock->advance( 1 );
+   driftAsked = 0;
+   drift = "raised";
+   for ( unsigned i = 0; i < count; ++i )
+      events->driftChanged();
+   turn();
+   EXPECT_EQ( Lines{ "interface et1 drift" }, told() );
+   EXPECT_LT( driftAsked, 2 * count );
+}
+
+TEST_F( EventsTest, anInterfaceThatComesAndGoesIsToldOnceAMinuteInTheEnd ) {
+   clock->advance( 0.5 );
+   const Vel::U64 before = log->last();
+   for ( int i = 0; i < 3600; ++i ) {
+      join( et3 );
+      clock->advance( 0.5 );
+      leave( et3 );
+      clock->advance( 0.5 );
+   }
+   EXPECT_LT( log->last() - before, 200u );
+   clock->advance( 120 );
+   told();
+   EXPECT_EQ( "left", last().at( "what" ) );
+   EXPECT_EQ( "et3", last().at( "subject" ) );
+   join( et3 );
+   clock->advance( 61 );
+   EXPECT_EQ( "interface et3 joined", told().back() );
+}
+
+TEST_F( EventsTest, aProblemWhoseTextChangesIsToldOnceAMinuteInTheEnd ) {
+   const Vel::U64 before = log->last();
+   for ( int i = 0; i < 3600; ++i ) {
+      problems = { { "history", "cannot be written, try " + std::to_string( i ) } };
+      if ( i % 7 == 0 )
+         problems.clear();
+      clock->advance( 1 );
+   }
+   EXPECT_LT( log->last() - before, 80u );
+   problems = { { "history", "the last" } };
+   clock->advance( 61 );
+   EXPECT_NE( std::string::npos, last().at( "text" ).get< std::string >().find( "the last" ) );
+   problems = { { "store", "another one" } };
+   clock->advance( 1 );
+   EXPECT_EQ( "store", last().at( "problem" ) ) << "waits for no other";
+}
+
+TEST_F( EventsTest, aLogThatCannotBeWrittenForLongHasNoMoreToWriteThanItKeeps ) {
+   WrittenKeys written;
+   Vel::Watch< WrittenKeys::VelSlots > watch;
+   watch.is( log, &written ).hasNotificationActiveIs( true );
+   for ( Vel::U64 i = 0; i < 3 * EventLog::kept; ++i )
+      events->configurationRefused( "again" );
+   EXPECT_EQ( EventLog::kept, written.keys.size() );
 }
 
 TEST_F( EventsTest, theLogKeepsTheLastWithoutGapsAndNeverCountsBack ) {
    for ( int i = 0; i < 5000; ++i )
       events->configurationRefused( std::to_string( i ) );
    EXPECT_EQ( 5001u, log->last() );
-   EXPECT_EQ( EventLog::kept, log->events() );
+   EXPECT_EQ( EventLog::kept, log->slots() );
    EXPECT_EQ( 5001u - EventLog::kept + 1, log->first() );
    for ( Vel::U64 sequence = log->first(); sequence <= log->last(); ++sequence )
       ASSERT_EQ( sequence, event( sequence ).at( "sequence" ) );

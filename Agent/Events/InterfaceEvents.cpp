@@ -80,7 +80,7 @@ void InterfaceEvents::allChanged() {
       changed_.insert( intf );
 }
 
-void InterfaceEvents::driftChanged() {
+void InterfaceEvents::compareDrift() {
    for ( const auto & [intf, told] : model_.told->interfaceRange() )
       if ( hooks_.drift( intf ) != told->drift() )
          changed_.insert( intf );
@@ -121,6 +121,8 @@ void InterfaceEvents::look() {
    const double now = hooks_.now();
    while ( !heldBack_.empty() && heldBack_.begin()->first <= now )
       changed_.insert( heldBack_.extract( heldBack_.begin() ).value().second );
+   if ( std::exchange( driftChanged_, false ) )
+      compareDrift();
    if ( changed_.empty() )
       return;
    if ( std::exchange( second_, std::floor( now ) ) != std::floor( now ) )
@@ -128,7 +130,13 @@ void InterfaceEvents::look() {
    direct_ = false;
    for ( const Wire::IntfId & intf : std::exchange( changed_, {} ) )
       lookAt( intf );
+   writer_.tell();
    directTurns_ += direct_;
+   if ( std::exchange( left_, false ) )
+      std::erase_if( damped_, [&]( const auto & entry ) {
+         const auto & [link, spike, membership] = entry.second;
+         return link.quiet( now ) && spike.quiet( now ) && membership.quiet( now );
+      } );
    wakeup_->timeMinIs( heldBack_.empty() ? Cog::Timer::never : heldBack_.begin()->first );
 }
 
@@ -148,38 +156,49 @@ bool InterfaceEvents::mayTell( const Wire::IntfId & intf, Damper & damper ) {
    return true;
 }
 
+/// All that is there when the log begins has joined long ago.
+bool InterfaceEvents::mayTellMembership( const Wire::IntfId & intf ) {
+   return writer_.silent() || mayTell( intf, damped_[intf].membership );
+}
+
 void InterfaceEvents::lookAt( const Wire::IntfId & intf ) {
-   std::set< std::string > units = unitsOf( intf );
    ToldInterface * told = model_.told->interface( intf );
-   const bool joins = !told && model_.intfToGroupDir->intfToGroup( intf );
+   const bool configured = model_.intfToGroupDir->intfToGroup( intf );
+   if ( !told && ( !configured || !mayTellMembership( intf ) ) )
+      return;
+   const bool joins = !told;
    if ( joins )
       told = model_.told->interfaceIs( intf );
-   if ( !told )
-      return;
-   const bool leaves = !model_.intfToGroupDir->intfToGroup( intf );
+   const std::set< std::string > units = unitsOf( intf );
    const Present of{
       intf, std::string( intf.name() ), units.empty() ? InterfaceWords::split( told->units() ) : units,
       *told };
    if ( joins )
-      writer_.write( of.about( "joined", of.name + " is in " + InterfaceWords::list( units ) + " now" ) );
-   else if ( !leaves )
+      lookAtJoin( of );
+   else if ( configured )
       lookAtMembership( of );
-   if ( joins ) {
-      told->unitsIs( InterfaceWords::joined( units ) );
-      told->profileIs( profileOf( intf ) );
-   }
    lookAtRecord( of );
    lookAtReason( of );
    lookAtShutdown( of );
    lookAtSpike( of );
    lookAtLink( of );
-   if ( leaves ) {
-      writer_.write( of.about(
-         "left", of.name + " has left " + InterfaceWords::list( of.units ) +
-                    ( model_.allIntfStatusDir->intfStatus( intf ) ? "" : ": it does not exist any more" ) ) );
-      model_.told->interfaceDel( intf );
-      damped_.erase( intf );
-   }
+   if ( !configured && mayTellMembership( intf ) )
+      lookAtLeave( of );
+}
+
+void InterfaceEvents::lookAtJoin( const Present & of ) {
+   writer_.write( of.about( "joined", of.name + " is in " + InterfaceWords::list( of.units ) + " now" ) );
+   of.told.unitsIs( InterfaceWords::joined( of.units ) );
+   of.told.profileIs( profileOf( of.intf ) );
+}
+
+/// The last that is told of it.
+void InterfaceEvents::lookAtLeave( const Present & of ) {
+   writer_.write( of.about(
+      "left", of.name + " has left " + InterfaceWords::list( of.units ) +
+                 ( model_.allIntfStatusDir->intfStatus( of.intf ) ? "" : ": it does not exist any more" ) ) );
+   model_.told->interfaceDel( of.intf );
+   left_ = true;
 }
 
 void InterfaceEvents::lookAtMembership( const Present & of ) {
@@ -207,7 +226,8 @@ void InterfaceEvents::lookAtLink( const Present & of ) {
    if ( of.told.link().empty() ) {
       if ( status )
          of.told.linkIs( link );
-      damped_.erase( of.intf );
+      if ( const auto it = damped_.find( of.intf ); it != damped_.end() )
+         it->second.link.changesDel();
       return;
    }
    const auto it = damped_.find( of.intf );

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Agent/Events/AlikeEvents.h"
 #include "Agent/Events/Damper.h"
-#include "Agent/Events/EventWriter.h"
 #include "Agent/Model/EventsTold.h"
 #include "Agent/Model/Insight.h"
 #include "Platform/Cog/TimerWheel.h"
@@ -20,9 +20,10 @@
 /// they wait, shutdowns, drift and traffic that comes back.
 /// Owner: Events. Reactors note which interfaces to look at; look() tells how they differ from what was told last.
 ///
-/// Links and traffic may go to and fro without end, in hundreds of interfaces at once, while every turn that writes an
-/// event syncs the disk. So each is damped (Damper.h), with the number of changes in the event, and of the turns of a
-/// second only the first few tell of them at once: what comes later is told together at the next tick.
+/// Links and traffic may go to and fro without end, and interfaces come and go, in hundreds at once, while every turn that
+/// writes an event syncs the disk. So each is damped (Damper.h), with the number of changes in the event, and of the
+/// turns of a second only the first few tell of them at once: what comes later is told together at the next tick. What
+/// happens alike to very many in one turn is one event (AlikeEvents.h).
 namespace Agent {
 
 class InterfaceEvents {
@@ -55,8 +56,8 @@ class InterfaceEvents {
 
    /// All interfaces will be looked at.
    void allChanged();
-   /// Somebody else has done something to a link.
-   void driftChanged();
+   /// Somebody else has done something to a link; may be told very often.
+   void driftChanged() { driftChanged_ = true; }
    /// The interface violates its threshold under maintenance, or does so no more.
    void violation( const Wire::IntfId & intf );
    void look();
@@ -102,7 +103,7 @@ class InterfaceEvents {
    template < class R >
    using Reactors = std::map< Wire::IntfId, std::unique_ptr< Vel::Watch< R > > >;
    struct Damped {
-      Damper link, spike;
+      Damper link, spike, membership;
    };
    struct Present;
 
@@ -113,7 +114,10 @@ class InterfaceEvents {
    std::set< std::string > unitsOf( const Wire::IntfId & intf ) const;
    std::string profileOf( const Wire::IntfId & intf ) const;
    bool violates( const Wire::IntfId & intf ) const;
+   void compareDrift();
    void lookAt( const Wire::IntfId & intf );
+   void lookAtJoin( const Present & of );
+   void lookAtLeave( const Present & of );
    void lookAtMembership( const Present & of );
    void lookAtLink( const Present & of );
    void lookAtRecord( const Present & of );
@@ -122,11 +126,14 @@ class InterfaceEvents {
    void lookAtSpike( const Present & of );
    /// Whether it may be told now; if not, it is looked at again when it may.
    bool mayTell( const Wire::IntfId & intf, Damper & damper );
+   bool mayTellMembership( const Wire::IntfId & intf );
 
-   EventWriter & writer_;
+   AlikeEvents writer_;
    Model model_;
    Hooks hooks_;
    std::set< Wire::IntfId > changed_;
+   bool driftChanged_ = false;
+   bool left_ = false; ///< an interface has left: what was damped of it need not be known for ever
    std::map< Wire::IntfId, Damped > damped_;                ///< those that have ever changed
    std::set< std::pair< double, Wire::IntfId > > heldBack_; ///< until when
    double second_ = 0;                                      ///< in which turns have told of damped changes

@@ -46,23 +46,29 @@ namespace Agent {
 /// The last events. Written by Events only.
 ///
 /// Sequence numbers are without gaps and never go back: those that are kept are `first()` to `last()`.
+///
+/// A new event takes the place of the oldest one, so that what a commit has to write is never more than what is kept,
+/// also after a store has failed for days.
 class EventLog final : public Vel::Entity {
    VEL_ENTITY( EventLog );
    /// So many are kept.
    static constexpr Vel::U64 kept = 4096;
 
-   VEL_MAP( Vel::U64, Event, event, onEvent );
+   /// Events by the remainder of their sequence number.
+   VEL_MAP( Vel::U64, Event, slot, onSlot );
    /// The newest; 0: nothing has happened yet. Written after the event.
    VEL_STATE( Vel::U64, last, onLast );
 
    /// The oldest that is kept; above last() if none is.
-   Vel::U64 first() const { return last() - events() + 1; }
+   Vel::U64 first() const { return last() - slots() + 1; }
+   /// Null if it is not kept.
+   const Event * event( Vel::U64 sequence ) const {
+      return sequence >= first() && sequence <= last() ? slot( sequence % kept ) : nullptr;
+   }
    /// Adds the event that has the number last() + 1.
    void add( const Event & event ) {
       const Vel::U64 sequence = last() + 1;
-      eventIs( sequence, event );
-      if ( events() > kept )
-         eventDel( sequence - kept );
+      slotIs( sequence % kept, event );
       lastStore( sequence );
    }
 };
