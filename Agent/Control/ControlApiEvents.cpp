@@ -3,6 +3,9 @@
 #include "Agent/Control/ControlApi.h"
 #include "Api/Values.h"
 
+#include <algorithm>
+#include <initializer_list>
+
 namespace Agent {
 
 using Api::ErrorCode;
@@ -10,6 +13,13 @@ using Api::ErrorCode;
 namespace {
 
 constexpr Vel::U64 recentEvents = 100;
+
+/// A name that means nothing may be a misspelt one, whose asker would wait for what never comes.
+void knowsOnly( const HttpRequest & request, std::initializer_list< const char * > names ) {
+   for ( const auto & [name, value] : request.query )
+      if ( std::find( names.begin(), names.end(), name ) == names.end() )
+         throw Api::Error{ ErrorCode::badRequest, "there is no parameter \"" + name + "\"", name };
+}
 
 /// A number of a query, nothing if it is not given.
 std::optional< Vel::U64 > numberOf( const HttpRequest & request, const char * name ) {
@@ -32,18 +42,27 @@ std::optional< Vel::U64 > placeOf( const HttpRequest & request ) {
       ErrorCode::badRequest, "\"Last-Event-ID\" is not the number of an event", "Last-Event-ID" };
 }
 
+bool wantsRates( const HttpRequest & request ) {
+   const auto it = request.query.find( "rates" );
+   if ( it == request.query.end() || it->second == "0" )
+      return false;
+   if ( it->second != "1" )
+      throw Api::Error{ ErrorCode::badRequest, "\"rates\" is 0 or 1", "rates" };
+   return true;
+}
+
 } // namespace
 
 void ControlApi::getEvents( const Call & call ) {
-   const auto rates = call.request.query.find( "rates" );
+   knowsOnly( call.request, { "after", "rates" } );
    HttpReply reply;
    reply.contentType = EventStreams::contentType;
-   reply.stream =
-      events_.stream( placeOf( call.request ), rates != call.request.query.end() && rates->second == "1" );
+   reply.stream = events_.stream( placeOf( call.request ), wantsRates( call.request ) );
    call.answer( std::move( reply ) );
 }
 
 void ControlApi::getRecentEvents( const Call & call ) {
+   knowsOnly( call.request, { "after", "limit" } );
    call.answer(
       { 200, events_.recent(
                 numberOf( call.request, "after" ),

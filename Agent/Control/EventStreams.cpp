@@ -47,6 +47,10 @@ struct EventStreams::Shared {
    Shared( const ControlModel & itsModel, const ControlCommands & itsCommands )
       : model( itsModel ), commands( itsCommands ), committed( itsModel.eventLog->last() ) {}
    void wakeAll( bool ratesOnly ) const;
+   /// Whether the newest frame is of this second.
+   bool hasFreshRates() const {
+      return ratesNumber > 0 && std::floor( commands.now() ) == std::floor( ratesTime );
+   }
    void makeRates();
 };
 
@@ -56,7 +60,8 @@ class EventStreams::Reader final : public HttpStream {
       : shared_( std::move( shared ) ),
         at_( after.value_or( shared_->committed ) ),
         rates_( rates ),
-        ratesSent_( shared_->ratesNumber ) {
+        // The frame of this second is as good as a new one, and no other is made in it.
+        ratesSent_( shared_->ratesNumber - shared_->hasFreshRates() ) {
       shared_->readers.insert( this );
       shared_->rateReaders += rates_;
    }
@@ -136,12 +141,11 @@ void EventStreams::Shared::wakeAll( bool ratesOnly ) const {
 }
 
 void EventStreams::Shared::makeRates() {
-   const double now = commands.now();
-   if ( rateReaders == 0 || ( ratesNumber > 0 && std::floor( now ) == std::floor( ratesTime ) ) )
+   if ( rateReaders == 0 || hasFreshRates() )
       return;
-   ratesTime = now;
+   ratesTime = commands.now();
    ++ratesNumber;
-   RatesFrame frame( Api::timeText( commands.wallTime( now ) ) );
+   RatesFrame frame( Api::timeText( commands.wallTime( ratesTime ) ) );
    const double unknown = std::numeric_limits< double >::quiet_NaN();
    const auto add = [&]( const Wire::IntfId & intf ) {
       const auto of = ratesOf( model, commands, intf );

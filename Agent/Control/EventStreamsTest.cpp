@@ -239,6 +239,42 @@ TEST_F( EventStreamsTest, givesAFrameOfRatesAtMostOnceASecondAndOnlyToWhoWantsIt
    EXPECT_EQ( 0, second.at( "missed" ) );
 }
 
+TEST_F( EventStreamsTest, givesANewReaderTheNewestRatesAtOnce ) {
+   auto & record = rig.record( rig.et1, Maintenance::monIntfStateEnterMaint );
+   rig.sample( record, 1e6, 2e6, 0 );
+   Reader & first = reader( std::nullopt, true );
+   commit();
+   first.take();
+   // Another one in the same second, and one of its own in a later one, long before the next sample.
+   for ( const double later : { 0.3, 2.0 } ) {
+      now += later;
+      Reader & r = reader( std::nullopt, true );
+      commit();
+      r.take();
+      ASSERT_EQ( 1u, r.events().size() ) << later;
+      const json frame = json::parse( r.events()[0][2] );
+      EXPECT_EQ( ( json{ 1000000, 2000000 } ), frame.at( "interfaces" ).at( "et1" ) );
+      EXPECT_EQ( 0, frame.at( "missed" ) );
+   }
+}
+
+TEST_F( EventStreamsTest, givesNoRatesToANewReaderThatNobodyHasReadForLong ) {
+   auto & record = rig.record( rig.et1, Maintenance::monIntfStateEnterMaint );
+   rig.sample( record, 1e6, 2e6, 0 );
+   reader( std::nullopt, true );
+   commit();
+   readers.clear();
+   now += 60;
+   rig.sample( record, 3e6, 4e6, 0 );
+   Reader & r = reader( std::nullopt, true );
+   r.take();
+   EXPECT_TRUE( r.events().empty() ) << "the old ones";
+   commit();
+   r.take();
+   ASSERT_EQ( 1u, r.events().size() );
+   EXPECT_EQ( 3000000, json::parse( r.events()[0][2] ).at( "interfaces" ).at( "et1" )[0] );
+}
+
 TEST_F( EventStreamsTest, sendsOnlyTheNewestFrameToASlowReaderWithACount ) {
    auto & record = rig.record( rig.et1, Maintenance::monIntfStateEnterMaint );
    Reader & slow = reader( std::nullopt, true );
@@ -322,7 +358,17 @@ TEST_F( EventStreamsTest, givesTheLastEventsAsJson ) {
 TEST_F( EventStreamsTest, refusesWhatIsNoNumber ) {
    for ( const char * path : { "events?after=x", "events/recent?after=-1", "events/recent?limit=1e3" } )
       EXPECT_EQ( 400, ask( "GET", std::string( "/api/v1/" ) + path ) ) << path;
+   EXPECT_EQ( 400, ask( "GET", "/api/v1/events?rates=true" ) );
+   EXPECT_EQ( "bad-request \"rates\"", refused() );
    EXPECT_EQ( 405, ask( "POST", "/api/v1/events" ) );
+}
+
+TEST_F( EventStreamsTest, refusesParametersThatItDoesNotKnow ) {
+   EXPECT_EQ( 400, ask( "GET", "/api/v1/events?rate=1" ) );
+   EXPECT_EQ( "bad-request \"rate\"", refused() );
+   EXPECT_EQ( 400, ask( "GET", "/api/v1/events/recent?after=1&last=5" ) );
+   EXPECT_EQ( "bad-request \"last\"", refused() );
+   EXPECT_EQ( 200, ask( "GET", "/api/v1/events?after=1&rates=0" ) );
 }
 
 TEST_F( EventStreamsTest, answersWithAStreamThatGoesOnWhereTheReaderWasCutOff ) {

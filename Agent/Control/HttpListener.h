@@ -88,6 +88,8 @@ struct HttpServer::Streams {
    ssize_t read( const std::shared_ptr< Exchange > & exchange, char * buffer, std::size_t room );
    void flush();
    unsigned count() const { return static_cast< unsigned >( open_.size() ); }
+   /// Whether one more may be opened.
+   bool hasPlace( bool local ) const;
 
  private:
    bool fetch( Exchange & exchange ) const;

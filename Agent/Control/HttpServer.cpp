@@ -1,9 +1,9 @@
+#include "Agent/Control/AccountName.h"
 #include "Agent/Control/HttpListener.h"
 #include "Agent/Control/ListeningSocket.h"
 
 #include <netdb.h>
 #include <netinet/in.h>
-#include <pwd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -19,11 +19,7 @@ std::string peerOf( int descriptor, bool local ) {
       socklen_t size = sizeof peer;
       if ( getsockopt( descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size ) != 0 )
          return "unknown";
-      char buffer[1024];
-      passwd entry{}, *found = nullptr;
-      if ( getpwuid_r( peer.uid, &entry, buffer, sizeof buffer, &found ) == 0 && found )
-         return found->pw_name;
-      return "uid " + std::to_string( peer.uid );
+      return accountName( peer.uid );
    }
    sockaddr_storage address{};
    socklen_t size = sizeof address;
@@ -122,14 +118,13 @@ struct ServerCallbacks {
       if ( !exchange->reply->stream )
          return send( exchange->connection, *exchange->reply );
       HttpServer::Streams & streams = *listener.server.streams_;
-      if ( streams.count() < HttpServer::maxStreams )
+      if ( streams.hasPlace( listener.local ) )
          return streams.open( exchange ) ? MHD_YES : MHD_NO;
       return send(
-         exchange->connection,
-         listener.server.refusal_( Api::Error{
-            Api::ErrorCode::unavailable,
-            "there are " + std::to_string( HttpServer::maxStreams ) + " streams already",
-            exchange->request.path } ) );
+         exchange->connection, listener.server.refusal_( Api::Error{
+                                  Api::ErrorCode::unavailable,
+                                  "there are " + std::to_string( streams.count() ) + " streams already",
+                                  exchange->request.path } ) );
    }
 
    static void begin(

@@ -58,6 +58,8 @@ class HttpServer {
    static constexpr unsigned maxConnections = 256;
    /// Streams that are open at a time, so that there are always connections for requests; more are refused.
    static constexpr unsigned maxStreams = 128;
+   /// Those of them that may come over the web address: however many read there, an operator on this machine has a place.
+   static constexpr unsigned maxWebStreams = 96;
    /// Bytes that one stream, and all of them, give in a turn, or one buffer more.
    static constexpr std::size_t maxStreamBytes = 16 * 1024, maxTurnBytes = 256 * 1024;
 

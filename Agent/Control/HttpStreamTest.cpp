@@ -209,6 +209,20 @@ TEST_F( HttpStreamTest, refusesMoreStreamsThanItServesAndAnswersEverythingElse )
    runUntil( [&] { return server->streams() == HttpServer::maxStreams; } );
 }
 
+TEST_F( HttpStreamTest, keepsPlacesForReadersOnThisMachineHoweverManyReadOverTheWeb ) {
+   ASSERT_EQ( std::nullopt, server->listenWeb( "127.0.0.1", 0 ) );
+   for ( unsigned i = 0; i < HttpServer::maxWebStreams; ++i )
+      webClient().send( get( "/stream" ) );
+   runUntil( [&] { return server->streams() == HttpServer::maxWebStreams; } );
+   Client & late = webClient();
+   late.send( get( "/stream" ) );
+   runUntilAnswered( late );
+   EXPECT_EQ( Bodies{ "unavailable" }, late.bodies() );
+   for ( unsigned i = HttpServer::maxWebStreams; i < HttpServer::maxStreams; ++i )
+      reader();
+   EXPECT_EQ( HttpServer::maxStreams, server->streams() );
+}
+
 TEST_F( HttpStreamTest, givesInATurnWhatATurnMayGiveAndEveryReaderItsShare ) {
    endless = std::make_shared< const std::string >( std::string( 1000, 'x' ) );
    constexpr std::size_t count = 100;

@@ -34,6 +34,12 @@ HttpServer::Streams::Streams( HttpServer & itsServer ) : server_( itsServer ) {
    } );
 }
 
+bool HttpServer::Streams::hasPlace( bool local ) const {
+   const auto web = std::count_if(
+      open_.begin(), open_.end(), []( const Exchange * exchange ) { return !exchange->listener->local; } );
+   return open_.size() < maxStreams && ( local || web < maxWebStreams );
+}
+
 bool HttpServer::Streams::open( const std::shared_ptr< Exchange > & exchange ) {
    MHD_Response * const response = MHD_create_response_from_callback(
       MHD_SIZE_UNKNOWN, maxStreamBytes, StreamCallbacks::read, new std::shared_ptr< Exchange >( exchange ),
