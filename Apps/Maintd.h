@@ -123,6 +123,7 @@ class Maintd {
    double now() const { return loop_->currentTime(); }
    double wallTime( double clockTime ) const;
 
+   static constexpr std::size_t fastLogBytes = 4 << 20;
    MaintdOptions options_;
    MaintdWorld world_;
    Ledger::FolderLock lock_, runtimeLock_;
