@@ -264,7 +264,7 @@ TEST_F( EventStreamsTest, givesNoRatesToANewReaderThatNobodyHasReadForLong ) {
    reader( std::nullopt, true );
    commit();
    readers.clear();
-   now += 60;
+   now += 10;
    rig.sample( record, 3e6, 4e6, 0 );
    Reader & r = reader( std::nullopt, true );
    r.take();
