@@ -28,7 +28,7 @@ std::string keyOf( const EventWriter::About & about, const json & numbers ) {
 /// Events that are alike.
 struct AlikeEvents::Kind {
    EventWriter::About about; ///< of the first; the units of all
-   json numbers;             ///< that are the same in all
+   json numbers;             ///< null where they are not the same in all
    std::vector< std::string > names = {};
    std::size_t count = 0;
    Vel::U64 changes = 0;
@@ -40,12 +40,9 @@ struct AlikeEvents::Kind {
       if ( names.size() < mostNames )
          names.push_back( other.subject );
       changes += otherNumbers.value( changesName, Vel::U64( 0 ) );
-      std::vector< std::string > different;
-      for ( const auto & [name, value] : numbers.items() )
-         if ( !otherNumbers.contains( name ) || otherNumbers.at( name ) != value )
-            different.push_back( name );
-      for ( const std::string & name : different )
-         numbers.erase( name );
+      for ( auto & [name, value] : numbers.items() )
+         if ( value != otherNumbers.value( name, json() ) )
+            value = nullptr;
    }
    void tell( EventWriter & writer ) const {
       EventWriter::About all = about;

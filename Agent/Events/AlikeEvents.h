@@ -31,7 +31,7 @@ class AlikeEvents {
    void write( const EventWriter::About & about, const nlohmann::json & numbers );
    void write( const EventWriter::About & about );
    /// Tells what has been collected. An event for many has no subject, all their units, the number of them as `count`,
-   /// the first names as `interfaces`, what all have in common, and `changes` summed up.
+   /// the first names as `interfaces`, null for numbers that are not the same in all, and `changes` summed up.
    void tell();
 
  private:
