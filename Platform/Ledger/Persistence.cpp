@@ -93,10 +93,12 @@ Status Persistence::restore( Store & store, Folder folder ) {
 
 Status Persistence::commit() {
    VEL_ASSERT( started_, "started()" );
+   // Asked also where the state folder fails: it takes out what has changed more than once, turn after turn.
+   const bool runtimePending = runtime_.entities.pending();
    if ( state_.entities.pending() || !changedDocuments_.empty() )
       if ( Status status = commitStore( state_, state_.transaction + 1 ); !status.ok() )
          return status;
-   if ( runtime_.entities.pending() || runtime_.transaction != state_.transaction )
+   if ( runtimePending || runtime_.transaction != state_.transaction )
       return commitStore( runtime_, state_.transaction );
    return {};
 }
