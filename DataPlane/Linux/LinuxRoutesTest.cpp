@@ -22,21 +22,26 @@ class LinuxRoutes : public InNamespace {
       for ( const char * number : { "1", "2", "3" } ) {
          const Vel::String name = Vel::text( "et", number );
          veth( name, Vel::text( "p", number ) );
+         // No addresses that the kernel makes by itself, and tells of seconds later.
+         for ( const Vel::String & end : { name, Vel::text( "p", number ) } )
+            std::ofstream( "/proc/sys/net/ipv6/conf/" + end + "/addr_gen_mode" ) << "1";
          up( name );
          up( Vel::text( "p", number ) );
          ip( Vel::text( "address add 10.0.", number, ".1/24 dev ", name ) );
          ip( Vel::text( "-6 address add 2001:db8:", number, "::1/64 nodad dev ", name ) );
       }
-      ip( "link add link et3 name et3.7 type vlan id 7" );
-      ip( "address add 10.0.7.1/24 dev et3.7" );
-      up( "et3.7" );
+      vlans = tryIp( "link add link et3 name et3.7 type vlan id 7" );
+      if ( vlans ) {
+         ip( "address add 10.0.7.1/24 dev et3.7" );
+         up( "et3.7" );
+         ip( "route add 10.5.0.0/16 via 10.0.7.2" );
+      }
       ip( "route add default via 10.0.1.2" );
       ip( "route add 10.1.0.0/16 nexthop via 10.0.1.2 weight 3 nexthop via 10.0.2.2" );
       ip( "route add 10.2.0.0/16 via 10.0.1.2 metric 10" );
       ip( "route add 10.2.0.0/16 via 10.0.2.2 metric 20" );
       ip( "route add blackhole 10.3.0.0/16" );
       ip( "route add 10.4.0.0/16 via 10.0.2.2 table 100" );
-      ip( "route add 10.5.0.0/16 via 10.0.7.2" );
       ip( "-6 route add 2001:db8:100::/48 nexthop via 2001:db8:1::2 nexthop via 2001:db8:2::2" );
       ip( "-6 route add unreachable 2001:db8:200::/48" );
       started();
@@ -65,6 +70,7 @@ class LinuxRoutes : public InNamespace {
       }
       return result;
    }
+   bool vlans = false; ///< the kernel has such devices
    static const RoutedLink * link( const RouteAnswer & answer, const Vel::String & name ) {
       for ( const RoutedLink & each : answer.table->links )
          if ( each.name == name )
@@ -82,7 +88,7 @@ TEST_F( LinuxRoutes, areToldOfAllTablesAndBothVersions ) {
             { "10.2.0.0/16", "et1*1 else et2*1" },
             { "10.3.0.0/16", "none" },
             { "10.4.0.0/16 table 100", "et2*1" },
-            { "10.5.0.0/16", "et3.7*1" },
+            { "10.5.0.0/16", vlans ? "et3.7*1" : "none" },
             { "2001:db8:100::/48", "et1*1 et2*1" },
             { "2001:db8:200::/48", "none" },
             { "10.0.1.0/24", "none" },
@@ -92,11 +98,15 @@ TEST_F( LinuxRoutes, areToldOfAllTablesAndBothVersions ) {
 
 TEST_F( LinuxRoutes, tellWhatLinksStandOnAndTheSpeedThatDriversTell ) {
    const RouteAnswer answer = asked();
-   const RoutedLink *const upper = link( answer, "et3.7" ), *const et1 = link( answer, "et1" );
-   ASSERT_TRUE( upper && et1 );
+   const RoutedLink * const et1 = link( answer, "et1" );
+   ASSERT_TRUE( et1 );
+   EXPECT_EQ( 10e9, et1->speedBps ); // what a veth says
+   if ( !vlans )
+      GTEST_SKIP() << "no VLAN devices in this kernel; not tested: what they stand on";
+   const RoutedLink * const upper = link( answer, "et3.7" );
+   ASSERT_TRUE( upper );
    EXPECT_TRUE( upper->up );
    EXPECT_EQ( ( std::vector< std::vector< std::string > >{ { "et3" } } ), upper->needs );
-   EXPECT_EQ( 10e9, et1->speedBps ); // what a veth says
 }
 
 TEST_F( LinuxRoutes, followSharedNextHopsAndTheirGroups ) {
@@ -147,7 +157,7 @@ TEST_F( LinuxRoutes, areReadByTheThousandInManyTurns ) {
    std::uint64_t destinations = 0;
    for ( const RouteClass & routes : answer.table->classes )
       destinations += routes.destinations;
-   EXPECT_EQ( 20000u + 6u, destinations );
+   EXPECT_EQ( 20000u + ( vlans ? 6u : 5u ), destinations );
    EXPECT_LT( answer.table->classes.size(), 8u );
    EXPECT_GT( loop->turns() - turns, 3u );
 }

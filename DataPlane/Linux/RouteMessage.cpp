@@ -130,7 +130,8 @@ Bytes routeLookUpRequest( const IpAddress & address ) {
    rtmsg header{};
    header.rtm_family = address.family;
    header.rtm_dst_len = static_cast< Vel::U8 >( maxPrefix( address.family ) );
-   header.rtm_flags = RTM_F_LOOKUP_TABLE | RTM_F_FIB_MATCH;
+   // Of version 6 the kernel always tells the table, and refuses to be asked for it.
+   header.rtm_flags = RTM_F_FIB_MATCH | ( address.family == AF_INET ? RTM_F_LOOKUP_TABLE : 0u );
    return MessageBuilder( RTM_GETROUTE, NLM_F_REQUEST )
       .header( header )
       .attribute( RTA_DST, address.payload() )
