@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <string_view>
 
 /// What the agent tells of its work, also when it is ended on the way.
 namespace {
@@ -265,6 +266,60 @@ TEST( EventsStory, aHundredReadersWhoTakeNothingChangeNothingOfWhatHappens ) {
    // They were being told all the time.
    for ( Client & client : stuck )
       EXPECT_NE( std::string::npos, client.take().find( "goes into maintenance" ) );
+}
+
+TEST( EventsStory, aHundredReadersWhoAreFarBehindAreGivenALimitedAmountInATurn ) {
+   constexpr unsigned happened = 400;
+   constexpr std::size_t readers = 100, most = 2 * Agent::HttpServer::maxTurnBytes;
+   Story story;
+   AgentRig & rig = story.rig;
+   rig.runUntil( 1 );
+   rig.configurationIs( "nonsense: [" );
+   rig.soon( [&] {
+      for ( unsigned i = 0; i < happened; ++i )
+         rig.post( "reload" );
+   } );
+   rig.turn();
+   std::deque< Client > all;
+   std::size_t before = 0, largest = 0;
+   const auto received = [&] {
+      std::size_t sum = 0;
+      for ( Client & client : all )
+         sum += client.take().size();
+      return sum;
+   };
+   // Whoever takes all there is, at once, is given as much as anybody can be.
+   rig.turnHookIs( [&] {
+      const std::size_t now = received();
+      largest = std::max( largest, now - before );
+      before = now;
+   } );
+   // Each is taken in before the next one comes: so many do not fit into the queue of those who knock.
+   for ( std::size_t i = 0; i < readers; ++i ) {
+      all.emplace_back( rig, "/api/v1/events?after=0" );
+      rig.turn();
+   }
+   Client other( rig, "/api/v1/units/u1" );
+   unsigned answeredAfter = 0;
+   const std::string last = "\nid: " + events( rig ).at( "last" ).dump() + "\n";
+   const auto hasAll = [&]( Client & client ) {
+      const std::string_view text = client.take();
+      return text.substr( text.size() - std::min< std::size_t >( text.size(), 4096 ) ).find( last ) !=
+             std::string_view::npos;
+   };
+   bool allHaveAll = false;
+   for ( unsigned turns = 0; turns < 10000 && !allHaveAll; ++turns ) {
+      rig.turn();
+      allHaveAll = std::all_of( all.begin(), all.end(), hasAll );
+      if ( answeredAfter == 0 && other.take().find( "HTTP/1.1 200 OK" ) != std::string::npos )
+         answeredAfter = turns + 1;
+   }
+   rig.turnHookIs( {} );
+   EXPECT_TRUE( allHaveAll );
+   EXPECT_GT( before, 10 * most );
+   EXPECT_LE( largest, most );
+   EXPECT_GT( answeredAfter, 0u );
+   EXPECT_LT( answeredAfter, 50u );
 }
 
 TEST( EventsStory, aReloadIsToldWithWhatItChanges ) {
