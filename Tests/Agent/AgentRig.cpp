@@ -125,6 +125,9 @@ void AgentRig::start() {
       .hasNotificationActiveIs( true );
    wakeupIs();
    agent_->loop().commitHookIs( [this] { return turnIsDone(); } );
+   for ( const Operation & operation : std::exchange( operations_, {} ) )
+      if ( operation.answer->status == 0 )
+         agent_->loop().post( [this, operation] { put( operation ); } );
 }
 
 bool AgentRig::turnIsDone() {
@@ -195,9 +198,7 @@ AgentRig::ask( const std::string & method, const std::string & path, const std::
    request.body = body;
    request.by = "tester";
    request.local = true;
-   const auto handle = [=, this] {
-      agent_->api().handle( request, [answer]( const Agent::HttpReply & reply ) { *answer = reply; } );
-   };
+   const auto handle = [this, operation = Operation{ request, answer }] { put( operation ); };
    if ( agent_->loop().inTurn() ) {
       handle();
    } else {
@@ -205,6 +206,13 @@ AgentRig::ask( const std::string & method, const std::string & path, const std::
       runUntil( time() );
    }
    return answer;
+}
+
+void AgentRig::put( const Operation & operation ) {
+   if ( operation.request.method == "POST" && operation.request.path.starts_with( "/api/v1/units/" ) )
+      operations_.push_back( operation );
+   agent_->api().handle(
+      operation.request, [answer = operation.answer]( const Agent::HttpReply & reply ) { *answer = reply; } );
 }
 
 std::string AgentRig::get( const std::string & path ) {

@@ -68,7 +68,8 @@ class AgentRig {
    double time() const { return time_->now() - begin; }
 
    /// Asks the control API in a turn of its own; the status, 0: there is no answer yet. A POST is answered only when
-   /// its turn is committed.
+   /// its turn is committed, an enter is judged first. Who has asked for an operation of a unit and has no answer when
+   /// the agent ends asks the next one again, as soon as it runs.
    int post( const std::string & path, const std::string & body = "{}" ) {
       return ask( "POST", path, body )->status;
    }
@@ -108,7 +109,13 @@ class AgentRig {
       using TimerReactor::TimerReactor;
       void onTime() override { sm()->wakeupIs(); }
    };
+   /// That somebody asks for, of a unit.
+   struct Operation {
+      Agent::HttpRequest request;
+      std::shared_ptr< Agent::HttpReply > answer; ///< status 0: there is none yet
+   };
    static constexpr double begin = 1.7e9;
+   void put( const Operation & operation );
    void makeSwitch( const DataPlane::Simulated::Description & description );
    Apps::MaintdOptions options() const;
    bool turnIsDone();
@@ -125,6 +132,7 @@ class AgentRig {
    std::unique_ptr< Apps::Maintd > agent_;
    Vel::Watch< Wakeup > wakeup_;
    std::multimap< double, std::function< void() > > actions_;
+   std::vector< Operation > operations_; ///< asked for of the agent that runs
    std::function< void() > turnHook_;
    unsigned turns_ = 0;
    unsigned crashTurn_ = 0;
