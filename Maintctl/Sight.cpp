@@ -182,7 +182,9 @@ bool Sight::fill( const std::vector< std::string > & names ) try {
    for ( const auto & [name, rates] : samples.interfaces ) {
       Curve curve( step_ );
       for ( std::size_t i = 0; i < std::min( rates.inBps.size(), rates.outBps.size() ); ++i )
-         curve.see( samples.start + double( i ) * samples.stepSeconds, { rates.inBps[i], rates.outBps[i] } );
+         // What was carried in a step is known at its end, as with what is seen live.
+         curve.see(
+            samples.start + double( i + 1 ) * samples.stepSeconds, { rates.inBps[i], rates.outBps[i] } );
       if ( curve.empty() )
          continue;
       // They end before what has been seen since.

@@ -296,7 +296,7 @@ TEST_F( SightTest, asksForProfilesOnlyIfOneIsNew ) {
 TEST_F( SightTest, beginsCurvesWithTheSamplesOfTheAgent ) {
    client.answers(
       "GET /api/v1/samples?last=600&interface=et1",
-      R"({"step-seconds":5,"start":"2023-11-14T22:13:05.000Z","interfaces":{"et1":{"in-bps":[1,2,null],"out-bps":[0,9,null]}}})" );
+      R"({"step-seconds":5,"start":"2023-11-14T22:13:00.000Z","interfaces":{"et1":{"in-bps":[1,2,null],"out-bps":[0,9,null]}}})" );
    interfaces( { intf( "et1", reason( "timing" ) + R"(,"in-bps":7,"out-bps":3)" ) } );
    Sight sight( { What::unit, "a" }, remote );
    sight.look();
@@ -323,7 +323,7 @@ TEST_F( SightTest, asksAgainForWhatItMissed ) {
    EXPECT_FALSE( sight.fill( 24 ) );
    client.answers(
       "GET /api/v1/samples?last=600&interface=et1",
-      R"({"step-seconds":5,"start":"2023-11-14T22:13:15.000Z","interfaces":{"et1":{"in-bps":[5],"out-bps":[0]}}})" );
+      R"({"step-seconds":5,"start":"2023-11-14T22:13:10.000Z","interfaces":{"et1":{"in-bps":[5],"out-bps":[0]}}})" );
    sight.look();
    EXPECT_FALSE( sight.fill( 24 ) );
    EXPECT_EQ( sight.picture().units[0].interfaces[0].curve.size(), 1 );
