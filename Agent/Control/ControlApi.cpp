@@ -1,9 +1,9 @@
 #include "Agent/Control/ControlApi.h"
 
+#include "Agent/Control/Body.h"
 #include "Agent/Control/Exposition.h"
 #include "Agent/Control/Page.h"
 #include "Api/Names.h"
-#include "Config/Duration.h"
 #include "Platform/Vel/Trace.h"
 
 #include <nlohmann/json.hpp>
@@ -52,91 +52,6 @@ json refusalJson( const Api::Error & error ) {
           { "message", error.message },
           { "where", error.where.empty() ? json( nullptr ) : json( error.where ) } } } };
 }
-
-Api::Error bad( const std::string & member, const std::string & what ) {
-   return { ErrorCode::badRequest, "\"" + member + "\" " + what, member };
-}
-
-/// The body of a request, member by member. Its operations throw Api::Error for what is missing, of another type or out
-/// of range; end() also for a member that none of them has asked for.
-class Body {
- public:
-   explicit Body( const HttpRequest & request ) : value_( json::object() ) {
-      if ( request.body.empty() )
-         return;
-      value_ = json::parse( request.body, nullptr, false );
-      if ( !value_.is_object() )
-         throw Api::Error{ ErrorCode::badRequest, "the body is not a JSON object", "body" };
-   }
-
-   /// Null counts as missing.
-   const json * find( const char * name ) {
-      known_.insert( name );
-      const auto it = value_.find( name );
-      return it == value_.end() || it->is_null() ? nullptr : &*it;
-   }
-   const json & get( const char * name ) {
-      if ( const json * value = find( name ) )
-         return *value;
-      throw bad( name, "is missing" );
-   }
-
-   std::string text( const char * name ) { return textOf( name, get( name ) ); }
-   std::string text( const char * name, const char * missing ) {
-      const json * value = find( name );
-      return value ? textOf( name, *value ) : missing;
-   }
-   bool flag( const char * name ) { return flagOf( name, get( name ) ); }
-   bool flag( const char * name, bool missing ) {
-      const json * value = find( name );
-      return value ? flagOf( name, *value ) : missing;
-   }
-   double number( const char * name, double least, double most ) {
-      const json & value = get( name );
-      if ( !value.is_number() )
-         throw bad( name, "is not a number" );
-      const auto number = value.get< double >();
-      if ( !( number >= least && number <= most ) )
-         throw bad( name, "is out of range" );
-      return number;
-   }
-   double number( const char * name, double least, double most, double missing ) {
-      return find( name ) ? number( name, least, most ) : missing;
-   }
-   /// A time as in the configuration, `90s`, or a number of seconds.
-   std::optional< double > duration( const char * name ) {
-      const json * value = find( name );
-      if ( !value )
-         return std::nullopt;
-      if ( !value->is_string() )
-         return number( name, 0, static_cast< double >( Config::Duration::max().seconds() ) );
-      const auto parsed = Config::Duration::parse( value->get_ref< const std::string & >() );
-      if ( !parsed )
-         throw bad( name, "is no time: " + parsed.error );
-      return static_cast< double >( parsed.value->seconds() );
-   }
-
-   void end() const {
-      for ( const auto & [name, value] : value_.items() )
-         if ( !known_.count( name ) )
-            throw bad( name, "is not known here" );
-   }
-
- private:
-   static std::string textOf( const char * name, const json & value ) {
-      if ( !value.is_string() )
-         throw bad( name, "is not a text" );
-      return value.get< std::string >();
-   }
-   static bool flagOf( const char * name, const json & value ) {
-      if ( !value.is_boolean() )
-         throw bad( name, "is neither true nor false" );
-      return value.get< bool >();
-   }
-
-   json value_;
-   std::set< std::string > known_;
-};
 
 } // namespace
 
@@ -278,7 +193,7 @@ void ControlApi::operate(
    const Call & call,
    const std::function< ControlCommands::Result( const std::string &, const ControlCommands::Request & ) > &
       command ) {
-   Body body( call.request );
+   Body body( call.request.body );
    const ControlCommands::Request request{
       body.text( Key::reason, "" ), call.request.by, body.duration( Key::timeout ) };
    body.end();
@@ -288,7 +203,7 @@ void ControlApi::operate(
 }
 
 void ControlApi::postEnter( const Call & call ) {
-   Body body( call.request );
+   Body body( call.request.body );
    ControlCommands::Request request{
       body.text( Key::reason, "" ), call.request.by, body.duration( Key::timeout ) };
    request.force = body.flag( Key::force, false );
@@ -300,7 +215,7 @@ void ControlApi::postEnter( const Call & call ) {
 void ControlApi::postExit( const Call & call ) { operate( call, commands_.exit ); }
 
 void ControlApi::postRelease( const Call & call ) {
-   Body body( call.request );
+   Body body( call.request.body );
    const bool force = body.flag( Key::force, false );
    body.end();
    const std::string & name = call.path[1];
@@ -312,12 +227,12 @@ void ControlApi::postRelease( const Call & call ) {
 }
 
 void ControlApi::postTrace( const Call & call ) {
-   Body body( call.request );
+   Body body( call.request.body );
    const std::string name = body.text( Key::name );
    const double level = body.number( Key::level, -1, 9 );
    body.end();
    if ( level != std::floor( level ) )
-      throw bad( Key::level, "is not a whole number" );
+      throw Body::bad( Key::level, "is not a whole number" );
    const auto all = Vel::TraceFacility::all();
    if ( name != "*" && std::none_of( all.begin(), all.end(), [&]( const Vel::TraceFacility * facility ) {
            return name == facility->name();
@@ -328,7 +243,7 @@ void ControlApi::postTrace( const Call & call ) {
 }
 
 void ControlApi::postReload( const Call & call ) {
-   Body( call.request ).end();
+   Body( call.request.body ).end();
    const auto reloaded = commands_.reload();
    if ( !reloaded.error )
       return answerWhenCommitted( call, 200, text( { { "changes", reloaded.changes } } ) );
@@ -342,7 +257,7 @@ void ControlApi::postReload( const Call & call ) {
 
 void ControlApi::postSimulated( const Call & call ) {
    constexpr double maxRate = 1e15;
-   Body body( call.request );
+   Body body( call.request.body );
    ControlCommands::Simulated what;
    what.what = call.path[1];
    if ( what.what == "traffic" ) {
