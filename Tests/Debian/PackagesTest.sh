@@ -9,7 +9,11 @@ root=$(cd "$folder/../.." && pwd)
 . "$root/Tools/testing.sh"
 
 _packages() { # the packages in ./packages, unpacked in folders by their names
-   run "$root/Tools/deb" "$build" packages
+   # Packing what is built needs nothing of what building did.
+   mkdir lacking
+   printf '#!/bin/sh\necho "Unmet build dependencies: $*" >&2\nexit 1\n' > lacking/dpkg-checkbuilddeps
+   chmod +x lacking/dpkg-checkbuilddeps
+   PATH=$PWD/lacking:$PATH run "$root/Tools/deb" "$build" packages
    passes
    local package
    for package in maintd maintctl maintd-plugin-drainwatch maintd-plugin-dev; do
