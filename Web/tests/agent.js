@@ -86,3 +86,22 @@ export class Agent {
       throw new Error( `${unit} is not in ${state} after ${5 * most} s` );
    }
 }
+
+/** The configuration of a unit with two hundred interfaces whose traffic fades, each at a time of its own. */
+export function twoHundred( web ) {
+   const names = Array.from( { length: 200 }, ( _, i ) => `et${i + 1}` );
+   const fading = ( name, i ) => `    ${name}: {traffic: [{for: ${1 + i % 60}s, in: 400Mbps, out: 380Mbps}, {ramp: 30s, to: 0bps}]}`;
+   return `
+version: 1
+switch: simulated
+listen: {web: "${web}"}
+profiles: {fast: {threshold: 100kbps, load-interval: 10s}}
+default-profile: fast
+groups: {all: {interfaces: [${names.join( ', ' )}]}}
+units: {spine-a: {groups: [all]}}
+simulated:
+  clock: virtual
+  ports:
+${names.map( fading ).join( '\n' )}
+`;
+}

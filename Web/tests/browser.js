@@ -55,20 +55,20 @@ export async function open( browser, address, options = {}, prepare = async () =
 }
 
 /**
- * What the page's thread does while `work()` runs: the longest task and all together, in milliseconds that it had the
- * processor for, so that it does not matter what else the machine has to do.
+ * Somebody scrolls for so many frames. Gives how many there were, the most curves that were alive in one, and how many were
+ * drawn in all.
  */
-export async function busy( browser, page, work ) {
-   await browser.startTracing( page, { categories: [ 'toplevel' ] } );
-   const result = await work();
-   const { traceEvents } = JSON.parse( ( await browser.stopTracing() ).toString() );
-   const thread = ( event ) => `${event.pid} ${event.tid}`;
-   const main = new Set( traceEvents.filter( ( event ) => event.name === 'thread_name' && event.args.name === 'CrRendererMain' )
-                            .map( thread ) );
-   const tasks = traceEvents.filter( ( event ) => event.name === 'ThreadControllerImpl::RunTask' && main.has( thread( event ) ) )
-                    .filter( ( event ) => event.tdur !== undefined ).map( ( event ) => event.tdur / 1000 );
-   return { result, tasks: tasks.length, longest: Math.max( ...tasks ), all: tasks.reduce( ( sum, task ) => sum + task, 0 ) };
-}
+export const scroll = ( page, frames ) => page.evaluate( async ( wanted ) => {
+   const { statistics } = globalThis.drainwatch;
+   const before = statistics.drawn;
+   let most = 0;
+   for ( let n = 0; n < wanted; ++n ) {
+      scrollBy( 0, 60 );
+      await new Promise( requestAnimationFrame );
+      most = Math.max( most, document.querySelectorAll( 'canvas' ).length );
+   }
+   return { frames: wanted, most, drawn: statistics.drawn - before };
+}, frames );
 
 export const hide = ( page, hidden ) => page.evaluate( ( now ) => globalThis.hide( now ), hidden );
 
