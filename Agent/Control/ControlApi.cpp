@@ -53,26 +53,40 @@ json refusalJson( const Api::Error & error ) {
           { "where", error.where.empty() ? json( nullptr ) : json( error.where ) } } } };
 }
 
+void checkParameters( const HttpRequest & request, std::string_view known ) {
+   const std::string names = " " + std::string( known ) + " ";
+   for ( const auto & [name, value] : request.query ) {
+      if ( known == "*" || names.find( " " + name + "+ " ) != std::string::npos )
+         continue;
+      if (
+         name.find_first_of( " +*" ) != std::string::npos ||
+         names.find( " " + name + " " ) == std::string::npos )
+         throw Api::Error{ ErrorCode::badRequest, "there is no parameter \"" + name + "\"", name };
+      if ( request.query.count( name ) > 1 )
+         throw Api::Error{ ErrorCode::badRequest, "\"" + name + "\" is given more than once", name };
+   }
+}
+
 } // namespace
 
 const ControlApi::Route ControlApi::routes[] = {
    { "GET", "units", &ControlApi::getUnits },
    { "GET", "units/*", &ControlApi::getUnit },
    { "GET", "units/*/explain", &ControlApi::getExplanation },
-   { "GET", "units/*/plan", &ControlApi::getPlan },
-   { "GET", "interfaces", &ControlApi::getInterfaces },
+   { "GET", "units/*/plan", &ControlApi::getPlan, "session" },
+   { "GET", "interfaces", &ControlApi::getInterfaces, "unit fields" },
    { "GET", "interfaces/*", &ControlApi::getInterface },
-   { "GET", "samples", &ControlApi::getSamples },
-   { "GET", "history", &ControlApi::getHistory },
+   { "GET", "samples", &ControlApi::getSamples, "interface+ unit last until" },
+   { "GET", "history", &ControlApi::getHistory, "unit limit" },
    { "GET", "history/*", &ControlApi::getHistoryRecord },
    { "GET", "profiles", &ControlApi::getProfiles },
    { "GET", "groups", &ControlApi::getGroups },
    { "GET", "counters", &ControlApi::getCounters },
    { "GET", "agent", &ControlApi::getAgent },
-   { "GET", "healthz", &ControlApi::getHealth },
-   { "GET", "metrics", &ControlApi::getMetrics },
-   { "GET", "events", &ControlApi::getEvents },
-   { "GET", "events/recent", &ControlApi::getRecentEvents },
+   { "GET", "healthz", &ControlApi::getHealth, "*" },
+   { "GET", "metrics", &ControlApi::getMetrics, "*" },
+   { "GET", "events", &ControlApi::getEvents, "after rates" },
+   { "GET", "events/recent", &ControlApi::getRecentEvents, "after limit" },
    { "GET", "trace", &ControlApi::getTrace },
    { "GET", "dump", &ControlApi::getDump },
    { "POST", "units/*/enter", &ControlApi::postEnter },
@@ -116,8 +130,10 @@ void ControlApi::handle( const HttpRequest & request, HttpServer::Answer answer 
       const bool reads = std::string_view( route.method ) == "GET";
       if ( !reads && !request.local )
          continue;
-      if ( request.method == route.method || ( reads && request.method == "HEAD" ) )
+      if ( request.method == route.method || ( reads && request.method == "HEAD" ) ) {
+         checkParameters( request, route.parameters );
          return ( this->*route.handler )( { request, path, answer } );
+      }
       allowed += ( allowed.empty() ? "" : ", " ) + std::string( reads ? "GET, HEAD" : route.method );
    }
    if ( !found )

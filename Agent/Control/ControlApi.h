@@ -38,6 +38,9 @@ class ControlApi {
       const char * method;
       const char * pattern;
       void ( ControlApi::*handler )( const Call & call );
+      /// Names of the query's parameters, each once, with a "+" as often as one likes; "*" is any. Others are refused: a
+      /// name that means nothing may be a misspelt one.
+      const char * parameters = "";
    };
    static const Route routes[];
 

@@ -52,10 +52,6 @@ void ControlApi::getHistory( const Call & call ) {
    std::string unit;
    Vel::U32 limit = mostListed;
    for ( const auto & [name, value] : call.request.query ) {
-      if ( name != "unit" && name != "limit" )
-         throw Api::Error{ ErrorCode::badRequest, "\"" + name + "\" is not known here", name };
-      if ( call.request.query.count( name ) > 1 )
-         throw Api::Error{ ErrorCode::badRequest, "\"" + name + "\" is given more than once", name };
       if ( name == "unit" )
          unit = value;
       else if ( const auto number = positive( value, mostListed ) )

@@ -15,10 +15,6 @@ void ControlApi::getPlan( const Call & call ) {
       throw Api::Error{ ErrorCode::notFound, "there is no unit " + unit, unit };
    std::string session;
    for ( const auto & [name, value] : call.request.query ) {
-      if ( name != "session" )
-         throw Api::Error{ ErrorCode::badRequest, "\"" + name + "\" is not known here", name };
-      if ( call.request.query.count( name ) > 1 )
-         throw Api::Error{ ErrorCode::badRequest, "\"" + name + "\" is given more than once", name };
       session = value;
       if ( session.empty() )
          throw Api::Error{ ErrorCode::badRequest, "\"session\" is empty", name };

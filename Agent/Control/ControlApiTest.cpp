@@ -93,6 +93,22 @@ TEST_F( ControlApiTest, refusesFieldsThatInterfacesDoNotHave ) {
    }
 }
 
+TEST_F( ControlApiTest, refusesParametersThatARouteDoesNotHave ) {
+   for ( const char * path :
+         { "units", "units/u1", "units/u1/explain", "units/u1/plan", "interfaces", "interfaces/et1",
+           "samples", "history", "history/1", "profiles", "groups", "counters", "agent", "events",
+           "events/recent", "trace", "dump" } ) {
+      EXPECT_EQ( 400, ask( "GET", std::string( "/api/v1/" ) + path + "?feilds=name" ) ) << path;
+      EXPECT_EQ( R"(bad-request "feilds")", refused() ) << path;
+   }
+   EXPECT_EQ( 400, ask( "GET", "/api/v1/interfaces?unit=u1&unit=u1" ) );
+   EXPECT_EQ( R"(bad-request "unit")", refused() );
+   // No name of a parameter reaches over two of them.
+   EXPECT_EQ( 400, ask( "GET", "/api/v1/interfaces?unit+fields=u1" ) );
+   // Those that watch many programs may have something of their own in each address.
+   EXPECT_EQ( 200, ask( "GET", "/healthz?from=probe" ) );
+}
+
 TEST_F( ControlApiTest, showsAnInterfaceInFull ) {
    auto & record = rig.record( rig.et1, Maintenance::monIntfStateUnderMaint );
    rig.sample( record, 1.5, 2.5, 4294967295 );

@@ -21,14 +21,10 @@ Api::Error bad( const std::string & argument, const std::string & what ) {
    return { Api::ErrorCode::badRequest, "\"" + argument + "\" " + what, argument };
 }
 
-/// The one value of an argument; null if it is missing.
+/// The value of an argument that is given once; null if it is missing.
 const std::string * valueOf( const Query & query, const char * argument ) {
-   const auto [begin, end] = query.equal_range( argument );
-   if ( begin == end )
-      return nullptr;
-   if ( std::next( begin ) != end )
-      throw bad( argument, "is there more than once" );
-   return &begin->second;
+   const auto it = query.find( argument );
+   return it == query.end() ? nullptr : &it->second;
 }
 
 /// How many seconds are asked for.
@@ -124,9 +120,6 @@ SampleAnswers::~SampleAnswers() { *self_ = nullptr; }
 void SampleAnswers::ask( const Query & query, HttpServer::Answer answer ) {
    if ( !commands_.samples )
       throw Api::Error{ Api::ErrorCode::unavailable, "nobody samples", "" };
-   for ( const auto & [argument, value] : query )
-      if ( argument != "interface" && argument != "unit" && argument != "last" && argument != "until" )
-         throw bad( argument, "is not known here" );
    std::set< std::string > names = namesOf( model_, commands_, query );
    const double to = end( query, commands_ );
    const SampleSteps steps = commands_.samples->steps( to - length( query ), to );

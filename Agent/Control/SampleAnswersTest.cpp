@@ -115,8 +115,8 @@ TEST_F( SampleAnswers, areRefusedForArgumentsThatMakeNoSense ) {
    for ( const auto & [query, why] : std::initializer_list< std::pair< const char *, const char * > >{
             { "", R"(either "interface" or "unit" says whose samples are asked for)" },
             { "interface=et1&unit=u1", R"(either "interface" or "unit" says whose samples are asked for)" },
-            { "unit=u1&unit=u2", R"("unit" is there more than once)" },
-            { "interface=et1&last=5&last=6", R"("last" is there more than once)" },
+            { "unit=u1&unit=u2", R"("unit" is given more than once)" },
+            { "interface=et1&last=5&last=6", R"("last" is given more than once)" },
             { "interface=et1&last=0", R"("last" is out of range: above 0 and up to 7 days)" },
             { "interface=et1&last=-5", R"("last" is out of range: above 0 and up to 7 days)" },
             { "interface=et1&last=nan", R"("last" is out of range: above 0 and up to 7 days)" },
@@ -124,7 +124,7 @@ TEST_F( SampleAnswers, areRefusedForArgumentsThatMakeNoSense ) {
             { "interface=et1&last=", R"("last" is neither a number of seconds nor a time: )" },
             { "interface=et1&last=5x", R"("last" is neither a number of seconds nor a time: )" },
             { "interface=et1&until=noon", R"("until" is no time like 2026-03-01T12:00:00Z)" },
-            { "interface=et1&step=5", R"("step" is not known here)" } } ) {
+            { "interface=et1&step=5", R"(there is no parameter "step")" } } ) {
       SCOPED_TRACE( query );
       EXPECT_EQ( 0u, refusedFor( query ).find( "bad-request" ) );
       EXPECT_EQ(

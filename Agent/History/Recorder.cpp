@@ -162,6 +162,9 @@ bool Recorder::takeFailures( HistoryRecord & record, bool enter ) const {
       if ( !command || command->instanceName() != instanceName || command->state() != CommandState::failed )
          continue;
       stage->failureIs( command->failure().empty() ? "unknown" : command->failure() );
+      // The machinery notes the end of what was done only; a failure is an end, too.
+      if ( stage->ended() == 0 )
+         stage->endedIs( now() );
       tookBack |= enter && !command->goesOn();
    }
    return tookBack;

@@ -61,6 +61,7 @@ TEST_F( RecorderTest, exitThatAFailedStageHasTakenIsAborted ) {
    rig.exit();
    EXPECT_EQ( Outcome::aborted, rig.record().outcomeToBe() );
    EXPECT_EQ( "no such peer", rig.record().stage( "enter/steer" )->failure() );
+   EXPECT_EQ( rig.now(), rig.record().stage( "enter/steer" )->ended() );
 }
 
 TEST_F( RecorderTest, stageWhoseFailureDoesNotTakeTheUnitBackAbortsNothing ) {
