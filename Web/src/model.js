@@ -198,7 +198,7 @@ export class Model {
       const series = this.seriesOf( name );
       const { last } = series;
       if ( series.push( at, inBps, outBps ) )
-         this.filling.want( name, last );
+         this.filling.want( name, last < at ? last : -Infinity );
    }
 
    /** Many events may come at once; what they change is read once, and no more often than it can be read. */

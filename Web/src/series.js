@@ -20,10 +20,15 @@ export class Series {
 
    /**
     * Adds a point behind the others; a rate that is not known is null. After a gap the curve begins anew: whether there
-    * was one.
+    * was one. If the clock has been set back nothing of what is known has its time any more, and all of it is missing.
     */
    push( time, inBps, outBps ) {
       const { last, period } = this;
+      if ( time < last - period ) {
+         this.clear();
+         this.append( time, inBps, outBps );
+         return true;
+      }
       const missing = this.length > 0 && time - last > gap * period;
       if ( missing )
          this.append( last + period, null, null );

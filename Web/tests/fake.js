@@ -63,6 +63,7 @@ export class Fake {
       this.events = [];
       this.maintenances = [];
       this.problems = [];
+      this.ahead = 0;              ///< seconds that the agent's clock is ahead of ours
       this.samples = () => null;   ///< of an interface's name: { in, out }, 5 s a step, ending now; undefined: there is none
       this.streams = new Set();
       this.asked = [];             ///< paths with queries
@@ -74,6 +75,7 @@ export class Fake {
       this.streamHeld = null;      ///< one that the stream waits for
       this.forgotten = 0;          ///< events up to that number are not kept any more
    }
+   get now() { return Date.now() / 1000 + this.ahead; }
    async start( port = 0 ) {
       this.server = createServer( ( request, reply ) => this.answer( request, reply ).catch( () => reply.destroy() ) );
       await new Promise( ( resolve ) => this.server.listen( port, '127.0.0.1', resolve ) );
@@ -113,7 +115,7 @@ export class Fake {
       case 'profiles': return this.profiles;
       case 'agent': return { version: '0.1.0', pid: 1, started: iso( 0 ), state: this.problems.length ? 'degraded' : 'ok',
          problems: this.problems,
-         switch: 'simulated', clock: iso( Date.now() / 1000 ), configuration: {}, plugin: {} };
+         switch: 'simulated', clock: iso( this.now ), configuration: {}, plugin: {} };
       case 'events': return path[ 1 ] && { events: this.after( Number( query.get( 'after' ) ?? 0 ) ).slice( -query.get( 'limit' ) ),
          last: this.last };
       case 'history': return path[ 1 ] ? this.maintenances.find( ( each ) => each.id === Number( path[ 1 ] ) ) : this.maintenances;
@@ -126,7 +128,7 @@ export class Fake {
          if ( names.some( ( name ) => this.samples( name ) === undefined ) )
             return undefined;
          const some = ( rates = [] ) => [ ...Array( Math.max( 0, length - rates.length ) ).fill( null ), ...rates.slice( -length ) ];
-         return { 'step-seconds': 5, start: iso( Date.now() / 1000 - 5 * length ),
+         return { 'step-seconds': 5, start: iso( this.now - 5 * length ),
             interfaces: Object.fromEntries( names.map( ( name ) => [ name, this.samples( name ) ?? {} ] )
                .map( ( [ name, samples ] ) => [ name, { 'in-bps': some( samples.in ), 'out-bps': some( samples.out ) } ] ) ) };
       }
@@ -163,13 +165,13 @@ export class Fake {
    }
    /** Something happens. */
    event( type, subject, what, words = what ) {
-      const event = { sequence: this.last + 1, time: iso( Date.now() / 1000 ), type, subject, what, units: [ 'u1' ], text: words };
+      const event = { sequence: this.last + 1, time: iso( this.now ), type, subject, what, units: [ 'u1' ], text: words };
       this.events.push( event );
       for ( const reply of this.streams )
          reply.write( text( event ) );
    }
    rates( interfaces ) {
-      this.say( 'rates', { time: iso( Date.now() / 1000 ), interfaces } );
+      this.say( 'rates', { time: iso( this.now ), interfaces } );
    }
    say( type, data ) {
       for ( const reply of this.streams )

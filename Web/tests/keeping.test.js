@@ -91,6 +91,32 @@ describe( 'a curve', () => {
       const last = () => Number( /last=(\d+)/.exec( rig.fake.asked.findLast( ( path ) => path.includes( '/samples' ) ) )[ 1 ] );
       await soon( async () => assert.ok( last() >= 60 && last() < 120, String( last() ) ) );
    } );
+   test( 'goes on when the clock of the agent is set back, with what it has kept in its new time', async () => {
+      const page = await rig.show( '#/unit/u1' );
+      await soon( async () => assert.ok( ( await points( page, 'et2' ) ).length > 50 ) );
+      await page.locator( '.link.good' ).waitFor();
+      const before = rig.fake.now;
+      rig.fake.ahead = -3600;
+      rig.fake.rates( { et1: [ 1e3, 1e3 ], et2: [ 2e3, 2e3 ], et3: [ 3e3, 3e3 ] } );
+      const kept = async () => {
+         const all = await points( page, 'et2' );
+         return all.length > 50 && all.at( -1 )[ 0 ] < before - 3500;
+      };
+      await soon( async () => assert.ok( await kept() ) );
+      rig.fake.ahead += 7;
+      rig.fake.rates( { et1: [ 1e4, 1e4 ], et2: [ 2e4, 2e4 ], et3: [ 3e4, 3e4 ] } );
+      await soon( async () => assert.equal( ( await points( page, 'et2' ) ).at( -1 )[ 1 ], 2e4 ) );
+      for ( const name of [ 'et1', 'et2', 'et3' ] )
+         for ( const [ time ] of await points( page, name ) )
+            assert.ok( time < before - 3500, `${name} ${before - time}` );
+      const sum = page.locator( '.seen' );
+      await soon( async () => assert.match( await sum.innerText(), /in 60 kbit\/s/ ) );
+      const told = async () => {
+         await page.evaluate( () => globalThis.drainwatch.model.changed() );
+         return sum.locator( 'figcaption' ).textContent();
+      };
+      await soon( async () => assert.match( await told(), /in: now 60 kbit\/s, highest 1.2 Gbit\/s/ ) );
+   } );
 } );
 
 describe( 'the focus and what is open', () => {

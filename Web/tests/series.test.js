@@ -50,6 +50,13 @@ test( 'where three periods are missing the curve ends and begins anew', () => {
    assert.deepEqual( points( series ), [ [ 10, 1, 2 ], [ 25, 3, 4 ], [ 30, null, null ], [ 41, 5, 6 ] ] );
 } );
 
+test( 'when the clock is set back the curve begins anew, and not for what comes a little late', () => {
+   const series = new Series( 100, 5 );
+   assert.deepEqual( [ [ 10, 1, 2 ], [ 15, 3, 4 ], [ 11, 5, 6 ], [ 9.5, 7, 8 ], [ 14.5, 9, 9 ] ]
+      .map( ( point ) => series.push( ...point ) ), [ false, false, false, true, false ] );
+   assert.deepEqual( points( series ), [ [ 9.5, 7, 8 ], [ 14.5, 9, 9 ] ] );
+} );
+
 test( 'kept samples fill the gap that they are asked for, and tear no hole into what is level', () => {
    const series = new Series( 1000, 5 );
    for ( let time = 0; time <= 300; time += 5 )
