@@ -3,9 +3,10 @@
 
 JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
+FUZZ_SECONDS ?= 10
 
 .DEFAULT_GOAL := build
-.PHONY: help deps build release deb page test test-full coverage mutants demo demo-linux bench lint format install clean
+.PHONY: help deps build release deb page test test-full fuzz coverage mutants demo demo-linux bench lint format install clean
 
 help: ## list these targets
 	@sed -n 's/^\([a-z-]*\):[^#]*## /\1\t/p' $(firstword $(MAKEFILE_LIST)) | expand -t 12
@@ -27,6 +28,8 @@ test: deps ## build and run all tests but the long ones, under the sanitizers
 	cmake --build --preset sanitizers -j$(JOBS)
 	cmake --preset release -DMAINT_KERNEL_TESTS=ON
 	cmake --build --preset release -j$(JOBS)
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j$(JOBS)
 	Tools/smoke build/release
 	Tools/run-tests --preset sanitizers -j$(JOBS)
 
@@ -35,8 +38,15 @@ test-full: deps ## the same with the long tests
 	cmake --build --preset sanitizers -j$(JOBS)
 	cmake --preset release -DMAINT_KERNEL_TESTS=ON
 	cmake --build --preset release -j$(JOBS)
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j$(JOBS)
 	Tools/smoke build/release
 	Tools/run-tests --preset sanitizers-full -j$(JOBS)
+
+fuzz: deps ## feed what comes from outside with what nobody has thought of, ten seconds each
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j$(JOBS)
+	Tools/fuzz --build build/fuzz --seconds $(FUZZ_SECONDS)
 
 deb: release ## make the Debian packages (build/packages)
 	Tools/deb build/release build/packages

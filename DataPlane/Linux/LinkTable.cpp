@@ -144,26 +144,35 @@ void LinkTable::linkDel( Vel::U32 ifIndex ) {
    retell( affected );
 }
 
+/// A link that is renamed while it is dumped may be told with a name that another bears by then. What was told later
+/// counts, and the news that are still to come are not enough to go on from that.
 void LinkTable::dumpIs( const std::vector< LinkMessage > & links ) {
-   Indices present, affected, gone;
+   std::map< Vel::U32, const LinkMessage * > byIndex;
+   std::map< Vel::String, const LinkMessage * > byName;
    for ( const LinkMessage & link : links )
-      present.insert( link.ifIndex );
+      byIndex[link.ifIndex] = &link;
+   for ( const LinkMessage & link : links )
+      if ( byIndex.at( link.ifIndex ) == &link )
+         byName[link.name] = &link;
+   Indices present, affected, gone;
+   for ( const auto & [name, link] : byName )
+      present.insert( link->ifIndex );
    for ( const auto & [index, entry] : entries_ )
       if ( !present.count( index ) )
          gone.insert( index );
    for ( const Vel::U32 index : gone )
       erase( index, affected );
    std::vector< const LinkMessage * > changed;
-   for ( const LinkMessage & link : links )
-      if ( const Entry * const entry = find( link.ifIndex ); !entry || entry->link != link )
-         changed.push_back( &link );
+   for ( const auto & [name, link] : byName )
+      if ( const Entry * const entry = find( link->ifIndex ); !entry || entry->link != *link )
+         changed.push_back( link );
    // Names may have been exchanged, so all old ones go before the new ones are entered.
    for ( const LinkMessage * const link : changed )
       if ( const Entry * const entry = find( link->ifIndex ) )
          byName_.erase( entry->link.name );
    for ( const LinkMessage * const link : changed )
       store( *link, affected );
-   inDoubt_ = false;
+   inDoubt_ = byName.size() < byIndex.size();
    retell( affected );
 }
 

@@ -245,6 +245,26 @@ TEST_F( LinkTable, dumpMayExchangeNames ) {
    EXPECT_EQ( 1u, table.ifIndexOfName( "et2" ) );
 }
 
+/// One that is renamed while it is dumped; its news come after the dump.
+TEST_F( LinkTable, dumpMayHoldTwoOfOneNameWhichLeavesItInDoubt ) {
+   dump( { port( 1, "et1" ), port( 2, "et2" ) } );
+   listener.take();
+   dump( { port( 1, "et1" ), port( 2, "et1" ) } );
+   EXPECT_EQ( "-et1, -et2, et1 up", listener.take() );
+   EXPECT_TRUE( table.inDoubt() );
+   add( port( 1, "et9" ) );
+   EXPECT_EQ( "et9 up", listener.take() );
+   dump( { port( 2, "et1" ), port( 1, "et9" ) } );
+   EXPECT_EQ( "", listener.take() );
+   EXPECT_FALSE( table.inDoubt() );
+}
+
+TEST_F( LinkTable, dumpMayTellALinkTwice ) {
+   dump( { port( 1, "et1" ), port( 1, "et9" ), port( 2, "et1" ) } );
+   EXPECT_EQ( "et9 up, et1 up", listener.take() );
+   EXPECT_FALSE( table.inDoubt() );
+}
+
 TEST_F( LinkTable, dumpMayBringALinkMadeAgain ) {
    add( port( 1, "et1" ) );
    listener.take();

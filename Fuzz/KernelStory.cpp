@@ -1,0 +1,81 @@
+#include "Fuzz/KernelStory.h"
+
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+
+namespace Fuzz {
+
+Table StoryKernel::tableOf( const nlmsghdr & request ) {
+   const bool dump = ( request.nlmsg_flags & NLM_F_DUMP ) == NLM_F_DUMP;
+   switch ( request.nlmsg_type ) {
+   case RTM_GETLINK:
+      return dump ? links : oneLink;
+   case RTM_GETVLAN:
+      return vlans;
+   case RTM_GETSTATS:
+      return counters;
+   case RTM_GETADDR:
+      return addresses;
+   case RTM_GETROUTE:
+      return dump ? routes : oneRoute;
+   case RTM_GETNEXTHOP:
+      return nextHops;
+   default:
+      return tableCount;
+   }
+}
+
+namespace {
+
+/// The messages bear the marks of answers to the request. Whatever they hold besides stays as it is.
+Vel::String addressed( Vel::String datagram, const nlmsghdr & request, Vel::U16 flags ) {
+   for ( std::size_t at = 0; at + sizeof( nlmsghdr ) <= datagram.size(); ) {
+      nlmsghdr header;
+      std::memcpy( &header, datagram.data() + at, sizeof header );
+      // A few bear those of another answer.
+      if ( header.nlmsg_seq == 0 ) {
+         header.nlmsg_seq = request.nlmsg_seq;
+         header.nlmsg_pid = StoryKernel::port;
+      }
+      header.nlmsg_flags |= flags;
+      std::memcpy( datagram.data() + at, &header, sizeof header );
+      if ( header.nlmsg_len < sizeof header )
+         break;
+      at += ( std::size_t( header.nlmsg_len ) + 3 ) / 4 * 4;
+   }
+   return datagram;
+}
+
+template < class Payload >
+Vel::String message( const nlmsghdr & request, Vel::U16 type, const Payload & payload ) {
+   const Bytes bytes = DataPlane::Linux::MessageBuilder( type, 0 ).header( payload ).take();
+   const auto * const begin = reinterpret_cast< const char * >( bytes.data() );
+   return addressed( Vel::String( begin, bytes.size() * sizeof( Vel::U32 ) ), request, 0 );
+}
+
+Vel::String result( const nlmsghdr & request, int code ) {
+   nlmsgerr error{};
+   error.error = -code;
+   return message( request, NLMSG_ERROR, error );
+}
+
+} // namespace
+
+void StoryKernel::answer( const nlmsghdr & request, Datagrams & into ) {
+   const Table table = tableOf( request );
+   const bool dump = table != tableCount && ( request.nlmsg_flags & NLM_F_DUMP ) == NLM_F_DUMP;
+   if ( dump && refusedDumps > 0 ) {
+      --refusedDumps;
+      return into.push( Datagrams::Channel::Got::messages, result( request, code ) );
+   }
+   const Vel::U16 flags = dump && interruptedDumps > 0 ? NLM_F_DUMP_INTR : 0;
+   interruptedDumps -= dump && interruptedDumps > 0;
+   if ( const auto at = tables.find( table ); at != tables.end() )
+      for ( const Vel::String & datagram : at->second )
+         into.push( Datagrams::Channel::Got::messages, addressed( datagram, request, flags ) );
+   into.push(
+      Datagrams::Channel::Got::messages,
+      dump ? message( request, NLMSG_DONE, int( 0 ) ) : result( request, code ) );
+}
+
+} // namespace Fuzz
