@@ -1,12 +1,16 @@
 // What a frame of the page costs while two hundred interfaces change, beside one of the same page at rest:
-// node Web/tests/frames.js BUILD-FOLDER. Prints a row as the benchmarks do, in processor time of the page's own thread, so
-// that it does not matter what else the machine has to do.
+// node Bench/PageBench.js BUILD-FOLDER [pattern]. Prints a row as the benchmarks do if its name has the pattern in it, in
+// processor time of the page's own thread, so that it does not matter what else the machine has to do.
 
 import { resolve } from 'node:path';
 
-process.env.MAINT_BUILD = resolve( process.argv[ 2 ] ?? 'build/release' );
-const { Agent, twoHundred } = await import( './agent.js' );
-const { launch, open, scroll, soon } = await import( './browser.js' );
+const [ , , build = 'build/bench', pattern = '' ] = process.argv;
+const row = 'page: a frame while 200 interfaces change';
+if ( !new RegExp( pattern ).test( row ) )
+   process.exit( 0 );
+process.env.MAINT_BUILD = resolve( build );
+const { Agent, twoHundred } = await import( '../Web/tests/agent.js' );
+const { launch, open, scroll, soon } = await import( '../Web/tests/browser.js' );
 
 const frames = 180, rounds = 3;
 /** Of a frame that only scrolls. */
@@ -50,7 +54,6 @@ try {
          return scrolled;
       } ) );
    }
-   const row = 'page: a frame while 200 interfaces change';
    console.log( 'name,cpu_time,items_per_second,label' );
    console.log( `"${row}/floor_median",${median( rest )},,` );
    console.log( `"${row}/ours_median",${median( changing )},,"at most ${limit} x"` );
