@@ -17,12 +17,15 @@ const busyPeriod = 5, quietPeriod = 15;
 /** Seconds until what events have changed is read: at least, so many times as long as the last read took, at most. */
 const soonest = 0.15, restful = 3, latest = 5;
 
+const concernsProfiles = ( { type, what } ) => type === 'profile' || what === 'started' || what === 'configuration-taken';
+
 export class Model {
    constructor() {
       this.agent = null;
       this.units = null;
       this.interfaces = new Map();  ///< by name: those of the units that are watched
       this.profiles = new Map();
+      this.profilesDue = true;      ///< they may be others than those that are known
       this.happened = new Happened( eventsKept );
       this.series = new Map();      ///< by interface
       this.sums = new Map();        ///< by unit: { series, due: it has to be summed up anew }
@@ -48,11 +51,11 @@ export class Model {
          onUp: ( resumed ) => {
             // What has happened between a read before and now is told by nobody.
             this.eventsRead &&= resumed;
-            this.refresh( { all: true } );
+            this.refreshAll();
          },
          onState: () => {
             if ( this.stream.state === 'polling' )
-               this.refresh( { all: true } );
+               this.refreshAll();
             const { state, heard } = this.stream;
             this.staleSince = state === 'stale' ? heard / 1000 + this.offset : null;
             this.changed();
@@ -62,13 +65,13 @@ export class Model {
    start() {
       this.stream.start();
       // What has been missed is asked for at once when the page comes into sight.
-      document.addEventListener( 'visibilitychange', () => document.hidden || this.refresh( {} ) );
+      document.addEventListener( 'visibilitychange', () => document.hidden || this.refresh() );
       this.plan();
    }
    plan() {
       clearTimeout( this.dueRefresh );
       const busy = this.watched.size || this.single || this.units?.some( ( unit ) => unit.state !== 'normal' );
-      this.dueRefresh = setTimeout( () => this.refresh( {} ), ( busy ? busyPeriod : quietPeriod ) * 1000 );
+      this.dueRefresh = setTimeout( () => this.refresh(), ( busy ? busyPeriod : quietPeriod ) * 1000 );
    }
 
    get events() { return this.happened.events; }
@@ -114,7 +117,7 @@ export class Model {
          }
       this.drop();
       if ( news )
-         this.refresh( {} );
+         this.refresh();
    }
    /** Forgets interfaces that nobody looks at any more. */
    drop() {
@@ -162,9 +165,10 @@ export class Model {
          // A place that the agent does not know is one in another log.
          if ( !data.dropped )
             this.happened.begunAnew( data.next );
-         this.refresh( { all: true } );
+         this.refreshAll();
       } else {
          this.happened.take( data );
+         this.profilesDue ||= concernsProfiles( data );
          this.refreshSoon();
       }
       this.changed();
@@ -205,15 +209,15 @@ export class Model {
    refreshSoon() {
       this.soon ??= setTimeout( () => {
          this.soon = null;
-         this.refresh( {} );
+         this.refresh();
       }, 1000 * Math.min( Math.max( soonest, restful * this.took ), latest ) );
    }
    /**
-    * Reads what may have changed; all: also what seldom does. One at a time: what is asked for meanwhile is done after it,
-    * once.
+    * Reads what may have changed, and what seldom does if it is due. One at a time: what is asked for meanwhile is done
+    * after it, once.
     */
-   async refresh( what ) {
-      this.wanted = { ...( this.wanted ?? {} ), ...what };
+   async refresh() {
+      this.wanted = true;
       if ( this.reading )
          return;
       if ( document.hidden ) {
@@ -224,9 +228,8 @@ export class Model {
       const begun = performance.now();
       try {
          while ( this.wanted ) {
-            const wanted = this.wanted;
-            this.wanted = null;
-            await this.readAll( wanted );
+            this.wanted = false;
+            await this.readAll();
          }
          this.filling.run();
       } catch {
@@ -238,7 +241,11 @@ export class Model {
          this.changed();
       }
    }
-   async readAll( { all } ) {
+   refreshAll() {
+      this.profilesDue = true;
+      return this.refresh();
+   }
+   async readAll() {
       const refused = [];
       // What is refused of one thing is no reason to know nothing of the others.
       const part = async ( of, work ) => {
@@ -259,9 +266,7 @@ export class Model {
             this.unitsAre( units );
          } ),
          part( 'events', () => this.readEvents() ),
-         all && part( 'profiles', async () => {
-            this.profiles = new Map( ( await read( 'profiles' ) ).map( ( profile ) => [ profile.name, profile ] ) );
-         } ),
+         this.profilesDue && part( 'profiles', () => this.readProfiles() ),
       ] );
       for ( const unit of [ ...this.watched.keys() ] )
          await part( unit, () => this.readUnit( unit ) );
@@ -269,6 +274,16 @@ export class Model {
          await part( this.single, () => this.readSingle( this.single ) );
       this.drop();
       this.refused = refused;
+   }
+   /** They are due until they have been read. */
+   async readProfiles() {
+      this.profilesDue = false;
+      try {
+         this.profiles = new Map( ( await read( 'profiles' ) ).map( ( profile ) => [ profile.name, profile ] ) );
+      } catch ( error ) {
+         this.profilesDue = true;
+         throw error;
+      }
    }
    async readUnit( unit ) {
       const list = await optional( `interfaces?unit=${encodeURIComponent( unit )}` ) ?? [];
@@ -323,6 +338,8 @@ export class Model {
          await this.readEvents();
          return;
       }
+      // Those from before the first read are in what it has brought.
+      this.profilesDue ||= this.eventsRead && recent.events.some( concernsProfiles );
       this.eventsRead = true;
       for ( const event of recent.events )
          happened.take( event );

@@ -223,6 +223,46 @@ describe( 'a view that is left', () => {
    } );
 } );
 
+describe( 'what is said of a profile', () => {
+   const facts = ( page ) => text( page, '.facts' );
+   const slower = () => {
+      rig.fake.profiles = [ { ...rig.fake.profiles[ 0 ], 'threshold-bps': 1000000 } ];
+   };
+   test( 'follows a configuration that is taken, with the threshold of the curve', async () => {
+      rig.fake.interfaces = [ intf( 'et1' ) ];
+      const page = await rig.show( '#/interface/et1' );
+      await page.locator( '.link.good' ).waitFor();
+      await soon( async () => assert.match( await facts( page ), /fast: below 100 kbit\/s for 10 s/ ) );
+      slower();
+      rig.fake.event( 'profile', 'fast', 'edited' );
+      await soon( async () => assert.match( await facts( page ), /fast: below 1 Mbit\/s for 10 s/ ) );
+      assert.match( await text( page, '.panel .rates' ), /threshold 1 Mbit\/s/ );
+   } );
+   test( 'follows it without a stream too', async () => {
+      rig.fake.streamless = true;
+      rig.fake.interfaces = [ intf( 'et1' ) ];
+      const page = await rig.show( '#/interface/et1' );
+      await soon( async () => assert.match( await text( page, '.link' ), /polling/ ) );
+      await soon( async () => assert.match( await facts( page ), /fast: below 100 kbit/ ) );
+      slower();
+      rig.fake.event( 'profile', 'fast', 'edited' );
+      await soon( async () => assert.match( await facts( page ), /fast: below 1 Mbit/ ) );
+   } );
+   for ( const [ how, answer ] of [ [ 'lost', ( route ) => route.abort() ], [ 'refused', ( route ) => route.fulfill( { status: 503 } ) ] ] )
+      test( `is asked for again when the answer is ${how}`, async () => {
+         rig.fake.interfaces = [ intf( 'et1' ) ];
+         const page = await rig.show();
+         await page.locator( '.link.good' ).waitFor();
+         let before = 0;
+         await page.route( '**/profiles', ( route ) => ( before++ ? route.continue() : answer( route ) ) );
+         slower();
+         rig.fake.event( 'profile', 'fast', 'edited' );
+         await soon( async () => assert.equal( before, 1 ) );
+         await go( page, 'interface/et1' );
+         await soon( async () => assert.match( await facts( page ), /fast: below 1 Mbit/ ) );
+      } );
+} );
+
 test( 'an interface that vanishes is live no more, but what is known of it stays', async () => {
    const page = await rig.show( '#/interface/et2' );
    await page.locator( '.panel canvas' ).waitFor();
