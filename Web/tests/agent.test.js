@@ -63,7 +63,7 @@ test( 'a drain is followed from start to end, over an agent that is killed and s
    await page.evaluate( () => { globalThis.same = true; } );
    const streams = [];
    page.on( 'request', ( request ) => /events\?/.test( request.url() ) && streams.push( request.url() ) );
-   await soon( async () => assert.match( await text( page, 'table.units' ), /spine-a[^]*spine-b/ ) );
+   await soon( async () => assert.match( await text( page, 'table.units:visible' ), /spine-a[^]*spine-b/ ) );
 
    await agent.post( 'units/spine-a/enter', { reason: '<img src=x onerror="globalThis.taken = 1">' } );
    const entering = /spine-a[^]*entering[^]*stage drainwatch[^]*“?<img src=x onerror/;

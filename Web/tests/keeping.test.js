@@ -147,13 +147,14 @@ describe( 'the focus and what is open', () => {
       assert.equal( await focused( page ), 'a1' );
    } );
    test( 'stay when their row comes before others', async () => {
-      // More than are looked at closely: those that are too many come before the others.
-      const busy = Array.from( { length: 12 }, ( _, i ) => unit( `a${10 + i}`, { state: 'entering' } ) );
-      rig.fake.units = [ ...busy, unit( 'u1' ), unit( 'u2' ), unit( 'u3' ) ];
+      // More than are looked at closely.
+      const cards = Array.from( { length: 12 }, ( _, i ) => unit( `a${10 + i}`, { state: 'maintenance', violating: [ 'et1' ] } ) );
+      const late = ( name ) => [ 'u1', 'u2', 'u3' ].map( ( each ) => unit( each, { state: 'entering', overdue: each === name } ) );
+      rig.fake.units = [ ...cards, ...late( null ) ];
       const page = await rig.show();
       await soon( async () => assert.equal( await page.locator( 'table.units tbody tr' ).count(), 3 ) );
       await focus( page, 'u3' );
-      rig.fake.units = [ ...busy, unit( 'u1' ), unit( 'u2' ), unit( 'u3', { state: 'entering' } ) ];
+      rig.fake.units = [ ...cards, ...late( 'u3' ) ];
       rig.fake.event( 'unit', 'u3', 'state' );
       await soon( async () => assert.deepEqual( await page.locator( 'table.units a' ).allInnerTexts(), [ 'u3', 'u1', 'u2' ] ) );
       assert.deepEqual( [ await focused( page ), await page.evaluate( () => globalThis.lost ) ], [ 'u3', 0 ] );

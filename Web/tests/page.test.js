@@ -18,7 +18,7 @@ describe( 'the list of units', () => {
          'by ann' ] )
          assert.ok( words.includes( part ), `${part} in: ${words}` );
       assert.equal( await page.getByRole( 'progressbar' ).getAttribute( 'aria-valuetext' ), '1 of 3 drained' );
-      assert.match( await text( page, 'table.units' ), /u2/ );
+      assert.match( await text( page, 'table.units:visible' ), /u2/ );
       await soon( async () => assert.equal( await page.locator( '.matrix li' ).count(), 3 ) );
    } );
    test( 'follows events', async () => {
@@ -28,6 +28,27 @@ describe( 'the list of units', () => {
       rig.fake.event( 'unit', 'u1', 'maintenance', 'u1 is under maintenance' );
       await soon( async () => assert.match( await text( page, '.card .badge' ), /maintenance/ ) );
       await soon( async () => assert.match( await text( page, 'table.events' ), /u1 is under maintenance/ ) );
+   } );
+   test( 'has those under way that are too many to be looked at closely in a table of their own', async () => {
+      const busy = Array.from( { length: 20 }, ( _, i ) => unit( `a${10 + i}`, { state: 'entering', interfaces: { total: 9, drained: 4 },
+         by: 'ann', reason: 'new cards', sentence: `4 of 9 drained, ${i}`,
+         overdue: i === 18, violating: i === 19 ? [ 'et1' ] : [] } ) );
+      rig.fake.units = [ ...busy, unit( 'b1' ) ];
+      const page = await rig.show();
+      await soon( async () => assert.equal( await page.locator( '.card' ).count(), 12 ) );
+      // What somebody should look at is among those that are.
+      assert.deepEqual( await page.locator( '.card h3' ).allInnerTexts(),
+         [ 'a29', 'a28', ...Array.from( { length: 10 }, ( _, i ) => `a${10 + i}` ) ] );
+      const more = page.getByRole( 'region', { name: 'Under way' } ).getByRole( 'table', { name: 'and 8 more' } );
+      assert.deepEqual( await more.getByRole( 'rowheader' ).allInnerTexts(), Array.from( { length: 8 }, ( _, i ) => `a${20 + i}` ) );
+      assert.match( await more.locator( 'tbody tr' ).first().innerText(),
+         /a20\s+▶ entering\s+4 of 9\s+4 of 9 drained, 10\s+ann\s+new cards/ );
+      const normal = page.getByRole( 'region', { name: 'Normal' } ).getByRole( 'rowheader' );
+      assert.deepEqual( await normal.allInnerTexts(), [ 'b1' ] );
+      assert.deepEqual( await axe( page ), [] );
+      rig.fake.units = [ ...busy.slice( 0, 12 ), unit( 'b1' ) ];
+      rig.fake.event( 'unit', 'a29', 'removed' );
+      await soon( async () => assert.equal( await page.locator( 'table.units:visible' ).count(), 1 ) );
    } );
    test( 'says aloud what changes the state of a unit, and nothing else', async () => {
       const page = await rig.show();

@@ -8,6 +8,11 @@ import { unitStanding } from '../standing.js';
 /** Units that are looked at closely; more of them at once are lines. */
 const mostCards = 12;
 
+/** Those under way, first those that somebody should look at. */
+const ranks = { alarm: 0, warn: 1 };
+const rank = ( unit ) => ranks[ unitStanding( unit ).level ] ?? 2;
+const underWay = ( units ) => units.filter( ( unit ) => unit.state !== 'normal' ).sort( ( a, b ) => rank( a ) - rank( b ) );
+
 class Card {
    constructor( model, unit ) {
       this.model = model;
@@ -46,21 +51,40 @@ class Card {
    remove() { this.aggregate.remove(); }
 }
 
-class Line {
-   constructor( { name } ) {
-      this.badge = new Badge();
-      this.sentence = h( 'td', { class: 'sentence' } );
-      this.groups = h( 'td', { class: 'wide' } );
-      this.since = h( 'td', { class: 'wide' } );
-      this.element = h( 'tr', {}, h( 'th', { scope: 'row' }, h( 'a', { href: unitLink( name ) }, name ) ),
-         h( 'td', {}, this.badge.element ), this.sentence, this.groups, this.since );
+/** What a line says of a unit besides its name and state: the name of a column, its class, and its text. */
+const sentence = [ 'How it stands', 'sentence', ( unit ) => unit.sentence ?? '' ];
+const since = [ 'Since (UTC)', 'wide', ( unit ) => ( unit.since ? format.day( format.seconds( unit.since ) ) : '' ) ];
+const columns = {
+   busy: [ [ 'Drained', 'count', ( { interfaces } ) => `${interfaces.drained} of ${interfaces.total}` ], sentence,
+      [ 'By', 'wide', ( unit ) => unit.by ?? '' ], [ 'Why', 'wide', ( unit ) => unit.reason ?? '' ], since ],
+   normal: [ sentence, [ 'Groups', 'wide', ( unit ) => unit.groups.join( ', ' ) ], since ],
+};
+
+/** Units, a line each. */
+class Lines {
+   constructor( caption, cells ) {
+      this.caption = h( 'caption', {}, caption );
+      this.body = h( 'tbody' );
+      this.element = h( 'table', { class: 'units' }, this.caption,
+         h( 'thead', {}, h( 'tr', {}, [ [ 'Unit' ], [ 'State' ], ...cells ].map( ( [ name, kind ] ) =>
+            h( 'th', { scope: 'col', class: kind === 'wide' ? kind : null }, name ) ) ) ),
+         this.body );
+      this.rows = new Rows( this.body, ( unit ) => unit.name, ( { name } ) => {
+         const badge = new Badge();
+         const all = cells.map( ( [ , kind ] ) => h( 'td', { class: kind } ) );
+         return {
+            element: h( 'tr', {}, h( 'th', { scope: 'row' }, h( 'a', { href: unitLink( name ) }, name ) ),
+               h( 'td', {}, badge.element ), all ),
+            update( unit ) {
+               badge.update( unitStanding( unit ) );
+               cells.forEach( ( [ , , words ], i ) => text( all[ i ], words( unit ) ) );
+            },
+         };
+      } );
    }
-   update( unit ) {
-      this.badge.update( unitStanding( unit ) );
-      text( this.sentence, unit.sentence ?? '' );
-      text( this.groups, unit.groups.join( ', ' ) );
-      const since = format.seconds( unit.since );
-      text( this.since, since === null ? '' : format.day( since ) );
+   update( units ) {
+      shown( this.element, units.length > 0 );
+      this.rows.update( units );
    }
 }
 
@@ -70,35 +94,34 @@ export class UnitsView {
       this.title = 'Units';
       this.total = h( 'p', { class: 'total' } );
       this.cards = h( 'div', { class: 'cards' } );
-      this.lines = h( 'tbody' );
-      this.underWay = h( 'section', { 'aria-labelledby': 'under-way' }, h( 'h2', { id: 'under-way' }, 'Under way' ), this.cards );
-      this.others = h( 'section', { 'aria-labelledby': 'others' }, h( 'h2', { id: 'others' }, 'Normal' ),
-         h( 'table', { class: 'units' }, h( 'caption', { class: 'unseen' }, 'Units that are not under way' ),
-            h( 'thead', {}, h( 'tr', {}, [ 'Unit', 'State' ].map( ( name ) => h( 'th', { scope: 'col' }, name ) ),
-               h( 'th', { scope: 'col' }, 'How it stands' ),
-               h( 'th', { scope: 'col', class: 'wide' }, 'Groups' ), h( 'th', { scope: 'col', class: 'wide' }, 'Since (UTC)' ) ) ),
-                  this.lines ) );
+      this.more = new Lines( '', columns.busy );
+      this.normal = new Lines( 'Units that are not under way', columns.normal );
+      attribute( this.normal.caption, 'class', 'unseen' );
+      this.underWay = h( 'section', { 'aria-labelledby': 'under-way' }, h( 'h2', { id: 'under-way' }, 'Under way' ), this.cards,
+         this.more.element );
+      this.others = h( 'section', { 'aria-labelledby': 'others' }, h( 'h2', { id: 'others' }, 'Normal' ), this.normal.element );
       this.events = new EventTable( { caption: 'The last events' } );
       this.element = h( 'div', { class: 'view' }, h( 'div', { class: 'head' }, h( 'h1', {}, 'Units' ), this.total ),
          this.underWay, this.others,
          h( 'section', { 'aria-labelledby': 'last' }, h( 'h2', { id: 'last' }, 'Last events' ), this.events.element,
             h( 'p', {}, h( 'a', { href: '#/events' }, 'all events' ) ) ) );
       this.cardRows = new Rows( this.cards, ( unit ) => unit.name, ( unit ) => new Card( model, unit ) );
-      this.lineRows = new Rows( this.lines, ( unit ) => unit.name, ( unit ) => new Line( unit ) );
    }
    update() {
       const { model } = this;
       const units = model.units ?? [];
-      const busy = units.filter( ( unit ) => unit.state !== 'normal' );
-      const cards = busy.slice( 0, mostCards );
-      const lines = [ ...busy.slice( mostCards ), ...units.filter( ( unit ) => unit.state === 'normal' ) ];
+      const busy = underWay( units );
+      const cards = busy.slice( 0, mostCards ), more = busy.slice( mostCards );
+      const normal = units.filter( ( unit ) => unit.state === 'normal' );
       this.watch( cards.map( ( unit ) => unit.name ) );
       text( this.total, counted( units ) );
       shown( this.underWay, cards.length > 0 );
-      shown( this.others, lines.length > 0 );
+      shown( this.others, normal.length > 0 );
       const at = this.element.contains( document.activeElement ) ? document.activeElement.getAttribute( 'href' ) : null;
       this.cardRows.update( cards );
-      this.lineRows.update( lines );
+      text( this.more.caption, `and ${more.length} more` );
+      this.more.update( more );
+      this.normal.update( normal );
       // A unit that is shown elsewhere now takes the focus along.
       if ( at && document.activeElement?.getAttribute( 'href' ) !== at )
          this.element.querySelector( `a[href="${CSS.escape( at )}"]` )?.focus( { preventScroll: true } );
