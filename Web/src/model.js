@@ -4,6 +4,7 @@ import { Filling } from './filling.js';
 import { byName, own, seconds } from './format.js';
 import { Happened } from './happened.js';
 import { optional, read, Refused, Stream } from './link.js';
+import { Story } from './marks.js';
 import { Series, sumUp } from './series.js';
 
 const eventTypes = [ 'unit', 'interface', 'profile', 'agent' ];
@@ -28,11 +29,13 @@ export class Model {
       this.profilesDue = true;      ///< they may be others than those that are known
       this.happened = new Happened( eventsKept );
       this.series = new Map();      ///< by interface
+      this.stories = new Map();     ///< by interface
       this.sums = new Map();        ///< by unit: { series, due: it has to be summed up anew }
       this.inSight = new Set();     ///< names of the interfaces whose curves are
       this.watched = new Map();     ///< unit: names of its interfaces, null until they are known
       this.single = null;           ///< an interface that is watched by itself
       this.staleSince = null;       ///< seconds of the agent's time
+      this.told = -Infinity;        ///< the agent's time, as it has said the last time
       this.offset = 0;              ///< the agent's time less ours, in seconds
       this.eventsRead = false;      ///< those from before the stream
       this.refused = [];            ///< what the last reads were refused with
@@ -82,8 +85,13 @@ export class Model {
    now() { return this.staleSince ?? Date.now() / 1000 + this.offset; }
    timeIs( time ) {
       // A virtual clock stands still and jumps; the newest it has said is right.
-      if ( time !== null )
-         this.offset = time - Date.now() / 1000;
+      if ( time === null )
+         return;
+      this.offset = time - Date.now() / 1000;
+      // What happened before its clock was set back has other times now.
+      if ( time < this.told - samplePeriod )
+         this.stories.clear();
+      this.told = time;
    }
 
    subscribe( listener ) {
@@ -125,7 +133,7 @@ export class Model {
       for ( const names of this.watched.values() )
          for ( const name of names ?? [] )
             used.add( name );
-      for ( const map of [ this.series, this.interfaces, this.filling.wanted ] )
+      for ( const map of [ this.series, this.stories, this.interfaces, this.filling.wanted ] )
          for ( const name of map.keys() )
             if ( !used.has( name ) )
                map.delete( name );
@@ -136,6 +144,11 @@ export class Model {
          this.filling.want( name );
       }
       return this.series.get( name );
+   }
+   storyOf( name ) {
+      if ( !this.stories.has( name ) )
+         this.stories.set( name, new Story( name ) );
+      return this.stories.get( name );
    }
    /** What the interfaces of a unit carry together. While samples of them are missing it goes on as it was. */
    sumOf( unit ) {
@@ -308,6 +321,7 @@ export class Model {
    }
    interfaceIs( intf ) {
       this.interfaces.set( intf.name, intf );
+      this.storyOf( intf.name ).take( intf );
       this.seriesOf( intf.name );
       // Without the stream this is what the curve goes on by.
       if ( this.stream.state === 'polling' ) {

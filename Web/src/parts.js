@@ -3,6 +3,7 @@
 import { Curve } from './curve.js';
 import { attribute, h, Rows, shown, text } from './dom.js';
 import * as format from './format.js';
+import { isAlarm, unitMarks } from './marks.js';
 import { interfaceStanding, isPending, unitStanding } from './standing.js';
 import { recent } from './model.js';
 
@@ -140,23 +141,9 @@ export class Aggregate {
       const now = model.now();
       return {
          from: now - recent, to: now, now, threshold: null, loadInterval: null, deadline: null, series: model.sumOf( this.unitName ),
-         marks: marksOf( model, this.unitName ),
+         marks: unitMarks( model.events, this.unitName ),
       };
    }
-}
-
-/** Traffic is back where there should be none. */
-const isSpike = ( event ) => /^(spike|violations)(-begin)?$/.test( event.what ?? '' );
-/** What somebody should look at. */
-const isAlarm = ( event ) => isSpike( event ) || /failed|refused|^problem-begin$/.test( event.what ?? '' );
-
-export function marksOf( model, subject ) {
-   return model.events.filter( ( event ) => event.subject === subject )
-      .map( ( event ) => ( {
-         time: format.seconds( event.time ),
-         kind: isSpike( event ) ? 'spike' : 'state',
-         label: event.text ?? event.what,
-      } ) );
 }
 
 /** One interface live: how it stands, why, and its curve. */
@@ -220,7 +207,7 @@ export class Panel {
       return {
          from: now - recent + ahead, to: now + ahead, now, deadline, threshold: this.threshold(),
          loadInterval: this.ofProfile( 'load-interval-seconds' ),
-         series: model.seriesOf( name ), marks: marksOf( model, name ),
+         series: model.seriesOf( name ), marks: model.storyOf( name ).marks( model.events ),
       };
    }
 }
@@ -229,10 +216,21 @@ export class Panel {
 const missedText = ( missed ) => ( missed ? `${missed} ${missed === 1 ? 'event' : 'events'} missed`
                                           : 'the agent has another log of events; what was in the one before is not known' );
 
-/** A table of events, newest first, with what is missing between them: rows as `Happened` gives them. */
+/** What an event is about: [ words, address or none ], each. Of many interfaces it names `first`, or whoever comes first. */
+function subjectOf( { type, subject, interfaces, count }, first ) {
+   if ( subject || !interfaces?.length )
+      return [ [ subject ?? '', subject && { unit: unitLink, interface: interfaceLink }[ type ]?.( subject ) ] ];
+   const name = first ?? interfaces[ 0 ];
+   return [ [ name, interfaceLink( name ) ], [ ` and ${count - 1} others` ] ];
+}
+
+/**
+ * A table of events, newest first, with what is missing between them: rows as `Happened` gives them. `of`: the interface
+ * that they are all about.
+ */
 export class EventTable {
-   constructor( { subject = true, caption } ) {
-      this.subject = subject;
+   constructor( { caption, of = null } ) {
+      this.of = of;
       this.body = h( 'tbody' );
       this.none = h( 'p', { class: 'none' }, 'nothing yet' );
       this.table = h( 'table', { class: 'events' }, h( 'caption', { class: 'unseen' }, caption ),
@@ -254,9 +252,7 @@ export class EventTable {
    }
    row( event ) {
       const time = format.seconds( event.time );
-      const links = { unit: unitLink, interface: interfaceLink };
-      const link = event.subject && links[ event.type ];
-      const subject = link ? h( 'a', { href: link( event.subject ) }, event.subject ) : event.subject ?? '';
+      const subject = subjectOf( event, this.of ).map( ( [ words, href ] ) => ( href ? h( 'a', { href }, words ) : words ) );
       return {
          element: h( 'tr', { class: isAlarm( event ) ? 'alarm' : '' },
             h( 'td', {}, h( 'time', { datetime: event.time, title: format.day( time ) }, format.clock( time ) ) ),

@@ -163,9 +163,10 @@ export class Fake {
       for ( const event of this.after( other ? 0 : Number( after ) ) )
          reply.write( text( event ) );
    }
-   /** Something happens. */
-   event( type, subject, what, words = what ) {
-      const event = { sequence: this.last + 1, time: iso( this.now ), type, subject, what, units: [ 'u1' ], text: words };
+   /** Something happens; `more` are its other members. */
+   event( type, subject, what, words = what, more = {} ) {
+      const event = { sequence: this.last + 1, time: iso( this.now ), type, subject, what, units: [ 'u1' ],
+         text: words, ...more };
       this.events.push( event );
       for ( const reply of this.streams )
          reply.write( text( event ) );

@@ -97,6 +97,48 @@ describe( 'a unit', () => {
       assert.match( await page.locator( 'table.events tr.alarm' ).allInnerTexts().then( ( all ) => all.join() ),
          /^[^,]*! et2 carries traffic$/ );
    } );
+   test( 'has marked on each curve what happens to more interfaces at once than an event names', async () => {
+      const names = Array.from( { length: 201 }, ( _, i ) => `et${i + 1}` );
+      const at = iso( Date.now() / 1000 - 20 );
+      rig.fake.interfaces = names.map( ( name, i ) => intf( name, i === 200 ? { state: 'enter-maint', reason: reason( 'stalled' ) }
+         : { 'state': 'under-maint', 'state-time': at, 'reason': reason( 'drained', { since: at } ) } ) );
+      rig.fake.event( 'interface', '', 'reason', 'et1 has drained; likewise 199 more interfaces',
+         { time: at, reason: 'drained', count: 200, interfaces: names.slice( 0, 100 ) } );
+      const page = await rig.show( '#/unit/u1' );
+      await soon( async () => assert.equal( await page.locator( '.panel' ).count(), 201 ) );
+      const caption = async ( number ) => {
+         const panel = page.locator( '.panel' ).nth( number - 1 );
+         await panel.scrollIntoViewIfNeeded();
+         await panel.locator( 'canvas' ).waitFor();
+         return panel.locator( 'figcaption' ).textContent();
+      };
+      const time = at.slice( 11, 19 );
+      for ( const number of [ 50, 150 ] )
+         await soon( async () => assert.match( await caption( number ), new RegExp( `\\. et1 has drained[^.]* at ${time}\\.$` ) ) );
+      await soon( async () => assert.match( await caption( 201 ), /\. stalled at / ) );
+      assert.doesNotMatch( await caption( 201 ), /drained/ );
+      assert.match( await text( page, 'table.events' ), /interface et1 and 199 others/ );
+      for ( const number of [ 50, 150 ] ) {
+         await go( page, `interface/et${number}` );
+         await soon( async () => assert.match( await text( page, 'table.events' ), new RegExp( `interface et${number} and 199 others` ) ) );
+      }
+      await go( page, 'interface/et201' );
+      await soon( async () => assert.match( await text( page, '.panel .badge' ), /stalled/ ) );
+      assert.equal( await page.locator( 'table.events' ).isVisible(), false );
+   } );
+   test( 'has marked on a curve what its interface tells and no event does', async () => {
+      const page = await rig.show( '#/unit/u1' );
+      const caption = page.locator( '.panel', { hasText: 'et2' } ).locator( 'figcaption' );
+      const since = ( seconds ) => ( { since: iso( Date.now() / 1000 - seconds ) } );
+      await soon( async () => assert.match( await caption.textContent(), /\. above threshold at \d\d:\d\d:\d\d\.$/ ) );
+      rig.fake.interfaces[ 1 ] = intf( 'et2', { state: 'enter-maint', reason: reason( 'timing', since( 3 ) ) } );
+      await soon( async () => assert.match( await caption.textContent(), /above threshold at [^,]*, timing at [^,]*\.$/ ) );
+      // What an event tells as well is marked once.
+      rig.fake.interfaces[ 1 ] = intf( 'et2', { state: 'under-maint', reason: reason( 'drained', since( 1 ) ) } );
+      rig.fake.event( 'interface', 'et2', 'reason', 'et2 is drained', { reason: 'drained' } );
+      await soon( async () => assert.match( await caption.textContent(),
+         /above threshold at [^,]*, timing at [^,]*, et2 is drained at [^,]*\.$/ ) );
+   } );
    test( 'names what violates', async () => {
       rig.fake.units[ 0 ] = { ...rig.fake.units[ 0 ], state: 'maintenance', violating: [ 'et1' ], 'total-violations': 4 };
       const page = await rig.show( '#/unit/u1' );

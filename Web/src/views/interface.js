@@ -4,7 +4,7 @@ import { Curve } from '../curve.js';
 import { attribute, h, shown, text } from '../dom.js';
 import * as format from '../format.js';
 import { Reading } from '../link.js';
-import { crumbs, EventTable, Facts, marksOf, Panel, profileText, unitLink } from '../parts.js';
+import { crumbs, EventTable, Facts, Panel, profileText, unitLink } from '../parts.js';
 import { Series } from '../series.js';
 
 /** Names of the spans that can be looked at, their seconds, and after how many seconds each is read anew. */
@@ -19,7 +19,7 @@ export class InterfaceView {
       this.title = name;
       this.panel = new Panel( model, name, true );
       this.facts = new Facts();
-      this.events = new EventTable( { caption: `Events of ${name}` } );
+      this.events = new EventTable( { caption: `Events of ${name}`, of: name } );
       this.past = new Series( Infinity );
       this.range = ranges[ 0 ];
       this.pastCurve = new Curve( { name: `${name}, further back`, tall: true, facts: () => this.pastFacts() } );
@@ -49,7 +49,8 @@ export class InterfaceView {
    update() {
       const { model, name } = this;
       const { happened } = model;
-      const own = ( event ) => event.subject === name;
+      const story = model.storyOf( name );
+      const own = ( event ) => story.isIn( event );
       const intf = model.interfaces.get( name );
       const missing = model.missing === name;
       // Of one that has gone there is still what it has carried, and what has happened to it.
@@ -109,8 +110,7 @@ export class InterfaceView {
       const now = this.model.now();
       return {
          from: now - this.range[ 1 ], to: now, now, deadline: null, threshold: this.panel.threshold(), loadInterval: null,
-            series: this.past,
-         marks: marksOf( this.model, this.name ),
+         series: this.past, marks: this.model.storyOf( this.name ).marks( this.model.events ),
       };
    }
    remove() {
