@@ -3,6 +3,7 @@
 #include "Platform/Vel/Text.h"
 
 #include <algorithm>
+#include <optional>
 
 /// Purpose: keeps what changes again and again from filling the log: how often it may be told.
 namespace Agent {
@@ -33,6 +34,21 @@ class Damper {
  private:
    Vel::U32 changes_ = 0;
    double notBefore_ = -1e18, pause_ = shortest;
+};
+
+/// A value that goes to and fro. Whoever sees it says so, as often as it likes: only what differs is counted.
+template < class T >
+class Damped : public Damper {
+ public:
+   /// It is `value` now; the last that was told of it is `told`.
+   void valueIs( const T & value, const T & told ) {
+      if ( value != seen_.value_or( told ) )
+         change();
+      seen_ = value;
+   }
+
+ private:
+   std::optional< T > seen_; ///< none: nothing was seen yet since it was told
 };
 
 } // namespace Agent

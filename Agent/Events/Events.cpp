@@ -46,8 +46,8 @@ Events::Events( Vel::Ptr< Cog::TimerWheel > wheel, Model model, Hooks hooks )
      hooks_( std::move( hooks ) ),
      writer_( model_.log, hooks_.wallTime ),
      units_(
-        writer_, { model_.unitStatusDir, model_.unitRunDir, model_.unitCommandsDir, model_.told },
-        { hooks_.stage, hooks_.settling,
+        writer_, wheel, { model_.unitStatusDir, model_.unitRunDir, model_.unitCommandsDir, model_.told },
+        { hooks_.now, hooks_.stage, hooks_.settling,
           [this]( const Wire::IntfId & intf ) { interfaces_.violation( intf ); } } ),
      interfaces_(
         writer_, std::move( wheel ),
@@ -84,6 +84,7 @@ void Events::started( const std::string & version ) {
         "the agent starts" + std::string( killed ? "; the one before it had ended without a word" : "" ) },
       { { "version", version }, { "killed", killed } } );
    configurationChanged_ = true;
+   startTime_ = hooks_.now();
    running_ = true;
 }
 
@@ -143,8 +144,9 @@ void Events::lookAtProblems() {
       return true;
    };
    std::vector< std::string > over;
+   const bool allFound = now >= startTime_ + problemsFound;
    for ( const auto & [what, text] : told.problemRange() )
-      if ( !present.count( what ) && mayTell( what ) )
+      if ( allFound && !present.count( what ) && mayTell( what ) )
          over.push_back( what );
    for ( const std::string & what : over ) {
       told.problemDel( what );

@@ -48,6 +48,9 @@ class Events {
       std::function< std::vector< std::pair< std::string, std::string > >() > problems;
    };
 
+   /// Seconds after its start in which an agent finds what is wrong: until then no problem that was told is over.
+   static constexpr double problemsFound = 10;
+
    /// All given.
    Events( Vel::Ptr< Cog::TimerWheel > wheel, Model model, Hooks hooks );
    Events( const Events & ) = delete;
@@ -75,6 +78,7 @@ class Events {
    InterfaceEvents interfaces_;
    bool running_ = false;
    bool configurationChanged_ = true;
+   double startTime_ = 0;
    double problemsTime_ = 0; ///< when it was asked for problems last
    std::map< std::string, Damper > problemDampers_;
 };

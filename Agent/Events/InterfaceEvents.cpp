@@ -14,6 +14,12 @@ namespace Agent {
 using Maintenance::Profile::ProfileType;
 using nlohmann::json;
 
+namespace {
+
+const Vel::String starvedText = stringValue( Reason::starved );
+
+} // namespace
+
 /// An interface that is looked at.
 struct InterfaceEvents::Present {
    Wire::IntfId intf;
@@ -28,8 +34,10 @@ struct InterfaceEvents::Present {
 
 InterfaceEvents::InterfaceEvents(
    EventWriter & writer, Vel::Ptr< Cog::TimerWheel > wheel, Model model, Hooks hooks )
-   : writer_( writer ), model_( std::move( model ) ), hooks_( std::move( hooks ) ) {
-   wakeup_.is( wheel, this ).hasNotificationActiveIs( true );
+   : writer_( writer ),
+     model_( std::move( model ) ),
+     hooks_( std::move( hooks ) ),
+     pace_( std::move( wheel ) ) {
    linksReactor_.is( model_.allIntfStatusDir, this ).hasNotificationActiveIs( true );
    groupsReactor_.is( model_.intfToGroupDir, this ).hasNotificationActiveIs( true );
    recordsReactor_.is( model_.monIntfStatusDir, this ).hasNotificationActiveIs( true );
@@ -60,17 +68,23 @@ void InterfaceEvents::watchInsight( const Wire::IntfId & intf ) {
    watch( insightReactors_, intf, model_.insightDir->intf( intf ), this );
 }
 
-/// Only what is configured is told of.
+/// Only what is configured is told of. A status that is put anew, as all are when the agent starts, is no change.
 void InterfaceEvents::linkChanged( const Wire::IntfId & intf ) {
-   if ( !model_.intfToGroupDir->intfToGroup( intf ) && !model_.told->interface( intf ) )
+   const ToldInterface * const told = model_.told->interface( intf );
+   if ( !told && !model_.intfToGroupDir->intfToGroup( intf ) )
       return;
-   damped_[intf].link.change();
    changed_.insert( intf );
+   const auto * const status = model_.allIntfStatusDir->intfStatus( intf );
+   const bool known = !status || status->operStatus() != Interface::operUnknown;
+   if ( told && !told->link().empty() && known )
+      seen( intf, &Dampers::link, linkOf( intf ), told->link() );
 }
 
+/// Told once for each unit that it violates.
 void InterfaceEvents::violation( const Wire::IntfId & intf ) {
-   damped_[intf].spike.change();
    changed_.insert( intf );
+   if ( const ToldInterface * const told = model_.told->interface( intf ) )
+      seen( intf, &Dampers::spike, spikes( intf ), told->spike() );
 }
 
 void InterfaceEvents::allChanged() {
@@ -81,9 +95,12 @@ void InterfaceEvents::allChanged() {
 }
 
 void InterfaceEvents::compareDrift() {
-   for ( const auto & [intf, told] : model_.told->interfaceRange() )
-      if ( hooks_.drift( intf ) != told->drift() )
+   for ( const auto & [intf, told] : model_.told->interfaceRange() ) {
+      const Vel::String drift = hooks_.drift( intf );
+      seen( intf, &Dampers::drift, drift, told->drift() );
+      if ( drift != told->drift() )
          changed_.insert( intf );
+   }
 }
 
 // ---- what there is
@@ -107,7 +124,15 @@ std::string InterfaceEvents::profileOf( const Wire::IntfId & intf ) const {
                                                                : key.name;
 }
 
-bool InterfaceEvents::violates( const Wire::IntfId & intf ) const {
+Vel::String InterfaceEvents::linkOf( const Wire::IntfId & intf ) const {
+   const auto * const status = model_.allIntfStatusDir->intfStatus( intf );
+   return !status ? "gone" : status->operStatus() == Interface::operUp ? "up" : "down";
+}
+
+/// Whether it is watched, and violates the threshold of a unit under maintenance.
+bool InterfaceEvents::spikes( const Wire::IntfId & intf ) const {
+   if ( !model_.monIntfStatusDir->monIntfStatus( intf ) )
+      return false;
    for ( const std::string & unit : unitsOf( intf ) )
       if ( const auto * const status = model_.unitStatusDir->status( unit ) )
          if ( status->intfsViolatingTrafficThreshold( intf ) )
@@ -119,46 +144,27 @@ bool InterfaceEvents::violates( const Wire::IntfId & intf ) const {
 
 void InterfaceEvents::look() {
    const double now = hooks_.now();
-   while ( !heldBack_.empty() && heldBack_.begin()->first <= now )
-      changed_.insert( heldBack_.extract( heldBack_.begin() ).value().second );
+   for ( const Wire::IntfId & intf : pace_.begin( now ) )
+      changed_.insert( intf );
    if ( std::exchange( driftChanged_, false ) )
       compareDrift();
    if ( changed_.empty() )
       return;
-   if ( std::exchange( second_, std::floor( now ) ) != std::floor( now ) )
-      directTurns_ = 0;
-   direct_ = false;
    for ( const Wire::IntfId & intf : std::exchange( changed_, {} ) )
       lookAt( intf );
    writer_.tell();
-   directTurns_ += direct_;
    if ( std::exchange( left_, false ) )
       std::erase_if( damped_, [&]( const auto & entry ) {
-         const auto & [link, spike, membership] = entry.second;
-         return link.quiet( now ) && spike.quiet( now ) && membership.quiet( now );
+         const auto & [link, drift, spike, starved, membership] = entry.second;
+         return link.quiet( now ) && drift.quiet( now ) && spike.quiet( now ) && starved.quiet( now ) &&
+                membership.quiet( now );
       } );
-   wakeup_->timeMinIs( heldBack_.empty() ? Cog::Timer::never : heldBack_.begin()->first );
-}
-
-bool InterfaceEvents::mayTell( const Wire::IntfId & intf, Damper & damper ) {
-   const double now = hooks_.now();
-   const bool atTick = now == std::floor( now );
-   if ( now >= damper.notBefore() && !direct_ && !atTick && directTurns_ >= directTurns )
-      damper.waitUntil( std::floor( now ) + 1 );
-   if ( now < damper.notBefore() ) {
-      heldBack_.emplace( damper.notBefore(), intf );
-      return false;
-   }
-   direct_ = true;
-   damper.told( now );
-   // What is held back is told together.
-   damper.waitUntil( std::ceil( damper.notBefore() ) );
-   return true;
+   pace_.end();
 }
 
 /// All that is there when the log begins has joined long ago.
 bool InterfaceEvents::mayTellMembership( const Wire::IntfId & intf ) {
-   return writer_.silent() || mayTell( intf, damped_[intf].membership );
+   return writer_.silent() || pace_.mayTell( intf, damped_[intf].membership ) > 0;
 }
 
 void InterfaceEvents::lookAt( const Wire::IntfId & intf ) {
@@ -180,6 +186,7 @@ void InterfaceEvents::lookAt( const Wire::IntfId & intf ) {
    lookAtRecord( of );
    lookAtReason( of );
    lookAtShutdown( of );
+   lookAtDrift( of );
    lookAtSpike( of );
    lookAtLink( of );
    if ( !configured && mayTellMembership( intf ) )
@@ -220,25 +227,24 @@ void InterfaceEvents::lookAtMembership( const Present & of ) {
 }
 
 void InterfaceEvents::lookAtLink( const Present & of ) {
-   const auto * const status = model_.allIntfStatusDir->intfStatus( of.intf );
-   const Vel::String link = !status ? "gone" : status->operStatus() == Interface::operUp ? "up" : "down";
+   const Vel::String link = linkOf( of.intf ), from = of.told.link();
    // What is found at first is no change; a link that has no status yet is not known.
-   if ( of.told.link().empty() ) {
-      if ( status )
+   if ( from.empty() ) {
+      if ( model_.allIntfStatusDir->intfStatus( of.intf ) )
          of.told.linkIs( link );
-      if ( const auto it = damped_.find( of.intf ); it != damped_.end() )
-         it->second.link.changesDel();
       return;
    }
+   seen( of.intf, &Dampers::link, link, from );
    const auto it = damped_.find( of.intf );
-   const Vel::U32 changes = it == damped_.end() ? 0 : it->second.link.changes();
-   const bool differs = link != of.told.link();
-   if ( ( !differs && changes < 2 ) || !mayTell( of.intf, damped_[of.intf].link ) )
+   if ( link == from && ( it == damped_.end() || it->second.link.changes() == 0 ) )
+      return;
+   const Vel::U32 changes = pace_.mayTell( of.intf, it->second.link );
+   if ( changes == 0 )
       return;
    of.told.linkIs( link );
    writer_.write(
       of.about( "link", InterfaceWords::link( of.name, link, changes ) ),
-      { { "link-state", link }, { "changes", std::max( changes, 1u ) } } );
+      { { "link-state", link }, { "changes", changes } } );
 }
 
 void InterfaceEvents::lookAtRecord( const Present & of ) {
@@ -257,16 +263,31 @@ void InterfaceEvents::lookAtReason( const Present & of ) {
    const auto * const record = model_.monIntfStatusDir->monIntfStatus( of.intf );
    const Vel::String reason = insight && record ? stringValue( insight->reason() ) : "",
                      from = of.told.reason();
+   const bool starved = reason == starvedText, wasStarved = from == starvedText;
+   seen( of.intf, &Dampers::starved, starved, wasStarved );
    if ( reason == from )
       return;
-   of.told.reasonIs( reason );
-   if ( reason.empty() )
+   Vel::U32 changes = 0;
+   if ( reason.empty() ) {
+      of.told.reasonIs( reason );
+      if ( const auto it = damped_.find( of.intf ); it != damped_.end() )
+         it->second.starved.changesDel();
       return;
+   }
+   // All other reasons stay for a while by themselves.
+   if ( starved != wasStarved ) {
+      changes = pace_.mayTell( of.intf, damped_[of.intf].starved );
+      if ( changes == 0 )
+         return;
+   }
+   of.told.reasonIs( reason );
    const auto * const profile = model_.intfProfileStatusDir->status( profileOf( of.intf ) );
    json numbers = InterfaceWords::rates( *record );
    numbers["threshold-bps"] = profile ? json( profile->drainWatchThresholdInKbps() * 1000 ) : json( nullptr );
    numbers["reason"] = reason;
    numbers["from"] = InterfaceWords::orNull( from );
+   if ( changes > 0 )
+      numbers["changes"] = changes;
    writer_.write(
       of.about( "reason", InterfaceWords::reasonSentence( of.name, insight->reason(), *record, profile ) ),
       numbers );
@@ -286,25 +307,31 @@ void InterfaceEvents::lookAtShutdown( const Present & of ) {
       else
          writer_.write( of.about( "released", of.name + " is released" ) );
    }
+}
+
+void InterfaceEvents::lookAtDrift( const Present & of ) {
    const Vel::String drift = hooks_.drift( of.intf );
+   seen( of.intf, &Dampers::drift, drift, of.told.drift() );
    if ( drift == of.told.drift() )
+      return;
+   const Vel::U32 changes = pace_.mayTell( of.intf, damped_[of.intf].drift );
+   if ( changes == 0 )
       return;
    of.told.driftIs( drift );
    writer_.write(
       of.about( "drift", InterfaceWords::driftSentence( of.name, drift ) ),
-      { { "drift", InterfaceWords::orNull( drift ) } } );
+      { { "drift", InterfaceWords::orNull( drift ) }, { "changes", changes } } );
 }
 
 void InterfaceEvents::lookAtSpike( const Present & of ) {
    const auto * const record = model_.monIntfStatusDir->monIntfStatus( of.intf );
-   const bool spike = record && violates( of.intf );
-   if ( spike == of.told.spike() ) {
-      // To and fro while it was held back; it is told when it stays otherwise.
+   const bool spike = spikes( of.intf );
+   seen( of.intf, &Dampers::spike, spike, of.told.spike() );
+   // To and fro while it was held back is told when it stays otherwise.
+   if ( spike == of.told.spike() )
       return;
-   }
-   Damper & damper = damped_[of.intf].spike;
-   const Vel::U32 changes = std::max( damper.changes(), 1u );
-   if ( !mayTell( of.intf, damper ) )
+   const Vel::U32 changes = pace_.mayTell( of.intf, damped_[of.intf].spike );
+   if ( changes == 0 )
       return;
    of.told.spikeIs( spike );
    json numbers =

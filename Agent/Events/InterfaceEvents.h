@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Agent/Events/AlikeEvents.h"
-#include "Agent/Events/Damper.h"
+#include "Agent/Events/Pace.h"
 #include "Agent/Model/EventsTold.h"
 #include "Agent/Model/Insight.h"
 #include "Platform/Cog/TimerWheel.h"
@@ -20,17 +20,13 @@
 /// they wait, shutdowns, drift and traffic that comes back.
 /// Owner: Events. Reactors note which interfaces to look at; look() tells how they differ from what was told last.
 ///
-/// Links and traffic may go to and fro without end, and interfaces come and go, in hundreds at once, while every turn that
-/// writes an event syncs the disk. So each is damped (Damper.h), with the number of changes in the event, and of the
-/// turns of a second only the first few tell of them at once: what comes later is told together at the next tick. What
-/// happens alike to very many in one turn is one event (AlikeEvents.h).
+/// Links, traffic, drift and counters may go to and fro without end, and interfaces come and go, in hundreds at once. So
+/// each is damped (Damper.h, Pace.h), with the number of changes in the event. What happens alike to very many in one
+/// turn is one event (AlikeEvents.h).
 namespace Agent {
 
 class InterfaceEvents {
  public:
-   /// Turns of a second that tell at once of what is damped.
-   static constexpr unsigned directTurns = 8;
-
    struct Model {
       Vel::Ptr< const Interface::AllIntfStatusDir > allIntfStatusDir;
       Vel::Ptr< const IntfMaintenance::IntfToGroupDir > intfToGroupDir;
@@ -95,15 +91,12 @@ class InterfaceEvents {
       using ReactorTo::ReactorTo;
       void onIntfStatus( const Wire::IntfId & intf ) override { sm()->changed_.insert( intf ); }
    };
-   /// Makes a turn in which what was held back is told.
-   struct Wakeup final : Cog::TimerReactor< InterfaceEvents > {
-      using TimerReactor::TimerReactor;
-      void onTime() override {}
-   };
    template < class R >
    using Reactors = std::map< Wire::IntfId, std::unique_ptr< Vel::Watch< R > > >;
-   struct Damped {
-      Damper link, spike, membership;
+   struct Dampers {
+      Damped< Vel::String > link, drift;
+      Damped< bool > spike, starved;
+      Damper membership;
    };
    struct Present;
 
@@ -111,9 +104,21 @@ class InterfaceEvents {
    void watchRecord( const Wire::IntfId & intf );
    void watchInsight( const Wire::IntfId & intf );
    void linkChanged( const Wire::IntfId & intf );
+   /// A value of it that is damped, and what was told of it last.
+   template < class T >
+   void seen( const Wire::IntfId & intf, Damped< T > Dampers::*damped, const T & value, const T & told ) {
+      auto it = damped_.find( intf );
+      if ( it == damped_.end() ) {
+         if ( value == told )
+            return;
+         it = damped_.try_emplace( intf ).first;
+      }
+      ( it->second.*damped ).valueIs( value, told );
+   }
    std::set< std::string > unitsOf( const Wire::IntfId & intf ) const;
    std::string profileOf( const Wire::IntfId & intf ) const;
-   bool violates( const Wire::IntfId & intf ) const;
+   Vel::String linkOf( const Wire::IntfId & intf ) const;
+   bool spikes( const Wire::IntfId & intf ) const;
    void compareDrift();
    void lookAt( const Wire::IntfId & intf );
    void lookAtJoin( const Present & of );
@@ -123,9 +128,8 @@ class InterfaceEvents {
    void lookAtRecord( const Present & of );
    void lookAtReason( const Present & of );
    void lookAtShutdown( const Present & of );
+   void lookAtDrift( const Present & of );
    void lookAtSpike( const Present & of );
-   /// Whether it may be told now; if not, it is looked at again when it may.
-   bool mayTell( const Wire::IntfId & intf, Damper & damper );
    bool mayTellMembership( const Wire::IntfId & intf );
 
    AlikeEvents writer_;
@@ -134,11 +138,8 @@ class InterfaceEvents {
    std::set< Wire::IntfId > changed_;
    bool driftChanged_ = false;
    bool left_ = false; ///< an interface has left: what was damped of it need not be known for ever
-   std::map< Wire::IntfId, Damped > damped_;                ///< those that have ever changed
-   std::set< std::pair< double, Wire::IntfId > > heldBack_; ///< until when
-   double second_ = 0;                                      ///< in which turns have told of damped changes
-   unsigned directTurns_ = 0;                               ///< so many
-   bool direct_ = false;                                    ///< this turn is one of them
+   std::map< Wire::IntfId, Dampers > damped_; ///< those that have ever changed
+   Pace< Wire::IntfId > pace_;
    Vel::Watch< VelLinks > linksReactor_;
    Vel::Watch< VelGroups > groupsReactor_;
    Vel::Watch< VelRecords > recordsReactor_;
@@ -147,7 +148,6 @@ class InterfaceEvents {
    Reactors< VelLink > linkReactors_;
    Reactors< VelRecord > recordReactors_;
    Reactors< VelInsight > insightReactors_;
-   Vel::Watch< Wakeup > wakeup_;
 };
 
 } // namespace Agent

@@ -50,10 +50,12 @@ std::string stateSentence( const std::string & name, const std::string & state )
 }
 
 std::string link( const std::string & name, const std::string & state, Vel::U32 changes ) {
-   std::string text = name + ( state == "gone" ? " does not exist or cannot be counted" : " is " + state );
-   if ( changes > 1 )
-      text += ", after " + std::to_string( changes ) + " changes";
-   return text;
+   return name + ( state == "gone" ? " does not exist or cannot be counted" : " is " + state ) +
+          afterChanges( changes );
+}
+
+std::string afterChanges( Vel::U32 changes ) {
+   return changes > 1 ? ", after " + std::to_string( changes ) + " changes" : "";
 }
 
 std::string ratesText( const Maintenance::MonIntfStatus & record ) {

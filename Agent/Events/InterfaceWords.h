@@ -21,6 +21,8 @@ nlohmann::json orNull( const std::string & text );
 std::string stateSentence( const std::string & name, const std::string & state );
 /// \param state  "up", "down", "gone"
 std::string link( const std::string & name, const std::string & state, Vel::U32 changes );
+/// ", after 5 changes"; nothing for a single one.
+std::string afterChanges( Vel::U32 changes );
 /// `profile` may be null.
 std::string reasonSentence(
    const std::string & name, Reason reason, const Maintenance::MonIntfStatus & record,

@@ -1,5 +1,6 @@
 #include "Agent/Events/UnitEvents.h"
 
+#include "Agent/Events/InterfaceWords.h"
 #include "Agent/Events/Watching.h"
 #include "Agent/Model/StateText.h"
 
@@ -21,6 +22,8 @@ std::string askedText( const UnitRun * run ) {
       return "";
    return ", as " + run->by() + " has asked" + ( run->reason().empty() ? "" : ": " + run->reason() );
 }
+
+bool isViolated( const Status & status ) { return status.intfsViolatingTrafficThresholds() > 0; }
 
 bool isEnter( const Status & status ) { return status.state() == UnitState::enterInProgress; }
 
@@ -57,8 +60,11 @@ json linesOrNull( const std::string & text ) {
 
 } // namespace
 
-UnitEvents::UnitEvents( EventWriter & writer, Model model, Hooks hooks )
-   : writer_( writer ), model_( std::move( model ) ), hooks_( std::move( hooks ) ) {
+UnitEvents::UnitEvents( EventWriter & writer, Vel::Ptr< Cog::TimerWheel > wheel, Model model, Hooks hooks )
+   : writer_( writer ),
+     model_( std::move( model ) ),
+     hooks_( std::move( hooks ) ),
+     pace_( std::move( wheel ) ) {
    unitsReactor_.is( model_.unitStatusDir, this ).hasNotificationActiveIs( true );
    runsReactor_.is( model_.unitRunDir, this ).hasNotificationActiveIs( true );
    commandsDirReactor_.is( model_.unitCommandsDir, this ).hasNotificationActiveIs( true );
@@ -101,6 +107,13 @@ void UnitEvents::watchCommand( const Vel::String & unit, const Vel::String & sta
       reactor->unit = unit;
 }
 
+void UnitEvents::violationChanged( const Status & status ) {
+   const Vel::String & unit = status.unitName();
+   changed_.insert( unit );
+   if ( const ToldUnit * const told = model_.told->unit( unit ) )
+      violated_[unit].valueIs( isViolated( status ), told->violated() );
+}
+
 void UnitEvents::allChanged() {
    for ( const auto & [unit, status] : model_.unitStatusDir->statusRange() )
       changed_.insert( unit );
@@ -111,18 +124,24 @@ void UnitEvents::allChanged() {
 // ---- what is told
 
 void UnitEvents::look() {
+   for ( const Vel::String & unit : pace_.begin( hooks_.now() ) )
+      changed_.insert( unit );
    for ( const Vel::String & unit : entering_ )
       if ( const ToldUnit * const told = model_.told->unit( unit ) )
          if ( told->settling() != hooks_.settling( unit ) )
             changed_.insert( unit );
+   if ( changed_.empty() )
+      return;
    for ( const Vel::String & unit : std::exchange( changed_, {} ) )
       lookAt( unit );
+   pace_.end();
 }
 
 void UnitEvents::lookAt( const Vel::String & unit ) {
    const Status * const status = model_.unitStatusDir->status( unit );
    if ( !status || status->state() == UnitState::none ) {
       entering_.erase( unit );
+      violated_.erase( unit );
       if ( model_.told->unitDel( unit ) )
          writer_.write( about( unit, "removed", unit + " is not configured any more" ) );
       return;
@@ -204,24 +223,29 @@ void UnitEvents::lookAtCommands( const Vel::String & unit, ToldUnit & told ) {
 }
 
 void UnitEvents::lookAtViolations( const Status & status, ToldUnit & told ) {
+   const std::string & unit = status.unitName();
+   const bool violated = isViolated( status );
+   if ( violated == told.violated() )
+      return;
+   Damped< bool > & damper = violated_[unit];
+   damper.valueIs( violated, told.violated() );
+   const Vel::U32 changes = pace_.mayTell( unit, damper );
+   if ( changes == 0 )
+      return;
+   told.violatedIs( violated );
    std::set< std::string > names;
    for ( const auto & [intf, is] : status.intfsViolatingTrafficThresholdRange() )
       names.insert( std::string( intf.name() ) );
-   if ( names.empty() != told.violated() )
-      return;
-   told.violatedIs( !names.empty() );
-   const std::string & unit = status.unitName();
-   const json numbers = {
-      { "interfaces", names }, { "total-violations", status.totalIntfTrafficViolations() } };
-   if ( names.empty() )
-      writer_.write(
-         about( unit, "violations-end", unit + " carries no traffic above a threshold any more" ), numbers );
-   else
-      writer_.write(
-         about(
-            unit, "violations-begin",
-            unit + " carries traffic although it is under maintenance, on " + *names.begin() ),
-         numbers );
+   const std::string text =
+      violated ? unit + " carries traffic although it is under maintenance, on " + *names.begin()
+               : unit + " carries no traffic above a threshold any more";
+   writer_.write(
+      about(
+         unit, violated ? "violations-begin" : "violations-end",
+         text + InterfaceWords::afterChanges( changes ) ),
+      { { "interfaces", names },
+        { "total-violations", status.totalIntfTrafficViolations() },
+        { "changes", changes } } );
 }
 
 } // namespace Agent

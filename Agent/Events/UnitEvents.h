@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Agent/Events/EventWriter.h"
+#include "Agent/Events/Pace.h"
 #include "Agent/Model/EventsTold.h"
 #include "Agent/Model/StageCommand.h"
 #include "Agent/Model/UnitRun.h"
@@ -11,7 +12,8 @@
 #include <optional>
 
 /// Purpose: tells what happens to units: their states, stages, settling and violations.
-/// Owner: Events. Reactors note which units to look at; look() tells how they differ from what was told last.
+/// Owner: Events. Reactors note which units to look at; look() tells how they differ from what was told last. Violations
+/// may begin and end without end: they are damped (Damper.h, Pace.h).
 namespace Agent {
 
 class UnitEvents {
@@ -23,12 +25,13 @@ class UnitEvents {
       Vel::Ptr< EventsTold > told;
    };
    struct Hooks {
+      std::function< double() > now;                                  ///< seconds of the agent's clock
       std::function< std::string( const std::string & unit ) > stage; ///< that is running; empty: none
       std::function< bool( const std::string & unit ) > settling;
       /// Told when an interface begins or ends to violate the threshold under maintenance.
       std::function< void( const Wire::IntfId & ) > violation;
    };
-   UnitEvents( EventWriter & writer, Model model, Hooks hooks );
+   UnitEvents( EventWriter & writer, Vel::Ptr< Cog::TimerWheel > wheel, Model model, Hooks hooks );
    UnitEvents( const UnitEvents & ) = delete;
    UnitEvents & operator=( const UnitEvents & ) = delete;
 
@@ -45,7 +48,7 @@ class UnitEvents {
       using ReactorTo::ReactorTo;
       void onState() override { sm()->changed_.insert( entity()->unitName() ); }
       void onIntfsViolatingTrafficThreshold( const Wire::IntfId & intf ) override {
-         sm()->changed_.insert( entity()->unitName() );
+         sm()->violationChanged( *entity() );
          sm()->hooks_.violation( intf );
       }
    };
@@ -82,6 +85,7 @@ class UnitEvents {
    void watchCommands( const Vel::String & unit );
    void watchCommand( const Vel::String & unit, const Vel::String & stage );
    void commandChanged( const VelCommand & reactor ) { changed_.insert( reactor.unit ); }
+   void violationChanged( const Maintenance::Unit::Status & status );
    void lookAt( const Vel::String & unit );
    void lookAtState( const Maintenance::Unit::Status & status, ToldUnit & told );
    void lookAtStages( const Vel::String & unit, ToldUnit & told );
@@ -92,7 +96,9 @@ class UnitEvents {
    Model model_;
    Hooks hooks_;
    std::set< Vel::String > changed_;
-   std::set< Vel::String > entering_; ///< they may settle, which nobody tells
+   std::set< Vel::String > entering_;                 ///< they may settle, which nobody tells
+   std::map< Vel::String, Damped< bool > > violated_; ///< units that have ever been
+   Pace< Vel::String > pace_;
    Vel::Watch< VelUnits > unitsReactor_;
    Vel::Watch< VelRuns > runsReactor_;
    Vel::Watch< VelCommandsDir > commandsDirReactor_;

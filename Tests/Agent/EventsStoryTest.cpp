@@ -358,6 +358,13 @@ TEST( EventsStory, linksThatOthersChangeAreTold ) {
    last = events( rig ).at( "events" ).back();
    EXPECT_EQ( "link", last.at( "what" ) ) << last;
    EXPECT_EQ( "up", last.at( "link-state" ) );
+   EXPECT_EQ( 1, last.at( "changes" ) ) << "that it is put anew is none";
+   rig.runUntil( 20 );
+   ASSERT_TRUE( rig.simulation().linkIs( "et1", false ).ok() );
+   rig.runUntil( 21 );
+   last = events( rig ).at( "events" ).back();
+   EXPECT_EQ( "down", last.at( "link-state" ) ) << last;
+   EXPECT_EQ( 1, last.at( "changes" ) );
 }
 
 } // namespace
