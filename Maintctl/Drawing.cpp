@@ -136,6 +136,8 @@ class UnitsDrawing {
       if ( bar_ )
          line.add( "  " ).add( barText( unit, bar_, utf8_ ), toneOf( unit ) );
       line.add( "  " ).rightField( countText( unit ), count_ );
+      if ( unit.etaSeconds )
+         line.add( ", about " + spanText( std::ceil( *unit.etaSeconds ) ) + " left" );
       // Where there is a row for one, that says how many more there are.
       if ( share.rows == 0 && !unit.interfaces.empty() )
          line.add( "  (" + std::to_string( unit.interfaces.size() ) + " more)", Tone::faint );

@@ -191,6 +191,13 @@ TEST( Drawing, saysSinceWhenItIsStale ) {
       EXPECT_EQ( lines[i].text(), fresh[i].text() );
 }
 
+TEST( Drawing, saysWhenAUnitIsExpectedToBeReady ) {
+   Picture expected = picture();
+   expected.units[0].etaSeconds = 50.2;
+   const std::string shown = drawn( expected, 80, 24, false );
+   EXPECT_NE( shown.find( "  5/7, about 51s left  stage drainwatch" ), std::string::npos ) << shown;
+}
+
 TEST( Drawing, showsInterfacesUnderAHeading ) {
    Picture interfaces;
    interfaces.title = "3 interfaces";

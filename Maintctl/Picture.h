@@ -38,6 +38,7 @@ struct UnitPicture {
    std::string sentence;               ///< may be empty
    std::string who;                    ///< by whom and why; may be empty
    std::optional< double > forSeconds; ///< in this state
+   std::optional< double > etaSeconds; ///< until its traffic will have left and it has settled
    Urgency urgency = Urgency::none;    ///< of its most pressing interface
    bool moving = false;                ///< entering or exiting
    /// Those to be shown, the most pressing first.

@@ -124,6 +124,7 @@ TEST_F( RunTest, showUnitGivesItInFull ) {
                "Reason:          new optics\n"
                "Groups:          uplinks, tenants\n"
                "Interfaces:      3 of 5 drained\n"
+               "Ready in:        about 50s\n"
                "Settling since:  -\n"
                "Rates:           in 1.25 Mbps, out 900 bps\n"
                "Violating:       et1, pc1\n"

@@ -120,6 +120,8 @@ std::string unitText( const Api::Unit & unit, Now now ) {
       sheet.line( "Expected by", Api::timeText( *unit.deadline ) + ( unit.overdue ? ", overdue" : "" ) );
    sheet.line( "Groups", listText( unit.groups ) );
    sheet.line( "Interfaces", drainedText( unit.drained, unit.total ) );
+   if ( unit.etaSeconds )
+      sheet.line( "Ready in", "about " + spanText( std::ceil( *unit.etaSeconds ) ) );
    sheet.line( "Settling since", timeAndAge( unit.settlingSince, now ) );
    sheet.line( "Rates", "in " + rateText( unit.inBps ) + ", out " + rateText( unit.outBps ) );
    sheet.line( "Violating", listText( unit.violating ) );

@@ -274,6 +274,7 @@ UnitPicture Sight::pictureOf( const Api::Unit & unit, const Members & members, s
    picture.who = whoText( unit );
    if ( unit.since && clock_ )
       picture.forSeconds = *clock_ - *unit.since;
+   picture.etaSeconds = unit.etaSeconds;
    picture.moving = unit.state == Api::UnitState::entering || unit.state == Api::UnitState::exiting;
    picture.interfaces = picturesOf( members, &unit, mostRows );
    for ( const IntfPicture & intf : picture.interfaces )

@@ -26,7 +26,8 @@ class SightTest : public testing::Test {
    }
    static std::string unit() {
       return R"({"name":"a","state":"entering","stage":"drainwatch","since":"2023-11-14T22:12:20.000Z","by":"uid 0",
-         "reason":"fan","interfaces":{"total":5,"drained":3},"sentence":"3 of 5 drained; et1 5 Mbit/s"})";
+         "reason":"fan","interfaces":{"total":5,"drained":3},"sentence":"3 of 5 drained; et1 5 Mbit/s",
+         "eta-seconds":42.5})";
    }
    static std::string intf( const std::string & name, const std::string & more ) {
       return R"({"name":")" + name + R"(","units":["a"],"profile":"fast",)" + more + "}";
@@ -74,6 +75,7 @@ TEST_F( SightTest, showsAUnitInTheWordsOfTheAgent ) {
    EXPECT_EQ( unit.sentence, "3 of 5 drained; et1 5 Mbit/s" );
    EXPECT_EQ( unit.who, "uid 0: fan" );
    EXPECT_EQ( unit.forSeconds, 60 );
+   EXPECT_EQ( unit.etaSeconds, 42.5 );
    EXPECT_EQ( unit.urgency, Urgency::busy );
    EXPECT_TRUE( unit.moving );
    ASSERT_EQ( unit.interfaces.size(), 1 );
