@@ -195,7 +195,7 @@ TEST( Drawing, saysWhenAUnitIsExpectedToBeReady ) {
    Picture expected = picture();
    expected.units[0].etaSeconds = 50.2;
    const std::string shown = drawn( expected, 80, 24, false );
-   EXPECT_NE( shown.find( "  5/7, about 51s left  stage drainwatch" ), std::string::npos ) << shown;
+   EXPECT_NE( shown.find( "  5/7, about 51s left  stage " ), std::string::npos ) << shown;
 }
 
 TEST( Drawing, showsInterfacesUnderAHeading ) {
