@@ -1,5 +1,7 @@
 #include "Agent/Events/EventsTest.h"
 
+#include <nlohmann/json.hpp>
+
 namespace Agent {
 
 namespace {

@@ -1,6 +1,39 @@
 #include "Agent/Events/EventsTest.h"
 
+#include <nlohmann/json.hpp>
+
 namespace Agent {
+
+json EventsTest::event( Vel::U64 sequence ) const {
+   const Event * const found = log->event( sequence );
+   return found ? json::parse( found->json ) : json();
+}
+
+json EventsTest::last() const { return event( log->last() ); }
+
+Lines EventsTest::told() {
+   Lines result;
+   while ( seen < log->last() ) {
+      const json e = event( ++seen );
+      result.push_back(
+         e.at( "type" ).get< std::string >() + " " + e.at( "subject" ).get< std::string >() + " " +
+         e.at( "what" ).get< std::string >() );
+      EXPECT_EQ( seen, e.at( "sequence" ) );
+      EXPECT_EQ( stringValue( log->event( seen )->type ), e.at( "type" ) );
+      EXPECT_FALSE( e.at( "text" ).get< std::string >().empty() );
+   }
+   return result;
+}
+
+EventsTest::Told EventsTest::toldOf( const std::string & word ) {
+   Told result;
+   while ( seen < log->last() )
+      if ( const json e = event( ++seen ); e.at( "what" ).get< std::string >().starts_with( word ) ) {
+         ++result.events;
+         result.changes += e.at( "changes" ).get< unsigned >();
+      }
+   return result;
+}
 
 namespace {
 

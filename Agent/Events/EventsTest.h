@@ -4,7 +4,7 @@
 #include "Platform/Cog/ManualClock.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 namespace Agent {
 
@@ -111,39 +111,15 @@ class EventsTest : public testing::Test {
       made.curRatesIs( rates );
       return made;
    }
-   json event( Vel::U64 sequence ) const {
-      const Event * const found = log->event( sequence );
-      return found ? json::parse( found->json ) : json();
-   }
-   json last() const { return event( log->last() ); }
+   json event( Vel::U64 sequence ) const;
+   json last() const;
    /// "unit u1 state", ... of what has happened since the last look.
-   Lines told() {
-      Lines result;
-      while ( seen < log->last() ) {
-         const json e = event( ++seen );
-         result.push_back(
-            e.at( "type" ).get< std::string >() + " " + e.at( "subject" ).get< std::string >() + " " +
-            e.at( "what" ).get< std::string >() );
-         EXPECT_EQ( seen, e.at( "sequence" ) );
-         EXPECT_EQ( stringValue( log->event( seen )->type ), e.at( "type" ) );
-         EXPECT_FALSE( e.at( "text" ).get< std::string >().empty() );
-      }
-      return result;
-   }
-
+   Lines told();
    /// The events of the word, and all `changes` in them, since the last look.
    struct Told {
       unsigned events = 0, changes = 0;
    };
-   Told toldOf( const std::string & word ) {
-      Told result;
-      while ( seen < log->last() )
-         if ( const json e = event( ++seen ); e.at( "what" ).get< std::string >().starts_with( word ) ) {
-            ++result.events;
-            result.changes += e.at( "changes" ).get< unsigned >();
-         }
-      return result;
-   }
+   Told toldOf( const std::string & word );
 
    const Wire::IntfId et1 = Wire::EthIntfId( "et1" ), et2 = Wire::EthIntfId( "et2" ),
                       et3 = Wire::EthIntfId( "et3" );
