@@ -36,14 +36,24 @@ struct RouteClass {
    friend bool operator==( const RouteClass &, const RouteClass & ) = default;
 };
 
+/// How a port-channel uses its members that are up.
+enum class Sharing {
+   together,   ///< it carries as much as all of them that are not on standby
+   oneAtATime, ///< the others wait for the one in use to fail
+   copied,     ///< each carries all of it
+   unknown
+};
+
 /// A link, and what it stands on.
 struct RoutedLink {
    std::string name;
    bool up = false;
-   bool aggregate = false; ///< a port-channel: it carries as much as its members that are up together
+   bool aggregate = false;           ///< a port-channel
    std::optional< double > speedBps; ///< of a port; nothing: nobody knows
    /// Of each of these lists one link at least must be up for this one to be up. Those of the last carry its traffic.
    std::vector< std::vector< std::string > > needs;
+   Sharing sharing = Sharing::together; ///< of a port-channel
+   bool standby = false; ///< a member of a port-channel that is up, and carries nothing as long as others do
 
    friend bool operator==( const RoutedLink &, const RoutedLink & ) = default;
 };

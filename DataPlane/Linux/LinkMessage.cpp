@@ -10,6 +10,8 @@ namespace {
 
 /// Not in <net/if.h>, and <linux/if.h> cannot be had beside it.
 constexpr unsigned lowerUpFlag = 1u << 16;
+/// Of a bond's member, from <linux/if_bonding.h>, for which the same holds.
+constexpr Vel::U8 stateBackup = 1;
 
 /// What only links of some kinds have.
 void parseInfo( LinkMessage & link, const Attributes & info ) {
@@ -22,6 +24,12 @@ void parseInfo( LinkMessage & link, const Attributes & info ) {
    } else if ( link.kind == "bridge" ) {
       link.vlanFiltering = data.u8( IFLA_BR_VLAN_FILTERING ).value_or( 0 ) != 0;
       link.vlanProtocol = data.u16( IFLA_BR_VLAN_PROTOCOL ).value_or( 0 );
+   } else if ( link.kind == "bond" ) {
+      link.bondMode = data.u8( IFLA_BOND_MODE );
+   }
+   if ( link.slaveKind == "bond" ) {
+      const Attributes slave( info.at( IFLA_INFO_SLAVE_DATA ) );
+      link.standby = slave.u8( IFLA_BOND_SLAVE_STATE ) == stateBackup;
    }
 }
 
@@ -48,6 +56,7 @@ std::optional< LinkEvent > parseLink( const nlmsghdr & message ) {
    link.loopback = ( header->ifi_flags & IFF_LOOPBACK ) != 0;
    link.adminUp = ( header->ifi_flags & IFF_UP ) != 0;
    link.lowerUp = ( header->ifi_flags & lowerUpFlag ) != 0;
+   link.pointToPoint = ( header->ifi_flags & ( IFF_POINTOPOINT | IFF_NOARP ) ) != 0;
    link.master = attributes.u32( IFLA_MASTER ).value_or( 0 );
    // The number below may be of another namespace, where it is another link's.
    if ( !attributes.at( IFLA_LINK_NETNSID ) )

@@ -15,11 +15,14 @@ struct LinkMessage {
    Vel::String kind;     ///< "bond", "vlan"; empty for plain devices
    Vel::U32 lower = 0;   ///< the link below it, of this namespace; 0: none
    Vel::U32 master = 0;  ///< the bond, team or bridge that it belongs to; 0: none
-   Vel::String slaveKind;       ///< the kind of its master; empty: it has none
-   Vel::U16 vlanId = 0;         ///< of VLAN devices
-   Vel::U16 vlanProtocol = 0;   ///< of VLAN devices and bridges, in network order; 0: not told
-   bool vlanFiltering = false;  ///< of bridges: each port carries only the VLANs that it is in
-   Vel::U32 carrierChanges = 0; ///< of bridges, since they were made; 0: not told, or none
+   Vel::String slaveKind;             ///< the kind of its master; empty: it has none
+   Vel::U16 vlanId = 0;               ///< of VLAN devices
+   Vel::U16 vlanProtocol = 0;         ///< of VLAN devices and bridges, in network order; 0: not told
+   bool vlanFiltering = false;        ///< of bridges: each port carries only the VLANs that it is in
+   std::optional< Vel::U8 > bondMode; ///< of bonds, by the kernel's numbers; absent: not told
+   bool standby = false;              ///< of members of bonds: it is not in use
+   bool pointToPoint = false;         ///< nobody is on the link itself: a tunnel and the like
+   Vel::U32 carrierChanges = 0;       ///< of bridges, since they were made; 0: not told, or none
 
    friend bool operator==( const LinkMessage &, const LinkMessage & ) = default;
 };

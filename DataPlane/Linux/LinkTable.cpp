@@ -78,6 +78,11 @@ Vel::U32 LinkTable::ifIndexOfName( const Vel::String & name ) const {
    return at == byName_.end() ? 0 : at->second;
 }
 
+bool LinkTable::hasNeighbours( Vel::U32 ifIndex ) const {
+   const Entry * const entry = find( ifIndex );
+   return entry && !entry->link.pointToPoint;
+}
+
 bool LinkTable::adminUp( Vel::U32 ifIndex ) const {
    const Entry * const entry = find( ifIndex );
    return entry && entry->link.adminUp;

@@ -45,6 +45,8 @@ class LinkTable {
    const Vel::String & name( Vel::U32 ifIndex ) const;
    /// The number of a link by the kernel's name; 0: there is none.
    Vel::U32 ifIndexOfName( const Vel::String & name ) const;
+   /// Whether there are others on the link of a number itself, and not only at its far end.
+   bool hasNeighbours( Vel::U32 ifIndex ) const;
    /// Whether the link of a number is set up.
    bool adminUp( Vel::U32 ifIndex ) const;
    /// Calls `handle` for each link, told or not, in no order, with the id that intf() gives.

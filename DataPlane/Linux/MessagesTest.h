@@ -34,6 +34,8 @@ struct TestLink {
    Vel::U16 vlanProtocol = ETH_P_8021Q; ///< of VLAN devices and bridges
    Vel::U8 operState = 0;               ///< operational: 0 unknown, 2 down, 3 down below, 5 dormant, 6 up
    Vel::U32 carrierChanges = 0;
+   std::optional< Vel::U8 > bondMode = {};
+   std::optional< Vel::U8 > slaveState = {}; ///< of a bond's member
 };
 
 inline Bytes linkBytes( const TestLink & link, Vel::U16 type = RTM_NEWLINK, Vel::U8 family = AF_UNSPEC ) {
@@ -67,8 +69,13 @@ inline Bytes linkBytes( const TestLink & link, Vel::U16 type = RTM_NEWLINK, Vel:
                message.attribute( IFLA_BR_VLAN_FILTERING, Vel::U8( link.vlanFiltering ) );
                message.attribute( IFLA_BR_VLAN_PROTOCOL, htons( link.vlanProtocol ) );
             } );
+         if ( link.bondMode )
+            message.nested( IFLA_INFO_DATA, [&] { message.attribute( IFLA_BOND_MODE, *link.bondMode ); } );
          if ( !link.slaveKind.empty() )
             message.attribute( IFLA_INFO_SLAVE_KIND, link.slaveKind );
+         if ( link.slaveState )
+            message.nested(
+               IFLA_INFO_SLAVE_DATA, [&] { message.attribute( IFLA_BOND_SLAVE_STATE, *link.slaveState ); } );
       } );
    return message.take();
 }

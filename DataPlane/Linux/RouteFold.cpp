@@ -43,16 +43,21 @@ void RouteFold::nextHopIs( NextHopObject object ) {
    nextHops_[id] = std::move( object );
 }
 
-void RouteFold::addHops( Vel::U32 id, Vel::U32 weight, unsigned depth, RouteHops & hops ) const {
+/// Whether all of them are known. What is not is no refusal, but a way that nobody knows.
+bool RouteFold::addHops( Vel::U32 id, Vel::U32 weight, unsigned depth, RouteHops & hops ) const {
    const auto at = nextHops_.find( id );
-   if ( at == nextHops_.end() || depth > mostNested )
-      return;
+   if ( at == nextHops_.end() || depth > mostNested ) {
+      hops.push_back( { 0, 1, false } );
+      return false;
+   }
+   bool all = true;
    for ( RouteHop hop : at->second.hops ) {
       hop.weight = weight;
       hops.push_back( hop );
    }
    for ( const NextHopObject::Member & member : at->second.group )
-      addHops( member.id, std::min( weight * member.weight, mostWeight ), depth + 1, hops );
+      all &= addHops( member.id, std::min( weight * member.weight, mostWeight ), depth + 1, hops );
+   return all;
 }
 
 RouteHops RouteFold::hopsOf( const RouteEntry & route ) const {
@@ -69,9 +74,28 @@ void RouteFold::take( const RouteEntry & route ) {
       key_ = route.key;
    }
    const RouteHops hops = hopsOf( route );
+   unresolved_ |=
+      std::any_of( hops.begin(), hops.end(), []( const RouteHop & hop ) { return hop.ifIndex == 0; } );
    add( all_, route.metric, hops );
-   if ( route.kind == RouteEntry::Kind::path || route.kind == RouteEntry::Kind::refusal )
+   if ( leadsOn( route, hops ) )
       add( paths_, route.metric, hops );
+}
+
+/// Whether it counts among the ways to others.
+bool RouteFold::leadsOn( const RouteEntry & route, const RouteHops & hops ) const {
+   using Kind = RouteEntry::Kind;
+   const auto toNeighbours = [&] {
+      return std::all_of(
+         hops.begin(), hops.end(), [this]( const RouteHop & hop ) { return hasNeighbours_( hop.ifIndex ); } );
+   };
+   return route.kind == Kind::path || route.kind == Kind::refusal ||
+          ( route.kind == Kind::onLink && !toNeighbours() );
+}
+
+void RouteFold::drop() {
+   all_.clear();
+   paths_.clear();
+   key_.reset();
 }
 
 void RouteFold::flush() {
@@ -91,9 +115,7 @@ void RouteFold::flush() {
             at->second.examples.push_back( stringValue( *key_ ) );
       }
    }
-   all_.clear();
-   paths_.clear();
-   key_.reset();
+   drop();
 }
 
 EqualHops RouteFold::named( const RouteHops & hops, const Names & nameOf ) {

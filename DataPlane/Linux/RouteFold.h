@@ -3,6 +3,7 @@
 #include "DataPlane/Linux/RouteMessage.h"
 #include "DataPlane/Routes.h"
 
+#include <functional>
 #include <map>
 
 /// Purpose: folds the routes of a dump into classes of destinations that are reached alike, so that a million of them take
@@ -17,16 +18,24 @@ class RouteFold {
    static constexpr std::size_t mostClasses = 4096;
    static constexpr std::size_t mostExamples = 5;
 
+   /// \param hasNeighbours  whether there are others on a link itself, and not only at its far end
+   explicit RouteFold( std::function< bool( Vel::U32 ifIndex ) > hasNeighbours )
+      : hasNeighbours_( std::move( hasNeighbours ) ) {}
+
    void nextHopIs( NextHopObject object );
    /// A destination of which the ways are wanted by themselves, whatever kind of route it is.
    void want( const RouteKey & key ) { wanted_[key]; }
 
    void take( const RouteEntry & route );
    void end() { flush(); }
+   /// The last ones may not be all of their destination: it is left out.
+   void drop();
 
    Vel::U64 routes() const { return routes_; }
    /// Whether there were too many classes: the rest is left out.
    bool overfull() const { return overfull_; }
+   /// Whether routes lead over shared next hops of which nobody has told. Such a way is one that does not work.
+   bool unresolved() const { return unresolved_; }
 
    using Names = std::function< Vel::String( Vel::U32 ifIndex ) >;
    std::vector< RouteClass > classes( const Names & nameOf ) const;
@@ -43,7 +52,8 @@ class RouteFold {
       Vel::U64 destinations = 0;
       std::vector< Vel::String > examples;
    };
-   void addHops( Vel::U32 id, Vel::U32 weight, unsigned depth, RouteHops & hops ) const;
+   bool addHops( Vel::U32 id, Vel::U32 weight, unsigned depth, RouteHops & hops ) const;
+   bool leadsOn( const RouteEntry & route, const RouteHops & hops ) const;
    void flush();
    static Choices named( const std::vector< RouteHops > & ways, const Names & nameOf );
 
@@ -53,7 +63,8 @@ class RouteFold {
    std::optional< RouteKey > key_; ///< whose routes are being taken
    Ways all_, paths_;              ///< of it; those that lead to others, and what refuses
    Vel::U64 routes_ = 0;
-   bool overfull_ = false;
+   bool overfull_ = false, unresolved_ = false;
+   std::function< bool( Vel::U32 ifIndex ) > hasNeighbours_;
 };
 
 } // namespace DataPlane::Linux

@@ -42,20 +42,30 @@ RouteEntry::Kind kindOf( const rtmsg & header, bool hasGateway ) {
    default:
       return Kind::local;
    }
+   if ( hasGateway )
+      return Kind::path;
    // The kernel itself makes those of addresses; a router announces what is on the link and what is behind it.
-   const bool onLink = header.rtm_protocol == RTPROT_KERNEL || header.rtm_protocol == RTPROT_RA;
-   return onLink && !hasGateway ? Kind::connected : Kind::path;
+   if ( header.rtm_protocol == RTPROT_KERNEL || header.rtm_protocol == RTPROT_RA )
+      return Kind::connected;
+   // Others say so of single hosts and whole networks. (Of version 6 the kernel does not tell how far one reaches.)
+   return header.rtm_family == AF_INET6 || header.rtm_scope == RT_SCOPE_LINK ? Kind::onLink : Kind::path;
 }
 
 } // namespace
 
 bool operator<( const RouteKey & a, const RouteKey & b ) {
-   return std::tie( a.destination.family, a.destination.bytes, a.length, a.tos, a.table ) <
-          std::tie( b.destination.family, b.destination.bytes, b.length, b.tos, b.table );
+   const auto tied = []( const RouteKey & key ) {
+      return std::tie(
+         key.destination.family, key.destination.bytes, key.length, key.source.bytes, key.sourceLength,
+         key.tos, key.table );
+   };
+   return tied( a ) < tied( b );
 }
 
 Vel::String stringValue( const RouteKey & key ) {
    Vel::String text = Vel::text( stringValue( key.destination ), "/", unsigned( key.length ) );
+   if ( key.sourceLength != 0 )
+      text += Vel::text( " from ", stringValue( key.source ), "/", unsigned( key.sourceLength ) );
    if ( key.tos != 0 )
       text += Vel::text( " tos ", unsigned( key.tos ) );
    if ( key.table != RT_TABLE_MAIN )
@@ -68,7 +78,9 @@ std::optional< RouteEntry > parseRouteEntry( const nlmsghdr & message ) {
    if ( message.nlmsg_type != RTM_NEWROUTE || !header || ( header->rtm_flags & RTM_F_CLONED ) )
       return {};
    const unsigned longest = maxPrefix( header->rtm_family );
-   if ( longest == 0 || header->rtm_dst_len > longest || header->rtm_type == RTN_MULTICAST )
+   if (
+      longest == 0 || header->rtm_dst_len > longest || header->rtm_src_len > longest ||
+      header->rtm_type == RTN_MULTICAST )
       return {};
    const Attributes attributes( message, sizeof( rtmsg ) );
    if ( attributes.at( RTA_IIF ) )
@@ -77,6 +89,9 @@ std::optional< RouteEntry > parseRouteEntry( const nlmsghdr & message ) {
    route.key.destination = addressFrom( header->rtm_family, attributes.payload( RTA_DST ) )
                               .value_or( anyAddress( header->rtm_family ) );
    route.key.length = header->rtm_dst_len;
+   route.key.source = addressFrom( header->rtm_family, attributes.payload( RTA_SRC ) )
+                         .value_or( anyAddress( header->rtm_family ) );
+   route.key.sourceLength = header->rtm_src_len;
    route.key.tos = header->rtm_tos;
    route.key.table = attributes.u32( RTA_TABLE ).value_or( header->rtm_table );
    route.metric = attributes.u32( RTA_PRIORITY ).value_or( 0 );
@@ -96,7 +111,7 @@ std::optional< RouteEntry > parseRouteEntry( const nlmsghdr & message ) {
       // Of what a kernel does not tell more of, it is not even known to be connected.
       if ( route.nextHopId == 0 && route.kind != RouteEntry::Kind::local )
          return {};
-      if ( route.kind == RouteEntry::Kind::connected )
+      if ( route.kind == RouteEntry::Kind::connected || route.kind == RouteEntry::Kind::onLink )
          route.kind = RouteEntry::Kind::path;
    }
    return route;

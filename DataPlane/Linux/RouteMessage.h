@@ -10,14 +10,15 @@ namespace DataPlane::Linux {
 /// Tells destinations apart: a route of each preference may lead to one.
 struct RouteKey {
    IpAddress destination;
-   Vel::U8 length = 0;
+   IpAddress source; ///< only for packets from there
+   Vel::U8 length = 0, sourceLength = 0;
    Vel::U8 tos = 0;
    Vel::U32 table = 0;
 
    friend bool operator==( const RouteKey &, const RouteKey & ) = default;
    friend bool operator<( const RouteKey & a, const RouteKey & b );
 };
-/// "10.0.0.0/8", "10.0.0.0/8 table 100"
+/// "10.0.0.0/8", "10.0.0.0/8 table 100", "::/0 from 2001:db8::/32"
 Vel::String stringValue( const RouteKey & key );
 
 /// One way out, by the number of the link.
@@ -35,6 +36,7 @@ struct RouteEntry {
    enum class Kind {
       path,      ///< leads to others
       connected, ///< to who is on the link itself
+      onLink,    ///< the same if there is anybody on the link itself, and else a path
       refusal,   ///< drops what it is for, or leaves it to another table
       local      ///< the machine's own addresses, and those of everybody
    };

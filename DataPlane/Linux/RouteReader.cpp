@@ -2,6 +2,7 @@
 
 #include "DataPlane/Linux/Route.h"
 
+#include <cerrno>
 #include <cstring>
 #include <limits>
 
@@ -43,7 +44,7 @@ void RouteReader::later( std::function< void() > act ) {
 
 void RouteReader::begin() {
    asked_ = std::exchange( waiting_, {} );
-   fold_ = RouteFold();
+   fold_ = RouteFold( [this]( Vel::U32 ifIndex ) { return links_.hasNeighbours( ifIndex ); } );
    problem_.clear();
    speeds_.clear();
    interrupted_ = false;
@@ -88,7 +89,7 @@ void RouteReader::dump( Bytes request ) {
    }
    if ( !outcome.ok() ) {
       missing( outcome.text() );
-      return later( [this] { next(); } );
+      return later( [this] { next( false ); } );
    }
    loop_.descriptorIs( channel_->descriptor(), loop_.readable, [this]( Vel::U32 ) { read(); } );
 }
@@ -105,7 +106,7 @@ bool RouteReader::take( const Channel::Received & received ) {
       return false;
    if ( received.got != Channel::Got::messages ) {
       missing( received.got == Channel::Got::lost ? "the answer has run over the buffer" : received.error );
-      next();
+      next( false );
       return false;
    }
    std::optional< int > end;
@@ -131,20 +132,24 @@ bool RouteReader::take( const Channel::Received & received ) {
    if ( fold_.routes() <= mostRoutes )
       return true;
    missing( Vel::text( "there are more than ", mostRoutes ) );
-   next();
+   next( false );
    return false;
 }
 
 /// A kernel that knows no shared next hops refuses to tell them, and has none.
 void RouteReader::dumpIsOver( int code ) {
-   if ( code != 0 && step_ != Step::nextHops )
+   const bool unknown = step_ == Step::nextHops && ( code == EOPNOTSUPP || code == EINVAL );
+   if ( code != 0 && !unknown )
       missing( std::strerror( code ) );
-   next();
+   next( code == 0 || unknown );
 }
 
-void RouteReader::next() {
+void RouteReader::next( bool whole ) {
    close();
-   fold_.end();
+   if ( whole )
+      fold_.end();
+   else
+      fold_.drop();
    if ( step_ == Step::nextHops ) {
       for ( Asked & asked : asked_ )
          lookUp( asked );
@@ -156,6 +161,8 @@ void RouteReader::next() {
    } else if ( step_ == Step::routes6 ) {
       if ( interrupted_ )
          missing( "they have changed while they were read" );
+      if ( fold_.unresolved() )
+         missing( "not all next hops that they share are known" );
       if ( fold_.overfull() )
          missing( "they lead more different ways than can be told apart" );
       step_ = Step::speeds;
@@ -216,7 +223,9 @@ AddressWay RouteReader::wayOf( const Asked & asked ) const {
    way.destination = stringValue( asked.found->key );
    way.local = asked.found->kind == RouteEntry::Kind::local;
    way.choices = fold_.wanted( asked.found->key, nameOf );
-   // It has changed since, or not all routes could be read.
+   // It has changed since, or was not read: then there may be less preferred ways that nobody knows of.
+   if ( way.choices.empty() && !problem_.empty() )
+      way.problem = problem_;
    if ( way.choices.empty() )
       way.choices = { RouteFold::named( fold_.hopsOf( *asked.found ), nameOf ) };
    return way;

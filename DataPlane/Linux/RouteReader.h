@@ -56,7 +56,8 @@ class RouteReader {
    void read();
    bool take( const Channel::Received & received );
    void dumpIsOver( int code );
-   void next();
+   /// The dump is over; if not all of it came, something is missing already.
+   void next( bool whole );
    void lookUp( Asked & asked );
    void readSpeeds();
    void finish();
@@ -75,7 +76,7 @@ class RouteReader {
    Vel::U32 sequence_ = 0;
    bool interrupted_ = false;
    std::vector< Asked > asked_, waiting_; ///< of this reading; for the next one
-   RouteFold fold_;
+   RouteFold fold_{ nullptr };
    Vel::String problem_; ///< the first thing that is missing; empty: nothing
    std::vector< Vel::U32 > speedless_;
    std::map< Vel::U32, double > speeds_;

@@ -25,6 +25,8 @@ struct TestRoute {
    Vel::U8 protocol = RTPROT_STATIC;
    Vel::U32 table = RT_TABLE_MAIN;
    bool gateway = true;
+   Vel::U8 scope = RT_SCOPE_UNIVERSE;
+   const char * source = nullptr; ///< a prefix
 };
 
 Bytes routeBytes( const TestRoute & route ) {
@@ -35,6 +37,10 @@ Bytes routeBytes( const TestRoute & route ) {
    header.rtm_dst_len = static_cast< Vel::U8 >( std::stoi( text.substr( text.find( '/' ) + 1 ) ) );
    header.rtm_type = route.type;
    header.rtm_protocol = route.protocol;
+   header.rtm_scope = route.scope;
+   const Vel::String source = route.source ? route.source : "";
+   if ( route.source )
+      header.rtm_src_len = static_cast< Vel::U8 >( std::stoi( source.substr( source.find( '/' ) + 1 ) ) );
    if ( route.hops.size() == 1 )
       header.rtm_flags = route.hops[0].flags;
    MessageBuilder message( RTM_NEWROUTE, 0 );
@@ -42,6 +48,8 @@ Bytes routeBytes( const TestRoute & route ) {
    message.attribute( RTA_TABLE, route.table );
    if ( header.rtm_dst_len > 0 )
       message.attribute( RTA_DST, destination.payload() );
+   if ( route.source )
+      message.attribute( RTA_SRC, address( source.substr( 0, source.find( '/' ) ).c_str() ).payload() );
    if ( route.metric != 0 )
       message.attribute( RTA_PRIORITY, route.metric );
    if ( route.nextHopId != 0 )
@@ -86,8 +94,11 @@ RouteEntry parsed( const TestRoute & route ) {
    return parseRouteEntry( messageIn( bytes ) ).value();
 }
 
+/// The links from 100 on are point-to-point.
+bool hasNeighbours( Vel::U32 ifIndex ) { return ifIndex < 100; }
+
 RouteFold folded( const std::vector< TestRoute > & routes ) {
-   RouteFold fold;
+   RouteFold fold( hasNeighbours );
    for ( const TestRoute & route : routes )
       fold.take( parsed( route ) );
    fold.end();
@@ -178,16 +189,15 @@ TEST( RouteFold, leavesOutWhatLeadsToNobodyElse ) {
 }
 
 TEST( RouteFold, resolvesSharedNextHopsAndGroupsWithinGroups ) {
-   RouteFold fold;
+   RouteFold fold( hasNeighbours );
    const auto add = [&]( Bytes bytes ) { fold.nextHopIs( parseNextHop( messageIn( bytes ) ).value() ); };
    add( nextHopBytes( 1, 1 ) );
    add( nextHopBytes( 2, 2 ) );
    add( nextHopBytes( 10, 0, { { 1, 2, 0, 0 }, { 2, 0, 0, 0 } } ) );
    add( nextHopBytes( 11, 0, { { 10, 1, 0, 0 }, { 2, 4, 0, 0 } } ) );
-   add( nextHopBytes( 12, 0, { { 12, 0, 0, 0 } } ) ); // a circle
    for ( const auto & [destination, id] :
-         { std::pair( "10.1.0.0/16", 1u ), std::pair( "10.2.0.0/16", 10u ), std::pair( "10.3.0.0/16", 11u ),
-           std::pair( "10.4.0.0/16", 12u ) } )
+         { std::pair( "10.1.0.0/16", 1u ), std::pair( "10.2.0.0/16", 10u ),
+           std::pair( "10.3.0.0/16", 11u ) } )
       fold.take( parsed( { .destination = destination, .hops = {}, .nextHopId = id } ) );
    fold.end();
    const Classes expected = {
@@ -195,10 +205,65 @@ TEST( RouteFold, resolvesSharedNextHopsAndGroupsWithinGroups ) {
       { { { { "et1", 3 }, { "et2", 1 } } }, 1, { "10.2.0.0/16" } },
       { { { { "et1", 6 }, { "et2", 2 }, { "et2", 5 } } }, 1, { "10.3.0.0/16" } } };
    EXPECT_EQ( expected, fold.classes( nameOf ) );
+   EXPECT_FALSE( fold.unresolved() );
+}
+
+TEST( RouteFold, takesSharedNextHopsThatNobodyKnowsForWaysThatDoNotWorkAndForNoRefusal ) {
+   RouteFold fold( hasNeighbours );
+   const auto add = [&]( Bytes bytes ) { fold.nextHopIs( parseNextHop( messageIn( bytes ) ).value() ); };
+   add( nextHopBytes( 1, 1 ) );
+   add( nextHopBytes( 10, 0, { { 1, 0, 0, 0 }, { 7, 0, 0, 0 } } ) );
+   add( nextHopBytes( 12, 0, { { 12, 0, 0, 0 } } ) ); // a circle
+   fold.take( parsed( { .destination = "10.1.0.0/16", .hops = {}, .metric = 10, .nextHopId = 7 } ) );
+   fold.take( parsed( { "10.1.0.0/16", { { 2 } }, 20 } ) );
+   EXPECT_TRUE( fold.unresolved() );
+   fold.take( parsed( { .destination = "10.2.0.0/16", .hops = {}, .nextHopId = 10 } ) );
+   fold.take( parsed( { .destination = "10.3.0.0/16", .hops = {}, .nextHopId = 12 } ) );
+   fold.end();
+   const NextHop unknown{ "et0", 1, false };
+   const Classes expected = {
+      { { { unknown } }, 1, { "10.3.0.0/16" } },
+      { { { unknown }, { { "et2" } } }, 1, { "10.1.0.0/16" } },
+      { { { unknown, { "et1" } } }, 1, { "10.2.0.0/16" } } };
+   EXPECT_EQ( expected, fold.classes( nameOf ) );
+}
+
+TEST( RouteFold, leavesOutADestinationOfWhichNotAllWasRead ) {
+   RouteFold fold( hasNeighbours );
+   fold.take( parsed( { "10.0.0.0/8", { { 1 } } } ) );
+   fold.take( parsed( { "11.0.0.0/8", { { 1 } } } ) );
+   fold.drop();
+   fold.end();
+   EXPECT_EQ( ( Classes{ { { { { "et1" } } }, 1, { "10.0.0.0/8" } } } ), fold.classes( nameOf ) );
+}
+
+TEST( RouteFold, takesWhoIsOnALinkForConnectedWhoeverSaysSo ) {
+   // As who is given an address makes it for his gateway; and a tunnel, where there is nobody but at its end.
+   const Classes expected = { { { { { "et100" } } }, 1, { "10.2.0.0/16" } } };
+   EXPECT_EQ(
+      expected,
+      folded(
+         { { .destination = "192.0.2.1/32",
+             .hops = { { 1 } },
+             .protocol = RTPROT_DHCP,
+             .gateway = false,
+             .scope = RT_SCOPE_LINK },
+           { .destination = "2001:db8::/64", .hops = { { 1 } }, .gateway = false },
+           { .destination = "10.2.0.0/16", .hops = { { 100 } }, .gateway = false, .scope = RT_SCOPE_LINK } } )
+         .classes( nameOf ) );
+}
+
+TEST( RouteFold, tellsRoutesForSomeSourcesFromThoseForAll ) {
+   const Classes expected = {
+      { { { { "et1" } } }, 1, { "::/0 from 2001:db8::/64" } }, { { { { "et2" } } }, 1, { "::/0" } } };
+   EXPECT_EQ(
+      expected, folded( { { .destination = "::/0", .hops = { { 1 } }, .source = "2001:db8::/64" },
+                          { "::/0", { { 2 } } } } )
+                   .classes( nameOf ) );
 }
 
 TEST( RouteFold, keepsTheWaysToADestinationThatIsWantedWhateverItIs ) {
-   RouteFold fold;
+   RouteFold fold( hasNeighbours );
    const RouteEntry route = parsed(
       { .destination = "10.1.0.0/24", .hops = { { 7 } }, .protocol = RTPROT_KERNEL, .gateway = false } );
    fold.want( route.key );
@@ -209,7 +274,7 @@ TEST( RouteFold, keepsTheWaysToADestinationThatIsWantedWhateverItIs ) {
 }
 
 TEST( RouteFold, tellsNoMoreClassesApartThanItHasRoomFor ) {
-   RouteFold fold;
+   RouteFold fold( hasNeighbours );
    for ( Vel::U32 i = 1; i <= RouteFold::mostClasses + 10; ++i ) {
       RouteEntry route = parsed( { "10.0.0.0/8", { { i } } } );
       route.key.table = i;
@@ -239,7 +304,7 @@ class Routes : public LinuxFault {
 };
 
 TEST_F( Routes, areToldWithTheLinksBelowThem ) {
-   kernel->links[3] = { .ifIndex = 3, .name = "bond0", .kind = "bond" };
+   kernel->links[3] = { .ifIndex = 3, .name = "bond0", .kind = "bond", .bondMode = 4 };
    kernel->links[2].master = 3;
    kernel->links[2].slaveKind = "bond";
    kernel->links[4] = { .ifIndex = 4, .name = "et1.7", .kind = "vlan", .lower = 1, .vlanId = 7 };
@@ -264,6 +329,39 @@ TEST_F( Routes, areToldWithTheLinksBelowThem ) {
       { "et1.7", true, false, std::nullopt, { { "et1" } } } };
    EXPECT_EQ( links, answer.table->links );
    EXPECT_FALSE( answer.way );
+}
+
+TEST_F( Routes, tellHowABondUsesItsMembers ) {
+   struct Row {
+      const char * kind;
+      std::optional< Vel::U8 > mode;
+      Sharing sharing;
+   };
+   const std::vector< Row > rows = {
+      { "bond", 0, Sharing::together },
+      { "bond", 1, Sharing::oneAtATime },
+      { "bond", 3, Sharing::copied },
+      { "bond", 4, Sharing::together },
+      { "bond", std::nullopt, Sharing::unknown },
+      { "team", std::nullopt, Sharing::unknown } };
+   for ( Vel::U32 i = 0; i < rows.size(); ++i ) {
+      const Vel::U32 member = 10 + i, bond = 20 + i;
+      kernel->links[member] = {
+         .ifIndex = member, .name = Vel::text( "et", member ), .master = bond, .slaveKind = rows[i].kind };
+      kernel->links[member].slaveState = Vel::U8( i % 2 );
+      kernel->links[bond] = {
+         .ifIndex = bond, .name = Vel::text( "bond", i ), .kind = rows[i].kind, .bondMode = rows[i].mode };
+   }
+   started();
+   const RouteAnswer answer = asked();
+   ASSERT_EQ( 2 + 2 * rows.size(), answer.table->links.size() );
+   for ( std::size_t i = 0; i < rows.size(); ++i ) {
+      SCOPED_TRACE( i );
+      const RoutedLink &member = answer.table->links[2 + i], &bond = answer.table->links[2 + rows.size() + i];
+      EXPECT_TRUE( bond.aggregate );
+      EXPECT_EQ( rows[i].sharing, bond.sharing );
+      EXPECT_EQ( i == 1 || i == 3, member.standby );
+   }
 }
 
 TEST_F( Routes, leadThroughTheMembersOfAVlanOfABridge ) {
@@ -324,6 +422,34 @@ TEST_F( Routes, thatCannotBeReadAreMissingAndTheOthersThere ) {
    EXPECT_EQ( "Cannot allocate memory", answer.table->problem );
    EXPECT_EQ( 1u, answer.table->classes.size() );
    EXPECT_EQ( 2u, answer.table->links.size() );
+}
+
+TEST_F( Routes, areMissingWhenSharedNextHopsCannotBeRead ) {
+   kernel->refused = []( const nlmsghdr & request ) {
+      return request.nlmsg_type == RTM_GETNEXTHOP ? ENOMEM : 0;
+   };
+   started();
+   EXPECT_EQ( "Cannot allocate memory", asked().table->problem );
+}
+
+TEST_F( Routes, areMissingWhenASharedNextHopIsNotKnown ) {
+   kernel->routes = { routeBytes( { .destination = "10.0.0.0/8", .hops = {}, .nextHopId = 5 } ) };
+   started();
+   EXPECT_EQ( "not all next hops that they share are known", asked().table->problem );
+}
+
+TEST_F( Routes, doNotGiveAWayOfWhichTheRestCouldNotBeRead ) {
+   kernel->routes = { routeBytes( { "10.0.0.0/8", { { 1 } }, 10 } ) };
+   kernel->ways = { { "10.1.2.3", kernel->routes.front() } };
+   kernel->refused = []( const nlmsghdr & request ) {
+      const auto header = fixedHeader< rtmsg >( request );
+      return request.nlmsg_type == RTM_GETROUTE && ( request.nlmsg_flags & NLM_F_DUMP ) != 0 &&
+                   header->rtm_family == AF_INET
+                ? ENOMEM
+                : 0;
+   };
+   started();
+   EXPECT_EQ( "Cannot allocate memory", asked( "10.1.2.3" ).way->problem );
 }
 
 TEST_F( Routes, areAnsweredWhenThereIsNoChannel ) {

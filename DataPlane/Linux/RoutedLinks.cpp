@@ -1,5 +1,7 @@
 #include "DataPlane/Linux/RouteReader.h"
 
+#include <linux/if_bonding.h>
+
 /// Which links stand on which others.
 namespace DataPlane::Linux {
 
@@ -10,6 +12,15 @@ bool standsOnLower( const LinkMessage & link ) {
       if ( link.kind == kind )
          return link.lower != 0;
    return false;
+}
+
+/// How a team uses its members is not told with its link.
+Sharing sharingOf( const LinkMessage & link ) {
+   if ( !link.bondMode )
+      return Sharing::unknown;
+   return *link.bondMode == BOND_MODE_ACTIVEBACKUP ? Sharing::oneAtATime
+          : *link.bondMode == BOND_MODE_BROADCAST  ? Sharing::copied
+                                                   : Sharing::together;
 }
 
 bool isBondOrTeam( const LinkMessage & link ) { return link.kind == "bond" || link.kind == "team"; }
@@ -30,6 +41,9 @@ std::vector< RoutedLink > routedLinks( const LinkTable & links, const VlanTable 
       routed.name = link.name;
       routed.up = link.adminUp && link.lowerUp;
       routed.aggregate = isBondOrTeam( link );
+      if ( routed.aggregate )
+         routed.sharing = sharingOf( link );
+      routed.standby = link.standby;
       const auto need = [&, &link = link]( const std::set< Vel::U32 > & below, bool ofVlan ) {
          std::vector< std::string > names;
          for ( const Vel::U32 each : below )
