@@ -85,10 +85,11 @@ export async function soon( check, limit = 20000 ) {
       }
 }
 
-/** What axe finds, be it serious or not, each as one line. */
-export async function axe( page ) {
-   await page.evaluate( source );
-   const { violations } = await page.evaluate( () => globalThis.axe.run() );
+/** What axe finds, be it serious or not, each as one line; `rules`: which it looks for, without them all. */
+export async function axe( page, rules = null ) {
+   if ( !await page.evaluate( () => 'axe' in globalThis ) )
+      await page.evaluate( source );
+   const { violations } = await page.evaluate( ( values ) => globalThis.axe.run( document, values ? { runOnly: values } : {} ), rules );
    return violations.map( ( { id, impact,
       nodes } ) => `${impact} ${id}: ${nodes.map( ( node ) => `${node.target.join( ' ' )} ${node.failureSummary}` ).join( '; ' )}` );
 }
