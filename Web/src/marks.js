@@ -7,7 +7,7 @@ import { reasonStanding } from './standing.js';
 /** Traffic is back where there should be none. */
 const isSpike = ( event ) => /^(spike|violations)(-begin)?$/.test( event.what ?? '' );
 /** What somebody should look at. */
-export const isAlarm = ( event ) => isSpike( event ) || /failed|refused|^problem-begin$/.test( event.what ?? '' );
+export const isAlarm = ( event ) => isSpike( event ) || /failed|refused|^(problem-begin|overrun)$/.test( event.what ?? '' );
 
 const markOf = ( event ) => ( {
    time: seconds( event.time ),

@@ -41,10 +41,12 @@ export class Progress {
       const { total, drained } = unit.interfaces;
       attribute( this.bar, 'aria-valuemax', Math.max( total, 1 ) );
       attribute( this.bar, 'aria-valuenow', drained );
-      attribute( this.bar, 'aria-valuetext', `${drained} of ${total} drained` );
+      const eta = unit[ 'eta-seconds' ] ?? null;
+      const left = eta === null ? '' : `, about ${format.duration( Math.ceil( eta ) )} left`;
+      attribute( this.bar, 'aria-valuetext', `${drained} of ${total} drained${left}` );
       this.fill.style.width = `${total ? ( 100 * drained ) / total : 0}%`;
       this.bar.style.setProperty( '--pieces', total && total <= 48 ? total : 1 );
-      text( this.count, `${drained} of ${total}` );
+      text( this.count, `${drained} of ${total}${left}` );
    }
 }
 
@@ -61,6 +63,47 @@ export class Deadline {
       if ( next )
          text( this.words, `forced shutdown${named ? ` of ${next[ 1 ]}` : ''} at ${format.clock( next[ 0 ] )}, in ${
             format.duration( next[ 0 ] - now )}` );
+   }
+}
+
+/** The times that somebody has set for a unit, in words, with what is left of them. */
+function timesOf( { state, overdue, deadline, times }, now ) {
+   const at = ( time ) => {
+      const left = format.seconds( time ) - now;
+      return `${format.moment( left + now, now )}${left > 0 ? `, in ${format.duration( left )}` : ''}`;
+   };
+   const then = times?.[ 'on-overrun' ] === 'restore' ? 'goes back' : 'goes on';
+   const result = [];
+   if ( deadline && ( state === 'entering' || state === 'exiting' ) )
+      result.push( [ 'timeout', overdue ? `overdue: expected by ${at( deadline )}` : `expected by ${at( deadline )}`, overdue ] );
+   if ( times?.deadline && state === 'entering' )
+      result.push( [ 'deadline', times.overrun ? `deadline missed: ${at( times.deadline )}; it ${then}`
+         : `deadline ${at( times.deadline )}; else it ${then}`, times.overrun ] );
+   if ( times?.[ 'revert-at' ] )
+      result.push( [ 'revert', `goes back by itself at ${at( times[ 'revert-at' ] )}` ] );
+   if ( times?.doubt && result.length )
+      result.push( [ 'doubt',
+         `wall time was ${times.doubt} when the machine started, so the time for which it was off is not counted` ] );
+   return result;
+}
+export class Times {
+   constructor() {
+      this.element = h( 'ul', { 'class': 'times', 'aria-label': 'times' } );
+      this.rows = new Rows( this.element, ( [ key ] ) => key, () => {
+         const element = h( 'li' );
+         return {
+            element,
+            update( [ , words, late ] ) {
+               text( element, words );
+               attribute( element, 'class', late ? 'late' : null );
+            },
+         };
+      } );
+   }
+   update( unit, now ) {
+      const times = timesOf( unit, now );
+      shown( this.element, times.length > 0 );
+      this.rows.update( times );
    }
 }
 

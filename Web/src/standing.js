@@ -39,10 +39,13 @@ const unitStates = {
    maintenance: [ 'maintenance', '●', 'good' ],
    exiting: [ 'exiting', '◀', 'work' ],
 };
+/** Whether it is later than somebody has asked for. */
+export const isLate = ( unit ) => Boolean( unit.overdue || ( unit.state === 'entering' && unit.times?.overrun ) );
+
 export function unitStanding( unit ) {
    if ( unit.violating?.length )
       return of( [ `${unit.state}, violated`, '!', 'alarm' ], unit.state );
-   if ( unit.overdue )
+   if ( isLate( unit ) )
       return of( [ `${unit.state}, overdue`, '!', 'warn' ], unit.state );
    return of( unitStates[ unit.state ] ?? [ unit.state, '·', 'quiet' ], unit.state );
 }

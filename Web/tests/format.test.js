@@ -29,6 +29,8 @@ test( 'times are UTC', () => {
    assert.equal( format.seconds( null ), null );
    assert.equal( format.seconds( 'soon' ), null );
    assert.equal( format.clock( null ), '–' );
+   assert.equal( format.moment( time, time - 3600 ), '14:02:07' );
+   assert.equal( format.moment( time, time - 50000 ), '2026-11-21 14:02:07' );
 } );
 
 test( 'names are sorted as people count', () => {

@@ -50,6 +50,31 @@ describe( 'the list of units', () => {
       rig.fake.event( 'unit', 'a29', 'removed' );
       await soon( async () => assert.equal( await page.locator( 'table.units:visible' ).count(), 1 ) );
    } );
+   test( 'shows what times are set for a unit, and what is left of them', async () => {
+      const at = ( seconds ) => iso( Date.now() / 1000 + seconds );
+      const { times } = rig.fake.units[ 0 ];
+      const set = ( changes ) => {
+         rig.fake.units[ 0 ] = { ...rig.fake.units[ 0 ], ...changes };
+         rig.fake.event( 'unit', 'u1', 'times' );
+      };
+      const page = await rig.show();
+      await page.locator( '.card' ).waitFor();
+      assert.equal( await page.locator( '.card .times' ).isVisible(), false );
+      const later = at( 90000 );
+      set( { 'times': { ...times, 'deadline': at( 600 ), 'on-overrun': 'restore', 'revert-at': later }, 'eta-seconds': 64.2,
+         'deadline': at( 300 ) } );
+      await soon( async () => assert.match( await text( page, '.card .times' ),
+         /^expected by \d\d:\d\d:\d\d, in [45]m\d\ds\ndeadline \d\d:\d\d:\d\d, in (10|9)m\d\ds; else it goes back\ngoes back by itself/ ) );
+      assert.ok( ( await text( page, '.card .times' ) ).includes( `${later.slice( 0, 19 ).replace( 'T', ' ' )}, in 1d0` ) );
+      assert.match( await text( page, '.card .progress' ), /1 of 3, about 1m05s left/ );
+      set( { times: { ...times, 'deadline': at( -60 ), 'on-overrun': 'keep', 'overrun': at( -60 ), 'doubt': 'behind' }, deadline: null } );
+      await soon( async () => assert.match( await text( page, '.card .times' ),
+         /^deadline missed: \d\d:\d\d:\d\d; it goes on\nwall time was behind when the machine started/ ) );
+      assert.match( await text( page, '.card .badge' ), /entering, overdue/ );
+      assert.deepEqual( await axe( page ), [] );
+      await go( page, 'unit/u1' );
+      await soon( async () => assert.match( await text( page, '.summary .times' ), /deadline missed/ ) );
+   } );
    test( 'says aloud what changes the state of a unit, and nothing else', async () => {
       const page = await rig.show();
       await page.locator( '.card' ).waitFor();
@@ -164,6 +189,12 @@ test( 'a past maintenance shows its course, and each interface with what happene
    for ( const part of [ 'et1', 'drained after 40s', 'above threshold at 400 Mbit/s', 'spike of 50 Mbit/s for 5s', 'shut, forced', 'raised',
       'fast: below 100 kbit/s for 10 s' ] )
       assert.ok( words.includes( part ), `${part} in: ${words}` );
+   rig.fake.maintenances.push( { ...record( 9, 'u1' ),
+      times: { 'deadline': iso( 1e9 + 60 ), 'on-overrun': 'keep', 'overrun': iso( 1e9 + 61 ), 'revert-at': iso( 1e9 + 4000 ) } } );
+   await go( page, 'history/9' );
+   await soon( async () => assert.match( await text( page, '.course' ),
+      /enter by bob[^]*deadline missed after 1m01s[^]*under maintenance after 1m40s/ ) );
+   assert.match( await text( page, '.facts' ), /Deadline\s+2001-09-09 01:47:40[^]*To go back\s+2001-09-09 02:53:20/ );
    await go( page, 'history/8' );
    await soon( async () => assert.match( await text( page, 'main' ), /There is no maintenance 8/ ) );
 } );

@@ -14,6 +14,7 @@ const period = 10;
 /** The course of it, as "14:02:07 enter by ann". */
 const steps = ( record ) => [
    [ record.began, 'enter', record.by, record.reason ],
+   [ record.times?.overrun, 'deadline missed' ],
    [ record[ 'in-maintenance' ], 'under maintenance' ],
    [ record[ 'exit-began' ], 'exit', record[ 'exit-by' ], record[ 'exit-reason' ] ],
    [ record.ended, record.outcome ],
@@ -30,13 +31,16 @@ const courseRow = fixed( ( { time, began, is: [ what, by, why ] } ) => h( 'li', 
    by ? ` by ${by}` : '', why ? [ ' ', h( 'q', {}, why ) ] : '', ' ',
    time === began ? '' : h( 'span', { class: 'faint' }, `after ${span( began, time )}` ) ) );
 
-const factsOf = ( { unit, outcome, counts } ) => [
+const timeText = ( time ) => ( time ? format.day( format.seconds( time ) ) : '' );
+const factsOf = ( { unit, outcome, counts, times } ) => [
    [ 'Unit', [ [ unit, unitLink( unit ) ] ] ],
    [ 'Outcome', outcomes[ outcome ] ?? outcome ],
    [ 'Drained', `${counts.drained} of ${counts.interfaces} interfaces` ],
    [ 'Forced shutdowns', String( counts.forced ) ],
    [ 'Spikes', String( counts.spikes ) ],
-];
+   [ 'Deadline', timeText( times?.deadline ) ],
+   [ 'To go back', timeText( times?.[ 'revert-at' ] ) ],
+].filter( ( [ , value ] ) => value );
 
 const stageRow = fixed( ( stage ) => h( 'tr', {}, h( 'th', { scope: 'row' }, stage.name ), h( 'td', {}, stage.way ),
    h( 'td', {}, stage.failure ? `${stage.state}: ${stage.failure}` : stage.state ), h( 'td', {}, span( stage.began, stage.ended ) ) ) );

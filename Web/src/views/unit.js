@@ -4,7 +4,7 @@ import { h, Rows, shown, text } from '../dom.js';
 import * as format from '../format.js';
 import { Reading } from '../link.js';
 import { Aggregate, Badge, crumbs, Deadline, EventTable, interfaceLink, Matrix, nextShutdown, Panel, Progress, Rates,
-   Who } from '../parts.js';
+   Times, Who } from '../parts.js';
 import { stageStanding, unitStanding } from '../standing.js';
 import { RecordTable } from './history.js';
 
@@ -29,6 +29,7 @@ export class UnitView {
       this.progress = new Progress();
       this.sentence = h( 'p', { class: 'sentence large' } );
       this.who = new Who();
+      this.times = new Times();
       this.rates = new Rates();
       this.deadline = new Deadline();
       this.stages = h( 'ol', { 'class': 'stages', 'aria-label': 'stages' } );
@@ -51,7 +52,8 @@ export class UnitView {
       this.none = h( 'p', { class: 'none' } );
       this.body = h( 'div', {},
          h( 'div', { class: 'summary' },
-            h( 'div', { class: 'about' }, this.progress.element, this.sentence, this.who.element, this.deadline.element, this.stages ),
+            h( 'div', { class: 'about' }, this.progress.element, this.sentence, this.who.element, this.times.element,
+               this.deadline.element, this.stages ),
             h( 'section', { 'class': 'seen', 'aria-labelledby': 'sum' },
                h( 'h2', { id: 'sum' }, 'All interfaces together' ), this.aggregate.element, this.rates.element ) ),
          this.violations,
@@ -81,6 +83,7 @@ export class UnitView {
       this.progress.update( unit );
       text( this.sentence, unit.sentence ?? '' );
       this.who.update( unit, model.now() );
+      this.times.update( unit, model.now() );
       this.rates.update( ...this.aggregate.rates( unit ) );
       this.deadline.update( nextShutdown( interfaces ), model.now(), true );
       shown( this.stages, unit.stages?.length > 0 );

@@ -2,7 +2,8 @@
 
 import { attribute, h, Rows, shown, text } from '../dom.js';
 import * as format from '../format.js';
-import { Aggregate, Badge, Deadline, EventTable, Matrix, nextShutdown, Progress, Rates, unitLink, Who } from '../parts.js';
+import { Aggregate, Badge, Deadline, EventTable, Matrix, nextShutdown, Progress, Rates, Times, unitLink,
+   Who } from '../parts.js';
 import { unitStanding } from '../standing.js';
 
 /** Units that are looked at closely; more of them at once are lines. */
@@ -22,6 +23,7 @@ class Card {
       this.progress = new Progress();
       this.sentence = h( 'p', { class: 'sentence' } );
       this.who = new Who();
+      this.times = new Times();
       this.rates = new Rates();
       this.deadline = new Deadline();
       this.aggregate = new Aggregate( model, name, false );
@@ -29,7 +31,7 @@ class Card {
       this.element = h( 'article', { class: 'card' },
          h( 'div', { class: 'about' },
             h( 'header', {}, h( 'h3', {}, h( 'a', { href: unitLink( name ) }, name ) ), this.badge.element, this.stage ),
-            this.progress.element, this.sentence, this.who.element, this.deadline.element ),
+            this.progress.element, this.sentence, this.who.element, this.times.element, this.deadline.element ),
          h( 'div', { class: 'seen' }, this.aggregate.element, this.rates.element ), this.matrix.element );
    }
    update( unit ) {
@@ -40,6 +42,7 @@ class Card {
       this.progress.update( unit );
       text( this.sentence, unit.sentence ?? '' );
       this.who.update( unit, model.now() );
+      this.times.update( unit, model.now() );
       this.rates.update( ...this.aggregate.rates( unit ) );
       this.deadline.update( nextShutdown( interfaces ), model.now(), true );
       this.aggregate.update();
