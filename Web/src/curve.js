@@ -50,6 +50,7 @@ export const statistics = { drawn: 0, get curves() { return curves.size; } };
 
 const dash = ( ...lengths ) => lengths.map( ( length ) => length * devicePixelRatio );
 const fontOf = ( size ) => `${size * devicePixelRatio}px system-ui, sans-serif`;
+const asSet = ( _, min, max ) => [ min, max ];
 /** Steps of time between two lines of the grid, in seconds. */
 const steps = [ 60, 120, 300, 600, 1800, 3600, 7200, 21600, 86400 ];
 
@@ -178,7 +179,8 @@ export class Curve {
             points: { size: 6 },
             y: false,
          },
-         scales: { x: { time: false, auto: false }, y: { auto: false } },
+         // They are as they are set; without points the library would widen them.
+         scales: { x: { time: false, auto: false, range: asSet }, y: { auto: false, range: asSet } },
          series: [
             {},
             { stroke: colours.in, width: 1.5, points: { show: false } },

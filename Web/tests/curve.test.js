@@ -113,6 +113,14 @@ describe( 'a curve', () => {
    } );
 } );
 
+test( 'a curve of which nothing is known yet has the scale that it will have', async () => {
+   rig.fake.interfaces = [];
+   const page = await rig.show();
+   await page.locator( '.card canvas' ).waitFor();
+   const axis = () => page.locator( '.card .curve-box' ).evaluate( ( { curve: { plot } } ) => plot.axes[ 1 ]._values );
+   await soon( async () => assert.deepEqual( await axis(), [ '≈0', '1k', '10k' ] ) );
+} );
+
 test( 'the curve of a unit is the sum over its interfaces, in words and in the drawing', async () => {
    rig.fake.interfaces = [ 'et1', 'et2', 'et3' ].map( ( name ) => intf( name ) );
    rig.fake.samples = ( name ) => ( { in: Array( 60 ).fill( { et1: 1e6, et2: 3e6, et3: 6e6 }[ name ] ), out: Array( 60 ).fill( 1e5 ) } );
