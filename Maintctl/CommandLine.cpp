@@ -6,12 +6,18 @@ namespace Maintctl {
 
 namespace {
 
+/// Short options may stand together, as in -jh.
+bool isJson( const std::string & argument ) {
+   const bool isShort = argument.size() > 1 && argument[0] == '-' && argument[1] != '-';
+   return argument == "--json" || ( isShort && argument.find( 'j' ) != std::string::npos );
+}
+
 /// Also of a command line that cannot be understood otherwise.
 bool wantsJson( const std::vector< std::string > & arguments ) {
    for ( const std::string & argument : arguments ) {
       if ( argument == "--" )
          break;
-      if ( argument == "-j" || argument == "--json" )
+      if ( isJson( argument ) )
          return true;
    }
    return false;

@@ -264,6 +264,9 @@ TEST( CommandLine, saysItsVersion ) {
    const Parsed asJson = parse( { "-j", "--version" }, "1.2.3" );
    EXPECT_EQ( std::get< Information >( asJson ).value, "1.2.3" );
    EXPECT_TRUE( std::get< Information >( asJson ).json );
+   EXPECT_TRUE( std::get< Information >( parse( { "-jh" }, "1.2.3" ) ).json );
+   EXPECT_TRUE( std::get< UsageError >( parse( { "-jx" }, "1.2.3" ) ).json );
+   EXPECT_FALSE( std::get< Information >( parse( { "-h" }, "1.2.3" ) ).json );
 }
 
 } // namespace
