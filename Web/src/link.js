@@ -65,16 +65,17 @@ export async function optional( path ) {
 /**
  * The stream. Calls `onEvent( type, data )` for each event, `onUp( resumed )` when it is open, and `onState()` when
  * `state` has changed. Goes on where it was: it asks for what came after the last event that it has seen; then it is
- * resumed.
+ * resumed. `onSetBack( seconds )`: our clock has been set back by so much.
  *
  * Browsers keep few connections to one address, and a stream takes one for as long as it is open. So a page that is not
  * looked at has none.
  */
 export class Stream {
-   constructor( { onEvent, onUp, onState, types } ) {
-      Object.assign( this, { onEvent, onUp, onState, types } );
+   constructor( { onEvent, onUp, onState, onSetBack, types } ) {
+      Object.assign( this, { onEvent, onUp, onState, onSetBack, types } );
       this.sequence = null;
       this.heard = this.said = this.answered = Date.now();   ///< milliseconds; of the agent, of the stream, of reads
+      this.lookedAt = Date.now();
       this.lost = 0;              ///< reads in a row that were not answered
       this.brokenAt = this.wokenAt = this.askedAt = 0;   ///< milliseconds
       this.state = 'asking';
@@ -183,9 +184,18 @@ export class Stream {
       // Whether the agent is gone or only the stream.
       read( 'agent' ).catch( () => {} );
    }
+   /** So that silence is noticed in time. Forward it cannot be told from a machine that has slept, and is like it. */
+   setBack( by ) {
+      for ( const time of [ 'heard', 'said', 'answered', 'brokenAt', 'wokenAt', 'askedAt' ] )
+         this[ time ] -= by;
+      this.onSetBack( by / 1000 );
+   }
    /** A line that is cut without a word stays open for ever. */
    look() {
       const now = Date.now();
+      if ( now < this.lookedAt )
+         this.setBack( this.lookedAt - now );
+      this.lookedAt = now;
       if ( this.asleep )
          return;
       if ( this.timer === null && now - this.said >= silence * 1000 ) {

@@ -56,6 +56,7 @@ export class Model {
             this.eventsRead &&= resumed;
             this.refreshAll();
          },
+         onSetBack: ( seconds ) => { this.offset += seconds; },
          onState: () => {
             if ( this.stream.state === 'polling' )
                this.refreshAll();

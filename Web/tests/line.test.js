@@ -37,6 +37,17 @@ describe( 'a line that breaks', () => {
       await page.clock.runFor( 70000 );
       await soon( async () => assert.match( await text( page, '.link' ), /live/ ) );
    } );
+   test( 'without a word is noticed also when the clock of the reader has been set back', async () => {
+      const page = await rig.show( '', { clock: true } );
+      await page.locator( '.link.good' ).waitFor();
+      const now = Date.now();
+      await page.clock.setSystemTime( now - 7200000 );
+      rig.fake.silent = true;
+      await page.clock.runFor( 45000 );
+      await soon( async () => assert.match( await text( page, '.link' ), /stale since/ ) );
+      const said = Date.parse( `${new Date( now ).toISOString().slice( 0, 11 )}${( await text( page, '.link' ) ).slice( -8 )}Z` );
+      assert.ok( Math.abs( said - now ) < 10000, `${said} ${now}` );
+   } );
    test( 'for the stream alone leaves a page that asks again and again', async () => {
       rig.fake.streamless = true;
       const page = await rig.show();
