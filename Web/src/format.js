@@ -70,6 +70,9 @@ export function duration( value ) {
    return `${Math.floor( s / 86400 )}d${two( Math.floor( ( s % 86400 ) / 3600 ) )}h`;
 }
 
+/** Pairs of an answer, "ticket=OPS-12, batch=7". */
+export const pairs = ( object ) => Object.entries( object ?? {} ).map( ( [ key, value ] ) => `${key}=${value}` ).join( ', ' );
+
 /** What an object of an answer has under a name that may be any; undefined: nothing. */
 export const own = ( object, name ) => ( Object.prototype.hasOwnProperty.call( object, name ) ? object[ name ] : undefined );
 

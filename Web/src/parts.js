@@ -151,7 +151,8 @@ export class Who {
       this.why = h( 'q' );
       this.by = h( 'span', { class: 'by' } );
       this.since = h( 'time' );
-      this.element = h( 'p', { class: 'who' }, this.why, ' ', this.by, ' ', this.since );
+      this.pairs = h( 'span' );
+      this.element = h( 'p', { class: 'who' }, this.why, ' ', this.by, ' ', this.since, ' ', this.pairs );
    }
    update( unit, now ) {
       shown( this.element, Boolean( unit.by || unit.since ) );
@@ -160,7 +161,8 @@ export class Who {
       text( this.by, unit.by ? `by ${unit.by}` : '' );
       const since = format.seconds( unit.since );
       attribute( this.since, 'datetime', unit.since );
-      text( this.since, since === null ? '' : `since ${format.clock( since )} UTC (${format.duration( now - since )})` );
+      text( this.since, since === null ? '' : `since ${format.moment( since, now )} UTC (${format.duration( now - since )})` );
+      text( this.pairs, format.pairs( unit.with ) );
    }
 }
 

@@ -15,7 +15,8 @@ export const iso = ( time ) => new Date( time * 1000 ).toISOString();
 
 /** A unit and an interface with all their keys; `changes` replaces some. */
 export const unit = ( name, changes = {} ) => ( {
-   name, state: 'normal', stage: null, stages: [], generation: 0, since: null, reason: null, by: null, deadline: null, overdue: false,
+   name, state: 'normal', with: {}, stage: null, stages: [], generation: 0, since: null, reason: null, by: null, deadline: null,
+   overdue: false,
    times: { 'deadline': null, 'deadline-left-seconds': null, 'on-overrun': null, 'overrun': null, 'revert-at': null,
       'revert-left-seconds': null, 'doubt': null },
    interfaces: { total: 0, drained: 0 }, rates: { 'in-bps': 0, 'out-bps': 0 }, violating: [], 'total-violations': 0,
@@ -37,6 +38,7 @@ export const record = ( id, name, words = null, from = 1e9 ) => ( {
       'exit-began': iso( from + 150 ),
    ended: iso( from + 190 ), by: words ?? 'bob', reason: words ?? 'last year', 'exit-by': words ?? 'eve', 'exit-reason': words,
    times: { 'deadline': null, 'on-overrun': null, 'overrun': null, 'revert-at': null },
+   with: words ? { key: words } : {}, 'exit-with': {}, overridden: words ? [ words ] : null,
    counts: { interfaces: 1, drained: 1, forced: 1, spikes: 1 },
    stages: [ { way: 'enter', name: words ?? 'drainwatch', state: 'complete', began: iso( from ), ended: iso( from + 100 ),
       failure: words } ],

@@ -31,7 +31,7 @@ describe( 'the list of units', () => {
    } );
    test( 'has those under way that are too many to be looked at closely in a table of their own', async () => {
       const busy = Array.from( { length: 20 }, ( _, i ) => unit( `a${10 + i}`, { state: 'entering', interfaces: { total: 9, drained: 4 },
-         by: 'ann', reason: 'new cards', sentence: `4 of 9 drained, ${i}`,
+         by: 'ann', reason: 'new cards', with: { ticket: 'OPS-12', batch: '7' }, sentence: `4 of 9 drained, ${i}`,
          overdue: i === 18, violating: i === 19 ? [ 'et1' ] : [] } ) );
       rig.fake.units = [ ...busy, unit( 'b1' ) ];
       const page = await rig.show();
@@ -39,6 +39,7 @@ describe( 'the list of units', () => {
       // What somebody should look at is among those that are.
       assert.deepEqual( await page.locator( '.card h3' ).allInnerTexts(),
          [ 'a29', 'a28', ...Array.from( { length: 10 }, ( _, i ) => `a${10 + i}` ) ] );
+      assert.match( await text( page, '.card .who' ), /new cards”? by ann .*ticket=OPS-12, batch=7$/ );
       const more = page.getByRole( 'region', { name: 'Under way' } ).getByRole( 'table', { name: 'and 8 more' } );
       assert.deepEqual( await more.getByRole( 'rowheader' ).allInnerTexts(), Array.from( { length: 8 }, ( _, i ) => `a${20 + i}` ) );
       assert.match( await more.locator( 'tbody tr' ).first().innerText(),
@@ -190,17 +191,20 @@ test( 'a past maintenance shows its course, and each interface with what happene
       'fast: below 100 kbit/s for 10 s' ] )
       assert.ok( words.includes( part ), `${part} in: ${words}` );
    rig.fake.maintenances.push( { ...record( 9, 'u1' ),
-      times: { 'deadline': iso( 1e9 + 60 ), 'on-overrun': 'keep', 'overrun': iso( 1e9 + 61 ), 'revert-at': iso( 1e9 + 4000 ) } } );
+      times: { 'deadline': iso( 1e9 + 60 ), 'on-overrun': 'keep', 'overrun': iso( 1e9 + 61 ), 'revert-at': iso( 1e9 + 4000 ) },
+      with: { ticket: 'OPS-12' }, overridden: [ 'two are out already', 'nobody knows' ] } );
    await go( page, 'history/9' );
    await soon( async () => assert.match( await text( page, '.course' ),
       /enter by bob[^]*deadline missed after 1m01s[^]*under maintenance after 1m40s/ ) );
+   assert.match( await text( page, '.facts' ), /Forced although\s+two are out already; nobody knows\s+With\s+ticket=OPS-12\s/ );
    assert.match( await text( page, '.facts' ), /Deadline\s+2001-09-09 01:47:40[^]*To go back\s+2001-09-09 02:53:20/ );
    await go( page, 'history/8' );
    await soon( async () => assert.match( await text( page, 'main' ), /There is no maintenance 8/ ) );
 } );
 
 test( 'no text becomes a part of the page', async () => {
-   rig.fake.units = [ unit( evil, { state: 'entering', stage: evil, reason: evil, by: evil, sentence: evil, groups: [ evil ],
+   rig.fake.units = [ unit( evil, { state: 'entering', stage: evil, reason: evil, by: evil, with: { [ evil ]: evil },
+      sentence: evil, groups: [ evil ],
       violating: [ evil ],
       interfaces: { total: 1, drained: 0 }, stages: [ { name: evil, state: 'failed', since: null, text: evil, failure: evil } ] } ),
       unit( 'u2', { sentence: evil, groups: [ evil ] } ) ];

@@ -32,12 +32,15 @@ const courseRow = fixed( ( { time, began, is: [ what, by, why ] } ) => h( 'li', 
    time === began ? '' : h( 'span', { class: 'faint' }, `after ${span( began, time )}` ) ) );
 
 const timeText = ( time ) => ( time ? format.day( format.seconds( time ) ) : '' );
-const factsOf = ( { unit, outcome, counts, times } ) => [
+const factsOf = ( { unit, outcome, counts, times, overridden, ...record } ) => [
    [ 'Unit', [ [ unit, unitLink( unit ) ] ] ],
    [ 'Outcome', outcomes[ outcome ] ?? outcome ],
    [ 'Drained', `${counts.drained} of ${counts.interfaces} interfaces` ],
    [ 'Forced shutdowns', String( counts.forced ) ],
    [ 'Spikes', String( counts.spikes ) ],
+   [ 'Forced although', overridden?.join( '; ' ) ],
+   [ 'With', format.pairs( record.with ) ],
+   [ 'Exit with', format.pairs( record[ 'exit-with' ] ) ],
    [ 'Deadline', timeText( times?.deadline ) ],
    [ 'To go back', timeText( times?.[ 'revert-at' ] ) ],
 ].filter( ( [ , value ] ) => value );
