@@ -179,12 +179,14 @@ void Recorder::close( HistoryRecord & record, double time ) {
             entry->peakRatesIs( higherOf( entry->peakRates(), rates ) );
       }
    model_.peaksDir->peaksDel( record.id() );
-   for ( const auto & [intf, entry] : record.intfRange() )
+   for ( const auto & [intf, entry] : record.intfRange() ) {
+      endSpike( *entry, time );
       if ( const auto it = entries_.find( intf ); it != entries_.end() ) {
          std::erase( it->second, &record );
          if ( it->second.empty() )
             entries_.erase( it );
       }
+   }
    open_.erase( record.unitName() );
    if ( record.outcomeToBe() == Outcome::open )
       record.outcomeToBeIs( Outcome::completed );

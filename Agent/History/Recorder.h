@@ -168,6 +168,7 @@ class Recorder {
    std::vector< Entry > entriesOf( const Wire::IntfId & intf );
    /// Its unit does not hold the interface any more.
    void release( HistoryIntf & entry ) const;
+   static void endSpike( HistoryIntf & entry, double time );
    /// Whether nothing of what happens to the interface belongs into the entry any more.
    static bool isOver( const HistoryIntf & entry ) {
       return entry.released() > 0 && ( entry.shut() == 0 || entry.raised() > 0 );

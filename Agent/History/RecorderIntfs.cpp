@@ -94,6 +94,18 @@ std::vector< Recorder::Entry > Recorder::entriesOf( const Wire::IntfId & intf ) 
 void Recorder::release( HistoryIntf & entry ) const {
    if ( entry.released() == 0 )
       entry.releasedIs( now() );
+   endSpike( entry, now() );
+}
+
+/// A spike is over when nobody watches any more, whatever the interface carries.
+void Recorder::endSpike( HistoryIntf & entry, double time ) {
+   if ( !entry.spiking() )
+      return;
+   const double last = lastOf( entry.spikeRange() );
+   HistorySpike spike = *entry.spike( last );
+   spike.ended = std::max( last, time );
+   entry.spikeIs( last, spike );
+   entry.spikingIs( false );
 }
 
 void Recorder::forget( const Wire::IntfId & intf ) {
@@ -234,16 +246,14 @@ void Recorder::takeSpike( HistoryIntf & entry, bool above, double bps ) const {
       entry.spikeIs( now(), { 0, bps } );
       if ( entry.spikes() > HistoryIntf::mostSpikes )
          entry.spikeDel( tooMuch( entry.spikeRange(), HistoryIntf::mostSpikes ) );
-   } else if ( entry.spiking() ) {
+      entry.spikingIs( true );
+   } else if ( above ) {
       const double last = lastOf( entry.spikeRange() );
       HistorySpike spike = *entry.spike( last );
-      if ( above )
-         spike.peakBps = std::max( spike.peakBps, bps );
-      else
-         spike.ended = now();
+      spike.peakBps = std::max( spike.peakBps, bps );
       entry.spikeIs( last, spike );
-   }
-   entry.spikingIs( above );
+   } else
+      endSpike( entry, now() );
 }
 
 void Recorder::takeReason( HistoryIntf & entry ) const {

@@ -249,6 +249,36 @@ TEST_F( RecorderTest, spikeIsFromTheFirstSampleAboveToTheFirstBelow ) {
    EXPECT_EQ( ( HistorySpike{ 0, 3e6 } ), *rig.entry( rig.et1 ).spike( began + 30 ) );
 }
 
+TEST_F( RecorderTest, spikeEndsWhenNobodyWatchesTheInterfaceAnyMore ) {
+   rig.enter();
+   rig.watch( rig.et1 );
+   rig.drain( rig.et1 );
+   const double began = rig.now();
+   rig.sample( rig.et1, 2e6 );
+   rig.advance( 5 );
+   rig.monIntfs->monIntfStatusDel( rig.et1 );
+   EXPECT_EQ( ( HistorySpike{ began + 5, 2e6 } ), *rig.entry( rig.et1 ).spike( began ) );
+   rig.advance( 3600 );
+   rig.watch( rig.et1 );
+   rig.drain( rig.et1 );
+   rig.sample( rig.et1, 0 );
+   EXPECT_EQ( ( HistorySpike{ began + 5, 2e6 } ), *rig.entry( rig.et1 ).spike( began ) );
+   rig.sample( rig.et1, 3e6 );
+   EXPECT_EQ( 2u, rig.entry( rig.et1 ).totalSpikes() );
+}
+
+TEST_F( RecorderTest, spikeEndsWithTheMaintenance ) {
+   rig.enter();
+   rig.watch( rig.et1 );
+   rig.drain( rig.et1 );
+   const double began = rig.now();
+   rig.sample( rig.et1, 2e6 );
+   rig.advance( 5 );
+   rig.exit();
+   rig.normal();
+   EXPECT_EQ( ( HistorySpike{ began + 5, 2e6 } ), *rig.entry( rig.et1 ).spike( began ) );
+}
+
 TEST_F( RecorderTest, spikeGoesOnOverARestart ) {
    rig.enter();
    rig.watch( rig.et1 );

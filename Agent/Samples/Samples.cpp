@@ -16,6 +16,7 @@ namespace {
 
 constexpr double period = SampleSource::period;
 constexpr Vel::U64 stepsPerMinute = fineRing.samplesPerBlock;
+constexpr Vel::U64 stepsPerHour = SampleSource::fineRange / SampleSource::period;
 constexpr Vel::U64 stepsPerDay = 86400 / SampleSource::period;
 constexpr Vel::U64 stepsPerWeek = SampleSource::range / SampleSource::period;
 static_assert( fineRing.step == SampleSource::period && fineRing.step * stepsPerMinute == minuteRing.step );
@@ -243,11 +244,12 @@ void Samples::write( const std::string & interface ) {
       problem = file->second.finish( folder_.descriptor() );
    if ( !problem.empty() )
       failed( folder_.path() + "/" + problem );
-   if ( problem.empty() || over )
+   const bool givenUp = over && file->second.lastStep() + stepsPerHour < lastStep_;
+   if ( problem.empty() || givenUp )
       unwritten_.erase( interface );
    else
       unwritten_.insert( interface );
-   if ( over )
+   if ( ( over && problem.empty() ) || givenUp )
       files_.erase( file );
 }
 

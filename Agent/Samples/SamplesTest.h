@@ -29,6 +29,11 @@ class SamplesTest : public testing::Test, protected SamplesRig {
       intfIs( port );
       bpsOf[port] = bps;
    }
+   void portIsGone( const Wire::IntfId & port ) {
+      bpsOf.erase( port );
+      intfToGroupDir->intfToGroupDel( port );
+      statusDir->intfStatusDel( port );
+   }
    void start() {
       samples = std::make_unique< Samples >(
          clock, Vel::make< Cog::TimerWheel >( Vel::Ptr< Vel::Clock >( clock ), 1000u, 60u, true, 16u ),

@@ -44,6 +44,33 @@ TEST_F( Samples, sayWhichFileCannotBeWrittenUntilItCan ) {
    EXPECT_EQ( 24, std::ranges::count( last( "et1", 24 ), '/' ) );
 }
 
+TEST_F( Samples, ofAnInterfaceThatIsGoneWaitUntilTheyCanBeWritten ) {
+   std::filesystem::create_directories( path + "/samples/et1.samples" );
+   portIs( et1, 8000 );
+   start();
+   clock->advance( 30 );
+   portIsGone( et1 );
+   clock->advance( 300 );
+   EXPECT_EQ( path + "/samples/et1.samples: Is a directory", problem() );
+   std::filesystem::remove( path + "/samples/et1.samples" );
+   clock->advance( 5 );
+   EXPECT_EQ( "", problem() );
+   EXPECT_TRUE( exists( "et1.samples" ) );
+   EXPECT_EQ( 5, std::ranges::count( last( "et1", 80 ), '/' ) );
+}
+
+TEST_F( Samples, ofAnInterfaceThatIsGoneWaitAnHourAtMost ) {
+   std::filesystem::create_directories( path + "/samples/et1.samples" );
+   portIs( et1, 8000 );
+   start();
+   clock->advance( 30 );
+   portIsGone( et1 );
+   clock->advance( 3500 );
+   EXPECT_EQ( path + "/samples/et1.samples: Is a directory", problem() );
+   clock->advance( 200 );
+   EXPECT_EQ( "", problem() );
+}
+
 TEST_F( Samples, begunAnewWhereSomebodyHasRemovedTheFolder ) {
    portIs( et1, 8000 );
    start();
