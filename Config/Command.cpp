@@ -128,14 +128,27 @@ Parsed< Command > Command::parse( std::string_view line ) {
    const std::string command = "command " + inQuotes( line ) + " ";
    if ( !splitter.error.empty() )
       return Result::refused( command + splitter.error );
-   if ( splitter.words.empty() )
-      return Result::refused( command + "is empty; leave the key out if there is nothing to do" );
-   if ( splitter.words.front().empty() || splitter.words.front()[0] != '/' )
+   return ofWords( command, std::move( splitter.words ) );
+}
+
+Parsed< Command > Command::of( std::vector< std::string > words ) {
+   for ( const std::string & word : words )
+      if ( std::any_of( word.begin(), word.end(), isControl ) )
+         return Parsed< Command >::refused( "command word " + inQuotes( word ) + " has a control character" );
+   return ofWords( "command ", std::move( words ) );
+}
+
+/// \param what  for messages: the command, with a blank behind it
+Parsed< Command > Command::ofWords( const std::string & what, std::vector< std::string > words ) {
+   using Result = Parsed< Command >;
+   if ( words.empty() )
+      return Result::refused( what + "is empty; leave the key out if there is nothing to do" );
+   if ( words.front().empty() || words.front()[0] != '/' )
       return Result::refused(
-         command + "begins with " + inQuotes( splitter.words.front() ) +
+         what + "begins with " + inQuotes( words.front() ) +
          ", which is no absolute path; write where the program is, for example /usr/local/sbin/steer" );
    Command result;
-   result.words_ = std::move( splitter.words );
+   result.words_ = std::move( words );
    return Result::of( std::move( result ) );
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Config/Duration.h"
+#include "Config/Hooks.h"
 #include "Config/Rate.h"
 #include "Config/Simulated.h"
 #include "Config/Stages.h"
@@ -71,7 +72,8 @@ const char * text( SwitchKind kind ); ///< `linux` or `simulated`, as in the fil
 /// 1. names are valid; every profile, group, unit and stage that is referred to exists
 /// 2. there is at least one profile, and the default profile exists
 /// 3. lists of stages are not empty and name no stage twice
-/// 4. a unit that enters through drainwatch leaves through it: nothing else lets go of its links
+/// 4. a hook has a moment, and either a command or a URL
+/// 5. a unit that enters through drainwatch leaves through it: nothing else lets go of its links
 struct Configuration {
    SwitchKind switchKind = SwitchKind::linuxKernel;
    std::optional< Endpoint > web; ///< read-only web address; nothing: off
@@ -85,7 +87,8 @@ struct Configuration {
    std::map< std::string, Unit > units;
    std::map< std::string, RedundancyGroup > redundancyGroups;
    Rate controlPlaneFloor = Rate::fromBps( 10'000 ); ///< what a port carries without any traffic to be moved
-   Simulated simulated;                              ///< used if switchKind says so, checked in any case
+   std::map< std::string, Hook > hooks;
+   Simulated simulated; ///< used if switchKind says so, checked in any case
 
    friend bool operator==( const Configuration &, const Configuration & ) = default;
 };

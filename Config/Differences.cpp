@@ -73,6 +73,7 @@ class Line {
       if ( !names.empty() )
          part( std::string( what ) + " " + verb + " " + names );
    }
+   void note( const std::string & text ) { part( text ); }
    const std::string & text() const { return text_; }
 
  private:
@@ -150,6 +151,27 @@ std::string describe( const std::string & name, const RedundancyGroup & from, co
    return line.text();
 }
 
+std::string describe( const std::string & name, const Hook & from, const Hook & to ) {
+   const auto moments = []( const Hook & hook ) {
+      std::vector< std::string > names;
+      for ( const Moment moment : hook.at )
+         names.push_back( text( moment ) );
+      return text( names );
+   };
+   const auto units = []( const Hook & hook ) {
+      return hook.units.empty() ? "all" : text( StageList( hook.units.begin(), hook.units.end() ) );
+   };
+   Line line( "hook " + inQuotes( name ) + " edited" );
+   line.change( "at", moments( from ), moments( to ) );
+   line.change( "units", units( from ), units( to ) );
+   line.change( "command", text( from.command ), text( to.command ) );
+   // Whoever reads this need not know what it is: it may hold a password.
+   if ( from.url != to.url )
+      line.note( "another url" );
+   line.change( "time-limit", from.timeLimit.text(), to.timeLimit.text() );
+   return line.text();
+}
+
 } // namespace
 
 Differences differences( const Configuration & from, const Configuration & to ) {
@@ -181,6 +203,7 @@ Differences differences( const Configuration & from, const Configuration & to ) 
    } );
    result.redundancyGroups = from.redundancyGroups != to.redundancyGroups;
    result.controlPlaneFloor = from.controlPlaneFloor != to.controlPlaneFloor;
+   result.hooks = from.hooks != to.hooks;
    result.unitsRemoved = keysWithout( from.units, to.units );
    result.groupsRemoved = keysWithout( from.groups, to.groups );
    result.profilesRemoved = keysWithout( from.profiles, to.profiles );
@@ -222,6 +245,9 @@ std::vector< std::string > describe( const Configuration & from, const Configura
    named( "redundancy group", keysWithout( to.redundancyGroups, from.redundancyGroups ), "added" );
    named( "redundancy group", keysWithout( from.redundancyGroups, to.redundancyGroups ), "removed" );
    changed( "control-plane-floor", from.controlPlaneFloor.text(), to.controlPlaneFloor.text() );
+   named( "hook", keysWithout( to.hooks, from.hooks ), "added" );
+   forEachChanged( from.hooks, to.hooks, edited );
+   named( "hook", keysWithout( from.hooks, to.hooks ), "removed" );
    named( "unit", change.unitsRemoved, "removed" );
    named( "group", change.groupsRemoved, "removed" );
    named( "profile", change.profilesRemoved, "removed" );

@@ -51,6 +51,7 @@ struct Differences {
    std::vector< UnitDifference > unitsEdited;
    bool redundancyGroups = false;
    bool controlPlaneFloor = false;
+   bool hooks = false;
    std::vector< std::string > unitsRemoved;
    std::vector< std::string > groupsRemoved;
    std::vector< std::string > profilesRemoved;

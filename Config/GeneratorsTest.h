@@ -146,6 +146,22 @@ inline Config::StageList stageList( const Config::Configuration & configuration 
    return result;
 }
 
+inline Config::Hook hook( const Config::Configuration & configuration ) {
+   Config::Hook result;
+   const std::vector< Config::Moment > moments = Config::allMoments();
+   for ( int i = *rc::gen::inRange( 1, 4 ); i > 0; --i )
+      result.at.insert( *rc::gen::elementOf( moments ) );
+   if ( !configuration.units.empty() && *rc::gen::arbitrary< bool >() )
+      result.units.insert( anyKey( configuration.units ) );
+   if ( *rc::gen::arbitrary< bool >() )
+      result.command = command();
+   else
+      result.url = oneOf< std::string >(
+         { "http://localhost", "https://u:p@[::1]:8443/a/b?c=d&e='f'", "http://192.0.2.1:80/%22" } );
+   result.timeLimit = Config::Duration::fromSeconds( *rc::gen::inRange( 1U, 3601U ) );
+   return result;
+}
+
 inline Config::Configuration configuration() {
    Config::Configuration result;
    result.switchKind = oneOf( { Config::SwitchKind::linuxKernel, Config::SwitchKind::simulated } );
@@ -177,6 +193,8 @@ inline Config::Configuration configuration() {
       for ( int i = *rc::gen::inRange( 0, 3 ); i > 0; --i )
          result.redundancyGroups[name()] = {
             { anyKey( result.units ), anyKey( result.units ) }, *rc::gen::inRange( 1U, 5U ) };
+   for ( int i = *rc::gen::inRange( 0, 3 ); i > 0; --i )
+      result.hooks[name()] = hook( result );
    result.controlPlaneFloor = rate( 0 );
    result.simulated = simulated();
    return result;

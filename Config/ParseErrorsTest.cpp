@@ -54,7 +54,7 @@ TEST( ParseErrors, reportsUnknownKeys ) {
         { good + "colour: red\n",
           { "f:4:1: error: unknown key \"colour\" in the configuration; known are version, switch, listen, "
             "settle, stages, enter, exit, profiles, default-profile, groups, units, redundancy-groups, "
-            "control-plane-floor and simulated" } },
+            "control-plane-floor, hooks and simulated" } },
         { good + "Groups: {}\n",
           { "f:4:1: error: unknown key \"Groups\" in the configuration; did you mean \"groups\"?" } },
         { good + "groups:\n"

@@ -20,6 +20,7 @@ const std::vector< std::string > topLevelKeys{
    "units",
    "redundancy-groups",
    "control-plane-floor",
+   "hooks",
    "simulated" };
 
 } // namespace
@@ -71,6 +72,8 @@ Configuration Reader::read( const Node & root, Place start ) {
       redundancyGroups( *node );
    if ( const Node * const node = Values::find( root, "control-plane-floor" ) )
       configuration_.controlPlaneFloor = values_.rate( *node ).value_or( configuration_.controlPlaneFloor );
+   if ( const Node * const node = Values::find( root, "hooks" ) )
+      hooks( *node );
    if ( const Node * const node = Values::find( root, "simulated" ) )
       simulated( *node );
    return std::move( configuration_ );

@@ -40,6 +40,12 @@ class Reader {
    void checkWayBack( const StageList & enter, const StageList & exit, Place place );
    void listen( const Node & node );
 
+   void hooks( const Node & node );
+   void hook( const Node & node, Hook & hook );
+   std::set< Moment > moments( const Node & node );
+   std::set< std::string > hookUnits( const Node & node );
+   Command wordsOfCommand( const Node & node );
+
    std::optional< unsigned > wholeNumber( const Node & node, unsigned least, unsigned most );
    void redundancyGroups( const Node & node );
    void redundancyGroup( const Node & node, RedundancyGroup & group );

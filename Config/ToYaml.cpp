@@ -96,6 +96,17 @@ std::string text( const CommandStage & stage ) {
       .append( 1, '}' );
 }
 
+std::string text( const Hook & hook ) {
+   std::string result = "{at: " + list( hook.at, []( Moment moment ) { return text( moment ); } );
+   if ( !hook.units.empty() )
+      result += ", units: " + list( hook.units );
+   if ( !hook.command.empty() )
+      result += ", command: " + scalar( hook.command.text() );
+   if ( !hook.url.empty() )
+      result += ", url: " + scalar( hook.url );
+   return result.append( ", time-limit: " + hook.timeLimit.text() + "}" );
+}
+
 std::string text( const std::set< std::string > & names ) { return list( names ); }
 
 std::string keyText( const std::string & name ) { return scalar( name ); }
@@ -132,6 +143,7 @@ std::string toYaml( const Configuration & configuration ) {
    result.append( entries( "", "units", configuration.units ) );
    result.append( entries( "", "redundancy-groups", configuration.redundancyGroups ) );
    result.append( "control-plane-floor: " + configuration.controlPlaneFloor.text() + "\n" );
+   result.append( entries( "", "hooks", configuration.hooks ) );
    result.append( "simulated:\n" );
    result.append( simulated.clock == Simulated::Clock::real ? "  clock: real\n" : "  clock: virtual\n" );
    result.append( entries( "  ", "ports", simulated.ports ) );
