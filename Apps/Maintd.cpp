@@ -91,9 +91,11 @@ void Maintd::makeAgent() {
    makeStages();
    loop_->timersMayRunIs( [this] {
       const bool fresh = executor_->countersFresh();
-      // A command is not sampled: its limit holds all the same.
-      if ( !fresh )
+      // What runs is not sampled: its limit holds all the same.
+      if ( !fresh ) {
          commands_->handleDue();
+         views_->hooks.handleDue();
+      }
       return fresh;
    } );
    // A monitor begins with what the ports have carried by then: an interface may join when none has been sampled for

@@ -37,6 +37,7 @@ struct MaintdOptions {
    std::string runtimeDir = "/run/maintd";
    std::string socket; ///< empty: control.sock in the runtime folder
    std::string pluginDir;
+   std::string httpHook; ///< the program that calls the URLs of hooks; an absolute path
    std::string version;
    std::optional< unsigned > restarts; ///< by the supervisor; nothing: there is none
    std::string restartReason;          ///< how the agent before this one has ended; empty: there was none

@@ -136,6 +136,10 @@ Agent::ControlCommands::AgentFacts Maintd::facts() const {
    result.restarts = options_.restarts;
    result.restartReason = options_.restartReason;
    result.problems = problems();
+   for ( const auto & hook : views_->hooks.facts() )
+      result.hooks.push_back(
+         { hook.name, hook.isUrl, hook.runs, hook.failures, hook.missed, hook.waiting, hook.running,
+           hook.failure } );
    result.countersRead = executor_->countersRead();
    result.turns = loop_->turns();
    result.turnSeconds = loop_->turnTimes().total();

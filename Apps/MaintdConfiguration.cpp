@@ -59,6 +59,7 @@ void Maintd::apply( const Config::Configuration & configuration ) {
    configuration_ = configuration;
    stages_->settleTimeIs( configuration.settle.seconds() );
    commands_->configurationIs( configuration.stages );
+   views_->hooks.configurationIs( configuration.hooks );
    for ( const auto & [name, unit] : configuration.units )
       stages_->unitIs( name, { unit.enter, unit.exit } );
    membership_->configurationIs( configuration );

@@ -17,6 +17,7 @@ const Vel::TypeRegistration< Agent::EventLog > eventLogType;
 const Vel::TypeRegistration< Agent::HistoryDir > historyDirType;
 const Vel::TypeRegistration< Agent::HistoryPeaksDir > historyPeaksDirType;
 const Vel::TypeRegistration< Agent::EventsTold > eventsToldType;
+const Vel::TypeRegistration< Agent::HookDir > hookDirType;
 
 /// Makes or keeps the entity of a path.
 template < class T >
@@ -39,6 +40,7 @@ const char * const eventLogPath = "agent/event/log";
 const char * const historyPath = "agent/history";
 const char * const historyPeaksPath = "agent/historyPeaks";
 const char * const eventsToldPath = "agent/event/told";
+const char * const hookPath = "agent/hook";
 
 } // namespace
 
@@ -69,6 +71,7 @@ Maintd::Entities::Entities( Ledger::EntityManager & em ) {
    take( em, historyDir, historyPath );
    take( em, historyPeaksDir, historyPeaksPath );
    take( em, eventsTold, eventsToldPath );
+   take( em, hookDir, hookPath );
    for ( const auto & [stageClass, name] :
          { std::pair( &enter, "maintEnter" ), std::pair( &exit, "maintExit" ) } ) {
       take( em, stageClass->progressDir, stagePath( "stage", name, "progress" ) );
@@ -133,7 +136,7 @@ std::vector< Ledger::Persistence::Kept > Maintd::Entities::kept() {
       { journalPath, Folder::state },    { eventLogPath, Folder::state },
       { recordsPath, Folder::runtime },  { insightPath, Folder::runtime },
       { historyPath, Folder::state },    { historyPeaksPath, Folder::runtime },
-      { eventsToldPath, Folder::state } };
+      { eventsToldPath, Folder::state }, { hookPath, Folder::state } };
    for ( const char * stageClass : { "maintEnter", "maintExit" } ) {
       result.push_back( { stagePath( "stage", stageClass, "progress" ), Folder::state } );
       result.push_back( { stagePath( "stage", stageClass, "completionstatus" ), Folder::state } );

@@ -3,6 +3,7 @@
 #include "Agent/Model/EventLog.h"
 #include "Agent/Model/EventsTold.h"
 #include "Agent/Model/History.h"
+#include "Agent/Model/HookRecord.h"
 #include "Agent/Model/Insight.h"
 #include "Agent/Model/LinkJournal.h"
 #include "Agent/Model/StageCommand.h"
@@ -55,6 +56,7 @@ struct Maintd::Entities {
    Vel::Ptr< Agent::HistoryDir > historyDir;
    Vel::Ptr< Agent::HistoryPeaksDir > historyPeaksDir;
    Vel::Ptr< Agent::EventsTold > eventsTold;
+   Vel::Ptr< Agent::HookDir > hookDir;
    Vel::Ptr< VelPool::EntityManager > pool = Vel::make< VelPool::EntityManager >();
 };
 

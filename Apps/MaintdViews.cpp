@@ -1,5 +1,7 @@
 #include "Apps/MaintdViews.h"
 
+#include <spdlog/spdlog.h>
+
 #include <fstream>
 
 namespace Apps {
@@ -66,7 +68,21 @@ Maintd::Views::Views( Maintd & agent )
               for ( const Agent::Problem & problem : agent.problems() )
                  result.emplace_back( problem.what, problem.text );
               return result;
-           } } ) {}
+           } } ),
+     hooks(
+        agent.loop_, agent.wheel_, *agent.world_.children,
+        { agent.entities_->eventLog, agent.entities_->hookDir }, hooksOutside( agent, *this ) ) {}
+
+Agent::HookRunner::Outside Maintd::Views::hooksOutside( Maintd & agent, Views & views ) {
+   return {
+      agent.options_.httpHook,
+      [&agent]( std::function< void() > call ) { agent.commits_->whenStored( std::move( call ) ); },
+      [&views]( const Agent::HookFailure & failure ) { views.events.hookEvents().failed( failure ); },
+      [&views]( const std::string & hook, Vel::U64 count ) {
+         views.events.hookEvents().missed( hook, count );
+      },
+      []( const std::string & line ) { spdlog::info( "{}", line ); } };
+}
 
 Agent::Events::Model Maintd::Views::eventsModel( const Entities & e ) {
    return {
@@ -114,6 +130,8 @@ void Maintd::Views::addProblems( std::vector< Agent::Problem > & problems ) cons
       problems.push_back( { "samples", problem->since, problem->text } );
    if ( const auto & trouble = archive.trouble() )
       problems.push_back( { "history", trouble->since, trouble->text } );
+   for ( const auto & problem : hooks.problems() )
+      problems.push_back( { "hook", problem.since, problem.text } );
 }
 
 } // namespace Apps

@@ -3,6 +3,7 @@
 #include "Agent/Events/Events.h"
 #include "Agent/History/Archive.h"
 #include "Agent/History/Recorder.h"
+#include "Agent/Hooks/HookRunner.h"
 #include "Agent/Insight/Insight.h"
 #include "Agent/Samples/Samples.h"
 #include "Apps/MaintdEntities.h"
@@ -17,7 +18,8 @@ struct Maintd::Views {
    /// Called in each turn before it is committed, when all that decides has been done.
    void turnEnds() {
       insight.turnEnds();
-      events.turnEnds(); // last: it tells what the others have found
+      events.turnEnds(); // it tells what the others have found
+      hooks.turnEnds();  // last: it calls for what is told
    }
    /// The agent ends: what has yet to be written down is.
    void stopped() {
@@ -35,9 +37,11 @@ struct Maintd::Views {
    Agent::Archive archive;
    Agent::Recorder recorder;
    Agent::Events events;
+   Agent::HookRunner hooks;
 
  private:
    static Agent::Recorder::Model recorderModel( const Entities & entities );
+   static Agent::HookRunner::Outside hooksOutside( Maintd & agent, Views & views );
    static Agent::Events::Model eventsModel( const Entities & entities );
 };
 

@@ -48,8 +48,9 @@ std::string traceIs( const std::string & setting ) {
    return "";
 }
 
-/// Where an installed agent has its plug-ins, wherever it was installed; its own libraries are found the same way.
-std::string installedPluginDir() {
+/// Where an installed agent has its plug-ins and what else it needs, wherever it was installed; its own libraries are
+/// found the same way.
+std::string installedDir() {
    std::error_code unknown;
    const auto program = std::filesystem::read_symlink( "/proc/self/exe", unknown );
    return ( program.parent_path() / ".." / MAINT_LIBDIR ).lexically_normal();
@@ -171,7 +172,8 @@ int runSupervised( const Apps::MaintdOptions & options, Background * background 
 
 int main( int argc, char ** argv ) {
    Apps::MaintdOptions options;
-   options.pluginDir = installedPluginDir();
+   options.pluginDir = installedDir();
+   options.httpHook = installedDir() + "/http-hook";
    options.version = MAINT_VERSION;
    std::vector< std::string > traces;
    bool foreground = false, releaseAll = false, supervised = false;

@@ -1,9 +1,9 @@
 #include "Agent/Commands/Commands.h"
+#include "Agent/Commands/Ending.h"
 #include "Agent/Commands/Protocol.h"
 #include "Platform/Vel/Trace.h"
 
 #include <cmath>
-#include <cstring>
 
 /// How commands are ended and end, and what becomes of it; what an earlier agent has left of them included.
 namespace Agent {
@@ -11,20 +11,6 @@ namespace Agent {
 namespace {
 
 Vel::TraceFacility trace( "Commands" );
-
-Vel::String endingText( const Children::Ending & ending, const Vel::String & lastError ) {
-   Vel::String text;
-   if ( !ending.known )
-      text = "has ended in a way that is not known";
-   else if ( ending.signal != 0 ) {
-      const char * const name = sigabbrev_np( ending.signal );
-      text = Vel::text( "was ended by signal ", ending.signal, name ? Vel::text( " (SIG", name, ")" ) : "" );
-   } else if ( ending.status != 0 )
-      text = Vel::text( "ended with ", ending.status );
-   else
-      return "";
-   return lastError.empty() ? text : text + ": " + lastError;
-}
 
 } // namespace
 

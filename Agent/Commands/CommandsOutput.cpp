@@ -9,23 +9,6 @@ namespace Agent {
 using Maintenance::Unit::StageMgrInstKey;
 using Maintenance::Unit::UnitState;
 
-namespace {
-
-/// Characters of what a command has said that are shown as the reason of a failure.
-constexpr std::size_t mostOfReason = 300;
-
-/// Never ends in the middle of a character.
-std::string shortened( const std::string & text ) {
-   if ( text.size() <= mostOfReason )
-      return text;
-   std::size_t size = mostOfReason;
-   while ( size > 0 && ( static_cast< unsigned char >( text[size] ) & 0xc0 ) == 0x80 )
-      --size;
-   return text.substr( 0, size ) + "...";
-}
-
-} // namespace
-
 Commands::Jobs::iterator Commands::jobOf( Children::Id id ) {
    return std::find_if( jobs_.begin(), jobs_.end(), [&]( const auto & job ) { return job.second.id == id; } );
 }

@@ -33,4 +33,7 @@ class Lines {
 /// Text of bytes from outside for a log: one line, what is no character escaped as \xNN.
 std::string printableLine( std::string_view bytes );
 
+/// What is shown of such a text as the reason of a failure. Never ends in the middle of a character.
+std::string shortened( const std::string & text );
+
 } // namespace Agent

@@ -96,8 +96,27 @@ json Answers::Json::problems( const std::vector< Problem > & list ) const {
    return result;
 }
 
+namespace {
+
+json hookJson( const ControlCommands::Hook & hook ) {
+   return {
+      { "name", hook.name },
+      { "kind", hook.isUrl ? "url" : "command" },
+      { "runs", std::to_string( hook.runs ) },
+      { "failures", std::to_string( hook.failures ) },
+      { "missed", std::to_string( hook.missed ) },
+      { "waiting", hook.waiting },
+      { "event", hook.event != 0 ? json( hook.event ) : json( nullptr ) },
+      { "failure", hook.failure.empty() ? json( nullptr ) : json( hook.failure ) } };
+}
+
+} // namespace
+
 json Answers::Json::agent() const {
    const auto facts = commands.agent();
+   json hooks = json::array();
+   for ( const ControlCommands::Hook & hook : facts.hooks )
+      hooks.push_back( hookJson( hook ) );
    return {
       { "version", facts.version },
       { "pid", getpid() },
@@ -116,6 +135,7 @@ json Answers::Json::agent() const {
       { "switch-overruns", facts.switchOverruns },
       { "clock", time( commands.now() ) },
       { "fast-log", facts.fastLog },
+      { "hooks", hooks },
       { "restarts", facts.restarts ? json( *facts.restarts ) : json( nullptr ) },
       { "restart-reason", textOrNull( facts.restartReason ) } };
 }

@@ -46,7 +46,7 @@ struct ControlModel {
 
 /// One thing that is wrong with the agent.
 struct Problem {
-   /// A word: "store", "counters", "configuration", "plug-in", "switch", "stage", "samples", "history".
+   /// A word: "store", "counters", "configuration", "plug-in", "switch", "stage", "samples", "history", "hook".
    std::string what;
    double since; ///< seconds of the agent's clock
    std::string text;
@@ -94,6 +94,16 @@ struct ControlCommands {
       std::vector< Stage > stages = {}; ///< all, in order
       bool busy = false;                ///< something of an earlier stage has yet to end before one can begin
    };
+   /// Something that is told of events.
+   struct Hook {
+      std::string name;
+      bool isUrl = false; ///< or a command
+      Vel::U64 runs = 0, failures = 0;
+      Vel::U64 missed = 0; ///< events that had left the log before it came to them
+      std::size_t waiting = 0;
+      Vel::U64 event = 0;  ///< that it is called for now; 0: none
+      std::string failure; ///< of the last run; empty: it has not failed
+   };
    struct AgentFacts {
       std::string version, switchKind, configurationFile, fastLog, pluginName, pluginProblem;
       std::vector< std::string > configurationErrors;
@@ -102,10 +112,11 @@ struct ControlCommands {
       std::optional< Vel::U32 > restarts; ///< by the agent's supervisor; nothing: it has none
       std::string restartReason;          ///< how the agent before this one has ended; empty: there was none
       std::vector< Problem > problems;
-      double countersRead = 0; ///< seconds of the agent's clock, when all counters were read last; 0: never
-      Vel::U64 turns = 0;      ///< of the event loop
-      double turnSeconds = 0;  ///< that they took together
-      double longestTurn = 0;  ///< seconds that the longest took of the last minute or two
+      std::vector< Hook > hooks; ///< by name
+      double countersRead = 0;   ///< seconds of the agent's clock, when all counters were read last; 0: never
+      Vel::U64 turns = 0;        ///< of the event loop
+      double turnSeconds = 0;    ///< that they took together
+      double longestTurn = 0;    ///< seconds that the longest took of the last minute or two
    };
    /// A group as it is configured.
    struct Group {

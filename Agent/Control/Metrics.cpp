@@ -10,7 +10,7 @@ namespace Agent {
 
 namespace {
 
-constexpr const char * problemKinds[] = { "configuration", "counters", "history", "plug-in",
+constexpr const char * problemKinds[] = { "configuration", "counters", "history", "hook",  "plug-in",
                                           "samples",       "stage",    "store",   "switch" };
 
 } // namespace
@@ -82,6 +82,7 @@ void Metrics::Writer::agent() {
          "maint_agent_restarts_total", Type::counter,
          "Times that the agent's supervisor has started it again.", *facts.restarts );
    turns( facts );
+   hooks( facts );
    pluginEvents();
 }
 
@@ -106,6 +107,31 @@ void Metrics::Writer::turns( const ControlCommands::AgentFacts & facts ) {
    one(
       "maint_turn_longest_seconds", Type::gauge,
       "Time that the longest turn of the last one to two minutes took.", facts.longestTurn );
+}
+
+void Metrics::Writer::hooks( const ControlCommands::AgentFacts & facts ) {
+   using Hook = ControlCommands::Hook;
+   const auto ofHooks = [&]( const char * name, Type type, const char * help, auto value ) {
+      out.metric( name, type, help );
+      for ( const Hook & hook : facts.hooks )
+         out.sample( static_cast< double >( value( hook ) ), { { "hook", hook.name } } );
+   };
+   ofHooks(
+      "maint_hook_runs_total", Type::counter, "Calls of a hook that are over, since it was configured.",
+      []( const Hook & hook ) { return hook.runs; } );
+   ofHooks(
+      "maint_hook_failures_total", Type::counter, "Calls of a hook that have failed.",
+      []( const Hook & hook ) { return hook.failures; } );
+   ofHooks(
+      "maint_hook_missed_events_total", Type::counter,
+      "Events that had left the log before their hook came to them.",
+      []( const Hook & hook ) { return hook.missed; } );
+   ofHooks(
+      "maint_hook_waiting_events", Type::gauge, "Events that wait for a hook.",
+      []( const Hook & hook ) { return hook.waiting; } );
+   ofHooks(
+      "maint_hook_running", Type::gauge, "Whether a hook is being called (1) or not (0).",
+      []( const Hook & hook ) { return hook.event != 0; } );
 }
 
 void Metrics::Writer::pluginEvents() {

@@ -283,6 +283,23 @@ TEST_F( MetricsTest, tellWhatIsDoneToLinksAndWhatTheyAre ) {
       "maint_interface_drift{interface=\"et1\",drift=\"raised\"} 1\n", samples( "maint_interface_drift{" ) );
 }
 
+TEST_F( MetricsTest, tellHowHooksFare ) {
+   EXPECT_EQ( "", samples( "maint_hook" ) );
+   facts.hooks = { { "desk", true, 5, 2, 3, 4, 17, "" }, { "pager", false, 1, 0, 0, 0, 0, "no" } };
+   EXPECT_EQ(
+      "maint_hook_runs_total{hook=\"desk\"} 5\n"
+      "maint_hook_runs_total{hook=\"pager\"} 1\n"
+      "maint_hook_failures_total{hook=\"desk\"} 2\n"
+      "maint_hook_failures_total{hook=\"pager\"} 0\n"
+      "maint_hook_missed_events_total{hook=\"desk\"} 3\n"
+      "maint_hook_missed_events_total{hook=\"pager\"} 0\n"
+      "maint_hook_waiting_events{hook=\"desk\"} 4\n"
+      "maint_hook_waiting_events{hook=\"pager\"} 0\n"
+      "maint_hook_running{hook=\"desk\"} 1\n"
+      "maint_hook_running{hook=\"pager\"} 0\n",
+      samples( "maint_hook" ) );
+}
+
 TEST_F( MetricsTest, countTheProblemsOfEachKind ) {
    EXPECT_EQ( "maint_agent_degraded 0\n", samples( "maint_agent_degraded" ) );
    EXPECT_EQ( "maint_store_ok 1\n", samples( "maint_store_ok" ) );
@@ -294,6 +311,7 @@ TEST_F( MetricsTest, countTheProblemsOfEachKind ) {
       "maint_agent_problems{kind=\"configuration\"} 0\n"
       "maint_agent_problems{kind=\"counters\"} 0\n"
       "maint_agent_problems{kind=\"history\"} 0\n"
+      "maint_agent_problems{kind=\"hook\"} 0\n"
       "maint_agent_problems{kind=\"new\"} 1\n"
       "maint_agent_problems{kind=\"plug-in\"} 0\n"
       "maint_agent_problems{kind=\"samples\"} 0\n"

@@ -38,6 +38,7 @@ struct Metrics::Writer {
    void agent();
    void problems( const std::vector< Problem > & list );
    void turns( const ControlCommands::AgentFacts & facts );
+   void hooks( const ControlCommands::AgentFacts & facts );
    void pluginEvents();
    void events( const EventReaders & readers );
 

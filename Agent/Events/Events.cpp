@@ -124,6 +124,7 @@ void Events::turnEnds() {
    }
    units_.look();
    interfaces_.look();
+   hookEvents_.look( hooks_.now() );
    lookAtProblems();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Agent/Events/HookEvents.h"
 #include "Agent/Events/InterfaceEvents.h"
 #include "Agent/Events/UnitEvents.h"
 
@@ -64,6 +65,8 @@ class Events {
    void configurationRefused( const std::string & why );
    /// What others do to links has changed. May be told very often: it is looked at once a turn.
    void driftChanged() { interfaces_.driftChanged(); }
+   /// How hooks fare; told when the turn ends.
+   HookEvents & hookEvents() { return hookEvents_; }
    void turnEnds();
 
  private:
@@ -76,6 +79,7 @@ class Events {
    EventWriter writer_;
    UnitEvents units_;
    InterfaceEvents interfaces_;
+   HookEvents hookEvents_{ writer_ };
    bool running_ = false;
    bool configurationChanged_ = true;
    double startTime_ = 0;

@@ -281,6 +281,20 @@ TEST_F( EventsTest, aShutdownSaysWhetherItWasForced ) {
    EXPECT_EQ( false, last().at( "forced" ) );
 }
 
+TEST_F( EventsTest, aStateSaysWhetherItCameByAShutdownThatWasForced ) {
+   record( et1, 5e6 ).stateIs( Maintenance::monIntfStateUnderMaint );
+   cause->intfStatusIs( et1, 1 );
+   record( et2, 0 ).stateIs( Maintenance::monIntfStateUnderMaint );
+   cause->intfStatusIs( et2, 1 );
+   turn();
+   std::map< std::string, bool > forced;
+   for ( Vel::U64 sequence = log->first(); sequence <= log->last(); ++sequence )
+      if ( const json each = event( sequence );
+           each.at( "what" ) == "state" && each.at( "type" ) == "interface" )
+         forced[each.at( "subject" )] = each.at( "forced" );
+   EXPECT_EQ( ( std::map< std::string, bool >{ { "et1", true }, { "et2", false } } ), forced );
+}
+
 TEST_F( EventsTest, driftIsTold ) {
    drift = "lowered";
    events->driftChanged();

@@ -253,9 +253,13 @@ void InterfaceEvents::lookAtRecord( const Present & of ) {
    if ( state == from )
       return;
    of.told.stateIs( state );
+   const bool forced =
+      state == "under-maint" && model_.cause->intfStatus( of.intf ) && hooks_.forced( of.intf );
    writer_.write(
       of.about( "state", InterfaceWords::stateSentence( of.name, state ) ),
-      { { "state", InterfaceWords::orNull( state ) }, { "from", InterfaceWords::orNull( from ) } } );
+      { { "state", InterfaceWords::orNull( state ) },
+        { "from", InterfaceWords::orNull( from ) },
+        { "forced", forced } } );
 }
 
 void InterfaceEvents::lookAtReason( const Present & of ) {

@@ -94,6 +94,7 @@ Apps::MaintdOptions AgentRig::options() const {
    options.stateDir = folder_ + "/state";
    options.runtimeDir = folder_ + "/run";
    options.pluginDir = MAINT_TEST_PLUGIN_DIR;
+   options.httpHook = "/usr/lib/maintd/http-hook";
    return options;
 }
 

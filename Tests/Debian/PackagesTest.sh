@@ -42,7 +42,7 @@ packagesAreMadeWithoutFaults() {
    local path
    for path in maintd/usr/sbin/maintd maintd/lib/systemd/system/maintd.service maintd/etc/maintd \
       maintd/usr/share/doc/maintd/examples/maintd.yaml maintd/usr/share/man/man8/maintd.8.gz \
-      maintd/usr/share/man/man5/maintd.yaml.5.gz maintd/usr/lib/maintd/stages/kernel-routes \
+      maintd/usr/share/man/man5/maintd.yaml.5.gz maintd/usr/lib/maintd/stages/kernel-routes maintd/usr/lib/maintd/http-hook \
       maintctl/usr/bin/maintctl maintctl/usr/share/man/man1/maintctl.1.gz \
       maintd-plugin-drainwatch/usr/lib/maintd/libDrainWatchPlugin.so \
       maintd-plugin-dev/usr/include/maintd/Platform/Maintenance/PluginBase.h \
