@@ -136,7 +136,7 @@ class Man(unittest.TestCase):
         self.assertEqual(top, {word for line in tags for word in re.findall(r"[a-z][a-z-]+", line)})
         below = set(re.findall(r"^ +([a-z-]+):(?: [^\n{]|\n|$)", example, re.M))
         bold = set(re.findall(r"[a-z][a-z-]+", "\n".join(line for line in lines if line.startswith(".B"))))
-        named = set("fast watch steer uplinks tenants".split())
+        named = set("fast watch steer uplinks tenants journal desk".split())
         self.assertEqual(set(), {key for key in below - named - bold if not re.match(r"(et|pc)\d", key)})
 
 
