@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 /// Purpose: how a request is refused, the same in the agent, on the wire and in the command.
@@ -26,6 +27,7 @@ struct Error {
    ErrorCode code;
    std::string message;
    std::string where;
+   std::uint32_t operation = 0; ///< that stands in the way; 0: none
 };
 
 } // namespace Api

@@ -22,6 +22,10 @@ Maintenance maintenanceOf( const Reader & in ) {
    maintenance.reason = in.maybeText( "reason" );
    maintenance.exitBy = in.maybeText( "exit-by" );
    maintenance.exitReason = in.maybeText( "exit-reason" );
+   maintenance.operation = in.maybeCounter( "operation" );
+   maintenance.exitOperation = in.maybeCounter( "exit-operation" );
+   maintenance.with = in.pairs( "with" );
+   maintenance.exitWith = in.pairs( "exit-with" );
    const Reader counts = in.below( "counts" );
    maintenance.interfaces = counts.counter( "interfaces" );
    maintenance.drained = counts.counter( "drained" );

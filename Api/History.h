@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,9 +20,11 @@ struct Maintenance {
    std::string outcome; ///< open, completed, cancelled or aborted
    std::optional< double > began, inMaintenance, exitBegan, ended;
    std::optional< std::string > by, reason, exitBy, exitReason;
-   std::uint64_t interfaces = 0; ///< that were watched
-   std::uint64_t drained = 0;    ///< of their own accord
-   std::uint64_t forced = 0;     ///< shut before they had drained
+   std::optional< std::uint64_t > operation, exitOperation; ///< that began it and took it back
+   std::map< std::string, std::string > with, exitWith;     ///< noted down with each
+   std::uint64_t interfaces = 0;                            ///< that were watched
+   std::uint64_t drained = 0;                               ///< of their own accord
+   std::uint64_t forced = 0;                                ///< shut before they had drained
    std::uint64_t spikes = 0;
 };
 

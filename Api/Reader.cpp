@@ -110,6 +110,21 @@ std::vector< std::string > Reader::texts( const char * key ) const {
    return result;
 }
 
+std::map< std::string, std::string > Reader::pairs( const char * key ) const {
+   std::map< std::string, std::string > result;
+   const json * value = find( key );
+   if ( !value )
+      return result;
+   if ( !value->is_object() )
+      wrong( key, "is no object" );
+   for ( const auto & [name, text] : value->items() ) {
+      if ( !text.is_string() )
+         wrong( key, "holds something else than text" );
+      result[name] = text.get< std::string >();
+   }
+   return result;
+}
+
 std::vector< std::optional< double > > Reader::numbers( const char * key ) const {
    std::vector< std::optional< double > > result;
    const json * value = find( key );

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -36,6 +37,8 @@ class Reader {
    bool flag( const char * key ) const;
    std::optional< double > time( const char * key ) const;
    std::vector< std::string > texts( const char * key ) const;
+   /// An object of texts; none if it is missing.
+   std::map< std::string, std::string > pairs( const char * key ) const;
    /// Numbers, nothing where they are null.
    std::vector< std::optional< double > > numbers( const char * key ) const;
    /// An object below; an empty one if it is missing.

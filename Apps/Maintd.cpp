@@ -110,7 +110,7 @@ void Maintd::makeAgent() {
       Agent::ControlModel{
          e.unitStatusDir, e.unitRunDir, e.monIntfStatusDir, e.allIntfStatusDir, e.intfProfileStatusDir,
          e.defaultIntfProfile, e.intfToGroupDir, e.intfGroupStatusDir, e.groupToUnitDir, e.cause, e.journal,
-         e.eventLog, e.insightDir },
+         e.eventLog, e.insightDir, e.operationDir },
       commands() );
    views_->samples.whenTicked( [this] { api_->eventStreams().ratesHaveChanged(); } );
    server_ = std::make_unique< Agent::HttpServer >(
@@ -133,6 +133,9 @@ void Maintd::makeStages() {
          e.groupToUnitDir,
          e.intfGroupStatusDir,
          e.monIntfStatusDir } );
+   operations_ = std::make_unique< Agent::Operations >(
+      Agent::Operations::Model{ e.unitStatusDir, e.unitRunDir, e.operationDir },
+      [this] { return wallTime( now() ); } );
    if ( !world_.children ) {
       children_ = std::make_unique< Agent::RealChildren >( loop_ );
       world_.children = children_.get();
@@ -146,9 +149,7 @@ void Maintd::makeStages() {
          { e.enter.progressDir, e.enter.completionStatus, e.enter.commandStatus },
          { e.exit.progressDir, e.exit.completionStatus, e.exit.commandStatus } },
       Agent::Commands::Hooks{
-         [this]( const Vel::String & unit, const Vel::String & reason ) {
-            stages_->exit( unit, { reason, "maintd" } );
-         },
+         [this]( const Vel::String & unit, const Vel::String & reason ) { takeBack( unit, reason, reason ); },
          [this] { stages_->look(); },
          [this]( const Vel::String & unit ) { return api_->interfacesOf( unit ); },
          []( const std::string & line ) { spdlog::info( "{}", line ); },
@@ -260,6 +261,7 @@ bool Maintd::commit() {
    loadPluginWhenThereAreCounters();
    resumeWhenTheRootIsThere();
    executor_->turnEnds();
+   operations_->look();
    views_->turnEnds();
    answerAdvances();
    return commits_->commit();

@@ -4,6 +4,7 @@
 #include "Agent/Control/ControlApi.h"
 #include "Agent/Executor/Executor.h"
 #include "Agent/Membership/Membership.h"
+#include "Agent/Operations/Operations.h"
 #include "Agent/Plan/Planner.h"
 #include "Agent/Plugins/PluginLibraries.h"
 #include "Agent/Stages/Stages.h"
@@ -104,6 +105,14 @@ class Maintd {
    const Vel::Entity * root() const;
    void apply( const Config::Configuration & configuration );
    Agent::ControlCommands commands();
+   void addOperations( Agent::ControlCommands & commands );
+   Agent::ControlCommands::Taken
+   enter( const std::string & unit, const Agent::ControlCommands::Request & request );
+   Agent::ControlCommands::Taken exit(
+      const std::string & unit, const Agent::ControlCommands::Request & request,
+      const std::string & failure );
+   /// The agent itself takes a unit back. `failure`: what has failed, so that it does; empty: nothing has.
+   void takeBack( const std::string & unit, const std::string & reason, const std::string & failure );
    Agent::ControlCommands::Result plan(
       const std::string & unit, const std::string & session,
       std::function< void( const Agent::ControlCommands::Planned & ) > planned );
@@ -142,6 +151,7 @@ class Maintd {
    std::unique_ptr< Agent::Executor > executor_;
    std::unique_ptr< Agent::Children > children_;
    std::unique_ptr< Agent::Stages > stages_;
+   std::unique_ptr< Agent::Operations > operations_;
    std::unique_ptr< Agent::Commands > commands_;
    std::unique_ptr< Agent::PluginLibraries > plugins_;
    std::unique_ptr< Views > views_;

@@ -34,15 +34,7 @@ const Vel::Entity * pointee( const Vel::Entity * entity, const char * attribute 
 
 Agent::ControlCommands Maintd::commands() {
    Agent::ControlCommands c;
-   using Request = Agent::ControlCommands::Request;
-   c.enter = [this]( const std::string & unit, const Request & request ) {
-      // Monitors begin inside, with what the ports have carried by now.
-      executor_->countersFresh();
-      return stages_->enter( unit, { request.reason, request.by, request.timeout, request.overridden } );
-   };
-   c.exit = [this]( const std::string & unit, const Request & request ) {
-      return stages_->exit( unit, { request.reason, request.by, request.timeout } );
-   };
+   addOperations( c );
    c.plan = [this]( const std::string & unit, const std::string & session, auto planned ) {
       return plan( unit, session, std::move( planned ) );
    };

@@ -14,6 +14,7 @@ const Vel::TypeRegistration< Agent::LinkJournal > linkJournalType;
 const Vel::TypeRegistration< Agent::UnitCommandsDir > unitCommandsDirType;
 const Vel::TypeRegistration< Agent::InsightDir > insightDirType;
 const Vel::TypeRegistration< Agent::EventLog > eventLogType;
+const Vel::TypeRegistration< Agent::OperationDir > operationDirType;
 const Vel::TypeRegistration< Agent::HistoryDir > historyDirType;
 const Vel::TypeRegistration< Agent::HistoryPeaksDir > historyPeaksDirType;
 const Vel::TypeRegistration< Agent::EventsTold > eventsToldType;
@@ -37,6 +38,7 @@ const char * const unitCommandsPath = "agent/unit/commands";
 const char * const journalPath = "agent/link/journal";
 const char * const insightPath = "agent/interface/insight";
 const char * const eventLogPath = "agent/event/log";
+const char * const operationPath = "agent/operation";
 const char * const historyPath = "agent/history";
 const char * const historyPeaksPath = "agent/historyPeaks";
 const char * const eventsToldPath = "agent/event/told";
@@ -68,6 +70,7 @@ Maintd::Entities::Entities( Ledger::EntityManager & em ) {
    take( em, journal, journalPath );
    take( em, insightDir, insightPath );
    take( em, eventLog, eventLogPath );
+   take( em, operationDir, operationPath );
    take( em, historyDir, historyPath );
    take( em, historyPeaksDir, historyPeaksPath );
    take( em, eventsTold, eventsToldPath );
@@ -136,7 +139,8 @@ std::vector< Ledger::Persistence::Kept > Maintd::Entities::kept() {
       { journalPath, Folder::state },    { eventLogPath, Folder::state },
       { recordsPath, Folder::runtime },  { insightPath, Folder::runtime },
       { historyPath, Folder::state },    { historyPeaksPath, Folder::runtime },
-      { eventsToldPath, Folder::state }, { hookPath, Folder::state } };
+      { eventsToldPath, Folder::state }, { hookPath, Folder::state },
+      { operationPath, Folder::state } };
    for ( const char * stageClass : { "maintEnter", "maintExit" } ) {
       result.push_back( { stagePath( "stage", stageClass, "progress" ), Folder::state } );
       result.push_back( { stagePath( "stage", stageClass, "completionstatus" ), Folder::state } );

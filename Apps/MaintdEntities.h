@@ -6,6 +6,7 @@
 #include "Agent/Model/HookRecord.h"
 #include "Agent/Model/Insight.h"
 #include "Agent/Model/LinkJournal.h"
+#include "Agent/Model/Operation.h"
 #include "Agent/Model/StageCommand.h"
 #include "Agent/Model/UnitRun.h"
 #include "Apps/Maintd.h"
@@ -53,6 +54,7 @@ struct Maintd::Entities {
    Vel::Ptr< Agent::LinkJournal > journal;
    Vel::Ptr< Agent::InsightDir > insightDir;
    Vel::Ptr< Agent::EventLog > eventLog;
+   Vel::Ptr< Agent::OperationDir > operationDir;
    Vel::Ptr< Agent::HistoryDir > historyDir;
    Vel::Ptr< Agent::HistoryPeaksDir > historyPeaksDir;
    Vel::Ptr< Agent::EventsTold > eventsTold;

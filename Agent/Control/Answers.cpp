@@ -230,10 +230,15 @@ std::string Answers::traceLevels() {
    return text( list );
 }
 
-std::string Answers::accepted( const std::string & unit ) const {
+std::string Answers::accepted( const std::string & unit, const ControlCommands::Taken & taken ) const {
    const auto & status = unitStatus( model_, unit );
    return text(
-      { { "unit", unit }, { "generation", status.genId() }, { "state", unitStateText( status.state() ) } } );
+      { { "unit", unit },
+        { "generation", status.genId() },
+        { "state", unitStateText( status.state() ) },
+        { "operation", taken.operation ? json( taken.operation ) : json( nullptr ) },
+        { "changed", taken.changed },
+        { "repeated", taken.repeated } } );
 }
 
 std::string Answers::simulatedTime( double clockSeconds ) const {

@@ -31,7 +31,16 @@ class Answers {
    /// Whether the agent is well, and why not.
    std::string health() const;
    static std::string traceLevels();
-   std::string accepted( const std::string & unit ) const;
+   struct OperationsAsked {
+      std::string unit;                      ///< empty: of all
+      std::optional< OperationState > state; ///< nothing: all
+      Vel::U32 limit = 1;
+   };
+   /// Newest first. Throws Api::Error (not found) if nobody knows the unit.
+   std::string operations( const OperationsAsked & asked ) const;
+   std::string operation( Vel::U32 id ) const;
+   /// What has become of a request for an operation of a unit.
+   std::string accepted( const std::string & unit, const ControlCommands::Taken & taken ) const;
    /// A time of the agent's clock.
    std::string simulatedTime( double clockSeconds ) const;
 

@@ -51,6 +51,9 @@ struct Answers::Json {
    std::string stuckWatching(
       const std::string & unit, const ControlCommands::Progress & progress, double stageSince ) const;
 
+   // AnswersOfOperations.cpp
+   static json operation( const Operation & operation );
+
    // Answers.cpp
    json profile( const IntfMaintenanceProfile::Status & profile ) const;
    json group( const std::string & name, const ControlCommands::Group & configured ) const;

@@ -31,6 +31,8 @@ json Answers::Json::unit( const Maintenance::Unit::Status & status ) const {
       { "since", run ? time( run->since() ) : json( nullptr ) },
       { "reason", run ? textOrNull( run->reason() ) : json( nullptr ) },
       { "by", run ? textOrNull( run->by() ) : json( nullptr ) },
+      { "operation", run && run->operation() ? json( run->operation() ) : json( nullptr ) },
+      { "with", pairsOf( run ? run->with() : "" ) },
       { "deadline", time( deadline ) },
       { "overdue", deadline > 0 && commands.now() > deadline },
       { "interfaces", { { "total", progress.total }, { "drained", progress.drained } } },

@@ -46,11 +46,13 @@ std::string text( const json & value ) {
 }
 
 json refusalJson( const Api::Error & error ) {
-   return {
-      { "error",
-        { { "code", stringValue( error.code ) },
-          { "message", error.message },
-          { "where", error.where.empty() ? json( nullptr ) : json( error.where ) } } } };
+   json result = {
+      { "code", stringValue( error.code ) },
+      { "message", error.message },
+      { "where", error.where.empty() ? json( nullptr ) : json( error.where ) } };
+   if ( error.operation )
+      result["operation"] = error.operation;
+   return { { "error", result } };
 }
 
 void checkParameters( const HttpRequest & request, std::string_view known ) {
@@ -79,6 +81,8 @@ const ControlApi::Route ControlApi::routes[] = {
    { "GET", "samples", &ControlApi::getSamples, "interface+ unit last until" },
    { "GET", "history", &ControlApi::getHistory, "unit limit" },
    { "GET", "history/*", &ControlApi::getHistoryRecord },
+   { "GET", "operations", &ControlApi::getOperations },
+   { "GET", "operations/*", &ControlApi::getOperation },
    { "GET", "profiles", &ControlApi::getProfiles },
    { "GET", "groups", &ControlApi::getGroups },
    { "GET", "counters", &ControlApi::getCounters },
@@ -204,31 +208,6 @@ void ControlApi::answerWhenCommitted( const Call & call, int status, std::string
    commands_.whenCommitted(
       [answer = call.answer, reply = HttpReply{ status, std::move( body ) }] { answer( reply ); } );
 }
-
-void ControlApi::operate(
-   const Call & call,
-   const std::function< ControlCommands::Result( const std::string &, const ControlCommands::Request & ) > &
-      command ) {
-   Body body( call.request.body );
-   const ControlCommands::Request request{
-      body.text( Key::reason, "" ), call.request.by, body.duration( Key::timeout ) };
-   body.end();
-   if ( const auto refused = command( call.path[1], request ) )
-      throw *refused;
-   answerWhenCommitted( call, 202, answers_.accepted( call.path[1] ) );
-}
-
-void ControlApi::postEnter( const Call & call ) {
-   Body body( call.request.body );
-   ControlCommands::Request request{
-      body.text( Key::reason, "" ), call.request.by, body.duration( Key::timeout ) };
-   request.force = body.flag( Key::force, false );
-   request.session = body.text( Key::session, "" );
-   body.end();
-   enterJudged( call, std::move( request ) );
-}
-
-void ControlApi::postExit( const Call & call ) { operate( call, commands_.exit ); }
 
 void ControlApi::postRelease( const Call & call ) {
    Body body( call.request.body );

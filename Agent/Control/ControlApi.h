@@ -63,6 +63,8 @@ class ControlApi {
    void getRecentEvents( const Call & call );
    void getTrace( const Call & call );
    void getDump( const Call & call );
+   void getOperations( const Call & call );
+   void getOperation( const Call & call );
    void postEnter( const Call & call );
    void postExit( const Call & call );
    void postRelease( const Call & call );
@@ -71,9 +73,9 @@ class ControlApi {
    void postSimulated( const Call & call );
    /// Enters a unit, unless the plan of it says that this takes force.
    void enterJudged( const Call & call, ControlCommands::Request request );
-   void operate(
-      const Call & call, const std::function< ControlCommands::Result(
-                            const std::string &, const ControlCommands::Request & ) > & command );
+   /// Answers, when the turn is committed, what has become of a request for an operation.
+   void answerTaken(
+      const std::string & unit, const HttpServer::Answer & answer, const ControlCommands::Taken & taken );
    /// Answers when the turn is committed.
    void answerWhenCommitted( const Call & call, int status, std::string body );
 

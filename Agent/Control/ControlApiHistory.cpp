@@ -1,6 +1,6 @@
 #include "Agent/Control/ControlApi.h"
+#include "Agent/Control/Query.h"
 
-#include <charconv>
 #include <limits>
 #include <memory>
 #include <utility>
@@ -36,16 +36,6 @@ class PiecesStream final : public HttpStream {
    ControlCommands::History::Pieces pieces_;
 };
 
-/// Decimal digits only, from 1 to `most`.
-std::optional< Vel::U32 > positive( const std::string & text, Vel::U32 most ) {
-   Vel::U32 value = 0;
-   const char * const end = text.data() + text.size();
-   const auto [stop, error] = std::from_chars( text.data(), end, value );
-   if ( error != std::errc() || stop != end || value == 0 || value > most )
-      return std::nullopt;
-   return value;
-}
-
 } // namespace
 
 void ControlApi::getHistory( const Call & call ) {
@@ -54,7 +44,7 @@ void ControlApi::getHistory( const Call & call ) {
    for ( const auto & [name, value] : call.request.query ) {
       if ( name == "unit" )
          unit = value;
-      else if ( const auto number = positive( value, mostListed ) )
+      else if ( const auto number = positiveNumber( value, mostListed ) )
          limit = *number;
       else
          throw Api::Error{
@@ -71,7 +61,7 @@ void ControlApi::getHistory( const Call & call ) {
 
 void ControlApi::getHistoryRecord( const Call & call ) {
    const std::string & name = call.path[1];
-   const auto id = positive( name, std::numeric_limits< Vel::U32 >::max() );
+   const auto id = positiveNumber( name, std::numeric_limits< Vel::U32 >::max() );
    if ( !id )
       throw Api::Error{ ErrorCode::badRequest, "a maintenance has a number, not \"" + name + "\"", name };
    ControlCommands::History::Pieces pieces = commands_.history.record( *id );

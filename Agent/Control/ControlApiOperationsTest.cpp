@@ -25,7 +25,10 @@ TEST_F( ControlApiOperations, answersAnEnterWhenItIsCommitted ) {
    rig.unit( "u1" ).stateIs( UnitState::enterInProgress );
    EXPECT_EQ( 202, post( "units/u1/enter", R"({"reason":"new \"card\"","timeout":"5m"})" ) );
    EXPECT_FALSE( answeredAtOnce );
-   EXPECT_EQ( json::parse( R"({"unit":"u1","generation":4,"state":"entering"})" ), body() );
+   EXPECT_EQ(
+      json::parse(
+         R"({"unit":"u1","generation":4,"state":"entering","operation":5,"changed":true,"repeated":false})" ),
+      body() );
    EXPECT_EQ( std::vector< std::string >{ "enter u1 [new \"card\"] ann 300s" }, asked );
 }
 

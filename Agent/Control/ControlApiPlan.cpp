@@ -50,11 +50,10 @@ void ControlApi::enterJudged( const Call & call, ControlCommands::Request reques
    const std::string & unit = call.path[1];
    if ( request.force && request.reason.empty() )
       throw Api::Error{ ErrorCode::badRequest, "\"force\" needs a \"reason\"", "reason" };
+   if ( const auto before = commands_.enterRepeated( unit, request ) )
+      return answerTaken( unit, call.answer, *before );
    const auto enter = [this, unit, answer = call.answer]( const ControlCommands::Request & asked ) {
-      if ( const auto refused = commands_.enter( unit, asked ) )
-         return answer( refusal( *refused ) );
-      commands_.whenCommitted(
-         [answer, reply = HttpReply{ 202, answers_.accepted( unit ) }] { answer( reply ); } );
+      answerTaken( unit, answer, commands_.enter( unit, asked ) );
    };
    // Where nothing would begin there is nothing to be judged.
    const auto begins = [this, unit] {

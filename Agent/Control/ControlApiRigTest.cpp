@@ -15,8 +15,12 @@ ControlApiRig::ControlApiRig() {
             std::string( name ) + " " + unit + " [" + request.reason + "] " + request.by +
             ( request.timeout ? " " + std::to_string( int( *request.timeout ) ) + "s" : "" ) +
             ( request.overridden.empty() ? "" : " although " + request.overridden ) );
-         return refusal;
+         requests.push_back( request );
+         return refusal ? ControlCommands::Taken{ refusal } : taken;
       };
+   };
+   commands.enterRepeated = [this]( const std::string &, const ControlCommands::Request & request ) {
+      return request.key.empty() ? std::nullopt : repeated;
    };
    commands.plan = [this]( const std::string & unit, const std::string & session, auto told ) {
       asked.push_back( "plan " + unit + " [" + session + "]" );

@@ -56,6 +56,9 @@ class ControlApiRig : public testing::Test {
    ControlCommands::Result planRefusal;
    std::function< void() > whilePlanning; ///< happens before a plan is told; nothing unless set
    ControlCommands::Result refusal;
+   ControlCommands::Taken taken{ {}, 5, true };      ///< of what is not refused
+   std::optional< ControlCommands::Taken > repeated; ///< of what comes with a request key
+   std::vector< ControlCommands::Request > requests; ///< for operations of units that the agent was given
    ControlCommands::Progress progress;
    ControlCommands::Reloaded reloaded;
    ControlCommands::AgentFacts facts;

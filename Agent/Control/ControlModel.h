@@ -3,6 +3,7 @@
 #include "Agent/Model/EventLog.h"
 #include "Agent/Model/Insight.h"
 #include "Agent/Model/LinkJournal.h"
+#include "Agent/Model/Operation.h"
 #include "Agent/Model/Samples.h"
 #include "Agent/Model/UnitRun.h"
 #include "Api/Error.h"
@@ -42,6 +43,7 @@ struct ControlModel {
    Vel::Ptr< const LinkJournal > journal;
    Vel::Ptr< const EventLog > eventLog;
    Vel::Ptr< const InsightDir > insightDir;
+   Vel::Ptr< const OperationDir > operationDir;
 };
 
 /// One thing that is wrong with the agent.
@@ -63,7 +65,17 @@ struct ControlCommands {
       bool force = false;       ///< enter, whatever the plan says
       std::string session = {}; ///< the address from which he comes; empty: not known
       std::string overridden =
-         {}; ///< what the plan said against it and was forced, a line each; empty: nothing
+         {};                 ///< what the plan said against it and was forced, a line each; empty: nothing
+      std::string with = {}; ///< what he notes down with it: pairs, see Operation.h
+      std::string key = {};  ///< by which he knows it again; empty: none
+      std::uint64_t fingerprint = 0; ///< of what he asks for, which a key is not used twice for
+   };
+   /// What has become of a request for an operation.
+   struct Taken {
+      Result refused = {};
+      Vel::U32 operation = 0; ///< that does it, has done it or does it already; 0: it has always been so
+      bool changed = false;   ///< by this request
+      bool repeated = false;  ///< the key has been used for it before
    };
    /// What would come of an enter. Texts are JSON unless they say otherwise.
    struct Planned {
@@ -140,7 +152,9 @@ struct ControlCommands {
       bool up = false;
    };
 
-   std::function< Result( const std::string &unit, const Request & ) > enter, exit;
+   std::function< Taken( const std::string &unit, const Request & ) > enter, exit;
+   /// What was answered before to an enter with this key, or that it was another request; nothing: it is new.
+   std::function< std::optional< Taken >( const std::string & unit, const Request & ) > enterRepeated;
    /// Judges what would come of an enter of a unit, and calls back in a later turn unless it is refused. Changes nothing.
    /// `session`: the address from which the operator comes; empty: not known.
    std::function< Result(

@@ -69,7 +69,7 @@ IntfInsight & ModelRig::insight( const Wire::IntfId & intf, Reason reason ) {
 
 ControlModel ModelRig::model() const {
    return { units,  runs,        records, interfaces, profiles, defaultProfile, intfToGroup,
-            groups, groupToUnit, cause,   journal,    eventLog, insights };
+            groups, groupToUnit, cause,   journal,    eventLog, insights,       operations };
 }
 
 } // namespace Agent

@@ -36,6 +36,7 @@ struct ModelRig {
    Vel::Ptr< LinkJournal > journal = Vel::make< LinkJournal >();
    Vel::Ptr< EventLog > eventLog = Vel::make< EventLog >();
    Vel::Ptr< InsightDir > insights = Vel::make< InsightDir >();
+   Vel::Ptr< OperationDir > operations = Vel::make< OperationDir >();
 
  private:
    void member( const Wire::IntfId & intf, const std::string & group, const std::string & profile );

@@ -2,6 +2,7 @@
 
 #include "Agent/Events/InterfaceWords.h"
 #include "Agent/Events/Watching.h"
+#include "Agent/Model/Operation.h"
 #include "Agent/Model/StateText.h"
 
 #include <nlohmann/json.hpp>
@@ -180,6 +181,8 @@ void UnitEvents::lookAtState( const Status & status, ToldUnit & told ) {
         { "generation", status.genId() },
         { "by", orNull( run ? run->by() : "" ) },
         { "reason", orNull( run ? run->reason() : "" ) },
+        { "operation", run && run->operation() ? json( run->operation() ) : json( nullptr ) },
+        { "with", pairsOf( run ? run->with() : "" ) },
         { "overridden", linesOrNull( run && isEnter( status ) ? run->overridden() : "" ) } } );
 }
 

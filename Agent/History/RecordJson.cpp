@@ -1,5 +1,6 @@
 #include "Agent/History/RecordJson.h"
 
+#include "Agent/Model/Operation.h"
 #include "Api/Error.h"
 #include "Api/History.h"
 #include "Api/Values.h"
@@ -32,6 +33,8 @@ Outcome outcomeOf( const std::string & text ) {
 }
 
 json textOrNull( const Vel::String & value ) { return value.empty() ? json( nullptr ) : json( value ); }
+
+json idOrNull( Vel::U32 id ) { return id ? json( id ) : json( nullptr ); }
 
 json number( double value ) { return std::isfinite( value ) ? json( value ) : json( nullptr ); }
 
@@ -71,6 +74,10 @@ json summaryJson( const HistorySummary & s ) {
       { "reason", textOrNull( s.reason() ) },
       { "exit-by", textOrNull( s.exitBy() ) },
       { "exit-reason", textOrNull( s.exitReason() ) },
+      { "operation", idOrNull( s.operation() ) },
+      { "exit-operation", idOrNull( s.exitOperation() ) },
+      { "with", pairsOf( s.with() ) },
+      { "exit-with", pairsOf( s.exitWith() ) },
       { "counts",
         { { "interfaces", s.intfs() },
           { "drained", s.drained() },
@@ -225,6 +232,10 @@ void summarize( const HistoryRecord & record, double wallOffset, HistorySummary 
    summary.reasonIs( record.reason() );
    summary.exitByIs( record.exitBy() );
    summary.exitReasonIs( record.exitReason() );
+   summary.operationIs( record.operation() );
+   summary.exitOperationIs( record.exitOperation() );
+   summary.withIs( record.with() );
+   summary.exitWithIs( record.exitWith() );
    Vel::U32 drained = 0, forced = 0, spikes = 0;
    for ( const auto & [id, intf] : record.intfRange() ) {
       drained += intf->drained() > 0;
@@ -306,6 +317,10 @@ Vel::Ptr< HistorySummary > summaryOf( const std::string & text ) {
       summary->reasonIs( read.reason.value_or( "" ) );
       summary->exitByIs( read.exitBy.value_or( "" ) );
       summary->exitReasonIs( read.exitReason.value_or( "" ) );
+      summary->operationIs( static_cast< Vel::U32 >( read.operation.value_or( 0 ) ) );
+      summary->exitOperationIs( static_cast< Vel::U32 >( read.exitOperation.value_or( 0 ) ) );
+      summary->withIs( pairLines( read.with ) );
+      summary->exitWithIs( pairLines( read.exitWith ) );
       summary->intfsIs( static_cast< Vel::U32 >( read.interfaces ) );
       summary->drainedIs( static_cast< Vel::U32 >( read.drained ) );
       summary->forcedIs( static_cast< Vel::U32 >( read.forced ) );

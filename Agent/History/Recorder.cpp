@@ -108,6 +108,8 @@ HistoryRecord & Recorder::recordNew( const Status & status, const UnitRun * run 
    if ( run ) {
       record.byIs( run->by() );
       record.reasonIs( run->reason() );
+      record.operationIs( run->operation() );
+      record.withIs( run->with() );
       record.overriddenIs( run->overridden() );
    }
    isOpen( record );
@@ -128,6 +130,8 @@ void Recorder::wayBackBegins( HistoryRecord & record, const Status & status, con
    if ( run ) {
       record.exitByIs( run->by() );
       record.exitReasonIs( run->reason() );
+      record.exitOperationIs( run->operation() );
+      record.exitWithIs( run->with() );
    }
    record.outcomeToBeIs(
       record.inMaintenance() > 0 ? Outcome::completed

@@ -177,6 +177,12 @@ class HistoryRecord final : public Vel::Entity {
    VEL_ATTR( Vel::String, overridden, onOverridden ); ///< what spoke against it and was forced, a line each
    VEL_ATTR( Vel::String, exitBy, onExitBy );
    VEL_ATTR( Vel::String, exitReason, onExitReason );
+   /// The operations that began it and took it back, 0: unknown, and what was noted down with each (pairs, see
+   /// Operation.h).
+   VEL_ATTR( Vel::U32, operation, onOperation );
+   VEL_ATTR( Vel::U32, exitOperation, onExitOperation );
+   VEL_ATTR( Vel::String, with, onWith );
+   VEL_ATTR( Vel::String, exitWith, onExitWith );
    /// Decided when the way back begins.
    VEL_ATTR( Outcome, outcomeToBe, onOutcomeToBe );
    /// What is to be added to times of the record for wall time; of a closed record.
@@ -203,6 +209,10 @@ class HistorySummary final : public Vel::Entity {
    VEL_ATTR( Vel::String, reason, onReason );
    VEL_ATTR( Vel::String, exitBy, onExitBy );
    VEL_ATTR( Vel::String, exitReason, onExitReason );
+   VEL_ATTR( Vel::U32, operation, onOperation );
+   VEL_ATTR( Vel::U32, exitOperation, onExitOperation );
+   VEL_ATTR( Vel::String, with, onWith );
+   VEL_ATTR( Vel::String, exitWith, onExitWith );
    VEL_ATTR( Vel::U32, intfs, onIntfs );
    VEL_ATTR( Vel::U32, drained, onDrained );
    VEL_ATTR( Vel::U32, forced, onForced );

@@ -17,8 +17,10 @@ class UnitRun final : public Vel::Entity {
    explicit UnitRun( const Vel::String & unitName ) : unitName_( unitName ) {}
    VEL_PARAM( Vel::String, unitName );
    VEL_ATTR( Wanted, wanted, onWanted );
-   VEL_ATTR( Vel::String, reason, onReason ); ///< why, in the operator's words
-   VEL_ATTR( Vel::String, by, onBy );         ///< who asked
+   VEL_ATTR( Vel::String, reason, onReason );    ///< why, in the operator's words
+   VEL_ATTR( Vel::String, by, onBy );            ///< who asked
+   VEL_ATTR( Vel::U32, operation, onOperation ); ///< that has brought it here; 0: unknown
+   VEL_ATTR( Vel::String, with, onWith ); ///< what who asked has noted down with it: pairs, see Operation.h
    /// What spoke against the last enter and was forced, a line each; empty: nothing did.
    VEL_ATTR( Vel::String, overridden, onOverridden );
    VEL_ATTR( double, since, onSince );         ///< seconds of the agent's clock, of the present state

@@ -97,6 +97,15 @@ Api::Error Stages::unknown( const Vel::String & unitName ) const {
    return { Api::ErrorCode::notFound, "there is no unit " + unitName, unitName };
 }
 
+Api::Error Stages::onItsWayBack( const Vel::String & unitName ) const {
+   const Vel::U32 operation = model_.unitRunDir->unitRun( unitName )->operation();
+   return {
+      Api::ErrorCode::conflict,
+      "unit " + unitName + " is on its way back" +
+         ( operation ? Vel::text( " (operation ", operation, ")" ) : "" ) + "; wait until it is normal",
+      unitName, operation };
+}
+
 // ---- requests
 
 Stages::Result Stages::enter( const Vel::String & unitName, const Request & request ) {
@@ -106,9 +115,7 @@ Stages::Result Stages::enter( const Vel::String & unitName, const Request & requ
    if ( status.state() == UnitState::enterInProgress || status.state() == UnitState::maintenance )
       return std::nullopt;
    if ( status.state() != UnitState::normal )
-      return Api::Error{
-         Api::ErrorCode::conflict, "unit " + unitName + " is on its way back; wait until it is normal",
-         unitName };
+      return onItsWayBack( unitName );
    const auto lists = lists_.find( unitName );
    if ( lists == lists_.end() )
       return unknown( unitName );
@@ -147,6 +154,8 @@ void Stages::ask( UnitRun & run, Wanted wanted, const Request & request ) const 
    run.wantedIs( wanted );
    run.reasonIs( request.reason );
    run.byIs( request.by );
+   run.operationIs( request.operation );
+   run.withIs( request.with );
    if ( wanted == Wanted::maintenance )
       run.overriddenIs( request.overridden );
    run.askedTimeIs( now() );

@@ -61,6 +61,8 @@ class Stages {
       Vel::String by;
       std::optional< double > timeout = std::nullopt;
       Vel::String overridden = {}; ///< what spoke against an enter and was forced, a line each
+      Vel::U32 operation = 0;      ///< the number that it gets if anything begins
+      Vel::String with = {};       ///< pairs, see Operation.h
    };
    struct Counts {
       Vel::U32 total = 0;     ///< members that have a record
@@ -139,6 +141,7 @@ class Stages {
    };
 
    Api::Error unknown( const Vel::String & unitName ) const;
+   Api::Error onItsWayBack( const Vel::String & unitName ) const;
    void ask( UnitRun & run, Wanted wanted, const Request & request ) const;
    void start( Maintenance::Unit::Status & status, UnitRun & run, bool enter );
    std::vector< Vel::String > stagesOf( const UnitRun & run, bool enter ) const;

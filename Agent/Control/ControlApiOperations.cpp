@@ -1,0 +1,102 @@
+#include "Agent/Control/Body.h"
+#include "Agent/Control/ControlApi.h"
+#include "Agent/Control/Query.h"
+#include "Api/Names.h"
+
+#include <limits>
+
+/// What is asked for of units, and what has become of it.
+namespace Agent {
+
+using Api::ErrorCode;
+namespace Key = Api::Key;
+
+namespace {
+
+/// Pairs that a request may bring, and bytes that each of their values may have.
+constexpr std::size_t mostPairs = 16, longestValue = 256;
+
+/// What whoever asks for an operation of a unit says of it, be it an enter or an exit.
+ControlCommands::Request requestOf( const HttpRequest & request, Body & body ) {
+   ControlCommands::Request result{ body.text( Key::reason, "" ), request.by, body.duration( Key::timeout ) };
+   const auto pairs = body.pairs( Key::with, mostPairs, longestValue );
+   result.with = pairLines( Pairs( pairs.begin(), pairs.end() ) );
+   result.key = body.key( Key::requestKey );
+   // Where he comes from is no part of what he asks for.
+   result.fingerprint = body.fingerprint( { Key::requestKey, Key::session } );
+   return result;
+}
+
+OperationState stateOf( const std::string & text ) {
+   for ( const OperationState state :
+         { OperationState::running, OperationState::done, OperationState::failed,
+           OperationState::cancelled } )
+      if ( stringValue( state ) == text )
+         return state;
+   throw Api::Error{
+      ErrorCode::badRequest, "\"state\" is none of running, done, failed and cancelled", "state" };
+}
+
+} // namespace
+
+void ControlApi::postEnter( const Call & call ) {
+   Body body( call.request.body );
+   ControlCommands::Request request = requestOf( call.request, body );
+   request.force = body.flag( Key::force, false );
+   request.session = body.text( Key::session, "" );
+   body.end();
+   enterJudged( call, std::move( request ) );
+}
+
+void ControlApi::postExit( const Call & call ) {
+   Body body( call.request.body );
+   const ControlCommands::Request request = requestOf( call.request, body );
+   body.end();
+   answerTaken( call.path[1], call.answer, commands_.exit( call.path[1], request ) );
+}
+
+void ControlApi::answerTaken(
+   const std::string & unit, const HttpServer::Answer & answer, const ControlCommands::Taken & taken ) {
+   if ( taken.refused )
+      return answer( refusal( *taken.refused ) );
+   // What a key was used for may have been about a unit that is not configured any more.
+   if ( !model_.unitStatusDir->status( unit ) )
+      return answer( refusal( { ErrorCode::notFound, "there is no unit " + unit, unit } ) );
+   commands_.whenCommitted(
+      [answer, reply = HttpReply{ 202, answers_.accepted( unit, taken ) }] { answer( reply ); } );
+}
+
+// ---- what has become of it
+
+void ControlApi::getOperations( const Call & call ) {
+   constexpr unsigned mostListed = 1000, listed = 100;
+   Answers::OperationsAsked asked{ "", std::nullopt, listed };
+   for ( const auto & [name, value] : call.request.query ) {
+      if ( name != "unit" && name != "state" && name != "limit" )
+         throw Api::Error{ ErrorCode::badRequest, "\"" + name + "\" is not known here", name };
+      if ( call.request.query.count( name ) > 1 )
+         throw Api::Error{ ErrorCode::badRequest, "\"" + name + "\" is given more than once", name };
+      if ( value.empty() )
+         throw Api::Error{ ErrorCode::badRequest, "\"" + name + "\" is empty", name };
+      if ( name == "unit" )
+         asked.unit = value;
+      else if ( name == "state" )
+         asked.state = stateOf( value );
+      else if ( const auto number = positiveNumber( value, mostListed ) )
+         asked.limit = *number;
+      else
+         throw Api::Error{
+            ErrorCode::badRequest, "\"limit\" is no number from 1 to " + std::to_string( mostListed ), name };
+   }
+   call.answer( { 200, answers_.operations( asked ) } );
+}
+
+void ControlApi::getOperation( const Call & call ) {
+   const std::string & name = call.path[1];
+   const auto id = positiveNumber( name, std::numeric_limits< Vel::U32 >::max() );
+   if ( !id )
+      throw Api::Error{ ErrorCode::badRequest, "an operation has a number, not \"" + name + "\"", name };
+   call.answer( { 200, answers_.operation( *id ) } );
+}
+
+} // namespace Agent
