@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 /// Purpose: how a request is refused, the same in the agent, on the wire and in the command.
@@ -27,7 +26,6 @@ struct Error {
    ErrorCode code;
    std::string message;
    std::string where;
-   std::uint32_t operation = 0; ///< that stands in the way; 0: none
 };
 
 } // namespace Api

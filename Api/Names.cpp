@@ -57,6 +57,14 @@ std::string historyOf( std::string_view unit, std::uint64_t limit ) {
           ( unit.empty() ? "" : "&unit=" + escaped( unit ) );
 }
 
+std::string operationsOf( std::string_view unit, std::string_view state, std::uint64_t limit ) {
+   return std::string( operations ) + "?limit=" + std::to_string( limit ) +
+          ( unit.empty() ? "" : "&unit=" + escaped( unit ) ) +
+          ( state.empty() ? "" : "&state=" + escaped( state ) );
+}
+
+std::string operation( std::uint64_t id ) { return std::string( operations ) + "/" + std::to_string( id ); }
+
 std::string historyRecord( std::uint64_t id ) { return std::string( history ) + "/" + std::to_string( id ); }
 
 } // namespace Path

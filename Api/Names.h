@@ -15,6 +15,7 @@ namespace Path {
 inline constexpr char units[] = "/api/v1/units";
 inline constexpr char interfaces[] = "/api/v1/interfaces";
 inline constexpr char history[] = "/api/v1/history";
+inline constexpr char operations[] = "/api/v1/operations";
 inline constexpr char profiles[] = "/api/v1/profiles";
 inline constexpr char groups[] = "/api/v1/groups";
 inline constexpr char counters[] = "/api/v1/counters";
@@ -36,6 +37,10 @@ std::string interfaceRelease( std::string_view name );
 /// \param unit  empty: of all units
 std::string historyOf( std::string_view unit, std::uint64_t limit );
 std::string historyRecord( std::uint64_t id );
+/// Operations, newest first.
+/// \param unit, state  empty: all
+std::string operationsOf( std::string_view unit, std::string_view state, std::uint64_t limit );
+std::string operation( std::uint64_t id );
 /// What would come of an enter of a unit.
 /// \param session  the address from which the operator comes; empty: not known
 std::string planOf( std::string_view unit, std::string_view session );

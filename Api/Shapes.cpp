@@ -230,12 +230,6 @@ std::vector< TraceLevel > readTraceLevels( std::string_view text ) {
    return Reader::listOf( Reader::parsed( text ), traceLevelOf );
 }
 
-Accepted readAccepted( std::string_view text ) {
-   const json answer = Reader::parsed( text );
-   const Reader in( answer );
-   return { in.name( "unit" ), in.counter( "generation" ), in.name( "state" ) };
-}
-
 std::vector< std::string > readChanges( std::string_view text ) {
    const json answer = Reader::parsed( text );
    return Reader( answer ).texts( "changes" );
@@ -258,7 +252,7 @@ std::optional< Refusal > readRefusal( std::string_view text ) try {
       return std::nullopt;
    const Reader error = in.below( "error" );
    return Refusal{
-      error.text( "code" ), error.name( "message" ), error.text( "where" ),
+      error.text( "code" ), error.name( "message" ), error.text( "where" ), error.maybeCounter( "operation" ),
       in.list( "errors", fileErrorOf ) };
 } catch ( const Error & ) {
    return std::nullopt;

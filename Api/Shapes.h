@@ -162,13 +162,6 @@ struct TraceLevel {
    std::int64_t level = 0;
 };
 
-/// What was accepted.
-struct Accepted {
-   std::string unit;
-   std::uint64_t generation = 0;
-   std::string state;
-};
-
 /// What is wrong with a configuration file.
 struct FileError {
    std::string file;
@@ -179,7 +172,8 @@ struct FileError {
 /// The refusal of a request; whatever is not there is empty.
 struct Refusal {
    std::string code, message, where;
-   std::vector< FileError > fileErrors; ///< of a configuration that was not taken
+   std::optional< std::uint64_t > operation; ///< that stands in the way
+   std::vector< FileError > fileErrors;      ///< of a configuration that was not taken
 };
 
 /// The stage whose command runs, null if there is none.
@@ -199,7 +193,6 @@ std::vector< Group > readGroups( std::string_view json );
 std::map< std::string, std::uint64_t > readCounters( std::string_view json );
 Agent readAgent( std::string_view json );
 std::vector< TraceLevel > readTraceLevels( std::string_view json );
-Accepted readAccepted( std::string_view json );
 std::vector< std::string > readChanges( std::string_view json ); ///< of a reload
 std::string readInterfaceName( std::string_view json );          ///< of a release
 std::optional< double > readTime( std::string_view json );       ///< of the simulated switch

@@ -65,7 +65,7 @@ TEST( CommandLine, takesTheOptionsOfAllVerbsBeforeAndBehindTheVerb ) {
 TEST( CommandLine, takesEnterAndExit ) {
    const auto enter = commandOf< Operate >( { "enter", "a" } );
    EXPECT_EQ( enter.operation, Operate::Operation::enter );
-   EXPECT_EQ( enter.unit, "a" );
+   EXPECT_EQ( enter.units, std::vector< std::string >{ "a" } );
    EXPECT_FALSE( enter.reason );
    EXPECT_FALSE( enter.wait );
    EXPECT_FALSE( enter.timeout );
@@ -75,6 +75,34 @@ TEST( CommandLine, takesEnterAndExit ) {
    EXPECT_EQ( exit.reason, "new optics" );
    EXPECT_TRUE( exit.wait );
    EXPECT_EQ( exit.timeout->seconds(), 90 );
+}
+
+TEST( CommandLine, takesSeveralUnitsWithKeyAndPairs ) {
+   const auto enter = commandOf< Operate >(
+      { "enter", "a", "--with", "x=1", "b", "--request-key", "k", "--with=y=2=3", "c" } );
+   EXPECT_EQ( enter.units, ( std::vector< std::string >{ "a", "b", "c" } ) );
+   EXPECT_EQ( enter.requestKey, "k" );
+   EXPECT_EQ( enter.with, ( std::map< std::string, std::string >{ { "x", "1" }, { "y", "2=3" } } ) );
+   for ( const auto & [pair, complaint] :
+         { std::pair( "x", "--with: \"x\" is not KEY=VALUE" ),
+           std::pair( "=x", "--with: \"=x\" is not KEY=VALUE" ) } )
+      EXPECT_EQ( complaintOf( { "exit", "a", "--with", pair } ), complaint );
+   EXPECT_EQ(
+      complaintOf( { "exit", "a", "--with", "x=1", "--with", "x=2" } ), "--with: \"x\" is given twice" );
+   EXPECT_NE( complaintOf( { "enter", "a", "" } ), "(taken)" );
+   EXPECT_NE( complaintOf( { "enter", "a", "--request-key", "" } ), "(taken)" );
+}
+
+TEST( CommandLine, takesOperations ) {
+   const auto operations =
+      commandOf< ShowOperations >( { "operations", "a", "--state", "done", "--limit", "5" } );
+   EXPECT_EQ( operations.unit, "a" );
+   EXPECT_EQ( operations.state, "done" );
+   EXPECT_EQ( operations.limit, 5u );
+   EXPECT_EQ( commandOf< ShowOperations >( { "operations" } ).limit, 20u );
+   EXPECT_EQ( commandOf< ShowOperation >( { "operation", "7" } ).id, 7u );
+   EXPECT_NE( complaintOf( { "operations", "--state", "over" } ), "(taken)" );
+   EXPECT_NE( complaintOf( { "operation", "x" } ), "(taken)" );
 }
 
 TEST( CommandLine, waitsIfThereIsATimeout ) {
@@ -197,7 +225,7 @@ TEST( CommandLine, saysWhatMakesNoSense ) {
       { { "show" }, "a command is missing after \"show\"; \"maintctl show --help\" lists them" },
       { { "enter" }, "UNIT is required" },
       { { "enter", "" }, "UNIT: is empty" },
-      { { "enter", "a", "b" }, "The following argument was not expected: b" },
+      { { "plan", "a", "b" }, "The following argument was not expected: b" },
       { { "enter", "a", "--now" }, "The following argument was not expected: --now" },
       { { "enter", "a", "--reason" }, "--reason: 1 required TEXT missing" },
       { { "wait", "a" }, "--for is required" },

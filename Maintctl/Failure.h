@@ -16,7 +16,8 @@ struct Failure {
    std::string message; ///< one line for people; empty: there is nothing to say
    std::string where;   ///< what is meant: a unit, an interface, a file; may be empty
    std::vector< Api::FileError > fileErrors;
-   std::vector< Api::Finding > findings = {}; ///< why it takes force
+   std::vector< Api::Finding > findings = {};     ///< why it takes force
+   std::optional< std::uint64_t > operation = {}; ///< that stands in the way
 };
 
 /// The words of our own.

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -78,6 +79,8 @@ class Grammar {
 
    /// Lets the verb be carried out over and over.
    void watchable( App * verb );
+   /// What is noted down with an operation.
+   void noted( App * of );
    Show showCommand( Show::What what ) const;
    Command trafficCommand() const;
 
@@ -86,7 +89,9 @@ class Grammar {
    std::function< Command() > command_;
 
    std::string name_, for_, state_;
-   std::optional< std::string > session_;
+   std::vector< std::string > units_;
+   std::optional< std::string > session_, requestKey_;
+   std::map< std::string, std::string > with_;
    std::optional< std::string > reason_, file_;
    std::optional< std::size_t > last_;
    std::optional< std::uint64_t > after_, events_;

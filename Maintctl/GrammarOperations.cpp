@@ -9,11 +9,16 @@ void Grammar::operations() {
          App * enter = verb( app_, verbName, does, [this, which] {
             if ( force_ && reason_.value_or( "" ).empty() )
                throw CLI::ValidationError( "--force", "needs --reason" );
-            return Operate{ which, name_, reason_, wait_ || timeout_, timeout_, force_, session_ };
+            return Operate{ which,    units_,      reason_, wait_ || timeout_, timeout_, force_,
+                            session_, requestKey_, with_ };
          } );
-         name( enter, "UNIT", "The maintenance unit" );
+         enter->add_option( "UNIT", units_, "The maintenance unit, or several: one request each" )
+            ->type_name( "" )
+            ->required()
+            ->check( notEmpty() );
          enter->add_option( "--reason", reason_, "Why; it is shown with the unit" )->type_name( "TEXT" );
          enter->add_flag( "--wait", wait_, until );
+         noted( enter );
          duration(
             enter, "--timeout", timeout_,
             "Wait, but no longer than this (0s: look once); the operation itself goes on" );
@@ -51,6 +56,30 @@ void Grammar::operations() {
       ->required()
       ->check( CLI::IsMember( { "maintenance", "normal" } ).description( "" ) );
    duration( wait, "--timeout", timeout_, "Wait no longer than this; 0s: look once" );
+}
+
+void Grammar::noted( App * of ) {
+   of->add_option_function< std::vector< std::string > >(
+        "--with",
+        [this]( const std::vector< std::string > & pairs ) {
+           for ( const std::string & pair : pairs ) {
+              const std::size_t equals = pair.find( '=' );
+              if ( equals == std::string::npos || equals == 0 )
+                 throw CLI::ValidationError( "--with", "\"" + pair + "\" is not KEY=VALUE" );
+              if ( !with_.emplace( pair.substr( 0, equals ), pair.substr( equals + 1 ) ).second )
+                 throw CLI::ValidationError(
+                    "--with", "\"" + pair.substr( 0, equals ) + "\" is given twice" );
+           }
+        },
+        "Note this down with it; as often as needed" )
+      ->type_name( "KEY=VALUE" )
+      ->allow_extra_args( false );
+   of->add_option(
+        "--request-key", requestKey_,
+        "A word of your own; the same request with the same one is done once (of several units each has "
+        "KEY:UNIT)" )
+      ->type_name( "KEY" )
+      ->check( notEmpty() );
 }
 
 } // namespace Maintctl

@@ -3,14 +3,17 @@
 namespace Maintctl {
 
 void Grammar::past() {
+   const auto limit = [this]( App * of ) {
+      of->add_option( "--limit", limit_, "No more than this" )
+         ->type_name( "COUNT" )
+         ->capture_default_str()
+         ->check( CLI::Range( 1U, 1000U ).description( "" ) );
+   };
    App * history = verb( app_, "history", "List maintenances, newest first, those that go on too", [this] {
       return ShowHistory{ name_, limit_ };
    } );
    name( history, "UNIT", "Only those of this unit", false );
-   history->add_option( "--limit", limit_, "No more than this" )
-      ->type_name( "COUNT" )
-      ->capture_default_str()
-      ->check( CLI::Range( 1U, 1000U ).description( "" ) );
+   limit( history );
 
    App * report = verb( app_, "report", "Tell all that is known of one maintenance", [this] {
       if ( csv_ && invocation_.json )
@@ -22,6 +25,22 @@ void Grammar::past() {
       ->required()
       ->check( CLI::PositiveNumber.description( "" ) );
    report->add_flag( "--csv", csv_, "As comma-separated values, a line for each interface" );
+
+   App * operations =
+      verb( app_, "operations", "List what was asked of units, newest first, what goes on too", [this] {
+         return ShowOperations{ name_, state_, limit_ };
+      } );
+   name( operations, "UNIT", "Only those of this unit", false );
+   operations->add_option( "--state", state_, "Only those that are so" )
+      ->type_name( "running|done|failed|cancelled" )
+      ->check( CLI::IsMember( { "running", "done", "failed", "cancelled" } ).description( "" ) );
+   limit( operations );
+   App * operation = verb(
+      app_, "operation", "Tell what has become of one of them", [this] { return ShowOperation{ id_ }; } );
+   operation->add_option( "ID", id_, "Its number, which \"maintctl enter\" and \"exit\" give" )
+      ->type_name( "" )
+      ->required()
+      ->check( CLI::PositiveNumber.description( "" ) );
 
    App * events = verb( app_, "events", "Show what has happened, or with --follow what happens", [this] {
       return Events{ after_, events_, follow_ };

@@ -4,6 +4,7 @@
 #include "Config/Rate.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -17,12 +18,14 @@ namespace Maintctl {
 struct Operate {
    enum class Operation { enter, exit };
    Operation operation = Operation::enter;
-   std::string unit;
+   std::vector< std::string > units; ///< at least one
    std::optional< std::string > reason;
    bool wait = false;                         ///< until the unit is there
    std::optional< Config::Duration > timeout; ///< of the waiting; nothing: for ever
    bool force = false;                        ///< of an enter: whatever its plan says; there is a reason then
    std::optional< std::string > session = {}; ///< from which address; nothing: from that of this session
+   std::optional< std::string > requestKey = {};
+   std::map< std::string, std::string > with = {}; ///< to be noted down with it
 };
 
 /// What would come of an enter.
@@ -59,6 +62,17 @@ struct ShowHistory {
 struct Report {
    unsigned id = 0;
    bool csv = false;
+};
+
+/// What was asked for and done, newest first.
+struct ShowOperations {
+   std::string unit;  ///< empty: of all units
+   std::string state; ///< empty: all
+   unsigned limit = 20;
+};
+
+struct ShowOperation {
+   unsigned id = 0;
 };
 
 /// What has happened, and what happens.
@@ -107,8 +121,8 @@ struct SimulatedAdvance {
 };
 
 using Command = std::variant<
-   Operate, Plan, Wait, Show, Explain, ShowHistory, Report, Events, Dump, ShowFastLog, Trace, Release,
-   Validate, Reload, SimulatedTraffic, SimulatedLink, SimulatedAdvance >;
+   Operate, Plan, Wait, Show, Explain, ShowHistory, Report, ShowOperations, ShowOperation, Events, Dump,
+   ShowFastLog, Trace, Release, Validate, Reload, SimulatedTraffic, SimulatedLink, SimulatedAdvance >;
 
 /// Where the control socket is unless somebody says otherwise.
 inline constexpr char defaultSocket[] = "/run/maintd/control.sock";

@@ -55,6 +55,8 @@ std::string failureJson( const Failure & failure ) {
       { "code", failure.code },
       { "message", failure.message },
       { "where", failure.where.empty() ? Json( nullptr ) : Json( failure.where ) } };
+   if ( failure.operation )
+      document["error"]["operation"] = *failure.operation;
    for ( const Api::Finding & finding : failure.findings )
       document["error"]["findings"].push_back( parsed( finding.json ) );
    if ( !failure.fileErrors.empty() ) {

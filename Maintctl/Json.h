@@ -2,6 +2,7 @@
 
 #include "Maintctl/Failure.h"
 
+#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -14,7 +15,9 @@ namespace Maintctl {
 /// An object in the order of its fields.
 class JsonObject {
  public:
-   using Value = std::variant< std::nullptr_t, bool, double, std::string, std::vector< std::string > >;
+   using Value = std::variant<
+      std::nullptr_t, bool, double, std::string, std::vector< std::string >,
+      std::map< std::string, std::string > >;
    JsonObject & add( std::string key, Value value ) {
       fields_.emplace_back( std::move( key ), std::move( value ) );
       return *this;

@@ -18,6 +18,7 @@ Failure failureOf( const Reply & reply, const Request & request ) {
       failure.code = refusal->code.empty() ? FailureCode::failed : std::move( refusal->code );
       failure.message = std::move( refusal->message );
       failure.where = std::move( refusal->where );
+      failure.operation = refusal->operation;
       failure.fileErrors = std::move( refusal->fileErrors );
       failure.findings = Api::readRefusedFindings( reply.body );
       return failure;

@@ -3,6 +3,7 @@
 #include "Api/Values.h"
 #include "Maintctl/Csv.h"
 #include "Maintctl/Curve.h"
+#include "Maintctl/Operating.h"
 #include "Maintctl/Table.h"
 #include "Maintctl/Text.h"
 #include "Maintctl/Timeline.h"
@@ -56,6 +57,14 @@ std::string headText( const Api::MaintenanceRecord & record ) {
    sheet.line( "Under maintenance", moment( m, m.inMaintenance, "" ) );
    sheet.line( "Exit", moment( m, m.exitBegan, askedText( m.exitBy, m.exitReason ) ) );
    sheet.line( "Normal", moment( m, m.ended, "" ) );
+   if ( !m.with.empty() )
+      sheet.line( "With", pairsText( m.with ) );
+   if ( !m.exitWith.empty() )
+      sheet.line( "Exit with", pairsText( m.exitWith ) );
+   if ( m.operation )
+      sheet.line(
+         "Operations", std::to_string( *m.operation ) +
+                          ( m.exitOperation ? ", " + std::to_string( *m.exitOperation ) : "" ) );
    sheet.line(
       "Interfaces", std::to_string( m.interfaces ) + ": " + std::to_string( m.drained ) + " drained, " +
                        std::to_string( m.forced ) + " shut before they had, " +

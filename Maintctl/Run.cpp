@@ -6,6 +6,7 @@
 #include "Config/Load.h"
 #include "Maintctl/Following.h"
 #include "Maintctl/Json.h"
+#include "Maintctl/Operating.h"
 #include "Maintctl/PlanText.h"
 #include "Maintctl/Remote.h"
 #include "Maintctl/Report.h"
@@ -29,28 +30,18 @@ class Runner {
    Runner( const Invocation & invocation, World & world )
       : invocation_( invocation ), world_( world ), output_( world.output ), remote_( world.client ) {}
 
-   void operator()( const Operate & command ) {
-      const bool enter = command.operation == Operate::Operation::enter;
-      JsonObject request;
-      if ( command.reason )
-         request.add( Key::reason, *command.reason );
-      if ( command.force )
-         request.add( Key::force, true );
-      if ( const std::string session = command.session.value_or( world_.session ); enter && !session.empty() )
-         request.add( Key::session, session );
-      // Others see it with the unit; to wait for no time at all says nothing of the operation.
-      if ( command.timeout && command.timeout->seconds() > 0 )
-         request.add( Key::timeout, double( command.timeout->seconds() ) );
-      const std::string body =
-         remote_.post( Path::unit( command.unit, enter ? "enter" : "exit" ), request.text() );
-      if ( !command.wait )
-         return say( body, [&] {
-            const Api::Accepted accepted = Api::readAccepted( body );
-            return accepted.unit + " is " + stateText( accepted.state ) + ", generation " +
-                   std::to_string( accepted.generation );
-         } );
-      // An exit of a unit that is normal, and an enter of one that is under maintenance, change nothing and are there.
-      waitFor( { command.unit, command.operation, command.timeout, true } );
+   void operator()( const Operate & command ) { Operating( command, remote_, world_ ).run(); }
+
+   void operator()( const ShowOperations & command ) {
+      show( Path::operationsOf( command.unit, command.state, command.limit ), []( auto & body ) {
+         return operationsText( Api::readOperations( body ) );
+      } );
+   }
+
+   void operator()( const ShowOperation & command ) {
+      show( Path::operation( command.id ), []( auto & body ) {
+         return operationText( Api::readOperation( body ) );
+      } );
    }
 
    void operator()( const Plan & command ) {

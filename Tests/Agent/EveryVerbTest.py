@@ -46,10 +46,13 @@ ROWS = {
         Row("enter u2", NEEDS_FORCE),
         Row("enter u2 --force --reason must"),
         Row("enter nobody", FAILED),
+        Row("enter u1 nobody u2 --reason both", FAILED),
+        Row("enter u1 u2 --request-key k1 --with a=b --with c=d"),
+        Row("enter u1 --with a", USAGE, USAGE),
         Row("enter u1 --force", USAGE, USAGE),
     ],
     "exit": [
-        Row("exit u2 --reason back"),
+        Row("exit u2 --reason back --request-key k2 --with a=b"),
         Row("exit u2 --wait --timeout 1m"),
         Row("exit nobody", FAILED),
         Row("exit", USAGE, USAGE),
@@ -90,6 +93,12 @@ ROWS = {
         Row("report 1 --csv", USAGE, USAGE),
         Row("report x", USAGE, USAGE),
     ],
+    "operations": [
+        Row("operations"),
+        Row("operations u1 --state running --limit 5"),
+        Row("operations nobody", FAILED),
+    ],
+    "operation": [Row("operation 1"), Row("operation 77", FAILED), Row("operation x", USAGE, USAGE)],
     "events": [
         Row("events"),
         Row("events --after 0 --last 3"),
@@ -199,7 +208,9 @@ class EveryVerb(unittest.TestCase):
             self.fail(f"{error}: {said}")
         self.assertTrue(documents, said)
         if said.status not in (DONE, INTERRUPTED):
-            error = documents[-1]["error"]
+            # Of several units each has an object of its own.
+            last = documents[-1] if isinstance(documents[-1], list) else documents[-1:]
+            error = next(each["error"] for each in last if "error" in each)
             self.assertTrue(error["code"] and error["message"], said)
             self.assertIn("where", error, said)
 

@@ -1,0 +1,216 @@
+#include "Maintctl/Operating.h"
+
+#include "Api/Names.h"
+#include "Api/Shapes.h"
+#include "Maintctl/Failure.h"
+#include "Maintctl/Json.h"
+#include "Maintctl/Table.h"
+#include "Maintctl/Text.h"
+#include "Maintctl/Timeline.h"
+#include "Maintctl/Waiting.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Maintctl {
+
+namespace {
+
+namespace Key = Api::Key;
+using Operation = Operate::Operation;
+
+std::string acceptedText( const std::string & body ) {
+   const Api::Accepted accepted = Api::readAccepted( body );
+   return accepted.unit + " is " + stateText( accepted.state ) + ( accepted.changed ? "" : " already" ) +
+          ", generation " + std::to_string( accepted.generation ) +
+          ( accepted.operation ? ", operation " + std::to_string( *accepted.operation ) : "" ) +
+          ( accepted.repeated ? "; this was asked for before" : "" );
+}
+
+std::string thereText( const std::string & body, double seconds ) {
+   const Api::Unit unit = Api::readUnit( body );
+   return unit.name + " is " + stateText( unit.state ) + " after " + spanText( seconds ) +
+          failuresText( unit );
+}
+
+/// An object of JSON with the name of the unit in front.
+std::string withUnit( const std::string & unit, const std::string & object ) {
+   const std::string name = JsonObject().add( "unit", unit ).text();
+   return name.substr( 0, name.size() - 1 ) + "," + object.substr( 1 );
+}
+
+} // namespace
+
+ExitStatus worseOf( ExitStatus a, ExitStatus b ) {
+   const ExitStatus worstFirst[] = { ExitStatus::interrupted, ExitStatus::notReachable, ExitStatus::usage,
+                                     ExitStatus::failed,      ExitStatus::needsForce,   ExitStatus::notMet };
+   for ( const ExitStatus status : worstFirst )
+      if ( a == status || b == status )
+         return status;
+   return ExitStatus::done;
+}
+
+std::string Operating::request( const std::string & unit ) const {
+   const bool enter = command_.operation == Operation::enter;
+   JsonObject request;
+   if ( command_.reason )
+      request.add( Key::reason, *command_.reason );
+   if ( command_.force )
+      request.add( Key::force, true );
+   if ( const std::string session = command_.session.value_or( world_.session ); enter && !session.empty() )
+      request.add( Key::session, session );
+   // Others see it with the unit; to wait for no time at all says nothing of the operation.
+   if ( command_.timeout && command_.timeout->seconds() > 0 )
+      request.add( Key::timeout, double( command_.timeout->seconds() ) );
+   // A key belongs to one request.
+   if ( command_.requestKey )
+      request.add(
+         Key::requestKey,
+         command_.units.size() > 1 ? *command_.requestKey + ":" + unit : *command_.requestKey );
+   if ( !command_.with.empty() )
+      request.add( Key::with, command_.with );
+   return request.text();
+}
+
+template < class Text >
+void Operating::tellOf( Unit & unit, Text text ) const {
+   if ( output_.json() )
+      unit.answer = onOneLine( unit.answer ); // throws if it is none
+   else
+      unit.line = text();
+}
+
+void Operating::ask( Unit & unit ) {
+   unit.answer = remote_.post(
+      Api::Path::unit( unit.name, command_.operation == Operation::enter ? "enter" : "exit" ),
+      request( unit.name ) );
+   tellOf( unit, [&] { return acceptedText( unit.answer ); } );
+   unit.taken = true;
+}
+
+void Operating::wait( Unit & unit, double begun ) {
+   auto timeout = command_.timeout;
+   if ( timeout ) {
+      const double left = std::ceil( double( timeout->seconds() ) - ( world_.pace.now() - begun ) );
+      timeout = Config::Duration::fromSeconds( static_cast< std::uint32_t >( std::max( 0.0, left ) ) );
+   }
+   // An exit of a unit that is normal, and an enter of one that is under maintenance, change nothing and are there.
+   Waiting waiting(
+      { unit.name, command_.operation, timeout, true }, remote_, world_.pace, output_, world_.messages );
+   unit.answer = waiting.until();
+   tellOf( unit, [&] { return thereText( unit.answer, world_.pace.now() - begun ); } );
+}
+
+template < class Step >
+bool Operating::attempt( Unit & unit, Step step ) {
+   Failure failure;
+   try {
+      step( unit );
+      return true;
+   } catch ( Failure & thrown ) {
+      failure = std::move( thrown );
+   } catch ( const Api::Error & error ) {
+      failure = { ExitStatus::failed, stringValue( error.code ), error.message, error.where, {} };
+   }
+   unit.taken = false;
+   worst_ = worseOf( worst_, failure.status );
+   if ( output_.json() )
+      unit.failure = failureJson( failure );
+   else
+      output_.failure( failure );
+   return failure.status != ExitStatus::interrupted;
+}
+
+void Operating::several() {
+   std::vector< Unit > units;
+   for ( const std::string & name : command_.units )
+      units.push_back( { name, false, "", "", "" } );
+   const double begun = world_.pace.now();
+   const auto tell = [&]( const Unit & unit ) {
+      if ( unit.taken && !output_.json() )
+         output_.text( printable( unit.line ) + "\n" );
+   };
+   bool goesOn = true;
+   for ( Unit & unit : units ) {
+      goesOn = goesOn && attempt( unit, [&]( Unit & of ) { ask( of ); } );
+      if ( !command_.wait )
+         tell( unit );
+   }
+   if ( command_.wait )
+      for ( Unit & unit : units )
+         if ( goesOn && unit.taken ) {
+            goesOn = attempt( unit, [&]( Unit & of ) { wait( of, begun ); } );
+            tell( unit );
+         }
+   if ( output_.json() ) {
+      std::string list;
+      for ( const Unit & unit : units )
+         if ( !unit.failure.empty() || !unit.answer.empty() )
+            list += ( list.empty() ? "" : "," ) +
+                    ( unit.failure.empty() ? unit.answer : withUnit( unit.name, unit.failure ) );
+      output_.document( "[" + list + "]" );
+   }
+   if ( worst_ != ExitStatus::done )
+      throw Failure{ worst_, "", "", "", {} };
+}
+
+void Operating::run() {
+   if ( command_.units.size() != 1 )
+      return several();
+   Unit unit{ command_.units.front(), false, "", "", "" };
+   const double begun = world_.pace.now();
+   ask( unit );
+   if ( command_.wait )
+      wait( unit, begun );
+   if ( output_.json() )
+      output_.document( unit.answer );
+   else
+      output_.text( printable( unit.line ) + "\n" );
+}
+
+// ---- what has become of them
+
+std::string pairsText( const std::map< std::string, std::string > & pairs ) {
+   std::string result;
+   for ( const auto & [key, value] : pairs )
+      result += ( result.empty() ? "" : ", " ) + key + "=" + value;
+   return result;
+}
+
+std::string operationsText( const std::vector< Api::Operation > & operations ) {
+   if ( operations.empty() )
+      return "There are no operations.\n";
+   Table table(
+      { { "ID", Table::Align::right },
+        { "WHAT" },
+        { "UNIT" },
+        { "STATE" },
+        { "BEGUN (UTC)" },
+        { "TOOK", Table::Align::right },
+        { "BY" },
+        { "REASON" },
+        { "WITH" } } );
+   for ( const Api::Operation & o : operations )
+      table.row(
+         { std::to_string( o.id ), o.kind, o.unit, o.state, o.begun ? dayText( *o.begun ) : nothing,
+           o.begun && o.ended ? spanText( *o.ended - *o.begun ) : nothing, o.by.value_or( "" ),
+           o.reason.value_or( "" ), pairsText( o.with ) } );
+   return table.text();
+}
+
+std::string operationText( const Api::Operation & o ) {
+   Sheet sheet;
+   sheet.line( "Operation", std::to_string( o.id ) );
+   sheet.line( "What", o.kind );
+   sheet.line( "Unit", o.unit );
+   sheet.line( "State", o.state + ( o.text.empty() ? "" : ": " + o.text ) );
+   sheet.line( "By", o.by.value_or( "" ) );
+   sheet.line( "Reason", o.reason.value_or( "" ) );
+   sheet.line( "With", pairsText( o.with ) );
+   sheet.line( "Request key", o.requestKey.value_or( "" ) );
+   sheet.line( "Begun", o.begun ? dayText( *o.begun ) + " UTC" : "" );
+   sheet.line( "Ended", o.ended ? dayText( *o.ended ) + " UTC" : "" );
+   return sheet.text();
+}
+
+} // namespace Maintctl
