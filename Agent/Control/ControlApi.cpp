@@ -45,13 +45,13 @@ std::string text( const json & value ) {
    return value.dump( -1, ' ', false, json::error_handler_t::replace ) + "\n";
 }
 
-json refusalJson( const Api::Error & error ) {
+json refusalJson( const Api::Error & error, Vel::U32 operation = 0 ) {
    json result = {
       { "code", stringValue( error.code ) },
       { "message", error.message },
       { "where", error.where.empty() ? json( nullptr ) : json( error.where ) } };
-   if ( error.operation )
-      result["operation"] = error.operation;
+   if ( operation )
+      result["operation"] = operation;
    return { { "error", result } };
 }
 
@@ -81,7 +81,7 @@ const ControlApi::Route ControlApi::routes[] = {
    { "GET", "samples", &ControlApi::getSamples, "interface+ unit last until" },
    { "GET", "history", &ControlApi::getHistory, "unit limit" },
    { "GET", "history/*", &ControlApi::getHistoryRecord },
-   { "GET", "operations", &ControlApi::getOperations },
+   { "GET", "operations", &ControlApi::getOperations, "unit state limit" },
    { "GET", "operations/*", &ControlApi::getOperation },
    { "GET", "profiles", &ControlApi::getProfiles },
    { "GET", "groups", &ControlApi::getGroups },
@@ -113,6 +113,10 @@ ControlApi::ControlApi( ControlModel model, ControlCommands commands )
 
 HttpReply ControlApi::refusal( const Api::Error & error ) {
    return { httpStatus( error.code ), text( refusalJson( error ) ) };
+}
+
+HttpReply ControlApi::refusalFor( const Api::Error & error, Vel::U32 operation ) {
+   return { httpStatus( error.code ), text( refusalJson( error, operation ) ) };
 }
 
 void ControlApi::handle( const HttpRequest & request, HttpServer::Answer answer ) try {

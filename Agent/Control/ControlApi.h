@@ -73,6 +73,8 @@ class ControlApi {
    void postSimulated( const Call & call );
    /// Enters a unit, unless the plan of it says that this takes force.
    void enterJudged( const Call & call, ControlCommands::Request request );
+   /// `operation`: that stands in the way; 0: none does.
+   static HttpReply refusalFor( const Api::Error & error, Vel::U32 operation );
    /// Answers, when the turn is committed, what has become of a request for an operation.
    void answerTaken(
       const std::string & unit, const HttpServer::Answer & answer, const ControlCommands::Taken & taken );

@@ -58,7 +58,7 @@ void ControlApi::postExit( const Call & call ) {
 void ControlApi::answerTaken(
    const std::string & unit, const HttpServer::Answer & answer, const ControlCommands::Taken & taken ) {
    if ( taken.refused )
-      return answer( refusal( *taken.refused ) );
+      return answer( refusalFor( *taken.refused, taken.operation ) );
    // What a key was used for may have been about a unit that is not configured any more.
    if ( !model_.unitStatusDir->status( unit ) )
       return answer( refusal( { ErrorCode::notFound, "there is no unit " + unit, unit } ) );
@@ -72,10 +72,6 @@ void ControlApi::getOperations( const Call & call ) {
    constexpr unsigned mostListed = 1000, listed = 100;
    Answers::OperationsAsked asked{ "", std::nullopt, listed };
    for ( const auto & [name, value] : call.request.query ) {
-      if ( name != "unit" && name != "state" && name != "limit" )
-         throw Api::Error{ ErrorCode::badRequest, "\"" + name + "\" is not known here", name };
-      if ( call.request.query.count( name ) > 1 )
-         throw Api::Error{ ErrorCode::badRequest, "\"" + name + "\" is given more than once", name };
       if ( value.empty() )
          throw Api::Error{ ErrorCode::badRequest, "\"" + name + "\" is empty", name };
       if ( name == "unit" )

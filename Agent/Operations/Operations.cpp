@@ -53,9 +53,11 @@ std::optional< Operations::Answer > Operations::repeated( const Request & reques
    if ( use->fingerprint == fingerprintOf( request ) )
       return Answer{ std::nullopt, use->operation, false, true };
    const Vel::String by = use->operation ? Vel::text( ", that of operation ", use->operation ) : "";
-   return Answer{ Api::Error{
-      Api::ErrorCode::conflict, "the request key " + request.key + " was used for another request" + by,
-      request.key, use->operation } };
+   return Answer{
+      Api::Error{
+         Api::ErrorCode::conflict, "the request key " + request.key + " was used for another request" + by,
+         request.key },
+      use->operation };
 }
 
 Operations::Answer Operations::ask( const Request & request, const Carry & carry ) {
@@ -68,8 +70,11 @@ Operations::Answer Operations::ask( const Request & request, const Carry & carry
       lookAt( *present );
    const Vel::U32 id = model_.operationDir->lastId() + 1;
    Carried carried = carry( id );
-   if ( carried.refused )
-      return { std::move( carried.refused ) };
+   if ( carried.refused ) {
+      const bool inTheWay = present && present->state() == OperationState::running &&
+                            carried.refused->code == Api::ErrorCode::conflict;
+      return { std::move( carried.refused ), inTheWay ? before : 0 };
+   }
    const bool begins = operationOf( request.unitName ) == id, changed = begins || carried.changed;
    if ( changed ) {
       begin( request, id );
@@ -137,6 +142,7 @@ void Operations::look() {
       const Vel::U32 id = *next++; // lookAt() may take it out
       lookAt( *model_.operationDir->operation( id ) );
    }
+   forgetOld();
 }
 
 void Operations::lookAt( Operation & operation ) {

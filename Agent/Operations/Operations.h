@@ -43,9 +43,10 @@ class Operations {
    };
    struct Answer {
       std::optional< Api::Error > refused;
-      Vel::U32 operation = 0; ///< that does it, has done it or does it already; 0: it has always been so
-      bool changed = false;   ///< by this request
-      bool repeated = false;  ///< the key has been used for it before
+      /// That does it, has done it or does it already; that stands in the way of what is refused. 0: there is none.
+      Vel::U32 operation = 0;
+      bool changed = false;  ///< by this request
+      bool repeated = false; ///< the key has been used for it before
    };
    struct Carried {
       std::optional< Api::Error > refused;

@@ -103,7 +103,7 @@ Api::Error Stages::onItsWayBack( const Vel::String & unitName ) const {
       Api::ErrorCode::conflict,
       "unit " + unitName + " is on its way back" +
          ( operation ? Vel::text( " (operation ", operation, ")" ) : "" ) + "; wait until it is normal",
-      unitName, operation };
+      unitName };
 }
 
 // ---- requests

@@ -76,11 +76,13 @@ TEST_F( OperationStory, aChangeIsFollowedByItsNumberFromTheAnswerToTheRecord ) {
    EXPECT_EQ( pairs, record.at( "with" ) );
    EXPECT_EQ( json( { { "result", "ok" } } ), record.at( "exit-with" ) );
    std::map< std::string, std::set< unsigned > > states;
-   for ( const json & event : json::parse( rig.get( "events/recent?last=1000" ) ).at( "events" ) )
+   const json events = json::parse( rig.get( "events/recent?limit=1000" ) ).at( "events" );
+   for ( const json & event : events )
       if ( event.at( "what" ) == "state" && event.at( "subject" ) == "u1" ) {
          states[event.at( "state" )].insert( event.at( "operation" ).get< unsigned >() );
-         if ( event.at( "state" ) == "maintenance" )
+         if ( event.at( "state" ) == "maintenance" ) {
             EXPECT_EQ( pairs, event.at( "with" ) );
+         }
       }
    const std::map< std::string, std::set< unsigned > > expected{
       { "entering", { 1 } }, { "maintenance", { 1 } }, { "exiting", { 2 } }, { "normal", { 2 } } };
@@ -253,10 +255,12 @@ std::string kept( AgentRig & rig ) {
    std::string result;
    std::map< std::string, json > running;
    std::map< unsigned, std::string > units;
-   for ( json & operation : json::parse( rig.get( "operations" ) ).get_ref< json::array_t & >() ) {
+   json operations = json::parse( rig.get( "operations" ) );
+   for ( json & operation : operations ) {
       units[operation.at( "id" )] = operation.at( "unit" );
-      if ( operation.at( "state" ) == "running" )
+      if ( operation.at( "state" ) == "running" ) {
          EXPECT_TRUE( running.emplace( operation.at( "unit" ), operation ).second );
+      }
       operation.erase( "begun" );
       operation.erase( "ended" );
       result += operation.dump() + "\n";
@@ -269,8 +273,9 @@ std::string kept( AgentRig & rig ) {
          EXPECT_EQ( running[name].at( "kind" ), state == "entering" ? "enter" : "exit" );
          EXPECT_EQ( running[name].at( "id" ), unit.at( "operation" ) );
       }
-      if ( !unit.at( "operation" ).is_null() )
+      if ( !unit.at( "operation" ).is_null() ) {
          EXPECT_EQ( name, units[unit.at( "operation" )] ) << "there is no such operation";
+      }
    }
    for ( const json & record : json::parse( rig.get( "history" ) ) )
       EXPECT_EQ( record.at( "unit" ), units[record.at( "operation" ).get< unsigned >()] );

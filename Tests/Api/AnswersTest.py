@@ -58,6 +58,9 @@ class AnswersTest(unittest.TestCase):
         for maintenance in answers["/api/v1/history"]:
             path = f"/api/v1/history/{maintenance['id']}"
             answers[path] = self.check("GET", path)
+        for operation in answers["/api/v1/operations"]:
+            path = f"/api/v1/operations/{operation['id']}"
+            answers[path] = self.check("GET", path)
         return answers
 
     def unit(self):
@@ -95,6 +98,11 @@ class Maintenance(AnswersTest):
         self.go(None)
         agent.advance(1)
         self.assertEqual(self.unit()["state"], "normal")
+        again = {"request-key": "job-7", "with": {"ticket": "17"}}
+        self.assertTrue(self.check("POST", "/api/v1/units/u2/enter", again, 202)["changed"])
+        self.assertTrue(self.check("POST", "/api/v1/units/u2/enter", again, 202)["repeated"])
+        self.check("POST", "/api/v1/units/u2/exit", again, 409)
+        self.assertEqual(self.look()["/api/v1/operations"][0]["with"], {"ticket": "17"})
 
     def go(self, stage):
         """Lets the command end, and waits for the stage that follows."""

@@ -1,0 +1,151 @@
+#!/usr/bin/env python3
+"""Operations as scripts meet them: over the socket, many at once, by clients that are killed, by the command itself."""
+
+import json
+import os
+import random
+import signal
+import socket
+import subprocess
+import sys
+import time
+import unittest
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from agentrig import Agent, configuration  # noqa: E402
+
+ENTER = "/api/v1/units/u1/enter"
+
+
+def request(path, body):
+    text = json.dumps(body)
+    return (f"POST {path} HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\nContent-Length: {len(text)}\r\n\r\n"
+            f"{text}").encode()
+
+
+class Operations(unittest.TestCase):
+    def setUp(self):
+        self.agent = Agent("")
+        self.addCleanup(self.agent.close)
+        self.agent.configure(configuration(self.agent.command("steer", "exit 0")))
+        self.agent.start()
+
+    def operations(self, query=""):
+        return self.agent.get("/api/v1/operations" + query).json
+
+    def socket(self):
+        client = socket.socket(socket.AF_UNIX)
+        client.settimeout(60)
+        client.connect(self.agent.path("run/control.sock"))
+        return client
+
+    def program(self):
+        return os.path.join(self.agent.build, "bin", "maintctl")
+
+    def ctl(self, *words):
+        return subprocess.run(
+            [self.program(), "--socket", self.agent.path("run/control.sock"), *words],
+            capture_output=True, text=True, timeout=60, check=False)
+
+    def test_aThousandIdenticalRequestsAtOnceMakeOneOperation(self):
+        """As many connections as the agent serves at a time, again and again, all asking before any is answered."""
+        bytes_ = request(ENTER, {"reason": "job", "request-key": "k"})
+        answers = []
+        while len(answers) < 1000:
+            clients = [self.socket() for _ in range(min(200, 1000 - len(answers)))]
+            for client in clients:
+                client.sendall(bytes_)
+            for client in clients:
+                answer = b""
+                while more := client.recv(65536):
+                    answer += more
+                client.close()
+                self.assertIn(b" 202 ", answer.splitlines()[0])
+                answers.append(json.loads(answer.partition(b"\r\n\r\n")[2]))
+        self.assertEqual({1}, {answer["operation"] for answer in answers})
+        self.assertEqual(1, sum(answer["changed"] for answer in answers))
+        self.assertEqual(999, sum(answer["repeated"] for answer in answers))
+        self.assertEqual(1, len(self.operations()))
+        self.assertEqual(1, self.agent.unit("u1")["generation"])
+
+    def test_clientsThatAreKilledChangeNothingOfWhatWasAccepted(self):
+        """Real clients, killed at any moment: what was accepted is there and whole, the rest is not there."""
+        chance = random.Random(7)
+        begun = time.monotonic()
+        self.ctl("show", "units")
+        length = time.monotonic() - begun
+        for i in range(40):
+            way = "enter" if i % 2 == 0 else "exit"
+            client = subprocess.Popen(
+                [self.program(), "--socket", self.agent.path("run/control.sock"), way, "u1", "--request-key", f"k{i}",
+                 "--with", f"round={i}"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            time.sleep(chance.uniform(0, 1.5 * length))
+            client.send_signal(signal.SIGKILL)
+            client.wait()
+            self.checkWhole()
+        # A client that leaves in the middle of its request has asked for nothing.
+        bytes_ = request(ENTER, {"request-key": "half"})
+        for size in (1, 40, len(bytes_) - 1):
+            with self.socket() as client:
+                client.sendall(bytes_[:size])
+        # One that leaves before the answer has asked all the same.
+        before = len(self.operations("?limit=1000"))
+        with self.socket() as client:
+            client.sendall(request("/api/v1/units/u2/enter", {"request-key": "whole"}))
+        self.agent.until(lambda: len(self.operations("?limit=1000")) == before + 1)
+        self.assertEqual("whole", self.operations("?limit=1")[0]["request-key"])
+        self.assertNotIn("half", {operation["request-key"] for operation in self.operations("?limit=1000")})
+        told = self.operations("?limit=1000")
+        self.agent.kill(signal.SIGKILL)
+        self.agent.start()
+        self.assertEqual(
+            [(of["id"], of["kind"], of["unit"], of["by"], of["with"]) for of in told],
+            [(of["id"], of["kind"], of["unit"], of["by"], of["with"]) for of in self.operations("?limit=1000")])
+        self.checkWhole()
+
+    def checkWhole(self):
+        operations = self.operations("?limit=1000")
+        self.assertEqual(list(range(len(operations), 0, -1)), [operation["id"] for operation in operations])
+        for operation in operations:
+            if (key := operation["request-key"] or "").startswith("k"):
+                self.assertEqual({"round": key[1:]}, operation["with"])
+                self.assertEqual("enter" if int(key[1:]) % 2 == 0 else "exit", operation["kind"])
+        running = {of["unit"]: of["id"] for of in operations if of["state"] == "running"}
+        self.assertEqual(len(running), sum(of["state"] == "running" for of in operations))
+        for name in ("u1", "u2"):
+            unit = self.agent.unit(name)
+            self.assertEqual(
+                unit["operation"] if unit["state"] in ("entering", "exiting") else None, running.get(name), unit)
+
+    def test_aScriptThatRunsTwiceReportsNoChangeTheSecondTime(self):
+        """What playbooks do: bring it about, say whether anything has changed, go by the exit status."""
+        def play(way):
+            done = self.ctl("-j", way, "u1", "u2", "--reason", "job 7", "--with", "job=7")
+            self.assertEqual(0, done.returncode, done.stdout + done.stderr)
+            return [task["changed"] for task in json.loads(done.stdout)]
+
+        self.assertEqual([True, True], play("enter"))
+        self.agent.until(lambda: self.agent.unit("u1")["stage"] == self.agent.unit("u2")["stage"] == "drainwatch")
+        self.agent.advance(60)
+        self.assertEqual([False, False], play("enter"))
+        self.assertEqual([True, True], play("exit"))
+        self.agent.until(lambda: self.agent.unit("u1")["state"] == self.agent.unit("u2")["state"] == "normal")
+        self.assertEqual([False, False], play("exit"))
+        self.assertEqual([{"job": "7"}] * 4, [operation["with"] for operation in self.operations()])
+        self.assertEqual(["done"] * 4, [operation["state"] for operation in self.operations()])
+
+    def test_severalUnitsAreReportedEach(self):
+        done = self.ctl("enter", "u1", "nobody", "u2")
+        self.assertEqual(1, done.returncode)
+        self.assertEqual(
+            ["u1 is entering, generation 1, operation 1", "u2 is entering, generation 1, operation 2"],
+            done.stdout.splitlines())
+        self.assertIn("there is no unit nobody", done.stderr)
+        table = self.ctl("operations", "--state", "running").stdout.splitlines()
+        self.assertEqual(["2", "enter", "u2", "running"], table[1].split()[:4])
+        self.assertIn("goes into maintenance", self.ctl("operation", "1").stdout)
+        self.assertEqual(1, self.ctl("operation", "9").returncode)
+
+
+if __name__ == "__main__":
+    unittest.main()
