@@ -10,20 +10,22 @@ namespace Agent {
 class FactsRig {
  public:
    FactsRig() {
+      facts.session = "192.0.2.1";
+      facts.way = { "", true, "192.0.2.1/32", {} };
       facts.unit = "u1";
       facts.state = "normal";
       facts.steering = {};
    }
 
    void port( const std::string & name, std::optional< double > speed = 1e9, bool up = true ) {
-      facts.routes.links.push_back( { name, up, false, speed, {} } );
+      routes.links.push_back( { name, up, false, speed, {} } );
    }
    void bond( const std::string & name, const std::vector< std::string > & members ) {
-      facts.routes.links.push_back( { name, true, true, std::nullopt, { members } } );
+      routes.links.push_back( { name, true, true, std::nullopt, { members } } );
    }
    /// A link over others, of each list one at least.
    void over( const std::string & name, const std::vector< std::vector< std::string > > & needs ) {
-      facts.routes.links.push_back( { name, true, false, std::nullopt, needs } );
+      routes.links.push_back( { name, true, false, std::nullopt, needs } );
    }
    /// An interface of the unit.
    PlanInterface & inUnit( const std::string & name, std::optional< double > bps = 0 ) {
@@ -39,7 +41,7 @@ class FactsRig {
    void carries( const std::string & name, std::optional< double > bps ) { facts.loads[name] = load( bps ); }
    /// The most preferred ways first.
    void route( const std::string & destination, const DataPlane::Choices & choices ) {
-      facts.routes.classes.push_back( { choices, 1, { destination } } );
+      routes.classes.push_back( { choices, 1, { destination } } );
    }
    static DataPlane::EqualHops via( const std::vector< std::string > & links ) {
       DataPlane::EqualHops result;
@@ -48,7 +50,9 @@ class FactsRig {
       return result;
    }
 
-   std::vector< PlanFinding > judged() const { return judge( facts ); }
+   /// They can be changed between two judgements.
+   std::vector< PlanFinding > judged() const { return judge( whole() ); }
+   std::set< std::string > inQuestion() const { return interfacesInQuestion( whole() ); }
    /// Null if there is none with the code.
    static const PlanFinding * find( const std::vector< PlanFinding > & findings, const std::string & code ) {
       const auto at = std::find_if( findings.begin(), findings.end(), [&]( const PlanFinding & finding ) {
@@ -63,9 +67,15 @@ class FactsRig {
       return finding ? std::string( stringValue( finding->severity ) ) + ": " + finding->text : "";
    }
 
-   PlanFacts facts;
+   PlanFacts facts; ///< but for the routes
+   DataPlane::RouteTable routes;
 
  private:
+   PlanFacts whole() const {
+      PlanFacts result = facts;
+      result.routes = std::make_shared< const DataPlane::RouteTable >( routes );
+      return result;
+   }
    static PlanLoad load( std::optional< double > bps ) {
       return bps ? PlanLoad{ PlanRates{ *bps, *bps }, PlanRates{ *bps, *bps } } : PlanLoad();
    }

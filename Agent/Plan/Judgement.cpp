@@ -4,13 +4,21 @@
 #include "Api/Values.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace Agent {
 
 namespace {
 
-std::set< std::string > leaving( const PlanFacts & facts ) {
+std::set< std::string > leavingWithOthers( const PlanFacts & facts ) {
    std::set< std::string > result;
+   for ( const auto & [interface, unit] : facts.leavingToo )
+      result.insert( interface );
+   return result;
+}
+
+std::set< std::string > leaving( const PlanFacts & facts ) {
+   std::set< std::string > result = leavingWithOthers( facts );
    for ( const PlanInterface & interface : facts.interfaces )
       if ( interface.leaves )
          result.insert( interface.name );
@@ -71,12 +79,35 @@ std::string planList( const std::vector< std::string > & names ) {
 }
 
 Judging::Judging( const PlanFacts & theFacts )
-   : facts( theFacts ), before( facts.routes.links, {} ), after( facts.routes.links, leaving( facts ) ) {}
+   : facts( theFacts ),
+     present( facts.routes->links, {} ),
+     before( facts.routes->links, leavingWithOthers( facts ) ),
+     after( facts.routes->links, leaving( facts ) ),
+     moves( facts, present, before, after ) {}
 
 PlanFinding &
 Judging::add( const char * code, PlanSeverity severity, std::vector< std::string > interfaces ) {
    findings.push_back( { code, severity, std::move( interfaces ), {}, {} } );
    return findings.back();
+}
+
+std::string Judging::leavingText( const std::set< std::string > & interfaces ) const {
+   std::map< std::string, std::vector< std::string > > byUnit;
+   for ( const std::string & interface : interfaces )
+      if ( const auto at = facts.leavingToo.find( interface ); at != facts.leavingToo.end() )
+         byUnit[at->second].push_back( interface );
+   std::string result;
+   for ( const auto & [unit, names] : byUnit )
+      result.append( result.empty() ? "" : "; " )
+         .append( planList( names ) )
+         .append( names.size() == 1 ? " is on its way out with " : " are on their way out with " )
+         .append( unit );
+   return result;
+}
+
+bool Judging::losesMembers( const DataPlane::RoutedLink & link ) const {
+   return link.aggregate && after.works( link.name ) &&
+          before.members( link ).size() != after.members( link ).size();
 }
 
 void Judging::judgeUnit() {
@@ -94,9 +125,9 @@ void Judging::judgeUnit() {
    if ( facts.steering.empty() )
       add( PlanCode::noSteering, PlanSeverity::warning, {} ).text =
          "no stage of the unit moves traffic away; somebody else has to";
-   if ( !facts.routes.problem.empty() )
+   if ( !facts.routes->problem.empty() )
       add( PlanCode::unknownRoutes, PlanSeverity::warning, {} ).text =
-         "not all routes are known: " + facts.routes.problem;
+         "not all routes are known: " + facts.routes->problem;
 }
 
 void Judging::judgeInterfaces() {
@@ -112,14 +143,20 @@ void Judging::judgeInterfaces() {
    std::map< std::string, double > low;
    for ( const PlanInterface & interface : all )
       if (
-         interface.leaves && interface.thresholdBps && *interface.thresholdBps < facts.controlPlaneFloorBps )
+         interface.leaves && interface.thresholdBps && *interface.thresholdBps <= facts.controlPlaneFloorBps )
          low.emplace( interface.profile, *interface.thresholdBps );
    for ( const auto & [profile, threshold] : low ) {
       PlanFinding & finding = add(
          PlanCode::lowThreshold, PlanSeverity::warning,
          namesOf( all, [&name = profile]( const PlanInterface & i ) { return i.profile == name; } ) );
-      finding.text = "the threshold of profile " + profile + ", " + Api::rateText( threshold ) +
-                     ", is below the " + Api::rateText( facts.controlPlaneFloorBps ) +
+      // Drained is what is below the threshold, so one that is as low will not do.
+      const std::string floor = Api::rateText( facts.controlPlaneFloorBps );
+      const bool equal = threshold == facts.controlPlaneFloorBps;
+      finding.text = "the threshold of profile " + profile + ", " +
+                     ( Api::rateText( threshold ) == floor && !equal
+                          ? std::to_string( std::llround( threshold ) ) + " bps"
+                          : Api::rateText( threshold ) ) +
+                     ", is " + ( equal ? "no more than the " : "below the " ) + floor +
                      " that the control plane itself may send: " + planList( finding.interfaces ) +
                      " may never count as drained";
       finding.numbers = {
@@ -152,15 +189,12 @@ bool isBlocked( const std::vector< PlanFinding > & findings ) {
 
 std::set< std::string > interfacesInQuestion( const PlanFacts & facts ) {
    const Judging judging( facts );
-   const Judging::Move move = judging.move();
-   std::set< std::string > result = move.to;
+   std::set< std::string > result = judging.moves.to();
+   result.merge( judging.moves.from() );
    // A port-channel that loses a member has to carry on with the others.
-   for ( const DataPlane::RoutedLink & link : facts.routes.links )
-      if ( link.aggregate && !judging.after.removed( link.name ) )
-         for ( const auto & need : link.needs )
-            for ( const std::string & member : need )
-               if ( judging.after.removed( member ) )
-                  result.insert( link.name );
+   for ( const DataPlane::RoutedLink & link : facts.routes->links )
+      if ( judging.losesMembers( link ) )
+         result.insert( link.name );
    for ( const PlanInterface & interface : facts.interfaces )
       result.erase( interface.name );
    return result;

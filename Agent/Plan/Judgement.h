@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -14,7 +15,8 @@
 /// same facts give the same findings.
 ///
 /// A way leaves through the unit if it does not work any more with the unit's interfaces away. So a port that is one of
-/// several members of a port-channel takes nothing away with it, and the last one does.
+/// several members of a port-channel takes nothing away with it, and the last one does. Interfaces of other units that are
+/// entering or under maintenance count as gone, though they may still be up: they will not stay.
 namespace Agent {
 
 /// Bits per second.
@@ -64,8 +66,11 @@ struct PlanFacts {
    std::vector< PlanInterface > interfaces;
    std::vector< PlanRedundancy > redundancy;
    double controlPlaneFloorBps = 0;
+   /// Interfaces of other units that are on their way out or out, with the unit's name. They count as gone.
+   std::map< std::string, std::string > leavingToo;
    std::string session; ///< the address from which the operator comes; empty: not known
-   DataPlane::RouteTable routes;
+   /// Not null.
+   std::shared_ptr< const DataPlane::RouteTable > routes = std::make_shared< const DataPlane::RouteTable >();
    std::optional< DataPlane::AddressWay > way; ///< to the session
    std::map< std::string, PlanLoad > loads;    ///< of other interfaces
 };

@@ -2,14 +2,12 @@
 #include "Api/Values.h"
 
 #include <algorithm>
-#include <numeric>
+#include <unordered_map>
 
 /// Whether what remains can carry what is to be moved. Looked at twice: with what interfaces carry now, which decides, and
 /// with what they seldom exceed, which warns.
 namespace Agent {
 
-using DataPlane::EqualHops;
-using DataPlane::NextHop;
 using DataPlane::RoutedLink;
 
 namespace {
@@ -19,8 +17,13 @@ std::vector< std::string > listOf( const std::set< std::string > & names ) {
 }
 
 using Which = std::optional< PlanRates > PlanLoad::*;
+using Direction = double PlanRates::*;
+constexpr Direction directions[] = { &PlanRates::in, &PlanRates::out };
 
-/// What interfaces carry and how much more there is room for. Knows what it was asked for in vain.
+/// What is more than anything; sums of it are still exact to the bit.
+constexpr double plenty = 1e15;
+
+/// What interfaces carry and how much more there is room for; of what is not known, the least and the most that it may be.
 class Room {
  public:
    Room( const Judging & judging, Which which ) : judging_( judging ), which_( which ) {
@@ -30,51 +33,51 @@ class Room {
          loads_.emplace( name, &load );
    }
 
-   std::optional< PlanRates > load( const std::string & name ) {
-      const auto at = loads_.find( name );
-      return note( at == loads_.end() ? std::nullopt : at->second->*which_, name );
+   /// Of a port-channel of which nobody has counted, what its members carry.
+   std::optional< PlanRates > load( const std::string & name ) const {
+      const std::optional< PlanRates > own = counted( name );
+      const RoutedLink * const link = judging_.present.find( name );
+      if ( own || !link || !link->aggregate )
+         return own;
+      PlanRates sum;
+      for ( const std::string & member : judging_.present.members( *link ) ) {
+         const auto part = counted( member );
+         if ( !part )
+            return std::nullopt;
+         sum.in += part->in;
+         sum.out += part->out;
+      }
+      return sum;
    }
-   PlanRates sum( const std::set< std::string > & names ) {
-      PlanRates result;
-      for ( const std::string & name : names )
-         if ( const auto rates = load( name ) ) {
-            result.in += rates->in;
-            result.out += rates->out;
-         }
-      return result;
+   std::optional< double > speed( const std::string & name ) const { return judging_.after.speed( name ); }
+   bool knows( const std::string & name ) const { return load( name ) && speed( name ); }
+
+   double least( const std::string & name, Direction direction ) const {
+      return load( name ).value_or( PlanRates() ).*direction;
    }
-   std::optional< double > speed( const std::string & name ) {
-      return note( judging_.after.speed( name ), name );
+   double most( const std::string & name, Direction direction ) const {
+      return load( name ).value_or( PlanRates{ plenty, plenty } ).*direction;
    }
-   /// What fits in besides, each direction; nothing where one does not know.
-   std::optional< PlanRates > left( const std::string & name ) {
-      const auto speed = this->speed( name );
-      const auto rates = load( name );
-      if ( !speed || !rates )
-         return std::nullopt;
-      return PlanRates{ std::max( 0.0, *speed - rates->in ), std::max( 0.0, *speed - rates->out ) };
+   double leastLeft( const std::string & name, Direction direction ) const {
+      return knows( name ) ? mostLeft( name, direction ) : 0;
    }
-   const std::set< std::string > & unknown() const { return unknown_; }
+   double mostLeft( const std::string & name, Direction direction ) const {
+      return std::max( 0.0, speed( name ).value_or( plenty ) - least( name, direction ) );
+   }
 
  private:
-   template < class Value >
-   std::optional< Value > note( std::optional< Value > value, const std::string & name ) {
-      if ( !value )
-         unknown_.insert( name );
-      return value;
+   std::optional< PlanRates > counted( const std::string & name ) const {
+      const auto at = loads_.find( name );
+      return at == loads_.end() ? std::nullopt : at->second->*which_;
    }
 
    const Judging & judging_;
    Which which_;
-   std::map< std::string, const PlanLoad *, std::less<> > loads_;
-   std::set< std::string > unknown_;
+   std::unordered_map< std::string, const PlanLoad * > loads_;
 };
 
-/// What would not fit, and whether that is for sure.
-enum class Fits { yes, no, unknown };
-
-struct Verdict {
-   Fits fits = Fits::yes;
+/// Of rates: what is moved, and the room that there is for it.
+struct Missing {
    PlanRates moved, left;
 };
 
@@ -84,151 +87,147 @@ std::string rates( const PlanRates & rates ) {
    return Api::rateText( rates.in ) + " in and " + Api::rateText( rates.out ) + " out";
 }
 
-Verdict ofMove( const Judging::Move & move, Room & room ) {
-   Verdict verdict;
-   verdict.moved = room.sum( move.from );
-   for ( const std::string & name : move.to )
-      if ( const auto left = room.left( name ) ) {
-         verdict.left.in += left->in;
-         verdict.left.out += left->out;
-      }
-   // What is moved and not known can only be more; what is left and not known as well.
-   const bool moreMoved = std::any_of(
-      move.from.begin(), move.from.end(), [&]( const auto & name ) { return room.unknown().count( name ); } );
-   const bool moreLeft = std::any_of(
-      move.to.begin(), move.to.end(), [&]( const auto & name ) { return room.unknown().count( name ); } );
-   if ( exceeds( verdict.moved, verdict.left ) )
-      verdict.fits = moreLeft ? Fits::unknown : Fits::no;
-   else
-      verdict.fits = moreMoved ? Fits::unknown : Fits::yes;
-   return verdict;
+std::vector< std::pair< std::string, double > > numbersOf( const Missing & missing ) {
+   return {
+      { "moved-in-bps", missing.moved.in },
+      { "moved-out-bps", missing.moved.out },
+      { "free-in-bps", missing.left.in },
+      { "free-out-bps", missing.left.out } };
 }
 
-std::vector< std::pair< std::string, double > > numbersOf( const Verdict & verdict ) {
-   return {
-      { "moved-in-bps", verdict.moved.in },
-      { "moved-out-bps", verdict.moved.out },
-      { "free-in-bps", verdict.left.in },
-      { "free-out-bps", verdict.left.out } };
+/// What cannot be moved however it is shared out, in one direction or the other; nothing: that cannot be said.
+std::optional< Moves::Part > tooMuch( const Judging & judging, const Room & room ) {
+   for ( const Direction direction : directions )
+      if (
+         auto part = judging.moves.overfull(
+            [&]( const auto & name ) { return room.least( name, direction ); },
+            [&]( const auto & name ) { return room.mostLeft( name, direction ); },
+            [&]( const auto & link, const auto & below ) {
+               return std::min( room.most( link, direction ), room.least( below, direction ) );
+            } ) )
+         return part;
+   return std::nullopt;
+}
+
+/// What might be too much, for all that is known.
+std::optional< Moves::Part > perhapsTooMuch( const Judging & judging, const Room & room ) {
+   for ( const Direction direction : directions )
+      if (
+         auto part = judging.moves.overfull(
+            [&]( const auto & name ) { return room.most( name, direction ); },
+            [&]( const auto & name ) { return room.leastLeft( name, direction ); },
+            [&]( const auto & link, const auto & ) { return room.least( link, direction ); } ) )
+         return part;
+   return std::nullopt;
+}
+
+Missing missingOf( const Moves::Part & part, const Room & room ) {
+   Missing result;
+   for ( const Direction direction : directions ) {
+      for ( const std::string & name : part.from )
+         result.moved.*direction += room.least( name, direction );
+      for ( const std::string & name : part.to )
+         result.left.*direction += room.mostLeft( name, direction );
+   }
+   return result;
+}
+
+/// "500 Mbps in and 500 Mbps out are to be moved from et1, and et2 has 400 Mbps in and 400 Mbps out left"
+std::string
+missingText( const Judging & judging, const Moves::Part & part, const Missing & missing, const Room & room ) {
+   const auto known = [&]( const std::string & name ) { return room.load( name ).has_value(); };
+   const bool all = std::all_of( part.from.begin(), part.from.end(), known );
+   const bool exact = std::all_of( part.to.begin(), part.to.end(), known );
+   const std::string leaving = judging.leavingText( part.from );
+   return ( all ? "" : "at least " ) + rates( missing.moved ) + " are to be moved from " +
+          planList( listOf( part.from ) ) + ", and " + planList( listOf( part.to ) ) +
+          ( part.to.size() == 1 ? " has " : " have " ) + ( exact ? "" : "no more than " ) +
+          rates( missing.left ) + " left" + ( leaving.empty() ? "" : "; " + leaving );
 }
 
 /// The first that would carry more than it can if routes share traffic as they do now.
-std::optional< std::pair< std::string, Verdict > > overflowing( const Judging::Move & move, Room & room ) {
-   const double all =
-      std::accumulate( move.shares.begin(), move.shares.end(), 0.0, []( double sum, const auto & share ) {
-         return sum + share.second;
-      } );
-   const PlanRates moved = room.sum( move.from );
-   for ( const auto & [name, share] : move.shares ) {
-      const auto left = room.left( name );
-      const PlanRates part{ moved.in * share / all, moved.out * share / all };
-      if ( left && exceeds( part, *left ) )
-         return { { name, { Fits::no, part, *left } } };
+std::optional< std::pair< std::string, Missing > > overflowing( const Judging & judging, const Room & room ) {
+   std::map< std::string, PlanRates > gets;
+   for ( const Direction direction : directions )
+      for ( const auto & [name, amount] :
+            judging.moves.shared( [&]( const auto & source ) { return room.least( source, direction ); } ) )
+         gets[name].*direction = amount;
+   for ( const auto & [name, more] : gets ) {
+      const PlanRates left{ room.mostLeft( name, &PlanRates::in ), room.mostLeft( name, &PlanRates::out ) };
+      // As much as there is room for fits, but for errors of the arithmetic.
+      if ( exceeds( more, { left.in + 1, left.out + 1 } ) )
+         return { { name, { more, left } } };
    }
    return std::nullopt;
 }
 
 /// A port-channel that loses members has to carry on with the others what it carries.
-void judgePortChannel( Judging & judging, const RoutedLink & link, const std::vector< std::string > & lost ) {
-   Room room( judging, &PlanLoad::current );
-   const auto load = room.load( link.name );
-   const auto speed = room.speed( link.name );
+void judgePortChannel( Judging & judging, const RoutedLink & link ) {
+   std::set< std::string > lost;
+   for ( const std::string & member : judging.present.members( link ) )
+      if ( !judging.after.works( member ) )
+         lost.insert( member );
+   const Room now( judging, &PlanLoad::current ), high( judging, &PlanLoad::high );
+   const auto speed = now.speed( link.name );
+   const auto load = now.load( link.name ), often = high.load( link.name );
    if ( !load || !speed ) {
-      judging.add( PlanCode::unknownCapacity, PlanSeverity::warning, lost ).text =
-         "whether " + link.name + " can do without " + planList( lost ) +
+      judging.add( PlanCode::unknownCapacity, PlanSeverity::warning, listOf( lost ) ).text =
+         "whether " + link.name + " can do without " + planList( listOf( lost ) ) +
          " is not known: " + ( load ? "the speed of its members is not" : "what it carries is not" );
       return;
    }
-   if ( !exceeds( *load, { *speed, *speed } ) )
+   const PlanRates room{ *speed, *speed };
+   const bool blocks = exceeds( *load, room );
+   if ( !blocks && !( often && exceeds( *often, room ) ) )
       return;
-   PlanFinding & finding = judging.add( PlanCode::capacity, PlanSeverity::blocking, lost );
-   finding.text = link.name + " carries " + rates( *load ) + ", and without " + planList( lost ) + " has " +
-                  Api::rateText( *speed );
-   finding.numbers = numbersOf( { Fits::no, *load, { *speed, *speed } } );
+   PlanFinding & finding = judging.add(
+      PlanCode::capacity, blocks ? PlanSeverity::blocking : PlanSeverity::warning, listOf( lost ) );
+   const std::string leaving = judging.leavingText( lost );
+   finding.text = ( blocks ? "" : "now it fits, but going by the last ten minutes " ) + link.name +
+                  " carries " + rates( blocks ? *load : *often ) + ", and without " +
+                  planList( finding.interfaces ) + " has " + Api::rateText( *speed ) +
+                  ( leaving.empty() ? "" : "; " + leaving );
+   finding.numbers = numbersOf( { blocks ? *load : *often, room } );
 }
 
 } // namespace
 
-Judging::Move Judging::move() const {
-   Move result;
-   for ( const DataPlane::RouteClass & routes : facts.routes.classes ) {
-      const EqualHops * const now = before.taken( routes.choices );
-      const EqualHops * const then = after.taken( routes.choices );
-      if ( !now || !then )
-         continue;
-      std::set< std::string > from;
-      for ( const NextHop & hop : *now )
-         if ( before.works( hop ) && !after.works( hop ) )
-            from.merge( before.carriers( hop.link ) );
-      if ( from.empty() )
-         continue;
-      result.from.merge( from );
-      double weights = 0;
-      for ( const NextHop & hop : *then )
-         weights += after.works( hop ) ? hop.weight : 0;
-      for ( const NextHop & hop : *then ) {
-         if ( !after.works( hop ) )
-            continue;
-         const auto carriers = after.carriers( hop.link );
-         for ( const std::string & carrier : carriers )
-            result.shares[carrier] += static_cast< double >( routes.destinations ) * hop.weight / weights /
-                                      static_cast< double >( carriers.size() );
-         result.to.insert( carriers.begin(), carriers.end() );
-      }
-   }
-   if ( !result.from.empty() )
-      return result;
-   // Where routes say nothing, the operator may have said who stands in for whom.
-   for ( const PlanRedundancy & group : facts.redundancy )
-      for ( const std::string & other : group.others )
-         result.to.merge( after.carriers( other ) );
-   for ( const PlanInterface & interface : facts.interfaces )
-      if ( interface.leaves && !result.to.empty() )
-         result.from.merge( before.carriers( interface.name ) );
-   return result;
-}
-
 void Judging::judgeCapacity() {
-   for ( const RoutedLink & link : facts.routes.links ) {
-      if ( !link.aggregate || !after.works( link.name ) )
-         continue;
-      std::vector< std::string > lost;
-      for ( const std::string & member : before.members( link ) )
-         if ( after.removed( member ) )
-            lost.push_back( member );
-      if ( !lost.empty() )
-         judgePortChannel( *this, link, lost );
-   }
-   const Move move = this->move();
-   if ( move.from.empty() )
+   for ( const RoutedLink & link : facts.routes->links )
+      if ( losesMembers( link ) )
+         judgePortChannel( *this, link );
+   const Room now( *this, &PlanLoad::current ), high( *this, &PlanLoad::high );
+   if ( const auto part = tooMuch( *this, now ) ) {
+      const Missing missing = missingOf( *part, now );
+      PlanFinding & finding = add( PlanCode::capacity, PlanSeverity::blocking, listOf( part->from ) );
+      finding.text = missingText( *this, *part, missing, now );
+      finding.numbers = numbersOf( missing );
       return;
-   Room now( *this, &PlanLoad::current ), high( *this, &PlanLoad::high );
-   const Verdict verdict = ofMove( move, now );
-   const std::vector< std::string > from = listOf( move.from ), to = listOf( move.to );
-   if ( verdict.fits == Fits::no ) {
-      PlanFinding & finding = add( PlanCode::capacity, PlanSeverity::blocking, from );
-      finding.text = rates( verdict.moved ) + " are to be moved from " + planList( from ) + ", and " +
-                     planList( to ) + ( to.size() == 1 ? " has " : " have " ) + rates( verdict.left ) +
-                     " left";
-      finding.numbers = numbersOf( verdict );
-   } else if ( verdict.fits == Fits::unknown ) {
-      PlanFinding & finding = add( PlanCode::unknownCapacity, PlanSeverity::warning, from );
-      finding.text = "whether " + planList( to ) + " can carry what " + planList( from ) +
-                     ( from.size() == 1 ? " carries" : " carry" ) +
-                     " is not known: the rate or the speed of " + planList( listOf( now.unknown() ) ) +
-                     " is not";
-   } else if ( const auto overflow = overflowing( move, now ) ) {
+   }
+   if ( const auto part = perhapsTooMuch( *this, now ) ) {
+      std::set< std::string > unknown;
+      std::copy_if(
+         part->from.begin(), part->from.end(), std::inserter( unknown, unknown.end() ),
+         [&]( const auto & name ) { return !now.load( name ); } );
+      std::copy_if(
+         part->to.begin(), part->to.end(), std::inserter( unknown, unknown.end() ),
+         [&]( const auto & name ) { return !now.knows( name ); } );
+      PlanFinding & finding = add( PlanCode::unknownCapacity, PlanSeverity::warning, listOf( part->from ) );
+      finding.text = "whether " + planList( listOf( part->to ) ) + " can carry what " +
+                     planList( listOf( part->from ) ) + ( part->from.size() == 1 ? " carries" : " carry" ) +
+                     " is not known: the rate or the speed of " + planList( listOf( unknown ) ) + " is not";
+   } else if ( const auto overflow = overflowing( *this, now ) ) {
       PlanFinding & finding = add( PlanCode::capacity, PlanSeverity::warning, { overflow->first } );
       finding.text = "as routes share it, " + overflow->first + " would have to carry " +
                      rates( overflow->second.moved ) + " more, and has " + rates( overflow->second.left ) +
                      " left";
       finding.numbers = numbersOf( overflow->second );
-   } else if ( const Verdict often = ofMove( move, high ); often.fits == Fits::no ) {
-      PlanFinding & finding = add( PlanCode::capacity, PlanSeverity::warning, from );
-      finding.text = "now it fits, but going by the last ten minutes " + rates( often.moved ) +
-                     " are to be moved from " + planList( from ) + ", and " + planList( to ) +
-                     ( to.size() == 1 ? " has " : " have " ) + rates( often.left ) + " left";
-      finding.numbers = numbersOf( often );
+   } else if ( const auto often = tooMuch( *this, high ) ) {
+      const Missing missing = missingOf( *often, high );
+      PlanFinding & finding = add( PlanCode::capacity, PlanSeverity::warning, listOf( often->from ) );
+      finding.text =
+         "now it fits, but going by the last ten minutes " + missingText( *this, *often, missing, high );
+      finding.numbers = numbersOf( missing );
    }
 }
 

@@ -9,11 +9,72 @@ using DataPlane::RouteClass;
 
 namespace {
 
-/// The interfaces of the unit that the ways that work now depend on.
-void addRemoved( const Judging & judging, const EqualHops & hops, std::set< std::string > & into ) {
-   for ( const NextHop & hop : hops )
-      if ( judging.before.works( hop ) )
-         into.merge( judging.after.removedBelow( hop.link ) );
+std::set< std::string > namesIn( const PlanFacts & facts ) {
+   std::set< std::string > result;
+   for ( const PlanInterface & interface : facts.interfaces )
+      result.insert( interface.name );
+   return result;
+}
+
+/// What ways depend on: gathered of many routes first, since few links are below them.
+struct Cut {
+   std::set< std::string > links;  ///< that would be taken, were it not for the unit
+   std::set< std::string > others; ///< that work, and leave with other units
+
+   void add( const Judging & judging, const DataPlane::Choices & choices ) {
+      for ( const NextHop & hop : *judging.before.taken( choices ) )
+         if ( judging.before.works( hop ) )
+            links.insert( hop.link );
+      addOthers( judging, choices );
+   }
+   void addOthers( const Judging & judging, const DataPlane::Choices & choices ) {
+      for ( const EqualHops & hops : choices ) {
+         for ( const NextHop & hop : hops )
+            if ( judging.present.works( hop ) && !judging.before.works( hop ) )
+               others.insert( hop.link );
+         if ( hops.empty() )
+            return;
+      }
+   }
+   /// The interfaces of the unit among what is below them.
+   std::vector< std::string > ofUnit( const Judging & judging ) const {
+      std::set< std::string > below;
+      for ( const std::string & link : links )
+         below.merge( judging.after.removedBelow( link ) );
+      const std::set< std::string > own = namesIn( judging.facts );
+      std::erase_if( below, [&]( const std::string & name ) {
+         return !own.count( name ) || judging.before.removed( name );
+      } );
+      return { below.begin(), below.end() };
+   }
+   std::set< std::string > ofOthers( const Judging & judging ) const {
+      std::set< std::string > below;
+      for ( const auto * some : { &links, &others } )
+         for ( const std::string & link : *some )
+            below.merge( judging.before.removedBelow( link ) );
+      return below;
+   }
+   /// "; et2 is on its way out with u2", if anything is.
+   std::string othersText( const Judging & judging ) const {
+      const std::string text = judging.leavingText( ofOthers( judging ) );
+      return text.empty() ? "" : "; " + text;
+   }
+};
+
+/// Why ways that work on may not lead to one address all the same; empty: nothing is known of that kind.
+std::string doubtOf( const Judging & judging, const EqualHops & hops ) {
+   std::set< std::string > lost;
+   for ( const NextHop & hop : hops ) {
+      if ( !judging.after.works( hop ) )
+         continue;
+      const std::string reached = judging.facts.session + " is reached over " + hop.link;
+      for ( const std::string & port : judging.before.carriers( hop.link ) )
+         if ( !judging.after.works( port ) )
+            lost.insert( port );
+      if ( !lost.empty() )
+         return reached + ", perhaps through " + planList( { lost.begin(), lost.end() } );
+   }
+   return "";
 }
 
 std::string routesText( const std::vector< std::string > & examples, std::uint64_t all ) {
@@ -30,14 +91,13 @@ std::string routesText( const std::vector< std::string > & examples, std::uint64
 } // namespace
 
 void Judging::judgePaths() {
-   std::set< std::string > interfaces;
+   Cut cut;
    std::vector< std::string > examples;
    std::uint64_t destinations = 0;
-   for ( const RouteClass & routes : facts.routes.classes ) {
-      const EqualHops * const now = before.taken( routes.choices );
-      if ( !now || after.taken( routes.choices ) )
+   for ( const RouteClass & routes : facts.routes->classes ) {
+      if ( !before.taken( routes.choices ) || after.taken( routes.choices ) )
          continue;
-      addRemoved( *this, *now, interfaces );
+      cut.add( *this, routes.choices );
       destinations += routes.destinations;
       examples.insert( examples.end(), routes.examples.begin(), routes.examples.end() );
    }
@@ -45,9 +105,9 @@ void Judging::judgePaths() {
       return;
    PlanFinding & finding = add(
       PlanCode::lastPath, facts.steering.empty() ? PlanSeverity::blocking : PlanSeverity::warning,
-      { interfaces.begin(), interfaces.end() } );
+      cut.ofUnit( *this ) );
    finding.text = routesText( examples, destinations ) + ( destinations == 1 ? " has" : " have" ) +
-                  " no other way than " + planList( finding.interfaces );
+                  " no other way than " + planList( finding.interfaces ) + cut.othersText( *this );
    if ( !facts.steering.empty() )
       finding.text += "; stage " + facts.steering.front() +
                       " asks the neighbours to take others, which cannot be seen from here";
@@ -55,24 +115,42 @@ void Judging::judgePaths() {
 }
 
 void Judging::judgeSession() {
-   if ( facts.session.empty() || !facts.way || facts.way->local )
+   if ( facts.session.empty() ) {
+      add( PlanCode::unknownSession, PlanSeverity::info, {} ).text =
+         "nobody has said from where this session comes; whether it would be cut off is not judged";
+      return;
+   }
+   if ( !facts.way || facts.way->local )
       return;
    const DataPlane::AddressWay & way = *facts.way;
-   const EqualHops * const now = before.taken( way.choices );
-   if ( !way.problem.empty() || !now ) {
+   if ( !way.problem.empty() || !present.taken( way.choices ) ) {
       add( PlanCode::unknownSession, PlanSeverity::warning, {} ).text =
          "whether this session would be cut off is not known: " +
          ( way.problem.empty() ? "no way to " + facts.session + " is known" : way.problem );
       return;
    }
-   if ( after.taken( way.choices ) )
+   if ( const EqualHops * const then = after.taken( way.choices ) ) {
+      const std::string doubt = doubtOf( *this, *then );
+      if ( !doubt.empty() )
+         add( PlanCode::unknownSession, PlanSeverity::warning, {} ).text =
+            "whether this session would be cut off is not known: " + doubt;
       return;
-   std::set< std::string > interfaces;
-   addRemoved( *this, *now, interfaces );
-   PlanFinding & finding =
-      add( PlanCode::lockOut, PlanSeverity::blocking, { interfaces.begin(), interfaces.end() } );
-   finding.text = "the way to " + facts.session + ", from where this session comes, leaves through " +
-                  planList( finding.interfaces ) + " only";
+   }
+   Cut cut;
+   const std::string begin =
+      "the way to " + facts.session + ", from where this session comes, leaves through ";
+   // Then it is not the unit that cuts it off, but he who works in it should know.
+   if ( !before.taken( way.choices ) ) {
+      cut.addOthers( *this, way.choices );
+      const std::set< std::string > others = cut.ofOthers( *this );
+      PlanFinding & finding =
+         add( PlanCode::lockOut, PlanSeverity::warning, { others.begin(), others.end() } );
+      finding.text = begin + planList( finding.interfaces ) + " only" + cut.othersText( *this );
+      return;
+   }
+   cut.add( *this, way.choices );
+   PlanFinding & finding = add( PlanCode::lockOut, PlanSeverity::blocking, cut.ofUnit( *this ) );
+   finding.text = begin + planList( finding.interfaces ) + " only" + cut.othersText( *this );
 }
 
 } // namespace Agent

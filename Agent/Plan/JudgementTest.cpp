@@ -1,23 +1,9 @@
-#include "Agent/Plan/FactsRig.h"
+#include "Agent/Plan/JudgementRigTest.h"
 #include "Agent/Plan/Topology.h"
-
-#include <gtest/gtest.h>
 
 namespace Agent {
 
 namespace {
-
-struct Judgement : testing::Test {
-   FactsRig rig;
-
-   /// et1 and et2, of which the unit has et1.
-   void twoPorts() {
-      rig.port( "et1" );
-      rig.port( "et2" );
-      rig.inUnit( "et1" );
-      rig.carries( "et2", 0 );
-   }
-};
 
 using Names = std::vector< std::string >;
 
@@ -49,11 +35,11 @@ TEST_F( Judgement, onlyWarnsOfALastPathThatAStageMovesAway ) {
 
 TEST_F( Judgement, namesAFewOfManyRoutes ) {
    twoPorts();
-   rig.facts.routes.classes = { { { rig.via( { "et1" } ) }, 12, { "a", "b", "c", "d", "e" } } };
+   rig.routes.classes = { { { rig.via( { "et1" } ) }, 12, { "a", "b", "c", "d", "e" } } };
    EXPECT_EQ( "blocking: a, b, c and 9 more have no other way than et1", rig.said( "last-path" ) );
-   rig.facts.routes.classes = { { { rig.via( { "et1" } ) }, 2, { "a", "b" } } };
+   rig.routes.classes = { { { rig.via( { "et1" } ) }, 2, { "a", "b" } } };
    EXPECT_EQ( "blocking: a and b have no other way than et1", rig.said( "last-path" ) );
-   rig.facts.routes.classes = { { { rig.via( { "et1" } ) }, 4, { "a", "b", "c", "d" } } };
+   rig.routes.classes = { { { rig.via( { "et1" } ) }, 4, { "a", "b", "c", "d" } } };
    EXPECT_EQ( "blocking: a, b, c and d have no other way than et1", rig.said( "last-path" ) );
 }
 
@@ -68,7 +54,7 @@ TEST_F( Judgement, takesARefusalForNoWay ) {
    rig.route( "10.0.0.0/8", { rig.via( { "et1" } ), {}, rig.via( { "et2" } ) } );
    EXPECT_EQ( "blocking: 10.0.0.0/8 has no other way than et1", rig.said( "last-path" ) );
    // What is refused already loses nothing.
-   rig.facts.routes.classes = { { { {}, rig.via( { "et1" } ) }, 1, { "10.0.0.0/8" } } };
+   rig.routes.classes = { { { {}, rig.via( { "et1" } ) }, 1, { "10.0.0.0/8" } } };
    EXPECT_EQ( "", rig.said( "last-path" ) );
 }
 
@@ -107,7 +93,7 @@ TEST_F( Judgement, seesTheUnitBelowVlansAndSubInterfaces ) {
 }
 
 TEST_F( Judgement, saysThatRoutesAreNotAllKnown ) {
-   rig.facts.routes.problem = "there are too many";
+   rig.routes.problem = "there are too many";
    EXPECT_EQ( "warning: not all routes are known: there are too many", rig.said( "unknown-routes" ) );
    EXPECT_FALSE( isBlocked( rig.judged() ) );
 }
@@ -150,123 +136,110 @@ TEST_F( Judgement, warnsWhenTheWayOfTheSessionIsNotKnown ) {
       rig.said( "unknown-session" ) );
 }
 
-// ---- capacity
-
-TEST_F( Judgement, blocksWhenWhatRemainsCannotCarryWhatIsMoved ) {
-   rig.port( "et1" );
-   rig.port( "et2", 1e9 );
-   rig.inUnit( "et1", 5e8 );
-   rig.carries( "et2", 6e8 );
-   rig.route( "0.0.0.0/0", { rig.via( { "et1", "et2" } ) } );
+TEST_F( Judgement, doubtsThatASessionOverABridgeSurvivesTheLossOfAPort ) {
+   for ( const char * name : { "et1", "et2", "et3", "et4" } )
+      rig.port( name );
+   rig.over( "br0", { { "et1", "et2" } } );
+   rig.over( "vlan10", { { "br0" }, { "et1", "et2" } } );
+   rig.bond( "bond0", { "et3", "et4" } );
+   rig.carries( "bond0", 0 );
+   rig.inUnit( "et1" );
+   rig.facts.session = "192.0.2.7";
+   rig.facts.way = { "", false, "192.0.2.0/24", { rig.via( { "vlan10" } ) } };
    EXPECT_EQ(
-      "blocking: 500 Mbps in and 500 Mbps out are to be moved from et1, and et2 has 400 Mbps in and 400 Mbps "
-      "out left",
-      rig.said( "capacity" ) );
-   rig.carries( "et2", 5e8 );
-   EXPECT_EQ( "", rig.said( "capacity" ) );
+      "warning: whether this session would be cut off is not known: 192.0.2.7 is reached over vlan10, "
+      "perhaps "
+      "through et1",
+      rig.said( "unknown-session" ) );
+   rig.facts.interfaces.clear();
+   rig.inUnit( "et3" );
+   EXPECT_EQ( "", rig.said( "unknown-session" ) );
+   // A port-channel brings all it carries through any of its members.
+   rig.facts.way->choices = { rig.via( { "bond0" } ) };
+   EXPECT_EQ( "", rig.said( "unknown-session" ) );
 }
 
-TEST_F( Judgement, looksAtEachDirectionByItself ) {
+TEST_F( Judgement, saysThatNobodyHasSaidFromWhereTheSessionComes ) {
+   rig.facts.session.clear();
+   rig.facts.way.reset();
+   EXPECT_EQ(
+      "info: nobody has said from where this session comes; whether it would be cut off is not judged",
+      rig.said( "unknown-session" ) );
+}
+
+TEST_F( Judgement, takesALinkThatNobodyHasDescribedForNoWay ) {
    twoPorts();
-   rig.facts.interfaces.front().load.current = PlanRates{ 0, 6e8 };
-   rig.facts.loads["et2"].current = PlanRates{ 9e8, 3e8 };
-   rig.route( "0.0.0.0/0", { rig.via( { "et1", "et2" } ) } );
-   EXPECT_EQ( "", rig.said( "capacity" ) );
-   rig.facts.loads["et2"].current = PlanRates{ 0, 5e8 };
-   EXPECT_NE( "", rig.said( "capacity" ) );
+   rig.facts.session = "fe80::7%nonesuch";
+   rig.facts.way = { "", false, "fe80::7%nonesuch", { rig.via( { "nonesuch" } ) } };
+   EXPECT_EQ(
+      "warning: whether this session would be cut off is not known: no way to fe80::7%nonesuch is known",
+      rig.said( "unknown-session" ) );
+   // One that went while routes were read has no name any more.
+   rig.route( "10.0.0.0/8", { rig.via( { "et1", "" } ) } );
+   EXPECT_EQ( "blocking: 10.0.0.0/8 has no other way than et1", rig.said( "last-path" ) );
 }
 
-TEST_F( Judgement, movesTrafficToWhatIsLessPreferred ) {
-   rig.port( "et1" );
-   rig.port( "et2", 1e8 );
-   rig.inUnit( "et1", 5e8 );
-   rig.carries( "et2", 0 );
-   rig.route( "0.0.0.0/0", { rig.via( { "et1" } ), rig.via( { "et2" } ) } );
-   EXPECT_TRUE( isBlocked( rig.judged() ) );
-}
+// ---- what leaves with other units
 
-TEST_F( Judgement, warnsWhenTheLastTenMinutesWouldNotHaveFitted ) {
+TEST_F( Judgement, countsWhatLeavesWithOtherUnitsAsGone ) {
    twoPorts();
-   rig.facts.interfaces.front().load = { PlanRates{ 0, 0 }, PlanRates{ 9e8, 9e8 } };
-   rig.facts.loads["et2"] = { PlanRates{ 0, 0 }, PlanRates{ 5e8, 5e8 } };
    rig.route( "0.0.0.0/0", { rig.via( { "et1", "et2" } ) } );
-   EXPECT_TRUE( rig.said( "capacity" ).starts_with( "warning: now it fits, but" ) ) << rig.said( "capacity" );
+   rig.facts.session = "192.0.2.7";
+   rig.facts.way = { "", false, "0.0.0.0/0", { rig.via( { "et1", "et2" } ) } };
+   EXPECT_EQ( "", rig.said( "last-path" ) );
+   rig.facts.leavingToo = { { "et2", "u2" } };
+   EXPECT_EQ(
+      "blocking: 0.0.0.0/0 has no other way than et1; et2 is on its way out with u2",
+      rig.said( "last-path" ) );
+   EXPECT_EQ(
+      "blocking: the way to 192.0.2.7, from where this session comes, leaves through et1 only; et2 is on its "
+      "way out with u2",
+      rig.said( "lock-out" ) );
 }
 
-TEST_F( Judgement, warnsWhenWeightsPutTooMuchOnOneOfThoseThatRemain ) {
+TEST_F( Judgement, doesNotBlameTheUnitForWhatAnotherOneCutsOff ) {
+   twoPorts();
+   rig.route( "10.0.0.0/8", { rig.via( { "et2" } ) } );
+   rig.facts.session = "192.0.2.7";
+   rig.facts.way = { "", false, "10.0.0.0/8", { rig.via( { "et2" } ) } };
+   rig.facts.leavingToo = { { "et2", "u2" } };
+   EXPECT_EQ( "", rig.said( "last-path" ) );
+   EXPECT_EQ(
+      "warning: the way to 192.0.2.7, from where this session comes, leaves through et2 only; et2 is on its "
+      "way out with u2",
+      rig.said( "lock-out" ) );
+}
+
+TEST_F( Judgement, movesWhatOtherUnitsStillCarryAsWell ) {
    for ( const char * name : { "et1", "et2", "et3" } )
       rig.port( name );
-   rig.inUnit( "et1", 6e8 );
-   rig.carries( "et2", 5e8 );
-   rig.carries( "et3", 5e8 );
-   rig.route( "0.0.0.0/0", { { { "et1", 1 }, { "et2", 9 }, { "et3", 1 } } } );
-   EXPECT_EQ(
-      "warning: as routes share it, et2 would have to carry 540 Mbps in and 540 Mbps out more, and has 500 "
-      "Mbps in and 500 Mbps out left",
-      rig.said( "capacity" ) );
-   rig.facts.routes.classes.front().choices = { rig.via( { "et1", "et2", "et3" } ) };
-   EXPECT_EQ( "", rig.said( "capacity" ) );
-}
-
-TEST_F( Judgement, saysWhenCapacityCannotBeKnown ) {
-   rig.port( "et1" );
-   rig.port( "et2", std::nullopt );
-   rig.port( "et3" );
-   rig.inUnit( "et1", 5e8 );
-   rig.carries( "et2", 0 );
-   rig.carries( "et3", 9e8 );
+   rig.inUnit( "et1", 4e8 );
+   rig.carries( "et2", 4e8 );
+   rig.carries( "et3", 4e8 );
    rig.route( "0.0.0.0/0", { rig.via( { "et1", "et2", "et3" } ) } );
+   EXPECT_EQ( "", rig.said( "capacity" ) );
+   rig.facts.leavingToo = { { "et2", "u2" } };
    EXPECT_EQ(
-      "warning: whether et2 and et3 can carry what et1 carries is not known: the rate or the speed of et2 is "
-      "not",
-      rig.said( "unknown-capacity" ) );
-   // What is known may be enough.
-   rig.carries( "et3", 1e8 );
-   EXPECT_EQ( "", rig.said( "unknown-capacity" ) );
+      "blocking: 800 Mbps in and 800 Mbps out are to be moved from et1 and et2, and et3 has 600 Mbps in and "
+      "600 Mbps out left; et2 is on its way out with u2",
+      rig.said( "capacity" ) );
+   // What the other one moves by itself is not the unit's fault.
+   rig.routes.classes.clear();
+   rig.route( "0.0.0.0/0", { rig.via( { "et2" } ), rig.via( { "et3" } ) } );
+   rig.carries( "et2", 9e8 );
    EXPECT_EQ( "", rig.said( "capacity" ) );
 }
 
-TEST_F( Judgement, asksWhetherAPortChannelCanDoWithoutAMember ) {
-   rig.port( "et1" );
-   rig.port( "et2" );
+TEST_F( Judgement, takesAPortChannelAwayWhenAnotherUnitHasItsOtherMember ) {
+   twoPorts();
    rig.bond( "bond0", { "et1", "et2" } );
-   rig.inUnit( "et1", 6e8 );
-   rig.carries( "bond0", 12e8 );
+   rig.carries( "bond0", 0 );
+   rig.route( "10.0.0.0/8", { rig.via( { "bond0" } ) } );
+   EXPECT_EQ( "", rig.said( "last-path" ) );
+   rig.facts.leavingToo = { { "et2", "u2" } };
    EXPECT_EQ(
-      "blocking: bond0 carries 1.20 Gbps in and 1.20 Gbps out, and without et1 has 1.00 Gbps",
-      rig.said( "capacity" ) );
-   rig.carries( "bond0", 9e8 );
-   EXPECT_EQ( "", rig.said( "capacity" ) );
-   EXPECT_EQ( std::set< std::string >{ "bond0" }, interfacesInQuestion( rig.facts ) );
-   rig.facts.loads.clear();
-   EXPECT_EQ(
-      "warning: whether bond0 can do without et1 is not known: what it carries is not",
-      rig.said( "unknown-capacity" ) );
-}
-
-TEST_F( Judgement, countsOnlyWhatIsLeftOfAPortChannelThatTakesOver ) {
-   for ( const char * name : { "et1", "et2", "et3" } )
-      rig.port( name );
-   rig.bond( "bond0", { "et2", "et3" } );
-   rig.inUnit( "et1", 9e8 );
-   rig.inUnit( "et2", 1e8 );
-   rig.carries( "bond0", 2e8 );
-   rig.route( "0.0.0.0/0", { rig.via( { "et1", "bond0" } ) } );
-   EXPECT_EQ(
-      "blocking: 900 Mbps in and 900 Mbps out are to be moved from et1, and bond0 has 800 Mbps in and 800 "
-      "Mbps out left",
-      rig.said( "capacity" ) );
-}
-
-TEST_F( Judgement, takesTheRedundancyGroupForWhatRemainsWhenNoRouteSaysSo ) {
-   rig.port( "et1" );
-   rig.port( "et2", 1e9 );
-   rig.inUnit( "et1", 5e8 );
-   rig.carries( "et2", 6e8 );
-   EXPECT_EQ( "", rig.said( "capacity" ) );
-   rig.facts.redundancy = { { "spines", 1, {}, { "et2" } } };
-   EXPECT_TRUE( rig.said( "capacity" ).starts_with( "blocking: 500 Mbps in" ) ) << rig.said( "capacity" );
-   EXPECT_EQ( std::set< std::string >{ "et2" }, interfacesInQuestion( rig.facts ) );
+      "blocking: 10.0.0.0/8 has no other way than et1; et2 is on its way out with u2",
+      rig.said( "last-path" ) );
 }
 
 // ---- the unit and its interfaces
@@ -292,12 +265,23 @@ TEST_F( Judgement, warnsOfStaleCounters ) {
 TEST_F( Judgement, warnsOfAThresholdBelowTheControlPlane ) {
    rig.facts.controlPlaneFloorBps = 1e4;
    rig.inUnit( "et1" ).thresholdBps = 9999;
-   rig.inUnit( "et2" ).thresholdBps = 1e4;
+   rig.inUnit( "et2" ).thresholdBps = 10001;
    rig.facts.interfaces.back().profile = "enough";
    EXPECT_EQ(
-      "warning: the threshold of profile fast, 10.0 kbps, is below the 10.0 kbps that the control plane "
+      "warning: the threshold of profile fast, 9999 bps, is below the 10.0 kbps that the control plane "
+      "itself may "
+      "send: et1 may never count as drained",
+      rig.said( "low-threshold" ) );
+   // Drained is less than the threshold.
+   rig.facts.interfaces.front().thresholdBps = 1e4;
+   EXPECT_EQ(
+      "warning: the threshold of profile fast, 10.0 kbps, is no more than the 10.0 kbps that the control "
+      "plane "
       "itself may send: et1 may never count as drained",
       rig.said( "low-threshold" ) );
+   rig.facts.interfaces.front().thresholdBps = 5e3;
+   EXPECT_NE( std::string::npos, rig.said( "low-threshold" ).find( "5.00 kbps, is below the 10.0 kbps" ) )
+      << rig.said( "low-threshold" );
 }
 
 TEST_F( Judgement, tellsWhatIsShutForAnotherUnit ) {

@@ -66,7 +66,7 @@ std::string planJson( const Plan & plan, double time ) {
         { "time", Api::timeText( time ) },
         { "session", orNull( plan.facts.session ) },
         { "stages", plan.facts.stages },
-        { "needs-force", isBlocked( plan.findings ) },
+        { "needs-force", plan.facts.state == "normal" && isBlocked( plan.findings ) },
         { "interfaces", interfaces },
         { "findings", findingsOf( plan.findings ) } } );
 }

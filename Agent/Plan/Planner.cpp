@@ -30,7 +30,7 @@ void Planner::plan( const std::string & unit, const std::optional< Session > & s
             return;
          Job job{ unit, session, planned, answer, std::nullopt, {} };
          if ( session && !session->link.empty() )
-            job.routes.way = { "", false, session->address + "%" + session->link, { { { session->link } } } };
+            job.routes.way = { "", false, stringValue( *session ), { { { session->link } } } };
          ( *self )->jobs_.push_back( std::move( job ) );
          ( *self )->workSoon();
       } );

@@ -87,10 +87,10 @@ class Planner {
    bool readCurves( Job & job );
 
    PlanFacts factsOf( const Job & job ) const;
+   std::map< std::string, std::string > leavingToo( const std::string & unit ) const;
    std::map< std::string, Wire::IntfId > interfacesOf( const std::string & unit ) const;
    PlanInterface interfaceOf( const std::string & unit, const Wire::IntfId & intf ) const;
    void addProfile( PlanInterface & interface, const Wire::IntfId & intf ) const;
-   std::string profileWhy( const std::set< std::string > & groups ) const;
    std::vector< PlanRedundancy > redundancyOf( const std::string & unit ) const;
    bool isNormal( const std::string & unit ) const;
    std::optional< PlanRates > current( const Wire::IntfId & intf ) const;

@@ -1,5 +1,6 @@
 #include "Agent/Model/StateText.h"
 #include "Agent/Plan/Planner.h"
+#include "Agent/Plan/ProfileWhy.h"
 #include "Config/Membership.h"
 
 #include <algorithm>
@@ -15,11 +16,6 @@ namespace {
 
 bool isMonitoredKind( Kind kind ) {
    return kind == Kind::ethernet || kind == Kind::portChannel || kind == Kind::vlan;
-}
-
-/// "group a", "groups a and b"
-std::string groupsText( const std::vector< std::string > & groups ) {
-   return ( groups.size() == 1 ? "group " : "groups " ) + planList( groups );
 }
 
 } // namespace
@@ -46,22 +42,26 @@ PlanFacts Planner::factsOf( const Job & job ) const {
    if ( const auto * status = model_.unitStatusDir->status( job.unit ) )
       facts.state = unitStateText( status->state() );
    facts.controlPlaneFloorBps = static_cast< double >( configuration.controlPlaneFloor.bps() );
-   facts.session = job.session ? job.session->address : "";
-   facts.routes = *job.routes.table;
+   facts.session = job.session ? stringValue( *job.session ) : "";
+   facts.leavingToo = leavingToo( job.unit );
+   facts.routes = job.routes.table;
    facts.way = job.routes.way;
    facts.redundancy = redundancyOf( job.unit );
    const auto unit = configuration.units.find( job.unit );
    std::set< std::string > missing;
    if ( unit != configuration.units.end() ) {
       facts.stages = unit->second.enter;
-      for ( const std::string & stage : facts.stages )
+      for ( const std::string & stage : facts.stages ) {
+         // What comes after the watch does not move what is watched.
+         if ( stage == Config::drainwatchStage )
+            break;
          if ( const auto command = configuration.stages.find( stage );
               command != configuration.stages.end() && !command->second.enter.empty() )
             facts.steering.push_back( stage );
+      }
       for ( const std::string & group : unit->second.groups )
-         missing.insert(
-            configuration.groups.at( group ).interfaces.begin(),
-            configuration.groups.at( group ).interfaces.end() );
+         for ( const Config::Member & member : Config::members( configuration.groups.at( group ) ) )
+            missing.insert( member.text() );
    }
    const auto highOf = [&]( const std::string & name ) {
       const auto at = job.high.find( name );
@@ -71,6 +71,8 @@ PlanFacts Planner::factsOf( const Job & job ) const {
       facts.interfaces.push_back( interfaceOf( job.unit, intf ) );
       facts.interfaces.back().load.high = highOf( name );
       missing.erase( name );
+      if ( intf.kind() == Kind::vlan )
+         missing.erase( Config::Member{ intf.vlanId(), {} }.text() );
    }
    for ( const std::string & name : missing ) {
       PlanInterface & interface = facts.interfaces.emplace_back();
@@ -124,7 +126,7 @@ void Planner::addProfile( PlanInterface & interface, const Wire::IntfId & intf )
    std::set< std::string > groups;
    for ( const auto & [group, none] : entry.groupRange() )
       groups.insert( group.name );
-   interface.profileWhy = profileWhy( groups );
+   interface.profileWhy = profileWhy( hooks_.configuration(), groups );
    const auto * profile = model_.intfProfileStatusDir->status( interface.profile );
    if ( !profile )
       return;
@@ -135,29 +137,21 @@ void Planner::addProfile( PlanInterface & interface, const Wire::IntfId & intf )
       interface.shutdownMaxDelaySeconds = profile->shutdownMaxDelay();
 }
 
-/// "named by group a", "the default, as group a names none", "the strictest of fast (group a) and watch (group b)"
-std::string Planner::profileWhy( const std::set< std::string > & groups ) const {
-   const Config::Configuration & configuration = hooks_.configuration();
-   std::map< std::string, std::vector< std::string > > byProfile;
-   bool allDefault = true;
-   for ( const std::string & name : groups ) {
-      const auto group = configuration.groups.find( name );
-      if ( group == configuration.groups.end() )
+/// What enters goes on leaving, drained or not; what is under maintenance may be up only for a profile that shuts nothing.
+std::map< std::string, std::string > Planner::leavingToo( const std::string & unit ) const {
+   using Maintenance::Unit::UnitState;
+   std::map< std::string, std::string > result;
+   for ( const auto & [other, none] : hooks_.configuration().units ) {
+      const auto * status = other == unit ? nullptr : model_.unitStatusDir->status( other );
+      if (
+         !status ||
+         ( status->state() != UnitState::enterInProgress && status->state() != UnitState::maintenance ) )
          continue;
-      allDefault = allDefault && !group->second.profile;
-      byProfile[group->second.profile.value_or( configuration.defaultProfile )].push_back( name );
+      for ( const auto & [name, intf] : interfacesOf( other ) )
+         if ( isMonitoredKind( intf.kind() ) )
+            result.emplace( name, other );
    }
-   if ( byProfile.empty() )
-      return "";
-   const std::vector< std::string > & first = byProfile.begin()->second;
-   if ( allDefault )
-      return "the default, as " + groupsText( first ) + ( first.size() == 1 ? " names" : " name" ) + " none";
-   if ( byProfile.size() == 1 )
-      return "named by " + groupsText( first );
-   std::vector< std::string > all;
-   for ( const auto & [profile, of] : byProfile )
-      all.push_back( profile + " (" + groupsText( of ) + ")" );
-   return "the strictest of " + planList( all );
+   return result;
 }
 
 std::vector< PlanRedundancy > Planner::redundancyOf( const std::string & unit ) const {

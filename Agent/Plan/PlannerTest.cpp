@@ -44,7 +44,8 @@ TEST( Session, isReadFromWhatShellsAreTold ) {
          { Row{ "192.0.2.7", "192.0.2.7", "" }, Row{ "2001:db8::7", "2001:db8::7", "" },
            Row{ "::ffff:192.0.2.7", "192.0.2.7", "" }, Row{ "fe80::7%et1", "fe80::7", "et1" },
            Row{ "", nullptr, "" }, Row{ "host", nullptr, "" }, Row{ "192.0.2", nullptr, "" },
-           Row{ "fe80::7%", nullptr, "" }, Row{ "192.0.2.7 ", nullptr, "" } } ) {
+           Row{ "fe80::7%", nullptr, "" }, Row{ "192.0.2.7%et1", nullptr, "" },
+           Row{ "::ffff:192.0.2.7%et1", nullptr, "" }, Row{ "192.0.2.7 ", nullptr, "" } } ) {
       SCOPED_TRACE( row.text );
       const auto session = sessionFrom( row.text );
       ASSERT_EQ( row.address != nullptr, session.has_value() );
@@ -52,6 +53,7 @@ TEST( Session, isReadFromWhatShellsAreTold ) {
          continue;
       EXPECT_EQ( row.address, session->address );
       EXPECT_EQ( row.link, session->link );
+      EXPECT_EQ( session->address + ( *row.link ? "%et1" : "" ), stringValue( *session ) );
    }
 }
 
@@ -76,6 +78,9 @@ TEST( PlanJson, leavesNothingOut ) {
    EXPECT_EQ( 1, json.at( "findings" ).at( 0 ).at( "numbers" ).at( "out" ) );
    EXPECT_EQ( "info", json.at( "findings" ).at( 1 ).at( "severity" ) );
    EXPECT_EQ( json.at( "findings" ), nlohmann::json::parse( findingsJson( plan.findings ) ) );
+   // Where an enter would begin nothing, it takes no force.
+   plan.facts.state = "entering";
+   EXPECT_FALSE( nlohmann::json::parse( planJson( plan, 0 ) ).at( "needs-force" ).get< bool >() );
 }
 
 } // namespace Agent

@@ -17,10 +17,16 @@ std::optional< Session > sessionFrom( const std::string & text ) {
    };
    if ( session.address.starts_with( mapped ) && is( AF_INET, session.address.substr( sizeof mapped - 1 ) ) )
       session.address.erase( 0, sizeof mapped - 1 );
-   const bool good = is( AF_INET, session.address ) || is( AF_INET6, session.address );
-   if ( !good || ( percent != std::string::npos && session.link.empty() ) )
+   const bool whole = percent == std::string::npos;
+   if ( !( whole && is( AF_INET, session.address ) ) && !is( AF_INET6, session.address ) )
+      return std::nullopt;
+   if ( !whole && session.link.empty() )
       return std::nullopt;
    return session;
+}
+
+std::string stringValue( const Session & session ) {
+   return session.link.empty() ? session.address : session.address + "%" + session.link;
 }
 
 } // namespace Agent

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <iterator>
+#include <numeric>
 
 namespace Agent {
 
@@ -67,18 +68,26 @@ std::set< std::string > Topology::removedBelow( const std::string & link ) const
 }
 
 namespace {
-bool carriesItself( const RoutedLink * link ) { return !link || link->aggregate || link->needs.empty(); }
+bool carriesItself( const RoutedLink & link ) { return link.aggregate || link.needs.empty(); }
 } // namespace
+
+std::set< std::string > Topology::chain( const std::string & link ) const {
+   std::set< std::string > seen;
+   descend( *this, link, seen, []( const RoutedLink & described ) {
+      return carriesItself( described ) ? std::vector< std::string >() : described.needs.back();
+   } );
+   return seen;
+}
 
 std::set< std::string > Topology::carriers( const std::string & link ) const {
    std::set< std::string > seen, result;
    descend( *this, link, seen, [this]( const RoutedLink & described ) {
-      return carriesItself( &described ) || !works( described.name ) ? std::vector< std::string >()
-                                                                     : described.needs.back();
+      return carriesItself( described ) || !works( described.name ) ? std::vector< std::string >()
+                                                                    : described.needs.back();
    } );
    std::copy_if(
       seen.begin(), seen.end(), std::inserter( result, result.end() ),
-      [this]( const auto & name ) { return works( name ) && carriesItself( find( name ) ); } );
+      [this]( const auto & name ) { return works( name ) && carriesItself( *find( name ) ); } );
    return result;
 }
 
@@ -92,19 +101,32 @@ std::vector< std::string > Topology::members( const RoutedLink & portChannel ) c
 }
 
 std::optional< double > Topology::speed( const std::string & carrier ) const {
+   using DataPlane::Sharing;
    const RoutedLink * const described = find( carrier );
    if ( !described )
       return std::nullopt;
    if ( !described->aggregate )
       return described->speedBps;
-   double sum = 0;
-   for ( const std::string & member : members( *described ) ) {
-      const auto one = speed( member );
-      if ( !one )
+   if ( described->sharing == Sharing::unknown )
+      return std::nullopt;
+   std::vector< std::string > used = members( *described );
+   // If none is left that carries now, those that wait take over.
+   const auto waits = [this]( const std::string & member ) { return find( member )->standby; };
+   if ( described->sharing == Sharing::together && !std::all_of( used.begin(), used.end(), waits ) )
+      std::erase_if( used, waits );
+   std::vector< double > speeds;
+   for ( const std::string & member : used )
+      if ( const auto one = speed( member ) )
+         speeds.push_back( *one );
+      else
          return std::nullopt;
-      sum += *one;
-   }
-   return sum;
+   if ( speeds.empty() )
+      return 0;
+   if ( described->sharing == Sharing::oneAtATime )
+      return *std::max_element( speeds.begin(), speeds.end() );
+   if ( described->sharing == Sharing::copied )
+      return *std::min_element( speeds.begin(), speeds.end() );
+   return std::accumulate( speeds.begin(), speeds.end(), 0.0 );
 }
 
 const DataPlane::EqualHops * Topology::taken( const DataPlane::Choices & choices ) const {

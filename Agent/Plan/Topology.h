@@ -2,16 +2,17 @@
 
 #include "DataPlane/Routes.h"
 
-#include <map>
 #include <set>
 #include <string>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 /// Purpose: which links work when some are taken away, and what stands below a link. Pure: the same links give the same
 /// answers.
 ///
-/// A link works if it is up, is not taken away, and of each list that it needs one works. A link that nobody has
-/// described works unless it is taken away. Links that need only each other, in a circle, do not work.
+/// A link works if it is up, is not taken away, and of each list that it needs one works. A link that nobody has described
+/// does not: a switch describes all that it has. Links that need only each other, in a circle, do not work.
 namespace Agent {
 
 class Topology {
@@ -19,19 +20,20 @@ class Topology {
    /// The links outlive it.
    Topology( const std::vector< DataPlane::RoutedLink > & links, std::set< std::string > removed );
 
-   bool works( const std::string & link ) const {
-      return works_.count( link ) || ( !find( link ) && !removed( link ) );
-   }
+   bool works( const std::string & link ) const { return works_.count( link ) > 0; }
    bool removed( const std::string & link ) const { return removed_.count( link ) > 0; }
    /// Null if nobody has described it.
    const DataPlane::RoutedLink * find( const std::string & link ) const;
    /// Those that were taken away among a link and all that it stands on.
    std::set< std::string > removedBelow( const std::string & link ) const;
+   /// The link and all links below it over which its traffic goes, down to what carries it, whether they work or not.
+   std::set< std::string > chain( const std::string & link ) const;
    /// The ports and port-channels that work and on which a link stands, or that it is: where its traffic is counted.
    std::set< std::string > carriers( const std::string & link ) const;
    /// The members of a port-channel that work.
    std::vector< std::string > members( const DataPlane::RoutedLink & portChannel ) const;
-   /// Bits per second that a carrier has, of a port-channel those of its members that work; nothing if one is not known.
+   /// Bits per second that a carrier has, of a port-channel as it uses those of its members that work; nothing if one is
+   /// not known.
    std::optional< double > speed( const std::string & carrier ) const;
 
    /// The ways that are taken of these: the first choice of which one works; null if all is refused or none works.
@@ -41,9 +43,9 @@ class Topology {
  private:
    bool hasWhatItNeeds( const DataPlane::RoutedLink & link ) const;
 
-   std::map< std::string, const DataPlane::RoutedLink *, std::less<> > links_;
+   std::unordered_map< std::string, const DataPlane::RoutedLink * > links_;
    std::set< std::string > removed_;
-   std::set< std::string, std::less<> > works_; ///< of the links that are described
+   std::unordered_set< std::string > works_;
 };
 
 } // namespace Agent

@@ -24,12 +24,15 @@ groups:
   c: {interfaces: [pc1], profile: watch}
   d: {interfaces: [pc1], profile: fast}
   e: {interfaces: [et3], profile: fast}
+  f: {interfaces: [et4], profile: fast}
 units:
   u1: {groups: [a]}
   u2: {groups: [b]}
   u3: {groups: [c, d]}
   u4: {groups: [a], enter: [steer, drainwatch], exit: [drainwatch, steer]}
   u5: {groups: [e]}
+  u7: {groups: [a], enter: [drainwatch, steer], exit: [steer, drainwatch]}
+  u6: {groups: [f]}
 stages:
   steer: {enter: /bin/true, exit: /bin/true}
 redundancy-groups:
@@ -98,7 +101,8 @@ TEST_F( PlanStory, tellsOfEachInterfaceWhatItCarriesAndWhatWouldBeDone ) {
    EXPECT_EQ( "does not exist", interfaces.at( 1 ).at( "not-watched" ) );
    const json pc1 = plan( "u3" ).at( "interfaces" ).at( 0 );
    EXPECT_EQ( "watch", pc1.at( "profile" ) );
-   EXPECT_EQ( "the strictest of fast (group d) and watch (group c)", pc1.at( "profile-why" ) );
+   EXPECT_EQ(
+      "the strictest of watch (group c) and fast (group d): lowest threshold", pc1.at( "profile-why" ) );
    EXPECT_EQ( "watched", pc1.at( "action" ) );
    EXPECT_EQ( "named by group e", plan( "u5" ).at( "interfaces" ).at( 0 ).at( "profile-why" ) );
 }
@@ -117,12 +121,16 @@ TEST_F( PlanStory, knowsTheHighRatesOfTheLastTenMinutes ) {
 
 TEST_F( PlanStory, findsTheLastPathsAndThatAMemberOfAPortChannelIsNone ) {
    const json u1 = plan( "u1" );
-   EXPECT_EQ( "last-path blocking, no-steering warning", findings( u1 ) );
+   EXPECT_EQ( "last-path blocking, no-steering warning, unknown-session info", findings( u1 ) );
    EXPECT_EQ( "10.0.0.0/8 has no other way than et1", u1.at( "findings" ).at( 0 ).at( "text" ) );
    EXPECT_TRUE( u1.at( "needs-force" ).get< bool >() );
-   EXPECT_EQ( "last-path blocking, no-steering warning, low-threshold warning", findings( plan( "u3" ) ) );
-   EXPECT_EQ( "no-steering warning", findings( plan( "u5" ) ) );
-   EXPECT_EQ( "last-path warning", findings( plan( "u4" ) ) );
+   EXPECT_EQ(
+      "last-path blocking, no-steering warning, low-threshold warning, unknown-session info",
+      findings( plan( "u3" ) ) );
+   EXPECT_EQ( "no-steering warning, unknown-session info", findings( plan( "u5" ) ) );
+   EXPECT_EQ( "last-path warning, unknown-session info", findings( plan( "u4" ) ) );
+   // What is done once the traffic is gone has not moved it.
+   EXPECT_EQ( "last-path blocking, no-steering warning, unknown-session info", findings( plan( "u7" ) ) );
 }
 
 TEST_F( PlanStory, findsThatTheSessionWouldBeCutOff ) {
@@ -131,15 +139,17 @@ TEST_F( PlanStory, findsThatTheSessionWouldBeCutOff ) {
    EXPECT_EQ( "last-path warning", findings( plan( "u4", "192.0.2.1" ) ) );
    EXPECT_EQ( "last-path warning, unknown-session warning", findings( plan( "u4", "2001:db9::1" ) ) );
    EXPECT_EQ( "lock-out blocking, last-path warning", findings( plan( "u4", "fe80::1%et1" ) ) );
+   EXPECT_EQ( "fe80::1%et1", plan( "u4", "fe80::1%et1" ).at( "session" ) );
+   EXPECT_EQ( "last-path warning, unknown-session warning", findings( plan( "u4", "fe80::1%nonesuch" ) ) );
    EXPECT_EQ( 400, rig.ask( "GET", "units/u4/plan?session=nobody" )->status );
 }
 
 TEST_F( QuietPlanStory, findsThatWhatRemainsIsTooSmall ) {
-   EXPECT_EQ( "no-steering warning", findings( plan( "u1" ) ) );
+   EXPECT_EQ( "no-steering warning, unknown-session info", findings( plan( "u1" ) ) );
    rig.traffic( "et2", 9.5e8 );
    rig.runUntil( 40 );
    const json crowded = plan( "u1" );
-   EXPECT_EQ( "capacity blocking, no-steering warning", findings( crowded ) );
+   EXPECT_EQ( "capacity blocking, no-steering warning, unknown-session info", findings( crowded ) );
    EXPECT_NEAR(
       1e8, crowded.at( "findings" ).at( 0 ).at( "numbers" ).at( "moved-in-bps" ).get< double >(), 1e3 );
    EXPECT_NEAR(
@@ -151,10 +161,28 @@ TEST_F( QuietPlanStory, findsThatTheUnitThatStandsInIsOut ) {
    rig.runUntil( 21 );
    EXPECT_EQ( 428, rig.post( "units/u1/enter" ) );
    EXPECT_EQ( "\"normal\"", state( "u1" ) );
-   EXPECT_EQ( "degraded blocking, no-steering warning", findings( plan( "u1" ) ) );
+   EXPECT_EQ(
+      "last-path blocking, degraded blocking, no-steering warning, unknown-session info",
+      findings( plan( "u1" ) ) );
    EXPECT_EQ( 202, rig.post( "units/u2/exit" ) );
    rig.runUntil( 60 );
    EXPECT_EQ( 202, rig.post( "units/u1/enter" ) );
+}
+
+TEST_F( PlanStory, refusesTheUnitThatWouldTakeTheLastWayWithWhatIsOnItsWayOut ) {
+   rig.traffic( "et3", 1e8 );
+   EXPECT_EQ( "no-steering warning, unknown-session info", findings( plan( "u6" ) ) );
+   EXPECT_EQ( 202, rig.post( "units/u5/enter" ) );
+   // It has traffic, so it stays up for minutes; but not for ever.
+   rig.runUntil( 60 );
+   EXPECT_EQ( "\"entering\"", state( "u5" ) );
+   EXPECT_EQ( 428, rig.post( "units/u6/enter" ) );
+   EXPECT_EQ(
+      "2001:db8::/32 has no other way than et4; et3 is on its way out with u5",
+      plan( "u6" ).at( "findings" ).at( 0 ).at( "text" ) );
+   EXPECT_EQ( 202, rig.post( "units/u5/exit" ) );
+   rig.runUntil( 61 );
+   EXPECT_EQ( 202, rig.post( "units/u6/enter" ) );
 }
 
 TEST_F( QuietPlanStory, tellsWhatIsShutForAnotherUnitAlready ) {
@@ -164,8 +192,8 @@ TEST_F( QuietPlanStory, tellsWhatIsShutForAnotherUnitAlready ) {
    rig.runUntil( 60 );
    EXPECT_EQ( "\"maintenance\"", state( "u1" ) );
    const json u4 = plan( "u4" );
-   EXPECT_EQ( "already-shut info", findings( u4 ) );
-   EXPECT_EQ( "et1 is held down already, for u1", u4.at( "findings" ).at( 0 ).at( "text" ) );
+   EXPECT_EQ( "unknown-session info, already-shut info", findings( u4 ) );
+   EXPECT_EQ( "et1 is held down already, for u1", u4.at( "findings" ).at( 1 ).at( "text" ) );
    EXPECT_TRUE( u4.at( "interfaces" ).at( 0 ).at( "not-watched" ).is_null() );
 }
 
@@ -174,7 +202,8 @@ TEST_F( PlanStory, warnsWhenCountersOrRoutesAreNotKnown ) {
    rig.simulation().routesFaultIs( "out of order" );
    rig.runUntil( 60 );
    EXPECT_EQ(
-      "unknown-capacity warning, no-steering warning, unknown-routes warning, stale-counters warning",
+      "unknown-capacity warning, no-steering warning, unknown-routes warning, stale-counters warning, "
+      "unknown-session info",
       findings( plan( "u1" ) ) );
 }
 
