@@ -2,6 +2,7 @@
 
 #include "Agent/Commands/Commands.h"
 #include "Agent/Control/ControlApi.h"
+#include "Agent/Control/ProblemTimes.h"
 #include "Agent/Executor/Executor.h"
 #include "Agent/Membership/Membership.h"
 #include "Agent/Operations/Operations.h"
@@ -146,6 +147,7 @@ class Maintd {
    std::unique_ptr< Entities > entities_;
    Config::Configuration configuration_;
    std::vector< std::string > configurationErrors_; ///< of the file, while the last accepted one is in use
+   mutable Agent::ProblemTimes problemTimes_;
    Vel::Ptr< Cog::TimerWheel > wheel_;
    std::unique_ptr< Agent::Membership > membership_;
    std::unique_ptr< Agent::Executor > executor_;

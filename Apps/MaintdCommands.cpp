@@ -141,19 +141,23 @@ Agent::ControlCommands::AgentFacts Maintd::facts() const {
 
 std::vector< Agent::Problem > Maintd::problems() const {
    std::vector< Agent::Problem > result;
+   const auto add = [&]( const char * what, const std::string & source, const std::string & text ) {
+      result.push_back( { what, problemTimes_.since( what + source, now() ), text } );
+   };
    if ( commits_->failedSince() > 0 )
       result.push_back( { "store", commits_->failedSince(), commits_->problem() } );
    if ( const auto since = executor_->countersFailedSince(); since && now() - *since >= countersPatience )
       result.push_back( { "counters", *since, executor_->countersProblem() } );
    if ( const Vel::String problem = executor_->problem(); !problem.empty() )
-      result.push_back( { "switch", started_, problem } );
+      add( "switch", "", problem );
    if ( !configurationErrors_.empty() )
-      result.push_back( { "configuration", started_, configurationErrors_.front() } );
+      add( "configuration", "", configurationErrors_.front() );
    if ( const auto problem = plugins_->problem( pluginName ) )
-      result.push_back( { "plug-in", started_, problem->message } );
+      add( "plug-in", pluginName, problem->message );
    for ( const auto & [file, problem] : plugins_->others() )
       if ( problem )
-         result.push_back( { "plug-in", started_, problem->message } );
+         add( "plug-in", file, problem->message );
+   problemTimes_.allAsked();
    for ( const auto & failure : commands_->failures() )
       result.push_back(
          { "stage", failure.since,

@@ -79,6 +79,16 @@ TEST_F( EventsTest, waitsForAnAgentThatWasThereForAsLongAsItTakes ) {
    EXPECT_EQ( line( 4 ) + line( 5 ), rig.out );
 }
 
+TEST_F( EventsTest, waitsForAPlaceAmongTheReadersIfItHadOneBefore ) {
+   stream( 3, sent( 4 ) );
+   rig.client.refuses(
+      "GET /api/v1/events?after=4", 503, "unavailable", "there are 128 streams already", "" );
+   rig.pace.at( 60, [&] { stream( 4, sent( 5 ) ); } );
+   EXPECT_EQ( ExitStatus::interrupted, rig.run( { "events", "--follow", "--after", "3" } ) );
+   EXPECT_EQ( line( 4 ) + line( 5 ), rig.out );
+   EXPECT_NE( std::string::npos, rig.err.find( "there are 128 streams already" ) );
+}
+
 TEST_F( EventsTest, showsNoEventTwice ) {
    stream( 3, sent( 4 ) + sent( 4 ) + sent( 5 ) );
    stream( 5, sent( 5 ) + sent( 6 ) );

@@ -1,5 +1,6 @@
 #include "Maintctl/Following.h"
 
+#include "Api/Error.h"
 #include "Maintctl/Text.h"
 
 namespace Maintctl {
@@ -20,6 +21,7 @@ void Following::follow( const std::vector< Api::Event > & before, std::uint64_t 
    flush();
    at_ = after;
    for ( ;; ) {
+      std::string why = "the agent does not answer; it may be starting again";
       try {
          EventParser parser;
          remote_.stream( Api::Path::eventsAfter( at_ ), [&]( std::string_view bytes ) {
@@ -30,11 +32,15 @@ void Following::follow( const std::vector< Api::Event > & before, std::uint64_t 
             flush();
          } );
       } catch ( const Failure & failure ) {
-         if ( failure.status != ExitStatus::notReachable || !reached_ )
+         // There may be too many readers at the moment; who was one of them waits for a place.
+         const bool busy = failure.code == stringValue( Api::ErrorCode::unavailable );
+         if ( !reached_ || ( failure.status != ExitStatus::notReachable && !busy ) )
             throw;
+         if ( busy )
+            why = "the agent serves nobody else now: " + failure.message;
       }
       if ( !std::exchange( away_, true ) )
-         output_.message( "the agent does not answer; it may be starting again" );
+         output_.message( why );
       if ( !pace_.sleep( period ) )
          throw Failure{ ExitStatus::interrupted, FailureCode::interrupted, "interrupted", "", {} };
    }

@@ -14,7 +14,7 @@ namespace Maintctl {
 ///
 /// 1. Each event is shown once, in order, also over an agent that is started again: what came last is where the next
 ///    stream begins. What the agent does not keep any more is said.
-/// 2. An agent that was there is waited for for ever; one that was not is not.
+/// 2. An agent that was there is waited for for ever, also if it has too many readers now; one that was not is not.
 /// 3. For people a line each; as JSON one object a line.
 class Following {
  public:

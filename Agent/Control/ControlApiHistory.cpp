@@ -23,11 +23,15 @@ class PiecesStream final : public HttpStream {
  public:
    PiecesStream( std::string first, ControlCommands::History::Pieces pieces )
       : first_( std::move( first ) ), pieces_( std::move( pieces ) ) {}
-   Piece next() override {
+   Piece next() override try {
       auto text = std::make_shared< std::string >( first_.empty() ? pieces_() : std::exchange( first_, "" ) );
       const bool last = text->empty();
       return { std::move( text ), last };
+   } catch ( const Api::Error & ) {
+      // The status is sent already.
+      return { nullptr, true, true };
    }
+   bool ends() const override { return true; }
    /// There is always more until the end.
    std::string heartbeat() const override { return ""; }
 

@@ -55,6 +55,16 @@ TEST_F( ControlApiHistory, longRecordIsGivenAsItIsTaken ) {
    EXPECT_EQ( "application/json", reply.contentType );
 }
 
+TEST_F( ControlApiHistory, longRecordThatCannotBeReadToItsEndFails ) {
+   got( "history/10" );
+   ASSERT_TRUE( reply.stream );
+   EXPECT_TRUE( reply.stream->ends() );
+   HttpStream::Piece piece;
+   while ( !piece.last )
+      piece = reply.stream->next();
+   EXPECT_TRUE( piece.failed );
+}
+
 TEST_F( ControlApiHistory, canBeReadOverTheWebAddress ) {
    local = false;
    got( "history" );

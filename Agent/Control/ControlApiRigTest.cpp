@@ -65,6 +65,12 @@ ControlApiRig::ControlApiRig() {
       return std::string( "[]\n" );
    };
    commands.history.record = []( Vel::U32 id ) -> ControlCommands::History::Pieces {
+      if ( id == 10 )
+         return [left = 40]() mutable {
+            if ( left-- == 0 )
+               throw Api::Error{ Api::ErrorCode::internal, "it cannot be read", "10" };
+            return std::string( 1000, ' ' );
+         };
       if ( id != 7 && id != 9 )
          throw Api::Error{ Api::ErrorCode::notFound, "there is no maintenance", std::to_string( id ) };
       // The text of the other one is long.

@@ -7,6 +7,7 @@
 #include <deque>
 #include <exception>
 #include <set>
+#include <string>
 
 /// Purpose: what the server is made of; included by its sources only.
 namespace Agent {
@@ -28,6 +29,7 @@ struct HttpServer::Exchange {
    std::shared_ptr< const std::string > piece; ///< that is being sent; null: the next one is to be asked for
    std::size_t sent = 0;                       ///< bytes of it
    bool last = false;                          ///< nothing comes after it
+   bool failed = false;                        ///< what should come after it cannot be had
    bool beat = false;                          ///< a heartbeat, if there is nothing else
    Waits waits = Waits::no;
    double lastSent = 0;       ///< seconds of the clock, when it last had something to send
@@ -51,6 +53,7 @@ struct HttpServer::Listener {
    std::set< Exchange * > suspended; ///< those that wait for something of ours
    std::exception_ptr escaped;       ///< what the handler threw
    bool runPosted = false;
+   double idleTime = Cog::Timer::never; ///< when a connection may have become idle
    std::shared_ptr< bool > alive = std::make_shared< bool >( true );
    Vel::Watch< Idle > idle;
 
@@ -61,6 +64,7 @@ struct HttpServer::Listener {
    /// of 0; then it runs again, a turn later at the latest.
    void run();
    void runSoon();
+   void idleTimeIs( double time );
    void suspend( Exchange & exchange );
    /// False if it is not suspended. The library looks at it when it runs next, and nothing on a descriptor makes it run.
    bool resume( Exchange & exchange );
@@ -88,8 +92,8 @@ struct HttpServer::Streams {
    ssize_t read( const std::shared_ptr< Exchange > & exchange, char * buffer, std::size_t room );
    void flush();
    unsigned count() const { return static_cast< unsigned >( open_.size() ); }
-   /// Whether one more may be opened.
-   bool hasPlace( bool local ) const;
+   /// Why one more may not be opened; empty: it may be.
+   std::string refusal( const Exchange & exchange ) const;
 
  private:
    bool fetch( Exchange & exchange ) const;

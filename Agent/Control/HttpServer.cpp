@@ -47,15 +47,33 @@ MHD_Result addHeader( void * headers, MHD_ValueKind, const char * key, const cha
    return MHD_YES;
 }
 
-MHD_Result send( MHD_Connection * connection, const HttpReply & reply ) {
-   MHD_Response * const response = MHD_create_response_from_buffer(
-      reply.body.size(), const_cast< char * >( reply.body.data() ), MHD_RESPMEM_MUST_COPY );
+/// The body is given away: it is in memory once, until its reader has taken it.
+MHD_Result send( MHD_Connection * connection, HttpReply reply ) {
+   auto * const body = new std::string( std::move( reply.body ) );
+   MHD_Response * const response = MHD_create_response_from_buffer_with_free_callback_cls(
+      body->size(), body->data(), []( void * given ) { delete static_cast< std::string * >( given ); },
+      body );
    addHeaders( *response, reply );
    const MHD_Result result =
       MHD_queue_response( connection, static_cast< unsigned >( reply.status ), response );
    MHD_destroy_response( response );
    return result;
 }
+
+/// A long body that is there already, sent no faster than a turn may send.
+class BodyStream final : public HttpStream {
+ public:
+   explicit BodyStream( std::string body )
+      : size_( body.size() ), body_( std::make_shared< const std::string >( std::move( body ) ) ) {}
+   Piece next() override { return { std::move( body_ ), true }; }
+   bool ends() const override { return true; }
+   std::optional< std::size_t > size() const override { return size_; }
+   std::string heartbeat() const override { return ""; }
+
+ private:
+   std::size_t size_;
+   std::shared_ptr< const std::string > body_;
+};
 
 } // namespace
 
@@ -115,16 +133,19 @@ struct ServerCallbacks {
          listener.suspend( *exchange );
          return MHD_YES;
       }
-      if ( !exchange->reply->stream )
-         return send( exchange->connection, *exchange->reply );
+      HttpReply & reply = *exchange->reply;
+      if ( !reply.stream && !listener.local && reply.body.size() > HttpServer::maxWebBody )
+         reply.stream = std::make_shared< BodyStream >( std::exchange( reply.body, "" ) );
+      if ( !reply.stream )
+         return send( exchange->connection, std::move( reply ) );
       HttpServer::Streams & streams = *listener.server.streams_;
-      if ( streams.hasPlace( listener.local ) )
+      const std::string refusal = streams.refusal( *exchange );
+      if ( refusal.empty() )
          return streams.open( exchange ) ? MHD_YES : MHD_NO;
+      reply.stream = nullptr;
       return send(
          exchange->connection, listener.server.refusal_( Api::Error{
-                                  Api::ErrorCode::unavailable,
-                                  "there are " + std::to_string( streams.count() ) + " streams already",
-                                  exchange->request.path } ) );
+                                  Api::ErrorCode::unavailable, refusal, exchange->request.path } ) );
    }
 
    static void begin(
@@ -179,6 +200,12 @@ struct ServerCallbacks {
 HttpServer::Listener::Listener( HttpServer & itsServer, bool isLocal, int listening )
    : server( itsServer ), local( isLocal ), descriptor( listening ) {
    idle.is( server.wheel_, this ).hasNotificationActiveIs( true );
+   // Timers rest while counters cannot be read; there are turns all the same.
+   server.loop_->commitHookIs( [weak = std::weak_ptr( alive ), this] {
+      if ( !weak.expired() && server.loop_->currentTime() >= idleTime )
+         runSoon();
+      return true;
+   } );
 }
 
 HttpServer::Listener::~Listener() {
@@ -198,11 +225,16 @@ void HttpServer::Listener::run() {
       if ( escaped )
          std::rethrow_exception( std::exchange( escaped, nullptr ) );
       if ( MHD_get_timeout( daemon, &wait ) != MHD_YES )
-         return idle->timeMinIs( Cog::Timer::never );
+         return idleTimeIs( Cog::Timer::never );
       if ( wait > 0 )
-         return idle->timeMinIs( server.loop_->currentTime() + static_cast< double >( wait ) / 1000 );
+         return idleTimeIs( server.loop_->currentTime() + static_cast< double >( wait ) / 1000 );
    }
    runSoon();
+}
+
+void HttpServer::Listener::idleTimeIs( double time ) {
+   idleTime = time;
+   idle->timeMinIs( time );
 }
 
 void HttpServer::Listener::runSoon() {

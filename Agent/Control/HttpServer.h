@@ -56,10 +56,17 @@ class HttpServer {
    static constexpr std::size_t maxBody = 64 * 1024;
    /// Connections of a listener that are open at a time; more wait for one of them to end.
    static constexpr unsigned maxConnections = 256;
-   /// Streams that are open at a time, so that there are always connections for requests; more are refused.
+   /// Streams without an end that are open at a time, so that there are always connections for requests; more are refused.
    static constexpr unsigned maxStreams = 128;
    /// Those of them that may come over the web address: however many read there, an operator on this machine has a place.
    static constexpr unsigned maxWebStreams = 96;
+   /// Long answers, which come to their end, that are under way at a time; more are refused.
+   static constexpr unsigned maxLongAnswers = 64, maxWebLongAnswers = 48;
+   /// The longest body that is given to whoever asks over the web address at once; a longer one is a long answer.
+   static constexpr std::size_t maxWebBody = 32 * 1024;
+   /// Bytes that all long answers may have that are under way over the web address, or a single one: readers who take
+   /// nothing cost no more memory.
+   static constexpr std::size_t maxWebBytes = 32 << 20;
    /// Bytes that one stream, and all of them, give in a turn, or one buffer more.
    static constexpr std::size_t maxStreamBytes = 16 * 1024, maxTurnBytes = 256 * 1024;
 
@@ -81,6 +88,7 @@ class HttpServer {
    /// The port that a web listener got; 0: none.
    unsigned webPort() const;
 
+   /// Those that are open, with and without an end.
    unsigned streams() const;
    /// Sends what the streams have left to give to those who take it at once: for the end of the agent, after all streams
    /// have been told to end.

@@ -219,6 +219,20 @@ TEST_F( HttpServerTest, closesAConnectionOnWhichNothingHappens ) {
    EXPECT_EQ( Bodies{ "late" }, waiting.bodies() );
 }
 
+TEST_F( HttpServerTest, closesAConnectionOnWhichNothingHappensAlsoWhileTimersRest ) {
+   server = newServer( 1 );
+   listen();
+   Client & silent = client();
+   loop->timersMayRunIs( [] { return false; } );
+   const double begin = loop->currentTime();
+   runUntil( [&] {
+      loop->post( [] {} );
+      return silent.ended() || loop->currentTime() > begin + 20;
+   } );
+   EXPECT_TRUE( silent.ended() );
+   loop->timersMayRunIs( [] { return true; } );
+}
+
 // ---- answers
 
 TEST_F( HttpServerTest, sendsAnAnswerThatIsGivenInALaterTurn ) {

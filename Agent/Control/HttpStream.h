@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -16,6 +17,7 @@ class HttpStream {
    struct Piece {
       std::shared_ptr< const std::string > text; ///< null: there is nothing yet
       bool last = false;                         ///< nothing comes after it
+      bool failed = false; ///< it cannot go on: the connection is cut, so that nobody takes it for whole
    };
 
    HttpStream() = default;
@@ -25,6 +27,10 @@ class HttpStream {
 
    /// The next piece. Called when the one before has been taken in full by the connection, whenever that is.
    virtual Piece next() = 0;
+   /// Whether it comes to its end as fast as its reader takes it; another one goes on for as long as its reader stays.
+   virtual bool ends() const { return false; }
+   /// Bytes that it has altogether, if that is known.
+   virtual std::optional< std::size_t > size() const { return std::nullopt; }
    /// Sent when nothing else has been for a while, so that a reader who is gone is noticed.
    virtual std::string heartbeat() const = 0;
 

@@ -22,6 +22,7 @@ class Told final : public HttpStream {
       return { std::make_shared< const std::string >( text ), ended && pieces.empty() };
    }
    std::string heartbeat() const override { return ":\n"; }
+   bool ends() const override { return comesToItsEnd; }
    void tell( const std::string & text ) {
       pieces.push_back( text );
       wake();
@@ -33,7 +34,7 @@ class Told final : public HttpStream {
 
    std::deque< std::string > pieces;
    std::shared_ptr< const std::string > endless; ///< given again and again
-   bool ended = false;
+   bool ended = false, comesToItsEnd = false;
    unsigned asked = 0;
 };
 
@@ -49,9 +50,12 @@ class HttpStreamTest : public HttpServerRig {
    HttpStreamTest() {
       listen();
       handler = [this]( const HttpRequest & request, const HttpServer::Answer & answer ) {
-         if ( request.path != "/stream" )
+         if ( request.path == "/long" )
+            return answer( { 200, longBody } );
+         if ( request.path != "/stream" && request.path != "/record" )
             return answer( { 200, request.path } );
          told.push_back( std::make_shared< Told >() );
+         told.back()->comesToItsEnd = request.path == "/record";
          told.back()->endless = endless;
          answer( replyOf( told.back() ) );
       };
@@ -73,8 +77,21 @@ class HttpStreamTest : public HttpServerRig {
       asker.close();
    }
 
+   /// Clients on the web who ask for the long body and take nothing of it; as many as there are in the end.
+   void askForTheLongBody( std::size_t count ) {
+      ASSERT_EQ( std::nullopt, server->listenWeb( "127.0.0.1", 0 ) );
+      for ( std::size_t i = 0; i < count; ++i ) {
+         Client & asker = webClient();
+         asker.readingIs( false );
+         asker.send( get( "/long" ) );
+      }
+      runUntil( [&] { return requests.size() == count; } );
+      expectAnswer();
+   }
+
    std::vector< std::shared_ptr< Told > > told;
    std::shared_ptr< const std::string > endless;
+   std::string longBody;
 };
 
 TEST_F( HttpStreamTest, sendsTheHeaderBeforeThereIsAnything ) {
@@ -222,6 +239,80 @@ TEST_F( HttpStreamTest, keepsPlacesForReadersOnThisMachineHoweverManyReadOverThe
    for ( unsigned i = HttpServer::maxWebStreams; i < HttpServer::maxStreams; ++i )
       reader();
    EXPECT_EQ( HttpServer::maxStreams, server->streams() );
+}
+
+TEST_F( HttpStreamTest, hasPlacesForAnswersThatEndHoweverManyReadWithoutAnEnd ) {
+   for ( unsigned i = 0; i < HttpServer::maxStreams; ++i )
+      reader();
+   Client & asker = client();
+   asker.send( get( "/record" ) );
+   runUntil( [&] { return told.size() == HttpServer::maxStreams + 1; } );
+   loop->post( [&] {
+      told.back()->tell( "all" );
+      told.back()->end();
+   } );
+   runUntil( [&] { return asker.chunksEnded() || !asker.statuses().empty(); } );
+   EXPECT_EQ( "all", asker.chunks() );
+}
+
+TEST_F( HttpStreamTest, refusesMoreLongAnswersThanItHasPlacesFor ) {
+   ASSERT_EQ( std::nullopt, server->listenWeb( "127.0.0.1", 0 ) );
+   for ( unsigned i = 1; i <= HttpServer::maxLongAnswers; ++i ) {
+      ( i <= HttpServer::maxWebLongAnswers ? webClient() : client() ).send( get( "/record" ) );
+      runUntil( [&] { return server->streams() == i; } );
+      if ( i == HttpServer::maxWebLongAnswers ) {
+         Client & late = webClient();
+         late.send( get( "/record" ) );
+         runUntilAnswered( late );
+         EXPECT_EQ( Bodies{ "unavailable" }, late.bodies() );
+      }
+   }
+   Client & late = client();
+   late.send( get( "/record" ) );
+   runUntilAnswered( late );
+   EXPECT_EQ( Bodies{ "unavailable" }, late.bodies() );
+}
+
+TEST_F( HttpStreamTest, cutsTheConnectionOfAnAnswerThatCannotGoOn ) {
+   struct Broken final : HttpStream {
+      Piece next() override {
+         if ( std::exchange( begun, true ) )
+            return { nullptr, true, true };
+         return { std::make_shared< std::string >( "half" ) };
+      }
+      std::string heartbeat() const override { return ""; }
+      bool begun = false;
+   };
+   handler = []( const HttpRequest &, const HttpServer::Answer & answer ) {
+      answer( replyOf( std::make_shared< Broken >() ) );
+   };
+   Client & asker = client();
+   asker.send( get( "/" ) );
+   runUntil( [&] { return asker.ended() || asker.chunksEnded(); } );
+   EXPECT_TRUE( asker.received().ends_with( "half\r\n" ) );
+   EXPECT_FALSE( asker.chunksEnded() );
+}
+
+TEST_F( HttpStreamTest, sendsALongBodyOverTheWebAsAWholeWithItsLength ) {
+   longBody = std::string( 8 << 20, 'x' );
+   askForTheLongBody( 1 );
+   clients[0]->readingIs( true );
+   runUntilAnswered( *clients[0] );
+   ASSERT_EQ( 1u, clients[0]->bodies().size() );
+   EXPECT_EQ( longBody.size(), clients[0]->bodies()[0].size() );
+   EXPECT_EQ( 0u, server->streams() );
+}
+
+TEST_F( HttpStreamTest, keepsNoMoreForReadersOnTheWebWhoTakeNothingThanItMay ) {
+   longBody = std::string( HttpServer::maxWebBytes / 4, 'x' );
+   askForTheLongBody( 20 );
+   EXPECT_EQ( 4u, server->streams() );
+}
+
+TEST_F( HttpStreamTest, sendsOneBodyOverTheWebHoweverLongItIs ) {
+   longBody = std::string( HttpServer::maxWebBytes + 1, 'x' );
+   askForTheLongBody( 2 );
+   EXPECT_EQ( 1u, server->streams() );
 }
 
 TEST_F( HttpStreamTest, givesInATurnWhatATurnMayGiveAndEveryReaderItsShare ) {

@@ -34,16 +34,36 @@ HttpServer::Streams::Streams( HttpServer & itsServer ) : server_( itsServer ) {
    } );
 }
 
-bool HttpServer::Streams::hasPlace( bool local ) const {
-   const auto web = std::count_if(
-      open_.begin(), open_.end(), []( const Exchange * exchange ) { return !exchange->listener->local; } );
-   return open_.size() < maxStreams && ( local || web < maxWebStreams );
+std::string HttpServer::Streams::refusal( const Exchange & exchange ) const {
+   const bool local = exchange.listener->local, ends = exchange.reply->stream->ends();
+   unsigned all = 0, web = 0;
+   std::size_t webBytes = 0;
+   for ( const Exchange * const other : open_ ) {
+      const HttpStream & stream = *other->reply->stream;
+      if ( stream.ends() != ends )
+         continue;
+      ++all;
+      if ( other->listener->local )
+         continue;
+      ++web;
+      webBytes += stream.size().value_or( 0 );
+   }
+   const std::string count = std::to_string( all );
+   if ( !ends )
+      return all < maxStreams && ( local || web < maxWebStreams ) ? ""
+                                                                  : "there are " + count + " streams already";
+   const std::size_t size = exchange.reply->stream->size().value_or( 0 );
+   const bool fits = local || web == 0 || webBytes + size <= maxWebBytes;
+   return fits && all < maxLongAnswers && ( local || web < maxWebLongAnswers )
+             ? ""
+             : "there are " + count + " long answers under way already";
 }
 
 bool HttpServer::Streams::open( const std::shared_ptr< Exchange > & exchange ) {
+   const auto size = exchange->reply->stream->size();
    MHD_Response * const response = MHD_create_response_from_callback(
-      MHD_SIZE_UNKNOWN, maxStreamBytes, StreamCallbacks::read, new std::shared_ptr< Exchange >( exchange ),
-      StreamCallbacks::free );
+      size ? *size : MHD_SIZE_UNKNOWN, maxStreamBytes, StreamCallbacks::read,
+      new std::shared_ptr< Exchange >( exchange ), StreamCallbacks::free );
    addHeaders( *response, *exchange->reply );
    const MHD_Result result = MHD_queue_response(
       exchange->connection, static_cast< unsigned >( exchange->reply->status ), response );
@@ -78,6 +98,8 @@ HttpServer::Streams::read( const std::shared_ptr< Exchange > & exchange, char * 
       if ( exchange->sent == text.size() )
          exchange->piece = nullptr;
    }
+   if ( filled == 0 && exchange->failed )
+      return MHD_CONTENT_READER_END_WITH_ERROR;
    if ( filled == 0 && exchange->last )
       return MHD_CONTENT_READER_END_OF_STREAM;
    if ( filled == 0 )
@@ -95,7 +117,8 @@ bool HttpServer::Streams::fetch( Exchange & exchange ) const {
       return false;
    HttpStream & stream = *exchange.reply->stream;
    HttpStream::Piece next = stream.next();
-   exchange.last = next.last;
+   exchange.last = next.last || next.failed;
+   exchange.failed = next.failed;
    if ( !next.text && exchange.beat )
       next.text = std::make_shared< const std::string >( stream.heartbeat() );
    exchange.beat = false;

@@ -171,7 +171,12 @@ Archive::Pieces Archive::record( Vel::U32 id ) const {
       throw Api::Error{
          Api::ErrorCode::internal,
          "the record of maintenance " + name + ( file ? " is damaged" : " cannot be read" ), path( id ) };
-   return [file = std::make_shared< FilePieces >( std::move( *file ) )] { return file->next(); };
+   return [file = std::make_shared< FilePieces >( std::move( *file ) ), name, path = path( id )] {
+      if ( auto piece = file->next() )
+         return std::move( *piece );
+      throw Api::Error{
+         Api::ErrorCode::internal, "the record of maintenance " + name + " cannot be read", path };
+   };
 }
 
 } // namespace Agent

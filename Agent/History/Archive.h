@@ -70,7 +70,7 @@ class Archive {
    /// Summaries as a JSON list, newest first, of records that are open too.
    /// \param unit  empty: of all units
    std::string list( const std::string & unit, std::size_t limit ) const;
-   /// Gives the next piece of a text; empty: that was all. It may outlive this object, but not what its hooks use.
+   /// Gives the next piece of a text; empty: that was all. Throws Api::Error, internal, if it cannot go on. It may outlive this object, but not what its hooks use.
    using Pieces = std::function< std::string() >;
    /// A whole record as JSON. Throws Api::Error: notFound, or internal if its file cannot be used.
    Pieces record( Vel::U32 id ) const;

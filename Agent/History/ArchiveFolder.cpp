@@ -75,10 +75,10 @@ void Archive::takeIn( Vel::U32 id ) {
    Vel::Ptr< HistorySummary > summary;
    std::string head;
    while ( file && !summary && head.size() < mostHead ) {
-      const std::string piece = file->next();
-      if ( piece.empty() )
+      const auto piece = file->next();
+      if ( !piece || piece->empty() )
          break;
-      head += piece;
+      head += *piece;
       summary = summaryOf( head );
    }
    if ( !summary || summary->id() != id )

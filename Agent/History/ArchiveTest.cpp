@@ -26,8 +26,11 @@ struct ArchiveTest : testing::Test {
       if ( !file )
          return std::nullopt;
       std::string whole;
-      for ( std::string piece = file->next(); !piece.empty(); piece = file->next() )
-         whole += piece;
+      for ( auto piece = file->next(); !piece || !piece->empty(); piece = file->next() ) {
+         if ( !piece )
+            return std::nullopt;
+         whole += *piece;
+      }
       return whole;
    }
    std::set< std::string > files() {
@@ -241,6 +244,20 @@ TEST_F( ArchiveTest, damagedFileIsToldAndNotHandedOn ) {
       EXPECT_EQ( Api::ErrorCode::internal, error.code );
       EXPECT_EQ( rig.path( 1 ), error.where );
    }
+}
+
+TEST_F( ArchiveTest, fileThatBreaksOffWhileItIsReadIsNotTakenForWhole ) {
+   rig.enter();
+   many( 300 );
+   rig.exit();
+   rig.normal();
+   rig.clock->runUntilIdle();
+   ASSERT_GT( std::filesystem::file_size( rig.path( 1 ) ), 2 * FilePieces::pieceSize );
+   const Archive::Pieces pieces = rig.archive->record( 1 );
+   EXPECT_EQ( FilePieces::pieceSize, pieces().size() );
+   std::filesystem::resize_file( rig.path( 1 ), FilePieces::pieceSize + 10 );
+   EXPECT_EQ( 10u, pieces().size() );
+   EXPECT_THROW( pieces(), Api::Error );
 }
 
 TEST_F( ArchiveTest, listIsNewestFirstAndOfOneUnitIfAskedFor ) {

@@ -93,12 +93,14 @@ char FilePieces::last() const {
    return result;
 }
 
-std::string FilePieces::next() {
+std::optional< std::string > FilePieces::next() {
    std::string piece( std::min( pieceSize, size_ - read_ ), 0 );
    const ssize_t count =
       pread( descriptor_.number(), piece.data(), piece.size(), static_cast< off_t >( read_ ) );
-   piece.resize( count > 0 ? static_cast< std::size_t >( count ) : 0 );
-   read_ = piece.empty() ? size_ : read_ + piece.size();
+   if ( count < 0 || ( count == 0 && !piece.empty() ) )
+      return std::nullopt;
+   piece.resize( static_cast< std::size_t >( count ) );
+   read_ += piece.size();
    return piece;
 }
 

@@ -70,8 +70,9 @@ class FilePieces {
    std::size_t size() const { return size_; }
    /// The last byte; 0: there is none, or it cannot be read.
    char last() const;
-   /// What comes next, of that size at most; empty: that was all, or it cannot be read any further.
-   std::string next();
+   /// What comes next, of that size at most; empty: that was all; nothing: it cannot be read any further, or has become
+   /// shorter.
+   std::optional< std::string > next();
 
  private:
    FilePieces( Descriptor descriptor, std::size_t size )
