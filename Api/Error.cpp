@@ -12,6 +12,8 @@ const char * stringValue( ErrorCode code ) {
       return "method-not-allowed";
    case ErrorCode::conflict:
       return "conflict";
+   case ErrorCode::misdirected:
+      return "misdirected-request";
    case ErrorCode::tooLarge:
       return "too-large";
    case ErrorCode::unavailable:
@@ -34,6 +36,8 @@ int httpStatus( ErrorCode code ) {
       return 405;
    case ErrorCode::conflict:
       return 409;
+   case ErrorCode::misdirected:
+      return 421;
    case ErrorCode::tooLarge:
       return 413;
    case ErrorCode::unavailable:

@@ -10,15 +10,16 @@ enum class ErrorCode {
    notFound,    ///< it names something that there is not
    notAllowed,  ///< what it names cannot be asked for in this way, or not from there
    conflict,    ///< it cannot be done in the present state
+   misdirected, ///< it is meant for another host
    tooLarge,    ///< it is longer than requests may be
    unavailable, ///< the agent cannot do it now: it is degraded, or a plug-in is missing
    needsForce,  ///< it is dangerous and must be asked for with force
    internal     ///< our own fault
 };
 
-/// "bad-request", "not-found", "method-not-allowed", "conflict", "too-large", "unavailable", "needs-force", "internal".
+/// "bad-request", "not-found", "method-not-allowed", "conflict", "misdirected-request", "too-large", "unavailable", "needs-force", "internal".
 const char * stringValue( ErrorCode code );
-/// 400, 404, 405, 409, 413, 503, 428, 500.
+/// 400, 404, 405, 409, 421, 413, 503, 428, 500.
 int httpStatus( ErrorCode code );
 
 /// One refusal. `where` names what is meant: a unit, a file with line and column, a field; may be empty.

@@ -9,6 +9,8 @@
 
 #include <unistd.h>
 
+#include <array>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 
@@ -182,9 +184,21 @@ void Maintd::loadPlugin() {
    plugins_->loadOthers( options_.pluginDir, pluginFile, context_.get() );
 }
 
+/// What browsers may ask the web address for.
+void Maintd::serveNames() {
+   std::set< std::string > names = configuration_.webNames;
+   if ( configuration_.web )
+      names.insert( configuration_.web->host );
+   std::array< char, HOST_NAME_MAX + 1 > own{};
+   if ( gethostname( own.data(), own.size() - 1 ) != 0 )
+      own[0] = '\0';
+   server_->webNamesAre( { own.data(), names } );
+}
+
 std::string Maintd::listen() {
    if ( const auto problem = server_->listenLocal( options_.socket ) )
       return *problem;
+   serveNames();
    if ( configuration_.web )
       if ( const auto problem = server_->listenWeb( configuration_.web->host, configuration_.web->port ) )
          return *problem;

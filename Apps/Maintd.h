@@ -127,6 +127,7 @@ class Maintd {
    std::string blocked() const;
    Agent::ControlCommands::AgentFacts facts() const;
    std::vector< Agent::Problem > problems() const;
+   void serveNames();
    std::optional< Api::Error > hold() const;
    std::string dump() const;
    std::string statusText() const;

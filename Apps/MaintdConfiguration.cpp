@@ -113,6 +113,7 @@ Agent::ControlCommands::Reloaded Maintd::readAgain() {
    result.changes = Config::describe( configuration_, *loaded.configuration );
    if ( !differences.empty() ) {
       apply( *loaded.configuration );
+      serveNames();
       persistence_->documentIs( acceptedConfiguration, Config::toYaml( configuration_ ) );
    }
    return result;

@@ -16,7 +16,7 @@ bool isHostNameCharacter( char c ) {
    return ( 'A' <= c && c <= 'Z' ) || ( 'a' <= c && c <= 'z' ) || ( '0' <= c && c <= '9' ) || c == '-';
 }
 
-bool isHostName( std::string_view host ) {
+bool isNameOfHost( std::string_view host ) {
    if ( host.empty() || host.size() > 253 )
       return false;
    while ( true ) {
@@ -35,7 +35,7 @@ bool isHostName( std::string_view host ) {
 /// Text of digits and dots can only be meant as an address.
 bool isHost( const std::string & host ) {
    if ( host.find_first_not_of( "0123456789." ) != host.npos )
-      return isHostName( host );
+      return isNameOfHost( host );
    in_addr address{};
    return inet_pton( AF_INET, host.c_str(), &address ) == 1;
 }
@@ -63,6 +63,10 @@ std::uint16_t portOf( std::string_view text ) {
 }
 
 } // namespace
+
+bool isHostName( const std::string & text ) {
+   return text.find_first_not_of( "0123456789." ) != text.npos && isNameOfHost( text );
+}
 
 Parsed< Endpoint > Endpoint::parse( std::string_view text ) {
    using Result = Parsed< Endpoint >;

@@ -51,6 +51,9 @@ struct RedundancyGroup {
    friend bool operator==( const RedundancyGroup &, const RedundancyGroup & ) = default;
 };
 
+/// Whether it can be the name of a host: labels of letters, digits and hyphens, and no address.
+bool isHostName( const std::string & text );
+
 /// A TCP address to listen on.
 struct Endpoint {
    std::string host; ///< host name or address, an IPv6 address without brackets in its canonical form
@@ -76,7 +79,8 @@ const char * text( SwitchKind kind ); ///< `linux` or `simulated`, as in the fil
 /// 5. a unit that enters through drainwatch leaves through it: nothing else lets go of its links
 struct Configuration {
    SwitchKind switchKind = SwitchKind::linuxKernel;
-   std::optional< Endpoint > web; ///< read-only web address; nothing: off
+   std::optional< Endpoint > web;    ///< read-only web address; nothing: off
+   std::set< std::string > webNames; ///< under which it is asked for, besides those of the machine
    Duration settle = Duration::fromSeconds( 10 );
    std::map< std::string, CommandStage > stages; ///< those that it defines itself
    StageList enter = defaultStages();            ///< of units that have no list of their own

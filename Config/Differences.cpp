@@ -98,6 +98,10 @@ std::string text( const StageList & stages ) {
    return result.append( 1, ']' );
 }
 
+std::string text( const std::set< std::string > & names ) {
+   return text( StageList( names.begin(), names.end() ) );
+}
+
 std::string describe( const std::string & name, const Profile & from, const Profile & to ) {
    Line line( "profile " + inQuotes( name ) + " edited" );
    line.change( "threshold", from.threshold.text(), to.threshold.text() );
@@ -178,6 +182,7 @@ Differences differences( const Configuration & from, const Configuration & to ) 
    Differences result;
    result.switchKind = from.switchKind != to.switchKind;
    result.listen = from.web != to.web;
+   result.webNames = from.webNames != to.webNames;
    result.simulated = !( from.simulated == to.simulated );
    result.settle = from.settle != to.settle;
    forEachChanged(
@@ -227,6 +232,7 @@ std::vector< std::string > describe( const Configuration & from, const Configura
    const Differences change = differences( from, to );
    changed( "switch", text( from.switchKind ), text( to.switchKind ) );
    changed( "listen web", text( from.web ), text( to.web ) );
+   changed( "listen names", text( from.webNames ), text( to.webNames ) );
    if ( change.simulated )
       lines.push_back( "simulated switch edited" );
    changed( "settle", from.settle.text(), to.settle.text() );

@@ -36,6 +36,7 @@ struct UnitDifference {
 struct Differences {
    bool switchKind = false;
    bool listen = false;
+   bool webNames = false;
    bool simulated = false;
    bool settle = false;
    std::vector< std::string > stagesEdited;

@@ -39,15 +39,16 @@ TEST_F( DifferencesTo, anEqualConfigurationAreNone ) {
 TEST_F( DifferencesTo, switchListenSettleAndSimulatedAreFlags ) {
    after.switchKind = Config::SwitchKind::simulated;
    after.web = Config::Endpoint{ "::1", 80 };
+   after.webNames = { "leaf1.example.net" };
    after.settle = Config::Duration::fromSeconds( 0 );
    after.simulated.ports["et1"] = {};
    Differences expected;
-   expected.switchKind = expected.listen = expected.settle = expected.simulated = true;
+   expected.switchKind = expected.listen = expected.webNames = expected.settle = expected.simulated = true;
    EXPECT_EQ( expected, found() );
    EXPECT_EQ(
       ( Lines{
-         "switch: linux -> simulated", "listen web: off -> [::1]:80", "simulated switch edited",
-         "settle: 10s -> 0s" } ),
+         "switch: linux -> simulated", "listen web: off -> [::1]:80",
+         "listen names: [] -> [leaf1.example.net]", "simulated switch edited", "settle: 10s -> 0s" } ),
       lines() );
 }
 

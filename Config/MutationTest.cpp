@@ -11,7 +11,7 @@ namespace {
 const std::string example =
    "version: 1\n"
    "switch: simulated\n"
-   "listen: {web: \"[::1]:8080\"}\n"
+   "listen: {web: \"[::1]:8080\", names: [leaf1]}\n"
    "settle: 1m30s # \u00e4\n"
    "enter: [drainwatch]\n"
    "profiles:\n"

@@ -63,6 +63,8 @@ TEST( ParseErrors, reportsUnknownKeys ) {
         { good + "units:\n"
                  "  u: {group: []}\n",
           { "f:5:7: error: unknown key \"group\" in a unit; did you mean \"groups\"?" } },
+        { good + "listen: {name: [a]}\n",
+          { "f:4:10: error: unknown key \"name\" in \"listen\"; did you mean \"names\"?" } },
         { good + "listen: {wbe: \"\"}\n",
           { "f:4:10: error: unknown key \"wbe\" in \"listen\"; did you mean \"web\"?" } },
         { "version: 1\n"

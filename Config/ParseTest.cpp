@@ -13,7 +13,7 @@ TEST( Parse, readsEveryKey ) {
    const Config::Result result = Config::parse(
       "version: 1\n"
       "switch: simulated\n"
-      "listen: {web: \"[::1]:8080\"}\n"
+      "listen: {web: \"[::1]:8080\", names: [leaf1, maint.example.net]}\n"
       "settle: 1m\n"
       "profiles:\n"
       "  fast:  {threshold: 100kbps, load-interval: 10s, shutdown: true, shutdown-max-delay: 5m}\n"
@@ -38,6 +38,7 @@ TEST( Parse, readsEveryKey ) {
    EXPECT_EQ( Config::SwitchKind::simulated, c.switchKind );
    ASSERT_TRUE( c.web );
    EXPECT_EQ( "[::1]:8080", c.web->text() );
+   EXPECT_EQ( ( std::set< std::string >{ "leaf1", "maint.example.net" } ), c.webNames );
    EXPECT_EQ( 60u, c.settle.seconds() );
    EXPECT_EQ( Config::StageList{ "drainwatch" }, c.enter );
    ASSERT_EQ( 2u, c.profiles.size() );

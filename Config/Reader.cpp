@@ -80,8 +80,21 @@ Configuration Reader::read( const Node & root, Place start ) {
 }
 
 void Reader::listen( const Node & node ) {
-   if ( !values_.isRecord( node, "\"listen\"", { "web" } ) )
+   if ( !values_.isRecord( node, "\"listen\"", { "web", "names" } ) )
       return;
+   if ( const Node * const names = Values::find( node, "names" );
+        names && values_.isList( *names, "a list of host names" ) ) {
+      std::map< std::string, Place > seen;
+      for ( const Node & item : names->children ) {
+         if ( !values_.isScalar( item, "a host name" ) )
+            continue;
+         if ( !isHostName( item.text ) )
+            values_.error(
+               item.place, inQuotes( item.text ) + " is no host name; example: leaf1.example.net" );
+         else if ( values_.isNew( seen, item.text, item.place ) )
+            configuration_.webNames.insert( item.text );
+      }
+   }
    const Node * const web = Values::find( node, "web" );
    if ( !web || !values_.isScalar( *web, "an address" ) || web->text.empty() )
       return;

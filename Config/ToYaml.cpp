@@ -132,7 +132,10 @@ std::string toYaml( const Configuration & configuration ) {
    result.append( "switch: " ).append( text( configuration.switchKind ) ).append( "\n" );
    result.append( "listen: {web: \"" )
       .append( configuration.web ? configuration.web->text() : std::string() )
-      .append( "\"}\n" );
+      .append( "\"" );
+   if ( !configuration.webNames.empty() ) // which versions before this one do not know
+      result.append( ", names: " ).append( list( configuration.webNames ) );
+   result.append( "}\n" );
    result.append( "settle: " + configuration.settle.text() + "\n" );
    result.append( entries( "", "stages", configuration.stages ) );
    result.append( "enter: " + list( configuration.enter ) + "\n" );

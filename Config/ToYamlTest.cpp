@@ -8,7 +8,7 @@ namespace {
 
 TEST( ToYaml, writesEverythingOut ) {
    const Config::Result result = Config::parse(
-      good + "listen: {web: \"[0::1]:80\"}\n"
+      good + "listen: {web: \"[0::1]:80\", names: [leaf1, a.b]}\n"
              "stages: {steer: {enter: /bin/a \"b \\\"c\", timeout: 90s, on-failure: continue}}\n"
              "groups: {\"null\": {interfaces: [et2, \"#1\"], vlans: [20-22, 23], profile: p}, g: {}}\n"
              "units: {u: {groups: [g, \"null\"]}}\n"
@@ -28,7 +28,7 @@ TEST( ToYaml, writesEverythingOut ) {
    EXPECT_EQ(
       "version: 1\n"
       "switch: linux\n"
-      "listen: {web: \"[::1]:80\"}\n"
+      "listen: {web: \"[::1]:80\", names: [a.b, leaf1]}\n"
       "settle: 10s\n"
       "stages:\n"
       "  steer: {enter: \"/bin/a 'b \\\"c'\", timeout: 1m30s, on-failure: continue}\n"

@@ -288,4 +288,16 @@ TEST( ValueErrors, reportsBadAddresses ) {
             "[::1]:8080" } } } );
 }
 
+TEST( ValueErrors, reportsNamesThatNoHostHas ) {
+   expectErrors(
+      { { good + "listen: {names: leaf1}\n",
+          { "f:4:17: error: \"names\" must be a list of host names, not a single value" } },
+        { good + "listen: {names: [\"*.example\"]}\n",
+          { "f:4:18: error: \"*.example\" is no host name; example: leaf1.example.net" } },
+        { good + "listen: {names: [10.0.0.1]}\n",
+          { "f:4:18: error: \"10.0.0.1\" is no host name; example: leaf1.example.net" } },
+        { good + "listen: {names: [a, b, a]}\n",
+          { "f:4:24: error: \"a\" is listed twice; it is already at f:4:18" } } } );
+}
+
 } // namespace

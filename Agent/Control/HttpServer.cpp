@@ -127,6 +127,15 @@ struct ServerCallbacks {
             listener.server.refusal_( Api::Error{
                Api::ErrorCode::tooLarge,
                "a request may have " + std::to_string( HttpServer::maxBody ) + " bytes", "body" } ) );
+      const std::string host = listener.local ? "" : hostOf( exchange->request );
+      if ( const auto & names = listener.server.webNames_; names && !names->serves( host ) )
+         return send(
+            exchange->connection,
+            listener.server.refusal_( Api::Error{
+               Api::ErrorCode::misdirected,
+               "this is not \"" + host +
+                  "\"; names of it are listed as \"names\" of \"listen\" in the configuration",
+               host } ) );
       if ( !exchange->handed )
          hand( listener, exchange );
       if ( !exchange->reply ) {
@@ -146,6 +155,11 @@ struct ServerCallbacks {
       return send(
          exchange->connection, listener.server.refusal_( Api::Error{
                                   Api::ErrorCode::unavailable, refusal, exchange->request.path } ) );
+   }
+
+   static std::string hostOf( const HttpRequest & request ) {
+      const auto it = request.headers.find( "host" );
+      return it == request.headers.end() ? "" : it->second;
    }
 
    static void begin(

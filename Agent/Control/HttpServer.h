@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Agent/Control/HostNames.h"
 #include "Agent/Control/HttpStream.h"
 #include "Api/Error.h"
 #include "Platform/Cog/EventLoop.h"
@@ -85,6 +86,8 @@ class HttpServer {
    std::optional< std::string > listenLocal( const std::string & path );
    /// Listens on a TCP address.
    std::optional< std::string > listenWeb( const std::string & host, unsigned port );
+   /// Requests over the web address for any other host are refused from now on. Until this is called all are served.
+   void webNamesAre( HostNames names ) { webNames_ = std::move( names ); }
    /// The port that a web listener got; 0: none.
    unsigned webPort() const;
 
@@ -109,6 +112,7 @@ class HttpServer {
    unsigned idleTimeout_;
    double heartbeatAfter_;
    std::string localPath_;
+   std::optional< HostNames > webNames_;
    std::unique_ptr< Streams > streams_;
    std::map< int, std::unique_ptr< Listener > > listeners_; ///< by listening descriptor
 };

@@ -370,6 +370,24 @@ TEST_F( HttpServerTest, servesTheWebAsSomewhereElse ) {
    EXPECT_EQ( "127.0.0.1", requests[0].by );
 }
 
+TEST_F( HttpServerTest, refusesRequestsOverTheWebThatAreMeantForSomebodyElse ) {
+   listen();
+   ASSERT_EQ( std::nullopt, server->listenWeb( "127.0.0.1", 0 ) );
+   server->webNamesAre( { "leaf1", {} } );
+   Client & web = webClient();
+   web.send( "GET /a HTTP/1.1\r\nHost: evil.example:8080\r\n\r\n" );
+   runUntilAnswered( web );
+   EXPECT_EQ( "HTTP/1.1 421 Misdirected Request", web.statuses()[0] );
+   EXPECT_EQ( 0u, requests.size() );
+   web.send( "GET /b HTTP/1.1\r\nHost: leaf1.example:8080\r\n\r\n" );
+   runUntilAnswered( web, 2 );
+   EXPECT_EQ( "/b", web.bodies()[1] );
+   Client & local = client();
+   local.send( "GET /c HTTP/1.1\r\nHost: evil.example\r\n\r\n" );
+   runUntilAnswered( local );
+   EXPECT_EQ( Bodies{ "/c" }, local.bodies() );
+}
+
 TEST_F( HttpServerTest, namesAnAddressThatIsTakenOrUnknown ) {
    ASSERT_EQ( std::nullopt, server->listenWeb( "127.0.0.1", 0 ) );
    const auto second = newServer();
