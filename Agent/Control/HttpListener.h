@@ -24,6 +24,7 @@ struct HttpServer::Exchange {
    MHD_Connection * connection = nullptr; ///< null: the client or the server is gone, the listener with it
    std::optional< HttpReply > reply;
    bool handed = false;
+   bool itsTurn = false; ///< it has waited, and is handed on before others
    bool tooLarge = false;
    // Of a stream, from when its reply is sent.
    std::shared_ptr< const std::string > piece; ///< that is being sent; null: the next one is to be asked for
@@ -70,6 +71,30 @@ struct HttpServer::Listener {
    bool resume( Exchange & exchange );
 
    static constexpr unsigned maxRounds = 16;
+};
+
+/// The requests that wait for a later turn, since what was answered in this one is enough: an answer is made at once, and
+/// a hundred who ask for everything must not hold up the turn in which they come.
+struct HttpServer::Turns {
+   explicit Turns( HttpServer & itsServer ) : server_( itsServer ) {}
+   Turns( const Turns & ) = delete;
+   Turns & operator=( const Turns & ) = delete;
+
+   /// Whether the request may be handed on in this turn; if not, it is suspended until it may.
+   bool mayHand( const std::shared_ptr< Exchange > & exchange );
+   /// So many bytes were answered at once.
+   void answered( std::size_t bytes ) { bytes_ += bytes; }
+
+ private:
+   void goOnSoon();
+   void goOn();
+
+   HttpServer & server_;
+   std::deque< std::shared_ptr< Exchange > > waiting_; ///< some may be gone
+   Vel::U64 turn_ = 0;
+   std::size_t bytes_ = 0; ///< that were answered in it
+   bool posted_ = false;
+   std::shared_ptr< bool > alive_ = std::make_shared< bool >( true );
 };
 
 /// The replies that go on. Those that may give something stand in a queue, of which each turn takes as many as may send

@@ -136,8 +136,13 @@ struct ServerCallbacks {
                "this is not \"" + host +
                   "\"; names of it are listed as \"names\" of \"listen\" in the configuration",
                host } ) );
-      if ( !exchange->handed )
+      if ( !exchange->handed ) {
+         if ( !listener.server.turns_->mayHand( exchange ) )
+            return MHD_YES;
          hand( listener, exchange );
+         if ( exchange->reply )
+            listener.server.turns_->answered( exchange->reply->body.size() );
+      }
       if ( !exchange->reply ) {
          listener.suspend( *exchange );
          return MHD_YES;
@@ -284,7 +289,8 @@ HttpServer::HttpServer(
      refusal_( std::move( refusal ) ),
      idleTimeout_( idleTimeout ),
      heartbeatAfter_( heartbeatAfter ),
-     streams_( std::make_unique< Streams >( *this ) ) {}
+     streams_( std::make_unique< Streams >( *this ) ),
+     turns_( std::make_unique< Turns >( *this ) ) {}
 
 HttpServer::~HttpServer() {
    listeners_.clear();

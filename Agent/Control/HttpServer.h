@@ -14,7 +14,7 @@
 
 /// Purpose: HTTP on the agent's event loop: takes requests, hands them to a handler, sends replies when they are given.
 /// Owner: the agent. One thread; a request never blocks the loop, and a client that is slow or goes away costs a
-/// connection at most, until the idle timeout.
+/// connection at most, until the idle timeout. What a turn answers is limited, too.
 ///
 /// A reply may be a stream (HttpStream.h). What all streams together send in a turn is limited; who comes too late
 /// goes on in the next one, and those who wait take turns.
@@ -68,6 +68,8 @@ class HttpServer {
    /// Bytes that all long answers may have that are under way over the web address, or a single one: readers who take
    /// nothing cost no more memory.
    static constexpr std::size_t maxWebBytes = 32 << 20;
+   /// Bytes of bodies after which a turn answers no more requests: they wait for the next one.
+   static constexpr std::size_t maxTurnBody = 256 * 1024;
    /// Bytes that one stream, and all of them, give in a turn, or one buffer more.
    static constexpr std::size_t maxStreamBytes = 16 * 1024, maxTurnBytes = 256 * 1024;
 
@@ -103,6 +105,7 @@ class HttpServer {
    friend struct ServerCallbacks;
    friend struct StreamCallbacks;
    struct Streams;
+   struct Turns;
    std::optional< std::string > start( int descriptor, bool local );
 
    Vel::Ptr< Cog::EventLoop > loop_;
@@ -114,6 +117,7 @@ class HttpServer {
    std::string localPath_;
    std::optional< HostNames > webNames_;
    std::unique_ptr< Streams > streams_;
+   std::unique_ptr< Turns > turns_;
    std::map< int, std::unique_ptr< Listener > > listeners_; ///< by listening descriptor
 };
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <fstream>
 #include <stdexcept>
+#include <utility>
 
 namespace Agent {
 
@@ -184,6 +185,22 @@ TEST_F( HttpServerTest, servesManyConnectionsAtOnce ) {
    } );
    for ( std::size_t i = 0; i < count; ++i )
       EXPECT_EQ( Bodies{ "/" + std::to_string( i ) }, askers[i]->bodies() );
+}
+
+TEST_F( HttpServerTest, answersInATurnWhatATurnMayAnswerAndTheOthersInTheirOrder ) {
+   listen();
+   const std::string large( 2 * HttpServer::maxTurnBody, 'x' );
+   handler = [&]( const HttpRequest &, const HttpServer::Answer & answer ) { answer( { 200, large } ); };
+   constexpr std::size_t count = 40;
+   for ( std::size_t i = 0; i < count; ++i )
+      client().send( get( "/" + std::to_string( i ) ) );
+   std::size_t before = 0, most = 0;
+   const auto isAnswered = []( const auto & asker ) { return asker->bodies().size() == 1; };
+   runUntil( [&] {
+      most = std::max( most, requests.size() - std::exchange( before, requests.size() ) );
+      return requests.size() == count && std::all_of( clients.begin(), clients.end(), isAnswered );
+   } );
+   EXPECT_EQ( 1u, most );
 }
 
 TEST_F( HttpServerTest, lastsWhileOneReadsSlowly ) {
