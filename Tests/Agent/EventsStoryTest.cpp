@@ -342,19 +342,6 @@ TEST( EventsStory, aReloadIsToldWithWhatItChanges ) {
       ( Lines{ "agent configuration-taken", "profile edited", "agent configuration-refused" } ), seen );
 }
 
-TEST( EventsStory, aProblemIsThereSinceWhenItBegan ) {
-   AgentRig rig( configuration );
-   rig.start();
-   rig.runUntil( 100 );
-   const std::string before = rig.fact( "agent", "clock" );
-   EXPECT_EQ( 400, rig.reload( "nonsense: [" ) );
-   rig.runUntil( 200 );
-   const json problems = json::parse( rig.get( "agent" ) ).at( "problems" );
-   ASSERT_EQ( 1u, problems.size() );
-   EXPECT_EQ( "configuration", problems[0].at( "what" ) );
-   EXPECT_EQ( before.substr( 1, 19 ), problems[0].at( "since" ).get< std::string >().substr( 0, 19 ) );
-}
-
 TEST( EventsStory, linksThatOthersChangeAreTold ) {
    AgentRig rig( configuration );
    rig.start();
