@@ -59,6 +59,16 @@ _until() {
    done
    fail "the window should have shown in time: $1"
 }
+# Waits until a line of what goes into the files "lines" and "errors" matches.
+_untilLines() {
+   local end=$((SECONDS + 30))
+   while [ $SECONDS -lt $end ]; do
+      output=$(cat lines errors 2> /dev/null)
+      grep -qE -- "$1" <<< "$output" && return
+      sleep 0.05
+   done
+   fail "it should have said in time: $1"
+}
 # What the terminal says of itself: cursor_flag, alternate_on, wrap_flag, ...
 _is() {
    local value
@@ -321,15 +331,6 @@ saysLinesIntoAPipe() {
    _ctl enter u1 > /dev/null
    "$build/bin/maintctl" --socket run/control.sock show --watch > lines 2> errors &
    local watcher=$!
-   _untilLines() {
-      local end=$((SECONDS + 30))
-      while [ $SECONDS -lt $end ]; do
-         output=$(cat lines errors)
-         grep -qE -- "$1" <<< "$output" && return
-         sleep 0.05
-      done
-      fail "it should have said in time: $1"
-   }
    _untilLines '^20[0-9T:-]+Z u1 entering: 0 of 3 drained'
    _untilLines '^20[0-9T:-]+Z u2 normal'
    _advance 20s
@@ -344,6 +345,37 @@ saysLinesIntoAPipe() {
    [ $status -eq 130 ] || fail "should have ended with 130"
    saysNot $'\033'
    [ "$(grep -c ' u2 normal' <<< "$output")" -eq 1 ] || fail "what does not change should be said once"
+}
+
+saysTheProgressOfAnEnterIntoAPipe() {
+   _begin 80 24
+   "$build/bin/maintctl" --socket run/control.sock enter u1 --wait 2> >(cat > errors) | cat > lines &
+   _untilLines '^u1 entering: 0 of 3 drained'
+   _advance 20s
+   _untilLines '^u1 entering: 2 of 3 drained'
+   _ctl simulated traffic et1 --to 0bps > /dev/null
+   _advance 60s
+   _untilLines '^u1 is under maintenance after '
+   saysNot $'\033'
+   saysNot $'\r'
+   saysNot '░'
+   output=$(cat lines)
+   [ "$(wc -l < lines)" -eq 1 ] || fail "progress should not be where the data is"
+}
+
+drawsWhereMessagesGoWhereverDataGoes() {
+   _begin 100 24
+   _types "ctl enter u1 --wait > said; echo ended with \$?"
+   _until '^u1 +entering +░+ +0/3 '
+   _presses C-c
+   _until '^ended with 130$'
+   _isGivenBack
+   _types "clear; ctl wait u1 --for=maintenance --timeout 0s 2> said; echo ended with \$?"
+   _until '^ended with 4$'
+   _showsNot '░'
+   output=$(cat said)
+   saysNot $'\033'
+   says 'u1 entering: 0 of 3 drained'
 }
 
 saysDocumentsIntoAPipe() {
