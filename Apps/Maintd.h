@@ -77,8 +77,10 @@ class Maintd {
    /// The reason if that was not possible. `released`, if given, gets the names of the links that were let go of.
    std::string releaseAll( std::vector< std::string > * released = nullptr );
 
- private:
+   /// What it shares with plug-ins and keeps in its stores; for whoever looks at these without it.
    struct Entities;
+
+ private:
    struct Views;
    /// Looks every second whether a release has come to its end.
    struct ReleaseTick final : Cog::TimerReactor< Maintd > {

@@ -131,21 +131,42 @@ bool Maintd::Entities::isUnderWay( const Wire::IntfId & intf ) const {
    return false;
 }
 
+namespace {
+
+using Kept = Ledger::Persistence::Kept;
+
+template < class T >
+Kept inState( const Vel::String & path ) {
+   return { path, Ledger::Persistence::Folder::state, Vel::typeName< T >() };
+}
+template < class T >
+Kept inRuntime( const Vel::String & path ) {
+   return { path, Ledger::Persistence::Folder::runtime, Vel::typeName< T >() };
+}
+
+} // namespace
+
 std::vector< Ledger::Persistence::Kept > Maintd::Entities::kept() {
-   using Folder = Ledger::Persistence::Folder;
-   std::vector< Ledger::Persistence::Kept > result{
-      { unitStatusPath, Folder::state }, { causePath, Folder::state },
-      { unitRunPath, Folder::state },    { unitCommandsPath, Folder::state },
-      { journalPath, Folder::state },    { eventLogPath, Folder::state },
-      { recordsPath, Folder::runtime },  { insightPath, Folder::runtime },
-      { historyPath, Folder::state },    { historyPeaksPath, Folder::runtime },
-      { eventsToldPath, Folder::state }, { hookPath, Folder::state },
-      { operationPath, Folder::state } };
+   std::vector< Kept > result{
+      inState< Maintenance::Unit::StatusDir >( unitStatusPath ),
+      inState< Errdisable::CauseStatus >( causePath ),
+      inState< Agent::UnitRunDir >( unitRunPath ),
+      inState< Agent::UnitCommandsDir >( unitCommandsPath ),
+      inState< Agent::LinkJournal >( journalPath ),
+      inState< Agent::EventLog >( eventLogPath ),
+      inRuntime< Maintenance::MonIntfStatusDir >( recordsPath ),
+      inRuntime< Agent::InsightDir >( insightPath ),
+      inState< Agent::HistoryDir >( historyPath ),
+      inRuntime< Agent::HistoryPeaksDir >( historyPeaksPath ),
+      inState< Agent::EventsTold >( eventsToldPath ),
+      inState< Agent::HookDir >( hookPath ),
+      inState< Agent::OperationDir >( operationPath ) };
    for ( const char * stageClass : { "maintEnter", "maintExit" } ) {
-      result.push_back( { stagePath( "stage", stageClass, "progress" ), Folder::state } );
-      result.push_back( { stagePath( "stage", stageClass, "completionstatus" ), Folder::state } );
+      result.push_back( inState< Stage::ProgressDir >( stagePath( "stage", stageClass, "progress" ) ) );
+      result.push_back(
+         inState< Stage::CompletionStatusDir >( stagePath( "stage", stageClass, "completionstatus" ) ) );
       for ( const char * by : { "MaintenanceMode", "Commands" } )
-         result.push_back( { stagePath( "stageAgentStatus", stageClass, by ), Folder::state } );
+         result.push_back( inState< Stage::AgentStatus >( stagePath( "stageAgentStatus", stageClass, by ) ) );
    }
    return result;
 }

@@ -20,7 +20,7 @@ class Story {
       made_ = Vel::make< DataPlane::Linux::LinuxSwitch >( loop_, std::move( kernel ) );
    }
    void tell() {
-      for ( int steps = 0; !input_.empty() && steps < 200; ++steps ) {
+      for ( int steps = 0; !input_.empty() && steps < 1000; ++steps ) {
          step();
          check();
       }

@@ -1,5 +1,6 @@
 #include "Fuzz/KernelStory.h"
 
+#include <linux/if.h>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 
@@ -59,9 +60,34 @@ Vel::String result( const nlmsghdr & request, int code ) {
    return message( request, NLMSG_ERROR, error );
 }
 
+/// What a datagram says first, of the link with that number; null: something else.
+ifinfomsg * linkIn( Vel::String & datagram, int ifIndex ) {
+   if ( datagram.size() < sizeof( nlmsghdr ) + sizeof( ifinfomsg ) )
+      return nullptr;
+   auto * const header = reinterpret_cast< nlmsghdr * >( datagram.data() );
+   auto * const link = reinterpret_cast< ifinfomsg * >( header + 1 );
+   return header->nlmsg_type == RTM_NEWLINK && link->ifi_index == ifIndex ? link : nullptr;
+}
+
 } // namespace
 
+void StoryKernel::linkIsSet( const nlmsghdr & request ) {
+   const auto wanted = DataPlane::Linux::fixedHeader< ifinfomsg >( request ).value();
+   for ( Vel::String & datagram : tables[links] )
+      if ( ifinfomsg * const link = linkIn( datagram, wanted.ifi_index ) )
+         link->ifi_flags = ( link->ifi_flags & ~IFF_UP ) | ( wanted.ifi_flags & IFF_UP );
+}
+
+void StoryKernel::lookUp( const nlmsghdr & request, Datagrams & into ) {
+   const auto wanted = DataPlane::Linux::fixedHeader< ifinfomsg >( request ).value();
+   for ( Vel::String & datagram : tables[links] )
+      if ( linkIn( datagram, wanted.ifi_index ) )
+         into.push( Datagrams::Channel::Got::messages, addressed( datagram, request, 0 ) );
+}
+
 void StoryKernel::answer( const nlmsghdr & request, Datagrams & into ) {
+   if ( request.nlmsg_type == RTM_NEWLINK && code == 0 )
+      linkIsSet( request );
    const Table table = tableOf( request );
    const bool dump = table != tableCount && ( request.nlmsg_flags & NLM_F_DUMP ) == NLM_F_DUMP;
    if ( dump && refusedDumps > 0 ) {
@@ -70,6 +96,8 @@ void StoryKernel::answer( const nlmsghdr & request, Datagrams & into ) {
    }
    const Vel::U16 flags = dump && interruptedDumps > 0 ? NLM_F_DUMP_INTR : 0;
    interruptedDumps -= dump && interruptedDumps > 0;
+   if ( table == oneLink && !tables.count( table ) )
+      lookUp( request, into );
    if ( const auto at = tables.find( table ); at != tables.end() )
       for ( const Vel::String & datagram : at->second )
          into.push( Datagrams::Channel::Got::messages, addressed( datagram, request, flags ) );

@@ -10,7 +10,8 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-/// Purpose: a kernel that answers with whatever bytes it was given.
+/// Purpose: a kernel that answers with whatever bytes it was given. It knows two things more, for nothing would go far
+/// otherwise: a link that is set is so from then on, and who asks for one link gets it, unless there are bytes for that too.
 namespace Fuzz {
 
 using DataPlane::Outcome;
@@ -95,6 +96,8 @@ class StoryKernel final : public DataPlane::Linux::Kernel {
 
    static Table tableOf( const nlmsghdr & request );
    void answer( const nlmsghdr & request, Datagrams & into );
+   void linkIsSet( const nlmsghdr & request );
+   void lookUp( const nlmsghdr & request, Datagrams & into );
 };
 
 } // namespace Fuzz

@@ -1,51 +1,14 @@
 #include "Agent/Control/SampleAnswers.h"
 
 #include "Agent/Control/ControlApiRigTest.h"
+#include "Agent/Control/KnownSamplesRig.h"
 #include "Agent/Control/RequestRig.h"
 
 #include <nlohmann/json.hpp>
 
-#include <cmath>
-
 namespace {
 
 using nlohmann::json;
-
-/// Samples of et1: the number of seconds since the beginning of the range that is asked for, in thousands.
-class KnownSamples final : public Agent::SampleSource {
- public:
-   const Rates & rates() const override { return rates_; }
-   std::optional< Interface::IntfRates > rate( const Wire::IntfId & intf ) const override {
-      for ( const auto & [of, rates] : rates_ )
-         if ( of == intf )
-            return rates;
-      return std::nullopt;
-   }
-   bool has( const std::string & name ) const override { return name == "old1"; }
-   Agent::SampleSteps steps( double from, double to ) const override {
-      asked = { from, to };
-      const unsigned step = to - from > fineRange ? 60 : 5;
-      return { from, step, static_cast< std::size_t >( std::ceil( ( to - from ) / step ) ) };
-   }
-   Agent::SampleCurve curve( const std::string & name, const Agent::SampleSteps & steps ) const override {
-      ++files;
-      Agent::SampleCurve curve;
-      curve.start = steps.start;
-      curve.step = steps.step;
-      for ( std::size_t i = 0; i < steps.count; ++i ) {
-         const float unknown = std::numeric_limits< float >::quiet_NaN();
-         const bool known = name == "et1" && i > 0;
-         curve.in.push_back( known ? static_cast< float >( i ) * curve.step * 1000.5f : unknown );
-         curve.out.push_back( known ? 1e13f : unknown );
-      }
-      return curve;
-   }
-   void whenTicked( std::function< void() > ) override {}
-
-   Rates rates_;
-   mutable std::pair< double, double > asked;
-   mutable unsigned files = 0; ///< that were read
-};
 
 class SampleAnswers : public Agent::ControlApiRig {
  protected:
@@ -58,7 +21,7 @@ class SampleAnswers : public Agent::ControlApiRig {
       EXPECT_EQ( status, ask( "GET", "/api/v1/samples?" + query ) ) << reply.body;
       return refused();
    }
-   KnownSamples samples;
+   Agent::KnownSamples samples;
 };
 
 TEST_F( SampleAnswers, areTheRatesAtEqualStepsAndNullWhereNothingIsKnown ) {

@@ -165,6 +165,10 @@ def main(folder):
          *[step("setDown", link) + step("turn") + step("turn") + step("setUp", link) + step("turn") + step("turn")
            + step("timeGoesOn", 8) + step("turn") for link in range(10)],
          step("answerIs", TABLES.index("oneLink"), one), step("setUp", 1), step("turn"), step("timeGoesOn", 255))
+    # What another agent may have written down, and the kernel says no to some of it.
+    seed("given-back", routed, step("start"), step("turn"), step("setDown", 3), step("turn"),
+         step("answerBegin", TABLES.index("routes")), step("answerBegin", TABLES.index("addresses")), step("setUp", 3),
+         *[step("turn") + step("turn") + step("codeIs", code) + step("timeGoesOn", 5) for code in (0, 22, 101, 0, 17, 1)])
     seed("refused", begun, step("codeIs", 1), step("setDown", 1), step("turn"), step("turn"), step("trouble", 3),
          step("readCounters"), step("trouble", 2), step("readCounters"))
     seed("lost", begun, *[step("trouble", 0) + step("turn") + step("timeGoesOn", 2) for _ in range(6)],

@@ -14,12 +14,12 @@ Persistence::Persistence(
      state_( *this, Folder::state, stateEngine, leftOut ),
      runtime_( *this, Folder::runtime, runtimeEngine, leftOut ) {
    for ( const Kept & path : kept )
-      kept_[path.path] = path.folder;
+      kept_[path.path] = path;
 }
 
 Persistence::~Persistence() {
    entityManager_->velStoredIs( nullptr, 0 );
-   for ( const auto & [path, folder] : kept_ )
+   for ( const auto & [path, kept] : kept_ )
       if ( Vel::Entity * entity = entityManager_->entity( path ); entity && entity->velChanges() )
          storeOf( *entity ).release( *entity );
 }
@@ -28,7 +28,7 @@ Persistence::~Persistence() {
 
 Status Persistence::start() {
    VEL_ASSERT( !started_, "!started()" );
-   for ( const auto & [path, folder] : kept_ )
+   for ( const auto & [path, kept] : kept_ )
       VEL_ASSERT( !entityManager_->entity( path ), "!entityManager->entity( path )" );
    for ( Store * store : { &state_, &runtime_ } )
       if ( Status status = open( *store ); !status.ok() )
@@ -83,10 +83,20 @@ Status Persistence::readHeader( Store & store ) {
 
 Status Persistence::restore( Store & store, Folder folder ) {
    std::set< Vel::String > paths;
-   for ( const auto & [path, pathFolder] : kept_ )
-      if ( pathFolder == folder )
+   for ( const auto & [path, kept] : kept_ )
+      if ( kept.folder == folder )
          paths.insert( path );
-   return store.entities.restore( store.engine, *entityManager_, paths );
+   if ( Status status = store.entities.restore( store.engine, *entityManager_, paths ); !status.ok() )
+      return status;
+   for ( const Vel::String & path : paths ) {
+      const Vel::Entity * const entity = entityManager_->entity( path );
+      const Vel::String & wanted = kept_.at( path ).type;
+      if ( entity && !wanted.empty() && entity->typeInfo().name() != wanted )
+         return Status::failure( Vel::text(
+            store.engine.name(), ": damaged: ", path, " is a ", entity->typeInfo().name(),
+            ", but should be a ", wanted ) );
+   }
+   return {};
 }
 
 // Commit
@@ -183,7 +193,7 @@ void Persistence::childAdded(
    const auto path = readValue< Vel::String >( reader );
    const auto it = kept_.find( path );
    if ( it != kept_.end() )
-      ( it->second == Folder::state ? state_ : runtime_ ).entities.add( child, path );
+      ( it->second.folder == Folder::state ? state_ : runtime_ ).entities.add( child, path );
 }
 
 void Persistence::childRemoved( Vel::Entity &, Vel::Entity & child ) {

@@ -30,6 +30,7 @@ class Persistence final : private Vel::Changes {
    struct Kept {
       Vel::String path;
       Folder folder;
+      Vel::String type = {}; ///< that the entity there has to have; empty: whatever the store says
    };
    /// What the runtime folder's transaction number says at start. Its records are taken over in any case;
    /// with another number they may not fit the state folder's.
@@ -91,7 +92,7 @@ class Persistence final : private Vel::Changes {
    const Vel::Ptr< EntityManager > entityManager_;
    Store state_;
    Store runtime_;
-   std::map< Vel::String, Folder > kept_;
+   std::map< Vel::String, Kept > kept_; ///< by path
    std::map< Vel::String, Vel::String > documents_;
    std::set< Vel::String > changedDocuments_;
    RuntimeAge runtimeAge_ = RuntimeAge::same;

@@ -205,6 +205,16 @@ TEST_F( StoreDamage, seesAnotherType ) {
    EXPECT_EQ( "state store: damaged: forest/a: entity 2: unknown type StoreTest::Bush", failure() );
 }
 
+TEST_F( StoreDamage, namesAnEntityOfAPathThatIsOfAnotherType ) {
+   process = nullptr;
+   const auto em = Vel::make< Ledger::EntityManager >( []( std::function< void() > ) {} );
+   Ledger::Persistence persistence(
+      em, state, runtime, { { statePath, Ledger::Persistence::Folder::state, "Vel::Dir" } } );
+   EXPECT_EQ(
+      "state store: damaged: forest/a is a StoreTest::Tree, but should be a Vel::Dir",
+      persistence.start().text() );
+}
+
 TEST_F( StoreDamage, seesTextsThatAreThereTwice ) {
    const Vel::U16 later = std::max( number( "ring" ), number( "nest" ) );
    text( "ring" ) = "nest";

@@ -1,0 +1,90 @@
+"""Writes seeds for the fuzz targets Store and Files: what an agent that was killed at some moments has left in its folders.
+
+    MAINT_BUILD=build/dev python3 Fuzz/seeds/agent.py build/fuzz/bin/StoreSeed
+"""
+
+import os
+import subprocess
+import sys
+
+FUZZ = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+sys.path.insert(0, os.path.join(os.path.dirname(FUZZ), "Tests", "Agent"))
+sys.dont_write_bytecode = True
+from agentrig import Agent, configuration  # noqa: E402
+
+# As FilesFuzzTest.cpp numbers them.
+SAMPLES, JOURNAL, TIME, SUMMARY, OFFSET, NAME = range(6)
+# The seeds of samples hold the header and the beginning of the first ring.
+SAMPLE_BYTES = 128 * 20
+
+
+def seed(target, name, content):
+    folder = os.path.join(FUZZ, "corpus", target)
+    os.makedirs(folder, exist_ok=True)
+    with open(os.path.join(folder, name), "wb") as file:
+        file.write(content)
+
+
+def content(*path):
+    with open(os.path.join(*path), "rb") as file:
+        return file.read()
+
+
+def files(agent):
+    for folder, _, names in os.walk(agent.folder):
+        for name in names:
+            path = os.path.join(folder, name)
+            if not os.path.isfile(path):
+                continue
+            bytes_ = content(path)
+            if name == "present.0":
+                other = content(folder, "present.1") if "present.1" in names else b""
+                seed("Files", "journal", bytes([JOURNAL, 1]) + len(bytes_).to_bytes(2, "little") + bytes_
+                     + len(other).to_bytes(2, "little") + other)
+            elif name == "clock" and folder.endswith("run"):
+                seed("Files", "offset", bytes([OFFSET]) + bytes_)
+            elif os.path.basename(folder) == "samples" and name in ("time", "clock"):
+                seed("Files", "time", bytes([TIME]) + bytes_)
+            elif os.path.basename(folder) == "samples":
+                seed("Files", "name-" + name, bytes([NAME]) + name.encode())
+                if len(bytes_) > SAMPLE_BYTES:
+                    seed("Files", "samples", bytes([SAMPLES, 1, 0, 0]) + bytes_[:SAMPLE_BYTES])
+            elif os.path.basename(folder) == "history":
+                seed("Files", "summary-" + name.removesuffix(".json"), bytes([SUMMARY]) + bytes_[:4000])
+
+
+def main():
+    agent = Agent(configuration("/bin/true"))
+    try:
+        def stores(name):
+            """Of an agent that is killed just now; another one goes on."""
+            agent.kill(9)
+            seed("Store", name, subprocess.run(
+                [sys.argv[1], agent.path("state"), agent.path("run")], capture_output=True, check=True).stdout)
+            agent.start()
+
+        agent.start()
+        stores("fresh")
+        agent.traffic("et1", 5e6, 1e6)
+        agent.done("/api/v1/units/u1/enter", reason="new optics", timeout="5m")
+        agent.until(lambda: agent.unit("u1")["stage"] == "drainwatch")
+        agent.advance(11)
+        stores("entering")
+        agent.traffic("et1", 0)
+        for _ in range(8):
+            agent.advance(15)
+        stores("in-maintenance")
+        agent.traffic("et3", 5e6)
+        agent.advance(11)
+        stores("spike")
+        agent.done("/api/v1/units/u1/exit")
+        agent.until(lambda: agent.unit("u1")["stage"] == "steer" or agent.unit("u1")["state"] == "normal")
+        agent.advance(5)
+        stores("after")
+        agent.advance(65)
+        files(agent)
+    finally:
+        agent.close()
+
+
+main()
