@@ -34,6 +34,11 @@ Maintenance maintenanceOf( const Reader & in ) {
    return maintenance;
 }
 
+PastTimes timesOf( const Reader & in ) {
+   return {
+      in.time( "deadline" ), in.maybeText( "on-overrun" ), in.time( "overrun" ), in.time( "revert-at" ) };
+}
+
 PastStage stageOf( const Reader & in ) {
    return { in.name( "way" ),   in.name( "name" ),  in.text( "state" ),
             in.time( "began" ), in.time( "ended" ), in.maybeText( "failure" ) };
@@ -93,8 +98,12 @@ MaintenanceRecord readMaintenanceRecord( std::string_view text ) {
    const auto answer = Reader::parsed( text );
    const Reader in( answer );
    return {
-      maintenanceOf( in ), in.texts( "overridden" ), in.list( "stages", stageOf ),
-      in.list( "interfaces", interfaceOf ), in.counter( "interfaces-left-out" ) };
+      maintenanceOf( in ),
+      in.texts( "overridden" ),
+      timesOf( in.below( "times" ) ),
+      in.list( "stages", stageOf ),
+      in.list( "interfaces", interfaceOf ),
+      in.counter( "interfaces-left-out" ) };
 }
 
 } // namespace Api

@@ -28,6 +28,14 @@ struct Maintenance {
    std::uint64_t spikes = 0;
 };
 
+/// That were set for a maintenance.
+struct PastTimes {
+   std::optional< double > deadline;
+   std::optional< std::string > onOverrun; ///< keep or restore
+   std::optional< double > overrun;        ///< when it was too late
+   std::optional< double > revertAt;
+};
+
 struct PastStage {
    std::string way; ///< enter or exit
    std::string name;
@@ -78,7 +86,8 @@ struct PastInterface {
 /// The whole record.
 struct MaintenanceRecord {
    Maintenance summary;
-   std::vector< std::string > overridden;   ///< what the plan said against it and was forced
+   std::vector< std::string > overridden; ///< what the plan said against it and was forced
+   PastTimes times;
    std::vector< PastStage > stages;         ///< in order
    std::vector< PastInterface > interfaces; ///< by name
    std::uint64_t interfacesLeftOut = 0;

@@ -56,6 +56,9 @@ std::string samplesOf( const std::vector< std::string > & interfaces, unsigned l
 namespace Key {
 inline constexpr char reason[] = "reason";
 inline constexpr char timeout[] = "timeout";
+inline constexpr char deadline[] = "deadline";
+inline constexpr char onOverrun[] = "on-overrun";
+inline constexpr char revertAfter[] = "revert-after";
 inline constexpr char force[] = "force";
 inline constexpr char session[] = "session";
 inline constexpr char requestKey[] = "request-key";
@@ -69,6 +72,18 @@ inline constexpr char rampSeconds[] = "ramp-seconds";
 inline constexpr char up[] = "up";
 inline constexpr char seconds[] = "seconds";
 } // namespace Key
+
+/// Who has asked for what the agent does of its own accord.
+inline constexpr char agentName[] = "maintd";
+
+/// In the place of a time: none.
+inline constexpr char never[] = "never";
+
+/// What becomes of a unit that is not under maintenance by its deadline.
+namespace OnOverrun {
+inline constexpr char keep[] = "keep";
+inline constexpr char restore[] = "restore";
+} // namespace OnOverrun
 
 /// States of a unit.
 namespace UnitState {

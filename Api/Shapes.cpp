@@ -42,6 +42,13 @@ std::optional< Reason > maybeReason( const Reader & in, const char * key ) {
    return reason;
 }
 
+UnitTimes timesOf( const Reader & in ) {
+   return { in.time( "deadline" ),        in.maybeNumber( "deadline-left-seconds" ),
+            in.maybeText( "on-overrun" ), in.time( "overrun" ),
+            in.time( "revert-at" ),       in.maybeNumber( "revert-left-seconds" ),
+            in.maybeText( "doubt" ) };
+}
+
 Unit unitOf( const Reader & in ) {
    Unit unit;
    unit.name = in.name( "name" );
@@ -54,6 +61,7 @@ Unit unitOf( const Reader & in ) {
    unit.by = in.maybeText( "by" );
    unit.deadline = in.time( "deadline" );
    unit.overdue = in.flag( "overdue" );
+   unit.times = timesOf( in.below( "times" ) );
    const Reader interfaces = in.below( "interfaces" );
    unit.total = interfaces.counter( "total" );
    unit.drained = interfaces.counter( "drained" );

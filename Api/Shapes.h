@@ -43,6 +43,15 @@ struct Reason {
    std::string text;                       ///< all of it for people
 };
 
+/// That are set for the present maintenance of a unit.
+struct UnitTimes {
+   std::optional< double > deadline, deadlineLeftSeconds;
+   std::optional< std::string > onOverrun; ///< keep or restore
+   std::optional< double > overrun;        ///< since when it is known to be too late
+   std::optional< double > revertAt, revertLeftSeconds;
+   std::optional< std::string > doubt; ///< why the time for which the machine was off is not counted
+};
+
 struct Unit {
    std::string name;
    std::string state; ///< see Api::UnitState
@@ -54,8 +63,9 @@ struct Unit {
    std::optional< std::string > by;
    std::optional< double > deadline; ///< when the operation was expected to be over, if somebody has said
    bool overdue = false;             ///< it is not, and goes on
-   std::uint64_t total = 0;          ///< members with a record
-   std::uint64_t drained = 0;        ///< those under maintenance
+   UnitTimes times;
+   std::uint64_t total = 0;   ///< members with a record
+   std::uint64_t drained = 0; ///< those under maintenance
    std::optional< double > inBps, outBps;
    std::vector< std::string > violating; ///< names of interfaces
    std::uint64_t totalViolations = 0;

@@ -60,6 +60,7 @@ std::string Maintd::start() {
    if ( !outcome.ok() )
       return "switch: " + outcome.text();
    apply( configuration_ );
+   times_->start();
    // Without the plug-in no stage goes on, and still nothing may run on that nobody watches.
    loop_->post( [this] { commands_->endRemnants(); } );
    if ( !executor_->countersFailedSince() )
@@ -91,11 +92,13 @@ void Maintd::makeAgent() {
          } } );
    plugins_ = std::make_unique< Agent::PluginLibraries >( Maintenance::DefaultPluginLoader() );
    makeStages();
+   makeTimes();
    loop_->timersMayRunIs( [this] {
       const bool fresh = executor_->countersFresh();
-      // What runs is not sampled: its limit holds all the same.
+      // What runs and what is waited for by the clock is not sampled: limits hold all the same.
       if ( !fresh ) {
          commands_->handleDue();
+         times_->handleDue();
          views_->hooks.handleDue();
       }
       return fresh;
@@ -112,7 +115,7 @@ void Maintd::makeAgent() {
       Agent::ControlModel{
          e.unitStatusDir, e.unitRunDir, e.monIntfStatusDir, e.allIntfStatusDir, e.intfProfileStatusDir,
          e.defaultIntfProfile, e.intfToGroupDir, e.intfGroupStatusDir, e.groupToUnitDir, e.cause, e.journal,
-         e.eventLog, e.insightDir, e.operationDir },
+         e.eventLog, e.insightDir, e.operationDir, e.unitTimesDir },
       commands() );
    views_->samples.whenTicked( [this] { api_->eventStreams().ratesHaveChanged(); } );
    server_ = std::make_unique< Agent::HttpServer >(
@@ -260,6 +263,7 @@ void Maintd::handleSignal( int signal ) {
    if ( world_.notify )
       world_.notify->stopping();
    // What is published, shut and under way stays as it is for the next start, so no destructor may run.
+   times_->stopped();
    views_->stopped();
    const auto status = persistence_->commit();
    if ( status.ok() ) {

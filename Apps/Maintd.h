@@ -9,6 +9,7 @@
 #include "Agent/Plan/Planner.h"
 #include "Agent/Plugins/PluginLibraries.h"
 #include "Agent/Stages/Stages.h"
+#include "Agent/Times/Times.h"
 #include "Apps/Notify.h"
 #include "Apps/StoreCommits.h"
 #include "Config/Configuration.h"
@@ -45,6 +46,13 @@ struct MaintdOptions {
    std::string restartReason;          ///< how the agent before this one has ended; empty: there was none
 };
 
+/// By what a test tells how the machine of its virtual time has started, and what wall time it shows.
+struct MaintdBoot {
+   std::string id;
+   double began = 0;      ///< by the time source, seconds
+   double wallOffset = 0; ///< what is to be added to the time source's time
+};
+
 /// What is there without the agent and outlives it. Empty pointers: the agent makes its own. A test that ends one agent
 /// and starts the next in its place hands the world of the first to the second.
 struct MaintdWorld {
@@ -52,6 +60,7 @@ struct MaintdWorld {
    Vel::Ptr< DataPlane::Switch > switch_;
    DataPlane::Simulation * simulation = nullptr; ///< null: the switch is real
    Agent::Children * children = nullptr;         ///< null: processes of the kernel
+   const MaintdBoot * boot = nullptr;            ///< null: as the machine says
    Notify * notify = nullptr;                    ///< null: nobody wants to know how the agent is
    /// Takes a store as it was opened and gives what is to be used in its place, which outlives the agent.
    std::function< Ledger::StoreEngine &( Ledger::StoreEngine & ) > storeUsed;
@@ -98,6 +107,7 @@ class Maintd {
    void makeEntities();
    void makeAgent();
    void makeStages();
+   void makeTimes();
    void makePlanner();
    void loadPlugin();
    void loadPluginWhenThereAreCounters();
@@ -136,6 +146,7 @@ class Maintd {
    void releaseTick();
    double now() const { return loop_->currentTime(); }
    double wallTime( double clockTime ) const;
+   Agent::Moment moment() const;
 
    static constexpr std::size_t fastLogBytes = 4 << 20;
    MaintdOptions options_;
@@ -157,6 +168,7 @@ class Maintd {
    std::unique_ptr< Agent::Children > children_;
    std::unique_ptr< Agent::Stages > stages_;
    std::unique_ptr< Agent::Operations > operations_;
+   std::unique_ptr< Agent::Times > times_;
    std::unique_ptr< Agent::Commands > commands_;
    std::unique_ptr< Agent::PluginLibraries > plugins_;
    std::unique_ptr< Views > views_;
@@ -168,6 +180,7 @@ class Maintd {
    std::multimap< double, std::function< void() > > advances_; ///< who waits for virtual time, by the time
    /// Turns that the consequences of an advance may take before it is answered all the same.
    static constexpr unsigned turnsToQuiet = 100;
+   MaintdBoot boot_{ "virtual" };
    double started_ = 0;
    bool pluginAsked_ = false;
    bool resumed_ = false;

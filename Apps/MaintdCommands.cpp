@@ -82,6 +82,8 @@ Agent::ControlCommands Maintd::commands() {
 
 /// Wall time of a time of the clock, as wall time is set now.
 double Maintd::wallTime( double clockTime ) const {
+   if ( world_.boot )
+      return clockTime + world_.boot->wallOffset;
    if ( Vel::ptrCast< Cog::VirtualTime >( world_.time ) )
       return clockTime;
    return clockTime + Cog::RealTime::wallTime() - loop_->liveTime();

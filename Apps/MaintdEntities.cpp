@@ -10,6 +10,7 @@ namespace Apps {
 namespace {
 
 const Vel::TypeRegistration< Agent::UnitRunDir > unitRunDirType;
+const Vel::TypeRegistration< Agent::UnitTimesDir > unitTimesDirType;
 const Vel::TypeRegistration< Agent::LinkJournal > linkJournalType;
 const Vel::TypeRegistration< Agent::UnitCommandsDir > unitCommandsDirType;
 const Vel::TypeRegistration< Agent::InsightDir > insightDirType;
@@ -34,6 +35,7 @@ const char * const causePath = "interface/errdisable/cause/maintenance-shutdown"
 const char * const unitStatusPath = "maintenance/unit/status";
 const char * const recordsPath = "maintenance/interface/status/drainwatch";
 const char * const unitRunPath = "agent/unit/run";
+const char * const unitTimesPath = "agent/unit/times";
 const char * const unitCommandsPath = "agent/unit/commands";
 const char * const journalPath = "agent/link/journal";
 const char * const insightPath = "agent/interface/insight";
@@ -66,6 +68,7 @@ Maintd::Entities::Entities( Ledger::EntityManager & em ) {
    take( em, monIntfStatusDir, recordsPath );
    take( em, defaultIntfProfile, "maintenance/profile/config/default/interface" );
    take( em, unitRunDir, unitRunPath );
+   take( em, unitTimesDir, unitTimesPath );
    take( em, unitCommandsDir, unitCommandsPath );
    take( em, journal, journalPath );
    take( em, insightDir, insightPath );
@@ -87,7 +90,7 @@ Maintd::Entities::Entities( Ledger::EntityManager & em ) {
 }
 
 double Maintd::Entities::latestTime() const {
-   double latest = Agent::latestTime( *historyDir );
+   double latest = std::max( Agent::latestTime( *historyDir ), unitTimesDir->clockTime() );
    for ( const auto & [intf, record] : monIntfStatusDir->monIntfStatusRange() )
       latest = std::max( { latest, record->startTime(), record->stateTime(), record->lastSampleTime() } );
    for ( const auto & [intf, time] : cause->intfStatusRange() )
@@ -160,7 +163,8 @@ std::vector< Ledger::Persistence::Kept > Maintd::Entities::kept() {
       inRuntime< Agent::HistoryPeaksDir >( historyPeaksPath ),
       inState< Agent::EventsTold >( eventsToldPath ),
       inState< Agent::HookDir >( hookPath ),
-      inState< Agent::OperationDir >( operationPath ) };
+      inState< Agent::OperationDir >( operationPath ),
+      inState< Agent::UnitTimesDir >( unitTimesPath ) };
    for ( const char * stageClass : { "maintEnter", "maintExit" } ) {
       result.push_back( inState< Stage::ProgressDir >( stagePath( "stage", stageClass, "progress" ) ) );
       result.push_back(

@@ -9,6 +9,7 @@
 #include "Agent/Model/Operation.h"
 #include "Agent/Model/StageCommand.h"
 #include "Agent/Model/UnitRun.h"
+#include "Agent/Model/UnitTimes.h"
 #include "Apps/Maintd.h"
 #include "Platform/Counters/VelPool.h"
 #include "Platform/Model/Stage.h"
@@ -50,6 +51,7 @@ struct Maintd::Entities {
    Vel::Ptr< Maintenance::Profile::DefaultProfile > defaultIntfProfile;
    StageClass enter, exit;
    Vel::Ptr< Agent::UnitRunDir > unitRunDir;
+   Vel::Ptr< Agent::UnitTimesDir > unitTimesDir;
    Vel::Ptr< Agent::UnitCommandsDir > unitCommandsDir;
    Vel::Ptr< Agent::LinkJournal > journal;
    Vel::Ptr< Agent::InsightDir > insightDir;

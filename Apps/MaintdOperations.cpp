@@ -39,8 +39,11 @@ Taken Maintd::enter( const std::string & unit, const Request & request ) {
       asked( OperationKind::enter, unit, request ), [&]( Vel::U32 id ) -> Agent::Operations::Carried {
          // Monitors begin inside, with what the ports have carried by now.
          executor_->countersFresh();
-         return { stages_->enter(
-            unit, { request.reason, request.by, request.timeout, request.overridden, id, request.with } ) };
+         auto refused = stages_->enter(
+            unit, { request.reason, request.by, request.timeout, request.overridden, id, request.with } );
+         if ( refused )
+            return { std::move( refused ) };
+         return { std::nullopt, times_->ask( unit, request.times, request.by ) };
       } ) );
 }
 

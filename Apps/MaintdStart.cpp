@@ -132,6 +132,7 @@ std::string Maintd::makeTime() {
       if ( text != kept && !writeWhole( path, text ) )
          return path + ": cannot be written";
       world_.time = Vel::make< Cog::RealTime >( offset );
+      boot_ = { boot, offset };
    }
    return "";
 }

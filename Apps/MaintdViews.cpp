@@ -52,6 +52,8 @@ Maintd::Views::Views( Maintd & agent )
               return drift == Agent::Drift::none ? std::string() : stringValue( drift );
            },
            [this] { archive.look(); } } ),
+     timesRecorder(
+        { agent.entities_->unitStatusDir, agent.entities_->unitTimesDir, agent.entities_->historyDir } ),
      events(
         agent.wheel_, eventsModel( *agent.entities_ ),
         Agent::Events::Hooks{
@@ -85,20 +87,11 @@ Agent::HookRunner::Outside Maintd::Views::hooksOutside( Maintd & agent, Views & 
 }
 
 Agent::Events::Model Maintd::Views::eventsModel( const Entities & e ) {
-   return {
-      e.unitStatusDir,
-      e.unitRunDir,
-      e.unitCommandsDir,
-      e.allIntfStatusDir,
-      e.intfToGroupDir,
-      e.groupToUnitDir,
-      e.defaultIntfProfile,
-      e.intfProfileStatusDir,
-      e.monIntfStatusDir,
-      e.insightDir,
-      e.cause,
-      e.eventLog,
-      e.eventsTold };
+   return { e.unitStatusDir,    e.unitRunDir,         e.unitCommandsDir,
+            e.unitTimesDir,     e.allIntfStatusDir,   e.intfToGroupDir,
+            e.groupToUnitDir,   e.defaultIntfProfile, e.intfProfileStatusDir,
+            e.monIntfStatusDir, e.insightDir,         e.cause,
+            e.eventLog,         e.eventsTold };
 }
 
 void Maintd::Views::reloaded( const Agent::ControlCommands::Reloaded & result ) {

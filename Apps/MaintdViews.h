@@ -3,6 +3,7 @@
 #include "Agent/Events/Events.h"
 #include "Agent/History/Archive.h"
 #include "Agent/History/Recorder.h"
+#include "Agent/History/TimesRecorder.h"
 #include "Agent/Hooks/HookRunner.h"
 #include "Agent/Insight/Insight.h"
 #include "Agent/Samples/Samples.h"
@@ -36,6 +37,7 @@ struct Maintd::Views {
    Agent::Samples samples;
    Agent::Archive archive;
    Agent::Recorder recorder;
+   Agent::TimesRecorder timesRecorder;
    Agent::Events events;
    Agent::HookRunner hooks;
 

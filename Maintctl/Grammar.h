@@ -82,6 +82,8 @@ class Grammar {
    /// What is noted down with an operation.
    void noted( App * of );
    Show showCommand( Show::What what ) const;
+   /// The options of `enter` that set times.
+   void times( App * enter );
    Command trafficCommand() const;
 
    App app_;
@@ -99,6 +101,7 @@ class Grammar {
    std::optional< Config::Duration > timeout_, ramp_, interval_;
    std::optional< Config::Rate > in_, out_, to_;
    Config::Duration by_;
+   EnterTimes times_;
    std::vector< std::pair< std::string, int > > levels_;
    bool noProgress_ = false, wait_ = false, force_ = false, watch_ = false, csv_ = false, follow_ = false;
 };

@@ -9,8 +9,8 @@ void Grammar::operations() {
          App * enter = verb( app_, verbName, does, [this, which] {
             if ( force_ && reason_.value_or( "" ).empty() )
                throw CLI::ValidationError( "--force", "needs --reason" );
-            return Operate{ which,    units_,      reason_, wait_ || timeout_, timeout_, force_,
-                            session_, requestKey_, with_ };
+            return Operate{ which,       units_, reason_, wait_ || timeout_, timeout_, force_, session_,
+                            requestKey_, with_,  times_ };
          } );
          enter->add_option( "UNIT", units_, "The maintenance unit, or several: one request each" )
             ->type_name( "" )
@@ -36,6 +36,7 @@ void Grammar::operations() {
       "Wait until it is under maintenance, and show the progress" );
    enter->add_flag( "--force", force_, "Whatever the plan says against it; needs --reason" );
    session( enter );
+   times( enter );
    operation(
       "exit", "Bring a unit back; during an enter, cancel that", Operation::exit,
       "Wait until it is back to normal, and show the progress" );

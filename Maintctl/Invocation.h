@@ -14,6 +14,12 @@
 /// Purpose: what an operator can ask for: what the command line is made into and what is then done.
 namespace Maintctl {
 
+/// The times that an `enter` sets, as they were written: a time of 1s or more, or "never".
+struct EnterTimes {
+   std::optional< std::string > deadline, revertAfter;
+   std::optional< std::string > onOverrun; ///< "keep" or "restore"; only with a deadline
+};
+
 /// `enter` and `exit`.
 struct Operate {
    enum class Operation { enter, exit };
@@ -26,6 +32,7 @@ struct Operate {
    std::optional< std::string > session = {}; ///< from which address; nothing: from that of this session
    std::optional< std::string > requestKey = {};
    std::map< std::string, std::string > with = {}; ///< to be noted down with it
+   EnterTimes times = {};                          ///< of an enter
 };
 
 /// What would come of an enter.

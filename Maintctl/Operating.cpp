@@ -59,6 +59,12 @@ std::string Operating::request( const std::string & unit ) const {
       request.add( Key::force, true );
    if ( const std::string session = command_.session.value_or( world_.session ); enter && !session.empty() )
       request.add( Key::session, session );
+   const EnterTimes & times = command_.times;
+   for ( const auto & [key, text] :
+         { std::pair( Key::deadline, &times.deadline ), std::pair( Key::onOverrun, &times.onOverrun ),
+           std::pair( Key::revertAfter, &times.revertAfter ) } )
+      if ( *text )
+         request.add( key, **text );
    // Others see it with the unit; to wait for no time at all says nothing of the operation.
    if ( command_.timeout && command_.timeout->seconds() > 0 )
       request.add( Key::timeout, double( command_.timeout->seconds() ) );

@@ -45,6 +45,12 @@ std::string moment( const Api::Maintenance & m, const Maybe & time, const std::s
    return dayText( *time ) + ( m.began == time ? "" : " (" + after( m.began, time ) + ")" ) + asked;
 }
 
+/// "by 02-11 14:02:10 (after 10m), which it was not; to be kept then"
+std::string deadlineText( const Api::Maintenance & m, const Api::PastTimes & times ) {
+   return dayText( *times.deadline ) + " (" + after( m.began, times.deadline ) + "), or " +
+          orNothing( times.onOverrun ) + ( times.overrun ? "; it was too late" : "" );
+}
+
 std::string headText( const Api::MaintenanceRecord & record ) {
    const Api::Maintenance & m = record.summary;
    Sheet sheet;
@@ -54,6 +60,10 @@ std::string headText( const Api::MaintenanceRecord & record ) {
    sheet.line( "Enter", moment( m, m.began, askedText( m.by, m.reason ) ) );
    for ( const std::string & finding : record.overridden )
       sheet.line( "Forced although", finding );
+   if ( record.times.deadline )
+      sheet.line( "Deadline", deadlineText( m, record.times ) );
+   if ( record.times.revertAt )
+      sheet.line( "To go back", moment( m, record.times.revertAt, "" ) );
    sheet.line( "Under maintenance", moment( m, m.inMaintenance, "" ) );
    sheet.line( "Exit", moment( m, m.exitBegan, askedText( m.exitBy, m.exitReason ) ) );
    sheet.line( "Normal", moment( m, m.ended, "" ) );

@@ -4,6 +4,7 @@
 #include "Api/Values.h"
 #include "Maintctl/Table.h"
 #include "Maintctl/Text.h"
+#include "Maintctl/TimesText.h"
 
 #include <cmath>
 
@@ -118,6 +119,10 @@ std::string unitText( const Api::Unit & unit, Now now ) {
    sheet.line( "Reason", orNothing( unit.reason ) );
    if ( unit.deadline )
       sheet.line( "Expected by", Api::timeText( *unit.deadline ) + ( unit.overdue ? ", overdue" : "" ) );
+   if ( unit.times.deadline )
+      sheet.line( "Deadline", deadlineText( unit.times ) );
+   if ( unit.times.revertAt )
+      sheet.line( "Goes back", revertText( unit.times ) );
    sheet.line( "Groups", listText( unit.groups ) );
    sheet.line( "Interfaces", drainedText( unit.drained, unit.total ) );
    if ( unit.etaSeconds )

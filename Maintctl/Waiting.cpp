@@ -3,6 +3,7 @@
 #include "Api/Names.h"
 #include "Api/Slowness.h"
 #include "Maintctl/Text.h"
+#include "Maintctl/TimesText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -102,6 +103,7 @@ std::string Waiting::untilThere() {
       if ( const auto body = look() ) {
          const Api::Unit unit = Api::readUnit( *body );
          reportFailures( unit );
+         reportOverrun( unit );
          if ( unit.state == goalOf( target_.operation ) ) {
             if ( live_ && drawn_ )
                draw( unit );
@@ -112,7 +114,8 @@ std::string Waiting::untilThere() {
             throw Failure{
                ExitStatus::notMet,
                FailureCode::conditionNotMet,
-               target_.unit + " is " + unit.state + " now: somebody else has decided so" +
+               target_.unit + " is " + unit.state + " now: " +
+                  ( unit.by == Api::agentName ? "the agent" : "somebody else" ) + " has decided so" +
                   ( unit.by ? " (" + *unit.by + ( unit.reason ? ": " + *unit.reason : "" ) + ")" : "" ),
                target_.unit,
                {} };
@@ -197,6 +200,13 @@ void Waiting::reportFailures( const Api::Unit & unit ) {
    for ( const Api::Stage & stage : unit.stages )
       if ( stage.state == "failed" && reportedFailures_.emplace( unit.generation, stage.name ).second )
          tell( unit.name + ": stage " + stage.name + " " + stage.text );
+}
+
+void Waiting::reportOverrun( const Api::Unit & unit ) {
+   const bool overrun = target_.operation == Operation::enter && unit.times.overrun;
+   if ( overrun && !std::exchange( reportedOverrun_, true ) )
+      tell( overrunText( unit ) );
+   reportedOverrun_ = reportedOverrun_ && overrun;
 }
 
 void Waiting::tell( const std::string & line ) {

@@ -53,6 +53,8 @@ class Waiting {
    void reportAway( const Failure & failure );
    /// A line for each stage that has failed; it does not end the wait.
    void reportFailures( const Api::Unit & unit );
+   /// A line when the unit is too late; it does not end the wait either.
+   void reportOverrun( const Api::Unit & unit );
    void tell( const std::string & line );
    /// Whether it is told in a picture now.
    bool isDrawn() { return live_ && live_->isSeen(); }
@@ -68,6 +70,7 @@ class Waiting {
    double begin_ = 0;
    double lastAnswer_ = 0;
    bool answered_ = false, away_ = false, drawn_ = false;
+   bool reportedOverrun_ = false;
    std::string lastSeen_; ///< in words
    std::string reported_; ///< what of it would be worth another line if it changed
    std::set< std::pair< std::uint64_t, std::string > > reportedFailures_; ///< generation and stage

@@ -23,6 +23,10 @@ struct Answers::Json {
    UnitFacts
    facts( const Maintenance::Unit::Status & status, const ControlCommands::Progress & progress ) const;
 
+   // AnswersOfTimes.cpp
+   /// The times that are set for the present maintenance.
+   json times( const std::string & unit ) const;
+
    // AnswersOfInterfaces.cpp
    json interface( const Wire::IntfId & intf ) const;
    json interface( const Wire::IntfId & intf, const InterfaceFields & fields ) const;

@@ -35,6 +35,7 @@ json Answers::Json::unit( const Maintenance::Unit::Status & status ) const {
       { "with", pairsOf( run ? run->with() : "" ) },
       { "deadline", time( deadline ) },
       { "overdue", deadline > 0 && commands.now() > deadline },
+      { "times", times( name ) },
       { "interfaces", { { "total", progress.total }, { "drained", progress.drained } } },
       { "rates",
         { { "in-bps", status.aggTrafficRate().inRate }, { "out-bps", status.aggTrafficRate().outRate } } },
@@ -54,6 +55,7 @@ UnitFacts Answers::Json::facts(
    result.progress = progress;
    if ( const auto * run = model.unitRunDir->unitRun( name ) )
       result.since = run->since();
+   result.times = model.unitTimesDir->unit( name );
    result.stuck = stuckReason( status, progress );
    if ( result.state != UnitState::enterInProgress && result.state != UnitState::maintenance )
       return result;

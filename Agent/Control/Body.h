@@ -27,6 +27,8 @@ class Body {
    Body( const Body & ) = delete;
    Body & operator=( const Body & ) = delete;
 
+   /// Null if it is missing.
+   const nlohmann::json * find( const char * name );
    std::string text( const char * name );
    std::string text( const char * name, const char * missing );
    bool flag( const char * name );
@@ -50,7 +52,6 @@ class Body {
    static Api::Error bad( const std::string & member, const std::string & what );
 
  private:
-   const nlohmann::json * find( const char * name );
    const nlohmann::json & get( const char * name );
 
    const std::unique_ptr< nlohmann::json > value_;

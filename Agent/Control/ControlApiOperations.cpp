@@ -1,5 +1,6 @@
 #include "Agent/Control/Body.h"
 #include "Agent/Control/ControlApi.h"
+#include "Agent/Control/EnterTimes.h"
 #include "Agent/Control/Query.h"
 #include "Api/Names.h"
 
@@ -44,6 +45,7 @@ void ControlApi::postEnter( const Call & call ) {
    ControlCommands::Request request = requestOf( call.request, body );
    request.force = body.flag( Key::force, false );
    request.session = body.text( Key::session, "" );
+   request.times = enterTimes( body );
    body.end();
    enterJudged( call, std::move( request ) );
 }

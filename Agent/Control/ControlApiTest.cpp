@@ -39,6 +39,8 @@ TEST_F( ControlApiTest, showsAUnitInFull ) {
             "limit-seconds":60.0,"deadline":null,"failure":"no","text":"failed: no; the next stage began all the same"}],
          "since":"2023-11-14T23:13:10.000Z","reason":"upgrade","by":"ann",
          "deadline":"2023-11-14T23:14:20.000Z","overdue":false,
+         "times":{"deadline":null,"deadline-left-seconds":null,"on-overrun":null,"overrun":null,"revert-at":null,
+            "revert-left-seconds":null,"doubt":null},
          "interfaces":{"total":3,"drained":2},"rates":{"in-bps":1500,"out-bps":2000},
          "violating":["et2"],"total-violations":3,"settling-since":"2023-11-14T23:13:19.000Z",
          "groups":["tenants","uplinks"],"sentence":"2 of 3 drained; settling, 9s left","eta-seconds":9.0})" ),
@@ -52,7 +54,10 @@ TEST_F( ControlApiTest, leavesNothingOutOfAUnitOfWhichNothingIsKnown ) {
    EXPECT_EQ(
       json::parse(
          R"({"name":"u2","state":"normal","stage":null,"stages":[],"generation":0,"since":null,"reason":null,
-         "by":null,"deadline":null,"overdue":false,"interfaces":{"total":0,"drained":0},
+         "by":null,"deadline":null,"overdue":false,
+         "times":{"deadline":null,"deadline-left-seconds":null,"on-overrun":null,"overrun":null,"revert-at":null,
+            "revert-left-seconds":null,"doubt":null},
+         "interfaces":{"total":0,"drained":0},
          "rates":{"in-bps":0,"out-bps":0},"violating":[],"total-violations":0,"settling-since":null,
          "groups":["shared"],"sentence":"normal","eta-seconds":null})" ),
       get( "units/u2" ) );

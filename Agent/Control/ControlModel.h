@@ -6,6 +6,7 @@
 #include "Agent/Model/Operation.h"
 #include "Agent/Model/Samples.h"
 #include "Agent/Model/UnitRun.h"
+#include "Agent/Model/UnitTimes.h"
 #include "Api/Error.h"
 #include "Platform/Model/Errdisable.h"
 #include "Platform/Model/Interface.h"
@@ -44,6 +45,7 @@ struct ControlModel {
    Vel::Ptr< const EventLog > eventLog;
    Vel::Ptr< const InsightDir > insightDir;
    Vel::Ptr< const OperationDir > operationDir;
+   Vel::Ptr< const UnitTimesDir > unitTimesDir;
 };
 
 /// One thing that is wrong with the agent.
@@ -69,6 +71,7 @@ struct ControlCommands {
       std::string with = {}; ///< what he notes down with it: pairs, see Operation.h
       std::string key = {};  ///< by which he knows it again; empty: none
       std::uint64_t fingerprint = 0; ///< of what he asks for, which a key is not used twice for
+      AskedTimes times = {};         ///< of an enter
    };
    /// What has become of a request for an operation.
    struct Taken {

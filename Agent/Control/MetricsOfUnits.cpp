@@ -36,6 +36,7 @@ void Metrics::Writer::allUnits() {
       [this]( const UnitSeen & unit ) {
          return unit.run && unit.run->deadline() > 0 && commands.now() > unit.run->deadline();
       } );
+   times();
    ofUnits(
       "maint_unit_settling", "Whether all has drained and has to stay so for the settle time (1).",
       []( const UnitSeen & unit ) { return unit.progress.settlingSince.has_value(); } );
@@ -46,6 +47,29 @@ void Metrics::Writer::allUnits() {
    for ( const UnitSeen & unit : units )
       for ( const auto & [name, intf] : unit.members )
          out.sample( 1, { { "unit", unit.name }, { "interface", name } } );
+}
+
+void Metrics::Writer::times() {
+   const auto timesOf = [this]( const UnitSeen & unit ) { return model.unitTimesDir->unit( unit.name ); };
+   const auto each = [&]( const char * name, const char * help, double ( *of )( const UnitTimes & ) ) {
+      out.metric( name, Type::gauge, help );
+      for ( const UnitSeen & unit : units )
+         if ( const UnitTimes * const set = timesOf( unit ) )
+            time( of( *set ), { { "unit", unit.name } } );
+   };
+   each(
+      "maint_unit_deadline_timestamp_seconds",
+      "By when a unit is to be under maintenance, if that is set and was not met.",
+      []( const UnitTimes & set ) { return set.deadline(); } );
+   each(
+      "maint_unit_revert_timestamp_seconds", "When a unit goes back of its own accord, if that is set.",
+      []( const UnitTimes & set ) { return set.revertAt(); } );
+   ofUnits(
+      "maint_unit_overrun", "Whether a unit was not under maintenance by its deadline (1).",
+      [&]( const UnitSeen & unit ) {
+         const UnitTimes * const set = timesOf( unit );
+         return set && set->overrun() > 0;
+      } );
 }
 
 std::optional< double > Metrics::Writer::eta( const UnitSeen & unit ) const {

@@ -40,6 +40,10 @@ class MetricsTest : public ControlApiRig {
    void everything() {
       rig.unit( "u1" ).stateIs( UnitState::enterInProgress );
       rig.runs->unitRun( "u1" )->deadlineIs( now - 1 );
+      UnitTimes & times = *rig.times->unitIs( "u1" );
+      times.deadlineIs( now - 2 );
+      times.overrunIs( now - 1 );
+      times.revertAtIs( now + 60 );
       progress = { "drainwatch", 3, 2, now - 1, 10, "" };
       progress.stages = { { "steer", "failed", now - 9, "/bin/a", 60, "no", true, false } };
       auto & record = rig.record( rig.et2, Maintenance::monIntfStateEnterMaint );
@@ -105,6 +109,15 @@ TEST_F( MetricsTest, tellTheProgressOfAUnit ) {
    EXPECT_EQ(
       "maint_unit_overdue{unit=\"u1\"} 1\nmaint_unit_overdue{unit=\"u2\"} 0\n",
       samples( "maint_unit_overdue{" ) );
+   EXPECT_EQ(
+      "maint_unit_overrun{unit=\"u1\"} 1\nmaint_unit_overrun{unit=\"u2\"} 0\n",
+      samples( "maint_unit_overrun{" ) );
+   EXPECT_EQ(
+      "maint_unit_deadline_timestamp_seconds{unit=\"u1\"} 1700003598\n",
+      samples( "maint_unit_deadline_timestamp_seconds{" ) );
+   EXPECT_EQ(
+      "maint_unit_revert_timestamp_seconds{unit=\"u1\"} 1700003660\n",
+      samples( "maint_unit_revert_timestamp_seconds{" ) );
    EXPECT_EQ(
       "maint_unit_stage_state{unit=\"u1\",name=\"steer\",state=\"failed\"} 1\n",
       samples( "maint_unit_stage_state" ) );

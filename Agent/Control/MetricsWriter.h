@@ -45,6 +45,7 @@ struct Metrics::Writer {
    // MetricsOfUnits.cpp
    void allUnits();
    std::optional< double > eta( const UnitSeen & unit ) const;
+   void times();
    void progress();
    void traffic();
    void stages();

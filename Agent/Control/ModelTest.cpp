@@ -68,8 +68,8 @@ IntfInsight & ModelRig::insight( const Wire::IntfId & intf, Reason reason ) {
 }
 
 ControlModel ModelRig::model() const {
-   return { units,  runs,        records, interfaces, profiles, defaultProfile, intfToGroup,
-            groups, groupToUnit, cause,   journal,    eventLog, insights,       operations };
+   return { units,       runs,  records, interfaces, profiles, defaultProfile, intfToGroup, groups,
+            groupToUnit, cause, journal, eventLog,   insights, operations,     times };
 }
 
 } // namespace Agent

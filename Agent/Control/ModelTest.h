@@ -37,6 +37,7 @@ struct ModelRig {
    Vel::Ptr< EventLog > eventLog = Vel::make< EventLog >();
    Vel::Ptr< InsightDir > insights = Vel::make< InsightDir >();
    Vel::Ptr< OperationDir > operations = Vel::make< OperationDir >();
+   Vel::Ptr< UnitTimesDir > times = Vel::make< UnitTimesDir >();
 
  private:
    void member( const Wire::IntfId & intf, const std::string & group, const std::string & profile );

@@ -318,6 +318,7 @@ std::string enteringText( const UnitFacts & facts, const ControlCommands & comma
       parts.add( "held: nobody can say what " + listed( facts.uncounted ) + " carries" );
    else if ( !facts.stuck.empty() )
       parts.add( "stuck: " + shortened( facts.stuck ) );
+   parts.add( timesText( facts, commands ) );
    return parts.text();
 }
 
@@ -345,6 +346,7 @@ std::string maintenanceText( const UnitFacts & facts, const ControlCommands & co
       parts.add( "not watched: " + shortened( facts.progress.blocked ) );
    else if ( !unwatched.empty() )
       parts.add( "not watched: " + listed( unwatched ) );
+   parts.add( timesText( facts, commands ) );
    return parts.text();
 }
 

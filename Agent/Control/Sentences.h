@@ -41,7 +41,10 @@ struct UnitFacts {
    std::vector< ReasonFacts > interfaces;
    std::vector< std::string > uncounted; ///< names of those that are up while nobody can say what they carry
    std::string stuck;                    ///< why it does not go on although all has drained; empty: it does
+   const UnitTimes * times = nullptr;    ///< that are set for its maintenance; null: none
 };
+/// What the times of its maintenance mean now: "too late by 2m10s; goes back in 1h12m"; empty: nothing.
+std::string timesText( const UnitFacts & facts, const ControlCommands & commands );
 /// "5 of 7 drained; et3 812 kbit/s, about 40 s; bond0 stalled at 310 kbit/s since 14:02; forced shutdown of bond0 in
 /// 3m10s"
 std::string sentence( const UnitFacts & facts, const ControlCommands & commands );

@@ -49,6 +49,9 @@ Events::Events( Vel::Ptr< Cog::TimerWheel > wheel, Model model, Hooks hooks )
         writer_, wheel, { model_.unitStatusDir, model_.unitRunDir, model_.unitCommandsDir, model_.told },
         { hooks_.now, hooks_.stage, hooks_.settling,
           [this]( const Wire::IntfId & intf ) { interfaces_.violation( intf ); } } ),
+     times_(
+        writer_, { model_.unitStatusDir, model_.unitTimesDir, model_.told },
+        { hooks_.now, hooks_.wallTime } ),
      interfaces_(
         writer_, std::move( wheel ),
         { model_.allIntfStatusDir, model_.intfToGroupDir, model_.groupToUnitDir, model_.defaultIntfProfile,
@@ -73,6 +76,7 @@ void Events::started( const std::string & version ) {
       interfaces_.allChanged();
       lookAtProfiles();
       units_.look();
+      times_.look();
       interfaces_.look();
       writer_.silentIs( false );
    }
@@ -123,6 +127,7 @@ void Events::turnEnds() {
       interfaces_.allChanged();
    }
    units_.look();
+   times_.look();
    interfaces_.look();
    hookEvents_.look( hooks_.now() );
    lookAtProblems();

@@ -2,6 +2,7 @@
 
 #include "Agent/Events/HookEvents.h"
 #include "Agent/Events/InterfaceEvents.h"
+#include "Agent/Events/TimesEvents.h"
 #include "Agent/Events/UnitEvents.h"
 
 #include <map>
@@ -24,6 +25,7 @@ class Events {
       Vel::Ptr< const Maintenance::Unit::StatusDir > unitStatusDir;
       Vel::Ptr< const UnitRunDir > unitRunDir;
       Vel::Ptr< const UnitCommandsDir > unitCommandsDir;
+      Vel::Ptr< const UnitTimesDir > unitTimesDir;
       Vel::Ptr< const Interface::AllIntfStatusDir > allIntfStatusDir;
       Vel::Ptr< const IntfMaintenance::IntfToGroupDir > intfToGroupDir;
       Vel::Ptr< const Maintenance::GroupToUnitDir > groupToUnitDir;
@@ -78,6 +80,7 @@ class Events {
    Hooks hooks_;
    EventWriter writer_;
    UnitEvents units_;
+   TimesEvents times_;
    InterfaceEvents interfaces_;
    HookEvents hookEvents_{ writer_ };
    bool running_ = false;

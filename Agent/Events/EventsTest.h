@@ -48,8 +48,8 @@ class EventsTest : public testing::Test {
       events = std::make_unique< Events >(
          wheel,
          Events::Model{
-            units, runs, commands, statuses, intfToGroup, groupToUnit, defaultProfile, profiles, records,
-            insights, cause, log, kept },
+            units, runs, commands, Vel::make< UnitTimesDir >(), statuses, intfToGroup, groupToUnit,
+            defaultProfile, profiles, records, insights, cause, log, kept },
          Events::Hooks{
             [this] { return clock->currentTime(); }, [this] { return clock->currentTime() + 3600; },
             [this]( const std::string & unit ) { return unit == "u1" ? stage : ""; },

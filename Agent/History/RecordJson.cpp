@@ -85,6 +85,15 @@ json summaryJson( const HistorySummary & s ) {
           { "spikes", s.spikes() } } } };
 }
 
+json timesJson( const HistoryRecord & record, const Times & time ) {
+   return {
+      { "deadline", time( record.deadline() ) },
+      { "on-overrun",
+        record.deadline() > 0 ? json( record.restore() ? "restore" : "keep" ) : json( nullptr ) },
+      { "overrun", time( record.overrun() ) },
+      { "revert-at", time( record.revertAt() ) } };
+}
+
 json profileJson( const HistoryProfile & profile ) {
    if ( profile.name.empty() )
       return nullptr;
@@ -280,6 +289,7 @@ std::string RecordText::head() const {
    summarize( *record_, context_.wallOffset, *summary );
    json result = summaryJson( *summary );
    result["overridden"] = linesJson( record_->overridden() );
+   result["times"] = timesJson( *record_, { context_.wallOffset } );
    result["stages"] = stagesJson( *record_, { context_.wallOffset } );
    result["interfaces-left-out"] = record_->leftOutIntfs();
    std::string head = text( result );

@@ -18,7 +18,8 @@ double latestTime( const HistoryIntf & intf ) {
 }
 
 double latestTime( const HistoryRecord & record ) {
-   double latest = std::max( { record.began(), record.inMaintenance(), record.exitBegan(), record.ended() } );
+   double latest = std::max(
+      { record.began(), record.inMaintenance(), record.exitBegan(), record.ended(), record.overrun() } );
    for ( const auto & [key, stage] : record.stageRange() )
       latest = std::max( { latest, stage->began(), stage->ended() } );
    for ( const auto & [id, intf] : record.intfRange() )

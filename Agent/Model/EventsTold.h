@@ -16,6 +16,9 @@ class ToldUnit final : public Vel::Entity {
    VEL_ATTR( Vel::String, stage, onStage ); ///< that is running; empty: none
    VEL_ATTR( bool, settling, onSettling );
    VEL_ATTR( bool, violated, onViolated );
+   VEL_ATTR( Vel::String, deadline, onDeadline ); ///< as it was asked for; empty: there was none
+   VEL_ATTR( Vel::String, revert, onRevert );     ///< the same of when it goes back
+   VEL_ATTR( bool, overrun, onOverrun );
    /// When the command of a stage failed, seconds of the agent's clock, by stage.
    VEL_MAP( Vel::String, double, failed, onFailed );
 };

@@ -157,7 +157,7 @@ class HistoryStage final : public Vel::Entity {
    VEL_ATTR( Vel::String, failure, onFailure ); ///< empty: it has not failed
 };
 
-/// One maintenance. Written by Recorder only.
+/// One maintenance. Written by Recorder, and its times by TimesRecorder.
 class HistoryRecord final : public Vel::Entity {
    VEL_ENTITY( HistoryRecord );
    explicit HistoryRecord( Vel::U32 id, const Vel::String & unitName = {} )
@@ -183,6 +183,10 @@ class HistoryRecord final : public Vel::Entity {
    VEL_ATTR( Vel::U32, exitOperation, onExitOperation );
    VEL_ATTR( Vel::String, with, onWith );
    VEL_ATTR( Vel::String, exitWith, onExitWith );
+   VEL_ATTR( double, deadline, onDeadline ); ///< by which it was to be under maintenance
+   VEL_ATTR( bool, restore, onRestore );     ///< or else to go back
+   VEL_ATTR( double, overrun, onOverrun );   ///< when it was seen that it is too late
+   VEL_ATTR( double, revertAt, onRevertAt ); ///< when it was to go back of its own accord
    /// Decided when the way back begins.
    VEL_ATTR( Outcome, outcomeToBe, onOutcomeToBe );
    /// What is to be added to times of the record for wall time; of a closed record.

@@ -177,7 +177,7 @@ void Times::exitSoon( const Vel::String & unitName ) {
 void Times::exit( const Vel::String & unitName ) {
    const UnitTimes * const times = model_.timesDir->unit( unitName );
    if ( times && ( restores( *times ) || reverts( *times ) ) )
-      hooks_.exit( unitName, reason( *times ) );
+      hooks_.exit( unitName, reason( *times ), !reverts( *times ) );
 }
 
 Vel::String Times::reason( const UnitTimes & times ) const {

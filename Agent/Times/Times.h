@@ -37,8 +37,8 @@ class Times {
    };
    /// All given. They do not throw.
    struct Hooks {
-      /// Asks for the way back of a unit, in the name of the agent.
-      std::function< void( const Vel::String & unitName, const Vel::String & reason ) > exit;
+      /// Asks for the way back of a unit, in the name of the agent; `tooLate`: because its deadline is over.
+      std::function< void( const Vel::String & unitName, const Vel::String & reason, bool tooLate ) > exit;
       std::function< Moment() > moment;                      ///< now
       std::function< void( const Vel::String & line ) > say; ///< for the log
    };

@@ -35,7 +35,8 @@ class TimesTest : public testing::Test {
       times = std::make_unique< Times >(
          clock, wheel, Times::Model{ units, dir },
          Times::Hooks{
-            [this]( const Vel::String & unit, const Vel::String & reason ) {
+            [this]( const Vel::String & unit, const Vel::String & reason, bool tooLate ) {
+               EXPECT_EQ( reason.find( "not under" ) == 0, tooLate );
                exits.push_back( unit + ": " + reason );
                units->status( unit )->stateIs( UnitState::exitInProgress );
             },

@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -38,6 +39,7 @@ AgentRig::AgentRig( const std::string & configuration, Links links )
    configurationIs( configuration );
    world_.time = time_;
    world_.children = &children_;
+   world_.boot = &boot_;
    if ( links_ == Links::simulated )
       makeSwitch( description() );
 }
@@ -49,6 +51,7 @@ AgentRig::AgentRig(
    configurationIs( configuration );
    world_.time = time_;
    world_.children = &children_;
+   world_.boot = &boot_;
    auto described = description();
    described.routes = routes;
    for ( auto & port : described.ports )
@@ -102,6 +105,13 @@ std::string AgentRig::releaseAll() {
    watched_->clockIs( *firstLoop_ );
    time_->targetIs( time_->now() + 60 );
    return Apps::Maintd( options(), world_ ).releaseAll();
+}
+
+void AgentRig::reboot( double off, double step ) {
+   crash();
+   const double wall = time_->now() + boot_.wallOffset + off + step;
+   time_->spend( std::max( 0.0, wall - time_->now() ) );
+   boot_ = { boot_.id + " again", time_->now(), wall - time_->now() };
 }
 
 void AgentRig::withoutAgent( const std::function< void() > & action ) {

@@ -47,6 +47,12 @@ class AgentRig {
    std::string releaseAll();
    /// Time goes by while no agent runs.
    void pass( double seconds ) { time_->spend( seconds ); }
+   /// The machine is started anew: the agent is gone, and the next one starts in another boot, after the machine has been
+   /// off for so many seconds. Wall time, by which it has been so, is set by `step` meanwhile; the clock of the new boot
+   /// begins with it, but not before now. Links stay as they are.
+   void reboot( double off, double step = 0 );
+   /// Somebody sets wall time.
+   void wallTimeStep( double seconds ) { boot_.wallOffset += seconds; }
    /// The simulated switch does what it is told, while no agent runs.
    void withoutAgent( const std::function< void() > & action );
    /// Crashes at the end of the turn with this number, counted from the beginning over all agents; 0: never.
@@ -128,6 +134,7 @@ class AgentRig {
    Vel::Ptr< Cog::EventLoop > firstLoop_;
    Vel::Ptr< WatchedSwitch > watched_;
    Agent::FakeChildren children_;
+   Apps::MaintdBoot boot_{ "boot", begin - 3600 };
    Apps::MaintdWorld world_;
    std::unique_ptr< Apps::Maintd > agent_;
    Vel::Watch< Wakeup > wakeup_;

@@ -124,6 +124,24 @@ print("in order" if times == sorted(times) and spike["began"] < record["exit-beg
    says "in order"
 }
 
+bringsAUnitBackOfItsOwnAccordAlsoAfterAKill() {
+   _config
+   _start
+   run _ctl enter u1 --reason upgrade --deadline 5s --revert-after 10m
+   passes
+   _advance 60s
+   _ctlSays '"state": "maintenance"' -j show unit u1
+   _ctlSays 'u1 is not under maintenance within 5s, and goes on' events
+   _ctlSays 'Goes back:' show unit u1
+   _restart KILL
+   _ctlSays '"state": "maintenance"' -j show unit u1
+   _advance 11m
+   _ctlSays '"state": "normal"' -j show unit u1
+   _ctlSays 'by maintd: reverts after 10m, as ' report 1
+   run _ctl enter u1 --deadline 0s
+   [ "$status" = 2 ] || fail "$status is no usage error"
+}
+
 endsWithZeroWhenItIsTerminated() {
    _config
    _start

@@ -104,6 +104,22 @@ class Maintenance(AnswersTest):
         self.check("POST", "/api/v1/units/u2/exit", again, 409)
         self.assertEqual(self.look()["/api/v1/operations"][0]["with"], {"ticket": "17"})
 
+    def test_answersAreAsDescribedWhenTimesAreOver(self):
+        agent = self.agent.start()
+        agent.traffic("et1", 5e6)
+        times = {"deadline": "20s", "on-overrun": "keep", "revert-after": "1h"}
+        self.check("POST", "/api/v1/units/u2/enter", times, 202)
+        agent.until(lambda: agent.unit("u2")["stage"] == "drainwatch")
+        self.look()
+        agent.advance(30)
+        seen = self.look()
+        self.assertIsNotNone(seen["/api/v1/units/u2"]["times"]["overrun"])
+        told = [event["what"] for event in agent.get("/api/v1/events/recent?after=0&limit=4096").json["events"]]
+        self.assertEqual((told.count("times"), told.count("overrun")), (1, 1))
+        agent.advance(3600)
+        agent.until(lambda: agent.unit("u2")["state"] == "normal")
+        self.look()
+
     def go(self, stage):
         """Lets the command end, and waits for the stage that follows."""
         with open(self.agent.path("go"), "w", encoding="utf-8"):

@@ -1,0 +1,41 @@
+#include "Maintctl/TimesText.h"
+
+#include "Api/Names.h"
+#include "Api/Values.h"
+#include "Maintctl/Text.h"
+
+#include <cmath>
+
+namespace Maintctl {
+
+namespace {
+
+std::string doubtText( const Api::UnitTimes & times ) {
+   return times.doubt ? "; wall time was " + *times.doubt +
+                           " when the machine started, so the time for which it "
+                           "was off is not counted"
+                      : "";
+}
+
+} // namespace
+
+std::string deadlineText( const Api::UnitTimes & times ) {
+   return Api::timeText( *times.deadline ) +
+          ( times.overrun               ? ", too late"
+            : times.deadlineLeftSeconds ? ", " + spanText( std::ceil( *times.deadlineLeftSeconds ) ) + " left"
+                                        : "" ) +
+          ", or " + orNothing( times.onOverrun ) + doubtText( times );
+}
+
+std::string revertText( const Api::UnitTimes & times ) {
+   return Api::timeText( *times.revertAt ) +
+          ( times.revertLeftSeconds ? ", in " + spanText( std::ceil( *times.revertLeftSeconds ) ) : "" ) +
+          doubtText( times );
+}
+
+std::string overrunText( const Api::Unit & unit ) {
+   return unit.name + " is not under maintenance by its deadline, and " +
+          ( unit.times.onOverrun == Api::OnOverrun::restore ? "goes back" : "goes on" );
+}
+
+} // namespace Maintctl
