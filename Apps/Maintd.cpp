@@ -21,8 +21,6 @@ namespace {
 constexpr const char * pluginName = "DrainWatchPlugin";
 constexpr const char * pluginFile = "libDrainWatchPlugin.so";
 constexpr const char * pluginEntry = "drainWatchPlugin";
-/// Seconds that links get to come up when all are released.
-constexpr double releasePatience = 30;
 
 const Vel::Entity * pointee( const Vel::Entity * entity, const char * attribute ) {
    const Vel::AttributeInfo * info = entity ? entity->typeInfo().attribute( attribute ) : nullptr;
@@ -202,49 +200,20 @@ std::string Maintd::listen() {
    if ( const auto problem = server_->listenLocal( options_.socket ) )
       return *problem;
    serveNames();
-   if ( configuration_.web )
-      if ( const auto problem = server_->listenWeb( configuration_.web->host, configuration_.web->port ) )
-         return *problem;
+   if ( configuration_.web ) {
+      webTick_.is( wheel_, this ).hasNotificationActiveIs( true );
+      webTick();
+   }
    return "";
 }
 
-// ---- release by hand
-
-std::string Maintd::releaseAll( std::vector< std::string > * released ) {
-   for ( const auto step :
-         { &Maintd::openStore, &Maintd::readConfiguration, &Maintd::makeClock, &Maintd::makeSwitch } )
-      if ( const std::string problem = ( this->*step )(); !problem.empty() )
-         return problem;
-   makeAgent();
-   // Nothing is sampled here, so links come back also when counters cannot be read.
-   loop_->timersMayRunIs( nullptr );
-   loop_->beforeTasksIs( nullptr );
-   const DataPlane::Outcome outcome = executor_->start();
-   if ( !outcome.ok() )
-      return "switch: " + outcome.text();
-   std::vector< Wire::IntfId > links;
-   for ( const auto & [intf, entry] : entities_->journal->entryRange() )
-      links.push_back( intf );
-   entities_->cause->intfStatusDelAll();
-   releaseTick_.is( wheel_, this ).hasNotificationActiveIs( true );
-   releaseTick();
-   loop_->run();
-   for ( const Wire::IntfId & intf : links )
-      if ( released && !entities_->journal->entry( intf ) )
-         released->emplace_back( intf.name() );
-   if ( entities_->journal->entrys() == 0 )
-      return "";
-   std::string held;
-   for ( const auto & [intf, entry] : entities_->journal->entryRange() )
-      held += ( held.empty() ? "" : ", " ) + std::string( intf.name() );
-   const Vel::String problem = executor_->problem();
-   return "links that are still held: " + held + ( problem.empty() ? "" : "; " + problem );
-}
-
-void Maintd::releaseTick() {
-   if ( entities_->journal->entrys() == 0 || now() - started_ > releasePatience )
-      loop_->stop();
-   releaseTick_->timeMinIs( now() + 1 );
+/// Nothing that is decided depends on the page: while its address is taken, or not there yet, it is tried again.
+void Maintd::webTick() {
+   const auto problem = server_->listenWeb( configuration_.web->host, configuration_.web->port );
+   if ( problem && webProblem_.empty() )
+      spdlog::warn( "{}; it is tried again", *problem );
+   webProblem_ = problem.value_or( "" );
+   webTick_->timeMinIs( problem ? now() + webRetryAfter : Cog::Timer::never );
 }
 
 // ---- running

@@ -25,6 +25,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 /// Purpose: the agent, put together: the only place that names its concrete parts.
 ///
@@ -66,6 +67,21 @@ struct MaintdWorld {
    std::function< Ledger::StoreEngine &( Ledger::StoreEngine & ) > storeUsed;
 };
 
+/// What has become of the links that were held, when all were to be let go of.
+struct Released {
+   enum class Outcome {
+      done,   ///< none is held any more
+      held,   ///< some are, or may be
+      inUse,  ///< an agent runs
+      unknown ///< what is held cannot be read
+   } outcome = Outcome::done;
+   std::string problem;              ///< for the operator; empty: it is done
+   std::vector< std::string > links; ///< that were let go of
+   std::vector< std::string > held;  ///< that still are
+   std::vector< std::string >
+      left; ///< lines about units that are not normal, and what their stages leave behind
+};
+
 class Maintd {
  public:
    explicit Maintd( MaintdOptions options, MaintdWorld world = {} );
@@ -76,6 +92,8 @@ class Maintd {
 
    /// Why the agent cannot start, for the operator; empty: it has started.
    std::string start();
+   /// Whether it could not start because of its configuration: it will not before somebody mends that.
+   bool configurationIsWrong() const { return configurationIsWrong_; }
    /// Runs until a signal ends it.
    void run();
    /// The control API, for requests that do not come over a socket. Only after start().
@@ -83,8 +101,8 @@ class Maintd {
    Cog::EventLoop & loop() { return *loop_; }
    const MaintdWorld & world() const { return world_; }
    /// Raises every link that the journal says we hold, without plug-ins and stages, and waits for the switch to do it.
-   /// The reason if that was not possible. `released`, if given, gets the names of the links that were let go of.
-   std::string releaseAll( std::vector< std::string > * released = nullptr );
+   /// Makes nothing where no agent has ever run, and needs no configuration when nothing is held.
+   Released releaseAll();
 
    /// What it shares with plug-ins and keeps in its stores; for whoever looks at these without it.
    struct Entities;
@@ -95,6 +113,12 @@ class Maintd {
    struct ReleaseTick final : Cog::TimerReactor< Maintd > {
       using TimerReactor::TimerReactor;
       void onTime() override { sm()->releaseTick(); }
+   };
+
+   /// Tries again to listen on the web address.
+   struct WebTick final : Cog::TimerReactor< Maintd > {
+      using TimerReactor::TimerReactor;
+      void onTime() override { sm()->webTick(); }
    };
 
    std::string openStore();
@@ -112,6 +136,7 @@ class Maintd {
    void loadPlugin();
    void loadPluginWhenThereAreCounters();
    std::string listen();
+   void webTick();
    void handleSignal( int signal );
    bool commit();
    void resumeWhenTheRootIsThere();
@@ -143,12 +168,17 @@ class Maintd {
    std::optional< Api::Error > hold() const;
    std::string dump() const;
    std::string statusText() const;
+   std::vector< std::string > heldLinks() const;
+   std::vector< std::string > leftByUnits() const;
+   void releaseHeld( Released & result );
    void releaseTick();
    double now() const { return loop_->currentTime(); }
    double wallTime( double clockTime ) const;
    Agent::Moment moment() const;
 
    static constexpr std::size_t fastLogBytes = 4 << 20;
+   /// Seconds after which a web address that could not be had is tried again.
+   static constexpr double webRetryAfter = 5;
    MaintdOptions options_;
    MaintdWorld world_;
    Ledger::FolderLock lock_, runtimeLock_;
@@ -177,11 +207,15 @@ class Maintd {
    std::unique_ptr< Agent::HttpServer > server_;
    Vel::Ptr< Maintenance::PluginContext > context_;
    Vel::Watch< ReleaseTick > releaseTick_;
+   Vel::Watch< WebTick > webTick_;
+   std::string webProblem_;     ///< why the web address does not answer; empty: it does, or none is wanted
+   std::string fastLogProblem_; ///< why the fast log is in memory; empty: it is in its file
    std::multimap< double, std::function< void() > > advances_; ///< who waits for virtual time, by the time
    /// Turns that the consequences of an advance may take before it is answered all the same.
    static constexpr unsigned turnsToQuiet = 100;
    MaintdBoot boot_{ "virtual" };
    double started_ = 0;
+   bool configurationIsWrong_ = false;
    bool pluginAsked_ = false;
    bool resumed_ = false;
 };

@@ -165,6 +165,10 @@ std::vector< Agent::Problem > Maintd::problems() const {
          { "stage", failure.since,
            "unit " + failure.unit + " went back although stage " + failure.stage +
               " failed: " + failure.text + hadRecorded( failure.recorded ) } );
+   if ( !fastLogProblem_.empty() )
+      result.push_back( { "fastlog", started_, fastLogProblem_ } );
+   if ( !webProblem_.empty() )
+      result.push_back( { "web", started_, webProblem_ } );
    views_->addProblems( result );
    return result;
 }

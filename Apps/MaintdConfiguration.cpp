@@ -28,6 +28,7 @@ std::string Maintd::readConfiguration() {
             result = last;
       }
    if ( !result ) {
+      configurationIsWrong_ = true;
       std::string errors;
       for ( const std::string & error : configurationErrors_ )
          errors += ( errors.empty() ? "" : "\n" ) + error;

@@ -7,6 +7,8 @@
 #include "Platform/Cog/RealTime.h"
 #include "Platform/FastLog/FastLog.h"
 
+#include <spdlog/spdlog.h>
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -92,7 +94,9 @@ std::string Maintd::openStore() {
    try {
       FastLog::fileIs( options_.runtimeDir + "/fastlog", fastLogBytes );
    } catch ( const FastLog::Error & error ) {
-      return error.what();
+      // It is there to look into what has happened, and stays in memory.
+      fastLogProblem_ = error.what();
+      spdlog::warn( "{}; it is kept in memory", fastLogProblem_ );
    }
    stateEngine_ = std::make_unique< Ledger::LmdbEngine >(
       "state store", options_.stateDir + "/state.mdb", Ledger::LmdbEngine::Durability::synced );

@@ -23,6 +23,19 @@ namespace {
 /// Bytes that wait for room. What is newest counts.
 constexpr std::size_t mostUnsaid = 2048;
 
+/// What is told of the agent is one line of at most so many bytes; whole characters of it.
+std::string cut( std::string line ) {
+   constexpr std::size_t longest = 500;
+   std::replace( line.begin(), line.end(), '\n', ' ' );
+   if ( line.size() > longest ) {
+      std::size_t end = longest;
+      while ( end > 0 && ( static_cast< unsigned char >( line[end] ) & 0xC0 ) == 0x80 )
+         --end;
+      line.resize( end );
+   }
+   return line;
+}
+
 std::optional< long > number( const char * text ) {
    long result = 0;
    const char * const end = text + std::strlen( text );
@@ -96,7 +109,7 @@ void Notify::ready( Cog::EventLoop & loop, std::function< std::string() > status
    if ( timer_ < 0 || timerfd_settime( timer_, 0, &times, nullptr ) != 0 )
       throw Vel::InternalException( Vel::text( "no timer for the watchdog: ", std::strerror( errno ) ) );
    loop.descriptorIs( timer_, Cog::EventLoop::readable, [this]( Vel::U32 ) { handleTick(); } );
-   told_ = status_();
+   told_ = cut( status_() );
    say( "READY=1\nSTATUS=" + told_ + "\n" );
 }
 
@@ -112,7 +125,7 @@ void Notify::handleTick() {
    Vel::U64 expired = 0;
    if ( read( timer_, &expired, sizeof expired ) != static_cast< ssize_t >( sizeof expired ) )
       return;
-   const std::string status = status_();
+   const std::string status = cut( status_() );
    std::string lines = address_.watchdog ? "WATCHDOG=1\n" : "";
    if ( status != told_ )
       lines += "STATUS=" + status + "\n";

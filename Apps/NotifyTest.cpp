@@ -7,6 +7,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -95,6 +96,22 @@ TEST_F( Notified, isToldOfEachStepOnASocketWithAPath ) {
    EXPECT_EQ( "STOPPING=1\n", told() );
 }
 
+/// However long the text is: a start that is not told is ended after its time.
+TEST_F( Notified, isToldThatItHasStartedAlsoWithALongStatus ) {
+   const std::string name = "@" + nameOf( "long" );
+   listenOn( name );
+   Notify notify( { name, 0.1 } );
+   std::string status = "a" + std::string( 300, '\n' );
+   for ( int i = 0; i < 5000; ++i )
+      status += "\u00e4";
+   notify.ready( *loop, [&] { return status; } );
+   const std::string heard = told();
+   EXPECT_EQ( 0u, heard.find( "READY=1\nSTATUS=a   " ) ) << heard;
+   EXPECT_EQ( 2, std::count( heard.begin(), heard.end(), '\n' ) ) << "one line";
+   EXPECT_EQ( "\u00e4\n", heard.substr( heard.size() - 3 ) ) << "whole characters";
+   EXPECT_GT( 520u, heard.size() );
+}
+
 TEST_F( Notified, isToldOnASocketWithoutAPath ) {
    const std::string name = "@" + nameOf( "maintd" );
    listenOn( name );
@@ -105,7 +122,13 @@ TEST_F( Notified, isToldOnASocketWithoutAPath ) {
 
 TEST_F( Notified, isNotAskedForWhereNobodyListens ) {
    Notify nobody( { testing::TempDir() + nameOf( "nobody" ), 0.1 } );
-   nobody.ready( *loop, [] { return ""; } );
+   int asked = 0;
+   nobody.ready( *loop, [&] { return std::to_string( ++asked ); } );
+   // It goes on, and says what is so then to whoever comes.
+   while ( asked < 3 ) {
+      loop->post( [this] { loop->post( [this] { loop->stop(); } ); } );
+      loop->run();
+   }
    nobody.stopping();
    Notify none( {} );
    none.ready( *loop, []() -> std::string { throw std::logic_error( "nobody asks" ); } );

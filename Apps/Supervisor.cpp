@@ -29,7 +29,9 @@ int Supervisor::run() {
       return 1;
    while ( true ) {
       const AgentProcess::Event event = agent_.wait( std::nullopt );
-      if ( event.kind == AgentProcess::Event::Kind::signal )
+      if ( event.kind == AgentProcess::Event::Kind::started )
+         hasRun_ = true;
+      else if ( event.kind == AgentProcess::Event::Kind::signal )
          handleSignal( event.signal );
       else if ( event.kind == AgentProcess::Event::Kind::ended )
          if ( const auto status = handleEnd( event.end ) )
@@ -50,8 +52,12 @@ std::optional< int > Supervisor::handleEnd( const ProcessEnd & end ) {
    running_ = false;
    if ( asked_ )
       return !end.bySignal ? end.number : end.number == *asked_ ? 0 : signalled + end.number;
-   if ( !end.bySignal && ( end.number == 0 || restarts_ == 0 ) )
+   if ( !end.bySignal && ( end.number == 0 || !hasRun_ ) )
       return end.number;
+   if ( !hasRun_ ) {
+      agent_.say( "the agent " + text( end ) + " before it has started" );
+      return 1;
+   }
    if ( agent_.now() - startedAt_ >= goodWhile )
       delay_ = firstDelay;
    reason_ = text( end );

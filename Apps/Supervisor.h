@@ -7,8 +7,9 @@
 /// 16 and then always 30 seconds, and never gives up. Links and units are not touched by that: an agent that is started
 /// again goes on where the one before has been.
 ///
-/// It ends when the agent has ended by itself with 0, or in whatever way after somebody has asked for the end. An agent
-/// that says at its very first start that it cannot (status 1) is not tried again either: somebody is there who reads why.
+/// It ends when the agent has ended by itself with 0, or in whatever way after somebody has asked for the end. If no agent
+/// has ever come to run, in whatever way the first one has ended, it is not tried again either: somebody is there who reads
+/// why.
 namespace Apps {
 
 /// How a process has ended.
@@ -23,9 +24,9 @@ std::string text( const ProcessEnd & end );
 class AgentProcess {
  public:
    struct Event {
-      enum class Kind { ended, signal, timeUp } kind = Kind::timeUp;
-      ProcessEnd end = {}; ///< of the agent
-      int signal = 0;      ///< that was sent to us
+      enum class Kind { started, ended, signal, timeUp } kind = Kind::timeUp; ///< started: the agent runs
+      ProcessEnd end = {};                                                    ///< of the agent
+      int signal = 0;                                                         ///< that was sent to us
    };
    virtual ~AgentProcess() = default;
    /// Seconds that never go back.
@@ -60,6 +61,7 @@ class Supervisor {
 
    AgentProcess & agent_;
    bool running_ = false;
+   bool hasRun_ = false;        ///< some agent has said that it has started
    std::optional< int > asked_; ///< the signal by which somebody has asked for the end
    unsigned restarts_ = 0;
    double delay_ = firstDelay; ///< before the next restart

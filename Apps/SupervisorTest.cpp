@@ -5,6 +5,7 @@
 #include <csignal>
 #include <deque>
 #include <functional>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -35,6 +36,7 @@ class PlayedAgent final : public AgentProcess {
          return false;
       }
       runs = true;
+      toSay = comesToRun;
       starts.push_back( { now_, restarts, reason } );
       return true;
    }
@@ -43,6 +45,8 @@ class PlayedAgent final : public AgentProcess {
       passed.push_back( signal );
    }
    Event wait( std::optional< double > seconds ) override {
+      if ( std::exchange( toSay, false ) )
+         return { Kind::started, {}, 0 };
       const bool empty = script_.empty();
       const bool needsAgent = !empty && script_.front().event.kind == Kind::ended;
       // Of an agent that does not run nothing is heard; only time and signals go on.
@@ -74,6 +78,8 @@ class PlayedAgent final : public AgentProcess {
    std::vector< int > passed;
    std::vector< std::string > said;
    bool runs = false;
+   bool comesToRun = true; ///< an agent that is started says that it runs
+   bool toSay = false;
    unsigned goodStarts = 0;
    int failures = 0; ///< so many starts fail, once there have been good ones
 
@@ -203,9 +209,27 @@ TEST_F( Supervised, waitsForTheWholeDelayWhenSignalsComeMeanwhile ) {
 }
 
 TEST_F( Supervised, isNotTriedAgainIfItsFirstStartFails ) {
-   agent.endsAfter( 1, { false, 1 } );
+   agent.comesToRun = false;
+   agent.endsAfter( 1, { false, 78 } );
+   EXPECT_EQ( 78, run() );
+   EXPECT_EQ( 1u, agent.starts.size() );
+}
+
+TEST_F( Supervised, isNotTriedAgainIfItAbortsBeforeItHasEverRun ) {
+   agent.comesToRun = false;
+   agent.abortsAfter( 1 );
    EXPECT_EQ( 1, run() );
    EXPECT_EQ( 1u, agent.starts.size() );
+   EXPECT_EQ(
+      ( std::vector< std::string >{ "the agent ended by signal 6 (Aborted) before it has started" } ),
+      agent.said );
+}
+
+TEST_F( Supervised, isTriedAgainIfTheFirstOneEndsWithAFailureAfterItHasRun ) {
+   agent.endsAfter( 7 * 86400, { false, 1 } );
+   EXPECT_EQ( 0, run() );
+   ASSERT_EQ( 2u, agent.starts.size() );
+   EXPECT_EQ( "ended with status 1", agent.starts[1].reason );
 }
 
 TEST_F( Supervised, isTriedAgainIfALaterStartFails ) {

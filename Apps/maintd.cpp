@@ -1,41 +1,25 @@
 #include "Apps/Maintd.h"
+#include "Apps/Background.h"
+#include "Apps/Logging.h"
+#include "Apps/Owner.h"
 #include "Apps/RealAgentProcess.h"
 
-#include "Platform/Vel/Error.h"
-#include "Platform/Vel/Log.h"
 #include "Platform/Vel/Trace.h"
 
 #include <CLI/CLI.hpp>
-#include <spdlog/sinks/stdout_sinks.h>
-#include <spdlog/sinks/syslog_sink.h>
 #include <spdlog/spdlog.h>
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
-#include <optional>
 
 namespace {
 
-void logTo( const std::shared_ptr< spdlog::logger > & logger, const char * pattern ) {
-   spdlog::set_default_logger( logger );
-   logger->flush_on( spdlog::level::trace );
-   logger->set_pattern( pattern );
-   Vel::traceSinkIs(
-      []( void *, const Vel::TraceFacility & facility, int level, std::string_view text ) {
-         spdlog::info( "trace {}/{} {}", facility.name(), level, text );
-      },
-      nullptr );
-   Vel::logSinkIs(
-      []( void *, const Vel::LogHandle & handle, std::string_view text ) {
-         spdlog::warn( "{}: {}", handle.name(), text );
-      },
-      nullptr );
-}
+// Exit statuses; maintd.8 says them. That of a wrong configuration is the one that others use for it, too.
+constexpr int statusFailed = 1;
+constexpr int statusUsage = 2;
+constexpr int statusHeld = 3;
+constexpr int statusInUse = 4;
+constexpr int statusConfiguration = 78;
 
 /// "IntfMonSm=9" switches traces; the text of what is wrong with it, empty if nothing.
 std::string traceIs( const std::string & setting ) {
@@ -56,78 +40,40 @@ std::string installedDir() {
    return ( program.parent_path() / ".." / MAINT_LIBDIR ).lexically_normal();
 }
 
-/// The way of a program into the background: whoever has started it waits until it runs, and is told by the exit status
-/// if it does not.
-class Background {
- public:
-   /// The exit status in the process that was started; nothing in the one that goes on.
-   std::optional< int > begin() {
-      int ends[2];
-      const pid_t process = pipe2( ends, O_CLOEXEC ) == 0 ? fork() : -1;
-      if ( process < 0 ) {
-         std::perror( "maintd: cannot go to the background" );
-         return 1;
-      }
-      if ( process == 0 ) {
-         close( ends[0] );
-         report_ = ends[1];
-         setsid();
-         return std::nullopt;
-      }
-      close( ends[1] );
-      char word = 0;
-      ssize_t got;
-      do
-         got = read( ends[0], &word, 1 );
-      while ( got < 0 && errno == EINTR );
-      return got == 1 ? 0 : 1;
-   }
-
-   /// Lets go of the terminal and of the folder that we were started in, which could not be unmounted otherwise.
-   void leave() {
-      if ( const int nowhere = open( "/dev/null", O_RDWR ); nowhere >= 0 ) {
-         for ( const int standard : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO } )
-            dup2( nowhere, standard );
-         if ( nowhere > STDERR_FILENO )
-            close( nowhere );
-      }
-      if ( chdir( "/" ) != 0 )
-         spdlog::warn( "the folder cannot be left: {}", std::strerror( errno ) );
-   }
-
-   /// It runs: nobody waits any more. Whoever has waited is gone already when an agent is started again.
-   void started() {
-      leave();
-      if ( write( report_, "", 1 ) != 1 && errno != EPIPE )
-         spdlog::warn( "whoever has started this was not told: {}", std::strerror( errno ) );
-      close( report_ );
-   }
-
- private:
-   int report_ = -1;
-};
-
-void logToSyslog() {
-   constexpr char name[] = "syslog";
-   // A supervisor's child has taken it over.
-   if ( !spdlog::get( name ) )
-      logTo( spdlog::syslog_logger_st( name, "maintd", LOG_PID, LOG_DAEMON ), "%v" );
+/// For whoever has started this: with its priority, if that is a service manager that keeps priorities.
+void complain( const std::string & problem ) {
+   std::fprintf( stderr, "%smaintd: %s\n", Apps::errorPrefix(), problem.c_str() );
 }
 
 int releaseAllLinks( const Apps::MaintdOptions & options ) {
-   std::vector< std::string > released;
-   const std::string problem = Apps::Maintd( options ).releaseAll( &released );
-   for ( const std::string & link : released )
+   using Outcome = Apps::Released::Outcome;
+   const Apps::Released released = Apps::Maintd( options ).releaseAll();
+   for ( const std::string & link : released.links )
       std::printf( "released %s\n", link.c_str() );
-   if ( released.empty() && problem.empty() )
-      std::puts( "no link was held" );
-   if ( !problem.empty() )
-      std::fprintf( stderr, "maintd: %s\n", problem.c_str() );
-   return problem.empty() ? 0 : 1;
+   for ( const std::string & link : released.held )
+      std::printf( "held %s\n", link.c_str() );
+   if ( released.links.empty() && released.outcome == Outcome::done )
+      std::printf( "no link was held (%s)\n", options.stateDir.c_str() );
+   for ( const std::string & line : released.left )
+      std::puts( line.c_str() );
+   if ( !released.problem.empty() )
+      complain( released.problem );
+   switch ( released.outcome ) {
+   case Outcome::done:
+      return 0;
+   case Outcome::held:
+      return statusHeld;
+   case Outcome::inUse:
+      return statusInUse;
+   default:
+      return statusFailed;
+   }
 }
 
-/// Until a signal ends it. `background` is null in the foreground.
-int runAgent( const Apps::MaintdOptions & options, Background * background ) {
+/// Until a signal ends it. `background` is null in the foreground; `runs` is called when it has started.
+int runAgent(
+   const Apps::MaintdOptions & options, Apps::Background * background,
+   const std::function< void() > & runs ) {
    Apps::Notify notify( Apps::Notify::takeFromEnvironment() );
    Apps::MaintdWorld world;
    world.notify = &notify;
@@ -137,34 +83,41 @@ int runAgent( const Apps::MaintdOptions & options, Background * background ) {
       if ( background && options.restarts.value_or( 0 ) > 0 )
          spdlog::error( "{}", problem );
       else
-         std::fprintf( stderr, "maintd: %s\n", problem.c_str() );
-      return 1;
+         complain( problem );
+      return agent.configurationIsWrong() ? statusConfiguration : statusFailed;
    }
    if ( background ) {
-      logToSyslog();
+      Apps::logToSyslog();
       background->started();
    }
+   runs();
    spdlog::info( "maintd {} is running", MAINT_VERSION );
    agent.run();
    return 0;
 }
 
-int runSupervised( const Apps::MaintdOptions & options, Background * background ) {
-   Apps::RealAgentProcess process(
-      [&]( unsigned restarts, const std::string & reason ) {
+int runSupervised( const Apps::MaintdOptions & options, Apps::Background * background ) {
+   Apps::RealAgentProcess process( {
+      [&]( const Apps::RealAgentProcess::Start & start ) {
          Apps::MaintdOptions own = options;
-         own.restarts = restarts;
-         own.restartReason = reason;
-         return runAgent( own, background );
+         own.restarts = start.restarts;
+         own.restartReason = start.reason;
+         return runAgent( own, background, start.runs );
       },
       [background] {
-         // The first agent still prints why it does not start; we, and those after it, have only the log.
+         // The agent alone says that it runs: whoever waits for that learns so when there is none.
+         if ( background )
+            background->forget();
+      },
+      [background] {
+         // The first agent, and we, print why it does not start; from here on there is only the log.
          if ( background ) {
             background->leave();
-            logToSyslog();
+            Apps::logToSyslog();
          }
       },
-      []( const std::string & line ) { spdlog::error( "{}", line ); } );
+      []( const std::string & line ) { spdlog::error( "{}", line ); },
+   } );
    return Apps::Supervisor( process ).run();
 }
 
@@ -200,15 +153,15 @@ int main( int argc, char ** argv ) {
    } catch ( const CLI::ParseError & error ) {
       if ( error.get_exit_code() == 0 )
          return app.exit( error );
-      std::fprintf( stderr, "maintd: %s\n", error.what() );
-      return 2;
+      complain( error.what() );
+      return statusUsage;
    }
    for ( const std::string & setting : traces )
       if ( const std::string problem = traceIs( setting ); !problem.empty() ) {
-         std::fprintf( stderr, "maintd: %s\n", problem.c_str() );
-         return 2;
+         complain( problem );
+         return statusUsage;
       }
-   logTo( spdlog::stderr_logger_st( "maintd" ), "%Y-%m-%dT%H:%M:%S.%e %l %v" );
+   Apps::logToStandardError();
 
    // In the background the folder that we were started in is left, and the files are read again later.
    for ( std::string * path :
@@ -216,12 +169,17 @@ int main( int argc, char ** argv ) {
       if ( !path->empty() )
          *path = std::filesystem::absolute( *path ).lexically_normal();
 
+   if ( const std::string problem = Apps::becomeOwnerOf( options.stateDir, options.runtimeDir );
+        !problem.empty() ) {
+      complain( problem );
+      return statusFailed;
+   }
    if ( releaseAll )
       return releaseAllLinks( options );
-   Background background;
+   Apps::Background background;
    if ( !foreground )
       if ( const auto ended = background.begin() )
          return *ended;
-   Background * const behind = foreground ? nullptr : &background;
-   return supervised ? runSupervised( options, behind ) : runAgent( options, behind );
+   Apps::Background * const behind = foreground ? nullptr : &background;
+   return supervised ? runSupervised( options, behind ) : runAgent( options, behind, [] {} );
 }

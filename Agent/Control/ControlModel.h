@@ -50,7 +50,7 @@ struct ControlModel {
 
 /// One thing that is wrong with the agent.
 struct Problem {
-   /// A word: "store", "counters", "configuration", "plug-in", "switch", "stage", "samples", "history", "hook".
+   /// "store", "counters", "configuration", "plug-in", "switch", "stage", "samples", "history", "hook", "fastlog", "web".
    std::string what;
    double since; ///< seconds of the agent's clock
    std::string text;

@@ -46,6 +46,7 @@ DataPlane::Outcome Executor::start() {
       if ( const auto known = known_.find( intf ); known != known_.end() )
          known->second.raised = false;
    }
+   bootNote();
    findDrift();
    for ( const auto & [intf, entry] : model_.journal->entryRange() )
       runSoon( intf );
@@ -54,6 +55,21 @@ DataPlane::Outcome Executor::start() {
    for ( const auto & [intf, known] : known_ )
       publish( intf );
    return outcome;
+}
+
+/// The machine sets its links up when it starts, some of them when the agent runs already.
+void Executor::bootNote() {
+   if ( model_.journal->bootId() == switch_->bootId() )
+      return;
+   const bool isFirst = model_.journal->bootId().empty();
+   model_.journal->awaitedDelAll();
+   for ( const auto & [intf, time] : model_.cause->intfStatusRange() )
+      if ( !isFirst ) {
+         model_.journal->awaitedIs( intf );
+         // It was shown before it was known to be one of those.
+         model_.allIntfStatusDir->intfStatusDel( intf );
+      }
+   model_.journal->bootIdIs( switch_->bootId() );
 }
 
 /// What others have done while there was no agent.
@@ -140,7 +156,22 @@ void Executor::turnEnds() {
    bridgesNote();
 }
 
+/// Whether a link has come up because the machine has started, and nobody has wished it. It is held anew then, with the
+/// addresses that it has by now.
+bool Executor::raisedByTheMachine( Known & known ) {
+   const Wire::IntfId intf = known.link.intf;
+   if ( !known.link.adminUp || !model_.journal->awaited( intf ) )
+      return false;
+   model_.journal->entryDel( intf );
+   runSoon( intf );
+   hooks_.noted( Vel::text(
+      intf, ": has come up with the machine while we are to hold it down; it is set down again" ) );
+   return true;
+}
+
 void Executor::setByOthers( Known & known, LinkJournalEntry * entry ) {
+   if ( raisedByTheMachine( known ) )
+      return;
    if ( entry ) {
       entry->wasUpIs( known.link.adminUp );
       entry->raisedIs( known.link.adminUp );
@@ -252,12 +283,14 @@ void Executor::run() {
 }
 
 void Executor::execute( const Wire::IntfId & intf ) {
+   const bool wantedDown = model_.cause->intfStatus( intf ) != nullptr;
+   if ( !wantedDown )
+      model_.journal->awaitedDel( intf );
    const auto it = known_.find( intf );
    if ( it == known_.end() || !it->second.present )
       return;
    Known & known = it->second;
    LinkJournalEntry * const entry = model_.journal->entry( intf );
-   const bool wantedDown = model_.cause->intfStatus( intf ) != nullptr;
    if ( wantedDown && ( !entry || entry->wantedUp() ) )
       hold( intf, known );
    else if ( !wantedDown && entry && !entry->wantedUp() )
@@ -293,8 +326,10 @@ void Executor::hold( const Wire::IntfId & intf, Known & known ) {
    entry->wantedUpIs( false );
    entry->acknowledgedIs( !entry->wasUp() );
    known.graceEnd = 0;
-   if ( entry->wasUp() )
+   if ( entry->wasUp() ) {
+      model_.journal->awaitedDel( intf );
       request( *entry, known );
+   }
 }
 
 void Executor::letGo( LinkJournalEntry & entry, Known & known ) {

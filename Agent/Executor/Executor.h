@@ -25,7 +25,8 @@
 /// Invariants:
 /// 1. The status that the model shows is the link's state apart from our own shutdown. While we hold a link down its
 ///    status stays what it was, and after a release it stays until the link is up or `releaseGrace` has passed, so that a
-///    slow carrier does not look like a flap. A link that is gone has no status; one that somebody else raises while
+///    slow carrier does not look like a flap. One that was to be held down when the machine was started keeps it until the
+///    machine has set it up, or it need not be held any more. A link that is gone has no status; one that somebody else raises while
 ///    we hold it is shown as it is.
 /// 2. An Ethernet port has a status only while it has counters, and a port-channel or VLAN interface only on a switch
 ///    that tells their members, while it has some and while those have counters, so that what cannot be counted never
@@ -34,7 +35,8 @@
 /// 3. The last wish of others holds: a link that was down before we came, or that somebody else has set down since, is
 ///    not raised when we let go. What others do to links that we hold or watch is told (Drift.h) and not fought over.
 ///    A bridge that goes down or up and takes its VLAN interfaces with it is nobody's wish for those: one that we hold is
-///    set down again.
+///    set down again. Nor is it anybody's wish that a machine that starts sets its links up: one that is to be held down
+///    since before is set down again when it comes up for the first time.
 /// 4. No request is sent that the journal does not know; what the journal knows and the switch has not acknowledged is
 ///    asked for again. A link whose addresses and routes cannot be read is not shut until they can be.
 namespace Agent {
@@ -146,6 +148,8 @@ class Executor final : private DataPlane::Listener {
    void bridgesNote();
    void setByOthers( Known & known, LinkJournalEntry * entry );
    void findDrift();
+   void bootNote();
+   bool raisedByTheMachine( Known & known );
    void runSoon( const Wire::IntfId & intf );
    void run();
    void execute( const Wire::IntfId & intf );

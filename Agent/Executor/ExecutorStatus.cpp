@@ -99,6 +99,8 @@ bool Executor::carries( const Wire::IntfId & intf, const Wire::IntfId & port ) c
 bool Executor::statusHeld( const Wire::IntfId & intf, const Known & known ) const {
    if ( known.graceEnd > 0 )
       return true;
+   if ( model_.journal->awaited( intf ) )
+      return true;
    const LinkJournalEntry * const entry = model_.journal->entry( intf );
    if ( !entry || !entry->wasUp() )
       return false;
@@ -106,6 +108,8 @@ bool Executor::statusHeld( const Wire::IntfId & intf, const Known & known ) cons
 }
 
 bool Executor::heldDown( const Wire::IntfId & intf, const Known & known ) const {
+   if ( model_.journal->awaited( intf ) )
+      return !known.link.adminUp;
    const LinkJournalEntry * const entry = model_.journal->entry( intf );
    return entry && entry->wasUp() && !entry->wantedUp() && entry->acknowledged() && !known.raised;
 }

@@ -35,10 +35,20 @@ class LoweredLink final : public Vel::Entity {
    VEL_ATTR( Vel::String, bootId, onBootId ); ///< as of an entry
 };
 
+/// One link that was to be held down when the switch was started again, and that the machine may not have set up yet: the
+/// first to raise it is the machine itself. Written by the executor only.
+class AwaitedLink final : public Vel::Entity {
+   VEL_ENTITY( AwaitedLink );
+   explicit AwaitedLink( const Wire::IntfId & intf ) : intf_( intf ) {}
+   VEL_PARAM( Wire::IntfId, intf );
+};
+
 class LinkJournal final : public Vel::Entity {
    VEL_ENTITY( LinkJournal );
+   VEL_ATTR( Vel::String, bootId, onBootId ); ///< the boot of the switch that was met last; empty: none yet
    VEL_CHILDREN( Wire::IntfId, LinkJournalEntry, entry, onEntry );
    VEL_CHILDREN( Wire::IntfId, LoweredLink, lowered, onLowered );
+   VEL_CHILDREN( Wire::IntfId, AwaitedLink, awaited, onAwaited );
 };
 
 } // namespace Agent

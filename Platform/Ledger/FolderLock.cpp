@@ -69,6 +69,7 @@ Status FolderLock::lock( const Vel::String & folder ) {
       close( fd );
       if ( reason != EWOULDBLOCK )
          return failed( folder, "lock it", reason );
+      inUse_ = true;
       return Status::failure(
          "folder " + folder + ": in use by another process" + ( other.empty() ? "" : " (" + other + ")" ) );
    }

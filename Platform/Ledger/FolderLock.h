@@ -17,9 +17,12 @@ class FolderLock {
    /// if another process has it (its id is named) or the folder cannot be written. What a process that has ended has
    /// left to one that it had just made is let go when that one runs; it is given the chance.
    Status lock( const Vel::String & folder );
+   /// Whether lock() has failed because another process has the folder.
+   bool inUse() const { return inUse_; }
 
  private:
    int fd_ = -1;
+   bool inUse_ = false;
 };
 
 } // namespace Ledger

@@ -101,7 +101,7 @@ Apps::MaintdOptions AgentRig::options() const {
    return options;
 }
 
-std::string AgentRig::releaseAll() {
+Apps::Released AgentRig::releaseAll() {
    watched_->clockIs( *firstLoop_ );
    time_->targetIs( time_->now() + 60 );
    return Apps::Maintd( options(), world_ ).releaseAll();

@@ -43,8 +43,8 @@ class AgentRig {
    bool running() const { return agent_ != nullptr; }
    /// What the next agent will find as its configuration.
    void configurationIs( const std::string & configuration );
-   /// Raises all links that are held, while no agent runs; what it says. Its moves bear no times.
-   std::string releaseAll();
+   /// Raises all links that are held, while no agent runs. Its moves bear no times.
+   Apps::Released releaseAll();
    /// Time goes by while no agent runs.
    void pass( double seconds ) { time_->spend( seconds ); }
    /// The machine is started anew: the agent is gone, and the next one starts in another boot, after the machine has been

@@ -166,7 +166,7 @@ usesTheLastAcceptedConfigurationWhenTheFileIsBroken() {
 doesNotStartWithABrokenConfigurationAndNoneBefore() {
    echo "version: 2" > maintd.yaml
    run "$build/bin/maintd" --foreground --config maintd.yaml --state-dir "$PWD/state" --runtime-dir "$PWD/run"
-   fails
+   [ "$status" -eq 78 ] || fail "it should have ended with 78"
    says "maintd.yaml:1:10: error:"
    says "profiles"
 }
@@ -230,7 +230,7 @@ saysByItsStatusThatItDoesNotStartInTheBackground() {
    _config
    sed -i 's/^version: 1/version: 9/' maintd.yaml
    run "$build/bin/maintd" --config maintd.yaml --state-dir state --runtime-dir run --plugin-dir "$build/lib"
-   fails
+   [ "$status" -eq 78 ] || fail "it should have ended with 78"
    says "maintd.yaml:1:10: error: "
 }
 

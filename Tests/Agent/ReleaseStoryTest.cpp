@@ -9,6 +9,7 @@
 namespace {
 
 using Tests::AgentRig;
+using Outcome = Apps::Released::Outcome;
 
 const char * const configuration = "settle: 5s\n"
                                    "profiles:\n"
@@ -42,34 +43,102 @@ class ReleaseAll : public testing::Test {
 
 TEST_F( ReleaseAll, raisesEveryLinkThatIsHeld ) {
    rig.crash();
-   EXPECT_EQ( "", rig.releaseAll() );
+   EXPECT_EQ( "", rig.releaseAll().problem );
    EXPECT_EQ( downAndUp, sorted( rig.moves() ) );
 }
 
 TEST_F( ReleaseAll, hasNothingToDoTheSecondTime ) {
    rig.crash();
-   EXPECT_EQ( "", rig.releaseAll() );
-   EXPECT_EQ( "", rig.releaseAll() );
+   EXPECT_EQ( "", rig.releaseAll().problem );
+   EXPECT_EQ( "", rig.releaseAll().problem );
    EXPECT_EQ( downAndUp, sorted( rig.moves() ) );
 }
 
 TEST_F( ReleaseAll, isRefusedWhileAnAgentRuns ) {
-   const std::string problem = rig.releaseAll();
-   EXPECT_NE( std::string::npos, problem.find( rig.folder() + "/state: in use by another process" ) )
-      << problem;
+   const auto released = rig.releaseAll();
+   EXPECT_EQ( Outcome::inUse, released.outcome );
+   EXPECT_NE( std::string::npos, released.problem.find( rig.folder() + "/state: in use by another process" ) )
+      << released.problem;
    EXPECT_EQ( down, sorted( rig.moves() ) );
+}
+
+TEST_F( ReleaseAll, saysWhichLinksAndThatTheUnitStaysAsItIs ) {
+   rig.crash();
+   const auto released = rig.releaseAll();
+   EXPECT_EQ( Outcome::done, released.outcome );
+   EXPECT_EQ( ( std::vector< std::string >{ "et1", "et2", "pc1" } ), sorted( released.links ) );
+   EXPECT_TRUE( released.held.empty() );
+   EXPECT_EQ(
+      std::vector< std::string >{ "unit u1 is not normal (maintenance), and stays so" }, released.left );
+}
+
+TEST_F( ReleaseAll, saysWhichLinksAreStillHeld ) {
+   rig.crash();
+   rig.simulation().linkSetFaultIs( "the device is busy" );
+   const auto released = rig.releaseAll();
+   EXPECT_EQ( Outcome::held, released.outcome );
+   EXPECT_EQ( ( std::vector< std::string >{ "et1", "et2", "pc1" } ), sorted( released.held ) );
+   EXPECT_NE( std::string::npos, released.problem.find( "the device is busy" ) ) << released.problem;
+   rig.simulation().linkSetFaultIs( "" );
+   EXPECT_EQ( Outcome::done, rig.releaseAll().outcome );
+}
+
+/// The unit is normal, and nothing is held.
+TEST_F( ReleaseAll, needsNoConfigurationWhenNothingIsHeld ) {
+   rig.post( "units/u1/exit" );
+   rig.runUntil( 60 );
+   rig.crash();
+   std::filesystem::remove( rig.folder() + "/maintd.yaml" );
+   rig.simulation().healthFaultIs( "the switch does not answer" );
+   const auto released = rig.releaseAll();
+   EXPECT_EQ( Outcome::done, released.outcome ) << released.problem;
+   EXPECT_TRUE( released.links.empty() );
+   EXPECT_TRUE( released.left.empty() );
+}
+
+TEST_F( ReleaseAll, saysThatItCannotTellWhenTheStoreCannotBeRead ) {
+   rig.crash();
+   std::ofstream( rig.folder() + "/state/state.mdb" ) << "no store";
+   const auto released = rig.releaseAll();
+   EXPECT_EQ( Outcome::unknown, released.outcome );
+   EXPECT_NE( "", released.problem );
+}
+
+TEST_F( ReleaseAll, leavesWhatIsHeldInAnotherNetworkOfTheMachine ) {
+   rig.crash();
+   rig.watched().bootIdIs( "machine.1" );
+   rig.start(); // holds them anew
+   rig.runUntil( 60 );
+   rig.crash();
+   rig.watched().bootIdIs( "machine.2" );
+   auto released = rig.releaseAll();
+   EXPECT_EQ( Outcome::held, released.outcome );
+   EXPECT_EQ( 3u, released.held.size() );
+   EXPECT_NE( std::string::npos, released.problem.find( "is held in another network namespace" ) )
+      << released.problem;
+   rig.watched().bootIdIs( "machine.1" );
+   released = rig.releaseAll();
+   EXPECT_EQ( Outcome::done, released.outcome ) << released.problem;
+   EXPECT_EQ( ( std::vector< std::string >{ "et1", "et2", "pc1" } ), sorted( released.links ) );
+}
+
+TEST( ReleaseAllBefore, makesNothingWhereNoAgentHasEverRun ) {
+   AgentRig rig( configuration );
+   EXPECT_EQ( Outcome::done, rig.releaseAll().outcome );
+   EXPECT_FALSE( std::filesystem::exists( rig.folder() + "/state" ) );
+   EXPECT_FALSE( std::filesystem::exists( rig.folder() + "/run" ) );
 }
 
 TEST_F( ReleaseAll, worksWithAConfigurationThatIsBroken ) {
    rig.crash();
    std::ofstream( rig.folder() + "/maintd.yaml" ) << "version: [\n";
-   EXPECT_EQ( "", rig.releaseAll() );
+   EXPECT_EQ( "", rig.releaseAll().problem );
    EXPECT_EQ( downAndUp, sorted( rig.moves() ) );
 }
 
 TEST_F( ReleaseAll, leavesTheUnitToTheNextAgent ) {
    rig.crash();
-   EXPECT_EQ( "", rig.releaseAll() );
+   EXPECT_EQ( "", rig.releaseAll().problem );
    rig.start();
    rig.runUntil( 100 );
    EXPECT_EQ( "\"maintenance\"", rig.fact( "units/u1", "state" ) );

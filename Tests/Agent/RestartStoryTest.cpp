@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 
 /// The agent comes back and finds another configuration, other links or another time.
@@ -159,6 +160,36 @@ TEST_F( RestartStory, linkThatWasMadeAnewMeanwhileIsShutAgain ) {
    EXPECT_EQ( "\"maintenance\"", state() );
    EXPECT_EQ( ( std::vector< std::string >{ "et1 down", "et2 down", "et2 up", "et2 down" } ), rig.moves() );
    EXPECT_EQ( "\"down\"", rig.fact( "interfaces/et2", "link-state" ) );
+}
+
+/// The machine starts again, and sets its links up when the agent has been running for a while; et2 first without carrier.
+TEST_F( RestartStory, linksThatTheMachineSetsUpAfterABootAreShutAgainAndComeBack ) {
+   toMaintenance();
+   rig.crash();
+   rig.watched().bootIdIs( "second boot" );
+   std::filesystem::remove_all( rig.folder() + "/run" );
+   rig.start();
+   rig.runUntil( 35 );
+   rig.soon( [this] {
+      EXPECT_TRUE( rig.simulation().linkIs( "et2", false ).ok() );
+      for ( const char * name : { "et1", "et2" } )
+         rig.watched().linkSet( 0, Wire::EthIntfId( name ), true, "" );
+   } );
+   rig.at( 37, [this] { EXPECT_TRUE( rig.simulation().linkIs( "et2", true ).ok() ); } );
+   rig.runUntil( 120 );
+   EXPECT_EQ( "\"maintenance\"", state() );
+   EXPECT_EQ( "\"swap\"", rig.fact( "units/u1", "reason" ) );
+   for ( const char * name : { "interfaces/et1", "interfaces/et2" } ) {
+      SCOPED_TRACE( name );
+      EXPECT_EQ( "\"down\"", rig.fact( name, "link-state" ) );
+      EXPECT_EQ( "true", rig.fact( name, "shut" ) );
+      EXPECT_EQ( "null", rig.fact( name, "drift" ) );
+   }
+   EXPECT_EQ( 202, rig.post( "units/u1/exit" ) );
+   rig.runUntil( 130 );
+   EXPECT_EQ( "\"normal\"", state() );
+   for ( const char * name : { "interfaces/et1", "interfaces/et2" } )
+      EXPECT_EQ( "\"up\"", rig.fact( name, "link-state" ) ) << name;
 }
 
 TEST_F( RestartStory, drainGoesOnAfterAnHourWithoutAnAgent ) {

@@ -103,8 +103,20 @@ endsWhenTheFirstAgentCannotStart() {
    for how in --foreground ""; do
       # shellcheck disable=SC2086
       run eval "(_maintd --supervise $how)"
-      fails
+      [ "$status" -eq 78 ] || fail "it should have ended with 78"
       says "unknown version"
+   done
+}
+
+# Whoever starts it in the background must not wait for what never comes.
+endsWhenTheFirstAgentDiesBeforeItRuns() {
+   _config
+   for how in --foreground ""; do
+      # The first byte that the agent writes to a file ends it; what it prints goes into a pipe.
+      # shellcheck disable=SC2086
+      run eval "(ulimit -f 0; _maintd --supervise $how)"
+      fails
+      says "the agent ended by signal 25 (File size limit exceeded) before it has started"
    done
 }
 
@@ -114,7 +126,93 @@ releasesLinksWithoutASupervisor() {
    [ "$status" -eq 2 ] || fail "it should be wrong usage"
    run eval "(_maintd --release-all)"
    passes
-   says "no link was held"
+   says "no link was held ($PWD/state)"
+}
+
+# What root does in between must not keep the service from its own files afterwards.
+leavesNothingOfRootsInTheFoldersOfTheService() {
+   [ "$(id -u)" -eq 0 ] || return 0
+   _config
+   _start
+   _ctl enter u1 > /dev/null || fail "cannot enter"
+   _kill KILL
+   chmod 755 .
+   chown -R nobody: state run
+   rm -rf run/fastlog run/lock state/lock
+   run eval "(_maintd --release-all)"
+   passes
+   output=$(find state run -user root)
+   saysNothing
+   # An agent that root starts to have a look goes on as its owner, too.
+   rm -rf run
+   (_maintd --foreground) > log 2>&1 < /dev/null &
+   supervisor=$!
+   _cleansUp
+   _until "the agent answers" _is pid "$supervisor"
+   [ "$(stat -c %U "/proc/$supervisor")" = nobody ] || fail "it should run as nobody"
+   _ctlSays '"state": "entering"' -j show unit u1
+   output=$(find state run -user root)
+   saysNothing
+}
+
+# Its log of events is there for whoever looks into a failure, and must not be one.
+goesOnWithoutTheFileOfItsFastLog() {
+   _config
+   mkdir -p run/fastlog/full
+   _start
+   _ctlSays '"what": "fastlog"' -j show agent
+   _ctlSays u1 show units
+}
+
+_takesPort() { # makes $port, and keeps it until $holder ends
+   python3 -c '
+import signal, socket
+end = socket.socket()
+end.bind( ( "127.0.0.1", 0 ) )
+end.listen()
+print( end.getsockname()[ 1 ], flush=True )
+signal.pause()
+' > port &
+   holder=$!
+   _until "somebody has a port" [ -s port ]
+   port=$(cat port)
+}
+_pageIsThere() { curl -sf "http://127.0.0.1:$port/" > /dev/null; }
+_isWithoutProblems() { [ "$(_fact problems)" = "[]" ]; }
+
+# Units do not wait for the page: while somebody else has its address, it is tried again.
+goesOnWithoutItsPageUntilThereIsRoomForIt() {
+   _config
+   _takesPort
+   echo "listen: {web: \"127.0.0.1:$port\"}" >> maintd.yaml
+   _start
+   trap 'kill -9 $agent $holder 2> /dev/null; rm -rf "$here"' EXIT
+   _ctlSays '"what": "web"' -j show agent
+   _ctlSays "127.0.0.1:$port" -j show agent
+   run _ctl enter u1
+   passes
+   kill -9 "$holder"
+   _until "the page is there" _pageIsThere
+   _until "it is no problem any more" _isWithoutProblems
+}
+
+# The journal has a time of its own, and reads the priority of each line in front of it.
+tellsTheJournalHowBadItIs() {
+   _config
+   echo "nonsense: 1" > broken.yaml
+   : > log
+   (JOURNAL_STREAM=$(stat -c %d:%i log) _maintd --foreground) >> log 2>&1 < /dev/null &
+   supervisor=$!
+   _cleansUp
+   _until "the agent answers" _is state ok
+   cp broken.yaml maintd.yaml
+   kill -HUP "$supervisor"
+   _until "it says what is wrong" grep -q "^<3>.*maintd.yaml" log
+   grep -q "^<6>maintd .* is running" log || fail "it should say so as information: $(cat log)"
+   # That of somebody else is not ours.
+   run eval "(JOURNAL_STREAM=1:1 _maintd --foreground --nonsense)"
+   saysNot "<3>"
+   says "maintd: "
 }
 
 _heard() { grep -qF -- "$1" heard; }

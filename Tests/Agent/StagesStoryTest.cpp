@@ -252,7 +252,14 @@ TEST_F( StagesStory, reloadChangesTheNextRunAndLeavesTheWayBack ) {
 TEST_F( StagesStory, releaseOfAllLinksAsksNoStage ) {
    story.rig.runUntil( 50 );
    story.rig.crash();
-   EXPECT_EQ( "", story.rig.releaseAll() );
+   const auto released = story.rig.releaseAll();
+   EXPECT_EQ( "", released.problem );
+   ASSERT_EQ( 2u, released.left.size() );
+   EXPECT_EQ( "unit u1 is not normal (maintenance), and stays so", released.left[0] );
+   EXPECT_NE(
+      std::string::npos,
+      released.left[1].find( "unit u1: what its stage steer has done stays; it has recorded {" ) )
+      << released.left[1];
    EXPECT_EQ( 4u, story.rig.moves().size() );
    EXPECT_EQ( std::vector< std::string >{ "enter" }, story.router.did );
    EXPECT_EQ( 65535u, story.router.metric );

@@ -35,6 +35,8 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
          else if ( vlanId == vlanIntf.vlanId() )
             listener_->vlanMemberDel( vlanId, member );
    }
+   /// It is another one from now on to those who start it.
+   void bootIdIs( const Vel::String & id ) { bootId_ = id; }
    /// The ports without counters, from the next time on that they are read.
    void withoutCountersIs( const std::set< Wire::IntfId > & ports ) { withoutCounters_ = ports; }
 
@@ -68,7 +70,7 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
       const auto at = uncounted_.find( intf );
       return at == uncounted_.end() ? inner_->uncounted( intf ) : at->second;
    }
-   const Vel::String & bootId() const override { return inner_->bootId(); }
+   const Vel::String & bootId() const override { return bootId_.empty() ? inner_->bootId() : bootId_; }
 
  private:
    void linkIs( const DataPlane::Link & link ) override {
@@ -107,6 +109,7 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
    const Vel::Clock * clock_ = nullptr;
    unsigned refreshes_ = 0;
    std::map< Wire::IntfId, bool > adminUp_;
+   Vel::String bootId_; ///< empty: that of the switch
    std::vector< Move > moves_;
    std::map< Wire::IntfId, Vel::String > uncounted_; ///< why, by VLAN interface
    std::set< std::pair< Vel::U16, Wire::IntfId > > vlanMembers_;

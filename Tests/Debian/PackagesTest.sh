@@ -13,8 +13,12 @@ _packages() { # the packages in ./packages, unpacked in folders by their names
    mkdir lacking
    printf '#!/bin/sh\necho "Unmet build dependencies: $*" >&2\nexit 1\n' > lacking/dpkg-checkbuilddeps
    chmod +x lacking/dpkg-checkbuilddeps
+   mkdir packages
+   touch packages/maintd_0.0.1_amd64.deb packages/other_1_amd64.deb
    PATH=$PWD/lacking:$PATH run "$root/Tools/deb" "$build" packages
    passes
+   [ ! -e packages/maintd_0.0.1_amd64.deb ] || fail "there should be the newest ones only"
+   [ -e packages/other_1_amd64.deb ] || fail "what is not ours should be left alone"
    local package
    for package in maintd maintctl maintd-plugin-drainwatch maintd-plugin-dev; do
       dpkg-deb -R "packages/${package}_"*.deb "$package" || fail "there should be the package $package"
@@ -51,7 +55,7 @@ packagesAreMadeWithoutFaults() {
    done
    output=$(find . -path ./packages -prune -o \( -name '*Test*' -o -name '*Rig*' \) -print)
    saysNothing
-   output=$(grep -rlF "$root" maintd/usr/lib/maintd maintd-plugin-dev maintd/usr/share maintd/lib)
+   output=$(grep -rlF "$root" maintd maintctl maintd-plugin-drainwatch maintd-plugin-dev)
    saysNothing
 
    # Programs of the packages run where they are unpacked together.
@@ -76,7 +80,130 @@ serviceIsHardened() {
 serviceHasNoUnknownKeys() {
    sed "s,/usr/sbin/maintd,$build/bin/maintd,; /^Documentation=/d" "$root/debian/maintd.service" > maintd.service
    run systemd-analyze verify --man=no ./maintd.service
+   passes
    saysNot "maintd.service:"
+   # It can tell.
+   sed -i 's/^Restart=/Frobnicate=yes\n&/' maintd.service
+   run systemd-analyze verify --man=no ./maintd.service
+   says "maintd.service:"
+   says "Frobnicate"
+}
+
+# _remove STATUS: what the package does before it is removed, with an agent that ends so with --release-all. What it is
+# called with, and what is asked of systemd, comes into ./done; `inside`, if it is set, is where systemd runs the agent.
+_remove() {
+   mkdir -p stubs manager
+   : > done
+   printf '#!/bin/sh\necho "maintd $*" >> done\nexit %s\n' "$1" > stubs/maintd
+   printf '#!/bin/sh\necho "nsenter $1" >> done\nshift 2\nexec "$@"\n' > stubs/nsenter
+   printf '#!/bin/sh\necho "$1 $2" >> done\n' > stubs/deb-systemd-invoke
+   cat > stubs/systemctl << 'STUB'
+#!/bin/sh
+case "$*" in
+*ExecStart*) echo "{ path=/usr/sbin/maintd ; argv[]=/usr/sbin/maintd --foreground${arguments:-} ; ignore_errors=no ; pid=0 }" ;;
+*NetworkNamespacePath*) echo "${network:-}" ;;
+is-active*) [ -n "${runs:-}" ] ;;
+esac
+STUB
+   chmod +x stubs/*
+   sed "s,^agent=.*,agent=$PWD/stubs/maintd,; s,^manager=.*,manager=$PWD/manager," "$root/debian/maintd.prerm" > prerm
+   run env PATH="$PWD/stubs:$PATH" runs="${runs:-}" arguments="${arguments:-}" network="${network:-}" sh prerm remove
+   did=$(cat done)
+}
+_did() { # LINES: exactly this was done
+   [ "$did" = "$1" ] || fail "should have done '$1', not '$did'"
+}
+
+removalReleasesLinksFirst() {
+   runs=yes _remove 0
+   passes
+   _did "stop maintd.service
+maintd --release-all"
+   # Also where nobody supervises services.
+   rmdir manager
+   mkdir elsewhere
+   sed -i "s,^manager=.*,manager=$PWD/none," prerm
+   : > done
+   run env PATH="$PWD/stubs:$PATH" sh prerm remove
+   passes
+   did=$(cat done)
+   _did "maintd --release-all"
+}
+
+removalLooksWhereTheServiceHasItsLinks() {
+   arguments=" --state-dir /srv/state --runtime-dir /srv/run" network=/run/netns/switch _remove 0
+   passes
+   _did "stop maintd.service
+nsenter --net=/run/netns/switch
+maintd --state-dir /srv/state --runtime-dir /srv/run --release-all"
+}
+
+removalFailsWhileLinksAreHeldAndTheAgentGoesOn() {
+   local status_
+   for status_ in 3 4; do
+      runs=yes _remove $status_
+      fails
+      says "stays installed"
+      _did "stop maintd.service
+maintd --release-all
+start maintd.service"
+      runs='' _remove $status_
+      fails
+      _did "stop maintd.service
+maintd --release-all"
+   done
+}
+
+# A package that never ran properly holds nothing, and must be able to go.
+removalGoesOnWhenNobodyCanTellWhatIsHeld() {
+   local status_
+   for status_ in 1 2 127 134; do
+      runs=yes _remove $status_
+      passes
+      says "cannot tell whether it holds links (its status is $status_)"
+   done
+}
+
+upgradeAsksNothing() {
+   _remove 3
+   : > done
+   run env PATH="$PWD/stubs:$PATH" sh prerm upgrade 9.9
+   passes
+   did=$(cat done)
+   _did ""
+}
+
+_configured() { # configure|triggered: what the package does then comes into $did
+   run env PATH="$PWD/stubs:$PATH" sh postinst "$1"
+   passes
+   did=$(cat done)
+   : > done
+}
+
+# An agent that runs is started again for plug-ins, and once for all that come together with it.
+agentIsStartedAgainForPluginsOnly() {
+   mkdir stubs manager plugins plugins/stages
+   printf '#!/bin/sh\necho "$1 $2" >> done\n' > stubs/deb-systemd-invoke
+   printf '#!/bin/sh\n' > stubs/adduser
+   chmod +x stubs/*
+   sed "s,^manager=.*,manager=manager,; s,^plugins=.*,plugins=plugins,; s,^seen=.*,seen=seen," \
+      "$root/debian/maintd.postinst" > postinst
+   : > done
+   echo one > plugins/libOne.so
+   _configured configure
+   _configured triggered
+   _did ""
+   echo new > plugins/stages/wait
+   _configured triggered
+   _did ""
+   echo two > plugins/libTwo.so
+   _configured triggered
+   _did "try-restart maintd.service"
+   _configured triggered
+   _did ""
+   rm plugins/*.so
+   _configured triggered
+   _did "try-restart maintd.service"
 }
 
 # The example of the development package is built as its CMakeLists.txt says, and an agent loads it.
