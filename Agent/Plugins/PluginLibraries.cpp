@@ -36,6 +36,16 @@ std::optional< unsigned > pluginInterface( const std::string & fileContent ) {
    return any ? std::optional( number ) : std::nullopt;
 }
 
+std::string pluginHeaders( const std::string & fileContent ) {
+   constexpr std::string_view mark = MAINT_PLUGIN_INTERFACE_MARK, headers = MAINT_PLUGIN_HEADERS_MARK;
+   auto at = fileContent.find( mark );
+   at = at == std::string::npos ? at : fileContent.find_first_not_of( "0123456789", at + mark.size() );
+   if ( at == std::string::npos || fileContent.compare( at, headers.size(), headers ) != 0 )
+      return "";
+   at += headers.size();
+   return fileContent.substr( at, fileContent.find_first_not_of( "0123456789abcdef", at ) - at );
+}
+
 namespace {
 
 /// A library that may be opened, or why not.
@@ -61,6 +71,12 @@ Opened open( const std::string & path ) {
          nullptr, unavailable(
                      path, "it was built for interface " + std::to_string( *number ) + ", this agent has " +
                               MAINT_PLUGIN_TEXT( MAINT_PLUGIN_INTERFACE ) ) };
+   if ( pluginHeaders( content ) != MAINT_PLUGIN_HEADERS )
+      return {
+         nullptr,
+         unavailable(
+            path, "it was built with other headers than this agent, although for the same interface; "
+                  "build it again" ) };
    void * const library = dlopen( path.c_str(), RTLD_NOW | RTLD_LOCAL );
    if ( !library )
       return { nullptr, unavailable( path, dlerror() ) };

@@ -49,5 +49,7 @@ class PluginLibraries {
 
 /// The interface number that a library's file was built for, read without opening the library. None: there is none.
 std::optional< unsigned > pluginInterface( const std::string & fileContent );
+/// The checksum of the headers that it was built with; empty: there is none.
+std::string pluginHeaders( const std::string & fileContent );
 
 } // namespace Agent

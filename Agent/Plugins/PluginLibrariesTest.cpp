@@ -44,6 +44,26 @@ TEST_F( PluginLibrariesStory, refusesAnotherInterfaceWithoutRunningItsCode ) {
    EXPECT_EQ( nullptr, Maintenance::DefaultPluginLoader().plugin( "TestOTHER" ) );
 }
 
+TEST_F( PluginLibrariesStory, refusesOtherHeadersOfTheSameInterfaceWithoutRunningItsCode ) {
+   EXPECT_EQ(
+      "plug-in " TEST_PLUGINS
+      "PluginForSTALETest.so: it was built with other headers than this agent, although for "
+      "the same interface; build it again",
+      load( "PluginForSTALETest.so", "TestSTALE" ) );
+   EXPECT_EQ( nullptr, Maintenance::DefaultPluginLoader().plugin( "TestSTALE" ) );
+}
+
+TEST( PluginHeaders, areThoseBehindTheNumber ) {
+   EXPECT_EQ( "0a1b", Agent::pluginHeaders( "xmaintd plug-in interface 12, headers 0a1b." ) );
+   EXPECT_EQ( "0a1b", Agent::pluginHeaders( "maintd plug-in interface 12, headers 0a1b" ) );
+   for ( const char * none :
+         { "", "maintd plug-in interface 12", "maintd plug-in interface 12.", "headers 0a1b",
+           "maintd plug-in interface 12, headers " } ) {
+      SCOPED_TRACE( none );
+      EXPECT_EQ( "", Agent::pluginHeaders( none ) );
+   }
+}
+
 TEST_F( PluginLibrariesStory, saysWhatCannotBeResolved ) {
    EXPECT_NE(
       std::string::npos, load( "PluginForUNRESOLVEDTest.so", "TestUNRESOLVED" ).find( "nobodyDefinesThis" ) );
@@ -68,7 +88,8 @@ TEST_F( PluginLibrariesStory, loadsWhateverElseIsAPluginInAFolder ) {
    std::map< std::string, std::string > found;
    for ( const auto & [file, problem] : libraries.others() )
       found[file] = problem ? problem->message : "";
-   ASSERT_EQ( 4u, found.size() );
+   ASSERT_EQ( 5u, found.size() );
+   EXPECT_NE( std::string::npos, found["PluginForSTALETest.so"].find( "other headers" ) );
    EXPECT_NE( std::string::npos, found["PluginForOTHERTest.so"].find( "interface 999999" ) );
    EXPECT_NE( std::string::npos, found["PluginForREFUSINGTest.so"].find( "not today" ) );
    EXPECT_NE( std::string::npos, found["PluginForUNRESOLVEDTest.so"].find( "nobodyDefinesThis" ) );

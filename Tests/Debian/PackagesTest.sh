@@ -247,6 +247,16 @@ YAML
    output=$(cat log)
    says "UNIT_STATE_CHANGE: Unit u1: maintenance (was enterInProgress)"
 
+   # So is one of the same interface that was built with other headers.
+   _kill TERM
+   cp "$plugins/libUnitJournalPlugin.so" good.so
+   sed -i 's/, headers ..../, headers 0000/' "$plugins/libUnitJournalPlugin.so"
+   _start
+   _ctlSays "libUnitJournalPlugin.so: it was built with other headers than this agent" show agent
+   _ctlSays "Drain Watch information" dump
+   saysNot "Unit journal"
+   cp good.so "$plugins/libUnitJournalPlugin.so"
+
    # One for another interface is a problem that is shown, and nothing else.
    _kill TERM
    sed -i 's/maintd plug-in interface [0-9]/maintd plug-in interface 9/' "$plugins/libUnitJournalPlugin.so"

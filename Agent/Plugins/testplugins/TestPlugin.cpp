@@ -6,6 +6,10 @@
 #ifdef TEST_PLUGIN_OTHER
 extern "C" const char maintPluginInterface[];
 const char maintPluginInterface[] = MAINT_PLUGIN_INTERFACE_MARK "999999";
+#elif defined TEST_PLUGIN_STALE
+extern "C" const char maintPluginInterface[];
+const char maintPluginInterface[] = MAINT_PLUGIN_INTERFACE_MARK MAINT_PLUGIN_TEXT( MAINT_PLUGIN_INTERFACE )
+   MAINT_PLUGIN_HEADERS_MARK "0123456789abcdef.";
 #else
 MAINT_PLUGIN_DECLARE();
 #endif
