@@ -10,8 +10,9 @@ namespace Agent {
 
 namespace {
 
-constexpr const char * problemKinds[] = { "configuration", "counters", "history", "hook",  "plug-in",
-                                          "samples",       "stage",    "store",   "switch" };
+constexpr const char * problemKinds[] = { "configuration", "counters", "fastlog", "history",
+                                          "hook",          "plug-in",  "samples", "stage",
+                                          "store",         "switch",   "web" };
 
 } // namespace
 

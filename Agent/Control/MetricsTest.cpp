@@ -323,6 +323,7 @@ TEST_F( MetricsTest, countTheProblemsOfEachKind ) {
    EXPECT_EQ(
       "maint_agent_problems{kind=\"configuration\"} 0\n"
       "maint_agent_problems{kind=\"counters\"} 0\n"
+      "maint_agent_problems{kind=\"fastlog\"} 0\n"
       "maint_agent_problems{kind=\"history\"} 0\n"
       "maint_agent_problems{kind=\"hook\"} 0\n"
       "maint_agent_problems{kind=\"new\"} 1\n"
@@ -330,7 +331,8 @@ TEST_F( MetricsTest, countTheProblemsOfEachKind ) {
       "maint_agent_problems{kind=\"samples\"} 0\n"
       "maint_agent_problems{kind=\"stage\"} 2\n"
       "maint_agent_problems{kind=\"store\"} 1\n"
-      "maint_agent_problems{kind=\"switch\"} 0\n",
+      "maint_agent_problems{kind=\"switch\"} 0\n"
+      "maint_agent_problems{kind=\"web\"} 0\n",
       samples( "maint_agent_problems{" ) );
 }
 
