@@ -239,6 +239,30 @@ _findsThePathSpace() {
    says "BGP 65000: graceful shutdown turned on"
 }
 
+# As a user of its own with one capability, which is what the agent's service is; FRR lets its group in.
+_worksAsTheServiceDoes() {
+   local command=$PWD/stages/frr-graceful-shutdown
+   _router
+   chmod go+x .
+   mkdir stages
+   cp "$stages/frr-graceful-shutdown" "$stages"/*.py stages
+   run _stageOfTheService --clear-groups enter null
+   fails
+   _isOn 0 || fail "nothing should be changed"
+   run _stageOfTheService --groups=frrvty enter null
+   passes
+   says '{"instances":["router bgp 65000"]}'
+   _isOn 1 || fail "it should be on"
+   run _stageOfTheService --groups=frrvty exit '{"instances":["router bgp 65000"]}'
+   passes
+   _isOn 0 || fail "it should be off"
+}
+_stageOfTheService() { # GROUPS enter|exit RECORDED
+   setpriv --reuid=nobody --regid=nogroup "$1" --no-new-privs --bounding-set=-all,+net_admin \
+      --inh-caps=-all,+net_admin --ambient-caps=-all,+net_admin \
+      "$command" "$2" --vty-socket "$PWD/s" <<< "{\"recorded\":$3}"
+}
+
 # ---- tests
 
 steersTheTrafficAwayAndBack() { _with "steers _steersAndBack"; }
@@ -246,6 +270,7 @@ respectsWhatIsOnAlready() { _with "on _respectsWhatIsOn"; }
 needsCommunitiesTowardsOtherSystems() { _with "communities _needsCommunities"; }
 goesTogetherWithOthers() { _with "others _goesWithOthers"; }
 saysWhatIsWrongWithTheRouter() { _with "wrong _failsWithoutRouters"; }
+worksAsTheServiceDoes() { _with "service _worksAsTheServiceDoes"; }
 findsTheRouterOfAPathSpace() { _with "space _findsThePathSpace"; }
 _with() {
    _frrIsThere

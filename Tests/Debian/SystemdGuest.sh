@@ -35,6 +35,16 @@ isUp() { [[ $(ip -o link show "$1") == *[\<,]UP[,\>]* ]]; }
 isDown() { ! isUp "$1"; }
 unitIs() { [ "$(unit state)" = "$1" ]; }
 isRunning() { [ "$(service ActiveState)" = active ] && maintctl show agent > /dev/null 2>&1; }
+marked() { grep -q " $1:" /tmp/links; }
+# All that has been told of links by now is in /tmp/links.
+settled() {
+   ip link add "$1" type dummy || fail "no link to mark the time"
+   until_ 20 "what is told of links is written down" marked "$1"
+   ip link del "$1"
+}
+profileIs() { maintctl -j show profiles | grep -q "$1"; }
+ofRoot() { find /var/lib/maintd /run/maintd -user root; }
+
 runsAgain() { [ "$(service MainPID)" != "$1" ] && isRunning; }
 
 step "a switch with three links"
@@ -110,6 +120,26 @@ output=$(ip route show 198.51.100.0/24)
 says "dev et1"
 says "metric 10 "
 
+step "root releases all links by hand, and the service starts afterwards"
+systemctl stop maintd
+rm -f /run/maintd/fastlog /run/maintd/lock
+run maintd --release-all
+passes
+says "no link was held"
+is "what root has left there" "" "$(ofRoot)"
+systemctl start maintd || fail "it should start"
+run maintctl show agent
+passes
+says "ok"
+
+step "plan"
+cp /tmp/links /tmp/before
+run maintctl plan spine-a
+passes
+says "et1"
+settled mark0
+is "the links that have moved" "" "$(comm -13 <(sort /tmp/before) <(sort /tmp/links) | grep -E '(et1|et2|bond0)')"
+
 step "drain a unit"
 run maintctl enter spine-a --reason "replace the line card" --wait --timeout 120s
 passes
@@ -119,13 +149,16 @@ isDown et2 || fail "et2 should be shut"
 is "its status" "units: 1 maintenance" "$(until_ 20 "it says so" eval 'service StatusText | grep -q maintenance'; service StatusText)"
 
 step "reload"
+sed -i 's/threshold: 100kbps/threshold: 200kbps/' /etc/maintd/maintd.yaml
+profileIs 200000 && fail "it should not have that threshold yet"
 run systemctl reload maintd
 passes
-until_ 20 "it runs" isRunning
+until_ 20 "it has the other threshold" profileIs 200000
 
 step "upgrade while links are held down"
 pid=$(service MainPID)
-sleep 1
+settled mark1
+grep -qE "et1: .*state DOWN|et1: <BROADCAST,NOARP>" /tmp/links || fail "et1's shutdown should have been told: $(cat /tmp/links)"
 : > /tmp/links
 run dpkg -i /share/second/*.deb
 passes
@@ -133,6 +166,7 @@ until_ 30 "the new one runs" runsAgain "$pid"
 is "the version of the package" "$(dpkg-deb -f /share/second/maintd_*.deb Version)" "$(dpkg-query -W -f '${Version}' maintd)"
 unitIs maintenance || fail "the unit should still be under maintenance"
 is "why" "replace the line card" "$(unit reason)"
+settled mark2
 is "the links that have moved" "" "$(grep -E '(et1|et2|bond0)' /tmp/links)"
 isDown et1 || fail "et1 should still be shut"
 run maintctl dump
@@ -157,13 +191,42 @@ kill -STOP "$pid"
 until_ 60 "it runs again" runsAgain "$pid"
 [ "$(service NRestarts)" -gt "$before" ] || fail "systemd should have started it again"
 unitIs maintenance || fail "the unit should still be under maintenance"
+settled mark3
 is "the links that have moved" "" "$(grep -E '(et1|et2|bond0)' /tmp/links)"
+
+step "a removal that cannot raise the links leaves the agent running"
+cp /usr/sbin/maintd /usr/sbin/maintd.real
+cat > /tmp/cannot << 'SH'
+#!/bin/sh
+case "$*" in
+*--release-all*) exit 3 ;;
+*) exec /usr/sbin/maintd.real "$@" ;;
+esac
+SH
+chmod 755 /tmp/cannot
+mount --bind /tmp/cannot /usr/sbin/maintd || fail "no other program can be put in its place"
+run dpkg --remove --force-depends maintd
+[ "$status" -ne 0 ] || fail "it should not have been removed"
+says "stays installed, because it still holds links"
+until_ 60 "it runs again" isRunning
+unitIs maintenance || fail "the unit should still be under maintenance"
+isDown et1 || fail "et1 should still be shut"
+systemctl stop maintd
+umount /usr/sbin/maintd
+rm /usr/sbin/maintd.real
+systemctl start maintd || fail "it should start"
 
 step "purge: the links are released first, and it says so"
 run dpkg --purge maintd-plugin-dev maintd-plugin-drainwatch maintctl maintd
 passes
 says "released et1"
 says "released et2"
+says "unit spine-a is not normal (maintenance), and stays so"
+says "unit spine-a: what its stage routes has done stays; it has recorded {"
+output=$(ip route show 198.51.100.0/24)
+says "metric 1010"
+settled mark4
+grep -q "et1: <.*,UP" /tmp/links || fail "et1's raise should have been told: $(cat /tmp/links)"
 isUp et1 || fail "et1 should be up again"
 isUp et2 || fail "et2 should be up again"
 [[ $(ip -o address show et1) == *192.0.2.1/24* ]] || fail "et1 should have its address again"
