@@ -137,6 +137,7 @@ leavesNothingOfRootsInTheFoldersOfTheService() {
    _ctl enter u1 > /dev/null || fail "cannot enter"
    _kill KILL
    chmod 755 .
+   setpriv --reuid=nobody --clear-groups test -r maintd.yaml || return 0 # the folder of all tests is root's alone
    chown -R nobody: state run
    rm -rf run/fastlog run/lock state/lock
    run eval "(_maintd --release-all)"
