@@ -371,6 +371,23 @@ class Statuses(unittest.TestCase):
             [program("maintd"), "--config", agent.path("maintd.yaml"), "--state-dir", agent.path("state"),
              "--runtime-dir", agent.path("run")], stdin=subprocess.DEVNULL, capture_output=True, check=False).returncode
 
+    def releaseWithoutAStore(self):
+        agent = self.agent()
+        os.mkdir(agent.path("state"))
+        with open(agent.path("state/state.mdb"), "w", encoding="utf-8") as file:
+            file.write("no store")
+        return self.maintd(agent, "--release-all").wait(PATIENCE)
+
+    def releaseWithoutAClock(self):
+        """Links are held, and then there is something in the way."""
+        agent = self.agent().start()
+        agent.done("/api/v1/units/u2/enter")
+        agent.until(lambda: agent.advance(10) and agent.unit("u2")["state"] == "maintenance")
+        agent.kill(signal.SIGKILL)
+        agent.configure(configuration("/bin/true").replace("clock: virtual", "clock: real"))
+        os.makedirs(agent.path("run/clock.new/full"))
+        return self.maintd(agent, "--release-all").wait(PATIENCE)
+
     def ofMaintctl(self, arguments, socket=None):
         """With an agent, whose u1 enters."""
         def row():
@@ -413,10 +430,11 @@ class Statuses(unittest.TestCase):
         self.check("maintd.8", {
             0: [self.ended([], signal.SIGTERM), self.ended(["--supervise"], signal.SIGTERM), self.ended([], signal.SIGINT),
                 self.ofMaintd("--release-all"), self.ofMaintd("--help"), self.ofMaintd("--version")],
-            1: [self.ofMaintd(config="version: 2\n"), self.ofMaintd(other=True), self.ofMaintd("--release-all", other=True),
-                self.ofMaintd("--supervise", config="version: 2\n"), self.ofMaintd("--state-dir", "/dev/null"),
-                self.inBackground],
+            1: [self.ofMaintd(other=True), self.ofMaintd("--state-dir", "/dev/null"), self.releaseWithoutAStore],
             2: [self.ofMaintd("--nonsense"), self.ofMaintd("--trace", "x=10"), self.ofMaintd("--release-all", "--supervise")],
+            3: [self.releaseWithoutAClock],
+            4: [self.ofMaintd("--release-all", other=True)],
+            78: [self.ofMaintd(config="version: 2\n"), self.ofMaintd("--supervise", config="version: 2\n"), self.inBackground],
         })
 
     def test_ofAllProgramsThatNameThem(self):
