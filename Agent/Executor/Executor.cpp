@@ -86,7 +86,9 @@ void Executor::findDrift() {
          adminUpHasChanged( known );
       else if ( entry && entry->raised() && !known.link.adminUp && !follows( known, entry ) )
          entry->raisedIs( false ); // somebody has set it down again
-      else if ( !entry && !known.link.adminUp && hooks_.isMonitored( intf ) && !follows( known, nullptr ) )
+      else if (
+         !entry && !known.link.adminUp && hooks_.isMonitored( intf ) && !model_.journal->awaited( intf ) &&
+         !follows( known, nullptr ) )
          drifts_.foundDown( known.link, switch_->bootId() );
    }
    changesMayBeMissed_ = false;

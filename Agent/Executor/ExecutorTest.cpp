@@ -329,6 +329,8 @@ TEST_F( ExecutorStory, forgetsTheJournalOfAnotherBootAndHoldsAgainWhatIsShut ) {
 /// The next boot, with et1 as it is at the time when the agent starts.
 struct AfterABoot : ExecutorStory {
    void boot( bool et1IsUp ) {
+      monitored.insert( et1 );
+      underWay.insert( et1 );
       fake->boot += " again";
       fake->links[et1] = { et1, 1, et1IsUp, et1IsUp };
       restart();
@@ -344,6 +346,7 @@ TEST_F( AfterABoot, setsALinkDownAgainThatTheMachineSetsUpLater ) {
    boot( false );
    EXPECT_EQ( 1u, fake->requests.size() );
    EXPECT_EQ( Interface::operUp, status() ) << "apart from what we want";
+   EXPECT_TRUE( notes.empty() ) << "nobody has set it down";
    raised();
    ASSERT_EQ( 2u, fake->requests.size() );
    EXPECT_FALSE( fake->requests[1].up );
