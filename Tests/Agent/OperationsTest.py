@@ -35,8 +35,10 @@ class Operations(unittest.TestCase):
 
     def socket(self):
         client = socket.socket(socket.AF_UNIX)
-        client.settimeout(60)
+        self.addCleanup(client.close)
+        # One that gives up after a time would not wait for its turn to connect.
         client.connect(self.agent.path("run/control.sock"))
+        client.settimeout(60)
         return client
 
     def program(self):
@@ -88,11 +90,11 @@ class Operations(unittest.TestCase):
         for size in (1, 40, len(bytes_) - 1):
             with self.socket() as client:
                 client.sendall(bytes_[:size])
-        # One that leaves before the answer has asked all the same.
+        # One that leaves without its answer has asked all the same, once its request was taken.
         before = len(self.operations("?limit=1000"))
         with self.socket() as client:
             client.sendall(request("/api/v1/units/u2/enter", {"request-key": "whole"}))
-        self.agent.until(lambda: len(self.operations("?limit=1000")) == before + 1)
+            self.agent.until(lambda: len(self.operations("?limit=1000")) == before + 1)
         self.assertEqual("whole", self.operations("?limit=1")[0]["request-key"])
         self.assertNotIn("half", {operation["request-key"] for operation in self.operations("?limit=1000")})
         told = self.operations("?limit=1000")
