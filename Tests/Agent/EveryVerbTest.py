@@ -42,6 +42,8 @@ class Row:
 ROWS = {
     "enter": [
         Row("enter u1 --reason upgrade --session 192.0.2.7"),
+        Row("enter u1 --deadline 1h --on-overrun keep --revert-after 2h"),
+        Row("enter u1 --deadline 0s", USAGE, USAGE),
         Row("enter u1 --wait --timeout 0s", NOT_MET),
         Row("enter u2", NEEDS_FORCE),
         Row("enter u2 --force --reason must"),
