@@ -25,7 +25,7 @@ void Following::follow( const std::vector< Api::Event > & before, std::uint64_t 
       try {
          EventParser parser;
          remote_.stream( Api::Path::eventsAfter( at_ ), [&]( std::string_view bytes ) {
-            if ( std::exchange( away_, false ) )
+            if ( !std::exchange( whyAway_, "" ).empty() )
                output_.message( "the agent is back" );
             reached_ = true;
             parser.take( bytes, [this]( const SentEvent & sent ) { take( sent ); } );
@@ -39,7 +39,7 @@ void Following::follow( const std::vector< Api::Event > & before, std::uint64_t 
          if ( busy )
             why = "the agent serves nobody else now: " + failure.message;
       }
-      if ( !std::exchange( away_, true ) )
+      if ( std::exchange( whyAway_, why ) != why )
          output_.message( why );
       if ( !pace_.sleep( period ) )
          throw Failure{ ExitStatus::interrupted, FailureCode::interrupted, "interrupted", "", {} };

@@ -35,7 +35,8 @@ class Following {
    Pace & pace_;
    Output & output_;
    std::uint64_t at_ = 0;
-   bool reached_ = false, away_ = false;
+   bool reached_ = false;
+   std::string whyAway_; ///< as it was told; empty: it is there
 };
 
 /// An event as a line for people, ended.

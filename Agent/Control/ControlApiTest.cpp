@@ -43,7 +43,7 @@ TEST_F( ControlApiTest, showsAUnitInFull ) {
             "revert-left-seconds":null,"doubt":null},
          "interfaces":{"total":3,"drained":2},"rates":{"in-bps":1500,"out-bps":2000},
          "violating":["et2"],"total-violations":3,"settling-since":"2023-11-14T23:13:19.000Z",
-         "groups":["tenants","uplinks"],"sentence":"2 of 3 drained; settling, 9s left","eta-seconds":9.0})" ),
+         "groups":["tenants","uplinks"],"sentence":"2 of 3 drained; settling, 9s left","eta-seconds":9.0,"operation":null,"with":{}})" ),
       get( "units/u1" ) );
    now += 61;
    EXPECT_EQ( true, get( "units/u1" ).at( "overdue" ) );
@@ -59,7 +59,7 @@ TEST_F( ControlApiTest, leavesNothingOutOfAUnitOfWhichNothingIsKnown ) {
             "revert-left-seconds":null,"doubt":null},
          "interfaces":{"total":0,"drained":0},
          "rates":{"in-bps":0,"out-bps":0},"violating":[],"total-violations":0,"settling-since":null,
-         "groups":["shared"],"sentence":"normal","eta-seconds":null})" ),
+         "groups":["shared"],"sentence":"normal","eta-seconds":null,"operation":null,"with":{}})" ),
       get( "units/u2" ) );
 }
 
@@ -196,7 +196,7 @@ TEST_F( ControlApiTest, showsTheAgent ) {
    json expected = json::parse( R"({"version":"1.2.3","started":"2023-11-14T23:13:15.000Z","state":"ok",
       "problems":[],"plugin":{"name":"Plugin","state":"loaded","text":null},
       "configuration":{"file":"/etc/x.yaml","state":"accepted","errors":[]},"switch":"simulated","switch-overruns":3,
-      "clock":"2023-11-14T23:13:20.000Z","fast-log":"/run/fastlog","restarts":null,
+      "clock":"2023-11-14T23:13:20.000Z","fast-log":"/run/fastlog","hooks":[],"restarts":null,
       "restart-reason":null})" );
    expected["pid"] = getpid();
    EXPECT_EQ( expected, get( "agent" ) );
