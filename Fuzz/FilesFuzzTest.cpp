@@ -18,15 +18,12 @@ namespace {
 using namespace Agent;
 using Fuzz::require;
 
-/// The folder, in memory where there is such a place; the files of one input replace those of the one before.
+/// The folder; the files of one input replace those of the one before. The fuzzer ends without cleaning up: whoever runs it
+/// gives it a place for temporary files that goes with it.
 class Folder {
  public:
    Folder() {
-      const std::filesystem::path shared = "/dev/shm";
-      std::string name =
-         ( ( std::filesystem::exists( shared ) ? shared : std::filesystem::temp_directory_path() ) /
-           "fuzz-XXXXXX" )
-            .string();
+      std::string name = ( std::filesystem::temp_directory_path() / "fuzz-XXXXXX" ).string();
       require( mkdtemp( name.data() ) != nullptr, "there is a folder" );
       path_ = name;
       folder_ = std::make_unique< SampleFolder >( path_ );
