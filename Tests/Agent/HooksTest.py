@@ -136,7 +136,8 @@ class Hooks(unittest.TestCase):
     def test_tellsAProgramWhatHappensWithoutAShell(self):
         self.begin({})
         page = self.program("page", 'printf "%s\\n" "$@" > "$here/words"; env -0 > "$here/env"; printf "%s" "$PWD" > "$here/at"')
-        self.later({"page": f"{{at: [drained], command: [{page}, 'a  b', '$(id>p);*', '']}}"})
+        # The agent's time passes faster than the program runs.
+        self.later({"page": f"{{at: [drained], command: [{page}, 'a  b', '$(id>p);*', ''], time-limit: 5m}}"})
         self.enter("u.2_-x")
         self.agent.advance(40)
         self.ran("page")
