@@ -46,9 +46,11 @@ else()
   target_compile_options( maint_options INTERFACE
     -Wall -Wextra -Wpedantic -Werror -Wshadow=local -Wnon-virtual-dtor -Wextra-semi -Wno-dangling-pointer -Wno-maybe-uninitialized -fno-gnu-unique )
 endif()
-# What is installed has the right to administer the network: nothing in it can be redirected once it runs.
+# What is installed has the right to administer the network: nothing in it can be redirected once it runs. It names its
+# sources from the root of the tree, wherever that was when it was built.
 if( CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo" )
   add_link_options( -Wl,-z,relro,-z,now )
+  add_compile_options( -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= )
 endif()
 if( MAINT_COVERAGE )
   target_compile_options( maint_options INTERFACE -O0 --coverage )
