@@ -25,4 +25,14 @@ std::size_t characterSize( std::string_view text ) {
    return size;
 }
 
+std::string_view beginning( std::string_view text, std::size_t most ) {
+   if ( text.size() <= most )
+      return text;
+   constexpr std::size_t longestCharacter = 4;
+   for ( std::size_t back = 1; back < longestCharacter && back <= most; ++back )
+      if ( characterSize( text.substr( most - back ) ) > back )
+         return text.substr( 0, most - back );
+   return text.substr( 0, most );
+}
+
 } // namespace Api

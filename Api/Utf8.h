@@ -10,4 +10,8 @@ namespace Api {
 /// surrogate, nothing beyond the last character. 0: it begins with none, or is empty.
 std::size_t characterSize( std::string_view text );
 
+/// What a text begins with, of at most so many bytes and without a part of a character at its end. Bytes that are no
+/// characters count each for itself.
+std::string_view beginning( std::string_view text, std::size_t most );
+
 } // namespace Api

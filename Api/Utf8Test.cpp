@@ -39,4 +39,35 @@ TEST( Utf8, tellsTheSizeOfACharacterOrThatThereIsNone ) {
    }
 }
 
+TEST( Utf8, cutsATextBetweenTwoCharacters ) {
+   struct Row {
+      std::string_view text;
+      std::size_t most;
+      std::string_view beginning;
+   };
+   const Row rows[] = {
+      { "", 0, "" },
+      { "", 5, "" },
+      { "abc", 3, "abc" },
+      { "abc", 2, "ab" },
+      { "abc", 0, "" },
+      { "a\xc3\xa4", 3, "a\xc3\xa4" },
+      { "a\xc3\xa4", 2, "a" },
+      { "a\xc3\xa4z", 3, "a\xc3\xa4" },
+      { "\xc3\xa4", 1, "" },
+      { "a\xe2\x82\xac", 3, "a" },
+      { "a\xe2\x82\xac", 2, "a" },
+      { "\xf0\x90\x80\x80", 3, "" },
+      { "\xf0\x90\x80\x80", 1, "" },
+      { "a\xf0\x90\x80\x80z", 5, "a\xf0\x90\x80\x80" },
+      // What is no character is no part of one either.
+      { "ab\xc3", 2, "ab" },
+      { "a\xc3zz", 2, "a\xc3" },
+      { "\x80\x80\x80\x80\x80\x80", 5, "\x80\x80\x80\x80\x80" } };
+   for ( const Row & row : rows ) {
+      SCOPED_TRACE( testing::PrintToString( row.text ) + " " + std::to_string( row.most ) );
+      EXPECT_EQ( row.beginning, Api::beginning( row.text, row.most ) );
+   }
+}
+
 } // namespace

@@ -1,5 +1,6 @@
 #include "Apps/Notify.h"
 
+#include "Api/Utf8.h"
 #include "Platform/Vel/Text.h"
 
 #include <sys/socket.h>
@@ -27,12 +28,7 @@ constexpr std::size_t mostUnsaid = 2048;
 std::string cut( std::string line ) {
    constexpr std::size_t longest = 500;
    std::replace( line.begin(), line.end(), '\n', ' ' );
-   if ( line.size() > longest ) {
-      std::size_t end = longest;
-      while ( end > 0 && ( static_cast< unsigned char >( line[end] ) & 0xC0 ) == 0x80 )
-         --end;
-      line.resize( end );
-   }
+   line.resize( Api::beginning( line, longest ).size() );
    return line;
 }
 

@@ -66,12 +66,7 @@ std::string printableLine( std::string_view bytes ) {
 
 std::string shortened( const std::string & text ) {
    constexpr std::size_t mostOfReason = 300;
-   if ( text.size() <= mostOfReason )
-      return text;
-   std::size_t size = mostOfReason;
-   while ( size > 0 && ( static_cast< unsigned char >( text[size] ) & 0xc0 ) == 0x80 )
-      --size;
-   return text.substr( 0, size ) + "...";
+   return text.size() <= mostOfReason ? text : std::string( Api::beginning( text, mostOfReason ) ) + "...";
 }
 
 } // namespace Agent

@@ -2,6 +2,7 @@
 
 #include "Agent/Control/Shapes.h"
 #include "Api/Slowness.h"
+#include "Api/Utf8.h"
 #include "Api/Values.h"
 #include "Config/Stages.h"
 
@@ -60,12 +61,7 @@ std::string since( double time, const ControlCommands & commands ) {
 }
 
 std::string shortened( const std::string & text ) {
-   if ( text.size() <= mostOfOthers )
-      return text;
-   std::size_t end = mostOfOthers;
-   while ( end > 0 && ( static_cast< unsigned char >( text[end] ) & 0xC0 ) == 0x80 )
-      --end;
-   return text.substr( 0, end ) + "...";
+   return text.size() <= mostOfOthers ? text : std::string( Api::beginning( text, mostOfOthers ) ) + "...";
 }
 
 bool isAbove( const ReasonFacts & facts ) {

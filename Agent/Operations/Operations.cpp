@@ -1,5 +1,7 @@
 #include "Agent/Operations/Operations.h"
 
+#include "Api/Utf8.h"
+
 #include <utility>
 
 namespace Agent {
@@ -7,16 +9,6 @@ namespace Agent {
 using Maintenance::Unit::UnitState;
 
 namespace {
-
-/// No more than the bytes that fit, and no part of a character of UTF-8.
-Vel::String beginning( const Vel::String & text, std::size_t most ) {
-   if ( text.size() <= most )
-      return text;
-   std::size_t size = most;
-   while ( size > 0 && ( static_cast< unsigned char >( text[size] ) & 0xc0 ) == 0x80 )
-      --size;
-   return text.substr( 0, size );
-}
 
 /// A request is its kind, its unit and what else it asks for.
 Vel::U64 fingerprintOf( const Operations::Request & request ) {
@@ -100,7 +92,7 @@ void Operations::begin( const Request & request, Vel::U32 id ) {
    Operation & operation = *dir.operationIs( id, request.unitName );
    operation.kindIs( request.kind );
    operation.byIs( request.by );
-   operation.reasonIs( beginning( request.reason, Operation::longestReason ) );
+   operation.reasonIs( Vel::String( Api::beginning( request.reason, Operation::longestReason ) ) );
    operation.withIs( request.with );
    operation.requestKeyIs( request.key );
    operation.begunIs( wallTime_() );
