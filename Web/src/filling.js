@@ -36,7 +36,7 @@ export class Filling {
          while ( this.wanted.size && !document.hidden )
             await this.ask( this.next() );
       } catch {
-         // The line says that nobody answers.
+         // The line says that nobody answers, or the problem that the agent is busy.
       } finally {
          this.running = false;
       }
@@ -66,6 +66,8 @@ export class Filling {
             return;
          }
          this.problem = `no curves: ${error.message}`;
+         if ( error.busy )
+            throw error;
       }
       names.forEach( ( name, i ) => {
          if ( this.wanted.get( name ) === since[ i ] )

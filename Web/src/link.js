@@ -22,6 +22,8 @@ export class Refused extends Error {
       this.status = status;
       this.where = where;
    }
+   /** It serves too many others at the moment. */
+   get busy() { return this.status === 503; }
 }
 
 /** The one line of this page, which every read tells whether it was answered. */
@@ -141,11 +143,13 @@ export class Stream {
    }
    /** By the stream. */
    isHeard() {
+      this.lookAtClock();
       this.heard = this.said = Date.now();
       this.find();
    }
    /** By a read. */
    isAnswered() {
+      this.lookAtClock();
       this.heard = this.answered = Date.now();
       this.lost = 0;
       this.find();
@@ -184,6 +188,13 @@ export class Stream {
       // Whether the agent is gone or only the stream.
       read( 'agent' ).catch( () => {} );
    }
+   /** Before a time is noted, so that all that are noted are of one clock. */
+   lookAtClock() {
+      const now = Date.now();
+      if ( now < this.lookedAt )
+         this.setBack( this.lookedAt - now );
+      this.lookedAt = now;
+   }
    /** So that silence is noticed in time. Forward it cannot be told from a machine that has slept, and is like it. */
    setBack( by ) {
       for ( const time of [ 'heard', 'said', 'answered', 'brokenAt', 'wokenAt', 'askedAt' ] )
@@ -192,10 +203,8 @@ export class Stream {
    }
    /** A line that is cut without a word stays open for ever. */
    look() {
+      this.lookAtClock();
       const now = Date.now();
-      if ( now < this.lookedAt )
-         this.setBack( this.lookedAt - now );
-      this.lookedAt = now;
       if ( this.asleep )
          return;
       if ( this.timer === null && now - this.said >= silence * 1000 ) {
@@ -215,7 +224,7 @@ export class Stream {
 /**
  * What a view reads for itself: one read at a time, tried again after pauses that grow while nobody answers, not while
  * nobody looks, and never after `stop()`. `path()` says what to read; `onBody( body )`: null if it does not exist;
- * `onRefused( error )`: the agent does not give it, and is not asked again until `ask()`.
+ * `onRefused( error )`: the agent does not give it, and is not asked again until `ask()`, unless it is only busy.
  */
 export class Reading {
    constructor( { path, onBody, onRefused = () => {} } ) {
@@ -242,9 +251,10 @@ export class Reading {
       } catch ( error ) {
          if ( this.stopped )
             return;
-         if ( error instanceof Refused )
+         const refused = error instanceof Refused;
+         if ( refused )
             this.onRefused( error );
-         else
+         if ( !refused || error.busy )
             this.later();
       } finally {
          this.reading = false;

@@ -38,6 +38,15 @@ describe( 'a unit of any size', () => {
       await soon( async () => assert.match( await caption( 'et1' ), /highest 400 Mbit/ ) );
       await soon( async () => assert.match( await caption( 'et3' ), /highest 400 Mbit/ ) );
    } );
+   test( 'gets its curves when an agent that was busy has time again', async () => {
+      rig.fake.refuse = ( path ) => ( path.startsWith( 'samples' ) ? 503 : null );
+      const page = await rig.show( '#/unit/u1' );
+      await soon( async () => assert.match( await text( page, '.banner.problems' ), /no curves/ ) );
+      rig.fake.refuse = () => null;
+      rig.fake.event( 'unit', 'u2', 'stage', 'later' );
+      const panel = page.locator( '.panel', { hasText: 'et1' } );
+      await soon( async () => assert.match( await panel.locator( 'figcaption' ).textContent(), /highest 400 Mbit/ ) );
+   } );
    test( 'is no reason to know nothing of the others when it is refused', async () => {
       rig.fake.units = [ rig.fake.units[ 0 ], unit( 'u2', { state: 'entering' } ) ];
       rig.fake.interfaces.push( intf( 'et9', { units: [ 'u2' ] } ) );
@@ -221,6 +230,14 @@ describe( 'a view that is left', () => {
       await go( page, 'history/7' );
       await soon( async () => assert.match( await text( page, 'main' ), /there is nothing here/ ) );
       assert.equal( asked( '/history/7' ), 1 );
+   } );
+   test( 'would have asked again if the agent was only busy', async () => {
+      rig.fake.refuse = ( path ) => ( path.startsWith( 'history/7' ) ? 503 : null );
+      const page = await rig.show( '#/history/7' );
+      await soon( async () => assert.match( await text( page, 'main' ), /there is nothing here/ ) );
+      rig.fake.refuse = () => null;
+      await page.locator( '.panel canvas' ).waitFor();
+      assert.doesNotMatch( await text( page, 'main' ), /there is nothing here/ );
    } );
 } );
 

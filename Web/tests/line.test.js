@@ -48,6 +48,19 @@ describe( 'a line that breaks', () => {
       const said = Date.parse( `${new Date( now ).toISOString().slice( 0, 11 )}${( await text( page, '.link' ) ).slice( -8 )}Z` );
       assert.ok( Math.abs( said - now ) < 10000, `${said} ${now}` );
    } );
+   test( 'is of the clock that the reader has now, whatever is heard first when it has been set back', async () => {
+      const page = await rig.show();
+      await page.locator( '.link.good' ).waitFor();
+      const { offset, ago } = await page.evaluate( () => {
+         const { model } = globalThis.drainwatch, { now } = Date, before = model.offset;
+         Date.now = () => now() - 7200000;
+         model.stream.take( 'rates', { data: JSON.stringify( { time: new Date( now() ).toISOString(), interfaces: {} } ) } );
+         model.stream.look();
+         return { offset: model.offset - before, ago: Date.now() - model.stream.heard };
+      } );
+      assert.ok( Math.abs( offset - 7200 ) < 5, String( offset ) );
+      assert.ok( ago < 5000, String( ago ) );
+   } );
    test( 'for the stream alone leaves a page that asks again and again', async () => {
       rig.fake.streamless = true;
       const page = await rig.show();
