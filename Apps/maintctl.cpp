@@ -25,6 +25,14 @@ Display::Abilities forProgress( Display::Abilities abilities ) {
    return abilities;
 }
 
+/// Only who reads it at a terminal can do something about a note.
+OperatorSession sessionOfThis() {
+   OperatorSession session = operatorSession( "/proc", getpid() );
+   if ( !isatty( STDERR_FILENO ) )
+      session.note.clear();
+   return session;
+}
+
 ExitStatus perform( const Parsed & parsed ) {
    if ( const auto * information = std::get_if< Information >( &parsed ) ) {
       Output output( std::cout, std::cerr, information->json );
@@ -48,14 +56,7 @@ ExitStatus perform( const Parsed & parsed ) {
    RealPace pace;
    CurlClient client( invocation.socket, RealPace::interrupted );
    Config::SystemFiles files;
-   World world{
-      client,
-      pace,
-      files,
-      output,
-      data,
-      messages,
-      sessionAddress( getenv( "SSH_CONNECTION" ), getenv( "SSH_CLIENT" ) ) };
+   World world{ client, pace, files, output, data, messages, sessionOfThis() };
    const ExitStatus status = run( invocation, world );
    if ( output.flush() || status != ExitStatus::done )
       return status;

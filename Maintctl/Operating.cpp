@@ -51,14 +51,13 @@ ExitStatus worseOf( ExitStatus a, ExitStatus b ) {
 }
 
 std::string Operating::request( const std::string & unit ) const {
-   const bool enter = command_.operation == Operation::enter;
    JsonObject request;
    if ( command_.reason )
       request.add( Key::reason, *command_.reason );
    if ( command_.force )
       request.add( Key::force, true );
-   if ( const std::string session = command_.session.value_or( world_.session ); enter && !session.empty() )
-      request.add( Key::session, session );
+   if ( !session_.empty() )
+      request.add( Key::session, session_ );
    const EnterTimes & times = command_.times;
    for ( const auto & [key, text] :
          { std::pair( Key::deadline, &times.deadline ), std::pair( Key::onOverrun, &times.onOverrun ),
@@ -161,6 +160,8 @@ void Operating::several() {
 }
 
 void Operating::run() {
+   if ( command_.operation == Operation::enter )
+      session_ = world_.sessionUnless( command_.session );
    if ( command_.units.size() != 1 )
       return several();
    Unit unit{ command_.units.front(), false, "", "", "" };

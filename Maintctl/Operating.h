@@ -49,6 +49,7 @@ class Operating {
    Remote & remote_;
    World & world_;
    Output & output_;
+   std::string session_; ///< from where the operator comes, for an enter; empty: nobody knows
    ExitStatus worst_ = ExitStatus::done;
 };
 

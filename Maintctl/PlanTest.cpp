@@ -1,8 +1,13 @@
 #include "Maintctl/CommandLine.h"
 #include "Maintctl/RigTest.h"
 #include "Maintctl/SessionAddress.h"
+#include "Platform/FastLog/ChildTest.h"
 
 #include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <optional>
 
 namespace Maintctl {
 
@@ -57,6 +62,16 @@ TEST( PlanCommand, drawsATableWithWhatWasFoundBelow ) {
       rig.out );
 }
 
+TEST( PlanCommand, saysOfAUnitUnderWayThatNothingWouldBegin ) {
+   Rig rig;
+   rig.client.answers(
+      "GET /api/v1/units/u1/plan",
+      R"({"unit": "u1", "state": "entering", "stages": ["drainwatch"], "needs-force": false, "interfaces": [],
+          "findings": []})" );
+   EXPECT_EQ( ExitStatus::done, rig.run( { "plan", "u1" } ) );
+   EXPECT_NE( std::string::npos, rig.out.find( "\n\nan enter would begin nothing now\n\n" ) ) << rig.out;
+}
+
 TEST( PlanCommand, saysWhenNothingSpeaksAgainstIt ) {
    Rig rig;
    rig.client.answers(
@@ -89,6 +104,31 @@ TEST( PlanCommand, saysFromWhereTheOperatorComes ) {
    EXPECT_EQ( ExitStatus::done, rig.run( { "plan", "u1", "--session", "192.0.2.9" } ) );
    EXPECT_EQ( ExitStatus::done, rig.run( { "enter", "u1" } ) );
    EXPECT_EQ( "POST /api/v1/units/u1/enter {\"session\":\"2001:db8::7\"}", rig.client.requests.back() );
+}
+
+TEST( PlanCommand, notesWhyTheOperatorShouldSayFromWhereHeComes ) {
+   Rig rig;
+   rig.sessionNote = "hidden";
+   for ( const char * path : { "GET /api/v1/units/u1/plan", "GET /api/v1/units/u1/plan?session=192.0.2.9" } )
+      rig.client.answers( path, blocked );
+   for ( const char * unit : { "u1", "u2" } )
+      for ( const char * operation : { "enter", "exit" } )
+         rig.client.answers(
+            "POST /api/v1/units/" + std::string( unit ) + "/" + operation,
+            R"({"unit": "u1", "state": "entering", "generation": 1})", 202 );
+   const std::pair< Words, const char * > rows[] = {
+      { { "plan", "u1" }, "note: hidden\n" },
+      { { "plan", "u1", "--session", "192.0.2.9" }, "" },
+      { { "enter", "u1", "u2" }, "note: hidden\n" },
+      { { "enter", "u1", "--session", "192.0.2.9" }, "" },
+      { { "enter", "u1", "-j" }, "" },
+      { { "exit", "u1" }, "" },
+   };
+   for ( const auto & [words, note] : rows ) {
+      SCOPED_TRACE( testing::PrintToString( words ) );
+      EXPECT_EQ( ExitStatus::done, rig.run( words ) );
+      EXPECT_EQ( note, rig.err );
+   }
 }
 
 TEST( EnterCommand, isRefusedWithWhatSpeaksAgainstIt ) {
@@ -133,6 +173,70 @@ TEST( SessionAddress, isWhatARemoteShellIsTold ) {
    EXPECT_EQ( "192.0.2.7", sessionAddress( "UNKNOWN 65535 UNKNOWN 65535", "192.0.2.7 1 2" ) );
    EXPECT_EQ( "", sessionAddress( "UNKNOWN 65535 UNKNOWN 65535", "" ) );
    EXPECT_EQ( "", sessionAddress( nullptr, nullptr ) );
+}
+
+class SessionOfAncestors : public testing::Test {
+ protected:
+   /// A process of whatever name, with its parent; without an environment it may not be read.
+   void process(
+      int number, const std::string & name, int parent,
+      const std::optional< std::string > & environment = std::string() ) {
+      const std::string own = folder.file( std::to_string( number ) );
+      std::filesystem::create_directory( own );
+      std::ofstream( own + "/stat" ) << number << " (" << name << ") S " << parent << " 1 1 0";
+      if ( environment )
+         std::ofstream( own + "/environ", std::ios::binary ) << *environment;
+   }
+   OperatorSession of( int number ) const { return operatorSession( folder.file( "" ), number ); }
+
+   FastLog::TempDir folder;
+};
+
+TEST_F( SessionOfAncestors, isThatOfTheNearestThatWasToldOne ) {
+   using namespace std::string_literals;
+   process( 1, "init", 0 );
+   process( 10, "sshd", 1, "HOME=/" );
+   process(
+      20, "bash", 10, "HOME=/\0XSSH_CONNECTION=no\0SSH_CONNECTION=192.0.2.7 40000 192.0.2.1 22\0A=b\0"s );
+   process( 30, "su do) R 1", 20, "SSH_CONNECTION=\0SUDO_USER=ann\0"s );
+   process( 40, "maintctl", 30, "SSH_CLIENT=UNKNOWN\0"s );
+   process( 41, "maintctl", 20, "SSH_CLIENT=192.0.2.8 1 2\0"s );
+   EXPECT_EQ( "192.0.2.7", of( 40 ).address );
+   EXPECT_EQ( "", of( 40 ).note );
+   EXPECT_EQ( "192.0.2.8", of( 41 ).address );
+   EXPECT_EQ( "", of( 10 ).address );
+   EXPECT_EQ( "", of( 99 ).address );
+}
+
+TEST_F( SessionOfAncestors, isNoneWhereTheyGoInACircle ) {
+   process( 5, "a", 6 );
+   process( 6, "b", 5 );
+   EXPECT_EQ( "", of( 5 ).address );
+}
+
+TEST_F( SessionOfAncestors, isToBeSaidWhereSudoHidesIt ) {
+   process( 20, "bash", 1, std::nullopt );
+   process( 40, "maintctl", 20, "SUDO_USER=ann" );
+   process( 41, "maintctl", 20, "USER=ann" );
+   EXPECT_EQ(
+      "from where you come cannot be seen behind sudo; --session ADDRESS says it, so that a plan can tell "
+      "whether you would cut yourself off",
+      of( 40 ).note );
+   EXPECT_EQ( "", of( 41 ).note );
+}
+
+TEST_F( SessionOfAncestors, isToBeSaidInATerminalMultiplexer ) {
+   using namespace std::string_literals;
+   process( 20, "bash", 1, "TMUX=x\0SSH_CONNECTION=192.0.2.7 40000 192.0.2.1 22"s );
+   process( 21, "bash", 1, "STY=x" );
+   EXPECT_EQ( "192.0.2.7", of( 20 ).address );
+   EXPECT_EQ(
+      0u,
+      of( 20 ).note.find( "nobody knows from where you look into a terminal multiplexer: 192.0.2.7 is from "
+                          "where its window was opened; --session ADDRESS says it" ) )
+      << of( 20 ).note;
+   EXPECT_EQ( 0u, of( 21 ).note.find( "nobody knows from where you look into a terminal multiplexer; " ) )
+      << of( 21 ).note;
 }
 
 } // namespace Maintctl

@@ -36,6 +36,8 @@ std::string planText( const Api::Plan & plan ) {
    if ( plan.session )
       text += printable( "; this session comes from " + *plan.session );
    text += "\n\n";
+   if ( plan.state != "normal" )
+      text += "an enter would begin nothing now\n\n";
    Table interfaces(
       { { "INTERFACE" },
         { "IN", right },

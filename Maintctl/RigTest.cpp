@@ -111,7 +111,7 @@ ExitStatus Rig::run( const std::vector< std::string > & words ) {
       return ExitStatus::usage;
    }
    Output output( dataStream, messageStream, invocation->json );
-   World world{ client, pace, files, output, data, messages, session };
+   World world{ client, pace, files, output, data, messages, { session, sessionNote } };
    const ExitStatus status = Maintctl::run( *invocation, world );
    EXPECT_TRUE( output.flush() );
    out = dataStream.str();

@@ -79,6 +79,7 @@ struct Rig {
    FakeDisplay data, messages;
    std::string out, err;          ///< of the last run
    std::string session;           ///< from where the operator comes
+   std::string sessionNote;       ///< why he had better say it himself
    bool severalDocuments = false; ///< JSON may be one document a line
 };
 

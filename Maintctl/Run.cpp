@@ -18,6 +18,12 @@
 
 namespace Maintctl {
 
+std::string World::sessionUnless( const std::optional< std::string > & said ) const {
+   if ( !said && !session.note.empty() )
+      output.message( "note: " + session.note );
+   return said.value_or( session.address );
+}
+
 namespace {
 
 namespace Key = Api::Key;
@@ -45,7 +51,7 @@ class Runner {
    }
 
    void operator()( const Plan & command ) {
-      show( Path::planOf( command.unit, command.session.value_or( world_.session ) ), []( auto & body ) {
+      show( Path::planOf( command.unit, world_.sessionUnless( command.session ) ), []( auto & body ) {
          return planText( Api::readPlan( body ) );
       } );
    }

@@ -5,6 +5,10 @@
 #include "Maintctl/Display.h"
 #include "Maintctl/Output.h"
 #include "Maintctl/Pace.h"
+#include "Maintctl/SessionAddress.h"
+
+#include <optional>
+#include <string>
 
 namespace Maintctl {
 
@@ -14,9 +18,12 @@ struct World {
    Pace & pace;
    Config::Files & files;
    Output & output;
-   Display & data;           ///< where data goes, as something to draw on
-   Display & messages;       ///< where messages go
-   std::string session = {}; ///< the address of the far end of the operator's session; empty: there is none
+   Display & data;     ///< where data goes, as something to draw on
+   Display & messages; ///< where messages go
+   OperatorSession session = {};
+
+   /// The address that the operator has said or else that of his session, after telling him why to say it.
+   std::string sessionUnless( const std::optional< std::string > & said ) const;
 };
 
 /// Does what is asked for and tells the result, also if it is a failure.

@@ -14,7 +14,8 @@ command -v tmux > /dev/null || {
 }
 
 prompt='^bash-[0-9.]+[$#]'
-_tmux() { tmux -S "$here/tmux" -f /dev/null "$@"; }
+# Without a sign of a multiplexer: of that, maintctl tells in a line of its own.
+_tmux() { env -u TMUX -u STY tmux -S "$here/tmux" -f /dev/null "$@"; }
 
 # An agent, and a shell in a window of so many columns and rows.
 _begin() {
@@ -37,7 +38,7 @@ simulated:
 YAML
    _agent
    _ctl simulated traffic et1 --in 5Mbps --out 1Mbps > /dev/null
-   _tmux new-session -d -x "$1" -y "$2" "env -u NO_COLOR LC_ALL=${locale:-C.UTF-8} bash --norc --noprofile"
+   _tmux new-session -d -x "$1" -y "$2" "env -u NO_COLOR -u TMUX LC_ALL=${locale:-C.UTF-8} bash --norc --noprofile"
    _types "set -b; ctl() { '$build/bin/maintctl' --socket run/control.sock \"\$@\"; }; clear"
    _until "$prompt$"
 }
