@@ -60,7 +60,9 @@ int main( int argc, char ** argv ) {
    }
    made.countIs( links );
    benchmark::RegisterBenchmark( ( row + "/floor" ).c_str(), floorOf )->MeasureProcessCPUTime();
-   benchmark::RegisterBenchmark( ( row + "/ours" ).c_str(), ours )->Iterations( periods )->MeasureProcessCPUTime();
+   benchmark::RegisterBenchmark( ( row + "/ours" ).c_str(), ours )
+      ->Iterations( periods )
+      ->MeasureProcessCPUTime();
    benchmark::Initialize( &argc, argv );
    benchmark::RunSpecifiedBenchmarks();
 }
