@@ -94,6 +94,8 @@ class Maintd {
    std::string start();
    /// Whether it could not start because of its configuration: it will not before somebody mends that.
    bool configurationIsWrong() const { return configurationIsWrong_; }
+   /// The same of its stores: another version has written them, or they are damaged.
+   bool storeIsUnusable() const { return storeIsUnusable_; }
    /// Runs until a signal ends it.
    void run();
    /// The control API, for requests that do not come over a socket. Only after start().
@@ -216,6 +218,7 @@ class Maintd {
    MaintdBoot boot_{ "virtual" };
    double started_ = 0;
    bool configurationIsWrong_ = false;
+   bool storeIsUnusable_ = false;
    bool pluginAsked_ = false;
    bool resumed_ = false;
 };

@@ -107,8 +107,10 @@ std::string Maintd::openStore() {
    persistence_ = std::make_unique< Ledger::Persistence >(
       entityManager_, storeUsed( *stateEngine_ ), storeUsed( *runtimeEngine_ ), Entities::kept(),
       Entities::leftOut() );
-   if ( const auto status = persistence_->start(); !status.ok() )
+   if ( const auto status = persistence_->start(); !status.ok() ) {
+      storeIsUnusable_ = status.isUnusable();
       return status.text();
+   }
    makeEntities();
    return "";
 }

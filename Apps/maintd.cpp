@@ -14,11 +14,13 @@
 
 namespace {
 
-// Exit statuses; maintd.8 says them. That of a wrong configuration is the one that others use for it, too.
+// Exit statuses; maintd.8 says them. Those of a store that cannot be used and of a wrong configuration are the ones that
+// others use for wrong data and configurations, too.
 constexpr int statusFailed = 1;
 constexpr int statusUsage = 2;
 constexpr int statusHeld = 3;
 constexpr int statusInUse = 4;
+constexpr int statusStore = 65;
 constexpr int statusConfiguration = 78;
 
 /// "IntfMonSm=9" switches traces; the text of what is wrong with it, empty if nothing.
@@ -84,7 +86,9 @@ int runAgent(
          spdlog::error( "{}", problem );
       else
          complain( problem );
-      return agent.configurationIsWrong() ? statusConfiguration : statusFailed;
+      return agent.configurationIsWrong() ? statusConfiguration
+             : agent.storeIsUnusable()    ? statusStore
+                                          : statusFailed;
    }
    if ( background ) {
       Apps::logToSyslog();

@@ -33,14 +33,14 @@ Status EntityRestore::damaged( const Vel::String & what ) const {
    where.append( "entity " ).append( std::to_string( id_ ) );
    if ( current_.entity )
       where.append( " (" ).append( current_.entity->typeInfo().name() ).append( ")" );
-   return Status::failure( storeName_ + ": damaged: " + where + ": " + what );
+   return Status::unusable( storeName_ + ": damaged: " + where + ": " + what );
 }
 
 Status EntityRestore::text( std::string_view key, std::string_view value ) {
    Vel::ByteReader reader( key );
    const auto number = static_cast< Vel::U16 >( takeNumber( reader, 2 ) );
    if ( reader.failed() || !reader.atEnd() || !store_.texts_.restore( number, value ) )
-      return Status::failure( storeName_ + ": damaged: text " + std::to_string( number ) );
+      return Status::unusable( storeName_ + ": damaged: text " + std::to_string( number ) );
    return {};
 }
 

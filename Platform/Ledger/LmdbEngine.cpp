@@ -43,6 +43,12 @@ class Cursor {
    MDB_cursor * cursor_ = nullptr;
    int error_;
 };
+
+/// Whether it is the file that is wrong: no store, of another version of LMDB, or damaged.
+bool isOfTheFile( int error ) {
+   return error == MDB_INVALID || error == MDB_VERSION_MISMATCH || error == MDB_CORRUPTED ||
+          error == MDB_PAGE_NOTFOUND;
+}
 } // namespace
 
 LmdbEngine::LmdbEngine( const Vel::String & kind, Vel::String file, Durability durability, std::size_t size )
@@ -54,7 +60,8 @@ Status LmdbEngine::outcome( const char * operation, int error ) {
    if ( !error )
       return {};
    full_ = error == MDB_MAP_FULL;
-   return Status::failure( name_ + ": cannot " + operation + ": " + mdb_strerror( error ) );
+   const Vel::String text = name_ + ": cannot " + operation + ": " + mdb_strerror( error );
+   return isOfTheFile( error ) ? Status::unusable( text ) : Status::failure( text );
 }
 
 void LmdbEngine::close() {

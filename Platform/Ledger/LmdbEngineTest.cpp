@@ -42,7 +42,9 @@ TEST_F( LmdbEngine, namesKindAndFile ) {
 
 TEST_F( LmdbEngine, doesNotOpenAFileInAMissingFolder ) {
    Ledger::LmdbEngine engine( "state store", folder.path() + "/missing/state.mdb", Durability::synced );
-   EXPECT_EQ( engine.name() + ": cannot open: No such file or directory", engine.open().text() );
+   const Ledger::Status status = engine.open();
+   EXPECT_EQ( engine.name() + ": cannot open: No such file or directory", status.text() );
+   EXPECT_FALSE( status.isUnusable() );
 }
 
 TEST_F( LmdbEngine, doesNotOpenAFileThatIsNoStore ) {
@@ -50,6 +52,7 @@ TEST_F( LmdbEngine, doesNotOpenAFileThatIsNoStore ) {
    Ledger::LmdbEngine engine( "state store", file, Durability::synced );
    const Ledger::Status status = engine.open();
    EXPECT_TRUE( status.text().starts_with( engine.name() + ": cannot open: " ) ) << status.text();
+   EXPECT_TRUE( status.isUnusable() );
 }
 
 TEST_F( LmdbEngine, opensAfterTheCauseOfAFailureIsGone ) {

@@ -70,14 +70,14 @@ Status Persistence::readHeader( Store & store ) {
    Vel::ByteReader reader( header );
    const auto schema = readValue< Vel::U32 >( reader );
    if ( reader.failed() || schema == 0 )
-      return Status::failure( store.engine.name() + ": damaged: its header cannot be read" );
+      return Status::unusable( store.engine.name() + ": damaged: its header cannot be read" );
    if ( schema != storeSchema )
-      return Status::failure( Vel::text(
+      return Status::unusable( Vel::text(
          store.engine.name(), ": was written by ", schema > storeSchema ? "a newer" : "an older",
          " version of this program (format ", schema, "; this one reads ", storeSchema, ")" ) );
    store.transaction = readValue< Vel::U64 >( reader );
    if ( reader.failed() || !reader.atEnd() )
-      return Status::failure( store.engine.name() + ": damaged: its header cannot be read" );
+      return Status::unusable( store.engine.name() + ": damaged: its header cannot be read" );
    return {};
 }
 
@@ -92,7 +92,7 @@ Status Persistence::restore( Store & store, Folder folder ) {
       const Vel::Entity * const entity = entityManager_->entity( path );
       const Vel::String & wanted = kept_.at( path ).type;
       if ( entity && !wanted.empty() && entity->typeInfo().name() != wanted )
-         return Status::failure( Vel::text(
+         return Status::unusable( Vel::text(
             store.engine.name(), ": damaged: ", path, " is a ", entity->typeInfo().name(),
             ", but should be a ", wanted ) );
    }

@@ -46,7 +46,8 @@ class Persistence final : private Vel::Changes {
 
    /// Opens the engines and brings back what they hold: none of the kept paths exists yet. Only the paths
    /// themselves are told to reactors. Fails, naming the store, if it cannot be opened, was written by
-   /// another version, or is damaged; then nothing is written to it, and the process should end.
+   /// another version, or is damaged; then nothing is written to it, and the process should end. The last two are
+   /// unusable: it will fail again.
    Status start();
    /// After start().
    RuntimeAge runtimeAge() const { return runtimeAge_; }

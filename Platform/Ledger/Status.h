@@ -18,7 +18,15 @@ class [[nodiscard]] Status {
       return result;
    }
 
+   /// A failure that stays until somebody takes what is there away: another version has written it, or it is damaged.
+   static Status unusable( Vel::String text ) {
+      Status result = failure( std::move( text ) );
+      result.unusable_ = true;
+      return result;
+   }
+
    bool ok() const { return text_.empty(); }
+   bool isUnusable() const { return unusable_; }
    /// Empty on success.
    const Vel::String & text() const { return text_; }
 
@@ -26,6 +34,7 @@ class [[nodiscard]] Status {
 
  private:
    Vel::String text_;
+   bool unusable_ = false;
 };
 
 } // namespace Ledger

@@ -88,6 +88,14 @@ TEST_F( StoreDamage, refusesARuntimeStoreOfANewerVersion ) {
       failure() );
 }
 
+TEST_F( StoreDamage, isUnusableUntilSomebodyActs ) {
+   headerIs( 2 );
+   EXPECT_TRUE( restart().isUnusable() );
+   headerIs( 1 );
+   values( 2 ) += "too much";
+   EXPECT_TRUE( restart().isUnusable() );
+}
+
 TEST_F( StoreDamage, writesNothingToAStoreThatItRefuses ) {
    headerIs( 2 );
    const auto before = stateDisk.records;

@@ -373,12 +373,14 @@ class Statuses(unittest.TestCase):
             [program("maintd"), "--config", agent.path("maintd.yaml"), "--state-dir", agent.path("state"),
              "--runtime-dir", agent.path("run")], stdin=subprocess.DEVNULL, capture_output=True, check=False).returncode
 
-    def releaseWithoutAStore(self):
-        agent = self.agent()
-        os.mkdir(agent.path("state"))
-        with open(agent.path("state/state.mdb"), "w", encoding="utf-8") as file:
-            file.write("no store")
-        return self.maintd(agent, "--release-all").wait(PATIENCE)
+    def withoutAStore(self, *arguments):
+        def row():
+            agent = self.agent()
+            os.mkdir(agent.path("state"))
+            with open(agent.path("state/state.mdb"), "w", encoding="utf-8") as file:
+                file.write("no store")
+            return self.maintd(agent, *arguments).wait(PATIENCE)
+        return row
 
     def releaseWithoutAClock(self):
         """Links are held, and then there is something in the way."""
@@ -432,10 +434,11 @@ class Statuses(unittest.TestCase):
         self.check("maintd.8", {
             0: [self.ended([], signal.SIGTERM), self.ended(["--supervise"], signal.SIGTERM), self.ended([], signal.SIGINT),
                 self.ofMaintd("--release-all"), self.ofMaintd("--help"), self.ofMaintd("--version")],
-            1: [self.ofMaintd(other=True), self.ofMaintd("--state-dir", "/dev/null"), self.releaseWithoutAStore],
+            1: [self.ofMaintd(other=True), self.ofMaintd("--state-dir", "/dev/null"), self.withoutAStore("--release-all")],
             2: [self.ofMaintd("--nonsense"), self.ofMaintd("--trace", "x=10"), self.ofMaintd("--release-all", "--supervise")],
             3: [self.releaseWithoutAClock],
             4: [self.ofMaintd("--release-all", other=True)],
+            65: [self.withoutAStore(), self.withoutAStore("--supervise")],
             78: [self.ofMaintd(config="version: 2\n"), self.ofMaintd("--supervise", config="version: 2\n"), self.inBackground],
         })
 
