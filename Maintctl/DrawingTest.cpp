@@ -105,7 +105,7 @@ TEST( Drawing, isTheSameInAscii ) {
 spine-a  entering     [############.....]  5/7  stage drainwatch  1m12s  uid 0:~
   5 of 7 drained; et3 812 kbit/s, about 40 s; bond0 stalled at 310 kbit/s since
   14:02; forced shutdown of bond0 in 3m10s
-  bond0   310 kbps > 100 kbps        -  @@##***++===  stalled at 310 kbit/s sin~
+  bond0   310 kbps > 100 kbps        -  @@##***++===  stalled at 310 kbit/s
   et3     812 kbps > 100 kbps      41s  @@###***++==  812 kbit/s, about 40 s
 leaf-b   maintenance  [#################]  4/4  1h06m
   traffic is back on et9
@@ -123,8 +123,8 @@ TEST( Drawing, fitsANarrowTerminal ) {
 spine-a  entering     ███▌░  5/7  stage…
   5 of 7 drained; et3 812 kbit/s, about
   40 s; bond0 stalled at 310 kbit/s sin…
-  bond0   310 kbps  stalled at 310 kbit…
-  et3     812 kbps  812 kbit/s, about 4…
+  bond0   310 kbps  stalled
+  et3     812 kbps  about 40 s
 leaf-b   maintenance  █████  4/4  1h06m
   traffic is back on et9
   et9    50.0 Mbps  spike of 50.0 Mbit/s
@@ -157,6 +157,31 @@ and 2 more units
 )" );
 }
 
+TEST( Drawing, saysWhyInWholeWordsHoweverLittleRoomThereIs ) {
+   const std::pair< const char *, const char * > texts[] = {
+      { "812 kbit/s, about 40 s", "812 kbit/s, about 40 s" },
+      { "stalled at 310 kbit/s since 14:02", "stalled at 310 kbit/s" },
+      { "oscillating about 100 kbit/s since 14:02, now 40 kbit/s", "oscillating" },
+      { "312 kbit/s, rising, threshold 100 kbit/s", "rising" },
+      { "1.25 Gbit/s, traffic is back since 2026-11-21 14:02", "traffic is back" },
+      { "5 of 10 s quiet", "5 of 10 s quiet" },
+      { "drained since 14:02, not watched since 14:05", "drained, not watched" },
+      { "no fresh counters since 14:02", "no fresh counters" } };
+   Picture picture;
+   for ( const auto & [text, shown] : texts ) {
+      IntfPicture & intf = picture.interfaces.emplace_back();
+      intf.name = "Ethernet-1-1-1-" + std::to_string( picture.interfaces.size() );
+      intf.thresholdBps = 1e5;
+      intf.text = text;
+   }
+   const std::string all = drawn( picture, 74, 24 );
+   for ( const auto & [text, shown] : texts )
+      EXPECT_NE( std::string::npos, all.find( std::string( "  " ) + shown + "\n" ) ) << shown << all;
+   // The last line says how many more there are.
+   const std::string less = drawn( picture, 74, 5 );
+   EXPECT_NE( std::string::npos, less.find( "  rising  (4 more)\n" ) ) << less;
+}
+
 TEST( Drawing, saysHowManyInterfacesThereAreMore ) {
    Picture many = picture();
    many.title.clear();
@@ -168,7 +193,7 @@ TEST( Drawing, saysHowManyInterfacesThereAreMore ) {
 spine-a  entering     ████████████▏░░░░  5/7  stage drainwatch  1m12s  uid 0: r…
   5 of 7 drained; et3 812 kbit/s, about 40 s; bond0 stalled at 310 kbit/s since
   14:02; forced shutdown of bond0 in 3m10s
-  bond0   310 kbps > 100 kbps        -  ██▇▇▆▆▆▅▅▄▄▄  stalled at 310 kbit/s sin…
+  bond0   310 kbps > 100 kbps        -  ██▇▇▆▆▆▅▅▄▄▄  stalled at 310 kbit/s
   et3     812 kbps > 100 kbps      41s  ██▇▇▇▆▆▆▅▅▄▄  812 kbit/s, about 40 s
   et10   1.00 Mbps > 100 kbps      40s  ██▇▇▇▆▆▆▅▅▅▄  busy
   et11   1.00 Mbps > 100 kbps      41s  ██▇▇▇▆▆▆▅▅▅▄  busy

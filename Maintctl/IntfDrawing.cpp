@@ -84,6 +84,23 @@ std::string thresholdText( const IntfPicture & intf ) {
           rateText( intf.thresholdBps );
 }
 
+/// What the agent says of an interface, by whole clauses if there is no room for all of it. Since when it is so goes first,
+/// then the numbers that stand in columns of their own, so that the word stays.
+std::string clausesWithin( std::size_t room, std::string text ) {
+   const auto fits = [&] { return columns( printable( text ) ) <= room; };
+   for ( std::size_t at; !fits() && ( at = text.find( " since " ) ) != std::string::npos; )
+      text.erase( at, text.find( ',', at ) - at );
+   const bool rateFirst = !text.empty() && text[0] >= '0' && text[0] <= '9';
+   if ( const std::size_t at = text.find( "bit/s, " ); !fits() && rateFirst && at != std::string::npos )
+      text.erase( 0, text.find( ", " ) + 2 );
+   for ( std::size_t at; !fits() && ( at = text.rfind( ", " ) ) != std::string::npos; )
+      text.resize( at );
+   for ( const char * const number : { " about ", " at " } )
+      if ( const std::size_t at = text.find( number ); !fits() && at != std::string::npos )
+         text.resize( at );
+   return text;
+}
+
 } // namespace
 
 IntfLayout::IntfLayout(
@@ -152,10 +169,12 @@ Line IntfLayout::line( const IntfPicture & intf, std::size_t hidden, bool utf8 )
    line.add( "  " );
    const std::string more = hidden ? "  (" + std::to_string( hidden ) + " more)" : "";
    const std::size_t taken = line.columns() + more.size();
+   const std::size_t room = columns_ - std::min( columns_, taken );
+   const std::string why = clausesWithin( room, intf.text );
    if ( more.empty() )
-      return line.add( intf.text, toneOf( intf.urgency ) );
-   if ( taken < columns_ )
-      line.add( Line( intf.text ).fitted( columns_ - taken, utf8 ).text(), toneOf( intf.urgency ) );
+      return line.add( why, toneOf( intf.urgency ) );
+   if ( room > 0 )
+      line.add( Line( why ).fitted( room, utf8 ).text(), toneOf( intf.urgency ) );
    else
       line = line.fitted( columns_ - std::min( columns_, more.size() ), utf8 );
    return line.add( more, Tone::faint );

@@ -53,7 +53,8 @@ void Remote::stream(
 std::optional< double > Remote::clock() try {
    return Api::readAgent( get( Api::Path::agent ) ).clock;
 } catch ( const Failure & failure ) {
-   if ( failure.status == ExitStatus::interrupted )
+   const bool away = failure.status == ExitStatus::notReachable && seconds_ == soon;
+   if ( away || failure.status == ExitStatus::interrupted )
       throw;
    return std::nullopt;
 } catch ( const Api::Error & ) {

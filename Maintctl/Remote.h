@@ -28,7 +28,8 @@ class Remote {
    /// Hands on the bytes of an answer that goes on, until the agent ends it.
    void stream( const std::string & path, const std::function< void( std::string_view bytes ) > & take );
 
-   /// The agent's present time, which ages are told by; nothing if it cannot say.
+   /// The agent's present time, which ages are told by; nothing if it cannot say. Whoever looks over and over is told at
+   /// once that it is not reachable.
    std::optional< double > clock();
 
  private:

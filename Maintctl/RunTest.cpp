@@ -139,7 +139,7 @@ TEST_F( RunTest, showInterfacesGivesALineForEach ) {
       rig.out,
       "INTERFACE  KIND      LINK  SHUT  DRIFT   STATE        FOR     IN        OUT               SAMPLES  "
       "QUIET  SPIKE  "
-      "PROFILE  UNITS    WHY\n"
+      "PROFILE  UNITS    WHY (UTC)\n"
       "et1        ethernet  down  yes   raised  under-maint  20s  0 bps  1.25 Mbps  18446744073709551615    "
       "  4  yes    "
       "fast     spine-a  1.25 Mbit/s, traffic is back since 22:15\n"
@@ -179,7 +179,7 @@ TEST_F( RunTest, showInterfaceGivesItInFull ) {
                "Profile:          fast\n"
                "State:            under-maint\n"
                "State since:      2023-11-14T22:15:00.000Z (20s ago)\n"
-               "Why:              1.25 Mbit/s, traffic is back since 22:15\n"
+               "Why (UTC):        1.25 Mbit/s, traffic is back since 22:15\n"
                "Monitored since:  2023-11-14T22:13:20.000Z (2m00s ago)\n"
                "Rates:            in 0 bps, out 1.25 Mbps\n"
                "Samples:          18446744073709551615\n"

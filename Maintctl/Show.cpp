@@ -46,6 +46,17 @@ std::string reasonText( const std::optional< Api::Reason > & reason ) {
    return reason ? reason->text : nothing;
 }
 
+/// Of a column of such words.
+std::string whyHeading( const auto & range, const auto & wordsOf ) {
+   std::string result = "WHY";
+   for ( const auto & each : range )
+      if ( const char * const utc = utcOf( wordsOf( each ) ); *utc )
+         return result + utc;
+   return result;
+}
+
+std::string wordsOf( const Api::Waiting & w ) { return w.insight ? w.insight->text : w.reason; }
+
 /// A newer agent may have more words.
 std::string driftText( const std::optional< std::string > & drift ) {
    if ( drift == "raised" )
@@ -112,7 +123,7 @@ std::string unitText( const Api::Unit & unit, Now now ) {
    sheet.line( "Unit", unit.name );
    sheet.line( "State", unit.state + ( unit.stage ? ", stage " + *unit.stage : "" ) );
    if ( !unit.sentence.empty() )
-      sheet.line( "Now", unit.sentence );
+      sheet.line( "Now" + std::string( utcOf( unit.sentence ) ), unit.sentence );
    sheet.line( "Generation", std::to_string( unit.generation ) );
    sheet.line( "Since", timeAndAge( unit.since, now ) );
    sheet.line( "By", orNothing( unit.by ) );
@@ -152,7 +163,8 @@ std::string interfacesText( const std::vector< Api::Interface > & interfaces, No
         { "SPIKE" },
         { "PROFILE" },
         { "UNITS" },
-        { "WHY" } } );
+        { whyHeading(
+           interfaces, []( const Api::Interface & intf ) { return reasonText( intf.reason ); } ) } } );
    for ( const Api::Interface & intf : interfaces )
       table.row(
          { intf.name, intf.kind, intf.linkState, yesNo( intf.shut ), orNothing( intf.drift ),
@@ -174,7 +186,7 @@ std::string interfaceText( const Api::Interface & intf, Now now ) {
    sheet.line( "Profile", orNothing( intf.profile ) );
    sheet.line( "State", intf.state ? *intf.state : "not monitored" );
    sheet.line( "State since", timeAndAge( intf.stateTime, now ) );
-   sheet.line( "Why", reasonText( intf.reason ) );
+   sheet.line( "Why" + std::string( utcOf( reasonText( intf.reason ) ) ), reasonText( intf.reason ) );
    sheet.line( "Monitored since", timeAndAge( intf.startTime, now ) );
    sheet.line( "Rates", "in " + rateText( intf.inBps ) + ", out " + rateText( intf.outBps ) );
    sheet.line( "Samples", countOrNothing( intf.samples ) );
@@ -291,13 +303,12 @@ std::string explanationText( const Api::Explanation & e, Now now ) {
            { "NEXT SAMPLE" },
            { "SHUTDOWN" },
            { "PROFILE" },
-           { "WHY" } } );
+           { whyHeading( e.waiting, wordsOf ) } } );
       for ( const Api::Waiting & w : e.waiting )
          table.row(
             { w.interface, orNothing( w.state ), rateText( w.inBps ), rateText( w.outBps ),
               rateText( w.thresholdBps ), quietText( w ), aheadText( w.nextSample, now ),
-              aheadText( w.shutdownAt, now ), orNothing( w.profile ),
-              w.insight ? w.insight->text : w.reason } );
+              aheadText( w.shutdownAt, now ), orNothing( w.profile ), wordsOf( w ) } );
       result += "\n" + table.text();
    }
    result += stagesText( e.stages, now );

@@ -271,6 +271,9 @@ UnitPicture Sight::pictureOf( const Api::Unit & unit, const Members & members, s
    picture.total = unit.total;
    picture.drained = unit.drained;
    picture.sentence = sentenceOf( unit );
+   // Elsewhere the title says what time it is.
+   if ( subject_.pressing )
+      picture.sentence += utcOf( picture.sentence );
    picture.who = whoText( unit );
    if ( unit.since && clock_ )
       picture.forSeconds = *clock_ - *unit.since;

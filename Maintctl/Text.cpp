@@ -64,6 +64,16 @@ bool isPlain( std::string_view text ) {
 
 } // namespace
 
+const char * utcOf( std::string_view words ) {
+   const auto digit = []( char c ) { return c >= '0' && c <= '9'; };
+   for ( std::size_t at = words.find( ':' ); at != words.npos; at = words.find( ':', at + 1 ) )
+      if (
+         at >= 3 && at + 2 < words.size() && words[at - 3] == ' ' && digit( words[at - 2] ) &&
+         digit( words[at - 1] ) && digit( words[at + 1] ) && digit( words[at + 2] ) )
+         return " (UTC)";
+   return "";
+}
+
 std::string printable( std::string_view text ) {
    if ( isPlain( text ) )
       return std::string( text );

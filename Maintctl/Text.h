@@ -28,6 +28,8 @@ std::string countText( std::size_t count, std::string_view what );
 std::string listText( const std::vector< std::string > & names );
 std::string orNothing( const std::optional< std::string > & text );
 const char * yesNo( bool value );
+/// What is added to words of the agent that stand alone: it tells times of day, if any, in UTC. ` (UTC)`, or nothing.
+const char * utcOf( std::string_view words );
 /// The state of a unit as one says it behind "is": `under maintenance`, `entering`.
 std::string stateText( const std::string & state );
 

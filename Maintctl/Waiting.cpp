@@ -183,9 +183,11 @@ void Waiting::draw( const Api::Unit & unit ) {
    try {
       sight_.look( unit );
    } catch ( const Failure & failure ) {
-      // Only what is drawn depends on it; the next look finds out what has happened.
       if ( failure.status == ExitStatus::interrupted )
          throw;
+      // Only what is drawn depends on it; the next look finds out what has happened.
+      if ( failure.status == ExitStatus::notReachable && drawn_ )
+         reportAway( failure );
       return;
    } catch ( const Api::Error & ) {
       return;
@@ -224,7 +226,7 @@ std::string Waiting::progressLine( const Api::Unit & unit ) {
       return line + ", stage " + stage->name +
              ( stage->limitSeconds ? ", at most " + spanText( *stage->limitSeconds ) : "" );
    if ( !unit.sentence.empty() )
-      return line + ": " + unit.sentence;
+      return line + ": " + unit.sentence + utcOf( unit.sentence );
    line += ": " + drainedText( unit.drained, unit.total );
    if ( unit.state != Api::UnitState::entering )
       return unit.stage ? line + ", stage " + *unit.stage : line;

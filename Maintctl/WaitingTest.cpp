@@ -194,6 +194,24 @@ TEST_F( WaitingTest, drawsThatTheAgentIsAway ) {
    EXPECT_EQ( rig.err, "" );
 }
 
+TEST_F( WaitingTest, drawsThatTheAgentIsAwayAsSoonAsAnyQuestionIsNotAnswered ) {
+   rig.messages.able.draws = true;
+   rig.client.answers( "GET /api/v1/interfaces?unit=a", "[]" );
+   from( 0, unit( "entering", 3, R"(,"sentence":"et1 stalled at 310 kbit/s since 14:02")" ) );
+   std::string before, away;
+   rig.pace.at( 4.9, [&] { before = rig.messages.shown(); } );
+   rig.pace.at( 5, [this] {
+      // The unit is told, then comes the question for the clock.
+      rig.client.during( [this] { rig.client.during( [this] { rig.client.reachableIs( false ); } ); } );
+   } );
+   rig.pace.at( 5.25, [&] { away = rig.messages.shown(); } );
+   rig.pace.at( 10, [this] { rig.client.reachableIs( true ); } );
+   from( 12, unit( "maintenance", 5 ) );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait" } ), ExitStatus::done );
+   EXPECT_NE( std::string::npos, before.find( "et1 stalled at 310 kbit/s since 14:02 (UTC)\n" ) ) << before;
+   EXPECT_EQ( linesOf( away )[0], "stale: the agent cannot be reached: Connection refused" );
+}
+
 TEST_F( WaitingTest, saysLinesWhileAnotherJobHasTheTerminal ) {
    rig.messages.able.draws = true;
    rig.messages.ours = false;

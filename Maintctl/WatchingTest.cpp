@@ -130,6 +130,15 @@ TEST_F( WatchingTest, saysSinceWhenTheAgentIsAwayAndGoesOn ) {
    EXPECT_TRUE( linesOf( back )[0].starts_with( "1 unit" ) ) << back;
 }
 
+TEST( Remote, tellsWhoeverLooksOverAndOverAtOnceThatTheClockCannotBeAskedFor ) {
+   FakeClient client;
+   client.reachableIs( false );
+   Remote remote( client );
+   EXPECT_EQ( std::nullopt, remote.clock() );
+   remote.watchedIs( [] {} );
+   EXPECT_THROW( remote.clock(), Failure );
+}
+
 TEST_F( WatchingTest, isStaleTooWhileTheAgentAnswersButMakesNoSense ) {
    rig.pace.at( 1, [this] { rig.client.replaces( "GET /api/v1/units", "?" ); } );
    EXPECT_EQ(

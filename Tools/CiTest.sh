@@ -24,6 +24,16 @@ endsWithTheSummaryOfAFailedRun() {
    [ "$(tail -n 1 <<<"$output")" = "1 - a.b (Failed)" ] || fail "the failed tests should be last"
 }
 
+namesBeforeTheSummaryWhatTheMachineCannotRun() {
+   _treeWhoseTestRuns 'echo "1/2 Test  #1: Page.a .......***Skipped   0.02 sec"; echo "2/2 Test #22: b.c ... Passed 1.00 sec"; \
+      echo "100% tests passed, 0 tests failed out of 2, 1 skipped"'
+   run .ci/run
+   passes
+   [ "$(tail -n 3 <<<"$output" | tr '\n' '|')" = \
+      "ci: NOT PROVEN HERE, since this machine cannot run these tests:|   Page.a|100% tests passed, 0 tests failed out of 2, 1 skipped|" ] ||
+      fail "what was skipped should stand before the summary"
+}
+
 saysThatNoTestRanWhenTheBuildFails() {
    _treeWhoseTestRuns 'echo "error: no such thing"; exit 1'
    run .ci/run

@@ -46,9 +46,14 @@ class Damped : public Damper {
          change();
       seen_ = value;
    }
+   /// What was seen and counted is of something that is not there any more; how often it was told is not forgotten.
+   void valueDel() {
+      seen_.reset();
+      changesDel();
+   }
 
  private:
-   std::optional< T > seen_; ///< none: nothing was seen yet since it was told
+   std::optional< T > seen_; ///< none: nothing but what was told
 };
 
 } // namespace Agent

@@ -47,6 +47,15 @@ TEST( Damper, pausesLongerWhileItGoesOnAndLosesNoCount ) {
    EXPECT_GE( changes, 36000u - 600 );
 }
 
+TEST( Damped, knowsNothingMoreOfWhatHasGone ) {
+   Damped< bool > damped;
+   damped.valueIs( true, false );
+   damped.valueDel();
+   EXPECT_EQ( 0u, damped.changes() );
+   damped.valueIs( false, false );
+   EXPECT_EQ( 0u, damped.changes() );
+}
+
 TEST( Damper, beginsAnewAfterAQuietMinute ) {
    Damper damper;
    for ( double now = 100; now < 108; ++now ) {

@@ -227,6 +227,28 @@ TEST_F( EventsTest, interfacesThatJoinAndLeaveAreTold ) {
    EXPECT_EQ( "et3 has left u1: it does not exist any more", last().at( "text" ) );
 }
 
+TEST_F( EventsTest, anInterfaceThatComesBackIsComparedWithNothingOfBefore ) {
+   linkIs( et1, false );
+   drift = "raised";
+   events->driftChanged();
+   turn();
+   clock->advance( 1 );
+   leave( et1 );
+   turn();
+   clock->advance( 1 );
+   told();
+   drift = "";
+   join( et1 );
+   events->driftChanged();
+   clock->advance( 5 );
+   EXPECT_EQ( Lines{ "interface et1 joined" }, told() );
+   drift = "lowered";
+   events->driftChanged();
+   turn();
+   EXPECT_EQ( Lines{ "interface et1 drift" }, told() );
+   EXPECT_EQ( 1, last().at( "changes" ) );
+}
+
 TEST_F( EventsTest, linksThatNobodyHasConfiguredAreNotTold ) {
    linkIs( et3, true );
    linkIs( et3, false );

@@ -205,6 +205,12 @@ void InterfaceEvents::lookAtLeave( const Present & of ) {
       "left", of.name + " has left " + InterfaceWords::list( of.units ) +
                  ( model_.allIntfStatusDir->intfStatus( of.intf ) ? "" : ": it does not exist any more" ) ) );
    model_.told->interfaceDel( of.intf );
+   // If it comes back, it is compared with what is told of it then.
+   Dampers & dampers = damped_[of.intf];
+   dampers.link.valueDel();
+   dampers.drift.valueDel();
+   dampers.spike.valueDel();
+   dampers.starved.valueDel();
    left_ = true;
 }
 
