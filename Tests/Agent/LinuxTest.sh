@@ -48,7 +48,7 @@ _enters() {
    _traffic et4 in 120
    briefly=${traffic[-1]}
    _start
-   _ctlPasses enter u1 --reason upgrade --force
+   _ctlPasses enter u1 --reason upgrade
    { sleep 8 && kill "$briefly"; } 2> /dev/null &
 }
 
@@ -129,11 +129,39 @@ _isKilled() {
    _eachLinkHasMovedOnceEachWay
 }
 
+# The plan before the button: nothing is entered as long as that cuts somebody off.
+_refusesToCutOff() {
+   # A network behind et1 loses its other way, and the session is of a host on et1 itself.
+   ip -n "$ns" route del 10.1.1.0/24 metric 2048
+   run _ctl plan u1 --session 10.0.1.2
+   passes
+   says "blocking  last-path "
+   says " 10.1.1.0/24 has no other way than et1"
+   says "blocking  lock-out "
+   says "the way to 10.0.1.2, from where this session comes, leaves through et1 only"
+   _isRefused "10.1.1.0/24 has no other way than et1"
+   _alsoOutside 10.1.1.0/24
+   _isRefused "the way to 10.0.1.2, from where this session comes, leaves through et1 only" --session 10.0.1.2
+   _alsoOutside 10.0.1.0/24
+   run _ctl plan u1 --session 10.0.1.2
+   passes
+   saysNot blocking
+   _is units/u1 state normal || fail "the unit should not have been entered"
+   _addresses > before
+}
+_isRefused() { # FINDING [ARGUMENT...]
+   run _ctl enter u1 --reason upgrade "${@:2}"
+   [ "$status" -eq 5 ] || fail "should have ended with 5"
+   says "blocking: $1"
+   [ "$(grep -c blocking <<< "$output")" -eq 1 ] || fail "nothing else should be against it"
+}
+
 # Under maintenance, links are raised by somebody else, by hand and without an agent.
 _isReleasedByHand() {
    _config
    _start
-   _ctlPasses enter u1 --reason upgrade --force --wait --timeout 60s
+   _refusesToCutOff
+   _ctlPasses enter u1 --session 10.0.1.2 --reason upgrade --wait --timeout 60s
    _isUnderMaintenance
    run _ctl release et3
    [ "$status" -eq 5 ] || fail "should have ended with 5"
@@ -163,7 +191,7 @@ _followsLinks() {
    _config
    _start
    _traffic et1 in 18
-   _ctlPasses enter u1 --reason upgrade --force
+   _ctlPasses enter u1 --reason upgrade
    _until 30 "et3 is shut" _isDown et3
    ip -n "$ns" link del et3
    _until 10 "et3 has gone" _is units/u1 total 3
@@ -189,7 +217,7 @@ _leavesLinksToOthers() {
    ip -n "$ns" link set et2 down
    _config
    _start
-   _ctlPasses enter u1 --reason upgrade --force --wait --timeout 60s
+   _ctlPasses enter u1 --reason upgrade --wait --timeout 60s
    _is units/u1 total 3 || fail "et2 should not be waited for"
    _drifts et1 null et2 null et3 null et4 null || fail "nothing should have drifted yet"
    for link in et3 et4; do
@@ -277,7 +305,7 @@ goesOnAfterAKillAtEachPointOfTheStory() {
       "settling _isKilled settling" "maintenance _isKilled maintenance" "exiting _isKilled exiting" \
       "stopped _isKilled draining TERM"
 }
-followsLinksAndReleasesThemByHand() {
+refusesToCutOffFollowsLinksAndReleasesThemByHand() {
    _inWorlds "byHand _isReleasedByHand" "links _followsLinks"
 }
 leavesToOthersWhatTheyDo() {

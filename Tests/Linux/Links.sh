@@ -32,6 +32,7 @@ _withLinks() {
    trap 'echo "ended in ${FUNCNAME[*]}${what:+, waiting: $what}"; exit 143' TERM
    peers=$world-peers
    ip netns add "$ns" && ip netns add "$peers" || fail "cannot make the namespaces"
+   _makeOutside
    _makeLinks
    _until 30 "the addresses are there" _addressesAreThere
    _routesThatNeedAddresses
@@ -46,6 +47,20 @@ _withLinks() {
 _link() {
    ip -n "$ns" link add "$1" type veth peer name "$2" netns "$peers" || fail "cannot make the link $1"
 }
+_makeOutside() {
+   _link outside poutside
+   ip -n "$peers" address add 10.0.9.2/24 dev poutside &&
+      ip -n "$peers" link set poutside up &&
+      ip -n "$ns" address add 10.0.9.1/24 dev outside &&
+      ip -n "$ns" address add 2001:db8:9::1/64 dev outside nodad &&
+      ip -n "$ns" link set outside up || fail "cannot set up the link outside"
+}
+# _alsoOutside DESTINATION: what has a way gets another one, which is taken when the first has gone.
+_alsoOutside() {
+   local hop=10.0.9.2
+   [[ $1 != *:* ]] || hop=2001:db8:9::2
+   ip -n "$ns" route replace "$1" via $hop metric 2048 || fail "cannot make another way to $1"
+}
 # _addressed LINK PEER NUMBER: both ends are up and have addresses, and routes go over them.
 _addressed() {
    number[$1]=$3
@@ -56,6 +71,8 @@ _addressed() {
       ip -n "$ns" link set "$1" up &&
       ip -n "$ns" route add "10.1.$3.0/24" via "10.0.$3.2" src "10.0.$3.1" metric 50 &&
       ip -n "$ns" -6 route add "2001:db8:10$3::/64" via "2001:db8:$3::2" || fail "cannot set up the link $1"
+   _alsoOutside "10.1.$3.0/24"
+   _alsoOutside "2001:db8:10$3::/64"
 }
 # The kernel takes a route with a source only when it knows that nobody else has that address, which is a second or two
 # after it is set.
@@ -69,6 +86,7 @@ _routeThatNeedsTheAddress() {
    local n=${number[$1]}
    ip -n "$ns" -6 route add "2001:db8:20$n::/64" via "2001:db8:$n::2" src "2001:db8:$n::1" ||
       fail "cannot make a route over $1"
+   _alsoOutside "2001:db8:20$n::/64"
 }
 _addressesAreThere() { [ -z "$(ip -n "$ns" -6 -o address show tentative)" ]; }
 # Addresses and routes of all links, as far as they are meant to outlast a shutdown.

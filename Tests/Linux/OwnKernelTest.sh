@@ -181,7 +181,7 @@ _carries() { # DIRECTION LINK...: each has carried more than a tenth of a second
 _enters() { # [PROFILE-KEYS]
    _config "${1:-}"
    _start
-   _ctlPasses enter u1 --reason upgrade --force
+   _ctlPasses enter u1 --reason upgrade
 }
 _isBusy() { # LINK...
    local link
@@ -430,7 +430,7 @@ _outlastsABounceOfItsBridge() {
    output=$(_moves)
    [ "$(grep -c vlan10 <<< "$output")" -eq 4 ] || fail "vlan10 should have gone down, up with its bridge, down and up"
    # The next time it goes down with its bridge while it is watched.
-   _ctlPasses enter u1 --reason upgrade --force
+   _ctlPasses enter u1 --reason upgrade
    _until 20 "vlan10 is watched" _is interfaces/vlan10 state enter-maint
    _in "$ns" link set br0 down
    _until 10 "vlan10 is seen down" _is interfaces/vlan10 link-state down

@@ -9,6 +9,8 @@
 #   $pause   between two looks at what is waited for, seconds
 unit=u1
 pause=0.1
+# From where a session comes is what the story says.
+unset SSH_CONNECTION SSH_CLIENT
 
 # ---- worlds
 
