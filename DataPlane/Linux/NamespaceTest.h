@@ -105,7 +105,9 @@ class InNamespace : public testing::Test {
       if ( held )
          return true;
       wanted_ = [&] { return held = holds(); };
-      end_ = loop->currentTime() + seconds;
+      // From the first turn on: the loop's time is that of its last one, which may be long ago.
+      within_ = seconds;
+      end_ = std::numeric_limits< double >::infinity();
       alarm_->timeMinIs( loop->currentTime() );
       loop->run();
       alarm_->timeMinIs( std::numeric_limits< double >::infinity() );
@@ -145,6 +147,7 @@ class InNamespace : public testing::Test {
    };
    /// What is waited for need not be anything that the loop is told of, so it is looked at now and then.
    void handleAlarm() {
+      end_ = std::min( end_, loop->currentTime() + within_ );
       if ( loop->currentTime() >= end_ )
          loop->stop();
       else
@@ -156,7 +159,7 @@ class InNamespace : public testing::Test {
    }
 
    int home_ = -1;
-   double end_ = 0;
+   double within_ = 0, end_ = 0; ///< seconds, and when they are over
    RequestId lastId_ = 0;
    std::function< bool() > wanted_;
    Cog::TimerWatch< VelAlarm > alarm_;
