@@ -145,6 +145,12 @@ FileError fileErrorOf( const Reader & in ) {
    return { in.text( "file" ), in.counter( "line" ), in.counter( "column" ), in.text( "message" ) };
 }
 
+Hook hookOf( const Reader & in ) {
+   return { in.text( "name" ),          in.text( "kind" ),        in.counter( "runs" ),
+            in.counter( "failures" ),   in.counter( "missed" ),   in.counter( "waiting" ),
+            in.maybeCounter( "event" ), in.maybeText( "failure" ) };
+}
+
 } // namespace
 
 const Stage * runningCommand( const std::vector< Stage > & stages ) {
@@ -217,6 +223,7 @@ Agent readAgent( std::string_view text ) {
    agent.started = in.time( "started" );
    agent.state = in.text( "state" );
    agent.problems = in.list( "problems", problemOf );
+   agent.hooks = in.list( "hooks", hookOf );
    const Reader plugin = in.below( "plugin" );
    agent.pluginName = plugin.text( "name" );
    agent.pluginState = plugin.text( "state" );

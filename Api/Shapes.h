@@ -149,12 +149,21 @@ struct Problem {
    std::string text;
 };
 
+/// How a hook fares.
+struct Hook {
+   std::string name, kind; ///< kind: command or url
+   std::uint64_t runs = 0, failures = 0, missed = 0, waiting = 0;
+   std::optional< std::uint64_t > event; ///< that it is being called for; nothing: none
+   std::optional< std::string > failure; ///< of the last run
+};
+
 struct Agent {
    std::string version;
    std::uint64_t pid = 0;
    std::optional< double > started;
    std::string state;
    std::vector< Problem > problems;
+   std::vector< Hook > hooks;
    std::string pluginName, pluginState;
    std::optional< std::string > pluginText;
    std::string configurationFile, configurationState;

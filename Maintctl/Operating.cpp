@@ -9,9 +9,6 @@
 #include "Maintctl/Timeline.h"
 #include "Maintctl/Waiting.h"
 
-#include <algorithm>
-#include <cmath>
-
 namespace Maintctl {
 
 namespace {
@@ -94,16 +91,12 @@ void Operating::ask( Unit & unit ) {
 }
 
 void Operating::wait( Unit & unit, double begun ) {
-   auto timeout = command_.timeout;
-   if ( timeout ) {
-      const double left = std::ceil( double( timeout->seconds() ) - ( world_.pace.now() - begun ) );
-      timeout = Config::Duration::fromSeconds( static_cast< std::uint32_t >( std::max( 0.0, left ) ) );
-   }
    // An exit of a unit that is normal, and an enter of one that is under maintenance, change nothing and are there.
    Waiting waiting(
-      { unit.name, command_.operation, timeout, true }, remote_, world_.pace, output_, world_.messages );
+      { unit.name, command_.operation, command_.timeout, true, begun }, remote_, world_.pace, output_,
+      world_.messages );
    unit.answer = waiting.until();
-   tellOf( unit, [&] { return thereText( unit.answer, world_.pace.now() - begun ); } );
+   tellOf( unit, [&] { return thereText( unit.answer, waiting.elapsed() ); } );
 }
 
 template < class Step >
@@ -143,8 +136,9 @@ void Operating::several() {
    }
    if ( command_.wait )
       for ( Unit & unit : units )
-         if ( goesOn && unit.taken ) {
-            goesOn = attempt( unit, [&]( Unit & of ) { wait( of, begun ); } );
+         if ( unit.taken ) {
+            // What nobody waits for any more has been asked for all the same.
+            goesOn = goesOn && attempt( unit, [&]( Unit & of ) { wait( of, begun ); } );
             tell( unit );
          }
    if ( output_.json() ) {

@@ -98,7 +98,7 @@ TEST_F( OperatingTest, waitsForSeveralUnitsUnderOneTimeout ) {
    rig.pace.at( 5, [this] { isSo( "a", "maintenance" ); } );
    EXPECT_EQ( rig.run( { "enter", "a", "b", "c", "--timeout", "20s" } ), ExitStatus::failed );
    EXPECT_EQ( rig.out, "a is under maintenance after 5s\n" );
-   EXPECT_NE( std::string::npos, rig.err.find( "maintctl: timed out after 15s: b is entering" ) ) << rig.err;
+   EXPECT_NE( std::string::npos, rig.err.find( "maintctl: timed out after 20s: b is entering" ) ) << rig.err;
    EXPECT_EQ( 20, rig.pace.now() );
 }
 
@@ -112,6 +112,16 @@ TEST_F( OperatingTest, stopsWaitingWhenItIsInterrupted ) {
    EXPECT_EQ( at( rig.out, "/0/error/code" ), "\"interrupted\"" );
    EXPECT_EQ( at( rig.out, "/1/operation" ), "7" )
       << "what is not waited for has been asked for all the same";
+}
+
+TEST_F( OperatingTest, tellsWhatWasAskedForWhenItIsInterrupted ) {
+   for ( const char * unit : { "a", "b" } ) {
+      accepts( unit, 7 );
+      isSo( unit, "entering" );
+   }
+   rig.pace.interruptAt( 3 );
+   EXPECT_EQ( rig.run( { "enter", "a", "b", "--wait" } ), ExitStatus::interrupted );
+   EXPECT_EQ( rig.out, "b is entering, generation 3, operation 7\n" );
 }
 
 TEST( Operating, knowsTheWorseOfTwoStatuses ) {

@@ -234,7 +234,9 @@ TEST_F( RunTest, showAgentGivesItsHealth ) {
           "plugin":{"name":"drainwatch","state":"missing","text":"no such file"},
           "configuration":{"file":"/etc/x.yaml","state":"last-accepted","errors":["x.yaml:1:2: error: y"]},
           "switch":"simulated","switch-overruns":1,"clock":"2023-11-14T22:15:20.000Z",
-          "fast-log":"/run/maintd/fastlog","restarts":2,"restart-reason":"ended with status 1"})" );
+          "fast-log":"/run/maintd/fastlog","restarts":2,"restart-reason":"ended with status 1",
+          "hooks":[{"name":"desk","kind":"url","runs":"7","failures":"2","missed":"1","waiting":3,"event":12,"failure":"x"},
+                   {"name":"page","kind":"command","runs":"0","failures":"0","missed":"0","waiting":0,"event":null}]})" );
    EXPECT_EQ( rig.run( { "show", "agent" } ), ExitStatus::done );
    EXPECT_EQ(
       rig.out, "State:          degraded\n"
@@ -253,7 +255,12 @@ TEST_F( RunTest, showAgentGivesItsHealth ) {
                "\n"
                "Problems:\n"
                "  WHAT   FOR  PROBLEM\n"
-               "  store  20s  disk full\n" );
+               "  store  20s  disk full\n"
+               "\n"
+               "Hooks:\n"
+               "  HOOK  KIND     NOW       WAITING  RUNS  FAILED  MISSED  LAST FAILURE\n"
+               "  desk  url      event 12        3     7       2       1  x\n"
+               "  page  command  -               0     0       0       0  -\n" );
 }
 
 TEST_F( RunTest, everyShowGivesTheAnswerAsJson ) {

@@ -66,6 +66,26 @@ std::string driftText( const std::optional< std::string > & drift ) {
    return orNothing( drift );
 }
 
+std::string hooksText( const std::vector< Api::Hook > & hooks ) {
+   if ( hooks.empty() )
+      return "";
+   Table table(
+      { { "HOOK" },
+        { "KIND" },
+        { "NOW" },
+        { "WAITING", right },
+        { "RUNS", right },
+        { "FAILED", right },
+        { "MISSED", right },
+        { "LAST FAILURE" } } );
+   for ( const Api::Hook & hook : hooks )
+      table.row(
+         { hook.name, hook.kind, hook.event ? "event " + std::to_string( *hook.event ) : nothing,
+           std::to_string( hook.waiting ), std::to_string( hook.runs ), std::to_string( hook.failures ),
+           std::to_string( hook.missed ), orNothing( hook.failure ) } );
+   return "\nHooks:\n" + table.text( 2 );
+}
+
 } // namespace
 
 std::string unitsText( const std::vector< Api::Unit > & units, Now now ) {
@@ -267,7 +287,7 @@ std::string agentText( const Api::Agent & agent ) {
          table.row( { problem.what, ageText( problem.since, agent.clock ), problem.text } );
       result += table.text( 2 );
    }
-   return result;
+   return result + hooksText( agent.hooks );
 }
 
 std::string explanationText( const Api::Explanation & e, Now now ) {

@@ -96,7 +96,8 @@ std::string Waiting::until() {
 }
 
 std::string Waiting::untilThere() {
-   begin_ = lastAnswer_ = pace_.now();
+   lastAnswer_ = pace_.now();
+   begin_ = target_.begun.value_or( lastAnswer_ );
    const double end = target_.timeout ? begin_ + target_.timeout->seconds() : HUGE_VAL;
    bool started = target_.started;
    for ( ;; ) {

@@ -31,6 +31,7 @@ class Waiting {
       Operate::Operation operation; ///< enter: until it is under maintenance; exit: until it is normal
       std::optional< Config::Duration > timeout; ///< nothing: for ever
       bool started = false;                      ///< we know that the unit is on its way
+      std::optional< double > begun = {}; ///< when the timeout began, by the pace; nothing: with until()
    };
 
    Waiting( Target target, Remote & remote, Pace & pace, Output & output, Display & display );

@@ -36,6 +36,17 @@ TEST_F( HookStory, doesNotRepeatWhatHasFailed ) {
    EXPECT_EQ( 1u, runner->problems().size() ) << "it is still known";
 }
 
+TEST_F( HookStory, forgetsAFailureInAnHourAlsoIfTheClockWasAheadBeforeABoot ) {
+   enters();
+   ends( 1 );
+   hookDir->hook( "h" )->failedSinceIs( clock->currentTime() + 1e6 );
+   restart();
+   ASSERT_EQ( 1u, runner->problems().size() );
+   EXPECT_EQ( clock->currentTime(), runner->problems()[0].since );
+   clock->advance( Agent::HookRunner::problemFor + 1 );
+   EXPECT_TRUE( runner->problems().empty() );
+}
+
 TEST_F( HookStory, endsWhatAnEarlierAgentHasLeftBeforeItBeginsAnew ) {
    enters();
    children.remnantsAre( 2 );

@@ -70,6 +70,8 @@ void HookRunner::takeUp( const std::string & name, Hook & hook ) {
       kept->failureIs( "" );
       return;
    }
+   // The clock of another boot may be behind.
+   kept->failedSinceIs( std::min( kept->failedSince(), now() ) );
    const EventLog & events = *model_.log;
    for ( Vel::U64 sequence = std::max( kept->done() + 1, events.first() ); sequence <= seen_; ++sequence )
       if ( const auto event = hookEventOf( *events.event( sequence ) );
