@@ -46,11 +46,20 @@ else()
   target_compile_options( maint_options INTERFACE
     -Wall -Wextra -Wpedantic -Werror -Wshadow=local -Wnon-virtual-dtor -Wextra-semi -Wno-dangling-pointer -Wno-maybe-uninitialized -fno-gnu-unique )
 endif()
-# What is installed has the right to administer the network: nothing in it can be redirected once it runs. It names its
+# What is installed has the right to administer the network: nothing in it can be redirected once it runs, and what runs
+# over a buffer or the stack ends it (checks of buffers need the optimisation that this kind of build has). It names its
 # sources from the root of the tree, wherever that was when it was built.
 if( CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo" )
+  include( CheckCXXCompilerFlag )
+  include( CheckPIESupported )
+  check_pie_supported( LANGUAGES CXX )
+  add_compile_options( -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 )
   add_link_options( -Wl,-z,relro,-z,now )
-  add_compile_options( -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= )
+  # Where the processor watches where jumps may lead.
+  check_cxx_compiler_flag( -fcf-protection=full MAINT_HAS_CF_PROTECTION )
+  if( MAINT_HAS_CF_PROTECTION )
+    add_compile_options( -fcf-protection=full )
+  endif()
 endif()
 if( MAINT_COVERAGE )
   target_compile_options( maint_options INTERFACE -O0 --coverage )

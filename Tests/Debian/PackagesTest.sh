@@ -58,6 +58,20 @@ packagesAreMadeWithoutFaults() {
    output=$(grep -rlF "$root" maintd maintctl maintd-plugin-drainwatch maintd-plugin-dev)
    saysNothing
 
+   # Nothing in them can be redirected once they run, and what runs over a buffer or the stack ends them.
+   for path in maintd/usr/sbin/maintd maintd/usr/lib/maintd/libmaintplatform.so maintctl/usr/bin/maintctl \
+      maintd-plugin-drainwatch/usr/lib/maintd/libDrainWatchPlugin.so; do
+      output=$path:$(readelf --wide --file-header --program-headers --dynamic "$path")
+      says "DYN ("
+      says "GNU_RELRO"
+      says "BIND_NOW"
+      output=$path:$(readelf --wide --dyn-syms "$path")
+      says "__stack_chk_fail"
+      says "_chk@GLIBC"
+      [ "$(dpkg --print-architecture)" != amd64 ] || [ "$(LC_ALL=C grep -aoP '\xf3\x0f\x1e\xfa' "$path" | wc -l)" -gt 100 ] ||
+         fail "$path should mark where jumps may lead"
+   done
+
    # Programs of the packages run where they are unpacked together.
    mkdir whole && cp -r maintd/usr maintctl/usr maintd-plugin-drainwatch/usr whole
    run whole/usr/bin/maintctl --version
