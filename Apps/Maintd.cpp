@@ -193,7 +193,7 @@ void Maintd::serveNames() {
    std::array< char, HOST_NAME_MAX + 1 > own{};
    if ( gethostname( own.data(), own.size() - 1 ) != 0 )
       own[0] = '\0';
-   server_->webNamesAre( { own.data(), names } );
+   server_->webNamesAre( { own.data(), names, Agent::HostNames::searchedDomains() } );
 }
 
 std::string Maintd::listen() {
@@ -238,7 +238,8 @@ void Maintd::handleSignal( int signal ) {
    if ( status.ok() ) {
       api_->eventStreams().end();
       server_->flushStreams();
-   }
+   } else
+      spdlog::error( "what happened last, and that the agent has ended, is not stored: {}", status.text() );
    unlink( options_.socket.c_str() );
    std::fflush( nullptr );
    _exit( status.ok() ? 0 : 1 );

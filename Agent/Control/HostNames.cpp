@@ -1,6 +1,7 @@
 #include "Agent/Control/HostNames.h"
 
 #include <arpa/inet.h>
+#include <resolv.h>
 
 namespace Agent {
 
@@ -16,8 +17,6 @@ std::string plain( std::string name ) {
    return name;
 }
 
-std::string withoutDomain( const std::string & name ) { return name.substr( 0, name.find( '.' ) ); }
-
 bool isAddress( int family, const std::string & text ) {
    in6_addr address{};
    return inet_pton( family, text.c_str(), &address ) == 1;
@@ -25,10 +24,33 @@ bool isAddress( int family, const std::string & text ) {
 
 } // namespace
 
-HostNames::HostNames( const std::string & own, const std::set< std::string > & listed )
-   : own_( withoutDomain( plain( own ) ) ) {
+HostNames::HostNames(
+   const std::string & own, const std::set< std::string > & listed,
+   const std::set< std::string > & domains ) {
    for ( const std::string & name : listed )
-      listed_.insert( plain( name ) );
+      names_.insert( plain( name ) );
+   names_.insert( "localhost" );
+   const std::string name = plain( own ), alone = name.substr( 0, name.find( '.' ) );
+   if ( !alone.empty() ) {
+      names_.insert( { name, alone, alone + ".local" } );
+      for ( const std::string & domain : domains )
+         names_.insert( alone + "." + plain( domain ) );
+   }
+   names_.erase( "" );
+}
+
+std::set< std::string > HostNames::searchedDomains() {
+   struct __res_state state {};
+   std::set< std::string > result;
+   if ( res_ninit( &state ) != 0 )
+      return result;
+   for ( const char * const domain : state.dnsrch ) {
+      if ( !domain )
+         break;
+      result.insert( domain );
+   }
+   res_nclose( &state );
+   return result;
 }
 
 bool HostNames::serves( const std::string & host ) const {
@@ -39,8 +61,7 @@ bool HostNames::serves( const std::string & host ) const {
       return end != std::string::npos && isAddress( AF_INET6, host.substr( 1, end - 1 ) );
    }
    const std::string name = plain( host.substr( 0, host.find( ':' ) ) );
-   return isAddress( AF_INET, name ) || name == "localhost" || listed_.count( name ) ||
-          ( !own_.empty() && withoutDomain( name ) == own_ );
+   return isAddress( AF_INET, name ) || names_.count( name );
 }
 
 } // namespace Agent

@@ -74,7 +74,8 @@ struct HttpServer::Listener {
 };
 
 /// The requests that wait for a later turn, since what was answered in this one is enough: an answer is made at once, and
-/// a hundred who ask for everything must not hold up the turn in which they come.
+/// a hundred who ask for everything must not hold up the turn in which they come. Whoever asks on this machine waits for
+/// nobody who asks over the web address.
 struct HttpServer::Turns {
    explicit Turns( HttpServer & itsServer ) : server_( itsServer ) {}
    Turns( const Turns & ) = delete;
@@ -86,11 +87,12 @@ struct HttpServer::Turns {
    void answered( std::size_t bytes ) { bytes_ += bytes; }
 
  private:
+   using Queue = std::deque< std::shared_ptr< Exchange > >; ///< some may be gone
    void goOnSoon();
    void goOn();
 
    HttpServer & server_;
-   std::deque< std::shared_ptr< Exchange > > waiting_; ///< some may be gone
+   Queue local_, web_;
    Vel::U64 turn_ = 0;
    std::size_t bytes_ = 0; ///< that were answered in it
    bool posted_ = false;

@@ -141,7 +141,7 @@ struct ServerCallbacks {
             return MHD_YES;
          hand( listener, exchange );
          if ( exchange->reply )
-            listener.server.turns_->answered( exchange->reply->body.size() );
+            listener.server.turns_->answered( costOf( *exchange->reply ) );
       }
       if ( !exchange->reply ) {
          listener.suspend( *exchange );
@@ -160,6 +160,11 @@ struct ServerCallbacks {
       return send(
          exchange->connection, listener.server.refusal_( Api::Error{
                                   Api::ErrorCode::unavailable, refusal, exchange->request.path } ) );
+   }
+
+   /// Bytes that were made for it. A long answer has been begun by as much as is given at once.
+   static std::size_t costOf( const HttpReply & reply ) {
+      return reply.body.size() + ( reply.stream && reply.stream->ends() ? HttpServer::maxWebBody : 0 );
    }
 
    static std::string hostOf( const HttpRequest & request ) {

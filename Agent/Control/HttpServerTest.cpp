@@ -203,6 +203,45 @@ TEST_F( HttpServerTest, answersInATurnWhatATurnMayAnswerAndTheOthersInTheirOrder
    EXPECT_EQ( 1u, most );
 }
 
+TEST_F( HttpServerTest, answersThoseOnThisMachineBeforeThoseWhoWaitOnTheWeb ) {
+   listen();
+   ASSERT_EQ( std::nullopt, server->listenWeb( "127.0.0.1", 0 ) );
+   handler = []( const HttpRequest &, const HttpServer::Answer & answer ) {
+      answer( { 200, std::string( HttpServer::maxTurnBody, 'x' ) } );
+   };
+   constexpr std::size_t count = 40;
+   for ( std::size_t i = 0; i < count; ++i )
+      webClient().send( get( "/" + std::to_string( i ) ) );
+   runUntil( [&] { return requests.size() >= 2; } );
+   Client & local = client();
+   local.send( get( "/local" ) );
+   runUntilAnswered( local );
+   EXPECT_LT( requests.size(), count / 2 );
+}
+
+TEST_F( HttpServerTest, countsLongAnswersAmongWhatATurnMayAnswer ) {
+   struct Long final : HttpStream {
+      Piece next() override { return { nullptr, true }; }
+      bool ends() const override { return true; }
+      std::string heartbeat() const override { return ""; }
+   };
+   listen();
+   handler = []( const HttpRequest &, const HttpServer::Answer & answer ) {
+      HttpReply reply;
+      reply.stream = std::make_shared< Long >();
+      answer( std::move( reply ) );
+   };
+   constexpr std::size_t count = 40;
+   for ( std::size_t i = 0; i < count; ++i )
+      client().send( get( "/" + std::to_string( i ) ) );
+   std::size_t before = 0, most = 0;
+   runUntil( [&] {
+      most = std::max( most, requests.size() - std::exchange( before, requests.size() ) );
+      return requests.size() == count;
+   } );
+   EXPECT_LE( most, HttpServer::maxTurnBody / HttpServer::maxWebBody );
+}
+
 TEST_F( HttpServerTest, lastsWhileOneReadsSlowly ) {
    listen();
    const std::string large( 8 << 20, 'x' );
@@ -390,7 +429,7 @@ TEST_F( HttpServerTest, servesTheWebAsSomewhereElse ) {
 TEST_F( HttpServerTest, refusesRequestsOverTheWebThatAreMeantForSomebodyElse ) {
    listen();
    ASSERT_EQ( std::nullopt, server->listenWeb( "127.0.0.1", 0 ) );
-   server->webNamesAre( { "leaf1", {} } );
+   server->webNamesAre( { "leaf1.example", {} } );
    Client & web = webClient();
    web.send( "GET /a HTTP/1.1\r\nHost: evil.example:8080\r\n\r\n" );
    runUntilAnswered( web );

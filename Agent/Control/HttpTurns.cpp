@@ -10,14 +10,17 @@ bool HttpServer::Turns::mayHand( const std::shared_ptr< Exchange > & exchange ) 
    const Vel::U64 turn = server_.loop_->turns();
    if ( std::exchange( turn_, turn ) != turn )
       bytes_ = 0;
+   const bool local = exchange->listener->local;
+   Queue & queue = local ? local_ : web_;
    // Who comes now stands behind those who wait.
-   if ( bytes_ < maxTurnBody && ( exchange->itsTurn || waiting_.empty() ) )
+   const bool first = queue.empty() && ( local || local_.empty() );
+   if ( bytes_ < maxTurnBody && ( exchange->itsTurn || first ) )
       return true;
    exchange->listener->suspend( *exchange );
    if ( exchange->itsTurn )
-      waiting_.push_front( exchange );
+      queue.push_front( exchange );
    else
-      waiting_.push_back( exchange );
+      queue.push_back( exchange );
    goOnSoon();
    return false;
 }
@@ -34,16 +37,17 @@ void HttpServer::Turns::goOnSoon() {
 void HttpServer::Turns::goOn() {
    posted_ = false;
    const Vel::U64 turn = server_.loop_->turns();
-   while ( !waiting_.empty() && ( turn_ != turn || bytes_ < maxTurnBody ) ) {
-      const std::shared_ptr< Exchange > exchange = std::move( waiting_.front() );
-      waiting_.pop_front();
+   while ( !( local_.empty() && web_.empty() ) && ( turn_ != turn || bytes_ < maxTurnBody ) ) {
+      Queue & queue = local_.empty() ? web_ : local_;
+      const std::shared_ptr< Exchange > exchange = std::move( queue.front() );
+      queue.pop_front();
       if ( !exchange->connection )
          continue;
       exchange->itsTurn = true;
       exchange->listener->resume( *exchange );
       exchange->listener->run();
    }
-   if ( !waiting_.empty() )
+   if ( !( local_.empty() && web_.empty() ) )
       goOnSoon();
 }
 
