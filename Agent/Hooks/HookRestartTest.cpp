@@ -62,6 +62,19 @@ TEST_F( HookStory, endsWhatAnEarlierAgentHasLeftBeforeItBeginsAnew ) {
    EXPECT_EQ( "MAINTD_RUN=hook h 1 2", kept().mark() );
 }
 
+TEST_F( HookStory, saysWhenWhatAnEarlierAgentHasLeftDoesNotEnd ) {
+   enters();
+   children.remnantsAre( 20 );
+   restart();
+   clock->advance( 9 );
+   EXPECT_TRUE( runner->problems().empty() );
+   clock->advance( 2 );
+   ASSERT_EQ( 1u, runner->problems().size() );
+   EXPECT_EQ( "hook h cannot be called: its program does not end", runner->problems()[0].text );
+   clock->advance( 10 );
+   EXPECT_TRUE( runner->problems().empty() );
+}
+
 TEST_F( HookStory, endsWhatAnEarlierAgentHasLeftOfAHookThatHasGone ) {
    enters();
    children.remnantsAre( 1 );

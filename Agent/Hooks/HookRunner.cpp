@@ -51,6 +51,7 @@ void HookRunner::configurationIs( const std::map< std::string, Config::Hook > & 
          if ( hookRecord->process().pid != 0 ) {
             Job & job = jobs_[name];
             job.phase = Job::Phase::remnants;
+            job.killedSince = now();
             remnantsEnd( name );
          }
    for ( const std::string & name : gone )
@@ -181,9 +182,11 @@ std::vector< HookRunner::Problem > HookRunner::problems() const {
       const HookRecord & kept = *record( name );
       if ( !kept.failure().empty() && now() < kept.failedSince() + problemFor )
          result.push_back( { kept.failedSince(), "hook " + name + " failed: " + kept.failure() } );
-      if ( const auto job = jobs_.find( name ); job != jobs_.end() &&
-                                                job->second.phase == Job::Phase::killed &&
-                                                now() >= job->second.killedSince + patience )
+      const auto hasToEnd = []( const Job & job ) {
+         return job.phase == Job::Phase::killed || job.phase == Job::Phase::remnants;
+      };
+      if ( const auto job = jobs_.find( name );
+           job != jobs_.end() && hasToEnd( job->second ) && now() >= job->second.killedSince + patience )
          result.push_back(
             { job->second.killedSince, "hook " + name + " cannot be called: its program does not end" } );
    }
