@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -53,21 +52,6 @@ class Input {
 
  private:
    std::string_view left_;
-};
-
-/// Bytes in memory of exactly their size, so that a read behind them is seen; aligned as `new` aligns.
-class Exactly {
- public:
-   explicit Exactly( std::string_view bytes ) : memory_( new char[bytes.size()] ), size_( bytes.size() ) {
-      std::copy( bytes.begin(), bytes.end(), memory_.get() );
-   }
-   const char * data() const { return memory_.get(); }
-   std::size_t size() const { return size_; }
-   std::string_view view() const { return { memory_.get(), size_ }; }
-
- private:
-   std::unique_ptr< char[] > memory_;
-   std::size_t size_;
 };
 
 } // namespace Fuzz

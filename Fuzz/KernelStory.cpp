@@ -78,21 +78,21 @@ void StoryKernel::linkIsSet( const nlmsghdr & request ) {
          link->ifi_flags = ( link->ifi_flags & ~IFF_UP ) | ( wanted.ifi_flags & IFF_UP );
 }
 
-void StoryKernel::lookUp( const nlmsghdr & request, Datagrams & into ) {
+void StoryKernel::lookUp( const nlmsghdr & request, Inbox & into ) {
    const auto wanted = DataPlane::Linux::fixedHeader< ifinfomsg >( request ).value();
    for ( Vel::String & datagram : tables[links] )
       if ( linkIn( datagram, wanted.ifi_index ) )
-         into.push( Datagrams::Channel::Got::messages, addressed( datagram, request, 0 ) );
+         into.push( Channel::Got::messages, addressed( datagram, request, 0 ) );
 }
 
-void StoryKernel::answer( const nlmsghdr & request, Datagrams & into ) {
+void StoryKernel::answer( const nlmsghdr & request, Inbox & into ) {
    if ( request.nlmsg_type == RTM_NEWLINK && code == 0 )
       linkIsSet( request );
    const Table table = tableOf( request );
    const bool dump = table != tableCount && ( request.nlmsg_flags & NLM_F_DUMP ) == NLM_F_DUMP;
    if ( dump && refusedDumps > 0 ) {
       --refusedDumps;
-      return into.push( Datagrams::Channel::Got::messages, result( request, code ) );
+      return into.push( Channel::Got::messages, result( request, code ) );
    }
    const Vel::U16 flags = dump && interruptedDumps > 0 ? NLM_F_DUMP_INTR : 0;
    interruptedDumps -= dump && interruptedDumps > 0;
@@ -100,10 +100,9 @@ void StoryKernel::answer( const nlmsghdr & request, Datagrams & into ) {
       lookUp( request, into );
    if ( const auto at = tables.find( table ); at != tables.end() )
       for ( const Vel::String & datagram : at->second )
-         into.push( Datagrams::Channel::Got::messages, addressed( datagram, request, flags ) );
+         into.push( Channel::Got::messages, addressed( datagram, request, flags ) );
    into.push(
-      Datagrams::Channel::Got::messages,
-      dump ? message( request, NLMSG_DONE, int( 0 ) ) : result( request, code ) );
+      Channel::Got::messages, dump ? message( request, NLMSG_DONE, int( 0 ) ) : result( request, code ) );
 }
 
 } // namespace Fuzz

@@ -115,22 +115,17 @@ TEST_F( Dump, lookUpBringsOneLink ) {
 }
 
 /// A channel on which everything is put by hand.
-class ByHand final : public Channel {
+class ByHand final : public InboxChannel {
  public:
-   int descriptor() const override { return inbox.descriptor(); }
-   Vel::U32 port() const override { return FakeKernel::port; }
-   Received receive() override { return inbox.take(); }
-   Outcome send( const Bytes & ) override { return {}; }
+   ByHand() : InboxChannel( std::make_shared< Inbox >() ) {}
    void put( Bytes bytes, Vel::U32 sequence, Vel::U32 toPort = FakeKernel::port ) {
       messageIn( bytes ).nlmsg_seq = sequence;
       messageIn( bytes ).nlmsg_pid = toPort;
-      inbox.push( std::move( bytes ) );
+      inbox->push( bytes );
    }
    void end( Vel::U32 sequence, int code = 0 ) {
       put( MessageBuilder( NLMSG_DONE, 0 ).header( -code ).take(), sequence );
    }
-
-   Inbox inbox;
 };
 
 Vel::String dumped( ByHand & channel, DumpOutcome & outcome ) {
@@ -168,7 +163,7 @@ TEST( DumpByHand, lostOrBrokenChannelFailsIt ) {
       { Channel::Got::failed, "links: device trouble" } };
    for ( const auto & [got, error] : rows ) {
       ByHand channel;
-      channel.inbox.push( got );
+      channel.inbox->push( got );
       DumpOutcome outcome;
       dumped( channel, outcome );
       EXPECT_EQ( error, outcome.outcome.text() );

@@ -1,56 +1,17 @@
 #pragma once
 
-#include "DataPlane/Linux/Kernel.h"
+#include "DataPlane/Linux/InboxRig.h"
 #include "DataPlane/Linux/MessagesTest.h"
 
-#include <deque>
 #include <map>
 #include <set>
-
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 /// Purpose: a kernel for tests, which answers as the real one does, and fails as it may.
 namespace DataPlane::Linux {
 
-/// What is to be received on a channel. Its descriptor is readable while there is something.
-class Inbox {
- public:
-   struct Entry {
-      Channel::Got got;
-      Bytes bytes;
-   };
-   Inbox() : descriptor_( eventfd( 0, EFD_CLOEXEC | EFD_NONBLOCK ) ) {}
-   ~Inbox() { close( descriptor_ ); }
-   Inbox( const Inbox & ) = delete;
-   Inbox & operator=( const Inbox & ) = delete;
-
-   void push( Bytes bytes ) { push( Channel::Got::messages, std::move( bytes ) ); }
-   void push( Channel::Got got, Bytes bytes = {} ) {
-      entries_.push_back( { got, std::move( bytes ) } );
-      eventfd_write( descriptor_, 1 );
-   }
-   Channel::Received take() {
-      if ( entries_.empty() ) {
-         eventfd_t value;
-         eventfd_read( descriptor_, &value );
-         return {};
-      }
-      last_ = std::move( entries_.front() );
-      entries_.pop_front();
-      return { last_.got, last_.bytes.data(), last_.bytes.size() * sizeof( Vel::U32 ), "device trouble" };
-   }
-   int descriptor() const { return descriptor_; }
-
- private:
-   int descriptor_;
-   std::deque< Entry > entries_;
-   Entry last_;
-};
-
 class FakeKernel final : public Kernel {
  public:
-   static constexpr Vel::U32 port = 4711;
+   static constexpr Vel::U32 port = InboxChannel::ownPort;
 
    std::map< Vel::U32, TestLink > links;
    std::map< Vel::U32, StatsMessage > stats;
@@ -89,7 +50,9 @@ class FakeKernel final : public Kernel {
          events = inbox;
       if ( toldOfLinks && eventsOpened )
          eventsOpened();
-      return { {}, std::make_unique< FakeChannel >( *this, inbox ) };
+      return { {}, std::make_unique< InboxChannel >( inbox, [this, inbox]( const Bytes & message ) {
+                  return sent( message, inbox );
+               } ) };
    }
    std::optional< double > speed( const Vel::String & link ) override {
       const auto at = speeds.find( link );
@@ -109,25 +72,12 @@ class FakeKernel final : public Kernel {
    }
 
  private:
-   class FakeChannel final : public Channel {
-    public:
-      FakeChannel( FakeKernel & kernel, std::shared_ptr< Inbox > inbox )
-         : kernel_( kernel ), inbox_( std::move( inbox ) ) {}
-      int descriptor() const override { return inbox_->descriptor(); }
-      Vel::U32 port() const override { return FakeKernel::port; }
-      Received receive() override { return inbox_->take(); }
-      Outcome send( const Bytes & message ) override {
-         if ( !kernel_.sends )
-            return Outcome::failed( "No buffer space available" );
-         kernel_.take( message, inbox_ );
-         return {};
-      }
-
-    private:
-      FakeKernel & kernel_;
-      std::shared_ptr< Inbox > inbox_;
-   };
-
+   Outcome sent( const Bytes & message, const std::shared_ptr< Inbox > & inbox ) {
+      if ( !sends )
+         return Outcome::failed( "No buffer space available" );
+      take( message, inbox );
+      return {};
+   }
    void take( const Bytes & message, const std::shared_ptr< Inbox > & inbox ) {
       const nlmsghdr & header = messageIn( message );
       if ( header.nlmsg_type == RTM_GETLINK && !( header.nlmsg_flags & NLM_F_DUMP ) )
