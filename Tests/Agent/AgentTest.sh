@@ -501,6 +501,20 @@ tellsEveryEventOnceOverRestarts() {
    says '"text":"u1 is under maintenance"'
 }
 
+# As on a disk that is full: only the first pages of the stores can be written.
+saysWhenItCannotStoreThatItHasEnded() {
+   _config
+   trap '' XFSZ
+   _start
+   trap - XFSZ
+   prlimit --pid "$agent" --fsize=8192
+   kill "$agent"
+   wait "$agent"
+   status=$? output=$(cat log)
+   [ $status -eq 1 ] || fail "should have ended with 1"
+   says "what happened last, and that the agent has ended, is not stored: "
+}
+
 showsWhatHasHappened() {
    _config
    _start
