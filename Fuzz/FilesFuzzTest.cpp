@@ -83,14 +83,15 @@ std::string withRightRecords( std::string content ) {
 void readSamplesOfInterface( const Folder & folder, Fuzz::Input input ) {
    const std::string interface = "et1";
    const bool right = input.byte() % 4 != 0;
-   // Mostly the blocks are where the time of the samples is.
-   const Vel::U64 first = Vel::U64( input.number16() ) * fineRing.samplesPerBlock;
+   const Vel::U64 earlier = input.number16();
    const std::string content( input.rest() );
    folder.fileIs(
       SampleFile::fileName( interface ), right ? withRightBlocks( content, interface ) : content );
    SampleFile file( interface );
    std::vector< Sample > before( 700 ), after( 700 );
    const auto newest = file.newest( folder.descriptor() );
+   // Where there are some, be they as old as the ring or yet to come.
+   const Vel::U64 first = newest.value_or( 0 ) - std::min( newest.value_or( 0 ), earlier );
    for ( const SampleRing & ring : { fineRing, minuteRing } )
       file.read( folder.descriptor(), ring, first, before );
    file.read( folder.descriptor(), fineRing, first, before );

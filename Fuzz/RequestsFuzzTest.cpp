@@ -21,6 +21,50 @@ namespace {
 using namespace Agent;
 using Fuzz::require;
 
+/// A wrong length keeps bodies that are changed at random from being looked at; so mostly that of the first request is made
+/// right.
+std::string withRightLength( std::string_view request ) {
+   constexpr std::string_view key = "Content-Length: ", headEnds = "\r\n\r\n";
+   const std::size_t end = request.find( headEnds ), length = request.find( key );
+   std::string result( request );
+   if ( end == request.npos || length > end )
+      return result;
+   const std::size_t number = length + key.size();
+   return result.replace(
+      number, request.find( "\r\n", number ) - number,
+      std::to_string( request.size() - end - headEnds.size() ) );
+}
+
+/// What changes most is behind a head that need not change with it: one of these for a body, or for a query. Seeds number
+/// them.
+constexpr std::string_view routes[] = {
+   "POST /api/v1/units/u1/enter",
+   "POST /api/v1/units/u1/exit",
+   "POST /api/v1/interfaces/et1/release",
+   "POST /api/v1/trace",
+   "POST /api/v1/simulated/traffic",
+   "POST /api/v1/simulated/link",
+   "POST /api/v1/simulated/advance",
+   "GET /api/v1/interfaces?",
+   "GET /api/v1/samples?",
+   "GET /api/v1/history?",
+   "GET /api/v1/operations?",
+   "GET /api/v1/events?",
+   "GET /api/v1/events/recent?",
+   "GET /api/v1/units/u1/plan?",
+   "GET /api/v1/" };
+
+std::string behindAHead( Fuzz::Input input ) {
+   const std::string_view route = routes[input.byte() % std::size( routes )];
+   const std::string_view rest = input.rest();
+   const bool body = route.starts_with( "POST" );
+   std::string result( route );
+   result.append( body ? "" : rest ).append( " HTTP/1.1\r\nHost: agent\r\n" );
+   if ( body )
+      result.append( "Content-Length: " ).append( std::to_string( rest.size() ) ).append( "\r\n" );
+   return result.append( "\r\n" ).append( body ? rest : "" );
+}
+
 /// The API over the small model of its tests, behind a server.
 class Connections final : ControlApiRig {
  public:
@@ -29,6 +73,7 @@ class Connections final : ControlApiRig {
       require( mkdtemp( name.data() ) != nullptr, "there is a folder" );
       folder_ = name;
       commands.samples = &samples_;
+      rig.operations->operationIs( 7, "u1" )->withIs( "ticket=OPS-1\n" );
       api = std::make_unique< ControlApi >( rig.model(), commands );
       server_ = std::make_unique< HttpServer >(
          loop_, wheel_,
@@ -61,8 +106,12 @@ class Connections final : ControlApiRig {
          connect( client, reinterpret_cast< sockaddr * >( &address ), sizeof address ) == 0,
          "can be reached" );
       // In two parts, so that what a part ends in is not always whole.
-      const std::size_t first = how & 8 ? input.number16() : 65535;
-      for ( const std::string_view part : { input.bytes( first ), input.rest() } ) {
+      const std::size_t cut = how & 8 ? input.number16() : std::string_view::npos;
+      const std::string request = how & 32   ? behindAHead( input )
+                                  : how & 16 ? std::string( input.rest() )
+                                             : withRightLength( input.rest() );
+      const std::string_view first = std::string_view( request ).substr( 0, cut );
+      for ( const std::string_view part : { first, std::string_view( request ).substr( first.size() ) } ) {
          if ( part.empty() || send( client, part.data(), part.size(), MSG_NOSIGNAL ) < 0 )
             break;
          for ( unsigned turns = 0; turns < 3; ++turns ) {

@@ -24,13 +24,93 @@ struct Process {
       entityManager, state, runtime, Apps::Maintd::Entities::kept(), Apps::Maintd::Entities::leftOut() };
 };
 
+/// Some of all that an agent keeps, with one unit under way.
+void begin( const Apps::Maintd::Entities & entities ) {
+   const Wire::EthIntfId et1( "et1" );
+   auto & run = *entities.unitRunDir->unitRunIs( "u1" );
+   run.byIs( "ann" );
+   run.stageStartIs( "steer", 1.7e9 );
+   auto & times = *entities.unitTimesDir->unitIs( "u1" );
+   times.deadlineIs( 1.7e9 );
+   times.revertAtIs( 1.8e9 );
+   entities.operationDir->lastIdIs( 7 );
+   auto & operation = *entities.operationDir->operationIs( 7, "u1" );
+   operation.withIs( "ticket=OPS-1\n" );
+   operation.endedByIs( 8 );
+   entities.operationDir->keyUseIs( "job-17", { 7, 12345, 1 } );
+   auto & hook = *entities.hookDir->hookIs( "page" );
+   hook.doneIs( 3 );
+   hook.runningIs( 4 );
+   hook.markIs( "3f1d" );
+   entities.historyDir->lastIdIs( 1 );
+   auto & record = *entities.historyDir->recordIs( 1, "u1" );
+   record.stageIs( "enter/steer" )->beganIs( 1.7e9 );
+   record.intfIs( et1 )->reasonIs( 1.7e9, Agent::HistoryReason() );
+   record.withIs( "ticket=OPS-1\n" );
+   entities.journal->bootIdIs( "boot 1" );
+   entities.journal->entryIs( et1 )->snapshotIs( "addresses" );
+   entities.unitStatusDir->statusIs( "u1" )->stateIs( Maintenance::Unit::UnitState::enterInProgress );
+   entities.cause->intfStatusIs( et1, 1.7e9 );
+}
+
+struct Disks {
+   MemoryDisk state, runtime;
+};
+
+Disks disksOfAnAgent() {
+   Disks disks;
+   Process agent( disks.state, disks.runtime );
+   require( agent.persistence.start().ok(), "an agent starts" );
+   begin( Apps::Maintd::Entities( *agent.entityManager ) );
+   require( agent.persistence.commit().ok(), "and commits" );
+   return disks;
+}
+
+/// What is done to the records. Records as they are changed at random hardly ever get further than to their first check, so
+/// those of an agent are there to be changed, too.
+enum class Step : unsigned { state, runtime, changeState, changeRuntime, cutState, cutRuntime, agent };
+
+/// One byte of a record, or all from there on. Takes as many bytes either way, so that what follows stays what it is.
+void change( Fuzz::Input & input, MemoryDisk & disk, bool cut ) {
+   const std::size_t number = input.byte(), place = input.byte();
+   const std::uint8_t byte = input.byte();
+   if ( disk.records.empty() )
+      return;
+   const auto steps = static_cast< std::ptrdiff_t >( number % disk.records.size() );
+   Vel::String & value = std::next( disk.records.begin(), steps )->second;
+   if ( cut )
+      value.resize( place % ( value.size() + 1 ) );
+   else if ( !value.empty() )
+      value[place % value.size()] = static_cast< char >( byte );
+}
+
 void fill( Fuzz::Input input, MemoryDisk & state, MemoryDisk & runtime ) {
+   static const Disks agent = disksOfAnAgent();
    while ( !input.empty() ) {
-      MemoryDisk & disk = input.byte() % 2 ? runtime : state;
-      const std::string_view key = input.bytes( input.byte() );
-      const std::string_view value = input.sized();
-      if ( !key.empty() )
-         disk.records[Vel::String( key )] = value;
+      const auto step = static_cast< Step >( input.byte() % 7 );
+      MemoryDisk & disk = static_cast< unsigned >( step ) % 2 ? runtime : state;
+      switch ( step ) {
+      case Step::state:
+      case Step::runtime: {
+         const std::string_view key = input.bytes( input.byte() );
+         const std::string_view value = input.sized();
+         if ( !key.empty() )
+            disk.records[Vel::String( key )] = value;
+         break;
+      }
+      case Step::changeState:
+      case Step::changeRuntime:
+         change( input, disk, false );
+         break;
+      case Step::cutState:
+      case Step::cutRuntime:
+         change( input, disk, true );
+         break;
+      case Step::agent:
+         state = agent.state;
+         runtime = agent.runtime;
+         break;
+      }
    }
 }
 

@@ -37,10 +37,10 @@ def files(agent):
             if not os.path.isfile(path):
                 continue
             bytes_ = content(path)
-            if name == "present.0":
-                other = content(folder, "present.1") if "present.1" in names else b""
-                seed("Files", "journal", bytes([JOURNAL, 1]) + len(bytes_).to_bytes(2, "little") + bytes_
-                     + len(other).to_bytes(2, "little") + other)
+            if name in ("present.0", "present.1"):
+                parts = [content(folder, each) if each in names else b"" for each in ("present.0", "present.1")]
+                seed("Files", "journal", bytes([JOURNAL, 1]) + b"".join(
+                    len(part).to_bytes(2, "little") + part for part in parts))
             elif name == "clock" and folder.endswith("run"):
                 seed("Files", "offset", bytes([OFFSET]) + bytes_)
             elif os.path.basename(folder) == "samples" and name in ("time", "clock"):
@@ -48,13 +48,33 @@ def files(agent):
             elif os.path.basename(folder) == "samples":
                 seed("Files", "name-" + name, bytes([NAME]) + name.encode())
                 if len(bytes_) > SAMPLE_BYTES:
-                    seed("Files", "samples", bytes([SAMPLES, 1, 0, 0]) + bytes_[:SAMPLE_BYTES])
+                    seed("Files", "samples", bytes([SAMPLES, 1, 44, 1]) + bytes_[:SAMPLE_BYTES])
             elif os.path.basename(folder) == "history":
                 seed("Files", "summary-" + name.removesuffix(".json"), bytes([SUMMARY]) + bytes_[:4000])
 
 
+# As StoreFuzzTest.cpp numbers them.
+CHANGE_STATE, CHANGE_RUNTIME, CUT_STATE, CUT_RUNTIME, AGENT = range(2, 7)
+
+
+def changes():
+    """Of the records of an agent, of which the target has some itself: one is changed, one is cut off."""
+    for number in range(0, 256, 16):
+        seed("Store", f"changed-{number}", bytes([AGENT, CHANGE_STATE, number, number, 1]))
+    seed("Store", "cut-off", bytes([AGENT, CUT_STATE, 40, 8, 0]))
+
+
+# One that is done at once, one that fails, and one that the agent is killed with.
+HOOKS = """\
+hooks:
+  page: {at: [enter, drained, completed, exit], command: /bin/true}
+  desk: {at: [enter, overrun], command: /bin/false}
+  slow: {at: [enter, spike], command: /bin/sleep 60}
+"""
+
+
 def main():
-    agent = Agent(configuration("/bin/true"))
+    agent = Agent(configuration("/bin/true") + HOOKS)
     try:
         def stores(name):
             """Of an agent that is killed just now; another one goes on."""
@@ -66,7 +86,9 @@ def main():
         agent.start()
         stores("fresh")
         agent.traffic("et1", 5e6, 1e6)
-        agent.done("/api/v1/units/u1/enter", reason="new optics", timeout="5m")
+        agent.done("/api/v1/units/u1/enter", **{
+            "reason": "new optics", "timeout": "5m", "deadline": "5s", "on-overrun": "keep", "revert-after": "2h",
+            "request-key": "job-17", "with": {"ticket": "OPS-1", "job": "17"}})
         agent.until(lambda: agent.unit("u1")["stage"] == "drainwatch")
         agent.advance(11)
         stores("entering")
@@ -77,12 +99,13 @@ def main():
         agent.traffic("et3", 5e6)
         agent.advance(11)
         stores("spike")
-        agent.done("/api/v1/units/u1/exit")
+        agent.done("/api/v1/units/u1/exit", **{"with": {"ticket": "OPS-2", "job": "18"}})
         agent.until(lambda: agent.unit("u1")["stage"] == "steer" or agent.unit("u1")["state"] == "normal")
         agent.advance(5)
         stores("after")
         agent.advance(65)
         files(agent)
+        changes()
     finally:
         agent.close()
 

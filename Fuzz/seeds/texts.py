@@ -28,6 +28,31 @@ def seed(target, name, content):
         file.write(content if isinstance(content, bytes) else content.encode("utf-8"))
 
 
+HOOKS = """\
+hooks:
+  all: {at: [enter, drained, shut, spike, completed, exit, normal, overrun], command: /bin/page 'a b', time-limit: 1m30s}
+  one: {at: [exit], units: [u2], url: "https://user@[2001:db8::1]:8443/in?a=b"}
+"""
+
+
+# What YAML knows, and we mostly refuse; VLANs in ranges that run into one another.
+OF_YAML = """\
+version: 1
+settle: !!str &time "10s"
+profiles: {? fast : {threshold: 'it''s', load-interval: *time, shutdown: "tr\\u0075e"}}
+default-profile: >-
+  fast
+groups:
+  a: {vlans: [10-12, 20-29, 5-25, 4094]}
+  b:
+    profile: |
+      fast
+  <<: {}
+units: {u1: {groups: [a]}}
+...
+"""
+
+
 def configurations():
     whole = read("Config", "examples", "maintd.yaml")
     simulated = read("Config", "examples", "simulated.yaml")
@@ -43,6 +68,8 @@ def configurations():
     for number, text in enumerate(re.findall(r"(?ms)^```yaml\n(.*?)^```", read("README.md"))):
         seed("Configuration", f"readme-{number}", text)
     from agentrig import configuration
+    seed("Configuration", "of-yaml", OF_YAML)
+    seed("Configuration", "hooks", configuration("/bin/true") + HOOKS)
     seed("Configuration", "of-stories", configuration("/bin/true", web="127.0.0.1:8080"))
     for path in sorted(glob.glob(os.path.join(ROOT, "Config", "*Test.cpp"))):
         with open(path, encoding="utf-8") as file:
@@ -67,12 +94,16 @@ def request(method, path, body=""):
     return (head + "\r\n" + body).encode("utf-8")
 
 
-# How it comes, see RequestsFuzzTest.cpp: over the local socket, over the web, with an agent that refuses, in two parts.
-LOCAL, WEB, REFUSED, BLOCKED, PARTS = 0, 1, 2, 4, 8
+# How it comes, see RequestsFuzzTest.cpp: over the local socket, over the web, with an agent that refuses, in two parts, with
+# a length that is left as it is, without a head (the number of a route stands for it).
+LOCAL, WEB, REFUSED, BLOCKED, PARTS, WRONG_LENGTH, ROUTE = 0, 1, 2, 4, 8, 16, 32
 NAMES = {"UNIT": "u1", "INTERFACE": "et1", "ID": "7"}
 BODIES = {
-    "enter": ['{"reason": "new optics", "timeout": "5m"}', '{"force": true, "reason": "x", "session": "192.0.2.7"}'],
-    "exit": ['{"timeout": 90, "reason": null}'],
+    "enter": ['{"reason": "new optics", "timeout": "5m"}', '{"force": true, "reason": "x", "session": "192.0.2.7"}',
+              '{"deadline": "30m", "on-overrun": "restore", "revert-after": 14400}',
+              '{"request-key": "job-17", "with": {"ticket": "OPS-1", "job": "https://ci.example/17"}}',
+              '{"deadline": "never", "revert-after": "never", "with": {}}'],
+    "exit": ['{"timeout": 90, "reason": null}', '{"request-key": "job-18", "with": {"ticket": "OPS-1"}}'],
     "release": ['{"force": true}'],
     "trace": ['{"name": "*", "level": 4}'],
     "reload": ["{}"],
@@ -84,10 +115,16 @@ QUERIES = {
     "interfaces": ["?unit=u1", "?fields=name,state,in-bps"],
     "samples": ["?interface=et1&interface=et2&last=1h", "?unit=u1&from=2026-01-01T00:00:00Z&to=2026-01-02T00:00:00Z"],
     "history": ["?unit=u1&limit=5"],
+    "operations": ["?unit=u1&state=running&limit=5"],
     "events": ["?after=0", "?rates=1"],
     "recent": ["?after=0&limit=10", "?last=3"],
     "plan": ["?session=192.0.2.7"],
 }
+
+
+# As RequestsFuzzTest.cpp numbers them, by the last part of the path.
+ROUTES = ["enter", "exit", "release", "trace", "traffic", "link", "advance", "interfaces", "samples", "history",
+          "operations", "events", "recent", "plan"]
 
 
 def requests():
@@ -102,10 +139,15 @@ def requests():
                 seed("Requests", f"{name}-refused-{number}", bytes([REFUSED]) + request(route.method, path, body))
         for number, query in enumerate(QUERIES.get(last, []) if route.method == "GET" else []):
             seed("Requests", f"{name}-query-{number}", bytes([LOCAL]) + request("GET", path + query))
+    for number, last in enumerate(ROUTES):
+        for each, rest in enumerate(BODIES.get(last, []) + QUERIES.get(last, [])):
+            seed("Requests", f"rest-of-{last}-{each}", bytes([ROUTE, number]) + rest.lstrip("?").encode("utf-8"))
     enter = request("POST", "/api/v1/units/u1/enter", '{"reason": "upgrade"}')
     seed("Requests", "enter-over-the-web", bytes([WEB]) + enter)
     seed("Requests", "enter-blocked", bytes([BLOCKED]) + enter)
     seed("Requests", "enter-in-parts", bytes([PARTS, 90, 0]) + enter)
+    seed("Requests", "enter-cut-off", bytes([WRONG_LENGTH]) + enter[:-5])
+    seed("Requests", "enter-with-more", bytes([WRONG_LENGTH]) + enter + b"more")
     seed("Requests", "several", bytes([LOCAL]) + request("GET", "/healthz") + request("HEAD", "/api/v1/units") + enter)
     seed("Requests", "page", bytes([WEB]) + request("GET", "/"))
     seed("Requests", "events-again", bytes([LOCAL]) + request("GET", "/api/v1/events").replace(
