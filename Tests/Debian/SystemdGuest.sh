@@ -40,7 +40,7 @@ marked() { grep -q " $1:" /tmp/links; }
 # All that has been told of links by now is in /tmp/links.
 settled() {
    ip link add "$1" type dummy || fail "no link to mark the time"
-   until_ 20 "what is told of links is written down" marked "$1"
+   until_ 60 "what is told of links is written down" marked "$1"
    ip link del "$1"
 }
 profileIs() { maintctl -j show profiles | grep -q "$1"; }
@@ -54,7 +54,7 @@ types() {
       case $line in
       *--watch*) # until Ctrl-C
          setpriv --reuid=newcomer --regid=newcomer --init-groups bash -c "exec $line" > /tmp/watched 2>&1 &
-         until_ 30 "it shows the unit" grep -q spine-a /tmp/watched
+         until_ 60 "it shows the unit" grep -q spine-a /tmp/watched
          kill -INT $! || fail "it should have gone on"
          ;;
       sudo\ *)
@@ -73,7 +73,7 @@ types() {
 watchLinks() { # whatever is done to a link from here on
    : > /tmp/links
    ip monitor link >> /tmp/links &
-   until_ 20 "links are watched" markedAnew
+   until_ 60 "links are watched" markedAnew
 }
 markedAnew() {
    ip link add mark type dummy && ip link del mark

@@ -5,15 +5,15 @@ until_ 60 "it runs" isRunning
 unitIs maintenance || fail "the unit should still be under maintenance"
 is "why" "replace the line card" "$(unit reason)"
 is "what the machine has done" active "$(systemctl is-active networking)"
-until_ 30 "et1 is shut" isDown et1
+until_ 60 "et1 is shut" isDown et1
 modprobe bonding
 ip link del bond0 2> /dev/null
 makeOtherLinks
-until_ 30 "et2 is shut" isDown et2
+until_ 60 "et2 is shut" isDown et2
 watchLinks
 
 step "and come back as the machine has set them up"
-run maintctl exit spine-a --wait --timeout 60s
+run maintctl exit spine-a --wait --timeout 120s
 passes
 isUp et1 || fail "et1 should be up"
 isUp et2 || fail "et2 should be up"
@@ -34,7 +34,7 @@ run dpkg -i /share/first/*.deb
 is "the version of the package" "$(dpkg-deb -f /share/first/maintd_*.deb Version)" "$(dpkg-query -W -f '${Version}' maintd)"
 run systemctl start maintd
 [ "$status" -ne 0 ] || fail "it should not start"
-until_ 20 "it is given up" hasFailed
+until_ 60 "it is given up" hasFailed
 is "how it has ended" 65 "$(service ExecMainStatus)"
 output=$(journalctl --no-pager -u maintd -p err -n 3)
 says "state store /var/lib/maintd/state.mdb: was written by a newer version of this program (format 2; this one reads 1)"
@@ -73,4 +73,15 @@ isUp et2 || fail "et2 should be up again"
 [ ! -e /usr/lib/maintd ] || fail "the plug-ins should be gone"
 [ -e /etc/maintd/maintd.yaml ] || fail "the operator's own configuration is not ours to remove"
 is "the service" not-found "$(systemctl show --value -p LoadState maintd)"
+
+step "installed again it begins anew, with the configuration that is there"
+run dpkg -i /share/second/*.deb
+passes
+run systemctl start maintd
+passes
+unitIs normal || fail "the unit should be normal"
+isUp et1 || fail "et1 should be up"
+run dpkg --purge maintd-plugin-dev maintd-plugin-drainwatch maintctl maintd
+passes
+says "no link was held"
 echo "-- done"

@@ -81,7 +81,7 @@ ip monitor route > /tmp/routes &
 run maintctl enter spine-a --reason "look at a stage" --wait --timeout 120s
 passes
 grep -qE "^198.51.100.0/24 dev et1 .*metric 1010" /tmp/routes || fail "the route should have moved: $(cat /tmp/routes)"
-run maintctl exit spine-a --wait --timeout 60s
+run maintctl exit spine-a --wait --timeout 120s
 passes
 output=$(ip route show 198.51.100.0/24)
 says "dev et1"
@@ -112,14 +112,14 @@ passes
 unitIs maintenance || fail "the unit should be under maintenance"
 isDown et1 || fail "et1 should be shut"
 isDown et2 || fail "et2 should be shut"
-is "its status" "units: 1 maintenance" "$(until_ 20 "it says so" eval 'service StatusText | grep -q maintenance'; service StatusText)"
+is "its status" "units: 1 maintenance" "$(until_ 60 "it says so" eval 'service StatusText | grep -q maintenance'; service StatusText)"
 
 step "reload"
 sed -i 's/threshold: 100kbps/threshold: 200kbps/' /etc/maintd/maintd.yaml
 profileIs 200000 && fail "it should not have that threshold yet"
 run systemctl reload maintd
 passes
-until_ 20 "it has the other threshold" profileIs 200000
+until_ 60 "it has the other threshold" profileIs 200000
 
 step "upgrade while links are held down"
 pid=$(service MainPID)
@@ -128,7 +128,7 @@ grep -qE "et1: .*state DOWN|et1: <BROADCAST,NOARP>" /tmp/links || fail "et1's sh
 : > /tmp/links
 run dpkg -i /share/second/*.deb
 passes
-until_ 30 "the new one runs" runsAgain "$pid"
+until_ 60 "the new one runs" runsAgain "$pid"
 is "the version of the package" "$(dpkg-deb -f /share/second/maintd_*.deb Version)" "$(dpkg-query -W -f '${Version}' maintd)"
 unitIs maintenance || fail "the unit should still be under maintenance"
 is "why" "replace the line card" "$(unit reason)"
