@@ -54,6 +54,7 @@ struct RoutedLink {
    std::vector< std::vector< std::string > > needs;
    Sharing sharing = Sharing::together; ///< of a port-channel
    bool standby = false; ///< a member of a port-channel that is up, and carries nothing as long as others do
+   bool tunnel = false;  ///< what it carries is sent out by routes again, over links that nobody can tell
 
    friend bool operator==( const RoutedLink &, const RoutedLink & ) = default;
 };
@@ -64,6 +65,8 @@ struct AddressWay {
    bool local = false;      ///< the switch's own address
    std::string destination; ///< of the route that is taken: "10.0.0.0/8"
    Choices choices;         ///< of that destination
+   std::string doubt =
+      {}; ///< why packets may take another way all the same; empty: nothing is known of that kind
 
    friend bool operator==( const AddressWay &, const AddressWay & ) = default;
 };
@@ -83,7 +86,8 @@ struct RouteAnswer {
 
 /// What is asked of a switch.
 struct RouteQuestion {
-   std::string address; ///< whose way is wanted, of either version of IP; empty: none
+   std::string address;     ///< whose way is wanted, of either version of IP; empty: none
+   std::string source = {}; ///< from which of the switch's own addresses; empty: not known
 };
 
 /// Called once.

@@ -1,4 +1,5 @@
 #include "Maintctl/Grammar.h"
+#include "Maintctl/SessionAddress.h"
 
 namespace Maintctl {
 
@@ -29,7 +30,8 @@ void Grammar::operations() {
            "--session", session_,
            "The address from which you come; without it that of this remote shell, if it is one" )
          ->type_name( "ADDRESS" )
-         ->check( notEmpty() );
+         ->check( CLI::Validator(
+            []( std::string & text ) { return isSessionAddress( text ) ? "" : "is no address"; }, "" ) );
    };
    App * enter = operation(
       "enter", "Put a unit into maintenance", Operation::enter,

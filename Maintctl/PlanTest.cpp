@@ -155,7 +155,9 @@ TEST( EnterCommand, asksWithForceAndAReasonOnly ) {
    for ( const Words & words :
          { Words{ "enter", "u1", "--force" }, Words{ "enter", "u1", "--force", "--reason", "" },
            Words{ "exit", "u1", "--force", "--reason", "x" }, Words{ "exit", "u1", "--session", "192.0.2.7" },
-           Words{ "plan" }, Words{ "plan", "u1", "--session", "" } } ) {
+           Words{ "plan" }, Words{ "plan", "u1", "--session", "" },
+           Words{ "plan", "u1", "--session", "nobody" }, Words{ "enter", "u1", "--session", "192.0.2.7%et1" },
+           Words{ "enter", "u1", "--session", "192.0.2.7,nobody" } } ) {
       const Parsed parsed = parse( words, "1" );
       const auto * error = std::get_if< UsageError >( &parsed );
       ASSERT_TRUE( error ) << words.back();
@@ -167,9 +169,11 @@ TEST( EnterCommand, asksWithForceAndAReasonOnly ) {
 }
 
 TEST( SessionAddress, isWhatARemoteShellIsTold ) {
-   EXPECT_EQ( "192.0.2.7", sessionAddress( "192.0.2.7 40000 192.0.2.1 22", nullptr ) );
+   EXPECT_EQ( "192.0.2.7,192.0.2.1", sessionAddress( "192.0.2.7 40000 192.0.2.1 22", nullptr ) );
+   EXPECT_EQ( "192.0.2.7", sessionAddress( "192.0.2.7 40000", nullptr ) );
    EXPECT_EQ( "2001:db8::7", sessionAddress( nullptr, "2001:db8::7 40000 22" ) );
-   EXPECT_EQ( "fe80::7%et1", sessionAddress( "fe80::7%et1 40000 fe80::1%et1 22", "192.0.2.7 1 2" ) );
+   EXPECT_EQ(
+      "fe80::7%et1,fe80::1%et1", sessionAddress( "fe80::7%et1 40000 fe80::1%et1 22", "192.0.2.7 1 2" ) );
    EXPECT_EQ( "192.0.2.7", sessionAddress( "UNKNOWN 65535 UNKNOWN 65535", "192.0.2.7 1 2" ) );
    EXPECT_EQ( "", sessionAddress( "UNKNOWN 65535 UNKNOWN 65535", "" ) );
    EXPECT_EQ( "", sessionAddress( nullptr, nullptr ) );
@@ -201,7 +205,7 @@ TEST_F( SessionOfAncestors, isThatOfTheNearestThatWasToldOne ) {
    process( 30, "su do) R 1", 20, "SSH_CONNECTION=\0SUDO_USER=ann\0"s );
    process( 40, "maintctl", 30, "SSH_CLIENT=UNKNOWN\0"s );
    process( 41, "maintctl", 20, "SSH_CLIENT=192.0.2.8 1 2\0"s );
-   EXPECT_EQ( "192.0.2.7", of( 40 ).address );
+   EXPECT_EQ( "192.0.2.7,192.0.2.1", of( 40 ).address );
    EXPECT_EQ( "", of( 40 ).note );
    EXPECT_EQ( "192.0.2.8", of( 41 ).address );
    EXPECT_EQ( "", of( 10 ).address );
@@ -229,7 +233,7 @@ TEST_F( SessionOfAncestors, isToBeSaidInATerminalMultiplexer ) {
    using namespace std::string_literals;
    process( 20, "bash", 1, "TMUX=x\0SSH_CONNECTION=192.0.2.7 40000 192.0.2.1 22"s );
    process( 21, "bash", 1, "STY=x" );
-   EXPECT_EQ( "192.0.2.7", of( 20 ).address );
+   EXPECT_EQ( "192.0.2.7,192.0.2.1", of( 20 ).address );
    EXPECT_EQ(
       0u,
       of( 20 ).note.find( "nobody knows from where you look into a terminal multiplexer: 192.0.2.7 is from "

@@ -36,6 +36,16 @@ std::optional< std::string > variable( const std::string & environment, const st
    return std::nullopt;
 }
 
+/// Perhaps of one link only.
+bool isAddress( const std::string & text ) {
+   const std::size_t percent = text.find( '%' );
+   const std::string address = text.substr( 0, percent );
+   unsigned char bytes[16];
+   if ( percent == std::string::npos && inet_pton( AF_INET, address.c_str(), bytes ) == 1 )
+      return true;
+   return percent + 1 != text.size() && inet_pton( AF_INET6, address.c_str(), bytes ) == 1;
+}
+
 bool isSetIn( const std::string & environment, const char * one, const char * other ) {
    return variable( environment, one ) || variable( environment, other );
 }
@@ -63,23 +73,29 @@ std::string noteOf( const std::string & address, bool multiplexed, bool hidden )
       "; --session ADDRESS says it, so that a plan can tell whether you would cut yourself off";
    if ( multiplexed )
       return "nobody knows from where you look into a terminal multiplexer" +
-             ( address.empty() ? "" : ": " + address + " is from where its window was opened" ) + says;
+             ( address.empty() ? ""
+                               : ": " + address.substr( 0, address.find( ',' ) ) +
+                                    " is from where its window was opened" ) +
+             says;
    return address.empty() && hidden ? "from where you come cannot be seen behind sudo" + says : "";
 }
 
 } // namespace
 
+bool isSessionAddress( const std::string & text ) {
+   const std::size_t comma = text.find( ',' );
+   return isAddress( text.substr( 0, comma ) ) &&
+          ( comma == std::string::npos || isAddress( text.substr( comma + 1 ) ) );
+}
+
 std::string sessionAddress( const char * connection, const char * client ) {
    for ( const char * variable : { connection, client } ) {
-      const std::string text = variable ? variable : "";
-      // An address, perhaps of one link only, and more behind a blank.
-      const std::string word = text.substr( 0, text.find( ' ' ) );
-      const std::string address = word.substr( 0, word.find( '%' ) );
-      unsigned char bytes[16];
-      if (
-         inet_pton( AF_INET, address.c_str(), bytes ) == 1 ||
-         inet_pton( AF_INET6, address.c_str(), bytes ) == 1 )
-         return word;
+      // In the first one, the far end and its port, the near end and its port; the second one says no near end.
+      std::istringstream words( variable ? variable : "" );
+      std::string far, port, near;
+      words >> far >> port >> near;
+      if ( isAddress( far ) )
+         return variable == connection && isAddress( near ) ? far + "," + near : far;
    }
    return "";
 }

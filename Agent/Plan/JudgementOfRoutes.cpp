@@ -68,6 +68,9 @@ std::string doubtOf( const Judging & judging, const EqualHops & hops ) {
       if ( !judging.after.works( hop ) )
          continue;
       const std::string reached = judging.facts.session + " is reached over " + hop.link;
+      for ( const std::string & below : judging.after.chain( hop.link ) )
+         if ( judging.after.find( below )->tunnel )
+            return reached + ", and nobody knows over which links " + below + " sends its packets";
       for ( const std::string & port : judging.before.carriers( hop.link ) )
          if ( !judging.after.works( port ) )
             lost.insert( port );
@@ -130,7 +133,7 @@ void Judging::judgeSession() {
       return;
    }
    if ( const EqualHops * const then = after.taken( way.choices ) ) {
-      const std::string doubt = doubtOf( *this, *then );
+      const std::string doubt = way.doubt.empty() ? doubtOf( *this, *then ) : way.doubt;
       if ( !doubt.empty() )
          add( PlanCode::unknownSession, PlanSeverity::warning, {} ).text =
             "whether this session would be cut off is not known: " + doubt;
@@ -150,7 +153,8 @@ void Judging::judgeSession() {
    }
    cut.add( *this, way.choices );
    PlanFinding & finding = add( PlanCode::lockOut, PlanSeverity::blocking, cut.ofUnit( *this ) );
-   finding.text = begin + planList( finding.interfaces ) + " only" + cut.othersText( *this );
+   finding.text = begin + planList( finding.interfaces ) + " only" + cut.othersText( *this ) +
+                  ( way.doubt.empty() ? "" : "; but " + way.doubt );
 }
 
 } // namespace Agent

@@ -159,6 +159,34 @@ TEST_F( Judgement, doubtsThatASessionOverABridgeSurvivesTheLossOfAPort ) {
    EXPECT_EQ( "", rig.said( "unknown-session" ) );
 }
 
+TEST_F( Judgement, doubtsWhereATunnelLeads ) {
+   twoPorts();
+   rig.port( "wg0" );
+   rig.over( "wg0.5", { { "wg0" } } );
+   rig.routes.links[2].tunnel = true;
+   rig.facts.session = "192.0.2.7";
+   rig.facts.way = { "", false, "192.0.2.0/24", { rig.via( { "wg0.5" } ) } };
+   EXPECT_EQ(
+      "warning: whether this session would be cut off is not known: 192.0.2.7 is reached over wg0.5, and "
+      "nobody knows over which links wg0 sends its packets",
+      rig.said( "unknown-session" ) );
+}
+
+TEST_F( Judgement, doubtsAWayThatTheSwitchDoubts ) {
+   twoPorts();
+   rig.facts.session = "192.0.2.7";
+   rig.facts.way = { "", false, "192.0.2.0/24", { rig.via( { "et2" } ) }, "rules choose" };
+   EXPECT_EQ(
+      "warning: whether this session would be cut off is not known: rules choose",
+      rig.said( "unknown-session" ) );
+   rig.facts.way->choices = { rig.via( { "et1" } ) };
+   EXPECT_EQ( "", rig.said( "unknown-session" ) );
+   EXPECT_EQ(
+      "blocking: the way to 192.0.2.7, from where this session comes, leaves through et1 only; but rules "
+      "choose",
+      rig.said( "lock-out" ) );
+}
+
 TEST_F( Judgement, saysThatNobodyHasSaidFromWhereTheSessionComes ) {
    rig.facts.session.clear();
    rig.facts.way.reset();

@@ -24,7 +24,7 @@ void Planner::plan( const std::string & unit, const std::optional< Session > & s
    // What goes over one link only has no route of its own.
    const bool routed = session && session->link.empty();
    switch_.routesAsk(
-      { routed ? session->address : "" },
+      { routed ? session->address : "", routed ? session->at : "" },
       [self = self_, unit, session, planned = std::move( planned )]( const DataPlane::RouteAnswer & answer ) {
          if ( !*self )
             return;

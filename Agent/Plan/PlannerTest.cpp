@@ -25,6 +25,20 @@ TEST( PlanHigh, isWhatIsNotExceededForNinetyFivePercentOfTheTime ) {
    EXPECT_EQ( ( PlanRates{ 3, 8 } ), Planner::high( curve( { 3 }, { 8 } ) ) );
 }
 
+TEST( PlanHigh, leavesOutTheHighestOfEachTwenty ) {
+   for ( const auto & [values, expected] :
+         { std::pair( 1, 1 ), { 19, 19 }, { 20, 19 }, { 21, 20 }, { 39, 38 }, { 40, 38 }, { 41, 39 } } ) {
+      SCOPED_TRACE( values );
+      std::vector< float > rates;
+      for ( int i = values; i > 0; --i )
+         rates.push_back( static_cast< float >( i ) );
+      // A gap, however long, is no traffic that is known.
+      rates.insert( rates.begin() + values / 2, 100, std::numeric_limits< float >::quiet_NaN() );
+      const auto high = static_cast< double >( expected );
+      EXPECT_EQ( ( PlanRates{ high, high } ), Planner::high( curve( rates, rates ) ) );
+   }
+}
+
 TEST( PlanHigh, leavesOutStepsOfWhichNothingIsKnown ) {
    const float unknown = std::numeric_limits< float >::quiet_NaN();
    EXPECT_EQ(
@@ -55,6 +69,14 @@ TEST( Session, isReadFromWhatShellsAreTold ) {
       EXPECT_EQ( row.link, session->link );
       EXPECT_EQ( session->address + ( *row.link ? "%et1" : "" ), stringValue( *session ) );
    }
+}
+
+TEST( Session, mayBeToldWithItsNearEnd ) {
+   EXPECT_EQ( ( Session{ "192.0.2.7", "", "192.0.2.1" } ), sessionFrom( "192.0.2.7,192.0.2.1" ) );
+   EXPECT_EQ( ( Session{ "fe80::7", "et1", "fe80::1" } ), sessionFrom( "fe80::7%et1,fe80::1%et1" ) );
+   EXPECT_EQ( "192.0.2.7", stringValue( *sessionFrom( "192.0.2.7,::ffff:192.0.2.1" ) ) );
+   for ( const char * none : { "192.0.2.7,", ",192.0.2.1", "192.0.2.7,x", "192.0.2.7,192.0.2.1,192.0.2.1" } )
+      EXPECT_EQ( std::nullopt, sessionFrom( none ) ) << none;
 }
 
 TEST( PlanJson, leavesNothingOut ) {

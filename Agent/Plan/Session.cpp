@@ -4,7 +4,10 @@
 
 namespace Agent {
 
-std::optional< Session > sessionFrom( const std::string & text ) {
+namespace {
+
+/// Of one end.
+std::optional< Session > endFrom( const std::string & text ) {
    const std::size_t percent = text.find( '%' );
    Session session{ text.substr( 0, percent ), "" };
    if ( percent != std::string::npos )
@@ -22,6 +25,20 @@ std::optional< Session > sessionFrom( const std::string & text ) {
       return std::nullopt;
    if ( !whole && session.link.empty() )
       return std::nullopt;
+   return session;
+}
+
+} // namespace
+
+std::optional< Session > sessionFrom( const std::string & text ) {
+   const std::size_t comma = text.find( ',' );
+   std::optional< Session > session = endFrom( text.substr( 0, comma ) );
+   if ( !session || comma == std::string::npos )
+      return session;
+   const std::optional< Session > near = endFrom( text.substr( comma + 1 ) );
+   if ( !near )
+      return std::nullopt;
+   session->at = near->address;
    return session;
 }
 

@@ -9,15 +9,16 @@ namespace Agent {
 struct Session {
    std::string address; ///< IPv4 or IPv6
    std::string link;    ///< over which an address of one link only is reached; empty: as routes say
+   std::string at = {}; ///< the switch's own address that he has come to; empty: not known
 
    friend bool operator==( const Session &, const Session & ) = default;
 };
 
-/// "192.0.2.7", "fe80::7%et1"
+/// From where: "192.0.2.7", "fe80::7%et1"
 std::string stringValue( const Session & session );
 
-/// Reads the address of the far end of a session as shells are told it: "192.0.2.7", "2001:db8::7", "fe80::7%et1". Nothing
-/// if it is no address; only those of IPv6 may be of one link.
+/// Reads the address of the far end of a session as shells are told it, perhaps with that of the near end: "192.0.2.7",
+/// "2001:db8::7", "fe80::7%et1", "192.0.2.7,192.0.2.1". Nothing if one is no address; only those of IPv6 may be of one link.
 std::optional< Session > sessionFrom( const std::string & text );
 
 } // namespace Agent

@@ -18,10 +18,11 @@ class FakeKernel final : public Kernel {
    std::map< Vel::U32, std::vector< TestVlans > > vlans; ///< of ports and bridges
    std::vector< Bytes > addresses;                       ///< dumped
    std::vector< Bytes > routes;                          ///< dumped
+   std::vector< Bytes > rules;                           ///< dumped
    std::vector< Bytes > nextHops;                        ///< dumped
-   std::map< Vel::String, Bytes > ways;                  ///< what is found for an address, by its text
-   std::map< Vel::String, double > speeds;               ///< bits per second, by the name of the link
-   std::vector< Bytes > asked;                           ///< everything to be acknowledged, in order
+   std::map< Vel::String, Bytes > ways;    ///< what is found, by "ADDRESS" or "ADDRESS from SOURCE"
+   std::map< Vel::String, double > speeds; ///< bits per second, by the name of the link
+   std::vector< Bytes > asked;             ///< everything to be acknowledged, in order
    /// The code of the answer to a request; 0 unless set.
    std::function< int( const nlmsghdr & ) > code;
    /// The code with which a dump is refused; 0 unless set.
@@ -123,7 +124,11 @@ class FakeKernel final : public Kernel {
       const auto address = addressFrom(
          fixedHeader< rtmsg >( request )->rtm_family,
          Attributes( request, sizeof( rtmsg ) ).payload( RTA_DST ) );
-      const auto way = ways.find( stringValue( address.value() ) );
+      const auto source = addressFrom(
+         fixedHeader< rtmsg >( request )->rtm_family,
+         Attributes( request, sizeof( rtmsg ) ).payload( RTA_SRC ) );
+      const auto way =
+         ways.find( stringValue( address.value() ) + ( source ? " from " + stringValue( *source ) : "" ) );
       if ( way != ways.end() )
          inbox.push( answerFrom( request, way->second, 0 ) );
       inbox.push(
@@ -162,6 +167,9 @@ class FakeKernel final : public Kernel {
                fixedHeader< rtmsg >( messageIn( bytes ) )->rtm_family ==
                fixedHeader< rtmsg >( request )->rtm_family )
                push( bytes );
+      if ( request.nlmsg_type == RTM_GETRULE )
+         for ( const Bytes & bytes : rules )
+            push( bytes );
       if ( request.nlmsg_type == RTM_GETNEXTHOP )
          for ( const Bytes & bytes : nextHops )
             push( bytes );

@@ -67,5 +67,19 @@ TEST_F( LinuxRoutes, giveTheWayToAnAddress ) {
    EXPECT_NE( "", asked( "2001:db9::1" ).way->problem );
 }
 
+TEST_F( LinuxRoutes, giveAWayWithDoubtWhereRulesChoose ) {
+   EXPECT_EQ( "", asked( "10.1.2.3" ).way->doubt );
+   EXPECT_EQ( "", asked( "2001:db8:100::7" ).way->doubt );
+   if ( !tryIp( "rule add from 10.0.1.1 lookup 100" ) )
+      GTEST_SKIP() << "no rules in this kernel; not tested: that they choose";
+   EXPECT_NE( "", asked( "10.1.2.3" ).way->doubt );
+   EXPECT_EQ( "", asked( "2001:db8:100::7" ).way->doubt );
+   EXPECT_EQ( "et1*1", text( asked( "10.4.2.3" ).way->choices ) );
+   const AddressWay fromSource = asked( "10.4.2.3", "10.0.1.1" ).way.value();
+   EXPECT_EQ( "", fromSource.doubt );
+   EXPECT_EQ( "et2*1", text( fromSource.choices ) );
+   EXPECT_NE( "", asked( "10.4.2.3", "10.0.99.1" ).way->doubt );
+}
+
 } // namespace
 } // namespace DataPlane::Linux

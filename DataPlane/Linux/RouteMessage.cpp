@@ -4,6 +4,7 @@
 
 #include <tuple>
 
+#include <linux/fib_rules.h>
 #include <linux/nexthop.h>
 #include <linux/rtnetlink.h>
 
@@ -137,20 +138,49 @@ std::optional< NextHopObject > parseNextHop( const nlmsghdr & message ) {
    return result;
 }
 
+RuleBasis parseRuleBasis( const nlmsghdr & message ) {
+   const std::optional< fib_rule_hdr > header = fixedHeader< fib_rule_hdr >( message );
+   if ( message.nlmsg_type != RTM_NEWRULE || !header )
+      return RuleBasis::nothing;
+   const Attributes attributes( message, sizeof( fib_rule_hdr ) );
+   // What comes in over a link is none of the machine's own.
+   const bool ownAlso = !attributes.at( FRA_IIFNAME ) || attributes.text( FRA_IIFNAME ) == "lo";
+   if ( !ownAlso )
+      return RuleBasis::nothing;
+   for ( const Vel::U16 selector :
+         { FRA_OIFNAME, FRA_FWMARK, FRA_UID_RANGE, FRA_IP_PROTO, FRA_SPORT_RANGE, FRA_DPORT_RANGE,
+           FRA_L3MDEV } )
+      if ( attributes.at( selector ) )
+         return RuleBasis::more;
+   if ( header->tos != 0 )
+      return RuleBasis::more;
+   return header->src_len != 0 ? RuleBasis::source : RuleBasis::nothing;
+}
+
+Bytes ruleDumpRequest( Vel::U8 family ) {
+   fib_rule_hdr header{};
+   header.family = family;
+   return MessageBuilder( RTM_GETRULE, NLM_F_REQUEST | NLM_F_DUMP ).header( header ).take();
+}
+
 Bytes nextHopDumpRequest() {
    return MessageBuilder( RTM_GETNEXTHOP, NLM_F_REQUEST | NLM_F_DUMP ).header( nhmsg{} ).take();
 }
 
-Bytes routeLookUpRequest( const IpAddress & address ) {
+Bytes routeLookUpRequest( const IpAddress & address, const std::optional< IpAddress > & source ) {
    rtmsg header{};
    header.rtm_family = address.family;
    header.rtm_dst_len = static_cast< Vel::U8 >( maxPrefix( address.family ) );
    // Of version 6 the kernel always tells the table, and refuses to be asked for it.
    header.rtm_flags = RTM_F_FIB_MATCH | ( address.family == AF_INET ? RTM_F_LOOKUP_TABLE : 0u );
-   return MessageBuilder( RTM_GETROUTE, NLM_F_REQUEST )
-      .header( header )
-      .attribute( RTA_DST, address.payload() )
-      .take();
+   if ( source )
+      header.rtm_src_len = static_cast< Vel::U8 >( maxPrefix( source->family ) );
+   MessageBuilder message( RTM_GETROUTE, NLM_F_REQUEST );
+   message.header( header );
+   message.attribute( RTA_DST, address.payload() );
+   if ( source )
+      message.attribute( RTA_SRC, source->payload() );
+   return message.take();
 }
 
 } // namespace DataPlane::Linux

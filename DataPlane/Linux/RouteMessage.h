@@ -61,8 +61,14 @@ struct NextHopObject {
 };
 std::optional< NextHopObject > parseNextHop( const nlmsghdr & message );
 
+/// By what a rule that chooses between tables does so, besides the address that a packet of the machine's own goes to.
+enum class RuleBasis { nothing, source, more };
+/// Nothing for what is no rule.
+RuleBasis parseRuleBasis( const nlmsghdr & message );
+
 Bytes nextHopDumpRequest();
-/// Which entry of which table the kernel would take for a packet to that address.
-Bytes routeLookUpRequest( const IpAddress & address );
+Bytes ruleDumpRequest( Vel::U8 family );
+/// Which entry of which table the kernel would take for a packet to that address, from a source of its own or of any.
+Bytes routeLookUpRequest( const IpAddress & address, const std::optional< IpAddress > & source );
 
 } // namespace DataPlane::Linux

@@ -2,6 +2,7 @@
 
 #include "DataPlane/Linux/Route.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <limits>
@@ -47,6 +48,7 @@ void RouteReader::begin() {
    fold_ = RouteFold( [this]( Vel::U32 ifIndex ) { return links_.hasNeighbours( ifIndex ); } );
    problem_.clear();
    speeds_.clear();
+   rules_.clear();
    interrupted_ = false;
    dueTime_ = loop_.currentTime() + Switch::routePatience;
    step_ = Step::nextHops;
@@ -186,16 +188,50 @@ void RouteReader::lookUp( Asked & asked ) {
       asked.problem = "\"" + text + "\" is no address";
       return;
    }
-   const Outcome outcome =
-      lookUps_.one( routeLookUpRequest( *address ), "cannot be asked for", [&]( const nlmsghdr & message ) {
-         if ( std::optional< RouteEntry > route = parseRouteEntry( message ) )
-            asked.found = std::move( route );
-      } );
-   if ( !outcome.ok() || !asked.found )
+   std::optional< IpAddress > source = addressFromText( asked.question.source );
+   if ( source && source->family != address->family )
+      source.reset();
+   const auto ask = [&] {
+      return lookUps_.one(
+         routeLookUpRequest( *address, source ), "cannot be asked for", [&]( const nlmsghdr & message ) {
+            if ( std::optional< RouteEntry > route = parseRouteEntry( message ) )
+               asked.found = std::move( route );
+         } );
+   };
+   Outcome outcome = ask();
+   // An address that the machine has no more, or has in another namespace, is none to ask from.
+   if ( source && !asked.found ) {
+      source.reset();
+      outcome = ask();
+   }
+   if ( !outcome.ok() || !asked.found ) {
       asked.problem =
          "there is no route to " + text + ( outcome.ok() ? Vel::String() : " (" + outcome.text() + ")" );
-   else
-      fold_.want( asked.found->key );
+      return;
+   }
+   fold_.want( asked.found->key );
+   asked.doubt = doubtOf( *address, source.has_value() );
+}
+
+/// There are a handful of rules, and they are read once a reading.
+Vel::String RouteReader::doubtOf( const IpAddress & address, bool sourceKnown ) {
+   const auto [at, isNew] = rules_.try_emplace( address.family );
+   std::optional< RuleBasis > & basis = at->second;
+   if ( isNew ) {
+      const Outcome outcome = lookUps_.whole(
+         ruleDumpRequest( address.family ), "rules", [&] { basis = RuleBasis::nothing; },
+         [&]( const nlmsghdr & message ) { basis = std::max( *basis, parseRuleBasis( message ) ); } );
+      // A kernel that knows none has none.
+      if ( !outcome.ok() )
+         basis = lookUps_.code() == EOPNOTSUPP ? std::optional( RuleBasis::nothing ) : std::nullopt;
+   }
+   if ( !basis )
+      return "the rules that choose between routing tables cannot be read";
+   if ( *basis == RuleBasis::more )
+      return "rules choose between routing tables by more than the addresses of its packets";
+   return *basis == RuleBasis::source && !sourceKnown
+             ? "rules choose between routing tables by the source of its packets, which is not known"
+             : "";
 }
 
 void RouteReader::readSpeeds() {
@@ -221,6 +257,7 @@ AddressWay RouteReader::wayOf( const Asked & asked ) const {
       return way;
    const RouteFold::Names nameOf = [this]( Vel::U32 ifIndex ) { return links_.name( ifIndex ); };
    way.destination = stringValue( asked.found->key );
+   way.doubt = asked.doubt;
    way.local = asked.found->kind == RouteEntry::Kind::local;
    way.choices = fold_.wanted( asked.found->key, nameOf );
    // It has changed since, or was not read: then there may be less preferred ways that nobody knows of.

@@ -48,7 +48,7 @@ class RouteReader {
       RouteQuestion question;
       RoutesAnswered answered;
       std::optional< RouteEntry > found; ///< what the kernel would take
-      Vel::String problem;
+      Vel::String problem = {}, doubt = {};
    };
 
    void begin();
@@ -59,6 +59,7 @@ class RouteReader {
    /// The dump is over; if not all of it came, something is missing already.
    void next( bool whole );
    void lookUp( Asked & asked );
+   Vel::String doubtOf( const IpAddress & address, bool sourceKnown );
    void readSpeeds();
    void finish();
    void close();
@@ -80,6 +81,8 @@ class RouteReader {
    Vel::String problem_; ///< the first thing that is missing; empty: nothing
    std::vector< Vel::U32 > speedless_;
    std::map< Vel::U32, double > speeds_;
+   /// By version of IP, by how much rules choose; nothing: they cannot be read.
+   std::map< Vel::U8, std::optional< RuleBasis > > rules_;
    double dueTime_ = std::numeric_limits< double >::infinity();
    std::shared_ptr< const int > reading_; ///< posted tasks of an earlier reading find it expired
 };

@@ -1,5 +1,6 @@
 #include "DataPlane/Linux/LinuxFaultTest.h"
 
+#include <linux/fib_rules.h>
 #include <linux/nexthop.h>
 
 namespace DataPlane::Linux {
@@ -89,6 +90,21 @@ Bytes nextHopBytes( Vel::U32 id, Vel::U32 ifIndex, const std::vector< nexthop_gr
    return message.take();
 }
 
+Bytes ruleBytes(
+   Vel::U32 table, const std::function< void( fib_rule_hdr & ) > & change = {}, Vel::U16 selector = 0 ) {
+   fib_rule_hdr header{};
+   header.family = AF_INET;
+   header.action = FR_ACT_TO_TBL;
+   if ( change )
+      change( header );
+   MessageBuilder message( RTM_NEWRULE, 0 );
+   message.header( header );
+   message.attribute( FRA_TABLE, table );
+   if ( selector != 0 )
+      message.attribute( selector, Vel::U32( 1 ) );
+   return message.take();
+}
+
 RouteEntry parsed( const TestRoute & route ) {
    const Bytes bytes = routeBytes( route );
    return parseRouteEntry( messageIn( bytes ) ).value();
@@ -144,6 +160,18 @@ TEST( RouteMessage, doesNoHarmWhenItIsCutShort ) {
       parseRouteEntry( messageIn( bytes ) );
       parseNextHop( messageIn( bytes ) );
    }
+}
+
+TEST( RuleMessage, tellsByWhatAPacketOfTheMachinesOwnIsSent ) {
+   const auto basis = []( const Bytes & bytes ) { return parseRuleBasis( messageIn( bytes ) ); };
+   for ( const Vel::U32 table : { 255u, 254u, 253u, 100u } )
+      EXPECT_EQ( RuleBasis::nothing, basis( ruleBytes( table ) ) ) << table;
+   EXPECT_EQ( RuleBasis::nothing, basis( ruleBytes( 100, []( fib_rule_hdr & h ) { h.dst_len = 8; } ) ) );
+   EXPECT_EQ( RuleBasis::source, basis( ruleBytes( 254, []( fib_rule_hdr & h ) { h.src_len = 32; } ) ) );
+   EXPECT_EQ( RuleBasis::more, basis( ruleBytes( 254, []( fib_rule_hdr & h ) { h.tos = 8; } ) ) );
+   EXPECT_EQ( RuleBasis::more, basis( ruleBytes( 254, {}, FRA_FWMARK ) ) );
+   EXPECT_EQ( RuleBasis::more, basis( ruleBytes( 0, {}, FRA_L3MDEV ) ) );
+   EXPECT_EQ( RuleBasis::nothing, basis( routeBytes( { "10.0.0.0/8", { { 1 } } } ) ) );
 }
 
 // ---- classes
@@ -289,9 +317,9 @@ TEST( RouteFold, tellsNoMoreClassesApartThanItHasRoomFor ) {
 
 class Routes : public LinuxFault {
  protected:
-   RouteAnswer asked( const Vel::String & address = "" ) {
+   RouteAnswer asked( const Vel::String & address = "", const Vel::String & source = "" ) {
       std::optional< RouteAnswer > result;
-      made->routesAsk( { address }, [&]( const RouteAnswer & answer ) {
+      made->routesAsk( { address, source }, [&]( const RouteAnswer & answer ) {
          EXPECT_FALSE( result ) << "answered twice";
          result = answer;
       } );
@@ -399,6 +427,36 @@ TEST_F( Routes, giveTheWayToAnAddressWithAllItsPreferences ) {
    way = asked( "12.0.0.1" ).way.value();
    EXPECT_TRUE( way.problem.starts_with( "there is no route to 12.0.0.1 (" ) ) << way.problem;
    EXPECT_EQ( "\"nobody\" is no address", asked( "nobody" ).way->problem );
+}
+
+TEST_F( Routes, giveAWayWithDoubtWhereRulesChoose ) {
+   kernel->routes = { routeBytes( { "10.0.0.0/8", { { 1 } } } ) };
+   kernel->ways = {
+      { "10.1.2.3", kernel->routes.front() }, { "10.1.2.3 from 192.0.2.1", kernel->routes.front() } };
+   kernel->rules = { ruleBytes( 255 ), ruleBytes( 254 ), ruleBytes( 253 ) };
+   started();
+   EXPECT_EQ( "", asked( "10.1.2.3" ).way->doubt );
+   kernel->rules.push_back( ruleBytes( 100, []( fib_rule_hdr & header ) { header.src_len = 32; } ) );
+   const AddressWay way = asked( "10.1.2.3" ).way.value();
+   EXPECT_EQ(
+      "rules choose between routing tables by the source of its packets, which is not known", way.doubt );
+   EXPECT_EQ( ( Choices{ { { "et1" } } } ), way.choices );
+   EXPECT_EQ( "", asked( "10.1.2.3", "192.0.2.1" ).way->doubt );
+   kernel->rules.push_back( ruleBytes( 100, {}, FRA_FWMARK ) );
+   EXPECT_EQ(
+      "rules choose between routing tables by more than the addresses of its packets",
+      asked( "10.1.2.3", "192.0.2.1" ).way->doubt );
+}
+
+TEST_F( Routes, giveTheWayFromTheSourceIfThereIsOne ) {
+   kernel->routes = { routeBytes( { "10.0.0.0/8", { { 1 } } } ), routeBytes( { "0.0.0.0/0", { { 2 } } } ) };
+   kernel->ways = {
+      { "10.1.2.3", kernel->routes.front() }, { "10.1.2.3 from 192.0.2.1", kernel->routes.back() } };
+   started();
+   EXPECT_EQ( "10.0.0.0/8", asked( "10.1.2.3" ).way->destination );
+   EXPECT_EQ( "0.0.0.0/0", asked( "10.1.2.3", "192.0.2.1" ).way->destination );
+   EXPECT_EQ( "10.0.0.0/8", asked( "10.1.2.3", "192.0.2.9" ).way->destination );
+   EXPECT_EQ( "10.0.0.0/8", asked( "10.1.2.3", "2001:db8::1" ).way->destination );
 }
 
 TEST_F( Routes, areKnownWhereSharedNextHopsAreNot ) {

@@ -14,6 +14,17 @@ bool standsOnLower( const LinkMessage & link ) {
    return false;
 }
 
+/// What such a device sends out is routed once more; a VRF stands for a routing table.
+bool isTunnel( const LinkMessage & link ) {
+   for ( const char * kind : { "wireguard", "vxlan",     "geneve",    "bareudp", "gre", "gretap", "erspan",
+                               "ip6gre",    "ip6gretap", "ip6erspan", "ipip",    "sit", "ip6tnl", "vti",
+                               "vti6",      "xfrm",      "ppp",       "gtp",     "amt", "vrf" } )
+      if ( link.kind == kind )
+         return true;
+   // A machine behind a tap is one on a cable.
+   return link.kind == "tun" && link.pointToPoint;
+}
+
 /// How a team uses its members is not told with its link.
 Sharing sharingOf( const LinkMessage & link ) {
    if ( !link.bondMode )
@@ -44,6 +55,7 @@ std::vector< RoutedLink > routedLinks( const LinkTable & links, const VlanTable 
       if ( routed.aggregate )
          routed.sharing = sharingOf( link );
       routed.standby = link.standby;
+      routed.tunnel = isTunnel( link );
       const auto need = [&, &link = link]( const std::set< Vel::U32 > & below, bool ofVlan ) {
          std::vector< std::string > names;
          for ( const Vel::U32 each : below )
