@@ -212,7 +212,7 @@ const Moves::Link & Moves::taken( const std::string & link ) {
 // Whether it fits.
 
 std::vector< bool > Moves::concerned() const {
-   const std::vector< std::size_t > connected = placing_.connected();
+   const std::vector< std::size_t > & connected = placing_.connected();
    std::set< std::size_t > ours;
    for ( const std::size_t node : ours_ )
       ours.insert( connected[node] );
@@ -267,7 +267,7 @@ std::map< std::string, double > Moves::shared( const Amount & load ) const {
          if ( concerned[end] && destinations[end] > 0 )
             amounts[link.node] += load( names_.at( end ) ) * destinations[link.node] /
                                   static_cast< double >( link.ends.size() ) / destinations[end];
-   std::map< std::string, double > result;
+   std::vector< double > gets( placing_.size() );
    for ( const Class & each : classes_ ) {
       double amount = 0, parts = 0;
       for ( const auto & [link, part] : each.from )
@@ -280,8 +280,11 @@ std::map< std::string, double > Moves::shared( const Amount & load ) const {
    }
    for ( const auto & [name, link] : taken_ )
       for ( const std::size_t end : link.ends )
-         if ( amounts[link.node] > 0 )
-            result[names_.at( end )] += amounts[link.node] / static_cast< double >( link.ends.size() );
+         gets[end] += amounts[link.node] / static_cast< double >( link.ends.size() );
+   std::map< std::string, double > result;
+   for ( const auto & [name, target] : targets_ )
+      if ( gets[target.node] > 0 )
+         result.emplace( name, gets[target.node] );
    // Some of that is there already.
    for ( const auto & [name, source] : sources_ )
       for ( const std::string & carrier : source.staysOn )

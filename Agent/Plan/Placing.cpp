@@ -102,8 +102,12 @@ double leastOf( const Placing::Amounts & loads ) {
 
 } // namespace
 
-std::vector< std::size_t > Placing::connected() const {
-   std::vector< std::size_t > parent( nodes_ );
+const std::vector< std::size_t > & Placing::connected() const {
+   std::vector< std::size_t > & parent = connected_;
+   if ( parent.size() == nodes_ && connectedWays_ == ways_.size() )
+      return parent;
+   connectedWays_ = ways_.size();
+   parent.resize( nodes_ );
    std::iota( parent.begin(), parent.end(), 0 );
    const auto top = [&]( std::size_t node ) {
       while ( parent[node] != node )
@@ -118,7 +122,8 @@ std::vector< std::size_t > Placing::connected() const {
 }
 
 std::vector< bool > Placing::overfullAsOne( const Amounts & loads, const Amounts & room ) const {
-   const std::vector< std::size_t > all = connected();
+   const std::vector< std::size_t > & all = connected();
+   const double least = leastOf( loads );
    Amounts load( nodes_ ), left( nodes_ );
    for ( std::size_t i = 0; i < nodes_; ++i ) {
       load[all[i]] += loads[i];
@@ -126,7 +131,7 @@ std::vector< bool > Placing::overfullAsOne( const Amounts & loads, const Amounts
    }
    std::vector< bool > result( nodes_ );
    for ( std::size_t i = 0; i < nodes_; ++i )
-      result[i] = load[all[i]] > left[all[i]] + leastOf( loads );
+      result[i] = load[all[i]] > left[all[i]] + least;
    return result;
 }
 

@@ -24,7 +24,7 @@ class Placing {
    /// to, and the other loads that would have to make place for them. None: all of it fits.
    std::vector< bool > overfull( const Amounts & loads, const Amounts & room ) const;
    /// By node, the number of what it is connected with, in whatever direction.
-   std::vector< std::size_t > connected() const;
+   const std::vector< std::size_t > & connected() const;
 
    std::size_t size() const { return nodes_; }
 
@@ -33,6 +33,9 @@ class Placing {
 
    std::size_t nodes_ = 0;
    std::vector< std::pair< std::size_t, std::size_t > > ways_;
+   // What was found for as many ways: it is asked for again and again.
+   mutable std::vector< std::size_t > connected_;
+   mutable std::size_t connectedWays_ = 0;
 };
 
 } // namespace Agent

@@ -277,7 +277,9 @@ RC_GTEST_PROP( PlanProperty, aSessionIsLockedOutWhenTakingTheLinksAwayCutsItOff,
    RC_ASSERT( ( is && !after ) == ( finding != nullptr ) );
    if ( finding )
       RC_ASSERT( ( finding->severity == PlanSeverity::blocking ) == before );
-   RC_ASSERT( !is == ( findingOf( findings, PlanCode::unknownSession ) != nullptr ) );
+   // A way that goes on may have lost the very port that leads there.
+   const bool doubted = findingOf( findings, PlanCode::unknownSession ) != nullptr;
+   RC_ASSERT( ( is ? !doubted || after : doubted ) );
 }
 
 RC_GTEST_PROP( PlanProperty, nothingIsFoundWhenNothingIsTakenAway, () ) {

@@ -1,9 +1,8 @@
 #include "Agent/Plan/Topology.h"
 
 #include <algorithm>
-#include <functional>
-#include <iterator>
 #include <numeric>
+#include <string_view>
 
 namespace Agent {
 
@@ -11,15 +10,32 @@ using DataPlane::RoutedLink;
 
 namespace {
 
-/// Goes down from a link, to each one once: to what `next` gives of each.
-void descend(
-   const Topology & links, const std::string & link, std::set< std::string > & seen,
-   const std::function< std::vector< std::string >( const RoutedLink & ) > & next ) {
+using Below = std::vector< std::string >;
+
+/// Those seen, by their names, which outlive it.
+using Seen = std::unordered_set< std::string_view >;
+
+/// Goes down from a link, to each one once: to each of the lists that `next` calls its second argument with.
+template < class Next >
+void descend( const Topology & links, const std::string & link, Seen & seen, Next next ) {
    if ( !seen.insert( link ).second )
       return;
    if ( const RoutedLink * const described = links.find( link ) )
-      for ( const std::string & below : next( *described ) )
-         descend( links, below, seen, next );
+      next( *described, [&]( const Below & list ) {
+         for ( const std::string & below : list )
+            descend( links, below, seen, next );
+      } );
+}
+
+/// Those of the seen that are wanted.
+template < class Wanted >
+std::set< std::string > chosen( const Seen & seen, Wanted wanted ) {
+   std::vector< std::string > result;
+   for ( const std::string_view name : seen )
+      if ( std::string link( name ); wanted( link ) )
+         result.push_back( std::move( link ) );
+   std::sort( result.begin(), result.end() );
+   return { result.begin(), result.end() };
 }
 
 } // namespace
@@ -54,17 +70,12 @@ const RoutedLink * Topology::find( const std::string & link ) const {
 }
 
 std::set< std::string > Topology::removedBelow( const std::string & link ) const {
-   std::set< std::string > seen, result;
-   descend( *this, link, seen, []( const RoutedLink & described ) {
-      std::vector< std::string > all;
-      for ( const auto & need : described.needs )
-         all.insert( all.end(), need.begin(), need.end() );
-      return all;
+   Seen seen;
+   descend( *this, link, seen, []( const RoutedLink & described, const auto & down ) {
+      for ( const Below & need : described.needs )
+         down( need );
    } );
-   std::copy_if(
-      seen.begin(), seen.end(), std::inserter( result, result.end() ),
-      [this]( const auto & name ) { return removed( name ); } );
-   return result;
+   return chosen( seen, [this]( const std::string & name ) { return removed( name ); } );
 }
 
 namespace {
@@ -72,23 +83,22 @@ bool carriesItself( const RoutedLink & link ) { return link.aggregate || link.ne
 } // namespace
 
 std::set< std::string > Topology::chain( const std::string & link ) const {
-   std::set< std::string > seen;
-   descend( *this, link, seen, []( const RoutedLink & described ) {
-      return carriesItself( described ) ? std::vector< std::string >() : described.needs.back();
+   Seen seen;
+   descend( *this, link, seen, []( const RoutedLink & described, const auto & down ) {
+      if ( !carriesItself( described ) )
+         down( described.needs.back() );
    } );
-   return seen;
+   return chosen( seen, []( const std::string & ) { return true; } );
 }
 
 std::set< std::string > Topology::carriers( const std::string & link ) const {
-   std::set< std::string > seen, result;
-   descend( *this, link, seen, [this]( const RoutedLink & described ) {
-      return carriesItself( described ) || !works( described.name ) ? std::vector< std::string >()
-                                                                    : described.needs.back();
+   Seen seen;
+   descend( *this, link, seen, [this]( const RoutedLink & described, const auto & down ) {
+      if ( !carriesItself( described ) && works( described.name ) )
+         down( described.needs.back() );
    } );
-   std::copy_if(
-      seen.begin(), seen.end(), std::inserter( result, result.end() ),
-      [this]( const auto & name ) { return works( name ) && carriesItself( *find( name ) ); } );
-   return result;
+   return chosen(
+      seen, [this]( const std::string & name ) { return works( name ) && carriesItself( *find( name ) ); } );
 }
 
 std::vector< std::string > Topology::members( const RoutedLink & portChannel ) const {
