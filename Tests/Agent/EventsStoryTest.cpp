@@ -237,10 +237,12 @@ std::string timesOf( const json & all ) {
 TEST( EventsStory, aHundredReadersWhoTakeNothingChangeNothingOfWhatHappens ) {
    std::string expected;
    std::vector< double > times;
+   unsigned turnsAlone = 0;
    const char * const moves[] = { "et1 down", "et2 down", "et1 up", "et2 up" };
    {
       Story alone;
       alone.rig.runUntil( Story::end );
+      turnsAlone = alone.rig.turns();
       expected = timesOf( events( alone.rig ) );
       for ( const char * move : moves )
          times.push_back( alone.rig.timeOf( move ) );
@@ -253,6 +255,7 @@ TEST( EventsStory, aHundredReadersWhoTakeNothingChangeNothingOfWhatHappens ) {
       for ( int turns = 0; turns < 5; ++turns )
          story.rig.turn();
    }
+   const unsigned turnsBefore = story.rig.turns();
    story.rig.runUntil( 40 );
    Client other( story.rig, "/api/v1/units/u1" );
    for ( int turns = 0; turns < 5; ++turns )
@@ -260,6 +263,8 @@ TEST( EventsStory, aHundredReadersWhoTakeNothingChangeNothingOfWhatHappens ) {
    EXPECT_NE( std::string::npos, other.take().find( "HTTP/1.1 200 OK" ) );
    EXPECT_NE( std::string::npos, other.take().find( "\"drained\":2" ) ) << other.take();
    story.rig.runUntil( Story::end );
+   // Each of them is told in a few turns, and then the agent does nothing for them until there is news.
+   EXPECT_LT( story.rig.turns() - turnsBefore, 3 * turnsAlone );
    EXPECT_EQ( expected, timesOf( events( story.rig ) ) );
    for ( std::size_t i = 0; i < times.size(); ++i )
       EXPECT_EQ( times[i], story.rig.timeOf( moves[i] ) ) << moves[i];
