@@ -22,7 +22,10 @@ release: deps ## build what is installed and measured (build/release)
 	cmake --preset release
 	cmake --build --preset release -j$(JOBS)
 
-# The tests come last, so that the last lines are the summary of all tests.
+# The tests come last, so that the last lines are the summary of all tests. Some of them wait for real links, programs
+# and browsers: there is one more at a time than there are jobs.
+TEST_JOBS = $$(($(JOBS) + 1))
+
 test: deps ## build and run all tests but the long ones, under the sanitizers
 	cmake --preset sanitizers
 	cmake --build --preset sanitizers -j$(JOBS)
@@ -31,7 +34,7 @@ test: deps ## build and run all tests but the long ones, under the sanitizers
 	cmake --preset fuzz
 	cmake --build --preset fuzz -j$(JOBS)
 	Tools/smoke build/release
-	Tools/run-tests --preset sanitizers -j$(JOBS)
+	Tools/run-tests --preset sanitizers -j$(TEST_JOBS)
 
 test-full: deps ## the same with the long tests
 	cmake --preset sanitizers
@@ -41,7 +44,7 @@ test-full: deps ## the same with the long tests
 	cmake --preset fuzz
 	cmake --build --preset fuzz -j$(JOBS)
 	Tools/smoke build/release
-	Tools/run-tests --preset sanitizers-full -j$(JOBS)
+	Tools/run-tests --preset sanitizers-full -j$(TEST_JOBS)
 
 fuzz: deps ## feed what comes from outside with what nobody has thought of, ten seconds each
 	cmake --preset fuzz
