@@ -13,6 +13,7 @@ Operation operationOf( const Reader & in ) {
    operation.id = in.counter( "id" );
    operation.kind = in.name( "kind" );
    operation.unit = in.text( "unit" );
+   operation.interface = in.maybeText( "interface" );
    operation.state = in.name( "state" );
    operation.by = in.maybeText( "by" );
    operation.reason = in.maybeText( "reason" );
@@ -38,6 +39,12 @@ Accepted readAccepted( std::string_view text ) {
       in.maybeCounter( "operation" ),
       !in.find( "changed" ) || in.flag( "changed" ),
       in.flag( "repeated" ) };
+}
+
+Released readReleased( std::string_view text ) {
+   const auto answer = Reader::parsed( text );
+   const Reader in( answer );
+   return { in.name( "interface" ), in.maybeCounter( "operation" ) };
 }
 
 std::vector< Operation > readOperations( std::string_view text ) {

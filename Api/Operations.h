@@ -24,9 +24,10 @@ struct Accepted {
 /// Times are seconds since 1970. Nothing stands for null: unknown, or it has not happened.
 struct Operation {
    std::uint64_t id = 0;
-   std::string kind; ///< enter or exit
-   std::string unit;
-   std::string state; ///< running, done, failed or cancelled
+   std::string kind;                       ///< enter, exit, release or reload
+   std::string unit;                       ///< empty: it is of none
+   std::optional< std::string > interface; ///< of a release
+   std::string state;                      ///< running, done, failed or cancelled
    std::optional< std::string > by, reason, requestKey;
    std::map< std::string, std::string > with; ///< noted down with it
    std::optional< double > begun, ended;
@@ -34,8 +35,15 @@ struct Operation {
    std::string text;                       ///< a sentence
 };
 
+/// What has become of a request to release a link.
+struct Released {
+   std::string interface;
+   std::optional< std::uint64_t > operation;
+};
+
 /// Each takes the JSON text of an answer. Throws Error (internal) that says what is wrong if it is not of this shape.
 Accepted readAccepted( std::string_view json );
+Released readReleased( std::string_view json );
 std::vector< Operation > readOperations( std::string_view json );
 Operation readOperation( std::string_view json );
 

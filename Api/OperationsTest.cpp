@@ -50,6 +50,17 @@ TEST( Operations, whatIsAcceptedSaysWhetherItIsAChange ) {
    EXPECT_FALSE( earlier.repeated );
 }
 
+TEST( Operations, ofALinkHaveNoUnit ) {
+   const Operation o =
+      readOperation( R"({"id":1,"kind":"release","unit":null,"interface":"et1","state":"done"})" );
+   EXPECT_EQ( "", o.unit );
+   EXPECT_EQ( "et1", o.interface );
+   const Released released = readReleased( R"({"interface":"et1","operation":9,"changed":true})" );
+   EXPECT_EQ( "et1", released.interface );
+   EXPECT_EQ( 9u, released.operation );
+   EXPECT_FALSE( readReleased( R"({"interface":"et1"})" ).operation );
+}
+
 TEST( Operations, aRefusalNamesTheOneInTheWay ) {
    EXPECT_EQ(
       4u,

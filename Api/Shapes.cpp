@@ -250,11 +250,6 @@ std::vector< std::string > readChanges( std::string_view text ) {
    return Reader( answer ).texts( "changes" );
 }
 
-std::string readInterfaceName( std::string_view text ) {
-   const json answer = Reader::parsed( text );
-   return Reader( answer ).name( "interface" );
-}
-
 std::optional< double > readTime( std::string_view text ) {
    const json answer = Reader::parsed( text );
    return Reader( answer ).time( "time" );

@@ -222,7 +222,7 @@ void Maintd::run() { loop_->run(); }
 
 void Maintd::handleSignal( int signal ) {
    if ( signal == SIGHUP ) {
-      const auto result = reload();
+      const auto result = reload( { "it was told so by a signal", "maintd", std::nullopt } );
       if ( result.error )
          spdlog::error( "{}: {}", options_.config, result.error->message );
       for ( const std::string & error : result.error ? configurationErrors_ : result.changes )

@@ -157,7 +157,10 @@ class Maintd {
       const std::string & unit, const std::string & session,
       std::function< void( const Agent::ControlCommands::Planned & ) > planned );
    std::vector< Agent::ControlCommands::Stage > stageFacts( const std::string & unit ) const;
-   Agent::ControlCommands::Reloaded reload();
+   Agent::ControlCommands::Taken
+   release( const std::string & interface, const Agent::ControlCommands::Request & request );
+   Agent::ControlCommands::Reloaded reload( const Agent::ControlCommands::Request & request );
+   Agent::ControlCommands::Reloaded reloadConfiguration();
    Agent::ControlCommands::Reloaded readAgain();
    Agent::ControlCommands::Result
    simulated( const Agent::ControlCommands::Simulated & what, std::function< void() > done );

@@ -50,8 +50,6 @@ Agent::ControlCommands Maintd::commands() {
          stageFacts( unit ),
          commands_->busy( unit ) };
    };
-   c.release = [this]( const std::string & name ) { return executor_->release( name ); };
-   c.reload = [this] { return reload(); };
    c.simulated = [this]( const auto & what, std::function< void() > done ) {
       return simulated( what, std::move( done ) );
    };

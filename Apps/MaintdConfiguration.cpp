@@ -74,7 +74,7 @@ void Maintd::apply( const Config::Configuration & configuration ) {
       stages_->unitDel( name );
 }
 
-Agent::ControlCommands::Reloaded Maintd::reload() {
+Agent::ControlCommands::Reloaded Maintd::reloadConfiguration() {
    if ( world_.notify )
       world_.notify->reloading();
    auto result = readAgain();

@@ -14,6 +14,14 @@ Agent::Operations::Request asked(
    return { kind, unit, request.by, request.reason, request.with, request.key, request.fingerprint, failure };
 }
 
+/// Of a reload, briefly.
+std::string changesText( const std::vector< std::string > & changes ) {
+   if ( changes.empty() )
+      return "";
+   return changes.front() +
+          ( changes.size() > 1 ? " and " + std::to_string( changes.size() - 1 ) + " more" : "" );
+}
+
 Taken taken( const Agent::Operations::Answer & answer ) {
    return { answer.refused, answer.operation, answer.changed, answer.repeated };
 }
@@ -27,6 +35,10 @@ void Maintd::addOperations( Agent::ControlCommands & commands ) {
    commands.exit = [this]( const std::string & unit, const Request & request ) {
       return exit( unit, request, "" );
    };
+   commands.release = [this]( const std::string & interface, const Request & request ) {
+      return release( interface, request );
+   };
+   commands.reload = [this]( const Request & request ) { return reload( request ); };
    commands.enterRepeated =
       [this]( const std::string & unit, const Request & request ) -> std::optional< Taken > {
       const auto answer = operations_->repeated( asked( OperationKind::enter, unit, request ) );
@@ -43,7 +55,9 @@ Taken Maintd::enter( const std::string & unit, const Request & request ) {
             unit, { request.reason, request.by, request.timeout, request.overridden, id, request.with } );
          if ( refused )
             return { std::move( refused ) };
-         return { std::nullopt, times_->ask( unit, request.times, request.by ) };
+         return {
+            std::nullopt, times_->ask( unit, request.times, request.by ),
+            "what was set for " + unit + " has changed" };
       } ) );
 }
 
@@ -53,6 +67,25 @@ Taken Maintd::exit( const std::string & unit, const Request & request, const std
          return {
             stages_->exit( unit, { request.reason, request.by, request.timeout, "", id, request.with } ) };
       } ) );
+}
+
+Taken Maintd::release( const std::string & interface, const Request & request ) {
+   return taken( operations_->ask(
+      asked( OperationKind::release, interface, request ), [&]( Vel::U32 ) -> Agent::Operations::Carried {
+         return { executor_->release( interface ), true, interface + " is released" };
+      } ) );
+}
+
+Agent::ControlCommands::Reloaded Maintd::reload( const Request & request ) {
+   Agent::ControlCommands::Reloaded result;
+   const auto answer = operations_->ask(
+      asked( OperationKind::reload, "", request ), [&]( Vel::U32 ) -> Agent::Operations::Carried {
+         result = reloadConfiguration();
+         return { result.error, !result.changes.empty(), changesText( result.changes ) };
+      } );
+   result.taken = taken( answer );
+   result.error = answer.refused;
+   return result;
 }
 
 void Maintd::takeBack( const std::string & unit, const std::string & reason, const std::string & failure ) {

@@ -79,8 +79,10 @@ class Grammar {
 
    /// Lets the verb be carried out over and over.
    void watchable( App * verb );
-   /// What is noted down with an operation.
-   void noted( App * of );
+   /// What is noted down with an operation. `each`: to be said of several units.
+   void noted( App * of, const std::string & each = "" );
+   void why( App * of, const char * help );
+   Note note() const { return { reason_, requestKey_, with_ }; }
    Show showCommand( Show::What what ) const;
    /// The options of `enter` that set times.
    void times( App * enter );

@@ -53,10 +53,12 @@ void Grammar::diagnosis() {
 
    App * release = verb(
       app_, "release", "Raise a link that we hold down, whatever the stages say; needs --force", [this] {
-         return Release{ name_, force_ };
+         return Release{ name_, force_, note() };
       } );
    name( release, "INTF", "The interface" );
    release->add_flag( "--force", force_, "Really do it" );
+   why( release, "Why; it is kept with the operation" );
+   noted( release );
 }
 
 void Grammar::configuration() {
@@ -64,7 +66,10 @@ void Grammar::configuration() {
       return Validate{ name_ };
    } );
    name( validate, "FILE", "The configuration file; its drop-ins are in maintd.d beside it" );
-   verb( app_, "reload", "Apply the agent's configuration file again", [] { return Reload{}; } );
+   App * reload = verb(
+      app_, "reload", "Apply the agent's configuration file again", [this] { return Reload{ note() }; } );
+   why( reload, "Why; it is kept with the operation" );
+   noted( reload );
 }
 
 } // namespace Maintctl

@@ -17,9 +17,9 @@ void Grammar::operations() {
             ->type_name( "" )
             ->required()
             ->check( notEmpty() );
-         enter->add_option( "--reason", reason_, "Why; it is shown with the unit" )->type_name( "TEXT" );
+         why( enter, "Why; it is shown with the unit" );
          enter->add_flag( "--wait", wait_, until );
-         noted( enter );
+         noted( enter, " (of several units each has KEY:UNIT)" );
          duration(
             enter, "--timeout", timeout_,
             "Wait, but no longer than this (0s: look once); the operation itself goes on" );
@@ -61,7 +61,11 @@ void Grammar::operations() {
    duration( wait, "--timeout", timeout_, "Wait no longer than this; 0s: look once" );
 }
 
-void Grammar::noted( App * of ) {
+void Grammar::why( App * of, const char * help ) {
+   of->add_option( "--reason", reason_, help )->type_name( "TEXT" );
+}
+
+void Grammar::noted( App * of, const std::string & each ) {
    of->add_option_function< std::vector< std::string > >(
         "--with",
         [this]( const std::vector< std::string > & pairs ) {
@@ -79,8 +83,7 @@ void Grammar::noted( App * of ) {
       ->allow_extra_args( false );
    of->add_option(
         "--request-key", requestKey_,
-        "A word of your own; the same request with the same one is done once (of several units each has "
-        "KEY:UNIT)" )
+        "A word of your own; the same request with the same one is done once" + each )
       ->type_name( "KEY" )
       ->check( notEmpty() );
 }

@@ -101,16 +101,25 @@ struct Trace {
    std::vector< std::pair< std::string, int > > levels; ///< to set, in this order; -1 is off
 };
 
+/// What is noted down with an operation.
+struct Note {
+   std::optional< std::string > reason, requestKey;
+   std::map< std::string, std::string > with;
+};
+
 struct Release {
    std::string interface;
    bool force = false;
+   Note note = {};
 };
 
 struct Validate {
    std::string file;
 };
 
-struct Reload {};
+struct Reload {
+   Note note = {};
+};
 
 struct SimulatedTraffic {
    std::string interface;

@@ -184,7 +184,7 @@ std::string operationsText( const std::vector< Api::Operation > & operations ) {
    Table table(
       { { "ID", Table::Align::right },
         { "WHAT" },
-        { "UNIT" },
+        { "OF" },
         { "STATE" },
         { "BEGUN (UTC)" },
         { "TOOK", Table::Align::right },
@@ -193,7 +193,8 @@ std::string operationsText( const std::vector< Api::Operation > & operations ) {
         { "WITH" } } );
    for ( const Api::Operation & o : operations )
       table.row(
-         { std::to_string( o.id ), o.kind, o.unit, o.state, o.begun ? dayText( *o.begun ) : nothing,
+         { std::to_string( o.id ), o.kind, o.unit.empty() ? o.interface.value_or( "" ) : o.unit, o.state,
+           o.begun ? dayText( *o.begun ) : nothing,
            o.begun && o.ended ? spanText( *o.ended - *o.begun ) : nothing, o.by.value_or( "" ),
            o.reason.value_or( "" ), pairsText( o.with ) } );
    return table.text();
@@ -203,7 +204,10 @@ std::string operationText( const Api::Operation & o ) {
    Sheet sheet;
    sheet.line( "Operation", std::to_string( o.id ) );
    sheet.line( "What", o.kind );
-   sheet.line( "Unit", o.unit );
+   if ( !o.unit.empty() )
+      sheet.line( "Unit", o.unit );
+   if ( o.interface )
+      sheet.line( "Interface", *o.interface );
    sheet.line( "State", o.state + ( o.text.empty() ? "" : ": " + o.text ) );
    sheet.line( "By", o.by.value_or( "" ) );
    sheet.line( "Reason", o.reason.value_or( "" ) );

@@ -132,19 +132,36 @@ TEST( Operating, knowsTheWorseOfTwoStatuses ) {
          EXPECT_EQ( rising[std::max( i, j )], worseOf( rising[i], rising[j] ) ) << i << " and " << j;
 }
 
+TEST_F( OperatingTest, notesDownWhyALinkIsReleasedAndAFileReadAgain ) {
+   rig.client.answers( "POST /api/v1/interfaces/et1/release", R"({"interface":"et1","operation":9})", 202 );
+   EXPECT_EQ(
+      rig.run( { "release", "et1", "--force", "--reason", "swap", "--with", "a=b", "--request-key", "k" } ),
+      ExitStatus::done );
+   EXPECT_EQ(
+      rig.client.requests.back(),
+      R"(POST /api/v1/interfaces/et1/release {"reason":"swap","request-key":"k","with":{"a":"b"},"force":true})" );
+   EXPECT_EQ( rig.out, "et1 is released, operation 9\n" );
+   rig.client.answers( "POST /api/v1/reload", R"({"changes":[]})" );
+   EXPECT_EQ( rig.run( { "reload", "--reason", "swap", "--request-key", "k" } ), ExitStatus::done );
+   EXPECT_EQ( rig.client.requests.back(), R"(POST /api/v1/reload {"reason":"swap","request-key":"k"})" );
+}
+
 TEST_F( OperatingTest, listsOperations ) {
    rig.client.answers(
       "GET /api/v1/operations?limit=20",
-      R"([{"id":12,"kind":"exit","unit":"a","state":"running","by":"bob","reason":null,"with":{},"request-key":null,
+      R"([{"id":13,"kind":"release","unit":null,"interface":"et1","state":"done","by":"ann","with":{},
+           "begun":"2026-03-01T12:02:00.000Z","ended":"2026-03-01T12:02:00.000Z","text":"et1 is released"},
+          {"id":12,"kind":"exit","unit":"a","state":"running","by":"bob","reason":null,"with":{},"request-key":null,
            "begun":"2026-03-01T12:01:00.000Z","ended":null,"ended-by":null,"text":"a goes back to normal"},
           {"id":7,"kind":"enter","unit":"a","state":"cancelled","by":"ann","reason":"swap","with":{"x":"y","z":"1"},
            "request-key":"k","begun":"2026-03-01T12:00:00.000Z","ended":"2026-03-01T12:01:00.000Z","ended-by":12,
            "text":"cancelled by operation 12, for bob"}])" );
    EXPECT_EQ( rig.run( { "operations" } ), ExitStatus::done );
    EXPECT_EQ(
-      rig.out, "ID  WHAT   UNIT  STATE      BEGUN (UTC)           TOOK  BY   REASON  WITH\n"
-               "12  exit   a     running    2026-03-01 12:01:00      -  bob  -       -\n"
-               " 7  enter  a     cancelled  2026-03-01 12:00:00  1m00s  ann  swap    x=y, z=1\n" );
+      rig.out, "ID  WHAT     OF   STATE      BEGUN (UTC)           TOOK  BY   REASON  WITH\n"
+               "13  release  et1  done       2026-03-01 12:02:00    0s  ann  -       -\n"
+               "12  exit     a    running    2026-03-01 12:01:00      -  bob  -       -\n"
+               " 7  enter    a    cancelled  2026-03-01 12:00:00  1m00s  ann  swap    x=y, z=1\n" );
    rig.client.answers( "GET /api/v1/operations?limit=5&unit=a&state=done", "[]" );
    rig.run( { "operations", "a", "--state=done", "--limit", "5" } );
    EXPECT_EQ( rig.out, "There are no operations.\n" );

@@ -29,6 +29,17 @@ namespace {
 namespace Key = Api::Key;
 namespace Path = Api::Path;
 
+JsonObject requestOf( const Note & note ) {
+   JsonObject request;
+   if ( note.reason )
+      request.add( Key::reason, *note.reason );
+   if ( note.requestKey )
+      request.add( Key::requestKey, *note.requestKey );
+   if ( !note.with.empty() )
+      request.add( Key::with, note.with );
+   return request;
+}
+
 /// Carries out one command; one operation for each. They throw Failure, or Api::Error for an answer that makes no
 /// sense.
 class Runner {
@@ -160,9 +171,14 @@ class Runner {
    }
 
    void operator()( const Release & command ) {
-      const std::string body = remote_.post(
-         Path::interfaceRelease( command.interface ), JsonObject().add( Key::force, command.force ).text() );
-      say( body, [&] { return Api::readInterfaceName( body ) + " is released"; } );
+      JsonObject request = requestOf( command.note );
+      request.add( Key::force, command.force );
+      const std::string body = remote_.post( Path::interfaceRelease( command.interface ), request.text() );
+      say( body, [&] {
+         const Api::Released released = Api::readReleased( body );
+         return released.interface + " is released" +
+                ( released.operation ? ", operation " + std::to_string( *released.operation ) : "" );
+      } );
    }
 
    void operator()( const Validate & command ) {
@@ -189,8 +205,8 @@ class Runner {
       throw failure;
    }
 
-   void operator()( const Reload & ) {
-      const std::string body = remote_.post( Path::reload, JsonObject().text() );
+   void operator()( const Reload & command ) {
+      const std::string body = remote_.post( Path::reload, requestOf( command.note ).text() );
       present( body, [&] {
          std::string text;
          for ( const std::string & change : Api::readChanges( body ) )

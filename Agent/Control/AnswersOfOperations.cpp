@@ -31,7 +31,8 @@ json Answers::Json::operation( const Operation & o ) {
    return {
       { "id", o.id() },
       { "kind", stringValue( o.kind() ) },
-      { "unit", o.unitName() },
+      { "unit", isOfUnit( o.kind() ) ? json( o.unitName() ) : json( nullptr ) },
+      { "interface", o.kind() == OperationKind::release ? json( o.unitName() ) : json( nullptr ) },
       { "state", stringValue( o.state() ) },
       { "by", textOrNull( o.by() ) },
       { "reason", textOrNull( o.reason() ) },
@@ -47,7 +48,7 @@ std::string Answers::operations( const OperationsAsked & asked ) const {
    bool known = asked.unit.empty() || model_.unitStatusDir->status( asked.unit );
    std::vector< const Operation * > fitting;
    for ( const auto & [id, operation] : model_.operationDir->operationRange() ) {
-      if ( !asked.unit.empty() && operation->unitName() != asked.unit )
+      if ( !asked.unit.empty() && !( isOfUnit( operation->kind() ) && operation->unitName() == asked.unit ) )
          continue;
       known = true;
       if ( !asked.state || operation->state() == *asked.state )

@@ -213,18 +213,6 @@ void ControlApi::answerWhenCommitted( const Call & call, int status, std::string
       [answer = call.answer, reply = HttpReply{ status, std::move( body ) }] { answer( reply ); } );
 }
 
-void ControlApi::postRelease( const Call & call ) {
-   Body body( call.request.body );
-   const bool force = body.flag( Key::force, false );
-   body.end();
-   const std::string & name = call.path[1];
-   if ( !force )
-      throw Api::Error{ ErrorCode::needsForce, "releasing a link raises it whatever the stages say", name };
-   if ( const auto refused = commands_.release( name ) )
-      throw *refused;
-   answerWhenCommitted( call, 202, text( { { "interface", name } } ) );
-}
-
 void ControlApi::postTrace( const Call & call ) {
    Body body( call.request.body );
    const std::string name = body.text( Key::name );
@@ -239,19 +227,6 @@ void ControlApi::postTrace( const Call & call ) {
       throw Api::Error{ ErrorCode::notFound, "there is no trace facility " + name, name };
    Vel::TraceFacility::levelIs( name, static_cast< int >( level ) );
    getTrace( call );
-}
-
-void ControlApi::postReload( const Call & call ) {
-   Body( call.request.body ).end();
-   const auto reloaded = commands_.reload();
-   if ( !reloaded.error )
-      return answerWhenCommitted( call, 200, text( { { "changes", reloaded.changes } } ) );
-   json reply = refusalJson( *reloaded.error );
-   reply["errors"] = json::array();
-   for ( const auto & e : reloaded.errors )
-      reply["errors"].push_back(
-         { { "file", e.file }, { "line", e.line }, { "column", e.column }, { "message", e.message } } );
-   call.answer( { httpStatus( reloaded.error->code ), text( reply ) } );
 }
 
 void ControlApi::postSimulated( const Call & call ) {

@@ -4,28 +4,43 @@
 #include "Agent/Control/Query.h"
 #include "Api/Names.h"
 
+#include <nlohmann/json.hpp>
+
 #include <limits>
 
 /// What is asked for of units, and what has become of it.
 namespace Agent {
 
 using Api::ErrorCode;
+using nlohmann::json;
 namespace Key = Api::Key;
 
 namespace {
 
+std::string textOf( const json & value ) {
+   // What is in a configuration comes from outside; what is not UTF-8 is shown, not refused.
+   return value.dump( -1, ' ', false, json::error_handler_t::replace ) + "\n";
+}
+
 /// Pairs that a request may bring, and bytes that each of their values may have.
 constexpr std::size_t mostPairs = 16, longestValue = 256;
 
-/// What whoever asks for an operation of a unit says of it, be it an enter or an exit.
+/// What whoever asks for an operation says of it, whatever it is.
 ControlCommands::Request requestOf( const HttpRequest & request, Body & body ) {
-   ControlCommands::Request result{ body.text( Key::reason, "" ), request.by, body.duration( Key::timeout ) };
+   ControlCommands::Request result{ body.text( Key::reason, "" ), request.by, std::nullopt };
    const auto pairs = body.pairs( Key::with, mostPairs, longestValue );
    result.with = pairLines( Pairs( pairs.begin(), pairs.end() ) );
    result.key = body.key( Key::requestKey );
    // Where he comes from is no part of what he asks for.
    result.fingerprint = body.fingerprint( { Key::requestKey, Key::session } );
    return result;
+}
+
+/// What is added to an answer of what is done at once.
+void add( json & reply, const ControlCommands::Taken & taken ) {
+   reply["operation"] = taken.operation ? json( taken.operation ) : json( nullptr );
+   reply["changed"] = taken.changed;
+   reply["repeated"] = taken.repeated;
 }
 
 OperationState stateOf( const std::string & text ) {
@@ -43,6 +58,7 @@ OperationState stateOf( const std::string & text ) {
 void ControlApi::postEnter( const Call & call ) {
    Body body( call.request.body );
    ControlCommands::Request request = requestOf( call.request, body );
+   request.timeout = body.duration( Key::timeout );
    request.force = body.flag( Key::force, false );
    request.session = body.text( Key::session, "" );
    request.times = enterTimes( body );
@@ -52,7 +68,8 @@ void ControlApi::postEnter( const Call & call ) {
 
 void ControlApi::postExit( const Call & call ) {
    Body body( call.request.body );
-   const ControlCommands::Request request = requestOf( call.request, body );
+   ControlCommands::Request request = requestOf( call.request, body );
+   request.timeout = body.duration( Key::timeout );
    body.end();
    answerTaken( call.path[1], call.answer, commands_.exit( call.path[1], request ) );
 }
@@ -66,6 +83,40 @@ void ControlApi::answerTaken(
       return answer( refusal( { ErrorCode::notFound, "there is no unit " + unit, unit } ) );
    commands_.whenCommitted(
       [answer, reply = HttpReply{ 202, answers_.accepted( unit, taken ) }] { answer( reply ); } );
+}
+
+void ControlApi::postRelease( const Call & call ) {
+   Body body( call.request.body );
+   const ControlCommands::Request request = requestOf( call.request, body );
+   const bool force = body.flag( Key::force, false );
+   body.end();
+   const std::string & name = call.path[1];
+   if ( !force )
+      throw Api::Error{ ErrorCode::needsForce, "releasing a link raises it whatever the stages say", name };
+   const ControlCommands::Taken taken = commands_.release( name, request );
+   if ( taken.refused )
+      return call.answer( refusalFor( *taken.refused, taken.operation ) );
+   json reply = { { "interface", name } };
+   add( reply, taken );
+   answerWhenCommitted( call, 202, textOf( reply ) );
+}
+
+void ControlApi::postReload( const Call & call ) {
+   Body body( call.request.body );
+   const ControlCommands::Request request = requestOf( call.request, body );
+   body.end();
+   const ControlCommands::Reloaded reloaded = commands_.reload( request );
+   if ( !reloaded.error ) {
+      json reply = { { "changes", reloaded.changes } };
+      add( reply, reloaded.taken );
+      return answerWhenCommitted( call, 200, textOf( reply ) );
+   }
+   json reply = json::parse( refusalFor( *reloaded.error, reloaded.taken.operation ).body );
+   reply["errors"] = json::array();
+   for ( const auto & e : reloaded.errors )
+      reply["errors"].push_back(
+         { { "file", e.file }, { "line", e.line }, { "column", e.column }, { "message", e.message } } );
+   call.answer( { httpStatus( reloaded.error->code ), textOf( reply ) } );
 }
 
 // ---- what has become of it

@@ -74,8 +74,8 @@ TEST_F( ControlApiOperations, releasesALinkOnlyWithForce ) {
    EXPECT_TRUE( asked.empty() );
    EXPECT_EQ( 202, post( "interfaces/et1/release", R"({"force":true})" ) );
    EXPECT_FALSE( answeredAtOnce );
-   EXPECT_EQ( json::parse( R"({"interface":"et1"})" ), body() );
-   EXPECT_EQ( std::vector< std::string >{ "release et1" }, asked );
+   EXPECT_EQ( json::parse( R"({"interface":"et1","operation":9,"changed":true,"repeated":false})" ), body() );
+   EXPECT_EQ( std::vector< std::string >{ "release et1 by ann" }, asked );
 }
 
 TEST_F( ControlApiOperations, setsTraceLevels ) {
@@ -104,6 +104,22 @@ TEST_F( ControlApiOperations, saysWhatAReloadChanges ) {
    EXPECT_EQ( 200, post( "reload" ) );
    EXPECT_FALSE( answeredAtOnce );
    EXPECT_EQ( json( reloaded.changes ), body().at( "changes" ) );
+   EXPECT_EQ( json(), body().at( "operation" ) );
+}
+
+TEST_F( ControlApiOperations, keepsWhyOfAReleaseAndAReload ) {
+   post( "interfaces/et1/release", R"({"force":true,"reason":"swap","request-key":"k","with":{"a":"b"}})" );
+   reloaded.taken = { std::nullopt, 7, true };
+   post( "reload", R"({"reason":"new","request-key":"k2"})" );
+   EXPECT_EQ( 7, body().at( "operation" ) );
+   EXPECT_EQ( true, body().at( "changed" ) );
+   EXPECT_EQ(
+      ( std::vector< std::string >{ "release et1 by ann: swap k a=b\n", "reload by ann: new k2" } ), asked );
+   reloaded = {};
+   reloaded.error = Api::Error{ Api::ErrorCode::conflict, "the request key k was used before", "k" };
+   reloaded.taken.operation = 7;
+   EXPECT_EQ( 409, post( "reload", R"({"request-key":"k"})" ) );
+   EXPECT_EQ( 7, body().at( "error" ).at( "operation" ) );
 }
 
 TEST_F( ControlApiOperations, listsTheErrorsOfAReload ) {

@@ -37,11 +37,19 @@ ControlApiRig::ControlApiRig() {
    commands.progress = [this]( const std::string & unit ) {
       return unit == "u1" ? progress : ControlCommands::Progress();
    };
-   commands.release = [this]( const std::string & interface ) {
-      asked.push_back( "release " + interface );
-      return refusal;
+   const auto noted = []( const std::string & what, const ControlCommands::Request & request ) {
+      return what + " by " + request.by + ( request.reason.empty() ? "" : ": " + request.reason ) +
+             ( request.key.empty() ? "" : " " + request.key ) +
+             ( request.with.empty() ? "" : " " + request.with );
    };
-   commands.reload = [this] { return reloaded; };
+   commands.release = [this, noted]( const std::string & interface, const auto & request ) {
+      asked.push_back( noted( "release " + interface, request ) );
+      return ControlCommands::Taken{ refusal, 9, !refusal };
+   };
+   commands.reload = [this, noted]( const auto & request ) {
+      asked.push_back( noted( "reload", request ) );
+      return reloaded;
+   };
    commands.simulated = [this]( const auto & what, std::function< void() > done ) {
       asked.push_back(
          what.what + " " + what.interface + " " + std::to_string( long( what.inBps ) ) + " " +

@@ -145,6 +145,7 @@ struct ControlCommands {
       std::string message;
    };
    struct Reloaded {
+      Taken taken;
       std::vector< std::string > changes;
       std::optional< Api::Error > error;
       std::vector< ConfigError > errors;
@@ -165,8 +166,8 @@ struct ControlCommands {
       const std::string & unit, const std::string & session, std::function< void( const Planned & ) > ) >
       plan;
    std::function< Progress( const std::string & unit ) > progress;
-   std::function< Result( const std::string & interface ) > release;
-   std::function< Reloaded() > reload;
+   std::function< Taken( const std::string & interface, const Request & ) > release;
+   std::function< Reloaded( const Request & ) > reload;
    /// Calls back, unless it is refused, when it is done: time that is to pass has passed.
    std::function< Result( const Simulated &, std::function< void() > done ) > simulated;
    std::function< AgentFacts() > agent;

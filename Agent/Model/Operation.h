@@ -14,16 +14,27 @@
 namespace Agent {
 
 /// Ordinals are part of the stored form.
-enum class OperationKind : Vel::U32 { enter = 0, exit = 1 };
-/// "enter", "exit".
+enum class OperationKind : Vel::U32 {
+   enter = 0,
+   exit = 1,
+   release = 2, ///< of one link
+   reload = 3,  ///< of the configuration
+};
+/// "enter", "exit", "release", "reload".
 inline Vel::String stringValue( OperationKind kind ) {
-   return kind == OperationKind::enter ? "enter" : "exit";
+   const char * const texts[] = { "enter", "exit", "release", "reload" };
+   const auto ordinal = static_cast< Vel::U32 >( kind );
+   return ordinal < std::size( texts ) ? texts[ordinal] : Vel::text( "OperationKind(", ordinal, ")" );
+}
+/// Of a unit, which takes its time; others are done when they are asked for.
+inline bool isOfUnit( OperationKind kind ) {
+   return kind == OperationKind::enter || kind == OperationKind::exit;
 }
 
 /// Ordinals are part of the stored form.
 enum class OperationState : Vel::U32 {
    running = 0,
-   done = 1,      ///< the unit has come to where it should
+   done = 1,      ///< it is as was asked for; a unit has come to where it should
    failed = 2,    ///< a stage has taken the unit back, or the unit is gone
    cancelled = 3, ///< another operation has taken its place before it was done
 };
@@ -90,7 +101,7 @@ class Operation final : public Vel::Entity {
    static constexpr std::size_t longestReason = 1024; ///< bytes; of a longer one the beginning is kept
 
    VEL_PARAM( Vel::U32, id );
-   VEL_PARAM( Vel::String, unitName );
+   VEL_PARAM( Vel::String, unitName ); ///< of a release the name of the link; of a reload empty
    VEL_ATTR( OperationKind, kind, onKind );
    VEL_ATTR( OperationState, state, onState );
    VEL_ATTR( Vel::String, by, onBy );

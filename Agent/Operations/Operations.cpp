@@ -56,7 +56,8 @@ Operations::Answer Operations::ask( const Request & request, const Carry & carry
    if ( auto before = repeated( request ) )
       return *before;
    // What has come to its end by itself is not ended by what comes now.
-   const Vel::U32 before = operationOf( request.unitName );
+   const bool ofUnit = isOfUnit( request.kind );
+   const Vel::U32 before = ofUnit ? operationOf( request.unitName ) : 0;
    Operation * const present = model_.operationDir->operation( before );
    if ( present )
       lookAt( *present );
@@ -67,13 +68,11 @@ Operations::Answer Operations::ask( const Request & request, const Carry & carry
                             carried.refused->code == Api::ErrorCode::conflict;
       return { std::move( carried.refused ), inTheWay ? before : 0 };
    }
-   const bool begins = operationOf( request.unitName ) == id, changed = begins || carried.changed;
+   const bool begins = ofUnit && operationOf( request.unitName ) == id, changed = begins || carried.changed;
    if ( changed ) {
       begin( request, id );
       if ( !begins )
-         end(
-            *model_.operationDir->operation( id ), OperationState::done, 0,
-            "what was set for " + request.unitName + " has changed" );
+         end( *model_.operationDir->operation( id ), OperationState::done, 0, carried.text );
       else if ( present && present->state() == OperationState::running ) {
          const bool failed = !request.failure.empty();
          end(

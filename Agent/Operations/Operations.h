@@ -10,9 +10,10 @@
 #include <optional>
 #include <set>
 
-/// Purpose: gives every change of a unit a number under which it can be followed, and does once what is asked for twice.
-/// Owner: the agent, which lets every enter and exit go through ask(), its own ones too, and calls look() in each turn
-/// before it commits. Takes part in no decision about units.
+/// Purpose: gives every change that is asked for a number under which it can be followed, and does once what is asked for
+/// twice.
+/// Owner: the agent, which lets every enter, exit, release and reload go through ask(), its own ones too, and calls look()
+/// in each turn before it commits. Takes part in no decision about units.
 ///
 /// Invariants:
 /// 1. Ids rise from 1, and none is given twice.
@@ -33,7 +34,7 @@ class Operations {
    };
    struct Request {
       OperationKind kind = OperationKind::enter;
-      Vel::String unitName;
+      Vel::String unitName; ///< as of an Operation
       Vel::String by;
       Vel::String reason;
       Vel::String with = {};    ///< pairs
@@ -50,7 +51,8 @@ class Operations {
    };
    struct Carried {
       std::optional< Api::Error > refused;
-      bool changed = false; ///< something, although nothing began
+      bool changed = false;  ///< something, although nothing began: it is done
+      Vel::String text = {}; ///< what is done then, a sentence
    };
    /// Does what is asked for, with the id that the run of the unit is to name if anything begins.
    using Carry = std::function< Carried( Vel::U32 operation ) >;

@@ -51,11 +51,19 @@ class OperationsTest : public testing::Test {
          if ( enter && status.state() == UnitState::exitInProgress )
             return { Api::Error{ Api::ErrorCode::conflict, "not now", request.unitName } };
          if ( isSo )
-            return { std::nullopt, changesTimes };
+            return { std::nullopt, changesTimes, "what was set for " + request.unitName + " has changed" };
          runs->unitRun( request.unitName )->operationIs( id );
          status.stateIs( enter ? UnitState::enterInProgress : UnitState::exitInProgress );
          return {};
       } );
+   }
+   /// What is done at once.
+   Operations::Answer release( const Vel::String & key = "", bool changes = true ) {
+      return operations->ask(
+         keyed( { OperationKind::release, "u1", "ann", "" }, key ), [&]( Vel::U32 ) -> Operations::Carried {
+            ++carried;
+            return { std::nullopt, changes, "u1 is released" };
+         } );
    }
    void reached( const Vel::String & unit, UnitState state ) {
       units->status( unit )->stateIs( state );
@@ -248,6 +256,22 @@ TEST_F( OperationsTest, keepsTheBeginningOfALongReasonInWholeCharacters ) {
    request.reason = std::string( 1023, 'x' ) + "\xc3\xa4 and more";
    ask( request );
    EXPECT_EQ( std::string( 1023, 'x' ), dir->operation( 1 )->reason() );
+}
+
+TEST_F( OperationsTest, whatIsDoneAtOnceIsAnOperationThatIsDoneAndNoneOfTheUnitOfThatName ) {
+   ask( enterOf( "u1" ) );
+   const auto answer = release( "k" );
+   EXPECT_EQ( 2u, answer.operation );
+   EXPECT_TRUE( answer.changed );
+   EXPECT_EQ( "release u1 done: u1 is released", told( 2 ) );
+   EXPECT_EQ( "enter u1 running", told( 1 ) );
+   const auto again = release( "k" );
+   EXPECT_EQ( 2u, again.operation );
+   EXPECT_TRUE( again.repeated );
+   EXPECT_EQ( 2u, carried );
+   const auto nothing = release( "", false );
+   EXPECT_EQ( 0u, nothing.operation );
+   EXPECT_FALSE( nothing.changed );
 }
 
 TEST_F( OperationsTest, anOperationOfAUnitThatIsGoneHasFailed ) {

@@ -114,9 +114,9 @@ ROWS = {
         Row("fastlog --file WRONG", FAILED, FAILED),
     ],
     "trace": [Row("trace"), Row("trace *=0"), Row("trace Nothing=1", FAILED), Row("trace x", USAGE, USAGE)],
-    "release": [Row("release et1", NEEDS_FORCE), Row("release nobody --force", FAILED)],
+    "release": [Row("release et1", NEEDS_FORCE), Row("release nobody --force --reason must", FAILED)],
     "validate": [Row("validate CONFIG", without=DONE), Row("validate WRONG", FAILED, FAILED)],
-    "reload": [Row("reload")],
+    "reload": [Row("reload"), Row("reload --reason new --with a=b --request-key k3")],
     "simulated traffic": [
         Row("simulated traffic et3 --in 5Mbps --out 1Mbps"),
         Row("simulated traffic et3 --to 0bps --ramp 5s"),

@@ -25,7 +25,7 @@ const char * const configuration = "settle: 5s\n"
                                    "  u1: {groups: [quiet, busy]}\n"
                                    "hooks:\n"
                                    "  pager:\n"
-                                   "    at: [enter, drained, shut, spike, completed, exit, normal]\n"
+                                   "    at: [enter, drained, shut, spike, completed, exit, normal, overrun]\n"
                                    "    command: /bin/page\n"
                                    "  desk: {at: [exit], url: \"http://desk/\", time-limit: 5s}\n";
 
@@ -95,6 +95,17 @@ TEST( HooksStory, tellsEachMomentOnceAndInOrder ) {
    const std::string problems = story.rig.fact( "agent", "problems" );
    EXPECT_NE( std::string::npos, problems.find( "hook desk failed: ran into its time limit of 5 s" ) )
       << problems;
+}
+
+TEST( HooksStory, tellsThatAUnitIsTooLateBeforeItGoesBackForThat ) {
+   AgentRig rig( configuration );
+   Pager pager( rig );
+   rig.traffic( "et1", 5e6 );
+   rig.at( 2, [&rig] { rig.post( "units/u1/enter", R"({"deadline":"9s","on-overrun":"restore"})" ); } );
+   rig.start();
+   rig.runUntil( 30 );
+   EXPECT_EQ( ( std::vector< std::string >{ "enter u1", "overrun u1", "exit u1", "normal u1" } ), pager.did );
+   EXPECT_EQ( std::vector< std::string >(), pager.wrong );
 }
 
 TEST( HooksStory, tellsTrafficThatComesBack ) {

@@ -203,6 +203,36 @@ TEST_F( OperationStory, aThousandIdenticalRequestsAtOnceMakeOneOperation ) {
    }
 }
 
+TEST_F( OperationStory, linksThatAreReleasedAndReloadsAreOperationsToo ) {
+   post( "units/u1/enter" );
+   rig.runUntil( 60 );
+   const std::string release = R"({"force":true,"reason":"must","with":{"ticket":"17"},"request-key":"k"})";
+   for ( const bool repeated : { false, true } ) {
+      const json answer = post( "interfaces/et1/release", release );
+      EXPECT_EQ( 2, answer.at( "operation" ) );
+      EXPECT_EQ( !repeated, answer.at( "changed" ) );
+      EXPECT_EQ( repeated, answer.at( "repeated" ) );
+   }
+   EXPECT_EQ( 2, refused( 409, "reload", R"({"request-key":"k"})" ).at( "operation" ) );
+   rig.reload( std::string( configuration ) + "  u4: {groups: [a]}\n" );
+   rig.reload( std::string( configuration ) + "  u4: {groups: [a]}\n" );
+   rig.crash();
+   rig.start();
+   EXPECT_EQ( 3u, operations().size() ) << "a reload that changes nothing is none";
+   json released = operation( 2 );
+   EXPECT_EQ( released.at( "begun" ), released.at( "ended" ) );
+   for ( const char * const time : { "begun", "ended" } )
+      released.erase( time );
+   EXPECT_EQ(
+      json::parse( R"({"id":2,"kind":"release","unit":null,"interface":"et1","state":"done","by":"tester",)"
+                   R"("reason":"must","with":{"ticket":"17"},"request-key":"k","ended-by":null,)"
+                   R"("text":"et1 is released"})" ),
+      released );
+   EXPECT_EQ( "reload", operation( 3 ).at( "kind" ) );
+   EXPECT_NE( std::string::npos, operation( 3 ).at( "text" ).get< std::string >().find( "u4" ) );
+   EXPECT_EQ( 1u, operations( "?unit=u1" ).size() );
+}
+
 TEST_F( OperationStory, listsWhatIsAskedForNewestFirst ) {
    rig.traffic( "et1", 1e8 );
    post( "units/u1/enter" );

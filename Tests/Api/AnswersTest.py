@@ -319,7 +319,9 @@ class Trouble(AnswersTest):
         bodies = {
             "/api/v1/units/UNIT/exit": [{}, {"reason": "x"}, {"reason": None, "timeout": None}, {"timeout": "5m"},
                                         {"timeout": 90}, {"timeout": -1}, {"reason": 1}, {"x": 1}, []],
-            "/api/v1/interfaces/INTERFACE/release": [{"force": 1}, {"x": True}],
+            "/api/v1/interfaces/INTERFACE/release": [{"force": 1}, {"x": True}, {"timeout": 1}],
+            "/api/v1/reload": [{}, {"reason": "x", "with": {"a": "b"}, "request-key": "k"}, {"reason": 1},
+                               {"request-key": "a b"}, {"with": {"a": 1}}, {"x": 1}],
             "/api/v1/trace": [{"name": "*", "level": 0}, {"name": "*"}, {"level": 1}, {"name": "*", "level": 10},
                               {"name": "*", "level": 0.5}, {"name": "*", "level": 0, "x": 1}],
             "/api/v1/simulated/traffic": [
