@@ -119,6 +119,7 @@ std::string describe( const std::string & name, const CommandStage & from, const
    line.change( "exit", text( from.exit ), text( to.exit ) );
    line.change( "timeout", from.timeout.text(), to.timeout.text() );
    line.change( "on-failure", text( from.onFailure ), text( to.onFailure ) );
+   line.change( "steers", text( from.steers ), text( to.steers ) );
    return line.text();
 }
 

@@ -151,7 +151,7 @@ TEST_F( DifferencesTo, stagesThatAreDefined ) {
    before.stages["a"].enter = command( "/bin/a" );
    before.stages["b"].enter = command( "/bin/b 'c d'" );
    after.stages["b"] = {
-      {}, command( "/bin/c" ), Config::Duration::fromSeconds( 90 ), Config::OnFailure::continueOn };
+      {}, command( "/bin/c" ), Config::Duration::fromSeconds( 90 ), Config::OnFailure::continueOn, true };
    after.stages["c"].exit = command( "/bin/c" );
    Differences expected;
    expected.stagesEdited = { "b" };
@@ -162,7 +162,7 @@ TEST_F( DifferencesTo, stagesThatAreDefined ) {
       ( Lines{
          "stage \"b\" edited: enter /bin/b 'c d' -> nothing; exit nothing -> /bin/c; timeout 1m -> 1m30s; "
          "on-failure "
-         "abort -> continue",
+         "abort -> continue; steers false -> true",
          "stage \"c\" added", "stage \"a\" removed" } ),
       lines() );
 }

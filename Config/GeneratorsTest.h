@@ -134,6 +134,7 @@ inline Config::CommandStage stage() {
       result.exit = command();
    result.timeout = duration( 1 );
    result.onFailure = oneOf( { Config::OnFailure::abort, Config::OnFailure::continueOn } );
+   result.steers = !result.enter.empty() && *rc::gen::arbitrary< bool >();
    return result;
 }
 

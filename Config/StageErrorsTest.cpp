@@ -31,6 +31,12 @@ TEST( StageErrors, reportsStagesThatAreNotDefinedWell ) {
           { "f:4:45: error: \"0s\" is out of range; a stage gets at least 1s",
             "f:4:61: error: \"on-failure\" must be abort or continue, not \"abrt\"; did you mean "
             "\"abort\"?" } },
+        { good + "stages: {steer: {enter: /bin/true, steer: yes}}\n",
+          { "f:4:36: error: unknown key \"steer\" in a stage; did you mean \"steers\"?" } },
+        { good + "stages: {steer: {enter: /bin/true, steers: yes}}\n",
+          { "f:4:44: error: \"steers\" must be true or false, not \"yes\"" } },
+        { good + "stages: {steer: {exit: /bin/true, steers: true}}\n",
+          { "f:4:43: error: stage \"steer\" has no command for \"enter\" that could steer" } },
         { good + "stages: {steer: {enter: /bin/true, timeout: 60}}\n",
           { "f:4:45: error: \"60\" has no unit; write 60s, 60m or 60h" } },
         { good + "stages: [steer]\nenter: [steer, drainwatch]\n",
@@ -76,6 +82,7 @@ TEST( StageErrors, givesCommandsTheirDefaults ) {
    EXPECT_EQ( ( std::vector< std::string >{ "/bin/a", "b c" } ), stage.exit.words() );
    EXPECT_EQ( 60u, stage.timeout.seconds() );
    EXPECT_EQ( Config::OnFailure::abort, stage.onFailure );
+   EXPECT_FALSE( stage.steers );
 }
 
 } // namespace

@@ -30,6 +30,7 @@ struct CommandStage {
    Command enter, exit;               ///< at least one is there; the other one has nothing to do
    Duration timeout = defaultTimeout; ///< above 0
    OnFailure onFailure = OnFailure::abort;
+   bool steers = false; ///< on the way in it asks neighbours to take other ways than over the unit
 
    friend bool operator==( const CommandStage &, const CommandStage & ) = default;
 };

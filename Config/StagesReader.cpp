@@ -21,7 +21,7 @@ void Reader::stages( const Node & node ) {
 }
 
 void Reader::stage( const Node & node, CommandStage & stage ) {
-   if ( !values_.isRecord( node, "a stage", { "enter", "exit", "timeout", "on-failure" } ) )
+   if ( !values_.isRecord( node, "a stage", { "enter", "exit", "timeout", "on-failure", "steers" } ) )
       return;
    const Node * const enter = Values::find( node, "enter" );
    const Node * const exit = Values::find( node, "exit" );
@@ -43,6 +43,13 @@ void Reader::stage( const Node & node, CommandStage & stage ) {
    if ( const Node * const onFailure = Values::find( node, "on-failure" ) )
       if ( values_.choice( *onFailure, { "abort", "continue" } ) == "continue" )
          stage.onFailure = OnFailure::continueOn;
+   if ( const Node * const steers = Values::find( node, "steers" ) ) {
+      stage.steers = values_.boolean( *steers ).value_or( false );
+      if ( stage.steers && !enter && diagnostics_.complete() )
+         values_.error(
+            steers->place,
+            "stage " + inQuotes( node.key ) + " has no command for \"enter\" that could steer" );
+   }
 }
 
 Command Reader::command( const Node & node ) {

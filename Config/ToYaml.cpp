@@ -93,7 +93,7 @@ std::string text( const CommandStage & stage ) {
       result.append( "exit: " + scalar( stage.exit.text() ) + ", " );
    return result.append( "timeout: " + stage.timeout.text() + ", on-failure: " )
       .append( text( stage.onFailure ) )
-      .append( 1, '}' );
+      .append( stage.steers ? ", steers: true}" : ", steers: false}" );
 }
 
 std::string text( const Hook & hook ) {

@@ -124,7 +124,7 @@ void Judging::judgeUnit() {
    }
    if ( facts.steering.empty() )
       add( PlanCode::noSteering, PlanSeverity::warning, {} ).text =
-         "no stage of the unit moves traffic away; somebody else has to";
+         "no stage of the unit says that it steers traffic away; somebody else has to";
    if ( !facts.routes->problem.empty() )
       add( PlanCode::unknownRoutes, PlanSeverity::warning, {} ).text =
          "not all routes are known: " + facts.routes->problem;

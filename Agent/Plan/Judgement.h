@@ -62,7 +62,7 @@ struct PlanFacts {
    std::string unit;
    std::string state; ///< of the unit
    std::vector< std::string > stages;
-   std::vector< std::string > steering; ///< those of `stages` that move traffic away
+   std::vector< std::string > steering; ///< those of `stages` that say so, before traffic is watched
    std::vector< PlanInterface > interfaces;
    std::vector< PlanRedundancy > redundancy;
    double controlPlaneFloorBps = 0;

@@ -319,7 +319,8 @@ TEST_F( Judgement, tellsWhatIsShutForAnotherUnit ) {
 
 TEST_F( Judgement, warnsOfAUnitThatNoStageSteers ) {
    EXPECT_EQ(
-      "warning: no stage of the unit moves traffic away; somebody else has to", rig.said( "no-steering" ) );
+      "warning: no stage of the unit says that it steers traffic away; somebody else has to",
+      rig.said( "no-steering" ) );
    rig.facts.steering = { "steer" };
    EXPECT_EQ( "", rig.said( "no-steering" ) );
 }

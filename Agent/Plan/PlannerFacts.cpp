@@ -56,7 +56,7 @@ PlanFacts Planner::factsOf( const Job & job ) const {
          if ( stage == Config::drainwatchStage )
             break;
          if ( const auto command = configuration.stages.find( stage );
-              command != configuration.stages.end() && !command->second.enter.empty() )
+              command != configuration.stages.end() && command->second.steers )
             facts.steering.push_back( stage );
       }
       for ( const std::string & group : unit->second.groups )

@@ -248,6 +248,7 @@ stages:
     enter: "'$stages/frr-graceful-shutdown' enter --vty-socket $PWD/spine1"
     exit: "'$stages/frr-graceful-shutdown' exit --vty-socket $PWD/spine1"
     timeout: 30s
+    steers: true
 enter: [steer, drainwatch]
 exit:  [drainwatch, steer]
 YAML

@@ -68,6 +68,7 @@ stages:
     exit: $2
     timeout: 40s
     on-failure: ${3:-abort}
+    steers: true
 groups:
   uplinks: {interfaces: [et1, et2]}
 units:
