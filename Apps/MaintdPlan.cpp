@@ -32,7 +32,7 @@ void Maintd::makePlanner() {
 }
 
 Agent::ControlCommands::Result Maintd::plan(
-   const std::string & unit, const std::string & session,
+   const std::string & unit, const std::string & session, bool begins,
    std::function< void( const Agent::ControlCommands::Planned & ) > planned ) {
    std::optional< Agent::Session > from;
    if ( !session.empty() ) {
@@ -40,10 +40,16 @@ Agent::ControlCommands::Result Maintd::plan(
       if ( !from )
          return Api::Error{ Api::ErrorCode::badRequest, "\"" + session + "\" is no address", "session" };
    }
-   planner_->plan( unit, from, [this, planned = std::move( planned )]( const Agent::Plan & plan ) {
+   using Purpose = Agent::Planner::Purpose;
+   if ( !begins && planner_->looking() >= Agent::Planner::mostLooking )
+      return Api::Error{
+         Api::ErrorCode::unavailable, "too many plans are asked for at a time; try again", unit };
+   const Purpose purpose = begins ? Purpose::begin : Purpose::look;
+   planner_->plan( unit, from, purpose, [this, planned = std::move( planned )]( const Agent::Plan & plan ) {
       planned(
          { Agent::planJson( plan, wallTime( plan.time ) ), Agent::findingsJson( plan.findings ),
-           Agent::isBlocked( plan.findings ), blockingLines( plan.findings ) } );
+           Agent::isBlocked( plan.findings ), blockingLines( plan.findings ),
+           plan.waited > Agent::Planner::patience } );
    } );
    return std::nullopt;
 }

@@ -19,7 +19,7 @@ void ControlApi::getPlan( const Call & call ) {
       if ( session.empty() )
          throw Api::Error{ ErrorCode::badRequest, "\"session\" is empty", name };
    }
-   const auto refused = commands_.plan( unit, session, [answer = call.answer]( const auto & planned ) {
+   const auto refused = commands_.plan( unit, session, false, [answer = call.answer]( const auto & planned ) {
       answer( { 200, planned.plan } );
    } );
    if ( refused )
@@ -63,7 +63,12 @@ void ControlApi::enterJudged( const Call & call, ControlCommands::Request reques
    if ( !begins() )
       return enter( request );
    const auto refused = commands_.plan(
-      unit, request.session, [=, answer = call.answer]( const ControlCommands::Planned & planned ) mutable {
+      unit, request.session, true,
+      [=, answer = call.answer]( const ControlCommands::Planned & planned ) mutable {
+         if ( planned.late && begins() )
+            return answer( refusal(
+               { ErrorCode::unavailable,
+                 "the plan took so long that whoever asked may have given up; nothing has begun", unit } ) );
          // Somebody else may have been quicker.
          const bool blocks = planned.blocked && begins();
          if ( blocks && !request.force )

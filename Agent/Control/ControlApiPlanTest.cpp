@@ -42,12 +42,12 @@ TEST_F( ControlApiPlan, isRefusedForWhatMakesNoSense ) {
    planRefusal = Api::Error{ Api::ErrorCode::badRequest, "no address", "session" };
    EXPECT_EQ( 400, ask( "GET", "/api/v1/units/u1/plan?session=x" ) );
    EXPECT_EQ( 400, post( "units/u1/enter", R"({"session": "x"})" ) );
-   EXPECT_EQ( ( Asked{ "plan u1 [x]", "plan u1 [x]" } ), asked );
+   EXPECT_EQ( ( Asked{ "plan u1 [x]", "plan u1 [x] to begin" } ), asked );
 }
 
 TEST_F( ControlApiPlan, isLookedAtBeforeAnEnter ) {
    EXPECT_EQ( 202, post( "units/u1/enter", R"({"reason": "upgrade", "session": "192.0.2.7"})" ) );
-   EXPECT_EQ( ( Asked{ "plan u1 [192.0.2.7]", "enter u1 [upgrade] ann" } ), asked );
+   EXPECT_EQ( ( Asked{ "plan u1 [192.0.2.7] to begin", "enter u1 [upgrade] ann" } ), asked );
 }
 
 TEST_F( ControlApiPlan, thatBlocksRefusesAnEnterWithItsFindings ) {
@@ -57,13 +57,14 @@ TEST_F( ControlApiPlan, thatBlocksRefusesAnEnterWithItsFindings ) {
    const json error = json::parse( reply.body ).at( "error" );
    EXPECT_EQ( "no other way", error.at( "message" ) );
    EXPECT_EQ( json::parse( planned.findings ), error.at( "findings" ) );
-   EXPECT_EQ( Asked{ "plan u1 []" }, asked );
+   EXPECT_EQ( Asked{ "plan u1 [] to begin" }, asked );
 }
 
 TEST_F( ControlApiPlan, thatBlocksIsOverriddenByForceAndWrittenDown ) {
    blockedBy( "no other way" );
    EXPECT_EQ( 202, post( "units/u1/enter", R"({"reason": "upgrade", "force": true})" ) );
-   EXPECT_EQ( ( Asked{ "plan u1 []", "enter u1 [upgrade] ann although last-path: no other way" } ), asked );
+   EXPECT_EQ(
+      ( Asked{ "plan u1 [] to begin", "enter u1 [upgrade] ann although last-path: no other way" } ), asked );
 }
 
 TEST_F( ControlApiPlan, needsAReasonWithForce ) {
@@ -76,7 +77,7 @@ TEST_F( ControlApiPlan, needsAReasonWithForce ) {
 
 TEST_F( ControlApiPlan, isOverriddenByNothingWhenItDoesNotBlock ) {
    EXPECT_EQ( 202, post( "units/u1/enter", R"({"reason": "upgrade", "force": true})" ) );
-   EXPECT_EQ( ( Asked{ "plan u1 []", "enter u1 [upgrade] ann" } ), asked );
+   EXPECT_EQ( ( Asked{ "plan u1 [] to begin", "enter u1 [upgrade] ann" } ), asked );
 }
 
 TEST_F( ControlApiPlan, isNotMadeWhereNothingWouldBegin ) {
@@ -93,7 +94,15 @@ TEST_F( ControlApiPlan, doesNotBlockAUnitThatSomebodyElseHasEnteredMeanwhile ) {
    blockedBy( "no other way" );
    whilePlanning = [this] { rig.unit( "u1" ).stateIs( UnitState::enterInProgress ); };
    EXPECT_EQ( 202, post( "units/u1/enter" ) );
-   EXPECT_EQ( ( Asked{ "plan u1 []", "enter u1 [] ann" } ), asked );
+   EXPECT_EQ( ( Asked{ "plan u1 [] to begin", "enter u1 [] ann" } ), asked );
+}
+
+TEST_F( ControlApiPlan, thatIsLateBeginsNothing ) {
+   planned.late = true;
+   EXPECT_EQ( 503, post( "units/u1/enter" ) );
+   EXPECT_EQ( "unavailable \"u1\"", refused() );
+   EXPECT_EQ( Asked{ "plan u1 [] to begin" }, asked );
+   EXPECT_EQ( planned.plan, got( "units/u1/plan" ) );
 }
 
 TEST_F( ControlApiPlan, doesNotHideARefusalOfTheEnter ) {

@@ -22,8 +22,8 @@ ControlApiRig::ControlApiRig() {
    commands.enterRepeated = [this]( const std::string &, const ControlCommands::Request & request ) {
       return request.key.empty() ? std::nullopt : repeated;
    };
-   commands.plan = [this]( const std::string & unit, const std::string & session, auto told ) {
-      asked.push_back( "plan " + unit + " [" + session + "]" );
+   commands.plan = [this]( const std::string & unit, const std::string & session, bool begins, auto told ) {
+      asked.push_back( "plan " + unit + " [" + session + "]" + ( begins ? " to begin" : "" ) );
       if ( !planRefusal )
          waiting.push_back( [this, told] {
             if ( whilePlanning )

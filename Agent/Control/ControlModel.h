@@ -87,6 +87,7 @@ struct ControlCommands {
       std::string findings;
       bool blocked = false;   ///< it takes force
       std::string overridden; ///< what blocks, as a record of the maintenance has it; no JSON
+      bool late = false; ///< it took so long that whoever asked may have given up: nothing should begin by it
    };
    /// One stage of the present or last run of a unit.
    struct Stage {
@@ -161,9 +162,11 @@ struct ControlCommands {
    /// What was answered before to an enter with this key, or that it was another request; nothing: it is new.
    std::function< std::optional< Taken >( const std::string & unit, const Request & ) > enterRepeated;
    /// Judges what would come of an enter of a unit, and calls back in a later turn unless it is refused. Changes nothing.
-   /// `session`: the address from which the operator comes; empty: not known.
+   /// `session`: the address from which the operator comes; empty: not known. `begins`: something begins by it, and who only
+   /// wants to look has to wait.
    std::function< Result(
-      const std::string & unit, const std::string & session, std::function< void( const Planned & ) > ) >
+      const std::string & unit, const std::string & session, bool begins,
+      std::function< void( const Planned & ) > ) >
       plan;
    std::function< Progress( const std::string & unit ) > progress;
    std::function< Taken( const std::string & interface, const Request & ) > release;

@@ -16,24 +16,48 @@ Planner::Planner(
      samples_( samples ),
      model_( std::move( model ) ),
      hooks_( std::move( hooks ) ),
+     looks_( std::make_shared< const int >() ),
      self_( std::make_shared< Planner * >( this ) ) {}
 
 Planner::~Planner() { *self_ = nullptr; }
 
-void Planner::plan( const std::string & unit, const std::optional< Session > & session, Planned planned ) {
+void Planner::plan(
+   const std::string & unit, const std::optional< Session > & session, Purpose purpose, Planned planned ) {
+   if ( purpose == Purpose::look )
+      planned = [planned = std::move( planned ), look = looks_]( const Plan & plan ) { planned( plan ); };
    // What goes over one link only has no route of its own.
    const bool routed = session && session->link.empty();
    switch_.routesAsk(
       { routed ? session->address : "", routed ? session->at : "" },
-      [self = self_, unit, session, planned = std::move( planned )]( const DataPlane::RouteAnswer & answer ) {
+      [self = self_, unit, session, purpose, asked = scheduler_->currentTime(),
+       planned = std::move( planned )]( const DataPlane::RouteAnswer & answer ) {
          if ( !*self )
             return;
-         Job job{ unit, session, planned, answer, std::nullopt, {} };
+         Job job{ unit, session, purpose, asked, { planned }, answer, std::nullopt, {} };
          if ( session && !session->link.empty() )
             job.routes.way = { "", false, stringValue( *session ), { { { session->link } } } };
-         ( *self )->jobs_.push_back( std::move( job ) );
+         ( *self )->enqueue( std::move( job ) );
          ( *self )->workSoon();
       } );
+}
+
+/// What begins by a plan comes before what does not, and never shares one: the plan after it finds it begun.
+void Planner::enqueue( Job job ) {
+   if ( job.purpose == Purpose::begin ) {
+      jobs_.insert(
+         std::find_if(
+            jobs_.begin(), jobs_.end(), []( const Job & each ) { return each.purpose == Purpose::look; } ),
+         std::move( job ) );
+      return;
+   }
+   const auto same = std::find_if( jobs_.begin(), jobs_.end(), [&]( const Job & each ) {
+      return each.purpose == Purpose::look && each.unit == job.unit && each.session == job.session &&
+             each.routes.table == job.routes.table;
+   } );
+   if ( same == jobs_.end() )
+      jobs_.push_back( std::move( job ) );
+   else
+      same->planned.push_back( std::move( job.planned.front() ) );
 }
 
 void Planner::workSoon() {
@@ -52,9 +76,11 @@ void Planner::work() {
    if ( readCurves( jobs_.front() ) ) {
       const Job job = std::move( jobs_.front() );
       jobs_.pop_front();
-      Plan plan{ scheduler_->currentTime(), factsOf( job ), {} };
+      const double now = scheduler_->currentTime();
+      Plan plan{ now, now - job.asked, factsOf( job ), {} };
       plan.findings = judge( plan.facts );
-      job.planned( plan );
+      for ( const Planned & planned : job.planned )
+         planned( plan );
    }
    if ( !jobs_.empty() )
       workSoon();

@@ -24,11 +24,14 @@
 ///
 /// A plan takes some turns: the switch is asked for routes, then samples are read, a few interfaces in each turn, then all
 /// that changes from turn to turn is gathered and judged in one. Plans that are asked for together are made one after the
-/// other, so that a turn does work for one only. If the switch does not answer in time, the plan is made without.
+/// other, so that a turn does work for one only: first those on which something waits to begin. Who only wants to look, at
+/// the same unit from the same place and with the same routes, has the same plan. It is the switch that keeps the time: it
+/// answers with what it knows by then, or never any more when it has been stopped.
 namespace Agent {
 
 struct Plan {
-   double time = 0; ///< seconds of the agent's clock, of the facts
+   double time = 0;   ///< seconds of the agent's clock, of the facts
+   double waited = 0; ///< seconds since it was asked for; of several who share it, by the first
    PlanFacts facts;
    std::vector< PlanFinding > findings;
 };
@@ -56,6 +59,8 @@ class Planner {
    static constexpr unsigned mostCurves = 2048;
    /// Seconds of which the 95th percentile is taken.
    static constexpr double highRange = 600;
+   /// Seconds after which nothing should begin by a plan: clients give up at 30.
+   static constexpr double patience = 20;
 
    /// All given; switch and samples outlive it.
    Planner(
@@ -66,8 +71,16 @@ class Planner {
    Planner & operator=( const Planner & ) = delete;
 
    using Planned = std::function< void( const Plan & plan ) >;
+   enum class Purpose {
+      look,
+      begin ///< something begins by it, in the turn in which it is made
+   };
    /// Plans a unit that there is, and calls back once, in a later turn. `session`: from where the operator comes.
-   void plan( const std::string & unit, const std::optional< Session > & session, Planned planned );
+   void plan(
+      const std::string & unit, const std::optional< Session > & session, Purpose purpose, Planned planned );
+   /// Who wait to look; more than `mostLooking` should be turned away.
+   std::size_t looking() const { return static_cast< std::size_t >( looks_.use_count() - 1 ); }
+   static constexpr std::size_t mostLooking = 256;
 
    /// The rate that an interface has had no more than for 95 % of a time; nothing: nothing is known of it.
    static std::optional< PlanRates > high( const SampleCurve & curve );
@@ -76,12 +89,15 @@ class Planner {
    struct Job {
       std::string unit;
       std::optional< Session > session;
-      Planned planned;
+      Purpose purpose;
+      double asked; ///< when
+      std::vector< Planned > planned;
       DataPlane::RouteAnswer routes;
       std::optional< std::deque< std::string > >
          unread; ///< whose samples are to be read; nothing: not known yet
       std::map< std::string, std::optional< PlanRates > > high;
    };
+   void enqueue( Job job );
    void workSoon();
    void work();
    bool readCurves( Job & job );
@@ -102,7 +118,8 @@ class Planner {
    Hooks hooks_;
    std::deque< Job > jobs_; ///< whose routes are known
    bool working_ = false;
-   std::shared_ptr< Planner * > self_; ///< shared with who may outlive this object
+   std::shared_ptr< const int > looks_; ///< shared with each who waits to look, whoever forgets him
+   std::shared_ptr< Planner * > self_;  ///< shared with who may outlive this object
 };
 
 } // namespace Agent

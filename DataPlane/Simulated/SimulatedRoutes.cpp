@@ -1,10 +1,12 @@
 #include "DataPlane/Simulated/RouteTable.h"
 #include "DataPlane/Simulated/SimulatedSwitch.h"
 
+#include <utility>
+
 /// What the simulated switch tells of its routes and of the links below them.
 namespace DataPlane::Simulated {
 
-RouteAnswer SimulatedSwitch::routesNow( const RouteQuestion & question ) const {
+RouteTable SimulatedSwitch::routesNow() const {
    RouteTable table;
    table.problem = routesFault_;
    if ( routesFault_.empty() )
@@ -25,20 +27,30 @@ RouteAnswer SimulatedSwitch::routesNow( const RouteQuestion & question ) const {
       }
       table.links.push_back( std::move( routed ) );
    }
-   RouteAnswer answer;
-   answer.table = std::make_shared< const RouteTable >( std::move( table ) );
-   if ( !question.address.empty() )
-      answer.way = wayTo( question.address, routes_ );
-   if ( answer.way && !routesFault_.empty() )
-      *answer.way = { routesFault_, false, "", {} };
-   return answer;
+   return table;
 }
 
+AddressWay SimulatedSwitch::wayNow( const Vel::String & address ) const {
+   return routesFault_.empty() ? wayTo( address, routes_ ) : AddressWay{ routesFault_, false, "", {} };
+}
+
+/// All who ask in one turn are answered with one reading.
 void SimulatedSwitch::routesAsk( const RouteQuestion & question, RoutesAnswered answered ) {
-   later( 0, [this, question, answered = std::move( answered ), listening = listening_] {
-      if ( listener_ && listening == listening_ )
-         answered( routesNow( question ) );
-   } );
+   if ( !listener_ )
+      return;
+   if ( routesAsked_.empty() )
+      later( 0, [this, listening = listening_] {
+         if ( listener_ && listening == listening_ )
+            answerForRoutes();
+      } );
+   routesAsked_.emplace_back( question, std::move( answered ) );
+}
+
+void SimulatedSwitch::answerForRoutes() {
+   const auto table = std::make_shared< const RouteTable >( routesNow() );
+   for ( const auto & [question, answered] : std::exchange( routesAsked_, {} ) )
+      answered(
+         { table, question.address.empty() ? std::nullopt : std::optional( wayNow( question.address ) ) } );
 }
 
 } // namespace DataPlane::Simulated

@@ -71,6 +71,7 @@ Outcome SimulatedSwitch::start( Listener & listener ) {
 
 void SimulatedSwitch::stop() {
    listener_ = nullptr;
+   routesAsked_.clear();
    ++listening_;
 }
 

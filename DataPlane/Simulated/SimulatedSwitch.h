@@ -94,7 +94,9 @@ class SimulatedSwitch final : public Switch, public Simulation {
    Micros micros() const { return microsSince( startTime_, scheduler_->currentTime() ); }
    void settle();
 
-   RouteAnswer routesNow( const RouteQuestion & question ) const;
+   RouteTable routesNow() const;
+   AddressWay wayNow( const Vel::String & address ) const;
+   void answerForRoutes();
    Told wanted() const;
    void tell();
    void change( std::function< void() > act );
@@ -112,6 +114,7 @@ class SimulatedSwitch final : public Switch, public Simulation {
    Micros settled_ = 0;
 
    Listener * listener_ = nullptr;
+   std::vector< std::pair< RouteQuestion, RoutesAnswered > > routesAsked_;
    Vel::U64 listening_ =
       0; ///< how often it has been started or stopped: results of earlier requests are dropped
    Told told_;

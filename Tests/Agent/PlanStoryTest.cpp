@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <fstream>
+#include <functional>
 #include <sstream>
 
 namespace {
@@ -33,8 +35,10 @@ units:
   u5: {groups: [e]}
   u7: {groups: [a], enter: [drainwatch, steer], exit: [steer, drainwatch]}
   u6: {groups: [f]}
+  u8: {groups: [a], enter: [ticket, drainwatch], exit: [drainwatch, ticket]}
 stages:
-  steer: {enter: /bin/true, exit: /bin/true}
+  steer: {enter: /bin/true, exit: /bin/true, steers: true}
+  ticket: {enter: /bin/true, exit: /bin/true}
 redundancy-groups:
   spines: {units: [u1, u2]}
 )";
@@ -131,6 +135,7 @@ TEST_F( PlanStory, findsTheLastPathsAndThatAMemberOfAPortChannelIsNone ) {
    EXPECT_EQ( "last-path warning, unknown-session info", findings( plan( "u4" ) ) );
    // What is done once the traffic is gone has not moved it.
    EXPECT_EQ( "last-path blocking, no-steering warning, unknown-session info", findings( plan( "u7" ) ) );
+   EXPECT_EQ( "last-path blocking, no-steering warning, unknown-session info", findings( plan( "u8" ) ) );
 }
 
 TEST_F( PlanStory, findsThatTheSessionWouldBeCutOff ) {
@@ -272,7 +277,7 @@ TEST_F( PlanStory, manyPlansAtATimeAreAllAnsweredAPlanATurn ) {
    std::vector< std::shared_ptr< const Agent::HttpReply > > answers;
    rig.soon( [&] {
       for ( int i = 0; i < 200; ++i )
-         answers.push_back( rig.ask( "GET", "units/u1/plan" ) );
+         answers.push_back( rig.ask( "GET", "units/u1/plan?session=10.2.0." + std::to_string( i ) ) );
    } );
    const unsigned turns = rig.turns();
    rig.runUntil( rig.time() );
@@ -280,6 +285,64 @@ TEST_F( PlanStory, manyPlansAtATimeAreAllAnsweredAPlanATurn ) {
    for ( const auto & answer : answers )
       EXPECT_EQ( 200, answer->status );
    EXPECT_GE( rig.turns() - turns, 200u );
+}
+
+TEST_F( PlanStory, whoAsksForTheSameAtATimeHasTheSamePlan ) {
+   std::vector< std::shared_ptr< const Agent::HttpReply > > answers;
+   rig.soon( [&] {
+      for ( int i = 0; i < 200; ++i )
+         answers.push_back( rig.ask( "GET", "units/u1/plan" ) );
+   } );
+   const unsigned turns = rig.turns();
+   rig.runUntil( rig.time() );
+   ASSERT_EQ( 200u, answers.size() );
+   for ( const auto & answer : answers )
+      EXPECT_EQ( 200, answer->status );
+   EXPECT_LT( rig.turns() - turns, 50u );
+}
+
+TEST_F( QuietPlanStory, anEnterIsJudgedBeforeThoseWhoOnlyLook ) {
+   std::vector< std::shared_ptr< const Agent::HttpReply > > looks;
+   std::shared_ptr< const Agent::HttpReply > enter;
+   rig.soon( [&] {
+      for ( int i = 0; i < 200; ++i )
+         looks.push_back( rig.ask( "GET", "units/u5/plan?session=10.2.0." + std::to_string( i ) ) );
+      enter = rig.ask( "POST", "units/u1/enter" );
+   } );
+   const auto answered = [&] {
+      return std::count_if(
+         looks.begin(), looks.end(), []( const auto & look ) { return look->status != 0; } );
+   };
+   std::ptrdiff_t before = -1;
+   std::function< void() > watch = [&] {
+      if ( enter && enter->status != 0 && before < 0 )
+         before = answered();
+      if ( before < 0 )
+         rig.soon( watch );
+   };
+   rig.soon( watch );
+   rig.runUntil( rig.time() );
+   ASSERT_TRUE( enter );
+   EXPECT_EQ( 202, enter->status );
+   EXPECT_EQ( 200, answered() );
+   EXPECT_GE( before, 0 );
+   EXPECT_LT( before, 20 );
+}
+
+TEST_F( PlanStory, turnsAwayWhoLooksWhenTooManyDo ) {
+   std::vector< std::shared_ptr< const Agent::HttpReply > > answers;
+   rig.soon( [&] {
+      for ( int i = 0; i < 300; ++i )
+         answers.push_back( rig.ask( "GET", "units/u1/plan" ) );
+   } );
+   rig.runUntil( rig.time() );
+   const auto with = [&]( int status ) {
+      return std::count_if(
+         answers.begin(), answers.end(), [=]( const auto & answer ) { return answer->status == status; } );
+   };
+   EXPECT_EQ( 256, with( 200 ) );
+   EXPECT_EQ( 44, with( 503 ) );
+   EXPECT_EQ( 200, rig.ask( "GET", "units/u1/plan" )->status );
 }
 
 } // namespace
