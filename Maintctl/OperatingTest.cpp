@@ -159,7 +159,7 @@ TEST_F( OperatingTest, listsOperations ) {
    EXPECT_EQ( rig.run( { "operations" } ), ExitStatus::done );
    EXPECT_EQ(
       rig.out, "ID  WHAT     OF   STATE      BEGUN (UTC)           TOOK  BY   REASON  WITH\n"
-               "13  release  et1  done       2026-03-01 12:02:00    0s  ann  -       -\n"
+               "13  release  et1  done       2026-03-01 12:02:00     0s  ann  -       -\n"
                "12  exit     a    running    2026-03-01 12:01:00      -  bob  -       -\n"
                " 7  enter    a    cancelled  2026-03-01 12:00:00  1m00s  ann  swap    x=y, z=1\n" );
    rig.client.answers( "GET /api/v1/operations?limit=5&unit=a&state=done", "[]" );
