@@ -118,7 +118,8 @@ TEST_F( ControlApiTaken, showsAnOperation ) {
    operation.withIs( "a=b\n" );
    operation.begunIs( 1700000000.25 );
    EXPECT_EQ(
-      json::parse( R"({"id":7,"kind":"enter","unit":"u1","state":"running","by":"ann","reason":null,
+      json::parse(
+         R"({"id":7,"kind":"enter","unit":"u1","interface":null,"state":"running","by":"ann","reason":null,
          "with":{"a":"b"},"request-key":null,"begun":"2023-11-14T22:13:20.250Z","ended":null,"ended-by":null,
          "text":"u1 goes into maintenance"})" ),
       json::parse( got( "operations/7" ) ) );
