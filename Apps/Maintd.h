@@ -154,7 +154,7 @@ class Maintd {
    /// The agent itself takes a unit back. `failure`: what has failed, so that it does; empty: nothing has.
    void takeBack( const std::string & unit, const std::string & reason, const std::string & failure );
    Agent::ControlCommands::Result plan(
-      const std::string & unit, const std::string & session, bool begins,
+      const std::string & unit, const std::string & session, Agent::PlanPurpose purpose,
       std::function< void( const Agent::ControlCommands::Planned & ) > planned );
    std::vector< Agent::ControlCommands::Stage > stageFacts( const std::string & unit ) const;
    Agent::ControlCommands::Taken

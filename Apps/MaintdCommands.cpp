@@ -35,8 +35,8 @@ const Vel::Entity * pointee( const Vel::Entity * entity, const char * attribute 
 Agent::ControlCommands Maintd::commands() {
    Agent::ControlCommands c;
    addOperations( c );
-   c.plan = [this]( const std::string & unit, const std::string & session, bool begins, auto planned ) {
-      return plan( unit, session, begins, std::move( planned ) );
+   c.plan = [this]( const std::string & unit, const std::string & session, auto purpose, auto planned ) {
+      return plan( unit, session, purpose, std::move( planned ) );
    };
    c.progress = [this]( const std::string & unit ) {
       const auto counts = stages_->counts( unit );

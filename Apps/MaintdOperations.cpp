@@ -1,3 +1,4 @@
+#include "Api/Utf8.h"
 #include "Apps/Maintd.h"
 
 /// What is asked of units, by operators and by the agent itself. All of it goes through the operations.
@@ -18,7 +19,9 @@ Agent::Operations::Request asked(
 std::string changesText( const std::vector< std::string > & changes ) {
    if ( changes.empty() )
       return "";
-   return changes.front() +
+   constexpr std::size_t most = 300;
+   const std::string & first = changes.front();
+   return std::string( Api::beginning( first, most ) ) + ( first.size() > most ? "..." : "" ) +
           ( changes.size() > 1 ? " and " + std::to_string( changes.size() - 1 ) + " more" : "" );
 }
 
@@ -72,7 +75,8 @@ Taken Maintd::exit( const std::string & unit, const Request & request, const std
 Taken Maintd::release( const std::string & interface, const Request & request ) {
    return taken( operations_->ask(
       asked( OperationKind::release, interface, request ), [&]( Vel::U32 ) -> Agent::Operations::Carried {
-         return { executor_->release( interface ), true, interface + " is released" };
+         auto released = executor_->release( interface );
+         return { std::move( released.refused ), released.changed, interface + " is to be raised" };
       } ) );
 }
 

@@ -28,11 +28,12 @@ void Maintd::makePlanner() {
          e.intfGroupStatusDir, e.groupToUnitDir, e.cause },
       Agent::Planner::Hooks{
          [this]() -> const Config::Configuration & { return configuration_; },
-         [this]( const Wire::IntfId & intf ) { return executor_->uncounted( intf ); } } );
+         [this]( const Wire::IntfId & intf ) { return executor_->uncounted( intf ); },
+         [this]( const Agent::Plan & plan ) { return Agent::planJson( plan, wallTime( plan.time ) ); } } );
 }
 
 Agent::ControlCommands::Result Maintd::plan(
-   const std::string & unit, const std::string & session, bool begins,
+   const std::string & unit, const std::string & session, Agent::PlanPurpose purpose,
    std::function< void( const Agent::ControlCommands::Planned & ) > planned ) {
    std::optional< Agent::Session > from;
    if ( !session.empty() ) {
@@ -40,17 +41,17 @@ Agent::ControlCommands::Result Maintd::plan(
       if ( !from )
          return Api::Error{ Api::ErrorCode::badRequest, "\"" + session + "\" is no address", "session" };
    }
-   using Purpose = Agent::Planner::Purpose;
-   if ( !begins && planner_->looking() >= Agent::Planner::mostLooking )
+   if ( planner_->isBusy( purpose ) )
       return Api::Error{
          Api::ErrorCode::unavailable, "too many plans are asked for at a time; try again", unit };
-   const Purpose purpose = begins ? Purpose::begin : Purpose::look;
-   planner_->plan( unit, from, purpose, [this, planned = std::move( planned )]( const Agent::Plan & plan ) {
-      planned(
-         { Agent::planJson( plan, wallTime( plan.time ) ), Agent::findingsJson( plan.findings ),
-           Agent::isBlocked( plan.findings ), blockingLines( plan.findings ),
-           plan.waited > Agent::Planner::patience } );
-   } );
+   planner_->plan(
+      unit, from, purpose, [purpose, planned = std::move( planned )]( const Agent::Plan & plan ) {
+         if ( purpose != Agent::PlanPurpose::begin )
+            return planned( { plan.text } );
+         planned(
+            { "", Agent::findingsJson( plan.findings ), Agent::isBlocked( plan.findings ),
+              blockingLines( plan.findings ), plan.waited > Agent::Planner::patience } );
+      } );
    return std::nullopt;
 }
 

@@ -83,6 +83,7 @@ class ControlApi {
 
    ControlModel model_;
    ControlCommands commands_;
+   std::map< std::string, unsigned > exitsAsked_; ///< how often, by unit
    Answers answers_;
    Metrics metrics_;
    SampleAnswers samples_;

@@ -71,7 +71,10 @@ void ControlApi::postExit( const Call & call ) {
    ControlCommands::Request request = requestOf( call.request, body );
    request.timeout = body.duration( Key::timeout );
    body.end();
-   answerTaken( call.path[1], call.answer, commands_.exit( call.path[1], request ) );
+   const std::string & unit = call.path[1];
+   if ( model_.unitStatusDir->status( unit ) )
+      ++exitsAsked_[unit];
+   answerTaken( unit, call.answer, commands_.exit( unit, request ) );
 }
 
 void ControlApi::answerTaken(

@@ -19,9 +19,11 @@ void ControlApi::getPlan( const Call & call ) {
       if ( session.empty() )
          throw Api::Error{ ErrorCode::badRequest, "\"session\" is empty", name };
    }
-   const auto refused = commands_.plan( unit, session, false, [answer = call.answer]( const auto & planned ) {
-      answer( { 200, planned.plan } );
-   } );
+   const auto refused = commands_.plan(
+      unit, session, call.request.local ? PlanPurpose::look : PlanPurpose::lookOverWeb,
+      [answer = call.answer]( const auto & planned ) {
+         answer( { 200, planned.plan } );
+      } );
    if ( refused )
       throw *refused;
 }
@@ -63,8 +65,12 @@ void ControlApi::enterJudged( const Call & call, ControlCommands::Request reques
    if ( !begins() )
       return enter( request );
    const auto refused = commands_.plan(
-      unit, request.session, true,
-      [=, answer = call.answer]( const ControlCommands::Planned & planned ) mutable {
+      unit, request.session, PlanPurpose::begin,
+      [=, this, exits = exitsAsked_[unit],
+       answer = call.answer]( const ControlCommands::Planned & planned ) mutable {
+         if ( exits != exitsAsked_[unit] && begins() )
+            return answer( refusal(
+               { ErrorCode::conflict, "an exit was asked for meanwhile; nothing has begun", unit } ) );
          if ( planned.late && begins() )
             return answer( refusal(
                { ErrorCode::unavailable,

@@ -31,6 +31,7 @@ TEST_F( ControlApiPlan, isAnsweredAsTheAgentGivesIt ) {
 TEST_F( ControlApiPlan, canBeAskedForOverTheWeb ) {
    local = false;
    EXPECT_EQ( 200, ask( "GET", "/api/v1/units/u1/plan" ) );
+   EXPECT_EQ( Asked{ "plan u1 [] over the web" }, asked );
 }
 
 TEST_F( ControlApiPlan, isRefusedForWhatMakesNoSense ) {
@@ -95,6 +96,19 @@ TEST_F( ControlApiPlan, doesNotBlockAUnitThatSomebodyElseHasEnteredMeanwhile ) {
    whilePlanning = [this] { rig.unit( "u1" ).stateIs( UnitState::enterInProgress ); };
    EXPECT_EQ( 202, post( "units/u1/enter" ) );
    EXPECT_EQ( ( Asked{ "plan u1 [] to begin", "enter u1 [] ann" } ), asked );
+}
+
+TEST_F( ControlApiPlan, beginsNothingWhenAnExitWasAskedForMeanwhile ) {
+   bool exited = false;
+   whilePlanning = [&] {
+      if ( !std::exchange( exited, true ) ) {
+         EXPECT_EQ( 202, post( "units/u1/exit" ) );
+      }
+   };
+   EXPECT_EQ( 409, post( "units/u1/enter" ) );
+   EXPECT_EQ( "conflict \"u1\"", refused() );
+   EXPECT_EQ( ( Asked{ "plan u1 [] to begin", "exit u1 [] ann" } ), asked );
+   EXPECT_EQ( 202, post( "units/u1/enter" ) );
 }
 
 TEST_F( ControlApiPlan, thatIsLateBeginsNothing ) {

@@ -22,8 +22,9 @@ ControlApiRig::ControlApiRig() {
    commands.enterRepeated = [this]( const std::string &, const ControlCommands::Request & request ) {
       return request.key.empty() ? std::nullopt : repeated;
    };
-   commands.plan = [this]( const std::string & unit, const std::string & session, bool begins, auto told ) {
-      asked.push_back( "plan " + unit + " [" + session + "]" + ( begins ? " to begin" : "" ) );
+   commands.plan = [this]( const std::string & unit, const std::string & session, auto purpose, auto told ) {
+      const char * const purposes[] = { " to begin", "", " over the web" };
+      asked.push_back( "plan " + unit + " [" + session + "]" + purposes[static_cast< int >( purpose )] );
       if ( !planRefusal )
          waiting.push_back( [this, told] {
             if ( whilePlanning )

@@ -4,6 +4,7 @@
 #include "Agent/Model/Insight.h"
 #include "Agent/Model/LinkJournal.h"
 #include "Agent/Model/Operation.h"
+#include "Agent/Model/PlanPurpose.h"
 #include "Agent/Model/Samples.h"
 #include "Agent/Model/UnitRun.h"
 #include "Agent/Model/UnitTimes.h"
@@ -81,12 +82,13 @@ struct ControlCommands {
       bool changed = false;  ///< by this request
       bool repeated = false; ///< the key has been used for it before
    };
-   /// What would come of an enter. Texts are JSON unless they say otherwise.
+   /// What would come of an enter. Texts are JSON unless they say otherwise. Who looks is given the plan, who begins all
+   /// the rest.
    struct Planned {
       std::string plan;
-      std::string findings;
-      bool blocked = false;   ///< it takes force
-      std::string overridden; ///< what blocks, as a record of the maintenance has it; no JSON
+      std::string findings = {};
+      bool blocked = false;        ///< it takes force
+      std::string overridden = {}; ///< what blocks, as a record of the maintenance has it; no JSON
       bool late = false; ///< it took so long that whoever asked may have given up: nothing should begin by it
    };
    /// One stage of the present or last run of a unit.
@@ -162,10 +164,9 @@ struct ControlCommands {
    /// What was answered before to an enter with this key, or that it was another request; nothing: it is new.
    std::function< std::optional< Taken >( const std::string & unit, const Request & ) > enterRepeated;
    /// Judges what would come of an enter of a unit, and calls back in a later turn unless it is refused. Changes nothing.
-   /// `session`: the address from which the operator comes; empty: not known. `begins`: something begins by it, and who only
-   /// wants to look has to wait.
+   /// `session`: the address from which the operator comes; empty: not known. The less urgent purpose has to wait.
    std::function< Result(
-      const std::string & unit, const std::string & session, bool begins,
+      const std::string & unit, const std::string & session, PlanPurpose purpose,
       std::function< void( const Planned & ) > ) >
       plan;
    std::function< Progress( const std::string & unit ) > progress;

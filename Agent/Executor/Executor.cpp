@@ -389,15 +389,16 @@ void Executor::handleWakeup() {
 
 // ---- by hand
 
-std::optional< Api::Error > Executor::release( const std::string & name ) {
+Executor::Released Executor::release( const std::string & name ) {
    for ( const auto & [intf, entry] : model_.journal->entryRange() )
       if ( intf.name() == name ) {
          const Wire::IntfId id = intf;
-         if ( !model_.cause->intfStatusDel( id ) )
+         const bool changed = model_.cause->intfStatusDel( id );
+         if ( !changed )
             runSoon( id );
-         return std::nullopt;
+         return { std::nullopt, changed };
       }
-   return Api::Error{ Api::ErrorCode::conflict, "we do not hold " + name, name };
+   return { Api::Error{ Api::ErrorCode::conflict, "we do not hold " + name, name } };
 }
 
 void Executor::orphansDel( const std::function< bool( const Wire::IntfId & ) > & hasRecord ) {

@@ -96,8 +96,13 @@ class Executor final : private DataPlane::Listener {
    /// How often the switch has lost facts, which it has read again since.
    Vel::U32 overruns() const { return overruns_; }
 
-   /// Raises a link that we hold and forgets its entry in the cause, whatever the stages say.
-   std::optional< Api::Error > release( const std::string & name );
+   struct Released {
+      std::optional< Api::Error > refused;
+      bool changed = false; ///< the link was to be held until now
+   };
+   /// Raises a link that we hold and forgets its entry in the cause, whatever the stages say. One that is on its way up is
+   /// asked for once more.
+   Released release( const std::string & name );
    /// Forgets entries of the cause that belong to no record: nobody would ever take them away. Called once, when the
    /// plug-in is up.
    void orphansDel( const std::function< bool( const Wire::IntfId & ) > & hasRecord );

@@ -120,7 +120,7 @@ TEST_F( ExecutorStory, doesNotHoldAnotherKindUnderTheNameOfALinkThatWasHeld ) {
    restart();
    EXPECT_EQ( 0u, model.journal->entrys() );
    EXPECT_EQ( 1u, fake->requests.size() );
-   EXPECT_EQ( "we do not hold et1", executor->release( "et1" )->message );
+   EXPECT_EQ( "we do not hold et1", executor->release( "et1" ).refused->message );
 }
 
 TEST_F( ExecutorStory, keepsTheStatusOfAReleasedLinkUntilItIsUp ) {
@@ -327,9 +327,12 @@ TEST_F( ExecutorStory, forgetsTheJournalOfAnotherBootAndHoldsAgainWhatIsShut ) {
 }
 
 TEST_F( ExecutorStory, releasesByHand ) {
-   EXPECT_EQ( "we do not hold et1", executor->release( "et1" )->message );
+   EXPECT_EQ( "we do not hold et1", executor->release( "et1" ).refused->message );
    held();
-   EXPECT_FALSE( executor->release( "et1" ) );
+   const auto released = executor->release( "et1" );
+   EXPECT_FALSE( released.refused );
+   EXPECT_TRUE( released.changed );
+   EXPECT_FALSE( executor->release( "et1" ).changed );
    EXPECT_EQ( nullptr, model.cause->intfStatus( et1 ) );
    clock->runUntilIdle();
    ASSERT_EQ( 2u, fake->requests.size() );

@@ -61,6 +61,8 @@ Operations::Answer Operations::ask( const Request & request, const Carry & carry
    Operation * const present = model_.operationDir->operation( before );
    if ( present )
       lookAt( *present );
+   else if ( !ofUnit )
+      look();
    const Vel::U32 id = model_.operationDir->lastId() + 1;
    Carried carried = carry( id );
    if ( carried.refused ) {

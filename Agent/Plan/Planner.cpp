@@ -17,14 +17,27 @@ Planner::Planner(
      model_( std::move( model ) ),
      hooks_( std::move( hooks ) ),
      looks_( std::make_shared< const int >() ),
+     webLooks_( std::make_shared< const int >() ),
      self_( std::make_shared< Planner * >( this ) ) {}
 
 Planner::~Planner() { *self_ = nullptr; }
 
+const std::shared_ptr< const int > & Planner::looksOf( PlanPurpose purpose ) const {
+   return purpose == PlanPurpose::lookOverWeb ? webLooks_ : looks_;
+}
+
+bool Planner::isBusy( PlanPurpose purpose ) const {
+   const long most = purpose == PlanPurpose::lookOverWeb ? mostLookingOverWeb : mostLooking;
+   return purpose != PlanPurpose::begin && looksOf( purpose ).use_count() - 1 >= most;
+}
+
 void Planner::plan(
-   const std::string & unit, const std::optional< Session > & session, Purpose purpose, Planned planned ) {
-   if ( purpose == Purpose::look )
-      planned = [planned = std::move( planned ), look = looks_]( const Plan & plan ) { planned( plan ); };
+   const std::string & unit, const std::optional< Session > & session, PlanPurpose purpose,
+   Planned planned ) {
+   if ( purpose != PlanPurpose::begin )
+      planned = [planned = std::move( planned ), look = looksOf( purpose )]( const Plan & plan ) {
+         planned( plan );
+      };
    // What goes over one link only has no route of its own.
    const bool routed = session && session->link.empty();
    switch_.routesAsk(
@@ -33,7 +46,7 @@ void Planner::plan(
        planned = std::move( planned )]( const DataPlane::RouteAnswer & answer ) {
          if ( !*self )
             return;
-         Job job{ unit, session, purpose, asked, { planned }, answer, std::nullopt, {} };
+         Job job{ unit, session, purpose, asked, { planned }, answer, std::nullopt };
          if ( session && !session->link.empty() )
             job.routes.way = { "", false, stringValue( *session ), { { { session->link } } } };
          ( *self )->enqueue( std::move( job ) );
@@ -41,23 +54,19 @@ void Planner::plan(
       } );
 }
 
-/// What begins by a plan comes before what does not, and never shares one: the plan after it finds it begun.
+/// What begins by a plan never shares one: the plan after it finds it begun.
 void Planner::enqueue( Job job ) {
-   if ( job.purpose == Purpose::begin ) {
-      jobs_.insert(
-         std::find_if(
-            jobs_.begin(), jobs_.end(), []( const Job & each ) { return each.purpose == Purpose::look; } ),
-         std::move( job ) );
+   const auto same = std::find_if( jobs_.begin(), jobs_.end(), [&]( const Job & each ) {
+      return job.purpose != PlanPurpose::begin && each.purpose == job.purpose && !each.plan &&
+             each.unit == job.unit && each.session == job.session && each.routes.table == job.routes.table;
+   } );
+   if ( same != jobs_.end() ) {
+      same->planned.push_back( std::move( job.planned.front() ) );
       return;
    }
-   const auto same = std::find_if( jobs_.begin(), jobs_.end(), [&]( const Job & each ) {
-      return each.purpose == Purpose::look && each.unit == job.unit && each.session == job.session &&
-             each.routes.table == job.routes.table;
-   } );
-   if ( same == jobs_.end() )
-      jobs_.push_back( std::move( job ) );
-   else
-      same->planned.push_back( std::move( job.planned.front() ) );
+   const auto lessUrgent = std::find_if(
+      jobs_.begin(), jobs_.end(), [&]( const Job & each ) { return each.purpose > job.purpose; } );
+   jobs_.insert( lessUrgent, std::move( job ) );
 }
 
 void Planner::workSoon() {
@@ -73,17 +82,38 @@ void Planner::work() {
    working_ = false;
    if ( jobs_.empty() )
       return;
-   if ( readCurves( jobs_.front() ) ) {
-      const Job job = std::move( jobs_.front() );
+   if ( jobs_.front().plan || beginsNothing( jobs_.front() ) || readCurves( jobs_.front() ) ) {
+      Job job = std::move( jobs_.front() );
       jobs_.pop_front();
-      const double now = scheduler_->currentTime();
-      Plan plan{ now, now - job.asked, factsOf( job ), {} };
-      plan.findings = judge( plan.facts );
-      for ( const Planned & planned : job.planned )
-         planned( plan );
+      if ( !job.plan )
+         job.plan = planOf( job );
+      for ( std::size_t left = toldPerTurn; left > 0 && !job.planned.empty(); --left ) {
+         const Planned planned = std::move( job.planned.front() );
+         job.planned.pop_front();
+         planned( *job.plan );
+      }
+      if ( !job.planned.empty() )
+         jobs_.push_front( std::move( job ) );
    }
    if ( !jobs_.empty() )
       workSoon();
+}
+
+/// Somebody else was quicker.
+bool Planner::beginsNothing( const Job & job ) const {
+   return job.purpose == PlanPurpose::begin && !isNormal( job.unit );
+}
+
+Plan Planner::planOf( const Job & job ) const {
+   const double now = scheduler_->currentTime();
+   Plan plan{ now, now - job.asked, {}, {}, {} };
+   if ( beginsNothing( job ) )
+      return plan;
+   plan.facts = factsOf( job );
+   plan.findings = judge( plan.facts );
+   if ( job.purpose != PlanPurpose::begin )
+      plan.text = hooks_.text( plan );
+   return plan;
 }
 
 /// Whether all are read.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Agent/Model/PlanPurpose.h"
 #include "Agent/Model/Samples.h"
 #include "Agent/Plan/Judgement.h"
 #include "Agent/Plan/Session.h"
@@ -24,9 +25,10 @@
 ///
 /// A plan takes some turns: the switch is asked for routes, then samples are read, a few interfaces in each turn, then all
 /// that changes from turn to turn is gathered and judged in one. Plans that are asked for together are made one after the
-/// other, so that a turn does work for one only: first those on which something waits to begin. Who only wants to look, at
-/// the same unit from the same place and with the same routes, has the same plan. It is the switch that keeps the time: it
-/// answers with what it knows by then, or never any more when it has been stopped.
+/// other, so that a turn does work for one only, the most urgent first. Who only wants to look, at the same unit from the
+/// same place and with the same routes, has the same plan, which is told to a few in each turn. Who would begin what has
+/// begun by then is told so at once, by a plan without facts. It is the switch that keeps the time: it answers with what it
+/// knows by then, or never any more when it has been stopped.
 namespace Agent {
 
 struct Plan {
@@ -34,6 +36,7 @@ struct Plan {
    double waited = 0; ///< seconds since it was asked for; of several who share it, by the first
    PlanFacts facts;
    std::vector< PlanFinding > findings;
+   std::string text; ///< as it is told to those who look; empty: it is made for something that begins
 };
 
 class Planner {
@@ -52,6 +55,8 @@ class Planner {
       std::function< const Config::Configuration &() > configuration;
       /// Why nobody can say what a link carries; empty: it can be said.
       std::function< std::string( const Wire::IntfId & ) > uncounted;
+      /// A plan as it is told; asked for once, however many have it.
+      std::function< std::string( const Plan & ) > text;
    };
    /// Interfaces whose samples are read in one turn.
    static constexpr unsigned curvesPerTurn = 16;
@@ -71,16 +76,16 @@ class Planner {
    Planner & operator=( const Planner & ) = delete;
 
    using Planned = std::function< void( const Plan & plan ) >;
-   enum class Purpose {
-      look,
-      begin ///< something begins by it, in the turn in which it is made
-   };
    /// Plans a unit that there is, and calls back once, in a later turn. `session`: from where the operator comes.
    void plan(
-      const std::string & unit, const std::optional< Session > & session, Purpose purpose, Planned planned );
-   /// Who wait to look; more than `mostLooking` should be turned away.
-   std::size_t looking() const { return static_cast< std::size_t >( looks_.use_count() - 1 ); }
-   static constexpr std::size_t mostLooking = 256;
+      const std::string & unit, const std::optional< Session > & session, PlanPurpose purpose,
+      Planned planned );
+   /// Those who may wait to look, on this machine and over the web.
+   static constexpr long mostLooking = 256, mostLookingOverWeb = 64;
+   /// Whether so many wait for the same purpose that one more should be turned away.
+   bool isBusy( PlanPurpose purpose ) const;
+   /// Those who are told of one plan in one turn.
+   static constexpr std::size_t toldPerTurn = 4;
 
    /// The rate that an interface has had no more than for 95 % of a time; nothing: nothing is known of it.
    static std::optional< PlanRates > high( const SampleCurve & curve );
@@ -89,17 +94,21 @@ class Planner {
    struct Job {
       std::string unit;
       std::optional< Session > session;
-      Purpose purpose;
-      double asked; ///< when
-      std::vector< Planned > planned;
+      PlanPurpose purpose;
+      double asked;                  ///< when
+      std::deque< Planned > planned; ///< who are not told yet
       DataPlane::RouteAnswer routes;
       std::optional< std::deque< std::string > >
          unread; ///< whose samples are to be read; nothing: not known yet
-      std::map< std::string, std::optional< PlanRates > > high;
+      std::map< std::string, std::optional< PlanRates > > high = {};
+      std::optional< Plan > plan = {}; ///< nothing: not made yet
    };
+   const std::shared_ptr< const int > & looksOf( PlanPurpose purpose ) const;
    void enqueue( Job job );
    void workSoon();
    void work();
+   bool beginsNothing( const Job & job ) const;
+   Plan planOf( const Job & job ) const;
    bool readCurves( Job & job );
 
    PlanFacts factsOf( const Job & job ) const;
@@ -118,8 +127,9 @@ class Planner {
    Hooks hooks_;
    std::deque< Job > jobs_; ///< whose routes are known
    bool working_ = false;
-   std::shared_ptr< const int > looks_; ///< shared with each who waits to look, whoever forgets him
-   std::shared_ptr< Planner * > self_;  ///< shared with who may outlive this object
+   std::shared_ptr< const int > looks_,
+      webLooks_;                       ///< shared with each who waits to look, whoever forgets him
+   std::shared_ptr< Planner * > self_; ///< shared with who may outlive this object
 };
 
 } // namespace Agent

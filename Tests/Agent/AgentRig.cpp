@@ -208,7 +208,7 @@ AgentRig::ask( const std::string & method, const std::string & path, const std::
    Agent::HttpRequest request = Agent::requestOf( method, "/api/v1/" + path );
    request.body = body;
    request.by = "tester";
-   request.local = true;
+   request.local = local;
    const auto handle = [this, operation = Operation{ request, answer }] { put( operation ); };
    if ( agent_->loop().inTurn() ) {
       handle();

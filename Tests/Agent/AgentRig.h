@@ -79,7 +79,9 @@ class AgentRig {
    int post( const std::string & path, const std::string & body = "{}" ) {
       return ask( "POST", path, body )->status;
    }
-   /// The same of any request, with its whole answer; status 0: there is none yet. A path may have a query.
+   /// The same of any request, with its whole answer; status 0: there is none yet. A path may have a query. It comes over
+   /// the local socket, or over the web while `local` is not set.
+   bool local = true;
    std::shared_ptr< const Agent::HttpReply >
    ask( const std::string & method, const std::string & path, const std::string & body = "" );
    /// Writes this configuration and asks for it to be taken; the status of the answer.

@@ -226,7 +226,7 @@ TEST_F( OperationStory, linksThatAreReleasedAndReloadsAreOperationsToo ) {
    EXPECT_EQ(
       json::parse( R"({"id":2,"kind":"release","unit":null,"interface":"et1","state":"done","by":"tester",)"
                    R"("reason":"must","with":{"ticket":"17"},"request-key":"k","ended-by":null,)"
-                   R"("text":"et1 is released"})" ),
+                   R"("text":"et1 is to be raised"})" ),
       released );
    EXPECT_EQ( "reload", operation( 3 ).at( "kind" ) );
    EXPECT_NE( std::string::npos, operation( 3 ).at( "text" ).get< std::string >().find( "u4" ) );

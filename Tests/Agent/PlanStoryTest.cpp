@@ -298,7 +298,69 @@ TEST_F( PlanStory, whoAsksForTheSameAtATimeHasTheSamePlan ) {
    ASSERT_EQ( 200u, answers.size() );
    for ( const auto & answer : answers )
       EXPECT_EQ( 200, answer->status );
-   EXPECT_LT( rig.turns() - turns, 50u );
+   // Four in each turn, while a plan of his own for each would take two turns and more.
+   EXPECT_LT( rig.turns() - turns, 100u );
+}
+
+TEST_F( PlanStory, isToldToAFewOfThoseWhoShareItInEachTurn ) {
+   std::vector< std::shared_ptr< const Agent::HttpReply > > answers;
+   std::ptrdiff_t before = 0, most = 0;
+   rig.soon( [&] {
+      for ( int i = 0; i < 40; ++i )
+         answers.push_back( rig.ask( "GET", "units/u1/plan" ) );
+   } );
+   rig.turnHookIs( [&] {
+      const auto now = std::count_if(
+         answers.begin(), answers.end(), []( const auto & answer ) { return answer->status != 0; } );
+      most = std::max( most, now - before );
+      before = now;
+   } );
+   rig.runUntil( rig.time() );
+   rig.turnHookIs( {} );
+   EXPECT_EQ( 40, before );
+   EXPECT_EQ( 4, most );
+}
+
+TEST_F( PlanStory, ofOneOnThisMachineIsMadeHoweverManyAskOverTheWeb ) {
+   std::vector< std::shared_ptr< const Agent::HttpReply > > web;
+   std::shared_ptr< const Agent::HttpReply > own;
+   const auto answered = [&]( int status ) {
+      return std::count_if(
+         web.begin(), web.end(), [=]( const auto & answer ) { return answer->status == status; } );
+   };
+   std::ptrdiff_t before = -1;
+   rig.soon( [&] {
+      rig.local = false;
+      for ( int i = 0; i < 100; ++i )
+         web.push_back( rig.ask( "GET", "units/u1/plan?session=10.2.0." + std::to_string( i ) ) );
+      rig.local = true;
+      own = rig.ask( "GET", "units/u1/plan" );
+   } );
+   rig.turnHookIs( [&] {
+      if ( own && own->status != 0 && before < 0 )
+         before = answered( 200 );
+   } );
+   rig.runUntil( rig.time() );
+   rig.turnHookIs( {} );
+   EXPECT_EQ( 200, own->status );
+   EXPECT_GE( before, 0 );
+   EXPECT_LT( before, 10 );
+   EXPECT_EQ( 64, answered( 200 ) );
+   EXPECT_EQ( 36, answered( 503 ) );
+}
+
+TEST_F( QuietPlanStory, isNotMadeForAnEnterOfWhatHasBegunMeanwhile ) {
+   std::vector< std::shared_ptr< const Agent::HttpReply > > answers;
+   rig.soon( [&] {
+      for ( int i = 0; i < 40; ++i )
+         answers.push_back( rig.ask( "POST", "units/u1/enter" ) );
+   } );
+   const unsigned turns = rig.turns();
+   rig.runUntil( rig.time() );
+   for ( const auto & answer : answers )
+      EXPECT_EQ( 202, answer->status );
+   // One each but for the first, while a plan takes two.
+   EXPECT_LT( rig.turns() - turns, 60u );
 }
 
 TEST_F( QuietPlanStory, anEnterIsJudgedBeforeThoseWhoOnlyLook ) {
