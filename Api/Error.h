@@ -12,7 +12,7 @@ enum class ErrorCode {
    conflict,    ///< it cannot be done in the present state
    misdirected, ///< it is meant for another host
    tooLarge,    ///< it is longer than requests may be
-   unavailable, ///< the agent cannot do it now: it is degraded, or a plug-in is missing
+   unavailable, ///< not now: degraded, a plug-in is missing, a command cannot run, too late, or too many ask
    needsForce,  ///< it is dangerous and must be asked for with force
    internal     ///< our own fault
 };

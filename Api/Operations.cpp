@@ -26,25 +26,28 @@ Operation operationOf( const Reader & in ) {
    return operation;
 }
 
+/// Whether the request has changed something; an agent of an earlier version does not say.
+bool hasChanged( const Reader & in ) { return !in.find( "changed" ) || in.flag( "changed" ); }
+
 } // namespace
 
 Accepted readAccepted( std::string_view text ) {
    const auto answer = Reader::parsed( text );
    const Reader in( answer );
-   // An agent of an earlier version says of no change whether it was one.
-   return {
-      in.name( "unit" ),
-      in.counter( "generation" ),
-      in.name( "state" ),
-      in.maybeCounter( "operation" ),
-      !in.find( "changed" ) || in.flag( "changed" ),
-      in.flag( "repeated" ) };
+   return { in.name( "unit" ), in.counter( "generation" ), in.name( "state" ), in.maybeCounter( "operation" ),
+            hasChanged( in ),  in.flag( "repeated" ) };
 }
 
 Released readReleased( std::string_view text ) {
    const auto answer = Reader::parsed( text );
    const Reader in( answer );
-   return { in.name( "interface" ), in.maybeCounter( "operation" ) };
+   return { in.name( "interface" ), in.maybeCounter( "operation" ), hasChanged( in ), in.flag( "repeated" ) };
+}
+
+Reloaded readReloaded( std::string_view text ) {
+   const auto answer = Reader::parsed( text );
+   const Reader in( answer );
+   return { in.texts( "changes" ), in.maybeCounter( "operation" ), hasChanged( in ), in.flag( "repeated" ) };
 }
 
 std::vector< Operation > readOperations( std::string_view text ) {

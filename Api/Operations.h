@@ -38,12 +38,23 @@ struct Operation {
 /// What has become of a request to release a link.
 struct Released {
    std::string interface;
-   std::optional< std::uint64_t > operation;
+   std::optional< std::uint64_t > operation; ///< that has done it; nothing: none is known
+   bool changed = true;                      ///< by the request
+   bool repeated = false;                    ///< its key was used for the same request before
+};
+
+/// What has become of a request to apply the configuration file again.
+struct Reloaded {
+   std::vector< std::string > changes;       ///< one line each, by this request
+   std::optional< std::uint64_t > operation; ///< that has made them; nothing: none is known
+   bool changed = true;                      ///< by the request
+   bool repeated = false;                    ///< its key was used for the same request before
 };
 
 /// Each takes the JSON text of an answer. Throws Error (internal) that says what is wrong if it is not of this shape.
 Accepted readAccepted( std::string_view json );
 Released readReleased( std::string_view json );
+Reloaded readReloaded( std::string_view json );
 std::vector< Operation > readOperations( std::string_view json );
 Operation readOperation( std::string_view json );
 

@@ -58,7 +58,24 @@ TEST( Operations, ofALinkHaveNoUnit ) {
    const Released released = readReleased( R"({"interface":"et1","operation":9,"changed":true})" );
    EXPECT_EQ( "et1", released.interface );
    EXPECT_EQ( 9u, released.operation );
-   EXPECT_FALSE( readReleased( R"({"interface":"et1"})" ).operation );
+   const Released earlier = readReleased( R"({"interface":"et1"})" );
+   EXPECT_FALSE( earlier.operation );
+   EXPECT_TRUE( earlier.changed );
+   EXPECT_FALSE( earlier.repeated );
+   EXPECT_TRUE( readReleased( R"({"interface":"et1","repeated":true})" ).repeated );
+}
+
+TEST( Operations, ofTheConfigurationSayWhatHasChanged ) {
+   const Reloaded reloaded =
+      readReloaded( R"({"changes":["a","b"],"operation":3,"changed":false,"repeated":true})" );
+   EXPECT_EQ( ( std::vector< std::string >{ "a", "b" } ), reloaded.changes );
+   EXPECT_EQ( 3u, reloaded.operation );
+   EXPECT_FALSE( reloaded.changed );
+   EXPECT_TRUE( reloaded.repeated );
+   const Reloaded earlier = readReloaded( R"({"changes":[]})" );
+   EXPECT_FALSE( earlier.operation );
+   EXPECT_TRUE( earlier.changed );
+   EXPECT_FALSE( earlier.repeated );
 }
 
 TEST( Operations, aRefusalNamesTheOneInTheWay ) {

@@ -245,11 +245,6 @@ std::vector< TraceLevel > readTraceLevels( std::string_view text ) {
    return Reader::listOf( Reader::parsed( text ), traceLevelOf );
 }
 
-std::vector< std::string > readChanges( std::string_view text ) {
-   const json answer = Reader::parsed( text );
-   return Reader( answer ).texts( "changes" );
-}
-
 std::optional< double > readTime( std::string_view text ) {
    const json answer = Reader::parsed( text );
    return Reader( answer ).time( "time" );

@@ -212,8 +212,7 @@ std::vector< Group > readGroups( std::string_view json );
 std::map< std::string, std::uint64_t > readCounters( std::string_view json );
 Agent readAgent( std::string_view json );
 std::vector< TraceLevel > readTraceLevels( std::string_view json );
-std::vector< std::string > readChanges( std::string_view json ); ///< of a reload
-std::optional< double > readTime( std::string_view json );       ///< of the simulated switch
+std::optional< double > readTime( std::string_view json ); ///< of the simulated switch
 /// Never throws: nothing if the text is no refusal.
 std::optional< Refusal > readRefusal( std::string_view json );
 

@@ -30,7 +30,9 @@ struct CommandStage {
    Command enter, exit;               ///< at least one is there; the other one has nothing to do
    Duration timeout = defaultTimeout; ///< above 0
    OnFailure onFailure = OnFailure::abort;
-   bool steers = false; ///< on the way in it asks neighbours to take other ways than over the unit
+   /// Its command for enter makes traffic take other ways than over the unit (it asks neighbours, or changes the routes
+   /// of this machine).
+   bool steers = false;
 
    friend bool operator==( const CommandStage &, const CommandStage & ) = default;
 };

@@ -8,22 +8,22 @@ namespace {
 
 TEST( ToYaml, writesEverythingOut ) {
    const Config::Result result = Config::parse(
-      good +
-         "listen: {web: \"[0::1]:80\", names: [leaf1, a.b]}\n"
-         "stages: {steer: {enter: /bin/a \"b \\\"c\", timeout: 90s, on-failure: continue, steers: true}}\n"
-         "groups: {\"null\": {interfaces: [et2, \"#1\"], vlans: [20-22, 23], profile: p}, g: {}}\n"
-         "units: {u: {groups: [g, \"null\"]}}\n"
-         "redundancy-groups: {r: {units: [u], max-out: 2}}\n"
-         "control-plane-floor: 4000bps\n"
-         "hooks:\n"
-         "  a: {at: [overrun, enter], command: [/bin/a, \"b \\\"c\"], units: [u]}\n"
-         "  b: {at: [exit], url: \"http://[::1]/?a\", time-limit: 90s}\n"
-         "simulated:\n"
-         "  ports: {et1: {traffic: [{for: 60s, in: 1500bps}, {ramp: 1m, to: 0bps}], speed: 1Gbps}, et2: "
-         "{speed: 1Mbps}}\n"
-         "  port-channels: {pc1: [et2]}\n"
-         "  vlans: {10: {members: [et1, pc1]}}\n"
-         "  routes: [{to: 0::/0, via: [et1]}, {to: 10.0.0.0/8, via: [vlan10, pc1], metric: 5}]\n",
+      good + "listen: {web: \"[0::1]:80\", names: [leaf1, a.b]}\n"
+             "stages: {steer: {enter: /bin/a \"b \\\"c\", timeout: 90s, on-failure: continue, steers: true}, "
+             "tell: {exit: /bin/b}}\n"
+             "groups: {\"null\": {interfaces: [et2, \"#1\"], vlans: [20-22, 23], profile: p}, g: {}}\n"
+             "units: {u: {groups: [g, \"null\"]}}\n"
+             "redundancy-groups: {r: {units: [u], max-out: 2}}\n"
+             "control-plane-floor: 4000bps\n"
+             "hooks:\n"
+             "  a: {at: [overrun, enter], command: [/bin/a, \"b \\\"c\"], units: [u]}\n"
+             "  b: {at: [exit], url: \"http://[::1]/?a\", time-limit: 90s}\n"
+             "simulated:\n"
+             "  ports: {et1: {traffic: [{for: 60s, in: 1500bps}, {ramp: 1m, to: 0bps}], speed: 1Gbps}, et2: "
+             "{speed: 1Mbps}}\n"
+             "  port-channels: {pc1: [et2]}\n"
+             "  vlans: {10: {members: [et1, pc1]}}\n"
+             "  routes: [{to: 0::/0, via: [et1]}, {to: 10.0.0.0/8, via: [vlan10, pc1], metric: 5}]\n",
       "f" );
    ASSERT_EQ( std::vector< std::string >(), textsOf( result ) );
    EXPECT_EQ(
@@ -33,6 +33,7 @@ TEST( ToYaml, writesEverythingOut ) {
       "settle: 10s\n"
       "stages:\n"
       "  steer: {enter: \"/bin/a 'b \\\"c'\", timeout: 1m30s, on-failure: continue, steers: true}\n"
+      "  tell: {exit: /bin/b, timeout: 1m, on-failure: abort}\n"
       "enter: [drainwatch]\n"
       "exit: [drainwatch]\n"
       "profiles:\n"

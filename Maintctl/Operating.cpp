@@ -18,10 +18,10 @@ using Operation = Operate::Operation;
 
 std::string acceptedText( const std::string & body ) {
    const Api::Accepted accepted = Api::readAccepted( body );
-   return accepted.unit + " is " + stateText( accepted.state ) + ( accepted.changed ? "" : " already" ) +
-          ", generation " + std::to_string( accepted.generation ) +
-          ( accepted.operation ? ", operation " + std::to_string( *accepted.operation ) : "" ) +
-          ( accepted.repeated ? "; this was asked for before" : "" );
+   return accepted.unit + " is " + stateText( accepted.state ) +
+          doneText(
+             accepted.changed, accepted.operation, accepted.repeated,
+             ", generation " + std::to_string( accepted.generation ) );
 }
 
 std::string thereText( const std::string & body, double seconds ) {
@@ -37,6 +37,14 @@ std::string withUnit( const std::string & unit, const std::string & object ) {
 }
 
 } // namespace
+
+std::string doneText(
+   bool changed, const std::optional< std::uint64_t > & operation, bool repeated,
+   const std::string & between ) {
+   return ( changed ? "" : " already" ) + between +
+          ( operation ? ", operation " + std::to_string( *operation ) : "" ) +
+          ( repeated ? "; this was asked for before" : "" );
+}
 
 ExitStatus worseOf( ExitStatus a, ExitStatus b ) {
    const ExitStatus worstFirst[] = { ExitStatus::interrupted, ExitStatus::notReachable, ExitStatus::usage,

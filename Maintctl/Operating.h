@@ -5,6 +5,8 @@
 #include "Maintctl/Remote.h"
 #include "Maintctl/Run.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -55,6 +57,11 @@ class Operating {
 
 /// The one of two that says more: interrupted, then not reachable, failed, needs force, not met, done.
 ExitStatus worseOf( ExitStatus a, ExitStatus b );
+
+/// What an answer says of the operation that has done it: ` already, operation 7; this was asked for before`, or a part.
+std::string doneText(
+   bool changed, const std::optional< std::uint64_t > & operation, bool repeated,
+   const std::string & between = "" );
 
 /// A table of operations, and all of one.
 std::string operationsText( const std::vector< Api::Operation > & operations );

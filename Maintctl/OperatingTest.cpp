@@ -146,6 +146,35 @@ TEST_F( OperatingTest, notesDownWhyALinkIsReleasedAndAFileReadAgain ) {
    EXPECT_EQ( rig.client.requests.back(), R"(POST /api/v1/reload {"reason":"swap","request-key":"k"})" );
 }
 
+TEST_F( OperatingTest, saysThatAReleaseWasAskedForBefore ) {
+   rig.client.answers(
+      "POST /api/v1/interfaces/et1/release",
+      R"({"interface":"et1","operation":9,"changed":true,"repeated":false})", 202 );
+   EXPECT_EQ( rig.run( { "release", "et1", "--force", "--request-key", "k" } ), ExitStatus::done );
+   EXPECT_EQ( rig.out, "et1 is released, operation 9\n" );
+   rig.client.replaces(
+      "POST /api/v1/interfaces/et1/release",
+      R"({"interface":"et1","operation":9,"changed":false,"repeated":true})" );
+   EXPECT_EQ( rig.run( { "release", "et1", "--force", "--request-key", "k" } ), ExitStatus::done );
+   EXPECT_EQ( rig.out, "et1 is released already, operation 9; this was asked for before\n" );
+}
+
+TEST_F( OperatingTest, saysWhichOperationAReloadIsAndThatItWasAskedForBefore ) {
+   rig.client.answers(
+      "POST /api/v1/reload",
+      R"({"changes":["unit b added"],"operation":3,"changed":true,"repeated":false})" );
+   EXPECT_EQ( rig.run( { "reload", "--request-key", "k" } ), ExitStatus::done );
+   EXPECT_EQ( rig.out, "unit b added\nthe file is applied, operation 3\n" );
+   rig.client.replaces(
+      "POST /api/v1/reload", R"({"changes":[],"operation":3,"changed":false,"repeated":true})" );
+   EXPECT_EQ( rig.run( { "reload", "--request-key", "k" } ), ExitStatus::done );
+   EXPECT_EQ( rig.out, "the file is applied already, operation 3; this was asked for before\n" );
+   rig.client.replaces(
+      "POST /api/v1/reload", R"({"changes":[],"operation":null,"changed":false,"repeated":false})" );
+   EXPECT_EQ( rig.run( { "reload", "--request-key", "k" } ), ExitStatus::done );
+   EXPECT_EQ( rig.out, "nothing has changed\n" );
+}
+
 TEST_F( OperatingTest, listsOperations ) {
    rig.client.answers(
       "GET /api/v1/operations?limit=20",

@@ -177,7 +177,7 @@ class Runner {
       say( body, [&] {
          const Api::Released released = Api::readReleased( body );
          return released.interface + " is released" +
-                ( released.operation ? ", operation " + std::to_string( *released.operation ) : "" );
+                doneText( released.changed, released.operation, released.repeated );
       } );
    }
 
@@ -209,8 +209,13 @@ class Runner {
       const std::string body = remote_.post( Path::reload, requestOf( command.note ).text() );
       present( body, [&] {
          std::string text;
-         for ( const std::string & change : Api::readChanges( body ) )
+         const Api::Reloaded reloaded = Api::readReloaded( body );
+         for ( const std::string & change : reloaded.changes )
             text += printable( change ) + "\n";
+         // Asked for again, the changes are those of the first time, and not told again.
+         if ( reloaded.operation || reloaded.repeated )
+            return text + "the file is applied" +
+                   doneText( reloaded.changed, reloaded.operation, reloaded.repeated ) + "\n";
          return text.empty() ? "nothing has changed\n" : text;
       } );
    }

@@ -8,7 +8,7 @@
 
 #include <limits>
 
-/// What is asked for of units, and what has become of it.
+/// Operations: what is asked for of units, of links that are held and of the configuration, and what has become of it.
 namespace Agent {
 
 using Api::ErrorCode;

@@ -114,16 +114,28 @@ ROWS = {
         Row("fastlog --file WRONG", FAILED, FAILED),
     ],
     "trace": [Row("trace"), Row("trace *=0"), Row("trace Nothing=1", FAILED), Row("trace x", USAGE, USAGE)],
-    "release": [Row("release et1", NEEDS_FORCE), Row("release nobody --force --reason must", FAILED)],
+    # In the minute u1 drains, so et1 is shut and held.
+    "simulated advance": [
+        Row("simulated advance 5s"),
+        Row("simulated advance 1m"),
+        Row("simulated advance 5", USAGE, USAGE),
+    ],
+    "release": [
+        Row("release et1", NEEDS_FORCE),
+        Row("release et1 --force --reason must --with a=b --with c=d --request-key k3"),
+        Row("release et1 --force --reason must --with a=b --with c=d --request-key k3"),
+        Row("release et1 --force --reason other --request-key k3", FAILED),
+        Row("release et1 --force --with a", USAGE, USAGE),
+        Row("release nobody --force --reason must", FAILED),
+    ],
     "validate": [Row("validate CONFIG", without=DONE), Row("validate WRONG", FAILED, FAILED)],
-    "reload": [Row("reload"), Row("reload --reason new --with a=b --request-key k3")],
+    "reload": [Row("reload"), Row("reload --reason new --with a=b --request-key k4")],
     "simulated traffic": [
         Row("simulated traffic et3 --in 5Mbps --out 1Mbps"),
         Row("simulated traffic et3 --to 0bps --ramp 5s"),
         Row("simulated traffic nobody --to 0bps", FAILED),
     ],
     "simulated link": [Row("simulated link et3 down"), Row("simulated link et3 up"), Row("simulated link x up", FAILED)],
-    "simulated advance": [Row("simulated advance 5s"), Row("simulated advance 5", USAGE, USAGE)],
 }
 ALL = [row for rows in ROWS.values() for row in rows]
 

@@ -72,6 +72,7 @@ stages:
   routes:
     enter: /usr/lib/maintd/stages/kernel-routes enter --metric 1000
     exit: /usr/lib/maintd/stages/kernel-routes exit
+    steers: true
 enter: [routes, drainwatch]
 exit: [drainwatch, routes]
 YAML
