@@ -1,11 +1,12 @@
 // A real agent with a simulated switch, for a test: its folder, its web address, and the way to drive it.
 
-import { spawn } from 'node:child_process';
+import { execFile, spawn } from 'node:child_process';
 import { mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { request } from 'node:http';
 import { createServer } from 'node:net';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
+import { promisify } from 'node:util';
 import { soon } from './browser.js';
 
 const build = process.env.MAINT_BUILD;
@@ -75,6 +76,10 @@ export class Agent {
    }
    get( path ) { return this.ask( 'GET', path ); }
    post( path, body = {} ) { return this.ask( 'POST', path, body ); }
+   /** What the command says of it. */
+   async command( ...args ) {
+      return ( await promisify( execFile )( join( build, 'bin/maintctl' ), [ '--socket', join( this.folder, 'control.sock' ), ...args ] ) ).stdout;
+   }
    advance( seconds ) { return this.post( 'simulated/advance', { seconds } ); }
    /** Lets the agent's time pass, a sample at a time, until the unit is in that state. */
    async until( unit, state, most = 40 ) {

@@ -78,6 +78,12 @@ test( 'a drain is followed from start to end, over an agent that is killed and s
       /in: now 400 Mbit\/s, highest 400 Mbit\/s/ ) );
    await soon( async () => assert.match( await panel( '<script>' ).innerText(), /forced shutdown at/ ) );
 
+   // One sentence, wherever it is read.
+   const { sentence } = await agent.get( 'units/spine-a' );
+   assert.match( sentence, /^0 of 4 drained; / );
+   await soon( async () => assert.equal( await text( page, '.sentence:visible' ), sentence ) );
+   assert.ok( ( await agent.command( 'show', 'unit', 'spine-a' ) ).includes( sentence ) );
+
    // All but et3 fall silent.
    await traffic( names.filter( ( name ) => name !== 'et3' ), 0, 10 );
    for ( let n = 0; n < 8; ++n )
