@@ -33,7 +33,7 @@ TEST( ToYaml, writesEverythingOut ) {
       "settle: 10s\n"
       "stages:\n"
       "  steer: {enter: \"/bin/a 'b \\\"c'\", timeout: 1m30s, on-failure: continue, steers: true}\n"
-      "  tell: {exit: /bin/b, timeout: 1m, on-failure: abort}\n"
+      "  tell: {exit: \"/bin/b\", timeout: 1m, on-failure: abort}\n"
       "enter: [drainwatch]\n"
       "exit: [drainwatch]\n"
       "profiles:\n"
