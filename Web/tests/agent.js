@@ -78,7 +78,8 @@ export class Agent {
    post( path, body = {} ) { return this.ask( 'POST', path, body ); }
    /** What the command says of it. */
    async command( ...args ) {
-      return ( await promisify( execFile )( join( build, 'bin/maintctl' ), [ '--socket', join( this.folder, 'control.sock' ), ...args ] ) ).stdout;
+      const socket = join( this.folder, 'control.sock' );
+      return ( await promisify( execFile )( join( build, 'bin/maintctl' ), [ '--socket', socket, ...args ] ) ).stdout;
    }
    advance( seconds ) { return this.post( 'simulated/advance', { seconds } ); }
    /** Lets the agent's time pass, a sample at a time, until the unit is in that state. */
