@@ -31,6 +31,7 @@ until_() { # SECONDS WHAT COMMAND...
    done
 }
 service() { systemctl show --value -p "$1" maintd; }
+isTold() { [ "$(service StatusText)" = "$1" ]; } # with what feeds the watchdog, so a little later
 unit() { maintctl -j show unit spine-a | python3 -c "import json, sys; print( json.load( sys.stdin )[ '$1' ] )"; }
 isUp() { [[ $(ip -o link show "$1") == *[\<,]UP[,\>]* ]]; }
 isDown() { ! isUp "$1"; }
