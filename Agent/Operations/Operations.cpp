@@ -55,14 +55,14 @@ std::optional< Operations::Answer > Operations::repeated( const Request & reques
 Operations::Answer Operations::ask( const Request & request, const Carry & carry ) {
    if ( auto before = repeated( request ) )
       return *before;
-   // What has come to its end by itself is not ended by what comes now.
+   // What has come to its end by itself is not ended by what comes now; a reload may take any unit away.
    const bool ofUnit = isOfUnit( request.kind );
    const Vel::U32 before = ofUnit ? operationOf( request.unitName ) : 0;
    Operation * const present = model_.operationDir->operation( before );
-   if ( present )
-      lookAt( *present );
-   else if ( !ofUnit )
+   if ( !ofUnit )
       look();
+   else if ( present )
+      lookAt( *present );
    const Vel::U32 id = model_.operationDir->lastId() + 1;
    Carried carried = carry( id );
    if ( carried.refused ) {

@@ -282,6 +282,18 @@ TEST_F( OperationsTest, anOperationOfAUnitThatIsGoneHasFailed ) {
    EXPECT_EQ( "enter u1 failed: u1 is not configured any more", told( 1 ) );
 }
 
+TEST_F( OperationsTest, whatHasComeToItsEndIsDoneAlsoIfAReloadTakesItsUnitAwayInTheSameTurn ) {
+   ask( enterOf( "u1" ) );
+   units->status( "u1" )->stateIs( UnitState::maintenance );
+   operations->ask( { OperationKind::reload, "", "ann", "" }, [&]( Vel::U32 ) -> Operations::Carried {
+      units->statusDel( "u1" );
+      return { std::nullopt, true, "unit \"u1\" removed" };
+   } );
+   operations->look();
+   EXPECT_EQ( "enter u1 done: u1 is under maintenance", told( 1 ) );
+   EXPECT_EQ( "reload  done: unit \"u1\" removed", told( 2 ) );
+}
+
 TEST( Pairs, areLinesAndBack ) {
    const Pairs pairs{ { "a", "" }, { "b", "x=y" }, { "c", "\xc3\xa4 b" } };
    EXPECT_EQ( "a=\nb=x=y\nc=\xc3\xa4 b\n", pairLines( pairs ) );

@@ -113,7 +113,7 @@ void Judging::judgePaths() {
                   " no other way than " + planList( finding.interfaces ) + cut.othersText( *this );
    if ( !facts.steering.empty() )
       finding.text += "; stage " + facts.steering.front() +
-                      " asks the neighbours to take others, which cannot be seen from here";
+                      " says that it leads traffic over others, which cannot be seen from here";
    finding.numbers = { { "destinations", static_cast< double >( destinations ) } };
 }
 

@@ -27,7 +27,7 @@ TEST_F( Judgement, onlyWarnsOfALastPathThatAStageMovesAway ) {
    rig.facts.steering = { "steer" };
    rig.route( "10.0.0.0/8", { rig.via( { "et1" } ) } );
    EXPECT_EQ(
-      "warning: 10.0.0.0/8 has no other way than et1; stage steer asks the neighbours to take others, "
+      "warning: 10.0.0.0/8 has no other way than et1; stage steer says that it leads traffic over others, "
       "which cannot be seen from here",
       rig.said( "last-path" ) );
    EXPECT_FALSE( isBlocked( rig.judged() ) );

@@ -127,9 +127,9 @@ class Planner {
    Hooks hooks_;
    std::deque< Job > jobs_; ///< whose routes are known
    bool working_ = false;
-   std::shared_ptr< const int > looks_,
-      webLooks_;                       ///< shared with each who waits to look, whoever forgets him
-   std::shared_ptr< Planner * > self_; ///< shared with who may outlive this object
+   std::shared_ptr< const int > looks_;    ///< shared with each who waits to look, whoever forgets him
+   std::shared_ptr< const int > webLooks_; ///< the same of those over the web
+   std::shared_ptr< Planner * > self_;     ///< shared with who may outlive this object
 };
 
 } // namespace Agent
