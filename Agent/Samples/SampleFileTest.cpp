@@ -1,10 +1,10 @@
 #include "Agent/Samples/SampleFileTest.h"
 
+#include "Agent/Samples/KilledWriterTest.h"
 #include "Agent/Samples/SampleFolder.h"
 
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -296,38 +296,21 @@ TEST_F( SampleFileStory, aProcessThatIsKilledAtAnyMomentLosesNothingThatItHasWri
    std::mt19937 seeded( 1 );
    Vel::U64 step = first;
    for ( int round = 0; round < 60; ++round ) {
-      int ends[2];
-      ASSERT_EQ( 0, pipe( ends ) );
-      const pid_t child = fork();
-      if ( child == 0 ) {
-         SampleFile file( "et1" );
-         for ( Vel::U64 next = step;; ++next ) {
+      const auto written = lastOfAKilledWriter( step, 1 + seeded() % 100, [this] {
+         return [this, file = SampleFile( "et1" )]( Vel::U64 next ) mutable {
             file.add( next, sampleOf( next ) );
-            if ( !file.write( folder.descriptor() ).empty() )
-               _exit( 1 );
-            if ( write( ends[1], &next, sizeof next ) != sizeof next )
-               _exit( 1 );
-         }
-      }
-      close( ends[1] );
-      Vel::U64 written = 0;
-      for ( unsigned reports = 1 + seeded() % 100; reports > 0; --reports )
-         ASSERT_EQ( static_cast< ssize_t >( sizeof written ), read( ends[0], &written, sizeof written ) );
-      kill( child, SIGKILL );
-      while ( read( ends[0], &written, sizeof written ) == sizeof written )
-         ;
-      close( ends[0] );
-      int status = 0;
-      ASSERT_EQ( child, waitpid( child, &status, 0 ) );
-      ASSERT_TRUE( WIFSIGNALED( status ) );
-      const Vel::U64 steps = std::min< Vel::U64 >( written - step + 1, 720 );
-      ASSERT_EQ( steps, count( SampleFile( "et1" ), fineRing, written + 1 - steps, steps ) ) << round;
+            return file.write( folder.descriptor() ).empty();
+         };
+      } );
+      ASSERT_TRUE( written );
+      const Vel::U64 steps = std::min< Vel::U64 >( *written - step + 1, 720 );
+      ASSERT_EQ( steps, count( SampleFile( "et1" ), fineRing, *written + 1 - steps, steps ) ) << round;
       if ( steps >= 36 ) {
          const auto minutes = steps / 12 - 2;
-         ASSERT_EQ( minutes, count( SampleFile( "et1" ), minuteRing, written / 12 - minutes, minutes ) )
+         ASSERT_EQ( minutes, count( SampleFile( "et1" ), minuteRing, *written / 12 - minutes, minutes ) )
             << round;
       }
-      step = written + 2;
+      step = *written + 2;
    }
 }
 

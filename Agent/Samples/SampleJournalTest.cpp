@@ -1,11 +1,12 @@
 #include "Agent/Samples/SampleJournal.h"
 
+#include "Agent/Samples/KilledWriterTest.h"
 #include "Agent/Samples/SampleFileTest.h"
 
-#include <sys/wait.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <random>
 
 namespace {
@@ -178,41 +179,25 @@ TEST_F( SampleJournalStory, aProcessThatIsKilledAtAnyMomentLosesNothingThatItHas
    std::mt19937 seeded( 1 );
    Vel::U64 step = first;
    for ( int round = 0; round < 60; ++round ) {
-      int ends[2];
-      ASSERT_EQ( 0, pipe( ends ) );
-      const pid_t child = fork();
-      if ( child == 0 ) {
-         SampleJournal journal;
-         journal.read( folder.descriptor(), []( std::string_view, const SampleJournal::Steps & ) {} );
-         for ( Vel::U64 next = step;; ++next ) {
+      const auto added = lastOfAKilledWriter( step, 1 + seeded() % 30, [&] {
+         const auto journal = std::make_shared< SampleJournal >();
+         journal->read( folder.descriptor(), []( std::string_view, const SampleJournal::Steps & ) {} );
+         return [&, journal]( Vel::U64 next ) {
             // Now and then with other names.
             names.resize( next % 5 == 0 ? 499 : 500, "other" );
-            if ( !add( journal, next, names ).empty() )
-               _exit( 1 );
-            if ( write( ends[1], &next, sizeof next ) != sizeof next )
-               _exit( 1 );
-         }
-      }
-      close( ends[1] );
-      Vel::U64 added = 0;
-      for ( unsigned reports = 1 + seeded() % 30; reports > 0; --reports )
-         ASSERT_EQ( static_cast< ssize_t >( sizeof added ), read( ends[0], &added, sizeof added ) );
-      kill( child, SIGKILL );
-      while ( read( ends[0], &added, sizeof added ) == sizeof added )
-         ;
-      close( ends[0] );
-      int status = 0;
-      ASSERT_EQ( child, waitpid( child, &status, 0 ) );
-      ASSERT_TRUE( WIFSIGNALED( status ) );
+            return add( *journal, next, names ).empty();
+         };
+      } );
+      ASSERT_TRUE( added );
       std::map< Vel::U64, std::size_t > found;
       SampleJournal journal;
       journal.read( folder.descriptor(), [&]( std::string_view, const SampleJournal::Steps & samples ) {
          for ( const auto & [at, sample] : samples )
             ASSERT_EQ( sampleOf( at + found[at]++ ).in, sample.in );
       } );
-      for ( Vel::U64 at = std::max( step, added / 12 * 12 - 12 ); at <= added; ++at )
-         ASSERT_EQ( at % 5 == 0 ? 499u : 500u, found[at] ) << round << ": " << added - at;
-      step = added + 2;
+      for ( Vel::U64 at = std::max( step, *added / 12 * 12 - 12 ); at <= *added; ++at )
+         ASSERT_EQ( at % 5 == 0 ? 499u : 500u, found[at] ) << round << ": " << *added - at;
+      step = *added + 2;
    }
 }
 

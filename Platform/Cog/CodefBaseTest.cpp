@@ -1,6 +1,6 @@
 #include "Platform/Cog/CodefBase.h"
+#include "Platform/Cog/ActingRig.h"
 #include "Platform/Cog/ManualClock.h"
-#include "Platform/Cog/TimerWheel.h"
 
 #include <gtest/gtest.h>
 
@@ -48,14 +48,7 @@ class Digger final : public Vel::Entity, public Cog::CodefBase {
    std::vector< Vel::U64 > runTurns;
 };
 
-struct Alarm {
-   struct VelClock final : Cog::TimerReactor< Alarm > {
-      using TimerReactor::TimerReactor;
-      void onTime() override { sm()->act(); }
-   };
-   std::function< void() > act;
-   Cog::TimerWatch< VelClock > timer;
-};
+using Cog::Alarm;
 
 class CodefBase : public testing::Test {
  protected:

@@ -1,7 +1,6 @@
 #include "Platform/Cog/EventLoop.h"
-#include "Platform/Cog/CodefBase.h"
+#include "Platform/Cog/ActingRig.h"
 #include "Platform/Cog/RealTime.h"
-#include "Platform/Cog/TimerWheel.h"
 
 #include <gtest/gtest.h>
 
@@ -28,28 +27,8 @@ struct Pipe {
    int ends[2];
 };
 
-struct Alarm {
-   struct VelClock final : Cog::TimerReactor< Alarm > {
-      using TimerReactor::TimerReactor;
-      void onTime() override { sm()->act(); }
-   };
-   std::function< void() > act;
-   Cog::TimerWatch< VelClock > timer;
-};
-
-class Chore final : public Cog::CodefBase {
- public:
-   Chore( const Vel::Ptr< Vel::Clock > & clock, std::function< void() > act )
-      : CodefBase( clock ), act_( std::move( act ) ) {}
-   Vel::U64 backlogSize() const override { return 0; }
-   Vel::U64 processBacklog( double ) override {
-      act_();
-      return 0;
-   }
-
- private:
-   std::function< void() > act_;
-};
+using Cog::Alarm;
+using Cog::Chore;
 
 class EventLoop : public testing::Test {
  protected:

@@ -1,19 +1,12 @@
 #include "Platform/Cog/ManualClock.h"
+#include "Platform/Cog/ActingRig.h"
 #include "Platform/Cog/ActivityManager.h"
-#include "Platform/Cog/TimerWheel.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-struct Alarm {
-   struct VelClock final : Cog::TimerReactor< Alarm > {
-      using TimerReactor::TimerReactor;
-      void onTime() override { sm()->act(); }
-   };
-   std::function< void() > act;
-   Cog::TimerWatch< VelClock > timer;
-};
+using Cog::Alarm;
 
 TEST( ManualClock, startsWhereItIsTold ) {
    EXPECT_EQ( 1.7e9, Vel::make< Cog::ManualClock >()->currentTime() );

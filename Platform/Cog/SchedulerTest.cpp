@@ -1,6 +1,5 @@
-#include "Platform/Cog/CodefBase.h"
+#include "Platform/Cog/ActingRig.h"
 #include "Platform/Cog/ManualClock.h"
-#include "Platform/Cog/TimerWheel.h"
 
 #include <gtest/gtest.h>
 
@@ -11,28 +10,8 @@ namespace {
 constexpr double start = Cog::ManualClock::defaultStartTime;
 constexpr double never = std::numeric_limits< double >::infinity();
 
-struct Alarm {
-   struct VelClock final : Cog::TimerReactor< Alarm > {
-      using TimerReactor::TimerReactor;
-      void onTime() override { sm()->act(); }
-   };
-   std::function< void() > act;
-   Cog::TimerWatch< VelClock > timer;
-};
-
-class Chore final : public Cog::CodefBase {
- public:
-   Chore( const Vel::Ptr< Vel::Clock > & clock, std::function< void() > act )
-      : CodefBase( clock ), act_( std::move( act ) ) {}
-   Vel::U64 backlogSize() const override { return 0; }
-   Vel::U64 processBacklog( double ) override {
-      act_();
-      return 0;
-   }
-
- private:
-   std::function< void() > act_;
-};
+using Cog::Alarm;
+using Cog::Chore;
 
 class Scheduler : public testing::Test {
  protected:
