@@ -50,8 +50,25 @@ const stops = 'a[href], button, summary, [tabindex]';
 const firstStop = ( element ) => ( element?.matches( stops ) ? element : element?.querySelector( stops ) );
 
 /**
+ * Changes what is within an element. If what the keyboard stands on goes and nobody has said where to, it stands on what
+ * leads to the same address, or on the element itself.
+ */
+export function keepingFocus( element, change ) {
+   const before = document.activeElement;
+   const within = before !== element && element.contains( before );
+   change();
+   const now = document.activeElement;
+   if ( !within || ( now !== document.body && !now.closest( '[hidden]' ) ) )
+      return;
+   const same = [ ...element.querySelectorAll( 'a[href]' ) ].find( ( link ) => link.getAttribute( 'href' ) === before.getAttribute( 'href' )
+      && !link.closest( '[hidden]' ) );
+   ( same ?? element ).focus( { preventScroll: true } );
+}
+
+/**
  * A list whose rows stay the same elements while their items stay, so that focus, curves and open details survive: a row
- * with the focus is never moved, the others go around it. If it goes, the focus is on the row that has come to its place.
+ * with the focus is never moved, the others go around it. If it goes, the focus is on the row that has come to its place, or
+ * the next one that can have it.
  * `make( item )` gives { element, update( item ), remove?() }.
  */
 export class Rows {
@@ -81,8 +98,10 @@ export class Rows {
          else
             parent.insertBefore( element, before );
       } );
-      if ( place !== null )
-         firstStop( parent.children[ Math.min( place, parent.children.length - 1 ) ] )?.focus( { preventScroll: true } );
+      if ( place !== null ) {
+         const all = [ ...parent.children ];
+         [ ...all.slice( place ), ...all.slice( 0, place ).reverse() ].map( firstStop ).find( Boolean )?.focus( { preventScroll: true } );
+      }
    }
    /** Where the row was that has gone with the focus; null: it is not among them. */
    removeBut( kept ) {

@@ -2,7 +2,7 @@
 
 import 'uplot/dist/uPlot.min.css';
 import './page.css';
-import { attribute, h, shown, text } from './dom.js';
+import { attribute, h, keepingFocus, shown, text } from './dom.js';
 import * as format from './format.js';
 import { Model } from './model.js';
 import { statistics } from './curve.js';
@@ -116,13 +116,13 @@ class Page {
             h( 'p', {}, h( 'span', { 'aria-hidden': 'true' }, '! ' ), problem ) ) );
       }
       this.tick( false );
-      this.view.update();
+      keepingFocus( this.main, () => this.view.update() );
    }
    tick( all = true ) {
       text( this.clock, this.model.agent ? `${format.clock( this.model.now() )} UTC` : '' );
       // Times that run: curves move on, deadlines come nearer.
       if ( all && this.model.staleSince === null && !document.hidden )
-         this.view.update();
+         keepingFocus( this.main, () => this.view.update() );
    }
 }
 

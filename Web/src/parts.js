@@ -313,22 +313,29 @@ export class EventTable {
    }
 }
 
+/** A link of several, with what comes between it and the next. */
+function linkRow( { name, href } ) {
+   const between = h( 'span' );
+   return {
+      element: h( 'span', {}, h( 'a', { href }, name ), between ),
+      update: ( { last } ) => text( between, last ? '' : ', ' ),
+   };
+}
+
 /** Words and what they stand for: `update( [ [ words, text or list of [ text, address ] ] ] )`. */
 export class Facts {
    constructor() {
       this.element = h( 'dl', { class: 'facts' } );
       this.rows = new Rows( this.element, ( [ words ] ) => words, ( [ words ] ) => {
          const value = h( 'dd' );
-         let shownNow = null;
+         const links = new Rows( value, ( { href } ) => href, linkRow );
          return {
             element: h( 'div', {}, h( 'dt', {}, words ), value ),
             update( [ , now ] ) {
-               const key = JSON.stringify( now );
-               if ( key === shownNow )
-                  return;
-               shownNow = key;
-               value.replaceChildren( ...( typeof now === 'string' ? [ now ]
-                                              : now.flatMap( ( [ name, href ], i ) => [ i ? ', ' : '', h( 'a', { href }, name ) ] ) ) );
+               if ( typeof now === 'string' )
+                  text( value, now );
+               else
+                  links.update( now.map( ( [ name, href ], i ) => ( { name, href, last: i === now.length - 1 } ) ) );
             },
          };
       } );

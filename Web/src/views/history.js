@@ -7,7 +7,10 @@ import { recordLink, unitLink } from '../parts.js';
 import { outcomes } from './record.js';
 
 /** Columns that a phone has no room for. */
-const wide = new Set( [ 'Took', 'Spikes', 'By' ] );
+const wide = new Set( [ 'Took', 'Spikes', 'By', 'Why' ] );
+
+/** A text that is broken between words only. */
+const whole = ( words ) => words.split( ' ' ).flatMap( ( word, i ) => [ i ? ' ' : null, h( 'span', { class: 'brief' }, word ) ] );
 
 export class RecordTable {
    constructor( { caption, unit = true } ) {
@@ -23,12 +26,12 @@ export class RecordTable {
       this.update( [] );
    }
    row( record ) {
-      const took = h( 'td', { class: 'wide' } ), outcome = h( 'td' ), spikes = h( 'td', { class: 'wide' } );
+      const took = h( 'td', { class: 'wide brief' } ), outcome = h( 'td', { class: 'brief' } ), spikes = h( 'td', { class: 'wide' } );
       return {
          element: h( 'tr', {}, h( 'th', { scope: 'row' }, h( 'a', { href: recordLink( record.id ) }, String( record.id ) ) ),
             this.unit ? h( 'td', {}, h( 'a', { href: unitLink( record.unit ) }, record.unit ) ) : null,
-            h( 'td', { class: 'when' }, format.day( format.seconds( record.began ) ) ), took, outcome, spikes,
-            h( 'td', { class: 'wide short' }, record.by ?? '' ), h( 'td', {}, record.reason ?? '' ) ),
+            h( 'td', {}, whole( format.day( format.seconds( record.began ) ) ) ), took, outcome, spikes,
+            h( 'td', { class: 'wide short' }, record.by ?? '' ), h( 'td', { class: 'wide' }, record.reason ?? '' ) ),
          update( now ) {
             const from = format.seconds( now.began ), to = format.seconds( now.ended );
             text( took, from !== null && to !== null ? format.duration( to - from ) : '' );

@@ -107,7 +107,7 @@ export class UnitsView {
       this.element = h( 'div', { class: 'view' }, h( 'div', { class: 'head' }, h( 'h1', {}, 'Units' ), this.total ),
          this.underWay, this.others,
          h( 'section', { 'aria-labelledby': 'last' }, h( 'h2', { id: 'last' }, 'Last events' ), this.events.element,
-            h( 'p', {}, h( 'a', { href: '#/events' }, 'all events' ) ) ) );
+            h( 'p', { class: 'after' }, h( 'a', { href: '#/events' }, 'all events' ) ) ) );
       this.cardRows = new Rows( this.cards, ( unit ) => unit.name, ( unit ) => new Card( model, unit ) );
    }
    update() {
