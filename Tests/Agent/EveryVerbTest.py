@@ -454,9 +454,85 @@ class Statuses(unittest.TestCase):
             78: [self.ofMaintd(config="version: 2\n"), self.ofMaintd("--supervise", config="version: 2\n"), self.inBackground],
         })
 
+    def test_ofASupervisorWhoseAgentIsKilledWhileItEnds(self):
+        agent = self.agent()
+        process = agent.process = self.maintd(agent, "--supervise")
+        agent.until(lambda: agent.get("/api/v1/agent").status == 200)
+        own = agent.get("/api/v1/agent").json["pid"]
+
+        def isAskedToEnd():
+            with open(f"/proc/{own}/status", encoding="utf-8") as file:
+                pending = int(re.search(r"^ShdPnd:\s*(\w+)", file.read(), re.M).group(1), 16)
+            return pending & 1 << (signal.SIGTERM - 1)
+
+        os.kill(own, signal.SIGSTOP)
+        process.send_signal(signal.SIGTERM)
+        agent.until(isAskedToEnd)
+        os.kill(own, signal.SIGKILL)
+        self.assertEqual(128 + signal.SIGKILL, process.wait(PATIENCE))
+
+    def ofStage(self, name, *arguments, told="{}", interrupt=False):
+        def row():
+            process = subprocess.Popen(
+                [os.path.join(REPOSITORY, "Stages", name), *arguments], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                stderr=subprocess.DEVNULL, text=True)
+            process.stdin.write(told)
+            process.stdin.close()
+            if interrupt:
+                while not process.stdout.readline().startswith("waits"):
+                    self.assertIsNone(process.poll())
+                process.send_signal(signal.SIGINT)
+            process.stdout.read()
+            process.stdout.close()
+            return process.wait(PATIENCE)
+        return row
+
+    def test_ofTheStages(self):
+        names = [name for name in os.listdir(os.path.join(REPOSITORY, "Stages"))
+                 if "." not in name and os.access(os.path.join(REPOSITORY, "Stages", name), os.X_OK)
+                 and os.path.isfile(os.path.join(REPOSITORY, "Stages", name))]
+        self.assertEqual(["frr-graceful-shutdown", "kernel-routes", "wait"], sorted(names))
+        of = {"wait": ["0"], "kernel-routes": ["--ip", "/nowhere"], "frr-graceful-shutdown": ["--vtysh", "/nowhere"]}
+        self.check("maintd-stages.8", {
+            0: [self.ofStage("wait", "enter", "0"), *(self.ofStage(name, "--help") for name in names)],
+            1: [self.ofStage(name, "enter", *of[name], told="{") for name in names],
+            2: [self.ofStage(name, "enter", *of[name], "--nonsense") for name in names],
+            130: [self.ofStage("wait", "enter", "300", interrupt=True)],
+        })
+
+    def test_ofWhatPostsToTheUrlsOfHooks(self):
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def do_POST(self):
+                self.rfile.read(int(self.headers["Content-Length"]))
+                self.send_response(int(self.path[1:]))
+                self.end_headers()
+
+            def log_message(self, *ignored):
+                pass
+
+        def post(path):
+            # Where it is in a build depends on the system.
+            programs = glob.glob(os.path.join(BUILD, "lib*", "**", "http-hook"), recursive=True)
+            environment = {"PATH": os.environ["PATH"]} | ({"MAINTD_URL": url + path} if path is not None else {})
+            return subprocess.run(programs[:1], input=b"{}", env=environment, capture_output=True, check=False).returncode
+
+        with open(os.path.join(REPOSITORY, "docs", "HOOKS.md"), encoding="utf-8") as file:
+            said = re.search(r"`http-hook` ends with (\d+) if [^,]*, and with (\d+) if", file.read())
+        done, failed = (int(status) for status in said.groups())
+        server = http.server.HTTPServer(("127.0.0.1", 0), Handler)
+        url = f"http://127.0.0.1:{server.server_port}/"
+        threading.Thread(target=server.serve_forever, kwargs={"poll_interval": 0.05}, daemon=True).start()
+        try:
+            self.assertEqual([done] * 2 + [failed] * 3, [post(path) for path in ("200", "204", "302", "404", "500")])
+        finally:
+            server.shutdown()
+            server.server_close()
+        self.assertEqual(failed, post("200"), "nobody listens any more")
+        self.assertEqual(failed, post(None), "there is no URL")
+
     def test_ofAllProgramsThatNameThem(self):
         pages = {os.path.basename(path) for path in glob.glob(os.path.join(REPOSITORY, "docs", "man", "*.[0-9]"))}
-        self.assertEqual({"maintctl.1", "maintd.8"}, {page for page in pages if self.documented(page)})
+        self.assertEqual({"maintctl.1", "maintd.8", "maintd-stages.8"}, {page for page in pages if self.documented(page)})
 
 
 if __name__ == "__main__":
