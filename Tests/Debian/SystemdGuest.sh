@@ -106,8 +106,27 @@ runsAgain() { [ "$(service MainPID)" != "$1" ] && isRunning; }
 makeOtherLinks() {
    ip link add et2 type dummy && ip link set et2 up && ip link add bond0 type bond || fail "no links"
 }
+# What a new user is shown before he has changed anything: each interface of the first configuration, what will be done to
+# it and why, and what speaks against it.
+planIsWhole() {
+   is "the first line" "spine-a is normal; an enter goes through drainwatch" "$(sed 's/; this session.*//; q' <<< "$output")"
+   is "the head" "INTERFACE IN OUT 95% IN 95% OUT THRESHOLD PROFILE WILL BE" "$(sed -n '3s/  */ /gp' <<< "$output")"
+   is "the interfaces" "bond0 et1 et2" "$(sed -n '4,/^$/s/ .*//p' <<< "$output" | xargs)"
+   local intf
+   for intf in et1 et2; do
+      grep -qE "^$intf .* 100 kbps  fast: named by group uplinks  shut when drained, after 5m00s at the latest\$" <<< "$output" ||
+         fail "it should say what becomes of $intf"
+   done
+   grep -qE "^bond0 .* 100 kbps  fast: named by group uplinks  not watched: it is down\$" <<< "$output" ||
+      fail "it should say that bond0 is down"
+   grep -qE "^warning +no-steering +no stage of the unit says that it steers traffic away" <<< "$output" ||
+      fail "it should say that nobody moves the traffic"
+   grep -qE "^blocking" <<< "$output" && fail "nothing should block it"
+   return 0
+}
 lookAtLinks() { # LINE: what has just been typed
    case $1 in
+   maintctl\ plan*) planIsWhole ;;
    maintctl\ enter*) isDown et1 && isDown et2 || fail "the links should be shut" ;;
    maintctl\ exit*) isUp et1 && isUp et2 || fail "the links should be up" ;;
    esac

@@ -43,6 +43,9 @@ run maintctl validate /etc/maintd/maintd.yaml
 passes
 types /share/use lookAtLinks
 unitIs normal || fail "the unit should be normal again"
+run maintctl -j operations
+is "who has asked" "newcomer newcomer" "$(python3 -c 'import json, sys
+print( *[operation[ "by" ] for operation in json.load( sys.stdin )] )' <<< "$output")"
 
 step "what runs is as it should be"
 run maintctl show agent
@@ -121,6 +124,11 @@ profileIs 200000 && fail "it should not have that threshold yet"
 run systemctl reload maintd
 passes
 until_ 60 "it has the other threshold" profileIs 200000
+run maintctl -j operations
+is "what it was, and whose the signal" "reload done maintd" "$(python3 -c 'import json, sys
+last = json.load( sys.stdin )[ 0 ]
+print( last[ "kind" ], last[ "state" ], last[ "by" ] )' <<< "$output")"
+is "who has asked for what is under way" root "$(unit by)"
 
 step "upgrade while links are held down"
 pid=$(service MainPID)
