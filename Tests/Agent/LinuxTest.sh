@@ -295,6 +295,32 @@ _makesUpForLostNews() {
    _isWell || fail "the agent should be well"
 }
 
+# Plans of several units, from several places, with and without something that speaks against them.
+_changesNothingByPlans() {
+   ip -n "$ns" route del 10.1.1.0/24 metric 2048
+   settle=1
+   _configOf() {
+      cat << YAML
+profiles:
+  now: {threshold: 100kbps, load-interval: 1s, shutdown: true, shutdown-max-delay: 0s}
+default-profile: now
+groups:
+  a: {interfaces: [et1]}
+  b: {interfaces: [et2]}
+  rest: {interfaces: [outside]}
+units:
+  u1: {groups: [a]}
+  u2: {groups: [b]}
+  both: {groups: [a, b]}
+YAML
+   }
+   _config
+   _start
+   run ip netns exec "$ns" python3 -B "$folder/manyPlans.py" "$build/bin/maintctl"
+   passes
+   saysNothing
+}
+
 # ---- tests
 
 drainsRealLinksAndBringsThemBack() {
@@ -310,6 +336,9 @@ refusesToCutOffFollowsLinksAndReleasesThemByHand() {
 }
 leavesToOthersWhatTheyDo() {
    _inWorlds "others _leavesLinksToOthers" "lost _makesUpForLostNews"
+}
+aThousandPlansChangeNothing() {
+   _inWorlds "plans _changesNothingByPlans"
 }
 
 runTest "$2"
