@@ -6,6 +6,7 @@
 #include "Config/Load.h"
 #include "Config/ToYaml.h"
 #include "Fuzz/Input.h"
+#include "Fuzz/Mutation.h"
 
 #include <algorithm>
 #include <map>
@@ -87,4 +88,24 @@ extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t * data, std::size_t si
       Config::describe( Config::Configuration(), *result.configuration ).size() < 100000,
       "and can be described" );
    return 0;
+}
+
+extern "C" std::size_t
+LLVMFuzzerCustomMutator( std::uint8_t * data, std::size_t size, std::size_t most, unsigned seed ) {
+   Fuzz::Dice dice( seed );
+   return Fuzz::changed( data, size, data, most, [&]( std::string & text ) {
+      if ( dice.oneIn( 4 ) )
+         Fuzz::changeAnything( text, most );
+      else
+         Fuzz::changeText( text, Fuzz::yaml, dice );
+   } );
+}
+
+extern "C" std::size_t LLVMFuzzerCustomCrossOver(
+   const std::uint8_t * data, std::size_t size, const std::uint8_t * other, std::size_t otherSize,
+   std::uint8_t * out, std::size_t most, unsigned seed ) {
+   Fuzz::Dice dice( seed );
+   return Fuzz::changed( data, size, out, most, [&]( std::string & text ) {
+      Fuzz::takePart( text, Fuzz::Input( other, otherSize ).rest(), dice );
+   } );
 }

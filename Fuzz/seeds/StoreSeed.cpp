@@ -5,17 +5,30 @@
 #include "Platform/Ledger/LmdbEngine.h"
 
 #include <cstdio>
+#include <map>
+#include <string>
 
 namespace {
 
 void put( std::size_t number ) { std::putchar( static_cast< int >( number & 0xff ) ); }
 void put( std::string_view bytes ) { std::fwrite( bytes.data(), 1, bytes.size(), stdout ); }
 
+/// Keys of one set or map, which begin with tag, entity and attribute: of hundreds of events a few show all there is, and of
+/// a small seed more comes in the same time.
+bool isOneOfFew( std::string_view key, std::map< std::string, unsigned > & seen ) {
+   constexpr std::size_t beginning = 1 + 8 + 2;
+   constexpr unsigned few = 4;
+   return key[0] != 'K' || ++seen[std::string( key.substr( 0, beginning ) )] <= few;
+}
+
 bool write( const char * name, const Vel::String & path, unsigned which ) {
    Ledger::LmdbEngine engine( name, path, Ledger::LmdbEngine::Durability::unsynced );
+   std::map< std::string, unsigned > seen;
    Ledger::Status status = engine.open();
    if ( status.ok() )
       status = engine.walk( "", [&]( std::string_view key, std::string_view value ) {
+         if ( !isOneOfFew( key, seen ) )
+            return true;
          put( which );
          put( key.size() );
          put( key );

@@ -7,22 +7,19 @@ import os
 import subprocess
 import sys
 
-FUZZ = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-sys.path.insert(0, os.path.join(os.path.dirname(FUZZ), "Tests", "Agent"))
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+sys.path.insert(0, os.path.join(ROOT, "Tests", "Agent"))
 sys.dont_write_bytecode = True
 from agentrig import Agent, configuration  # noqa: E402
+from corpus import Corpus  # noqa: E402
+
+CORPUS = Corpus("Store", "Files")
+seed = CORPUS.seed
 
 # As FilesFuzzTest.cpp numbers them.
 SAMPLES, JOURNAL, TIME, SUMMARY, OFFSET, NAME = range(6)
 # The seeds of samples hold the header and the beginning of the first ring.
 SAMPLE_BYTES = 128 * 20
-
-
-def seed(target, name, content):
-    folder = os.path.join(FUZZ, "corpus", target)
-    os.makedirs(folder, exist_ok=True)
-    with open(os.path.join(folder, name), "wb") as file:
-        file.write(content)
 
 
 def content(*path):
@@ -106,6 +103,7 @@ def main():
         agent.advance(65)
         files(agent)
         changes()
+        CORPUS.write()
     finally:
         agent.close()
 

@@ -1,7 +1,8 @@
 """Writes seeds for the fuzz targets Configuration and Requests, of what this tree has of them: examples, configurations of
 tests, the routes of the API's document with the bodies of its examples.
 
-    python3 Fuzz/seeds/texts.py
+    python3 Fuzz/seeds/texts.py            writes them, and removes what it does not make any more
+    python3 Fuzz/seeds/texts.py --left     tells what is there that it does not make, with 1 if there is something
 """
 
 import glob
@@ -9,23 +10,19 @@ import os
 import re
 import sys
 
-FUZZ = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-ROOT = os.path.dirname(FUZZ)
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 sys.path.insert(0, os.path.join(ROOT, "Tests", "Api"))
 sys.path.insert(0, os.path.join(ROOT, "Tests", "Agent"))
 sys.dont_write_bytecode = True
+from corpus import Corpus  # noqa: E402
+
+CORPUS = Corpus("Configuration", "Requests")
+seed = CORPUS.seed
 
 
 def read(*path):
     with open(os.path.join(ROOT, *path), encoding="utf-8") as file:
         return file.read()
-
-
-def seed(target, name, content):
-    folder = os.path.join(FUZZ, "corpus", target)
-    os.makedirs(folder, exist_ok=True)
-    with open(os.path.join(folder, name), "wb") as file:
-        file.write(content if isinstance(content, bytes) else content.encode("utf-8"))
 
 
 HOOKS = """\
@@ -53,15 +50,43 @@ units: {u1: {groups: [a]}}
 """
 
 
+# Small ones of a chapter each: of a small seed more comes in the same time.
+SMALL = """\
+version: 1
+profiles: {p: {threshold: 1.5Mbps, load-interval: 90s}}
+default-profile: p
+"""
+CHAPTERS = {
+    "groups": "groups: {a: {interfaces: [et1, et2], vlans: [10, 20-29, 4094], profile: p}}\n",
+    "units": "groups: {a: {}}\nunits: {u1: {groups: [a], enter: [drainwatch], exit: [drainwatch]}, u2: {}}\n",
+    "stages": "stages: {s: {enter: /bin/a b, exit: \"c 'd e'\", timeout: 5m, on-failure: continue, steers: true}}\n"
+              "enter: [s, drainwatch]\nexit: [drainwatch, s]\n",
+    "hook": "units: {u1: {}, u2: {}}\n"
+            "hooks: {h: {at: [enter, overrun], units: [u1], command: [/bin/a, b c], time-limit: 1m30s}}\n",
+    "hook-url": "hooks:\n  h:\n    at: [spike]\n    url: https://me@a.example:8443/b?c=d\n    time-limit: 10s\n",
+    "redundancy": "units: {u1: {}, u2: {}}\nredundancy-groups: {r: {units: [u1, u2], max-out: 1}}\n"
+                  "control-plane-floor: 10kbps\nsettle: 1h2m3s\n",
+    "listen": "listen: {web: \"[::1]:8080\", names: [a.example]}\n",
+    "simulated": "switch: simulated\nsimulated:\n  clock: virtual\n  ports: {e1: {speed: 10Gbps, traffic: [{for: 10s, in: "
+                 "1Mbps}, {ramp: 1m, to: 5Mbps}]}, e2: {}}\n  port-channels: {p1: [e2]}\n  vlans: {10: {name: v, members: "
+                 "[p1]}}\n",
+    "routes": "simulated:\n  ports: {e1: {}, e2: {}}\n  routes:\n    - {to: 10.0.0.0/8, via: [e1, e2], metric: 5}\n"
+              "    - {to: 2001:db8::/32, via: [e1]}\n",
+}
+
+
 def configurations():
+    for chapter, text in CHAPTERS.items():
+        seed("Configuration", f"small-{chapter}", SMALL + text)
     whole = read("Config", "examples", "maintd.yaml")
     simulated = read("Config", "examples", "simulated.yaml")
-    seed("Configuration", "example", whole)
-    seed("Configuration", "example-simulated", simulated)
-    # Without comments it is a small seed, which is changed in more ways in the same time.
-    bare = re.sub(r"\n(\s*\n)+", "\n", re.sub(r"(?m)\s*#.*$", "", whole))
-    seed("Configuration", "example-bare", bare)
-    sections = re.split(r"(?m)^(?=[a-z])", bare.lstrip("\n"))
+    # Without comments they are small seeds, which are changed in more ways in the same time.
+    def bare(text):
+        return re.sub(r"\n(\s*\n)+", "\n", re.sub(r"(?m)\s*#.*$", "", text)).lstrip("\n")
+    seed("Configuration", "example", bare(whole))
+    seed("Configuration", "example-simulated", bare(simulated))
+    seed("Configuration", "commented", "# a\n" + SMALL.replace("\n", " # b\n\n  # c\n"))
+    sections = re.split(r"(?m)^(?=[a-z])", bare(whole))
     seed("Configuration", "in-drop-ins", "\n%%%\n".join(
         ["".join(section for section in sections if section.startswith(("version", "profiles", "default-profile")))]
         + [section for section in sections if section.startswith(("groups", "units", "stages", "enter", "exit"))]))
@@ -83,7 +108,7 @@ def configurations():
             if joined.count("\n") >= 2 and ":" in joined:
                 snippets.append(joined)
         name = os.path.basename(path).removesuffix("Test.cpp").lower()
-        for number, snippet in enumerate(sorted(set(snippets), key=len, reverse=True)[:4]):
+        for number, snippet in enumerate(sorted(set(snippets), key=lambda text: (-len(text), text))[:4]):
             seed("Configuration", f"test-{name}-{number}", snippet)
 
 
@@ -131,7 +156,7 @@ def requests():
     from apirig import routes
     for route in routes():
         path = re.sub("[A-Z]+", lambda found: NAMES.get(found.group(), "x"), route.path)
-        last = path.rstrip("/0123456789").rpartition("/")[2]
+        last = path.rpartition("/")[2]
         name = (route.method.lower() + path).replace("/api/v1", "").replace("/", "-")
         for number, body in enumerate(BODIES.get(last, [""]) if route.method == "POST" else [""]):
             seed("Requests", f"{name}-{number}", bytes([LOCAL]) + request(route.method, path, body))
@@ -160,3 +185,9 @@ def requests():
 
 configurations()
 requests()
+if "--left" in sys.argv:
+    left = list(CORPUS.left())
+    for path in left:
+        print(f"{path} is made by nobody: run Fuzz/seeds/texts.py")
+    sys.exit(bool(left))
+CORPUS.write()
