@@ -32,6 +32,16 @@ class Document(unittest.TestCase):
         parts = {"common.json"}
         self.assertEqual(named, set(NAMES) - parts)
 
+    def test_namesEachMemberThatAnswersAndBodiesHave(self):
+        """In its text or in an example. Counters are for those who know the plug-in from inside."""
+        named = set(re.findall(r'`([a-z0-9-]+)`|"([a-z0-9-]+)"', document()))
+        named = {prose or example for prose, example in named}
+        for name in NAMES:
+            if name != "counters.json":
+                members = {member for each in objects(PUBLISHED[name]) for member in each["properties"]}
+                with self.subTest(name):
+                    self.assertEqual(sorted(members - named), [])
+
     def test_namesTheMembersOfEachKindOfEventThatTheSchemaHas(self):
         rows = re.findall(r"^\| `(unit|interface|profile|agent)` \| (.*) \|$", document(), re.M)
         self.assertEqual(len(rows), 4)
