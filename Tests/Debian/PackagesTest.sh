@@ -43,7 +43,7 @@ packagesAreMadeWithoutFaults() {
    output=$(_field maintd-plugin-drainwatch Depends) && says "maintd-plugin-interface-$number"
 
    # What somebody looks for is there, and nothing that only we need.
-   local path
+   local path package
    for path in maintd/usr/sbin/maintd maintd/lib/systemd/system/maintd.service maintd/etc/maintd \
       maintd/usr/share/doc/maintd/examples/maintd.yaml maintd/usr/share/man/man8/maintd.8.gz \
       maintd/usr/share/man/man5/maintd.yaml.5.gz maintd/usr/lib/maintd/stages/kernel-routes maintd/usr/lib/maintd/http-hook \
@@ -57,6 +57,32 @@ packagesAreMadeWithoutFaults() {
    saysNothing
    output=$(grep -rlF "$root" maintd maintctl maintd-plugin-drainwatch maintd-plugin-dev)
    saysNothing
+
+   # What can be run is what Tests/Agent/EveryVerbTest.py knows the exit statuses of: another program has to come there too.
+   output=$(find maintd maintctl maintd-plugin-drainwatch maintd-plugin-dev -path '*/DEBIAN' -prune -o \
+      -type f -perm /111 ! -name '*.so*' -print | sort)
+   [ "$output" = "maintctl/usr/bin/maintctl
+maintd/usr/lib/maintd/http-hook
+maintd/usr/lib/maintd/stages/frr-graceful-shutdown
+maintd/usr/lib/maintd/stages/kernel-routes
+maintd/usr/lib/maintd/stages/wait
+maintd/usr/sbin/maintd" ] || fail "these programs should be there, and no others"
+
+   # Each says under which licence it may be used. The text of that one is on every Debian, and so is not packed again; that
+   # of what the page is built from is.
+   output=$(cat "$root/debian/copyright")
+   says "License: Apache-2.0"
+   local common=/usr/share/common-licenses/Apache-2.0
+   says "$common"
+   diff -w "$root/LICENSE" $common > differs || fail "the licence should be the one that it is called: $(cat differs)"
+   sed -n 's/^.*Copyright (c) //p' "$root/Web/dist/licences.txt" > holders
+   [ -s holders ] || fail "it should be known whose the parts of the page are"
+   while IFS= read -r path; do
+      says "$path"
+   done < holders
+   for package in maintd maintctl maintd-plugin-drainwatch maintd-plugin-dev; do
+      cmp "$root/debian/copyright" "$package/usr/share/doc/$package/copyright" || fail "$package should say its licence"
+   done
 
    # Nothing in them can be redirected once they run, and what runs over a buffer or the stack ends them.
    for path in maintd/usr/sbin/maintd maintd/usr/lib/maintd/libmaintplatform.so maintctl/usr/bin/maintctl \
