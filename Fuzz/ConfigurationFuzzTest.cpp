@@ -64,6 +64,16 @@ class GivenFiles final : public Config::Files {
    std::map< std::string, std::string > files_;
 };
 
+/// \param other  may give a part
+void change( std::string & text, std::string_view other, std::size_t most, Fuzz::Dice & dice ) {
+   if ( dice.oneIn( 8 ) )
+      Fuzz::changeAnything( text, most );
+   else if ( !other.empty() && dice.oneIn( 4 ) )
+      Fuzz::takePart( text, other, dice );
+   else
+      Fuzz::changeText( text, Fuzz::yaml, dice );
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t * data, std::size_t size ) {
@@ -93,12 +103,8 @@ extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t * data, std::size_t si
 extern "C" std::size_t
 LLVMFuzzerCustomMutator( std::uint8_t * data, std::size_t size, std::size_t most, unsigned seed ) {
    Fuzz::Dice dice( seed );
-   return Fuzz::changed( data, size, data, most, [&]( std::string & text ) {
-      if ( dice.oneIn( 4 ) )
-         Fuzz::changeAnything( text, most );
-      else
-         Fuzz::changeText( text, Fuzz::yaml, dice );
-   } );
+   return Fuzz::changed(
+      data, size, data, most, [&]( std::string & text ) { change( text, "", most, dice ); } );
 }
 
 extern "C" std::size_t LLVMFuzzerCustomCrossOver(
@@ -106,6 +112,6 @@ extern "C" std::size_t LLVMFuzzerCustomCrossOver(
    std::uint8_t * out, std::size_t most, unsigned seed ) {
    Fuzz::Dice dice( seed );
    return Fuzz::changed( data, size, out, most, [&]( std::string & text ) {
-      Fuzz::takePart( text, Fuzz::Input( other, otherSize ).rest(), dice );
+      change( text, Fuzz::Input( other, otherSize ).rest(), most, dice );
    } );
 }

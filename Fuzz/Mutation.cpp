@@ -558,7 +558,7 @@ void takePart( std::string & text, std::string_view other, Dice & dice ) {
    std::string added = std::string( "," ).append( taken );
    if ( part.isLine )
       added = indented( taken, indentOf( taken ), indentOf( of( text, place ) ) );
-   if ( dice.oneIn( 3 ) )
+   if ( dice.oneIn( 2 ) )
       text.replace( place.begin, place.size(), added.substr( part.isLine ? 0 : 1 ) );
    else
       text.insert( place.end, added );
