@@ -53,8 +53,9 @@ export function day( time ) {
    return new Date( time * 1000 ).toISOString().slice( 0, 19 ).replace( 'T', ' ' );
 }
 
+export const isNear = ( time, now ) => Math.abs( time - now ) < 43200;
 /** A time near now as clock, else with its day. */
-export const moment = ( time, now ) => ( Math.abs( time - now ) < 43200 ? clock : day )( time );
+export const moment = ( time, now ) => ( isNear( time, now ) ? clock : day )( time );
 
 /** Seconds as "45s", "3m10s", "2h05m", "3d04h". */
 export function duration( value ) {

@@ -11,6 +11,13 @@ import { recent } from './model.js';
 export const profileText = ( profile ) => `${profile.name}: below ${format.rate( profile[ 'threshold-bps' ] )} for ${
    profile[ 'load-interval-seconds' ]} s${profile.shutdown ? ', then shut' : ''}`;
 
+/** Sets a text that is broken between its words only. */
+export function broken( element, value ) {
+   if ( element.textContent !== value )
+      element.replaceChildren( ...value.split( ' ' ).flatMap( ( word, i ) => [ i ? ' ' : '', h( 'span', { class: 'brief' }, word ) ] ) );
+   return element;
+}
+
 export const unitLink = ( name ) => `#/unit/${encodeURIComponent( name )}`;
 export const interfaceLink = ( name ) => `#/interface/${encodeURIComponent( name )}`;
 export const recordLink = ( id ) => `#/history/${encodeURIComponent( id )}`;
@@ -286,27 +293,39 @@ export class EventTable {
       this.rows = new Rows( this.body, ( each ) => ( each.before ? `${each.before.sequence}-${each.missed}` : each ),
          ( each ) => ( each.before ? this.gap( each ) : this.row( each ) ) );
    }
+   /** When it was: with its day, unless that is near. */
+   at( iso ) {
+      const time = format.seconds( iso );
+      const element = h( 'time', { datetime: iso, title: format.day( time ) } );
+      let near = null;
+      return { element, update: () => {
+         // There may be thousands of rows.
+         if ( near !== format.isNear( time, this.now ) ) {
+            near = format.isNear( time, this.now );
+            broken( element, format.moment( time, this.now ) );
+         }
+      } };
+   }
    gap( { missed, before } ) {
-      const time = format.seconds( before.time );
+      const at = this.at( before.time );
       return {
-         element: h( 'tr', { class: 'missed' },
-            h( 'td', {}, h( 'time', { datetime: before.time, title: format.day( time ) }, format.clock( time ) ) ),
-            h( 'td', { colspan: 2 }, `… ${missedText( missed )}` ) ),
-         update() {},
+         element: h( 'tr', { class: 'missed' }, h( 'td', {}, at.element ), h( 'td', { colspan: 2 }, `… ${missedText( missed )}` ) ),
+         update: at.update,
       };
    }
    row( event ) {
-      const time = format.seconds( event.time );
+      const at = this.at( event.time );
       const subject = subjectOf( event, this.of ).map( ( [ words, href ] ) => ( href ? h( 'a', { href }, words ) : words ) );
       return {
          element: h( 'tr', { class: isAlarm( event ) ? 'alarm' : '' },
-            h( 'td', {}, h( 'time', { datetime: event.time, title: format.day( time ) }, format.clock( time ) ) ),
+            h( 'td', {}, at.element ),
             h( 'td', {}, h( 'span', { class: 'type' }, event.type ), ' ', subject ),
             h( 'td', {}, isAlarm( event ) ? '! ' : '', event.text ?? event.what ?? '' ) ),
-         update() {},
+         update: at.update,
       };
    }
-   update( events ) {
+   update( events, now ) {
+      this.now = now;
       this.rows.update( [ ...events ].reverse() );
       shown( this.table, events.length > 0 );
       shown( this.none, events.length === 0 );

@@ -76,6 +76,15 @@ describe( 'the list of units', () => {
       await go( page, 'unit/u1' );
       await soon( async () => assert.match( await text( page, '.summary .times' ), /deadline missed/ ) );
    } );
+   test( 'tells the day of what has happened long ago', async () => {
+      const { now } = rig.fake;
+      rig.fake.event( 'unit', 'u1', 'normal', 'u1 is normal', { time: iso( now - 3 * 86400 ) } );
+      const page = await rig.show();
+      const when = async ( words ) => page.locator( '.events tr', { hasText: words } ).locator( 'time' ).innerText();
+      const day = iso( now - 3 * 86400 ).slice( 0, 19 ).replace( 'T', ' ' );
+      await soon( async () => assert.equal( await when( 'u1 is normal' ), day ) );
+      assert.match( await when( 'u1 is entering' ), /^\d\d:\d\d:\d\d$/ );
+   } );
    test( 'says aloud what changes the state of a unit, and nothing else', async () => {
       const page = await rig.show();
       await page.locator( '.card' ).waitFor();

@@ -22,7 +22,7 @@ export class EventsView {
    }
    update() {
       this.buttons.forEach( ( button, i ) => attribute( button, 'aria-pressed', String( types[ i ] === this.type ) ) );
-      this.table.update( this.model.happened.rows( ( event ) => this.type === 'all' || event.type === this.type ) );
+      this.table.update( this.model.happened.rows( ( event ) => this.type === 'all' || event.type === this.type ), this.model.now() );
    }
    remove() {}
 }

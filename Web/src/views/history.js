@@ -3,14 +3,11 @@
 import { h, Rows, shown, text } from '../dom.js';
 import * as format from '../format.js';
 import { Reading } from '../link.js';
-import { recordLink, unitLink } from '../parts.js';
+import { broken, recordLink, unitLink } from '../parts.js';
 import { outcomes } from './record.js';
 
 /** Columns that a phone has no room for. */
 const wide = new Set( [ 'Took', 'Spikes', 'By', 'Why' ] );
-
-/** A text that is broken between words only. */
-const whole = ( words ) => words.split( ' ' ).flatMap( ( word, i ) => [ i ? ' ' : null, h( 'span', { class: 'brief' }, word ) ] );
 
 export class RecordTable {
    constructor( { caption, unit = true } ) {
@@ -30,7 +27,7 @@ export class RecordTable {
       return {
          element: h( 'tr', {}, h( 'th', { scope: 'row' }, h( 'a', { href: recordLink( record.id ) }, String( record.id ) ) ),
             this.unit ? h( 'td', {}, h( 'a', { href: unitLink( record.unit ) }, record.unit ) ) : null,
-            h( 'td', {}, whole( format.day( format.seconds( record.began ) ) ) ), took, outcome, spikes,
+            broken( h( 'td' ), format.day( format.seconds( record.began ) ) ), took, outcome, spikes,
             h( 'td', { class: 'wide short' }, record.by ?? '' ), h( 'td', { class: 'wide' }, record.reason ?? '' ) ),
          update( now ) {
             const from = format.seconds( now.began ), to = format.seconds( now.ended );

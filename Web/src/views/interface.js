@@ -64,7 +64,7 @@ export class InterfaceView {
          this.panel.update();
          this.factsAre( intf );
       }
-      this.events.update( happened.rows( own, 50 ) );
+      this.events.update( happened.rows( own, 50 ), model.now() );
    }
    factsAre( intf ) {
       const profile = this.model.profiles.get( intf.profile );

@@ -96,7 +96,8 @@ export class UnitView {
       shown( this.violations, violating.size > 0 || unit[ 'total-violations' ] > 0 );
       this.violatingRows.update( interfaces.filter( ( intf ) => violating.has( intf.name ) ) );
       text( this.violatingCount, `${unit[ 'total-violations' ]} samples above the threshold in this maintenance` );
-      this.events.update( model.happened.rows( ( event ) => event.subject === name || event.units?.includes( name ), 30 ) );
+      this.events.update( model.happened.rows( ( event ) => event.subject === name || event.units?.includes( name ), 30 ),
+         model.now() );
    }
    remove() {
       this.past.stop();

@@ -128,7 +128,7 @@ export class UnitsView {
       // A unit that is shown elsewhere now takes the focus along.
       if ( at && document.activeElement?.getAttribute( 'href' ) !== at )
          this.element.querySelector( `a[href="${CSS.escape( at )}"]` )?.focus( { preventScroll: true } );
-      this.events.update( model.happened.rows( undefined, 10 ) );
+      this.events.update( model.happened.rows( undefined, 10 ), model.now() );
    }
    watch( names ) {
       if ( this.watched !== names.join( ' ' ) ) {
