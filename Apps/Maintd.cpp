@@ -82,7 +82,8 @@ void Maintd::makeAgent() {
       Agent::Executor::Hooks{
          [this]( const Wire::IntfId & intf ) { membership_->intfIs( intf ); },
          [this]( const Wire::IntfId & intf ) { membership_->intfDel( intf ); },
-         [&e]( const Wire::IntfId & intf ) { return e.isUnderWay( intf ); },
+         // As long as no configuration is applied, nobody can tell that all units of an interface are normal.
+         [this, &e]( const Wire::IntfId & intf ) { return !applied_ || e.isUnderWay( intf ); },
          [&e]( const Wire::IntfId & intf ) { return e.monIntfStatusDir->monIntfStatus( intf ) != nullptr; },
          [this]( const Vel::String & line ) {
             spdlog::warn( "{}", line );
@@ -122,6 +123,7 @@ void Maintd::makeAgent() {
          api_->handle( request, std::move( answer ) );
       },
       Agent::ControlApi::refusal );
+   server_->uncommittedWhile( [this] { return uncommitted_ > 0; } );
 }
 
 void Maintd::makeStages() {

@@ -223,7 +223,9 @@ class Maintd {
    bool configurationIsWrong_ = false;
    bool storeIsUnusable_ = false;
    bool pluginAsked_ = false;
+   unsigned uncommitted_ = 0; ///< replies to what was asked for that wait for the commit
    bool resumed_ = false;
+   bool applied_ = false; ///< a configuration
 };
 
 } // namespace Apps

@@ -68,7 +68,13 @@ Agent::ControlCommands Maintd::commands() {
       const Agent::Drift drift = executor_->drift( intf );
       return drift == Agent::Drift::none ? std::string() : stringValue( drift );
    };
-   c.whenCommitted = [this]( std::function< void() > call ) { loop_->effectIs( std::move( call ) ); };
+   c.whenCommitted = [this]( std::function< void() > call ) {
+      ++uncommitted_;
+      loop_->effectIs( [this, call = std::move( call )] {
+         --uncommitted_;
+         call();
+      } );
+   };
    c.whenStored = [this]( std::function< void() > call ) { commits_->whenStored( std::move( call ) ); };
    c.later = [this]( std::function< void() > call ) { loop_->post( std::move( call ) ); };
    c.wallTime = [this]( double clockTime ) { return wallTime( clockTime ); };

@@ -64,6 +64,7 @@ void Maintd::apply( const Config::Configuration & configuration ) {
    for ( const auto & [name, unit] : configuration.units )
       stages_->unitIs( name, { unit.enter, unit.exit } );
    membership_->configurationIs( configuration );
+   applied_ = true;
    std::vector< std::string > gone;
    for ( const auto & [name, status] : entities_->unitStatusDir->statusRange() )
       if ( !configuration.units.count( name ) )

@@ -47,7 +47,7 @@ Released Maintd::releaseAll() {
    if ( entities_->journal->entrys() != 0 )
       releaseHeld( result );
    else {
-      entities_->cause->intfStatusDelAll();
+      Agent::releaseAllByHand( *entities_->journal, *entities_->cause );
       if ( const auto status = persistence_->commit(); !status.ok() ) {
          result.outcome = Released::Outcome::unknown;
          result.problem = status.text();
@@ -82,7 +82,7 @@ void Maintd::releaseHeld( Released & result ) {
    std::vector< Wire::IntfId > links;
    for ( const auto & [intf, entry] : entities_->journal->entryRange() )
       links.push_back( intf );
-   entities_->cause->intfStatusDelAll();
+   Agent::releaseAllByHand( *entities_->journal, *entities_->cause );
    releaseTick_.is( wheel_, this ).hasNotificationActiveIs( true );
    releaseTick();
    loop_->run();

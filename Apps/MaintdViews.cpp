@@ -105,10 +105,11 @@ void Maintd::Views::reloaded( const Agent::ControlCommands::Reloaded & result ) 
 }
 
 Agent::Recorder::Model Maintd::Views::recorderModel( const Entities & e ) {
-   return {
-      e.unitStatusDir,  e.unitRunDir,         e.unitCommandsDir, e.monIntfStatusDir,     e.insightDir,
-      e.intfToGroupDir, e.intfGroupStatusDir, e.groupToUnitDir,  e.intfProfileStatusDir, e.defaultIntfProfile,
-      e.cause,          e.historyDir,         e.historyPeaksDir };
+   return { e.unitStatusDir,      e.unitRunDir,     e.unitCommandsDir,
+            e.monIntfStatusDir,   e.insightDir,     e.intfToGroupDir,
+            e.intfGroupStatusDir, e.groupToUnitDir, e.intfProfileStatusDir,
+            e.defaultIntfProfile, e.cause,          e.journal,
+            e.historyDir,         e.historyPeaksDir };
 }
 
 void Maintd::Views::addAnswers( Agent::ControlCommands & commands ) const {

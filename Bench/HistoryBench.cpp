@@ -37,7 +37,8 @@ class World {
             Agent::Recorder::Model{
                world_.units, runs_, Vel::make< Agent::UnitCommandsDir >(), world_.records,
                Vel::make< Agent::InsightDir >(), world_.intfToGroup, world_.groups, world_.groupToUnit,
-               world_.profiles, world_.defaultProfile, world_.cause, history_, peaks_ },
+               world_.profiles, world_.defaultProfile, world_.cause, Vel::make< Agent::LinkJournal >(),
+               history_, peaks_ },
             Agent::Recorder::Hooks{
                []( double time ) { return time; }, []( const Wire::IntfId & ) { return std::string(); },
                [] {} } );

@@ -140,8 +140,11 @@ struct ServerCallbacks {
          if ( !listener.server.turns_->mayHand( exchange ) )
             return MHD_YES;
          hand( listener, exchange );
-         if ( exchange->reply )
+         if ( exchange->reply ) {
             listener.server.turns_->answered( costOf( *exchange->reply ) );
+            if ( listener.server.isUncommitted_ && listener.server.isUncommitted_() )
+               return sendWhenCommitted( listener, exchange );
+         }
       }
       if ( !exchange->reply ) {
          listener.suspend( *exchange );
@@ -160,6 +163,18 @@ struct ServerCallbacks {
       return send(
          exchange->connection, listener.server.refusal_( Api::Error{
                                   Api::ErrorCode::unavailable, refusal, exchange->request.path } ) );
+   }
+
+   static MHD_Result sendWhenCommitted( Listener & listener, const std::shared_ptr< Exchange > & exchange ) {
+      listener.suspend( *exchange );
+      listener.server.loop_->effectIs( [exchange] { goOn( *exchange ); } );
+      return MHD_YES;
+   }
+
+   /// There is a reply. Whoever asked may be gone, and the listener with it.
+   static void goOn( Exchange & exchange ) {
+      if ( exchange.connection && exchange.listener->resume( exchange ) )
+         exchange.listener->runSoon();
    }
 
    /// Bytes that were made for it. A long answer has been begun by as much as is given at once.
@@ -199,8 +214,7 @@ struct ServerCallbacks {
          if ( exchange->reply )
             return;
          exchange->reply = std::move( reply );
-         if ( exchange->connection && exchange->listener->resume( *exchange ) )
-            exchange->listener->runSoon();
+         goOn( *exchange );
       } );
    }
 

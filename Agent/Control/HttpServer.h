@@ -90,6 +90,11 @@ class HttpServer {
    std::optional< std::string > listenWeb( const std::string & host, unsigned port );
    /// Requests over the web address for any other host are refused from now on. Until this is called all are served.
    void webNamesAre( HostNames names ) { webNames_ = std::move( names ); }
+   /// As long as this is so, something has been asked for that is not stored yet. What is shown in that turn tells of it, and
+   /// leaves only when it is. Until this is called every reply leaves at once.
+   void uncommittedWhile( std::function< bool() > isUncommitted ) {
+      isUncommitted_ = std::move( isUncommitted );
+   }
    /// The port that a web listener got; 0: none.
    unsigned webPort() const;
 
@@ -116,6 +121,7 @@ class HttpServer {
    double heartbeatAfter_;
    std::string localPath_;
    std::optional< HostNames > webNames_;
+   std::function< bool() > isUncommitted_;
    std::unique_ptr< Streams > streams_;
    std::unique_ptr< Turns > turns_;
    std::map< int, std::unique_ptr< Listener > > listeners_; ///< by listening descriptor

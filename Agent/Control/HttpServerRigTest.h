@@ -50,6 +50,11 @@ class HttpTestClient {
    /// The other side has ended the connection.
    bool ended() const { return ended_; }
    const std::string & received() const { return received_; }
+   /// More has come that is not read yet.
+   bool hasMore() const {
+      char byte;
+      return recv( descriptor_, &byte, 1, MSG_PEEK | MSG_DONTWAIT ) == 1;
+   }
 
    /// Status lines of the answers that have come in full.
    std::vector< std::string > statuses() const {

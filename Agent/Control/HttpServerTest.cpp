@@ -304,6 +304,29 @@ TEST_F( HttpServerTest, sendsAnAnswerThatIsGivenInALaterTurn ) {
    EXPECT_EQ( Bodies{ "done" }, asker.bodies() );
 }
 
+TEST_F( HttpServerTest, sendsWhatIsShownWhileSomethingIsUncommittedWhenItIsCommitted ) {
+   listen();
+   bool uncommitted = true;
+   server->uncommittedWhile( [&] { return uncommitted; } );
+   Client & asker = client();
+   std::string seen;
+   loop->commitHookIs( [&] {
+      if ( !requests.empty() && asker.received().empty() )
+         seen += asker.hasMore() ? "sent " : "held ";
+      return true;
+   } );
+   asker.send( get( "/shown" ) );
+   runUntilAnswered( asker );
+   EXPECT_EQ( Bodies{ "/shown" }, asker.bodies() );
+   EXPECT_EQ( 0u, seen.find( "held " ) ) << "when the turn in which it was asked for ends: " << seen;
+   uncommitted = false;
+   seen.clear();
+   Client & other = client();
+   other.send( get( "/again" ) );
+   runUntilAnswered( other );
+   EXPECT_EQ( Bodies{ "/again" }, other.bodies() );
+}
+
 TEST_F( HttpServerTest, takesOnlyTheFirstAnswer ) {
    listen();
    handler = []( const HttpRequest &, const HttpServer::Answer & answer ) {

@@ -156,6 +156,17 @@ void Executor::adminUpHasChanged( Known & known ) {
 void Executor::turnEnds() {
    drifts_.turnEnds();
    bridgesNote();
+   releasedNote();
+}
+
+void Executor::releasedNote() {
+   for ( const auto & [intf, none] : model_.journal->releasedRange() )
+      if ( !hooks_.isUnderWay( intf ) )
+         model_.journal->releasedDel( intf );
+      else if ( model_.cause->intfStatusDel( intf ) )
+         hooks_.noted( Vel::text(
+            intf,
+            ": is not shut again: it has been released by hand, which holds until its units are normal" ) );
 }
 
 /// Whether a link has come up because the machine has started, and nobody has wished it. It is held anew then, with the
@@ -285,7 +296,7 @@ void Executor::run() {
 }
 
 void Executor::execute( const Wire::IntfId & intf ) {
-   const bool wantedDown = model_.cause->intfStatus( intf ) != nullptr;
+   const bool wantedDown = model_.cause->intfStatus( intf ) && !model_.journal->released( intf );
    if ( !wantedDown )
       model_.journal->awaitedDel( intf );
    const auto it = known_.find( intf );
@@ -393,6 +404,7 @@ Executor::Released Executor::release( const std::string & name ) {
    for ( const auto & [intf, entry] : model_.journal->entryRange() )
       if ( intf.name() == name ) {
          const Wire::IntfId id = intf;
+         model_.journal->releasedIs( id );
          const bool changed = model_.cause->intfStatusDel( id );
          if ( !changed )
             runSoon( id );

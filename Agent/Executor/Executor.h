@@ -37,6 +37,9 @@
 ///    A bridge that goes down or up and takes its VLAN interfaces with it is nobody's wish for those: one that we hold is
 ///    set down again. Nor is it anybody's wish that a machine that starts sets its links up: one that is to be held down
 ///    since before is set down again when it comes up for the first time.
+///    A link that was released by hand is not shut again before all its units are normal, whatever is decided meanwhile,
+///    by a changed profile or by a plug-in that starts and finds its interface drained: its entry in the cause is
+///    forgotten in the same turn, after everything that is decided in it and before others look.
 /// 4. No request is sent that the journal does not know; what the journal knows and the switch has not acknowledged is
 ///    asked for again. A link whose addresses and routes cannot be read is not shut until they can be.
 namespace Agent {
@@ -100,8 +103,8 @@ class Executor final : private DataPlane::Listener {
       std::optional< Api::Error > refused;
       bool changed = false; ///< the link was to be held until now
    };
-   /// Raises a link that we hold and forgets its entry in the cause, whatever the stages say. One that is on its way up is
-   /// asked for once more.
+   /// Raises a link that we hold and forgets its entry in the cause, whatever the stages say; until its units are normal it
+   /// gets no other. One that is on its way up is asked for once more.
    Released release( const std::string & name );
    /// Forgets entries of the cause that belong to no record: nobody would ever take them away. Called once, when the
    /// plug-in is up.
@@ -151,6 +154,7 @@ class Executor final : private DataPlane::Listener {
    void adminUpHasChanged( Known & known );
    bool follows( Known & known, LinkJournalEntry * entry );
    void bridgesNote();
+   void releasedNote();
    void setByOthers( Known & known, LinkJournalEntry * entry );
    void findDrift();
    void bootNote();

@@ -339,6 +339,34 @@ TEST_F( ExecutorStory, releasesByHand ) {
    EXPECT_TRUE( fake->requests[1].up );
 }
 
+TEST_F( ExecutorStory, whatIsReleasedByHandIsNotShutAgainBeforeItsUnitsAreNormal ) {
+   underWay.insert( et1 );
+   held();
+   executor->release( "et1" );
+   clock->runUntilIdle();
+   fake->done( 1 );
+   clock->runUntilIdle();
+   model.cause->intfStatusIs( et1, 1 );
+   clock->runUntilIdle();
+   EXPECT_EQ( nullptr, model.cause->intfStatus( et1 ) );
+   EXPECT_EQ(
+      std::vector< Vel::String >{
+         "et1: is not shut again: it has been released by hand, which holds until its units are normal" },
+      notes );
+   restart();
+   model.cause->intfStatusIs( et1, 1 );
+   clock->runUntilIdle();
+   EXPECT_EQ( 2u, fake->requests.size() ) << "over restarts";
+   underWay.clear();
+   clock->runUntilIdle();
+   clock->post( [] {} );
+   clock->runUntilIdle();
+   model.cause->intfStatusIs( et1, 1 );
+   clock->runUntilIdle();
+   ASSERT_EQ( 3u, fake->requests.size() );
+   EXPECT_FALSE( fake->requests[2].up );
+}
+
 TEST_F( ExecutorStory, deletesEntriesThatBelongToNoRecord ) {
    held();
    executor->orphansDel( []( const Wire::IntfId & ) { return false; } );

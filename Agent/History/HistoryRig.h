@@ -64,7 +64,7 @@ struct HistoryRig {
          clock, wheel,
          Recorder::Model{
             units, runs, commands, monIntfs, insights, intfToGroup, intfGroups, groupToUnit, profiles,
-            defaultProfile, cause, dir, peaks },
+            defaultProfile, cause, journal, dir, peaks },
          Recorder::Hooks{
             []( double time ) { return time + wallOffset; }, [this]( const Wire::IntfId & ) { return drift; },
             [this] { archive->look(); } } );
@@ -191,6 +191,7 @@ struct HistoryRig {
    Vel::Ptr< Maintenance::Profile::DefaultProfile > defaultProfile =
       Vel::make< Maintenance::Profile::DefaultProfile >();
    Vel::Ptr< Errdisable::CauseStatus > cause = Vel::make< Errdisable::CauseStatus >( "maintenance-shutdown" );
+   Vel::Ptr< LinkJournal > journal = Vel::make< LinkJournal >();
    Vel::Ptr< HistoryDir > dir = Vel::make< HistoryDir >();
    Vel::Ptr< HistoryPeaksDir > peaks = Vel::make< HistoryPeaksDir >();
    std::optional< Archive > archive;

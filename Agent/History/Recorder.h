@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Agent/Model/History.h"
+#include "Agent/Model/LinkJournal.h"
 #include "Agent/Model/StageCommand.h"
 #include "Agent/Model/UnitRun.h"
 #include "Platform/Cog/Scheduler.h"
@@ -55,6 +56,7 @@ class Recorder {
       Vel::Ptr< const IntfMaintenanceProfile::StatusDir > intfProfileStatusDir;
       Vel::Ptr< const Maintenance::Profile::DefaultProfile > defaultIntfProfile;
       Vel::Ptr< const Errdisable::CauseStatus > cause;
+      Vel::Ptr< const LinkJournal > journal;
       Vel::Ptr< HistoryDir > historyDir;
       Vel::Ptr< HistoryPeaksDir > peaksDir;
    };
@@ -184,6 +186,7 @@ class Recorder {
    void takeSpike( HistoryIntf & entry, bool above, double bps ) const;
    void takeReason( HistoryIntf & entry ) const;
    void takeDrained( HistoryIntf & entry, const MonIntfStatus & monIntf ) const;
+   bool isShut( const Wire::IntfId & intf ) const;
    void takeCause( HistoryIntf & entry ) const;
    void takeDrift( HistoryIntf & entry ) const;
    double now() const { return scheduler_->currentTime(); }

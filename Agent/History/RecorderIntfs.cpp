@@ -281,15 +281,20 @@ void Recorder::takeDrained( HistoryIntf & entry, const MonIntfStatus & monIntf )
    if ( monIntf.state() != Maintenance::monIntfStateUnderMaint || entry.drained() > 0 || entry.forced() )
       return;
    takeProfile( entry );
-   if ( wasQuiet( monIntf, entry.profile() ) || !model_.cause->intfStatus( entry.intfId() ) )
+   if ( wasQuiet( monIntf, entry.profile() ) || !isShut( entry.intfId() ) )
       entry.drainedIs( now() );
    else
       entry.forcedIs( true );
 }
 
+/// What is released by hand stays so, whatever is decided: an entry goes in the turn in which it came.
+bool Recorder::isShut( const Wire::IntfId & intf ) const {
+   return model_.cause->intfStatus( intf ) && !model_.journal->released( intf );
+}
+
 /// A decision to shut comes before the state that it leads to.
 void Recorder::takeCause( HistoryIntf & entry ) const {
-   if ( !model_.cause->intfStatus( entry.intfId() ) ) {
+   if ( !isShut( entry.intfId() ) ) {
       if ( entry.shut() > 0 && entry.raised() == 0 )
          entry.raisedIs( now() );
       return;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/Model/Wire.h"
+#include "Platform/Model/Errdisable.h"
 #include "Platform/Vel/Declare.h"
 
 /// Purpose: which links we have asked to be set, and what must be put back. Kept across restarts: written before the
@@ -49,6 +49,18 @@ class LinkJournal final : public Vel::Entity {
    VEL_CHILDREN( Wire::IntfId, LinkJournalEntry, entry, onEntry );
    VEL_CHILDREN( Wire::IntfId, LoweredLink, lowered, onLowered );
    VEL_CHILDREN( Wire::IntfId, AwaitedLink, awaited, onAwaited );
+   /// Links that an operator has released by hand, until all their units are normal. Written by the executor and, where
+   /// there is none, by whoever releases all.
+   VEL_SET( Wire::IntfId, released, onReleased );
 };
+
+/// Every link is to be let go of, as if each had been released by hand.
+inline void releaseAllByHand( LinkJournal & journal, Errdisable::CauseStatus & cause ) {
+   for ( const auto & [intf, entry] : journal.entryRange() )
+      journal.releasedIs( intf );
+   for ( const auto & [intf, time] : cause.intfStatusRange() )
+      journal.releasedIs( intf );
+   cause.intfStatusDelAll();
+}
 
 } // namespace Agent

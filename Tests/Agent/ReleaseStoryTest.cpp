@@ -2,12 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 
 namespace {
 
+using nlohmann::json;
 using Tests::AgentRig;
 using Outcome = Apps::Released::Outcome;
 
@@ -147,6 +150,106 @@ TEST_F( ReleaseAll, leavesTheUnitToTheNextAgent ) {
    EXPECT_EQ( "\"normal\"", rig.fact( "units/u1", "state" ) );
    EXPECT_EQ( "\"up\"", rig.fact( "interfaces/et1", "link-state" ) );
    EXPECT_EQ( "false", rig.fact( "interfaces/et1", "shut" ) );
+}
+
+TEST_F( ReleaseAll, holdsForTheNextAgentUntilTheUnitIsNormal ) {
+   rig.crash();
+   EXPECT_EQ( "", rig.releaseAll().problem );
+   rig.start();
+   rig.runUntil( 200 );
+   EXPECT_EQ( "\"maintenance\"", rig.fact( "units/u1", "state" ) );
+   EXPECT_EQ( downAndUp, sorted( rig.moves() ) )
+      << "the plug-in finds its interfaces drained, and decides to shut";
+   EXPECT_EQ( "false", rig.fact( "interfaces/et1", "shut" ) );
+   rig.post( "units/u1/exit" );
+   rig.runUntil( 210 );
+   rig.post( "units/u1/enter" );
+   rig.runUntil( 260 );
+   EXPECT_EQ( "\"maintenance\"", rig.fact( "units/u1", "state" ) );
+   EXPECT_EQ( downAndUp.size() + down.size(), rig.moves().size() ) << "another maintenance shuts them";
+}
+
+TEST_F( ReleaseAll, holdsWhenTheLinksHadBeenReleasedAlready ) {
+   for ( const char * const link : { "et1", "et2", "pc1" } )
+      rig.post( std::string( "interfaces/" ) + link + "/release", R"({"force": true})" );
+   rig.runUntil( 60 );
+   rig.crash();
+   EXPECT_TRUE( rig.releaseAll().links.empty() );
+   rig.start();
+   rig.runUntil( 100 );
+   EXPECT_EQ( downAndUp, sorted( rig.moves() ) );
+}
+
+/// Of one link; the others stay shut.
+class ReleaseByHand : public ReleaseAll {
+ protected:
+   ReleaseByHand() {
+      rig.post( "interfaces/et1/release", R"({"force": true})" );
+      rig.runUntil( 60 );
+      EXPECT_EQ( released, sorted( rig.moves() ) );
+   }
+   /// What has happened to the link, in order.
+   std::string happened() {
+      std::string result;
+      const json all = json::parse( rig.get( "events/recent?limit=200" ) );
+      for ( const auto & event : all.at( "events" ) )
+         if ( event.at( "subject" ) == "et1" )
+            result += event.at( "what" ).get< std::string >() + " ";
+      return result;
+   }
+   const std::vector< std::string > released{ "et1 down", "et1 up", "et2 down", "pc1 down" };
+};
+
+TEST_F( ReleaseByHand, holdsOverARestart ) {
+   const std::string before = happened();
+   EXPECT_NE( std::string::npos, before.find( "shut" ) ) << before;
+   rig.crash();
+   rig.start();
+   rig.runUntil( 200 );
+   EXPECT_EQ( released, sorted( rig.moves() ) );
+   EXPECT_EQ( "false", rig.fact( "interfaces/et1", "shut" ) );
+   EXPECT_EQ( "true", rig.fact( "interfaces/et2", "shut" ) );
+   EXPECT_EQ( before, happened() ) << "nobody is told that it is shut";
+}
+
+TEST_F( ReleaseByHand, isWrittenDownWithTheMaintenanceOnce ) {
+   const auto written = [this] {
+      const json record = json::parse( rig.get( "history/1" ) );
+      for ( const auto & intf : record.at( "interfaces" ) )
+         if ( intf.at( "name" ) == "et1" )
+            return intf.at( "shut" ).dump() + " " + intf.at( "raised" ).dump();
+      return std::string();
+   };
+   const std::string before = written();
+   EXPECT_EQ( std::string::npos, before.find( "null" ) ) << before;
+   rig.crash();
+   rig.start();
+   rig.runUntil( 200 );
+   EXPECT_EQ( before, written() );
+}
+
+TEST_F( ReleaseByHand, holdsWhenTheProfileIsChanged ) {
+   const auto configurationIs = [this]( const std::string & shutdown ) {
+      std::string text = configuration;
+      text.replace( text.find( "shutdown: true" ), 14, "shutdown: " + shutdown );
+      rig.configurationIs( text );
+      EXPECT_EQ( 200, rig.post( "reload" ) );
+   };
+   configurationIs( "false" );
+   rig.runUntil( 80 );
+   EXPECT_EQ( downAndUp, sorted( rig.moves() ) );
+   configurationIs( "true" );
+   rig.runUntil( 100 );
+   EXPECT_EQ( downAndUp.size() + 2, rig.moves().size() ) << "et2 and pc1 are shut again";
+   EXPECT_EQ( "false", rig.fact( "interfaces/et1", "shut" ) );
+}
+
+TEST_F( ReleaseByHand, isOverWhenTheUnitIsNormal ) {
+   rig.post( "units/u1/exit" );
+   rig.runUntil( 80 );
+   rig.post( "units/u1/enter" );
+   rig.runUntil( 140 );
+   EXPECT_EQ( "true", rig.fact( "interfaces/et1", "shut" ) );
 }
 
 } // namespace
