@@ -10,6 +10,7 @@
 #include <sched.h>
 #include <sys/socket.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
@@ -59,8 +60,14 @@ class BareDump {
    BareDump( const BareDump & ) = delete;
    BareDump & operator=( const BareDump & ) = delete;
 
-   /// The number of links in it.
-   int run() {
+   /// What a link has carried so far, in octets.
+   struct Counts {
+      int link = 0; ///< its index
+      std::uint64_t in = 0, out = 0;
+   };
+
+   /// The number of links in it. \param counts  of counters: what each has carried; without it they are read and dropped
+   int run( std::vector< Counts > * counts = nullptr ) {
       char request[MNL_NLMSG_HDRLEN + 64] = {};
       auto * const header = mnl_nlmsg_put_header( request );
       header->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
@@ -71,6 +78,9 @@ class BareDump {
          askForLinks( header );
       mnl_socket_sendto( socket_, header, header->nlmsg_len );
       seen_ = 0;
+      counts_ = counts;
+      if ( counts )
+         counts->clear();
       while ( true ) {
          const ssize_t size = mnl_socket_recvfrom( socket_, buffer_.data(), buffer_.size() );
          const auto take = of_ == Of::counters ? takeCounters : takeLink;
@@ -95,6 +105,8 @@ class BareDump {
       mnl_attr_put_u32( header, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
    }
    static int takeCounters( const nlmsghdr * message, void * self ) {
+      static_cast< BareDump * >( self )->link_ = static_cast< int >(
+         static_cast< const if_stats_msg * >( mnl_nlmsg_get_payload( message ) )->ifindex );
       return mnl_attr_parse( message, sizeof( if_stats_msg ), takeAttribute, self );
    }
    static int takeAttribute( const nlattr * attribute, void * self ) {
@@ -102,7 +114,10 @@ class BareDump {
          rtnl_link_stats64 stats;
          __builtin_memcpy( &stats, mnl_attr_get_payload( attribute ), sizeof stats );
          benchmark::DoNotOptimize( stats.rx_bytes + stats.tx_bytes );
-         ++static_cast< BareDump * >( self )->seen_;
+         auto & dump = *static_cast< BareDump * >( self );
+         if ( dump.counts_ )
+            dump.counts_->push_back( { dump.link_, stats.rx_bytes, stats.tx_bytes } );
+         ++dump.seen_;
       }
       return MNL_CB_OK;
    }
@@ -117,7 +132,8 @@ class BareDump {
    mnl_socket * socket_;
    std::vector< char > buffer_;
    unsigned sequence_ = 0;
-   int seen_ = 0;
+   int seen_ = 0, link_ = 0;
+   std::vector< Counts > * counts_ = nullptr;
 };
 
 } // namespace Bench
