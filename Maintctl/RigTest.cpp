@@ -35,6 +35,17 @@ Reply FakeClient::send( const Request & request ) {
          "the agent cannot be reached: Connection refused",
          "/run/maintd/control.sock",
          {} };
+   if ( hangsFrom_ && request.path.find( *hangsFrom_ ) != std::string::npos )
+      hangsFrom_ = std::nullopt;
+   if ( waits_ && !hangsFrom_ ) {
+      waits_( request.seconds );
+      throw Failure{
+         ExitStatus::notReachable,
+         FailureCode::notReachable,
+         "the agent cannot be reached: no answer for " + std::to_string( request.seconds ) + " seconds",
+         "/run/maintd/control.sock",
+         {} };
+   }
    const bool get = request.method == Request::Method::get;
    const std::string key = ( get ? "GET " : "POST " ) + request.path;
    if ( request.path != Api::Path::agent )

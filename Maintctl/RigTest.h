@@ -6,6 +6,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,12 @@ class FakeClient final : public Client {
    void reachableIs( bool reachable ) { reachable_ = reachable; }
    /// It takes a while to answer the next request; this happens meanwhile.
    void during( std::function< void() > happens ) { during_ = std::move( happens ); }
+   /// From the next request on whose path has this part, it takes requests and answers none: `waits` is told how long
+   /// whoever asks has waited for nothing.
+   void hangsFrom( std::string part, std::function< void( unsigned seconds ) > waits ) {
+      hangsFrom_ = std::move( part );
+      waits_ = std::move( waits );
+   }
    /// The operator presses Ctrl-C during the next request.
    void interruptNext() { interrupted_ = true; }
 
@@ -42,6 +49,8 @@ class FakeClient final : public Client {
  private:
    std::map< std::string, std::deque< Reply > > answers_;
    std::function< void() > during_;
+   std::function< void( unsigned ) > waits_; ///< empty: it does not hang
+   std::optional< std::string > hangsFrom_;  ///< nothing: it has begun to hang
    bool reachable_ = true, interrupted_ = false;
 };
 

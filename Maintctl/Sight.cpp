@@ -196,8 +196,9 @@ bool Sight::fill( const std::vector< std::string > & names ) try {
    }
    return filled;
 } catch ( const Failure & failure ) {
-   // Curves can do without; who does not answer at all is found out by whoever asks for more.
-   if ( failure.status == ExitStatus::interrupted )
+   // Curves can do without. An agent that does not answer at all is told of at once: to ask it for more would take as
+   // long again.
+   if ( failure.status == ExitStatus::interrupted || failure.status == ExitStatus::notReachable )
       throw;
    return false;
 } catch ( const Api::Error & ) {

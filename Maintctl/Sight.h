@@ -42,7 +42,7 @@ class Sight {
    /// Of the last look.
    Picture picture() const;
    /// Asks for the samples of those interfaces that stand in the first so many rows of the picture and whose curves have
-   /// not begun with them yet. Whether that has given any. Throws Failure: interrupted.
+   /// not begun with them yet. Whether that has given any. Throws Failure: interrupted, notReachable.
    bool fill( std::size_t rows );
 
    std::optional< double > clock() const { return clock_; }

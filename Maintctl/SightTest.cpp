@@ -335,6 +335,19 @@ TEST_F( SightTest, asksAgainForWhatItMissed ) {
    EXPECT_EQ( sight.picture().units[0].interfaces[0].curve.size(), 2 );
 }
 
+TEST_F( SightTest, asksNoMoreForCurvesWhenTheAgentDoesNotAnswer ) {
+   std::vector< std::string > many;
+   for ( int i = 0; i < 120; ++i )
+      many.push_back( intf( "et" + std::to_string( i ), reason( "timing" ) ) );
+   interfaces( many );
+   Sight sight( { What::unit, "a" }, remote );
+   sight.look();
+   unsigned asked = 0;
+   client.hangsFrom( "/samples", [&]( unsigned ) { ++asked; } );
+   EXPECT_THROW( sight.fill( 200 ), Failure );
+   EXPECT_EQ( asked, 1 );
+}
+
 TEST_F( SightTest, keepsWhatItSawIfALookFails ) {
    interfaces( { intf( "et1", reason( "timing" ) ) } );
    Sight sight( { What::units, "" }, remote );

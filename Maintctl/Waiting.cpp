@@ -180,23 +180,20 @@ void Waiting::report( const Api::Unit & unit ) {
       output_.message( progressLine( unit ) );
 }
 
-void Waiting::draw( const Api::Unit & unit ) {
-   try {
-      sight_.look( unit );
-   } catch ( const Failure & failure ) {
-      if ( failure.status == ExitStatus::interrupted )
-         throw;
-      // Only what is drawn depends on it; the next look finds out what has happened.
-      if ( failure.status == ExitStatus::notReachable && drawn_ )
-         reportAway( failure );
-      return;
-   } catch ( const Api::Error & ) {
-      return;
-   }
+void Waiting::draw( const Api::Unit & unit ) try {
+   sight_.look( unit );
    live_->show( sight_.picture() );
+   drawn_ = true;
    if ( sight_.fill( live_->rows() ) )
       live_->show( sight_.picture() );
-   drawn_ = true;
+} catch ( const Failure & failure ) {
+   if ( failure.status == ExitStatus::interrupted )
+      throw;
+   // Only what is drawn depends on it; the next look finds out what has happened.
+   if ( failure.status == ExitStatus::notReachable && drawn_ )
+      reportAway( failure );
+} catch ( const Api::Error & ) {
+   // The same.
 }
 
 void Waiting::reportFailures( const Api::Unit & unit ) {

@@ -212,6 +212,22 @@ TEST_F( WaitingTest, drawsThatTheAgentIsAwayAsSoonAsAnyQuestionIsNotAnswered ) {
    EXPECT_EQ( linesOf( away )[0], "stale: the agent cannot be reached: Connection refused" );
 }
 
+TEST_F( WaitingTest, drawsThatAnAgentHangsWhenItDoesNotGiveTheFirstCurves ) {
+   rig.messages.able.draws = true;
+   rig.client.answers(
+      "GET /api/v1/interfaces?unit=a",
+      R"([{"name":"et1","units":["a"],"state":"enter-maint","in-bps":8,"out-bps":5,
+         "reason":{"code":"stalled","text":"it stalls"}}])" );
+   from( 0, unit( "entering", 3 ) );
+   rig.client.hangsFrom( "/samples", [this]( unsigned seconds ) { rig.pace.sleep( seconds ); } );
+   std::string shown;
+   rig.pace.at( Remote::soon + 0.25, [&] { shown = rig.messages.shown(); } );
+   rig.pace.interruptAt( 8 );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait" } ), ExitStatus::interrupted );
+   EXPECT_EQ( linesOf( shown )[0], "stale: the agent cannot be reached: no answer for 5 seconds" );
+   EXPECT_NE( shown.find( "it stalls" ), std::string::npos ) << shown;
+}
+
 TEST_F( WaitingTest, saysLinesWhileAnotherJobHasTheTerminal ) {
    rig.messages.able.draws = true;
    rig.messages.ours = false;

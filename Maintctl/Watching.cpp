@@ -136,7 +136,9 @@ void Watching::draw() try {
    if ( sight_.fill( live_->rows() ) )
       live_->show( sight_.picture() );
 } catch ( const Failure & failure ) {
-   throw silently( failure );
+   if ( failure.status == ExitStatus::interrupted )
+      throw silently( failure );
+   tellAway( failure );
 }
 
 void Watching::tellDocument() {

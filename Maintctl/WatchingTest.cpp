@@ -1,5 +1,6 @@
 #include "Maintctl/Watching.h"
 
+#include "Maintctl/Remote.h"
 #include "Maintctl/RigTest.h"
 
 #include <gtest/gtest.h>
@@ -128,6 +129,15 @@ TEST_F( WatchingTest, saysSinceWhenTheAgentIsAwayAndGoesOn ) {
       linesOf( away )[0], "stale since 22:13:20 UTC: the agent cannot be reached: Connection refused" );
    EXPECT_TRUE( linesOf( away )[2].starts_with( "a  entering" ) ) << away;
    EXPECT_TRUE( linesOf( back )[0].starts_with( "1 unit" ) ) << back;
+}
+
+TEST_F( WatchingTest, saysThatAnAgentHangsWhenItDoesNotGiveTheFirstCurves ) {
+   rig.client.hangsFrom( "/samples", [this]( unsigned seconds ) { rig.pace.sleep( seconds ); } );
+   rig.pace.interruptAt( 20 );
+   const std::string shown = shownAt( Remote::soon + 0.25, { "show", "--watch" } );
+   EXPECT_EQ(
+      linesOf( shown )[0], "stale since 22:13:20 UTC: the agent cannot be reached: no answer for 5 seconds" );
+   EXPECT_NE( shown.find( "et1    812 kbps" ), std::string::npos ) << "what it has said before";
 }
 
 TEST( Remote, tellsWhoeverLooksOverAndOverAtOnceThatTheClockCannotBeAskedFor ) {
