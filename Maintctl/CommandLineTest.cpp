@@ -226,7 +226,15 @@ TEST( CommandLine, saysWhatMakesNoSense ) {
       { { "enter" }, "UNIT is required" },
       { { "enter", "" }, "UNIT: is empty" },
       { { "plan", "a", "b" }, "The following argument was not expected: b" },
-      { { "enter", "a", "--now" }, "The following argument was not expected: --now" },
+      { { "enter", "a", "--now" }, "unknown option \"--now\"" },
+      { { "enter", "a", "--raeson=fan" }, "unknown option \"--raeson\"; did you mean \"--reason\"?" },
+      { { "report", "x" }, "ID: \"x\" is no number from 1 to 4294967295" },
+      { { "report", "0" }, "ID: \"0\" is no number from 1 to 4294967295" },
+      { { "operation", "1.5" }, "ID: \"1.5\" is no number from 1 to 4294967295" },
+      { { "events", "--after=-1" }, "--after: \"-1\" is no number from 0 to 18446744073709551615" },
+      { { "events", "--last", "5000" }, "--last: \"5000\" is no number from 1 to 4096" },
+      { { "history", "--limit", "0" }, "--limit: \"0\" is no number from 1 to 1000" },
+      { { "plan", "a", "--session", "foo" }, "--session: \"foo\" is no address" },
       { { "enter", "a", "--reason" }, "--reason: 1 required TEXT missing" },
       { { "wait", "a" }, "--for is required" },
       { { "wait", "a", "--for=drained" }, "--for: drained not in {maintenance,normal}" },
@@ -255,6 +263,9 @@ TEST( CommandLine, suggestsTheVerbThatWasProbablyMeant ) {
       "unknown command \"explian\"; did you mean \"explain\"?" );
    EXPECT_EQ( complaintOf( { "show", "unts" } ), "unknown command \"show unts\"; did you mean \"units\"?" );
    EXPECT_EQ( complaintOf( { "fly" } ), "unknown command \"fly\"" );
+   EXPECT_EQ(
+      complaintOf( { "show", "history" } ),
+      "unknown command \"show history\"; did you mean \"maintctl history\"?" );
 }
 
 TEST( CommandLine, knowsFromTheWordsAloneThatJsonWasAskedFor ) {

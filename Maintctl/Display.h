@@ -16,6 +16,7 @@ class Display {
       bool draws = false; ///< the cursor can be moved, and it is wanted
       bool colours = false;
       bool utf8 = false; ///< shows more than ASCII
+      bool terminal = false;
    };
    virtual Abilities abilities() const = 0;
 

@@ -45,6 +45,24 @@ TEST_F( EventsTest, showsTheLastEventsALineEach ) {
    EXPECT_EQ( "nothing has happened\n", rig.out );
 }
 
+TEST_F( EventsTest, breaksNoWordsOnATerminal ) {
+   rig.data.able.terminal = true;
+   const std::string event =
+      R"({"sequence":27,"time":"2023-11-14T22:13:20.000Z","type":"interface","subject":"et2","what":"reason","units":["u1"],
+         "text":"et2 is below its threshold and has to stay there: in 0 bps, out 0 bps"})";
+   recent( "limit=20", event, 27 );
+   const std::string wanted =
+      "    27  2023-11-14T22:13:20.000Z  interface  et2 is below its threshold and has\n" +
+      std::string( 45, ' ' ) + "to stay there: in 0 bps, out 0 bps\n";
+   EXPECT_EQ( ExitStatus::done, rig.run( { "events" } ) );
+   EXPECT_EQ( wanted, rig.out );
+   std::string compact = event;
+   std::erase( compact, '\n' );
+   stream( 26, "id: 27\nevent: interface\ndata: " + compact + "\n\n" );
+   EXPECT_EQ( ExitStatus::interrupted, rig.run( { "events", "--follow", "--after", "26" } ) );
+   EXPECT_EQ( wanted, rig.out );
+}
+
 TEST_F( EventsTest, showsAllAfterAnEvent ) {
    recent( "after=6&limit=4096", json( 7 ), 7 );
    EXPECT_EQ( ExitStatus::done, rig.run( { "events", "--after", "6" } ) );

@@ -1,17 +1,19 @@
 #include "Maintctl/Following.h"
 
 #include "Api/Error.h"
+#include "Maintctl/Room.h"
+#include "Maintctl/Table.h"
 #include "Maintctl/Text.h"
 
 namespace Maintctl {
 
-std::string eventLine( const Api::Event & event ) {
+std::string eventLine( const Api::Event & event, std::size_t room ) {
    constexpr std::size_t numberWidth = 6, typeWidth = 10;
    const std::string number = std::to_string( event.sequence );
    std::string line( number.size() < numberWidth ? numberWidth - number.size() : 0, ' ' );
    line += number + "  " + event.time + "  " + event.type;
    line.append( event.type.size() < typeWidth ? typeWidth - event.type.size() : 1, ' ' );
-   return printable( line + " " + event.text ) + "\n";
+   return hanging( line + " ", event.text, room );
 }
 
 void Following::follow( const std::vector< Api::Event > & before, std::uint64_t after ) {
@@ -64,7 +66,7 @@ void Following::take( const SentEvent & sent ) {
 }
 
 void Following::show( const Api::Event & event ) {
-   output_.text( output_.json() ? event.json + "\n" : eventLine( event ) );
+   output_.text( output_.json() ? event.json + "\n" : eventLine( event, roomOn( data_ ) ) );
 }
 
 void Following::flush() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Api/Events.h"
+#include "Maintctl/Display.h"
 #include "Maintctl/EventParser.h"
 #include "Maintctl/Output.h"
 #include "Maintctl/Pace.h"
@@ -20,8 +21,9 @@ class Following {
  public:
    static constexpr double period = 0.5; ///< seconds between two tries to reach an agent that is away
 
-   Following( Remote & remote, Pace & pace, Output & output )
-      : remote_( remote ), pace_( pace ), output_( output ) {}
+   /// \param data  where the output's data goes
+   Following( Remote & remote, Pace & pace, Output & output, Display & data )
+      : remote_( remote ), pace_( pace ), output_( output ), data_( data ) {}
 
    /// Shows those before, then follows what happens after the event of that number. Ends by a Failure only.
    [[noreturn]] void follow( const std::vector< Api::Event > & before, std::uint64_t after );
@@ -34,12 +36,13 @@ class Following {
    Remote & remote_;
    Pace & pace_;
    Output & output_;
+   Display & data_;
    std::uint64_t at_ = 0;
    bool reached_ = false;
    std::string whyAway_; ///< as it was told; empty: it is there
 };
 
-/// An event as a line for people, ended.
-std::string eventLine( const Api::Event & event );
+/// An event as a line for people, ended; on several where there is not so much room.
+std::string eventLine( const Api::Event & event, std::size_t room );
 
 } // namespace Maintctl

@@ -46,6 +46,30 @@ std::optional< std::string > unknownWord(
    return std::nullopt;
 }
 
+/// The long ones, those of the whole program too.
+std::vector< std::string > optionsOf( const CLI::App & level ) {
+   std::vector< std::string > result;
+   for ( const CLI::App * app = &level; app; app = app->get_parent() )
+      for ( const CLI::Option * option : app->get_options() )
+         for ( const std::string & name : option->get_lnames() )
+            result.push_back( "--" + name );
+   return result;
+}
+
+/// The first of the arguments that looks like an option and is none.
+std::optional< std::string >
+unknownOption( const std::vector< std::string > & arguments, const CLI::App & level ) {
+   const auto options = optionsOf( level );
+   for ( const std::string & argument : arguments ) {
+      const std::string name = argument.substr( 0, argument.find( '=' ) );
+      if ( name == "--" )
+         break;
+      if ( name.starts_with( "--" ) && std::find( options.begin(), options.end(), name ) == options.end() )
+         return name;
+   }
+   return std::nullopt;
+}
+
 } // namespace
 
 CLI::Validator Grammar::notEmpty() {
@@ -100,12 +124,21 @@ Grammar::complaint( const std::vector< std::string > & arguments, const CLI::Par
    }
    if ( const auto verbs = verbsOf( *level ); !verbs.empty() ) {
       const std::string path = pathOf( *level );
-      if ( const auto word = unknownWord( arguments, *level, verbs ) )
-         return "unknown command \"" + path + *word + "\"" + Config::didYouMean( *word, verbs );
+      if ( const auto word = unknownWord( arguments, *level, verbs ) ) {
+         // What is a command by itself is easily looked for among those that show something.
+         const auto all = verbsOf( app_ );
+         const bool elsewhere = level != &app_ && std::find( all.begin(), all.end(), *word ) != all.end();
+         return "unknown command \"" + path + *word + "\"" +
+                ( elsewhere ? "; did you mean \"maintctl " + *word + "\"?"
+                            : Config::didYouMean( *word, verbs ) );
+      }
       return "a command is missing" +
              ( path.empty() ? "" : " after \"" + path.substr( 0, path.size() - 1 ) + "\"" ) +
              "; \"maintctl " + path + "--help\" lists them";
    }
+   if ( dynamic_cast< const CLI::ExtrasError * >( &error ) )
+      if ( const auto option = unknownOption( arguments, *level ) )
+         return "unknown option \"" + *option + "\"" + Config::didYouMean( *option, optionsOf( *level ) );
    return error.what();
 }
 

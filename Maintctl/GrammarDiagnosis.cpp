@@ -1,5 +1,6 @@
 #include "Maintctl/Grammar.h"
 
+#include "Maintctl/Numbers.h"
 #include "Platform/FastLog/FastLog.h"
 
 #include <charconv>
@@ -34,10 +35,10 @@ void Grammar::diagnosis() {
       ->type_name( "PATH" );
    fastLog->add_option( "--last", last_, "Only the newest so many lines" )
       ->type_name( "COUNT" )
-      ->check( CLI::PositiveNumber.description( "" ) );
+      ->check( id() );
    fastLog->add_option( "--run", run_, "Of an earlier run of the agent: 1 is the one before" )
       ->type_name( "COUNT" )
-      ->check( CLI::Range( 1U, FastLog::keptRuns ).description( "" ) );
+      ->check( number( 1, FastLog::keptRuns ) );
 
    App * trace =
       verb( app_, "trace", "Show the trace levels, or set some", [this] { return Trace{ levels_ }; } );

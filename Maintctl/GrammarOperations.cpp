@@ -31,7 +31,10 @@ void Grammar::operations() {
            "The address from which you come; without it that of this remote shell, if it is one" )
          ->type_name( "ADDRESS" )
          ->check( CLI::Validator(
-            []( std::string & text ) { return isSessionAddress( text ) ? "" : "is no address"; }, "" ) );
+            []( std::string & text ) {
+               return isSessionAddress( text ) ? "" : "\"" + text + "\" is no address";
+            },
+            "" ) );
    };
    App * enter = operation(
       "enter", "Put a unit into maintenance", Operation::enter,

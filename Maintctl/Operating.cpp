@@ -186,7 +186,7 @@ std::string pairsText( const std::map< std::string, std::string > & pairs ) {
    return result;
 }
 
-std::string operationsText( const std::vector< Api::Operation > & operations ) {
+std::string operationsText( const std::vector< Api::Operation > & operations, std::size_t room ) {
    if ( operations.empty() )
       return "There are no operations.\n";
    Table table(
@@ -205,10 +205,10 @@ std::string operationsText( const std::vector< Api::Operation > & operations ) {
            o.begun ? dayText( *o.begun ) : nothing,
            o.begun && o.ended ? spanText( *o.ended - *o.begun ) : nothing, o.by.value_or( "" ),
            o.reason.value_or( "" ), pairsText( o.with ) } );
-   return table.text();
+   return table.text( 0, room );
 }
 
-std::string operationText( const Api::Operation & o ) {
+std::string operationText( const Api::Operation & o, std::size_t room ) {
    Sheet sheet;
    sheet.line( "Operation", std::to_string( o.id ) );
    sheet.line( "What", o.kind );
@@ -223,7 +223,7 @@ std::string operationText( const Api::Operation & o ) {
    sheet.line( "Request key", o.requestKey.value_or( "" ) );
    sheet.line( "Begun", o.begun ? dayText( *o.begun ) + " UTC" : "" );
    sheet.line( "Ended", o.ended ? dayText( *o.ended ) + " UTC" : "" );
-   return sheet.text();
+   return sheet.text( room );
 }
 
 } // namespace Maintctl

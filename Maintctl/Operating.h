@@ -4,6 +4,7 @@
 #include "Maintctl/Invocation.h"
 #include "Maintctl/Remote.h"
 #include "Maintctl/Run.h"
+#include "Maintctl/Table.h"
 
 #include <cstdint>
 #include <optional>
@@ -64,8 +65,8 @@ std::string doneText(
    const std::string & between = "" );
 
 /// A table of operations, and all of one.
-std::string operationsText( const std::vector< Api::Operation > & operations );
-std::string operationText( const Api::Operation & operation );
+std::string operationsText( const std::vector< Api::Operation > & operations, std::size_t room = endless );
+std::string operationText( const Api::Operation & operation, std::size_t room = endless );
 /// `key=value, key=value`; empty: there are none.
 std::string pairsText( const std::map< std::string, std::string > & pairs );
 

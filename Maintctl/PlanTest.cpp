@@ -62,6 +62,26 @@ TEST( PlanCommand, drawsATableWithWhatWasFoundBelow ) {
       rig.out );
 }
 
+TEST( PlanCommand, breaksNoWordsOnATerminal ) {
+   Rig rig;
+   rig.data.able.terminal = true;
+   rig.client.answers( "GET /api/v1/units/u1/plan", blocked );
+   EXPECT_EQ( ExitStatus::done, rig.run( { "plan", "u1" } ) );
+   EXPECT_TRUE( ( "\n" + rig.out ).starts_with( R"(
+u1 is normal; an enter goes through steer, drainwatch; this session comes from
+192.0.2.7
+
+INTERFACE        IN        OUT    95% IN  95% OUT  THRESHOLD
+    PROFILE                 WILL BE
+et1        812 kbps  40.0 kbps  900 kbps        -   100 kbps
+    fast: named by group a  shut when drained, after 5m00s at the latest
+et2               -          -         -        -          -
+    -                       not watched: does not exist
+
+SEVERITY  CODE         FINDING
+)" ) ) << rig.out;
+}
+
 TEST( PlanCommand, saysOfAUnitUnderWayThatNothingWouldBegin ) {
    Rig rig;
    rig.client.answers(

@@ -30,12 +30,12 @@ std::string profileText( const Api::PlannedInterface & interface ) {
 
 std::string findingText( const Api::Finding & finding ) { return finding.severity + ": " + finding.text; }
 
-std::string planText( const Api::Plan & plan ) {
-   std::string text = printable(
-      plan.unit + " is " + stateText( plan.state ) + "; an enter goes through " + listText( plan.stages ) );
+std::string planText( const Api::Plan & plan, std::size_t room ) {
+   std::string text =
+      plan.unit + " is " + stateText( plan.state ) + "; an enter goes through " + listText( plan.stages );
    if ( plan.session )
-      text += printable( "; this session comes from " + *plan.session );
-   text += "\n\n";
+      text += "; this session comes from " + *plan.session;
+   text = paragraph( text, room ) + "\n";
    if ( plan.state != "normal" )
       text += "an enter would begin nothing now\n\n";
    Table interfaces(
@@ -52,13 +52,13 @@ std::string planText( const Api::Plan & plan ) {
          { interface.name, rateText( interface.inBps ), rateText( interface.outBps ),
            rateText( interface.highInBps ), rateText( interface.highOutBps ),
            rateText( interface.thresholdBps ), profileText( interface ), actionText( interface ) } );
-   text += interfaces.empty() ? "no interfaces\n" : interfaces.text();
+   text += interfaces.empty() ? "no interfaces\n" : interfaces.text( 0, room );
    if ( plan.findings.empty() )
       return text + "\nnothing speaks against it\n";
    Table findings( { { "SEVERITY" }, { "CODE" }, { "FINDING" } } );
    for ( const Api::Finding & finding : plan.findings )
       findings.row( { finding.severity, finding.code, finding.text } );
-   text += "\n" + findings.text();
+   text += "\n" + findings.text( 0, room );
    return plan.needsForce ? text + "\nan enter takes --force and --reason\n" : text;
 }
 

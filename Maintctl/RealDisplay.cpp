@@ -124,6 +124,7 @@ TerminalEnvironment TerminalEnvironment::ofProcess() {
 
 Display::Abilities abilitiesOf( bool terminal, bool wanted, const TerminalEnvironment & environment ) {
    Display::Abilities result;
+   result.terminal = terminal;
    result.draws = terminal && wanted && environment.term != "dumb" && !environment.term.empty();
    result.colours = result.draws && environment.noColor.empty();
    std::string locale = environment.locale;

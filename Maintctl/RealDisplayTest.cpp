@@ -153,6 +153,7 @@ TEST( Abilities, areWhatTheTerminalAndTheOperatorAllow ) {
    for ( const auto & row : rows ) {
       SCOPED_TRACE( row.what );
       const Display::Abilities abilities = abilitiesOf( row.terminal, row.wanted, row.environment );
+      EXPECT_EQ( abilities.terminal, row.terminal );
       EXPECT_EQ( abilities.draws, row.draws );
       EXPECT_EQ( abilities.colours, row.colours );
       EXPECT_EQ( abilities.utf8, row.utf8 );

@@ -51,7 +51,7 @@ std::string deadlineText( const Api::Maintenance & m, const Api::PastTimes & tim
           orNothing( times.onOverrun ) + ( times.overrun ? "; it was too late" : "" );
 }
 
-std::string headText( const Api::MaintenanceRecord & record ) {
+std::string headText( const Api::MaintenanceRecord & record, std::size_t room ) {
    const Api::Maintenance & m = record.summary;
    Sheet sheet;
    sheet.line( "Maintenance", std::to_string( m.id ) );
@@ -79,10 +79,10 @@ std::string headText( const Api::MaintenanceRecord & record ) {
       "Interfaces", std::to_string( m.interfaces ) + ": " + std::to_string( m.drained ) + " drained, " +
                        std::to_string( m.forced ) + " shut before they had, " +
                        countText( m.spikes, "spike" ) );
-   return sheet.text();
+   return sheet.text( room );
 }
 
-std::string stagesText( const Api::MaintenanceRecord & record ) {
+std::string stagesText( const Api::MaintenanceRecord & record, std::size_t room ) {
    if ( record.stages.empty() )
       return "";
    Table table( { { "WAY" }, { "STAGE" }, { "STATE" }, { "BEGAN" }, { "TOOK", right }, { "FAILURE" } } );
@@ -90,14 +90,14 @@ std::string stagesText( const Api::MaintenanceRecord & record ) {
       table.row(
          { stage.way, stage.name, stage.state, stage.began ? dayText( *stage.began ) : nothing,
            spanBetween( stage.began, stage.ended ), orNothing( stage.failure ) } );
-   return "\nStages:\n" + table.text( 2 );
+   return "\nStages:\n" + table.text( 2, room );
 }
 
 std::string shutText( const Api::PastInterface & intf ) {
    return intf.shut ? after( intf.began, intf.shut ) + ", " + orNothing( intf.shutdownKind ) : nothing;
 }
 
-std::string interfacesText( const Api::MaintenanceRecord & record ) {
+std::string interfacesText( const Api::MaintenanceRecord & record, std::size_t room ) {
    if ( record.interfaces.empty() )
       return "\nNo interface was watched.\n";
    Table table(
@@ -118,7 +118,7 @@ std::string interfacesText( const Api::MaintenanceRecord & record ) {
            rateText( larger( intf.firstInBps, intf.firstOutBps ) ), after( intf.began, intf.drained ),
            shutText( intf ), after( intf.began, intf.released ),
            rateText( larger( intf.peakInBps, intf.peakOutBps ) ), std::to_string( intf.totalSpikes ) } );
-   std::string result = "\nInterfaces:\n" + table.text( 2 );
+   std::string result = "\nInterfaces:\n" + table.text( 2, room );
    if ( record.interfacesLeftOut )
       result += "  and more than are kept in a record\n";
    return result;
@@ -137,7 +137,7 @@ std::vector< Maybe > pointsOf( const Api::PastInterface & intf, std::size_t each
    return points;
 }
 
-std::string curvesText( const Api::MaintenanceRecord & record, bool utf8 ) {
+std::string curvesText( const Api::MaintenanceRecord & record, bool utf8, std::size_t room ) {
    Table table( { { "INTERFACE" }, { "FROM" }, { "EACH", right }, { "HIGHEST", right }, { "TRAFFIC" } } );
    for ( const Api::PastInterface & intf : record.interfaces ) {
       const std::size_t size = std::max( intf.curveInBps.size(), intf.curveOutBps.size() );
@@ -153,7 +153,7 @@ std::string curvesText( const Api::MaintenanceRecord & record, bool utf8 ) {
            spanText( intf.curveStepSeconds * static_cast< double >( each ) ), rateText( highest ),
            curveText( points, intf.thresholdBps, utf8 ) } );
    }
-   return table.empty() ? "" : "\nTraffic, the larger of both directions:\n" + table.text( 2 );
+   return table.empty() ? "" : "\nTraffic, the larger of both directions:\n" + table.text( 2, room );
 }
 
 std::string timeField( const Maybe & time ) { return time ? Api::timeText( *time ) : ""; }
@@ -166,7 +166,7 @@ std::string numberField( const Maybe & number ) {
 
 } // namespace
 
-std::string historyText( const std::vector< Api::Maintenance > & maintenances ) {
+std::string historyText( const std::vector< Api::Maintenance > & maintenances, std::size_t room ) {
    if ( maintenances.empty() )
       return "There are no maintenances.\n";
    Table table(
@@ -187,12 +187,12 @@ std::string historyText( const std::vector< Api::Maintenance > & maintenances ) 
            spanBetween( m.began, m.inMaintenance ), spanBetween( m.began, m.ended ),
            std::to_string( m.drained ) + "/" + std::to_string( m.interfaces ), std::to_string( m.forced ),
            std::to_string( m.spikes ), orNothing( m.by ), orNothing( m.reason ) } );
-   return table.text();
+   return table.text( 0, room );
 }
 
-std::string reportText( const Api::MaintenanceRecord & record, bool utf8 ) {
-   return headText( record ) + stagesText( record ) + interfacesText( record ) + timelineText( record ) +
-          curvesText( record, utf8 ) + "\nAll times are UTC.\n";
+std::string reportText( const Api::MaintenanceRecord & record, bool utf8, std::size_t room ) {
+   return headText( record, room ) + stagesText( record, room ) + interfacesText( record, room ) +
+          timelineText( record ) + curvesText( record, utf8, room ) + "\nAll times are UTC.\n";
 }
 
 std::string reportCsv( const Api::MaintenanceRecord & record ) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Api/History.h"
+#include "Maintctl/Table.h"
 
 #include <string>
 #include <vector>
@@ -9,11 +10,11 @@
 namespace Maintctl {
 
 /// One line each.
-std::string historyText( const std::vector< Api::Maintenance > & maintenances );
+std::string historyText( const std::vector< Api::Maintenance > & maintenances, std::size_t room = endless );
 
 /// What one would put into a ticket: who, why and when, stages, interfaces, what happened in order, and what each interface carried.
 /// \param utf8  it is shown where there is more than ASCII
-std::string reportText( const Api::MaintenanceRecord & record, bool utf8 );
+std::string reportText( const Api::MaintenanceRecord & record, bool utf8, std::size_t room = endless );
 
 /// A heading and a row for each interface; times, rates and words as the agent gives them.
 std::string reportCsv( const Api::MaintenanceRecord & record );

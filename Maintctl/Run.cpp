@@ -10,6 +10,7 @@
 #include "Maintctl/PlanText.h"
 #include "Maintctl/Remote.h"
 #include "Maintctl/Report.h"
+#include "Maintctl/Room.h"
 #include "Maintctl/Show.h"
 #include "Maintctl/ShowFastLog.h"
 #include "Maintctl/Text.h"
@@ -50,20 +51,20 @@ class Runner {
    void operator()( const Operate & command ) { Operating( command, remote_, world_ ).run(); }
 
    void operator()( const ShowOperations & command ) {
-      show( Path::operationsOf( command.unit, command.state, command.limit ), []( auto & body ) {
-         return operationsText( Api::readOperations( body ) );
+      show( Path::operationsOf( command.unit, command.state, command.limit ), [this]( auto & body ) {
+         return operationsText( Api::readOperations( body ), room() );
       } );
    }
 
    void operator()( const ShowOperation & command ) {
-      show( Path::operation( command.id ), []( auto & body ) {
-         return operationText( Api::readOperation( body ) );
+      show( Path::operation( command.id ), [this]( auto & body ) {
+         return operationText( Api::readOperation( body ), room() );
       } );
    }
 
    void operator()( const Plan & command ) {
-      show( Path::planOf( command.unit, world_.sessionUnless( command.session ) ), []( auto & body ) {
-         return planText( Api::readPlan( body ) );
+      show( Path::planOf( command.unit, world_.sessionUnless( command.session ) ), [this]( auto & body ) {
+         return planText( Api::readPlan( body ), room() );
       } );
    }
 
@@ -78,45 +79,48 @@ class Runner {
       switch ( command.what ) {
       case What::units:
          return show( Path::units, [this]( auto & body ) {
-            return unitsText( Api::readUnits( body ), remote_.clock() );
+            return unitsText( Api::readUnits( body ), remote_.clock(), room() );
          } );
       case What::unit:
          return show( Path::unit( command.name ), [this]( auto & body ) {
-            return unitText( Api::readUnit( body ), remote_.clock() );
+            return unitText( Api::readUnit( body ), remote_.clock(), room() );
          } );
       case What::interfaces: {
          const std::string all = command.name.empty() ? Path::interfaces : Path::interfacesOf( command.name );
          const std::string path = output_.json() ? all : Path::withFields( all, interfacesTextFields );
          return show( path, [this]( auto & body ) {
-            return interfacesText( Api::readInterfaces( body ), remote_.clock() );
+            return interfacesText( Api::readInterfaces( body ), remote_.clock(), room() );
          } );
       }
       case What::interface:
          return show( Path::interface( command.name ), [this]( auto & body ) {
-            return interfaceText( Api::readInterface( body ), remote_.clock() );
+            return interfaceText( Api::readInterface( body ), remote_.clock(), room() );
          } );
       case What::profiles:
-         return show(
-            Path::profiles, []( auto & body ) { return profilesText( Api::readProfiles( body ) ); } );
+         return show( Path::profiles, [this]( auto & body ) {
+            return profilesText( Api::readProfiles( body ), room() );
+         } );
       case What::groups:
-         return show( Path::groups, []( auto & body ) { return groupsText( Api::readGroups( body ) ); } );
+         return show(
+            Path::groups, [this]( auto & body ) { return groupsText( Api::readGroups( body ), room() ); } );
       case What::counters:
          return show(
             Path::counters, []( auto & body ) { return countersText( Api::readCounters( body ) ); } );
       case What::agent:
-         return show( Path::agent, []( auto & body ) { return agentText( Api::readAgent( body ) ); } );
+         return show(
+            Path::agent, [this]( auto & body ) { return agentText( Api::readAgent( body ), room() ); } );
       }
    }
 
    void operator()( const Explain & command ) {
       show( Path::unit( command.unit, "explain" ), [this]( auto & body ) {
-         return explanationText( Api::readExplanation( body ), remote_.clock() );
+         return explanationText( Api::readExplanation( body ), remote_.clock(), room() );
       } );
    }
 
    void operator()( const ShowHistory & command ) {
-      show( Path::historyOf( command.unit, command.limit ), []( auto & body ) {
-         return historyText( Api::readMaintenances( body ) );
+      show( Path::historyOf( command.unit, command.limit ), [this]( auto & body ) {
+         return historyText( Api::readMaintenances( body ), room() );
       } );
    }
 
@@ -125,25 +129,25 @@ class Runner {
       if ( command.csv )
          return output_.text( reportCsv( Api::readMaintenanceRecord( body ) ) );
       present( body, [&] {
-         return reportText( Api::readMaintenanceRecord( body ), world_.data.abilities().utf8 );
+         return reportText( Api::readMaintenanceRecord( body ), world_.data.abilities().utf8, room() );
       } );
    }
 
    void operator()( const Events & command ) {
       if ( command.follow && command.after )
-         Following( remote_, world_.pace, output_ ).follow( {}, *command.after );
+         Following( remote_, world_.pace, output_, world_.data ).follow( {}, *command.after );
       constexpr std::uint64_t all = 4096, some = 20;
       const std::string body = remote_.get(
          command.after ? Path::recentEventsAfter( *command.after, command.last.value_or( all ) )
                        : Path::recentEventsLast( command.last.value_or( some ) ) );
       if ( command.follow ) {
          const Api::RecentEvents recent = Api::readRecentEvents( body );
-         Following( remote_, world_.pace, output_ ).follow( recent.events, recent.last );
+         Following( remote_, world_.pace, output_, world_.data ).follow( recent.events, recent.last );
       }
       present( body, [&] {
          std::string text;
          for ( const Api::Event & event : Api::readRecentEvents( body ).events )
-            text += eventLine( event );
+            text += eventLine( event, room() );
          return text.empty() ? "nothing has happened\n" : text;
       } );
    }
@@ -254,6 +258,8 @@ class Runner {
       const std::size_t slash = invocation_.socket.rfind( '/' );
       return ( slash == std::string::npos ? "" : invocation_.socket.substr( 0, slash + 1 ) ) + "fastlog";
    }
+
+   std::size_t room() { return roomOn( world_.data ); }
 
    /// The answer as it came, or the text that is made of it.
    template < class Text >

@@ -66,7 +66,7 @@ std::string driftText( const std::optional< std::string > & drift ) {
    return orNothing( drift );
 }
 
-std::string hooksText( const std::vector< Api::Hook > & hooks ) {
+std::string hooksText( const std::vector< Api::Hook > & hooks, std::size_t room ) {
    if ( hooks.empty() )
       return "";
    Table table(
@@ -83,12 +83,12 @@ std::string hooksText( const std::vector< Api::Hook > & hooks ) {
          { hook.name, hook.kind, hook.event ? "event " + std::to_string( *hook.event ) : nothing,
            std::to_string( hook.waiting ), std::to_string( hook.runs ), std::to_string( hook.failures ),
            std::to_string( hook.missed ), orNothing( hook.failure ) } );
-   return "\nHooks:\n" + table.text( 2 );
+   return "\nHooks:\n" + table.text( 2, room );
 }
 
 } // namespace
 
-std::string unitsText( const std::vector< Api::Unit > & units, Now now ) {
+std::string unitsText( const std::vector< Api::Unit > & units, Now now, std::size_t room ) {
    if ( units.empty() )
       return "There are no units.\n";
    Table table(
@@ -108,7 +108,7 @@ std::string unitsText( const std::vector< Api::Unit > & units, Now now ) {
            std::to_string( unit.drained ) + "/" + std::to_string( unit.total ), rateText( unit.inBps ),
            rateText( unit.outBps ), listText( unit.violating ), ageText( unit.since, now ),
            orNothing( unit.by ), orNothing( unit.reason ) } );
-   return table.text();
+   return table.text( 0, room );
 }
 
 /// "for 12s of at most 1m".
@@ -122,7 +122,7 @@ std::string runTimeText( const Api::Stage & stage, Now now ) {
 }
 
 /// Those that have a command, have failed, or are one of several.
-std::string stagesText( const std::vector< Api::Stage > & stages, Now now ) {
+std::string stagesText( const std::vector< Api::Stage > & stages, Now now, std::size_t room ) {
    if ( stages.empty() || ( stages.size() == 1 && !stages[0].command && !stages[0].failure ) )
       return "";
    Table table(
@@ -135,10 +135,10 @@ std::string stagesText( const std::vector< Api::Stage > & stages, Now now ) {
       table.row(
          { stage.name, stage.state, ageText( stage.since, now ), spanOrNothing( stage.limitSeconds ),
            stage.text } );
-   return "\nStages:\n" + table.text( 2 );
+   return "\nStages:\n" + table.text( 2, room );
 }
 
-std::string unitText( const Api::Unit & unit, Now now ) {
+std::string unitText( const Api::Unit & unit, Now now, std::size_t room ) {
    Sheet sheet;
    sheet.line( "Unit", unit.name );
    sheet.line( "State", unit.state + ( unit.stage ? ", stage " + *unit.stage : "" ) );
@@ -162,10 +162,10 @@ std::string unitText( const Api::Unit & unit, Now now ) {
    sheet.line( "Rates", "in " + rateText( unit.inBps ) + ", out " + rateText( unit.outBps ) );
    sheet.line( "Violating", listText( unit.violating ) );
    sheet.line( "Violations", std::to_string( unit.totalViolations ) + " in total" );
-   return sheet.text() + stagesText( unit.stages, now );
+   return sheet.text( room ) + stagesText( unit.stages, now, room );
 }
 
-std::string interfacesText( const std::vector< Api::Interface > & interfaces, Now now ) {
+std::string interfacesText( const std::vector< Api::Interface > & interfaces, Now now, std::size_t room ) {
    if ( interfaces.empty() )
       return "There are no interfaces.\n";
    Table table(
@@ -192,10 +192,10 @@ std::string interfacesText( const std::vector< Api::Interface > & interfaces, No
            rateText( intf.outBps ), countOrNothing( intf.samples ),
            countOrNothing( intf.consecutiveDrainedSamples ), yesNo( intf.spike ), orNothing( intf.profile ),
            listText( intf.units ), reasonText( intf.reason ) } );
-   return table.text();
+   return table.text( 0, room );
 }
 
-std::string interfaceText( const Api::Interface & intf, Now now ) {
+std::string interfaceText( const Api::Interface & intf, Now now, std::size_t room ) {
    Sheet sheet;
    sheet.line( "Interface", intf.name );
    sheet.line( "Kind", intf.kind );
@@ -216,10 +216,10 @@ std::string interfaceText( const Api::Interface & intf, Now now ) {
                           : nothing );
    sheet.line( "Last sample", timeAndAge( intf.lastSampleTime, now ) );
    sheet.line( "Spike", intf.spike ? "yes, traffic came back under maintenance" : "no" );
-   return sheet.text();
+   return sheet.text( room );
 }
 
-std::string profilesText( const std::vector< Api::Profile > & profiles ) {
+std::string profilesText( const std::vector< Api::Profile > & profiles, std::size_t room ) {
    if ( profiles.empty() )
       return "There are no profiles.\n";
    Table table(
@@ -234,10 +234,10 @@ std::string profilesText( const std::vector< Api::Profile > & profiles ) {
          { profile.name, profile.isDefault ? "yes" : "", rateText( profile.thresholdBps ),
            spanText( static_cast< double >( profile.loadIntervalSeconds ) ), yesNo( profile.shutdown ),
            maxDelayText( profile ) } );
-   return table.text();
+   return table.text( 0, room );
 }
 
-std::string groupsText( const std::vector< Api::Group > & groups ) {
+std::string groupsText( const std::vector< Api::Group > & groups, std::size_t room ) {
    if ( groups.empty() )
       return "There are no groups.\n";
    Table table( { { "GROUP" }, { "PROFILE" }, { "UNITS" }, { "INTERFACES" } } );
@@ -245,7 +245,7 @@ std::string groupsText( const std::vector< Api::Group > & groups ) {
       table.row(
          { group.name, group.profile ? *group.profile : "(default)", listText( group.units ),
            listText( group.interfaces ) } );
-   return table.text();
+   return table.text( 0, room );
 }
 
 std::string countersText( const std::map< std::string, std::uint64_t > & counters ) {
@@ -257,7 +257,7 @@ std::string countersText( const std::map< std::string, std::uint64_t > & counter
    return table.text();
 }
 
-std::string agentText( const Api::Agent & agent ) {
+std::string agentText( const Api::Agent & agent, std::size_t room ) {
    Sheet sheet;
    sheet.line( "State", agent.state );
    sheet.line( "Version", agent.version );
@@ -274,7 +274,7 @@ std::string agentText( const Api::Agent & agent ) {
    sheet.line( "Switch", agent.switchKind + ", " + countText( agent.switchOverruns, "overrun" ) );
    sheet.line( "Clock", agent.clock ? Api::timeText( *agent.clock ) : "" );
    sheet.line( "Fast log", agent.fastLog );
-   std::string result = sheet.text();
+   std::string result = sheet.text( room );
    if ( !agent.configurationErrors.empty() ) {
       result += "\nThe configuration file was not taken:\n";
       for ( const std::string & line : agent.configurationErrors )
@@ -285,12 +285,12 @@ std::string agentText( const Api::Agent & agent ) {
       Table table( { { "WHAT" }, { "FOR", right }, { "PROBLEM" } } );
       for ( const Api::Problem & problem : agent.problems )
          table.row( { problem.what, ageText( problem.since, agent.clock ), problem.text } );
-      result += table.text( 2 );
+      result += table.text( 2, room );
    }
-   return result + hooksText( agent.hooks );
+   return result + hooksText( agent.hooks, room );
 }
 
-std::string explanationText( const Api::Explanation & e, Now now ) {
+std::string explanationText( const Api::Explanation & e, Now now, std::size_t room ) {
    std::string result = printable( e.unit ) + " is " + printable( stateText( e.state ) );
    if ( e.stage )
       result += ", stage " + printable( *e.stage );
@@ -307,11 +307,11 @@ std::string explanationText( const Api::Explanation & e, Now now ) {
       result += "; it waits for " + countText( e.waiting.size(), "interface" );
    else if ( e.state == Api::UnitState::entering )
       result += "; it waits for no interface";
-   result += ".\n";
+   result = paragraph( result + ".", room );
    if ( e.reason )
-      result += "Reason: " + printable( *e.reason ) + "\n";
+      result += paragraph( "Reason: " + *e.reason, room );
    if ( e.stuck )
-      result += "STUCK: " + printable( e.stuckReason.value_or( "for an unknown reason" ) ) + "\n";
+      result += paragraph( "STUCK: " + e.stuckReason.value_or( "for an unknown reason" ), room );
    if ( !e.waiting.empty() ) {
       Table table(
          { { "INTERFACE" },
@@ -329,15 +329,15 @@ std::string explanationText( const Api::Explanation & e, Now now ) {
             { w.interface, orNothing( w.state ), rateText( w.inBps ), rateText( w.outBps ),
               rateText( w.thresholdBps ), quietText( w ), aheadText( w.nextSample, now ),
               aheadText( w.shutdownAt, now ), orNothing( w.profile ), wordsOf( w ) } );
-      result += "\n" + table.text();
+      result += "\n" + table.text( 0, room );
    }
-   result += stagesText( e.stages, now );
+   result += stagesText( e.stages, now, room );
    if ( !e.skipped.empty() ) {
       result += "\nNot waited for:\n";
       Table table( { { "INTERFACE" }, { "WHY" } } );
       for ( const Api::Skipped & skipped : e.skipped )
          table.row( { skipped.interface, skipped.reason } );
-      result += table.text( 2 );
+      result += table.text( 2, room );
    }
    return result;
 }

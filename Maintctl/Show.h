@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Api/Shapes.h"
+#include "Maintctl/Table.h"
 
 #include <optional>
 #include <string>
@@ -12,19 +13,20 @@ namespace Maintctl {
 
 using Now = std::optional< double >;
 
-std::string unitsText( const std::vector< Api::Unit > & units, Now now );
-std::string unitText( const Api::Unit & unit, Now now );
+std::string unitsText( const std::vector< Api::Unit > & units, Now now, std::size_t room = endless );
+std::string unitText( const Api::Unit & unit, Now now, std::size_t room = endless );
 /// The fields that it needs.
 inline constexpr char interfacesTextFields[] = "kind,link-state,shut,drift,state,state-time,in-bps,out-bps,"
                                                "samples,consecutive-drained-samples,spike,profile,"
                                                "units,reason.code,reason.text";
-std::string interfacesText( const std::vector< Api::Interface > & interfaces, Now now );
-std::string interfaceText( const Api::Interface & interface, Now now );
-std::string profilesText( const std::vector< Api::Profile > & profiles );
-std::string groupsText( const std::vector< Api::Group > & groups );
+std::string
+interfacesText( const std::vector< Api::Interface > & interfaces, Now now, std::size_t room = endless );
+std::string interfaceText( const Api::Interface & interface, Now now, std::size_t room = endless );
+std::string profilesText( const std::vector< Api::Profile > & profiles, std::size_t room = endless );
+std::string groupsText( const std::vector< Api::Group > & groups, std::size_t room = endless );
 std::string countersText( const std::map< std::string, std::uint64_t > & counters );
-std::string agentText( const Api::Agent & agent );
-std::string explanationText( const Api::Explanation & explanation, Now now );
+std::string agentText( const Api::Agent & agent, std::size_t room = endless );
+std::string explanationText( const Api::Explanation & explanation, Now now, std::size_t room = endless );
 std::string traceLevelsText( const std::vector< Api::TraceLevel > & levels );
 
 } // namespace Maintctl

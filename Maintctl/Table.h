@@ -1,12 +1,19 @@
 #pragma once
 
+#include "Maintctl/Room.h"
+
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Maintctl {
 
 /// Purpose: aligned columns under headings. Two blanks between columns, none at the end of a line; what is too long
 /// widens its column, nothing is cut.
+///
+/// Where a line has no room for all columns, each row goes on below, further in, all rows at the same column. The last
+/// column of a line may be broken between its words; it stays aligned.
 class Table {
  public:
    enum class Align { left, right };
@@ -23,9 +30,21 @@ class Table {
 
    /// The heading and the rows, each line ended.
    /// \param indent  blanks before each line
-   std::string text( std::size_t indent = 0 ) const;
+   /// \param room  columns of whoever reads it, so that no terminal breaks words
+   std::string text( std::size_t indent = 0, std::size_t room = endless ) const;
 
  private:
+   using Cells = std::vector< std::string >;
+   /// What stands on one line of a row.
+   struct Part {
+      std::size_t begin, end; ///< columns
+      std::size_t indent;
+   };
+   std::vector< std::size_t > widths() const;
+   std::vector< Part >
+   parts( const std::vector< std::size_t > & widths, std::size_t indent, std::size_t room ) const;
+   std::size_t leastWidth( std::size_t column, std::size_t width ) const;
+
    std::vector< Column > columns_;
    std::vector< std::vector< std::string > > rows_;
 };
@@ -34,10 +53,16 @@ class Table {
 class Sheet {
  public:
    void line( std::string name, std::string value );
-   std::string text() const;
+   /// \param room  as of a table: longer values go on below, aligned
+   std::string text( std::size_t room = endless ) const;
 
  private:
    std::vector< std::pair< std::string, std::string > > lines_;
 };
+
+/// `head` and `text` as one printable line, ended; where that has no room, words go on below `text`, or below `head` if
+/// that takes most of the room.
+std::string hanging( std::string_view head, std::string_view text, std::size_t room );
+inline std::string paragraph( std::string_view text, std::size_t room ) { return hanging( "", text, room ); }
 
 } // namespace Maintctl

@@ -86,6 +86,66 @@ TEST( Table, alignsItsColumns ) {
    EXPECT_EQ( table.text( 2 ).substr( 0, 8 ), "  NAME  " );
 }
 
+TEST( Table, goesOnBelowWhereALineHasNoRoomForAllColumns ) {
+   Table table(
+      { { "NAME" }, { "RATE", Table::Align::right }, { "SAMPLES", Table::Align::right }, { "WHY" } } );
+   table.row( { "et1", "1.00 kbps", "7", "quiet" } );
+   table.row( { "bond0", "-", "12345", "stalled at 310 kbit/s since 14:02; nobody knows why" } );
+   EXPECT_EQ( "\n" + table.text( 0, 60 ), R"(
+NAME        RATE  SAMPLES  WHY
+et1    1.00 kbps        7  quiet
+bond0          -    12345  stalled at 310 kbit/s since
+                           14:02; nobody knows why
+)" ) << "the last column is broken between words";
+   EXPECT_EQ( "\n" + table.text( 1, 40 ), R"(
+ NAME        RATE  SAMPLES
+     WHY
+ et1    1.00 kbps        7
+     quiet
+ bond0          -    12345
+     stalled at 310 kbit/s since 14:02;
+     nobody knows why
+)" ) << "all rows at the same column";
+   EXPECT_EQ( "\n" + table.text( 0, 10 ), R"(
+NAME
+         RATE
+    SAMPLES
+    WHY
+et1
+    1.00 kbps
+          7
+    quiet
+bond0
+            -
+      12345
+    stalle
+    d at
+    310
+    kbit/s
+    since
+    14:02;
+    nobody
+    knows
+    why
+)" ) << "nothing is lost, however narrow it is";
+   EXPECT_EQ( table.text( 0, 82 ), table.text() );
+}
+
+TEST( Table, breaksNoWordOfItsLastColumnWhileThereIsRoomForItBelow ) {
+   Table table( { { "INTERFACE" }, { "TRAFFIC" } } );
+   table.row( { "et1", std::string( 30, '#' ) } );
+   EXPECT_EQ( table.text( 0, 40 ), "INTERFACE\n    TRAFFIC\net1\n    " + std::string( 30, '#' ) + "\n" );
+}
+
+TEST( Sheet, breaksLongValuesBetweenWordsAndKeepsThemAligned ) {
+   Sheet sheet;
+   sheet.line( "Unit", "a" );
+   sheet.line( "Now", "2 of 7 drained; et2 9.72 Mbit/s, about 2 min" );
+   EXPECT_EQ( sheet.text( 40 ), "Unit:  a\nNow:   2 of 7 drained; et2 9.72 Mbit/s,\n       about 2 min\n" );
+   EXPECT_EQ( sheet.text( 26 ), "Unit:  a\nNow:   2 of 7 drained;\n    et2 9.72 Mbit/s, about\n    2 min\n" )
+      << "there is no room for words beside the name";
+}
+
 TEST( Sheet, alignsItsValues ) {
    Sheet sheet;
    sheet.line( "Unit", "a" );
