@@ -103,6 +103,8 @@ void Samples::handleTick() {
       lastStep_ = stepOf( step );
       take();
       keep();
+      if ( folder_.descriptor() < 0 )
+         giveUp();
       queueDue();
    }
    problemMayBeOver();
@@ -155,6 +157,21 @@ void Samples::queueDue() {
 
 /// Whether it has had no sample for so long that its minute is over.
 bool Samples::isOver( const SampleFile & file ) const { return file.lastStep() + stepsPerMinute < lastStep_; }
+
+/// Whether it has had none for so long that it waits no more.
+bool Samples::isGivenUp( const SampleFile & file ) const {
+   return file.lastStep() + stepsPerHour < lastStep_;
+}
+
+/// While there is no folder nothing can be written, and nothing else lets go of an interface that is gone.
+void Samples::giveUp() {
+   std::erase_if( files_, [this]( const auto & file ) {
+      const bool givenUp = isGivenUp( file.second );
+      if ( givenUp )
+         unwritten_.erase( file.first );
+      return givenUp;
+   } );
+}
 
 /// Once a minute, and when wall time has been set.
 void Samples::note() {
@@ -244,7 +261,7 @@ void Samples::write( const std::string & interface ) {
       problem = file->second.finish( folder_.descriptor() );
    if ( !problem.empty() )
       failed( folder_.path() + "/" + problem );
-   const bool givenUp = over && file->second.lastStep() + stepsPerHour < lastStep_;
+   const bool givenUp = isGivenUp( file->second );
    if ( problem.empty() || givenUp )
       unwritten_.erase( interface );
    else

@@ -28,6 +28,7 @@
 ///    that it has missed have no sample.
 /// 2. A file of which no sample is younger than a week is removed, within a day. So an interface that is not
 ///    configured any more is forgotten when its last sample is.
+/// 3. Of an interface that is gone something is in memory for an hour at most, whatever keeps it from being written.
 namespace Agent {
 
 class Samples final : public SampleSource {
@@ -95,6 +96,8 @@ class Samples final : public SampleSource {
    void tickFailed( const std::string & text );
    void problemMayBeOver();
    bool isOver( const SampleFile & file ) const;
+   bool isGivenUp( const SampleFile & file ) const;
+   void giveUp();
    Vel::U64 stepOf( double step ) const;
    /// What is of the time before this step belongs into the files.
    Vel::U64 due() const {

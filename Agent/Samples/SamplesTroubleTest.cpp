@@ -71,6 +71,29 @@ TEST_F( Samples, ofAnInterfaceThatIsGoneWaitAnHourAtMost ) {
    EXPECT_EQ( "", problem() );
 }
 
+TEST_F( Samples, ofAnInterfaceThatIsGoneWaitAnHourAtMostForAFolderThatCannotBeOpened ) {
+   portIs( et1, 8000 );
+   portIs( et2, 800 );
+   start();
+   clock->advance( 10 );
+   std::filesystem::rename( path + "/samples", path + "/away" );
+   std::ofstream( path + "/samples" ) << "a file";
+   clock->advance( 30 );
+   portIsGone( et1 );
+   clock->advance( 3500 );
+   EXPECT_TRUE( samples->has( "et1" ) );
+   clock->advance( 200 );
+   EXPECT_FALSE( samples->has( "et1" ) );
+   EXPECT_EQ( "800/400 800/400", last( "et2", 2 ) ) << "one that is there stays";
+   EXPECT_EQ( path + "/samples: Not a directory", problem() );
+   std::filesystem::remove( path + "/samples" );
+   std::filesystem::rename( path + "/away", path + "/samples" );
+   clock->advance( 10 );
+   EXPECT_EQ( "", problem() );
+   EXPECT_EQ( 25, std::ranges::count( last( "et2", 30 ), '/' ) ) << "two minutes, and what has come since";
+   EXPECT_FALSE( exists( "et1.samples" ) );
+}
+
 TEST_F( Samples, begunAnewWhereSomebodyHasRemovedTheFolder ) {
    portIs( et1, 8000 );
    start();
