@@ -194,6 +194,8 @@ std::string Maintd::statusText() const {
 }
 
 std::string Maintd::dump() const {
+   if ( !context_ )
+      return "no plug-in is loaded yet: " + executor_->countersProblem() + "\n";
    const int descriptor = memfd_create( "dump", MFD_CLOEXEC );
    if ( descriptor < 0 )
       return "no memory for a dump\n";

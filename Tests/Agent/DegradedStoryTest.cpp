@@ -142,6 +142,16 @@ TEST_F( DegradedStory, countersThatCanBeReadAgainAreNoticedWhenNothingIsSampled 
    EXPECT_EQ( 202, rig.post( "units/u1/enter" ) );
 }
 
+TEST_F( DegradedStory, dumpSaysThatNoPluginIsLoadedBeforeCountersCanBeRead ) {
+   rig.crash();
+   rig.simulation().countersFaultIs( "no counters" );
+   rig.start();
+   EXPECT_EQ( "no plug-in is loaded yet: no counters\n", rig.get( "dump" ) );
+   rig.simulation().countersFaultIs( "" );
+   rig.runUntil( 5 );
+   EXPECT_EQ( std::string::npos, rig.get( "dump" ).find( "no plug-in" ) );
+}
+
 TEST_F( DegradedStory, linkThatCannotBeSetIsShownAndTriedAgain ) {
    rig.simulation().linkSetFaultIs( "not permitted" );
    EXPECT_EQ( 202, rig.post( "units/u1/enter" ) );
