@@ -8,6 +8,7 @@
 #include "Agent/Samples/SampleTime.h"
 #include "Apps/ClockOffset.h"
 #include "Fuzz/Input.h"
+#include "Fuzz/Mutation.h"
 
 #include <cmath>
 #include <filesystem>
@@ -172,30 +173,52 @@ void readName( Fuzz::Input input ) {
    SampleFile::interfaceOf( name );
 }
 
+/// What an input is, in its first byte; the seeds are made with these numbers.
+enum class What : unsigned { samples, journal, time, summary, offset, name };
+constexpr unsigned whatCount = 6;
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t * data, std::size_t size ) {
    static const Folder folder;
    Fuzz::Input input( data, size );
-   switch ( input.byte() % 6 ) {
-   case 0:
+   switch ( static_cast< What >( input.byte() % whatCount ) ) {
+   case What::samples:
       readSamplesOfInterface( folder, input );
       break;
-   case 1:
+   case What::journal:
       readJournal( folder, input );
       break;
-   case 2:
+   case What::time:
       readTimeOfSamples( input );
       break;
-   case 3:
+   case What::summary:
       readSummary( input );
       break;
-   case 4:
+   case What::offset:
       readOffsetOfClock( input );
       break;
-   case 5:
+   case What::name:
       readName( input );
       break;
    }
    return 0;
+}
+
+extern "C" std::size_t
+LLVMFuzzerCustomMutator( std::uint8_t * data, std::size_t size, std::size_t most, unsigned seed ) {
+   Fuzz::Dice dice( seed );
+   return Fuzz::changed( data, size, data, most, [&]( std::string & input ) {
+      const auto what = static_cast< What >( Fuzz::Input( data, size ).byte() % whatCount );
+      if ( size == 0 || dice.oneIn( 4 ) )
+         return Fuzz::changeAnything( input, most );
+      std::string rest = input.substr( 1 );
+      if ( what == What::summary )
+         Fuzz::changeText( rest, Fuzz::json, dice );
+      else if ( what == What::samples || what == What::journal )
+         Fuzz::changeNumber( rest, dice );
+      else
+         Fuzz::changeText( rest, Fuzz::blanks, dice );
+      input.replace( 1, input.npos, rest );
+   } );
 }

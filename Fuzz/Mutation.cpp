@@ -1,5 +1,7 @@
 #include "Fuzz/Mutation.h"
 
+#include "Fuzz/Values.h"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -21,8 +23,6 @@ struct Range {
 std::string_view of( std::string_view text, const Range & range ) {
    return text.substr( range.begin, range.size() );
 }
-
-bool isDigit( char c ) { return '0' <= c && c <= '9'; }
 
 /// A colon ends a key where YAML and JSON have it do so; it may be in an address, a time or a URL.
 bool isColon( std::string_view text, std::size_t at ) {
@@ -146,82 +146,6 @@ std::string indented( std::string_view part, std::size_t before, std::size_t now
 constexpr std::size_t edges[] = { 1,  2,  3,  4,   7,   8,   15,  16,  17,  31,   32,   33,
                                   63, 64, 65, 127, 128, 129, 255, 256, 257, 1000, 1024, 2001 };
 
-// ---- values
-
-/// Of what is counted in hundreds or, seldom, anything.
-std::string count( Dice & dice ) {
-   static constexpr unsigned edge[] = { 0,  1,   2,   9,   10,  24,   59,    60,     61,
-                                        90, 100, 719, 720, 721, 3600, 86400, 604800, 2'592'000 };
-   switch ( dice.below( 4 ) ) {
-   case 0:
-      return std::to_string( dice.below( 60 ) );
-   case 1:
-      return number( dice );
-   default:
-      return std::to_string( dice.oneOf( edge ) );
-   }
-}
-
-std::string duration( Dice & dice ) {
-   std::string result;
-   for ( const char unit : { 'h', 'm', 's' } )
-      if ( dice.oneIn( 2 ) )
-         result.append( count( dice ) ).append( 1, unit );
-   return result.empty() ? count( dice ) + "s" : result;
-}
-
-std::string rate( Dice & dice ) {
-   static constexpr std::string_view units[] = { "bps", "kbps", "Mbps", "Gbps" };
-   std::string result = count( dice );
-   if ( dice.oneIn( 2 ) )
-      result.append( "." ).append( count( dice ) ).append( dice.below( 12 ), '0' );
-   return result.append( dice.oneOf( units ) );
-}
-
-std::string range( Dice & dice ) {
-   static constexpr unsigned edge[] = { 0, 1, 2, 9, 10, 11, 20, 29, 30, 4093, 4094, 4095 };
-   return std::to_string( dice.oneOf( edge ) ) + "-" + std::to_string( dice.oneOf( edge ) );
-}
-
-std::string prefix( Dice & dice ) {
-   static constexpr std::string_view addresses[] = {
-      "0.0.0.0", "10.0.0.0",   "192.0.2.7",   "255.255.255.255",
-      "::",      "2001:db8::", "2001:db8::7", "::ffff:192.0.2.7" };
-   static constexpr std::string_view lengths[] = { "",    "/0",  "/1",  "/8",   "/24",  "/31",
-                                                   "/32", "/33", "/64", "/127", "/128", "/129" };
-   return std::string( dice.oneOf( addresses ) ).append( dice.oneOf( lengths ) );
-}
-
-std::string url( Dice & dice ) {
-   static constexpr std::string_view hosts[] = { "a",     "a.example",     "192.0.2.7",
-                                                 "[::1]", "[2001:db8::7]", "" };
-   static constexpr std::string_view ports[] = { ":0", ":1", ":80", ":65535", ":65536", ":" };
-   std::string result( dice.oneIn( 2 ) ? "http://" : "https://" );
-   result.append( dice.oneIn( 3 ) ? "me:b@" : "" )
-      .append( dice.oneOf( hosts ) )
-      .append( dice.oneIn( 2 ) ? dice.oneOf( ports ) : "" );
-   return result.append( dice.oneIn( 2 ) ? "/" : "" ).append( dice.oneIn( 2 ) ? "?a=%20" : "" );
-}
-
-/// One of the same kind.
-std::string valueLike( std::string_view word, Dice & dice ) {
-   const bool begins = !word.empty() && isDigit( word.front() );
-   const std::size_t end = word.find_first_not_of( "0123456789" );
-   if ( begins && end == word.npos )
-      return dice.oneIn( 4 ) ? range( dice ) : count( dice );
-   if ( begins && word.ends_with( "bps" ) )
-      return rate( dice );
-   if ( begins && end + 1 < word.size() && word[end] == '-' )
-      return range( dice );
-   if ( begins && ( word[end] == 'h' || word[end] == 'm' || word[end] == 's' ) )
-      return duration( dice );
-   if ( word.find( "://" ) != word.npos )
-      return url( dice );
-   if ( word.find( '/' ) != word.npos && word.find_first_of( ".:" ) != word.npos )
-      return prefix( dice );
-   return value( dice );
-}
-
 // ---- words
 
 /// A number in it, with the rest as it is.
@@ -260,37 +184,13 @@ void stretch( std::string & word, Dice & dice ) {
 }
 
 void changeCharacter( std::string & word, Dice & dice ) {
-   static constexpr std::string_view strange[] = {
-      "=",
-      "/",
-      "@",
-      "#",
-      ".",
-      "-",
-      "_",
-      "+",
-      ":",
-      ";",
-      "%",
-      " ",
-      "%20",
-      "%00",
-      "\\u0000",
-      "\\u0001",
-      "\\n",
-      "\\t",
-      "\\\\",
-      "\x7f",
-      "\xc3\xa9",
-      "\xff",
-      "\xf0\x9f\x8c\x8d",
-      "0",
-      "a",
-      "Z" };
+   static constexpr std::string_view strange =
+      "= / @ # . - _ + : ; % %20 %00 \\u0000 \\u0001 \\n \\t \\\\ \x7f "
+      "\xc3\xa9 \xff \xf0\x9f\x8c\x8d 0 a Z";
    if ( !word.empty() && dice.oneIn( 3 ) )
       word.erase( dice.below( word.size() ), 1 + dice.below( 2 ) );
    else
-      word.insert( dice.below( word.size() + 1 ), dice.oneOf( strange ) );
+      word.insert( dice.below( word.size() + 1 ), dice.oneIn( 20 ) ? " " : dice.wordOf( strange ) );
 }
 
 /// In quotes where it needs them; numbers may be with them and without.
@@ -369,127 +269,6 @@ void changeParts( std::string & text, Dice & dice ) {
 }
 
 } // namespace
-
-std::string number( Dice & dice ) {
-   static constexpr std::uint64_t edge[] = {
-      0,
-      1,
-      2,
-      3,
-      10,
-      23,
-      24,
-      29,
-      30,
-      32,
-      59,
-      60,
-      61,
-      64,
-      90,
-      100,
-      128,
-      255,
-      256,
-      512,
-      719,
-      720,
-      721,
-      1000,
-      1024,
-      3599,
-      3600,
-      4094,
-      4095,
-      4096,
-      9999,
-      65535,
-      65536,
-      86399,
-      86400,
-      86401,
-      604800,
-      1'000'000,
-      2'591'999,
-      2'592'000,
-      1'700'000'000,
-      0x7fffffff,
-      0x80000000,
-      0xffffffff,
-      0x100000000,
-      253'402'300'799,
-      1'000'000'000'000'000,
-      1ull << 53,
-      1ull << 63,
-      ~0ull };
-   switch ( dice.below( 16 ) ) {
-   case 0:
-      return "-" + std::to_string( dice.oneOf( edge ) );
-   case 1:
-      return std::to_string( dice.below( 1000 ) ) + "." + std::to_string( dice.below( 1000 ) );
-   case 2:
-      return std::string( dice.below( 20 ), '0' ) + std::to_string( dice.below( 100 ) );
-   case 3:
-      return std::to_string( dice.below( 100 ) ) + "e" + std::to_string( dice.below( 400 ) );
-   case 4:
-   case 5:
-   case 6:
-      return std::to_string( dice.below( 100 ) );
-   case 7: {
-      std::string digits;
-      for ( std::size_t left = 1 + dice.below( 21 ); left > 0; --left )
-         digits += static_cast< char >( '0' + dice.below( 10 ) );
-      return digits;
-   }
-   default:
-      return std::to_string( dice.oneOf( edge ) );
-   }
-}
-
-std::string value( Dice & dice ) {
-   static constexpr std::string_view known[] = {
-      "true",
-      "false",
-      "null",
-      "never",
-      "~",
-      "yes",
-      "1e308",
-      "-0",
-      "nan",
-      "inf",
-      "u1",
-      "u2",
-      "et1",
-      "a",
-      "name",
-      "enter",
-      "exit",
-      "drainwatch",
-      "none",
-      "[::1]:8080",
-      "2024-02-29T23:59:60.5+05:30",
-      "0000-01-01T00:00:00Z",
-      "9999-12-31T23:59:59Z",
-      "{}",
-      "[]" };
-   switch ( dice.below( 8 ) ) {
-   case 0:
-      return duration( dice );
-   case 1:
-      return rate( dice );
-   case 2:
-      return range( dice );
-   case 3:
-      return prefix( dice );
-   case 4:
-      return url( dice );
-   case 5:
-      return number( dice );
-   default:
-      return std::string( dice.oneOf( known ) );
-   }
-}
 
 void changeAnything( std::string & bytes, std::size_t most ) {
    const std::size_t size = bytes.size();

@@ -1,29 +1,15 @@
 #pragma once
 
+#include "Fuzz/Values.h"
+
 #include <cstddef>
 #include <cstdint>
-#include <random>
 #include <string>
 #include <string_view>
 
 /// Purpose: changes that leave an input what it is. Bytes that are changed anywhere hardly ever get behind the first thing
 /// that is read: most texts are no YAML or JSON any more then. These change what one says: its words, and its parts.
 namespace Fuzz {
-
-class Dice {
- public:
-   explicit Dice( unsigned seed ) : engine_( seed ) {}
-   /// From 0 to `end` - 1; 0 if there is nothing.
-   std::size_t below( std::size_t end ) { return end ? engine_() % end : 0; }
-   bool oneIn( std::size_t chances ) { return below( chances ) == 0; }
-   template < class List >
-   decltype( auto ) oneOf( const List & list ) {
-      return list[below( std::size( list ) )];
-   }
-
- private:
-   std::minstd_rand engine_;
-};
 
 /// How words of a text are kept apart.
 struct TextForm {
@@ -44,9 +30,6 @@ void changeWord( std::string & word, Dice & dice );
 void takePart( std::string & text, std::string_view other, Dice & dice );
 /// A number somewhere becomes another one; of 1, 2, 4 or 8 bytes, or with decimals. The size stays.
 void changeNumber( std::string & bytes, Dice & dice );
-/// One that readers are afraid of, in digits; and one with a unit or more, a date, a name.
-std::string number( Dice & dice );
-std::string value( Dice & dice );
 /// The whole, as the fuzzer itself does it: any bytes, words of the dictionary, what it has seen being compared.
 void changeAnything( std::string & bytes, std::size_t most );
 

@@ -4,6 +4,7 @@
 #include "Agent/Control/ControlApiRigTest.h"
 #include "Agent/Control/KnownSamplesRig.h"
 #include "Fuzz/Input.h"
+#include "Fuzz/Mutation.h"
 #include "Platform/Cog/TimeSource.h"
 #include "Platform/Cog/TimerWheel.h"
 #include "Platform/Vel/Trace.h"
@@ -20,6 +21,16 @@ namespace {
 
 using namespace Agent;
 using Fuzz::require;
+
+/// How an input comes, in its first byte; the seeds are made with these numbers.
+enum How : unsigned {
+   overWeb = 1,
+   toARefusal = 2,
+   toABlockingPlan = 4,
+   inParts = 8, ///< of which the first has so many bytes as the next two say
+   lengthAsItIs = 16,
+   withoutHead = 32, ///< the next byte is the number of a route
+};
 
 /// A wrong length keeps bodies that are changed at random from being looked at; so mostly that of the first request is made
 /// right.
@@ -93,10 +104,11 @@ class Connections final : ControlApiRig {
    /// What was said by an earlier connection is forgotten.
    void take( Fuzz::Input input ) {
       const unsigned how = input.byte();
-      over_ = how & 1 ? Over::web : Over::local;
-      refusal = how & 2 ? ControlCommands::Result( { Api::ErrorCode::conflict, "it is not to be", "u1" } )
-                        : std::nullopt;
-      planned.blocked = how & 4;
+      over_ = how & overWeb ? Over::web : Over::local;
+      refusal = how & toARefusal
+                   ? ControlCommands::Result( { Api::ErrorCode::conflict, "it is not to be", "u1" } )
+                   : std::nullopt;
+      planned.blocked = how & toABlockingPlan;
       asked.clear();
       sockaddr_un address{};
       address.sun_family = AF_UNIX;
@@ -106,10 +118,10 @@ class Connections final : ControlApiRig {
          connect( client, reinterpret_cast< sockaddr * >( &address ), sizeof address ) == 0,
          "can be reached" );
       // In two parts, so that what a part ends in is not always whole.
-      const std::size_t cut = how & 8 ? input.number16() : std::string_view::npos;
-      const std::string request = how & 32   ? behindAHead( input )
-                                  : how & 16 ? std::string( input.rest() )
-                                             : withRightLength( input.rest() );
+      const std::size_t cut = how & inParts ? input.number16() : std::string_view::npos;
+      const std::string request = how & withoutHead    ? behindAHead( input )
+                                  : how & lengthAsItIs ? std::string( input.rest() )
+                                                       : withRightLength( input.rest() );
       const std::string_view first = std::string_view( request ).substr( 0, cut );
       for ( const std::string_view part : { first, std::string_view( request ).substr( first.size() ) } ) {
          if ( part.empty() || send( client, part.data(), part.size(), MSG_NOSIGNAL ) < 0 )
@@ -177,10 +189,58 @@ class Connections final : ControlApiRig {
    Over over_ = Over::local;
 };
 
+/// What of an input is changed while the rest stays: the body, or else what is asked for.
+struct Region {
+   std::size_t begin, size;
+   Fuzz::TextForm form;
+};
+Region regionOf( std::string_view input ) {
+   const unsigned how = input.empty() ? 0 : static_cast< std::uint8_t >( input[0] );
+   const std::size_t begin = std::min< std::size_t >( how & inParts ? 3 : 1, input.size() );
+   if ( how & withoutHead && begin < input.size() ) {
+      const std::string_view route =
+         routes[static_cast< std::uint8_t >( input[begin] ) % std::size( routes )];
+      return { begin + 1, input.npos, route.starts_with( "POST" ) ? Fuzz::json : Fuzz::query };
+   }
+   const std::size_t head = input.find( "\r\n\r\n", begin );
+   if ( head != input.npos && head + 4 < input.size() )
+      return { head + 4, input.npos, Fuzz::json };
+   return { begin, std::min( input.find( " HTTP/", begin ), input.size() ) - begin, Fuzz::query };
+}
+
+/// \param other  may give a part
+void change( std::string & input, std::string_view other, std::size_t most, Fuzz::Dice & dice ) {
+   if ( dice.oneIn( 8 ) )
+      return Fuzz::changeAnything( input, most );
+   const Region region = regionOf( input ), taken = regionOf( other );
+   std::string text = input.substr( region.begin, region.size );
+   if ( !other.empty() && dice.oneIn( 4 ) )
+      Fuzz::takePart( text, other.substr( taken.begin, taken.size ), dice );
+   else
+      Fuzz::changeText( text, region.form, dice );
+   input.replace( region.begin, region.size, text );
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t * data, std::size_t size ) {
    static Connections connections;
    connections.take( Fuzz::Input( data, size ) );
    return 0;
+}
+
+extern "C" std::size_t
+LLVMFuzzerCustomMutator( std::uint8_t * data, std::size_t size, std::size_t most, unsigned seed ) {
+   Fuzz::Dice dice( seed );
+   return Fuzz::changed(
+      data, size, data, most, [&]( std::string & input ) { change( input, "", most, dice ); } );
+}
+
+extern "C" std::size_t LLVMFuzzerCustomCrossOver(
+   const std::uint8_t * data, std::size_t size, const std::uint8_t * other, std::size_t otherSize,
+   std::uint8_t * out, std::size_t most, unsigned seed ) {
+   Fuzz::Dice dice( seed );
+   return Fuzz::changed( data, size, out, most, [&]( std::string & input ) {
+      change( input, Fuzz::Input( other, otherSize ).rest(), most, dice );
+   } );
 }

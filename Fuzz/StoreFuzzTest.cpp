@@ -3,6 +3,7 @@
 
 #include "Apps/MaintdEntities.h"
 #include "Fuzz/Input.h"
+#include "Fuzz/Mutation.h"
 #include "Platform/Ledger/MemoryEngine.h"
 #include "Platform/Ledger/Persistence.h"
 
@@ -114,6 +115,93 @@ void fill( Fuzz::Input input, MemoryDisk & state, MemoryDisk & runtime ) {
    }
 }
 
+// ---- how records change
+
+struct Record {
+   bool isRuntime;
+   std::string key, value;
+};
+
+std::string stepOf( const Record & record ) {
+   std::string step( 1, static_cast< char >( record.isRuntime ? Step::runtime : Step::state ) );
+   step.append( 1, static_cast< char >( record.key.size() ) ).append( record.key );
+   const auto size = static_cast< std::uint16_t >( record.value.size() );
+   step.append( reinterpret_cast< const char * >( &size ), sizeof size ).append( record.value );
+   return step;
+}
+
+/// One of those that an input has in the end: of a random kind first, for most of them are texts and events.
+std::optional< Record > oneOf( std::string_view input, Fuzz::Dice & dice ) {
+   Disks disks;
+   fill(
+      Fuzz::Input( reinterpret_cast< const std::uint8_t * >( input.data() ), input.size() ), disks.state,
+      disks.runtime );
+   const char kind = dice.oneOf( std::string_view( "PPVVVKKKNLDH" ) );
+   const bool isRuntime = dice.oneIn( 4 );
+   std::vector< Record > records;
+   for ( const auto & [key, value] : ( isRuntime ? disks.runtime : disks.state ).records )
+      if ( key[0] == kind && key.size() <= 255 && value.size() <= 65535 )
+         records.push_back( { isRuntime, key, value } );
+   return records.empty() ? std::nullopt : std::optional( dice.oneOf( records ) );
+}
+
+/// A text in a value has its size before it, and before that the size of both.
+void changeSizedText( std::string & value, Fuzz::Dice & dice ) {
+   const auto sizeAt = [&]( std::size_t place ) {
+      std::uint32_t size;
+      std::memcpy( &size, value.data() + place, sizeof size );
+      return size;
+   };
+   std::vector< std::size_t > places;
+   for ( std::size_t at = 0; at + 8 <= value.size(); ++at )
+      if (
+         sizeAt( at ) >= 4 && sizeAt( at ) <= value.size() - at - 4 && sizeAt( at + 4 ) == sizeAt( at ) - 4 )
+         places.push_back( at );
+   if ( places.empty() )
+      return;
+   const std::size_t place = dice.oneOf( places );
+   const std::size_t before = sizeAt( place + 4 );
+   std::string text = value.substr( place + 8, before );
+   Fuzz::changeWord( text, dice );
+   const auto size = static_cast< std::uint32_t >( text.size() ), both = size + 4;
+   value.replace( place + 8, before, text );
+   std::memcpy( value.data() + place, &both, sizeof both );
+   std::memcpy( value.data() + place + 4, &size, sizeof size );
+}
+
+/// Takes the place of what was there, or is added.
+void changeRecord( std::string & input, Fuzz::Dice & dice ) {
+   std::optional< Record > record = oneOf( input, dice );
+   if ( !record )
+      return;
+   const std::string before = stepOf( *record );
+   switch ( dice.below( 8 ) ) {
+   case 0: {
+      // Of another entity, or of one that is not there.
+      std::string number = record->key.substr( 1 );
+      Fuzz::changeNumber( number, dice );
+      record->key.replace( 1, record->key.npos, number );
+      break;
+   }
+   case 1:
+      Fuzz::changeAnything( record->value, record->value.size() + 8 );
+      break;
+   case 2:
+   case 3:
+   case 4:
+      changeSizedText( record->value, dice );
+      break;
+   default:
+      Fuzz::changeNumber( record->value, dice );
+   }
+   const std::string after = dice.oneIn( 16 ) ? "" : stepOf( *record );
+   const std::size_t at = input.find( before );
+   if ( at == input.npos )
+      input += after;
+   else
+      input.replace( at, before.size(), after );
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t * data, std::size_t size ) {
@@ -150,4 +238,15 @@ extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t * data, std::size_t si
    const Vel::String * const note = second.persistence.document( "note" );
    require( note && *note == "taken", "with what was written last" );
    return 0;
+}
+
+extern "C" std::size_t
+LLVMFuzzerCustomMutator( std::uint8_t * data, std::size_t size, std::size_t most, unsigned seed ) {
+   Fuzz::Dice dice( seed );
+   return Fuzz::changed( data, size, data, most, [&]( std::string & input ) {
+      if ( dice.oneIn( 8 ) )
+         return Fuzz::changeAnything( input, most );
+      for ( std::size_t changes = 1 + dice.below( 3 ); changes > 0; --changes )
+         changeRecord( input, dice );
+   } );
 }

@@ -138,7 +138,7 @@ BODIES = {
 }
 QUERIES = {
     "interfaces": ["?unit=u1", "?fields=name,state,in-bps"],
-    "samples": ["?interface=et1&interface=et2&last=1h", "?unit=u1&from=2026-01-01T00:00:00Z&to=2026-01-02T00:00:00Z"],
+    "samples": ["?interface=et1&interface=et2&last=1h", "?unit=u1&last=90m&until=2026-01-02T00:00:00Z"],
     "history": ["?unit=u1&limit=5"],
     "operations": ["?unit=u1&state=running&limit=5"],
     "events": ["?after=0", "?rates=1"],
