@@ -19,7 +19,9 @@ def instance(command):
     return next(one for line, one in state["instances"].items() if line.split()[3:] == scope)
 last = commands[-1]
 refusal = state.get("refused", {}).get(last)
-if refusal:
+if refusal and state.get("times") != 0:
+    state["times"] = state.get("times", 0) - 1 # without a number it never ends
+    keep()
     print(refusal[1])
     sys.exit(refusal[0])
 if last == "show running-config":
@@ -233,6 +235,18 @@ class Exit(FrrTest):
         self.router(one=True, red=True)
         self.passes(self.leave(RED))
         self.assertEqual(self.on(), [ONE])
+
+    def test_asksAgainWhatIsRefusedForAWhile(self):
+        for command in ("show running-config", "show bgp  neighbors json", "no bgp graceful-shutdown"):
+            with self.subTest(command):
+                command = " ".join(command.split())
+                self.router(one=True, red=True, refused={command: [0, "% bgpd is busy"]}, times=2)
+                self.passes(self.leave(ONE, RED))
+                self.assertEqual(self.on(), [])
+
+    def test_saysWhyItCannotBeTurnedOff(self):
+        self.router(one=True, refused={"no bgp graceful-shutdown": [1, "bgpd is not running"]})
+        self.fails(self.leave(ONE, timeout="0.1"), "bgpd is not running")
 
     def test_changesNothingWithoutARecord(self):
         self.router(one=True)

@@ -41,7 +41,13 @@ elif state.get("broken"):
     print("Cannot open netlink socket", file=sys.stderr)
     sys.exit(state["broken"][0])
 elif "-json" in words:
-    print(json.dumps([{"type": "unicast", **route, "table": "main"} for route in routes]))
+    # As where a routing daemon has given its own number a name that there is already.
+    numbers = {"boot": "3", "static": "4", "dhcp": "16", "bgp": "186"}
+    names = {**{number: name for name, number in numbers.items()}, "196": "static"}
+    spelt = numbers if "-Numeric" in words else names
+    shown = [{"type": "unicast", **route, "table": "main",
+              "protocol": spelt.get(route["protocol"], route["protocol"])} for route in routes]
+    print(json.dumps(shown[:-1] if state.get("flaps") and "-Numeric" in words else shown))
 else:
     for route in routes:
         print(route["dst"], "mtu lock 1400" if "metrics" in route else "")
@@ -98,6 +104,25 @@ class Enter(RoutesTest):
         run = self.stage("enter")
         self.passes(run)
         self.assertEqual((run.records, self.state["changes"]), ([{"moves": [], "boot": boot(), "links": {}}], []))
+
+    def test_leavesRoutesOfADaemonAloneThatIpShowsAsSetByHand(self):
+        self.kernel(route(protocol="static"), route(dst="10.9.0.0/16", protocol="196"))
+        run = self.stage("enter")
+        self.passes(run)
+        self.assertIn('left alone: 1 of protocol "196"', run.log)
+        self.assertEqual([("10.8.0.0/16", 100000, "et1"), ("10.9.0.0/16", 0, "et1")], self.shown())
+
+    def test_movesThemWhenItIsToldTheirNumber(self):
+        self.kernel(route(protocol="static"), route(dst="10.9.0.0/16", protocol="196"))
+        run = self.stage("enter", "--protocol", "196")
+        self.passes(run)
+        self.assertEqual([("10.8.0.0/16", 0, "et1"), ("10.9.0.0/16", 100000, "et1")], self.shown())
+        self.passes(self.stage("exit", recorded=run.records[-1]))
+        self.assertEqual([("10.8.0.0/16", 0, "et1"), ("10.9.0.0/16", 0, "et1")], self.shown())
+
+    def test_saysThatRoutesChangeTooFastToTellWhoseTheyAre(self):
+        self.kernel(route(), route(dst="10.9.0.0/16"), flaps=True)
+        self.fails(self.stage("enter"), "change too fast")
 
     def test_hasNothingToDoForAUnitWithoutInterfaces(self):
         self.kernel(route())

@@ -7,7 +7,12 @@ import maintstage
 from maintstage import Failure
 
 FAMILIES = {"inet": "-4", "inet6": "-6"}
+#: Who sets routes by hand or by scripts. A routing daemon's package may give numbers of its own such a name, too, and
+#: ip then shows both alike: a route of another number has that for its protocol here.
+BY_HAND = {"boot": "3", "static": "4", "dhcp": "16"}
 HIGHEST = (1 << 32) - 1
+#: Seconds that ip gets to print a table, which may be that of the whole Internet.
+READING_LIMIT = 60
 
 #: What ip shows of a route, and the word with which it takes that. What is not here we could not give back.
 WORDS = {"from": "from", "tos": "tos", "protocol": "proto", "scope": "scope", "metric": "metric", "prefsrc": "src",
@@ -163,24 +168,44 @@ class Kernel:
         return Routes(found)
 
     def _shown(self, flag, table):
-        """All routes of a table as ip shows them, with LOCKED added."""
+        """All routes of a table as ip shows them, with LOCKED added and each protocol told from others of its name."""
         for _ in range(5):
-            shown = maintstage.readJson(self._show(flag, table, "-json") or "[]", f"{self.ip} route")
-            if not any("metrics" in route for route in shown):
+            shown = self._json(flag, table)
+            if self._numbered(shown, flag, table) and self._locked(shown, flag, table):
                 return shown
-            lines = self._show(flag, table, "-oneline").splitlines()
-            if len(lines) != len(shown):
-                continue # they have changed meanwhile
-            for route, line in zip(shown, lines):
-                locked = sorted(set(re.findall(r" (\w+) lock ", line)))
-                locked = [name for name in locked if name != "rto_min"] # always is, and ip says so
-                if locked:
-                    route[LOCKED] = ["congestion" if name == "congctl" else name for name in locked]
-            return shown
         raise Failure(f"the routes of table {table} change too fast")
 
-    def _show(self, flag, table, form):
-        done = maintstage.run([self.ip, flag, form, "-details", "route", "show", "table", table])
+    def _numbered(self, shown, flag, table):
+        """False: they have changed meanwhile."""
+        if not any(route.get("protocol") in BY_HAND for route in shown):
+            return True
+        numbered = self._json(flag, table, "-Numeric")
+        if [route.get("dst") for route in numbered] != [route.get("dst") for route in shown]:
+            return False
+        for route, number in zip(shown, numbered):
+            if number.get("protocol") != BY_HAND.get(route.get("protocol"), number.get("protocol")):
+                route["protocol"] = number["protocol"]
+        return True
+
+    def _locked(self, shown, flag, table):
+        """False: they have changed meanwhile."""
+        if not any("metrics" in route for route in shown):
+            return True
+        lines = self._show(flag, table, "-oneline").splitlines()
+        if len(lines) != len(shown):
+            return False
+        for route, line in zip(shown, lines):
+            locked = sorted(set(re.findall(r" (\w+) lock ", line)))
+            locked = [name for name in locked if name != "rto_min"] # always is, and ip says so
+            if locked:
+                route[LOCKED] = ["congestion" if name == "congctl" else name for name in locked]
+        return True
+
+    def _json(self, flag, table, *forms):
+        return maintstage.readJson(self._show(flag, table, *forms, "-json") or "[]", f"{self.ip} route")
+
+    def _show(self, flag, table, *forms):
+        done = maintstage.run([self.ip, flag, *forms, "-details", "route", "show", "table", table], limit=READING_LIMIT)
         # A table comes into being with its first route, in each family for itself.
         if done.returncode != 0:
             if "table does not exist" in done.stderr:

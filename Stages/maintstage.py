@@ -131,17 +131,17 @@ def boot():
         return ""
 
 
-def run(words, given=None):
+def run(words, given=None, limit=PROGRAM_LIMIT):
     """Runs a program with this text as its standard input: its status and what it has printed, as text."""
     name = words[0]
     try:
         return subprocess.run(words, input=given, stdin=None if given is not None else subprocess.DEVNULL,
-                              capture_output=True, encoding="utf-8", errors="replace", timeout=PROGRAM_LIMIT,
+                              capture_output=True, encoding="utf-8", errors="replace", timeout=limit,
                               check=False)
     except OSError as error:
         raise Failure(f"cannot run {name}: {error.strerror}") from error
     except subprocess.TimeoutExpired as error:
-        raise Failure(f"{name} has not ended after {PROGRAM_LIMIT} s") from error
+        raise Failure(f"{name} has not ended after {limit} s") from error
 
 
 def readJson(text, what):

@@ -153,7 +153,8 @@ TEST( Route, isLostUnlessItComesBackByItself ) {
       EXPECT_TRUE( isLost( one, "et1" ) ) << int( protocol );
    }
    for ( const Vel::U8 protocol :
-         { RTPROT_KERNEL, RTPROT_REDIRECT, RTPROT_RA, RTPROT_ZEBRA, RTPROT_BGP, RTPROT_OSPF } ) {
+         { RTPROT_KERNEL, RTPROT_REDIRECT, RTPROT_RA, RTPROT_ZEBRA, RTPROT_BGP, RTPROT_OSPF, 84, 190, 191,
+           193, 194, 195, 196, 197, 198 } ) {
       one.protocol = protocol;
       EXPECT_FALSE( isLost( one, "et1" ) ) << int( protocol );
    }

@@ -69,11 +69,29 @@ std::vector< Leg > parseLegs( std::string_view payload, Vel::U8 family, const Na
    return legs;
 }
 
+/// Numbers that routing daemons have taken without the kernel's header knowing them. Their owners set such routes again,
+/// or have been told meanwhile not to.
+enum : unsigned {
+   protocolOvn = 84,
+   protocolRipng = 190,
+   protocolNhrp = 191,
+   protocolLdp = 193,
+   protocolSharp = 194,
+   protocolPolicy = 195,
+   protocolDaemonStatic = 196,
+   protocolOpenFabric = 197,
+   protocolSegmentRouting = 198
+};
+
 bool comesBackByItself( Vel::U8 protocol ) {
    return isOneOf(
-      protocol, { RTPROT_REDIRECT, RTPROT_KERNEL, RTPROT_RA, RTPROT_GATED, RTPROT_MRT, RTPROT_ZEBRA,
-                  RTPROT_BIRD, RTPROT_XORP, RTPROT_MROUTED, RTPROT_KEEPALIVED, RTPROT_BABEL, RTPROT_OPENR,
-                  RTPROT_BGP, RTPROT_ISIS, RTPROT_OSPF, RTPROT_RIP, RTPROT_EIGRP } );
+      protocol, { RTPROT_REDIRECT,    RTPROT_KERNEL,         RTPROT_RA,      RTPROT_GATED,
+                  RTPROT_MRT,         RTPROT_ZEBRA,          RTPROT_BIRD,    RTPROT_XORP,
+                  RTPROT_MROUTED,     RTPROT_KEEPALIVED,     RTPROT_BABEL,   RTPROT_OPENR,
+                  RTPROT_BGP,         RTPROT_ISIS,           RTPROT_OSPF,    RTPROT_RIP,
+                  RTPROT_EIGRP,       protocolOvn,           protocolRipng,  protocolNhrp,
+                  protocolLdp,        protocolSharp,         protocolPolicy, protocolDaemonStatic,
+                  protocolOpenFabric, protocolSegmentRouting } );
 }
 
 } // namespace
