@@ -46,6 +46,7 @@ packagesAreMadeWithoutFaults() {
    local path package
    for path in maintd/usr/sbin/maintd maintd/lib/systemd/system/maintd.service maintd/etc/maintd \
       maintd/usr/share/doc/maintd/examples/maintd.yaml maintd/usr/share/man/man8/maintd.8.gz \
+      maintd/usr/share/doc/maintd/HOOKS.md maintd/usr/share/doc/maintd/STAGES.md maintd/usr/share/doc/maintd/ADAPTERS.md \
       maintd/usr/share/man/man5/maintd.yaml.5.gz maintd/usr/lib/maintd/stages/kernel-routes maintd/usr/lib/maintd/http-hook \
       maintctl/usr/bin/maintctl maintctl/usr/share/man/man1/maintctl.1.gz \
       maintd-plugin-drainwatch/usr/lib/maintd/libDrainWatchPlugin.so \
