@@ -366,7 +366,9 @@ void changeNumber( std::string & bytes, Dice & dice ) {
       Limits::quiet_NaN(),
       Limits::denorm_min() };
    char fresh[8];
-   std::size_t size = std::size_t( 1 ) << dice.below( 4 );
+   // The whole, where it can be one number.
+   const bool one = bytes.size() == 1 || bytes.size() == 2 || bytes.size() == 4 || bytes.size() == 8;
+   const std::size_t size = one && !dice.oneIn( 4 ) ? bytes.size() : std::size_t( 1 ) << dice.below( 4 );
    if ( bytes.size() < size )
       return;
    const std::size_t place = dice.below( bytes.size() - size + 1 );

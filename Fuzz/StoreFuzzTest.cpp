@@ -4,8 +4,10 @@
 #include "Apps/MaintdEntities.h"
 #include "Fuzz/Input.h"
 #include "Fuzz/Mutation.h"
+#include "Platform/Ledger/EntityForm.h"
 #include "Platform/Ledger/MemoryEngine.h"
 #include "Platform/Ledger/Persistence.h"
+#include "Platform/Ledger/Records.h"
 
 namespace {
 
@@ -117,10 +119,48 @@ void fill( Fuzz::Input input, MemoryDisk & state, MemoryDisk & runtime ) {
 
 // ---- how records change
 
+struct Attribute {
+   std::size_t place, size; ///< in the value of a record
+};
 struct Record {
    bool isRuntime;
    std::string key, value;
+   std::vector< Attribute > attributes;
 };
+
+template < class Number >
+Number numberAt( std::string_view bytes, std::size_t place ) {
+   Number number = 0;
+   if ( place + sizeof number <= bytes.size() )
+      std::memcpy( &number, bytes.data() + place, sizeof number );
+   return number;
+}
+
+/// What lies where in the record of an entity: behind its place, if that is there, the number of a text that says it.
+std::vector< Attribute >
+attributesOf( std::string_view key, std::string_view value, const MemoryDisk & disk ) {
+   constexpr std::size_t parentAttributeAndType = 8 + 2 + 2, size = 4;
+   std::size_t at = 0;
+   if ( key[0] == 'P' )
+      at = parentAttributeAndType + size + numberAt< std::uint32_t >( value, parentAttributeAndType );
+   else if ( key[0] != 'V' )
+      return {};
+   const auto text =
+      disk.records.find( Vel::String( Ledger::RecordKey::text( numberAt< std::uint16_t >( value, at ) ) ) );
+   std::vector< Ledger::EntityForm::Field > fields;
+   if ( text == disk.records.end() || !Ledger::EntityForm::fields( text->second, fields ) )
+      return {};
+   at += sizeof( std::uint16_t );
+   std::vector< Attribute > attributes;
+   for ( const auto & field : fields ) {
+      const std::size_t all = field.size ? field.size : size + numberAt< std::uint32_t >( value, at );
+      if ( all > value.size() || at > value.size() - all )
+         break;
+      attributes.push_back( { at, all } );
+      at += all;
+   }
+   return attributes;
+}
 
 std::string stepOf( const Record & record ) {
    std::string step( 1, static_cast< char >( record.isRuntime ? Step::runtime : Step::state ) );
@@ -139,19 +179,20 @@ std::optional< Record > oneOf( std::string_view input, Fuzz::Dice & dice ) {
    const char kind = dice.oneOf( std::string_view( "PPVVVKKKNLDH" ) );
    const bool isRuntime = dice.oneIn( 4 );
    std::vector< Record > records;
-   for ( const auto & [key, value] : ( isRuntime ? disks.runtime : disks.state ).records )
+   const MemoryDisk & disk = isRuntime ? disks.runtime : disks.state;
+   for ( const auto & [key, value] : disk.records )
       if ( key[0] == kind && key.size() <= 255 && value.size() <= 65535 )
-         records.push_back( { isRuntime, key, value } );
-   return records.empty() ? std::nullopt : std::optional( dice.oneOf( records ) );
+         records.push_back( { isRuntime, key, value, {} } );
+   if ( records.empty() )
+      return std::nullopt;
+   Record record = dice.oneOf( records );
+   record.attributes = attributesOf( record.key, record.value, disk );
+   return record;
 }
 
 /// A text in a value has its size before it, and before that the size of both.
 void changeSizedText( std::string & value, Fuzz::Dice & dice ) {
-   const auto sizeAt = [&]( std::size_t place ) {
-      std::uint32_t size;
-      std::memcpy( &size, value.data() + place, sizeof size );
-      return size;
-   };
+   const auto sizeAt = [&]( std::size_t place ) { return numberAt< std::uint32_t >( value, place ); };
    std::vector< std::size_t > places;
    for ( std::size_t at = 0; at + 8 <= value.size(); ++at )
       if (
@@ -169,31 +210,41 @@ void changeSizedText( std::string & value, Fuzz::Dice & dice ) {
    std::memcpy( value.data() + place + 4, &size, sizeof size );
 }
 
+void changeAnywhere( Record & record, Fuzz::Dice & dice ) {
+   switch ( dice.below( 6 ) ) {
+   case 0: {
+      // Of another entity, or of one that is not there.
+      std::string number = record.key.substr( 1 );
+      Fuzz::changeNumber( number, dice );
+      record.key.replace( 1, record.key.npos, number );
+      return;
+   }
+   case 1:
+      return Fuzz::changeAnything( record.value, record.value.size() + 8 );
+   case 2:
+   case 3:
+      return changeSizedText( record.value, dice );
+   default:
+      return Fuzz::changeNumber( record.value, dice );
+   }
+}
+
 /// Takes the place of what was there, or is added.
 void changeRecord( std::string & input, Fuzz::Dice & dice ) {
    std::optional< Record > record = oneOf( input, dice );
    if ( !record )
       return;
    const std::string before = stepOf( *record );
-   switch ( dice.below( 8 ) ) {
-   case 0: {
-      // Of another entity, or of one that is not there.
-      std::string number = record->key.substr( 1 );
-      Fuzz::changeNumber( number, dice );
-      record->key.replace( 1, record->key.npos, number );
-      break;
-   }
-   case 1:
-      Fuzz::changeAnything( record->value, record->value.size() + 8 );
-      break;
-   case 2:
-   case 3:
-   case 4:
-      changeSizedText( record->value, dice );
-      break;
-   default:
-      Fuzz::changeNumber( record->value, dice );
-   }
+   if ( !record->attributes.empty() && !dice.oneIn( 4 ) ) {
+      const Attribute & attribute = dice.oneOf( record->attributes );
+      std::string bytes = record->value.substr( attribute.place, attribute.size );
+      const std::string same = bytes;
+      changeSizedText( bytes, dice );
+      if ( bytes == same )
+         Fuzz::changeNumber( bytes, dice );
+      record->value.replace( attribute.place, attribute.size, bytes );
+   } else
+      changeAnywhere( *record, dice );
    const std::string after = dice.oneIn( 16 ) ? "" : stepOf( *record );
    const std::size_t at = input.find( before );
    if ( at == input.npos )
