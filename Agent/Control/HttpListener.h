@@ -48,9 +48,9 @@ struct HttpServer::Listener {
 
    HttpServer & server;
    bool local;
-   int descriptor;
    MHD_Daemon * daemon = nullptr;
    int epoll = -1;
+   std::unique_ptr< Door > door;
    std::set< Exchange * > suspended; ///< those that wait for something of ours
    std::exception_ptr escaped;       ///< what the handler threw
    bool runPosted = false;
@@ -58,12 +58,13 @@ struct HttpServer::Listener {
    std::shared_ptr< bool > alive = std::make_shared< bool >( true );
    Vel::Watch< Idle > idle;
 
-   Listener( HttpServer & itsServer, bool isLocal, int listening );
+   Listener( HttpServer & itsServer, bool isLocal );
    ~Listener();
 
    /// Does what there is to do. The library may have more to do than a descriptor tells, and says so by a time limit
    /// of 0; then it runs again, a turn later at the latest.
    void run();
+   void work();
    void runSoon();
    void idleTimeIs( double time );
    void suspend( Exchange & exchange );
@@ -71,6 +72,44 @@ struct HttpServer::Listener {
    bool resume( Exchange & exchange );
 
    static constexpr unsigned maxRounds = 16;
+};
+
+/// Takes the connections of a listener, as long as it has places and the process has descriptors; whoever comes then waits
+/// to be taken. The library, if it took them, would look for room only when something else made it run.
+struct HttpServer::Door {
+   struct Again final : Cog::TimerReactor< Door > {
+      using TimerReactor::TimerReactor;
+      void onTime() override { sm()->restingIs( false ); }
+   };
+
+   /// The descriptor is the door's from now on.
+   Door( Listener & itsListener, int listening );
+   ~Door();
+   Door( const Door & ) = delete;
+   Door & operator=( const Door & ) = delete;
+
+   /// Connections may have ended.
+   void look();
+
+ private:
+   void take();
+   bool mayTake() const;
+   bool leavesDescriptors() const;
+   void restingIs( bool resting );
+   unsigned connections() const;
+
+   /// Those that are taken in a turn, if more wait.
+   static constexpr unsigned maxTaken = 16;
+   /// Seconds after which it looks whether others have given descriptors back.
+   static constexpr double retryAfter = 1;
+
+   Listener & listener_;
+   int descriptor_;
+   bool resting_ = false;
+   double againTime_ = Cog::Timer::never;
+   unsigned connectionsThen_ = 0; ///< when it began to rest
+   std::shared_ptr< bool > alive_ = std::make_shared< bool >( true );
+   Vel::Watch< Again > again_;
 };
 
 /// The requests that wait for a later turn, since what was answered in this one is enough: an answer is made at once, and

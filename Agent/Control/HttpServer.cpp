@@ -235,8 +235,8 @@ struct ServerCallbacks {
 
 // ---- a listener
 
-HttpServer::Listener::Listener( HttpServer & itsServer, bool isLocal, int listening )
-   : server( itsServer ), local( isLocal ), descriptor( listening ) {
+HttpServer::Listener::Listener( HttpServer & itsServer, bool isLocal )
+   : server( itsServer ), local( isLocal ) {
    idle.is( server.wheel_, this ).hasNotificationActiveIs( true );
    // Timers rest while counters cannot be read; there are turns all the same.
    server.loop_->commitHookIs( [weak = std::weak_ptr( alive ), this] {
@@ -249,6 +249,7 @@ HttpServer::Listener::Listener( HttpServer & itsServer, bool isLocal, int listen
 HttpServer::Listener::~Listener() {
    if ( !daemon )
       return;
+   door.reset();
    server.loop_->descriptorDel( epoll );
    // The library stops only when no connection is suspended.
    while ( !suspended.empty() )
@@ -257,6 +258,11 @@ HttpServer::Listener::~Listener() {
 }
 
 void HttpServer::Listener::run() {
+   work();
+   door->look();
+}
+
+void HttpServer::Listener::work() {
    MHD_UNSIGNED_LONG_LONG wait = 0;
    for ( unsigned round = 0; round < maxRounds; ++round ) {
       MHD_run( daemon );
@@ -318,11 +324,11 @@ HttpServer::~HttpServer() {
 }
 
 std::optional< std::string > HttpServer::start( int descriptor, bool local ) {
-   auto listener = std::make_unique< Listener >( *this, local, descriptor );
+   auto listener = std::make_unique< Listener >( *this, local );
    listener->daemon = MHD_start_daemon(
-      MHD_USE_EPOLL | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, ServerCallbacks::access, listener.get(),
-      MHD_OPTION_LISTEN_SOCKET, descriptor, MHD_OPTION_NOTIFY_COMPLETED, ServerCallbacks::completed, nullptr,
-      MHD_OPTION_CONNECTION_TIMEOUT, idleTimeout_, MHD_OPTION_CONNECTION_LIMIT, maxConnections,
+      MHD_USE_EPOLL | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_NO_LISTEN_SOCKET, 0, nullptr, nullptr,
+      ServerCallbacks::access, listener.get(), MHD_OPTION_NOTIFY_COMPLETED, ServerCallbacks::completed,
+      nullptr, MHD_OPTION_CONNECTION_TIMEOUT, idleTimeout_, MHD_OPTION_CONNECTION_LIMIT, maxConnections,
       MHD_OPTION_END );
    if ( !listener->daemon ) {
       close( descriptor );
@@ -331,6 +337,7 @@ std::optional< std::string > HttpServer::start( int descriptor, bool local ) {
    listener->epoll = MHD_get_daemon_info( listener->daemon, MHD_DAEMON_INFO_EPOLL_FD )->epoll_fd;
    Listener * const raw = listener.get();
    loop_->descriptorIs( raw->epoll, Cog::EventLoop::readable, [raw]( Vel::U32 ) { raw->run(); } );
+   raw->door = std::make_unique< Door >( *raw, descriptor );
    listeners_[descriptor] = std::move( listener );
    return std::nullopt;
 }

@@ -26,7 +26,7 @@ struct HttpRequest {
    std::multimap< std::string, std::string > query; ///< those of one name in their order
    std::map< std::string, std::string > headers;    ///< by name in lower case; of equal names the last one
    std::string body;
-   std::string by;     ///< who asks: user and process of the peer on the local socket, its address otherwise
+   std::string by;     ///< who asks: the user of the peer on the local socket, its address otherwise
    bool local = false; ///< came over the local socket, where everything is allowed
 };
 
@@ -57,6 +57,9 @@ class HttpServer {
    static constexpr std::size_t maxBody = 64 * 1024;
    /// Connections of a listener that are open at a time; more wait for one of them to end.
    static constexpr unsigned maxConnections = 256;
+   /// The last part, of so many, of the descriptors that the process may have is not for connections over the web address:
+   /// however many ask there, whoever asks on this machine is answered, and hooks and commands are run.
+   static constexpr unsigned descriptorParts = 4;
    /// Streams without an end that are open at a time, so that there are always connections for requests; more are refused.
    static constexpr unsigned maxStreams = 128;
    /// Those of them that may come over the web address: however many read there, an operator on this machine has a place.
@@ -106,6 +109,7 @@ class HttpServer {
 
  private:
    struct Listener;
+   struct Door;
    struct Exchange;
    friend struct ServerCallbacks;
    friend struct StreamCallbacks;
