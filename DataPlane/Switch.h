@@ -61,6 +61,8 @@ using RequestId = Vel::U64;
 struct LinkSetResult {
    Outcome link;    ///< whether the link was set
    Outcome restore; ///< whether everything that was to be restored is there again; success if nothing was
+   /// If not all is: what can be restored only when the link has a carrier, for linkRestore(). Empty: nothing more can.
+   Vel::String left = {};
 };
 
 /// Whoever is told of links. Another kind under the same name is a removal and then a new link; so is another name, and
@@ -127,8 +129,17 @@ class Switch : public Vel::PtrInterface {
    /// that the link has been read again and is as wanted. `restore` is the text of an earlier snapshot of this link,
    /// given back after it is up; what is there again by then is left as it is. Ignored for down.
    virtual void linkSet( RequestId id, const Wire::IntfId & intf, bool up, const Vel::String & restore ) = 0;
-   /// The addresses and routes of the link that will be lost when it goes down. To be taken before linkSet( down ).
+   /// What the link, and what the switch takes down and up with it, will lose when it goes down: addresses, routes and
+   /// the like, and who of them is down already. To be taken before linkSet( down ).
    virtual LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) = 0;
+   /// A snapshot as it is to be restored to a link that somebody else has set up meanwhile: what has been set up with it
+   /// stays up.
+   virtual Vel::String raisedByOthers( const Vel::String & snapshot ) const = 0;
+   /// What two snapshots of a link hold together, the earlier one first; of one that cannot be read, the other.
+   virtual Vel::String snapshotsJoined( const Vel::String & earlier, const Vel::String & later ) const = 0;
+   /// Gives back to a link that is up and has a carrier what an earlier request has left. Sets nothing up or down. A later
+   /// turn tells how it ended, as linkSet() does.
+   virtual void linkRestore( RequestId id, const Wire::IntfId & intf, const Vel::String & left ) = 0;
 
    /// Asks for the routes, what they lead over and the speeds of ports. Answered once, in a later turn and when what
    /// happened outside is brought in, `routePatience` seconds after the reading has begun at the latest; one reading at

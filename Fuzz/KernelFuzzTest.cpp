@@ -43,6 +43,7 @@ class Story {
       trouble,    ///< which one
       codeIs,     ///< of answers, an errno value
       snapshotIs, ///< text: what a setUp gives back from now on
+      giveLeft,   ///< which of the links: what was in the snapshot, as if it had been left
       stepCount
    };
 
@@ -89,6 +90,9 @@ class Story {
       case snapshotIs:
          snapshot_ = input_.sized();
          break;
+      case giveLeft:
+         giveBack();
+         break;
       }
    }
    void begin() {
@@ -122,6 +126,14 @@ class Story {
       if ( !up )
          snapshot_ = made_->linkSnapshot( link->intf ).text;
       made_->linkSet( ++requests_, link->intf, up, up ? snapshot_ : Vel::String() );
+   }
+   void giveBack() {
+      const DataPlane::Link * const link = chosen();
+      if ( !link )
+         return;
+      const Vel::String raised = made_->raisedByOthers( snapshot_ );
+      require( made_->raisedByOthers( raised ) == raised, "what stays up is taken out once" );
+      made_->linkRestore( ++requests_, link->intf, made_->snapshotsJoined( snapshot_, raised ) );
    }
    void askForRoutes() {
       const unsigned which = input_.byte() % 3;

@@ -21,6 +21,8 @@ Table StoryKernel::tableOf( const nlmsghdr & request ) {
       return dump ? routes : oneRoute;
    case RTM_GETNEXTHOP:
       return nextHops;
+   case RTM_GETNEIGH:
+      return dump ? neighbours : oneNeighbour;
    default:
       return tableCount;
    }

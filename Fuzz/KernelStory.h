@@ -16,7 +16,19 @@ using DataPlane::Linux::Inbox;
 using DataPlane::Linux::InboxChannel;
 
 /// What is asked of a kernel at once, each with an answer of its own.
-enum Table : unsigned { links, vlans, counters, addresses, routes, nextHops, oneLink, oneRoute, tableCount };
+enum Table : unsigned {
+   links,
+   vlans,
+   counters,
+   addresses,
+   routes,
+   nextHops,
+   oneLink,
+   oneRoute,
+   neighbours,
+   oneNeighbour,
+   tableCount
+};
 
 class StoryKernel final : public DataPlane::Linux::Kernel {
  public:

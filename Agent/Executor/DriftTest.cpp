@@ -29,7 +29,7 @@ TEST_F( DriftStory, raisedLinkIsGivenBackWhatItHadLostWhenWeLetGo ) {
    EXPECT_EQ( "none", drift() );
    EXPECT_EQ( "et1: is not held any more; somebody else had set it up before", noted() );
    ASSERT_EQ( 2u, fake->requests.size() );
-   EXPECT_EQ( "addresses of et1", fake->requests[1].restore );
+   EXPECT_EQ( "addresses of et1, raised", fake->requests[1].restore );
 }
 
 TEST_F( DriftStory, carrierIsNoDrift ) {

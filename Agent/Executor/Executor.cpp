@@ -47,6 +47,7 @@ DataPlane::Outcome Executor::start() {
          known->second.raised = false;
    }
    bootNote();
+   leftStart();
    findDrift();
    for ( const auto & [intf, entry] : model_.journal->entryRange() )
       runSoon( intf );
@@ -125,6 +126,7 @@ void Executor::linkIs( const DataPlane::Link & link ) {
       known.raised = true;
    if ( isNew && link.intf.kind() == Wire::IntfId::Kind::ethernet )
       countersSoon();
+   restoreLeft( known );
    publish( link.intf );
 }
 
@@ -199,7 +201,9 @@ void Executor::linkDel( const Wire::IntfId & intf ) {
    // A link that is gone is held by nobody; one that comes back under its name is judged anew.
    model_.journal->entryDel( intf );
    drifts_.linkDel( intf );
+   model_.journal->unrestoredDel( intf );
    requests_.erase( it->second.request );
+   requests_.erase( it->second.restore );
    known_.erase( it );
    uncounted_.erase( intf );
    model_.allIntfStatusDir->intfStatusDel( intf );
@@ -243,6 +247,8 @@ void Executor::linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetRes
    requests_.erase( it );
    const auto known = known_.find( intf );
    LinkJournalEntry * const entry = model_.journal->entry( intf );
+   if ( known != known_.end() && known->second.restore == id )
+      return leftIsTried( known->second, result );
    if ( known == known_.end() || !entry )
       return;
    Known & link = known->second;
@@ -250,7 +256,7 @@ void Executor::linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetRes
    // Somebody may have set it otherwise before it was read back.
    const bool undone = link.reached && link.link.adminUp != entry->wantedUp() && !health_.degraded;
    const bool ok = result.link.ok() || undone;
-   link.problem = ok ? result.restore.text() : result.link.text();
+   link.problem = !ok ? result.link.text() : result.left.empty() ? result.restore.text() : Vel::String();
    if ( !ok ) {
       link.retryTime = now() + retryAfter;
       wakeupIs( link.retryTime );
@@ -260,6 +266,7 @@ void Executor::linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetRes
    bridgesToNote_ = true;
    if ( entry->wantedUp() ) {
       model_.journal->entryDel( intf );
+      leftIs( link, result );
       // Somebody may have set it down while it was given back what it had lost.
       const bool lowered = !link.link.adminUp && !health_.degraded;
       if ( lowered )
@@ -273,6 +280,7 @@ void Executor::linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetRes
       link.link.adminUp = link.link.operUp = false; // also if that has not been told
    // The cause may have changed while the request was on its way.
    runSoon( intf );
+   restoreLeft( link );
    publish( intf );
 }
 
@@ -347,6 +355,8 @@ void Executor::hold( const Wire::IntfId & intf, Known & known ) {
 
 void Executor::letGo( LinkJournalEntry & entry, Known & known ) {
    drifts_.letGo( entry.intf() );
+   if ( entry.raised() )
+      entry.snapshotIs( switch_->raisedByOthers( entry.snapshot() ) );
    entry.raisedIs( false );
    if ( !entry.wasUp() ) {
       model_.journal->entryDel( entry.intf() );
@@ -360,6 +370,8 @@ void Executor::letGo( LinkJournalEntry & entry, Known & known ) {
 void Executor::request( LinkJournalEntry & entry, Known & known ) {
    // A request that is on its way is overtaken: its result means nothing any more.
    requests_.erase( known.request );
+   requests_.erase( known.restore );
+   known.restore = 0;
    known.overtakes = known.request != 0;
    known.reached = false;
    known.request = ++lastRequest_;

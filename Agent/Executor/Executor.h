@@ -42,6 +42,8 @@
 ///    forgotten in the same turn, after everything that is decided in it and before others look.
 /// 4. No request is sent that the journal does not know; what the journal knows and the switch has not acknowledged is
 ///    asked for again. A link whose addresses and routes cannot be read is not shut until they can be.
+/// 5. What a link that was let go of can get back only when it has a carrier is kept in the journal until it has one, also
+///    when it is held once more meanwhile.
 namespace Agent {
 
 class Executor final : private DataPlane::Listener {
@@ -131,6 +133,7 @@ class Executor final : private DataPlane::Listener {
       DataPlane::Link link;
       bool present = false;
       DataPlane::RequestId request = 0; ///< that is on its way; 0: none
+      DataPlane::RequestId restore = 0; ///< of what was left, that is on its way; 0: none
       bool overtakes = false;           ///< an earlier request was on its way when it was made
       bool reached = false;             ///< since it was made, the link has come to be as it wants
       double retryTime = 0;             ///< a failed request is made again then; 0: none has failed
@@ -169,6 +172,10 @@ class Executor final : private DataPlane::Listener {
    void handleDue();
    void handleWakeup();
    void wakeupIs( double time );
+   void leftIs( const Known & known, const DataPlane::LinkSetResult & result );
+   void restoreLeft( Known & known );
+   void leftIsTried( Known & known, const DataPlane::LinkSetResult & result );
+   void leftStart();
    void publish( const Wire::IntfId & intf );
    bool statusHeld( const Wire::IntfId & intf, const Known & known ) const;
    bool hasStatus( const Wire::IntfId & intf, const Known & known ) const;

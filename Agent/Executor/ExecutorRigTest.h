@@ -48,6 +48,13 @@ class FakeSwitch final : public DataPlane::Switch {
          return { snapshotOutcome, {} };
       return { {}, "addresses of " + stringValue( intf ) };
    }
+   Vel::String raisedByOthers( const Vel::String & snapshot ) const override { return snapshot + ", raised"; }
+   Vel::String snapshotsJoined( const Vel::String & earlier, const Vel::String & later ) const override {
+      return earlier + " and " + later;
+   }
+   void linkRestore( DataPlane::RequestId id, const Wire::IntfId & intf, const Vel::String & left ) override {
+      restores.push_back( { id, intf, true, left } );
+   }
    void routesAsk( const DataPlane::RouteQuestion &, DataPlane::RoutesAnswered ) override {}
    bool tellsMembership() const override { return membership; }
    Wire::IntfId bridgeBelow( const Wire::IntfId & vlanIntf ) const override {
@@ -87,6 +94,7 @@ class FakeSwitch final : public DataPlane::Switch {
    std::map< Wire::IntfId, Vel::String > uncountedWhy;
    std::map< Wire::IntfId, Wire::IntfId > bridges; ///< by VLAN interface
    std::vector< Request > requests;
+   std::vector< Request > restores; ///< of what was left
    Outcome startOutcome, countersOutcome, snapshotOutcome;
    bool membership = true;
    Vel::String boot = "boot 1";

@@ -168,6 +168,8 @@ Vel::String Executor::problem() const {
    for ( const auto & [intf, known] : known_ )
       if ( !known.problem.empty() )
          return known.problem;
+   for ( const auto & [intf, link] : model_.journal->unrestoredRange() )
+      return link->why();
    return "";
 }
 

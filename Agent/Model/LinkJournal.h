@@ -18,7 +18,7 @@ class LinkJournalEntry final : public Vel::Entity {
    VEL_ATTR( bool, acknowledged, onAcknowledged ); ///< the switch has done what is wanted
    VEL_ATTR(
       Vel::String, bootId, onBootId ); ///< a switch that was started again has forgotten what we asked for
-   VEL_ATTR( Vel::String, snapshot, onSnapshot ); ///< addresses and routes to put back
+   VEL_ATTR( Vel::String, snapshot, onSnapshot ); ///< what it has lost, to be put back
    /// Of a VLAN interface that is down as we want it: how often its bridge's carrier had changed then; 0: unknown, or it
    /// is not.
    VEL_ATTR( Vel::U32, bridgeChanges, onBridgeChanges );
@@ -43,6 +43,18 @@ class AwaitedLink final : public Vel::Entity {
    VEL_PARAM( Wire::IntfId, intf );
 };
 
+/// One link that was let go of and has not got back all that it had lost, for want of a carrier. Written by the executor
+/// only.
+class UnrestoredLink final : public Vel::Entity {
+   VEL_ENTITY( UnrestoredLink );
+   explicit UnrestoredLink( const Wire::IntfId & intf ) : intf_( intf ) {}
+   VEL_PARAM( Wire::IntfId, intf );
+   VEL_ATTR( Vel::U32, ifIndex, onIfIndex );  ///< as of an entry
+   VEL_ATTR( Vel::String, bootId, onBootId ); ///< as of an entry
+   VEL_ATTR( Vel::String, left, onLeft );     ///< what is to be put back when it has a carrier
+   VEL_ATTR( Vel::String, why, onWhy );       ///< for the operator
+};
+
 class LinkJournal final : public Vel::Entity {
    VEL_ENTITY( LinkJournal );
    VEL_ATTR( Vel::String, bootId, onBootId ); ///< the boot of the switch that was met last; empty: none yet
@@ -52,6 +64,7 @@ class LinkJournal final : public Vel::Entity {
    /// Links that an operator has released by hand, until all their units are normal. Written by the executor and, where
    /// there is none, by whoever releases all.
    VEL_SET( Wire::IntfId, released, onReleased );
+   VEL_CHILDREN( Wire::IntfId, UnrestoredLink, unrestored, onUnrestored );
 };
 
 /// Every link is to be let go of, as if each had been released by hand.

@@ -3,6 +3,7 @@
 #include "DataPlane/Linux/InboxRig.h"
 #include "DataPlane/Linux/MessagesTest.h"
 
+#include <algorithm>
 #include <map>
 #include <set>
 
@@ -17,6 +18,7 @@ class FakeKernel final : public Kernel {
    std::map< Vel::U32, StatsMessage > stats;
    std::map< Vel::U32, std::vector< TestVlans > > vlans; ///< of ports and bridges
    std::vector< Bytes > addresses;                       ///< dumped
+   std::vector< Bytes > neighbours;                      ///< dumped, and found one by one
    std::vector< Bytes > routes;                          ///< dumped
    std::vector< Bytes > rules;                           ///< dumped
    std::vector< Bytes > nextHops;                        ///< dumped
@@ -85,6 +87,8 @@ class FakeKernel final : public Kernel {
          lookUp( header, *inbox );
       else if ( header.nlmsg_type == RTM_GETROUTE && !( header.nlmsg_flags & NLM_F_DUMP ) )
          lookUpRoute( header, *inbox );
+      else if ( header.nlmsg_type == RTM_GETNEIGH && !( header.nlmsg_flags & NLM_F_DUMP ) )
+         lookUpNeighbour( header, *inbox );
       else if ( header.nlmsg_flags & NLM_F_ACK )
          acknowledge( message, inbox );
       else if ( answers )
@@ -97,14 +101,22 @@ class FakeKernel final : public Kernel {
       asked.push_back( message );
       const int result = code ? code( header ) : 0;
       if ( result == 0 && header.nlmsg_type == RTM_NEWLINK && setsLinks )
-         setLink( fixedHeader< ifinfomsg >( header ).value() );
+         setLink(
+            static_cast< Vel::U32 >( fixedHeader< ifinfomsg >( header )->ifi_index ),
+            fixedHeader< ifinfomsg >( header )->ifi_flags & IFF_UP );
       if ( answers )
          inbox->push( answerBytes( header.nlmsg_seq, result ) );
    }
-   void setLink( const ifinfomsg & wanted ) {
-      TestLink link = links.at( static_cast< Vel::U32 >( wanted.ifi_index ) );
-      link.flags = wanted.ifi_flags & IFF_UP ? upAndRunning : 0;
+   /// VLAN devices go along, unless they are bound loosely.
+   void setLink( Vel::U32 ifIndex, bool up ) {
+      TestLink link = links.at( ifIndex );
+      link.flags = up ? upAndRunning : 0;
       add( link );
+      for ( const auto & [index, other] : std::map( links ) )
+         if (
+            other.kind == "vlan" && other.lower == ifIndex && !other.looseBinding &&
+            ( ( other.flags & IFF_UP ) != 0 ) != up )
+            setLink( index, up );
    }
 
    void lookUp( const nlmsghdr & request, Inbox & inbox ) {
@@ -135,6 +147,33 @@ class FakeKernel final : public Kernel {
          answerFrom( request, answerBytes( request.nlmsg_seq, way == ways.end() ? ENETUNREACH : 0 ), 0 ) );
    }
 
+   void lookUpNeighbour( const nlmsghdr & request, Inbox & inbox ) {
+      if ( !answers )
+         return;
+      const auto found = std::find_if( neighbours.begin(), neighbours.end(), [&]( const Bytes & bytes ) {
+         const nlmsghdr & one = messageIn( bytes );
+         const ndmsg header = fixedHeader< ndmsg >( one ).value();
+         return !( header.ndm_flags & NTF_PROXY ) &&
+                header.ndm_ifindex == fixedHeader< ndmsg >( request )->ndm_ifindex &&
+                Attributes( one, sizeof( ndmsg ) ).payload( NDA_DST ) ==
+                   Attributes( request, sizeof( ndmsg ) ).payload( NDA_DST );
+      } );
+      if ( found != neighbours.end() )
+         inbox.push( answerFrom( request, *found, 0 ) );
+      inbox.push(
+         answerFrom( request, answerBytes( request.nlmsg_seq, found == neighbours.end() ? ENOENT : 0 ), 0 ) );
+   }
+
+   /// As the kernel leaves out those of other links, unless none is named.
+   static bool isAskedFor( const nlmsghdr & neighbour, const nlmsghdr & request ) {
+      const ndmsg one = fixedHeader< ndmsg >( neighbour ).value();
+      const ndmsg wanted = fixedHeader< ndmsg >( request ).value();
+      const Vel::U32 ifIndex = Attributes( request, sizeof( ndmsg ) ).u32( NDA_IFINDEX ).value_or( 0 );
+      return one.ndm_family == wanted.ndm_family &&
+             ( one.ndm_flags & NTF_PROXY ) == ( wanted.ndm_flags & NTF_PROXY ) &&
+             ( ifIndex == 0 || one.ndm_ifindex == static_cast< int >( ifIndex ) );
+   }
+
    void dump( const nlmsghdr & request, Inbox & inbox ) {
       ++dumps[request.nlmsg_type];
       if ( failingDumps > 0 ) {
@@ -161,6 +200,10 @@ class FakeKernel final : public Kernel {
       if ( request.nlmsg_type == RTM_GETADDR )
          for ( const Bytes & bytes : addresses )
             push( bytes );
+      if ( request.nlmsg_type == RTM_GETNEIGH )
+         for ( const Bytes & bytes : neighbours )
+            if ( isAskedFor( messageIn( bytes ), request ) )
+               push( bytes );
       if ( request.nlmsg_type == RTM_GETROUTE )
          for ( const Bytes & bytes : routes )
             if (

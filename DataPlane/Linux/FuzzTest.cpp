@@ -75,6 +75,7 @@ class Fuzz : public testing::Test {
          }
          parseStats( message );
          parseLostAddress( message, 1 );
+         parseLostNeighbour( message );
          parseRoute( message, []( Vel::U32 ) { return Vel::String( "et1" ); } );
          parseAnswer( message );
          return true;

@@ -1,6 +1,7 @@
 #include "DataPlane/Linux/LinkMessage.h"
 
 #include <linux/if_link.h>
+#include <linux/if_vlan.h>
 #include <linux/rtnetlink.h>
 #include <net/if.h>
 
@@ -21,6 +22,8 @@ void parseInfo( LinkMessage & link, const Attributes & info ) {
    if ( link.kind == "vlan" ) {
       link.vlanId = data.u16( IFLA_VLAN_ID ).value_or( 0 );
       link.vlanProtocol = data.u16( IFLA_VLAN_PROTOCOL ).value_or( 0 );
+      if ( const auto vlan = data.value< ifla_vlan_flags >( IFLA_VLAN_FLAGS ) )
+         link.looseBinding = ( vlan->flags & VLAN_FLAG_LOOSE_BINDING ) != 0;
    } else if ( link.kind == "bridge" ) {
       link.vlanFiltering = data.u8( IFLA_BR_VLAN_FILTERING ).value_or( 0 ) != 0;
       link.vlanProtocol = data.u16( IFLA_BR_VLAN_PROTOCOL ).value_or( 0 );

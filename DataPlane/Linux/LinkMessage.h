@@ -18,6 +18,7 @@ struct LinkMessage {
    Vel::String slaveKind;             ///< the kind of its master; empty: it has none
    Vel::U16 vlanId = 0;               ///< of VLAN devices
    Vel::U16 vlanProtocol = 0;         ///< of VLAN devices and bridges, in network order; 0: not told
+   bool looseBinding = false;         ///< of VLAN devices: it does not go down and up with the link below it
    bool vlanFiltering = false;        ///< of bridges: each port carries only the VLANs that it is in
    std::optional< Vel::U8 > bondMode; ///< of bonds, by the kernel's numbers; absent: not told
    bool standby = false;              ///< of members of bonds: it is not in use

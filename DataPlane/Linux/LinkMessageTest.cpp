@@ -28,6 +28,13 @@ TEST( LinkMessage, describesALink ) {
    EXPECT_FALSE( link.vlanFiltering );
 }
 
+TEST( LinkMessage, vlanDeviceTellsWhetherItIsBoundLoosely ) {
+   for ( const bool loose : { false, true } )
+      EXPECT_EQ(
+         loose, linkMessage( { .name = "et1.5", .kind = "vlan", .vlanId = 5, .looseBinding = loose } )
+                   .looseBinding );
+}
+
 TEST( LinkMessage, bridgeTellsWhetherItFiltersAndByWhichProtocol ) {
    const LinkMessage plain = linkMessage( { .name = "br0", .kind = "bridge" } );
    EXPECT_FALSE( plain.vlanFiltering );

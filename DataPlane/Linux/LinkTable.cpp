@@ -88,6 +88,39 @@ bool LinkTable::adminUp( Vel::U32 ifIndex ) const {
    return entry && entry->link.adminUp;
 }
 
+bool LinkTable::hasCarrier( Vel::U32 ifIndex ) const {
+   const Entry * const entry = find( ifIndex );
+   return entry && entry->link.adminUp && entry->link.lowerUp;
+}
+
+std::vector< Vel::U32 > LinkTable::followers( Vel::U32 ifIndex ) const {
+   std::vector< Vel::U32 > result;
+   std::vector< Vel::U32 > floor{ ifIndex };
+   for ( int floors = 0; floors < maxFloors && !floor.empty(); ++floors ) {
+      std::vector< Vel::U32 > above;
+      for ( const Vel::U32 lower : floor )
+         if ( const auto uppers = uppers_.find( lower ); uppers != uppers_.end() )
+            for ( const Vel::U32 upper : uppers->second )
+               if ( !find( upper )->link.looseBinding )
+                  above.push_back( upper );
+      result.insert( result.end(), above.begin(), above.end() );
+      floor = std::move( above );
+   }
+   return result;
+}
+
+bool LinkTable::follows( Vel::U32 ifIndex, Vel::U32 other ) const {
+   const Entry * entry = find( ifIndex );
+   for ( int floors = 0; floors < maxFloors && entry; ++floors ) {
+      if ( !isVlanDevice( entry->link ) || entry->link.looseBinding || entry->link.lower == 0 )
+         return false;
+      if ( entry->link.lower == other )
+         return true;
+      entry = find( entry->link.lower );
+   }
+   return false;
+}
+
 void LinkTable::forEach(
    const std::function< void( const LinkMessage & link, const Wire::IntfId & intf ) > & handle ) const {
    for ( const auto & [ifIndex, entry] : entries_ )

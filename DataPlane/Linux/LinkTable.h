@@ -49,6 +49,12 @@ class LinkTable {
    bool hasNeighbours( Vel::U32 ifIndex ) const;
    /// Whether the link of a number is set up.
    bool adminUp( Vel::U32 ifIndex ) const;
+   /// Whether it is set up and has a carrier.
+   bool hasCarrier( Vel::U32 ifIndex ) const;
+   /// The VLAN devices that the kernel takes down and up with a link, on whatever number of floors; lower ones first.
+   std::vector< Vel::U32 > followers( Vel::U32 ifIndex ) const;
+   /// Whether a link is one of the followers of another.
+   bool follows( Vel::U32 ifIndex, Vel::U32 other ) const;
    /// Calls `handle` for each link, told or not, in no order, with the id that intf() gives.
    void forEach(
       const std::function< void( const LinkMessage & link, const Wire::IntfId & intf ) > & handle ) const;
@@ -66,6 +72,9 @@ class LinkTable {
       Link told; ///< with the empty id: not told
    };
    using Indices = std::set< Vel::U32 >;
+
+   /// Floors of VLAN devices that are looked at; the kernel allows eight.
+   static constexpr int maxFloors = 16;
 
    Entry * find( Vel::U32 ifIndex );
    const Entry * find( Vel::U32 ifIndex ) const;

@@ -336,5 +336,33 @@ TEST_F( LinkTable, anyStoryOfEventsAndDumpsEndsWithWhatThereIs ) {
    }
 }
 
+TEST_F( LinkTable, knowsTheVlanDevicesThatGoDownWithALink ) {
+   add( port( 1, "et1" ) );
+   add( vlan( 5, "et1.100.5", 4, 5 ) );
+   add( vlan( 4, "et1.100", 1, 100 ) );
+   add( vlan( 3, "et1.200", 1, 200 ) );
+   add( vlan( 6, "et2.100", 2, 100 ) );
+   add(
+      { .ifIndex = 7, .name = "et1.300", .kind = "vlan", .lower = 1, .vlanId = 300, .looseBinding = true } );
+   add( vlan( 8, "et1.300.5", 7, 5 ) );
+   add( { .ifIndex = 9, .name = "macvlan0", .kind = "macvlan", .lower = 1 } );
+   EXPECT_EQ( ( std::vector< Vel::U32 >{ 3, 4, 5 } ), table.followers( 1 ) );
+   EXPECT_EQ( ( std::vector< Vel::U32 >{ 5 } ), table.followers( 4 ) );
+   EXPECT_EQ( std::vector< Vel::U32 >(), table.followers( 9 ) );
+   EXPECT_TRUE( table.follows( 4, 1 ) && table.follows( 5, 1 ) && table.follows( 5, 4 ) );
+   EXPECT_FALSE( table.follows( 1, 1 ) || table.follows( 6, 1 ) || table.follows( 7, 1 ) );
+   EXPECT_FALSE( table.follows( 8, 1 ) || table.follows( 9, 1 ) || table.follows( 10, 1 ) );
+   table.linkDel( 4 );
+   EXPECT_EQ( ( std::vector< Vel::U32 >{ 3 } ), table.followers( 1 ) );
+   EXPECT_FALSE( table.follows( 5, 1 ) );
+}
+
+TEST_F( LinkTable, vlanDevicesThatStandOnThemselvesDoNoHarm ) {
+   add( vlan( 4, "a", 5, 1 ) );
+   add( vlan( 5, "b", 4, 1 ) );
+   EXPECT_FALSE( table.follows( 4, 1 ) );
+   EXPECT_FALSE( table.followers( 4 ).empty() );
+}
+
 } // namespace
 } // namespace DataPlane::Linux

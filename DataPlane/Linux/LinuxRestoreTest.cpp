@@ -1,86 +1,9 @@
-// Addresses and routes on the real kernel: lost with a link, given back after it is up.
+// What the real kernel drops with a link: given back after it is up.
 
-#include "DataPlane/Linux/NamespaceTest.h"
-
-#include <algorithm>
-#include <cstring>
-#include <sstream>
+#include "DataPlane/Linux/RestoreInNamespaceTest.h"
 
 namespace DataPlane::Linux {
 namespace {
-
-class LinuxRestore : public InNamespace {
- protected:
-   void SetUp() override {
-      InNamespace::SetUp();
-      if ( IsSkipped() )
-         return;
-      for ( const char * end : { "1", "2" } ) {
-         veth( Vel::text( "et", end ), Vel::text( "p", end ) );
-         up( Vel::text( "et", end ) );
-         up( Vel::text( "p", end ) );
-      }
-      started();
-      untilUp( "et1" );
-      untilUp( "et2" );
-   }
-
-   /// The lines that a command prints, sorted, without lifetimes and marks that come and go.
-   static std::vector< Vel::String > lines( const Vel::String & command ) {
-      std::istringstream text( ipSays( command ) );
-      std::vector< Vel::String > result;
-      for ( Vel::String line; std::getline( text, line ); ) {
-         for ( const char * mark : { " tentative", " linkdown", " dead" } )
-            if ( const auto at = line.find( mark ); at != Vel::String::npos )
-               line.erase( at, std::strlen( mark ) );
-         line.erase( line.find_last_not_of( ' ' ) + 1 );
-         result.push_back( line );
-      }
-      std::sort( result.begin(), result.end() );
-      return result;
-   }
-   /// All that there is of addresses and routes, but for what changes by itself: those the kernel makes.
-   static std::vector< Vel::String > everything() {
-      std::vector< Vel::String > result;
-      for ( const char * command :
-            { "-4 -o address show", "-6 -o address show scope global", "-4 route show table all",
-              "-6 route show table all" } ) {
-         for ( Vel::String & line : lines( command ) )
-            if (
-               line.find( "fe80::" ) == Vel::String::npos && line.find( "multicast" ) == Vel::String::npos &&
-               line.find( "local" ) == Vel::String::npos && line.find( "anycast" ) == Vel::String::npos )
-               result.push_back( std::move( line ) );
-      }
-      return result;
-   }
-   Vel::String snapshot( std::string_view name ) {
-      const LinkSnapshot snapshot = made->linkSnapshot( eth( name ) );
-      EXPECT_TRUE( snapshot.outcome.ok() ) << snapshot.outcome.text();
-      return snapshot.text;
-   }
-   /// Takes the link down and up again with all that it had.
-   void downAndUp( std::string_view name ) {
-      const Vel::String saved = snapshot( name );
-      EXPECT_TRUE( set( name, false ).link.ok() );
-      const LinkSetResult result = set( name, true, saved );
-      EXPECT_TRUE( result.link.ok() ) << result.link.text();
-      EXPECT_TRUE( result.restore.ok() ) << result.restore.text() << "\n" << saved;
-   }
-   /// For each command, that all is as it was after the link was down and up again.
-   void comesBack( std::initializer_list< const char * > commands, std::string_view name = "et1" ) {
-      for ( const char * command : commands )
-         ip( command );
-      // Some routes of addresses the kernel makes in its own time.
-      std::vector< Vel::String > before;
-      until( [&] {
-         const std::vector< Vel::String > earlier = std::exchange( before, everything() );
-         return before == earlier;
-      } );
-      downAndUp( name );
-      until( [&] { return before == everything(); } );
-      EXPECT_EQ( before, everything() );
-   }
-};
 
 TEST_F( LinuxRestore, addressOfVersion6ComesBack ) {
    comesBack( { "address add 2001:db8::1/64 dev et1 nodad" } );
@@ -251,6 +174,73 @@ TEST_F( LinuxRestore, laterRequestTakesThePlaceOfOneThatIsStillRestoring ) {
    until( [&] { return listener.results.count( 100 ) > 0; } );
    EXPECT_FALSE( listener.results.at( 100 ).restore.ok() );
    EXPECT_FALSE( listener.link( "et1" )->adminUp );
+}
+
+TEST_F( LinuxRestore, neighboursThatWereSetComeBack ) {
+   comesBack(
+      { "address add 192.0.2.1/24 dev et1", "address add 2001:db8::1/64 dev et1 nodad",
+        "neighbour add 192.0.2.2 lladdr 02:00:00:00:00:02 nud permanent dev et1",
+        "-6 neighbour add 2001:db8::2 lladdr 02:00:00:00:00:02 nud permanent router dev et1",
+        "neighbour add 192.0.2.3 lladdr 02:00:00:00:00:03 nud permanent protocol static dev et1",
+        "neighbour add proxy 192.0.2.9 dev et1", "-6 neighbour add proxy 2001:db8::9 dev et1" } );
+   EXPECT_NE( Vel::String::npos, ipSays( "neighbour show nud permanent dev et1" ).find( "192.0.2.2" ) );
+   EXPECT_NE( Vel::String::npos, ipSays( "-6 neighbour show proxy dev et1" ).find( "2001:db8::9" ) );
+}
+
+TEST_F( LinuxRestore, neighbourThatTheKernelLooksAfterComesBack ) {
+   ip( "address add 192.0.2.1/24 dev et1" );
+   ip( "neighbour add 192.0.2.8 dev et1 managed" );
+   downAndUp( "et1" );
+   const Vel::String text = ipSays( "neighbour show dev et1" );
+   EXPECT_NE( Vel::String::npos, text.find( "managed" ) ) << text;
+}
+
+TEST_F( LinuxRestore, neighbourTakesThePlaceOfWhatTheKernelHasLearnedMeanwhile ) {
+   ip( "address add 192.0.2.1/24 dev et1" );
+   ip( "neighbour add 192.0.2.2 lladdr 02:00:00:00:00:02 nud permanent dev et1" );
+   const Vel::String saved = snapshot( "et1" );
+   EXPECT_TRUE( set( "et1", false ).link.ok() );
+   EXPECT_TRUE( set( "et1", true ).link.ok() );
+   ip( "neighbour add 192.0.2.2 lladdr 02:00:00:00:00:99 nud reachable dev et1" );
+   EXPECT_TRUE( set( "et1", true, saved ).restore.ok() );
+   const Vel::String text = ipSays( "neighbour show dev et1" );
+   EXPECT_NE( Vel::String::npos, text.find( "192.0.2.2 lladdr 02:00:00:00:00:02 PERMANENT" ) ) << text;
+}
+
+TEST_F( LinuxRestore, neighbourThatSomebodySetMeanwhileIsLeftAlone ) {
+   ip( "address add 192.0.2.1/24 dev et1" );
+   ip( "neighbour add 192.0.2.2 lladdr 02:00:00:00:00:02 nud permanent dev et1" );
+   const Vel::String saved = snapshot( "et1" );
+   EXPECT_TRUE( set( "et1", false ).link.ok() );
+   EXPECT_TRUE( set( "et1", true ).link.ok() );
+   ip( "neighbour add 192.0.2.2 lladdr 02:00:00:00:00:99 nud permanent dev et1" );
+   EXPECT_TRUE( set( "et1", true, saved ).restore.ok() );
+   const Vel::String text = ipSays( "neighbour show dev et1" );
+   EXPECT_NE( Vel::String::npos, text.find( "02:00:00:00:00:99" ) ) << text;
+}
+
+/// The kernel refuses it until it has made sure of the address, for which it needs a carrier.
+TEST_F( LinuxRestore, routeFromAnAddressComesBackWhenThereIsACarrier ) {
+   ip( "address add 2001:db8::1/64 dev et1" );
+   until( [] {
+      return ipSays( "-6 address show dev et1 scope global" ).find( "tentative" ) == Vel::String::npos;
+   } );
+   ip( "-6 route add 2001:db8:1::/48 via 2001:db8::2 src 2001:db8::1" );
+   const Vel::String saved = snapshot( "et1" );
+   EXPECT_TRUE( set( "et1", false ).link.ok() );
+   ip( "link set p1 down" );
+   made->linkSet( 100, eth( "et1" ), true, saved );
+   until( [&] { return listener.results.count( 100 ) > 0; }, 15 );
+   const LinkSetResult result = listener.results.at( 100 );
+   EXPECT_TRUE( result.link.ok() && !result.restore.ok() );
+   EXPECT_EQ( 0u, result.left.find( "route inet6 2001:db8:1::/48" ) ) << result.left;
+   EXPECT_NE( Vel::String::npos, ipSays( "-6 address show dev et1" ).find( "2001:db8::1/64" ) );
+   up( "p1" );
+   untilUp( "et1" );
+   made->linkRestore( 101, eth( "et1" ), result.left );
+   until( [&] { return listener.results.count( 101 ) > 0; } );
+   EXPECT_TRUE( listener.results.at( 101 ).restore.ok() ) << listener.results.at( 101 ).restore.text();
+   EXPECT_NE( Vel::String::npos, ipSays( "-6 route show 2001:db8:1::/48" ).find( "src 2001:db8::1" ) );
 }
 
 TEST_F( LinuxRestore, thousandRoutesComeBack ) {

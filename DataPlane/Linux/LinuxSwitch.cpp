@@ -61,6 +61,7 @@ void LinuxSwitch::stop() {
    loop_->drivenDel( *this );
    restoring_.clear();
    lastAsked_.clear();
+   lastRestore_.clear();
    close( events_ );
    close( answers_ );
    dumps_.close();
@@ -76,7 +77,7 @@ void LinuxSwitch::stop() {
    losses_ = 0;
    recoveredAt_ = -never;
    recoveryTime_ = never;
-   lostRoutes_.forget();
+   lostReader_.forget();
 }
 
 Outcome LinuxSwitch::openEvents() {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "DataPlane/Linux/LostRoutes.h"
+#include "DataPlane/Linux/LostReader.h"
 #include "DataPlane/Linux/Membership.h"
 #include "DataPlane/Linux/PortCounters.h"
 #include "DataPlane/Linux/Restore.h"
@@ -31,6 +31,9 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    Outcome countersRefresh( VelPool::EntityManager & pool ) override;
    void linkSet( RequestId id, const Wire::IntfId & intf, bool up, const Vel::String & restore ) override;
    LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) override;
+   Vel::String raisedByOthers( const Vel::String & snapshot ) const override;
+   Vel::String snapshotsJoined( const Vel::String & earlier, const Vel::String & later ) const override;
+   void linkRestore( RequestId id, const Wire::IntfId & intf, const Vel::String & left ) override;
    void routesAsk( const RouteQuestion & question, RoutesAnswered answered ) override {
       if ( running_ )
          routeReader_.ask( question, std::move( answered ) );
@@ -85,7 +88,7 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
 
    void linkIsSet( const Asked & asked, const KernelAnswer & answer );
    Outcome readBack( const Asked & asked );
-   void restore( const Asked & asked );
+   Restore * restoreNew( RequestId id, const Wire::IntfId & intf, const Vel::String & text );
    void retryRestores();
    void cancelRestore( const Wire::IntfId & intf );
    void done( RequestId id, const LinkSetResult & result );
@@ -99,10 +102,12 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    VlanTable vlans_;
    Membership membership_{ links_, vlans_ };
    PortCounters counters_;
-   LostRoutes lostRoutes_{ dumps_, links_ };
+   LostReader lostReader_{ dumps_, links_ };
    RouteReader routeReader_{ *loop_, *kernel_, links_, vlans_ };
    std::map< Wire::IntfId, Restoring > restoring_;
    std::map< Wire::IntfId, Vel::U64 > lastAsked_; ///< order of the last request that has not ended
+   std::map< Wire::IntfId, Vel::U64 >
+      lastRestore_; ///< order of the last one of what was left that has not begun
    Vel::U64 order_ = 0;
    Listener * listener_ = nullptr;
    Vel::String bootId_ = "unknown";

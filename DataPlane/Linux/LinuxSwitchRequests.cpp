@@ -7,7 +7,7 @@ void LinuxSwitch::linkSet( RequestId id, const Wire::IntfId & intf, bool up, con
    if ( !running_ )
       return;
    cancelRestore( intf );
-   lostRoutes_.forget();
+   lostReader_.forget();
    const Vel::U32 ifIndex = links_.ifIndex( intf );
    if ( ifIndex == 0 ) {
       const Outcome outcome = Outcome::failed( Vel::text( "there is no link \"", intf, "\"" ) );
@@ -41,8 +41,11 @@ void LinuxSwitch::linkIsSet( const Asked & asked, const KernelAnswer & answer ) 
    else if ( last )
       result.link = readBack( asked );
    if ( result.link.ok() && asked.up && !asked.restore.empty() ) {
-      if ( last )
-         return restore( asked );
+      if ( last ) {
+         if ( Restore * const restore = restoreNew( asked.id, asked.intf, asked.restore ) )
+            restore->begin();
+         return;
+      }
       result.restore = Outcome::failed( "a later request took its place" );
    }
    done( asked.id, result );
@@ -69,21 +72,59 @@ Outcome LinuxSwitch::readBack( const Asked & asked ) {
                                ": the kernel has acknowledged it, but the link is not", wanted ) );
 }
 
-void LinuxSwitch::restore( const Asked & asked ) {
+/// Null if the text cannot be read, which has been told then.
+Restore * LinuxSwitch::restoreNew( RequestId id, const Wire::IntfId & intf, const Vel::String & text ) {
    const double now = loop_->currentTime();
-   LostStateRead read = lostStateFrom( asked.restore );
-   if ( !read.outcome.ok() )
-      return done( asked.id, { {}, read.outcome } );
+   LostStateRead read = lostStateFrom( text );
+   if ( !read.outcome.ok() ) {
+      done( id, { {}, read.outcome } );
+      return nullptr;
+   }
    auto restore = std::make_unique< Restore >(
-      Restore::Surroundings{ requests_, dumps_, links_ }, asked.intf,
-      restoredAt( std::move( read.state ), now ), now, [this, intf = asked.intf]( const Outcome & outcome ) {
+      Restore::Surroundings{ requests_, dumps_, links_ }, intf, restoredAt( std::move( read.state ), now ),
+      now, [this, intf]( const Outcome & outcome, const Vel::String & left ) {
          // Held until everybody has been told.
          const auto ended = restoring_.extract( intf );
-         done( ended.mapped().id, { {}, outcome } );
+         done( ended.mapped().id, { {}, outcome, left } );
       } );
-   Restore & begun = *restore;
-   restoring_.insert_or_assign( asked.intf, Restoring{ asked.id, std::move( restore ) } );
-   begun.begin();
+   Restore * const made = restore.get();
+   restoring_.insert_or_assign( intf, Restoring{ id, std::move( restore ) } );
+   return made;
+}
+
+void LinuxSwitch::linkRestore( RequestId id, const Wire::IntfId & intf, const Vel::String & left ) {
+   if ( !running_ )
+      return;
+   cancelRestore( intf );
+   const Vel::U64 order = ++order_;
+   lastRestore_[intf] = order;
+   later( [this, id, intf, left, order] {
+      const auto at = lastRestore_.find( intf );
+      if ( at == lastRestore_.end() || at->second != order )
+         return done( id, { {}, Outcome::failed( "a later request took its place" ) } );
+      lastRestore_.erase( at );
+      if ( Restore * const restore = restoreNew( id, intf, left ) )
+         restore->begin();
+   } );
+}
+
+Vel::String LinuxSwitch::raisedByOthers( const Vel::String & snapshot ) const {
+   LostStateRead read = lostStateFrom( snapshot );
+   if ( !read.outcome.ok() )
+      return snapshot;
+   for ( Follower & follower : read.state.followers )
+      follower.wasDown = false;
+   return textOf( read.state );
+}
+
+Vel::String LinuxSwitch::snapshotsJoined( const Vel::String & earlier, const Vel::String & later ) const {
+   LostStateRead one = lostStateFrom( earlier );
+   LostStateRead other = lostStateFrom( later );
+   if ( !one.outcome.ok() || !other.outcome.ok() )
+      return one.outcome.ok() ? earlier : later;
+   const double now = loop_->currentTime();
+   return textOf(
+      joined( restoredAt( std::move( one.state ), now ), restoredAt( std::move( other.state ), now ) ) );
 }
 
 void LinuxSwitch::retryRestores() {
@@ -97,6 +138,7 @@ void LinuxSwitch::retryRestores() {
 }
 
 void LinuxSwitch::cancelRestore( const Wire::IntfId & intf ) {
+   lastRestore_.erase( intf );
    const auto at = restoring_.find( intf );
    if ( at == restoring_.end() )
       return;
@@ -114,16 +156,9 @@ LinkSnapshot LinuxSwitch::linkSnapshot( const Wire::IntfId & intf ) {
       return { Outcome::failed( Vel::text( "there is no link \"", intf, "\"" ) ), {} };
    LostState state;
    state.at = loop_->currentTime();
-   Outcome outcome = dumps_.whole(
-      addressDumpRequest( ifIndex ), "cannot read the addresses", [&] { state.addresses.clear(); },
-      [&]( const nlmsghdr & message ) {
-         if ( std::optional< LinkAddress > address = parseLostAddress( message, ifIndex ) )
-            state.addresses.push_back( std::move( *address ) );
-      } );
-   if ( lostRoutes_.fresh() )
-      later( [this] { lostRoutes_.forget(); } );
-   if ( outcome.ok() )
-      outcome = lostRoutes_.read( ifIndex, state.routes );
+   if ( lostReader_.fresh() )
+      later( [this] { lostReader_.forget(); } );
+   const Outcome outcome = lostReader_.read( ifIndex, state );
    return { outcome, outcome.ok() ? textOf( state ) : Vel::String() };
 }
 

@@ -45,6 +45,32 @@ Vel::String lineOf( const LinkAddress & address ) {
    return line + Vel::text( " protocol=", address.protocol, "\n" );
 }
 
+Vel::String lineOf( const Neighbour & neighbour ) {
+   Vel::String line = Vel::text( "neighbour ", neighbour.address );
+   if ( !neighbour.linkAddress.empty() )
+      line += " lladdr=" + hex( neighbour.linkAddress );
+   line += Vel::text( " state=", neighbour.state );
+   if ( neighbour.flags != 0 )
+      line += Vel::text( " flags=", neighbour.flags );
+   if ( neighbour.moreFlags != 0 )
+      line += Vel::text( " moreflags=", neighbour.moreFlags );
+   return line + Vel::text( " protocol=", neighbour.protocol, "\n" );
+}
+
+Vel::String linesOf( const LostOfDevice & lost ) {
+   Vel::String lines;
+   for ( const LinkAddress & address : lost.addresses )
+      lines += lineOf( address );
+   for ( const Neighbour & neighbour : lost.neighbours )
+      lines += lineOf( neighbour );
+   return lines;
+}
+
+Vel::String lineOf( const Follower & follower ) {
+   return Vel::text(
+      "follower ", follower.name, " index=", follower.ifIndex, follower.wasDown ? " down\n" : "\n" );
+}
+
 Vel::String lineOf( const Leg & leg ) {
    Vel::String line = " leg=" + leg.device;
    if ( leg.gateway )
@@ -118,18 +144,25 @@ class LineReader {
       if ( length > maxPrefix( to.family ) )
          refuse( text );
    }
-   RawAttribute raw( std::string_view key, std::string_view value ) {
-      RawAttribute result{ number< Vel::U16 >( key.substr( 1 ) ), {} };
+   Vel::String bytes( std::string_view value ) {
+      Vel::String result;
       // Longer ones do not fit into an attribute.
-      if ( value.size() % 2 != 0 || value.size() > 8192 || result.number == 0 )
+      if ( value.size() % 2 != 0 || value.size() > 8192 )
          refuse( value );
       for ( std::size_t i = 0; i + 1 < value.size() && error.empty(); i += 2 ) {
          Vel::U8 byte = 0;
          const auto [end, code] = std::from_chars( value.data() + i, value.data() + i + 2, byte, 16 );
          if ( code != std::errc() || end != value.data() + i + 2 )
             refuse( value );
-         result.payload += static_cast< char >( byte );
+         result += static_cast< char >( byte );
       }
+      return result;
+   }
+   RawAttribute raw( std::string_view key, std::string_view value ) {
+      RawAttribute result{ number< Vel::U16 >( key.substr( 1 ) ), {} };
+      if ( result.number == 0 )
+         refuse( value );
+      result.payload = bytes( value );
       return result;
    }
 
@@ -168,6 +201,46 @@ LinkAddress readAddress( LineReader & line ) {
       else
          line.refuse( word );
    }
+   return result;
+}
+
+Neighbour readNeighbour( LineReader & line ) {
+   Neighbour result;
+   result.address = line.address( line.word() );
+   while ( line.more() ) {
+      const std::string_view word = line.word();
+      const auto [key, value] = split( word );
+      if ( key == "lladdr" )
+         result.linkAddress = line.bytes( value );
+      else if ( key == "state" )
+         result.state = line.number< Vel::U16 >( value );
+      else if ( key == "flags" )
+         result.flags = line.number< Vel::U8 >( value );
+      else if ( key == "moreflags" )
+         result.moreFlags = line.number< Vel::U32 >( value );
+      else if ( key == "protocol" )
+         result.protocol = line.number< Vel::U8 >( value );
+      else
+         line.refuse( word );
+   }
+   return result;
+}
+
+Follower readFollower( LineReader & line ) {
+   Follower result;
+   result.name = Vel::String( line.word() );
+   while ( line.more() ) {
+      const std::string_view word = line.word();
+      const auto [key, value] = split( word );
+      if ( key == "index" )
+         result.ifIndex = line.number< Vel::U32 >( value );
+      else if ( word == "down" )
+         result.wasDown = true;
+      else
+         line.refuse( word );
+   }
+   if ( result.name.empty() || result.ifIndex == 0 )
+      line.refuse( "follower without a name or a number" );
    return result;
 }
 
@@ -237,19 +310,41 @@ Route readRoute( LineReader & line ) {
 
 } // namespace
 
+namespace {
+
+bool isMortal( const LostOfDevice & lost ) {
+   return std::any_of( lost.addresses.begin(), lost.addresses.end(), []( const LinkAddress & a ) {
+      return a.valid != LinkAddress::forever || ( a.preferred != LinkAddress::forever && a.preferred != 0 );
+   } );
+}
+
+bool isMortal( const LostState & state ) {
+   return isMortal( state.own ) ||
+          std::any_of(
+             state.followers.begin(), state.followers.end(),
+             []( const Follower & follower ) { return isMortal( follower.lost ); } ) ||
+          std::any_of( state.routes.begin(), state.routes.end(), []( const Route & r ) {
+             return r.expires.has_value();
+          } );
+}
+
+std::set< Vel::String > devicesOf( const std::vector< Route > & routes ) {
+   std::set< Vel::String > devices;
+   for ( const Route & route : routes )
+      for ( const Leg & leg : route.legs )
+         devices.insert( leg.device );
+   return devices;
+}
+
+} // namespace
+
 Vel::String textOf( const LostState & state ) {
-   const bool mortal = std::any_of(
-                          state.addresses.begin(), state.addresses.end(),
-                          []( const LinkAddress & a ) {
-                             return a.valid != LinkAddress::forever ||
-                                    ( a.preferred != LinkAddress::forever && a.preferred != 0 );
-                          } ) ||
-                       std::any_of( state.routes.begin(), state.routes.end(), []( const Route & r ) {
-                          return r.expires.has_value();
-                       } );
-   Vel::String text = mortal ? Vel::text( "at ", state.at, "\n" ) : Vel::String();
-   for ( const LinkAddress & address : state.addresses )
-      text += lineOf( address );
+   Vel::String text = isMortal( state ) ? Vel::text( "at ", state.at, "\n" ) : Vel::String();
+   text += linesOf( state.own );
+   const std::set< Vel::String > routed = devicesOf( state.routes );
+   for ( const Follower & follower : state.followers )
+      if ( follower.wasDown || !follower.lost.empty() || routed.count( follower.name ) )
+         text += lineOf( follower ) + linesOf( follower.lost );
    for ( const Route & route : state.routes )
       text += lineOf( route );
    return text;
@@ -263,12 +358,18 @@ LostStateRead lostStateFrom( const Vel::String & text ) {
       LineReader line( left.substr( 0, end ) );
       left.remove_prefix( std::min( end + 1, left.size() ) );
       const std::string_view what = line.word();
+      LostState & state = result.state;
+      LostOfDevice & lost = state.followers.empty() ? state.own : state.followers.back().lost;
       if ( what == "address" )
-         result.state.addresses.push_back( readAddress( line ) );
+         lost.addresses.push_back( readAddress( line ) );
+      else if ( what == "neighbour" )
+         lost.neighbours.push_back( readNeighbour( line ) );
+      else if ( what == "follower" )
+         state.followers.push_back( readFollower( line ) );
       else if ( what == "route" )
-         result.state.routes.push_back( readRoute( line ) );
+         state.routes.push_back( readRoute( line ) );
       else if ( what == "at" )
-         result.state.at = line.number< double >( line.word() );
+         state.at = line.number< double >( line.word() );
       else
          line.refuse( what );
       if ( !line.error.empty() )
@@ -285,13 +386,53 @@ LostState restoredAt( LostState state, double now ) {
       seconds = seconds > gone ? seconds - static_cast< Vel::U32 >( gone ) : 0;
       return seconds > 0;
    };
-   std::erase_if( state.addresses, [&]( LinkAddress & address ) {
-      shorten( address.preferred );
-      return !shorten( address.valid );
-   } );
+   const auto restore = [&]( LostOfDevice & lost ) {
+      std::erase_if( lost.addresses, [&]( LinkAddress & address ) {
+         shorten( address.preferred );
+         return !shorten( address.valid );
+      } );
+   };
+   restore( state.own );
+   for ( Follower & follower : state.followers )
+      restore( follower.lost );
    std::erase_if(
       state.routes, [&]( Route & route ) { return route.expires && !shorten( *route.expires ); } );
+   state.at = std::max( state.at, now );
    return state;
+}
+
+namespace {
+
+template < class Thing >
+void join( std::vector< Thing > & to, const std::vector< Thing > & from ) {
+   for ( const Thing & thing : from )
+      if ( std::find( to.begin(), to.end(), thing ) == to.end() )
+         to.push_back( thing );
+}
+
+void join( LostOfDevice & to, const LostOfDevice & from ) {
+   join( to.addresses, from.addresses );
+   join( to.neighbours, from.neighbours );
+}
+
+} // namespace
+
+LostState joined( LostState earlier, const LostState & later ) {
+   join( earlier.own, later.own );
+   for ( const Follower & follower : later.followers ) {
+      const auto at =
+         std::find_if( earlier.followers.begin(), earlier.followers.end(), [&]( const Follower & other ) {
+            return other.ifIndex == follower.ifIndex;
+         } );
+      if ( at == earlier.followers.end() ) {
+         earlier.followers.push_back( follower );
+         continue;
+      }
+      at->wasDown = follower.wasDown;
+      join( at->lost, follower.lost );
+   }
+   join( earlier.routes, later.routes );
+   return earlier;
 }
 
 } // namespace DataPlane::Linux

@@ -146,17 +146,17 @@ TEST( Route, whatIsNoEntryOfATableIsNoRoute ) {
 
 TEST( Route, isLostUnlessItComesBackByItself ) {
    Route one = route( "10.0.0.0", 8, { leg( "et1" ), leg( "et2" ) } );
-   EXPECT_TRUE( isLost( one, "et1" ) && isLost( one, "et2" ) );
-   EXPECT_FALSE( isLost( one, "et3" ) );
+   EXPECT_TRUE( isLost( one, { "et1" } ) && isLost( one, { "et2" } ) );
+   EXPECT_FALSE( isLost( one, { "et3" } ) );
    for ( const Vel::U8 protocol : { 0, RTPROT_BOOT, RTPROT_STATIC, RTPROT_DHCP, 77, 250 } ) {
       one.protocol = protocol;
-      EXPECT_TRUE( isLost( one, "et1" ) ) << int( protocol );
+      EXPECT_TRUE( isLost( one, { "et1" } ) ) << int( protocol );
    }
    for ( const Vel::U8 protocol :
          { RTPROT_KERNEL, RTPROT_REDIRECT, RTPROT_RA, RTPROT_ZEBRA, RTPROT_BGP, RTPROT_OSPF, 84, 190, 191,
            193, 194, 195, 196, 197, 198 } ) {
       one.protocol = protocol;
-      EXPECT_FALSE( isLost( one, "et1" ) ) << int( protocol );
+      EXPECT_FALSE( isLost( one, { "et1" } ) ) << int( protocol );
    }
 }
 
@@ -211,7 +211,23 @@ LostState everything() {
    full.preferred = 500;
    full.metric = 5;
    full.protocol = 9;
-   return { 1700000000.25, { full, linkAddress( "2001:db8::7" ) }, allRoutes() };
+   Neighbour neighbour;
+   neighbour.address = address( "192.0.2.7" );
+   neighbour.linkAddress = Vel::String( "\2\0\0\0\0\7", 6 );
+   neighbour.state = NUD_PERMANENT;
+   Neighbour proxy;
+   proxy.address = address( "2001:db8::9" );
+   proxy.flags = NTF_PROXY | NTF_ROUTER;
+   proxy.protocol = 77;
+   Neighbour managed;
+   managed.address = address( "192.0.2.8" );
+   managed.moreFlags = NTF_EXT_MANAGED;
+   return {
+      1700000000.25,
+      { { full, linkAddress( "2001:db8::7" ) }, { neighbour, proxy } },
+      { { "et1.100", 7, false, { { linkAddress( "2001:db8:1::1" ) }, { managed } } },
+        { "et1.200", 8, true, {} } },
+      allRoutes() };
 }
 
 TEST( LostState, isTheSameAfterARoundThroughItsText ) {
@@ -221,12 +237,18 @@ TEST( LostState, isTheSameAfterARoundThroughItsText ) {
 }
 
 TEST( LostState, textCanBeRead ) {
-   LostState state{
-      1700000000,
-      { linkAddress( "2001:db8::1" ) },
-      { route( "10.0.0.0", 8, { leg( "et1", "192.0.2.1" ) } ) } };
+   LostState state = everything();
+   state.at = 1700000000;
+   state.own.addresses = { linkAddress( "2001:db8::1" ) };
+   state.routes = { route( "10.0.0.0", 8, { leg( "et1", "192.0.2.1" ) } ) };
    EXPECT_EQ(
       "address 2001:db8::1/64 scope=0 flags=0 valid=forever preferred=forever protocol=0\n"
+      "neighbour 192.0.2.7 lladdr=020000000007 state=128 protocol=0\n"
+      "neighbour 2001:db8::9 state=0 flags=136 protocol=77\n"
+      "follower et1.100 index=7\n"
+      "address 2001:db8:1::1/64 scope=0 flags=0 valid=forever preferred=forever protocol=0\n"
+      "neighbour 192.0.2.8 state=0 moreflags=1 protocol=0\n"
+      "follower et1.200 index=8 down\n"
       "route inet 10.0.0.0/8 table=254 protocol=3 scope=0 type=1 leg=et1 via=192.0.2.1\n",
       textOf( state ) );
    state.routes[0].expires = 60;
@@ -234,7 +256,8 @@ TEST( LostState, textCanBeRead ) {
 }
 
 TEST( LostState, nothingIsTheEmptyText ) {
-   EXPECT_EQ( "", textOf( { 5, {}, {} } ) );
+   EXPECT_EQ( "", textOf( { 5, {}, {}, {} } ) );
+   EXPECT_EQ( "", textOf( { 5, {}, { { "et1.100", 7, false, {} } }, {} } ) );
    EXPECT_TRUE( lostStateFrom( "" ).outcome.ok() );
 }
 
@@ -253,6 +276,13 @@ TEST( LostState, textThatIsNoneIsRefusedWithItsLine ) {
       { "address 2001:db8::1/64 metric=-1\n", "cannot read \"-1\"" },
       { "address 2001:db8::1/64 scope=256\n", "cannot read \"256\"" },
       { "address 2001:db8::1/64 color=red\n", "cannot read \"color=red\"" },
+      { "neighbour nowhere\n", "cannot read \"nowhere\"" },
+      { "neighbour 192.0.2.1 lladdr=0\n", "cannot read \"0\"" },
+      { "neighbour 192.0.2.1 state=65536\n", "cannot read \"65536\"" },
+      { "neighbour 192.0.2.1 up\n", "cannot read \"up\"" },
+      { "follower et1.100\n", "cannot read \"follower without a name or a number\"" },
+      { "follower et1.100 index=0\n", "cannot read \"follower without a name or a number\"" },
+      { "follower et1.100 index=5 up\n", "cannot read \"up\"" },
       { "route 10.0.0.0/8 leg=et1\n", "cannot read \"10.0.0.0/8\"" },
       { "route inet 2001:db8::/32 leg=et1\n", "cannot read \"inet\"" },
       { "route inet 10.0.0.0/8 from=2001:db8::/32 leg=et1\n", "cannot read \"inet\"" },
@@ -280,28 +310,97 @@ TEST( LostState, damagedTextIsReadOrRefusedButDoesNoHarm ) {
       const LostStateRead read = lostStateFrom( text );
       for ( const Route & one : read.state.routes )
          routeRequest( one, RouteSet::ifAbsent, []( const Vel::String & ) { return Vel::U32( 1 ); } );
-      for ( const LinkAddress & one : read.state.addresses )
+      for ( const LinkAddress & one : read.state.own.addresses )
          addressRequest( one, 1 );
+      for ( const Neighbour & one : read.state.own.neighbours )
+         neighbourRequest( one, 1, NeighbourSet::replace );
    }
 }
 
 TEST( LostState, lifetimesAreShorterByWhatHasGoneBy ) {
    LostState state{
       1000,
-      { linkAddress( "2001:db8::1" ), linkAddress( "2001:db8::2" ), linkAddress( "2001:db8::3" ) },
+      { { linkAddress( "2001:db8::1" ), linkAddress( "2001:db8::2" ), linkAddress( "2001:db8::3" ) }, {} },
+      { { "et1.100", 7, false, { { linkAddress( "2001:db8:1::1" ) }, {} } } },
       { route( "10.0.0.0", 8, { leg( "et1" ) } ), route( "11.0.0.0", 8, { leg( "et1" ) } ) } };
-   state.addresses[1].valid = 100;
-   state.addresses[1].preferred = 50;
-   state.addresses[2].valid = 60;
-   state.addresses[2].preferred = 60;
+   state.own.addresses[1].valid = 100;
+   state.own.addresses[1].preferred = 50;
+   state.own.addresses[2].valid = 60;
+   state.own.addresses[2].preferred = 60;
    state.routes[1].expires = 30;
+   state.followers[0].lost.addresses[0].valid = 100;
    const LostState restored = restoredAt( state, 1060 );
-   ASSERT_EQ( 2u, restored.addresses.size() );
-   EXPECT_EQ( state.addresses[0], restored.addresses[0] );
-   EXPECT_EQ( 40u, restored.addresses[1].valid );
-   EXPECT_EQ( 0u, restored.addresses[1].preferred );
+   EXPECT_EQ( 40u, restored.followers[0].lost.addresses[0].valid );
+   EXPECT_EQ( 40u, restoredAt( restored, 1060 ).followers[0].lost.addresses[0].valid );
+   ASSERT_EQ( 2u, restored.own.addresses.size() );
+   EXPECT_EQ( state.own.addresses[0], restored.own.addresses[0] );
+   EXPECT_EQ( 40u, restored.own.addresses[1].valid );
+   EXPECT_EQ( 0u, restored.own.addresses[1].preferred );
    ASSERT_EQ( 1u, restored.routes.size() );
-   EXPECT_EQ( 100u, restoredAt( state, 900 ).addresses[1].valid );
+   EXPECT_EQ( 100u, restoredAt( state, 900 ).own.addresses[1].valid );
+}
+
+/// As it was written before there were neighbours and followers.
+TEST( LostState, textOfAnEarlierVersionIsOfTheLinkItself ) {
+   const LostStateRead read =
+      lostStateFrom( "at 1700000000.5\n"
+                     "address 2001:db8::1/64 scope=0 flags=2 valid=1000 preferred=500 protocol=0\n"
+                     "route inet 10.0.0.0/8 table=254 protocol=3 scope=0 type=1 leg=et1 via=192.0.2.1\n" );
+   ASSERT_TRUE( read.outcome.ok() ) << read.outcome.text();
+   EXPECT_EQ( 1u, read.state.own.addresses.size() );
+   EXPECT_EQ( 1u, read.state.routes.size() );
+   EXPECT_TRUE( read.state.followers.empty() && read.state.own.neighbours.empty() );
+}
+
+TEST( LostState, twoTogetherHoldEachThingOnce ) {
+   LostState later = everything();
+   later.own.addresses.push_back( linkAddress( "2001:db8::8" ) );
+   later.followers[1].wasDown = false;
+   later.followers[1].lost.addresses.push_back( linkAddress( "2001:db8:2::1" ) );
+   later.followers.push_back( { "et1.300", 9, true, {} } );
+   later.routes.push_back( route( "10.10.0.0", 16, { leg( "et1" ) } ) );
+   EXPECT_EQ( later, joined( everything(), later ) );
+   EXPECT_EQ( everything(), joined( everything(), {} ) );
+   EXPECT_EQ( everything(), joined( { everything().at, {}, {}, {} }, everything() ) );
+}
+
+TEST( Neighbour, isTheSameAfterARoundThroughAMessage ) {
+   const LostState state = everything();
+   for ( const Neighbour & before :
+         { state.own.neighbours[0], state.own.neighbours[1], state.followers[0].lost.neighbours[0] } ) {
+      const Bytes bytes = neighbourRequest( before, 5, NeighbourSet::ifAbsent );
+      EXPECT_EQ( NLM_F_EXCL, messageIn( bytes ).nlmsg_flags & ( NLM_F_EXCL | NLM_F_REPLACE ) );
+      const auto after = parseLostNeighbour( messageIn( bytes ) );
+      ASSERT_TRUE( after );
+      EXPECT_EQ( 5u, after->ifIndex );
+      EXPECT_EQ( before, after->neighbour );
+   }
+   const Bytes bytes = neighbourRequest( state.own.neighbours[0], 5, NeighbourSet::replace );
+   EXPECT_EQ( NLM_F_REPLACE, messageIn( bytes ).nlmsg_flags & ( NLM_F_EXCL | NLM_F_REPLACE ) );
+}
+
+TEST( Neighbour, isLostIfSomebodyHasSetItToStay ) {
+   struct Row {
+      const char * what;
+      Vel::U16 state;
+      Vel::U8 flags, protocol;
+      Vel::U32 moreFlags;
+      bool lost;
+   };
+   const Row rows[] = {
+      { "set to stay", NUD_PERMANENT, 0, 0, 0, true },
+      { "set to stay by a program", NUD_PERMANENT, 0, RTPROT_STATIC, 0, true },
+      { "proxy", 0, NTF_PROXY, 0, 0, true },
+      { "to be looked after", NUD_STALE, 0, 0, NTF_EXT_MANAGED, true },
+      { "learned", NUD_REACHABLE, NTF_ROUTER, 0, 0, false },
+      { "group", NUD_NOARP, 0, 0, 0, false },
+      { "of a daemon", NUD_PERMANENT, NTF_EXT_LEARNED, RTPROT_ZEBRA, 0, false } };
+   for ( const Row & row : rows ) {
+      SCOPED_TRACE( row.what );
+      const Bytes bytes =
+         neighbourBytes( 5, address( "192.0.2.1" ), row.state, row.flags, row.protocol, row.moreFlags );
+      EXPECT_EQ( row.lost, parseLostNeighbour( messageIn( bytes ) ).has_value() );
+   }
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "DataPlane/Linux/LinkAddress.h"
 #include "DataPlane/Linux/LinkMessage.h"
+#include "DataPlane/Linux/Neighbour.h"
 #include "DataPlane/Linux/Route.h"
 #include "DataPlane/Linux/VlanMessage.h"
 
@@ -9,6 +10,8 @@
 #include <linux/if_bridge.h>
 #include <linux/if_ether.h>
 #include <linux/if_link.h>
+#include <linux/if_vlan.h>
+#include <linux/neighbour.h>
 #include <linux/rtnetlink.h>
 #include <net/if.h>
 #include <netinet/in.h>
@@ -36,6 +39,7 @@ struct TestLink {
    Vel::U32 carrierChanges = 0;
    std::optional< Vel::U8 > bondMode = {};
    std::optional< Vel::U8 > slaveState = {}; ///< of a bond's member
+   bool looseBinding = false;                ///< of VLAN devices
 };
 
 inline Bytes linkBytes( const TestLink & link, Vel::U16 type = RTM_NEWLINK, Vel::U8 family = AF_UNSPEC ) {
@@ -63,6 +67,11 @@ inline Bytes linkBytes( const TestLink & link, Vel::U16 type = RTM_NEWLINK, Vel:
             message.nested( IFLA_INFO_DATA, [&] {
                message.attribute( IFLA_VLAN_ID, link.vlanId );
                message.attribute( IFLA_VLAN_PROTOCOL, htons( link.vlanProtocol ) );
+               const ifla_vlan_flags vlan{
+                  link.looseBinding ? VLAN_FLAG_LOOSE_BINDING : VLAN_FLAG_REORDER_HDR, ~0u };
+               message.attribute(
+                  IFLA_VLAN_FLAGS,
+                  std::string_view( reinterpret_cast< const char * >( &vlan ), sizeof vlan ) );
             } );
          if ( link.kind == "bridge" )
             message.nested( IFLA_INFO_DATA, [&] {
@@ -136,6 +145,27 @@ inline Bytes answerBytes( Vel::U32 sequence, int code ) {
    Bytes bytes = MessageBuilder( NLMSG_ERROR, NLM_F_CAPPED ).header( error ).take();
    messageIn( bytes ).nlmsg_seq = sequence;
    return bytes;
+}
+
+/// An entry of a neighbour table.
+inline Bytes neighbourBytes(
+   Vel::U32 ifIndex, const IpAddress & address, Vel::U16 state, Vel::U8 flags = 0, Vel::U8 protocol = 0,
+   Vel::U32 moreFlags = 0 ) {
+   ndmsg header{};
+   header.ndm_family = address.family;
+   header.ndm_ifindex = static_cast< int >( ifIndex );
+   header.ndm_state = state;
+   header.ndm_flags = flags;
+   MessageBuilder message( RTM_NEWNEIGH, 0 );
+   message.header( header );
+   message.attribute( NDA_DST, address.payload() );
+   if ( !( flags & NTF_PROXY ) )
+      message.attribute( NDA_LLADDR, std::string_view( "\2\0\0\0\0\7", 6 ) );
+   if ( protocol != 0 )
+      message.attribute( NDA_PROTOCOL, protocol );
+   if ( moreFlags != 0 )
+      message.attribute( NDA_FLAGS_EXT, moreFlags );
+   return message.take();
 }
 
 inline IpAddress address( const char * text ) { return addressFromText( text ).value(); }

@@ -83,6 +83,8 @@ enum : unsigned {
    protocolSegmentRouting = 198
 };
 
+} // namespace
+
 bool comesBackByItself( Vel::U8 protocol ) {
    return isOneOf(
       protocol, { RTPROT_REDIRECT,    RTPROT_KERNEL,         RTPROT_RA,      RTPROT_GATED,
@@ -93,8 +95,6 @@ bool comesBackByItself( Vel::U8 protocol ) {
                   protocolLdp,        protocolSharp,         protocolPolicy, protocolDaemonStatic,
                   protocolOpenFabric, protocolSegmentRouting } );
 }
-
-} // namespace
 
 bool Route::sameKey( const Route & other ) const {
    return family == other.family && destination == other.destination &&
@@ -148,10 +148,11 @@ bool mayBeLost( const nlmsghdr & message ) {
    return header && !comesBackByItself( header->rtm_protocol );
 }
 
-bool isLost( const Route & route, const Vel::String & device ) {
+bool isLost( const Route & route, const std::set< Vel::String > & devices ) {
    return !comesBackByItself( route.protocol ) &&
-          std::any_of(
-             route.legs.begin(), route.legs.end(), [&]( const Leg & leg ) { return leg.device == device; } );
+          std::any_of( route.legs.begin(), route.legs.end(), [&]( const Leg & leg ) {
+             return devices.count( leg.device ) > 0;
+          } );
 }
 
 Bytes routeDumpRequest( Vel::U8 family, Vel::U32 ifIndex, Vel::U8 protocol ) {

@@ -3,6 +3,8 @@
 #include "DataPlane/Linux/IpAddress.h"
 #include "DataPlane/Linux/Message.h"
 
+#include <set>
+
 /// Purpose: routes over a link that the kernel drops when it goes down, of both versions of IP.
 ///
 /// Left out are those that come back by themselves: the kernel's own (they follow the addresses), those that a router
@@ -59,8 +61,10 @@ std::optional< Route > parseRoute( const nlmsghdr & message, const NameOfLink & 
 /// Whether the route of a message may be one that is lost with a link: a quick look, for those of which there are many
 /// (a routing daemon's) are not.
 bool mayBeLost( const nlmsghdr & message );
-/// Whether it would be lost for good when that link goes down.
-bool isLost( const Route & route, const Vel::String & device );
+/// Whether it would be lost for good when those links go down.
+bool isLost( const Route & route, const std::set< Vel::String > & devices );
+/// Whether whoever has the kernel's number `protocol` sets what is lost with a link again without being asked.
+bool comesBackByItself( Vel::U8 protocol );
 
 /// Routes of one version of IP that use a link, and of one protocol; 0: any.
 Bytes routeDumpRequest( Vel::U8 family, Vel::U32 ifIndex, Vel::U8 protocol );

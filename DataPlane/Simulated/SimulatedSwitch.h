@@ -30,6 +30,17 @@ class SimulatedSwitch final : public Switch, public Simulation {
    Outcome countersRefresh( VelPool::EntityManager & pool ) override;
    void linkSet( RequestId id, const Wire::IntfId & intf, bool up, const Vel::String & restore ) override;
    LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) override;
+   Vel::String raisedByOthers( const Vel::String & snapshot ) const override { return snapshot; }
+   Vel::String snapshotsJoined( const Vel::String & earlier, const Vel::String & later ) const override {
+      return earlier.empty() ? later : earlier;
+   }
+   /// Nothing is ever left.
+   void linkRestore( RequestId id, const Wire::IntfId &, const Vel::String & ) override {
+      later( 0, [this, id, listening = listening_] {
+         if ( listener_ && listening == listening_ )
+            listener_->linkSetDone( id, {} );
+      } );
+   }
    void routesAsk( const RouteQuestion & question, RoutesAnswered answered ) override;
    bool tellsMembership() const override { return true; }
    Wire::IntfId bridgeBelow( const Wire::IntfId & ) const override { return {}; }

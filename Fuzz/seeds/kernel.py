@@ -13,8 +13,8 @@ import subprocess
 import sys
 
 STEPS = ("answerIs answerBegin start event turn timeGoesOn readCounters setDown setUp askRoutes trouble codeIs "
-         "snapshotIs").split()
-TABLES = "links vlans counters addresses routes nextHops oneLink oneRoute".split()
+         "snapshotIs giveLeft").split()
+TABLES = "links vlans counters addresses routes nextHops oneLink oneRoute neighbours oneNeighbour".split()
 # Types of messages, and the fixed header with which everything of a table is asked for.
 ASKED = {
     "links": (18, struct.pack("BxHiII", 0, 0, 0, 0, 0)),
@@ -23,6 +23,7 @@ ASKED = {
     "addresses": (22, struct.pack("BBBBI", 0, 0, 0, 0, 0)),
     "routes": (26, struct.pack("BBBBBBBBI", 2, 0, 0, 0, 0, 0, 0, 0, 0)),
     "routes6": (26, struct.pack("BBBBBBBBI", 10, 0, 0, 0, 0, 0, 0, 0, 0)),
+    "neighbours": (30, struct.pack("BxxxiHBB", 2, 0, 0, 0, 0)),
     "nextHops": (106, struct.pack("BBBBI", 0, 0, 0, 0, 0)),
 }
 NEWLINK, DELLINK = 16, 17
@@ -125,6 +126,7 @@ def makeLinks():
     ip("address", "add", "2001:db8:1::1/64", "dev", "et1", "nodad")
     ip("address", "add", "10.0.5.1/24", "dev", "et5")
     ip("address", "add", "10.0.10.1/24", "peer", "10.0.10.2", "dev", "vlan10")
+    ip("neighbour", "add", "10.0.1.2", "lladdr", "02:00:00:00:00:02", "nud", "permanent", "dev", "et1")
     ip("route", "add", "10.1.0.0/16", "via", "10.0.1.2", "src", "10.0.1.1", "metric", "50")
     ip("route", "add", "10.2.0.0/16", "nexthop", "via", "10.0.1.2", "weight", "2", "nexthop", "via", "10.0.5.2")
     ip("route", "add", "default", "via", "10.0.1.2", "metric", "1000")
@@ -168,6 +170,7 @@ def main(folder):
     # What another agent may have written down, and the kernel says no to some of it.
     seed("given-back", routed, step("start"), step("turn"), step("setDown", 3), step("turn"),
          step("answerBegin", TABLES.index("routes")), step("answerBegin", TABLES.index("addresses")), step("setUp", 3),
+         step("giveLeft", 3),
          *[step("turn") + step("turn") + step("codeIs", code) + step("timeGoesOn", 5) for code in (0, 22, 101, 0, 17, 1)])
     seed("refused", begun, step("codeIs", 1), step("setDown", 1), step("turn"), step("turn"), step("trouble", 3),
          step("readCounters"), step("trouble", 2), step("readCounters"))

@@ -59,6 +59,15 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
    DataPlane::LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) override {
       return inner_->linkSnapshot( intf );
    }
+   Vel::String raisedByOthers( const Vel::String & snapshot ) const override {
+      return inner_->raisedByOthers( snapshot );
+   }
+   Vel::String snapshotsJoined( const Vel::String & earlier, const Vel::String & later ) const override {
+      return inner_->snapshotsJoined( earlier, later );
+   }
+   void linkRestore( DataPlane::RequestId id, const Wire::IntfId & intf, const Vel::String & left ) override {
+      inner_->linkRestore( id, intf, left );
+   }
    void routesAsk( const DataPlane::RouteQuestion & question, DataPlane::RoutesAnswered answered ) override {
       inner_->routesAsk( question, std::move( answered ) );
    }

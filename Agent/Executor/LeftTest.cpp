@@ -1,0 +1,177 @@
+// What a link could not get back without a carrier, and what a link gets back that somebody else has raised.
+
+#include "Agent/Executor/ExecutorRigTest.h"
+
+namespace Agent {
+namespace {
+
+class LeftStory : public ExecutorStory {
+ protected:
+   /// Released; the link is up without a carrier, and something waits for it.
+   void left( const char * text = "a route" ) {
+      held();
+      bringBack();
+      clock->runUntilIdle();
+      doneWithout( text );
+   }
+   void doneWithout( const char * text ) {
+      fake->link( et1, true, false );
+      fake->listener->linkSetDone(
+         fake->requests.back().id, { {}, Outcome::failed( "1 of et1 waits for its carrier" ), text } );
+      clock->runUntilIdle();
+   }
+   void carrierIs( bool has ) {
+      fake->link( et1, true, has );
+      clock->runUntilIdle();
+   }
+   void restored( const DataPlane::LinkSetResult & result = {} ) {
+      fake->listener->linkSetDone( fake->restores.back().id, result );
+      clock->runUntilIdle();
+   }
+   UnrestoredLink * unrestored() { return model.journal->unrestored( et1 ); }
+};
+
+TEST_F( LeftStory, isKeptAndShownUntilThereIsACarrier ) {
+   left();
+   EXPECT_EQ( nullptr, entry() );
+   ASSERT_TRUE( unrestored() );
+   EXPECT_EQ( "a route", unrestored()->left() );
+   EXPECT_EQ( "1 of et1 waits for its carrier", executor->problem() );
+   clock->advance( 100000 );
+   clock->runUntilIdle();
+   EXPECT_EQ( 0u, fake->restores.size() );
+   EXPECT_TRUE( unrestored() );
+   carrierIs( true );
+   ASSERT_EQ( 1u, fake->restores.size() );
+   EXPECT_EQ( et1, fake->restores[0].intf );
+   EXPECT_EQ( "a route", fake->restores[0].restore );
+   EXPECT_TRUE( unrestored() ) << "it may be killed now";
+   restored();
+   EXPECT_FALSE( unrestored() );
+   EXPECT_EQ( "", executor->problem() );
+   EXPECT_EQ( 2u, fake->requests.size() ) << "nothing is set up or down";
+}
+
+TEST_F( LeftStory, isRestoredByAnAgentThatIsStartedAgain ) {
+   left();
+   restart();
+   EXPECT_EQ( "1 of et1 waits for its carrier", executor->problem() );
+   EXPECT_EQ( 0u, fake->restores.size() );
+   carrierIs( true );
+   EXPECT_EQ( 1u, fake->restores.size() );
+   // It is killed before the answer.
+   restart();
+   EXPECT_EQ( 2u, fake->restores.size() );
+   restored();
+   EXPECT_FALSE( unrestored() );
+}
+
+TEST_F( LeftStory, isForgottenWithItsLink ) {
+   left();
+   fake->linkGone( et1 );
+   EXPECT_FALSE( unrestored() );
+}
+
+TEST_F( LeftStory, isForgottenWithTheBootOfTheSwitch ) {
+   left();
+   fake->boot = "boot 2";
+   fake->link( et1, true, true );
+   restart();
+   EXPECT_FALSE( unrestored() );
+   EXPECT_EQ( 0u, fake->restores.size() );
+}
+
+TEST_F( LeftStory, isForgottenIfTheLinkWasMadeAnewMeanwhile ) {
+   left();
+   unrestored()->ifIndexIs( 77 );
+   fake->link( et1, true, true );
+   restart();
+   EXPECT_FALSE( unrestored() );
+   EXPECT_EQ( 0u, fake->restores.size() );
+}
+
+TEST_F( LeftStory, isToldWhenItIsRefusedWithACarrierToo ) {
+   left();
+   carrierIs( true );
+   restored( { {}, Outcome::failed( "1 of et1 is not restored" ) } );
+   EXPECT_FALSE( unrestored() );
+   EXPECT_EQ( "1 of et1 is not restored", executor->problem() );
+   EXPECT_EQ( "et1: 1 of et1 is not restored", notes.back() );
+   EXPECT_EQ( 1u, fake->restores.size() );
+}
+
+TEST_F( LeftStory, waitsOnWhenTheCarrierWasTooShort ) {
+   left();
+   carrierIs( true );
+   carrierIs( false );
+   restored( { {}, Outcome::failed( "1 of et1 waits for its carrier" ), "the rest" } );
+   ASSERT_TRUE( unrestored() );
+   EXPECT_EQ( "the rest", unrestored()->left() );
+   EXPECT_EQ( 1u, fake->restores.size() );
+   carrierIs( true );
+   ASSERT_EQ( 2u, fake->restores.size() );
+   EXPECT_EQ( "the rest", fake->restores[1].restore );
+}
+
+TEST_F( LeftStory, waitsWhileTheLinkIsHeldOnceMore ) {
+   left();
+   held();
+   ASSERT_TRUE( unrestored() );
+   bringBack();
+   clock->runUntilIdle();
+   doneWithout( "another" );
+   EXPECT_EQ( "a route and another", unrestored()->left() );
+   carrierIs( true );
+   ASSERT_EQ( 1u, fake->restores.size() );
+   EXPECT_EQ( "a route and another", fake->restores[0].restore );
+}
+
+TEST_F( LeftStory, isLeftAgainWhenTheLinkIsShutWhileItIsRestored ) {
+   left();
+   carrierIs( true );
+   shut();
+   clock->runUntilIdle();
+   restored( { {}, Outcome::failed( "a later request took its place" ) } );
+   ASSERT_TRUE( unrestored() );
+   fake->done( fake->requests.size() - 1 );
+   bringBack();
+   clock->runUntilIdle();
+   EXPECT_EQ( 1u, fake->restores.size() );
+   fake->done( fake->requests.size() - 1 );
+   clock->runUntilIdle();
+   EXPECT_EQ( 2u, fake->restores.size() );
+   restored();
+   EXPECT_FALSE( unrestored() );
+}
+
+TEST_F( LeftStory, isLeftAsItIsWhileSomebodyElseHasSetTheLinkDown ) {
+   left();
+   fake->link( et1, false, false );
+   clock->runUntilIdle();
+   EXPECT_TRUE( unrestored() );
+   EXPECT_EQ( 2u, fake->requests.size() ) << "it is not raised";
+   carrierIs( true );
+   EXPECT_EQ( 1u, fake->restores.size() );
+}
+
+TEST_F( LeftStory, ofNothingIsNoted ) {
+   held();
+   bringBack();
+   clock->runUntilIdle();
+   fake->link( et1, true, true );
+   fake->listener->linkSetDone( fake->requests.back().id, { {}, Outcome::failed( "2 are not restored" ) } );
+   EXPECT_FALSE( unrestored() );
+   EXPECT_EQ( "et1: 2 are not restored", notes.back() );
+}
+
+TEST_F( LeftStory, whatSomebodyElseHasRaisedWithTheLinkStaysUp ) {
+   held();
+   fake->link( et1, true, true );
+   bringBack();
+   clock->runUntilIdle();
+   EXPECT_EQ( "addresses of et1, raised", fake->requests.back().restore );
+   EXPECT_EQ( "addresses of et1, raised", entry()->snapshot() ) << "also if it is asked for again";
+}
+
+} // namespace
+} // namespace Agent
