@@ -57,7 +57,8 @@ Events::Events( Vel::Ptr< Cog::TimerWheel > wheel, Model model, Hooks hooks )
         { model_.allIntfStatusDir, model_.intfToGroupDir, model_.groupToUnitDir, model_.defaultIntfProfile,
           model_.intfProfileStatusDir, model_.monIntfStatusDir, model_.unitStatusDir, model_.insightDir,
           model_.cause, model_.told },
-        { hooks_.now, hooks_.drift, hooks_.forced } ) {}
+        { hooks_.now, hooks_.drift, hooks_.forced } ),
+     hookEvents_( writer_, model_.told ) {}
 
 // ---- the agent
 

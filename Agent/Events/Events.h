@@ -82,7 +82,7 @@ class Events {
    UnitEvents units_;
    TimesEvents times_;
    InterfaceEvents interfaces_;
-   HookEvents hookEvents_{ writer_ };
+   HookEvents hookEvents_;
    bool running_ = false;
    bool configurationChanged_ = true;
    double startTime_ = 0;

@@ -4,7 +4,7 @@
 #include "Platform/Vel/Declare.h"
 
 /// Purpose: what the last events have told of each unit, interface and profile, so that exactly the differences are told,
-/// also of what has changed while no agent ran. Kept and committed with the log. Written by Events only.
+/// also of what has changed while no agent ran; and what is left to tell later. Kept and committed with the log. Written by Events only.
 namespace Agent {
 
 class ToldUnit final : public Vel::Entity {
@@ -44,11 +44,26 @@ class ToldProfile final : public Vel::Entity {
    VEL_ATTR( Vel::String, contents, onContents ); ///< in words
 };
 
+/// What has yet to be told of a hook that fails again and again. There while there is such.
+class UntoldHook final : public Vel::Entity {
+   VEL_ENTITY( UntoldHook );
+   explicit UntoldHook( const Vel::String & name ) : name_( name ) {}
+   VEL_PARAM( Vel::String, name );
+   VEL_ATTR( Vel::U32, failures, onFailures );
+   VEL_ATTR( Vel::U64, missed, onMissed ); ///< events
+   // Of the last failure.
+   VEL_ATTR( Vel::String, moment, onMoment );
+   VEL_ATTR( Vel::U64, event, onEvent );
+   VEL_ATTR( Vel::String, units, onUnits ); ///< separated by blanks
+   VEL_ATTR( Vel::String, error, onError );
+};
+
 class EventsTold final : public Vel::Entity {
    VEL_ENTITY( EventsTold );
    VEL_CHILDREN( Vel::String, ToldUnit, unit, onUnit );
    VEL_CHILDREN( Wire::IntfId, ToldInterface, interface, onInterface );
    VEL_CHILDREN( Vel::String, ToldProfile, profile, onProfile );
+   VEL_CHILDREN( Vel::String, UntoldHook, hook, onHook, Ordered );
    VEL_ATTR( Vel::String, defaultProfile, onDefaultProfile );
    VEL_MAP(
       Vel::String, Vel::String, problem, onProblem ); ///< what is wrong with the agent: its text by its word

@@ -192,6 +192,66 @@ TEST_P( HooksCrash, afterAnyTurnForgetsNothing ) {
    sweep.run( GetParam() );
 }
 
+/// A hook that fails at once, each time.
+class FailingStory {
+ public:
+   FailingStory()
+      : rig( "settle: 5s\n"
+             "profiles:\n"
+             "  fast: {threshold: 100kbps, load-interval: 10s, shutdown: true}\n"
+             "default-profile: fast\n"
+             "groups:\n"
+             "  quiet: {interfaces: [et1]}\n"
+             "units:\n"
+             "  u1: {groups: [quiet]}\n"
+             "hooks:\n"
+             "  pager: {at: [enter, drained, shut, completed, exit, normal], command: /bin/page}\n" ) {
+      rig.children().onGo = [this]( FakeChildren::Child & child ) {
+         rig.soon( [this, &child] { rig.children().ends( child, 1 ); } );
+      };
+      rig.at( 2, [this] { rig.post( "units/u1/enter" ); } );
+      rig.at( 30, [this] { rig.post( "units/u1/exit" ); } );
+      rig.start();
+   }
+   static constexpr double end = 32;
+   AgentRig rig;
+};
+
+/// Failures by the events of the log.
+unsigned failuresTold( AgentRig & rig ) {
+   unsigned result = 0;
+   const json events = json::parse( rig.get( "events/recent?limit=4096" ) ).at( "events" );
+   for ( const json & event : events )
+      if ( event.at( "what" ) == "hook-failed" )
+         result += event.at( "count" ).get< unsigned >();
+   return result;
+}
+
+unsigned failuresOf( AgentRig & rig ) {
+   const std::string failures = json::parse( rig.fact( "agent", "hooks" ) ).at( 0 ).at( "failures" );
+   return static_cast< unsigned >( std::stoul( failures ) );
+}
+
+TEST( HooksStory, countsFailuresThatFollowEachOtherAndTellsThemLater ) {
+   FailingStory story;
+   story.rig.runUntil( FailingStory::end );
+   EXPECT_EQ( 6u, failuresOf( story.rig ) );
+   EXPECT_LT( failuresTold( story.rig ), 6u ) << "the last one follows too closely";
+   story.rig.runUntil( FailingStory::end + 70 );
+   EXPECT_EQ( 6u, failuresTold( story.rig ) );
+}
+
+/// Each failure is in an event, wherever the agent ends, also when it was yet to be told then.
+TEST_P( HooksCrash, afterAnyTurnTellsEachFailure ) {
+   Tests::CrashSweep< FailingStory > sweep;
+   sweep.more = 70;
+   sweep.over = []( FailingStory & story ) {
+      EXPECT_GE( failuresOf( story.rig ), 5u );
+      EXPECT_EQ( failuresOf( story.rig ), failuresTold( story.rig ) );
+   };
+   sweep.run( GetParam() );
+}
+
 INSTANTIATE_TEST_SUITE_P( HooksStory, HooksCrash, Tests::allCrashes(), Tests::crashName );
 
 } // namespace
