@@ -1,6 +1,7 @@
 #include "Apps/Maintd.h"
 
 #include "Agent/Commands/RealChildren.h"
+#include "Agent/Control/AccountName.h"
 #include "Apps/MaintdEntities.h"
 #include "Apps/MaintdViews.h"
 #include "Platform/FastLog/FastLog.h"
@@ -222,9 +223,10 @@ void Maintd::webTick() {
 
 void Maintd::run() { loop_->run(); }
 
-void Maintd::handleSignal( int signal ) {
-   if ( signal == SIGHUP ) {
-      const auto result = reload( { "it was told so by a signal", "maintd", std::nullopt } );
+void Maintd::handleSignal( const Cog::Signals::Signal & signal ) {
+   if ( signal.number == SIGHUP ) {
+      const std::string by = signal.sender ? Agent::accountName( *signal.sender ) : "maintd";
+      const auto result = reload( { "it was told so by a signal", by, std::nullopt } );
       if ( result.error )
          spdlog::error( "{}: {}", options_.config, result.error->message );
       for ( const std::string & error : result.error ? configurationErrors_ : result.changes )

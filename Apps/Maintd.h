@@ -139,7 +139,7 @@ class Maintd {
    void loadPluginWhenThereAreCounters();
    std::string listen();
    void webTick();
-   void handleSignal( int signal );
+   void handleSignal( const Cog::Signals::Signal & signal );
    bool commit();
    void resumeWhenTheRootIsThere();
    const Vel::Entity * root() const;

@@ -156,7 +156,7 @@ std::string Maintd::makeClock() {
    loop_->commitHookIs( [this] { return commit(); } );
    signals_ = std::make_unique< Cog::Signals >(
       *loop_, std::initializer_list< int >{ SIGTERM, SIGINT, SIGHUP },
-      [this]( int signal ) { handleSignal( signal ); } );
+      [this]( const Cog::Signals::Signal & signal ) { handleSignal( signal ); } );
    return "";
 }
 

@@ -44,7 +44,11 @@ void Signals::handleReadable() {
    if ( read( descriptor_, &info, sizeof info ) != static_cast< ssize_t >( sizeof info ) )
       return;
    const Handler handler = handler_;
-   handler( static_cast< int >( info.ssi_signo ) );
+   Signal signal{ static_cast< int >( info.ssi_signo ), std::nullopt };
+   // What the kernel sends of its own accord has a positive code.
+   if ( info.ssi_code <= 0 )
+      signal.sender = info.ssi_uid;
+   handler( signal );
 }
 
 } // namespace Cog

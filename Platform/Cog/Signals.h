@@ -4,6 +4,9 @@
 
 #include <csignal>
 #include <initializer_list>
+#include <optional>
+
+#include <sys/types.h>
 
 /// Purpose: signals as events of the loop instead of interruptions.
 namespace Cog {
@@ -12,7 +15,11 @@ namespace Cog {
 /// thread is started, so that none of them takes the signals. A plain object; the loop outlives it.
 class Signals {
  public:
-   using Handler = std::function< void( int signal ) >;
+   struct Signal {
+      int number = 0;
+      std::optional< uid_t > sender; ///< the user whose process has sent it; none: the kernel has
+   };
+   using Handler = std::function< void( const Signal & signal ) >;
 
    /// Throws InternalException with the system's reason.
    Signals( EventLoop & loop, std::initializer_list< int > signals, Handler handler );

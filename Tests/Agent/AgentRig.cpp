@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -196,8 +197,22 @@ void AgentRig::turn() {
    agent_->loop().run();
 }
 
+void AgentRig::signal( int number ) {
+   raise( number );
+   if ( !agent_->loop().inTurn() )
+      turn();
+}
+
 void AgentRig::crash() {
    wakeup_.del();
+   // What is sent to a process that has gone does not come to the next one.
+   if ( agent_ ) {
+      sigset_t sent;
+      sigemptyset( &sent );
+      sigaddset( &sent, SIGHUP );
+      const timespec atOnce{ 0, 0 };
+      sigtimedwait( &sent, nullptr, &atOnce );
+   }
    agent_.reset();
 }
 
@@ -220,7 +235,10 @@ AgentRig::ask( const std::string & method, const std::string & path, const std::
 }
 
 void AgentRig::put( const Operation & operation ) {
-   if ( operation.request.method == "POST" && operation.request.path.starts_with( "/api/v1/units/" ) )
+   const std::string & path = operation.request.path;
+   if (
+      operation.request.method == "POST" && ( path.starts_with( "/api/v1/units/" ) ||
+                                              path.ends_with( "/release" ) || path.ends_with( "/reload" ) ) )
       operations_.push_back( operation );
    agent_->api().handle(
       operation.request, [answer = operation.answer]( const Agent::HttpReply & reply ) { *answer = reply; } );

@@ -74,8 +74,8 @@ class AgentRig {
    double time() const { return time_->now() - begin; }
 
    /// Asks the control API in a turn of its own; the status, 0: there is no answer yet. A POST is answered only when
-   /// its turn is committed, an enter is judged first. Who has asked for an operation of a unit and has no answer when
-   /// the agent ends asks the next one again, as soon as it runs.
+   /// its turn is committed, an enter is judged first. Who has asked for an operation and has no answer when the agent
+   /// ends asks the next one again, as soon as it runs.
    int post( const std::string & path, const std::string & body = "{}" ) {
       return ask( "POST", path, body )->status;
    }
@@ -86,6 +86,8 @@ class AgentRig {
    ask( const std::string & method, const std::string & path, const std::string & body = "" );
    /// Writes this configuration and asks for it to be taken; the status of the answer.
    int reload( const std::string & configuration );
+   /// Sends the agent a signal, which comes in with its next turn. One that the agent has not seen when it ends is lost.
+   void signal( int number );
    /// The body of what the control API says at once, as text.
    std::string get( const std::string & path );
    /// One member of a unit or an interface, as JSON text: `fact( "units/u1", "state" )` gives "normal" in quotes.
@@ -117,7 +119,7 @@ class AgentRig {
       using TimerReactor::TimerReactor;
       void onTime() override { sm()->wakeupIs(); }
    };
-   /// That somebody asks for, of a unit.
+   /// That somebody asks for.
    struct Operation {
       Agent::HttpRequest request;
       std::shared_ptr< Agent::HttpReply > answer; ///< status 0: there is none yet

@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <csignal>
+#include <map>
 #include <memory>
 #include <set>
 
@@ -131,6 +133,86 @@ TEST_F( OperationStory, anExitCancelsAnEnterAndAnEnterDuringAnExitIsRefusedWithI
    EXPECT_EQ( 4u, operations().size() );
 }
 
+/// A unit enters through a command, which takes three seconds, until it has drained and settled; at any time of that
+/// somebody wants it back.
+class Cancelled {
+ public:
+   explicit Cancelled( double exitTime ) : rig( configurationOfIt() ) {
+      rig.children().onGo = [this]( Agent::FakeChildren::Child & child ) {
+         rig.at( rig.time() + 3, [this, &child] {
+            if ( child.phase == Agent::FakeChildren::Phase::going )
+               rig.children().ends( child, 0 );
+         } );
+      };
+      rig.children().onTerminate = [this]( Agent::FakeChildren::Child & child ) {
+         rig.soon( [this, &child] { rig.children().ends( child, 0, SIGTERM ); } );
+      };
+      rig.at( 2, [this] { rig.post( "units/u3/enter" ); } );
+      rig.at( exitTime, [this] {
+         before = rig.fact( "units/u3", "state" );
+         stage = rig.fact( "units/u3", "stage" );
+         exit = rig.ask( "POST", "units/u3/exit" );
+         enters.push_back( rig.ask( "POST", "units/u3/enter" ) );
+      } );
+      for ( const double later : { 0.5, 1.0, 2.0 } )
+         rig.at( exitTime + later, [this] {
+            if ( rig.fact( "units/u3", "state" ) == "\"exiting\"" )
+               enters.push_back( rig.ask( "POST", "units/u3/enter" ) );
+         } );
+      rig.start();
+      rig.runUntil( exitTime + 20 );
+   }
+   AgentRig rig;
+   std::string before, stage; ///< when the exit was asked for
+   std::shared_ptr< const Agent::HttpReply > exit;
+   std::vector< std::shared_ptr< const Agent::HttpReply > > enters; ///< after it
+
+ private:
+   static std::string configurationOfIt() {
+      std::string result = configuration;
+      const std::string way = "exit: [drainwatch]";
+      return result.replace( result.find( way ), way.size(), "exit: [drainwatch, steer]" );
+   }
+};
+
+TEST( OperationAtAnyTime, anExitCancelsAnEnterAndWhoEntersThenIsRefusedWithItsNumber ) {
+   std::map< std::string, unsigned > stages;
+   unsigned cancelled = 0, refused = 0;
+   for ( double time = 2.5; time < 25 && !testing::Test::HasFailure(); time += 1 ) {
+      SCOPED_TRACE( "exit at " + std::to_string( time ) );
+      Cancelled story( time );
+      ASSERT_EQ( 202, story.exit->status ) << story.exit->body;
+      const json told = json::parse( story.exit->body );
+      EXPECT_EQ( 2, told.at( "operation" ) );
+      EXPECT_EQ( true, told.at( "changed" ) );
+      const json list = json::parse( story.rig.get( "operations" ) );
+      ASSERT_EQ( 2u, list.size() );
+      EXPECT_EQ( "done", list[0].at( "state" ) );
+      if ( story.before == "\"maintenance\"" ) {
+         EXPECT_EQ( "done", list[1].at( "state" ) );
+      } else {
+         ++cancelled;
+         ++stages[story.stage];
+         EXPECT_EQ( "\"entering\"", story.before );
+         EXPECT_EQ( "cancelled", list[1].at( "state" ) );
+         EXPECT_EQ( 2, list[1].at( "ended-by" ) );
+         EXPECT_EQ( "cancelled by operation 2, for tester", list[1].at( "text" ) );
+      }
+      for ( const auto & enter : story.enters ) {
+         ++refused;
+         ASSERT_EQ( 409, enter->status ) << enter->body;
+         EXPECT_EQ( 2, json::parse( enter->body ).at( "error" ).at( "operation" ) );
+      }
+      EXPECT_EQ( "\"normal\"", story.rig.fact( "units/u3", "state" ) );
+      EXPECT_EQ( "false", story.rig.fact( "interfaces/et2", "shut" ) );
+      EXPECT_EQ( 0u, story.rig.children().running() );
+   }
+   EXPECT_GE( stages["\"steer\""], 3u );
+   EXPECT_GE( stages["\"drainwatch\""], 12u ) << "while it drains and while it settles";
+   EXPECT_LT( cancelled, 23u ) << "some come after the enter is done";
+   EXPECT_GE( refused, 2 * 23u );
+}
+
 TEST_F( OperationStory, anEnterThatAStageHasEndedHasFailed ) {
    post( "units/u3/enter" );
    rig.runUntil( 2 );
@@ -200,6 +282,34 @@ TEST_F( OperationStory, aThousandIdenticalRequestsAtOnceMakeOneOperation ) {
       EXPECT_EQ( expected, operations().size() );
       post( "units/u1/exit" );
       rig.runUntil( rig.time() + 60 );
+   }
+}
+
+TEST_F( OperationStory, aThousandIdenticalRequestsOfAnyOtherKindMakeOneOperationToo ) {
+   post( "units/u1/enter" );
+   rig.runUntil( 60 );
+   rig.configurationIs( std::string( configuration ) + "  u4: {groups: [a]}\n" );
+   unsigned expected = 1;
+   for ( const auto & [path, body] :
+         { std::pair( "interfaces/et1/release", R"({"force":true})" ), std::pair( "units/u1/exit", "{}" ),
+           std::pair( "reload", "{}" ) } ) {
+      SCOPED_TRACE( path );
+      std::vector< std::shared_ptr< const Agent::HttpReply > > answers;
+      rig.soon( [&, path = path, body = body] {
+         for ( unsigned i = 0; i < 1000; ++i )
+            answers.push_back( rig.ask( "POST", path, body ) );
+      } );
+      rig.runUntil( rig.time() + 20 );
+      ++expected;
+      unsigned changed = 0;
+      for ( const auto & answer : answers ) {
+         ASSERT_LT( answer->status, 300 ) << answer->body;
+         changed += json::parse( answer->body ).at( "changed" ).get< bool >();
+      }
+      EXPECT_EQ( 1000u, answers.size() );
+      EXPECT_EQ( 1u, changed );
+      EXPECT_EQ( expected, operations().size() );
+      EXPECT_EQ( "done", state( expected ) );
    }
 }
 

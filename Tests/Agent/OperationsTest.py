@@ -3,6 +3,7 @@
 
 import json
 import os
+import pwd
 import random
 import signal
 import socket
@@ -147,6 +148,66 @@ class Operations(unittest.TestCase):
         self.assertEqual(["2", "enter", "u2", "running"], table[1].split()[:4])
         self.assertIn("goes into maintenance", self.ctl("operation", "1").stdout)
         self.assertEqual(1, self.ctl("operation", "9").returncode)
+
+    def asUser(self, user, bytes_):
+        """A request of another user, who is in the group that may ask."""
+        os.chmod(self.agent.path("run"), 0o755)
+        child = os.fork()
+        if child == 0:
+            try:
+                # From inside: the folders above may be closed to others.
+                os.chdir(self.agent.path("run"))
+                group = os.stat("control.sock").st_gid
+                os.setgroups([])
+                os.setresgid(group, group, group)
+                os.setresuid(user, user, user)
+                with socket.socket(socket.AF_UNIX) as client:
+                    client.connect("control.sock")
+                    client.sendall(bytes_)
+                    answer = client.recv(65536)
+                os._exit(0 if b" 202 " in answer.splitlines()[0] else 2)
+            finally:
+                os._exit(1)
+        self.assertEqual(0, os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]))
+
+    def test_areOfWhoeverHasAskedAndNotOfTheAgentsUser(self):
+        """Two users ask the same agent: each is the one that the kernel tells of its end of the connection."""
+        if os.geteuid() != 0:
+            self.skipTest("only root can ask as another user")
+        for unit, user in (("u1", "nobody"), ("u2", "root")):
+            self.asUser(pwd.getpwnam(user).pw_uid, request(f"/api/v1/units/{unit}/enter", {}))
+        self.assertEqual(["root", "nobody"], [operation["by"] for operation in self.operations()])
+        self.assertEqual(["nobody", "root"], [self.agent.unit(unit)["by"] for unit in ("u1", "u2")])
+        # A signal has a sender too.
+        self.agent.configure(configuration(self.agent.path("steer"), units={"u1": "uplinks", "u2": "uplinks", "u3": "uplinks"}))
+        self.agent.process.send_signal(signal.SIGHUP)
+        self.agent.until(lambda: len(self.operations()) == 3)
+        self.assertEqual("root", self.operations()[0]["by"])
+
+    def test_aSignalReloadsAndWhatItDidIsListed(self):
+        user = pwd.getpwuid(os.geteuid()).pw_name
+        good = configuration(self.agent.path("steer"), units={"u1": "uplinks", "u2": "uplinks", "u3": "uplinks"})
+
+        def signalled(text):
+            self.agent.configure(text)
+            self.agent.process.send_signal(signal.SIGHUP)
+
+        signalled("version: 1\nunits: {\n")
+        self.agent.until(lambda: "maintd.yaml" in json.dumps(self.agent.get("/api/v1/agent").json["problems"]))
+        self.assertEqual([], self.operations())
+        self.assertEqual(["u1", "u2"], [unit["name"] for unit in self.agent.get("/api/v1/units").json])
+        signalled(good)
+        self.agent.until(lambda: self.operations())
+        operation, = self.operations()
+        self.assertEqual(
+            ("reload", None, "done", user, "it was told so by a signal"),
+            tuple(operation[name] for name in ("kind", "unit", "state", "by", "reason")))
+        self.assertEqual(operation["begun"], operation["ended"])
+        self.assertIn("u3", operation["text"])
+        row = self.ctl("operations").stdout.splitlines()[1].split()
+        self.assertEqual(["1", "reload", "done"], [row[0], row[1], next(word for word in row if word == "done")])
+        self.assertIn(user, row)
+        self.assertEqual([], self.agent.get("/api/v1/agent").json["problems"])
 
 
 if __name__ == "__main__":
