@@ -15,8 +15,11 @@ namespace {
 /// More than are kept.
 constexpr Vel::U32 mostListed = 1000;
 
-/// Bytes of a record that are answered at once. What is longer is a reply that goes on.
-constexpr std::size_t mostAtOnce = 32 * 1024;
+/// Bytes and pieces of a record that are answered at once. What is longer is a reply that goes on.
+constexpr std::size_t mostAtOnce = 32 * 1024, mostPiecesAtOnce = 16;
+
+/// Bytes that a piece counts for at least: that of an open record is short, and takes the file of an interface to make.
+constexpr std::size_t effortOfPiece = 4 * 1024;
 
 /// A text that is made as its reader takes it.
 class PiecesStream final : public HttpStream {
@@ -26,7 +29,7 @@ class PiecesStream final : public HttpStream {
    Piece next() override try {
       auto text = std::make_shared< std::string >( first_.empty() ? pieces_() : std::exchange( first_, "" ) );
       const bool last = text->empty();
-      return { std::move( text ), last };
+      return { std::move( text ), last, false, effortOfPiece };
    } catch ( const Api::Error & ) {
       // The status is sent already.
       return { nullptr, true, true };
@@ -70,11 +73,12 @@ void ControlApi::getHistoryRecord( const Call & call ) {
       throw Api::Error{ ErrorCode::badRequest, "a maintenance has a number, not \"" + name + "\"", name };
    ControlCommands::History::Pieces pieces = commands_.history.record( *id );
    HttpReply reply;
-   while ( reply.body.size() < mostAtOnce ) {
+   for ( std::size_t i = 0; i < mostPiecesAtOnce && reply.body.size() < mostAtOnce; ++i ) {
       const std::string piece = pieces();
       if ( piece.empty() )
          return call.answer( std::move( reply ) );
       reply.body += piece;
+      reply.effort += effortOfPiece;
    }
    reply.stream = std::make_shared< PiecesStream >( std::exchange( reply.body, "" ), std::move( pieces ) );
    call.answer( std::move( reply ) );

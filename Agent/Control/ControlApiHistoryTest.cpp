@@ -55,6 +55,30 @@ TEST_F( ControlApiHistory, longRecordIsGivenAsItIsTaken ) {
    EXPECT_EQ( "application/json", reply.contentType );
 }
 
+TEST_F( ControlApiHistory, recordOfShortPiecesReadsAFewOfThemAtOnceAndEachCountsForTheFileThatItTakes ) {
+   unsigned files = 0;
+   commands.history.record = [&]( Vel::U32 ) -> ControlCommands::History::Pieces {
+      return [&]() { return ++files <= 1000 ? std::string( "x" ) : std::string(); };
+   };
+   api = std::make_unique< ControlApi >( rig.model(), commands );
+   got( "history/7" );
+   EXPECT_EQ( 16u, files );
+   EXPECT_EQ( 16u * 4096, reply.effort );
+   ASSERT_TRUE( reply.stream );
+   EXPECT_EQ( std::string( 16, 'x' ), *reply.stream->next().text );
+   for ( const HttpStream::Piece & piece : { reply.stream->next(), reply.stream->next() } ) {
+      EXPECT_EQ( "x", *piece.text );
+      EXPECT_EQ( 4096u, piece.effort );
+   }
+   EXPECT_EQ( 18u, files );
+}
+
+TEST_F( ControlApiHistory, shortRecordCountsForTheFilesThatItTakes ) {
+   got( "history/7" );
+   EXPECT_FALSE( reply.stream );
+   EXPECT_EQ( 2u * 4096, reply.effort );
+}
+
 TEST_F( ControlApiHistory, longRecordThatCannotBeReadToItsEndFails ) {
    got( "history/10" );
    ASSERT_TRUE( reply.stream );

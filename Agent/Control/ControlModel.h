@@ -191,7 +191,7 @@ struct ControlCommands {
       std::function< bool( const std::string & unit ) > hasUnit;
       /// Newest first, those that are open too. An empty name: of all units.
       std::function< std::string( const std::string & unit, std::size_t limit ) > list;
-      /// Gives the next piece of a text; empty: that was all.
+      /// Gives the next piece of a text, for which it reads one file at most; empty: that was all.
       using Pieces = std::function< std::string() >;
       /// Throws Api::Error if there is none, or if it cannot be had.
       std::function< Pieces( Vel::U32 id ) > record;

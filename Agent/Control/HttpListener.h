@@ -35,7 +35,7 @@ struct HttpServer::Exchange {
    Waits waits = Waits::no;
    double lastSent = 0;       ///< seconds of the clock, when it last had something to send
    Vel::U64 turn = 0;         ///< in which it has given
-   std::size_t turnBytes = 0; ///< so many bytes
+   std::size_t turnBytes = 0; ///< so many bytes, or effort that counts for so many
 };
 
 /// One listening socket with its server. The server waits with an epoll descriptor, which our loop watches.
@@ -162,7 +162,8 @@ struct HttpServer::Streams {
    std::string refusal( const Exchange & exchange ) const;
 
  private:
-   bool fetch( Exchange & exchange ) const;
+   bool fetch( Exchange & exchange );
+   void spend( Exchange & exchange, std::size_t bytes );
    bool mayGive( Exchange & exchange );
    void wait( const std::shared_ptr< Exchange > & exchange, Exchange::Waits waits );
    void wake( const std::shared_ptr< Exchange > & exchange );

@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace Agent {
@@ -179,7 +180,8 @@ struct ServerCallbacks {
 
    /// Bytes that were made for it. A long answer has been begun by as much as is given at once.
    static std::size_t costOf( const HttpReply & reply ) {
-      return reply.body.size() + ( reply.stream && reply.stream->ends() ? HttpServer::maxWebBody : 0 );
+      const bool begun = reply.stream && reply.stream->ends();
+      return std::max( reply.effort, reply.body.size() + ( begun ? HttpServer::maxWebBody : 0 ) );
    }
 
    static std::string hostOf( const HttpRequest & request ) {

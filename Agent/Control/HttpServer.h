@@ -41,6 +41,8 @@ struct HttpReply {
    std::map< std::string, std::string > headers = {}; ///< more of them
    /// Where the body comes from; null: it is `body`.
    std::shared_ptr< HttpStream > stream = {};
+   /// Bytes that it counts for in what a turn answers, if making it has cost more than its body tells.
+   std::size_t effort = 0;
 };
 
 class HttpServer {
@@ -73,7 +75,7 @@ class HttpServer {
    static constexpr std::size_t maxWebBytes = 32 << 20;
    /// Bytes of bodies after which a turn answers no more requests: they wait for the next one.
    static constexpr std::size_t maxTurnBody = 256 * 1024;
-   /// Bytes that one stream, and all of them, give in a turn, or one buffer more.
+   /// Bytes, or effort that counts for so many, that one stream, and all of them, give in a turn, or one piece more.
    static constexpr std::size_t maxStreamBytes = 16 * 1024, maxTurnBytes = 256 * 1024;
 
    /// `idleTimeout`: seconds of real time after which a connection on which nothing happens is closed, unless it waits

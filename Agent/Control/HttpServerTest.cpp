@@ -242,6 +242,24 @@ TEST_F( HttpServerTest, countsLongAnswersAmongWhatATurnMayAnswer ) {
    EXPECT_LE( most, HttpServer::maxTurnBody / HttpServer::maxWebBody );
 }
 
+TEST_F( HttpServerTest, countsTheEffortOfShortAnswersAmongWhatATurnMayAnswer ) {
+   listen();
+   handler = []( const HttpRequest & request, const HttpServer::Answer & answer ) {
+      HttpReply reply{ 200, request.path };
+      reply.effort = HttpServer::maxTurnBody / 4;
+      answer( std::move( reply ) );
+   };
+   constexpr std::size_t count = 40;
+   for ( std::size_t i = 0; i < count; ++i )
+      client().send( get( "/" + std::to_string( i ) ) );
+   std::size_t before = 0, most = 0;
+   runUntil( [&] {
+      most = std::max( most, requests.size() - std::exchange( before, requests.size() ) );
+      return requests.size() == count;
+   } );
+   EXPECT_LE( most, 4u );
+}
+
 TEST_F( HttpServerTest, lastsWhileOneReadsSlowly ) {
    listen();
    const std::string large( 8 << 20, 'x' );

@@ -18,6 +18,8 @@ class HttpStream {
       std::shared_ptr< const std::string > text; ///< null: there is nothing yet
       bool last = false;                         ///< nothing comes after it
       bool failed = false; ///< it cannot go on: the connection is cut, so that nobody takes it for whole
+      /// Bytes that it counts for in what a turn may give, if making it has cost more than its text tells.
+      std::size_t effort = 0;
    };
 
    HttpStream() = default;

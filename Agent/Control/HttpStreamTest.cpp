@@ -14,7 +14,7 @@ class Told final : public HttpStream {
    Piece next() override {
       ++asked;
       if ( endless )
-         return { endless, false };
+         return { endless, false, false, effort };
       if ( pieces.empty() )
          return { nullptr, ended };
       const std::string text = pieces.front();
@@ -34,6 +34,7 @@ class Told final : public HttpStream {
 
    std::deque< std::string > pieces;
    std::shared_ptr< const std::string > endless; ///< given again and again
+   std::size_t effort = 0;                       ///< of each of them
    bool ended = false, comesToItsEnd = false;
    unsigned asked = 0;
 };
@@ -57,6 +58,7 @@ class HttpStreamTest : public HttpServerRig {
          told.push_back( std::make_shared< Told >() );
          told.back()->comesToItsEnd = request.path == "/record";
          told.back()->endless = endless;
+         told.back()->effort = effort;
          answer( replyOf( told.back() ) );
       };
    }
@@ -91,6 +93,7 @@ class HttpStreamTest : public HttpServerRig {
 
    std::vector< std::shared_ptr< Told > > told;
    std::shared_ptr< const std::string > endless;
+   std::size_t effort = 0;
    std::string longBody;
 };
 
@@ -342,6 +345,31 @@ TEST_F( HttpStreamTest, givesInATurnWhatATurnMayGiveAndEveryReaderItsShare ) {
       largest = std::max( largest, stream->asked );
    }
    EXPECT_LT( largest, least * 3 );
+}
+
+TEST_F( HttpStreamTest, asksInATurnForNoMoreWorkThanATurnMayDoHoweverShortThePiecesAre ) {
+   endless = std::make_shared< const std::string >( "x" );
+   effort = 4096;
+   constexpr std::size_t count = HttpServer::maxLongAnswers;
+   for ( std::size_t i = 0; i < count; ++i )
+      client().send( get( "/record" ) );
+   runUntil( [&] { return told.size() == count; } );
+   std::vector< unsigned > asked;
+   for ( const auto & stream : told )
+      asked.push_back( stream->asked );
+   unsigned most = 0, mostOfOne = 0;
+   runUntil( [&] {
+      unsigned inTurn = 0;
+      for ( std::size_t i = 0; i < count; ++i ) {
+         const unsigned ofOne = told[i]->asked - std::exchange( asked[i], told[i]->asked );
+         mostOfOne = std::max( mostOfOne, ofOne );
+         inTurn += ofOne;
+      }
+      most = std::max( most, inTurn );
+      return *std::min_element( asked.begin(), asked.end() ) >= 40;
+   } );
+   EXPECT_EQ( HttpServer::maxTurnBytes / effort, most ) << "all of them together";
+   EXPECT_EQ( HttpServer::maxStreamBytes / effort, mostOfOne );
 }
 
 TEST_F( HttpStreamTest, takesThatAStreamIsWokenForNothing ) {

@@ -89,12 +89,14 @@ HttpServer::Streams::read( const std::shared_ptr< Exchange > & exchange, char * 
    }
    room = std::min( room, maxStreamBytes );
    std::size_t filled = 0;
-   while ( filled < room && ( exchange->piece || fetch( *exchange ) ) ) {
+   // Whoever is asked for a piece may have to work for it; none is asked for that the turn has no room for.
+   while ( filled < room && ( exchange->piece || ( mayGive( *exchange ) && fetch( *exchange ) ) ) ) {
       const std::string & text = *exchange->piece;
       const std::size_t size = std::min( room - filled, text.size() - exchange->sent );
       std::memcpy( buffer + filled, text.data() + exchange->sent, size );
       filled += size;
       exchange->sent += size;
+      spend( *exchange, size );
       if ( exchange->sent == text.size() )
          exchange->piece = nullptr;
    }
@@ -106,19 +108,25 @@ HttpServer::Streams::read( const std::shared_ptr< Exchange > & exchange, char * 
       wait( exchange, Exchange::Waits::forNews );
    else
       exchange->lastSent = now();
-   exchange->turnBytes += filled;
-   turnBytes_ += filled;
    return static_cast< ssize_t >( filled );
 }
 
+void HttpServer::Streams::spend( Exchange & exchange, std::size_t bytes ) {
+   exchange.turnBytes += bytes;
+   turnBytes_ += bytes;
+}
+
 /// Whether there is another piece to send.
-bool HttpServer::Streams::fetch( Exchange & exchange ) const {
+bool HttpServer::Streams::fetch( Exchange & exchange ) {
    if ( exchange.last )
       return false;
    HttpStream & stream = *exchange.reply->stream;
    HttpStream::Piece next = stream.next();
    exchange.last = next.last || next.failed;
    exchange.failed = next.failed;
+   // Its text counts as it is sent, which may be in later turns.
+   if ( const std::size_t size = next.text ? next.text->size() : 0; next.effort > size )
+      spend( exchange, next.effort - size );
    if ( !next.text && exchange.beat )
       next.text = std::make_shared< const std::string >( stream.heartbeat() );
    exchange.beat = false;
