@@ -187,6 +187,21 @@ TEST_F( SimulatedSwitch, addressesThatAreThereAgainAreLeftAsTheyAre ) {
    EXPECT_EQ( "2001:db8::2/64", simulation().addresses( "et2" ) );
 }
 
+TEST_F( SimulatedSwitch, leavesNothingToBeRestoredLater ) {
+   started();
+   EXPECT_EQ( "2001:db8::1/64", sw().raisedByOthers( "2001:db8::1/64" ) );
+   EXPECT_EQ( "2001:db8::1/64", sw().snapshotsJoined( "", "2001:db8::1/64" ) );
+   EXPECT_EQ( "2001:db8::1/64", sw().snapshotsJoined( "2001:db8::1/64", "2001:db8::2/64" ) );
+   sw().linkRestore( 3, eth( "et2" ), "2001:db8::1/64" );
+   EXPECT_EQ( "", listener.take() );
+   clock->runTurn();
+   EXPECT_EQ( "3 done", listener.take() );
+   sw().linkRestore( 4, eth( "et2" ), "2001:db8::1/64" );
+   sw().stop();
+   clock->runUntilIdle();
+   EXPECT_EQ( "", listener.take() );
+}
+
 TEST_F( SimulatedSwitch, snapshotOfALinkThatIsNotThereFails ) {
    EXPECT_FALSE( sw().linkSnapshot( eth( "et9" ) ).outcome.ok() );
 }
