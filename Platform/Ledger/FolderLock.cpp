@@ -74,7 +74,10 @@ Status FolderLock::lock( const Vel::String & folder ) {
          "folder " + folder + ": in use by another process" + ( other.empty() ? "" : " (" + other + ")" ) );
    }
    const Vel::String id = std::to_string( getpid() ) + "\n";
-   if ( ftruncate( fd, 0 ) || pwrite( fd, id.data(), id.size(), 0 ) != static_cast< ssize_t >( id.size() ) ) {
+   // It is for people who look for the process, and needs a disk that is not full; the lock does not. What is there is
+   // written over, since its block would be somebody else's; no number is better than that of another.
+   const bool written = pwrite( fd, id.data(), id.size(), 0 ) == static_cast< ssize_t >( id.size() );
+   if ( ftruncate( fd, written ? static_cast< off_t >( id.size() ) : 0 ) ) {
       const int reason = errno;
       close( fd );
       return failed( folder, "write its lock file", reason );

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <functional>
 #include <sys/inotify.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,6 +33,23 @@ TEST_F( FolderLock, keepsASecondOneAwayAndNamesTheFirst ) {
    EXPECT_EQ(
       "folder " + folder + ": in use by another process (" + std::to_string( getpid() ) + ")",
       second.lock( folder ).text() );
+}
+
+/// As if the disk were full.
+TEST_F( FolderLock, isHadAlsoWhereItCannotSayWhose ) {
+   std::filesystem::create_directories( folder );
+   std::ofstream( folder + "/lock" ) << "999999999\n";
+   rlimit before{};
+   getrlimit( RLIMIT_FSIZE, &before );
+   const auto previous = std::signal( SIGXFSZ, SIG_IGN );
+   const rlimit none{ 0, before.rlim_max };
+   setrlimit( RLIMIT_FSIZE, &none );
+   Ledger::FolderLock lock, second;
+   const Vel::String text = lock.lock( folder ).text();
+   setrlimit( RLIMIT_FSIZE, &before );
+   std::signal( SIGXFSZ, previous );
+   EXPECT_EQ( "", text );
+   EXPECT_EQ( "folder " + folder + ": in use by another process", second.lock( folder ).text() );
 }
 
 TEST_F( FolderLock, letsTheFolderGoWhenItIsDestroyed ) {

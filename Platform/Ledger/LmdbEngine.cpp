@@ -3,8 +3,14 @@
 #include "Platform/Vel/Error.h"
 
 #include <cerrno>
+#include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <lmdb.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Ledger {
@@ -49,6 +55,60 @@ bool isOfTheFile( int error ) {
    return error == MDB_INVALID || error == MDB_VERSION_MISMATCH || error == MDB_CORRUPTED ||
           error == MDB_PAGE_NOTFOUND;
 }
+
+/// Whether a collection of records can be read, each byte of it, and has as many as it says.
+bool isReadable( MDB_txn * txn, unsigned dbi ) {
+   MDB_stat stat;
+   if ( mdb_stat( txn, dbi, &stat ) )
+      return true; // whoever opens it says why
+   const Cursor cursor( txn, dbi );
+   MDB_val k, v;
+   std::size_t records = 0;
+   [[maybe_unused]] volatile char seen = 0;
+   int error = cursor.seek( "", k, v );
+   for ( ; !error && records <= stat.ms_entries; error = cursor.next( k, v ), ++records )
+      for ( const std::string_view bytes : { view( k ), view( v ) } )
+         for ( const char c : bytes )
+            seen = c;
+   return error == MDB_NOTFOUND ? records == stat.ms_entries : error && !isOfTheFile( error );
+}
+
+/// In a process of its own, which nothing keeps from ending by a signal. Its status: whether it can be read.
+[[noreturn]] void readInChild( const char * file, std::size_t size ) {
+   for ( const int signal : { SIGBUS, SIGSEGV, SIGABRT, SIGFPE, SIGILL } )
+      std::signal( signal, SIG_DFL );
+   constexpr rlimit none{};
+   setrlimit( RLIMIT_CORE, &none );
+   MDB_env * env = nullptr;
+   MDB_txn * txn = nullptr;
+   unsigned records = 0;
+   bool readable = true;
+   // What fails here and is not of the file fails again for whoever opens it, and is told then.
+   if (
+      !mdb_env_create( &env ) && !mdb_env_set_assert( env, []( MDB_env *, const char * ) { _exit( 1 ); } ) &&
+      !mdb_env_set_mapsize( env, size ) &&
+      !mdb_env_open( env, file, MDB_NOSUBDIR | MDB_RDONLY | MDB_NOLOCK, 0 ) &&
+      !mdb_txn_begin( env, nullptr, MDB_RDONLY, &txn ) && !mdb_dbi_open( txn, nullptr, 0, &records ) ) {
+      constexpr unsigned freePages = 0;
+      readable = isReadable( txn, records ) && isReadable( txn, freePages );
+   }
+   _exit( readable ? 0 : 1 );
+}
+
+bool isEndOfUnreadable( int status ) {
+   if ( WIFEXITED( status ) )
+      return WEXITSTATUS( status ) == 1;
+   const int signal = WTERMSIG( status );
+   return signal == SIGBUS || signal == SIGSEGV || signal == SIGABRT || signal == SIGFPE || signal == SIGILL;
+}
+
+/// LMDB says that input or output has failed when a disk becomes full in the middle of a write.
+const char * reason( int error, const Vel::String & file ) {
+   struct statvfs disk {};
+   if ( error == EIO && statvfs( file.c_str(), &disk ) == 0 && disk.f_bavail == 0 )
+      error = ENOSPC;
+   return mdb_strerror( error );
+}
 } // namespace
 
 LmdbEngine::LmdbEngine( const Vel::String & kind, Vel::String file, Durability durability, std::size_t size )
@@ -60,7 +120,7 @@ Status LmdbEngine::outcome( const char * operation, int error ) {
    if ( !error )
       return {};
    full_ = error == MDB_MAP_FULL;
-   const Vel::String text = name_ + ": cannot " + operation + ": " + mdb_strerror( error );
+   const Vel::String text = name_ + ": cannot " + operation + ": " + reason( error, file_ );
    return isOfTheFile( error ) ? Status::unusable( text ) : Status::failure( text );
 }
 
@@ -72,10 +132,34 @@ void LmdbEngine::close() {
 
 Status LmdbEngine::open() {
    close();
+   if ( !opened_ )
+      if ( Status status = readable(); !status.ok() )
+         return status;
    const int error = openEnvironment();
    if ( error )
       close();
+   else {
+      opened_ = true;
+      last_ = lastTransaction();
+      unsure_ = false;
+   }
    return outcome( "open", error );
+}
+
+Status LmdbEngine::readable() const {
+   struct stat there {};
+   if ( stat( file_.c_str(), &there ) != 0 || there.st_size == 0 )
+      return {};
+   const pid_t child = fork();
+   if ( child == 0 )
+      readInChild( file_.c_str(), size_ );
+   int status = 0;
+   pid_t ended = -1;
+   while ( child > 0 && ( ended = waitpid( child, &status, 0 ) ) < 0 && errno == EINTR ) {
+   }
+   return ended == child && isEndOfUnreadable( status )
+             ? Status::unusable( name_ + ": damaged: it is cut off or spoilt" )
+             : Status();
 }
 
 int LmdbEngine::openEnvironment() {
@@ -95,6 +179,11 @@ int LmdbEngine::openEnvironment() {
    abort();
    if ( error )
       return error;
+   struct stat there {};
+   if ( stat( file_.c_str(), &there ) != 0 )
+      return errno;
+   device_ = there.st_dev;
+   inode_ = there.st_ino;
    return created && durability_ == Durability::synced ? syncFolder() : 0;
 }
 
@@ -112,13 +201,62 @@ int LmdbEngine::syncFolder() const {
 
 Status LmdbEngine::begin() {
    VEL_ASSERT( !txn_, "!txn()" );
-   if ( std::exchange( full_, false ) )
+   const bool full = std::exchange( full_, false );
+   if ( full )
       size_ *= 2;
-   else if ( env_ )
-      return outcome( "begin", beginTransaction() );
-   // After a failure that LMDB does not get over by itself, or to get more room.
-   const Status status = open();
-   return status.ok() ? outcome( "begin", beginTransaction() ) : status;
+   if ( full || isAnotherFile() )
+      close();
+   // Also after a failure that LMDB does not get over by itself.
+   if ( !env_ )
+      if ( Status status = opened_ ? reopen() : open(); !status.ok() )
+         return status;
+   const Status status = outcome( "begin", beginTransaction() );
+   if ( !status.ok() || isWhatWasCommitted() )
+      return status;
+   close();
+   return notWhatWasCommitted( "is not what was written" );
+}
+
+/// What is there, and creates nothing.
+Status LmdbEngine::reopen() {
+   if ( access( file_.c_str(), F_OK ) != 0 && errno == ENOENT )
+      return notWhatWasCommitted( "is gone" );
+   const int error = openEnvironment();
+   if ( error )
+      close();
+   return outcome( "open", error );
+}
+
+/// Somebody has taken the one away that was opened. If that is not known, it is taken to be there.
+bool LmdbEngine::isAnotherFile() const {
+   struct stat there {};
+   if ( !env_ )
+      return false;
+   if ( stat( file_.c_str(), &there ) != 0 )
+      return errno == ENOENT;
+   return there.st_dev != device_ || there.st_ino != inode_;
+}
+
+/// Whether the transaction that has begun stands on ours.
+bool LmdbEngine::isWhatWasCommitted() {
+   const Vel::U64 base = mdb_txn_id( txn_ ) - 1;
+   if ( base != last_ && !( unsure_ && base == last_ + 1 ) )
+      return false;
+   last_ = base;
+   unsure_ = false;
+   return true;
+}
+
+Status LmdbEngine::notWhatWasCommitted( const char * what ) const {
+   return Status::failure(
+      name_ + ": " + what +
+      ": put it back, or end what is under way and release its links before this program is started again" );
+}
+
+Vel::U64 LmdbEngine::lastTransaction() const {
+   MDB_envinfo info{};
+   mdb_env_info( env_, &info );
+   return info.me_last_txnid;
 }
 
 int LmdbEngine::beginTransaction() {
@@ -168,9 +306,12 @@ Status LmdbEngine::commit() {
    writer_ = nullptr; // ends with the transaction
    const int error = mdb_txn_commit( std::exchange( txn_, nullptr ) );
    const Status status = outcome( "commit", error );
+   unsure_ = error != 0;
    // LMDB refuses to go on after some of these failures; the next transaction opens it again.
    if ( error )
       close();
+   else
+      last_ = lastTransaction();
    return status;
 }
 

@@ -9,7 +9,12 @@ struct MDB_txn;
 namespace Ledger {
 
 /// Purpose: an engine in a file, with LMDB. Writes go through the system's calls and not through mapped
-/// memory, so that a full disk is a failure and not a signal.
+/// memory, so that a full disk is a failure and not a signal. A file that was cut off or is spoilt would be a signal all
+/// the same, since reads do go through mapped memory: so one that is opened for the first time is read as a whole by a
+/// process of its own before.
+///
+/// What is written stands on what was committed before. A file that is not the one that was committed to, because it was
+/// taken away, or another one has come in its place, is a failure of begin() for as long as that is so.
 class LmdbEngine final : public StoreEngine {
  public:
    enum class Durability {
@@ -47,6 +52,12 @@ class LmdbEngine final : public StoreEngine {
    void close();
    int openEnvironment();
    int syncFolder() const;
+   Status readable() const;
+   Status reopen();
+   bool isAnotherFile() const;
+   bool isWhatWasCommitted();
+   Status notWhatWasCommitted( const char * what ) const;
+   Vel::U64 lastTransaction() const;
 
    Vel::String name_;
    Vel::String file_;
@@ -56,7 +67,12 @@ class LmdbEngine final : public StoreEngine {
    MDB_txn * txn_ = nullptr;
    MDB_cursor * writer_ = nullptr; ///< of the transaction; stays near the last record written
    unsigned dbi_ = 0;
-   bool full_ = false; ///< the last transaction found no room
+   bool full_ = false;   ///< the last transaction found no room
+   bool opened_ = false; ///< it has been open
+   // The file when it was opened last.
+   Vel::U64 device_ = 0, inode_ = 0;
+   Vel::U64 last_ = 0;   ///< the transaction that was committed last, by LMDB's numbers
+   bool unsure_ = false; ///< the next one was, or was not
 };
 
 } // namespace Ledger

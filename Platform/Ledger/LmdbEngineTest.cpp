@@ -123,6 +123,140 @@ TEST_F( LmdbEngine, failsOnAFullDiskAndGoesOnWhenThereIsRoomAgain ) {
    }
 }
 
+// A file that was cut off or is spoilt
+
+TEST_F( LmdbEngine, doesNotOpenAFileThatWasCutOff ) {
+   {
+      Ledger::LmdbEngine engine( "state store", file, Durability::synced );
+      ok( engine.open() );
+      ok( fill( engine, 1000 ) );
+   }
+   const auto size = std::filesystem::file_size( file );
+   for ( const std::uintmax_t left :
+         { size - 4096, size / 2, std::uintmax_t( 12288 ), std::uintmax_t( 8192 ) } ) {
+      SCOPED_TRACE( left );
+      std::filesystem::resize_file( file, left );
+      Ledger::LmdbEngine engine( "state store", file, Durability::synced );
+      const Ledger::Status status = engine.open();
+      EXPECT_EQ( engine.name() + ": damaged: it is cut off or spoilt", status.text() );
+      EXPECT_TRUE( status.isUnusable() );
+   }
+}
+
+TEST_F( LmdbEngine, doesNotOpenAFileOfWhichAPageIsSpoilt ) {
+   constexpr std::streamoff page = 4096;
+   {
+      Ledger::LmdbEngine engine( "state store", file, Durability::synced );
+      ok( engine.open() );
+      ok( fill( engine, 1000 ) );
+   }
+   const auto pages = static_cast< std::streamoff >( std::filesystem::file_size( file ) ) / page;
+   const Vel::String copy = file + ".spoilt";
+   int refused = 0;
+   for ( std::streamoff at = 2; at < pages; at += pages / 16 )
+      for ( const char with : { '\0', '\xff', 'x' } ) {
+         SCOPED_TRACE( Vel::text( "page ", at, " with ", int( with ) ) );
+         std::filesystem::copy_file( file, copy, std::filesystem::copy_options::overwrite_existing );
+         std::fstream( copy, std::ios::in | std::ios::out | std::ios::binary ).seekp( at * page )
+            << Vel::String( page, with );
+         Ledger::LmdbEngine engine( "state store", copy, Durability::synced );
+         const Ledger::Status status = engine.open();
+         if ( status.ok() )
+            EXPECT_EQ( 1000, count( engine ) ); // a page that nothing is in
+         else
+            EXPECT_TRUE( status.isUnusable() ) << status.text();
+         refused += !status.ok();
+      }
+   EXPECT_GT( refused, 24 );
+}
+
+// A file that was taken away
+
+struct TakenAway : LmdbEngine {
+   TakenAway() {
+      ok( engine.open() );
+      ok( fill( engine, 10 ) );
+   }
+   void takenAway() { std::filesystem::rename( file, away ); }
+   void putBack() { std::filesystem::rename( away, file ); }
+   /// The disk is full, and the engine has closed the file.
+   void failed() {
+      const SmallDisk smallDisk( 100000 );
+      EXPECT_FALSE( fill( engine, 1000 ).ok() );
+   }
+   void expectRefused( const Vel::String & why ) {
+      const Ledger::Status status = fill( engine, 20 );
+      EXPECT_TRUE( status.text().starts_with( engine.name() + ": " + why + ": put it back" ) )
+         << status.text();
+      EXPECT_FALSE( status.isUnusable() );
+   }
+   void expectGoesOn() {
+      ok( fill( engine, 30 ) );
+      EXPECT_EQ( 30, count( engine ) );
+   }
+
+   const Vel::String away = file + ".away";
+   Ledger::LmdbEngine engine{ "state store", file, Durability::synced };
+};
+
+TEST_F( TakenAway, isNotBegunAnewAfterAFailure ) {
+   failed();
+   takenAway();
+   expectRefused( "is gone" );
+   EXPECT_FALSE( std::filesystem::exists( file ) );
+   putBack();
+   expectGoesOn();
+}
+
+TEST_F( TakenAway, isNotWrittenOnWhileItIsElsewhere ) {
+   takenAway();
+   expectRefused( "is gone" );
+   EXPECT_FALSE( std::filesystem::exists( file ) );
+   putBack();
+   expectGoesOn();
+}
+
+TEST_F( TakenAway, isNotReplacedByAnother ) {
+   for ( const bool afterFailure : { false, true } ) {
+      SCOPED_TRACE( afterFailure );
+      if ( afterFailure )
+         failed();
+      takenAway();
+      {
+         Ledger::LmdbEngine other( "state store", file, Durability::synced );
+         ok( other.open() );
+         for ( int i = 0; i < 20; ++i )
+            ok( fill( other, 1 ) );
+      }
+      expectRefused( "is not what was written" );
+      expectRefused( "is not what was written" );
+      std::filesystem::remove( file );
+      putBack();
+      expectGoesOn();
+   }
+}
+
+TEST_F( TakenAway, isNotReplacedByWhatItWasBefore ) {
+   std::filesystem::copy_file( file, away );
+   ok( fill( engine, 20 ) );
+   failed();
+   const Vel::String now = file + ".now";
+   std::filesystem::rename( file, now );
+   putBack();
+   expectRefused( "is not what was written" );
+   std::filesystem::rename( now, file );
+   expectGoesOn();
+}
+
+TEST_F( TakenAway, mayComeBackAsACopy ) {
+   takenAway();
+   std::filesystem::copy_file( away, file );
+   expectGoesOn();
+   Ledger::LmdbEngine next( "state store", file, Durability::synced );
+   ok( next.open() );
+   EXPECT_EQ( 30, count( next ) );
+}
+
 /// A process that is killed, as in a crash, with the whole of the store.
 struct Killed : LmdbEngine {
    /// Runs `play` in a process of its own until that kills itself.
