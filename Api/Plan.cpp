@@ -21,6 +21,7 @@ PlannedInterface interfaceOf( const Reader & in ) {
    interface.outBps = current.maybeNumber( "out-bps" );
    interface.highInBps = high.maybeNumber( "in-bps" );
    interface.highOutBps = high.maybeNumber( "out-bps" );
+   interface.highKnownSeconds = high.maybeNumber( "known-seconds" );
    interface.profile = in.maybeText( "profile" );
    interface.profileWhy = in.maybeText( "profile-why" );
    interface.thresholdBps = in.maybeNumber( "threshold-bps" );

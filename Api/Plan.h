@@ -25,7 +25,8 @@ struct PlannedInterface {
    std::string name;
    std::optional< double > inBps, outBps; ///< now
    std::optional< double > highInBps,
-      highOutBps; ///< that it had no more than for 95 % of the last ten minutes
+      highOutBps;                            ///< that it had no more than for 95 % of the last ten minutes
+   std::optional< double > highKnownSeconds; ///< of those, of how many that is known
    std::optional< std::string > profile, profileWhy;
    std::optional< double > thresholdBps, loadIntervalSeconds;
    std::string action; ///< not-watched, watched, shut-when-drained or shut-at-latest

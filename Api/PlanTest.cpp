@@ -10,7 +10,7 @@ TEST( Plan, isReadWhole ) {
       "unit": "u1", "state": "normal", "time": "2026-03-01T12:00:00.000Z", "session": "192.0.2.7",
       "stages": ["steer", "drainwatch"], "needs-force": true,
       "interfaces": [{"name": "et1", "kind": "ethernet", "current": {"in-bps": 1, "out-bps": 2},
-         "high": {"in-bps": 3, "out-bps": null}, "profile": "fast", "profile-why": "named by group a",
+         "high": {"in-bps": 3, "out-bps": null, "known-seconds": 60}, "profile": "fast", "profile-why": "named by group a",
          "threshold-bps": 1e5, "load-interval-seconds": 10, "action": "shut-at-latest",
          "shutdown-max-delay-seconds": 300, "not-watched": null}],
       "findings": [{"code": "last-path", "severity": "blocking", "interfaces": ["et1"], "text": "no way",
@@ -25,6 +25,7 @@ TEST( Plan, isReadWhole ) {
    EXPECT_EQ( 1, et1.inBps );
    EXPECT_EQ( 3, et1.highInBps );
    EXPECT_FALSE( et1.highOutBps );
+   EXPECT_EQ( 60, et1.highKnownSeconds );
    EXPECT_EQ( "named by group a", et1.profileWhy );
    EXPECT_EQ( "shut-at-latest", et1.action );
    EXPECT_EQ( 300, et1.shutdownMaxDelaySeconds );

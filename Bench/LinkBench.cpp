@@ -43,6 +43,9 @@ class Overrunning final : public Kernel {
          opened.channel = std::make_unique< Events >( *this, std::move( opened.channel ) );
       return opened;
    }
+   DataPlane::Linux::Opened openRouteNews( Vel::U8 family ) override {
+      return kernel_->openRouteNews( family );
+   }
    std::optional< double > speed( const Vel::String & link ) override { return kernel_->speed( link ); }
    DataPlane::LinkSnapshot bootId() override { return kernel_->bootId(); }
    void overrun() { eventfd_write( current_->descriptor(), 1 ); }

@@ -17,12 +17,11 @@ std::shared_ptr< const DataPlane::RouteTable > table() {
    std::vector< std::string > members;
    for ( unsigned i = 0; i < ports; ++i ) {
       members.push_back( "et" + std::to_string( i ) );
-      result.links.push_back( { members.back(), true, false, 1e9, {} } );
+      result.links.push_back( { members.back(), true, false, {} } );
    }
-   result.links.push_back( { "br0", true, false, std::nullopt, { members } } );
+   result.links.push_back( { "br0", true, false, { members } } );
    for ( unsigned i = 0; i < vlans; ++i )
-      result.links.push_back(
-         { "vlan" + std::to_string( i ), true, false, std::nullopt, { { "br0" }, members } } );
+      result.links.push_back( { "vlan" + std::to_string( i ), true, false, { { "br0" }, members } } );
    for ( unsigned i = 0; i < classes; ++i ) {
       DataPlane::EqualHops ways = { { "et" + std::to_string( i % 10 ) } };
       for ( unsigned j = 1; j < hops; ++j )
@@ -55,8 +54,10 @@ void planOurs( benchmark::State & state ) {
    Agent::PlanInterface & interface = facts.interfaces.emplace_back();
    interface.name = "et0";
    interface.load = load;
-   for ( const auto & link : facts.routes->links )
+   for ( const auto & link : facts.routes->links ) {
       facts.loads.emplace( link.name, load );
+      facts.speeds.emplace( link.name, 1e9 );
+   }
    for ( auto _ : state )
       benchmark::DoNotOptimize( judge( facts ) );
    state.SetItemsProcessed( state.iterations() * classes * hops );

@@ -18,6 +18,8 @@ struct NextHop {
    std::string link;         ///< through which it leaves; empty: not known
    std::uint32_t weight = 1; ///< its part of the traffic among those of equal preference, at least 1
    bool usable = true;       ///< the switch itself takes it for usable
+   /// Of the way to one address over a bridge: which one of its AddressWay::behind, from 1 on; 0: over none.
+   std::uint16_t behind = 0;
 
    friend bool operator==( const NextHop &, const NextHop & ) = default;
 };
@@ -48,8 +50,7 @@ enum class Sharing {
 struct RoutedLink {
    std::string name;
    bool up = false;
-   bool aggregate = false;           ///< a port-channel
-   std::optional< double > speedBps; ///< of a port; nothing: nobody knows
+   bool aggregate = false; ///< a port-channel
    /// Of each of these lists one link at least must be up for this one to be up. Those of the last carry its traffic.
    std::vector< std::vector< std::string > > needs;
    Sharing sharing = Sharing::together; ///< of a port-channel
@@ -59,14 +60,24 @@ struct RoutedLink {
    friend bool operator==( const RoutedLink &, const RoutedLink & ) = default;
 };
 
+/// Where whoever is reached over a bridge, or over a link that stands on one, is on that bridge. It goes on without the
+/// port, and so do routes over it, but what is sent to him does not arrive.
+struct BehindPort {
+   std::string port;   ///< of the bridge; empty: not known
+   std::string unseen; ///< why not
+
+   friend bool operator==( const BehindPort &, const BehindPort & ) = default;
+};
+
 /// The way to one address.
 struct AddressWay {
    std::string problem;     ///< why it is not known; empty: it is
    bool local = false;      ///< the switch's own address
-   std::string destination; ///< of the route that is taken: "10.0.0.0/8"
+   std::string destination; ///< of the route that is taken: "10.0.0.0/8"; or the address with its link
    Choices choices;         ///< of that destination
    std::string doubt =
       {}; ///< why packets may take another way all the same; empty: nothing is known of that kind
+   std::vector< BehindPort > behind = {};
 
    friend bool operator==( const AddressWay &, const AddressWay & ) = default;
 };
@@ -88,6 +99,7 @@ struct RouteAnswer {
 struct RouteQuestion {
    std::string address;     ///< whose way is wanted, of either version of IP; empty: none
    std::string source = {}; ///< from which of the switch's own addresses; empty: not known
+   std::string link = {};   ///< of an address of one link only: over which; empty: as routes say
 };
 
 /// Called once.

@@ -141,11 +141,14 @@ class Switch : public Vel::PtrInterface {
    /// turn tells how it ended, as linkSet() does.
    virtual void linkRestore( RequestId id, const Wire::IntfId & intf, const Vel::String & left ) = 0;
 
-   /// Asks for the routes, what they lead over and the speeds of ports. Answered once, in a later turn and when what
+   /// Asks for the routes and what they lead over. Answered once, in a later turn and when what
    /// happened outside is brought in, `routePatience` seconds after the reading has begun at the latest; one reading at
    /// most goes before. Nobody is answered any more after stop(). Nothing changes by it.
    virtual void routesAsk( const RouteQuestion & question, RoutesAnswered answered ) = 0;
    static constexpr double routePatience = 3;
+   /// Bits per second that a port that is up can carry in each direction; nothing: nobody knows, or it is no such port. Its
+   /// driver may have to ask the port itself, so a turn should ask of a few.
+   virtual std::optional< double > portSpeed( const Vel::String & name ) = 0;
 
    /// Whether members of port-channels and VLANs are told. If not, nobody can say what those carry.
    virtual bool tellsMembership() const = 0;

@@ -145,6 +145,10 @@ class Story {
             require( answer.table != nullptr, "an answer has a table" );
             for ( const DataPlane::RouteClass & routes : answer.table->classes )
                require( routes.destinations >= routes.examples.size(), "examples are destinations" );
+            for ( const DataPlane::EqualHops & hops :
+                  answer.way ? answer.way->choices : DataPlane::Choices() )
+               for ( const DataPlane::NextHop & hop : hops )
+                  require( hop.behind <= answer.way->behind.size(), "who is behind a port is told" );
          } );
    }
    void haveTrouble( unsigned which ) {

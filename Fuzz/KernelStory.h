@@ -49,6 +49,9 @@ class StoryKernel final : public DataPlane::Linux::Kernel {
                   return Outcome();
                } ) };
    }
+   DataPlane::Linux::Opened openRouteNews( Vel::U8 ) override {
+      return { {}, std::make_unique< InboxChannel >( std::make_shared< Inbox >() ) };
+   }
    std::optional< double > speed( const Vel::String & link ) override {
       return link.size() % 2 ? std::optional( 1e9 ) : std::nullopt;
    }

@@ -82,6 +82,33 @@ SEVERITY  CODE         FINDING
 )" ) ) << rig.out;
 }
 
+TEST( PlanCommand, saysOfHowMuchTimeRatesAreOfWhichLittleIsKnown ) {
+   Rig rig;
+   std::string brief = blocked;
+   const std::string high = R"("high": {"in-bps": 900000, "out-bps": null)";
+   brief.insert( brief.find( high ) + high.size(), R"(, "known-seconds": 65)" );
+   rig.client.answers( "GET /api/v1/units/u1/plan", brief );
+   EXPECT_EQ( ExitStatus::done, rig.run( { "plan", "u1" } ) );
+   EXPECT_NE(
+      std::string::npos, rig.out.find( "INTERFACE        IN        OUT    95% IN  95% OUT  95% OF  THRESHOLD "
+                                       " PROFILE                 WILL BE\n"
+                                       "et1        812 kbps  40.0 kbps  900 kbps        -   1m05s   100 kbps "
+                                       " fast: named by group a  shut" ) )
+      << rig.out;
+}
+
+TEST( PlanCommand, doesNotSaySoOfRatesOfWhichEnoughOrNothingIsKnown ) {
+   Rig rig;
+   std::string whole = blocked;
+   for ( const auto & [high, known] :
+         { std::pair( R"("high": {"in-bps": 900000, "out-bps": null)", R"(, "known-seconds": 545)" ),
+           std::pair( R"("high": {"in-bps": null, "out-bps": null)", R"(, "known-seconds": 0)" ) } )
+      whole.insert( whole.find( high ) + std::string( high ).size(), known );
+   rig.client.answers( "GET /api/v1/units/u1/plan", whole );
+   EXPECT_EQ( ExitStatus::done, rig.run( { "plan", "u1" } ) );
+   EXPECT_EQ( std::string::npos, rig.out.find( "95% OF" ) ) << rig.out;
+}
+
 TEST( PlanCommand, saysOfAUnitUnderWayThatNothingWouldBegin ) {
    Rig rig;
    rig.client.answers(

@@ -56,6 +56,7 @@ class FakeSwitch final : public DataPlane::Switch {
       restores.push_back( { id, intf, true, left } );
    }
    void routesAsk( const DataPlane::RouteQuestion &, DataPlane::RoutesAnswered ) override {}
+   std::optional< double > portSpeed( const Vel::String & ) override { return std::nullopt; }
    bool tellsMembership() const override { return membership; }
    Wire::IntfId bridgeBelow( const Wire::IntfId & vlanIntf ) const override {
       const auto at = bridges.find( vlanIntf );

@@ -18,14 +18,16 @@ class FactsRig {
    }
 
    void port( const std::string & name, std::optional< double > speed = 1e9, bool up = true ) {
-      routes.links.push_back( { name, up, false, speed, {} } );
+      routes.links.push_back( { name, up, false, {} } );
+      if ( speed )
+         facts.speeds[name] = *speed;
    }
    void bond( const std::string & name, const std::vector< std::string > & members ) {
-      routes.links.push_back( { name, true, true, std::nullopt, { members } } );
+      routes.links.push_back( { name, true, true, { members } } );
    }
    /// A link over others, of each list one at least.
    void over( const std::string & name, const std::vector< std::vector< std::string > > & needs ) {
-      routes.links.push_back( { name, true, false, std::nullopt, needs } );
+      routes.links.push_back( { name, true, false, needs } );
    }
    /// An interface of the unit.
    PlanInterface & inUnit( const std::string & name, std::optional< double > bps = 0 ) {
@@ -52,7 +54,7 @@ class FactsRig {
 
    /// They can be changed between two judgements.
    std::vector< PlanFinding > judged() const { return judge( whole() ); }
-   std::set< std::string > inQuestion() const { return interfacesInQuestion( whole() ); }
+   PlanQuestions questions() const { return questionsOf( whole() ); }
    /// Null if there is none with the code.
    static const PlanFinding * find( const std::vector< PlanFinding > & findings, const std::string & code ) {
       const auto at = std::find_if( findings.begin(), findings.end(), [&]( const PlanFinding & finding ) {

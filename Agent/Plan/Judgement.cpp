@@ -187,16 +187,20 @@ bool isBlocked( const std::vector< PlanFinding > & findings ) {
    } );
 }
 
-std::set< std::string > interfacesInQuestion( const PlanFacts & facts ) {
+PlanQuestions questionsOf( const PlanFacts & facts ) {
    const Judging judging( facts );
-   std::set< std::string > result = judging.moves.to();
-   result.merge( judging.moves.from() );
+   std::set< std::string > carriers = judging.moves.to();
    // A port-channel that loses a member has to carry on with the others.
    for ( const DataPlane::RoutedLink & link : facts.routes->links )
       if ( judging.losesMembers( link ) )
-         result.insert( link.name );
+         carriers.insert( link.name );
+   PlanQuestions result;
+   for ( const std::string & carrier : carriers )
+      result.speeds.merge( judging.after.portsOf( carrier ) );
+   result.loads = std::move( carriers );
+   result.loads.merge( judging.moves.from() );
    for ( const PlanInterface & interface : facts.interfaces )
-      result.erase( interface.name );
+      result.loads.erase( interface.name );
    return result;
 }
 

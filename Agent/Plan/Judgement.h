@@ -30,6 +30,7 @@ struct PlanRates {
 struct PlanLoad {
    std::optional< PlanRates > current; ///< not older than what counts as fresh
    std::optional< PlanRates > high;    ///< that it had no more than for 95 % of the last ten minutes
+   double highSeconds = 0;             ///< of those ten minutes, of how many that is known
 };
 
 /// One interface of the unit, as it is configured.
@@ -73,6 +74,7 @@ struct PlanFacts {
    std::shared_ptr< const DataPlane::RouteTable > routes = std::make_shared< const DataPlane::RouteTable >();
    std::optional< DataPlane::AddressWay > way; ///< to the session
    std::map< std::string, PlanLoad > loads;    ///< of other interfaces
+   std::map< std::string, double > speeds; ///< bits per second, of ports; one that is not in it is not known
 };
 
 enum class PlanSeverity { blocking, warning, info };
@@ -117,7 +119,12 @@ bool isBlocked( const std::vector< PlanFinding > & findings );
 /// Names as people list them, the first few of them: "et1", "et1 and et2", "et1, et2, et3 and 4 more".
 std::string planList( const std::vector< std::string > & names );
 
-/// The interfaces, other than the unit's own, whose loads the judgement would look at: what may have to carry more.
-std::set< std::string > interfacesInQuestion( const PlanFacts & facts );
+/// What the judgement would look at, going by the routes.
+struct PlanQuestions {
+   std::set< std::string >
+      loads; ///< of these interfaces, none of them the unit's own: what may have to carry more
+   std::set< std::string > speeds; ///< of these ports
+};
+PlanQuestions questionsOf( const PlanFacts & facts );
 
 } // namespace Agent

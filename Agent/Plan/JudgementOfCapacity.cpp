@@ -49,7 +49,9 @@ class Room {
       }
       return sum;
    }
-   std::optional< double > speed( const std::string & name ) const { return judging_.after.speed( name ); }
+   std::optional< double > speed( const std::string & name ) const {
+      return judging_.after.speed( name, judging_.facts.speeds );
+   }
    bool knows( const std::string & name ) const { return load( name ) && speed( name ); }
 
    double least( const std::string & name, Direction direction ) const {

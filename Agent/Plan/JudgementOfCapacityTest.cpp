@@ -87,7 +87,7 @@ TEST_F( Judgement, asksWhetherAPortChannelCanDoWithoutAMember ) {
       rig.said( "capacity" ) );
    rig.carries( "bond0", 9e8 );
    EXPECT_EQ( "", rig.said( "capacity" ) );
-   EXPECT_EQ( std::set< std::string >{ "bond0" }, rig.inQuestion() );
+   EXPECT_EQ( std::set< std::string >{ "bond0" }, rig.questions().loads );
    rig.facts.loads.clear();
    EXPECT_EQ(
       "warning: whether bond0 can do without et1 is not known: what it carries is not",
@@ -116,7 +116,7 @@ TEST_F( Judgement, takesTheRedundancyGroupForWhatRemainsWhenNoRouteSaysSo ) {
    EXPECT_EQ( "", rig.said( "capacity" ) );
    rig.facts.redundancy = { { "spines", 1, {}, { "et2" } } };
    EXPECT_TRUE( rig.said( "capacity" ).starts_with( "blocking: 500 Mbps in" ) ) << rig.said( "capacity" );
-   EXPECT_EQ( std::set< std::string >{ "et2" }, rig.inQuestion() );
+   EXPECT_EQ( std::set< std::string >{ "et2" }, rig.questions().loads );
 }
 
 TEST_F( Judgement, doesNotCountRoomThatTheTrafficCannotReach ) {

@@ -16,6 +16,32 @@ std::set< std::string > namesIn( const PlanFacts & facts ) {
    return result;
 }
 
+/// Where on a bridge a hop of the way to the session leads; null if over none.
+const DataPlane::BehindPort * behindOf( const Judging & judging, const NextHop & hop ) {
+   const auto & way = judging.facts.way;
+   return way && hop.behind != 0 ? &way->behind.at( hop.behind - 1U ) : nullptr;
+}
+
+/// The port of the bridge; empty: not known, or over none. One that is down already is none behind which somebody is now.
+std::string portOf( const Judging & judging, const NextHop & hop ) {
+   const DataPlane::BehindPort * const behind = behindOf( judging, hop );
+   return behind && judging.present.works( behind->port ) ? behind->port : "";
+}
+
+/// Whether what is sent that way gets no further than the bridge below it, which stays up.
+bool endsAtBridge( const Judging & judging, const Topology & topology, const NextHop & hop ) {
+   if ( !topology.works( hop ) )
+      return false;
+   const std::string port = portOf( judging, hop );
+   return !port.empty() && !topology.works( port );
+}
+/// Of ways of which one works at least: whether none that works gets any further.
+bool endAtBridges( const Judging & judging, const Topology & topology, const EqualHops & hops ) {
+   return std::none_of( hops.begin(), hops.end(), [&]( const NextHop & hop ) {
+      return topology.works( hop ) && !endsAtBridge( judging, topology, hop );
+   } );
+}
+
 /// What ways depend on: gathered of many routes first, since few links are below them.
 struct Cut {
    std::set< std::string > links;  ///< that would be taken, were it not for the unit
@@ -24,7 +50,12 @@ struct Cut {
    void add( const Judging & judging, const DataPlane::Choices & choices ) {
       for ( const NextHop & hop : *judging.before.taken( choices ) )
          if ( judging.before.works( hop ) )
-            links.insert( hop.link );
+            links.insert( endsAtBridge( judging, judging.after, hop ) ? portOf( judging, hop ) : hop.link );
+      // The route goes on with these, which lead no further.
+      if ( const EqualHops * const then = judging.after.taken( choices ) )
+         for ( const NextHop & hop : *then )
+            if ( endsAtBridge( judging, judging.after, hop ) )
+               links.insert( portOf( judging, hop ) );
       addOthers( judging, choices );
    }
    void addOthers( const Judging & judging, const DataPlane::Choices & choices ) {
@@ -32,6 +63,8 @@ struct Cut {
          for ( const NextHop & hop : hops )
             if ( judging.present.works( hop ) && !judging.before.works( hop ) )
                others.insert( hop.link );
+            else if ( endsAtBridge( judging, judging.before, hop ) )
+               others.insert( portOf( judging, hop ) );
          if ( hops.empty() )
             return;
       }
@@ -63,21 +96,31 @@ struct Cut {
 
 /// Why ways that work on may not lead to one address all the same; empty: nothing is known of that kind.
 std::string doubtOf( const Judging & judging, const EqualHops & hops ) {
-   std::set< std::string > lost;
    for ( const NextHop & hop : hops ) {
       if ( !judging.after.works( hop ) )
          continue;
       const std::string reached = judging.facts.session + " is reached over " + hop.link;
-      for ( const std::string & below : judging.after.chain( hop.link ) )
+      if ( endsAtBridge( judging, judging.after, hop ) )
+         return reached + " too, and there through " + portOf( judging, hop );
+      const std::string port = portOf( judging, hop ), last = port.empty() ? hop.link : port;
+      for ( const std::string & below : judging.after.chain( last ) )
          if ( judging.after.find( below )->tunnel )
             return reached + ", and nobody knows over which links " + below + " sends its packets";
-      for ( const std::string & port : judging.before.carriers( hop.link ) )
-         if ( !judging.after.works( port ) )
-            lost.insert( port );
+      std::set< std::string > lost;
+      for ( const std::string & carrier : judging.before.carriers( last ) )
+         if ( !judging.after.works( carrier ) )
+            lost.insert( carrier );
+      const DataPlane::BehindPort * const behind = behindOf( judging, hop );
       if ( !lost.empty() )
-         return reached + ", perhaps through " + planList( { lost.begin(), lost.end() } );
+         return reached + ", perhaps through " + planList( { lost.begin(), lost.end() } ) +
+                ( behind && !behind->unseen.empty() ? ": " + behind->unseen : "" );
    }
    return "";
+}
+
+/// Whether the first choice is to refuse it, as opposed to ways that do not work.
+bool isRefused( const DataPlane::AddressWay & way ) {
+   return !way.choices.empty() && way.choices.front().empty();
 }
 
 std::string routesText( const std::vector< std::string > & examples, std::uint64_t all ) {
@@ -129,10 +172,13 @@ void Judging::judgeSession() {
    if ( !way.problem.empty() || !present.taken( way.choices ) ) {
       add( PlanCode::unknownSession, PlanSeverity::warning, {} ).text =
          "whether this session would be cut off is not known: " +
-         ( way.problem.empty() ? "no way to " + facts.session + " is known" : way.problem );
+         ( !way.problem.empty() ? way.problem
+           : isRefused( way )   ? "routes refuse what is sent to " + facts.session
+                                : "no way to " + facts.session + " is known" );
       return;
    }
-   if ( const EqualHops * const then = after.taken( way.choices ) ) {
+   if ( const EqualHops * const then = after.taken( way.choices );
+        then && !endAtBridges( *this, after, *then ) ) {
       const std::string doubt = way.doubt.empty() ? doubtOf( *this, *then ) : way.doubt;
       if ( !doubt.empty() )
          add( PlanCode::unknownSession, PlanSeverity::warning, {} ).text =
@@ -143,7 +189,8 @@ void Judging::judgeSession() {
    const std::string begin =
       "the way to " + facts.session + ", from where this session comes, leaves through ";
    // Then it is not the unit that cuts it off, but he who works in it should know.
-   if ( !before.taken( way.choices ) ) {
+   const EqualHops * const till = before.taken( way.choices );
+   if ( !till || endAtBridges( *this, before, *till ) ) {
       cut.addOthers( *this, way.choices );
       const std::set< std::string > others = cut.ofOthers( *this );
       PlanFinding & finding =

@@ -159,6 +159,20 @@ TEST_F( Judgement, doubtsThatASessionOverABridgeSurvivesTheLossOfAPort ) {
    EXPECT_EQ( "", rig.said( "unknown-session" ) );
 }
 
+TEST_F( Judgement, warnsWhenRoutesRefuseTheSession ) {
+   twoPorts();
+   rig.facts.session = "192.0.2.7";
+   rig.facts.way = { "", false, "192.0.2.0/24", { {}, rig.via( { "et1" } ) } };
+   EXPECT_EQ(
+      "warning: whether this session would be cut off is not known: routes refuse what is sent to 192.0.2.7",
+      rig.said( "unknown-session" ) );
+   // Behind the unit's way it is no other way.
+   rig.facts.way->choices = { rig.via( { "et1" } ), {}, rig.via( { "et2" } ) };
+   EXPECT_EQ(
+      "blocking: the way to 192.0.2.7, from where this session comes, leaves through et1 only",
+      rig.said( "lock-out" ) );
+}
+
 TEST_F( Judgement, doubtsWhereATunnelLeads ) {
    twoPorts();
    rig.port( "wg0" );
@@ -355,10 +369,10 @@ TEST( PlanAction, isAsTheProfileSays ) {
 
 TEST( Topology, doesNotLetLinksCarryEachOther ) {
    const std::vector< DataPlane::RoutedLink > links = {
-      { "a", true, false, std::nullopt, { { "b", "c" } } },
-      { "b", true, false, std::nullopt, { { "a", "d" } } },
-      { "c", true, false, std::nullopt, { { "c" } } },
-      { "d", true, false, std::nullopt, {} } };
+      { "a", true, false, { { "b", "c" } } },
+      { "b", true, false, { { "a", "d" } } },
+      { "c", true, false, { { "c" } } },
+      { "d", true, false, {} } };
    const Topology all( links, {} ), without( links, { "d" } );
    EXPECT_TRUE( all.works( "a" ) && all.works( "b" ) );
    EXPECT_FALSE( all.works( "c" ) );

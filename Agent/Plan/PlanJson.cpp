@@ -20,11 +20,13 @@ json ratesJson( const std::optional< PlanRates > & rates ) {
 }
 
 json interfaceJson( const PlanInterface & interface ) {
+   json high = ratesJson( interface.load.high );
+   high["known-seconds"] = interface.load.highSeconds;
    return {
       { "name", interface.name },
       { "kind", orNull( interface.kind ) },
       { "current", ratesJson( interface.load.current ) },
-      { "high", ratesJson( interface.load.high ) },
+      { "high", high },
       { "profile", orNull( interface.profile ) },
       { "profile-why", orNull( interface.profileWhy ) },
       { "threshold-bps", orNull( interface.thresholdBps ) },

@@ -20,6 +20,7 @@ struct Route {
 /// A switch as it is before or after, looked at without any of the code under test.
 struct World {
    std::map< std::string, DataPlane::RoutedLink > links;
+   std::map< std::string, double > speeds; ///< of ports
 
    bool works( const std::string & name ) const {
       const auto at = links.find( name );
@@ -61,10 +62,10 @@ struct World {
    double speed( const std::string & carrier ) const {
       const DataPlane::RoutedLink & link = links.at( carrier );
       if ( !link.aggregate )
-         return *link.speedBps;
+         return speeds.at( carrier );
       double sum = 0;
       for ( const std::string & member : link.needs.front() )
-         sum += works( member ) ? *links.at( member ).speedBps : 0;
+         sum += works( member ) ? speeds.at( member ) : 0;
       return sum;
    }
 };
@@ -74,8 +75,11 @@ class Story {
  public:
    Story() {
       const int ports = *rc::gen::inRange( 1, 7 );
-      for ( int i = 0; i < ports; ++i )
-         add( "et" + std::to_string( i ), {}, *rc::gen::inRange( 1, 5 ) * 1e8 );
+      for ( int i = 0; i < ports; ++i ) {
+         const std::string name = "et" + std::to_string( i );
+         add( name, {} );
+         speeds[name] = *rc::gen::inRange( 1, 5 ) * 1e8;
+      }
       std::vector< std::string > free = names();
       std::vector< std::string > bridged;
       for ( int i = 0; i < 2 && !free.empty(); ++i ) {
@@ -83,7 +87,6 @@ class Story {
          if ( !members.empty() && *rc::gen::arbitrary< bool >() ) {
             add( "bond" + std::to_string( i ), { members } );
             links.back().aggregate = true;
-            links.back().speedBps = std::nullopt;
             bridged.push_back( links.back().name );
             enslaved.insert( members.begin(), members.end() );
          } else if ( !members.empty() ) {
@@ -136,6 +139,7 @@ class Story {
       for ( const auto & [name, rates] : load )
          if ( !unit.count( name ) )
             result.loads[name] = { rates, rates };
+      result.speeds = speeds;
       DataPlane::RouteTable table;
       table.links = links;
       for ( const Route & route : routes ) {
@@ -159,8 +163,9 @@ class Story {
       for ( const auto & link : links ) {
          RC_LOG() << link.name << ( link.up ? "" : " down" )
                   << ( unit.count( link.name ) ? " in the unit" : "" )
-                  << ( others.count( link.name ) ? " leaves" : "" ) << " " << link.speedBps.value_or( 0 )
-                  << " bps, carries " << load.at( link.name ).out;
+                  << ( others.count( link.name ) ? " leaves" : "" ) << " "
+                  << ( speeds.count( link.name ) ? speeds.at( link.name ) : 0 ) << " bps, carries "
+                  << load.at( link.name ).out;
          for ( const auto & need : link.needs ) {
             RC_LOG() << ", needs";
             for ( const std::string & below : need )
@@ -181,6 +186,7 @@ class Story {
 
    std::vector< DataPlane::RoutedLink > links;
    std::map< std::string, PlanRates > load;
+   std::map< std::string, double > speeds; ///< of ports
    std::set< std::string > unit, others, enslaved;
    std::vector< Route > routes;
    DataPlane::Choices session;
@@ -188,6 +194,7 @@ class Story {
  private:
    World without( const std::set< std::string > & names ) const {
       World result;
+      result.speeds = speeds;
       for ( const auto & link : links ) {
          result.links[link.name] = link;
          if ( names.count( link.name ) )
@@ -195,10 +202,8 @@ class Story {
       }
       return result;
    }
-   void add(
-      const std::string & name, const std::vector< std::vector< std::string > > & needs,
-      std::optional< double > speed = std::nullopt ) {
-      links.push_back( { name, *rc::gen::inRange( 0, 6 ) != 0, false, speed, needs } );
+   void add( const std::string & name, const std::vector< std::vector< std::string > > & needs ) {
+      links.push_back( { name, *rc::gen::inRange( 0, 6 ) != 0, false, needs } );
    }
    std::vector< std::string > names() const {
       std::vector< std::string > result;
@@ -464,9 +469,21 @@ RC_GTEST_PROP( PlanProperty, capacityBlocksWhenSomeHaveMoreThanAllHasRoomForToWh
    RC_CLASSIFY( missing );
    RC_ASSERT( missing == isCapacityBlocked( judge( facts ) ) );
    // Whose loads are asked for is all that has to be known.
-   const auto asked = interfacesInQuestion( facts );
+   const auto asked = questionsOf( facts ).loads;
    for ( const auto & [from, to] : ports )
       RC_ASSERT( std::includes( asked.begin(), asked.end(), to.begin(), to.end() ) );
+}
+
+RC_GTEST_PROP( Plan, dependsOnNoOtherSpeedsThanItAsksFor, () ) {
+   const Story story;
+   story.show();
+   PlanFacts facts = story.facts();
+   const auto all = judge( facts );
+   const PlanQuestions questions = questionsOf( facts );
+   const std::size_t left = std::erase_if(
+      facts.speeds, [&]( const auto & speed ) { return !questions.speeds.count( speed.first ); } );
+   RC_CLASSIFY( left > 0, "some are not asked for" );
+   RC_ASSERT( all == judge( facts ) );
 }
 
 } // namespace Agent

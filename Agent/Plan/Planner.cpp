@@ -38,17 +38,14 @@ void Planner::plan(
       planned = [planned = std::move( planned ), look = looksOf( purpose )]( const Plan & plan ) {
          planned( plan );
       };
-   // What goes over one link only has no route of its own.
-   const bool routed = session && session->link.empty();
+   const Session from = session.value_or( Session() );
    switch_.routesAsk(
-      { routed ? session->address : "", routed ? session->at : "" },
+      { from.address, from.at, from.link },
       [self = self_, unit, session, purpose, asked = scheduler_->currentTime(),
        planned = std::move( planned )]( const DataPlane::RouteAnswer & answer ) {
          if ( !*self )
             return;
-         Job job{ unit, session, purpose, asked, { planned }, answer, std::nullopt };
-         if ( session && !session->link.empty() )
-            job.routes.way = { "", false, stringValue( *session ), { { { session->link } } } };
+         Job job{ unit, session, purpose, asked, { planned }, answer };
          ( *self )->enqueue( std::move( job ) );
          ( *self )->workSoon();
       } );
@@ -82,7 +79,7 @@ void Planner::work() {
    working_ = false;
    if ( jobs_.empty() )
       return;
-   if ( jobs_.front().plan || beginsNothing( jobs_.front() ) || readCurves( jobs_.front() ) ) {
+   if ( jobs_.front().plan || beginsNothing( jobs_.front() ) || gather( jobs_.front() ) ) {
       Job job = std::move( jobs_.front() );
       jobs_.pop_front();
       if ( !job.plan )
@@ -116,27 +113,56 @@ Plan Planner::planOf( const Job & job ) const {
    return plan;
 }
 
-/// Whether all are read.
-bool Planner::readCurves( Job & job ) {
+/// Whether all is there that takes several turns.
+bool Planner::gather( Job & job ) {
    if ( !job.unread ) {
-      const PlanFacts facts = factsOf( job );
-      job.unread.emplace();
-      for ( const PlanInterface & interface : facts.interfaces )
-         job.unread->push_back( interface.name );
-      for ( const std::string & name : interfacesInQuestion( facts ) )
-         job.unread->push_back( name );
-      if ( job.unread->size() > mostCurves )
-         job.unread->resize( mostCurves );
-      return job.unread->empty();
+      question( job );
+   } else {
+      const double now = scheduler_->currentTime();
+      for ( unsigned left = curvesPerTurn; left > 0 && !job.unread->empty(); --left ) {
+         const std::string name = std::move( job.unread->front() );
+         job.unread->pop_front();
+         if ( !samples_.has( name ) )
+            continue;
+         const SampleCurve curve = samples_.curve( name, now - highRange, now );
+         job.high[name] = { std::nullopt, high( curve ), highSeconds( curve ) };
+      }
+      askSpeeds( job );
    }
-   const double now = scheduler_->currentTime();
-   for ( unsigned left = curvesPerTurn; left > 0 && !job.unread->empty(); --left ) {
-      const std::string name = std::move( job.unread->front() );
-      job.unread->pop_front();
-      if ( samples_.has( name ) )
-         job.high[name] = high( samples_.curve( name, now - highRange, now ) );
+   return job.unread->empty() && job.unasked.empty();
+}
+
+void Planner::question( Job & job ) {
+   const PlanFacts facts = factsOf( job );
+   PlanQuestions questions = questionsOf( facts );
+   job.begun = scheduler_->currentTime();
+   job.unread.emplace();
+   for ( const PlanInterface & interface : facts.interfaces )
+      job.unread->push_back( interface.name );
+   job.unread->insert( job.unread->end(), questions.loads.begin(), questions.loads.end() );
+   if ( job.unread->size() > mostCurves )
+      job.unread->resize( mostCurves );
+   job.unasked.assign( questions.speeds.begin(), questions.speeds.end() );
+}
+
+/// Ports are asked again for the next reading, since they may have agreed on another speed by then.
+void Planner::askSpeeds( Job & job ) {
+   if ( speedsOf_.lock() != job.routes.table ) {
+      speeds_.clear();
+      speedsOf_ = job.routes.table;
    }
-   return job.unread->empty();
+   // What is not known by then is not waited for.
+   if ( scheduler_->currentTime() - job.begun >= DataPlane::Switch::routePatience )
+      job.unasked.clear();
+   for ( const double begun = scheduler_->liveTime();
+         !job.unasked.empty() && scheduler_->liveTime() - begun <= speedQuantum; job.unasked.pop_front() ) {
+      const std::string & port = job.unasked.front();
+      const auto [at, isNew] = speeds_.try_emplace( port );
+      if ( isNew )
+         at->second = switch_.portSpeed( port );
+      if ( at->second )
+         job.speeds.emplace( port, *at->second );
+   }
 }
 
 std::optional< PlanRates > Planner::high( const SampleCurve & curve ) {
@@ -153,6 +179,14 @@ std::optional< PlanRates > Planner::high( const SampleCurve & curve ) {
    if ( !in || !out )
       return std::nullopt;
    return PlanRates{ *in, *out };
+}
+
+double Planner::highSeconds( const SampleCurve & curve ) {
+   double seconds = 0;
+   for ( std::size_t i = 0; i < curve.in.size(); ++i )
+      if ( std::isfinite( curve.in[i] ) && std::isfinite( curve.out[i] ) )
+         seconds += curve.step;
+   return std::min( seconds, highRange );
 }
 
 std::optional< PlanRates > Planner::current( const Wire::IntfId & intf ) const {

@@ -23,12 +23,12 @@
 /// Purpose: gathers the facts that a plan is judged by: from entities, samples, configuration and the switch. Reads only.
 /// Owner: the agent.
 ///
-/// A plan takes some turns: the switch is asked for routes, then samples are read, a few interfaces in each turn, then all
-/// that changes from turn to turn is gathered and judged in one. Plans that are asked for together are made one after the
-/// other, so that a turn does work for one only, the most urgent first. Who only wants to look, at the same unit from the
-/// same place and with the same routes, has the same plan, which is told to a few in each turn. Who would begin what has
-/// begun by then is told so at once, by a plan without facts. It is the switch that keeps the time: it answers with what it
-/// knows by then, or never any more when it has been stopped.
+/// A plan takes some turns: the switch is asked for routes, then samples are read and those ports asked for their speed that
+/// it depends on, a few in each turn, then all that changes from turn to turn is gathered and judged in one. Plans that are
+/// asked for together are made one after the other, so that a turn does work for one only, the most urgent first. Who only
+/// wants to look, at the same unit from the same place and with the same routes, has the same plan, which is told to a few in
+/// each turn. Who would begin what has begun by then is told so at once, by a plan without facts. It is the switch that keeps
+/// the time: it answers with what it knows by then, or never any more when it has been stopped.
 namespace Agent {
 
 struct Plan {
@@ -60,6 +60,8 @@ class Planner {
    };
    /// Interfaces whose samples are read in one turn.
    static constexpr unsigned curvesPerTurn = 16;
+   /// Seconds that ports are asked for their speed in one turn: a driver may take its time.
+   static constexpr double speedQuantum = 0.002;
    /// Interfaces whose samples are read for one plan; of more, only what they carry now is known.
    static constexpr unsigned mostCurves = 2048;
    /// Seconds of which the 95th percentile is taken.
@@ -89,6 +91,8 @@ class Planner {
 
    /// The rate that an interface has had no more than for 95 % of a time; nothing: nothing is known of it.
    static std::optional< PlanRates > high( const SampleCurve & curve );
+   /// Of how many seconds of a curve that is known, `highRange` at the most.
+   static double highSeconds( const SampleCurve & curve );
 
  private:
    struct Job {
@@ -98,10 +102,13 @@ class Planner {
       double asked;                  ///< when
       std::deque< Planned > planned; ///< who are not told yet
       DataPlane::RouteAnswer routes;
-      std::optional< std::deque< std::string > >
-         unread; ///< whose samples are to be read; nothing: not known yet
-      std::map< std::string, std::optional< PlanRates > > high = {};
-      std::optional< Plan > plan = {}; ///< nothing: not made yet
+      double begun = 0; ///< when it was known what to read and to ask
+      /// Whose samples are to be read; nothing: not known yet.
+      std::optional< std::deque< std::string > > unread = {};
+      std::deque< std::string > unasked = {}; ///< ports whose speed is in question
+      std::map< std::string, double > speeds = {};
+      std::map< std::string, PlanLoad > high = {}; ///< without what is carried now
+      std::optional< Plan > plan = {};             ///< nothing: not made yet
    };
    const std::shared_ptr< const int > & looksOf( PlanPurpose purpose ) const;
    void enqueue( Job job );
@@ -109,7 +116,9 @@ class Planner {
    void work();
    bool beginsNothing( const Job & job ) const;
    Plan planOf( const Job & job ) const;
-   bool readCurves( Job & job );
+   bool gather( Job & job );
+   void question( Job & job );
+   void askSpeeds( Job & job );
 
    PlanFacts factsOf( const Job & job ) const;
    std::map< std::string, std::string > leavingToo( const std::string & unit ) const;
@@ -126,6 +135,9 @@ class Planner {
    Model model_;
    Hooks hooks_;
    std::deque< Job > jobs_; ///< whose routes are known
+   /// Of ports that were asked for it, for all plans that go by one reading of the routes; nothing: nobody knows.
+   std::map< std::string, std::optional< double > > speeds_;
+   std::weak_ptr< const DataPlane::RouteTable > speedsOf_; ///< that reading
    bool working_ = false;
    std::shared_ptr< const int > looks_;    ///< shared with each who waits to look, whoever forgets him
    std::shared_ptr< const int > webLooks_; ///< the same of those over the web

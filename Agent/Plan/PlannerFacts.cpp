@@ -46,6 +46,7 @@ PlanFacts Planner::factsOf( const Job & job ) const {
    facts.leavingToo = leavingToo( job.unit );
    facts.routes = job.routes.table;
    facts.way = job.routes.way;
+   facts.speeds = job.speeds;
    facts.redundancy = redundancyOf( job.unit );
    const auto unit = configuration.units.find( job.unit );
    std::set< std::string > missing;
@@ -63,13 +64,15 @@ PlanFacts Planner::factsOf( const Job & job ) const {
          for ( const Config::Member & member : Config::members( configuration.groups.at( group ) ) )
             missing.insert( member.text() );
    }
-   const auto highOf = [&]( const std::string & name ) {
+   const auto loadOf = [&]( const std::string & name, const Wire::IntfId & intf ) {
       const auto at = job.high.find( name );
-      return at == job.high.end() ? std::nullopt : at->second;
+      PlanLoad load = at == job.high.end() ? PlanLoad() : at->second;
+      load.current = current( intf );
+      return load;
    };
    for ( const auto & [name, intf] : interfacesOf( job.unit ) ) {
       facts.interfaces.push_back( interfaceOf( job.unit, intf ) );
-      facts.interfaces.back().load.high = highOf( name );
+      facts.interfaces.back().load = loadOf( name, intf );
       missing.erase( name );
       if ( intf.kind() == Kind::vlan )
          missing.erase( Config::Member{ intf.vlanId(), {} }.text() );
@@ -81,7 +84,7 @@ PlanFacts Planner::factsOf( const Job & job ) const {
       interface.notWatched = "does not exist";
    }
    for ( const auto & [intf, rates] : samples_.rates() )
-      facts.loads.emplace( intf.name(), PlanLoad{ current( intf ), highOf( Vel::String( intf.name() ) ) } );
+      facts.loads.emplace( intf.name(), loadOf( Vel::String( intf.name() ), intf ) );
    return facts;
 }
 
@@ -91,7 +94,6 @@ PlanInterface Planner::interfaceOf( const std::string & unit, const Wire::IntfId
    result.kind = kindText( intf.kind() );
    result.leaves = isMonitoredKind( intf.kind() );
    result.uncounted = hooks_.uncounted( intf );
-   result.load.current = current( intf );
    const auto * status = model_.allIntfStatusDir->intfStatus( intf );
    const bool held = model_.cause->intfStatus( intf ) != nullptr;
    if ( !result.leaves )

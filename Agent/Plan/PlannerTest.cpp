@@ -48,6 +48,15 @@ TEST( PlanHigh, leavesOutStepsOfWhichNothingIsKnown ) {
    EXPECT_EQ( std::nullopt, Planner::high( curve( {}, {} ) ) );
 }
 
+TEST( PlanHigh, isKnownOfTheStepsOfWhichBothDirectionsAre ) {
+   const float unknown = std::numeric_limits< float >::quiet_NaN();
+   EXPECT_EQ( 10, Planner::highSeconds( curve( { unknown, 2, 3, 1 }, { unknown, 5, unknown, 4 } ) ) );
+   EXPECT_EQ( 0, Planner::highSeconds( curve( {}, {} ) ) );
+   // Those at both ends lie in the ten minutes in part only.
+   const std::vector< float > all( 121, 1.0F );
+   EXPECT_EQ( 600, Planner::highSeconds( curve( all, all ) ) );
+}
+
 TEST( Session, isReadFromWhatShellsAreTold ) {
    struct Row {
       const char * text;
@@ -96,6 +105,7 @@ TEST( PlanJson, leavesNothingOut ) {
    EXPECT_EQ( "et\xEF\xBF\xBD", json.at( "interfaces" ).at( 0 ).at( "name" ) );
    EXPECT_EQ( "not-watched", json.at( "interfaces" ).at( 0 ).at( "action" ) );
    EXPECT_TRUE( json.at( "interfaces" ).at( 0 ).at( "current" ).at( "in-bps" ).is_null() );
+   EXPECT_EQ( 0, json.at( "interfaces" ).at( 0 ).at( "high" ).at( "known-seconds" ) );
    EXPECT_TRUE( json.at( "findings" ).at( 0 ).at( "interfaces" ).is_null() );
    EXPECT_EQ( 1, json.at( "findings" ).at( 0 ).at( "numbers" ).at( "out" ) );
    EXPECT_EQ( "info", json.at( "findings" ).at( 1 ).at( "severity" ) );

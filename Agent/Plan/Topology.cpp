@@ -110,13 +110,25 @@ std::vector< std::string > Topology::members( const RoutedLink & portChannel ) c
    return result;
 }
 
-std::optional< double > Topology::speed( const std::string & carrier ) const {
+std::set< std::string > Topology::portsOf( const std::string & carrier ) const {
+   const RoutedLink * const described = find( carrier );
+   if ( !described || !described->aggregate )
+      return { carrier };
+   std::set< std::string > result;
+   for ( const std::string & member : members( *described ) )
+      result.merge( portsOf( member ) );
+   return result;
+}
+
+std::optional< double > Topology::speed( const std::string & carrier, const Speeds & speeds ) const {
    using DataPlane::Sharing;
    const RoutedLink * const described = find( carrier );
    if ( !described )
       return std::nullopt;
-   if ( !described->aggregate )
-      return described->speedBps;
+   if ( !described->aggregate ) {
+      const auto at = speeds.find( carrier );
+      return at == speeds.end() ? std::nullopt : std::optional( at->second );
+   }
    if ( described->sharing == Sharing::unknown )
       return std::nullopt;
    std::vector< std::string > used = members( *described );
@@ -124,19 +136,19 @@ std::optional< double > Topology::speed( const std::string & carrier ) const {
    const auto waits = [this]( const std::string & member ) { return find( member )->standby; };
    if ( described->sharing == Sharing::together && !std::all_of( used.begin(), used.end(), waits ) )
       std::erase_if( used, waits );
-   std::vector< double > speeds;
+   std::vector< double > each;
    for ( const std::string & member : used )
-      if ( const auto one = speed( member ) )
-         speeds.push_back( *one );
+      if ( const auto one = speed( member, speeds ) )
+         each.push_back( *one );
       else
          return std::nullopt;
-   if ( speeds.empty() )
+   if ( each.empty() )
       return 0;
    if ( described->sharing == Sharing::oneAtATime )
-      return *std::max_element( speeds.begin(), speeds.end() );
+      return *std::max_element( each.begin(), each.end() );
    if ( described->sharing == Sharing::copied )
-      return *std::min_element( speeds.begin(), speeds.end() );
-   return std::accumulate( speeds.begin(), speeds.end(), 0.0 );
+      return *std::min_element( each.begin(), each.end() );
+   return std::accumulate( each.begin(), each.end(), 0.0 );
 }
 
 const DataPlane::EqualHops * Topology::taken( const DataPlane::Choices & choices ) const {

@@ -2,6 +2,8 @@
 
 #include "DataPlane/Routes.h"
 
+#include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -32,9 +34,13 @@ class Topology {
    std::set< std::string > carriers( const std::string & link ) const;
    /// The members of a port-channel that work.
    std::vector< std::string > members( const DataPlane::RoutedLink & portChannel ) const;
+   /// Of ports, bits per second. One that is not in it is not known.
+   using Speeds = std::map< std::string, double >;
    /// Bits per second that a carrier has, of a port-channel as it uses those of its members that work; nothing if one is
    /// not known.
-   std::optional< double > speed( const std::string & carrier ) const;
+   std::optional< double > speed( const std::string & carrier, const Speeds & speeds ) const;
+   /// The ports of which that must be known: the carrier itself, or the members of a port-channel that work.
+   std::set< std::string > portsOf( const std::string & carrier ) const;
 
    /// The ways that are taken of these: the first choice of which one works; null if all is refused or none works.
    const DataPlane::EqualHops * taken( const DataPlane::Choices & choices ) const;

@@ -100,10 +100,10 @@ DumpOutcome dump(
    return converse( channel, std::move( request ), NLM_F_REQUEST | NLM_F_DUMP, what, handle );
 }
 
-Outcome lookUp(
+DumpOutcome lookUp(
    Channel & channel, Bytes request, const char * what,
    const std::function< void( const nlmsghdr & ) > & handle ) {
-   return converse( channel, std::move( request ), NLM_F_REQUEST | NLM_F_ACK, what, handle ).outcome;
+   return converse( channel, std::move( request ), NLM_F_REQUEST | NLM_F_ACK, what, handle );
 }
 
 Outcome Dumps::open( const char * what ) {
@@ -160,12 +160,14 @@ Outcome Dumps::repeat(
 
 Outcome Dumps::one(
    const Bytes & request, const char * what, const std::function< void( const nlmsghdr & ) > & handle ) {
-   Outcome outcome = open( what );
-   if ( outcome.ok() )
-      outcome = lookUp( *channel_, request, what, handle );
-   if ( !outcome.ok() )
+   code_ = 0;
+   if ( const Outcome opened = open( what ); !opened.ok() )
+      return opened;
+   const DumpOutcome result = lookUp( *channel_, request, what, handle );
+   code_ = result.code;
+   if ( !result.outcome.ok() )
       channel_.reset();
-   return outcome;
+   return result.outcome;
 }
 
 } // namespace DataPlane::Linux

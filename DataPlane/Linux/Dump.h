@@ -19,7 +19,7 @@ DumpOutcome dump(
    const std::function< void( const nlmsghdr & ) > & handle );
 
 /// Asks for one thing and takes the answer, at once. The rest as for dump().
-Outcome lookUp(
+DumpOutcome lookUp(
    Channel & channel, Bytes request, const char * what,
    const std::function< void( const nlmsghdr & ) > & handle );
 

@@ -2,10 +2,13 @@
 
 #include "DataPlane/Linux/InboxRig.h"
 #include "DataPlane/Linux/MessagesTest.h"
+#include "DataPlane/Linux/SeenNeighbour.h"
 
 #include <algorithm>
 #include <map>
 #include <set>
+
+#include <linux/neighbour.h>
 
 /// Purpose: a kernel for tests, which answers as the real one does, and fails as it may.
 namespace DataPlane::Linux {
@@ -22,7 +25,11 @@ class FakeKernel final : public Kernel {
    std::vector< Bytes > routes;                          ///< dumped
    std::vector< Bytes > rules;                           ///< dumped
    std::vector< Bytes > nextHops;                        ///< dumped
-   std::map< Vel::String, Bytes > ways;    ///< what is found, by "ADDRESS" or "ADDRESS from SOURCE"
+   std::map< Vel::String, Bytes > ways; ///< what is found, by "ADDRESS" or "ADDRESS from SOURCE"
+   std::map< Vel::String, int >
+      refusals; ///< the code for who asks for the way to an address of which there is none
+   std::map< Vel::String, Bytes >
+      seen; ///< by "ADDRESS on IFINDEX", or "HARDWARE-ADDRESS VLAN on IFINDEX" of a bridge
    std::map< Vel::String, double > speeds; ///< bits per second, by the name of the link
    std::vector< Bytes > asked;             ///< everything to be acknowledged, in order
    /// The code of the answer to a request; 0 unless set.
@@ -42,7 +49,10 @@ class FakeKernel final : public Kernel {
    std::function< bool( Vel::U32 ifIndex ) > hidden;
    /// Called when a channel for events has been opened.
    std::function< void() > eventsOpened;
-   std::shared_ptr< Inbox > events, requests;
+   /// Called when routes of a version of IP have been dumped and nobody has read them yet.
+   std::function< void( Vel::U8 family ) > routesDumped;
+   bool tellsRouteNews = true; ///< or cannot be listened to
+   std::shared_ptr< Inbox > events, requests, routeNews;
 
    Opened open( bool toldOfLinks ) override {
       if ( !opens )
@@ -56,6 +66,12 @@ class FakeKernel final : public Kernel {
       return { {}, std::make_unique< InboxChannel >( inbox, [this, inbox]( const Bytes & message ) {
                   return sent( message, inbox );
                } ) };
+   }
+   Opened openRouteNews( Vel::U8 ) override {
+      if ( !opens || !tellsRouteNews )
+         return { Outcome::failed( "cannot open a netlink socket: Too many open files" ), nullptr };
+      routeNews = std::make_shared< Inbox >();
+      return { {}, std::make_unique< InboxChannel >( routeNews ) };
    }
    std::optional< double > speed( const Vel::String & link ) override {
       const auto at = speeds.find( link );
@@ -143,8 +159,9 @@ class FakeKernel final : public Kernel {
          ways.find( stringValue( address.value() ) + ( source ? " from " + stringValue( *source ) : "" ) );
       if ( way != ways.end() )
          inbox.push( answerFrom( request, way->second, 0 ) );
-      inbox.push(
-         answerFrom( request, answerBytes( request.nlmsg_seq, way == ways.end() ? ENETUNREACH : 0 ), 0 ) );
+      const auto refusal = refusals.find( stringValue( address.value() ) );
+      const int none = refusal == refusals.end() ? ENETUNREACH : refusal->second;
+      inbox.push( answerFrom( request, answerBytes( request.nlmsg_seq, way == ways.end() ? none : 0 ), 0 ) );
    }
 
    void lookUpNeighbour( const nlmsghdr & request, Inbox & inbox ) {
@@ -153,15 +170,34 @@ class FakeKernel final : public Kernel {
       const auto found = std::find_if( neighbours.begin(), neighbours.end(), [&]( const Bytes & bytes ) {
          const nlmsghdr & one = messageIn( bytes );
          const ndmsg header = fixedHeader< ndmsg >( one ).value();
-         return !( header.ndm_flags & NTF_PROXY ) &&
+         return header.ndm_family == fixedHeader< ndmsg >( request )->ndm_family &&
+                !( header.ndm_flags & NTF_PROXY ) &&
                 header.ndm_ifindex == fixedHeader< ndmsg >( request )->ndm_ifindex &&
                 Attributes( one, sizeof( ndmsg ) ).payload( NDA_DST ) ==
                    Attributes( request, sizeof( ndmsg ) ).payload( NDA_DST );
       } );
-      if ( found != neighbours.end() )
-         inbox.push( answerFrom( request, *found, 0 ) );
-      inbox.push(
-         answerFrom( request, answerBytes( request.nlmsg_seq, found == neighbours.end() ? ENOENT : 0 ), 0 ) );
+      if ( found == neighbours.end() )
+         return lookUpSeen( request, inbox );
+      inbox.push( answerFrom( request, *found, 0 ) );
+      inbox.push( answerFrom( request, answerBytes( request.nlmsg_seq, 0 ), 0 ) );
+   }
+
+   void lookUpSeen( const nlmsghdr & request, Inbox & inbox ) {
+      const ndmsg header = fixedHeader< ndmsg >( request ).value();
+      const Attributes attributes( request, sizeof header );
+      Vel::String key;
+      if ( header.ndm_family == AF_BRIDGE )
+         key = Vel::text(
+            stringValue( attributes.value< HardwareAddress >( NDA_LLADDR ).value() ), " ",
+            attributes.u16( NDA_VLAN ).value_or( 0 ), " on ", attributes.u32( NDA_MASTER ).value() );
+      else
+         key = Vel::text(
+            stringValue( addressFrom( header.ndm_family, attributes.payload( NDA_DST ) ).value() ), " on ",
+            header.ndm_ifindex );
+      const auto at = seen.find( key );
+      if ( at != seen.end() )
+         inbox.push( answerFrom( request, at->second, 0 ) );
+      inbox.push( answerFrom( request, answerBytes( request.nlmsg_seq, at == seen.end() ? ENOENT : 0 ), 0 ) );
    }
 
    /// As the kernel leaves out those of other links, unless none is named.
@@ -217,6 +253,8 @@ class FakeKernel final : public Kernel {
          for ( const Bytes & bytes : nextHops )
             push( bytes );
       push( MessageBuilder( NLMSG_DONE, 0 ).header( 0 ).take() );
+      if ( request.nlmsg_type == RTM_GETROUTE && routesDumped )
+         routesDumped( fixedHeader< rtmsg >( request )->rtm_family );
    }
    static Bytes answerFrom( const nlmsghdr & request, Bytes bytes, Vel::U16 flags ) {
       nlmsghdr & header = messageIn( bytes );

@@ -3,6 +3,9 @@
 #include "DataPlane/Linux/Dump.h"
 #include "DataPlane/Linux/Membership.h"
 #include "DataPlane/Linux/MessagesTest.h"
+#include "DataPlane/Linux/Neighbour.h"
+#include "DataPlane/Linux/RouteMessage.h"
+#include "DataPlane/Linux/SeenNeighbour.h"
 #include "DataPlane/RecordingListenerTest.h"
 
 #include <gtest/gtest.h>
@@ -52,6 +55,8 @@ class Fuzz : public testing::Test {
          linkBytes( { .ifIndex = 3, .name = "v10" }, RTM_DELLINK ),
          statsBytes( 3, 1, 2 ),
          addressRequest( one, 1 ),
+         seenBytes( AF_INET6, 3, "\1\2\3\4\5\6" ),
+         seenBytes( AF_BRIDGE, 4, "\1\2\3\4\5\6" ),
          routeRequest( several, RouteSet::ifAbsent, []( const Vel::String & ) { return Vel::U32( 1 ); } )
             .value(),
          answer.take() };
@@ -77,6 +82,10 @@ class Fuzz : public testing::Test {
          parseLostAddress( message, 1 );
          parseLostNeighbour( message );
          parseRoute( message, []( Vel::U32 ) { return Vel::String( "et1" ); } );
+         parseRouteEntry( message );
+         parseGateways( message );
+         parseNextHop( message );
+         parseNeighbour( message );
          parseAnswer( message );
          return true;
       } );

@@ -52,6 +52,8 @@ class Kernel {
    virtual ~Kernel() = default;
    /// Opens a channel that is told of the links of this process's network namespace and of their VLANs, or of nothing.
    virtual Opened open( bool toldOfLinks ) = 0;
+   /// Opens a channel that is told of changes of the routes of one version of IP, and of nothing else.
+   virtual Opened openRouteNews( Vel::U8 family ) = 0;
    /// What a link can carry in each direction, bits per second; absent: its driver does not say.
    virtual std::optional< double > speed( const Vel::String & link ) = 0;
    /// What tells this start of the machine and this network namespace from others.

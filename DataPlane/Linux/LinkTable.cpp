@@ -67,6 +67,11 @@ const Wire::IntfId & LinkTable::below( const Wire::IntfId & vlanIntf ) const {
    return intf( entry ? entry->link.lower : 0 );
 }
 
+const LinkMessage * LinkTable::link( Vel::U32 ifIndex ) const {
+   const Entry * const entry = find( ifIndex );
+   return entry ? &entry->link : nullptr;
+}
+
 const Vel::String & LinkTable::name( Vel::U32 ifIndex ) const {
    static const Vel::String none;
    const Entry * const entry = find( ifIndex );

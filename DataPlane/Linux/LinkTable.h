@@ -41,6 +41,8 @@ class LinkTable {
    const Wire::IntfId & intf( Vel::U32 ifIndex ) const;
    /// What the link below a VLAN interface was told as; the empty id: there is none, or it was refused.
    const Wire::IntfId & below( const Wire::IntfId & vlanIntf ) const;
+   /// A link as the kernel has described it, told or not; null: there is none.
+   const LinkMessage * link( Vel::U32 ifIndex ) const;
    /// The kernel's name of a link, told or not; empty: there is none.
    const Vel::String & name( Vel::U32 ifIndex ) const;
    /// The number of a link by the kernel's name; 0: there is none.

@@ -29,6 +29,23 @@ TEST_F( LinuxManyRoutes, areReadByTheThousandInManyTurns ) {
    EXPECT_GT( loop->turns() - turns, 3u );
 }
 
+TEST_F( LinuxManyRoutes, areToldToWhoListensToThoseOfOneVersion ) {
+   const auto isTold = []( Channel & channel ) { return channel.receive().got == Channel::Got::messages; };
+   const auto kernel = kernelNew();
+   // What the kernel makes of addresses by itself is told some time after.
+   until( [] { return ipSays( "-6 address show tentative" ).empty(); } );
+   const auto of4 = kernel->openRouteNews( AF_INET ).channel, of6 = kernel->openRouteNews( AF_INET6 ).channel;
+   ip( "route add 10.77.0.0/16 via 10.0.1.2" );
+   EXPECT_TRUE( isTold( *of4 ) );
+   EXPECT_FALSE( isTold( *of6 ) );
+   ip( "-6 route add 2001:db8:77::/48 via 2001:db8:1::2" );
+   EXPECT_FALSE( isTold( *of4 ) );
+   EXPECT_TRUE( isTold( *of6 ) );
+   ip( "link set et1 alias other" );
+   EXPECT_FALSE( isTold( *of4 ) );
+   EXPECT_FALSE( isTold( *of6 ) );
+}
+
 /// Hears what the kernel tells of changes, whoever makes them.
 class Monitor {
  public:

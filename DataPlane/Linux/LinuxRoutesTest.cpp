@@ -23,12 +23,10 @@ TEST_F( LinuxRoutes, areToldOfAllTablesAndBothVersions ) {
       EXPECT_EQ( ways, waysTo( answer, destination ) ) << destination;
 }
 
-TEST_F( LinuxRoutes, tellTheSpeedThatDriversTell ) {
-   const RouteAnswer answer = asked();
-   const RoutedLink * const et1 = link( answer, "et1" );
-   ASSERT_TRUE( et1 );
-   EXPECT_TRUE( et1->up );
-   EXPECT_EQ( 10e9, et1->speedBps ); // what a veth says
+TEST_F( LinuxRoutes, leadOverPortsWhoseDriversTellHowFastTheyAre ) {
+   EXPECT_TRUE( link( asked(), "et1" )->up );
+   EXPECT_EQ( 10e9, made->portSpeed( "et1" ) ); // what a veth says
+   EXPECT_EQ( std::nullopt, made->portSpeed( "lo" ) );
 }
 
 TEST_F( LinuxRoutes, followSharedNextHopsAndTheirGroups ) {
@@ -63,8 +61,24 @@ TEST_F( LinuxRoutes, giveTheWayToAnAddress ) {
       EXPECT_EQ( row.ways, text( way->choices ) ) << row.address;
    }
    EXPECT_TRUE( asked( "10.0.1.1" ).way->local );
-   EXPECT_NE( "", asked( "10.3.0.1" ).way->problem );
    EXPECT_NE( "", asked( "2001:db9::1" ).way->problem );
+}
+
+TEST_F( LinuxRoutes, tellOfARouteThatDropsPacketsThatThereIsNoWay ) {
+   burst( "route add prohibit 10.31.0.0/16\n"
+          "route add unreachable 10.32.0.0/16\n"
+          "route add prohibit 2001:db8:201::/48\n"
+          "route add blackhole 2001:db8:202::/48\n" );
+   const auto problem = [this]( const char * address ) { return asked( address ).way->problem; };
+   EXPECT_EQ( "a blackhole route drops what is sent to 10.3.0.1", problem( "10.3.0.1" ) );
+   EXPECT_EQ( "a prohibit route turns back what is sent to 10.31.0.1", problem( "10.31.0.1" ) );
+   EXPECT_EQ( "an unreachable route turns back what is sent to 10.32.0.1", problem( "10.32.0.1" ) );
+   EXPECT_EQ(
+      "an unreachable route turns back what is sent to 2001:db8:200::1", problem( "2001:db8:200::1" ) );
+   EXPECT_EQ( "a prohibit route turns back what is sent to 2001:db8:201::1", problem( "2001:db8:201::1" ) );
+   EXPECT_EQ( "a blackhole route drops what is sent to 2001:db8:202::1", problem( "2001:db8:202::1" ) );
+   EXPECT_TRUE( problem( "2001:db9::1" ).starts_with( "there is no route to 2001:db9::1 (" ) )
+      << problem( "2001:db9::1" );
 }
 
 TEST_F( LinuxRoutes, giveAWayWithDoubtWhereRulesChoose ) {

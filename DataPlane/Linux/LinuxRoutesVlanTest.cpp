@@ -52,6 +52,61 @@ TEST_F( LinuxVlanRoutes, leadOverADeviceThatStandsOnThePortsOfItsVlan ) {
    EXPECT_EQ( ( Needs{ { "et1", "et2", "et3" } } ), told( "br0" ).needs );
 }
 
+/// Ports et1 to et3 of br0, br0.7 upon it, and p1 to p3 at the other ends; somebody is at 10.0.7.2 and fe80::2, behind et2.
+class LinuxBehindBridge : public LinuxVlanRoutes {
+ protected:
+   static constexpr char hardware[] = "02:00:00:00:00:07";
+   void makeBridge( bool filters ) {
+      burst(
+         Vel::text( "link add br0 type bridge vlan_filtering ", filters ? 1 : 0, "\n" ) +
+         "link set et1 master br0\n"
+         "link set et2 master br0\n"
+         "link set et3 master br0\n"
+         "link add link br0 name br0.7 type vlan id 7\n"
+         "link set br0 up\n" +
+         carriesARoute( "br0.7" ) +
+         Vel::text(
+            "neighbour add 10.0.7.2 lladdr ", hardware, " dev br0.7\n", "neighbour add fe80::2 lladdr ",
+            hardware, " dev br0.7\n" ) );
+      if ( filters )
+         bridge(
+            "vlan add dev et2 vid 7 && bridge vlan add dev et3 vid 7 && bridge vlan add dev br0 vid 7 self" );
+      bridge( Vel::text( "fdb add ", hardware, " dev et2 master static ", filters ? "vlan 7" : "" ) );
+      started();
+   }
+   static void bridge( const Vel::String & arguments ) {
+      EXPECT_EQ( 0, std::system( ( "bridge " + arguments ).c_str() ) ) << arguments;
+   }
+   /// Of the only hop of the way to an address, over a link or as the kernel finds it.
+   BehindPort only( const Vel::String & address, const Vel::String & link = "" ) {
+      const AddressWay way = asked( address, "", link ).way.value();
+      EXPECT_EQ( "", way.problem );
+      EXPECT_EQ( ( Choices{ { { "br0.7", 1, true, 1 } } } ), way.choices );
+      return way.behind.at( 0 );
+   }
+};
+
+TEST_F( LinuxBehindBridge, isWhoIsReachedOverADeviceInAVlanOfIt ) {
+   makeBridge( true );
+   const BehindPort expected{ "et2", "" };
+   EXPECT_EQ( expected, only( "10.0.7.2" ) );
+   EXPECT_EQ( expected, only( "10.5.1.1" ) );
+   EXPECT_EQ( expected, only( "fe80::2", "br0.7" ) );
+}
+
+TEST_F( LinuxBehindBridge, isWhoIsReachedOverOneThatDoesNotFilter ) {
+   makeBridge( false );
+   EXPECT_EQ( "et2", only( "10.0.7.2" ).port );
+}
+
+TEST_F( LinuxBehindBridge, isNotKnownOfWhomTheKernelOrTheBridgeHasNotSeen ) {
+   makeBridge( true );
+   EXPECT_EQ( "the kernel knows no hardware address of 10.0.7.9 on br0.7", only( "10.0.7.9" ).unseen );
+   bridge( Vel::text( "fdb del ", hardware, " dev et2 master vlan 7" ) );
+   EXPECT_EQ(
+      "br0 does not know behind which port 02:00:00:00:00:07 is in VLAN 7", only( "10.0.7.2" ).unseen );
+}
+
 TEST_F( LinuxVlanRoutes, leadOverABondThatStandsOnItsMembersOfWhichOneMayWait ) {
    burst(
       "link add bond0 type bond mode active-backup miimon 10\n"

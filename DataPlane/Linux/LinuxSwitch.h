@@ -13,7 +13,8 @@ namespace DataPlane::Linux {
 ///
 /// Three channels, so that a burst on one loses nothing on another: `events` is told of links and VLANs; `answers`
 /// carries what is to be set, and what came of it; dumps of links, VLANs, counters, addresses and routes have their own.
-/// (And while somebody asks for all routes there is one more, for that takes many turns.)
+/// (And while somebody asks for all routes there are two more, for that takes many turns: one for the dump, one that is told
+/// what changes meanwhile.)
 ///
 /// Invariants:
 /// 1. Events are taken before answers, so the listener hears of a link's change before it hears that its request is done.
@@ -38,6 +39,7 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
       if ( running_ )
          routeReader_.ask( question, std::move( answered ) );
    }
+   std::optional< double > portSpeed( const Vel::String & name ) override;
    bool tellsMembership() const override { return true; }
    Wire::IntfId bridgeBelow( const Wire::IntfId & vlanIntf ) const override {
       return links_.below( vlanIntf );

@@ -162,4 +162,12 @@ LinkSnapshot LinuxSwitch::linkSnapshot( const Wire::IntfId & intf ) {
    return { outcome, outcome.ok() ? textOf( state ) : Vel::String() };
 }
 
+std::optional< double > LinuxSwitch::portSpeed( const Vel::String & name ) {
+   const Vel::U32 ifIndex = links_.ifIndexOfName( name );
+   const LinkMessage * const link = links_.link( ifIndex );
+   const bool asks = running_ && link && link->adminUp && link->lowerUp &&
+                     links_.intf( ifIndex ).kind() == Wire::IntfId::Kind::ethernet;
+   return asks ? kernel_->speed( name ) : std::nullopt;
+}
+
 } // namespace DataPlane::Linux

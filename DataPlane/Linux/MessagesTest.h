@@ -168,6 +168,20 @@ inline Bytes neighbourBytes(
    return message.take();
 }
 
+/// An entry of a link's neighbours as it is told to who asks for one, or with AF_BRIDGE of a bridge's table.
+inline Bytes
+seenBytes( Vel::U8 family, Vel::U32 ifIndex, std::string_view hardware, Vel::U16 state = NUD_REACHABLE ) {
+   ndmsg header{};
+   header.ndm_family = family;
+   header.ndm_ifindex = static_cast< int >( ifIndex );
+   header.ndm_state = state;
+   MessageBuilder message( RTM_NEWNEIGH, 0 );
+   message.header( header );
+   if ( !hardware.empty() )
+      message.attribute( NDA_LLADDR, hardware );
+   return message.take();
+}
+
 inline IpAddress address( const char * text ) { return addressFromText( text ).value(); }
 
 } // namespace DataPlane::Linux

@@ -11,10 +11,9 @@ namespace {
 constexpr unsigned mostNested = 8;
 constexpr Vel::U32 mostWeight = 1u << 24;
 
-using Ways = std::vector< std::pair< Vel::U32, RouteHops > >;
-
 /// Ways of one preference may be told as routes of their own.
-void add( Ways & ways, Vel::U32 metric, const RouteHops & hops ) {
+template < class Hops >
+void add( std::vector< std::pair< Vel::U32, Hops > > & ways, Vel::U32 metric, const Hops & hops ) {
    const auto at =
       std::find_if( ways.begin(), ways.end(), [=]( const auto & way ) { return way.first == metric; } );
    if ( at == ways.end() )
@@ -23,12 +22,17 @@ void add( Ways & ways, Vel::U32 metric, const RouteHops & hops ) {
       at->second.insert( at->second.end(), hops.begin(), hops.end() );
 }
 
-std::vector< RouteHops > inOrder( Ways ways ) {
+RouteHop hopOf( const RouteHop & hop ) { return hop; }
+RouteHop hopOf( const RouteWay & way ) { return way.hop; }
+
+template < class Hops >
+std::vector< Hops > inOrder( std::vector< std::pair< Vel::U32, Hops > > ways ) {
    std::stable_sort(
       ways.begin(), ways.end(), []( const auto & a, const auto & b ) { return a.first < b.first; } );
-   std::vector< RouteHops > result;
+   std::vector< Hops > result;
    for ( auto & [metric, hops] : ways ) {
-      std::sort( hops.begin(), hops.end() );
+      std::sort(
+         hops.begin(), hops.end(), []( const auto & a, const auto & b ) { return hopOf( a ) < hopOf( b ); } );
       result.push_back( std::move( hops ) );
       if ( result.back().empty() )
          break; // what is behind a refusal is never taken
@@ -44,26 +48,38 @@ void RouteFold::nextHopIs( NextHopObject object ) {
 }
 
 /// Whether all of them are known. What is not is no refusal, but a way that nobody knows.
-bool RouteFold::addHops( Vel::U32 id, Vel::U32 weight, unsigned depth, RouteHops & hops ) const {
+bool RouteFold::addWays( Vel::U32 id, Vel::U32 weight, unsigned depth, RouteWays & ways ) const {
    const auto at = nextHops_.find( id );
    if ( at == nextHops_.end() || depth > mostNested ) {
-      hops.push_back( { 0, 1, false } );
+      ways.push_back( { { 0, 1, false }, std::nullopt } );
       return false;
    }
    bool all = true;
    for ( RouteHop hop : at->second.hops ) {
       hop.weight = weight;
-      hops.push_back( hop );
+      ways.push_back( { hop, at->second.gateway } );
    }
    for ( const NextHopObject::Member & member : at->second.group )
-      all &= addHops( member.id, std::min( weight * member.weight, mostWeight ), depth + 1, hops );
+      all &= addWays( member.id, std::min( weight * member.weight, mostWeight ), depth + 1, ways );
    return all;
 }
 
+RouteWays RouteFold::waysOf( const RouteEntry & route ) const {
+   RouteWays ways;
+   for ( std::size_t i = 0; i < route.hops.size(); ++i )
+      ways.push_back(
+         { route.hops[i], i < route.gateways.size() ? route.gateways[i] : std::optional< IpAddress >() } );
+   if ( ways.empty() && route.nextHopId != 0 )
+      addWays( route.nextHopId, 1, 0, ways );
+   return ways;
+}
+
 RouteHops RouteFold::hopsOf( const RouteEntry & route ) const {
-   RouteHops hops = route.hops;
-   if ( hops.empty() && route.nextHopId != 0 )
-      addHops( route.nextHopId, 1, 0, hops );
+   if ( !route.hops.empty() || route.nextHopId == 0 )
+      return route.hops;
+   RouteHops hops;
+   for ( const RouteWay & way : waysOf( route ) )
+      hops.push_back( way.hop );
    return hops;
 }
 
@@ -76,7 +92,8 @@ void RouteFold::take( const RouteEntry & route ) {
    const RouteHops hops = hopsOf( route );
    unresolved_ |=
       std::any_of( hops.begin(), hops.end(), []( const RouteHop & hop ) { return hop.ifIndex == 0; } );
-   add( all_, route.metric, hops );
+   if ( wants( route.key ) )
+      add( all_, route.metric, waysOf( route ) );
    if ( leadsOn( route, hops ) )
       add( paths_, route.metric, hops );
 }
@@ -118,30 +135,25 @@ void RouteFold::flush() {
    drop();
 }
 
-EqualHops RouteFold::named( const RouteHops & hops, const Names & nameOf ) {
-   EqualHops result;
-   for ( const RouteHop & hop : hops )
-      result.push_back( { nameOf( hop.ifIndex ), hop.weight, hop.usable } );
-   return result;
-}
-
-Choices RouteFold::named( const std::vector< RouteHops > & ways, const Names & nameOf ) {
-   Choices result;
-   for ( const RouteHops & hops : ways )
-      result.push_back( named( hops, nameOf ) );
-   return result;
-}
-
 std::vector< RouteClass > RouteFold::classes( const Names & nameOf ) const {
    std::vector< RouteClass > result;
-   for ( const auto & [ways, folded] : classes_ )
-      result.push_back( { named( ways, nameOf ), folded.destinations, folded.examples } );
+   for ( const auto & [ways, folded] : classes_ ) {
+      RouteClass & added = result.emplace_back();
+      added.destinations = folded.destinations;
+      added.examples = folded.examples;
+      for ( const RouteHops & hops : ways ) {
+         EqualHops & named = added.choices.emplace_back();
+         for ( const RouteHop & hop : hops )
+            named.push_back( { nameOf( hop.ifIndex ), hop.weight, hop.usable } );
+      }
+   }
    return result;
 }
 
-Choices RouteFold::wanted( const RouteKey & key, const Names & nameOf ) const {
+const std::vector< RouteWays > & RouteFold::wanted( const RouteKey & key ) const {
+   static const std::vector< RouteWays > none;
    const auto at = wanted_.find( key );
-   return at == wanted_.end() ? Choices() : named( at->second, nameOf );
+   return at == wanted_.end() ? none : at->second;
 }
 
 } // namespace DataPlane::Linux

@@ -25,7 +25,9 @@ class RouteFold {
    void nextHopIs( NextHopObject object );
    /// A destination of which the ways are wanted by themselves, whatever kind of route it is.
    void want( const RouteKey & key ) { wanted_[key]; }
+   bool wants( const RouteKey & key ) const { return !wanted_.empty() && wanted_.count( key ) > 0; }
 
+   /// With gateways if its destination is wanted.
    void take( const RouteEntry & route );
    void end() { flush(); }
    /// The last ones may not be all of their destination: it is left out.
@@ -39,29 +41,30 @@ class RouteFold {
 
    using Names = std::function< Vel::String( Vel::U32 ifIndex ) >;
    std::vector< RouteClass > classes( const Names & nameOf ) const;
-   /// Empty if there was no such destination.
-   Choices wanted( const RouteKey & key, const Names & nameOf ) const;
-   static EqualHops named( const RouteHops & hops, const Names & nameOf );
+   /// Of a destination that was wanted, the most preferred ways first; none if it has not come.
+   const std::vector< RouteWays > & wanted( const RouteKey & key ) const;
    /// What a route leads over, through next hops that stand for others, in the order of the links.
-   RouteHops hopsOf( const RouteEntry & route ) const;
+   RouteWays waysOf( const RouteEntry & route ) const;
 
  private:
    /// By preference; empty hops refuse.
-   using Ways = std::vector< std::pair< Vel::U32, RouteHops > >;
+   template < class Hops >
+   using ByMetric = std::vector< std::pair< Vel::U32, Hops > >;
    struct Class {
       Vel::U64 destinations = 0;
       std::vector< Vel::String > examples;
    };
-   bool addHops( Vel::U32 id, Vel::U32 weight, unsigned depth, RouteHops & hops ) const;
+   bool addWays( Vel::U32 id, Vel::U32 weight, unsigned depth, RouteWays & ways ) const;
+   RouteHops hopsOf( const RouteEntry & route ) const;
    bool leadsOn( const RouteEntry & route, const RouteHops & hops ) const;
    void flush();
-   static Choices named( const std::vector< RouteHops > & ways, const Names & nameOf );
 
    std::map< Vel::U32, NextHopObject > nextHops_;
-   std::map< RouteKey, std::vector< RouteHops > > wanted_;
+   std::map< RouteKey, std::vector< RouteWays > > wanted_;
    std::map< std::vector< RouteHops >, Class > classes_;
    std::optional< RouteKey > key_; ///< whose routes are being taken
-   Ways all_, paths_;              ///< of it; those that lead to others, and what refuses
+   ByMetric< RouteWays > all_;     ///< of it, if it is wanted
+   ByMetric< RouteHops > paths_;   ///< of it: those that lead to others, and what refuses
    Vel::U64 routes_ = 0;
    bool overfull_ = false, unresolved_ = false;
    std::function< bool( Vel::U32 ifIndex ) > hasNeighbours_;

@@ -14,20 +14,38 @@ namespace {
 
 bool isUsable( unsigned flags ) { return !( flags & ( RTNH_F_DEAD | RTNH_F_LINKDOWN ) ); }
 
-/// Empty if it is malformed.
-RouteHops parseHops( std::string_view payload ) {
-   RouteHops hops;
+/// Calls `take` with each hop and the attributes behind it. False: it is malformed.
+template < class Take >
+bool forEachHop( std::string_view payload, const Take & take ) {
    while ( payload.size() >= sizeof( rtnexthop ) ) {
       rtnexthop header;
       __builtin_memcpy( &header, payload.data(), sizeof header );
       if ( header.rtnh_len < sizeof header || header.rtnh_len > payload.size() )
-         return {};
+         return false;
+      take( header, payload.substr( sizeof header, header.rtnh_len - sizeof header ) );
+      payload.remove_prefix( std::min< std::size_t >( RTNH_ALIGN( header.rtnh_len ), payload.size() ) );
+   }
+   return true;
+}
+
+/// Empty if it is malformed.
+RouteHops parseHops( std::string_view payload ) {
+   RouteHops hops;
+   const bool whole = forEachHop( payload, [&]( const rtnexthop & header, std::string_view ) {
       hops.push_back(
          { static_cast< Vel::U32 >( header.rtnh_ifindex ), header.rtnh_hops + 1U,
            isUsable( header.rtnh_flags ) } );
-      payload.remove_prefix( std::min< std::size_t >( RTNH_ALIGN( header.rtnh_len ), payload.size() ) );
-   }
-   return hops;
+   } );
+   return whole ? hops : RouteHops();
+}
+
+std::optional< IpAddress > gatewayIn( const Attributes & attributes, Vel::U8 family ) {
+   const std::optional< std::string_view > via = attributes.payload( RTA_VIA );
+   if ( !via || via->size() <= sizeof( rtvia ) )
+      return addressFrom( family, attributes.payload( RTA_GATEWAY ) );
+   rtvia header;
+   __builtin_memcpy( &header, via->data(), sizeof header );
+   return addressFrom( static_cast< Vel::U8 >( header.rtvia_family ), via->substr( sizeof header ) );
 }
 
 RouteEntry::Kind kindOf( const rtmsg & header, bool hasGateway ) {
@@ -118,6 +136,21 @@ std::optional< RouteEntry > parseRouteEntry( const nlmsghdr & message ) {
    return route;
 }
 
+std::vector< std::optional< IpAddress > > parseGateways( const nlmsghdr & message ) {
+   std::vector< std::optional< IpAddress > > result;
+   const std::optional< rtmsg > header = fixedHeader< rtmsg >( message );
+   if ( !header )
+      return result;
+   const Attributes attributes( message, sizeof( rtmsg ) );
+   if ( const auto several = attributes.payload( RTA_MULTIPATH ) )
+      forEachHop( *several, [&]( const rtnexthop &, std::string_view behind ) {
+         result.push_back( gatewayIn( Attributes( behind.data(), behind.size() ), header->rtm_family ) );
+      } );
+   else
+      result.push_back( gatewayIn( attributes, header->rtm_family ) );
+   return result;
+}
+
 std::optional< NextHopObject > parseNextHop( const nlmsghdr & message ) {
    const std::optional< nhmsg > header = fixedHeader< nhmsg >( message );
    if ( message.nlmsg_type != RTM_NEWNEXTHOP || !header )
@@ -133,8 +166,10 @@ std::optional< NextHopObject > parseNextHop( const nlmsghdr & message ) {
          __builtin_memcpy( &member, group->data() + at, sizeof member );
          result.group.push_back( { member.id, member.weight + 1U } );
       }
-   else if ( const auto link = attributes.u32( NHA_OIF ) )
+   else if ( const auto link = attributes.u32( NHA_OIF ) ) {
       result.hops.push_back( { *link, 1, isUsable( header->nh_flags ) } );
+      result.gateway = addressFrom( header->nh_family, attributes.payload( NHA_GATEWAY ) );
+   }
    return result;
 }
 

@@ -32,6 +32,15 @@ struct RouteHop {
 };
 using RouteHops = std::vector< RouteHop >;
 
+/// One way out, with whom on the link it leads to.
+struct RouteWay {
+   RouteHop hop;
+   std::optional< IpAddress > gateway; ///< may be of the other version; nothing: the destination itself
+
+   friend bool operator==( const RouteWay &, const RouteWay & ) = default;
+};
+using RouteWays = std::vector< RouteWay >;
+
 struct RouteEntry {
    enum class Kind {
       path,      ///< leads to others
@@ -45,14 +54,19 @@ struct RouteEntry {
    Vel::U32 metric = 0;    ///< the lowest is preferred
    Vel::U32 nextHopId = 0; ///< of the next hop that stands for `hops`, if that has none; 0: there is no such
    RouteHops hops;
+   std::vector< std::optional< IpAddress > > gateways = {}; ///< of each of the hops, for who asks for them
 };
-/// Absent for other messages and malformed ones, and for what is no entry of a table (cached routes, multicast).
+/// Absent for other messages and malformed ones, and for what is no entry of a table (cached routes, multicast). Without
+/// gateways: few are interested in them.
 std::optional< RouteEntry > parseRouteEntry( const nlmsghdr & message );
+/// The gateway of each hop of a message that is a route entry.
+std::vector< std::optional< IpAddress > > parseGateways( const nlmsghdr & message );
 
 /// A next hop that routes share, or a group of them.
 struct NextHopObject {
    Vel::U32 id = 0;
-   RouteHops hops; ///< one, unless it is a group; none: it drops
+   RouteHops hops;                          ///< one, unless it is a group; none: it drops
+   std::optional< IpAddress > gateway = {}; ///< of that one
    struct Member {
       Vel::U32 id;
       Vel::U32 weight;

@@ -18,7 +18,7 @@ constexpr double never = std::numeric_limits< double >::infinity();
 // Questions.
 
 void RouteReader::ask( const RouteQuestion & question, RoutesAnswered answered ) {
-   waiting_.push_back( { question, std::move( answered ), std::nullopt, {} } );
+   waiting_.push_back( { question, std::move( answered ) } );
    if ( step_ != Step::idle || waiting_.size() > 1 )
       return;
    if ( !reading_ )
@@ -47,12 +47,16 @@ void RouteReader::begin() {
    asked_ = std::exchange( waiting_, {} );
    fold_ = RouteFold( [this]( Vel::U32 ifIndex ) { return links_.hasNeighbours( ifIndex ); } );
    problem_.clear();
-   speeds_.clear();
    rules_.clear();
-   interrupted_ = false;
    dueTime_ = loop_.currentTime() + Switch::routePatience;
-   step_ = Step::nextHops;
-   dump( nextHopDumpRequest() );
+   startStep( Step::nextHops );
+}
+
+void RouteReader::startStep( Step step ) {
+   step_ = step;
+   reads_ = 0;
+   foldBefore_ = fold_;
+   dump();
 }
 
 void RouteReader::missing( const Vel::String & problem ) {
@@ -63,15 +67,14 @@ void RouteReader::missing( const Vel::String & problem ) {
 void RouteReader::timeIsOver() {
    if ( step_ == Step::idle || dueTime_ > loop_.currentTime() )
       return;
-   // Without their speeds links are known all the same.
-   if ( step_ != Step::speeds )
-      missing( Vel::text( "they cannot be read within ", Switch::routePatience, " s" ) );
+   missing( Vel::text( "they cannot be read within ", Switch::routePatience, " s" ) );
    finish();
 }
 
 // Dumps.
 
 void RouteReader::close() {
+   news_.reset();
    if ( !channel_ )
       return;
    loop_.descriptorDel( channel_->descriptor() );
@@ -79,8 +82,15 @@ void RouteReader::close() {
 }
 
 /// Each on a channel of its own: what is left of one that was given up is of no concern to the next.
-void RouteReader::dump( Bytes request ) {
+void RouteReader::dump() {
    close();
+   ++reads_;
+   interrupted_ = false;
+   const auto family = static_cast< Vel::U8 >( step_ == Step::routes6 ? AF_INET6 : AF_INET );
+   const bool ofRoutes = step_ != Step::nextHops;
+   if ( ofRoutes )
+      news_ = kernel_.openRouteNews( family ).channel;
+   Bytes request = ofRoutes ? routeDumpRequest( family, 0, 0 ) : nextHopDumpRequest();
    Opened opened = kernel_.open( false );
    Outcome outcome = opened.outcome;
    if ( opened.channel ) {
@@ -123,8 +133,11 @@ bool RouteReader::take( const Channel::Received & received ) {
       else if ( step_ == Step::nextHops ) {
          if ( std::optional< NextHopObject > object = parseNextHop( message ) )
             fold_.nextHopIs( std::move( *object ) );
-      } else if ( const std::optional< RouteEntry > route = parseRouteEntry( message ) )
+      } else if ( std::optional< RouteEntry > route = parseRouteEntry( message ) ) {
+         if ( fold_.wants( route->key ) )
+            route->gateways = parseGateways( message );
          fold_.take( *route );
+      }
       return !end;
    } );
    if ( end ) {
@@ -146,7 +159,39 @@ void RouteReader::dumpIsOver( int code ) {
    next( code == 0 || unknown );
 }
 
+/// Whether it is known that something has changed while it was dumped.
+bool RouteReader::hasChanged() {
+   if ( interrupted_ )
+      return true;
+   for ( int left = mostNews; news_ && left > 0; --left ) {
+      const Channel::Received received = news_->receive();
+      if ( received.got == Channel::Got::nothing || received.got == Channel::Got::failed )
+         return false;
+      if ( received.got == Channel::Got::lost )
+         return true;
+      bool counts = false;
+      forEachMessage( received.begin, received.size, [&]( const nlmsghdr & message ) {
+         const std::optional< rtmsg > header = fixedHeader< rtmsg >( message );
+         const bool ofRoute = message.nlmsg_type == RTM_NEWROUTE || message.nlmsg_type == RTM_DELROUTE;
+         // What the kernel remembers of a way to one address is in no table.
+         counts = counts || ( ofRoute && header && !( header->rtm_flags & RTM_F_CLONED ) );
+         return !counts;
+      } );
+      if ( counts )
+         return true;
+   }
+   return news_ != nullptr;
+}
+
 void RouteReader::next( bool whole ) {
+   const bool changed = whole && hasChanged();
+   const bool hasTime = loop_.currentTime() < dueTime_ - Switch::routePatience / 2;
+   if ( changed && reads_ < mostReads && hasTime ) {
+      fold_ = foldBefore_;
+      return dump();
+   }
+   if ( interrupted_ || ( changed && step_ == Step::routes6 ) )
+      missing( "they have changed while they were read" );
    close();
    if ( whole )
       fold_.end();
@@ -155,47 +200,61 @@ void RouteReader::next( bool whole ) {
    if ( step_ == Step::nextHops ) {
       for ( Asked & asked : asked_ )
          lookUp( asked );
-      step_ = Step::routes4;
-      dump( routeDumpRequest( AF_INET, 0, 0 ) );
+      startStep( Step::routes4 );
    } else if ( step_ == Step::routes4 ) {
-      step_ = Step::routes6;
-      dump( routeDumpRequest( AF_INET6, 0, 0 ) );
+      startStep( Step::routes6 );
    } else if ( step_ == Step::routes6 ) {
-      if ( interrupted_ )
-         missing( "they have changed while they were read" );
       if ( fold_.unresolved() )
          missing( "not all next hops that they share are known" );
       if ( fold_.overfull() )
          missing( "they lead more different ways than can be told apart" );
-      step_ = Step::speeds;
-      speedless_.clear();
-      links_.forEach( [this]( const LinkMessage & link, const Wire::IntfId & intf ) {
-         if ( intf.kind() == Wire::IntfId::Kind::ethernet && link.adminUp && link.lowerUp )
-            speedless_.push_back( link.ifIndex );
-      } );
-      readSpeeds();
+      finish();
    }
 }
 
 // What is found.
 
+namespace {
+
+/// What a route that drops packets does with what is sent to an address, by what the kernel answers who asks for the way
+/// there; empty: it is no answer of that kind.
+Vel::String refusalOf( int code, const Vel::String & address ) {
+   switch ( code ) {
+   case EINVAL:
+      return Vel::text( "a blackhole route drops what is sent to ", address );
+   case EHOSTUNREACH:
+      return Vel::text( "an unreachable route turns back what is sent to ", address );
+   case EACCES:
+      return Vel::text( "a prohibit route turns back what is sent to ", address );
+   default:
+      return "";
+   }
+}
+
+} // namespace
+
 void RouteReader::lookUp( Asked & asked ) {
    const Vel::String & text = asked.question.address;
    if ( text.empty() )
       return;
-   const std::optional< IpAddress > address = addressFromText( text );
+   asked.address = addressFromText( text );
+   const std::optional< IpAddress > & address = asked.address;
    if ( !address ) {
       asked.problem = "\"" + text + "\" is no address";
       return;
    }
+   if ( !asked.question.link.empty() )
+      return;
    std::optional< IpAddress > source = addressFromText( asked.question.source );
    if ( source && source->family != address->family )
       source.reset();
    const auto ask = [&] {
       return lookUps_.one(
          routeLookUpRequest( *address, source ), "cannot be asked for", [&]( const nlmsghdr & message ) {
-            if ( std::optional< RouteEntry > route = parseRouteEntry( message ) )
+            if ( std::optional< RouteEntry > route = parseRouteEntry( message ) ) {
+               route->gateways = parseGateways( message );
                asked.found = std::move( route );
+            }
          } );
    };
    Outcome outcome = ask();
@@ -205,8 +264,10 @@ void RouteReader::lookUp( Asked & asked ) {
       outcome = ask();
    }
    if ( !outcome.ok() || !asked.found ) {
-      asked.problem =
-         "there is no route to " + text + ( outcome.ok() ? Vel::String() : " (" + outcome.text() + ")" );
+      asked.problem = refusalOf( lookUps_.code(), text );
+      if ( asked.problem.empty() )
+         asked.problem =
+            "there is no route to " + text + ( outcome.ok() ? Vel::String() : " (" + outcome.text() + ")" );
       return;
    }
    fold_.want( asked.found->key );
@@ -234,37 +295,48 @@ Vel::String RouteReader::doubtOf( const IpAddress & address, bool sourceKnown ) 
              : "";
 }
 
-void RouteReader::readSpeeds() {
-   const double begun = loop_.liveTime();
-   while ( !speedless_.empty() ) {
-      const Vel::U32 ifIndex = speedless_.back();
-      speedless_.pop_back();
-      if ( const std::optional< double > speed = kernel_.speed( links_.name( ifIndex ) ) )
-         speeds_[ifIndex] = *speed;
-      if ( !speedless_.empty() && loop_.liveTime() - begun > speedQuantum )
-         return later( [this] {
-            if ( step_ == Step::speeds )
-               readSpeeds();
-         } );
+/// Adds ways of one preference to the way to an address, with the ports of bridges that they lead through.
+void RouteReader::follow( const RouteWays & ways, const IpAddress & address, AddressWay & to ) {
+   EqualHops & hops = to.choices.emplace_back();
+   for ( const RouteWay & way : ways ) {
+      hops.push_back( { links_.name( way.hop.ifIndex ), way.hop.weight, way.hop.usable } );
+      if ( to.local )
+         continue;
+      if ( to.behind.size() < mostFollowed ) {
+         std::optional< BehindPort > found =
+            behindBridge_.find( way.hop.ifIndex, way.gateway.value_or( address ) );
+         if ( !found )
+            continue;
+         to.behind.push_back( std::move( *found ) );
+      } else if ( to.behind.size() == mostFollowed ) {
+         // It says so of all further ones.
+         to.behind.push_back( { "", Vel::text( "there are more than ", mostFollowed, " ways" ) } );
+      }
+      hops.back().behind = static_cast< std::uint16_t >( to.behind.size() );
    }
-   finish();
 }
 
-AddressWay RouteReader::wayOf( const Asked & asked ) const {
+AddressWay RouteReader::wayOf( const Asked & asked ) {
    AddressWay way;
    way.problem = asked.problem;
+   if ( const Vel::String & link = asked.question.link; !link.empty() && asked.address ) {
+      way.destination = asked.question.address + "%" + link;
+      const RouteWay only{ RouteHop{ links_.ifIndexOfName( link ) }, std::nullopt };
+      follow( { only }, *asked.address, way );
+   }
    if ( !asked.found )
       return way;
-   const RouteFold::Names nameOf = [this]( Vel::U32 ifIndex ) { return links_.name( ifIndex ); };
    way.destination = stringValue( asked.found->key );
    way.doubt = asked.doubt;
    way.local = asked.found->kind == RouteEntry::Kind::local;
-   way.choices = fold_.wanted( asked.found->key, nameOf );
+   std::vector< RouteWays > choices = fold_.wanted( asked.found->key );
    // It has changed since, or was not read: then there may be less preferred ways that nobody knows of.
-   if ( way.choices.empty() && !problem_.empty() )
+   if ( choices.empty() && !problem_.empty() )
       way.problem = problem_;
-   if ( way.choices.empty() )
-      way.choices = { RouteFold::named( fold_.hopsOf( *asked.found ), nameOf ) };
+   if ( choices.empty() )
+      choices = { fold_.waysOf( *asked.found ) };
+   for ( const RouteWays & ways : choices )
+      follow( ways, *asked.address, way );
    return way;
 }
 
@@ -274,9 +346,6 @@ void RouteReader::finish() {
    table.problem = problem_;
    table.classes = fold_.classes( [this]( Vel::U32 ifIndex ) { return links_.name( ifIndex ); } );
    table.links = routedLinks( links_, vlans_ );
-   for ( RoutedLink & link : table.links )
-      if ( const auto speed = speeds_.find( links_.ifIndexOfName( link.name ) ); speed != speeds_.end() )
-         link.speedBps = speed->second;
    step_ = Step::idle;
    dueTime_ = never;
    RouteAnswer answer;

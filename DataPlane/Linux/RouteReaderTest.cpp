@@ -297,7 +297,7 @@ TEST( RouteFold, keepsTheWaysToADestinationThatIsWantedWhateverItIs ) {
    fold.want( route.key );
    fold.take( route );
    fold.end();
-   EXPECT_EQ( ( Choices{ { { "et7" } } } ), fold.wanted( route.key, nameOf ) );
+   EXPECT_EQ( ( std::vector< RouteWays >{ { { { 7 }, std::nullopt } } } ), fold.wanted( route.key ) );
    EXPECT_EQ( Classes(), fold.classes( nameOf ) );
 }
 
@@ -336,7 +336,6 @@ TEST_F( Routes, areToldWithTheLinksBelowThem ) {
    kernel->links[2].master = 3;
    kernel->links[2].slaveKind = "bond";
    kernel->links[4] = { .ifIndex = 4, .name = "et1.7", .kind = "vlan", .lower = 1, .vlanId = 7 };
-   kernel->speeds = { { "et1", 1e9 }, { "bond0", 2e9 } };
    kernel->nextHops = { nextHopBytes( 5, 3 ) };
    kernel->routes = {
       routeBytes( { "0.0.0.0/0", { { 1 } } } ),
@@ -351,12 +350,25 @@ TEST_F( Routes, areToldWithTheLinksBelowThem ) {
       { { { { "et1.7" } } }, 1, { "2001:db8::/32" } } };
    EXPECT_EQ( classes, answer.table->classes );
    const std::vector< RoutedLink > links = {
-      { "et1", true, false, 1e9, {} },
-      { "et2", true, false, std::nullopt, {} },
-      { "bond0", true, true, std::nullopt, { { "et2" } } },
-      { "et1.7", true, false, std::nullopt, { { "et1" } } } };
+      { "et1", true, false, {} },
+      { "et2", true, false, {} },
+      { "bond0", true, true, { { "et2" } } },
+      { "et1.7", true, false, { { "et1" } } } };
    EXPECT_EQ( links, answer.table->links );
    EXPECT_FALSE( answer.way );
+}
+
+TEST_F( Routes, leadOverPortsOfWhichThoseThatAreUpSayHowFastTheyAre ) {
+   kernel->links[2].flags = 0;
+   kernel->links[3] = { .ifIndex = 3, .name = "bond0", .kind = "bond" };
+   kernel->speeds = { { "et1", 1e9 }, { "et2", 1e9 }, { "bond0", 2e9 }, { "nonesuch", 1e9 } };
+   started();
+   EXPECT_EQ( 1e9, made->portSpeed( "et1" ) );
+   for ( const char * other : { "et2", "bond0", "nonesuch" } )
+      EXPECT_EQ( std::nullopt, made->portSpeed( other ) ) << other;
+   asked();
+   made->stop();
+   EXPECT_EQ( std::nullopt, made->portSpeed( "et1" ) );
 }
 
 TEST_F( Routes, tellHowABondUsesItsMembers ) {
@@ -403,11 +415,8 @@ TEST_F( Routes, leadThroughTheMembersOfAVlanOfABridge ) {
    started();
    const RouteAnswer answer = asked();
    ASSERT_EQ( 4u, answer.table->links.size() );
-   EXPECT_EQ(
-      ( RoutedLink{ "br0", true, false, std::nullopt, { { "et1", "et2" } } } ), answer.table->links[2] );
-   EXPECT_EQ(
-      ( RoutedLink{ "br0.10", true, false, std::nullopt, { { "br0" }, { "et1" } } } ),
-      answer.table->links[3] );
+   EXPECT_EQ( ( RoutedLink{ "br0", true, false, { { "et1", "et2" } } } ), answer.table->links[2] );
+   EXPECT_EQ( ( RoutedLink{ "br0.10", true, false, { { "br0" }, { "et1" } } } ), answer.table->links[3] );
 }
 
 TEST_F( Routes, giveTheWayToAnAddressWithAllItsPreferences ) {
@@ -427,6 +436,17 @@ TEST_F( Routes, giveTheWayToAnAddressWithAllItsPreferences ) {
    way = asked( "12.0.0.1" ).way.value();
    EXPECT_TRUE( way.problem.starts_with( "there is no route to 12.0.0.1 (" ) ) << way.problem;
    EXPECT_EQ( "\"nobody\" is no address", asked( "nobody" ).way->problem );
+}
+
+TEST_F( Routes, tellWhyThereIsNoWayWhereARouteDropsPackets ) {
+   kernel->refusals = { { "10.1.2.3", EINVAL }, { "2001:db8::1", EHOSTUNREACH }, { "10.1.2.4", EACCES } };
+   started();
+   EXPECT_EQ( "a blackhole route drops what is sent to 10.1.2.3", asked( "10.1.2.3" ).way->problem );
+   EXPECT_EQ(
+      "a blackhole route drops what is sent to 10.1.2.3", asked( "10.1.2.3", "192.0.2.1" ).way->problem );
+   EXPECT_EQ(
+      "an unreachable route turns back what is sent to 2001:db8::1", asked( "2001:db8::1" ).way->problem );
+   EXPECT_EQ( "a prohibit route turns back what is sent to 10.1.2.4", asked( "10.1.2.4" ).way->problem );
 }
 
 TEST_F( Routes, giveAWayWithDoubtWhereRulesChoose ) {
@@ -518,10 +538,13 @@ TEST_F( Routes, areAnsweredWhenThereIsNoChannel ) {
    EXPECT_FALSE( answer.way->problem.empty() );
 }
 
-TEST_F( Routes, sayThatTheyHaveChangedMeanwhile ) {
+TEST_F( Routes, sayThatTheyHaveChangedMeanwhileWhenTheKernelSaysSoEachTime ) {
    started();
-   kernel->interruptedDumps = 2;
+   kernel->interruptedDumps = 1000;
    EXPECT_EQ( "they have changed while they were read", asked().table->problem );
+   EXPECT_EQ( 2 * RouteReader::mostReads, kernel->dumps[RTM_GETROUTE] );
+   EXPECT_EQ( RouteReader::mostReads, kernel->dumps[RTM_GETNEXTHOP] );
+   kernel->interruptedDumps = 1;
    EXPECT_EQ( "", asked().table->problem );
 }
 

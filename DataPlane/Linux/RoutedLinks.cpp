@@ -1,3 +1,4 @@
+#include "DataPlane/Linux/BehindBridge.h"
 #include "DataPlane/Linux/RouteReader.h"
 
 #include <linux/if_bonding.h>
@@ -6,13 +7,6 @@
 namespace DataPlane::Linux {
 
 namespace {
-
-bool standsOnLower( const LinkMessage & link ) {
-   for ( const char * kind : { "vlan", "macvlan", "macvtap", "ipvlan", "ipvtap", "macsec" } )
-      if ( link.kind == kind )
-         return link.lower != 0;
-   return false;
-}
 
 /// What such a device sends out is routed once more; a VRF stands for a routing table.
 bool isTunnel( const LinkMessage & link ) {

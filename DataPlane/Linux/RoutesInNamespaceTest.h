@@ -21,9 +21,10 @@ class RoutesInNamespace : public InNamespace {
       return Vel::text( "link set ", link, " addrgenmode none\nlink set ", link, " up\n" );
    }
 
-   RouteAnswer asked( const Vel::String & address = "", const Vel::String & source = "" ) {
+   RouteAnswer
+   asked( const Vel::String & address = "", const Vel::String & source = "", const Vel::String & link = "" ) {
       std::optional< RouteAnswer > result;
-      made->routesAsk( { address, source }, [&]( const RouteAnswer & answer ) { result = answer; } );
+      made->routesAsk( { address, source, link }, [&]( const RouteAnswer & answer ) { result = answer; } );
       until( [&] { return result.has_value(); } );
       return result.value_or( RouteAnswer{ std::make_shared< RouteTable >(), std::nullopt } );
    }

@@ -1,6 +1,7 @@
 // The only file that opens netlink sockets.
 
 #include "DataPlane/Linux/Kernel.h"
+#include "Platform/Vel/Text.h"
 
 #include <cerrno>
 #include <cstring>
@@ -36,7 +37,8 @@ class Socket final : public Channel {
    Socket( const Socket & ) = delete;
    Socket & operator=( const Socket & ) = delete;
 
-   Outcome open( bool toldOfLinks ) {
+   /// \param groups  news that it is told, as bits
+   Outcome open( unsigned groups, const char * what ) {
       socket_ = mnl_socket_open2( NETLINK_ROUTE, SOCK_CLOEXEC | SOCK_NONBLOCK );
       if ( !socket_ )
          return Outcome::failed( "cannot open a netlink socket: " + reason() );
@@ -49,13 +51,14 @@ class Socket final : public Channel {
       int on = 1;
       for ( const int option : { NETLINK_EXT_ACK, NETLINK_CAP_ACK, NETLINK_GET_STRICT_CHK } )
          mnl_socket_setsockopt( socket_, option, &on, sizeof on );
-      if ( mnl_socket_bind( socket_, toldOfLinks ? 1u << ( RTNLGRP_LINK - 1 ) : 0, MNL_SOCKET_AUTOPID ) != 0 )
-         return Outcome::failed( "cannot listen to the kernel's links: " + reason() );
-      // Kernels that do not know it tell no VLANs when they are asked either.
-      int vlans = RTNLGRP_BRVLAN;
-      if ( toldOfLinks )
-         mnl_socket_setsockopt( socket_, NETLINK_ADD_MEMBERSHIP, &vlans, sizeof vlans );
+      if ( mnl_socket_bind( socket_, groups, MNL_SOCKET_AUTOPID ) != 0 )
+         return Outcome::failed( Vel::text( "cannot listen to the kernel's ", what, ": ", reason() ) );
       return {};
+   }
+   /// Kernels that do not know it tell no VLANs when they are asked either.
+   void alsoToldOfVlans() {
+      int vlans = RTNLGRP_BRVLAN;
+      mnl_socket_setsockopt( socket_, NETLINK_ADD_MEMBERSHIP, &vlans, sizeof vlans );
    }
 
    int descriptor() const override { return mnl_socket_get_fd( socket_ ); }
@@ -112,7 +115,16 @@ class RealKernel final : public Kernel {
 
    Opened open( bool toldOfLinks ) override {
       auto socket = std::make_unique< Socket >();
-      Outcome outcome = socket->open( toldOfLinks );
+      Outcome outcome = socket->open( toldOfLinks ? RTMGRP_LINK : 0, "links" );
+      if ( !outcome.ok() )
+         return { outcome, nullptr };
+      if ( toldOfLinks )
+         socket->alsoToldOfVlans();
+      return { outcome, std::move( socket ) };
+   }
+   Opened openRouteNews( Vel::U8 family ) override {
+      auto socket = std::make_unique< Socket >();
+      Outcome outcome = socket->open( family == AF_INET6 ? RTMGRP_IPV6_ROUTE : RTMGRP_IPV4_ROUTE, "routes" );
       if ( !outcome.ok() )
          return { outcome, nullptr };
       return { outcome, std::move( socket ) };

@@ -52,4 +52,9 @@ const VlanSet & VlanTable::vlans( Vel::U32 ifIndex ) const {
    return at == all_.end() ? none : at->second.vlans;
 }
 
+Vel::U16 VlanTable::defaultId( Vel::U32 ifIndex ) const {
+   const auto at = all_.find( ifIndex );
+   return at == all_.end() ? Vel::U16( 0 ) : at->second.defaultId;
+}
+
 } // namespace DataPlane::Linux

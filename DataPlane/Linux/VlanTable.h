@@ -36,6 +36,8 @@ class VlanTable {
 
    /// Empty if there are none.
    const VlanSet & vlans( Vel::U32 ifIndex ) const;
+   /// The VLAN of frames without a tag; 0: none.
+   Vel::U16 defaultId( Vel::U32 ifIndex ) const;
    /// Whether the kernel tells the VLANs of links: not if it has no such bridges, or none yet, or is too old.
    bool known() const { return known_; }
    /// Whether a link may have left a VLAN, which the kernel does not tell: only a dump says.

@@ -28,6 +28,7 @@ class WatchedKernel final : public Kernel {
          opened.channel = std::make_unique< Watched >( *this, std::move( opened.channel ) );
       return opened;
    }
+   Opened openRouteNews( Vel::U8 family ) override { return kernel_->openRouteNews( family ); }
    std::optional< double > speed( const Vel::String & link ) override { return kernel_->speed( link ); }
    LinkSnapshot bootId() override { return kernel_->bootId(); }
 

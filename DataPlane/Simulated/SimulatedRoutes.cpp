@@ -18,7 +18,6 @@ RouteTable SimulatedSwitch::routesNow() const {
       routed.name = Vel::String( link->intf.name() );
       routed.up = operUp( *link );
       routed.aggregate = link->intf.kind() == Wire::IntfId::Kind::portChannel;
-      routed.speedBps = link->speedBps;
       if ( link->intf.kind() != Wire::IntfId::Kind::ethernet ) {
          routed.needs.emplace_back();
          for ( const SimLink * member : link->members )
@@ -30,7 +29,17 @@ RouteTable SimulatedSwitch::routesNow() const {
    return table;
 }
 
-AddressWay SimulatedSwitch::wayNow( const Vel::String & address ) const {
+std::optional< double > SimulatedSwitch::portSpeed( const Vel::String & name ) {
+   for ( const auto & link : links_ )
+      if ( link->present && link->intf.name() == name && operUp( *link ) )
+         return link->speedBps;
+   return std::nullopt;
+}
+
+AddressWay SimulatedSwitch::wayNow( const RouteQuestion & question ) const {
+   const Vel::String & address = question.address;
+   if ( !question.link.empty() )
+      return { "", false, address + "%" + question.link, { { { question.link } } } };
    return routesFault_.empty() ? wayTo( address, routes_ ) : AddressWay{ routesFault_, false, "", {} };
 }
 
@@ -49,8 +58,7 @@ void SimulatedSwitch::routesAsk( const RouteQuestion & question, RoutesAnswered 
 void SimulatedSwitch::answerForRoutes() {
    const auto table = std::make_shared< const RouteTable >( routesNow() );
    for ( const auto & [question, answered] : std::exchange( routesAsked_, {} ) )
-      answered(
-         { table, question.address.empty() ? std::nullopt : std::optional( wayNow( question.address ) ) } );
+      answered( { table, question.address.empty() ? std::nullopt : std::optional( wayNow( question ) ) } );
 }
 
 } // namespace DataPlane::Simulated

@@ -47,17 +47,25 @@ TEST_F( SimulatedRoutes, areClassesOfWhatIsReachedAlike ) {
    EXPECT_EQ( "", asked().table->problem );
 }
 
-TEST_F( SimulatedRoutes, tellWhatLinksStandOnAndHowFastTheyAre ) {
+TEST_F( SimulatedRoutes, areOverPortsThatSayHowFastTheyAre ) {
+   EXPECT_EQ( 1e9, sw().portSpeed( "et1" ) );
+   for ( const char * other : { "et2", "vlan10", "nonesuch" } )
+      EXPECT_EQ( std::nullopt, sw().portSpeed( other ) ) << other;
+   carrierIs( "et1", false );
+   clock->runTurn();
+   EXPECT_EQ( std::nullopt, sw().portSpeed( "et1" ) );
+}
+
+TEST_F( SimulatedRoutes, tellWhatLinksStandOn ) {
    carrierIs( "et3", false );
    remove( "et4" );
    clock->runTurn();
    const RouteAnswer answer = asked();
-   EXPECT_EQ( ( RoutedLink{ "et1", true, false, 1e9, {} } ), link( answer, "et1" ) );
-   EXPECT_EQ( ( RoutedLink{ "et3", false, false, std::nullopt, {} } ), link( answer, "et3" ) );
-   EXPECT_EQ( ( RoutedLink{ "pc1", false, true, std::nullopt, { { "et3" } } } ), link( answer, "pc1" ) );
+   EXPECT_EQ( ( RoutedLink{ "et1", true, false, {} } ), link( answer, "et1" ) );
+   EXPECT_EQ( ( RoutedLink{ "et3", false, false, {} } ), link( answer, "et3" ) );
+   EXPECT_EQ( ( RoutedLink{ "pc1", false, true, { { "et3" } } } ), link( answer, "pc1" ) );
    EXPECT_EQ(
-      ( RoutedLink{ "vlan10", true, false, std::nullopt, { { "et1", "et3", "pc1" } } } ),
-      link( answer, "vlan10" ) );
+      ( RoutedLink{ "vlan10", true, false, { { "et1", "et3", "pc1" } } } ), link( answer, "vlan10" ) );
    EXPECT_THROW( link( answer, "et4" ), std::runtime_error );
 }
 

@@ -42,6 +42,7 @@ class SimulatedSwitch final : public Switch, public Simulation {
       } );
    }
    void routesAsk( const RouteQuestion & question, RoutesAnswered answered ) override;
+   std::optional< double > portSpeed( const Vel::String & name ) override;
    bool tellsMembership() const override { return true; }
    Wire::IntfId bridgeBelow( const Wire::IntfId & ) const override { return {}; }
    Vel::String uncounted( const Wire::IntfId & ) const override { return {}; }
@@ -106,7 +107,7 @@ class SimulatedSwitch final : public Switch, public Simulation {
    void settle();
 
    RouteTable routesNow() const;
-   AddressWay wayNow( const Vel::String & address ) const;
+   AddressWay wayNow( const RouteQuestion & question ) const;
    void answerForRoutes();
    Told wanted() const;
    void tell();

@@ -119,7 +119,10 @@ TEST_F( PlanStory, knowsTheHighRatesOfTheLastTenMinutes ) {
    const json et1 = plan( "u1" ).at( "interfaces" ).at( 0 );
    EXPECT_EQ( 0, et1.at( "current" ).at( "in-bps" ).get< double >() );
    EXPECT_NEAR( 3e8, et1.at( "high" ).at( "in-bps" ).get< double >(), 1e6 );
+   EXPECT_NEAR( 300, et1.at( "high" ).at( "known-seconds" ).get< double >(), 10 );
    rig.runUntil( 900 );
+   EXPECT_NEAR(
+      600, plan( "u1" ).at( "interfaces" ).at( 0 ).at( "high" ).at( "known-seconds" ).get< double >(), 10 );
    EXPECT_EQ( 0, plan( "u1" ).at( "interfaces" ).at( 0 ).at( "high" ).at( "in-bps" ).get< double >() );
 }
 
@@ -159,6 +162,24 @@ TEST_F( QuietPlanStory, findsThatWhatRemainsIsTooSmall ) {
       1e8, crowded.at( "findings" ).at( 0 ).at( "numbers" ).at( "moved-in-bps" ).get< double >(), 1e3 );
    EXPECT_NEAR(
       5e7, crowded.at( "findings" ).at( 0 ).at( "numbers" ).at( "free-in-bps" ).get< double >(), 1e3 );
+}
+
+TEST_F( QuietPlanStory, asksOnlyThePortsForTheirSpeedThatHaveToCarryMore ) {
+   plan( "u1" );
+   const std::map< Vel::String, unsigned > once = { { "et2", 1 } };
+   EXPECT_EQ( once, rig.watched().speedsAsked() );
+   // The other member of its port-channel.
+   plan( "u5" );
+   const std::map< Vel::String, unsigned > both = { { "et2", 1 }, { "et4", 1 } };
+   EXPECT_EQ( both, rig.watched().speedsAsked() );
+   // Those who ask at a time share what is known, each in his own plan.
+   rig.soon( [&] {
+      for ( const char * session : { "10.0.0.1", "10.0.0.2", "10.0.0.3" } )
+         rig.ask( "GET", std::string( "units/u1/plan?session=" ) + session );
+   } );
+   rig.runUntil( rig.time() );
+   const std::map< Vel::String, unsigned > again = { { "et2", 2 }, { "et4", 1 } };
+   EXPECT_EQ( again, rig.watched().speedsAsked() );
 }
 
 TEST_F( QuietPlanStory, findsThatTheUnitThatStandsInIsOut ) {

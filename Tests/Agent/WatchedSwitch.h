@@ -22,6 +22,8 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
 
    /// Links that were set up or down since the beginning.
    const std::vector< Move > & moves() const { return moves_; }
+   /// How often each port was asked for its speed since the beginning.
+   const std::map< Vel::String, unsigned > & speedsAsked() const { return speedsAsked_; }
    /// How often counters were read since the beginning.
    unsigned refreshes() const { return refreshes_; }
    void clockIs( const Vel::Clock & clock ) { clock_ = &clock; }
@@ -71,6 +73,10 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
    void routesAsk( const DataPlane::RouteQuestion & question, DataPlane::RoutesAnswered answered ) override {
       inner_->routesAsk( question, std::move( answered ) );
    }
+   std::optional< double > portSpeed( const Vel::String & name ) override {
+      ++speedsAsked_[name];
+      return inner_->portSpeed( name );
+   }
    bool tellsMembership() const override { return inner_->tellsMembership(); }
    Wire::IntfId bridgeBelow( const Wire::IntfId & vlanIntf ) const override {
       return inner_->bridgeBelow( vlanIntf );
@@ -117,6 +123,7 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
    DataPlane::Listener * listener_ = nullptr;
    const Vel::Clock * clock_ = nullptr;
    unsigned refreshes_ = 0;
+   std::map< Vel::String, unsigned > speedsAsked_;
    std::map< Wire::IntfId, bool > adminUp_;
    Vel::String bootId_; ///< empty: that of the switch
    std::vector< Move > moves_;

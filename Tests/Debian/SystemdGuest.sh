@@ -110,7 +110,8 @@ makeOtherLinks() {
 # it and why, and what speaks against it.
 planIsWhole() {
    is "the first line" "spine-a is normal; an enter goes through drainwatch" "$(sed 's/; this session.*//; q' <<< "$output")"
-   is "the head" "INTERFACE IN OUT 95% IN 95% OUT THRESHOLD PROFILE WILL BE" "$(sed -n '3s/  */ /gp' <<< "$output")"
+   is "the head" "INTERFACE IN OUT 95% IN 95% OUT THRESHOLD PROFILE WILL BE" \
+      "$(sed -n '3{ s/  */ /g; s/ 95% OF//; p; }' <<< "$output")"
    is "the interfaces" "bond0 et1 et2" "$(sed -n '4,/^$/s/ .*//p' <<< "$output" | xargs)"
    local intf
    for intf in et1 et2; do
