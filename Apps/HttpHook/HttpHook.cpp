@@ -28,20 +28,32 @@ int fail( const std::string & why ) {
    return 1;
 }
 
+/// The URL as the library takes it: the user and the password end with the last "@" before the host, and not with the first
+/// one, which a password may hold.
+std::string withoutFurtherAts( std::string url ) {
+   const std::size_t scheme = url.find( "://" );
+   const std::size_t begin = scheme == std::string::npos ? 0 : scheme + 3;
+   const std::size_t host = url.substr( 0, url.find_first_of( "/?#", begin ) ).rfind( '@' );
+   for ( std::size_t at = host; at != std::string::npos && at-- > begin; )
+      if ( url[at] == '@' )
+         url.replace( at, 1, "%40" );
+   return url;
+}
+
 /// The first line, for people.
 std::string firstLine( const std::string & answer ) {
    const std::string line = answer.substr( 0, answer.find_first_of( "\r\n" ) );
    return line.empty() ? "" : ": " + line;
 }
 
-int post( CURL * curl, const char * url, const std::string & body ) {
+int post( CURL * curl, const std::string & url, const std::string & body ) {
    char error[CURL_ERROR_SIZE] = "";
    std::string answer;
    curl_slist * headers = curl_slist_append( nullptr, "Content-Type: application/json" );
    // The body is small: nobody need be asked whether it may come.
    headers = curl_slist_append( headers, "Expect:" );
    curl_easy_setopt( curl, CURLOPT_ERRORBUFFER, error );
-   curl_easy_setopt( curl, CURLOPT_URL, url );
+   curl_easy_setopt( curl, CURLOPT_URL, url.c_str() );
    curl_easy_setopt( curl, CURLOPT_PROTOCOLS_STR, "http,https" );
    curl_easy_setopt( curl, CURLOPT_NOSIGNAL, 1L );
    curl_easy_setopt( curl, CURLOPT_USERAGENT, "maintd/" MAINT_VERSION );
@@ -71,7 +83,7 @@ int main() {
    CURL * const curl = curl_global_init( CURL_GLOBAL_DEFAULT ) == CURLE_OK ? curl_easy_init() : nullptr;
    if ( !curl )
       return fail( "there is no HTTP client" );
-   const int status = post( curl, url, body );
+   const int status = post( curl, withoutFurtherAts( url ), body );
    curl_easy_cleanup( curl );
    curl_global_cleanup();
    return status;

@@ -1,5 +1,6 @@
 """Stories of hooks with the programs themselves: real processes and an HTTP server of the test's own."""
 
+import base64
 import http.server
 import json
 import os
@@ -225,6 +226,15 @@ class Hooks(unittest.TestCase):
         self.assertEqual(self.agent.done("/api/v1/reload")["changes"], ['hook "desk" edited: another url'])
         self.assertNotIn("secret", self.agent.log())
         self.assertNotIn("secret", self.agent.get("/api/v1/events/recent?limit=4096").text)
+
+    def test_postsWithAPasswordThatHoldsWhatEndsIt(self):
+        server = self.server(answers(204))
+        self.begin({"desk": f'{{at: [enter], url: "http://ann:se@cr@et@127.0.0.1:{server.port}/in?to=a@b"}}'})
+        self.enter()
+        self.assertIsNone(self.ran("desk")["failure"])
+        (path, headers, _), = server.told
+        self.assertEqual(path, "/in?to=a@b")
+        self.assertEqual(base64.b64decode(headers["Authorization"].split()[1]), b"ann:se@cr@et")
 
     def test_saysWhatAServerAnswersOrWhyItDoesNot(self):
         angry = self.server(answers(500, b"the desk is closed\nmore"))
