@@ -2,8 +2,11 @@
 
 #include "Apps/MaintdEntities.h"
 #include "Apps/MaintdViews.h"
+#include "Config/Accepted.h"
 #include "Config/Differences.h"
 #include "Config/ToYaml.h"
+
+#include <spdlog/spdlog.h>
 
 namespace Apps {
 
@@ -19,14 +22,21 @@ std::string Maintd::readConfiguration() {
    for ( const Config::Error & error : result.errors )
       configurationErrors_.push_back( error.text() );
    // What was accepted before still says what the operator meant; a unit that is under way must not be left alone.
-   if ( const Vel::String * accepted = persistence_->document( acceptedConfiguration ) )
-      if ( const Config::Result last = Config::parse( *accepted, "last accepted configuration" ) ) {
+   if ( const Vel::String * accepted = persistence_->document( acceptedConfiguration ) ) {
+      const Config::Result last = Config::parseAccepted( *accepted, "last accepted configuration" );
+      for ( const Config::Error & error : last.errors )
+         if ( result )
+            spdlog::warn( "{}", error.text() );
+         else
+            configurationErrors_.push_back( error.text() );
+      if ( last ) {
          const std::string why = result ? cannotFollow( *last.configuration, *result.configuration ) : "";
          if ( !why.empty() )
             configurationErrors_.push_back( options_.config + ": " + why );
          if ( !configurationErrors_.empty() )
             result = last;
       }
+   }
    if ( !result ) {
       configurationIsWrong_ = true;
       std::string errors;

@@ -13,6 +13,11 @@ void Diagnostics::error( Place place, std::string message ) {
    errors_.push_back( { place, std::move( message ) } );
 }
 
+void Diagnostics::laterError( Place place, std::string message ) {
+   if ( !acceptedBefore_ )
+      error( place, std::move( message ) );
+}
+
 void Diagnostics::fileError( unsigned file, std::string message ) {
    error( { file, 0, 0 }, std::move( message ) );
 }

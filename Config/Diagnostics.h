@@ -12,11 +12,17 @@ namespace Config {
 /// Owner: the call that reads them.
 class Diagnostics {
  public:
+   /// \param acceptedBefore  this was accepted once, maybe by a version with fewer rules
+   explicit Diagnostics( bool acceptedBefore = false ) : acceptedBefore_( acceptedBefore ) {}
+
    /// Registers a file; its errors come before those of files that are registered later.
    /// \return its index for Place::file
    unsigned file( const std::string & name );
 
    void error( Place place, std::string message );
+   /// What only rules forbid that earlier versions did not have: no error in what was accepted before.
+   void laterError( Place place, std::string message );
+   bool acceptedBefore() const { return acceptedBefore_; }
    void fileError( unsigned file, std::string message ); ///< about a file as a whole
 
    /// A file could not be read to its end: what seems to be missing may stand there.
@@ -32,6 +38,7 @@ class Diagnostics {
       Place place;
       std::string message;
    };
+   bool acceptedBefore_;
    std::vector< std::string > files_;
    std::vector< Entry > errors_;
    bool complete_ = true;

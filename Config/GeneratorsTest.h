@@ -147,6 +147,20 @@ inline Config::StageList stageList( const Config::Configuration & configuration 
    return result;
 }
 
+/// The same, with every stage that has something to undo.
+inline Config::StageList
+wayBack( const Config::Configuration & configuration, const Config::StageList & enter ) {
+   Config::StageList result = stageList( configuration );
+   for ( const std::string & name : enter ) {
+      const auto stage = configuration.stages.find( name );
+      if (
+         stage != configuration.stages.end() && !stage->second.exit.empty() &&
+         std::find( result.begin(), result.end(), name ) == result.end() )
+         result.push_back( name );
+   }
+   return result;
+}
+
 inline Config::Hook hook( const Config::Configuration & configuration ) {
    Config::Hook result;
    const std::vector< Config::Moment > moments = Config::allMoments();
@@ -172,7 +186,7 @@ inline Config::Configuration configuration() {
    for ( int i = *rc::gen::inRange( 0, 4 ); i > 0; --i )
       result.stages[name()] = stage();
    result.enter = stageList( result );
-   result.exit = stageList( result );
+   result.exit = wayBack( result, result.enter );
    for ( int i = *rc::gen::inRange( 1, 5 ); i > 0; --i )
       result.profiles[name()] = profile();
    result.defaultProfile = anyKey( result.profiles );
@@ -185,7 +199,7 @@ inline Config::Configuration configuration() {
    for ( int i = *rc::gen::inRange( 0, 4 ); i > 0; --i ) {
       Config::Unit & unit = result.units[name()];
       unit.enter = stageList( result );
-      unit.exit = stageList( result );
+      unit.exit = wayBack( result, unit.enter );
       if ( !result.groups.empty() )
          for ( int j = *rc::gen::inRange( 0, 3 ); j > 0; --j )
             unit.groups.insert( anyKey( result.groups ) );

@@ -1,25 +1,36 @@
 #include "Config/InQuotes.h"
 
+#include "Config/Utf8.h"
+
+#include <algorithm>
+
 namespace Config {
 
 namespace {
 
 constexpr std::size_t maxLength = 64;
 
-bool continuesCharacter( char c ) { return ( static_cast< unsigned char >( c ) & 0xc0 ) == 0x80; }
+/// What is not seen, or makes what stands around it look different.
+bool isInvisible( std::uint32_t code ) {
+   return code == 0xa0 || code == 0xad || code == 0x61c || code == 0x180e ||
+          ( 0x2000 <= code && code <= 0x200f ) || ( 0x2028 <= code && code <= 0x202f ) ||
+          ( 0x205f <= code && code <= 0x206f ) || code == 0x3000 || code == 0xfeff;
+}
 
-void appendEscaped( std::string & result, unsigned char c ) {
-   const char digits[] = "0123456789abcdef";
-   if ( c == '"' || c == '\\' )
-      result.append( 1, '\\' ).append( 1, static_cast< char >( c ) );
-   else if ( c == '\n' )
-      result.append( "\\n" );
-   else if ( c == '\t' )
-      result.append( "\\t" );
-   else if ( c < 0x20 || c == 0x7f )
-      result.append( "\\x" ).append( 1, digits[c >> 4] ).append( 1, digits[c & 0xf] );
-   else
-      result.append( 1, static_cast< char >( c ) );
+std::string escaped( std::string_view text, Character character ) {
+   if ( character.size == 0 )
+      return "\\x" + hex( static_cast< unsigned char >( text[0] ) );
+   if ( character.code == '"' || character.code == '\\' )
+      return std::string( "\\" ).append( text.substr( 0, 1 ) );
+   if ( character.code == '\n' )
+      return "\\n";
+   if ( character.code == '\t' )
+      return "\\t";
+   if ( character.code < 0x80 && character.isControl() )
+      return "\\x" + hex( character.code );
+   if ( character.isControl() || isInvisible( character.code ) )
+      return ( character.code < 0x100 ? "\\u00" : "\\u" ) + hex( character.code );
+   return std::string( text.substr( 0, character.size ) );
 }
 
 } // namespace
@@ -27,12 +38,14 @@ void appendEscaped( std::string & result, unsigned char c ) {
 std::string inQuotes( std::string_view text ) {
    std::string result = "\"";
    std::size_t length = 0;
-   for ( const char c : text ) {
-      if ( !continuesCharacter( c ) && ++length > maxLength ) {
+   while ( !text.empty() ) {
+      if ( ++length > maxLength ) {
          result.append( "..." );
          break;
       }
-      appendEscaped( result, static_cast< unsigned char >( c ) );
+      const Character character = Character::at( text, 0 );
+      result.append( escaped( text, character ) );
+      text.remove_prefix( std::max< std::size_t >( character.size, 1 ) );
    }
    return result.append( 1, '"' );
 }

@@ -1,5 +1,6 @@
 #include "Config/Load.h"
 
+#include "Config/Accepted.h"
 #include "Config/Files.h"
 #include "Config/Reader.h"
 #include "Config/Yaml.h"
@@ -15,7 +16,9 @@ constexpr const char * dropInFolder = "maintd.d";
 /// The files of one run, read one after the other.
 class Loading {
  public:
-   Loading() : reader_( diagnostics_ ) { root_.kind = Node::Kind::map; }
+   explicit Loading( bool acceptedBefore = false ) : diagnostics_( acceptedBefore ), reader_( diagnostics_ ) {
+      root_.kind = Node::Kind::map;
+   }
 
    void mainFile( const std::string & name, const Parsed< std::string > & text ) {
       const unsigned file = diagnostics_.file( name );
@@ -120,6 +123,12 @@ Result load( const std::string & path ) {
 
 Result parse( std::string_view text, const std::string & fileName ) {
    Loading loading;
+   loading.mainText( fileName, text );
+   return loading.finish();
+}
+
+Result parseAccepted( std::string_view text, const std::string & fileName ) {
+   Loading loading( true );
    loading.mainText( fileName, text );
    return loading.finish();
 }

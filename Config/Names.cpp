@@ -10,11 +10,7 @@ bool isAlphanumeric( char c ) {
    return ( 'A' <= c && c <= 'Z' ) || ( 'a' <= c && c <= 'z' ) || ( '0' <= c && c <= '9' );
 }
 
-/// The kernel takes byte 0xa0 for a blank too.
-bool isBlankOrControl( char c ) {
-   const auto byte = static_cast< unsigned char >( c );
-   return byte <= 0x20 || byte == 0x7f || byte == 0xa0;
-}
+bool isBlankOrControl( char c ) { return static_cast< unsigned char >( c ) <= 0x20 || c == 0x7f; }
 
 } // namespace
 
@@ -34,6 +30,8 @@ std::string interfaceNameError( std::string_view text ) {
       return "is reserved";
    if ( std::any_of( text.begin(), text.end(), isBlankOrControl ) )
       return "contains a blank or control character";
+   if ( text.find( '\xa0' ) != text.npos ) // also as a part of a letter
+      return "contains byte 0xa0, which the kernel takes for a blank";
    if ( text.find( '/' ) != text.npos )
       return "contains \"/\"";
    if ( text.find( ':' ) != text.npos )

@@ -2,6 +2,8 @@
 
 #include "Config/InQuotes.h"
 
+#include <strings.h>
+
 namespace Config {
 
 namespace {
@@ -22,6 +24,11 @@ const std::vector< std::string > topLevelKeys{
    "control-plane-floor",
    "hooks",
    "simulated" };
+
+/// A name that cannot be turned into an address without asking somebody, for whom a switch would have to wait.
+bool needsLookup( const std::string & host ) {
+   return isHostName( host ) && strcasecmp( host.c_str(), "localhost" ) != 0;
+}
 
 } // namespace
 
@@ -52,12 +59,16 @@ Configuration Reader::read( const Node & root, Place start ) {
       configuration_.settle = values_.duration( *node ).value_or( configuration_.settle );
    if ( const Node * const node = Values::find( root, "stages" ) )
       stages( *node );
-   if ( const Node * const node = Values::find( root, "enter" ) )
-      configuration_.enter = stageList( *node, configuration_.enter );
-   if ( const Node * const node = Values::find( root, "exit" ) )
-      configuration_.exit = stageList( *node, configuration_.exit );
+   const Node * const enter = Values::find( root, "enter" );
    const Node * const exit = Values::find( root, "exit" );
-   checkWayBack( configuration_.enter, configuration_.exit, exit ? exit->place : start );
+   if ( enter )
+      enter_ = stageList( *enter, enter_ );
+   if ( exit )
+      exit_ = stageList( *exit, exit_ );
+   if ( enter || exit )
+      checkWayBack( enter_, exit_, exit ? exit->place : enter->place );
+   configuration_.enter = enter_.list;
+   configuration_.exit = exit_.list;
 
    const std::string what = "the configuration";
    if ( const Node * const node = values_.required( root, "profiles", start, what ) )
@@ -101,6 +112,12 @@ void Reader::listen( const Node & node ) {
    Parsed< Endpoint > endpoint = Endpoint::parse( web->text );
    if ( !endpoint )
       values_.error( web->place, std::move( endpoint.error ) );
+   else if ( needsLookup( endpoint.value->host ) )
+      diagnostics_.laterError(
+         web->place,
+         inQuotes( endpoint.value->host ) +
+            " is a name, and nobody is asked for its address; write the address to listen on, and "
+            "the name into \"names\"" );
    configuration_.web = std::move( endpoint.value );
 }
 
@@ -219,12 +236,12 @@ void Reader::unit( const Node & node, Unit & unit ) {
       return;
    const Node * const enter = Values::find( node, "enter" );
    const Node * const exit = Values::find( node, "exit" );
-   if ( enter )
-      unit.enter = stageList( *enter, unit.enter );
-   if ( exit )
-      unit.exit = stageList( *exit, unit.exit );
+   const ReadStages enters = enter ? stageList( *enter, enter_ ) : enter_;
+   const ReadStages exits = exit ? stageList( *exit, exit_ ) : exit_;
+   unit.enter = enters.list;
+   unit.exit = exits.list;
    if ( enter || exit )
-      checkWayBack( unit.enter, unit.exit, exit ? exit->place : node.keyPlace );
+      checkWayBack( enters, exits, exit ? exit->place : node.keyPlace );
    const Node * const list = Values::find( node, "groups" );
    if ( !list || !values_.isList( *list, "a list of groups" ) )
       return;

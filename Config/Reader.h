@@ -35,9 +35,14 @@ class Reader {
    void stages( const Node & node );
    void stage( const Node & node, CommandStage & stage );
    Command command( const Node & node );
-   StageList stageList( const Node & node, const StageList & otherwise );
+   /// A list of stages, and whether all of it could be read, so that one mistake in it is one error.
+   struct ReadStages {
+      StageList list = defaultStages();
+      bool good = true;
+   };
+   ReadStages stageList( const Node & node, const ReadStages & otherwise );
    /// \param place  of the list, or of the unit that has none of its own
-   void checkWayBack( const StageList & enter, const StageList & exit, Place place );
+   void checkWayBack( const ReadStages & enter, const ReadStages & exit, Place place );
    void listen( const Node & node );
 
    void hooks( const Node & node );
@@ -69,7 +74,7 @@ class Reader {
    bool groupsKnown_ = true;
    bool unitsKnown_ = true;
    bool stagesKnown_ = true;
-   bool stageListsGood_ = true; ///< so that one mistake in a list is one error
+   ReadStages enter_, exit_; ///< of units that have no lists of their own
    bool portsKnown_ = true;
    bool portChannelsKnown_ = true;
    // Of the simulated switch, with the place of each.

@@ -1,6 +1,6 @@
 #include "Config/Source.h"
 
-#include <cstdint>
+#include "Config/Utf8.h"
 
 namespace Config {
 
@@ -9,42 +9,6 @@ namespace {
 constexpr std::string_view byteOrderMark = "\xef\xbb\xbf";
 
 bool continuesCharacter( char c ) { return ( static_cast< unsigned char >( c ) & 0xc0 ) == 0x80; }
-
-/// One character of UTF-8.
-struct Character {
-   std::uint32_t code = 0;
-   std::size_t size = 0; ///< in bytes; 0: this is not UTF-8
-};
-
-Character characterAt( std::string_view text, std::size_t at ) {
-   const auto first = static_cast< unsigned char >( text[at] );
-   if ( first < 0x80 )
-      return { first, 1 };
-   const std::size_t size = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
-   if ( first < 0xc0 || first >= 0xf8 || text.size() - at < size )
-      return {};
-   std::uint32_t code = first & ( 0x7fU >> size );
-   for ( std::size_t i = 1; i < size; ++i ) {
-      if ( !continuesCharacter( text[at + i] ) )
-         return {};
-      code = code << 6 | ( static_cast< unsigned char >( text[at + i] ) & 0x3fU );
-   }
-   // Longer than needed, half of a pair, behind the last: not characters.
-   constexpr std::uint32_t least[] = { 0, 0, 0x80, 0x800, 0x10000 };
-   if ( code < least[size] || ( 0xd800 <= code && code <= 0xdfff ) || code > 0x10ffff )
-      return {};
-   return { code, size };
-}
-
-std::string hex( std::uint32_t code ) {
-   std::string result;
-   for ( int shift = 12; shift >= 0; shift -= 4 )
-      if ( shift < 8 || code >> shift )
-         result.append( 1, "0123456789abcdef"[code >> shift & 0xf] );
-   return result;
-}
-
-bool isControl( std::uint32_t code ) { return code < 0x20 || ( 0x7f <= code && code < 0xa0 ); }
 
 } // namespace
 
@@ -83,16 +47,19 @@ bool Source::check( Diagnostics & diagnostics ) const {
 bool Source::checkCharacters( Diagnostics & diagnostics ) const {
    Place place{ file_, 1, 1 };
    for ( std::size_t at = 0; at < text_.size(); ) {
-      const Character character = characterAt( text_, at );
-      if ( character.size == 0 ) {
+      const Character character = Character::at( text_, at );
+      if ( character.size == 0 && !diagnostics.acceptedBefore() ) {
          diagnostics.error(
             place, "byte 0x" + hex( static_cast< unsigned char >( text_[at] ) ) + " is not UTF-8 text" );
          return false;
       }
-      at += character.size;
+      at += std::max< std::size_t >( character.size, 1 );
       const bool endsLine =
          character.code == '\n' || ( character.code == '\r' && text_.substr( at, 1 ) == "\n" );
-      if ( isControl( character.code ) && character.code != '\t' && !endsLine ) {
+      const bool wasAllowed = diagnostics.acceptedBefore() && character.code >= 0x80;
+      if (
+         character.size != 0 && character.isControl() && character.code != '\t' && !endsLine &&
+         !wasAllowed ) {
          diagnostics.error( place, "control character 0x" + hex( character.code ) + " is not allowed" );
          return false;
       }

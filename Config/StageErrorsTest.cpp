@@ -69,6 +69,39 @@ TEST( StageErrors, reportsAWayBackThatLeavesLinksShut ) {
           { "f:8:3: error: " + nothing } } } );
 }
 
+TEST( StageErrors, reportsAWayBackThatUndoesNotEverything ) {
+   const std::string notUndone = "stage \"steer\" is in the list \"enter\" and not in the list \"exit\"; its "
+                                 "command for \"exit\" would not undo what it has done";
+   expectErrors(
+      { { steer + "enter: [steer, drainwatch]\n", { "f:5:8: error: " + notUndone } },
+        { steer + "enter: [steer, drainwatch]\nexit: [drainwatch]\n", { "f:6:7: error: " + notUndone } },
+        { steer + "units:\n"
+                  "  u: {enter: [steer, drainwatch]}\n",
+          { "f:6:3: error: " + notUndone } },
+        { steer + "units:\n"
+                  "  u: {enter: [steer, drainwatch], exit: [drainwatch]}\n",
+          { "f:6:41: error: " + notUndone } } } );
+}
+
+TEST( StageErrors, takesStagesThatLeaveNothingToUndo ) {
+   const auto result =
+      Config::parse( good + "stages: {tell: {enter: /bin/true}}\nenter: [tell, drainwatch]\n", "f" );
+   EXPECT_EQ( std::vector< std::string >(), textsOf( result ) );
+}
+
+TEST( StageErrors, reportsTheWayBackOfOneUnitBesideAWrongNameInAnother ) {
+   expectErrors(
+      { { steer + "units:\n"
+                  "  u: {enter: [stear, drainwatch]}\n"
+                  "  v: {exit: [steer]}\n",
+          { "f:6:15: error: unknown stage \"stear\"; did you mean \"steer\"?",
+            "f:7:13: error: stage \"drainwatch\" is in the list \"enter\" and not in the list \"exit\"; "
+            "nothing else lets go of the links that it shuts" } },
+        { steer + "enter: drainwatch\n"
+                  "units: {v: {exit: [steer]}}\n",
+          { "f:5:8: error: \"enter\" must be a list of stages, not a single value" } } } );
+}
+
 TEST( StageErrors, takesUnitsThatAreNotWatchedAtAll ) {
    const auto result = Config::parse( steer + "enter: [steer]\nexit: [steer]\n", "f" );
    EXPECT_EQ( std::vector< std::string >(), textsOf( result ) );

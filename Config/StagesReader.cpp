@@ -61,11 +61,11 @@ Command Reader::command( const Node & node ) {
    return result.value.value_or( Command() );
 }
 
-StageList Reader::stageList( const Node & node, const StageList & otherwise ) {
-   stageListsGood_ = values_.isList( node, "a list of stages" ) && stageListsGood_;
-   if ( node.kind != Node::Kind::list )
-      return otherwise;
-   StageList result;
+Reader::ReadStages Reader::stageList( const Node & node, const ReadStages & otherwise ) {
+   if ( !values_.isList( node, "a list of stages" ) )
+      return { otherwise.list, false };
+   ReadStages result;
+   result.list.clear();
    std::map< std::string, Place > seen;
    std::vector< std::string > known = builtInStages();
    for ( const auto & [name, stage] : configuration_.stages )
@@ -75,25 +75,31 @@ StageList Reader::stageList( const Node & node, const StageList & otherwise ) {
          continue;
       if ( std::find( known.begin(), known.end(), item.text ) != known.end() ) {
          if ( values_.isNew( seen, item.text, item.place ) )
-            result.push_back( item.text );
+            result.list.push_back( item.text );
       } else if ( stagesKnown_ )
          values_.unknown( item, "stage", known );
    }
    if ( node.children.empty() )
       values_.error( node.place, inQuotes( node.key ) + " needs at least one stage" );
-   stageListsGood_ = stageListsGood_ && result.size() == node.children.size() && !result.empty();
+   result.good = result.list.size() == node.children.size() && !result.list.empty();
    return result;
 }
 
-void Reader::checkWayBack( const StageList & enter, const StageList & exit, Place place ) {
-   const auto drainwatchIn = []( const StageList & list ) {
-      return std::find( list.begin(), list.end(), drainwatchStage ) != list.end();
-   };
-   if ( drainwatchIn( enter ) && !drainwatchIn( exit ) && stageListsGood_ )
-      values_.error(
-         place,
-         "stage \"drainwatch\" is in the list \"enter\" and not in the list \"exit\"; nothing else lets go "
-         "of the links that it shuts" );
+void Reader::checkWayBack( const ReadStages & enter, const ReadStages & exit, Place place ) {
+   if ( !enter.good || !exit.good )
+      return;
+   for ( const std::string & name : enter.list ) {
+      if ( std::find( exit.list.begin(), exit.list.end(), name ) != exit.list.end() )
+         continue;
+      const std::string missing =
+         "stage " + inQuotes( name ) + " is in the list \"enter\" and not in the list \"exit\"; ";
+      const auto stage = configuration_.stages.find( name );
+      if ( name == drainwatchStage )
+         values_.error( place, missing + "nothing else lets go of the links that it shuts" );
+      else if ( stage != configuration_.stages.end() && !stage->second.exit.empty() )
+         diagnostics_.laterError(
+            place, missing + "its command for \"exit\" would not undo what it has done" );
+   }
 }
 
 } // namespace Config

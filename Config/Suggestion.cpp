@@ -74,7 +74,14 @@ std::string nearest( std::string_view text, const std::vector< std::string > & c
 }
 
 std::string didYouMean( std::string_view text, const std::vector< std::string > & candidates ) {
-   const std::string name = nearest( text, candidates );
+   std::string name = nearest( text, candidates );
+   // What was meant may have come with characters that nobody sees.
+   std::string seen( text );
+   std::erase_if( seen, []( char c ) { return static_cast< unsigned char >( c ) >= 0x80; } );
+   if (
+      name.empty() && seen != text &&
+      std::find( candidates.begin(), candidates.end(), seen ) != candidates.end() )
+      name = seen;
    return name.empty() ? name : "; did you mean " + inQuotes( name ) + "?";
 }
 

@@ -1,4 +1,5 @@
 #include "Config/ToYaml.h"
+#include "Config/Accepted.h"
 #include "Config/ErrorRowsTest.h"
 #include "Config/GeneratorsTest.h"
 
@@ -74,6 +75,29 @@ RC_GTEST_PROP( ToYaml, isReadBackAsTheSameConfiguration, () ) {
    RC_ASSERT( result.configuration.has_value() );
    RC_ASSERT( *result.configuration == configuration );
    RC_ASSERT( Config::toYaml( *result.configuration ) == Config::toYaml( configuration ) );
+}
+
+TEST( ToYaml, whatAnEarlierVersionAcceptedIsReadAgain ) {
+   const std::string accepted = good + "listen: {web: \"mgmt.example.net:8080\"}\n"
+                                       "stages: {steer: {enter: /bin/a, exit: \"/bin/b '\u0085'\"}}\n"
+                                       "enter: [steer, drainwatch]\n"
+                                       "groups: {g: {interfaces: [\"a\u0085b\", \"c\x85\"]}}\n";
+   EXPECT_FALSE( Config::parse( accepted, "f" ) );
+   const Config::Result result = Config::parseAccepted( accepted, "f" );
+   ASSERT_EQ( std::vector< std::string >(), textsOf( result ) );
+   EXPECT_EQ( "mgmt.example.net", result.configuration->web->host );
+   EXPECT_EQ( ( Config::StageList{ "steer", "drainwatch" } ), result.configuration->enter );
+   EXPECT_EQ(
+      ( std::set< std::string >{ "a\u0085b", "c\x85" } ), result.configuration->groups.at( "g" ).interfaces );
+   EXPECT_EQ(
+      result.configuration,
+      Config::parseAccepted( Config::toYaml( *result.configuration ), "f" ).configuration );
+}
+
+TEST( ToYaml, whatNoVersionAcceptedIsRefusedAsAnythingElse ) {
+   EXPECT_FALSE( Config::parseAccepted( good + "groups: {g: {interfaces: [\"a/b\"]}}\n", "f" ) );
+   EXPECT_FALSE( Config::parseAccepted( good + "groups: {g: {interfaces: [\"a\x01\"]}}\n", "f" ) );
+   EXPECT_FALSE( Config::parseAccepted( good + "exit: [steer]\n", "f" ) );
 }
 
 } // namespace

@@ -288,6 +288,21 @@ TEST( ValueErrors, reportsBadAddresses ) {
             "[::1]:8080" } } } );
 }
 
+TEST( ValueErrors, reportsNamesToListenOn ) {
+   const std::string why =
+      "is a name, and nobody is asked for its address; write the address to listen on, and "
+      "the name into \"names\"";
+   expectErrors(
+      { { good + "listen: {web: mgmt.example.net:8080}\n", { "f:4:15: error: \"mgmt.example.net\" " + why } },
+        { good + "listen: {web: leaf1:8080}\n", { "f:4:15: error: \"leaf1\" " + why } } } );
+   for ( const char * host : { "localhost", "LocalHost", "192.0.2.1", "0.0.0.0", "\"[::]\"" } ) {
+      std::string text = good + "listen: {web: " + host + ":8080}\n";
+      if ( const std::size_t quote = text.find( "\":" ); quote != text.npos )
+         text.replace( quote, 6, ":8080\"" );
+      EXPECT_EQ( std::vector< std::string >(), textsOf( Config::parse( text, "f" ) ) ) << text;
+   }
+}
+
 TEST( ValueErrors, reportsNamesThatNoHostHas ) {
    expectErrors(
       { { good + "listen: {names: leaf1}\n",

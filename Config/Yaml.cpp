@@ -2,6 +2,7 @@
 
 #include "Config/InQuotes.h"
 #include "Config/Source.h"
+#include "Config/Utf8.h"
 
 #include <yaml-cpp/eventhandler.h>
 #include <yaml-cpp/exceptions.h>
@@ -79,6 +80,7 @@ class Builder final : public YAML::EventHandler {
    void add( Node && node );
    void checkKey( Node & key );
    void checkQuotes( Place place, std::string_view text );
+   void checkCharacters( Node & node );
 
    Source & source_;
    Diagnostics & diagnostics_;
@@ -115,7 +117,29 @@ void Builder::OnScalar(
    node.plain = tag == "?";
    if ( tag == "!" && anchor == 0 )
       checkQuotes( node.place, textAt( mark ) );
+   checkCharacters( node );
    add( std::move( node ) );
+}
+
+/// An escape can say what may not stand in a file, and what the parser makes of some is not even text. What is accepted
+/// is written down as it is, for the next start to read.
+void Builder::checkCharacters( Node & node ) {
+   if ( diagnostics_.acceptedBefore() )
+      return;
+   const auto refuse = [&]( const std::string & what ) {
+      diagnostics_.error( node.place, inQuotes( node.text ) + what );
+      node.kind = Node::Kind::refused;
+   };
+   for ( std::size_t at = 0; at < node.text.size(); ) {
+      const Character character = Character::at( node.text, at );
+      if ( character.size == 0 )
+         return refuse(
+            " has byte 0x" + hex( static_cast< unsigned char >( node.text[at] ) ) +
+            ", which is not UTF-8 text" );
+      if ( character.isControl() && character.code >= 0x80 )
+         return refuse( " has control character 0x" + hex( character.code ) + ", which is not allowed" );
+      at += character.size;
+   }
 }
 
 /// The parser takes the end of the file for a closing quote.
@@ -246,6 +270,9 @@ std::string explain(
    if ( exception.msg.starts_with(
            YAML::ErrorMsg::INVALID_ESCAPE ) ) // names a byte, which need not be a character
       return "unknown escape in quoted text";
+   if ( exception.msg.starts_with(
+           YAML::ErrorMsg::INVALID_UNICODE ) ) // with a number that nobody has written
+      return "the escape is no character";
    return exception.msg;
 }
 

@@ -156,4 +156,45 @@ TEST( YamlErrors, reportsWhereAFileIsNoText ) {
         { good + "# \303", { "f:4:3: error: byte 0xc3 is not UTF-8 text" } } } );
 }
 
+TEST( YamlErrors, reportsEscapesOfWhatMayNotStandInAFile ) {
+   const std::string begin = good + "groups: {g: {interfaces: [";
+   expectErrors(
+      { { begin + "\"a\\x85b\"]}}\n",
+          { "f:4:27: error: \"a\\u0085b\" has control character 0x85, which is not allowed" } },
+        { begin + "\"a\\u009b\"]}}\n",
+          { "f:4:27: error: \"a\\u009b\" has control character 0x9b, which is not allowed" } },
+        { begin + "\"a\\Nb\"]}}\n", { "f:4:27: error: \"a\\x85b\" has byte 0x85, which is not UTF-8 text" } },
+        { good + "stages: {s: {enter: \"/bin/a '\\x9b'\"}}\n",
+          { "f:4:21: error: \"/bin/a '\\u009b'\" has control character 0x9b, which is not allowed" } },
+        { good + "hooks: {h: {at: [enter], command: [/bin/a, \"\\x80\"]}}\n",
+          { "f:4:44: error: \"\\u0080\" has control character 0x80, which is not allowed" } },
+        { good + "groups: {\"\\x85\": {}}\n",
+          { "f:4:10: error: \"\\u0085\" has control character 0x85, which is not allowed" } } } );
+}
+
+TEST( YamlErrors, takesLettersWhoseBytesLookLikeControlCharacters ) {
+   const Config::Result result =
+      Config::parse( good + "groups: {g: {interfaces: [\"\\u0105\", \u015b]}}\n", "f" );
+   ASSERT_EQ( std::vector< std::string >(), textsOf( result ) );
+   EXPECT_EQ(
+      ( std::set< std::string >{ "\u0105", "\u015b" } ), result.configuration->groups.at( "g" ).interfaces );
+}
+
+TEST( YamlErrors, showsWhatIsNotSeenAsEscapes ) {
+   const std::string noTime =
+      " is not a time; write whole hours, minutes and seconds, for example 90s, 5m or 1h30m";
+   expectErrors(
+      { { good + "\ufeffgroups: {}\n",
+          { "f:4:1: error: unknown key \"\\ufeffgroups\" in the configuration; did you mean \"groups\"?" } },
+        { good + "settle: 10s\u00a0\n",
+          { "f:4:9: error: \"10s\\u00a0\"" + noTime + "; did you mean \"10s\"?" } },
+        { good + "settle: \"\u202e\u200b10s\"\n", { "f:4:9: error: \"\\u202e\\u200b10s\"" + noTime } } } );
+}
+
+TEST( YamlErrors, reportsEscapesThatAreNoCharacter ) {
+   const Config::Result result = Config::parse( good + "settle: \"\\ud800\"\n", "f" );
+   ASSERT_EQ( 1u, result.errors.size() );
+   EXPECT_EQ( "the escape is no character", result.errors[0].message );
+}
+
 } // namespace

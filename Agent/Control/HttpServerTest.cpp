@@ -485,15 +485,26 @@ TEST_F( HttpServerTest, refusesRequestsOverTheWebThatAreMeantForSomebodyElse ) {
    EXPECT_EQ( Bodies{ "/c" }, local.bodies() );
 }
 
-TEST_F( HttpServerTest, namesAnAddressThatIsTakenOrUnknown ) {
+TEST_F( HttpServerTest, namesAnAddressThatIsTaken ) {
    ASSERT_EQ( std::nullopt, server->listenWeb( "127.0.0.1", 0 ) );
    const auto second = newServer();
    EXPECT_EQ(
       "127.0.0.1:" + std::to_string( server->webPort() ) + ": Address already in use",
       second->listenWeb( "127.0.0.1", server->webPort() ).value_or( "" ) );
-   const auto problem = second->listenWeb( "no host of this world", 80 );
-   ASSERT_TRUE( problem );
-   EXPECT_EQ( 0u, problem->find( "no host of this world:80: " ) );
+   EXPECT_EQ(
+      "localhost:" + std::to_string( server->webPort() ) + ": Address already in use",
+      second->listenWeb( "localhost", server->webPort() ).value_or( "" ) );
+}
+
+TEST_F( HttpServerTest, asksNobodyForTheAddressOfAName ) {
+   EXPECT_EQ(
+      "leaf1.example:80: is a name, and nobody is asked for its address; write the address to listen on",
+      server->listenWeb( "leaf1.example", 80 ).value_or( "" ) );
+}
+
+TEST_F( HttpServerTest, listensOnThisMachineAsLocalhost ) {
+   EXPECT_EQ( std::nullopt, server->listenWeb( "localhost", 0 ) );
+   EXPECT_NE( 0u, server->webPort() );
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <strings.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -10,8 +11,31 @@
 
 #include <cerrno>
 #include <cstring>
+#include <vector>
 
 namespace Agent {
+
+namespace {
+
+/// \return the socket, or -1 with errno
+int listeningOn( const addrinfo & address ) {
+   const int descriptor = socket( address.ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0 );
+   if ( descriptor < 0 )
+      return -1;
+   const int on = 1;
+   const unsigned patience = ListeningSocket::peerTimeout * 1000;
+   if (
+      setsockopt( descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on ) == 0 &&
+      setsockopt( descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &patience, sizeof patience ) == 0 &&
+      bind( descriptor, address.ai_addr, address.ai_addrlen ) == 0 && listen( descriptor, 64 ) == 0 )
+      return descriptor;
+   const int why = errno;
+   close( descriptor );
+   errno = why;
+   return -1;
+}
+
+} // namespace
 
 ListeningSocket ListeningSocket::local( const std::string & path ) {
    const auto failed = [&]( const std::string & what ) { return ListeningSocket{ -1, path + ": " + what }; };
@@ -51,30 +75,32 @@ ListeningSocket ListeningSocket::local( const std::string & path ) {
 }
 
 ListeningSocket ListeningSocket::web( const std::string & host, unsigned port ) {
-   addrinfo hints{};
-   hints.ai_socktype = SOCK_STREAM;
-   hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
-   addrinfo * found = nullptr;
    const std::string where = host + ":" + std::to_string( port );
-   if ( const int error = getaddrinfo( host.c_str(), std::to_string( port ).c_str(), &hints, &found ) )
-      return { -1, where + ": " + gai_strerror( error ) };
-   std::string reason = "no address";
-   for ( const addrinfo * a = found; a; a = a->ai_next ) {
-      const int descriptor = socket( a->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0 );
-      const int on = 1;
-      const unsigned patience = peerTimeout * 1000;
-      if (
-         descriptor >= 0 && setsockopt( descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on ) == 0 &&
-         setsockopt( descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &patience, sizeof patience ) == 0 &&
-         bind( descriptor, a->ai_addr, a->ai_addrlen ) == 0 && listen( descriptor, 64 ) == 0 ) {
-         freeaddrinfo( found );
-         return { descriptor, "" };
-      }
-      reason = std::strerror( errno );
+   std::vector< std::string > addresses{ host };
+   if ( strcasecmp( host.c_str(), "localhost" ) == 0 )
+      addresses = { "127.0.0.1", "::1" };
+   std::string reason;
+   for ( const std::string & address : addresses ) {
+      addrinfo hints{};
+      hints.ai_socktype = SOCK_STREAM;
+      // A name server that does not answer would be waited for, and nothing else would be done meanwhile.
+      hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV | AI_NUMERICHOST;
+      addrinfo * found = nullptr;
+      const int error = getaddrinfo( address.c_str(), std::to_string( port ).c_str(), &hints, &found );
+      if ( error == EAI_NONAME )
+         return {
+            -1, where + ": is a name, and nobody is asked for its address; write the address to listen on" };
+      if ( error != 0 )
+         return { -1, where + ": " + gai_strerror( error ) };
+      const int descriptor = listeningOn( *found );
+      const int why = errno;
+      freeaddrinfo( found );
       if ( descriptor >= 0 )
-         close( descriptor );
+         return { descriptor, "" };
+      reason = std::strerror( why );
+      if ( why != EADDRNOTAVAIL && why != EAFNOSUPPORT ) // the machine has this address
+         break;
    }
-   freeaddrinfo( found );
    return { -1, where + ": " + reason };
 }
 

@@ -21,7 +21,7 @@ groups:
   a: {interfaces: [et1]}
   b: {interfaces: [et2]}
 stages:
-  steer: {enter: /bin/steer, exit: /bin/steer}
+  steer: {enter: /bin/steer}
 units:
   u1: {groups: [a]}
   u2: {groups: [b]}

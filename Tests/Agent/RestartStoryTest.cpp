@@ -1,3 +1,4 @@
+#include "Platform/Ledger/LmdbEngine.h"
 #include "Tests/Agent/AgentRig.h"
 
 #include <gtest/gtest.h>
@@ -39,6 +40,27 @@ class RestartStory : public testing::Test {
       rig.configurationIs( newConfiguration );
       rig.start();
    }
+   /// While no agent runs: the configuration that was accepted last says something else in a place.
+   void acceptedIs( const std::string & what, const std::string & instead ) {
+      Ledger::LmdbEngine store(
+         "state store", rig.folder() + "/state/state.mdb", Ledger::LmdbEngine::Durability::synced );
+      ASSERT_TRUE( store.open().ok() );
+      const std::string key = "Dconfiguration";
+      std::string text;
+      ASSERT_TRUE( store
+                      .walk(
+                         key,
+                         [&]( std::string_view, std::string_view value ) {
+                            text = value;
+                            return false;
+                         } )
+                      .ok() );
+      const std::size_t at = text.find( what );
+      ASSERT_NE( std::string::npos, at ) << text;
+      ASSERT_TRUE( store.begin().ok() );
+      ASSERT_TRUE( store.put( key, text.replace( at, what.size(), instead ) ).ok() );
+      ASSERT_TRUE( store.commit().ok() );
+   }
    std::string state() { return rig.fact( "units/u1", "state" ); }
    bool agentSays( const std::string & text ) { return rig.get( "agent" ).find( text ) != std::string::npos; }
 
@@ -71,6 +93,46 @@ TEST_F( RestartStory, configurationThatIsRefusedOnceIsRefusedByTheNextAgentToo )
    rig.runUntil( 40 );
    EXPECT_EQ( "\"maintenance\"", state() );
    EXPECT_EQ( shut, rig.moves() );
+}
+
+TEST_F( RestartStory, configurationThatOnlyLaterRulesForbidIsKeptToWhenItWasAcceptedBefore ) {
+   toMaintenance();
+   rig.crash();
+   acceptedIs( "listen: {web: \"\"}", "listen: {web: \"mgmt.example.net:18099\"}" );
+   acceptedIs( "stages: {}", "stages: {steer: {enter: /bin/true, exit: /bin/true}}" );
+   acceptedIs( "[g2], enter: [drainwatch]", "[g2], enter: [steer, drainwatch]" );
+   acceptedIs( "interfaces: [et3]", "interfaces: [et3, \"a\u0085b\"]" );
+   rig.configurationIs(
+      "listen: {web: \"mgmt.example.net:18099\"}\n"
+      "stages: {steer: {enter: /bin/true, exit: /bin/true}}\n" +
+      configuration(
+         "  g1: {interfaces: [et1, et2]}\n  g2: {interfaces: [et3, \"a\\x85b\"]}\n",
+         "  u1: {groups: [g1]}\n  u2: {groups: [g2], enter: [steer, drainwatch]}\n" ) );
+   rig.start();
+   for ( const char * error :
+         { "has control character 0x85", "would not undo what it has done",
+           "is a name, and nobody is asked" } )
+      EXPECT_TRUE( agentSays( error ) ) << rig.get( "agent" );
+   rig.runUntil( 40 );
+   EXPECT_EQ( "\"maintenance\"", state() );
+   EXPECT_EQ( shut, rig.moves() );
+   EXPECT_EQ( 202, rig.post( "units/u1/exit" ) );
+   rig.runUntil( 45 );
+   EXPECT_EQ( "\"normal\"", state() );
+}
+
+TEST_F( RestartStory, acceptedConfigurationThatCannotBeReadIsNamedBesideTheErrorsOfTheFile ) {
+   rig.crash();
+   acceptedIs( "interfaces: [et3]", "interfaces: [et/3]" );
+   rig.configurationIs( "nonsense: [" );
+   try {
+      rig.start();
+      ADD_FAILURE() << "it should not start";
+   } catch ( const std::exception & exception ) {
+      const std::string text = exception.what();
+      EXPECT_NE( std::string::npos, text.find( "maintd.yaml:" ) ) << text;
+      EXPECT_NE( std::string::npos, text.find( "last accepted configuration:" ) ) << text;
+   }
 }
 
 TEST_F( RestartStory, switchIsNotChangedWhileLinksAreHeld ) {
