@@ -2,6 +2,7 @@
 
 #include "Agent/Model/StateText.h"
 #include "Apps/MaintdViews.h"
+#include "Config/Membership.h"
 #include "Platform/Cog/RealTime.h"
 
 #include <sys/mman.h>
@@ -55,8 +56,11 @@ Agent::ControlCommands Maintd::commands() {
    };
    c.groups = [this] {
       std::map< std::string, Agent::ControlCommands::Group > groups;
-      for ( const auto & [name, group] : configuration_.groups )
-         groups[name] = { group.profile, group.interfaces };
+      for ( const auto & [name, group] : configuration_.groups ) {
+         groups[name].profile = group.profile;
+         for ( const Config::Member & member : Config::members( group ) )
+            groups[name].interfaces.insert( member.text() );
+      }
       return groups;
    };
    c.agent = [this] { return facts(); };

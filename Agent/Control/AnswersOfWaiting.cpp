@@ -92,8 +92,11 @@ std::set< std::string > Answers::Json::missingInterfaces( const std::string & un
    for ( const auto & [name, group] : configured )
       if ( of && of->groupKey( { Maintenance::GroupType::interfaceGroup, name } ) )
          result.insert( group.interfaces.begin(), group.interfaces.end() );
-   for ( const auto & [name, intf] : interfacesOfUnit( model, unit ) )
+   for ( const auto & [name, intf] : interfacesOfUnit( model, unit ) ) {
       result.erase( name );
+      if ( intf.kind() == Wire::IntfId::Kind::vlan )
+         result.erase( "vlan " + std::to_string( intf.vlanId() ) );
+   }
    return result;
 }
 

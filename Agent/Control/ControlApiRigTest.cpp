@@ -64,7 +64,7 @@ ControlApiRig::ControlApiRig() {
    commands.groups = [] {
       return std::map< std::string, ControlCommands::Group >{
          { "shared", { std::nullopt, { "et2" } } },
-         { "tenants", { "watch", {} } },
+         { "tenants", { "watch", { "vlan 10", "vlan 11" } } },
          { "uplinks", { std::nullopt, { "et1", "et2", "missing" } } },
          { "unused", { "fast", { "et9" } } } };
    };

@@ -270,7 +270,8 @@ TEST_F( ControlApiTest, explainsWhatAUnitWaitsFor ) {
                "shutdown-at":"2023-11-14T23:17:20.000Z","unwatched-since":null,"trend":null,
                "text":"5 of 10 s quiet"}}],
          "skipped":[{"interface":"vlan10","reason":"is not monitored yet"},
-            {"interface":"missing","reason":"does not exist"}]})" ),
+            {"interface":"missing","reason":"does not exist"},
+            {"interface":"vlan 11","reason":"does not exist"}]})" ),
       get( "units/u1/explain" ) );
 }
 

@@ -140,7 +140,7 @@ struct ControlCommands {
    /// A group as it is configured.
    struct Group {
       std::optional< std::string > profile; ///< nothing: the default one
-      std::set< std::string > interfaces;   ///< by kernel name; not all need exist
+      std::set< std::string > interfaces;   ///< kernel names, and "vlan 10"; not all need exist
    };
    struct ConfigError {
       std::string file;
