@@ -60,6 +60,7 @@ TEST( Names, ofInterfacesAreWhatTheKernelTakes ) {
          { "", ".", "..", "a b", "a\tb", "a/b", "a:b", "1234567890123456", "a\xc2\xa0" } )
       EXPECT_NE( "", interfaceNameError( name ) ) << name;
    EXPECT_NE( "", interfaceNameError( std::string_view( "a\0b", 3 ) ) );
+   EXPECT_EQ( "contains byte 0xa0, which the kernel takes for a blank", interfaceNameError( "\u00e0" ) );
 }
 
 } // namespace
