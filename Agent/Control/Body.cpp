@@ -15,6 +15,8 @@ using nlohmann::json;
 namespace {
 
 constexpr std::size_t longestKey = 128;
+/// Values within values: no request has as many. What copies and writes them calls itself for each.
+constexpr int deepest = 16;
 
 std::string textOf( const std::string & name, const json & value ) {
    if ( !value.is_string() )
@@ -39,7 +41,14 @@ Api::Error Body::bad( const std::string & member, const std::string & what ) {
 Body::Body( const std::string & text ) : value_( std::make_unique< json >( json::object() ) ) {
    if ( text.empty() )
       return;
-   *value_ = json::parse( text, nullptr, false );
+   const auto check = []( int depth, json::parse_event_t, const json & ) {
+      if ( depth > deepest )
+         throw Api::Error{
+            ErrorCode::badRequest,
+            "the body has values within values, more than " + std::to_string( deepest ) + " deep", "body" };
+      return true;
+   };
+   *value_ = json::parse( text, check, false );
    if ( !value_->is_object() )
       throw Api::Error{ ErrorCode::badRequest, "the body is not a JSON object", "body" };
 }

@@ -180,7 +180,9 @@ void ControlApi::getInterface( const Call & call ) {
    call.answer( { 200, answers_.interface( call.path[1] ) } );
 }
 
-void ControlApi::getSamples( const Call & call ) { samples_.ask( call.request.query, call.answer ); }
+void ControlApi::getSamples( const Call & call ) {
+   samples_.ask( call.request.query, call.request.local, call.answer );
+}
 
 void ControlApi::getProfiles( const Call & call ) { call.answer( { 200, answers_.profiles() } ); }
 

@@ -3,6 +3,7 @@
 #include "Agent/Control/EnterTimes.h"
 #include "Agent/Control/Query.h"
 #include "Api/Names.h"
+#include "Api/Utf8.h"
 
 #include <nlohmann/json.hpp>
 
@@ -27,7 +28,9 @@ constexpr std::size_t mostPairs = 16, longestValue = 256;
 
 /// What whoever asks for an operation says of it, whatever it is.
 ControlCommands::Request requestOf( const HttpRequest & request, Body & body ) {
-   ControlCommands::Request result{ body.text( Key::reason, "" ), request.by, std::nullopt };
+   // It is kept with the unit, its record, its operation and each event of it.
+   const std::string reason( Api::beginning( body.text( Key::reason, "" ), Operation::longestReason ) );
+   ControlCommands::Request result{ reason, request.by, std::nullopt };
    const auto pairs = body.pairs( Key::with, mostPairs, longestValue );
    result.with = pairLines( Pairs( pairs.begin(), pairs.end() ) );
    result.key = body.key( Key::requestKey );

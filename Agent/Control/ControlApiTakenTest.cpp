@@ -1,4 +1,5 @@
 #include "Agent/Control/ControlApiRigTest.h"
+#include "Agent/Model/Operation.h"
 
 #include <nlohmann/json.hpp>
 
@@ -28,6 +29,26 @@ TEST_F( ControlApiTaken, passesOnKeysAndPairs ) {
       EXPECT_EQ( "", requests.back().key );
       EXPECT_EQ( "", requests.back().with );
    }
+}
+
+TEST_F( ControlApiTaken, keepsTheBeginningOfALongReason ) {
+   const std::string most( Operation::longestReason, 'x' );
+   EXPECT_EQ( 202, post( "units/u1/exit", json{ { "reason", most } }.dump() ) );
+   EXPECT_EQ( most, requests.back().reason );
+   EXPECT_EQ( 202, post( "units/u1/exit", json{ { "reason", most.substr( 1 ) + "\xc3\xa4\n" } }.dump() ) );
+   EXPECT_EQ( most.substr( 1 ), requests.back().reason ) << "no half of a character";
+}
+
+TEST_F( ControlApiTaken, refusesABodyThatIsVeryDeep ) {
+   for ( const std::string open : { "[", "{\"a\":" } ) {
+      std::string deep = "{\"reason\":";
+      while ( deep.size() < 60000 )
+         deep += open;
+      EXPECT_EQ( 400, post( "units/u1/exit", deep ) );
+      EXPECT_NE( std::string::npos, reply.body.find( "values within values" ) ) << reply.body;
+   }
+   EXPECT_EQ( 400, post( "units/u1/exit", R"({"other":[[[[[[[[[1]]]]]]]]]})" ) );
+   EXPECT_NE( std::string::npos, reply.body.find( "is not known here" ) ) << reply.body;
 }
 
 TEST_F( ControlApiTaken, knowsTheSameRequestByWhatItAsksFor ) {

@@ -117,7 +117,7 @@ SampleAnswers::SampleAnswers( const ControlModel & model, const ControlCommands 
 
 SampleAnswers::~SampleAnswers() { *self_ = nullptr; }
 
-void SampleAnswers::ask( const Query & query, HttpServer::Answer answer ) {
+void SampleAnswers::ask( const Query & query, bool local, HttpServer::Answer answer ) {
    if ( !commands_.samples )
       throw Api::Error{ Api::ErrorCode::unavailable, "nobody samples", "" };
    std::set< std::string > names = namesOf( model_, commands_, query );
@@ -132,12 +132,13 @@ void SampleAnswers::ask( const Query & query, HttpServer::Answer answer ) {
    std::string text = "{\"step-seconds\":" + std::to_string( steps.step ) +
                       ",\"start\":" + quoted( Api::timeText( commands_.wallTime( steps.start ) ) ) +
                       ",\"interfaces\":{";
-   asked_.push_back( { steps, std::move( names ), std::move( answer ), std::move( text ) } );
+   ( local ? local_ : web_ )
+      .push_back( { steps, std::move( names ), std::move( answer ), std::move( text ) } );
    workSoon();
 }
 
 void SampleAnswers::workSoon() {
-   if ( asked_.empty() || std::exchange( working_, true ) )
+   if ( ( local_.empty() && web_.empty() ) || std::exchange( working_, true ) )
       return;
    commands_.later( [self = self_] {
       if ( SampleAnswers * const answers = *self ) {
@@ -149,18 +150,20 @@ void SampleAnswers::workSoon() {
 }
 
 void SampleAnswers::work() {
-   std::size_t steps = 0;
-   for ( std::size_t files = 0; !asked_.empty() && files < filesPerTurn && steps < stepsPerTurn; ++files ) {
-      Asked asked = std::move( asked_.front() );
-      asked_.pop_front();
+   std::size_t files = 0, steps = 0;
+   while ( !( local_.empty() && web_.empty() ) && files < filesPerTurn && steps < stepsPerTurn ) {
+      std::deque< Asked > & queue = local_.empty() ? web_ : local_;
+      Asked asked = std::move( queue.front() );
+      queue.pop_front();
       if ( !asked.names.empty() )
          readOne( asked );
+      ++files;
       steps += asked.steps.count;
       if ( asked.names.empty() )
          asked.answer( { 200, asked.text + "}}\n" } );
       else
-         asked_.insert(
-            asked_.begin() + static_cast< std::ptrdiff_t >( std::min( asked_.size(), atATime - 1 ) ),
+         queue.insert(
+            queue.begin() + static_cast< std::ptrdiff_t >( std::min( queue.size(), atATime - 1 ) ),
             std::move( asked ) );
    }
 }

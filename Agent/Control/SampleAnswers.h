@@ -37,7 +37,8 @@ class SampleAnswers {
    /// the configuration, an hour if it is missing), `until` (a time, now if it is missing or yet to come). Throws
    /// Api::Error: bad request for arguments that make no sense or ask for too much, not found for names that are not
    /// there, unavailable if nobody samples.
-   void ask( const Query & query, HttpServer::Answer answer );
+   /// `local`: over the local socket.
+   void ask( const Query & query, bool local, HttpServer::Answer answer );
 
  private:
    /// An answer that is being put together.
@@ -53,7 +54,7 @@ class SampleAnswers {
 
    const ControlModel & model_;
    const ControlCommands & commands_;
-   std::deque< Asked > asked_;
+   std::deque< Asked > local_, web_;
    bool working_ = false; ///< a turn for it is to come
    std::shared_ptr< SampleAnswers * >
       self_; ///< shared with what is called back, which may outlive this object

@@ -141,6 +141,32 @@ TEST_F( SampleAnswers, readAFewFilesATurnAndTakeTurnsWithEachOther ) {
    EXPECT_EQ( "one many ", answered );
 }
 
+TEST_F( SampleAnswers, comeFirstForWhoeverAsksOnThisMachine ) {
+   std::string answered;
+   const auto ask = [&]( const char * who, bool local, int interfaces ) {
+      Agent::HttpRequest request = Agent::requestOf( "GET", "/api/v1/samples?last=5" );
+      request.local = local;
+      for ( int i = 0; i < interfaces; ++i )
+         request.query.emplace( "interface", "x" + std::to_string( i ) );
+      api->handle( request, [&, who]( const Agent::HttpReply & ) { answered += who + std::string( " " ); } );
+   };
+   for ( int i = 0; i < 200; ++i )
+      rig.interfaces->intfStatusIs( Wire::EthIntfId( "x" + std::to_string( i ) ) );
+   const auto turn = [&] {
+      for ( const auto & call : std::exchange( later, {} ) )
+         call();
+   };
+   for ( int i = 0; i < 20; ++i )
+      ask( "web", false, 200 );
+   turn();
+   ask( "machine", true, 2 );
+   turn();
+   EXPECT_EQ( "machine ", answered );
+   while ( !later.empty() )
+      turn();
+   EXPECT_EQ( 8u + 20 * 4, answered.size() );
+}
+
 TEST_F( SampleAnswers, areNotPutTogetherAnyMoreWhenTheApiIsGone ) {
    api->handle( Agent::requestOf( "GET", "/api/v1/samples?unit=u1" ), []( const auto & ) { FAIL(); } );
    api.reset();
