@@ -89,7 +89,8 @@ void Maintd::makeAgent() {
          [this]( const Vel::String & line ) {
             spdlog::warn( "{}", line );
             views_->events.driftChanged();
-         } } );
+         },
+         [this]( std::function< void() > call ) { commits_->whenKept( std::move( call ) ); } } );
    plugins_ = std::make_unique< Agent::PluginLibraries >( Maintenance::DefaultPluginLoader() );
    makeStages();
    makeTimes();
@@ -238,15 +239,15 @@ void Maintd::handleSignal( const Cog::Signals::Signal & signal ) {
    // What is published, shut and under way stays as it is for the next start, so no destructor may run.
    times_->stopped();
    views_->stopped();
-   const auto status = persistence_->commit();
-   if ( status.ok() ) {
+   const std::string problem = commits_->commitAtEnd();
+   if ( problem.empty() ) {
       api_->eventStreams().end();
       server_->flushStreams();
    } else
-      spdlog::error( "what happened last, and that the agent has ended, is not stored: {}", status.text() );
+      spdlog::error( "what happened last, and that the agent has ended, is not stored: {}", problem );
    unlink( options_.socket.c_str() );
    std::fflush( nullptr );
-   _exit( status.ok() ? 0 : 1 );
+   _exit( problem.empty() ? 0 : 1 );
 }
 
 bool Maintd::commit() {

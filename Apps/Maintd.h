@@ -17,6 +17,7 @@
 #include "DataPlane/Simulation.h"
 #include "Platform/Cog/EventLoop.h"
 #include "Platform/Cog/Signals.h"
+#include "Platform/Ledger/FallbackEngine.h"
 #include "Platform/Ledger/FolderLock.h"
 #include "Platform/Ledger/LmdbEngine.h"
 #include "Platform/Ledger/Persistence.h"
@@ -190,6 +191,7 @@ class Maintd {
    Vel::Ptr< Cog::EventLoop > loop_;
    std::unique_ptr< Cog::Signals > signals_;
    std::unique_ptr< Ledger::LmdbEngine > stateEngine_, runtimeEngine_;
+   std::unique_ptr< Ledger::FallbackEngine > fallbackEngine_; ///< for the state store
    Vel::Ptr< Ledger::EntityManager > entityManager_;
    std::unique_ptr< Ledger::Persistence > persistence_;
    std::unique_ptr< StoreCommits > commits_;

@@ -102,11 +102,12 @@ std::string Maintd::openStore() {
       "state store", options_.stateDir + "/state.mdb", Ledger::LmdbEngine::Durability::synced );
    runtimeEngine_ = std::make_unique< Ledger::LmdbEngine >(
       "runtime store", options_.runtimeDir + "/runtime.mdb", Ledger::LmdbEngine::Durability::unsynced );
+   fallbackEngine_ = std::make_unique< Ledger::FallbackEngine >(
+      storeUsed( *stateEngine_ ), options_.runtimeDir + "/unstored" );
    entityManager_ = Vel::make< Ledger::EntityManager >(
       [this]( std::function< void() > call ) { loop_->post( std::move( call ) ); } );
    persistence_ = std::make_unique< Ledger::Persistence >(
-      entityManager_, storeUsed( *stateEngine_ ), storeUsed( *runtimeEngine_ ), Entities::kept(),
-      Entities::leftOut() );
+      entityManager_, *fallbackEngine_, storeUsed( *runtimeEngine_ ), Entities::kept(), Entities::leftOut() );
    if ( const auto status = persistence_->start(); !status.ok() ) {
       storeIsUnusable_ = status.isUnusable();
       return status.text();
@@ -152,7 +153,7 @@ std::string Maintd::makeClock() {
    FastLog::timeFrom( loop_->currentTimeKept() );
    started_ = now();
    wheel_ = Vel::make< Cog::TimerWheel >( loop_, 1000u, 1800u, true, 1024u );
-   commits_ = std::make_unique< StoreCommits >( *loop_, *persistence_ );
+   commits_ = std::make_unique< StoreCommits >( *loop_, wheel_, *persistence_, *fallbackEngine_ );
    loop_->commitHookIs( [this] { return commit(); } );
    signals_ = std::make_unique< Cog::Signals >(
       *loop_, std::initializer_list< int >{ SIGTERM, SIGINT, SIGHUP },

@@ -6,7 +6,8 @@
 _tree() {
    local path
    for path in CMakeLists.txt debian/changelog docs/VERSIONS.md Platform/Maintenance/PluginInterface.h \
-      Platform/Ledger/Records.h Platform/FastLog/Layout.h Agent/Samples/SampleBlocks.cpp Config/Reader.cpp Api/Names.h; do
+      Platform/Ledger/FallbackEngine.cpp Platform/Ledger/Records.h \
+      Platform/FastLog/Layout.h Agent/Samples/SampleBlocks.cpp Config/Reader.cpp Api/Names.h; do
       file "$path" <"$tools/../$path"
    done
 }
@@ -37,6 +38,7 @@ findsEachNumberThatHasRisen() {
    local change
    for change in 'Platform/Maintenance/PluginInterface.h:PLUGIN_INTERFACE 1:PLUGIN_INTERFACE 2' \
       'Platform/Ledger/Records.h:storeSchema = 1:storeSchema = 2' 'Platform/FastLog/Layout.h:version = 1:version = 2' \
+      'Platform/Ledger/FallbackEngine.cpp:store yet, form 1:store yet, form 2' \
       'Agent/Samples/SampleBlocks.cpp:maintd samples 1:maintd samples 2' \
       'Config/Reader.cpp:program reads version 1:program reads version 2' 'Api/Names.h:"/api/v1":"/api/v2"'; do
       IFS=: read -r path from to <<<"$change"

@@ -378,9 +378,17 @@ void Executor::request( LinkJournalEntry & entry, Known & known ) {
    known.retryTime = 0;
    known.raised = false;
    requests_[known.request] = entry.intf();
-   scheduler_->effectIs(
-      [theSwitch = switch_, id = known.request, intf = entry.intf(), up = entry.wantedUp(),
-       snapshot = entry.snapshot()] { theSwitch->linkSet( id, intf, up, up ? snapshot : "" ); } );
+   if ( entry.wantedUp() )
+      scheduler_->effectIs(
+         [theSwitch = switch_, id = known.request, intf = entry.intf(), snapshot = entry.snapshot()] {
+            theSwitch->linkSet( id, intf, true, snapshot );
+         } );
+   else
+      // It may have been overtaken by the time that it is kept.
+      hooks_.whenKept( [self = self_, id = known.request, intf = entry.intf()] {
+         if ( *self && ( *self )->requests_.count( id ) )
+            ( *self )->switch_->linkSet( id, intf, false, "" );
+      } );
 }
 
 void Executor::wakeupIs( double time ) {

@@ -40,8 +40,10 @@
 ///    A link that was released by hand is not shut again before all its units are normal, whatever is decided meanwhile,
 ///    by a changed profile or by a plug-in that starts and finds its interface drained: its entry in the cause is
 ///    forgotten in the same turn, after everything that is decided in it and before others look.
-/// 4. No request is sent that the journal does not know; what the journal knows and the switch has not acknowledged is
-///    asked for again. A link whose addresses and routes cannot be read is not shut until they can be.
+/// 4. No link is asked to be shut before its line of the journal would outlive this process, however long that takes: the
+///    next agent knows each link that may be shut, and what it has lost. To set one up is asked for at the end of the turn
+///    in any case. What the journal knows and the switch has not acknowledged is asked for again. A link whose addresses
+///    and routes cannot be read is not shut until they can be.
 /// 5. What a link that was let go of can get back only when it has a carrier is kept in the journal until it has one, also
 ///    when it is held once more meanwhile.
 namespace Agent {
@@ -74,6 +76,9 @@ class Executor final : private DataPlane::Listener {
       std::function< bool( const Wire::IntfId & ) > isUnderWay, isMonitored;
       /// Takes a line for the agent's log.
       std::function< void( const Vel::String & line ) > noted;
+      /// Calls back after a turn, as soon as the next agent will know all that has been written until now, also if this one
+      /// is killed.
+      std::function< void( std::function< void() > call ) > whenKept;
    };
    Executor(
       Vel::Ptr< Cog::Scheduler > scheduler, Vel::Ptr< Cog::TimerWheel > wheel,

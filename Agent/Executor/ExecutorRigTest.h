@@ -133,7 +133,13 @@ class ExecutorStory : public ::testing::Test {
             [this]( const Wire::IntfId & intf ) { log += "-" + stringValue( intf ) + ";"; },
             [this]( const Wire::IntfId & intf ) { return underWay.count( intf ) > 0; },
             [this]( const Wire::IntfId & intf ) { return monitored.count( intf ) > 0; },
-            [this]( const Vel::String & line ) { notes.push_back( line ); } } );
+            [this]( const Vel::String & line ) { notes.push_back( line ); },
+            [this]( std::function< void() > call ) {
+               if ( keeps )
+                  clock->effectIs( std::move( call ) );
+               else
+                  waiting.push_back( std::move( call ) );
+            } } );
       ASSERT_TRUE( executor->start().ok() );
       clock->runUntilIdle();
    }
@@ -164,6 +170,9 @@ class ExecutorStory : public ::testing::Test {
    std::set< Wire::IntfId > underWay, monitored;
    std::vector< Vel::String > notes;
    bool commits = true;
+   bool keeps =
+      true; ///< what has been written outlives the agent at the end of a turn; otherwise requests wait:
+   std::vector< std::function< void() > > waiting;
 };
 
 } // namespace Agent

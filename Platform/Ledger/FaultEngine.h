@@ -16,6 +16,8 @@ class FaultEngine final : public StoreEngine {
    /// The next operation has number 0 from now on; that of number `first` and `count - 1` after it fail.
    void faultIs( unsigned first, unsigned count = 1, Commit commit = Commit::undone );
    void faultDel() { faultIs( 0, 0 ); }
+   /// From now on what is opened and read does not fail, and does not count: the disk is full.
+   void onlyWritesFail() { onlyWrites_ = true; }
    /// Operations since faultIs(), those that failed included.
    unsigned operations() const { return operations_; }
    /// Those that failed.
@@ -24,7 +26,7 @@ class FaultEngine final : public StoreEngine {
    bool faultedCommit() const { return faultedCommit_; }
 
    const Vel::String & name() const override { return engine_.name(); }
-   Status open() override { return fails() ? fault( "open" ) : engine_.open(); }
+   Status open() override { return !onlyWrites_ && fails() ? fault( "open" ) : engine_.open(); }
    Status begin() override { return fails() ? fault( "begin" ) : engine_.begin(); }
    Status put( std::string_view key, std::string_view value ) override {
       return fails() ? fault( "write" ) : engine_.put( key, value );
@@ -36,7 +38,7 @@ class FaultEngine final : public StoreEngine {
    Status commit() override;
    void abort() override { engine_.abort(); }
    Status walk( std::string_view prefix, const Visit & visit ) override {
-      return fails() ? fault( "read" ) : engine_.walk( prefix, visit );
+      return !onlyWrites_ && fails() ? fault( "read" ) : engine_.walk( prefix, visit );
    }
 
  private:
@@ -50,6 +52,7 @@ class FaultEngine final : public StoreEngine {
    unsigned operations_ = 0;
    unsigned faults_ = 0;
    bool faultedCommit_ = false;
+   bool onlyWrites_ = false;
 };
 
 } // namespace Ledger

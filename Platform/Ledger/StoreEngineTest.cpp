@@ -1,3 +1,4 @@
+#include "Platform/Ledger/FallbackEngine.h"
 #include "Platform/Ledger/LmdbEngine.h"
 #include "Platform/Ledger/MemoryEngine.h"
 #include "Platform/Ledger/TempFolderTest.h"
@@ -62,7 +63,44 @@ struct StoreEngine : testing::Test {
       return result;
    }
 };
-using Engines = testing::Types< InMemory, Synced, Unsynced >;
+/// An engine that reads, and begins no transaction unless it is to.
+class RefusingEngine final : public Ledger::StoreEngine {
+ public:
+   RefusingEngine( Ledger::StoreEngine & engine, bool takes ) : engine_( engine ), takes_( takes ) {}
+   const Vel::String & name() const override { return engine_.name(); }
+   Ledger::Status open() override { return engine_.open(); }
+   Ledger::Status begin() override {
+      return takes_ ? engine_.begin() : Ledger::Status::failure( "store: cannot begin: the disk is full" );
+   }
+   Ledger::Status put( std::string_view key, std::string_view value ) override {
+      return engine_.put( key, value );
+   }
+   Ledger::Status del( std::string_view key ) override { return engine_.del( key ); }
+   Ledger::Status delAll( std::string_view prefix ) override { return engine_.delAll( prefix ); }
+   Ledger::Status commit() override { return engine_.commit(); }
+   void abort() override { engine_.abort(); }
+   Ledger::Status walk( std::string_view prefix, const Visit & visit ) override {
+      return engine_.walk( prefix, visit );
+   }
+
+ private:
+   Ledger::StoreEngine & engine_;
+   const bool takes_;
+};
+
+/// Behind an engine that takes everything, or nothing.
+template < bool takes >
+struct InFallback {
+   TempFolder folder;
+   Ledger::MemoryDisk disk;
+   Ledger::MemoryEngine memory{ "store", disk };
+   RefusingEngine refusing{ memory, takes };
+   std::unique_ptr< Ledger::StoreEngine > engineNew() {
+      memory.abort();
+      return std::make_unique< Ledger::FallbackEngine >( refusing, folder.path() + "/unstored" );
+   }
+};
+using Engines = testing::Types< InMemory, Synced, Unsynced, InFallback< true >, InFallback< false > >;
 TYPED_TEST_SUITE( StoreEngine, Engines );
 
 TYPED_TEST( StoreEngine, keepsWhatIsCommitted ) {

@@ -129,6 +129,29 @@ _isKilled() {
    _eachLinkHasMovedOnceEachWay
 }
 
+# The disk of the agent's state is full from before the first link is shut until after the next agent has started. SIGNAL.
+_isKilledOnAFullDisk() {
+   signal=$1
+   mkdir state
+   mount -t tmpfs -o size=8m none state || fail "a small file system should be mounted"
+   trap '_emptyWorld "$world"; umount -l state' EXIT
+   _enters
+   head -c 100M /dev/zero > state/fill 2> /dev/null
+   _until 30 "et3 is shut" _isDown et3
+   _until 30 "et4 is shut" _isDown et4
+   _until 10 "et4 is shown shut" _is interfaces/et4 state under-maint
+   [ -s run/unstored ] || fail "what the state folder lacks should be in the runtime folder"
+   _killAndRestart entering
+   _isWell && fail "the agent should say that it cannot write its state"
+   rm state/fill
+   _until 20 "the agent is well again" _isWell
+   [ -e run/unstored ] && fail "the state folder should have it all"
+   _trafficEnds
+   _isUnderMaintenance
+   _isBackToNormal
+   _eachLinkHasMovedOnceEachWay
+}
+
 # The plan before the button: nothing is entered as long as that cuts somebody off.
 _refusesToCutOff() {
    # A network behind et1 loses its other way, and the session is of a host on et1 itself.
@@ -330,6 +353,9 @@ goesOnAfterAKillAtEachPointOfTheStory() {
    _inWorlds "entering _isKilled entering" "shut _isKilled shut" "draining _isKilled draining" \
       "settling _isKilled settling" "maintenance _isKilled maintenance" "exiting _isKilled exiting" \
       "stopped _isKilled draining TERM"
+}
+goesOnAfterAnEndWhileTheDiskIsFull() {
+   _inWorlds "killed _isKilledOnAFullDisk KILL" "stopped _isKilledOnAFullDisk TERM"
 }
 refusesToCutOffFollowsLinksAndReleasesThemByHand() {
    _inWorlds "byHand _isReleasedByHand" "links _followsLinks"

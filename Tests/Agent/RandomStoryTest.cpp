@@ -122,8 +122,7 @@ class Story {
          break;
       }
       default:
-         // What could not be committed at all is lost with a crash; one trouble at a time.
-         stateStore_->faultDel();
+         // What neither the state store nor the runtime folder took is lost with a crash; one trouble at a time.
          runtimeStore_->faultDel();
          rig_.crashAfterTurnIs(
             rig_.turns() + 1 + pick( 3 ), pick( 2 ) ? AgentRig::Effects::out : AgentRig::Effects::lost );
