@@ -43,6 +43,75 @@ TEST_F( EventsFlood, aLinkThatFlapsForAnHourIsToldOnceAMinuteWithEveryChangeCoun
    EXPECT_EQ( "up", last().at( "link-state" ) );
 }
 
+/// An interface is watched only while its link is up.
+TEST_F( EventsFlood, aLinkThatFlapsWhileItIsWatchedIsToldOnceAMinuteInTheEnd ) {
+   enter();
+   record( et1, 5e8 ).stateIs( Maintenance::monIntfStateEnterMaint );
+   insights->intfIs( et1 )->reasonIs( Reason::aboveThreshold );
+   turn();
+   told();
+   for ( int i = 0; i < 1801; ++i ) {
+      const bool up = i % 2;
+      linkIs( et1, up );
+      if ( up ) {
+         record( et1, 5e8 ).stateIs( Maintenance::monIntfStateEnterMaint );
+         insights->intfIs( et1 )->reasonIs( i % 4 == 1 ? Reason::aboveThreshold : Reason::timing );
+      } else {
+         records->monIntfStatusDel( et1 );
+         insights->intfDel( et1 );
+      }
+      clock->advance( 1 );
+   }
+   clock->advance( 120 );
+   EXPECT_LT( log->last() - seen, 3u * 45 ) << "states, reasons and links";
+   const Told states = toldOf( "state" );
+   EXPECT_EQ( 1801u, states.changes );
+   EXPECT_LT( states.events, 45u );
+   record( et1, 5e8 ).stateIs( Maintenance::monIntfStateEnterMaint );
+   insights->intfIs( et1 )->reasonIs( Reason::aboveThreshold );
+   clock->advance( 61 );
+   EXPECT_EQ( ( Lines{ "interface et1 state", "interface et1 reason" } ), told() );
+   EXPECT_EQ( "above-threshold", last().at( "reason" ) );
+}
+
+TEST_F( EventsFlood, anInterfaceThatHasDrainedAfterItsLinkFlappedIsToldAtOnce ) {
+   enter();
+   record( et1, 5e8 ).stateIs( Maintenance::monIntfStateEnterMaint );
+   turn();
+   told();
+   for ( int i = 0; i < 5; ++i ) {
+      records->monIntfStatusDel( et1 );
+      record( et1, 5e8 ).stateIs( Maintenance::monIntfStateEnterMaint );
+      clock->advance( 0.1 );
+   }
+   EXPECT_EQ( Lines{}, told() );
+   records->monIntfStatus( et1 )->stateIs( Maintenance::monIntfStateUnderMaint );
+   turn();
+   EXPECT_EQ( Lines{ "interface et1 state" }, told() );
+   EXPECT_EQ( "under-maint", last().at( "state" ) );
+   EXPECT_EQ( 11, last().at( "changes" ) );
+   clock->advance( 120 );
+   EXPECT_EQ( Lines{}, told() );
+}
+
+TEST_F( EventsFlood, aUnitThatSettlesAndDoesNotIsToldOnceAMinuteWithEveryChangeCounted ) {
+   enter();
+   turn();
+   told();
+   for ( int i = 0; i < 1801; ++i ) {
+      settling = i % 2 == 0;
+      clock->post( [] {} );
+      clock->advance( 1 );
+   }
+   clock->advance( 120 );
+   settling = false;
+   turn();
+   const Told of = toldOf( "settling" );
+   EXPECT_EQ( 1802u, of.changes );
+   EXPECT_LT( of.events, 45u );
+   EXPECT_EQ( "settling-ended", last().at( "what" ) );
+}
+
 TEST_F( EventsFlood, aStormOfLinksWritesInFewTurnsAndTellsOfEveryOne ) {
    constexpr unsigned count = AlikeEvents::most;
    const std::vector< Wire::IntfId > all = joinMany( count );

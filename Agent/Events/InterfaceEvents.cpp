@@ -60,7 +60,10 @@ void InterfaceEvents::watchLink( const Wire::IntfId & intf ) {
 
 void InterfaceEvents::watchRecord( const Wire::IntfId & intf ) {
    changed_.insert( intf );
-   watch( recordReactors_, intf, model_.monIntfStatusDir->monIntfStatus( intf ), this );
+   const auto * const record = model_.monIntfStatusDir->monIntfStatus( intf );
+   if ( const ToldInterface * const told = model_.told->interface( intf ) )
+      seen( intf, &Dampers::watched, record != nullptr, !told->state().empty() );
+   watch( recordReactors_, intf, record, this );
 }
 
 void InterfaceEvents::watchInsight( const Wire::IntfId & intf ) {
@@ -155,9 +158,9 @@ void InterfaceEvents::look() {
    writer_.tell();
    if ( std::exchange( left_, false ) )
       std::erase_if( damped_, [&]( const auto & entry ) {
-         const auto & [link, drift, spike, starved, membership] = entry.second;
-         return link.quiet( now ) && drift.quiet( now ) && spike.quiet( now ) && starved.quiet( now ) &&
-                membership.quiet( now );
+         const auto & [link, drift, watched, spike, starved, membership] = entry.second;
+         return link.quiet( now ) && drift.quiet( now ) && watched.quiet( now ) && spike.quiet( now ) &&
+                starved.quiet( now ) && membership.quiet( now );
       } );
    pace_.end();
 }
@@ -209,6 +212,7 @@ void InterfaceEvents::lookAtLeave( const Present & of ) {
    Dampers & dampers = damped_[of.intf];
    dampers.link.valueDel();
    dampers.drift.valueDel();
+   dampers.watched.valueDel();
    dampers.spike.valueDel();
    dampers.starved.valueDel();
    left_ = true;
@@ -253,19 +257,33 @@ void InterfaceEvents::lookAtLink( const Present & of ) {
       { { "link-state", link }, { "changes", changes } } );
 }
 
+/// A link that flaps takes its record along each time. Other changes do not come back by themselves.
 void InterfaceEvents::lookAtRecord( const Present & of ) {
    const auto * const record = model_.monIntfStatusDir->monIntfStatus( of.intf );
    const Vel::String state = record ? monStateText( record->state() ) : "", from = of.told.state();
-   if ( state == from )
+   seen( of.intf, &Dampers::watched, record != nullptr, !from.empty() );
+   const auto it = damped_.find( of.intf );
+   if ( state == from && ( it == damped_.end() || it->second.watched.changes() == 0 ) )
       return;
+   Damper & damper = damped_[of.intf].watched;
+   const bool betweenStates = state != from && !state.empty() && !from.empty();
+   const Vel::U32 changes = betweenStates ? damper.changes() + 1 : pace_.mayTell( of.intf, damper );
+   if ( changes == 0 )
+      return;
+   damper.changesDel();
    of.told.stateIs( state );
    const bool forced =
       state == "under-maint" && model_.cause->intfStatus( of.intf ) && hooks_.forced( of.intf );
+   json more{
+      { "state", InterfaceWords::orNull( state ) },
+      { "from", InterfaceWords::orNull( from ) },
+      { "forced", forced } };
+   if ( changes > 1 )
+      more["changes"] = changes;
    writer_.write(
-      of.about( "state", InterfaceWords::stateSentence( of.name, state ) ),
-      { { "state", InterfaceWords::orNull( state ) },
-        { "from", InterfaceWords::orNull( from ) },
-        { "forced", forced } } );
+      of.about(
+         "state", InterfaceWords::stateSentence( of.name, state ) + InterfaceWords::afterChanges( changes ) ),
+      more );
 }
 
 void InterfaceEvents::lookAtReason( const Present & of ) {
@@ -274,6 +292,10 @@ void InterfaceEvents::lookAtReason( const Present & of ) {
    const Vel::String reason = insight && record ? stringValue( insight->reason() ) : "",
                      from = of.told.reason();
    const bool starved = reason == starvedText, wasStarved = from == starvedText;
+   // Before it is told that it is watched, or is not any more, nothing is told of why it waits.
+   const auto dampers = damped_.find( of.intf );
+   if ( dampers != damped_.end() && dampers->second.watched.changes() > 0 )
+      return;
    seen( of.intf, &Dampers::starved, starved, wasStarved );
    if ( reason == from )
       return;

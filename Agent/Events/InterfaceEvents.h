@@ -20,7 +20,8 @@
 /// they wait, shutdowns, drift and traffic that comes back.
 /// Owner: Events. Reactors note which interfaces to look at; look() tells how they differ from what was told last.
 ///
-/// Links, traffic, drift and counters may go to and fro without end, and interfaces come and go, in hundreds at once. So
+/// Links, the monitoring of interfaces whose links do, traffic, drift and counters may go to and fro without end, and
+/// interfaces come and go, in hundreds at once. So
 /// each is damped (Damper.h, Pace.h), with the number of changes in the event. What happens alike to very many in one
 /// turn is one event (AlikeEvents.h).
 namespace Agent {
@@ -95,7 +96,7 @@ class InterfaceEvents {
    using Reactors = std::map< Wire::IntfId, std::unique_ptr< Vel::Watch< R > > >;
    struct Dampers {
       Damped< Vel::String > link, drift;
-      Damped< bool > spike, starved;
+      Damped< bool > watched, spike, starved;
       Damper membership;
    };
    struct Present;

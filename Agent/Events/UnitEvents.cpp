@@ -128,9 +128,13 @@ void UnitEvents::look() {
    for ( const Vel::String & unit : pace_.begin( hooks_.now() ) )
       changed_.insert( unit );
    for ( const Vel::String & unit : entering_ )
-      if ( const ToldUnit * const told = model_.told->unit( unit ) )
-         if ( told->settling() != hooks_.settling( unit ) )
+      if ( const ToldUnit * const told = model_.told->unit( unit ) ) {
+         const bool settling = hooks_.settling( unit );
+         if ( told->settling() != settling )
             changed_.insert( unit );
+         else if ( const auto it = settled_.find( unit ); it != settled_.end() )
+            it->second.valueIs( settling, settling );
+      }
    if ( changed_.empty() )
       return;
    for ( const Vel::String & unit : std::exchange( changed_, {} ) )
@@ -142,6 +146,7 @@ void UnitEvents::lookAt( const Vel::String & unit ) {
    const Status * const status = model_.unitStatusDir->status( unit );
    if ( !status || status->state() == UnitState::none ) {
       entering_.erase( unit );
+      settled_.erase( unit );
       violated_.erase( unit );
       if ( model_.told->unitDel( unit ) )
          writer_.write( about( unit, "removed", unit + " is not configured any more" ) );
@@ -196,13 +201,23 @@ void UnitEvents::lookAtStages( const Vel::String & unit, ToldUnit & told ) {
    const bool settling = hooks_.settling( unit );
    if ( settling == told.settling() )
       return;
-   told.settlingIs( settling );
    const Status * const status = model_.unitStatusDir->status( unit );
-   if ( settling )
-      writer_.write( about( unit, "settling", unit + " settles: all that it waited for is done" ) );
-   else if ( status && status->state() == UnitState::enterInProgress )
-      writer_.write(
-         about( unit, "settling-ended", unit + " does not settle any more: it has to wait again" ) );
+   const bool enters = status && status->state() == UnitState::enterInProgress;
+   Damped< bool > & damper = settled_[unit];
+   if ( !settling && !enters ) {
+      told.settlingIs( false );
+      return damper.valueDel();
+   }
+   damper.valueIs( settling, told.settling() );
+   const Vel::U32 changes = pace_.mayTell( unit, damper );
+   if ( changes == 0 )
+      return;
+   told.settlingIs( settling );
+   const std::string text = unit + ( settling ? " settles: all that it waited for is done"
+                                              : " does not settle any more: it has to wait again" );
+   writer_.write(
+      about( unit, settling ? "settling" : "settling-ended", text + InterfaceWords::afterChanges( changes ) ),
+      { { "changes", changes } } );
 }
 
 void UnitEvents::lookAtCommands( const Vel::String & unit, ToldUnit & told ) {

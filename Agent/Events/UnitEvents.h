@@ -12,8 +12,8 @@
 #include <optional>
 
 /// Purpose: tells what happens to units: their states, stages, settling and violations.
-/// Owner: Events. Reactors note which units to look at; look() tells how they differ from what was told last. Violations
-/// may begin and end without end: they are damped (Damper.h, Pace.h).
+/// Owner: Events. Reactors note which units to look at; look() tells how they differ from what was told last. A unit
+/// may settle and not settle, violations may begin and end without end: they are damped (Damper.h, Pace.h).
 namespace Agent {
 
 class UnitEvents {
@@ -97,6 +97,7 @@ class UnitEvents {
    Hooks hooks_;
    std::set< Vel::String > changed_;
    std::set< Vel::String > entering_;                 ///< they may settle, which nobody tells
+   std::map< Vel::String, Damped< bool > > settled_;  ///< units that have ever done so
    std::map< Vel::String, Damped< bool > > violated_; ///< units that have ever been
    Pace< Vel::String > pace_;
    Vel::Watch< VelUnits > unitsReactor_;
