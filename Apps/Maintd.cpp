@@ -84,6 +84,7 @@ void Maintd::makeAgent() {
          [this]( const Wire::IntfId & intf ) { membership_->intfIs( intf ); },
          [this]( const Wire::IntfId & intf ) { membership_->intfDel( intf ); },
          // As long as no configuration is applied, nobody can tell that all units of an interface are normal.
+         [this, &e] { return !applied_ || e.isAnyUnderWay(); },
          [this, &e]( const Wire::IntfId & intf ) { return !applied_ || e.isUnderWay( intf ); },
          [&e]( const Wire::IntfId & intf ) { return e.monIntfStatusDir->monIntfStatus( intf ) != nullptr; },
          [this]( const Vel::String & line ) {

@@ -163,7 +163,8 @@ void Executor::turnEnds() {
 
 void Executor::releasedNote() {
    for ( const auto & [intf, none] : model_.journal->releasedRange() )
-      if ( !hooks_.isUnderWay( intf ) )
+      // Of which units a link is that is away, nobody can tell.
+      if ( known_.count( intf ) ? !hooks_.isUnderWay( intf ) : !hooks_.isAnyUnderWay() )
          model_.journal->releasedDel( intf );
       else if ( model_.cause->intfStatusDel( intf ) )
          hooks_.noted( Vel::text(
@@ -317,7 +318,7 @@ void Executor::execute( const Wire::IntfId & intf ) {
    else if ( !wantedDown && entry && !entry->wantedUp() )
       letGo( *entry, known );
    else if ( entry && !entry->acknowledged() && !known.request && known.retryTime <= now() )
-      request( *entry, known );
+      requestAgain( *entry, known );
    else if ( !wantedDown && !entry && known.retryTime > 0 ) {
       // It could not be shut, and need not be any more.
       known.retryTime = 0;
@@ -331,13 +332,9 @@ void Executor::hold( const Wire::IntfId & intf, Known & known ) {
    known.retryTime = 0;
    if ( !entry ) {
       const DataPlane::LinkSnapshot snapshot = switch_->linkSnapshot( intf );
-      known.problem = snapshot.outcome.text();
-      if ( !snapshot.outcome.ok() ) {
-         // Shut now, it would come back without its addresses.
-         known.retryTime = now() + retryAfter;
-         wakeupIs( known.retryTime );
-         return;
-      }
+      if ( !snapshot.outcome.ok() )
+         return holdLater( snapshot.outcome, known );
+      known.problem.clear();
       entry = model_.journal->entryIs( intf );
       entry->bootIdIs( switch_->bootId() );
       entry->ifIndexIs( known.link.ifIndex );
@@ -353,9 +350,29 @@ void Executor::hold( const Wire::IntfId & intf, Known & known ) {
    }
 }
 
+/// A link that could not be set down may have got more since, and have lost what it had.
+void Executor::requestAgain( LinkJournalEntry & entry, Known & known ) {
+   if ( !entry.wantedUp() && known.link.adminUp ) {
+      const DataPlane::LinkSnapshot snapshot = switch_->linkSnapshot( entry.intf() );
+      if ( !snapshot.outcome.ok() )
+         return holdLater( snapshot.outcome, known );
+      entry.snapshotIs( switch_->snapshotsJoined( entry.snapshot(), snapshot.text ) );
+   }
+   request( entry, known );
+}
+
+/// Shut now, the link would come back without its addresses.
+void Executor::holdLater( const DataPlane::Outcome & outcome, Known & known ) {
+   known.problem = outcome.text();
+   known.retryTime = now() + retryAfter;
+   wakeupIs( known.retryTime );
+}
+
 void Executor::letGo( LinkJournalEntry & entry, Known & known ) {
    drifts_.letGo( entry.intf() );
-   if ( entry.raised() )
+   // Nor has it been set down when that was asked for in vain.
+   const bool stayedUp = !entry.acknowledged() && !known.request && known.link.adminUp;
+   if ( entry.raised() || stayedUp )
       entry.snapshotIs( switch_->raisedByOthers( entry.snapshot() ) );
    entry.raisedIs( false );
    if ( !entry.wasUp() ) {

@@ -72,6 +72,8 @@ class Executor final : private DataPlane::Listener {
    /// Who else is told of interfaces, and is asked of them. All given.
    struct Hooks {
       std::function< void( const Wire::IntfId & ) > intfIs, intfDel;
+      /// Whether any unit is not normal.
+      std::function< bool() > isAnyUnderWay;
       /// Whether a unit of it is not normal; whether it has a record.
       std::function< bool( const Wire::IntfId & ) > isUnderWay, isMonitored;
       /// Takes a line for the agent's log.
@@ -173,7 +175,9 @@ class Executor final : private DataPlane::Listener {
    void countersSoon();
    void hold( const Wire::IntfId & intf, Known & known );
    void letGo( LinkJournalEntry & entry, Known & known );
+   void holdLater( const DataPlane::Outcome & outcome, Known & known );
    void request( LinkJournalEntry & entry, Known & known );
+   void requestAgain( LinkJournalEntry & entry, Known & known );
    void handleDue();
    void handleWakeup();
    void wakeupIs( double time );

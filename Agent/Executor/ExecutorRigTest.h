@@ -46,11 +46,11 @@ class FakeSwitch final : public DataPlane::Switch {
    DataPlane::LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) override {
       if ( !snapshotOutcome.ok() )
          return { snapshotOutcome, {} };
-      return { {}, "addresses of " + stringValue( intf ) };
+      return { {}, snapshot.empty() ? "addresses of " + stringValue( intf ) : snapshot };
    }
    Vel::String raisedByOthers( const Vel::String & snapshot ) const override { return snapshot + ", raised"; }
    Vel::String snapshotsJoined( const Vel::String & earlier, const Vel::String & later ) const override {
-      return earlier + " and " + later;
+      return earlier == later ? earlier : earlier + " and " + later;
    }
    void linkRestore( DataPlane::RequestId id, const Wire::IntfId & intf, const Vel::String & left ) override {
       restores.push_back( { id, intf, true, left } );
@@ -97,6 +97,7 @@ class FakeSwitch final : public DataPlane::Switch {
    std::vector< Request > requests;
    std::vector< Request > restores; ///< of what was left
    Outcome startOutcome, countersOutcome, snapshotOutcome;
+   Vel::String snapshot; ///< empty: one of the link's name
    bool membership = true;
    Vel::String boot = "boot 1";
    unsigned refreshes = 0;
@@ -131,6 +132,7 @@ class ExecutorStory : public ::testing::Test {
          Executor::Hooks{
             [this]( const Wire::IntfId & intf ) { log += "+" + stringValue( intf ) + ";"; },
             [this]( const Wire::IntfId & intf ) { log += "-" + stringValue( intf ) + ";"; },
+            [this] { return anyUnderWay || !underWay.empty(); },
             [this]( const Wire::IntfId & intf ) { return underWay.count( intf ) > 0; },
             [this]( const Wire::IntfId & intf ) { return monitored.count( intf ) > 0; },
             [this]( const Vel::String & line ) { notes.push_back( line ); },
@@ -168,6 +170,7 @@ class ExecutorStory : public ::testing::Test {
    std::unique_ptr< Executor > executor;
    std::string log;
    std::set< Wire::IntfId > underWay, monitored;
+   bool anyUnderWay = false; ///< besides theirs
    std::vector< Vel::String > notes;
    bool commits = true;
    bool keeps =

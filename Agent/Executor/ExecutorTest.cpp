@@ -367,6 +367,20 @@ TEST_F( ExecutorStory, whatIsReleasedByHandIsNotShutAgainBeforeItsUnitsAreNormal
    EXPECT_FALSE( fake->requests[2].up );
 }
 
+TEST_F( ExecutorStory, whatIsReleasedByHandStaysSoWhileTheLinkIsAway ) {
+   anyUnderWay = true;
+   held();
+   executor->release( "et1" );
+   fake->linkGone( et1 );
+   clock->post( [] {} );
+   clock->runUntilIdle();
+   EXPECT_TRUE( model.journal->released( et1 ) );
+   anyUnderWay = false;
+   clock->post( [] {} );
+   clock->runUntilIdle();
+   EXPECT_FALSE( model.journal->released( et1 ) );
+}
+
 TEST_F( ExecutorStory, deletesEntriesThatBelongToNoRecord ) {
    held();
    executor->orphansDel( []( const Wire::IntfId & ) { return false; } );

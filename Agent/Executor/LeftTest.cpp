@@ -173,5 +173,33 @@ TEST_F( LeftStory, whatSomebodyElseHasRaisedWithTheLinkStaysUp ) {
    EXPECT_EQ( "addresses of et1, raised", entry()->snapshot() ) << "also if it is asked for again";
 }
 
+TEST_F( LeftStory, isKnownAnewWhenALinkCouldNotBeSetDown ) {
+   model.cause->intfStatusIs( et1, clock->currentTime() );
+   clock->runUntilIdle();
+   fake->fail( 0, "not permitted" );
+   fake->snapshot = "more";
+   clock->advance( Executor::retryAfter + 1 );
+   ASSERT_EQ( 2u, fake->requests.size() );
+   EXPECT_EQ( "addresses of et1 and more", entry()->snapshot() );
+   fake->snapshotOutcome = Outcome::failed( "the kernel does not answer" );
+   fake->fail( 1, "not permitted" );
+   clock->advance( Executor::retryAfter + 1 );
+   EXPECT_EQ( 2u, fake->requests.size() );
+   EXPECT_EQ( "the kernel does not answer", executor->problem() );
+   fake->snapshotOutcome = {};
+   clock->advance( Executor::retryAfter + 1 );
+   EXPECT_EQ( 3u, fake->requests.size() );
+}
+
+TEST_F( LeftStory, lowersNothingAboveALinkThatHasNeverBeenDown ) {
+   model.cause->intfStatusIs( et1, clock->currentTime() );
+   clock->runUntilIdle();
+   fake->fail( 0, "not permitted" );
+   bringBack();
+   clock->runUntilIdle();
+   ASSERT_EQ( 2u, fake->requests.size() );
+   EXPECT_EQ( "addresses of et1, raised", fake->requests[1].restore );
+}
+
 } // namespace
 } // namespace Agent

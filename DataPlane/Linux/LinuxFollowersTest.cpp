@@ -213,5 +213,14 @@ TEST_F( LinuxFollowers, requestTakesThePlaceOfWhatIsStillGivenBack ) {
    EXPECT_EQ( 1u, kernel->asked.size() ) << "nothing is given to a link that is down";
 }
 
+/// The kernel sets the devices above a link up one after the other, and tells so.
+TEST_F( LinuxFollowers, areNotTakenForDownWhenTheKernelHasSetThemUpAndNotToldYet ) {
+   fill();
+   started();
+   kernel->links[12].flags = upAndRunning;
+   for ( const auto & follower : lost( "et1" ).followers )
+      EXPECT_FALSE( follower.wasDown ) << follower.name;
+}
+
 } // namespace
 } // namespace DataPlane::Linux

@@ -1,5 +1,7 @@
 #include "DataPlane/Linux/LostReader.h"
 
+#include "DataPlane/Linux/LinkMessage.h"
+
 #include <algorithm>
 #include <tuple>
 
@@ -31,10 +33,18 @@ Outcome LostReader::read( Vel::U32 ifIndex, LostState & state ) {
       outcome = readRoutes( devices, routesAlone );
    else if ( outcome.ok() && !routes_ )
       outcome = readRoutes( {}, routes_.emplace() );
+   if (
+      outcome.ok() && !setUp_ && std::any_of( followers.begin(), followers.end(), [this]( Vel::U32 device ) {
+         return !links_.adminUp( device );
+      } ) )
+      outcome = readSetUp();
    if ( !outcome.ok() ) {
       forget();
       return outcome;
    }
+   const auto isDown = [this]( Vel::U32 device ) {
+      return !links_.adminUp( device ) && setUp_->count( device ) == 0;
+   };
    const auto lostOf = [&]( Vel::U32 device ) {
       LostOfDevice lost;
       if ( const auto at = addresses_->find( device ); at != addresses_->end() )
@@ -48,7 +58,7 @@ Outcome LostReader::read( Vel::U32 ifIndex, LostState & state ) {
    std::set< Vel::String > names{ links_.name( ifIndex ) };
    for ( const Vel::U32 follower : followers ) {
       state.followers.push_back(
-         { links_.name( follower ), follower, !links_.adminUp( follower ), lostOf( follower ) } );
+         { links_.name( follower ), follower, isDown( follower ), lostOf( follower ) } );
       names.insert( links_.name( follower ) );
    }
    for ( const Route & route : alone ? routesAlone : *routes_ )
@@ -62,6 +72,21 @@ void LostReader::forget() {
    addresses_.reset();
    neighbours_.reset();
    routes_.reset();
+   setUp_.reset();
+}
+
+/// The kernel raises the followers of a link one after the other, and may have come further than its news have.
+Outcome LostReader::readSetUp() {
+   std::set< Vel::U32 > setUp;
+   const Outcome outcome = dumps_.whole(
+      linkDumpRequest(), "cannot read the links", [&] { setUp.clear(); },
+      [&]( const nlmsghdr & message ) {
+         if ( const auto event = parseLink( message ); event && event->link.adminUp )
+            setUp.insert( event->link.ifIndex );
+      } );
+   if ( outcome.ok() )
+      setUp_ = std::move( setUp );
+   return outcome;
 }
 
 Outcome LostReader::readAddresses() {

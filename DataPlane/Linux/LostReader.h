@@ -36,6 +36,7 @@ class LostReader {
    using Neighbours = std::map< Vel::U32, std::set< Neighbour, InOrder > >; ///< by link
 
    Outcome readAddresses();
+   Outcome readSetUp();
    /// Those of some devices; with none of them, of all.
    Outcome readNeighbours( const Devices & devices, Neighbours & neighbours );
    Outcome readRoutes( const Devices & devices, std::vector< Route > & routes );
@@ -48,6 +49,7 @@ class LostReader {
    std::optional< Addresses > addresses_;
    std::optional< Neighbours > neighbours_;
    std::optional< std::vector< Route > > routes_;
+   std::optional< std::set< Vel::U32 > > setUp_; ///< links; read when a follower is down as far as is known
 };
 
 } // namespace DataPlane::Linux
