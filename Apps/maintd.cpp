@@ -1,4 +1,5 @@
 #include "Apps/Maintd.h"
+#include "Agent/Commands/DescriptorLimit.h"
 #include "Apps/Background.h"
 #include "Apps/Logging.h"
 #include "Apps/Owner.h"
@@ -180,6 +181,7 @@ int main( int argc, char ** argv ) {
    }
    if ( releaseAll )
       return releaseAllLinks( options );
+   Agent::descriptorLimitRaise();
    Apps::Background background;
    if ( !foreground )
       if ( const auto ended = background.begin() )

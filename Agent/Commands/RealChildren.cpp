@@ -1,5 +1,6 @@
 #include "Agent/Commands/RealChildren.h"
 
+#include "Agent/Commands/DescriptorLimit.h"
 #include "Agent/Commands/Processes.h"
 
 #include <fcntl.h>
@@ -120,6 +121,7 @@ struct Plan {
    while ( got < 0 && errno == EINTR );
    if ( got != 1 )
       _exit( cannotRunStatus );
+   descriptorLimitRestore();
    umask( 022 );
    if ( chdir( "/" ) == 0 )
       execve( plan.words[0], plan.words, plan.environment );

@@ -1,5 +1,6 @@
 #include "Agent/Commands/RealChildren.h"
 
+#include "Agent/Commands/DescriptorLimit.h"
 #include "Agent/Commands/Processes.h"
 #include "Platform/Cog/RealTime.h"
 #include "Platform/Cog/TimerWheel.h"
@@ -179,6 +180,21 @@ TEST_F( RealChildren, thatCannotBeMadeForWantOfDescriptorsMayBeMadeLater ) {
    begin( "echo here" );
    untilEnded();
    EXPECT_EQ( "here\n", out );
+}
+
+TEST_F( RealChildren, mayHaveAsManyDescriptorsAsIfWeHadNotTakenMore ) {
+   rlimit before, raised;
+   ASSERT_EQ( 0, getrlimit( RLIMIT_NOFILE, &before ) );
+   rlimit usual = before;
+   usual.rlim_cur = 200;
+   ASSERT_EQ( 0, setrlimit( RLIMIT_NOFILE, &usual ) );
+   Agent::descriptorLimitRaise();
+   ASSERT_EQ( 0, getrlimit( RLIMIT_NOFILE, &raised ) );
+   EXPECT_LT( 200u, raised.rlim_cur );
+   begin( "ulimit -n" );
+   untilEnded();
+   EXPECT_EQ( "200\n", out );
+   ASSERT_EQ( 0, setrlimit( RLIMIT_NOFILE, &before ) );
 }
 
 TEST_F( RealChildren, readMoreThanAPipeHoldsAndSayMore ) {
