@@ -114,8 +114,9 @@ TEST_F( HttpDoor, restsWhileThereAreNoDescriptors ) {
       alarm->timeMinIs( end );
       runUntil( [&] { return loop->currentTime() >= end; } );
    };
-   // Sanitizers look through a pipe at objects of a type that is new to them.
+   // Sanitizers look through a pipe at objects of a type that is new to them: all must have been met before.
    pass( 0.01 );
+   expectService();
    Client & waiting = client();
    waiting.send( get( "/" ) );
    const Vel::U64 before = loop->turns();

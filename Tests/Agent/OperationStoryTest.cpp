@@ -170,7 +170,8 @@ class Cancelled {
  private:
    static std::string configurationOfIt() {
       std::string result = configuration;
-      const std::string way = "exit: [drainwatch]";
+      const std::string stage = "{enter: /bin/steer}", way = "exit: [drainwatch]";
+      result.replace( result.find( stage ), stage.size(), "{enter: /bin/steer, exit: /bin/steer}" );
       return result.replace( result.find( way ), way.size(), "exit: [drainwatch, steer]" );
    }
 };
