@@ -33,10 +33,11 @@ bool isOtherSwitch( const Vel::String & one, const Vel::String & other ) {
 
 Released Maintd::releaseAll() {
    Released result;
-   std::error_code ignored;
-   if (
-      std::filesystem::status( options_.stateDir + "/state.mdb", ignored ).type() ==
-      std::filesystem::file_type::not_found )
+   const auto isThere = []( const std::string & path ) {
+      std::error_code ignored;
+      return std::filesystem::status( path, ignored ).type() != std::filesystem::file_type::not_found;
+   };
+   if ( !isThere( options_.stateDir + "/state.mdb" ) && !isThere( options_.runtimeDir + "/unstored" ) )
       return result;
    if ( result.problem = openStore(); !result.problem.empty() ) {
       result.outcome =

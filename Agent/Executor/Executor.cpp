@@ -130,12 +130,13 @@ void Executor::linkIs( const DataPlane::Link & link ) {
    publish( link.intf );
 }
 
-/// A link has been set up or down. As long as a request of ours is on its way, that is taken for its doing.
+/// A link has been set up or down. As long as a request of ours is on its way, that is taken for its doing; one that still
+/// waits to be kept has done nothing.
 void Executor::adminUpHasChanged( Known & known ) {
    const DataPlane::Link & link = known.link;
    LinkJournalEntry * const entry = model_.journal->entry( link.intf );
    const bool asked = entry && !entry->acknowledged();
-   if ( asked && known.request )
+   if ( asked && known.request && known.sent )
       known.reached |= !known.overtakes && link.adminUp == entry->wantedUp();
    else if ( follows( known, entry ) )
       return;
@@ -144,7 +145,8 @@ void Executor::adminUpHasChanged( Known & known ) {
    else if ( health_.degraded || ( link.adminUp && entry->wantedUp() ) ) {
       // Late news of what we have asked for, or what is wanted anyhow: it is asked for again, with what is to be restored.
    } else {
-      // Ours has failed, and what was to come of it has been decided.
+      // Ours has failed, or has not left, and what was to come of it has been decided.
+      requests_.erase( std::exchange( known.request, 0 ) );
       known.retryTime = 0;
       known.problem.clear();
       if ( entry->wantedUp() )
@@ -257,6 +259,7 @@ void Executor::linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetRes
    // Somebody may have set it otherwise before it was read back.
    const bool undone = link.reached && link.link.adminUp != entry->wantedUp() && !health_.degraded;
    const bool ok = result.link.ok() || undone;
+   link.inVain = !ok;
    link.problem = !ok ? result.link.text() : result.left.empty() ? result.restore.text() : Vel::String();
    if ( !ok ) {
       link.retryTime = now() + retryAfter;
@@ -350,13 +353,15 @@ void Executor::hold( const Wire::IntfId & intf, Known & known ) {
    }
 }
 
-/// A link that could not be set down may have got more since, and have lost what it had.
+/// What a link has that could not be set down is as it is by now. Whether an earlier agent has set it down, nobody knows:
+/// then what it had counts as well.
 void Executor::requestAgain( LinkJournalEntry & entry, Known & known ) {
    if ( !entry.wantedUp() && known.link.adminUp ) {
       const DataPlane::LinkSnapshot snapshot = switch_->linkSnapshot( entry.intf() );
       if ( !snapshot.outcome.ok() )
          return holdLater( snapshot.outcome, known );
-      entry.snapshotIs( switch_->snapshotsJoined( entry.snapshot(), snapshot.text ) );
+      entry.snapshotIs(
+         known.inVain ? snapshot.text : switch_->snapshotsJoined( entry.snapshot(), snapshot.text ) );
    }
    request( entry, known );
 }
@@ -370,8 +375,8 @@ void Executor::holdLater( const DataPlane::Outcome & outcome, Known & known ) {
 
 void Executor::letGo( LinkJournalEntry & entry, Known & known ) {
    drifts_.letGo( entry.intf() );
-   // Nor has it been set down when that was asked for in vain.
-   const bool stayedUp = !entry.acknowledged() && !known.request && known.link.adminUp;
+   // Nor has it been set down when that was asked for in vain, or not yet.
+   const bool stayedUp = !entry.acknowledged() && known.link.adminUp && !( known.request && known.sent );
    if ( entry.raised() || stayedUp )
       entry.snapshotIs( switch_->raisedByOthers( entry.snapshot() ) );
    entry.raisedIs( false );
@@ -394,6 +399,8 @@ void Executor::request( LinkJournalEntry & entry, Known & known ) {
    known.request = ++lastRequest_;
    known.retryTime = 0;
    known.raised = false;
+   known.inVain = false;
+   known.sent = entry.wantedUp();
    requests_[known.request] = entry.intf();
    if ( entry.wantedUp() )
       scheduler_->effectIs(
@@ -401,11 +408,27 @@ void Executor::request( LinkJournalEntry & entry, Known & known ) {
             theSwitch->linkSet( id, intf, true, snapshot );
          } );
    else
-      // It may have been overtaken by the time that it is kept.
-      hooks_.whenKept( [self = self_, id = known.request, intf = entry.intf()] {
-         if ( *self && ( *self )->requests_.count( id ) )
-            ( *self )->switch_->linkSet( id, intf, false, "" );
+      hooks_.whenKept( [self = self_, id = known.request, turn = scheduler_->turns()] {
+         if ( *self )
+            ( *self )->setDown( id, turn );
       } );
+}
+
+/// Its line of the journal is kept. It may have been overtaken by now; and if it has waited, the link may be another.
+void Executor::setDown( DataPlane::RequestId id, Vel::U64 askedInTurn ) {
+   const auto it = requests_.find( id );
+   if ( it == requests_.end() )
+      return;
+   const Wire::IntfId intf = it->second;
+   Known & known = known_.at( intf );
+   if ( askedInTurn == scheduler_->turns() ) {
+      known.sent = true;
+      return switch_->linkSet( id, intf, false, "" );
+   }
+   requests_.erase( it );
+   known.request = 0;
+   known.inVain = true;
+   runSoon( intf );
 }
 
 void Executor::wakeupIs( double time ) {

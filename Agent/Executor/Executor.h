@@ -141,13 +141,15 @@ class Executor final : private DataPlane::Listener {
       bool present = false;
       DataPlane::RequestId request = 0; ///< that is on its way; 0: none
       DataPlane::RequestId restore = 0; ///< of what was left, that is on its way; 0: none
-      bool overtakes = false;           ///< an earlier request was on its way when it was made
-      bool reached = false;             ///< since it was made, the link has come to be as it wants
-      double retryTime = 0;             ///< a failed request is made again then; 0: none has failed
-      double graceEnd = 0;              ///< until when a released link keeps its status; 0: it does not
-      bool raised = false;              ///< somebody else has raised it while we hold it
-      double setUpTime = 0;             ///< when we have seen it set up; 0: not yet
-      double followedTime = 0;          ///< when its bridge was set up before we set it down again
+      bool sent = false;       ///< it has left; one to set the link down waits until the journal is kept
+      bool inVain = false;     ///< the last one of this agent has not set it, or has not left
+      bool overtakes = false;  ///< an earlier request was on its way when it was made
+      bool reached = false;    ///< since it was made, the link has come to be as it wants
+      double retryTime = 0;    ///< a failed request is made again then; 0: none has failed
+      double graceEnd = 0;     ///< until when a released link keeps its status; 0: it does not
+      bool raised = false;     ///< somebody else has raised it while we hold it
+      double setUpTime = 0;    ///< when we have seen it set up; 0: not yet
+      double followedTime = 0; ///< when its bridge was set up before we set it down again
       Vel::String problem;
    };
 
@@ -177,6 +179,7 @@ class Executor final : private DataPlane::Listener {
    void letGo( LinkJournalEntry & entry, Known & known );
    void holdLater( const DataPlane::Outcome & outcome, Known & known );
    void request( LinkJournalEntry & entry, Known & known );
+   void setDown( DataPlane::RequestId id, Vel::U64 askedInTurn );
    void requestAgain( LinkJournalEntry & entry, Known & known );
    void handleDue();
    void handleWakeup();

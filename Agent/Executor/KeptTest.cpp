@@ -30,6 +30,30 @@ TEST_F( KeptStory, aLinkIsNotShutBeforeItsLineOfTheJournalIsKept ) {
    EXPECT_TRUE( entry()->acknowledged() );
 }
 
+TEST_F( KeptStory, aLinkIsReadAgainBeforeItIsShutLaterThanItWasAskedFor ) {
+   keeps = false;
+   shut();
+   clock->runUntilIdle();
+   clock->advance( 3600 );
+   fake->snapshot = "what it has by now";
+   keepAll();
+   ASSERT_EQ( 1u, fake->requests.size() );
+   EXPECT_EQ( "what it has by now", entry()->snapshot() );
+}
+
+TEST_F( KeptStory, aLinkThatSomebodySetsDownWhileOursWaitsStaysDown ) {
+   keeps = false;
+   shut();
+   clock->runUntilIdle();
+   fake->link( et1, false, false );
+   clock->runUntilIdle();
+   keepAll();
+   bringBack();
+   clock->runUntilIdle();
+   EXPECT_TRUE( fake->requests.empty() );
+   EXPECT_EQ( nullptr, entry() );
+}
+
 TEST_F( KeptStory, aLinkIsSetUpWhateverIsKept ) {
    held();
    keeps = false;
@@ -49,6 +73,7 @@ TEST_F( KeptStory, aRequestThatWaitsIsNotMadeOnceItsLinkIsWantedUp ) {
    keepAll();
    ASSERT_EQ( 1u, fake->requests.size() );
    EXPECT_TRUE( fake->requests[0].up );
+   EXPECT_EQ( "addresses of et1, raised", fake->requests[0].restore ) << "it has never been down";
    fake->done( 0 );
    clock->runUntilIdle();
    EXPECT_EQ( nullptr, entry() );

@@ -180,7 +180,7 @@ TEST_F( LeftStory, isKnownAnewWhenALinkCouldNotBeSetDown ) {
    fake->snapshot = "more";
    clock->advance( Executor::retryAfter + 1 );
    ASSERT_EQ( 2u, fake->requests.size() );
-   EXPECT_EQ( "addresses of et1 and more", entry()->snapshot() );
+   EXPECT_EQ( "more", entry()->snapshot() );
    fake->snapshotOutcome = Outcome::failed( "the kernel does not answer" );
    fake->fail( 1, "not permitted" );
    clock->advance( Executor::retryAfter + 1 );

@@ -106,8 +106,16 @@ class Operations(unittest.TestCase):
             [(of["id"], of["kind"], of["unit"], of["by"], of["with"]) for of in self.operations("?limit=1000")])
         self.checkWhole()
 
+    def operationsAndUnits(self):
+        """As they are at one moment: a unit may come to its end between two looks."""
+        while True:
+            operations = self.operations("?limit=1000")
+            units = {name: self.agent.unit(name) for name in ("u1", "u2")}
+            if operations == self.operations("?limit=1000"):
+                return operations, units
+
     def checkWhole(self):
-        operations = self.operations("?limit=1000")
+        operations, units = self.operationsAndUnits()
         self.assertEqual(list(range(len(operations), 0, -1)), [operation["id"] for operation in operations])
         for operation in operations:
             if (key := operation["request-key"] or "").startswith("k"):
@@ -115,8 +123,7 @@ class Operations(unittest.TestCase):
                 self.assertEqual("enter" if int(key[1:]) % 2 == 0 else "exit", operation["kind"])
         running = {of["unit"]: of["id"] for of in operations if of["state"] == "running"}
         self.assertEqual(len(running), sum(of["state"] == "running" for of in operations))
-        for name in ("u1", "u2"):
-            unit = self.agent.unit(name)
+        for name, unit in units.items():
             self.assertEqual(
                 unit["operation"] if unit["state"] in ("entering", "exiting") else None, running.get(name), unit)
 
