@@ -70,6 +70,8 @@ _addressed() {
       ip -n "$ns" address add "2001:db8:$3::1/64" dev "$1" &&
       ip -n "$ns" link set "$1" up &&
       ip -n "$ns" route add "10.1.$3.0/24" via "10.0.$3.2" src "10.0.$3.1" metric 50 &&
+      ip -n "$ns" neighbour add "10.0.$3.77" lladdr 02:00:00:00:00:77 nud permanent dev "$1" &&
+      ip -n "$ns" -6 neighbour add proxy "2001:db8:$3::77" dev "$1" &&
       ip -n "$ns" -6 route add "2001:db8:10$3::/64" via "2001:db8:$3::2" || fail "cannot set up the link $1"
    _alsoOutside "10.1.$3.0/24"
    _alsoOutside "2001:db8:10$3::/64"
@@ -89,8 +91,23 @@ _routeThatNeedsTheAddress() {
    _alsoOutside "2001:db8:20$n::/64"
 }
 _addressesAreThere() { [ -z "$(ip -n "$ns" -6 -o address show tentative)" ]; }
-# Addresses and routes of all links, as far as they are meant to outlast a shutdown.
+# _above LINK NUMBER: VLAN devices on it, one that is up and has what a link may lose, and one that is set down.
+_above() {
+   ip -n "$ns" link add link "$1" name "$1.77" type vlan id 77 &&
+      ip -n "$ns" link add link "$1" name "$1.78" type vlan id 78 &&
+      ip -n "$ns" link set "$1.77" up &&
+      ip -n "$ns" address add "2001:db8:30$2::1/64" dev "$1.77" nodad &&
+      ip -n "$ns" address add "2001:db8:31$2::1/64" dev "$1.78" nodad &&
+      ip -n "$ns" neighbour add "10.7.$2.7" lladdr 02:00:00:00:00:77 nud permanent dev "$1.77" &&
+      ip -n "$ns" route add "10.7.$2.0/24" dev "$1.77" &&
+      ip -n "$ns" -6 route add "2001:db8:32$2::/64" via "2001:db8:30$2::2" || fail "cannot make what is above $1"
+   _alsoOutside "2001:db8:32$2::/64"
+}
+# What all links have, as far as it is meant to outlast a shutdown.
 _addresses() {
+   ip -n "$ns" -o link show up | grep -o '[^ ]*[.]7[78]@' | sort
+   { ip -n "$ns" neighbour show nud permanent; ip -n "$ns" neighbour show proxy
+      ip -n "$ns" -6 neighbour show proxy; } | sort
    ip -n "$ns" -br address show scope global | awk 'NF > 2 { sub( /@.*/, "", $1 ); $2 = ""; print }' | sort
    { ip -n "$ns" route; ip -n "$ns" -6 route; } | grep -v '^fe80\|^ff00\|^multicast' | sed 's/ *$//' | sort
 }

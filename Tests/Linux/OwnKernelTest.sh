@@ -63,6 +63,7 @@ _makeLinks() {
 _makeSwitch() {
    _link et1 p1
    _addressed et1 p1 1
+   _above et1 1
    _makePortChannel
    _makeBridge
    _hostOn et3 p3
@@ -92,6 +93,7 @@ _makePortChannel() {
       _bond "$peers" plag "$mode" p21 p22 p23
    fi
    _addressed "$lag" plag 2
+   _above "$lag" 2
    _until 30 "the members are together" _areTogether "$ns" "$lag" 3
    _until 30 "the members are together" _areTogether "$peers" plag 3
 }
