@@ -5,20 +5,6 @@
 namespace DataPlane::Linux {
 namespace {
 
-/// To 10.0.0.N over the link N.
-Bytes routeOver( Vel::U32 ifIndex, Vel::U8 protocol ) {
-   rtmsg header{};
-   header.rtm_family = AF_INET;
-   header.rtm_dst_len = 32;
-   header.rtm_table = RT_TABLE_MAIN;
-   header.rtm_protocol = protocol;
-   header.rtm_type = RTN_UNICAST;
-   MessageBuilder message( RTM_NEWROUTE, 0 );
-   message.header( header );
-   message.attribute( RTA_DST, address( Vel::text( "10.0.0.", ifIndex ).c_str() ).payload() );
-   return message.attribute( RTA_OIF, ifIndex ).take();
-}
-
 TEST_F( LinuxFault, startNamesWhatFailed ) {
    kernel->failingDumps = 1;
    EXPECT_EQ( "cannot read the links: Cannot allocate memory", made->start( listener ).text() );

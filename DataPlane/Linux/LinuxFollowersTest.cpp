@@ -40,19 +40,6 @@ class LinuxFollowers : public LinuxFault {
    static Bytes neighbourOf( Vel::U32 ifIndex ) {
       return neighbourBytes( ifIndex, address( "192.0.2.7" ), NUD_PERMANENT );
    }
-   static Bytes routeOver( Vel::U32 ifIndex ) {
-      rtmsg header{};
-      header.rtm_family = AF_INET;
-      header.rtm_dst_len = 32;
-      header.rtm_table = RT_TABLE_MAIN;
-      header.rtm_protocol = RTPROT_STATIC;
-      header.rtm_type = RTN_UNICAST;
-      MessageBuilder message( RTM_NEWROUTE, 0 );
-      message.header( header );
-      message.attribute(
-         RTA_DST, address( Vel::text( "10.", ifIndex / 256, ".", ifIndex % 256, ".1" ).c_str() ).payload() );
-      return message.attribute( RTA_OIF, ifIndex ).take();
-   }
    void fill() {
       for ( const auto & [ifIndex, link] : kernel->links ) {
          kernel->addresses.push_back( addressOf( ifIndex ) );

@@ -5,6 +5,7 @@
 #include "DataPlane/Linux/Neighbour.h"
 #include "DataPlane/Linux/Route.h"
 #include "DataPlane/Linux/VlanMessage.h"
+#include "Platform/Vel/Text.h"
 
 #include <linux/if_addr.h>
 #include <linux/if_bridge.h>
@@ -183,5 +184,20 @@ seenBytes( Vel::U8 family, Vel::U32 ifIndex, std::string_view hardware, Vel::U16
 }
 
 inline IpAddress address( const char * text ) { return addressFromText( text ).value(); }
+
+/// A route to one address over the link N: 10.0.0.N, from N = 256 on 10.0.1.0 and so on.
+inline Bytes routeOver( Vel::U32 ifIndex, Vel::U8 protocol = RTPROT_STATIC ) {
+   rtmsg header{};
+   header.rtm_family = AF_INET;
+   header.rtm_dst_len = 32;
+   header.rtm_table = RT_TABLE_MAIN;
+   header.rtm_protocol = protocol;
+   header.rtm_type = RTN_UNICAST;
+   MessageBuilder message( RTM_NEWROUTE, 0 );
+   message.header( header );
+   message.attribute(
+      RTA_DST, address( Vel::text( "10.0.", ifIndex / 256, ".", ifIndex % 256 ).c_str() ).payload() );
+   return message.attribute( RTA_OIF, ifIndex ).take();
+}
 
 } // namespace DataPlane::Linux
