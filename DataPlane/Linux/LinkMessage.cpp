@@ -1,5 +1,7 @@
 #include "DataPlane/Linux/LinkMessage.h"
 
+#include "DataPlane/Linux/VlanMessage.h"
+
 #include <linux/if_link.h>
 #include <linux/if_vlan.h>
 #include <linux/rtnetlink.h>
@@ -20,7 +22,8 @@ void parseInfo( LinkMessage & link, const Attributes & info ) {
    link.slaveKind = info.text( IFLA_INFO_SLAVE_KIND ).value_or( Vel::String() );
    const Attributes data( info.at( IFLA_INFO_DATA ) );
    if ( link.kind == "vlan" ) {
-      link.vlanId = data.u16( IFLA_VLAN_ID ).value_or( 0 );
+      if ( const auto id = data.u16( IFLA_VLAN_ID ); id && *id >= firstVlan && *id <= lastVlan )
+         link.vlanId = *id;
       link.vlanProtocol = data.u16( IFLA_VLAN_PROTOCOL ).value_or( 0 );
       if ( const auto vlan = data.value< ifla_vlan_flags >( IFLA_VLAN_FLAGS ) )
          link.looseBinding = ( vlan->flags & VLAN_FLAG_LOOSE_BINDING ) != 0;

@@ -71,6 +71,18 @@ TEST( LinkMessage, dataOfOtherKindsMeansSomethingElse ) {
    EXPECT_EQ( 0, event->link.vlanProtocol );
 }
 
+TEST( LinkMessage, idThatIsNoVlansIsNone ) {
+   const auto idOf = []( Vel::U16 told ) {
+      return linkMessage( { .name = "et1.10", .kind = "vlan", .lower = 3, .vlanId = told } ).vlanId;
+   };
+   EXPECT_EQ( 1, idOf( 1 ) );
+   EXPECT_EQ( 4094, idOf( 4094 ) );
+   for ( const Vel::U16 none : { 0, 4095, 4096, 32266, 65535 } ) {
+      SCOPED_TRACE( none );
+      EXPECT_EQ( 0, idOf( none ) );
+   }
+}
+
 TEST( LinkMessage, carrierCountsNotTheOperationalState ) {
    // It follows up to a second later, and links that do not keep it are "unknown" for ever.
    for ( const Vel::U8 state : { 0, 2, 3, 5, 6 } ) {

@@ -160,7 +160,7 @@ Wire::IntfId LinkTable::classify( const LinkMessage & link ) const {
       return Wire::CpuIntfId( link.name );
    case Kind::subIntf: {
       const Kind below = kindOf( link.lower );
-      if ( below == Kind::cpu && link.vlanId >= 1 && link.vlanId <= 4094 )
+      if ( below == Kind::cpu && link.vlanId != 0 )
          return Wire::VlanIntfId( link.name, link.vlanId );
       return Wire::SubIntfId(
          link.name, below == Kind::none || below == Kind::subIntf ? Kind::ethernet : below );
