@@ -16,7 +16,7 @@ struct LinkMessage {
    Vel::U32 lower = 0;   ///< the link below it, of this namespace; 0: none
    Vel::U32 master = 0;  ///< the bond, team or bridge that it belongs to; 0: none
    Vel::String slaveKind;             ///< the kind of its master; empty: it has none
-   Vel::U16 vlanId = 0;               ///< of VLAN devices, 1 to 4094; 0: only priorities are told, or no VLAN's id
+   Vel::U16 vlanId = 0;               ///< of VLAN devices; 0: what is told is no VLAN's id
    Vel::U16 vlanProtocol = 0;         ///< of VLAN devices and bridges, in network order; 0: not told
    bool looseBinding = false;         ///< of VLAN devices: it does not go down and up with the link below it
    bool vlanFiltering = false;        ///< of bridges: each port carries only the VLANs that it is in
