@@ -154,19 +154,20 @@ class Connections final : ControlApiRig {
    }
    void handle( HttpRequest request, HttpServer::Answer answer ) {
       request.local = over_ == Over::local;
-      const bool asksLocally = request.local;
-      api->handle( request, [this, asksLocally, request, answer = std::move( answer )]( HttpReply reply ) {
-         check( request, reply, asksLocally );
+      // What reads asks the agent too, and may come before on the same connection.
+      const std::size_t askedBefore = asked.size();
+      api->handle( request, [this, askedBefore, request, answer = std::move( answer )]( HttpReply reply ) {
+         check( request, reply, asked.size() > askedBefore );
          answer( std::move( reply ) );
       } );
    }
-   void check( const HttpRequest & request, const HttpReply & reply, bool asksLocally ) {
+   void check( const HttpRequest & request, const HttpReply & reply, bool hasAsked ) {
       require( reply.status >= 200 && reply.status < 600, "a status of HTTP" );
       require(
          reply.status != 500, "none of our own mistakes",
          request.method + " " + request.path + "\n" + reply.body );
       require(
-         asksLocally || asked.empty() || request.method == "GET" || request.method == "HEAD",
+         request.local || !hasAsked || request.method == "GET" || request.method == "HEAD",
          "over the web nothing is changed", request.path );
       if ( reply.stream || reply.contentType != "application/json" )
          return;
