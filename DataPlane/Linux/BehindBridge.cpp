@@ -33,10 +33,12 @@ BridgeBelow bridgeBelow( const LinkTable & links, const VlanTable & vlans, Vel::
       }
       if ( !standsOnLower( *link ) )
          return {};
-      // The last one is the outermost.
+      // The last one is the outermost, and none is seen that is encrypted.
       if ( link->kind == "vlan" ) {
          tag = link->vlanId;
          protocol = link->vlanProtocol;
+      } else if ( link->kind == "macsec" ) {
+         tag = 0;
       }
       ifIndex = link->lower;
    }

@@ -92,6 +92,17 @@ TEST_F( BridgeBelowTest, takesATagOfAnotherKindForNone ) {
    EXPECT_EQ( ( BridgeBelow{ 9, 3 } ), below( 4 ) );
 }
 
+TEST_F( BridgeBelowTest, seesNoTagThatIsEncrypted ) {
+   filters( 3 );
+   add( { .ifIndex = 4, .name = "ms0", .kind = "macsec", .lower = 9 } );
+   add( { .ifIndex = 5, .name = "ms0.20", .kind = "vlan", .lower = 4, .vlanId = 20 } );
+   EXPECT_EQ( ( BridgeBelow{ 9, 3 } ), below( 5 ) );
+   // One around it is.
+   add( { .ifIndex = 6, .name = "vlan7", .kind = "vlan", .lower = 9, .vlanId = 7 } );
+   add( { .ifIndex = 4, .name = "ms0", .kind = "macsec", .lower = 6 } );
+   EXPECT_EQ( ( BridgeBelow{ 9, 7 } ), below( 5 ) );
+}
+
 TEST_F( BridgeBelowTest, tellsNoVlansApartIfTheBridgeDoesNotFilter ) {
    add( { .ifIndex = 9, .name = "br0", .kind = "bridge" } );
    add( { .ifIndex = 4, .name = "vlan7", .kind = "vlan", .lower = 9, .vlanId = 7 } );

@@ -48,8 +48,21 @@ TEST_F( LinuxVlanRoutes, leadOverADeviceThatStandsOnThePortsOfItsVlan ) {
    ASSERT_EQ( 0, std::system( "bridge vlan add dev et1 vid 7 && bridge vlan add dev et3 vid 7" ) );
    started();
    EXPECT_EQ( "br0.7*1", waysTo( asked(), "10.5.0.0/16" ) );
-   EXPECT_EQ( ( Needs{ { "br0" }, { "et1", "et3" } } ), told( "br0.7" ).needs );
+   EXPECT_EQ( ( Needs{ { "et1", "et2", "et3" }, { "et1", "et3" } } ), told( "br0.7" ).needs );
    EXPECT_EQ( ( Needs{ { "et1", "et2", "et3" } } ), told( "br0" ).needs );
+}
+
+TEST_F( LinuxVlanRoutes, leadOverABridgeThatStandsOnThePortsOfItsOwnVlan ) {
+   burst(
+      "link add br0 type bridge vlan_filtering 1\n"
+      "link set et1 master br0\n"
+      "link set et2 master br0\n" +
+      carriesARoute( "br0" ) );
+   ASSERT_EQ(
+      0, std::system( "bridge vlan del dev et1 vid 1 && bridge vlan add dev et1 vid 20 pvid untagged" ) );
+   started();
+   EXPECT_EQ( "br0*1", waysTo( asked(), "10.5.0.0/16" ) );
+   EXPECT_EQ( ( Needs{ { "et1", "et2" }, { "et2" } } ), told( "br0" ).needs );
 }
 
 /// Ports et1 to et3 of br0, br0.7 upon it, and p1 to p3 at the other ends; somebody is at 10.0.7.2 and fe80::2, behind et2.

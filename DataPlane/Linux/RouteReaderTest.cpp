@@ -416,7 +416,41 @@ TEST_F( Routes, leadThroughTheMembersOfAVlanOfABridge ) {
    const RouteAnswer answer = asked();
    ASSERT_EQ( 4u, answer.table->links.size() );
    EXPECT_EQ( ( RoutedLink{ "br0", true, false, { { "et1", "et2" } } } ), answer.table->links[2] );
-   EXPECT_EQ( ( RoutedLink{ "br0.10", true, false, { { "br0" }, { "et1" } } } ), answer.table->links[3] );
+   EXPECT_EQ(
+      ( RoutedLink{ "br0.10", true, false, { { "et1", "et2" }, { "et1" } } } ), answer.table->links[3] );
+}
+
+TEST_F( Routes, leadThroughTheBridgesOwnVlanWithoutATagThatItKnows ) {
+   constexpr Vel::U16 own = 30;
+   kernel->links[3] = {
+      .ifIndex = 3, .name = "br0", .kind = "bridge", .vlanFiltering = true, .vlanProtocol = ETH_P_8021AD };
+   kernel->links[4] = { .ifIndex = 4, .name = "mac0", .kind = "macvlan", .lower = 3 };
+   // The bridge takes a tag of the other kind for none.
+   kernel->links[5] = { .ifIndex = 5, .name = "br0.20", .kind = "vlan", .lower = 3, .vlanId = 20 };
+   kernel->links[6] = { .ifIndex = 6, .name = "mac0.20", .kind = "vlan", .lower = 4, .vlanId = 20 };
+   for ( const Vel::U32 port : { 1u, 2u } ) {
+      kernel->links[port].master = 3;
+      kernel->links[port].slaveKind = "bridge";
+   }
+   kernel->vlans = { { 1, { { own, own } } }, { 2, { { 20, 20 } } }, { 3, { { own, own, true } } } };
+   started();
+   const RouteAnswer answer = asked();
+   ASSERT_EQ( 6u, answer.table->links.size() );
+   const std::vector< std::vector< std::string > > needs = { { "et1", "et2" }, { "et1" } };
+   for ( const std::size_t bridgeOrOnIt : { 2u, 3u, 4u } )
+      EXPECT_EQ( needs, answer.table->links[bridgeOrOnIt].needs ) << answer.table->links[bridgeOrOnIt].name;
+   EXPECT_EQ( ( RoutedLink{ "mac0.20", true, false, { { "mac0" } } } ), answer.table->links[5] );
+}
+
+TEST_F( Routes, leadThroughAnyPortOfABridgeWhoseOwnVlanHasNone ) {
+   kernel->links[3] = { .ifIndex = 3, .name = "br0", .kind = "bridge", .vlanFiltering = true };
+   for ( const Vel::U32 port : { 1u, 2u } ) {
+      kernel->links[port].master = 3;
+      kernel->links[port].slaveKind = "bridge";
+   }
+   kernel->vlans = { { 1, { { 20, 20 } } }, { 2, { { 20, 20 } } } };
+   started();
+   EXPECT_EQ( ( RoutedLink{ "br0", true, false, { { "et1", "et2" } } } ), asked().table->links.at( 2 ) );
 }
 
 TEST_F( Routes, giveTheWayToAnAddressWithAllItsPreferences ) {

@@ -50,22 +50,25 @@ std::vector< RoutedLink > routedLinks( const LinkTable & links, const VlanTable 
          routed.sharing = sharingOf( link );
       routed.standby = link.standby;
       routed.tunnel = isTunnel( link );
-      const auto need = [&, &link = link]( const std::set< Vel::U32 > & below, bool ofVlan ) {
+      const auto need = [&]( const std::set< Vel::U32 > & below, std::optional< Vel::U16 > vlanId = {} ) {
          std::vector< std::string > names;
          for ( const Vel::U32 each : below )
-            if ( !ofVlan || vlans.vlans( each ).test( link.vlanId ) )
+            if ( !vlanId || vlans.vlans( each ).test( *vlanId ) )
                names.push_back( all.at( each ).name );
-         if ( !names.empty() )
+         if ( !names.empty() && ( routed.needs.empty() || routed.needs.back() != names ) )
             routed.needs.push_back( std::move( names ) );
       };
-      if ( routed.aggregate || link.kind == "bridge" )
-         need( slaves[ifIndex], false );
-      const auto lower = standsOnLower( link ) ? all.find( link.lower ) : all.end();
-      if ( lower != all.end() ) {
-         need( { link.lower }, false );
-         // On a bridge that filters, only what is in the VLAN carries it.
-         if ( lower->second.kind == "bridge" && lower->second.vlanFiltering )
-            need( slaves[link.lower], true );
+      const auto lower =
+         link.kind == "bridge" ? all.find( ifIndex ) : all.find( standsOnLower( link ) ? link.lower : 0 );
+      if ( routed.aggregate ) {
+         need( slaves[ifIndex] );
+      } else if ( lower != all.end() && lower->second.kind == "bridge" ) {
+         // Up with any of its ports; what is sent leaves through those of one VLAN.
+         need( slaves[lower->first] );
+         if ( lower->second.vlanFiltering )
+            need( slaves[lower->first], bridgeBelow( links, vlans, ifIndex ).vlanId );
+      } else if ( lower != all.end() ) {
+         need( { link.lower } );
       }
       result.push_back( std::move( routed ) );
    }
