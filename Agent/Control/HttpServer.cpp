@@ -34,6 +34,29 @@ std::string peerOf( int descriptor, bool local ) {
    return "unknown";
 }
 
+/// The value of a hexadecimal digit; nothing: it is none.
+std::optional< int > digit( char c ) {
+   if ( c >= '0' && c <= '9' )
+      return c - '0';
+   const char small = static_cast< char >( c | 0x20 );
+   return small >= 'a' && small <= 'f' ? std::optional( small - 'a' + 10 ) : std::nullopt;
+}
+
+/// In place. What is no escape stays as it is, and so does that of a zero byte: texts of the library end there, and another
+/// resource than the one that is asked for would be read or changed.
+size_t unescape( void *, MHD_Connection *, char * text ) {
+   char * to = text;
+   for ( const char * from = text; *from; ) {
+      const auto high = *from == '%' ? digit( from[1] ) : std::nullopt;
+      const auto low = high ? digit( from[2] ) : std::nullopt;
+      const int value = low ? *high * 16 + *low : 0;
+      *to++ = value != 0 ? static_cast< char >( value ) : *from;
+      from += value != 0 ? 3 : 1;
+   }
+   *to = '\0';
+   return static_cast< size_t >( to - text );
+}
+
 MHD_Result addArgument( void * query, MHD_ValueKind, const char * key, const char * value ) {
    static_cast< std::multimap< std::string, std::string > * >( query )->emplace( key, value ? value : "" );
    return MHD_YES;
@@ -331,7 +354,7 @@ std::optional< std::string > HttpServer::start( int descriptor, bool local ) {
       MHD_USE_EPOLL | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_NO_LISTEN_SOCKET, 0, nullptr, nullptr,
       ServerCallbacks::access, listener.get(), MHD_OPTION_NOTIFY_COMPLETED, ServerCallbacks::completed,
       nullptr, MHD_OPTION_CONNECTION_TIMEOUT, idleTimeout_, MHD_OPTION_CONNECTION_LIMIT, maxConnections,
-      MHD_OPTION_END );
+      MHD_OPTION_UNESCAPE_CALLBACK, unescape, nullptr, MHD_OPTION_END );
    if ( !listener->daemon ) {
       close( descriptor );
       return "the HTTP server does not start";

@@ -33,6 +33,18 @@ TEST_F( HttpServerTest, handsOnWhatIsAskedAndBy ) {
    EXPECT_NE( "unknown", requests[0].by );
 }
 
+TEST_F( HttpServerTest, leavesWhatIsNoEscapeAndThatOfAZeroByteAsTheyAre ) {
+   listen();
+   Client & asker = client();
+   asker.send( post( "/a%00b%4a%4A%G1%1G%4?u%00%41=x%00y%&w=%", "" ) );
+   runUntilAnswered( asker );
+   ASSERT_EQ( 1u, requests.size() );
+   EXPECT_EQ( "/a%00bJJ%G1%1G%4", requests[0].path );
+   EXPECT_EQ(
+      ( std::multimap< std::string, std::string >{ { "u%00A", "x%00y%" }, { "w", "%" } } ),
+      requests[0].query );
+}
+
 TEST_F( HttpServerTest, handsOnHeadersByNamesInLowerCase ) {
    listen();
    Client & asker = client();
