@@ -115,6 +115,18 @@ TEST_F( ReportTest, reportTellsWhatHappenedInOrder ) {
       std::vector< std::string >( first, last ) );
 }
 
+TEST_F( ReportTest, reportSaysNotThatAnInterfaceWithoutARateIsAboveTheThreshold ) {
+   rig.client.replaces(
+      "GET /api/v1/history/1",
+      R"({"id":1,"unit":"a","outcome":"open","interfaces":[{"name":"et1","reasons":[)"
+      R"({"time":"2023-11-14T20:00:00.000Z","code":"above-threshold","rate-bps":null},)"
+      R"({"time":"2023-11-14T20:00:05.000Z","code":"above-threshold","rate-bps":200000}]}]})" );
+   rig.run( { "report", "1" } );
+   EXPECT_TRUE( shows( "  2023-11-14 20:00:00  et1: waits for a rate\n"
+                       "  2023-11-14 20:00:05  et1: above the threshold, 200 kbps\n" ) )
+      << rig.out;
+}
+
 TEST_F( ReportTest, reportLeavesOutTheMiddleOfALongStoryAndSaysSo ) {
    std::string reasons;
    for ( int i = 0; i < 300; ++i )

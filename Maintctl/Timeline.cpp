@@ -40,10 +40,11 @@ class Timeline {
    std::vector< Moment > moments_;
 };
 
-/// The agent's word as words.
-std::string words( std::string code ) {
+/// The agent's word as words. Who has no rate yet is taken for one above the threshold: nobody knows better.
+std::string words( const Api::PastReason & reason ) {
+   std::string code = reason.code;
    if ( code == "above-threshold" )
-      return "above the threshold";
+      return reason.rateBps ? "above the threshold" : "waits for a rate";
    std::replace( code.begin(), code.end(), '-', ' ' );
    return code;
 }
@@ -68,7 +69,7 @@ void addInterface( Timeline & timeline, const Api::PastInterface & intf ) {
    };
    for ( const Api::PastReason & reason : intf.reasons )
       if ( !isToldBelow( reason.code ) )
-         timeline.add( reason.time, name + words( reason.code ) + atRate( reason.rateBps ) );
+         timeline.add( reason.time, name + words( reason ) + atRate( reason.rateBps ) );
    timeline.add(
       intf.shut, name + ( intf.shutdownKind == "forced" ? "shut before it had drained" : "shut" ) );
    for ( const Api::PastSpike & spike : intf.spikes ) {

@@ -289,6 +289,15 @@ TEST_F( EventsTest, theRecordAndTheReasonAreToldWithNumbers ) {
    EXPECT_EQ( nullptr, last().at( "state" ) );
 }
 
+TEST_F( EventsTest, anInterfaceWithoutARateIsNotSaidToBeAboveItsThreshold ) {
+   records->monIntfStatusIs( et1, "fast", clock->currentTime() )
+      ->stateIs( Maintenance::monIntfStateEnterMaint );
+   insights->intfIs( et1 )->reasonIs( Reason::aboveThreshold );
+   turn();
+   EXPECT_EQ( "above-threshold", last().at( "reason" ) );
+   EXPECT_EQ( "et1 waits for its first rate", last().at( "text" ) );
+}
+
 TEST_F( EventsTest, aShutdownSaysWhetherItWasForced ) {
    record( et1, 5e6 );
    cause->intfStatusIs( et1, 1 );

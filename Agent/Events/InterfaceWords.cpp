@@ -82,6 +82,8 @@ std::string reasonSentence(
                         : "" );
    switch ( reason ) {
    case Reason::aboveThreshold:
+      if ( traffic.empty() )
+         return name + " waits for its first rate";
       return name + " is above its threshold" + traffic;
    case Reason::timing:
       return name + " is below its threshold and has to stay there" + traffic;
