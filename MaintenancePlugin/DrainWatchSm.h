@@ -45,7 +45,8 @@ class DrainWatchSm final : public Vel::Entity {
    using MonIntfState = Maintenance::MonIntfState;
 
    VEL_ENTITY( DrainWatchSm );
-   /// Any input may be null: it is then as good as empty. Runs handleInitialized().
+   /// Any input may be null, and is then as good as empty; only who enters a unit that has interfaces needs
+   /// `monIntfStatusDir`, and who changes groups all three that say what they hold. Runs handleInitialized().
    DrainWatchSm(
       const ReadOnly< AllEthIntfCounterPtrDir > & phyCounterDir, const ReadOnly< Lag::Config > & lagConfigDir,
       const ReadOnly< Bridging::VlanStatusDir > & vlanStatusDir,

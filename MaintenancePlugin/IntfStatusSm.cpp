@@ -203,7 +203,8 @@ void IntfStatusSm::VelGroupToUnit::handleGroupToUnitMembershipChange( const Vel:
    }
    TRACE( 4, "Group:", group, " removed from Unit:", unitName );
    VEL_ASSERT( intfStatusSm()->unitMonIntfInput(), "intfStatusSm()->unitMonIntfInput()" );
-   UnitIntfInput * input = intfStatusSm()->unitMonIntfInput()->unitIntfInput( unitName );
+   // Held while it tells: a reactor may end the unit, which takes the set out of the directory.
+   const Vel::Ptr< UnitIntfInput > input( intfStatusSm()->unitMonIntfInput()->unitIntfInput( unitName ) );
    if ( !input ) {
       TRACE( 4, "Group:", group, ".Unit ", unitName, " was not 'entering or under maintenance'." );
       return;

@@ -367,6 +367,26 @@ TEST_F( TrackerOfMonitored, removalStopsTheMonitorInTheSameEvent ) {
    EXPECT_FALSE( rig.root->intfMon( et1 ) );
 }
 
+TEST_F( TrackerOfMonitored, removalGoesOnWhenSomebodyEndsTheUnitMeanwhile ) {
+   rig.linkIs( et2, false );
+   rig.groupMemberIs( "u1", et2 );
+   rig.settle();
+   struct Ender {
+      struct VelStatus final : Vel::ReactorTo< Ender, Stage::AgentStatus > {
+         using ReactorTo::ReactorTo;
+         void onComplete( const Stage::AgentStatusKey & ) override {
+            sm()->rig.unitStatusDir->statusDel( "u1" );
+         }
+      };
+      PluginRig & rig;
+      Vel::Watch< VelStatus > watch;
+   } ender{ rig, {} };
+   ender.watch.is( rig.enterClass.agentStatus, &ender ).hasNotificationActiveIs( true );
+   rig.mappingDel( "u1", "u1" );
+   EXPECT_FALSE( rig.root->unitMonIntfInput()->unitIntfInput( "u1" ) );
+   EXPECT_FALSE( rig.root->intfMon( et1 ) );
+}
+
 TEST_F( TrackerOfMonitored, removalIsToldWhenTheMonitorHasStopped ) {
    const Vel::TraceCapture all;
    entry( et1 ).groupDel( PluginRig::group( "u1" ) );

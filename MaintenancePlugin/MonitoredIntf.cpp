@@ -48,7 +48,13 @@ void MonitoredIntf::handleInitialized() {
       monIntfStatusIs( record );
    }
    // The first sample is the baseline: it publishes nothing.
-   updateTrafficRates();
+   try {
+      updateTrafficRates();
+   } catch ( ... ) {
+      // There will be nobody to take the record away.
+      prepareToDie();
+      throw;
+   }
    initializedIs( true );
 }
 

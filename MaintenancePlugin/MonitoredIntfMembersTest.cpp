@@ -257,6 +257,12 @@ TEST_F( MonitoredIntfVlan, refusesIdsThatNoVlanHas ) {
    EXPECT_EQ( 0u, rig.counters().numNoVlanStatus() );
 }
 
+TEST_F( MonitoredIntfVlan, leavesNoRecordBehindWhenItIsRefused ) {
+   const IntfId vlan = PluginRig::vlan( "vlan", 4095 );
+   EXPECT_THROW( monitored( vlan ), Vel::RangeError );
+   EXPECT_FALSE( rig.record( vlan ) );
+}
+
 TEST_F( MonitoredIntfVlan, takesTheLowestAndTheHighestId ) {
    for ( const Vel::U16 id : { 1, 4094 } ) {
       SCOPED_TRACE( id );
