@@ -316,13 +316,15 @@ class Exit(RoutesTest):
         bad = [{"family": "x"}, {"table": 3}, {"by": 0}, {"by": "1"}, {"by": 1 << 32}, {"through": ["et2"]},
                {"through": 3}, {"routes": [3]}, {"routes": [{}]}, {"routes": [route(dev="a b")]},
                {"routes": [route(encap="ip")]}, {"routes": [route(dst=1)]}]
-        self.kernel(links=[])
-        self.passes(self.stage("exit", timeout="0.2", recorded={"moves": [good]}))
+        self.kernel(route(metric=1))
         for recorded in [{}, {"moves": 1}, {"moves": [{}]}, *({"moves": [{**good, **one}]} for one in bad),
                          {"moves": [good], "links": 1}, {"moves": [good], "links": {"et1": {}}},
                          {"moves": [good], "links": {"et1": {"index": 1}}}]:
             with self.subTest(recorded):
                 self.fails(self.stage("exit", recorded=recorded), "not what this stage records")
+                self.assertEqual(self.state["changes"], [])
+        self.passes(self.stage("exit", recorded={"moves": [good]}))
+        self.assertEqual(self.shown(), [("10.8.0.0/16", 0, "et1")])
 
 
 if __name__ == "__main__":
