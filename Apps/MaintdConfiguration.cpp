@@ -15,6 +15,13 @@ using Maintenance::Unit::UnitState;
 namespace {
 /// The name of the document with the configuration that was accepted last.
 constexpr const char * acceptedConfiguration = "configuration";
+
+/// What a configuration says without any effect, when it begins to be followed.
+void warn( const Config::Result & result ) {
+   for ( const Config::Error & warning : result.warnings )
+      spdlog::warn( "{}", warning.warningText() );
+}
+
 } // namespace
 
 std::string Maintd::readConfiguration() {
@@ -45,8 +52,10 @@ std::string Maintd::readConfiguration() {
       return errors;
    }
    configuration_ = *result.configuration;
-   if ( configurationErrors_.empty() )
+   if ( configurationErrors_.empty() ) {
+      warn( result );
       persistence_->documentIs( acceptedConfiguration, Config::toYaml( configuration_ ) );
+   }
    return "";
 }
 
@@ -122,6 +131,7 @@ Agent::ControlCommands::Reloaded Maintd::readAgain() {
    if ( const std::string why = cannotFollow( configuration_, *loaded.configuration ); !why.empty() )
       return refuse( why + "; nothing is changed" );
    configurationErrors_.clear();
+   warn( loaded );
    result.changes = Config::describe( configuration_, *loaded.configuration );
    if ( !differences.empty() ) {
       apply( *loaded.configuration );

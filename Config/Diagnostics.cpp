@@ -1,6 +1,7 @@
 #include "Config/Diagnostics.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Config {
 
@@ -11,6 +12,10 @@ unsigned Diagnostics::file( const std::string & name ) {
 
 void Diagnostics::error( Place place, std::string message ) {
    errors_.push_back( { place, std::move( message ) } );
+}
+
+void Diagnostics::warning( Place place, std::string message ) {
+   warnings_.push_back( { place, std::move( message ) } );
 }
 
 void Diagnostics::laterError( Place place, std::string message ) {
@@ -26,14 +31,16 @@ std::string Diagnostics::text( Place place ) const {
    return files_[place.file] + ":" + std::to_string( place.line ) + ":" + std::to_string( place.column );
 }
 
-std::vector< Error > Diagnostics::take() {
+std::vector< Error > Diagnostics::take() { return sorted( std::exchange( errors_, {} ) ); }
+std::vector< Error > Diagnostics::takeWarnings() { return sorted( std::exchange( warnings_, {} ) ); }
+
+std::vector< Error > Diagnostics::sorted( std::vector< Entry > entries ) const {
    std::stable_sort(
-      errors_.begin(), errors_.end(), []( const Entry & a, const Entry & b ) { return a.place < b.place; } );
+      entries.begin(), entries.end(), []( const Entry & a, const Entry & b ) { return a.place < b.place; } );
    std::vector< Error > result;
-   for ( Entry & entry : errors_ )
+   for ( Entry & entry : entries )
       result.push_back(
          { files_[entry.place.file], entry.place.line, entry.place.column, std::move( entry.message ) } );
-   errors_.clear();
    return result;
 }
 

@@ -8,7 +8,7 @@
 
 namespace Config {
 
-/// Purpose: collects the errors of the files that are read together.
+/// Purpose: collects the errors and warnings of the files that are read together.
 /// Owner: the call that reads them.
 class Diagnostics {
  public:
@@ -23,24 +23,28 @@ class Diagnostics {
    /// What only rules forbid that earlier versions did not have: no error in what was accepted before.
    void laterError( Place place, std::string message );
    bool acceptedBefore() const { return acceptedBefore_; }
+   void warning( Place place, std::string message );
    void fileError( unsigned file, std::string message ); ///< about a file as a whole
 
    /// A file could not be read to its end: what seems to be missing may stand there.
    void contentMissing() { complete_ = false; }
    bool complete() const { return complete_; }
 
-   std::string text( Place place ) const; ///< `file:line:col`
-   bool empty() const { return errors_.empty(); }
-   std::vector< Error > take(); ///< sorted by file, then by place, then in the order reported
+   std::string text( Place place ) const;         ///< `file:line:col`
+   bool empty() const { return errors_.empty(); } ///< of errors
+   std::vector< Error > take();         ///< errors, sorted by file, then by place, then in the order reported
+   std::vector< Error > takeWarnings(); ///< likewise
 
  private:
    struct Entry {
       Place place;
       std::string message;
    };
+   std::vector< Error > sorted( std::vector< Entry > entries ) const;
+
    bool acceptedBefore_;
    std::vector< std::string > files_;
-   std::vector< Entry > errors_;
+   std::vector< Entry > errors_, warnings_;
    bool complete_ = true;
 };
 

@@ -22,6 +22,13 @@ inline std::vector< std::string > textsOf( const Config::Result & result ) {
    return texts;
 }
 
+inline std::vector< std::string > warningsOf( const Config::Result & result ) {
+   std::vector< std::string > texts;
+   for ( const Config::Error & warning : result.warnings )
+      texts.push_back( warning.warningText() );
+   return texts;
+}
+
 inline void expectErrors( const std::vector< ErrorRow > & rows ) {
    for ( const ErrorRow & row : rows ) {
       SCOPED_TRACE( row.text );

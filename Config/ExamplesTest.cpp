@@ -5,8 +5,10 @@ namespace {
 Config::Result load( const std::string & name ) { return Config::load( CONFIG_EXAMPLES "/" + name ); }
 
 TEST( Examples, areGood ) {
-   for ( const char * name : { "maintd.yaml", "simulated.yaml" } )
+   for ( const char * name : { "maintd.yaml", "simulated.yaml" } ) {
       EXPECT_EQ( std::vector< std::string >(), textsOf( load( name ) ) );
+      EXPECT_EQ( std::vector< std::string >(), warningsOf( load( name ) ) );
+   }
 }
 
 TEST( Examples, statesTheDefaults ) {

@@ -2,6 +2,7 @@
 
 #include "Config/Accepted.h"
 #include "Config/Files.h"
+#include "Config/Hints.h"
 #include "Config/Reader.h"
 #include "Config/Yaml.h"
 
@@ -47,8 +48,11 @@ class Loading {
    Result finish() {
       Configuration configuration = reader_.read( root_, {} );
       Result result;
-      if ( diagnostics_.empty() )
+      if ( diagnostics_.empty() ) {
+         hint( configuration, root_, diagnostics_ );
+         result.warnings = diagnostics_.takeWarnings();
          result.configuration = std::move( configuration );
+      }
       result.errors = diagnostics_.take();
       return result;
    }

@@ -16,6 +16,8 @@ class Files;
 struct Result {
    std::optional< Configuration > configuration;
    std::vector< Error > errors; ///< by file in the order read, then by place
+   /// In the same order, of an accepted configuration: what it says without any effect.
+   std::vector< Error > warnings = {};
 
    explicit operator bool() const { return configuration.has_value(); }
 };

@@ -33,6 +33,17 @@ Json jsonOf( const JsonObject::Value & value ) {
       value );
 }
 
+Json placesJson( const std::vector< Api::FileError > & errors ) {
+   Json result = Json::array();
+   for ( const Api::FileError & error : errors )
+      result.push_back(
+         { { "file", error.file },
+           { "line", error.line },
+           { "column", error.column },
+           { "message", error.message } } );
+   return result;
+}
+
 } // namespace
 
 std::string JsonObject::text() const {
@@ -59,20 +70,14 @@ std::string failureJson( const Failure & failure ) {
       document["error"]["operation"] = *failure.operation;
    for ( const Api::Finding & finding : failure.findings )
       document["error"]["findings"].push_back( parsed( finding.json ) );
-   if ( !failure.fileErrors.empty() ) {
-      Json & errors = document["errors"] = Json::array();
-      for ( const Api::FileError & error : failure.fileErrors )
-         errors.push_back(
-            { { "file", error.file },
-              { "line", error.line },
-              { "column", error.column },
-              { "message", error.message } } );
-   }
+   if ( !failure.fileErrors.empty() )
+      document["errors"] = placesJson( failure.fileErrors );
    return dumped( document );
 }
 
-std::string validJson( const std::string & file ) {
-   return dumped( Json{ { "file", file }, { "errors", Json::array() } } );
+std::string validJson( const std::string & file, const std::vector< Api::FileError > & warnings ) {
+   return dumped(
+      Json{ { "file", file }, { "errors", Json::array() }, { "warnings", placesJson( warnings ) } } );
 }
 
 std::string laidOut( std::string_view text ) { return dumped( parsed( text ), 2 ); }

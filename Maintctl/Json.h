@@ -32,8 +32,8 @@ class JsonObject {
 std::string jsonList( const std::vector< JsonObject > & objects );
 /// `{"error":{"code":…,"message":…,"where":…}}`, and `errors` of a file if there are any.
 std::string failureJson( const Failure & failure );
-/// `{"file":…,"errors":[]}` of a file that is as it should be.
-std::string validJson( const std::string & file );
+/// `{"file":…,"errors":[],"warnings":…}` of a file that is accepted.
+std::string validJson( const std::string & file, const std::vector< Api::FileError > & warnings );
 /// The same document, indented. Throws Api::Error (internal) if it is no JSON.
 std::string laidOut( std::string_view json );
 /// The same document without line ends and blanks.

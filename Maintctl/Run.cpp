@@ -187,12 +187,21 @@ class Runner {
 
    void operator()( const Validate & command ) {
       const Config::Result result = Config::load( command.file, world_.files );
+      // What is wrong is what was asked for, and so on stdout.
+      const auto placesOf = []( const std::vector< Config::Error > & errors ) {
+         std::vector< Api::FileError > places;
+         for ( const Config::Error & error : errors )
+            places.push_back( { error.file, error.line, error.column, error.message } );
+         return places;
+      };
+      if ( result && output_.json() )
+         return output_.document( validJson( command.file, placesOf( result.warnings ) ) );
       if ( result ) {
-         if ( output_.json() )
-            output_.document( validJson( command.file ) );
-         else
-            output_.message( command.file + ": no errors" );
-         return;
+         for ( const Config::Error & warning : result.warnings )
+            output_.text( printable( warning.warningText() ) + "\n" );
+         const std::size_t count = result.warnings.size();
+         return output_.message(
+            command.file + ": no errors" + ( count > 0 ? ", " + countText( count, "warning" ) : "" ) );
       }
       Failure failure{
          ExitStatus::failed,
@@ -200,12 +209,11 @@ class Runner {
          command.file + ": " + countText( result.errors.size(), "error" ),
          command.file,
          {} };
-      for ( const Config::Error & error : result.errors ) {
-         if ( output_.json() )
-            failure.fileErrors.push_back( { error.file, error.line, error.column, error.message } );
-         else
-            output_.text( printable( error.text() ) + "\n" ); // they are what was asked for
-      }
+      if ( output_.json() )
+         failure.fileErrors = placesOf( result.errors );
+      else
+         for ( const Config::Error & error : result.errors )
+            output_.text( printable( error.text() ) + "\n" );
       throw failure;
    }
 

@@ -443,6 +443,23 @@ TEST_F( RunTest, validateNeedsNoAgent ) {
    EXPECT_EQ( rig.run( { "validate", "/c.yaml", "-j" } ), ExitStatus::done );
    EXPECT_EQ( at( rig.out, "/file" ), "\"/c.yaml\"" );
    EXPECT_EQ( at( rig.out, "/errors" ), "[]" );
+   EXPECT_EQ( at( rig.out, "/warnings" ), "[]" );
+}
+
+TEST_F( RunTest, validateWarnsOfWhatHasNoEffectAndAcceptsIt ) {
+   rig.files.content["/c.yaml"] = goodConfiguration;
+   rig.files.content["/maintd.d/more.yaml"] = "units:\n  u1: {}\n";
+   const std::string message =
+      "unit \"u1\" has no interfaces: nothing is watched when it is put into maintenance";
+   EXPECT_EQ( rig.run( { "validate", "/c.yaml" } ), ExitStatus::done );
+   EXPECT_EQ( rig.out, "/maintd.d/more.yaml:2:3: warning: " + message + "\n" );
+   EXPECT_EQ( rig.err, "/c.yaml: no errors, 1 warning\n" );
+   EXPECT_EQ( rig.run( { "validate", "/c.yaml", "-j" } ), ExitStatus::done );
+   EXPECT_EQ( at( rig.out, "/errors" ), "[]" );
+   EXPECT_EQ( at( rig.out, "/warnings/0/file" ), "\"/maintd.d/more.yaml\"" );
+   EXPECT_EQ( at( rig.out, "/warnings/0/line" ), "2" );
+   EXPECT_EQ( at( rig.out, "/warnings/0/column" ), "3" );
+   EXPECT_NE( at( rig.out, "/warnings/0/message" ), "" );
 }
 
 TEST_F( RunTest, validateGivesAllErrorsInOneRun ) {

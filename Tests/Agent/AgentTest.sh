@@ -283,6 +283,26 @@ readsTheConfigurationAgainWhenItIsHungUp() {
    fail "u2 does not appear"
 }
 
+logsWhatOfAConfigurationHasNoEffect() {
+   local warning="warning: redundancy group \"both\" guards nothing"
+   _config "redundancy-groups: {both: {units: [u1]}}"
+   _start
+   [ "$(grep -cF "maintd.yaml:13:21: $warning" log)" -eq 1 ] || fail "it should be in the log once"
+   # A file that is not taken says nothing; one that is taken says it again.
+   sed -i 's/^settle: 10s/settle: 10/' maintd.yaml
+   run _ctl reload
+   fails
+   [ "$(grep -cF "$warning" log)" -eq 1 ] || fail "it should be in the log once"
+   sed -i 's/^settle: 10/settle: 20s/' maintd.yaml
+   run _ctl reload
+   passes
+   [ "$(grep -cF "$warning" log)" -eq 2 ] || fail "it should be in the log again"
+   _config
+   run _ctl reload
+   passes
+   [ "$(grep -c "warning: " log)" -eq 2 ] || fail "nothing is left to warn of"
+}
+
 tellsWhatConfigurationItRunsWith() {
    _config
    _start
