@@ -75,6 +75,7 @@ maintd/usr/sbin/maintd" ] || fail "these programs should be there, and no others
    says "License: Apache-2.0"
    local common=/usr/share/common-licenses/Apache-2.0
    says "$common"
+   [ ! -e maintd/usr/share/doc/maintd/LICENSE ] || fail "the licence should not be packed"
    diff -w "$root/LICENSE" $common > differs || fail "the licence should be the one that it is called: $(cat differs)"
    sed -n 's/^.*Copyright (c) //p' "$root/Web/dist/licences.txt" > holders
    [ -s holders ] || fail "it should be known whose the parts of the page are"
@@ -245,6 +246,12 @@ agentIsStartedAgainForPluginsOnly() {
    rm plugins/*.so
    _configured triggered
    _did "try-restart maintd.service"
+}
+
+# Without packages, whoever has the programs has the text of their licence, too.
+isInstalledWithItsLicence() {
+   DESTDIR=$PWD/there cmake --install "$build" --prefix /opt/maintd > log 2>&1 || fail "cannot install"
+   cmp "$root/LICENSE" there/opt/maintd/share/doc/drainwatch/LICENSE || fail "the licence should be installed"
 }
 
 # The example of the development package is built as its CMakeLists.txt says, and an agent loads it.
