@@ -26,10 +26,13 @@ release: deps ## build what is installed and measured (build/release)
 # and browsers: there is one more at a time than there are jobs.
 TEST_JOBS = $$(($(JOBS) + 1))
 
+# Options of the release build that is tested, for builds that nobody keeps (.ci/run).
+TEST_RELEASE ?=
+
 test: deps ## build and run all tests but the long ones, under the sanitizers
 	cmake --preset sanitizers
 	cmake --build --preset sanitizers -j$(JOBS)
-	cmake --preset release -DMAINT_KERNEL_TESTS=ON
+	cmake --preset release -DMAINT_KERNEL_TESTS=ON $(TEST_RELEASE)
 	cmake --build --preset release -j$(JOBS)
 	cmake --preset fuzz
 	cmake --build --preset fuzz -j$(JOBS)
@@ -39,7 +42,7 @@ test: deps ## build and run all tests but the long ones, under the sanitizers
 test-full: deps ## the same with the long tests
 	cmake --preset sanitizers
 	cmake --build --preset sanitizers -j$(JOBS)
-	cmake --preset release -DMAINT_KERNEL_TESTS=ON
+	cmake --preset release -DMAINT_KERNEL_TESTS=ON $(TEST_RELEASE)
 	cmake --build --preset release -j$(JOBS)
 	cmake --preset fuzz
 	cmake --build --preset fuzz -j$(JOBS)

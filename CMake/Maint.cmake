@@ -59,6 +59,10 @@ if( CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo" )
   check_pie_supported( LANGUAGES CXX )
   add_compile_options( -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 )
   add_link_options( -Wl,-z,relro,-z,now )
+  # A good part of compiling with optimisation is to tell where each variable is at each step. The code is the same.
+  if( MAINT_LINES_ONLY )
+    add_compile_options( -g1 )
+  endif()
   # Where the processor watches where jumps may lead.
   check_cxx_compiler_flag( -fcf-protection=full MAINT_HAS_CF_PROTECTION )
   if( MAINT_HAS_CF_PROTECTION )
