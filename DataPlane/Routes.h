@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -56,6 +57,8 @@ struct RoutedLink {
    Sharing sharing = Sharing::together; ///< of a port-channel
    bool standby = false; ///< a member of a port-channel that is up, and carries nothing as long as others do
    bool tunnel = false;  ///< what it carries is sent out by routes again, over links that nobody can tell
+   /// It is set down with the link that it stands on. Others are left set up, and routes over them, and stop to work.
+   bool setDownWithBelow = false;
 
    friend bool operator==( const RoutedLink &, const RoutedLink & ) = default;
 };
@@ -69,15 +72,26 @@ struct BehindPort {
    friend bool operator==( const BehindPort &, const BehindPort & ) = default;
 };
 
+/// A route to a shorter prefix that an address is in as well.
+struct LessSpecificRoute {
+   std::string destination;
+   std::size_t first = 0; ///< in AddressWay::choices, of its own, which go on to the next one's or to the end
+
+   friend bool operator==( const LessSpecificRoute &, const LessSpecificRoute & ) = default;
+};
+
 /// The way to one address.
 struct AddressWay {
    std::string problem;     ///< why it is not known; empty: it is
    bool local = false;      ///< the switch's own address
    std::string destination; ///< of the route that is taken: "10.0.0.0/8"; or the address with its link
-   Choices choices;         ///< of that destination
+   /// Of that destination. Behind them those of less specific ones, which are taken when none of its own works.
+   Choices choices;
    std::string doubt =
       {}; ///< why packets may take another way all the same; empty: nothing is known of that kind
    std::vector< BehindPort > behind = {};
+   /// The longest prefixes first. None if whoever has the address is on the link itself: then another way is none to him.
+   std::vector< LessSpecificRoute > lessSpecific = {};
 
    friend bool operator==( const AddressWay &, const AddressWay & ) = default;
 };

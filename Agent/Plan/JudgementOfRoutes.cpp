@@ -118,6 +118,51 @@ std::string doubtOf( const Judging & judging, const EqualHops & hops ) {
    return "";
 }
 
+/// The less specific route of which some choice of the way to the session is; null if it is of the route itself.
+const DataPlane::LessSpecificRoute *
+lessSpecificOf( const DataPlane::AddressWay & way, const EqualHops * choice ) {
+   const auto number = static_cast< std::size_t >( choice - way.choices.data() );
+   const DataPlane::LessSpecificRoute * result = nullptr;
+   for ( const DataPlane::LessSpecificRoute & each : way.lessSpecific )
+      if ( each.first <= number )
+         result = &each;
+   return result;
+}
+
+/// What is taken of the way to the session: one of its own route, or, if all links of that are set down, of a less specific
+/// one. As long as one is only without a carrier, its route stays and is taken, though it leads nowhere.
+const EqualHops * takenOf( const DataPlane::AddressWay & way, const Topology & topology ) {
+   const EqualHops * const taken = topology.taken( way.choices );
+   if ( !taken || !lessSpecificOf( way, taken ) )
+      return taken;
+   for ( const EqualHops * before = way.choices.data(); before != taken; ++before )
+      for ( const NextHop & hop : *before )
+         if ( !topology.isSetDown( hop.link ) )
+            return nullptr;
+   return taken;
+}
+
+/// Why a way that is left, and is taken since no better one is, may not lead to the session; empty: it is as good as any.
+std::string doubtOfLessSpecific( const Judging & judging, const EqualHops * left ) {
+   const DataPlane::AddressWay & way = *judging.facts.way;
+   const DataPlane::LessSpecificRoute * const route = lessSpecificOf( way, left );
+   if ( !route )
+      return "";
+   std::set< std::string > gone, over;
+   for ( const EqualHops * hops = way.choices.data(); hops != left; ++hops )
+      for ( const NextHop & hop : *hops )
+         if ( judging.present.works( hop ) )
+            gone.merge( judging.after.removedBelow( hop.link ) );
+   for ( const NextHop & hop : *left )
+      if ( judging.after.works( hop ) )
+         over.insert( hop.link );
+   const std::string leaving = judging.leavingText( gone );
+   return "without " + planList( { gone.begin(), gone.end() } ) + " the less specific route " +
+          route->destination + " over " + planList( { over.begin(), over.end() } ) +
+          " is taken, which need not lead to " + judging.facts.session +
+          ( leaving.empty() ? "" : "; " + leaving );
+}
+
 /// Whether the first choice is to refuse it, as opposed to ways that do not work.
 bool isRefused( const DataPlane::AddressWay & way ) {
    return !way.choices.empty() && way.choices.front().empty();
@@ -169,7 +214,9 @@ void Judging::judgeSession() {
    if ( !facts.way || facts.way->local )
       return;
    const DataPlane::AddressWay & way = *facts.way;
-   if ( !way.problem.empty() || !present.taken( way.choices ) ) {
+   // The switch has said which route it takes: if that is seen not to work, so is no other one taken for it now.
+   const EqualHops * const now = present.taken( way.choices );
+   if ( !way.problem.empty() || !now || lessSpecificOf( way, now ) ) {
       add( PlanCode::unknownSession, PlanSeverity::warning, {} ).text =
          "whether this session would be cut off is not known: " +
          ( !way.problem.empty() ? way.problem
@@ -177,9 +224,10 @@ void Judging::judgeSession() {
                                 : "no way to " + facts.session + " is known" );
       return;
    }
-   if ( const EqualHops * const then = after.taken( way.choices );
-        then && !endAtBridges( *this, after, *then ) ) {
-      const std::string doubt = way.doubt.empty() ? doubtOf( *this, *then ) : way.doubt;
+   if ( const EqualHops * const then = takenOf( way, after ); then && !endAtBridges( *this, after, *then ) ) {
+      std::string doubt = doubtOfLessSpecific( *this, then );
+      if ( const std::string other = way.doubt.empty() ? doubtOf( *this, *then ) : way.doubt; !other.empty() )
+         doubt += ( doubt.empty() ? "" : "; " ) + other;
       if ( !doubt.empty() )
          add( PlanCode::unknownSession, PlanSeverity::warning, {} ).text =
             "whether this session would be cut off is not known: " + doubt;
@@ -189,7 +237,7 @@ void Judging::judgeSession() {
    const std::string begin =
       "the way to " + facts.session + ", from where this session comes, leaves through ";
    // Then it is not the unit that cuts it off, but he who works in it should know.
-   const EqualHops * const till = before.taken( way.choices );
+   const EqualHops * const till = takenOf( way, before );
    if ( !till || endAtBridges( *this, before, *till ) ) {
       cut.addOthers( *this, way.choices );
       const std::set< std::string > others = cut.ofOthers( *this );

@@ -173,6 +173,95 @@ TEST_F( Judgement, warnsWhenRoutesRefuseTheSession ) {
       rig.said( "lock-out" ) );
 }
 
+TEST_F( Judgement, doubtsThatALessSpecificRouteLeadsToTheSession ) {
+   twoPorts();
+   rig.facts.session = "10.1.2.3";
+   rig.facts.way = { "", false, "10.1.0.0/16", { rig.via( { "et1" } ), rig.via( { "et2" } ) }, "", {} };
+   rig.facts.way->lessSpecific = { { "0.0.0.0/0", 1 } };
+   EXPECT_EQ(
+      "warning: whether this session would be cut off is not known: without et1 the less specific route "
+      "0.0.0.0/0 over et2 is taken, which need not lead to 10.1.2.3",
+      rig.said( "unknown-session" ) );
+   EXPECT_EQ( "", rig.said( "lock-out" ) );
+   EXPECT_FALSE( isBlocked( rig.judged() ) );
+   rig.facts.way->doubt = "rules choose";
+   EXPECT_TRUE( rig.said( "unknown-session" ).ends_with( "lead to 10.1.2.3; rules choose" ) );
+   // As long as its own route is left, that is taken.
+   rig.facts.way->doubt = "";
+   rig.facts.way->choices.front() = rig.via( { "et1", "et2" } );
+   EXPECT_EQ( "", rig.said( "unknown-session" ) );
+}
+
+TEST_F( Judgement, takesNoLessSpecificRouteAsLongAsTheOtherOneIsLeftWithoutACarrier ) {
+   twoPorts();
+   rig.bond( "bond0", { "et1" } );
+   rig.over( "et1.5", { { "et1" } } );
+   rig.facts.session = "10.1.2.3";
+   const auto routedOver = [this]( const char * link ) {
+      rig.facts.way = { "", false, "10.1.0.0/16", { rig.via( { link } ), rig.via( { "et2" } ) }, "", {} };
+      rig.facts.way->lessSpecific = { { "0.0.0.0/0", 1 } };
+      return rig.said( "lock-out" );
+   };
+   const char * const locked =
+      "blocking: the way to 10.1.2.3, from where this session comes, leaves through et1 only";
+   EXPECT_EQ( locked, routedOver( "bond0" ) );
+   EXPECT_EQ( locked, routedOver( "et1.5" ) );
+   rig.routes.links.back().setDownWithBelow = true;
+   EXPECT_EQ( "", routedOver( "et1.5" ) );
+   EXPECT_NE( "", rig.said( "unknown-session" ) );
+   // The port-channel itself.
+   rig.facts.interfaces.clear();
+   rig.inUnit( "bond0" );
+   EXPECT_EQ( "", routedOver( "bond0" ) );
+   // One that is without a carrier by then stays as well.
+   rig.port( "et3", 1e9, false );
+   rig.facts.way->choices.front() = rig.via( { "bond0", "et3" } );
+   EXPECT_NE( "", rig.said( "lock-out" ) );
+}
+
+TEST_F( Judgement, takesNoLessSpecificRouteBehindOneThatRefuses ) {
+   twoPorts();
+   rig.facts.session = "10.1.2.3";
+   rig.facts.way = { "", false, "10.1.0.0/16", { rig.via( { "et1" } ), {}, rig.via( { "et2" } ) }, "", {} };
+   rig.facts.way->lessSpecific = { { "10.0.0.0/8", 1 }, { "0.0.0.0/0", 2 } };
+   EXPECT_EQ(
+      "blocking: the way to 10.1.2.3, from where this session comes, leaves through et1 only",
+      rig.said( "lock-out" ) );
+}
+
+TEST_F( Judgement, countsLessSpecificRoutesOverWhatLeavesWithOthersAsGone ) {
+   twoPorts();
+   rig.port( "et3" );
+   rig.carries( "et3", 0 );
+   rig.facts.session = "10.1.2.3";
+   rig.facts.way = {
+      "", false, "10.1.0.0/16", { rig.via( { "et1" } ), rig.via( { "et2" } ), rig.via( { "et3" } ) },
+      "", {} };
+   rig.facts.way->lessSpecific = { { "10.0.0.0/8", 1 }, { "0.0.0.0/0", 2 } };
+   rig.facts.leavingToo = { { "et2", "u2" } };
+   EXPECT_EQ(
+      "warning: whether this session would be cut off is not known: without et1 and et2 the less specific "
+      "route 0.0.0.0/0 over et3 is taken, which need not lead to 10.1.2.3; et2 is on its way out with u2",
+      rig.said( "unknown-session" ) );
+   rig.facts.leavingToo["et3"] = "u2";
+   EXPECT_EQ(
+      "blocking: the way to 10.1.2.3, from where this session comes, leaves through et1 only; et2 and et3 "
+      "are "
+      "on their way out with u2",
+      rig.said( "lock-out" ) );
+}
+
+TEST_F( Judgement, doesNotTakeALessSpecificRouteForTheWayOfNow ) {
+   twoPorts();
+   rig.port( "et3", 1e9, false );
+   rig.facts.session = "10.1.2.3";
+   rig.facts.way = { "", false, "10.1.0.0/16", { rig.via( { "et3" } ), rig.via( { "et2" } ) }, "", {} };
+   rig.facts.way->lessSpecific = { { "0.0.0.0/0", 1 } };
+   EXPECT_EQ(
+      "warning: whether this session would be cut off is not known: no way to 10.1.2.3 is known",
+      rig.said( "unknown-session" ) );
+}
+
 TEST_F( Judgement, doubtsWhereATunnelLeads ) {
    twoPorts();
    rig.port( "wg0" );
@@ -365,6 +454,16 @@ TEST( PlanAction, isAsTheProfileSays ) {
    EXPECT_STREQ( "shut-at-latest", stringValue( actionOf( interface ) ) );
    interface.notWatched = "it is down";
    EXPECT_STREQ( "not-watched", stringValue( actionOf( interface ) ) );
+}
+
+TEST( Topology, takesNoLinkThatStandsInACircleForSetDown ) {
+   std::vector< DataPlane::RoutedLink > links = {
+      { "a", true, false, { { "b" } } }, { "b", true, false, { { "a" } } } };
+   for ( auto & link : links )
+      link.setDownWithBelow = true;
+   EXPECT_FALSE( Topology( links, {} ).isSetDown( "a" ) );
+   EXPECT_TRUE( Topology( links, { "b" } ).isSetDown( "a" ) );
+   EXPECT_FALSE( Topology( links, {} ).isSetDown( "nonesuch" ) );
 }
 
 TEST( Topology, doesNotLetLinksCarryEachOther ) {

@@ -69,6 +69,20 @@ const RoutedLink * Topology::find( const std::string & link ) const {
    return at == links_.end() ? nullptr : at->second;
 }
 
+bool Topology::isSetDown( const std::string & link ) const {
+   std::string name = link;
+   // As many steps as there are links: they may stand in a circle.
+   for ( std::size_t left = links_.size() + 1; left > 0; --left ) {
+      const RoutedLink * const described = find( name );
+      if ( removed( name ) )
+         return true;
+      if ( !described || !described->setDownWithBelow || described->needs.empty() )
+         return false;
+      name = described->needs.back().front();
+   }
+   return false;
+}
+
 std::set< std::string > Topology::removedBelow( const std::string & link ) const {
    Seen seen;
    descend( *this, link, seen, []( const RoutedLink & described, const auto & down ) {

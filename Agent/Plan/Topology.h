@@ -24,6 +24,9 @@ class Topology {
 
    bool works( const std::string & link ) const { return works_.count( link ) > 0; }
    bool removed( const std::string & link ) const { return removed_.count( link ) > 0; }
+   /// Whether it is taken away, or is set down with what is: routes over it are gone then. A link may be left set up, and
+   /// routes over it, that does not work any more: a port-channel or a bridge without its ports.
+   bool isSetDown( const std::string & link ) const;
    /// Null if nobody has described it.
    const DataPlane::RoutedLink * find( const std::string & link ) const;
    /// Those that were taken away among a link and all that it stands on.

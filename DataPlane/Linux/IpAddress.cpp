@@ -16,6 +16,14 @@ IpAddress anyAddress( Vel::U8 family ) {
    return address;
 }
 
+IpAddress networkOf( const IpAddress & address, unsigned length ) {
+   IpAddress network = address;
+   for ( std::size_t i = length / 8; i < network.bytes.size(); ++i )
+      network.bytes[i] =
+         i > length / 8 ? 0 : network.bytes[i] & static_cast< Vel::U8 >( ~( 0xffu >> length % 8 ) );
+   return network;
+}
+
 std::optional< IpAddress > addressFrom( Vel::U8 family, std::optional< std::string_view > payload ) {
    IpAddress address = anyAddress( family );
    if ( !payload || address.size() == 0 || payload->size() != address.size() )

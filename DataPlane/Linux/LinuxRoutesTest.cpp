@@ -7,6 +7,23 @@
 namespace DataPlane::Linux {
 namespace {
 
+/// Of the first ways to an address that do without a link; empty: there are none.
+Vel::String destinationWithout( const Vel::String & link, const AddressWay & way ) {
+   for ( std::size_t i = 0; i < way.choices.size(); ++i ) {
+      if ( way.choices[i].empty() )
+         return "";
+      for ( const NextHop & hop : way.choices[i] )
+         if ( hop.link != link ) {
+            Vel::String destination = way.destination;
+            for ( const LessSpecificRoute & less : way.lessSpecific )
+               if ( less.first <= i )
+                  destination = less.destination;
+            return destination;
+         }
+   }
+   return "";
+}
+
 TEST_F( LinuxRoutes, areToldOfAllTablesAndBothVersions ) {
    const RouteAnswer answer = asked();
    EXPECT_EQ( "", answer.table->problem );
@@ -39,7 +56,7 @@ TEST_F( LinuxRoutes, followSharedNextHopsAndTheirGroups ) {
    // Then routes do not say themselves what they lead over.
    std::ofstream( "/proc/sys/net/ipv4/nexthop_compat_mode" ) << "0";
    EXPECT_EQ( "et1*3 et2*1", waysTo( asked(), "10.9.0.0/16" ) );
-   EXPECT_EQ( "et1*3 et2*1", text( asked( "10.9.1.1" ).way->choices ) );
+   EXPECT_EQ( "et1*3 et2*1", textOfOwn( asked( "10.9.1.1" ).way.value() ) );
 }
 
 TEST_F( LinuxRoutes, giveTheWayToAnAddress ) {
@@ -58,10 +75,75 @@ TEST_F( LinuxRoutes, giveTheWayToAnAddress ) {
       ASSERT_TRUE( way ) << row.address;
       EXPECT_EQ( "", way->problem ) << row.address;
       EXPECT_EQ( row.destination, way->destination );
-      EXPECT_EQ( row.ways, text( way->choices ) ) << row.address;
+      EXPECT_EQ( row.ways, textOfOwn( *way ) ) << row.address;
    }
    EXPECT_TRUE( asked( "10.0.1.1" ).way->local );
    EXPECT_NE( "", asked( "2001:db9::1" ).way->problem );
+}
+
+/// Before a link is set down it is said what the kernel does then, and by whom.
+TEST_F( LinuxRoutes, fallBackOnLessSpecificOnesAsTheKernelDoes ) {
+   burst( "route add 10.0.0.0/8 via 10.0.2.2\n"
+          "route add 10.5.0.0/16 via 10.0.1.2\n"
+          "route add 10.6.0.0/16 via 10.0.1.2\n"
+          "route add blackhole 10.6.0.0/15\n"
+          "route add 10.8.0.0/16 via 10.0.1.2\n"
+          "route add 10.8.0.0/15 via 10.0.1.2\n"
+          "route add 10.10.0.0/16 via 10.0.1.2 metric 10\n"
+          "route add unreachable 10.10.0.0/16 metric 20\n"
+          "route add 2001:db8::/32 via 2001:db8:2::2\n"
+          "route add 2001:db8:5::/48 via 2001:db8:1::2\n"
+          "route add 2001:db8:6::/48 via 2001:db8:1::2\n"
+          "route add unreachable 2001:db8:6::/47\n"
+          "route add 2001:db8:8::/48 via 2001:db8:1::2\n"
+          "route add 2001:db8:8::/47 via 2001:db8:1::2\n"
+          "route add 2001:db8:10::/48 via 2001:db8:1::2 metric 10\n"
+          "route add 2001:db8:10::/48 via 2001:db8:2::2 metric 20\n" );
+   struct Row {
+      const char * address;
+      const char * then; ///< empty: none
+   };
+   const std::vector< Row > rows = {
+      { "10.5.0.1", "10.0.0.0/8" },
+      { "10.6.0.1", "" },
+      { "10.8.0.1", "10.0.0.0/8" },
+      { "10.10.0.1", "" },
+      { "10.1.2.3", "10.1.0.0/16" },
+      { "10.2.2.3", "10.2.0.0/16" },
+      { "192.0.2.1", "" },
+      { "2001:db8:5::1", "2001:db8::/32" },
+      { "2001:db8:6::1", "" },
+      { "2001:db8:8::1", "2001:db8::/32" },
+      { "2001:db8:10::1", "2001:db8:10::/48" },
+      { "2001:db8:100::1", "2001:db8:100::/48" } };
+   for ( const Row & row : rows )
+      EXPECT_EQ( row.then, destinationWithout( "et1", asked( row.address ).way.value() ) ) << row.address;
+   ip( "link set et1 down" );
+   for ( const Row & row : rows ) {
+      const AddressWay way = asked( row.address ).way.value();
+      EXPECT_EQ( row.then, way.problem.empty() ? way.destination : "" ) << row.address;
+   }
+}
+
+/// Which is why no less specific one is said to be taken then.
+TEST_F( LinuxRoutes, areTakenOverALinkThatHasOnlyLostItsCarrier ) {
+   burst( "route add 10.0.0.0/8 via 10.0.2.2\n"
+          "route add 10.5.0.0/16 via 10.0.1.2\n"
+          "route add 2001:db8::/32 via 2001:db8:2::2\n"
+          "route add 2001:db8:5::/48 via 2001:db8:1::2\n"
+          "link set p1 down\n" );
+   until( [] { return ipSays( "link show et1" ).find( "NO-CARRIER" ) != Vel::String::npos; } );
+   EXPECT_EQ( "10.5.0.0/16", asked( "10.5.0.1" ).way->destination );
+   EXPECT_EQ( "2001:db8:5::/48", asked( "2001:db8:5::1" ).way->destination );
+}
+
+TEST_F( LinuxRoutes, fallBackOnNothingThatRulesLeaveOut ) {
+   burst( "route add 10.0.0.0/8 via 10.0.2.2\n"
+          "route add 10.5.0.0/16 via 10.0.1.2\n" );
+   EXPECT_EQ( 2u, asked( "10.5.0.1" ).way->lessSpecific.size() );
+   if ( !tryIp( "rule add pref 100 lookup main suppress_prefixlength 0" ) )
+      GTEST_SKIP() << "no rules in this kernel; not tested: that they leave routes out";
+   EXPECT_EQ( 1u, asked( "10.5.0.1" ).way->lessSpecific.size() );
 }
 
 TEST_F( LinuxRoutes, tellOfARouteThatDropsPacketsThatThereIsNoWay ) {

@@ -83,6 +83,53 @@ RouteHops RouteFold::hopsOf( const RouteEntry & route ) const {
    return hops;
 }
 
+void RouteFold::wantAllFor(
+   const IpAddress & address, const std::optional< IpAddress > & source, Vel::U32 table ) {
+   RouteKey key;
+   key.source = anyAddress( address.family );
+   key.table = table;
+   for ( unsigned length = 0; length <= maxPrefix( address.family ); ++length ) {
+      key.destination = networkOf( address, length );
+      key.length = static_cast< Vel::U8 >( length );
+      std::set< IpAddress > & sources = wantedFor_[key];
+      if ( source )
+         sources.insert( *source );
+   }
+}
+
+bool RouteFold::wants( const RouteKey & key ) const {
+   if ( wanted_.count( key ) > 0 )
+      return true;
+   if ( wantedFor_.empty() )
+      return false;
+   if ( key.sourceLength == 0 )
+      return wantedFor_.count( key ) > 0;
+   RouteKey forAll = key;
+   forAll.source = anyAddress( key.destination.family );
+   forAll.sourceLength = 0;
+   const auto at = wantedFor_.find( forAll );
+   return at != wantedFor_.end() &&
+          std::any_of( at->second.begin(), at->second.end(), [&]( const IpAddress & source ) {
+             return networkOf( source, key.sourceLength ) == key.source;
+          } );
+}
+
+std::vector< RouteFold::Destination > RouteFold::lessSpecific(
+   const RouteKey & than, const IpAddress & address, const std::optional< IpAddress > & source ) const {
+   const auto specific = []( const RouteKey & key ) { return std::pair( key.length, key.sourceLength ); };
+   std::vector< Destination > result;
+   for ( const auto & [key, ways] : wanted_ )
+      if (
+         !ways.empty() && key.table == than.table && key.tos == 0 && specific( key ) < specific( than ) &&
+         key.destination == networkOf( address, key.length ) &&
+         ( key.sourceLength == 0 || ( source && key.source == networkOf( *source, key.sourceLength ) ) ) )
+         result.push_back( { key, ways } );
+   std::sort( result.begin(), result.end(), [&]( const Destination & a, const Destination & b ) {
+      return specific( a.key ) > specific( b.key );
+   } );
+   return result;
+}
+
 void RouteFold::take( const RouteEntry & route ) {
    ++routes_;
    if ( !key_ || !( *key_ == route.key ) ) {
@@ -93,7 +140,7 @@ void RouteFold::take( const RouteEntry & route ) {
    unresolved_ |=
       std::any_of( hops.begin(), hops.end(), []( const RouteHop & hop ) { return hop.ifIndex == 0; } );
    if ( wants( route.key ) )
-      add( all_, route.metric, waysOf( route ) );
+      add( all_, route.metric, route.kind == RouteEntry::Kind::local ? RouteWays() : waysOf( route ) );
    if ( leadsOn( route, hops ) )
       add( paths_, route.metric, hops );
 }
@@ -118,8 +165,8 @@ void RouteFold::drop() {
 void RouteFold::flush() {
    if ( !key_ )
       return;
-   if ( const auto at = wanted_.find( *key_ ); at != wanted_.end() )
-      at->second = inOrder( std::exchange( all_, {} ) );
+   if ( !all_.empty() )
+      wanted_[*key_] = inOrder( std::exchange( all_, {} ) );
    const std::vector< RouteHops > ways = inOrder( std::exchange( paths_, {} ) );
    if ( !ways.empty() && !ways.front().empty() ) {
       auto at = classes_.find( ways );

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <map>
+#include <set>
 
 /// Purpose: folds the routes of a dump into classes of destinations that are reached alike, so that a million of them take
 /// the room of a few. Pure.
@@ -25,7 +26,9 @@ class RouteFold {
    void nextHopIs( NextHopObject object );
    /// A destination of which the ways are wanted by themselves, whatever kind of route it is.
    void want( const RouteKey & key ) { wanted_[key]; }
-   bool wants( const RouteKey & key ) const { return !wanted_.empty() && wanted_.count( key ) > 0; }
+   /// The same of all destinations of a table that an address is in, for packets from a source if that is known.
+   void wantAllFor( const IpAddress & address, const std::optional< IpAddress > & source, Vel::U32 table );
+   bool wants( const RouteKey & key ) const;
 
    /// With gateways if its destination is wanted.
    void take( const RouteEntry & route );
@@ -41,8 +44,17 @@ class RouteFold {
 
    using Names = std::function< Vel::String( Vel::U32 ifIndex ) >;
    std::vector< RouteClass > classes( const Names & nameOf ) const;
-   /// Of a destination that was wanted, the most preferred ways first; none if it has not come.
+   /// Of a destination that was wanted, the most preferred ways first; none if it has not come. Ways that are none refuse,
+   /// or end here.
    const std::vector< RouteWays > & wanted( const RouteKey & key ) const;
+   struct Destination {
+      RouteKey key;
+      std::vector< RouteWays > ways; ///< as of wanted()
+   };
+   /// Of the destinations that were wanted for an address those that the kernel looks at behind another one of them, in
+   /// the order in which it does.
+   std::vector< Destination > lessSpecific(
+      const RouteKey & than, const IpAddress & address, const std::optional< IpAddress > & source ) const;
    /// What a route leads over, through next hops that stand for others, in the order of the links.
    RouteWays waysOf( const RouteEntry & route ) const;
 
@@ -61,6 +73,8 @@ class RouteFold {
 
    std::map< Vel::U32, NextHopObject > nextHops_;
    std::map< RouteKey, std::vector< RouteWays > > wanted_;
+   /// The sources of the addresses that are in each of these, which are for all sources.
+   std::map< RouteKey, std::set< IpAddress > > wantedFor_;
    std::map< std::vector< RouteHops >, Class > classes_;
    std::optional< RouteKey > key_; ///< whose routes are being taken
    ByMetric< RouteWays > all_;     ///< of it, if it is wanted

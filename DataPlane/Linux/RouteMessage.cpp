@@ -173,15 +173,35 @@ std::optional< NextHopObject > parseNextHop( const nlmsghdr & message ) {
    return result;
 }
 
-RuleBasis parseRuleBasis( const nlmsghdr & message ) {
+namespace {
+
+/// Of a rule that is for packets of the machine's own. What comes in over a link is none.
+std::optional< fib_rule_hdr > ruleForOwn( const nlmsghdr & message ) {
    const std::optional< fib_rule_hdr > header = fixedHeader< fib_rule_hdr >( message );
    if ( message.nlmsg_type != RTM_NEWRULE || !header )
+      return {};
+   const Attributes attributes( message, sizeof( fib_rule_hdr ) );
+   return !attributes.at( FRA_IIFNAME ) || attributes.text( FRA_IIFNAME ) == "lo" ? header : std::nullopt;
+}
+
+} // namespace
+
+int parseSuppressedLength( const nlmsghdr & message ) {
+   const std::optional< fib_rule_hdr > header = ruleForOwn( message );
+   if ( !header )
+      return -1;
+   const Attributes attributes( message, sizeof( fib_rule_hdr ) );
+   if ( attributes.at( FRA_SUPPRESS_IFGROUP ) )
+      return static_cast< int >( maxPrefix( header->family ) );
+   // The kernel says of each rule how long, and -1 of those that leave out nothing.
+   return static_cast< int >( attributes.u32( FRA_SUPPRESS_PREFIXLEN ).value_or( 0xffffffffu ) );
+}
+
+RuleBasis parseRuleBasis( const nlmsghdr & message ) {
+   const std::optional< fib_rule_hdr > header = ruleForOwn( message );
+   if ( !header )
       return RuleBasis::nothing;
    const Attributes attributes( message, sizeof( fib_rule_hdr ) );
-   // What comes in over a link is none of the machine's own.
-   const bool ownAlso = !attributes.at( FRA_IIFNAME ) || attributes.text( FRA_IIFNAME ) == "lo";
-   if ( !ownAlso )
-      return RuleBasis::nothing;
    for ( const Vel::U16 selector :
          { FRA_OIFNAME, FRA_FWMARK, FRA_UID_RANGE, FRA_IP_PROTO, FRA_SPORT_RANGE, FRA_DPORT_RANGE,
            FRA_L3MDEV } )

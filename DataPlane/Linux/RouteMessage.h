@@ -80,6 +80,9 @@ enum class RuleBasis { nothing, source, more };
 /// Nothing for what is no rule.
 RuleBasis parseRuleBasis( const nlmsghdr & message );
 
+/// A rule may leave its table's answer out if the prefix is no longer than this; -1: it does not.
+int parseSuppressedLength( const nlmsghdr & message );
+
 Bytes nextHopDumpRequest();
 Bytes ruleDumpRequest( Vel::U8 family );
 /// Which entry of which table the kernel would take for a packet to that address, from a source of its own or of any.

@@ -270,27 +270,45 @@ void RouteReader::lookUp( Asked & asked ) {
             "there is no route to " + text + ( outcome.ok() ? Vel::String() : " (" + outcome.text() + ")" );
       return;
    }
+   asked.source = source;
    fold_.want( asked.found->key );
+   if ( !isOnLinkItself( *asked.found ) )
+      fold_.wantAllFor( *address, source, asked.found->key.table );
    asked.doubt = doubtOf( *address, source.has_value() );
 }
 
+/// Whether it leads to whoever is on the link, and to nobody behind.
+bool RouteReader::isOnLinkItself( const RouteEntry & route ) const {
+   using Kind = RouteEntry::Kind;
+   return route.kind == Kind::local || route.kind == Kind::connected ||
+          ( route.kind == Kind::onLink && links_.hasNeighbours( route.hops.front().ifIndex ) );
+}
+
 /// There are a handful of rules, and they are read once a reading.
-Vel::String RouteReader::doubtOf( const IpAddress & address, bool sourceKnown ) {
-   const auto [at, isNew] = rules_.try_emplace( address.family );
-   std::optional< RuleBasis > & basis = at->second;
+const std::optional< RouteReader::Rules > & RouteReader::rulesOf( Vel::U8 family ) {
+   const auto [at, isNew] = rules_.try_emplace( family );
+   std::optional< Rules > & rules = at->second;
    if ( isNew ) {
       const Outcome outcome = lookUps_.whole(
-         ruleDumpRequest( address.family ), "rules", [&] { basis = RuleBasis::nothing; },
-         [&]( const nlmsghdr & message ) { basis = std::max( *basis, parseRuleBasis( message ) ); } );
+         ruleDumpRequest( family ), "rules", [&] { rules.emplace(); },
+         [&]( const nlmsghdr & message ) {
+            rules->basis = std::max( rules->basis, parseRuleBasis( message ) );
+            rules->suppressed = std::max( rules->suppressed, parseSuppressedLength( message ) );
+         } );
       // A kernel that knows none has none.
       if ( !outcome.ok() )
-         basis = lookUps_.code() == EOPNOTSUPP ? std::optional( RuleBasis::nothing ) : std::nullopt;
+         rules = lookUps_.code() == EOPNOTSUPP ? std::optional( Rules() ) : std::nullopt;
    }
-   if ( !basis )
+   return rules;
+}
+
+Vel::String RouteReader::doubtOf( const IpAddress & address, bool sourceKnown ) {
+   const std::optional< Rules > & rules = rulesOf( address.family );
+   if ( !rules )
       return "the rules that choose between routing tables cannot be read";
-   if ( *basis == RuleBasis::more )
+   if ( rules->basis == RuleBasis::more )
       return "rules choose between routing tables by more than the addresses of its packets";
-   return *basis == RuleBasis::source && !sourceKnown
+   return rules->basis == RuleBasis::source && !sourceKnown
              ? "rules choose between routing tables by the source of its packets, which is not known"
              : "";
 }
@@ -337,7 +355,24 @@ AddressWay RouteReader::wayOf( const Asked & asked ) {
       choices = { fold_.waysOf( *asked.found ) };
    for ( const RouteWays & ways : choices )
       follow( ways, *asked.address, way );
+   addLessSpecific( asked, way );
    return way;
+}
+
+/// Of the same table: which one rules would lead to when this has no answer is not followed.
+void RouteReader::addLessSpecific( const Asked & asked, AddressWay & to ) {
+   if ( isOnLinkItself( *asked.found ) )
+      return;
+   const std::optional< Rules > & rules = rulesOf( asked.address->family );
+   for ( const RouteFold::Destination & less :
+         fold_.lessSpecific( asked.found->key, *asked.address, asked.source ) ) {
+      const bool refused = to.choices.back().empty();
+      if ( refused || ( rules && int( less.key.length ) <= rules->suppressed ) )
+         return;
+      to.lessSpecific.push_back( { stringValue( less.key ), to.choices.size() } );
+      for ( const RouteWays & ways : less.ways )
+         follow( ways, *asked.address, to );
+   }
 }
 
 void RouteReader::finish() {

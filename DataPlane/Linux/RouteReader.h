@@ -62,6 +62,12 @@ class RouteReader {
       std::optional< IpAddress > address = {}; ///< that of the question; nothing: none, or it is none
       std::optional< RouteEntry > found = {};  ///< what the kernel would take
       Vel::String problem = {}, doubt = {};
+      std::optional< IpAddress > source = {}; ///< from which it was asked for
+   };
+   /// The rules that choose between routing tables, for packets of the machine's own.
+   struct Rules {
+      RuleBasis basis = RuleBasis::nothing; ///< by how much they choose
+      int suppressed = -1;                  ///< they may leave out prefixes up to this length
    };
 
    void begin();
@@ -74,12 +80,15 @@ class RouteReader {
    void startStep( Step step );
    bool hasChanged();
    void lookUp( Asked & asked );
+   const std::optional< Rules > & rulesOf( Vel::U8 family );
    Vel::String doubtOf( const IpAddress & address, bool sourceKnown );
+   bool isOnLinkItself( const RouteEntry & route ) const;
    void finish();
    void close();
    void later( std::function< void() > act );
    void missing( const Vel::String & problem );
    AddressWay wayOf( const Asked & asked );
+   void addLessSpecific( const Asked & asked, AddressWay & to );
    void follow( const RouteWays & ways, const IpAddress & address, AddressWay & to );
 
    Cog::EventLoop & loop_;
@@ -97,8 +106,7 @@ class RouteReader {
    std::vector< Asked > asked_, waiting_; ///< of this reading; for the next one
    RouteFold fold_{ nullptr }, foldBefore_{ nullptr }; ///< by now; at the beginning of this step
    Vel::String problem_;                               ///< the first thing that is missing; empty: nothing
-   /// By version of IP, by how much rules choose; nothing: they cannot be read.
-   std::map< Vel::U8, std::optional< RuleBasis > > rules_;
+   std::map< Vel::U8, std::optional< Rules > > rules_; ///< by version of IP; nothing: they cannot be read
    double dueTime_ = std::numeric_limits< double >::infinity();
    std::shared_ptr< const int > reading_; ///< posted tasks of an earlier reading find it expired
 };

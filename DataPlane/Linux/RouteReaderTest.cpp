@@ -1,6 +1,5 @@
-#include "DataPlane/Linux/LinuxFaultTest.h"
+#include "DataPlane/Linux/RouteBytesTest.h"
 
-#include <linux/fib_rules.h>
 #include <linux/nexthop.h>
 
 namespace DataPlane::Linux {
@@ -8,73 +7,6 @@ namespace DataPlane::Linux {
 namespace {
 
 using Kind = RouteEntry::Kind;
-
-/// A way as a test describes it.
-struct TestHop {
-   Vel::U32 ifIndex;
-   Vel::U32 weight = 1;
-   unsigned flags = 0;
-};
-
-/// A route as a test describes it.
-struct TestRoute {
-   const char * destination;
-   std::vector< TestHop > hops;
-   Vel::U32 metric = 0;
-   Vel::U32 nextHopId = 0;
-   Vel::U8 type = RTN_UNICAST;
-   Vel::U8 protocol = RTPROT_STATIC;
-   Vel::U32 table = RT_TABLE_MAIN;
-   bool gateway = true;
-   Vel::U8 scope = RT_SCOPE_UNIVERSE;
-   const char * source = nullptr; ///< a prefix
-};
-
-Bytes routeBytes( const TestRoute & route ) {
-   const Vel::String text = route.destination;
-   const IpAddress destination = address( text.substr( 0, text.find( '/' ) ).c_str() );
-   rtmsg header{};
-   header.rtm_family = destination.family;
-   header.rtm_dst_len = static_cast< Vel::U8 >( std::stoi( text.substr( text.find( '/' ) + 1 ) ) );
-   header.rtm_type = route.type;
-   header.rtm_protocol = route.protocol;
-   header.rtm_scope = route.scope;
-   const Vel::String source = route.source ? route.source : "";
-   if ( route.source )
-      header.rtm_src_len = static_cast< Vel::U8 >( std::stoi( source.substr( source.find( '/' ) + 1 ) ) );
-   if ( route.hops.size() == 1 )
-      header.rtm_flags = route.hops[0].flags;
-   MessageBuilder message( RTM_NEWROUTE, 0 );
-   message.header( header );
-   message.attribute( RTA_TABLE, route.table );
-   if ( header.rtm_dst_len > 0 )
-      message.attribute( RTA_DST, destination.payload() );
-   if ( route.source )
-      message.attribute( RTA_SRC, address( source.substr( 0, source.find( '/' ) ).c_str() ).payload() );
-   if ( route.metric != 0 )
-      message.attribute( RTA_PRIORITY, route.metric );
-   if ( route.nextHopId != 0 )
-      message.attribute( RTA_NH_ID, route.nextHopId );
-   if ( route.hops.size() == 1 ) {
-      message.attribute( RTA_OIF, route.hops[0].ifIndex );
-      if ( route.gateway )
-         message.attribute( RTA_GATEWAY, destination.payload() );
-   }
-   if ( route.hops.size() > 1 )
-      message.nested( RTA_MULTIPATH, [&] {
-         for ( const TestHop & hop : route.hops ) {
-            const std::size_t begin = message.size();
-            rtnexthop next{};
-            next.rtnh_hops = static_cast< Vel::U8 >( hop.weight - 1 );
-            next.rtnh_ifindex = static_cast< int >( hop.ifIndex );
-            next.rtnh_flags = static_cast< Vel::U8 >( hop.flags );
-            message.append( &next, sizeof next );
-            message.attribute( RTA_GATEWAY, destination.payload() );
-            message.u16At( begin, message.size() - begin );
-         }
-      } );
-   return message.take();
-}
 
 Bytes nextHopBytes( Vel::U32 id, Vel::U32 ifIndex, const std::vector< nexthop_grp > & group = {} ) {
    MessageBuilder message( RTM_NEWNEXTHOP, 0 );
@@ -88,26 +20,6 @@ Bytes nextHopBytes( Vel::U32 id, Vel::U32 ifIndex, const std::vector< nexthop_gr
          std::string_view(
             reinterpret_cast< const char * >( group.data() ), group.size() * sizeof( nexthop_grp ) ) );
    return message.take();
-}
-
-Bytes ruleBytes(
-   Vel::U32 table, const std::function< void( fib_rule_hdr & ) > & change = {}, Vel::U16 selector = 0 ) {
-   fib_rule_hdr header{};
-   header.family = AF_INET;
-   header.action = FR_ACT_TO_TBL;
-   if ( change )
-      change( header );
-   MessageBuilder message( RTM_NEWRULE, 0 );
-   message.header( header );
-   message.attribute( FRA_TABLE, table );
-   if ( selector != 0 )
-      message.attribute( selector, Vel::U32( 1 ) );
-   return message.take();
-}
-
-RouteEntry parsed( const TestRoute & route ) {
-   const Bytes bytes = routeBytes( route );
-   return parseRouteEntry( messageIn( bytes ) ).value();
 }
 
 /// The links from 100 on are point-to-point.
@@ -353,7 +265,7 @@ TEST_F( Routes, areToldWithTheLinksBelowThem ) {
       { "et1", true, false, {} },
       { "et2", true, false, {} },
       { "bond0", true, true, { { "et2" } } },
-      { "et1.7", true, false, { { "et1" } } } };
+      { "et1.7", true, false, { { "et1" } }, Sharing::together, false, false, true } };
    EXPECT_EQ( links, answer.table->links );
    EXPECT_FALSE( answer.way );
 }
@@ -420,6 +332,24 @@ TEST_F( Routes, leadThroughTheMembersOfAVlanOfABridge ) {
       ( RoutedLink{ "br0.10", true, false, { { "et1", "et2" }, { "et1" } } } ), answer.table->links[3] );
 }
 
+TEST_F( Routes, goWithTheLinkBelowAVlanDeviceThatIsBoundToIt ) {
+   kernel->links[3] = { .ifIndex = 3, .name = "br0", .kind = "bridge" };
+   kernel->links[4] = { .ifIndex = 4, .name = "et1.7", .kind = "vlan", .lower = 1, .vlanId = 7 };
+   kernel->links[5] = kernel->links[4];
+   kernel->links[5].ifIndex = 5;
+   kernel->links[5].name = "loose";
+   kernel->links[5].looseBinding = true;
+   kernel->links[6] = { .ifIndex = 6, .name = "mac0", .kind = "macvlan", .lower = 1 };
+   kernel->links[7] = { .ifIndex = 7, .name = "br0.7", .kind = "vlan", .lower = 3, .vlanId = 7 };
+   started();
+   std::set< std::string > bound;
+   const RouteAnswer answer = asked();
+   for ( const RoutedLink & link : answer.table->links )
+      if ( link.setDownWithBelow )
+         bound.insert( link.name );
+   EXPECT_EQ( std::set< std::string >{ "et1.7" }, bound );
+}
+
 TEST_F( Routes, leadThroughTheBridgesOwnVlanWithoutATagThatItKnows ) {
    constexpr Vel::U16 own = 30;
    kernel->links[3] = {
@@ -439,7 +369,9 @@ TEST_F( Routes, leadThroughTheBridgesOwnVlanWithoutATagThatItKnows ) {
    const std::vector< std::vector< std::string > > needs = { { "et1", "et2" }, { "et1" } };
    for ( const std::size_t bridgeOrOnIt : { 2u, 3u, 4u } )
       EXPECT_EQ( needs, answer.table->links[bridgeOrOnIt].needs ) << answer.table->links[bridgeOrOnIt].name;
-   EXPECT_EQ( ( RoutedLink{ "mac0.20", true, false, { { "mac0" } } } ), answer.table->links[5] );
+   EXPECT_EQ(
+      ( RoutedLink{ "mac0.20", true, false, { { "mac0" } }, Sharing::together, false, false, true } ),
+      answer.table->links[5] );
 }
 
 TEST_F( Routes, leadThroughAnyPortOfABridgeWhoseOwnVlanHasNone ) {

@@ -69,6 +69,7 @@ std::vector< RoutedLink > routedLinks( const LinkTable & links, const VlanTable 
             need( slaves[lower->first], bridgeBelow( links, vlans, ifIndex ).vlanId );
       } else if ( lower != all.end() ) {
          need( { link.lower } );
+         routed.setDownWithBelow = link.kind == "vlan" && !link.looseBinding;
       }
       result.push_back( std::move( routed ) );
    }

@@ -45,6 +45,13 @@ class RoutesInNamespace : public InNamespace {
       }
       return result;
    }
+   /// Without those of less specific routes.
+   static Vel::String textOfOwn( const AddressWay & way ) {
+      Choices own = way.choices;
+      if ( !way.lessSpecific.empty() )
+         own.resize( way.lessSpecific.front().first );
+      return text( own );
+   }
    static const RoutedLink * link( const RouteAnswer & answer, const Vel::String & name ) {
       for ( const RoutedLink & each : answer.table->links )
          if ( each.name == name )

@@ -90,17 +90,20 @@ std::vector< RouteClass > classesOf( const std::vector< Route > & routes ) {
 AddressWay wayTo( const Vel::String & text, const std::vector< Route > & routes ) {
    AddressWay result;
    const Address address( text );
-   int longest = -1;
-   for ( const auto & [destination, choices] : byDestination( routes ) ) {
-      const Network network( destination );
-      if ( !network.has( address ) || network.length <= longest )
-         continue;
-      longest = network.length;
-      result.destination = destination;
-      result.choices = choices;
-   }
-   if ( longest < 0 )
+   auto all = byDestination( routes );
+   std::erase_if( all, [&]( const auto & each ) { return !Network( each.first ).has( address ); } );
+   std::stable_sort( all.begin(), all.end(), []( const auto & a, const auto & b ) {
+      return Network( a.first ).length > Network( b.first ).length;
+   } );
+   if ( all.empty() )
       result.problem = "there is no route to " + text;
+   for ( const auto & [destination, choices] : all ) {
+      if ( result.choices.empty() )
+         result.destination = destination;
+      else
+         result.lessSpecific.push_back( { destination, result.choices.size() } );
+      result.choices.insert( result.choices.end(), choices.begin(), choices.end() );
+   }
    return result;
 }
 

@@ -11,7 +11,7 @@ bool isPrefix( const Vel::String & text );
 
 /// Destinations that are reached in the same ways, in the order of the description.
 std::vector< RouteClass > classesOf( const std::vector< Route > & routes );
-/// The way to an address: of the longest network that it is in.
+/// The way to an address: of the longest network that it is in, and behind it of the others.
 AddressWay wayTo( const Vel::String & address, const std::vector< Route > & routes );
 
 } // namespace DataPlane::Simulated

@@ -81,6 +81,11 @@ TEST_F( SimulatedRoutes, giveTheWayToAnAddress ) {
       EXPECT_EQ( destination, way->destination );
    }
    EXPECT_EQ( 2u, asked( "192.0.2.1" ).way->choices.size() );
+   const AddressWay way = asked( "10.1.2.3" ).way.value();
+   EXPECT_EQ(
+      ( Choices{ { { "vlan10" } }, { { "et2" } }, { { "et1" }, { "pc1" } }, { { "et2" } } } ), way.choices );
+   const std::vector< LessSpecificRoute > less = { { "10.0.0.0/8", 1 }, { "0.0.0.0/0", 2 } };
+   EXPECT_EQ( less, way.lessSpecific );
    EXPECT_EQ( "there is no route to 2001:db9::1", asked( "2001:db9::1" ).way->problem );
    EXPECT_FALSE( asked().way );
 }

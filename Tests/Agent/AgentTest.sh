@@ -343,7 +343,7 @@ warnsBeforeAnEnterAndTakesForce() {
    _config "  u2: {groups: [uplinks]}
 redundancy-groups:
   both: {units: [u1, u2]}"
-   echo '  routes: [{to: 10.0.0.0/8, via: [et1]}, {to: 0.0.0.0/0, via: [et3]}]' >> maintd.yaml
+   echo '  routes: [{to: 10.0.0.0/8, via: [et1]}, {to: 192.0.0.0/8, via: [et3]}]' >> maintd.yaml
    _start
    _advance 20s
    unset SSH_CLIENT

@@ -142,7 +142,8 @@ TEST_F( PlanStory, findsTheLastPathsAndThatAMemberOfAPortChannelIsNone ) {
 }
 
 TEST_F( PlanStory, findsThatTheSessionWouldBeCutOff ) {
-   EXPECT_EQ( "lock-out blocking, last-path warning", findings( plan( "u4", "10.2.3.4" ) ) );
+   // Then the default route is taken, over et2.
+   EXPECT_EQ( "last-path warning, unknown-session warning", findings( plan( "u4", "10.2.3.4" ) ) );
    EXPECT_EQ( "10.2.3.4", plan( "u4", "10.2.3.4" ).at( "session" ) );
    EXPECT_EQ( "last-path warning", findings( plan( "u4", "192.0.2.1" ) ) );
    EXPECT_EQ( "last-path warning, unknown-session warning", findings( plan( "u4", "2001:db9::1" ) ) );
