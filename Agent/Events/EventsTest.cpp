@@ -298,6 +298,22 @@ TEST_F( EventsTest, anInterfaceWithoutARateIsNotSaidToBeAboveItsThreshold ) {
    EXPECT_EQ( "et1 waits for its first rate", last().at( "text" ) );
 }
 
+TEST_F( EventsTest, whatIsLetGoOfIsNotToldToHaveDrainedJustThen ) {
+   record( et1, 0 ).stateIs( Maintenance::monIntfStateUnderMaint );
+   insights->intfIs( et1 )->reasonIs( Reason::drained );
+   turn();
+   EXPECT_EQ( "et1 has drained", last().at( "text" ) );
+   clock->advance( 2 );
+   insights->intfIs( et1 )->reasonIs( Reason::shut );
+   turn();
+   EXPECT_EQ( "et1 is set down", last().at( "text" ) );
+   clock->advance( 2 );
+   insights->intfIs( et1 )->reasonIs( Reason::drained );
+   turn();
+   EXPECT_EQ( "et1 is not set down any more, and still counts as drained", last().at( "text" ) );
+   EXPECT_EQ( "shut", last().at( "from" ) );
+}
+
 TEST_F( EventsTest, aShutdownSaysWhetherItWasForced ) {
    record( et1, 5e6 );
    cause->intfStatusIs( et1, 1 );

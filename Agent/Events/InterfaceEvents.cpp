@@ -321,7 +321,8 @@ void InterfaceEvents::lookAtReason( const Present & of ) {
    if ( changes > 0 )
       numbers["changes"] = changes;
    writer_.write(
-      of.about( "reason", InterfaceWords::reasonSentence( of.name, insight->reason(), *record, profile ) ),
+      of.about(
+         "reason", InterfaceWords::reasonSentence( of.name, insight->reason(), from, *record, profile ) ),
       numbers );
 }
 

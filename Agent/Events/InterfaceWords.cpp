@@ -72,8 +72,8 @@ json rates( const Maintenance::MonIntfStatus & record ) {
 }
 
 std::string reasonSentence(
-   const std::string & name, Reason reason, const Maintenance::MonIntfStatus & record,
-   const IntfMaintenanceProfile::Status * profile ) {
+   const std::string & name, Reason reason, const std::string & from,
+   const Maintenance::MonIntfStatus & record, const IntfMaintenanceProfile::Status * profile ) {
    const std::string traffic =
       record.curRates().sampleTime == 0
          ? ""
@@ -94,7 +94,10 @@ std::string reasonSentence(
    case Reason::starved:
       return name + " has no fresh counters";
    case Reason::drained:
-      return name + " has drained";
+      // On the way back it is let go of first. It has not drained just then.
+      return name + ( from == stringValue( Reason::shut )
+                         ? " is not set down any more, and still counts as drained"
+                         : " has drained" );
    case Reason::shut:
       return name + " is set down";
    case Reason::spike:

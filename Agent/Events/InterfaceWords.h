@@ -23,10 +23,11 @@ std::string stateSentence( const std::string & name, const std::string & state )
 std::string link( const std::string & name, const std::string & state, Vel::U32 changes );
 /// ", after 5 changes"; nothing for a single one.
 std::string afterChanges( Vel::U32 changes );
-/// `profile` may be null.
+/// \param from     the reason before, as text; empty: none
+/// \param profile  may be null
 std::string reasonSentence(
-   const std::string & name, Reason reason, const Maintenance::MonIntfStatus & record,
-   const IntfMaintenanceProfile::Status * profile );
+   const std::string & name, Reason reason, const std::string & from,
+   const Maintenance::MonIntfStatus & record, const IntfMaintenanceProfile::Status * profile );
 std::string driftSentence( const std::string & name, const std::string & drift );
 /// "in 812 kbps, out 12 bps".
 std::string ratesText( const Maintenance::MonIntfStatus & record );
