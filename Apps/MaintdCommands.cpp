@@ -133,6 +133,7 @@ Agent::ControlCommands::AgentFacts Maintd::facts() const {
    result.pluginName = pluginName;
    if ( const auto problem = plugins_->problem( pluginName ) )
       result.pluginProblem = problem->message;
+   result.switchDegraded = executor_->switchDegraded();
    result.switchOverruns = executor_->overruns();
    result.started = started_;
    result.restarts = options_.restarts;

@@ -24,6 +24,7 @@ from agentrig import PATIENCE, Agent, configuration  # noqa: E402
 
 RULES = os.path.join(HERE, "maintd.rules.yml")
 RULES_TESTS = ["maintd.rules.test.yml", "maintd.rules.days.test.yml"]
+DOCUMENT = os.path.join(HERE, "..", "docs", "api.md")
 DASHBOARD = os.path.join(HERE, "maintd-dashboard.json")
 STATES = ["normal", "entering", "maintenance", "exiting"]
 
@@ -139,6 +140,12 @@ class Alerts(unittest.TestCase):
         self.assertRegex(said, r"\AUnit Testing:", said)
         self.assertEqual(said.count("SUCCESS"), len(RULES_TESTS), said)
 
+    def test_areDescribedAsTheyAre(self):
+        head = "| alert | severity | after | says |\n|---|---|---|---|\n"
+        _, _, rest = read(DOCUMENT).partition(head)
+        described, _, _ = rest.partition("\n\n")
+        self.assertEqual(described.splitlines(), alertRows())
+
     def test_haveTestsThatNoticeARuleThatAlwaysOrNeverHolds(self):
         alerts = re.findall(r"^      - alert: (\w+)$", read(RULES), re.M)
         self.assertGreaterEqual(len(alerts), 14)
@@ -154,6 +161,19 @@ class Alerts(unittest.TestCase):
                 said = promtool("test", "rules", *(os.path.join(folder, name) for name in RULES_TESTS))
             noticed = re.findall(r"alertname: (\w+), time:", said)
             self.assertEqual(set(alerts) - set(noticed), set(), expression)
+
+
+def alertRows():
+    """A line of the table in the document for each alert, in the order of the rules."""
+    rows = []
+    for text in re.split(r"^      - alert: ", read(RULES), flags=re.M)[1:]:
+        severity = re.search(r"^        labels: \{severity: (\w+)\}$", text, re.M)[1]
+        after = re.search(r"^        for: (\w+)$", text, re.M)
+        summary = re.search(r'^          summary: "(.*)"$', text, re.M)[1]
+        summary = re.sub(r"\{\{ \$labels\.(\w+) \}\}", lambda label: label[1].upper(), summary)
+        summary = re.sub(r"\{\{ \$value[^}]*\}\}", "TIME", summary)
+        rows.append(f"| `{text.splitlines()[0]}` | {severity} | {after[1] if after else 'at once'} | {summary} |")
+    return rows
 
 
 def queries(value):

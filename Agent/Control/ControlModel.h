@@ -126,6 +126,7 @@ struct ControlCommands {
    struct AgentFacts {
       std::string version, switchKind, configurationFile, fastLog, pluginName, pluginProblem;
       std::vector< std::string > configurationErrors;
+      bool switchDegraded = false; ///< the switch does not tell of its links
       Vel::U32 switchOverruns = 0; ///< how often facts of the switch were lost and read again
       double started = 0;
       std::optional< Vel::U32 > restarts; ///< by the agent's supervisor; nothing: it has none

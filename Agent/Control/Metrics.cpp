@@ -78,6 +78,10 @@ void Metrics::Writer::agent() {
    one(
       "maint_switch_overruns_total", Type::counter,
       "Times that news of the switch were lost and everything was read again.", facts.switchOverruns );
+   one(
+      "maint_switch_degraded", Type::gauge,
+      "Whether the switch does not tell of its links, so that enters are refused (1), or does (0).",
+      facts.switchDegraded );
    if ( facts.restarts )
       one(
          "maint_agent_restarts_total", Type::counter,

@@ -342,6 +342,7 @@ TEST_F( MetricsTest, tellWhatTheAgentIsAndHowItsLoopDoes ) {
    facts.pluginName = "P";
    facts.pluginProblem = "gone";
    facts.configurationErrors = { "a" };
+   facts.switchDegraded = true;
    facts.switchOverruns = 4;
    facts.turns = 1000;
    facts.turnSeconds = 2.5;
@@ -350,6 +351,7 @@ TEST_F( MetricsTest, tellWhatTheAgentIsAndHowItsLoopDoes ) {
    EXPECT_EQ( "maint_switch_info{kind=\"linux\"} 1\n", samples( "maint_switch_info" ) );
    EXPECT_EQ( "maint_plugin_loaded{plugin=\"P\"} 0\n", samples( "maint_plugin_loaded" ) );
    EXPECT_EQ( "maint_configuration_accepted 0\n", samples( "maint_configuration_accepted" ) );
+   EXPECT_EQ( "maint_switch_degraded 1\n", samples( "maint_switch_degraded" ) );
    EXPECT_EQ( "maint_switch_overruns_total 4\n", samples( "maint_switch_overruns_total" ) );
    EXPECT_EQ(
       "maint_turns_total 1000\nmaint_turn_seconds_total 2.5\nmaint_turn_longest_seconds 0.125\n",
