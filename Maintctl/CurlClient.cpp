@@ -1,6 +1,7 @@
 #include "Maintctl/CurlClient.h"
 
 #include "Maintctl/Failure.h"
+#include "Maintctl/Reaching.h"
 
 #include <curl/curl.h>
 
@@ -49,12 +50,18 @@ std::size_t handOn( const char * data, std::size_t, std::size_t size, void * int
    }
 }
 
-/// What went wrong with a connection, in the words of the system if it has any: those of curl speak of hosts and ports.
-std::string reasonOf( CURL * easy, CURLcode result, unsigned seconds ) {
+/// 0: none.
+int systemError( CURL * easy ) {
    long number = 0;
    curl_easy_getinfo( easy, CURLINFO_OS_ERRNO, &number );
+   return static_cast< int >( number );
+}
+
+/// What went wrong with a connection, in the words of the system if it has any: those of curl speak of hosts and ports.
+std::string reasonOf( CURL * easy, CURLcode result, unsigned seconds ) {
+   const int number = systemError( easy );
    if ( result == CURLE_COULDNT_CONNECT && number != 0 )
-      return std::generic_category().message( static_cast< int >( number ) );
+      return std::generic_category().message( number );
    if ( result == CURLE_PARTIAL_FILE )
       return "it went away in the middle of an answer";
    if ( result == CURLE_OPERATION_TIMEDOUT )
@@ -132,13 +139,17 @@ int CurlClient::perform( HeaderList & headers, const Wait & wait ) {
    const CURLcode result = curl_easy_perform( easy );
    if ( result == CURLE_ABORTED_BY_CALLBACK || ( result != CURLE_OK && interrupted_() ) )
       throw Failure{ ExitStatus::interrupted, FailureCode::interrupted, "interrupted", "", {} };
-   if ( result != CURLE_OK )
-      throw Failure{
+   if ( result != CURLE_OK ) {
+      Failure failure{
          ExitStatus::notReachable,
          FailureCode::notReachable,
          "the agent cannot be reached: " + reasonOf( easy, result, wait.seconds ),
          socket_,
          {} };
+      if ( result == CURLE_COULDNT_CONNECT )
+         failure.hint = reachingHint( systemError( easy ), socket_ );
+      throw failure;
+   }
    long status = 0;
    curl_easy_getinfo( easy, CURLINFO_RESPONSE_CODE, &status );
    return static_cast< int >( status );

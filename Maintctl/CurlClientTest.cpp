@@ -133,6 +133,7 @@ TEST_F( CurlClientTest, saysThatThereIsNoSocket ) {
    EXPECT_EQ( failure.status, ExitStatus::notReachable );
    EXPECT_EQ( failure.code, "not-reachable" );
    EXPECT_EQ( failure.message, "the agent cannot be reached: No such file or directory" );
+   EXPECT_EQ( failure.hint, "is maintd running? --socket names another socket" );
    EXPECT_EQ( failure.where, path );
 }
 

@@ -17,7 +17,8 @@ struct Failure {
    std::string where;   ///< what is meant: a unit, an interface, a file; may be empty
    std::vector< Api::FileError > fileErrors;
    std::vector< Api::Finding > findings = {};     ///< why it takes force
-   std::optional< std::uint64_t > operation = {}; ///< that stands in the way
+   std::optional< std::uint64_t > operation = {}; ///< that stands in the way, or is not waited for any more
+   std::string hint = {};                         ///< for people: what they can do about it
 };
 
 /// The words of our own.

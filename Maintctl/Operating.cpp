@@ -2,6 +2,7 @@
 
 #include "Api/Names.h"
 #include "Api/Shapes.h"
+#include "Maintctl/Arrival.h"
 #include "Maintctl/Failure.h"
 #include "Maintctl/Json.h"
 #include "Maintctl/Table.h"
@@ -16,18 +17,11 @@ namespace {
 namespace Key = Api::Key;
 using Operation = Operate::Operation;
 
-std::string acceptedText( const std::string & body ) {
-   const Api::Accepted accepted = Api::readAccepted( body );
-   return accepted.unit + " is " + stateText( accepted.state ) +
+std::string acceptedText( const Api::Accepted & accepted, const std::string & done ) {
+   return accepted.unit + " is " + stateText( accepted.state ) + ( done.empty() ? "" : ": " + done ) +
           doneText(
              accepted.changed, accepted.operation, accepted.repeated,
              ", generation " + std::to_string( accepted.generation ) );
-}
-
-std::string thereText( const std::string & body, double seconds ) {
-   const Api::Unit unit = Api::readUnit( body );
-   return unit.name + " is " + stateText( unit.state ) + " after " + spanText( seconds ) +
-          failuresText( unit );
 }
 
 /// An object of JSON with the name of the unit in front.
@@ -90,11 +84,31 @@ void Operating::tellOf( Unit & unit, Text text ) const {
       unit.line = text();
 }
 
+std::string Operating::doneAtOnce( const Api::Accepted & accepted ) const {
+   const EnterTimes & times = command_.times;
+   if ( !( times.deadline || times.revertAfter ) || !accepted.changed || !accepted.operation )
+      return "";
+   try {
+      const Api::Operation operation =
+         Api::readOperation( remote_.get( Api::Path::operation( *accepted.operation ) ) );
+      return operation.state == "done" ? operation.text : "";
+   } catch ( const Failure & failure ) {
+      // It has been taken, whatever else can be said of it.
+      if ( failure.status == ExitStatus::interrupted )
+         throw;
+   } catch ( const Api::Error & ) {
+      // The same.
+   }
+   return "";
+}
+
 void Operating::ask( Unit & unit ) {
    unit.answer = remote_.post(
       Api::Path::unit( unit.name, command_.operation == Operation::enter ? "enter" : "exit" ),
       request( unit.name ) );
-   tellOf( unit, [&] { return acceptedText( unit.answer ); } );
+   const Api::Accepted accepted = Api::readAccepted( unit.answer );
+   unit.operation = accepted.operation;
+   tellOf( unit, [&] { return acceptedText( accepted, doneAtOnce( accepted ) ); } );
    unit.taken = true;
 }
 
@@ -103,8 +117,16 @@ void Operating::wait( Unit & unit, double begun ) {
    Waiting waiting(
       { unit.name, command_.operation, command_.timeout, true, begun }, remote_, world_.pace, output_,
       world_.messages );
-   unit.answer = waiting.until();
-   tellOf( unit, [&] { return thereText( unit.answer, waiting.elapsed() ); } );
+   try {
+      unit.answer = waiting.until();
+   } catch ( Failure & failure ) {
+      // It goes on, and this is how to follow it.
+      if ( !failure.operation )
+         failure.operation = unit.operation;
+      throw;
+   }
+   const double seconds = waiting.elapsed();
+   tellOf( unit, [&] { return arrivalText( unit.answer, command_.operation, seconds, remote_ ); } );
 }
 
 template < class Step >

@@ -35,12 +35,16 @@ class Operating {
       std::string answer; ///< the last one; empty: there is none
       std::string line;   ///< the same for people
       std::string failure;
+      std::optional< std::uint64_t > operation = {}; ///< that has taken it; nothing: none is known
    };
 
    std::string request( const std::string & unit ) const;
    /// Notes what is told of an answer; the text is made for people only.
    template < class Text >
    void tellOf( Unit & unit, Text text ) const;
+   /// What an enter with times has done at once, in words: of a unit that was on its way it has changed the times, and
+   /// begun nothing. Empty: it has begun something.
+   std::string doneAtOnce( const Api::Accepted & accepted ) const;
    void ask( Unit & unit );
    void wait( Unit & unit, double begun );
    /// Carries out one step for a unit of several; whether to go on with others.

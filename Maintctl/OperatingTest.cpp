@@ -51,6 +51,26 @@ TEST_F( OperatingTest, saysWhichOperationDoesItAndWhetherItWasSoAlready ) {
    EXPECT_EQ( rig.out, "a is normal already, generation 3, operation 7; this was asked for before\n" );
 }
 
+TEST_F( OperatingTest, saysThatOnlyTimesHaveChanged ) {
+   accepts( "a", 7 );
+   rig.client.replaces(
+      "GET /api/v1/operations/7",
+      R"({"id":7,"kind":"enter","unit":"a","state":"done","text":"what was set for a has changed"})" );
+   EXPECT_EQ( rig.run( { "enter", "a", "--deadline", "never" } ), ExitStatus::done );
+   EXPECT_EQ( rig.out, "a is entering: what was set for a has changed, generation 3, operation 7\n" );
+}
+
+TEST_F( OperatingTest, saysNothingMoreOfAnEnterThatBegins ) {
+   accepts( "a", 7 );
+   EXPECT_EQ( rig.run( { "enter", "a", "--deadline", "5m" } ), ExitStatus::done );
+   EXPECT_EQ( rig.out, "a is entering, generation 3, operation 7\n" ) << "whatever the agent does not say";
+   rig.client.replaces(
+      "GET /api/v1/operations/7",
+      R"({"id":7,"kind":"enter","unit":"a","state":"running","text":"a drains"})" );
+   EXPECT_EQ( rig.run( { "enter", "a", "--deadline", "5m" } ), ExitStatus::done );
+   EXPECT_EQ( rig.out, "a is entering, generation 3, operation 7\n" );
+}
+
 TEST_F( OperatingTest, sendsKeyAndPairs ) {
    accepts( "a", 7 );
    rig.run(
@@ -110,8 +130,17 @@ TEST_F( OperatingTest, stopsWaitingWhenItIsInterrupted ) {
    rig.pace.interruptAt( 3 );
    EXPECT_EQ( rig.run( { "-j", "enter", "a", "b", "--wait" } ), ExitStatus::interrupted );
    EXPECT_EQ( at( rig.out, "/0/error/code" ), "\"interrupted\"" );
+   EXPECT_EQ( at( rig.out, "/0/error/operation" ), "7" ) << "it goes on, and whoever wants to can follow it";
    EXPECT_EQ( at( rig.out, "/1/operation" ), "7" )
       << "what is not waited for has been asked for all the same";
+}
+
+TEST_F( OperatingTest, tellsWhichOperationItHasWaitedForTooLong ) {
+   accepts( "a", 7 );
+   isSo( "a", "entering" );
+   EXPECT_EQ( rig.run( { "-j", "enter", "a", "--timeout", "5s" } ), ExitStatus::notMet );
+   EXPECT_EQ( at( rig.out, "/error/code" ), "\"timed-out\"" );
+   EXPECT_EQ( at( rig.out, "/error/operation" ), "7" );
 }
 
 TEST_F( OperatingTest, tellsWhatWasAskedForWhenItIsInterrupted ) {

@@ -54,8 +54,10 @@ void Output::failure( const Failure & failure ) {
       return message( "maintctl: " + failure.where + ": this takes --force and --reason" );
    // Most messages name by themselves what they are about.
    const bool named = failure.where.empty() || names( failure.message, failure.where );
-   const char * hint = failure.status == ExitStatus::needsForce ? "; --force does it" : "";
-   message( "maintctl: " + ( named ? "" : failure.where + ": " ) + failure.message + hint );
+   const std::string hint = failure.status == ExitStatus::needsForce ? "--force does it" : failure.hint;
+   message(
+      "maintctl: " + ( named ? "" : failure.where + ": " ) + failure.message +
+      ( hint.empty() ? "" : "; " + hint ) );
 }
 
 bool Output::flush() {

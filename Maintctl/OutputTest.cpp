@@ -47,6 +47,13 @@ TEST_F( OutputTest, namesItOnceOnly ) {
    EXPECT_EQ( messages.str(), "maintctl: spine-a is exiting\nmaintctl: spine-a: spine-ab is exiting\n" );
 }
 
+TEST_F( OutputTest, tellsPeopleWhatTheyCanDoAboutIt ) {
+   Output output( data, messages, false );
+   failure.hint = "is it there?";
+   output.failure( failure );
+   EXPECT_EQ( messages.str(), "maintctl: spine-a: it cannot be; is it there?\n" );
+}
+
 TEST_F( OutputTest, givesAFailureAsOneDocumentIfJsonIsAskedFor ) {
    Output output( data, messages, true );
    output.message( "message" );

@@ -4,6 +4,7 @@
 #include "Api/Shapes.h"
 #include "Api/Values.h"
 #include "Config/Load.h"
+#include "Maintctl/Arrival.h"
 #include "Maintctl/Following.h"
 #include "Maintctl/Json.h"
 #include "Maintctl/Operating.h"
@@ -299,13 +300,11 @@ class Runner {
    }
 
    void waitFor( Waiting::Target target ) {
+      const Operate::Operation operation = target.operation;
       Waiting waiting( std::move( target ), remote_, world_.pace, output_, world_.messages );
       const std::string body = waiting.until();
-      say( body, [&] {
-         const Api::Unit unit = Api::readUnit( body );
-         return unit.name + " is " + stateText( unit.state ) + " after " + spanText( waiting.elapsed() ) +
-                failuresText( unit );
-      } );
+      const double seconds = waiting.elapsed();
+      say( body, [&] { return arrivalText( body, operation, seconds, remote_ ); } );
    }
 
    const Invocation & invocation_;

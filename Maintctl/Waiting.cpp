@@ -87,11 +87,13 @@ std::string Waiting::until() {
    // Whatever is said afterwards, also of a failure, stands below the picture.
    struct Closing {
       std::optional< LivePicture > & live;
+      Remote & remote;
       ~Closing() {
+         remote.watchedDel();
          if ( live )
             live->close();
       }
-   } const closing{ live_ };
+   } const closing{ live_, remote_ };
    return untilThere();
 }
 
