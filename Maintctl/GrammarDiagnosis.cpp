@@ -36,7 +36,11 @@ void Grammar::diagnosis() {
    fastLog->add_option( "--last", last_, "Only the newest so many lines" )
       ->type_name( "COUNT" )
       ->check( id() );
-   fastLog->add_option( "--run", run_, "Of an earlier run of the agent: 1 is the one before" )
+   fastLog
+      ->add_option(
+         "--run", run_,
+         "Of an earlier run of the agent: 1 is the one before; " + std::to_string( FastLog::keptRuns ) +
+            " are kept" )
       ->type_name( "COUNT" )
       ->check( number( 1, FastLog::keptRuns ) );
 
@@ -49,7 +53,7 @@ void Grammar::diagnosis() {
             for ( const std::string & text : texts )
                levels_.push_back( levelOf( text ) );
          },
-         "Levels to set: 0 to 9, -1 or off for none" )
+         "Levels to set: 0 to 9, -1 or off for none; \"*\" is all names" )
       ->type_name( "" );
 
    App * release = verb(

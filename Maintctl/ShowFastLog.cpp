@@ -4,6 +4,8 @@
 #include "Maintctl/Text.h"
 #include "Platform/FastLog/Reader.h"
 
+#include <filesystem>
+
 namespace Maintctl {
 
 namespace {
@@ -25,8 +27,12 @@ std::string jsonOf( const FastLog::Contents & contents ) {
 } // namespace
 
 void showFastLog( const ShowFastLog & command, std::string file, Output & output ) try {
-   if ( command.run > 0 )
+   if ( command.run > 0 ) {
       file = FastLog::keptPath( file, command.run );
+      std::error_code unknown;
+      if ( std::filesystem::status( file, unknown ).type() == std::filesystem::file_type::not_found )
+         throw Failure{ ExitStatus::failed, FailureCode::failed, "no log of that run is kept", file, {} };
+   }
    const FastLog::Reader reader( file );
    const FastLog::Contents contents = reader.read( command.lastLines.value_or( FastLog::allLines ) );
    if ( output.json() )

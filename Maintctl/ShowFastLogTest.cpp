@@ -74,6 +74,12 @@ TEST_F( ShowFastLogTest, givesTheRunBefore ) {
    EXPECT_EQ( rig.out.find( "third" ), std::string::npos );
 }
 
+TEST_F( ShowFastLogTest, saysThatNoEarlierRunIsKept ) {
+   const std::string file = folder + "/fastlog";
+   EXPECT_EQ( rig.run( { "fastlog", "--file", file, "--run", "3" } ), ExitStatus::failed );
+   EXPECT_EQ( rig.err, "maintctl: " + file + ".3: no log of that run is kept\n" );
+}
+
 TEST_F( ShowFastLogTest, namesAFileThatIsNotThere ) {
    EXPECT_EQ( rig.run( { "fastlog", "--file", folder + "/none" } ), ExitStatus::failed );
    EXPECT_NE( rig.err.find( folder + "/none" ), std::string::npos );

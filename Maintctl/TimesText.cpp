@@ -10,6 +10,11 @@ namespace Maintctl {
 
 namespace {
 
+/// What it does when it is too late.
+std::string goesText( const Api::UnitTimes & times ) {
+   return times.onOverrun == Api::OnOverrun::restore ? "goes back" : "goes on";
+}
+
 std::string doubtText( const Api::UnitTimes & times ) {
    return times.doubt ? "; wall time was " + *times.doubt +
                            " when the machine started, so the time for which it "
@@ -20,11 +25,12 @@ std::string doubtText( const Api::UnitTimes & times ) {
 } // namespace
 
 std::string deadlineText( const Api::UnitTimes & times ) {
+   const std::string left =
+      times.deadlineLeftSeconds ? ", " + spanText( std::ceil( *times.deadlineLeftSeconds ) ) + " left" : "";
    return Api::timeText( *times.deadline ) +
-          ( times.overrun               ? ", too late"
-            : times.deadlineLeftSeconds ? ", " + spanText( std::ceil( *times.deadlineLeftSeconds ) ) + " left"
-                                        : "" ) +
-          ", or " + orNothing( times.onOverrun ) + doubtText( times );
+          ( times.overrun ? ", too late; it " + goesText( times )
+                          : left + ", or " + orNothing( times.onOverrun ) ) +
+          doubtText( times );
 }
 
 std::string revertText( const Api::UnitTimes & times ) {
@@ -34,8 +40,7 @@ std::string revertText( const Api::UnitTimes & times ) {
 }
 
 std::string overrunText( const Api::Unit & unit ) {
-   return unit.name + " is not under maintenance by its deadline, and " +
-          ( unit.times.onOverrun == Api::OnOverrun::restore ? "goes back" : "goes on" );
+   return unit.name + " is not under maintenance by its deadline, and " + goesText( unit.times );
 }
 
 } // namespace Maintctl
