@@ -65,7 +65,7 @@ std::set< Moment > Reader::moments( const Node & node ) {
          continue;
       const auto known = std::find( names.begin(), names.end(), item.text );
       if ( known == names.end() )
-         values_.unknown( item, "moment", names );
+         values_.unknownWord( item, "moment", names );
       else if ( values_.isNew( seen, item.text, item.place ) )
          result.insert( all[static_cast< std::size_t >( known - names.begin() )] );
    }

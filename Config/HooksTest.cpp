@@ -62,6 +62,9 @@ TEST( Hooks, areReportedWhereTheyAreWrong ) {
           { "f:5:9: error: hook \"h\" has both \"command\" and \"url\"; write two hooks" } },
         { h + "at: [drain], command: /bin/true}}\n",
           { "f:5:18: error: unknown moment \"drain\"; did you mean \"drained\"?" } },
+        { h + "at: [foo], command: /bin/true}}\n",
+          { "f:5:18: error: unknown moment \"foo\"; known are enter, drained, shut, spike, completed, exit, "
+            "normal and overrun" } },
         { h + "at: [exit, exit], command: /bin/true}}\n",
           { "f:5:24: error: \"exit\" is listed twice; it is already at f:5:18" } },
         { h + "at: [], command: /bin/true}}\n", { "f:5:17: error: \"at\" needs at least one moment" } },

@@ -139,6 +139,14 @@ void Values::unknown(
       error( node.place, "unknown " + what + " " + inQuotes( node.text ) + suggestion( node.text, names ) );
 }
 
+void Values::unknownWord(
+   const Node & node, const std::string & what, const std::vector< std::string > & words ) {
+   const std::string meant = suggestion( node.text, words );
+   error(
+      node.place, "unknown " + what + " " + inQuotes( node.text ) +
+                     ( meant.empty() ? "; known are " + joined( words, " and " ) : meant ) );
+}
+
 bool Values::isValidName( const Node & node ) {
    if ( isName( node.key ) )
       return true;

@@ -62,6 +62,9 @@ class Values {
    }
    void unknown( const Node & node, const std::string & what, const std::vector< std::string > & names );
 
+   /// The same of what is one of a few words, whatever else is defined.
+   void unknownWord( const Node & node, const std::string & what, const std::vector< std::string > & words );
+
    bool isValidName( const Node & node ); ///< of the key of node
    bool isInterfaceName( const std::string & text, Place place );
 
