@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <vector>
 
 namespace Agent {
 
@@ -41,11 +42,20 @@ Api::Error Body::bad( const std::string & member, const std::string & what ) {
 Body::Body( const std::string & text ) : value_( std::make_unique< json >( json::object() ) ) {
    if ( text.empty() )
       return;
-   const auto check = []( int depth, json::parse_event_t, const json & ) {
+   std::vector< std::set< std::string > > open; // members so far of the objects around what is read
+   const auto check = [&open]( int depth, json::parse_event_t event, const json & read ) {
       if ( depth > deepest )
          throw Api::Error{
             ErrorCode::badRequest,
             "the body has values within values, more than " + std::to_string( deepest ) + " deep", "body" };
+      if ( event == json::parse_event_t::object_start )
+         open.emplace_back();
+      else if ( event == json::parse_event_t::object_end )
+         open.pop_back();
+      // Whichever counted, it might be the other one that was meant.
+      else if ( event == json::parse_event_t::key )
+         if ( const auto & name = read.get_ref< const std::string & >(); !open.back().insert( name ).second )
+            throw bad( name, "is there twice" );
       return true;
    };
    *value_ = json::parse( text, check, false );

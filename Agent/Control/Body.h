@@ -21,7 +21,7 @@ namespace Agent {
 
 class Body {
  public:
-   /// No text is an empty object.
+   /// No text is an empty object. Throws for a member that is there twice, too.
    explicit Body( const std::string & text );
    ~Body();
    Body( const Body & ) = delete;

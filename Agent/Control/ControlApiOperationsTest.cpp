@@ -171,6 +171,8 @@ TEST_F( ControlApiOperations, namesWhatIsWrongWithABody ) {
       { "interfaces/et1/release", R"({"force":"true"})", "force" },
       { "interfaces/et1/release", R"({"force":1})", "force" },
       { "interfaces/et1/release", R"({"force":true,"now":1})", "now" },
+      { "units/u1/enter", R"({"force":false,"force":true})", "force" },
+      { "units/u1/enter", R"({"with":{"a":"1","b":"2","a":"3"}})", "a" },
       { "trace", "{}", "name" },
       { "trace", R"({"name":"ControlApiTest"})", "level" },
       { "trace", R"({"name":"ControlApiTest","level":"3"})", "level" },
@@ -218,6 +220,12 @@ TEST_F( ControlApiOperations, knowsNothingElse ) {
       EXPECT_EQ( "not-found \"nobody\"", refused() );
    }
    EXPECT_TRUE( asked.empty() );
+}
+
+TEST_F( ControlApiOperations, takesOneNameInSeveralObjects ) {
+   EXPECT_EQ( 202, post( "units/u1/enter", R"({"with":{"reason":"x"},"reason":"y"})" ) );
+   EXPECT_EQ( 400, post( "units/u1/enter", R"({"with":{"a":"1"},"with":{"a":"1"}})" ) );
+   EXPECT_EQ( "bad-request \"with\"", refused() );
 }
 
 TEST_F( ControlApiOperations, saysWhichMethodsAPathTakes ) {

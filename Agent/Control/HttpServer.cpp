@@ -108,8 +108,10 @@ void addHeaders( MHD_Response & response, const HttpReply & reply ) {
    MHD_add_response_header( &response, "Cache-Control", reply.cacheControl.c_str() );
    for ( const auto & [name, value] : reply.headers )
       MHD_add_response_header( &response, name.c_str(), value.c_str() );
-   if ( !reply.allow.empty() )
-      MHD_add_response_header( &response, "Allow", reply.allow.c_str() );
+   // Whoever is refused a method learns which ones there are, also that there are none: the library takes no value that is
+   // empty, and blanks around one are no part of it.
+   if ( reply.status == MHD_HTTP_METHOD_NOT_ALLOWED )
+      MHD_add_response_header( &response, "Allow", reply.allow.empty() ? " " : reply.allow.c_str() );
 }
 
 /// What the library calls.

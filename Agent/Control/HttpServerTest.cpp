@@ -71,6 +71,17 @@ TEST_F( HttpServerTest, sendsStatusTypeAndAllowedMethods ) {
    EXPECT_NE( std::string::npos, asker.received().find( "\r\nX-Content-Type-Options: nosniff\r\n" ) );
 }
 
+TEST_F( HttpServerTest, saysThatNoMethodIsAllowed ) {
+   listen();
+   handler = []( const HttpRequest &, const HttpServer::Answer & answer ) {
+      answer( { 405, "no", "text/plain", "" } );
+   };
+   Client & asker = client();
+   asker.send( get( "/" ) );
+   runUntilAnswered( asker );
+   EXPECT_NE( std::string::npos, asker.received().find( "\r\nAllow:  \r\n" ) ) << asker.received();
+}
+
 TEST_F( HttpServerTest, sendsTheHeadersOfAReply ) {
    listen();
    handler = []( const HttpRequest &, const HttpServer::Answer & answer ) {
