@@ -28,7 +28,7 @@ namespace {
 std::string makeFolder( const std::string & path ) {
    if ( mkdir( path.c_str(), 0755 ) == 0 || errno == EEXIST )
       return "";
-   return path + ": " + std::strerror( errno );
+   return "folder " + path + ": cannot create it: " + std::strerror( errno );
 }
 
 std::string kernelBootId() {

@@ -57,6 +57,12 @@ int releaseAllLinks( const Apps::MaintdOptions & options ) {
       std::printf( "held %s\n", link.c_str() );
    if ( released.links.empty() && released.outcome == Outcome::done )
       std::printf( "no link was held (%s)\n", options.stateDir.c_str() );
+   // A folder that is misspelt leaves links down that are held in another one.
+   std::error_code unknown;
+   if (
+      released.outcome == Outcome::done &&
+      std::filesystem::status( options.stateDir, unknown ).type() == std::filesystem::file_type::not_found )
+      complain( "there is no folder " + options.stateDir + ", so nothing is known of links that are held" );
    for ( const std::string & line : released.left )
       std::puts( line.c_str() );
    if ( !released.problem.empty() )

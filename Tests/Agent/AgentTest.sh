@@ -171,6 +171,15 @@ doesNotStartWithABrokenConfigurationAndNoneBefore() {
    says "profiles"
 }
 
+saysThatAFolderCannotBeMade() {
+   _config
+   for folder in none/state maintd.yaml/state; do
+      run "$build/bin/maintd" --foreground --config maintd.yaml --state-dir "$PWD/$folder" --runtime-dir "$PWD/run"
+      fails
+      says "folder $PWD/$folder: cannot create it: No"
+   done
+}
+
 refusesASecondAgentOnTheSameStateFolder() {
    _config
    _start

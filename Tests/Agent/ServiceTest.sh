@@ -127,6 +127,12 @@ releasesLinksWithoutASupervisor() {
    run eval "(_maintd --release-all)"
    passes
    says "no link was held ($PWD/state)"
+   says "there is no folder $PWD/state, so nothing is known of links that are held"
+   mkdir state
+   run eval "(_maintd --release-all)"
+   passes
+   output=$(grep 'there is no folder' <<< "$output")
+   saysNothing
 }
 
 # What root does in between must not keep the service from its own files afterwards.
