@@ -18,18 +18,22 @@ bool StoreCommits::commit() {
    problem_ = now.problem;
    if ( problem_.empty() ) {
       failedSince_ = 0;
+      lostSince_.reset();
       letGo( waitForStored_ );
       return true;
    }
    const double time = scheduler_.currentTime();
-   const bool first = failedSince_ == 0;
-   if ( first )
+   if ( failedSince_ == 0 )
       failedSince_ = time;
+   if ( now.allKept )
+      lostSince_.reset();
+   else if ( !lostSince_ )
+      lostSince_ = time;
    if ( !waitForKept_.empty() )
       problem_ += "; links that are to be shut wait for one of them";
    if ( !waitForKept_.empty() || !waitForStored_.empty() )
       tick_->timeMinIs( time + retryAfter );
-   return now.allKept || ( !first && time > failedSince_ );
+   return !lostSince_ || time > *lostSince_;
 }
 
 StoreCommits::Stored StoreCommits::commitNow() {

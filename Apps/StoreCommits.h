@@ -5,6 +5,7 @@
 #include "Platform/Ledger/FallbackEngine.h"
 #include "Platform/Ledger/Persistence.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,8 +17,8 @@
 ///
 /// What is to leave the process after a turn waits for one of three things:
 /// 1. The end of the turn (Scheduler::effectIs()): answers, links that are set up. While what has changed can be written
-///    neither to the state store nor to that file, these wait for one more try and are let out then: whoever wants his
-///    links back must not wait for a disk.
+///    neither to the state store nor to that file, these wait for one more try and are let out then, counted from when the
+///    second of the two has failed: whoever wants his links back must not wait for a disk.
 /// 2. That it is kept in one of the two (whenKept()): what must not be done unless the agent that comes after a crash knows
 ///    of it, such as shutting a link, which loses what only the journal knows then. While neither can be written, these
 ///    wait.
@@ -45,6 +46,11 @@ class StoreCommits {
    /// The same before the process ends, which lets nothing out any more. What is wrong with the stores, and where it is
    /// kept what they lack; empty: all is stored.
    std::string commitAtEnd() { return commitNow().problem; }
+   /// The same for whom it is enough that the next agent knows: empty also if it is kept in the file.
+   std::string keepAtEnd() {
+      const Stored now = commitNow();
+      return now.kept ? "" : now.problem;
+   }
    /// Calls back, with the effects of a turn, when all that has been written until now stands in the state store or is
    /// kept in the file.
    void whenKept( Task call ) { wait( waitForKept_, std::move( call ) ); }
@@ -77,6 +83,7 @@ class StoreCommits {
    Ledger::FallbackEngine & fallback_;
    std::vector< Task > waitForKept_, waitForStored_;
    double failedSince_ = 0;
+   std::optional< double > lostSince_; ///< since when something that has changed is kept nowhere
    std::string problem_;
    Vel::Watch< Tick > tick_;
 };

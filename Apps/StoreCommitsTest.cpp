@@ -98,6 +98,39 @@ TEST_F( StoreCommits, whatIsKeptNowhereWaitsAndEffectsDoForOneMoreTry ) {
    EXPECT_EQ( "effect kept stored ", out );
 }
 
+TEST_F( StoreCommits, effectsWaitForOneMoreTryWheneverTheFileFailsToo ) {
+   storeFails();
+   change();
+   pass( 1000 );
+   for ( int time = 0; time < 2; ++time ) {
+      out.clear();
+      fileFails();
+      change();
+      EXPECT_EQ( "", out );
+      pass( 2 );
+      EXPECT_EQ( "effect ", out );
+      out.clear();
+      change();
+      EXPECT_EQ( "effect ", out ) << "there has been one more try";
+      fileWorks();
+      pass( 2 );
+      EXPECT_EQ( "effect kept kept ", out );
+      pass( 1000 );
+   }
+}
+
+TEST_F( StoreCommits, effectsAreLetOutByTheTryThatKeepsThem ) {
+   storeFails();
+   change();
+   pass( 1000 );
+   out.clear();
+   fileFails();
+   change();
+   fileWorks();
+   pass( 2 );
+   EXPECT_EQ( "effect kept ", out );
+}
+
 TEST_F( StoreCommits, theRuntimeStoreKeepsOnlyWhatIsToBeStored ) {
    runtime.faultIs( 0, 1000000 );
    change();
@@ -118,6 +151,21 @@ TEST_F( StoreCommits, atTheEndSaysWhatIsNotStoredAndWhereItIs ) {
          "/unstored meanwhile",
       commits->commitAtEnd() );
    EXPECT_TRUE( std::filesystem::exists( folder + "/unstored" ) );
+}
+
+TEST_F( StoreCommits, atTheEndSaysWhatIsKeptNowhere ) {
+   storeFails();
+   runtime.faultIs( 0, 1000000 );
+   persistence->documentIs( "number", "one" );
+   EXPECT_EQ( "", commits->keepAtEnd() );
+   fileFails();
+   persistence->documentIs( "number", "two" );
+   EXPECT_EQ(
+      "state store: cannot begin: fault of the test; nor is it kept meanwhile: " + folder +
+         "/unstored: cannot write: Is a directory",
+      commits->keepAtEnd() );
+   storeWorks();
+   EXPECT_EQ( "", commits->keepAtEnd() );
 }
 
 } // namespace

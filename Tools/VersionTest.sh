@@ -38,12 +38,12 @@ findsEachNumberThatHasRisen() {
    local change
    for change in 'Platform/Maintenance/PluginInterface.h:PLUGIN_INTERFACE 1:PLUGIN_INTERFACE 2' \
       'Platform/Ledger/Records.h:storeSchema = 1:storeSchema = 2' 'Platform/FastLog/Layout.h:version = 1:version = 2' \
-      'Platform/Ledger/FallbackEngine.cpp:store yet, form 1:store yet, form 2' \
+      'Platform/Ledger/FallbackEngine.cpp:fileForm = 2:fileForm = 3' \
       'Agent/Samples/SampleBlocks.cpp:maintd samples 1:maintd samples 2' \
       'Config/Reader.cpp:program reads version 1:program reads version 2' 'Api/Names.h:"/api/v1":"/api/v2"'; do
       IFS=: read -r path from to <<<"$change"
       sed -i "s|$from|$to|" "$path"
-      _finds "$path has '2'"
+      _finds "$path has '$(grep -o '[0-9]*' <<<"$to" | tail -1)'"
       sed -i "s|$to|$from|" "$path"
    done
 }

@@ -15,21 +15,32 @@ namespace Ledger {
 
 namespace {
 
-/// How the file begins: what it is and in which form. Then, in the byte form of Vel::Codec: the number of the transaction
-/// before and its own, the beginnings of keys and the records, each with their count, and a checksum of all that.
-constexpr std::string_view fileBegin = "drainwatch, not in the state store yet, form 1\n";
+/// How the file begins: what it is, and the number of its form. Then, in the byte form of Vel::Codec: the number of the
+/// transaction before and its own, the id and the name of the store that it is for (not in the first form), the beginnings
+/// of keys and the records, each with their count, and a checksum of all that.
+constexpr std::string_view fileTitle = "drainwatch, not in the state store yet, form ";
+constexpr unsigned firstForm = 1;
+constexpr unsigned fileForm = 2;
 
-/// The number of the transaction that has written a header; 0: there is none in it.
-Vel::U64 transactionOf( std::string_view header ) {
+Vel::String fileBegin( unsigned form ) { return Vel::text( fileTitle, form, "\n" ); }
+
+/// The number of the transaction that has written a header, as the schema of this version has it; nothing: it is another
+/// one, or damaged.
+std::optional< Vel::U64 > transactionOf( std::string_view header ) {
    Vel::ByteReader reader( header );
-   readValue< Vel::U32 >( reader );
+   const auto schema = readValue< Vel::U32 >( reader );
    const auto transaction = readValue< Vel::U64 >( reader );
-   return reader.failed() ? 0 : transaction;
+   return reader.failed() || schema != storeSchema ? std::nullopt : std::optional( transaction );
+}
+
+/// Empty if they do not write it.
+Vel::String valueIn( const StoreChanges & changes, const RecordKey & key ) {
+   const auto record = changes.records.find( Vel::String( std::string_view( key ) ) );
+   return record == changes.records.end() ? Vel::String() : record->second.value_or( Vel::String() );
 }
 
 Vel::U64 transactionOf( const StoreChanges & changes ) {
-   const auto header = changes.records.find( Vel::String( std::string_view( RecordKey::header() ) ) );
-   return header == changes.records.end() || !header->second ? 0 : transactionOf( *header->second );
+   return transactionOf( valueIn( changes, RecordKey::header() ) ).value_or( 0 );
 }
 
 /// FNV-1a.
@@ -135,9 +146,11 @@ bool StoreChanges::deletes( std::string_view key ) const {
 // ---- the file
 
 Status FallbackEngine::writeFile( const StoreChanges & changes ) const {
-   Vel::String text( fileBegin );
+   Vel::String text = fileBegin( fileForm );
    writeValue( text, base_ );
    writeValue( text, transactionOf( changes ) );
+   writeSized( text, id_ );
+   writeSized( text, name() );
    writeValue( text, static_cast< Vel::U64 >( changes.gone.size() ) );
    for ( const Vel::String & prefix : changes.gone )
       writeSized( text, prefix );
@@ -160,18 +173,22 @@ Status FallbackEngine::readFile( const Vel::String & text ) {
          name(), ": ", file_, ", which holds what could not be written to it, is damaged: ", what,
          "; without that file, what the store itself holds is gone on with" ) );
    };
-   if ( !text.starts_with( fileBegin ) )
+   const bool isFirstForm = text.starts_with( fileBegin( firstForm ) );
+   const Vel::String begin = fileBegin( isFirstForm ? firstForm : fileForm );
+   if ( !text.starts_with( begin ) )
       return damaged( "it does not begin as such a file of this version does" );
    Vel::U64 sum = 0;
-   if ( text.size() < fileBegin.size() + sizeof sum )
+   if ( text.size() < begin.size() + sizeof sum )
       return damaged( "it is cut short" );
    const std::string_view summed( text.data(), text.size() - sizeof sum );
    std::memcpy( &sum, summed.data() + summed.size(), sizeof sum );
    if ( sum != checksum( summed ) )
       return damaged( "its checksum is wrong" );
-   Vel::ByteReader reader( summed.substr( fileBegin.size() ) );
+   Vel::ByteReader reader( summed.substr( begin.size() ) );
    const auto base = readValue< Vel::U64 >( reader );
    const auto transaction = readValue< Vel::U64 >( reader );
+   const Vel::String id( isFirstForm ? std::string_view() : readSized( reader ) );
+   const Vel::String nameThen( isFirstForm ? std::string_view() : readSized( reader ) );
    StoreChanges changes;
    for ( auto left = readValue< Vel::U64 >( reader ); left > 0 && !reader.failed(); --left )
       changes.delAll( readSized( reader ) );
@@ -185,28 +202,52 @@ Status FallbackEngine::readFile( const Vel::String & text ) {
    }
    if ( reader.failed() || !reader.atEnd() || transaction != transactionOf( changes ) )
       return damaged( "its records cannot be read" );
+   // It may have been written before the engine had an id, and bring the one that the engine has by now.
+   const bool isOfThisStore = isFirstForm    ? true
+                              : !id.empty()  ? id == id_
+                              : !id_.empty() ? valueIn( changes, RecordKey::storeId() ) == id_
+                                             : nameThen == name();
+   if ( !isOfThisStore )
+      return Status::unusable( Vel::text(
+         name(), ": ", file_, " holds what could not be written to another store",
+         nameThen == name() ? Vel::String( " that was in its place: put that back" )
+                            : ", " + nameThen + ": go on with that one",
+         ", or remove the file" ) );
    if ( base > base_ )
       return Status::unusable( Vel::text(
-         name(), ": ", file_,
-         ", which holds what could not be written to it, is of another store, or of this one as it "
-         "was later: put that back, or remove the file" ) );
+         name(), ": ", file_, ", which holds what could not be written to it, is ",
+         isFirstForm ? "of another store, or " : "",
+         "of this one as it was later: put that back, or remove the file" ) );
    // Otherwise the engine has taken more since.
    if ( base_ <= transaction )
       unstored_ = std::move( changes );
    return {};
 }
 
+Status FallbackEngine::readEngine( bool & isOfThisVersion ) {
+   base_ = 0;
+   id_.clear();
+   isOfThisVersion = true;
+   const Status status = engine_.walk( RecordKey::header(), [&]( std::string_view, std::string_view header ) {
+      const std::optional< Vel::U64 > transaction = transactionOf( header );
+      isOfThisVersion = transaction.has_value();
+      base_ = transaction.value_or( 0 );
+      return false;
+   } );
+   return !status.ok() || !isOfThisVersion
+             ? status
+             : engine_.walk( RecordKey::storeId(), [this]( std::string_view, std::string_view id ) {
+                  id_ = id;
+                  return false;
+               } );
+}
+
 /// What an earlier process has left.
 Status FallbackEngine::takeUp() {
-   base_ = 0;
    unstored_ = {};
-   if ( Status status = engine_.walk(
-           RecordKey::header(),
-           [this]( std::string_view, std::string_view value ) {
-              base_ = transactionOf( value );
-              return false;
-           } );
-        !status.ok() )
+   isOvertaken_ = false;
+   bool isOfThisVersion = false;
+   if ( Status status = readEngine( isOfThisVersion ); !status.ok() || !isOfThisVersion )
       return status;
    Vel::String text;
    const int error = readWhole( file_, text );
@@ -218,8 +259,7 @@ Status FallbackEngine::takeUp() {
          ", which holds what could not be written to it: ", std::strerror( error ) ) );
    if ( Status status = readFile( text ); !status.ok() )
       return status;
-   if ( unstored_.empty() )
-      unlink( file_.c_str() );
+   isOvertaken_ = unstored_.empty();
    return {};
 }
 
@@ -295,11 +335,14 @@ Status FallbackEngine::commit() {
    if ( !committed_ )
       return Status::failure( last_.text() + "; nor is it kept meanwhile: " + status.text() );
    unstored_ = std::move( all );
+   isOvertaken_ = false;
    return {};
 }
 
 Status FallbackEngine::settle() {
    const bool tried = std::exchange( tried_, false );
+   if ( std::exchange( isOvertaken_, false ) )
+      unlink( file_.c_str() );
    if ( unstored_.empty() )
       return {};
    if ( !tried )
@@ -312,6 +355,8 @@ Status FallbackEngine::store( const StoreChanges & changes ) {
    Status status = writeInto( changes );
    if ( status.ok() ) {
       base_ = transactionOf( changes );
+      if ( Vel::String id = valueIn( changes, RecordKey::storeId() ); !id.empty() )
+         id_ = std::move( id );
       if ( !unstored_.empty() )
          unlink( file_.c_str() );
       unstored_ = {};

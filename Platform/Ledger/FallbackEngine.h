@@ -34,12 +34,17 @@ struct StoreChanges {
 /// Invariants:
 /// 1. A commit succeeds when the changes are in the engine or in the file. It tries the engine first, with all that is in
 ///    the file only; once that has worked the file goes.
-/// 2. What the file holds is taken up at open() if the engine lacks it, and only on what it was written for. Both are told
-///    by the numbers of transactions, which every transaction writes (RecordKey::header()) and which rise with each commit
-///    that succeeds: the engine has none before the one that it took last when the file was written, and none after the
-///    file's. So a file that was left behind does no harm, and neither does a commit of the engine that has failed but
-///    was done. A file that was written for a later state than the engine has, or for another one, is a failure of open().
-/// 3. A file that is there and cannot be read as a whole is a failure of open(), which names it; nothing of it is taken.
+/// 2. What the file holds is taken up at open() only by the store that it was written for. That is told by the store's id
+///    (RecordKey::storeId()); as long as the engine has not taken one, its name stands for it. The file of another store is
+///    a failure of open(), and stays as it is. The first form of the file does not say whose it is.
+/// 3. It is taken up if the engine lacks it. That is told by the numbers of transactions, which every transaction writes
+///    (RecordKey::header()) and which rise with each commit that succeeds: the engine has none before the one that it took
+///    last when the file was written, and none after the file's. So a file that was left behind does no harm, and neither
+///    does a commit of the engine that has failed but was done. One that was written for a later state than the engine has
+///    is a failure of open(); one that the engine has overtaken goes with settle().
+/// 4. A file that is there and cannot be read as a whole is a failure of open(), which names it; nothing of it is taken. If
+///    the engine's own header cannot be read, or is of another version, the file is not even looked at: whoever uses the
+///    engine reads that header next, and says what is wrong.
 class FallbackEngine final : public StoreEngine {
  public:
    /// \param engine  outlives it
@@ -70,15 +75,18 @@ class FallbackEngine final : public StoreEngine {
    bool mayHold( std::string_view prefix );
    Status writeFile( const StoreChanges & changes ) const;
    Status readFile( const Vel::String & text );
+   Status readEngine( bool & isOfThisVersion );
    Status takeUp();
 
    StoreEngine & engine_;
    const Vel::String file_;
-   Vel::U64 base_ = 0;     ///< the transaction that the engine took last
-   StoreChanges unstored_; ///< committed, and in the file only
-   StoreChanges written_;  ///< by the transaction that is open
-   bool open_ = false;     ///< a transaction is
-   bool tried_ = false;    ///< the engine was, by a commit since settle()
+   Vel::String id_;           ///< of the store, as the engine has it; empty: it has none yet
+   Vel::U64 base_ = 0;        ///< the transaction that the engine took last
+   bool isOvertaken_ = false; ///< a file is there that holds nothing that the engine lacks
+   StoreChanges unstored_;    ///< committed, and in the file only
+   StoreChanges written_;     ///< by the transaction that is open
+   bool open_ = false;        ///< a transaction is
+   bool tried_ = false;       ///< the engine was, by a commit since settle()
    bool committed_ = true;
    Status last_; ///< of the engine
 };

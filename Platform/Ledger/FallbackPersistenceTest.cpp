@@ -1,4 +1,5 @@
 #include "Platform/Ledger/FallbackEngine.h"
+#include "Platform/Ledger/Records.h"
 #include "Platform/Ledger/StoreWorldTest.h"
 #include "Platform/Ledger/TempFolderTest.h"
 #include "Platform/Vel/Text.h"
@@ -63,6 +64,89 @@ TEST_F( FallbackPersistence, recordsGoOnToTheRuntimeStore ) {
    restart();
    EXPECT_EQ( text, process->text() );
    EXPECT_EQ( Ledger::Persistence::RuntimeAge::same, process->persistence.runtimeAge() );
+}
+
+/// The folder of the file is shared by agents with a store each, one after the other.
+TEST_F( FallbackPersistence, aFileIsTakenByTheStoreOfWhichItIsAndByNoOther ) {
+   process->treeIs( statePath )->titleIs( "oak" );
+   ASSERT_TRUE( commit().ok() );
+   state.faultIs( 0, 1000000 );
+   process->tree( statePath )->titleIs( "ash" );
+   ASSERT_TRUE( commit().ok() );
+   const Vel::String text = process->stateText();
+   state.faultDel();
+
+   Ledger::MemoryDisk otherDisk, otherRuntimeDisk;
+   Ledger::MemoryEngine otherMemory( "another store", otherDisk ),
+      otherRuntime( "runtime", otherRuntimeDisk );
+   const auto other = [&] {
+      Ledger::FallbackEngine engine( otherMemory, folder.path() + "/unstored" );
+      return StoreTest::Process( engine, otherRuntime ).persistence.start();
+   };
+   EXPECT_TRUE( other().isUnusable() ) << "an empty one";
+   {
+      StoreTest::Process fresh( otherMemory, otherRuntime );
+      ASSERT_TRUE( fresh.persistence.start().ok() );
+      // As far as the file is, and further.
+      for ( const char * const title : { "fir", "elm", "yew", "lime" } ) {
+         fresh.treeIs( statePath )->titleIs( title );
+         ASSERT_TRUE( fresh.persistence.commit().ok() );
+         const Ledger::Status status = other();
+         EXPECT_TRUE( status.isUnusable() );
+         EXPECT_EQ(
+            "another store: " + folder.path() +
+               "/unstored holds what could not be written to another store, state store: go on with that "
+               "one, or "
+               "remove the file",
+            status.text() );
+      }
+   }
+   restart();
+   EXPECT_EQ( text, process->stateText() );
+}
+
+TEST_F( FallbackPersistence, aStoreThatHasNoIdYetGetsItWithWhatIsInTheFile ) {
+   process->treeIs( statePath )->titleIs( "oak" );
+   ASSERT_TRUE( commit().ok() );
+   const Vel::String key{ std::string_view( Ledger::RecordKey::storeId() ) };
+   ASSERT_EQ( 1u, stateDisk.records.erase( key ) ) << "an earlier version has begun it";
+   restart();
+   state.faultIs( 0, 1000000 );
+   process->tree( statePath )->titleIs( "ash" );
+   ASSERT_TRUE( commit().ok() );
+   const Vel::String text = process->stateText();
+   state.faultDel();
+   restart();
+   EXPECT_EQ( text, process->stateText() );
+   EXPECT_EQ( 0u, stateDisk.records.count( key ) );
+   ASSERT_TRUE( fallback->settle().ok() );
+   EXPECT_EQ( 1u, stateDisk.records.count( key ) );
+   restart();
+   EXPECT_EQ( text, process->stateText() );
+}
+
+TEST_F( FallbackPersistence, aFileStaysBesideAStoreThatIsRefused ) {
+   process->treeIs( statePath )->titleIs( "oak" );
+   ASSERT_TRUE( commit().ok() );
+   state.faultIs( 0, 1000000 );
+   process->tree( statePath )->titleIs( "ash" );
+   ASSERT_TRUE( commit().ok() );
+   state.faultDel();
+   Vel::String & header = stateDisk.records[Vel::String( std::string_view( Ledger::RecordKey::header() ) )];
+   const Vel::String before = header;
+   header.clear();
+   Ledger::writeValue( header, Ledger::storeSchema + 1 );
+   Ledger::writeValue( header, ~Vel::U64( 0 ) );
+   process = nullptr;
+   {
+      Ledger::FallbackEngine engine( state, folder.path() + "/unstored" );
+      EXPECT_EQ(
+         "state store: was written by a newer version of this program (format 2; this one reads 1)",
+         StoreTest::Process( engine, runtimeMemory ).persistence.start().text() );
+   }
+   header = before;
+   restart();
+   EXPECT_EQ( "ash", process->tree( statePath )->title() );
 }
 
 void change( StoreTest::Process & process, std::mt19937 & dice ) {

@@ -1,5 +1,10 @@
 #include "Platform/Ledger/Persistence.h"
 
+#include <cerrno>
+#include <cstring>
+
+#include <unistd.h>
+
 namespace Ledger {
 
 namespace {
@@ -33,6 +38,8 @@ Status Persistence::start() {
    for ( Store * store : { &state_, &runtime_ } )
       if ( Status status = open( *store ); !status.ok() )
          return status;
+   if ( Status status = readId(); !status.ok() )
+      return status;
    if ( runtime_.transaction != state_.transaction )
       runtimeAge_ = runtime_.transaction < state_.transaction ? RuntimeAge::older : RuntimeAge::newer;
    if ( Status status = restore( state_, Folder::state ); !status.ok() )
@@ -81,6 +88,26 @@ Status Persistence::readHeader( Store & store ) {
    return {};
 }
 
+Status Persistence::readId() {
+   const Status status =
+      state_.engine.walk( RecordKey::storeId(), [&]( std::string_view, std::string_view value ) {
+         id_ = value;
+         idIsStored_ = true;
+         return false;
+      } );
+   if ( !status.ok() )
+      return status;
+   if ( idIsStored_ && id_.size() != storeIdSize )
+      return Status::unusable( state_.engine.name() + ": damaged: its id cannot be read" );
+   if ( idIsStored_ )
+      return {};
+   char bytes[storeIdSize];
+   if ( getentropy( bytes, sizeof bytes ) != 0 )
+      return Status::failure( state_.engine.name() + ": cannot choose an id: " + std::strerror( errno ) );
+   id_.assign( bytes, sizeof bytes );
+   return {};
+}
+
 Status Persistence::restore( Store & store, Folder folder ) {
    std::set< Vel::String > paths;
    for ( const auto & [path, kept] : kept_ )
@@ -126,8 +153,10 @@ Status Persistence::commitStore( Store & store, Vel::U64 transaction ) {
    if ( !status.ok() )
       return status;
    store.transaction = transaction;
-   if ( &store == &state_ )
+   if ( &store == &state_ ) {
       changedDocuments_.clear();
+      idIsStored_ = true;
+   }
    return status;
 }
 
@@ -137,6 +166,9 @@ Status Persistence::write( Store & store, Vel::U64 transaction ) {
    writeValue( header, transaction );
    if ( Status status = store.engine.put( RecordKey::header(), header ); !status.ok() )
       return status;
+   if ( &store == &state_ && !idIsStored_ )
+      if ( Status status = store.engine.put( RecordKey::storeId(), id_ ); !status.ok() )
+         return status;
    if ( &store == &state_ )
       for ( const Vel::String & name : changedDocuments_ ) {
          const Vel::String * bytes = document( name );

@@ -22,7 +22,9 @@ namespace Ledger {
 /// 2. commit() writes what has changed and nothing else. The state folder is not touched by a turn that
 ///    changed nothing in it. It is committed first; the runtime folder carries its transaction number.
 /// 3. A commit that fails leaves everything to be written by the next one, which needs no further change.
-/// 4. What comes back after a crash, in each folder, is what one commit has written, the last one or (if the
+/// 4. The state folder has an id from its first commit on, which no other has: what belongs to it can be told from what
+///    belongs to another one (RecordKey::storeId()).
+/// 5. What comes back after a crash, in each folder, is what one commit has written, the last one or (if the
 ///    crash fell into a commit) the one before.
 class Persistence final : private Vel::Changes {
  public:
@@ -86,6 +88,7 @@ class Persistence final : private Vel::Changes {
    EntityStore & storeOf( const Vel::Entity & entity );
    Status open( Store & store );
    Status readHeader( Store & store );
+   Status readId();
    Status restore( Store & store, Folder folder );
    Status commitStore( Store & store, Vel::U64 transaction );
    Status write( Store & store, Vel::U64 transaction );
@@ -96,6 +99,8 @@ class Persistence final : private Vel::Changes {
    std::map< Vel::String, Kept > kept_; ///< by path
    std::map< Vel::String, Vel::String > documents_;
    std::set< Vel::String > changedDocuments_;
+   Vel::String id_; ///< of the state folder
+   bool idIsStored_ = false;
    RuntimeAge runtimeAge_ = RuntimeAge::same;
    bool started_ = false;
 };

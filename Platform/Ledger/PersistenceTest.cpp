@@ -148,6 +148,48 @@ TEST_F( Persistence, deletesRemovedKeys ) {
    EXPECT_EQ( 1u, this->tree( statePath )->rings() );
 }
 
+/// The record of the store's id; empty if it has none.
+Vel::String idOn( const Ledger::MemoryDisk & disk ) {
+   const auto record = disk.records.find( Vel::String( std::string_view( Ledger::RecordKey::storeId() ) ) );
+   return record == disk.records.end() ? Vel::String() : record->second;
+}
+
+TEST_F( Persistence, aStateStoreHasAnIdOfItsOwnFromItsFirstCommitOn ) {
+   EXPECT_EQ( "", idOn( stateDisk ) );
+   treeIs( statePath );
+   committed();
+   const Vel::String id = idOn( stateDisk );
+   EXPECT_EQ( Ledger::storeIdSize, id.size() );
+   EXPECT_EQ( "", idOn( runtimeDisk ) );
+   treeIs( statePath )->titleIs( "oak" );
+   committed();
+   restarted();
+   treeIs( statePath )->titleIs( "ash" );
+   committed();
+   EXPECT_EQ( id, idOn( stateDisk ) );
+   stateDisk.records.clear();
+   restarted();
+   treeIs( statePath );
+   committed();
+   EXPECT_EQ( id.size(), idOn( stateDisk ).size() );
+   EXPECT_NE( id, idOn( stateDisk ) );
+}
+
+TEST_F( Persistence, aStateStoreOfAnEarlierVersionGetsAnIdWithItsNextCommit ) {
+   treeIs( statePath )->titleIs( "oak" );
+   committed();
+   stateDisk.records.erase( Vel::String( std::string_view( Ledger::RecordKey::storeId() ) ) );
+   expectUnchangedByRestart();
+   committed();
+   EXPECT_EQ( "", idOn( stateDisk ) ) << "nothing has changed";
+   treeIs( statePath )->titleIs( "ash" );
+   state.faultIs( 3 );
+   EXPECT_FALSE( commit().ok() );
+   committed();
+   EXPECT_EQ( Ledger::storeIdSize, idOn( stateDisk ).size() );
+   expectUnchangedByRestart();
+}
+
 TEST_F( Persistence, deletesASubtreeToItsLastRecord ) {
    const auto records = [&] {
       return std::count_if( stateDisk.records.begin(), stateDisk.records.end(), []( const auto & record ) {

@@ -10,6 +10,8 @@
 /// lie in the order of entities; everything else is in the byte form of Vel::Codec.
 ///
 ///   "H"                     header: schema U32, transaction U64
+///   "I"                     of the state store: its id, bytes that were chosen at random for its first commit. One that
+///                           an earlier version has begun gets one with its next commit
 ///   "N" number U16          a text that the records below give by number: a name of an attribute or type, a
 ///                           form
 ///   "D" name                a document: bytes of the agent
@@ -29,6 +31,9 @@ namespace Ledger {
 
 constexpr Vel::U32 storeSchema = 1;
 
+/// The bytes of a store's id.
+constexpr std::size_t storeIdSize = 16;
+
 /// A key of a record, put together in place.
 class RecordKey {
  public:
@@ -41,6 +46,7 @@ class RecordKey {
    operator std::string_view() const { return { bytes_, size_ }; }
 
    static RecordKey header() { return RecordKey( 'H' ); }
+   static RecordKey storeId() { return RecordKey( 'I' ); }
    static RecordKey text( Vel::U16 number ) { return RecordKey( 'N' ).number16( number ); }
    static RecordKey document( std::string_view name ) { return RecordKey( 'D' ).bytes( name ); }
    static RecordKey place( Vel::U64 id ) { return RecordKey( 'P' ).number64( id ); }
