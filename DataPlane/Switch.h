@@ -61,7 +61,7 @@ using RequestId = Vel::U64;
 struct LinkSetResult {
    Outcome link;    ///< whether the link was set
    Outcome restore; ///< whether everything that was to be restored is there again; success if nothing was
-   /// If not all is: what can be restored only when the link has a carrier, for linkRestore(). Empty: nothing more can.
+   /// If not all is: what may be restored when the link has a carrier, or in a while, by linkRestore(). Empty: nothing.
    Vel::String left = {};
 };
 

@@ -120,6 +120,8 @@ void Executor::linkIs( const DataPlane::Link & link ) {
    if ( link.operUp )
       known.graceEnd = 0;
    const LinkJournalEntry * const entry = model_.journal->entry( link.intf );
+   if ( !link.operUp )
+      known.restoreTime = 0;
    if ( !link.adminUp )
       known.raised = false;
    else if ( link.operUp && entry && !entry->wantedUp() && entry->acknowledged() )
@@ -146,13 +148,19 @@ void Executor::adminUpHasChanged( Known & known ) {
       // Late news of what we have asked for, or what is wanted anyhow: it is asked for again, with what is to be restored.
    } else {
       // Ours has failed, or has not left, and what was to come of it has been decided.
+      const bool isByOthersAlone = known.inVain || ( known.request && !known.sent );
       requests_.erase( std::exchange( known.request, 0 ) );
       known.retryTime = 0;
       known.problem.clear();
-      if ( entry->wantedUp() )
+      if ( entry->wantedUp() ) {
+         lostIsLeft( *entry, known );
          model_.journal->entryDel( link.intf );
-      else
+      } else {
          entry->acknowledgedIs( true );
+         // What it loses by that, it does not lose by us.
+         if ( isByOthersAlone )
+            entry->snapshotIs( "" );
+      }
       setByOthers( known, model_.journal->entry( link.intf ) );
    }
 }
@@ -269,6 +277,8 @@ void Executor::linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetRes
    entry->acknowledgedIs( true );
    bridgesToNote_ = true;
    if ( entry->wantedUp() ) {
+      if ( !result.link.ok() )
+         lostIsLeft( *entry, link );
       model_.journal->entryDel( intf );
       leftIs( link, result );
       // Somebody may have set it down while it was given back what it had lost.
@@ -334,9 +344,12 @@ void Executor::hold( const Wire::IntfId & intf, Known & known ) {
    LinkJournalEntry * entry = model_.journal->entry( intf );
    known.retryTime = 0;
    if ( !entry ) {
-      const DataPlane::LinkSnapshot snapshot = switch_->linkSnapshot( intf );
+      // A link that is down already loses nothing by us.
+      const DataPlane::LinkSnapshot snapshot =
+         known.link.adminUp ? switch_->linkSnapshot( intf ) : DataPlane::LinkSnapshot();
       if ( !snapshot.outcome.ok() )
          return holdLater( snapshot.outcome, known );
+      known.unasked = known.link.adminUp;
       known.problem.clear();
       entry = model_.journal->entryIs( intf );
       entry->bootIdIs( switch_->bootId() );
@@ -375,13 +388,22 @@ void Executor::holdLater( const DataPlane::Outcome & outcome, Known & known ) {
 
 void Executor::letGo( LinkJournalEntry & entry, Known & known ) {
    drifts_.letGo( entry.intf() );
+   if ( known.unasked && known.link.adminUp ) {
+      // It still waits to be kept, or to be read: the link is as it was, and what it has is nobody's business.
+      requests_.erase( std::exchange( known.request, 0 ) );
+      known.retryTime = 0;
+      known.problem.clear();
+      model_.journal->entryDel( known.link.intf );
+      return;
+   }
    // Nor has it been set down when that was asked for in vain, or not yet.
    const bool stayedUp = !entry.acknowledged() && known.link.adminUp && !( known.request && known.sent );
    if ( entry.raised() || stayedUp )
       entry.snapshotIs( switch_->raisedByOthers( entry.snapshot() ) );
    entry.raisedIs( false );
    if ( !entry.wasUp() ) {
-      model_.journal->entryDel( entry.intf() );
+      lostIsLeft( entry, known );
+      model_.journal->entryDel( known.link.intf );
       return;
    }
    entry.wantedUpIs( true );
@@ -423,6 +445,7 @@ void Executor::setDown( DataPlane::RequestId id, Vel::U64 askedInTurn ) {
    Known & known = known_.at( intf );
    if ( askedInTurn == scheduler_->turns() ) {
       known.sent = true;
+      known.unasked = false;
       return switch_->linkSet( id, intf, false, "" );
    }
    requests_.erase( it );
@@ -444,6 +467,8 @@ void Executor::handleDue() {
       }
       if ( known.retryTime > 0 && known.retryTime <= now() )
          runSoon( intf );
+      if ( known.restoreTime > 0 && known.restoreTime <= now() )
+         restoreLeft( known );
    }
 }
 
@@ -451,7 +476,7 @@ void Executor::handleWakeup() {
    handleDue();
    double next = Cog::Timer::never;
    for ( auto & [intf, known] : known_ ) {
-      for ( const double time : { known.graceEnd, known.retryTime } )
+      for ( const double time : { known.graceEnd, known.retryTime, known.restoreTime } )
          if ( time > now() )
             next = std::min( next, time );
    }

@@ -45,7 +45,8 @@
 ///    in any case. What the journal knows and the switch has not acknowledged is asked for again. A link whose addresses
 ///    and routes cannot be read is not shut until they can be.
 /// 5. What a link that was let go of can get back only when it has a carrier is kept in the journal until it has one, also
-///    when it is held once more meanwhile.
+///    when it is held once more meanwhile. So is what could not be given back for a reason that says nothing of it, which
+///    is tried again, and what our shutdown has taken of a link that somebody else has set down since.
 namespace Agent {
 
 class Executor final : private DataPlane::Listener {
@@ -148,6 +149,8 @@ class Executor final : private DataPlane::Listener {
       double retryTime = 0;    ///< a failed request is made again then; 0: none has failed
       double graceEnd = 0;     ///< until when a released link keeps its status; 0: it does not
       bool raised = false;     ///< somebody else has raised it while we hold it
+      bool unasked = false;    ///< its entry is new, and nobody has been asked to set it down yet
+      double restoreTime = 0;  ///< what was left is tried again then, and not before; 0: with its carrier
       double setUpTime = 0;    ///< when we have seen it set up; 0: not yet
       double followedTime = 0; ///< when its bridge was set up before we set it down again
       Vel::String problem;
@@ -184,7 +187,9 @@ class Executor final : private DataPlane::Listener {
    void handleDue();
    void handleWakeup();
    void wakeupIs( double time );
-   void leftIs( const Known & known, const DataPlane::LinkSetResult & result );
+   void leftIs( Known & known, const DataPlane::LinkSetResult & result );
+   void lostIsLeft( const LinkJournalEntry & entry, const Known & known );
+   void leftIs( const Known & known, const Vel::String & lost, const Vel::String & why );
    void restoreLeft( Known & known );
    void leftIsTried( Known & known, const DataPlane::LinkSetResult & result );
    void leftStart();

@@ -52,6 +52,7 @@ TEST_F( KeptStory, aLinkThatSomebodySetsDownWhileOursWaitsStaysDown ) {
    clock->runUntilIdle();
    EXPECT_TRUE( fake->requests.empty() );
    EXPECT_EQ( nullptr, entry() );
+   EXPECT_EQ( nullptr, model.journal->unrestored( et1 ) ) << "he has taken what it has lost, not we";
 }
 
 TEST_F( KeptStory, aLinkIsSetUpWhateverIsKept ) {
@@ -70,13 +71,38 @@ TEST_F( KeptStory, aRequestThatWaitsIsNotMadeOnceItsLinkIsWantedUp ) {
    clock->runUntilIdle();
    bringBack();
    clock->runUntilIdle();
-   keepAll();
-   ASSERT_EQ( 1u, fake->requests.size() );
-   EXPECT_TRUE( fake->requests[0].up );
-   EXPECT_EQ( "addresses of et1, raised", fake->requests[0].restore ) << "it has never been down";
-   fake->done( 0 );
-   clock->runUntilIdle();
    EXPECT_EQ( nullptr, entry() );
+   keepAll();
+   EXPECT_TRUE( fake->requests.empty() ) << "it has never been down, and may have lost an address since then";
+   EXPECT_EQ( nullptr, model.journal->unrestored( et1 ) );
+}
+
+TEST_F( KeptStory, nothingIsGivenBackToALinkThatOthersHaveSetDownAndUpWhileOursWaited ) {
+   keeps = false;
+   shut();
+   clock->runUntilIdle();
+   fake->link( et1, false, false );
+   clock->runUntilIdle();
+   fake->link( et1, true, true );
+   clock->runUntilIdle();
+   bringBack();
+   clock->runUntilIdle();
+   keepAll();
+   EXPECT_TRUE( fake->requests.empty() );
+   EXPECT_EQ( nullptr, entry() );
+   EXPECT_EQ( nullptr, model.journal->unrestored( et1 ) );
+}
+
+TEST_F( KeptStory, aLinkIsSetUpThatMayHaveBeenShutByAnEarlierAgent ) {
+   shut();
+   clock->runUntilIdle();
+   ASSERT_EQ( 1u, fake->requests.size() );
+   keeps = false;
+   restart();
+   bringBack();
+   clock->runUntilIdle();
+   ASSERT_EQ( 2u, fake->requests.size() );
+   EXPECT_TRUE( fake->requests[1].up );
 }
 
 TEST_F( KeptStory, aRequestThatWaitsIsNotMadeForALinkThatHasGone ) {

@@ -154,6 +154,142 @@ TEST_F( LeftStory, isLeftAsItIsWhileSomebodyElseHasSetTheLinkDown ) {
    EXPECT_EQ( 1u, fake->restores.size() );
 }
 
+TEST_F( LeftStory, isTriedAgainInAWhileWhenItIsNotTheCarrierThatIsMissing ) {
+   left();
+   carrierIs( true );
+   const auto noted = notes.size();
+   for ( unsigned tries = 1; tries < 4; ++tries ) {
+      ASSERT_EQ( tries, fake->restores.size() );
+      restored( { {}, Outcome::failed( "1 of et1: not permitted" ), "a route" } );
+      ASSERT_TRUE( unrestored() );
+      EXPECT_EQ( "a route", unrestored()->left() );
+      EXPECT_EQ( "1 of et1: not permitted", executor->problem() );
+      clock->advance( Executor::retryAfter - 1 );
+      fake->link( et1, true, true );
+      clock->runUntilIdle();
+      EXPECT_EQ( tries, fake->restores.size() );
+      clock->advance( 2 );
+   }
+   EXPECT_EQ( noted + 1, notes.size() ) << "it is told once";
+   restored();
+   EXPECT_FALSE( unrestored() );
+   EXPECT_EQ( "", executor->problem() );
+   clock->advance( 100 );
+   EXPECT_EQ( 4u, fake->restores.size() );
+}
+
+TEST_F( LeftStory, isTriedAgainInAWhileAfterTheRequestThatHasRaisedTheLink ) {
+   held();
+   bringBack();
+   clock->runUntilIdle();
+   fake->link( et1, true, true );
+   fake->listener->linkSetDone(
+      fake->requests.back().id, { {}, Outcome::failed( "1 of et1: not permitted" ), "a route" } );
+   clock->runUntilIdle();
+   EXPECT_TRUE( fake->restores.empty() );
+   clock->advance( Executor::retryAfter + 1 );
+   EXPECT_EQ( 1u, fake->restores.size() );
+}
+
+TEST_F( LeftStory, isTriedWithANewCarrierAtOnce ) {
+   left();
+   carrierIs( true );
+   restored( { {}, Outcome::failed( "1 of et1: not permitted" ), "a route" } );
+   carrierIs( false );
+   EXPECT_EQ( 1u, fake->restores.size() );
+   carrierIs( true );
+   EXPECT_EQ( 2u, fake->restores.size() );
+}
+
+TEST_F( LeftStory, isNotTriedInBetweenForALinkThatIsHeldOnceMore ) {
+   left();
+   carrierIs( true );
+   restored( { {}, Outcome::failed( "1 of et1: not permitted" ), "a route" } );
+   shut();
+   clock->runUntilIdle();
+   clock->advance( Executor::retryAfter + 1 );
+   EXPECT_EQ( 1u, fake->restores.size() );
+   EXPECT_TRUE( unrestored() );
+}
+
+/// What our shutdown has taken, of a link that somebody else has set up and down again while it was held.
+class LoweredStory : public LeftStory {
+ protected:
+   void raisedAndLowered() {
+      fake->link( et1, true, true );
+      clock->runUntilIdle();
+      fake->link( et1, false, false );
+      clock->runUntilIdle();
+   }
+};
+
+TEST_F( LoweredStory, waitsUntilTheLinkIsUp ) {
+   held();
+   raisedAndLowered();
+   bringBack();
+   clock->runUntilIdle();
+   EXPECT_EQ( 1u, fake->requests.size() ) << "it is not raised";
+   EXPECT_EQ( nullptr, entry() );
+   ASSERT_TRUE( unrestored() );
+   EXPECT_EQ( "addresses of et1, raised", unrestored()->left() );
+   EXPECT_EQ(
+      "what et1 has lost while it was held waits until it is up: somebody else has set it down",
+      executor->problem() );
+   restart();
+   EXPECT_TRUE( unrestored() );
+   carrierIs( true );
+   ASSERT_EQ( 1u, fake->restores.size() );
+   EXPECT_EQ( "addresses of et1, raised", fake->restores[0].restore );
+   restored();
+   EXPECT_FALSE( unrestored() );
+}
+
+TEST_F( LoweredStory, isNothingIfTheLinkWasDownBeforeItWasHeld ) {
+   fake->link( et1, false, false );
+   clock->runUntilIdle();
+   shut();
+   clock->runUntilIdle();
+   raisedAndLowered();
+   bringBack();
+   clock->runUntilIdle();
+   EXPECT_EQ( nullptr, entry() );
+   EXPECT_FALSE( unrestored() );
+}
+
+TEST_F( LoweredStory, isNothingIfItCouldNotBeSetDown ) {
+   shut();
+   clock->runUntilIdle();
+   fake->fail( 0, "not permitted" );
+   fake->link( et1, false, false );
+   clock->runUntilIdle();
+   bringBack();
+   clock->runUntilIdle();
+   EXPECT_EQ( nullptr, entry() );
+   EXPECT_FALSE( unrestored() );
+}
+
+TEST_F( LoweredStory, waitsWhenTheLinkCouldNotBeSetUp ) {
+   held();
+   bringBack();
+   clock->runUntilIdle();
+   fake->fail( 1, "not permitted" );
+   raisedAndLowered();
+   EXPECT_EQ( nullptr, entry() );
+   ASSERT_TRUE( unrestored() );
+   EXPECT_EQ( "addresses of et1, raised", unrestored()->left() );
+}
+
+TEST_F( LoweredStory, waitsWhenItIsSetDownBeforeItIsSeenToBeUp ) {
+   held();
+   bringBack();
+   clock->runUntilIdle();
+   raisedAndLowered();
+   fake->fail( 1, "the link is not up" );
+   clock->runUntilIdle();
+   EXPECT_EQ( nullptr, entry() );
+   EXPECT_TRUE( unrestored() );
+}
+
 TEST_F( LeftStory, ofNothingIsNoted ) {
    held();
    bringBack();

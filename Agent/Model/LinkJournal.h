@@ -43,15 +43,15 @@ class AwaitedLink final : public Vel::Entity {
    VEL_PARAM( Wire::IntfId, intf );
 };
 
-/// One link that was let go of and has not got back all that it had lost, for want of a carrier. Written by the executor
-/// only.
+/// One link that was let go of and has not got back all that it had lost: it has no carrier, or we could not set it, or
+/// somebody else has set the link down. Written by the executor only.
 class UnrestoredLink final : public Vel::Entity {
    VEL_ENTITY( UnrestoredLink );
    explicit UnrestoredLink( const Wire::IntfId & intf ) : intf_( intf ) {}
    VEL_PARAM( Wire::IntfId, intf );
    VEL_ATTR( Vel::U32, ifIndex, onIfIndex );  ///< as of an entry
    VEL_ATTR( Vel::String, bootId, onBootId ); ///< as of an entry
-   VEL_ATTR( Vel::String, left, onLeft );     ///< what is to be put back when it has a carrier
+   VEL_ATTR( Vel::String, left, onLeft );     ///< what is to be put back when it is up and has a carrier
    VEL_ATTR( Vel::String, why, onWhy );       ///< for the operator
 };
 

@@ -16,6 +16,10 @@ bool hasWay( const std::vector< Leg > & legs, const Leg & leg ) {
    return std::any_of( legs.begin(), legs.end(), [&]( const Leg & other ) { return sameWay( leg, other ); } );
 }
 
+/// Whether a refusal says nothing of what was to be set: we may set nothing, or have not reached the kernel, or it has no
+/// memory.
+bool isUnjudged( int code ) { return code == EPERM || code == EIO || code == ENOMEM || code == ENOBUFS; }
+
 bool needsOthers( const Route & route ) {
    return std::any_of(
       route.legs.begin(), route.legs.end(), []( const Leg & leg ) { return leg.gateway.has_value(); } );
@@ -141,7 +145,7 @@ void Restore::askRound( Items items ) {
    for ( Item & item : items ) {
       Plan plan = item.plan();
       if ( !plan.error.empty() || plan.request.empty() ) {
-         const int code = plan.error.empty() ? EEXIST : EAGAIN;
+         const int code = plan.code != 0 ? plan.code : plan.error.empty() ? EEXIST : EAGAIN;
          answered( std::move( item ), { code, plan.error } );
          continue;
       }
@@ -161,6 +165,7 @@ void Restore::answered( Item item, const KernelAnswer & answer ) {
       succeeded_ = true;
    else if ( answer.code != EEXIST || ( item.mayBeOther && !answer.text.empty() ) ) {
       item.error = answer.text;
+      item.code = answer.code;
       next_.push_back( std::move( item ) );
    }
    if ( --underWay_ == 0 )
@@ -190,24 +195,27 @@ void Restore::finish() {
    Outcome outcome;
    Vel::String left;
    if ( !next_.empty() ) {
-      const bool isThere = around_.links.ifIndex( intf_ ) != 0;
-      if ( isThere && now_ + retryPeriod <= carrierSince_ + maxTime )
-         left = textOf( leftOver() );
+      const bool isTooEarly = now_ + retryPeriod <= carrierSince_ + maxTime;
+      if ( around_.links.ifIndex( intf_ ) != 0 )
+         left = textOf( leftOver( isTooEarly ) );
       outcome = Outcome::failed( Vel::text(
          next_.size(), " of ", total_, " addresses, neighbours and routes of ", device_,
-         left.empty() ? " are not restored" : " wait for its carrier", ", the first is ", next_.front().name,
-         ": ", next_.front().error ) );
+         left.empty() ? " are not restored"
+         : isTooEarly ? " wait for its carrier"
+                      : " are not restored yet",
+         ", the first is ", next_.front().name, ": ", next_.front().error ) );
    }
    const Done done = std::move( done_ );
    done( outcome, left );
 }
 
 /// Lifetimes go on meanwhile.
-LostState Restore::leftOver() const {
+LostState Restore::leftOver( bool all ) const {
    LostState left;
    left.at = state_.at;
    for ( const Item & item : next_ )
-      item.keep( left );
+      if ( all || isUnjudged( item.code ) )
+         item.keep( left );
    return left;
 }
 
@@ -291,7 +299,7 @@ Restore::Plan Restore::planOf( const Route & route ) {
       return {};
    const PresentRoutes & present = presentRoutes( route );
    if ( !present.outcome.ok() )
-      return { {}, present.outcome.text() };
+      return { {}, present.outcome.text(), EIO };
    const auto there = std::find_if( present.routes.begin(), present.routes.end(), [&]( const Route & other ) {
       return route.sameKey( other );
    } );

@@ -14,7 +14,8 @@
 ///
 /// An address that a route names as its source is of no use before the kernel has made sure that nobody else on the link
 /// has it, which takes a carrier. So those ten seconds begin with the carrier. If it does not come in as long, what is
-/// missing is left over, to be restored when it has.
+/// missing is left over, to be restored when it has. So is what the kernel has not judged at all, because we may not set
+/// anything, or cannot reach it.
 ///
 /// A route of several ways outlives a link as long as one of them is left, and the kernel revives the way of a link that
 /// comes back. When all have gone, the route is made of the ways whose links are up, and grows with each link.
@@ -33,7 +34,7 @@ class Restore {
       Dumps & dumps;
       const LinkTable & links;
    };
-   /// `left` is what is to be restored when the link has a carrier, as a text of LostState; empty unless it failed.
+   /// `left` is what is to be restored later, as a text of LostState; empty unless it failed.
    using Done = std::function< void( const Outcome & outcome, const Vel::String & left ) >;
 
    /// `now` in seconds. Nothing happens yet.
@@ -52,6 +53,7 @@ class Restore {
    struct Plan {
       Bytes request;     ///< empty: nothing, it is there
       Vel::String error; ///< it cannot be asked for now
+      int code = 0;      ///< of the error; 0: there is none of its own
    };
    /// Something to set, as long as it has not been.
    struct Item {
@@ -59,6 +61,7 @@ class Restore {
       std::function< void( LostState & left ) > keep; ///< adds it to what is left over
       Vel::String name;                               ///< for the operator
       Vel::String error = {};                         ///< of the last try
+      int code = 0;                                   ///< of the last try
       bool mayBeOther = false; ///< if it is said to be there, something else may be in its place
    };
    enum class Stage { lowering, addresses, routes };
@@ -79,7 +82,7 @@ class Restore {
    void roundEnded();
    void finish();
    void noteCarrier();
-   LostState leftOver() const;
+   LostState leftOver( bool all ) const;
    bool isGone( const Follower & follower ) const;
    bool isOfGone( const Leg & leg ) const;
    const Follower * followerOf( const Vel::String & device ) const;

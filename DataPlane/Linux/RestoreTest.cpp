@@ -269,6 +269,51 @@ TEST_F( Restore, neighbourThatSomebodyHasSetMeanwhileIsLeftAlone ) {
    EXPECT_TRUE( ended == 1 && outcome.ok() );
 }
 
+/// The kernel has not judged it: what it says is that we may not, or have not reached it.
+class RestoreThatMayNot : public Restore, public testing::WithParamInterface< int > {};
+
+TEST_P( RestoreThatMayNot, isLeftForLater ) {
+   codes = { { "2001:db8::1", GetParam() }, { "10.0.0.0", ENETUNREACH } };
+   restore( "address 2001:db8::1/64\naddress 2001:db8::2/64\n"
+            "route inet 10.0.0.0/8 table=254 protocol=3 scope=0 type=1 leg=et1\n" );
+   while ( ended == 0 )
+      retryAt( restoring->retryTime() );
+   EXPECT_EQ( 1010, now );
+   EXPECT_EQ( "address 2001:db8::1/64 scope=0 flags=0 valid=forever preferred=forever protocol=0\n", left )
+      << "and not what has been refused";
+   EXPECT_TRUE( outcome.text().starts_with(
+      "2 of 3 addresses, neighbours and routes of et1 are not restored yet, the first is address "
+      "2001:db8::1/64: " ) )
+      << outcome.text();
+}
+
+INSTANTIATE_TEST_SUITE_P( Restore, RestoreThatMayNot, testing::Values( EPERM, EIO, ENOMEM, ENOBUFS ) );
+
+TEST_F( Restore, isLeftForLaterWithoutAConnectionToTheKernel ) {
+   requests.channelIs( nullptr );
+   restore( "address 2001:db8::1/64\n" );
+   while ( ended == 0 )
+      retryAt( restoring->retryTime() );
+   EXPECT_EQ( "address 2001:db8::1/64 scope=0 flags=0 valid=forever preferred=forever protocol=0\n", left );
+}
+
+TEST_F( Restore, isLeftForLaterWhenTheRoutesCannotBeRead ) {
+   kernel.failingDumps = 1000;
+   restore( twoWays );
+   while ( ended == 0 )
+      retryAt( restoring->retryTime() );
+   EXPECT_EQ( twoWays, left );
+}
+
+TEST_F( Restore, isNotLeftForALinkThatHasGone ) {
+   codes = { { "10.0.0.0", EPERM } };
+   restore( "route inet 10.0.0.0/8 table=254 leg=et1\n" );
+   links.linkDel( 1 );
+   while ( ended == 0 )
+      retryAt( restoring->retryTime() );
+   EXPECT_EQ( "", left );
+}
+
 class RestoreAbove : public Restore {
  protected:
    RestoreAbove() {
