@@ -71,16 +71,17 @@ struct MaintdWorld {
 /// What has become of the links that were held, when all were to be let go of.
 struct Released {
    enum class Outcome {
-      done,   ///< none is held any more
-      held,   ///< some are, or may be
-      inUse,  ///< an agent runs
-      unknown ///< what is held cannot be read
+      done,    ///< none is held any more
+      held,    ///< some are, or may be
+      inUse,   ///< an agent runs
+      notKept, ///< none is, but it is written nowhere that they have been released by hand
+      unknown  ///< what is held cannot be read
    } outcome = Outcome::done;
    std::string problem;              ///< for the operator; empty: it is done
    std::vector< std::string > links; ///< that were let go of
    std::vector< std::string > held;  ///< that still are
-   std::vector< std::string >
-      left; ///< lines about units that are not normal, and what their stages leave behind
+   /// Lines about units that are not normal, and what their stages leave behind, and about what links have not got back.
+   std::vector< std::string > left;
 };
 
 class Maintd {
@@ -176,6 +177,7 @@ class Maintd {
    std::string statusText() const;
    std::vector< std::string > heldLinks() const;
    std::vector< std::string > leftByUnits() const;
+   std::vector< std::string > leftOfLinks() const;
    void releaseHeld( Released & result );
    void releaseTick();
    double now() const { return loop_->currentTime(); }

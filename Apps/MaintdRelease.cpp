@@ -7,10 +7,19 @@
 
 #include <filesystem>
 #include <map>
+#include <sstream>
 
 namespace Apps {
 
 namespace {
+
+void isNotKept( Released & result, const std::string & why ) {
+   result.outcome = Released::Outcome::notKept;
+   result.problem =
+      "that the links are released by hand is written nowhere, and an agent that is started may shut them "
+      "again: " +
+      why;
+}
 
 /// Seconds that links get to come up.
 constexpr double releasePatience = 30;
@@ -49,11 +58,13 @@ Released Maintd::releaseAll() {
       releaseHeld( result );
    else {
       Agent::releaseAllByHand( *entities_->journal, *entities_->cause );
-      if ( const auto status = persistence_->commit(); !status.ok() ) {
-         result.outcome = Released::Outcome::unknown;
-         result.problem = status.text();
-      }
+      if ( const auto status = persistence_->commit(); !status.ok() && !fallbackEngine_->committed() )
+         isNotKept( result, status.text() );
+      // Nobody may come after this one who could bring it into the store.
+      static_cast< void >( fallbackEngine_->settle() );
    }
+   for ( std::string & line : leftOfLinks() )
+      result.left.push_back( std::move( line ) );
    return result;
 }
 
@@ -93,6 +104,8 @@ void Maintd::releaseHeld( Released & result ) {
    result.held = heldLinks();
    if ( result.held.empty() ) {
       result.outcome = Released::Outcome::done;
+      if ( const std::string problem = commits_->keepAtEnd(); !problem.empty() )
+         isNotKept( result, problem );
       return;
    }
    const Vel::String why = executor_->problem();
@@ -129,8 +142,24 @@ std::vector< std::string > Maintd::leftByUnits() const {
    return result;
 }
 
+/// Only an agent gives that back; where there will be none, somebody has to know of it.
+std::vector< std::string > Maintd::leftOfLinks() const {
+   std::vector< std::string > result;
+   for ( const auto & [intf, link] : entities_->journal->unrestoredRange() ) {
+      result.push_back(
+         std::string( intf.name() ) + ": " + link->why() +
+         "; an agent that runs gives it back when it can:" );
+      std::istringstream lines( link->left() );
+      for ( std::string line; std::getline( lines, line ); )
+         result.push_back( "   " + line );
+   }
+   return result;
+}
+
 void Maintd::releaseTick() {
-   if ( entities_->journal->entrys() == 0 || now() - started_ > releasePatience )
+   // What waited for a carrier that is there by now is given back, too.
+   const bool isOver = entities_->journal->entrys() == 0 && !executor_->isRestoring();
+   if ( isOver || now() - started_ > releasePatience )
       loop_->stop();
    releaseTick_->timeMinIs( now() + 1 );
 }

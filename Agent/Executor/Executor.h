@@ -104,6 +104,9 @@ class Executor final : private DataPlane::Listener {
    Vel::String problem() const;
    bool switchDegraded() const { return health_.degraded; }
 
+   /// Whether anything that was left is being given back.
+   bool isRestoring() const;
+
    /// Called at the end of each turn, before it is committed.
    void turnEnds();
    /// How often the switch has lost facts, which it has read again since.

@@ -2,6 +2,8 @@
 
 #include "Agent/Executor/Executor.h"
 
+#include <algorithm>
+
 namespace Agent {
 
 /// Of another switch or another link, it is nothing any more.
@@ -56,6 +58,11 @@ void Executor::lostIsLeft( const LinkJournalEntry & entry, const Known & known )
          Vel::text(
             "what ", entry.intf(),
             " has lost while it was held waits until it is up: somebody else has set it down" ) );
+}
+
+bool Executor::isRestoring() const {
+   return std::any_of(
+      known_.begin(), known_.end(), []( const auto & link ) { return link.second.restore != 0; } );
 }
 
 /// When it has a carrier, nothing else is to be done with it, and it has not just been tried.

@@ -319,6 +319,56 @@ TEST_F( KilledOnAFullDisk, releaseAllRaisesThemAlsoWhileTheDiskIsFull ) {
    EXPECT_TRUE( again.links.empty() );
 }
 
+TEST_F( KilledOnAFullDisk, releaseAllSaysWhenItIsWrittenNowhere ) {
+   fallbackFails();
+   auto released = rig.releaseAll();
+   EXPECT_EQ( Apps::Released::Outcome::notKept, released.outcome );
+   EXPECT_EQ( downAndUp, sorted( rig.moves() ) ) << "they come back all the same";
+   EXPECT_NE( std::string::npos, released.problem.find( "an agent that is started may shut them again" ) )
+      << released.problem;
+   EXPECT_NE( std::string::npos, released.problem.find( unstored() + ": cannot write: Is a directory" ) )
+      << released.problem;
+   fallbackWorks();
+   released = rig.releaseAll();
+   EXPECT_EQ( Apps::Released::Outcome::done, released.outcome ) << released.problem;
+   released = rig.releaseAll();
+   EXPECT_TRUE( released.links.empty() );
+   fallbackFails();
+   released = rig.releaseAll();
+   EXPECT_EQ( Apps::Released::Outcome::done, released.outcome ) << "nothing is to be written";
+}
+
+TEST_F( KilledOnAFullDisk, releaseAllStoresWhatItCanWhenNothingIsHeld ) {
+   rig.releaseAll();
+   EXPECT_TRUE( std::filesystem::exists( unstored() ) );
+   diskHasRoom();
+   EXPECT_EQ( Apps::Released::Outcome::done, rig.releaseAll().outcome );
+   EXPECT_FALSE( std::filesystem::exists( unstored() ) );
+}
+
+TEST_F( KilledOnAFullDisk, aFileOfAnotherStoreKeepsTheAgentFromStartingAndIsLeftAsItIs ) {
+   const std::string state = rig.folder() + "/state";
+   std::filesystem::rename( state, state + " before" );
+   const auto size = std::filesystem::file_size( unstored() );
+   EXPECT_EQ( Apps::Released::Outcome::unknown, rig.releaseAll().outcome ) << "there are no links to be held";
+   try {
+      rig.start();
+      FAIL() << "it has started";
+   } catch ( const std::exception & error ) {
+      EXPECT_NE( std::string::npos, std::string( error.what() ).find( unstored() ) ) << error.what();
+      EXPECT_NE( std::string::npos, std::string( error.what() ).find( "another store" ) ) << error.what();
+   }
+   rig.crash();
+   EXPECT_EQ( size, std::filesystem::file_size( unstored() ) );
+   std::filesystem::remove_all( state );
+   std::filesystem::rename( state + " before", state );
+   diskHasRoom();
+   rig.start();
+   rig.runUntil( 60 );
+   EXPECT_EQ( "true", rig.fact( "interfaces/et1", "shut" ) );
+   exitBringsBack();
+}
+
 TEST_F( KilledOnAFullDisk, aFileThatIsDamagedKeepsTheAgentFromStartingAndIsNamed ) {
    std::filesystem::resize_file( unstored(), std::filesystem::file_size( unstored() ) - 1 );
    try {

@@ -125,6 +125,40 @@ TEST_F( ReleaseAll, leavesWhatIsHeldInAnotherNetworkOfTheMachine ) {
    EXPECT_EQ( ( std::vector< std::string >{ "et1", "et2", "pc1" } ), sorted( released.links ) );
 }
 
+/// The unit is normal, and et1, which has no carrier, lacks a route.
+class ReleaseAllAfterwards : public ReleaseAll {
+ protected:
+   ReleaseAllAfterwards() {
+      EXPECT_TRUE( rig.simulation().linkIs( "et1", false ).ok() );
+      rig.watched().leavesIs( Wire::EthIntfId( "et1" ), "route 10.0.0.0/8\nroute 10.1.0.0/16\n" );
+   }
+   const std::vector< std::string > waits{
+      "et1: 1 of 2 waits for its carrier; an agent that runs gives it back when it can:",
+      "   route 10.0.0.0/8", "   route 10.1.0.0/16" };
+};
+
+TEST_F( ReleaseAllAfterwards, namesWhatStillWaitsForACarrier ) {
+   rig.post( "units/u1/exit" );
+   rig.runUntil( 60 );
+   rig.crash();
+   for ( int time = 0; time < 2; ++time ) {
+      const auto released = rig.releaseAll();
+      EXPECT_EQ( Outcome::done, released.outcome ) << released.problem;
+      EXPECT_TRUE( released.links.empty() );
+      EXPECT_EQ( waits, released.left );
+   }
+}
+
+TEST_F( ReleaseAllAfterwards, namesWhatTheLinksThatItRaisesLack ) {
+   rig.crash();
+   const auto released = rig.releaseAll();
+   EXPECT_EQ( Outcome::done, released.outcome ) << released.problem;
+   EXPECT_EQ( downAndUp, sorted( rig.moves() ) );
+   auto lines = waits;
+   lines.insert( lines.begin(), "unit u1 is not normal (maintenance), and stays so" );
+   EXPECT_EQ( lines, released.left );
+}
+
 TEST( ReleaseAllBefore, makesNothingWhereNoAgentHasEverRun ) {
    AgentRig rig( configuration );
    EXPECT_EQ( Outcome::done, rig.releaseAll().outcome );

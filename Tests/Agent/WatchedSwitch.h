@@ -39,6 +39,8 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
    }
    /// It is another one from now on to those who start it.
    void bootIdIs( const Vel::String & id ) { bootId_ = id; }
+   /// What the next request that sets a link up says that it cannot give back without a carrier.
+   void leavesIs( const Wire::IntfId & intf, const Vel::String & left ) { leaves_[intf] = left; }
    /// The ports without counters, from the next time on that they are read.
    void withoutCountersIs( const std::set< Wire::IntfId > & ports ) { withoutCounters_ = ports; }
 
@@ -56,6 +58,8 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
    }
    void linkSet(
       DataPlane::RequestId id, const Wire::IntfId & intf, bool up, const Vel::String & restore ) override {
+      if ( const auto leaves = up ? leaves_.extract( intf ) : decltype( leaves_ )::node_type() )
+         left_[id] = leaves.mapped();
       inner_->linkSet( id, intf, up, restore );
    }
    DataPlane::LinkSnapshot linkSnapshot( const Wire::IntfId & intf ) override {
@@ -113,7 +117,12 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
       listener_->vlanMemberDel( vlanId, member );
    }
    void linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetResult & result ) override {
-      listener_->linkSetDone( id, result );
+      const auto left = left_.extract( id );
+      if ( left && result.link.ok() )
+         listener_->linkSetDone(
+            id, { {}, DataPlane::Outcome::failed( "1 of 2 waits for its carrier" ), left.mapped() } );
+      else
+         listener_->linkSetDone( id, result );
    }
    void rereadIs( bool goesOn ) override { listener_->rereadIs( goesOn ); }
    void resynchronised() override { listener_->resynchronised(); }
@@ -130,6 +139,8 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
    std::map< Wire::IntfId, Vel::String > uncounted_; ///< why, by VLAN interface
    std::set< std::pair< Vel::U16, Wire::IntfId > > vlanMembers_;
    std::set< Wire::IntfId > withoutCounters_;
+   std::map< Wire::IntfId, Vel::String > leaves_;
+   std::map< DataPlane::RequestId, Vel::String > left_;
 };
 
 } // namespace Tests
