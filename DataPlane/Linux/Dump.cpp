@@ -19,10 +19,14 @@ Vel::String kernelText( const nlmsghdr & message, const nlmsgerr & error ) {
    return Attributes( message, before ).text( NLMSGERR_ATTR_MSG ).value_or( Vel::String() );
 }
 
-/// The errno value at the end of a dump; 0: it went well.
-int endOf( const nlmsghdr & done ) { return -fixedHeader< int >( done ).value_or( 0 ); }
-
 } // namespace
+
+int errnoOf( int told ) {
+   // INT_MIN has no counterpart.
+   return told == INT32_MIN ? EPROTO : std::abs( told );
+}
+
+int endOf( const nlmsghdr & done ) { return errnoOf( fixedHeader< int >( done ).value_or( 0 ) ); }
 
 std::optional< KernelAnswer > parseAnswer( const nlmsghdr & message ) {
    const std::optional< nlmsgerr > error = fixedHeader< nlmsgerr >( message );
@@ -31,8 +35,7 @@ std::optional< KernelAnswer > parseAnswer( const nlmsghdr & message ) {
    KernelAnswer answer;
    if ( error->error == 0 )
       return answer;
-   // INT_MIN has no counterpart.
-   answer.code = error->error == INT32_MIN ? EPROTO : std::abs( error->error );
+   answer.code = errnoOf( error->error );
    answer.text = std::strerror( answer.code );
    const Vel::String more = kernelText( message, *error );
    if ( !more.empty() )

@@ -67,5 +67,9 @@ struct KernelAnswer {
 };
 /// Absent if the message is no whole error message.
 std::optional< KernelAnswer > parseAnswer( const nlmsghdr & message );
+/// The errno value of what the kernel tells as a result, which is below 0 if something has failed; 0: it went well.
+int errnoOf( int told );
+/// The same of the message that ends a dump.
+int endOf( const nlmsghdr & done );
 
 } // namespace DataPlane::Linux

@@ -185,6 +185,13 @@ TEST( KernelAnswer, tellsTheKernelsOwnText ) {
    EXPECT_EQ( EINVAL, parseAnswer( messageIn( bytes ) )->code );
 }
 
+TEST( KernelAnswer, hasACodeForEachNumber ) {
+   EXPECT_EQ( 0, errnoOf( 0 ) );
+   EXPECT_EQ( EPERM, errnoOf( -EPERM ) );
+   EXPECT_EQ( EPERM, errnoOf( EPERM ) );
+   EXPECT_EQ( EPROTO, errnoOf( std::numeric_limits< int >::min() ) );
+}
+
 TEST( KernelAnswer, acknowledgementHasCodeNoneAndNoText ) {
    const Bytes bytes = answerBytes( 5, 0 );
    EXPECT_EQ( 0, parseAnswer( messageIn( bytes ) )->code );

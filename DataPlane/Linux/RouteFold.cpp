@@ -9,6 +9,7 @@ namespace {
 
 /// The kernel does not nest groups; who tells us a circle tells no way.
 constexpr unsigned mostNested = 8;
+constexpr std::size_t mostWays = 10000;
 constexpr Vel::U32 mostWeight = 1u << 24;
 
 /// Ways of one preference may be told as routes of their own.
@@ -50,7 +51,7 @@ void RouteFold::nextHopIs( NextHopObject object ) {
 /// Whether all of them are known. What is not is no refusal, but a way that nobody knows.
 bool RouteFold::addWays( Vel::U32 id, Vel::U32 weight, unsigned depth, RouteWays & ways ) const {
    const auto at = nextHops_.find( id );
-   if ( at == nextHops_.end() || depth > mostNested ) {
+   if ( at == nextHops_.end() || depth > mostNested || ways.size() >= mostWays ) {
       ways.push_back( { { 0, 1, false }, std::nullopt } );
       return false;
    }
@@ -60,7 +61,10 @@ bool RouteFold::addWays( Vel::U32 id, Vel::U32 weight, unsigned depth, RouteWays
       ways.push_back( { hop, at->second.gateway } );
    }
    for ( const NextHopObject::Member & member : at->second.group )
-      all &= addWays( member.id, std::min( weight * member.weight, mostWeight ), depth + 1, ways );
+      all &= addWays(
+         member.id,
+         static_cast< Vel::U32 >( std::min< Vel::U64 >( Vel::U64( weight ) * member.weight, mostWeight ) ),
+         depth + 1, ways );
    return all;
 }
 

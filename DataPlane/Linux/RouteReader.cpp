@@ -127,7 +127,7 @@ bool RouteReader::take( const Channel::Received & received ) {
          return true;
       interrupted_ |= ( message.nlmsg_flags & NLM_F_DUMP_INTR ) != 0;
       if ( message.nlmsg_type == NLMSG_DONE )
-         end = -fixedHeader< int >( message ).value_or( 0 );
+         end = endOf( message );
       else if ( message.nlmsg_type == NLMSG_ERROR )
          end = parseAnswer( message ).value_or( KernelAnswer{ EPROTO, {} } ).code;
       else if ( step_ == Step::nextHops ) {

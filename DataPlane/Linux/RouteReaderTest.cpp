@@ -168,6 +168,19 @@ TEST( RouteFold, takesSharedNextHopsThatNobodyKnowsForWaysThatDoNotWorkAndForNoR
    EXPECT_EQ( expected, fold.classes( nameOf ) );
 }
 
+TEST( RouteFold, comesToAnEndWithAGroupThatIsManyTimesItself ) {
+   RouteFold fold( hasNeighbours );
+   const std::vector< nexthop_grp > sixteen( 16, { 12, 255, 0, 0 } );
+   fold.nextHopIs( parseNextHop( messageIn( nextHopBytes( 12, 0, sixteen ) ) ).value() );
+   fold.take( parsed( { .destination = "10.0.0.0/8", .hops = {}, .nextHopId = 12 } ) );
+   fold.end();
+   EXPECT_TRUE( fold.unresolved() );
+   const Classes classes = fold.classes( nameOf );
+   ASSERT_EQ( 1u, classes.size() );
+   EXPECT_GT( 20000u, classes[0].choices.at( 0 ).size() );
+   EXPECT_LT( 0u, classes[0].choices.at( 0 ).at( 0 ).weight );
+}
+
 TEST( RouteFold, leavesOutADestinationOfWhichNotAllWasRead ) {
    RouteFold fold( hasNeighbours );
    fold.take( parsed( { "10.0.0.0/8", { { 1 } } } ) );
