@@ -187,6 +187,7 @@ class DrainWatchSm final : public Vel::Entity {
    /// restart. Throws Vel::InternalException for a malformed instance name.
    void doStageForInstance(
       const Vel::String & stageClass, const Vel::String & stage, const Vel::Name & instanceName );
+   /// Makes the unit's sets and its monitor; one of an earlier enter exits first.
    void handleUnitMaintenanceEnter( const Vel::String & unitName, Vel::U32 genId );
    void handleUnitMaintenanceExit( const Vel::String & unitName, Vel::U32 genId );
    void handleUnitStatus( const Vel::String & unitName );
@@ -206,7 +207,10 @@ class DrainWatchSm final : public Vel::Entity {
    Vel::String getIntfProfileName( const Wire::IntfId & intf ) const;
    /// Null when nothing is selected or the profile does not exist (yet).
    ReadOnly< Profile > getIntfProfile( const Wire::IntfId & intf ) const;
+   /// Whether the default is what is selected for the interface, whatever it names.
    bool usingDefaultProfile( const Wire::IntfId & intf ) const;
+   /// The profile has come or gone: monitors that have waited for it get it, and those that hold one that has gone get what
+   /// is selected now, if that exists.
    void handleIntfProfileStatus( const Vel::String & profileName );
    void handleDefaultIntfProfile();
 

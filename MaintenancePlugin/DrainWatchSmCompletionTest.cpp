@@ -96,9 +96,13 @@ TEST_F( DrainWatchSmCompletion, mayBeOfAStageThatIsOverButStillSet ) {
    rig.unit( "u1" );
    listInstance( rig.enterClass, "u1#7" );
    rig.enterClass.progressDir->progress( "u1#7" )->stageStatusIs( stageName, Stage::stageComplete );
+   listInstance( rig.enterClass, "u1#8" );
+   rig.enterClass.progressDir->progress( "u1#8" )->stageStatusIs( stageName, 9 );
    rig.start();
-   rig.root->notifyStageCompletion( "u1", 7, MaintenanceOp::enter );
+   for ( const Vel::U32 genId : { 7u, 8u } )
+      rig.root->notifyStageCompletion( "u1", genId, MaintenanceOp::enter );
    EXPECT_TRUE( complete( rig.enterClass, "u1#7" ) );
+   EXPECT_TRUE( complete( rig.enterClass, "u1#8" ) );
 }
 
 TEST_F( DrainWatchSmCompletion, isCountedAgainWhenItIsRepeatedAndStaysOneEntry ) {

@@ -387,6 +387,21 @@ TEST_F( DrainWatchSmLoaderTest, aMountThatComesLaterGivesANewRoot ) {
    EXPECT_EQ( 1u, loader->intfProfileStatusDir()->velReactors() );
 }
 
+TEST_F( DrainWatchSmLoaderTest, aDirectoryOfWritersThatComesLaterGivesAReaderThatReads ) {
+   const Wire::EthIntfId et1( "et1" );
+   const Vel::String path = "interface/ethIntfCounter/writerStatus";
+   world.store->entityDel( path );
+   world.pool->intfCountersIs( et1, 100, Cog::MaybeU63( 200 ) );
+   load();
+   const auto first = loader->ethIntfCounterReaderSm();
+   world.put< Vel::Dir >( path );
+   load();
+   EXPECT_NE( first, loader->ethIntfCounterReaderSm() );
+   EXPECT_EQ(
+      loader->ethIntfCounterReaderSm()->allEthIntfCounterPtrDir(), loader->drainWatchSm()->phyCounterDir() );
+   EXPECT_TRUE( loader->drainWatchSm()->phyCounterDir()->intfCounterDir( et1 ) );
+}
+
 // ---- the dump
 
 TEST_F( DrainWatchSmLoaderTest, answersTheContextsDump ) {

@@ -336,6 +336,12 @@ TEST_F( DrainWatchSmRestart, aUnitOfAnotherGenerationIsPassedOverSilently ) {
    stageIs( rig.enterClass, "u2#3", Stage::stageRunning );
    unitIn( "u3", UnitState::exitInProgress, "u3#3" );
    stageIs( rig.exitClass, "u3#3", Stage::stageRunning );
+   // Later than the unit's own is another one too.
+   unitIn( "u4", UnitState::maintenance, "u4#5" );
+   unitIn( "u5", UnitState::enterInProgress, "u5#5" );
+   stageIs( rig.enterClass, "u5#5", Stage::stageRunning );
+   unitIn( "u6", UnitState::exitInProgress, "u6#5" );
+   stageIs( rig.exitClass, "u6#5", Stage::stageRunning );
    Sequence sequence( "DrainWatchSm", 4 );
    rig.start();
    EXPECT_EQ( 0u, rig.root->unitMons() );
@@ -343,7 +349,9 @@ TEST_F( DrainWatchSmRestart, aUnitOfAnotherGenerationIsPassedOverSilently ) {
    EXPECT_EQ(
       startWith(
          { "handleInitialized: Processing unit=u1 state=3", "handleInitialized: Processing unit=u2 state=2",
-           "handleInitialized: Processing unit=u3 state=5" } ),
+           "handleInitialized: Processing unit=u3 state=5", "handleInitialized: Processing unit=u4 state=3",
+           "handleInitialized: Processing unit=u5 state=2",
+           "handleInitialized: Processing unit=u6 state=5" } ),
       told( sequence ) );
 }
 
@@ -375,8 +383,11 @@ TEST_F( DrainWatchSmRestart, aUnitWhoseStageIsOverButStillSetIsTakenUp ) {
    stageIs( rig.enterClass, "u1#4", Stage::stageComplete );
    unitIn( "u2", UnitState::exitInProgress, "u2#4" );
    stageIs( rig.exitClass, "u2#4", Stage::stageComplete );
+   unitIn( "u3", UnitState::enterInProgress, "u3#4" );
+   stageIs( rig.enterClass, "u3#4", 9 );
    rig.start();
    EXPECT_TRUE( rig.root->unitMon( "u1" ) );
+   EXPECT_TRUE( rig.root->unitMon( "u3" ) );
    EXPECT_TRUE( rig.exitComplete( "u2" ) );
 }
 

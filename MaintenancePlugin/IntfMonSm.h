@@ -11,10 +11,11 @@ namespace MaintenanceMode {
 /// collection of interface monitors.
 ///
 /// Invariants:
-/// 1. The timer is armed in EnterMaint (5 s) and, unless the interface is shut, in UnderMaint (10 s); never
-/// otherwise.
+/// 1. Entering EnterMaint arms the timer (5 s), entering UnderMaint does unless the interface is shut (10 s), and stopping
+///    disarms it; Idle, which nobody asks for, leaves it as it is.
 /// 2. `state` is written only by stateIs(), which publishes it and arms the timer.
-/// 3. Dependent units learn that the interface has drained before the record says so.
+/// 3. Dependent units learn that the interface has drained before the record says so; of one that is shut as it begins,
+///    they hear behind it.
 class IntfMonSm final : public Vel::Entity {
    VEL_ENTITY( IntfMonSm );
    using Profile = IntfMaintenanceProfile::Status;
@@ -62,6 +63,7 @@ class IntfMonSm final : public Vel::Entity {
    double timeMin() const { return timer_ ? timer_->timeMin() : Cog::Timer::never; }
    /// Hands a profile over; the same one again does nothing, null is held but not acted on.
    void intfProfileIs( const Vel::Ptr< const Profile > & intfProfile );
+   /// Publishes a new state in the record and sets the timer for it, at once; the same one again does nothing.
    void stateIs( Maintenance::MonIntfState state );
    void hasNotificationActiveIs( bool active );
 
@@ -75,16 +77,23 @@ class IntfMonSm final : public Vel::Entity {
    void stopTimer();
 
    // decisions: IntfMonSmDrain.cpp
+   /// Whether both rates of the latest sample are below the profile's threshold; a rate that is no number is not. There must
+   /// be a profile.
    bool isTrafficBelowThreshold() const;
    /// Counts one sample.
    void updateCounters();
+   /// Whether it is quiet, and the quiet samples in a row, 5 s each, make up the profile's load interval. There must be a
+   /// profile.
    bool hasTrafficDrained() const;
    /// Shuts the interface down or brings it back, as profile, time and `drained` say; true if it is shut
    /// afterwards.
    bool doMaintenanceShutdown( bool drained );
 
    // what dependent units learn: IntfMonSmUnits.cpp
+   /// Puts the interface into the drained sets of the units that depend on it and have one.
    void notifyDependentUnits();
+   /// Takes the interface out of the violating ones of each dependent unit that is under maintenance, or puts it there and
+   /// counts a violation.
    void updateDependentUnitStatus( bool belowThreshold );
 
    // profiles: IntfMonSmProfile.cpp

@@ -150,6 +150,8 @@ TEST_F( IntfMonSmDrain, hasDrainedWhenItsQuietRunIsAsLongAsTheLoadInterval ) {
             Case{ most, most / 5, true, true },
             Case{ most, most / 5 - 1, true, false },
             Case{ most, most, true, true },
+            Case{ most / 2 + 1, 1, true, false },
+            Case{ most, 1, true, false },
          } ) {
       SCOPED_TRACE( Vel::text( c.run, " samples of ", c.loadInterval, " s, ", c.below ? "quiet" : "busy" ) );
       p->drainWatchLoadIntervalIs( c.loadInterval );
@@ -267,6 +269,12 @@ TEST_F( IntfMonSmDrain, isShutAsProfileAndTimeSay ) {
             Case{ "not drained, after the delay is over", true, false, 30, 31, true },
             Case{ "not drained, the delay is no number", true, false, nan, 1e9, false },
             Case{ "not drained, the delay is for ever", true, false, infinity, 1e9, false },
+            // The record is of an earlier run, and the clock has been set back since.
+            Case{ "not drained, no delay, before the beginning", true, false, 0, -100, true },
+            Case{ "not drained, before the beginning", true, false, 30, -100, false },
+            Case{
+               "not drained, before a delay that lies before the beginning", true, false, -50, -100, false },
+            Case{ "not drained, after a delay that lies before the beginning", true, false, -50, 0, true },
          } )
       for ( const bool wasShut : { false, true } ) {
          SCOPED_TRACE( Vel::text( c.what, wasShut ? ", was shut" : "" ) );

@@ -153,6 +153,7 @@ TEST_F( IntfMonSmProfile, noProfileIsHeldButNotActedOn ) {
    EXPECT_TRUE( rig.shut( et1 ) );
    // The one that was held before is not watched any more.
    p->shutdownIs( false );
+   EXPECT_EQ( Lines{}, sequence.lines() );
    EXPECT_TRUE( rig.shut( et1 ) );
 }
 

@@ -95,6 +95,14 @@ TEST_F( RateAggregatorStart, resetsEveryUnitThenAddsEachInterfaceThenIsInitializ
    EXPECT_TRUE( sequence.traced( "IntfRateAggregatorSm - initialized", 4 ) );
 }
 
+TEST_F( RateAggregatorStart, addsAMemberThatIsMarkedAbsentToo ) {
+   rig.unit( "u1" );
+   MonitoredIntf & sampler = member( et1, 1000, 500, {} );
+   sampler.dependentUnitIs( "u1", false );
+   startAggregator();
+   expectAggregate( "u1", 1000, 500 );
+}
+
 TEST_F( RateAggregatorStart, watchesWhatIsThereAlready ) {
    monitored( et1 );
    rig.monIntfStatusDir->monIntfStatusIs( et2 );

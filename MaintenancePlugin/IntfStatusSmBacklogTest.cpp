@@ -46,6 +46,16 @@ TEST_F( Backlog, isWorkedOffByTheEventLoopOnly ) {
    EXPECT_EQ( 1u, rig.counters().numStopIntfMonInUnits() );
 }
 
+TEST_F( Backlog, everyChangeAsksForARunAtOnce ) {
+   queue( { et1 } );
+   tracker().clockReactorTimeMinIs( rig.now() + 100 );
+   queue( { et2 } );
+   EXPECT_EQ( 0, tracker().clockReactorTimeMin() );
+   tracker().clockReactorTimeMinIs( rig.now() + 100 );
+   queue( { et2 } );
+   EXPECT_EQ( 0, tracker().clockReactorTimeMin() );
+}
+
 TEST_F( Backlog, processesAnInterfaceOnceHoweverManyChangesWereReported ) {
    queue( { et1, et1, et1, et1, et1 } );
    EXPECT_EQ( 1u, tracker().backlogSize() );

@@ -144,6 +144,34 @@ TEST_F( TrackerOfGroups, leavingAGroupThatNoUnitHasIsOnlyTraced ) {
    EXPECT_EQ( 0u, tracker().backlogSize() );
 }
 
+TEST_F( TrackerOfGroups, aUnitThatKeepsTheInterfaceDoesNotKeepTheOthersFromLosingIt ) {
+   rig.groupMemberIs( "a", et1 );
+   rig.groupMemberIs( "b", et1 );
+   for ( const char * unit : { "u1", "u2" } )
+      rig.mappingIs( "a", unit );
+   rig.mappingIs( "b", "u1" );
+   rig.settle();
+   for ( const char * unit : { "u1", "u2" } )
+      input( unit ).intfIs( et1, true );
+   entry( et1 ).groupDel( PluginRig::group( "a" ) );
+   EXPECT_TRUE( input( "u1" ).intf( et1 ) );
+   EXPECT_FALSE( input( "u2" ).intf( et1 ) );
+}
+
+TEST_F( TrackerOfGroups, unmappingGoesOnBehindAnInterfaceThatStays ) {
+   for ( const IntfId & intf : { et1, et2 } )
+      rig.groupMemberIs( "a", intf );
+   rig.groupMemberIs( "b", et1 );
+   for ( const char * group : { "a", "b" } )
+      rig.mappingIs( group, "u1" );
+   rig.settle();
+   for ( const IntfId & intf : { et1, et2 } )
+      input( "u1" ).intfIs( intf, true );
+   rig.mappingDel( "a", "u1" );
+   EXPECT_TRUE( input( "u1" ).intf( et1 ) );
+   EXPECT_FALSE( input( "u1" ).intf( et2 ) );
+}
+
 // ---- the selected profile
 
 TEST_F( TrackerOfGroups, aSelectionIsQueuedOnlyForThatTypeAndThatCause ) {

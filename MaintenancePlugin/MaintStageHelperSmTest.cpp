@@ -63,6 +63,22 @@ TEST_F( MaintStageHelper, ignoresStagesWhileTheRootIsNotInitialised ) {
    EXPECT_EQ( 0u, enters() );
 }
 
+TEST_F( MaintStageHelper, ignoresStagesOfExitsWhileTheRootIsNotInitialised ) {
+   rig.start();
+   rig.root->initializedIs( false );
+   rig.exitClass.progressDir->progressIs( "u1#7" )->stageIs( stageName );
+   EXPECT_EQ( 0u, rig.counters().numMaintExit() );
+}
+
+TEST_F( MaintStageHelper, removesItsCompletionWhileTheRootIsNotInitialisedToo ) {
+   rig.start();
+   rig.enterClass.completionStatus->statusIs( "u1#1", Stage::stageRunning );
+   agentStatus().completeIs( key( "u1#1" ), true );
+   rig.root->initializedIs( false );
+   rig.enterClass.completionStatus->statusDel( "u1#1" );
+   EXPECT_EQ( 0u, agentStatus().completes() );
+}
+
 TEST_F( MaintStageHelper, watchesItsDirectoriesAndEachRecordThatWasThereBefore ) {
    record( "u1#1" );
    record( "u2#1" );
@@ -206,6 +222,13 @@ TEST_F( MaintStageHelper, deletesCompletionsOfUnknownInstancesAtStartWhateverThe
    EXPECT_EQ( 2u, agentStatus().completes() );
    EXPECT_TRUE( agentStatus().complete( key( "known#1" ) ) );
    EXPECT_TRUE( agentStatus().complete( key( "known#1", "other" ) ) );
+}
+
+TEST_F( MaintStageHelper, deletesCompletionsOfUnknownInstancesAtStartWhoeverMadeThemAndWhateverTheySay ) {
+   agentStatus().completeIs( { "former", stageName, "unknown#1" }, true );
+   agentStatus().completeIs( key( "unknown#1" ), false );
+   rig.start();
+   EXPECT_EQ( 0u, agentStatus().completes() );
 }
 
 TEST_F( MaintStageHelper, takesAbsentInputsForEmptyOnes ) {

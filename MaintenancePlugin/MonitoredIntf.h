@@ -48,7 +48,7 @@ class MonitoredIntf final : public Vel::Entity {
    /// Run by the constructor, once.
    void handleInitialized();
    void handleProfileName();
-   /// Takes back what this has published. Run by the destructor, once.
+   /// Takes back what this has published. Run by the destructor, or by a constructor that cannot go on.
    void prepareToDie();
    void dump( int fd, unsigned indent ) const;
 

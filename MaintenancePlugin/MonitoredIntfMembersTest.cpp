@@ -135,6 +135,18 @@ TEST_F( MonitoredIntfLag, forgetsAMemberThatLeaves ) {
    expectRates( gigabit, 1e8, sampledInTraffic( sampler ) );
 }
 
+TEST_F( MonitoredIntfLag, countsThePortsBehindAMemberThatIsNone ) {
+   rig.memberIs( po2, po1 );
+   rig.memberIs( et1, po1 );
+   expectRates( gigabit, 1e8, sampledInTraffic( monitored( po1 ) ) );
+}
+
+TEST_F( MonitoredIntfLag, countsThePortsBehindAMemberWithoutCounters ) {
+   rig.memberIs( PluginRig::port( "et9" ), po1 );
+   rig.memberIs( et1, po1 );
+   expectRates( gigabit, 1e8, sampledInTraffic( monitored( po1 ) ) );
+}
+
 // ---- a VLAN interface
 
 TEST_F( MonitoredIntfVlan, hasTheRateOfItsBusiestMember ) {
@@ -261,6 +273,13 @@ TEST_F( MonitoredIntfVlan, leavesNoRecordBehindWhenItIsRefused ) {
    const IntfId vlan = PluginRig::vlan( "vlan", 4095 );
    EXPECT_THROW( monitored( vlan ), Vel::RangeError );
    EXPECT_FALSE( rig.record( vlan ) );
+}
+
+TEST_F( MonitoredIntfVlan, refusesIdsThatNoVlanHasAlsoWhereThereAreNoVlans ) {
+   rig.vlanStatusDir = nullptr;
+   startAgain();
+   EXPECT_THROW( monitored( PluginRig::vlan( "vlan", 4095 ) ), Vel::RangeError );
+   EXPECT_EQ( 0u, rig.counters().numNoVlanStatus() );
 }
 
 TEST_F( MonitoredIntfVlan, takesTheLowestAndTheHighestId ) {

@@ -244,6 +244,18 @@ TEST_F( MonitoredIntfRecord, ofAnInterfaceInNoSetIsAllThatGoes ) {
    EXPECT_EQ( 1u, records().monIntfUnderMaints() );
 }
 
+TEST_F( MonitoredIntfRecord, thatHasGoneBeforeTheSamplerDoesNotKeepItInTheSets ) {
+   monitored( et1 );
+   records().monIntfEnterMaintIs( et1, true );
+   records().monIntfUnderMaintIs( et1, true );
+   records().monIntfSpikeUnderMaintIs( et1, true );
+   records().monIntfStatusDel( et1 );
+   rig.root->monIntfDir()->monitoredIntfDel( et1 );
+   EXPECT_EQ( 0u, records().monIntfEnterMaints() );
+   EXPECT_EQ( 0u, records().monIntfUnderMaints() );
+   EXPECT_EQ( 0u, records().monIntfSpikeUnderMaints() );
+}
+
 TEST_F( MonitoredIntfRecord, staysWhileAnybodyHoldsTheSampler ) {
    Vel::Ptr< MonitoredIntf > held = &monitored( et1 );
    rig.root->monIntfDir()->monitoredIntfDel( et1 );
@@ -292,6 +304,15 @@ TEST_F( MonitoredIntfRecord, takesTheLastRatesThenTheNewOnesThenTheTime ) {
    EXPECT_TRUE( sequence.traced( "setCurRates: ", 9 ) );
    EXPECT_EQ( rates( 100, 10, 1 ), rig.record( et1 )->prevRates() );
    EXPECT_EQ( rates( 200, 20, 2 ), rig.record( et1 )->curRates() );
+}
+
+TEST_F( MonitoredIntfRecord, isTheOneThatIsGiven ) {
+   MonitoredIntf & sampler = monitored( et1 );
+   const Vel::Ptr< MonIntfStatus > other( records().monIntfStatusIs( et2, "p", 1 ) );
+   sampler.setCurRates( other, rates( 200, 20, 2 ) );
+   EXPECT_EQ( rates( 200, 20, 2 ), other->curRates() );
+   EXPECT_EQ( rig.now(), other->lastSampleTime() );
+   EXPECT_EQ( IntfRates(), rig.record( et1 )->curRates() );
 }
 
 TEST_F( MonitoredIntfRecord, isNeededToPublish ) {

@@ -79,12 +79,12 @@ void UnitMonSm::startGroup( const Maintenance::GroupKey & group ) {
    const auto & groupStatusDir = rootSm()->intfGroupStatusDir();
    const auto * groupStatus = groupStatusDir ? groupStatusDir->status( group ) : nullptr;
    if ( !groupStatus ) {
-      VEL_TRACE(
-         trace, 4, "handleInitialized: Group status missing for group ", group, ", unit ", unitName(),
+      TRACE_TEXT(
+         4, "handleInitialized: Group status missing for group ", group, ", unit ", unitName(),
          ". Ignoring the group." );
       return;
    }
-   VEL_TRACE( trace, 4, "handleInitialized: processing group ", group );
+   TRACE_TEXT( 4, "handleInitialized: processing group ", group );
    for ( const auto & [intf, none] : groupStatus->intfRange() )
       startIntfMon( intf );
 }
@@ -141,9 +141,9 @@ IntfMonSm * UnitMonSm::intfMonNew(
       rootSm()
          ->intfMonIs( intf, rootSm()->timerWheel(), profile, rootSm(), monitoredIntf, initialState )
          .get();
-   VEL_TRACE(
-      trace, 4, "startIntfMon: created intf monitor for intf ", intf, ", initial state ", initialState,
-      ", profile ", profile->name() );
+   TRACE_TEXT(
+      4, "startIntfMon: created intf monitor for intf ", intf, ", initial state ", initialState, ", profile ",
+      profile->name() );
    return intfMonSm;
 }
 

@@ -14,8 +14,7 @@ class IntfMonSm;
 /// collection of unit monitors, which runs prepareToDie() before it lets go.
 ///
 /// Invariants:
-/// 1. An interface is in `monIntf` from the end of startIntfMon() until it is removed from there;
-/// stopIntfMon()
+/// 1. An interface that startIntfMon() takes is in `monIntf` from its end until it is removed from there. stopIntfMon()
 ///    follows each removal, also while the monitor is being released.
 /// 2. The comparison is of counts, and a report is made on every check that finds them equal.
 class UnitMonSm final : public Vel::Entity {
@@ -46,18 +45,22 @@ class UnitMonSm final : public Vel::Entity {
 
    void hasNotificationActiveIs( bool active );
    void handleInitialized();
+   /// Takes the interface in: with the monitor that other units have made, which gets the profile that applies now, or with
+   /// one of its own. Refuses, and counts, what is of another kind, has no status or is not up. It must have a profile.
    void startIntfMon( const Wire::IntfId & intf );
+   /// Lets the interface go; with the last unit that holds it its monitor and its sampler go. What applies without this
+   /// unit is resolved anew; without a profile, or if the interface is not up, it is stopped for the others too.
    void stopIntfMon( const Wire::IntfId & intf );
+   /// The interface has come into `monIntf` or left it.
    void handleMonIntf( const Wire::IntfId & intf );
+   /// The interface has come into `drainedIntf` or left it.
    void handleDrainedIntf( const Wire::IntfId & intf );
    void checkDrainedIntfsAndReport();
-   /// Empties the unit's sets, which stops its interfaces, and reports the exit. Runs once, with the reactors
-   /// active.
+   /// Empties the unit's sets, which stops its interfaces, and reports the exit. Runs once, with the reactors active.
    void prepareToDie();
    void dump( int fd, unsigned indent ) const;
 
-   /// Withdraws what an interface monitor applied: it stops, and its interface leaves the maintenance
-   /// shutdown.
+   /// Withdraws what an interface monitor applied: it stops, and its interface leaves the maintenance shutdown.
    static void unApplyCurrentProfile(
       const Vel::String & unitName, const Wire::IntfId & intf, const Vel::Ptr< IntfMonSm > & intfMonSm,
       DrainWatchSm * rootSm );

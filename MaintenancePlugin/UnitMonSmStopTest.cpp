@@ -207,7 +207,7 @@ TEST_F( UnitMonSmStop, theSecondUnitToLeaveReleasesASharedInterface ) {
 }
 
 TEST_F( UnitMonSmStop, anInterfaceThatHasNoProfileOrIsNotUpIsStoppedForTheOtherUnitsToo ) {
-   for ( const char * what : { "down", "without status", "without profile" } ) {
+   for ( const char * what : { "down", "unknown", "another value", "without status", "without profile" } ) {
       SCOPED_TRACE( what );
       PluginRig world;
       world.profileIs( "p", 100, 10, true, 1e9 );
@@ -223,6 +223,10 @@ TEST_F( UnitMonSmStop, anInterfaceThatHasNoProfileOrIsNotUpIsStoppedForTheOtherU
       // The membership has not dealt with it yet when the unit stops the interface.
       if ( what == Vel::String( "down" ) )
          world.allIntfStatusDir->intfStatus( et1 )->operStatusIs( Interface::operDown );
+      else if ( what == Vel::String( "unknown" ) )
+         world.allIntfStatusDir->intfStatus( et1 )->operStatusIs( Interface::operUnknown );
+      else if ( what == Vel::String( "another value" ) )
+         world.allIntfStatusDir->intfStatus( et1 )->operStatusIs( Interface::IntfOperStatus( 9 ) );
       else if ( what == Vel::String( "without status" ) )
          world.allIntfStatusDir->intfStatusDel( et1 );
       else
