@@ -70,6 +70,9 @@ Maintd::Views::Views( Maintd & agent )
               for ( const Agent::Problem & problem : agent.problems() )
                  result.emplace_back( problem.what, problem.text );
               return result;
+           },
+           []( bool begins, const std::string & line ) {
+              spdlog::log( begins ? spdlog::level::err : spdlog::level::info, "{}", line );
            } } ),
      hooks(
         agent.loop_, agent.wheel_, *agent.world_.children,

@@ -160,15 +160,30 @@ void Events::lookAtProblems() {
       writer_.write(
          { EventType::agent, agentName, "problem-end", {}, "the problem with \"" + what + "\" is over" },
          { { "problem", what } } );
+      problemsNoted_.erase( what );
+      hooks_.problemNoted( false, "the problem with \"" + what + "\" is over" );
    }
    for ( const auto & [what, text] : present ) {
       const Vel::String * const before = told.problem( what );
-      if ( ( before && *before == text ) || !mayTell( what ) )
+      if ( before && *before == text ) {
+         noteProblem( what, text );
          continue;
+      }
+      if ( !mayTell( what ) )
+         continue;
+      noteProblem( what, text );
       told.problemIs( what, text );
       writer_.write(
          { EventType::agent, agentName, "problem-begin", {}, "a problem with \"" + what + "\": " + text },
          { { "problem", what } } );
+   }
+}
+
+/// The log of each agent says what is wrong, also what an earlier one has told already.
+void Events::noteProblem( const std::string & what, const std::string & text ) {
+   if ( std::string & noted = problemsNoted_[what]; noted != text ) {
+      noted = text;
+      hooks_.problemNoted( true, "a problem with \"" + what + "\": " + text );
    }
 }
 

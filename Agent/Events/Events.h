@@ -49,6 +49,8 @@ class Events {
       std::function< bool( const Wire::IntfId & ) > forced;
       /// What is wrong with the agent: a word and a sentence for each. Asked once a second at most.
       std::function< std::vector< std::pair< std::string, std::string > >() > problems;
+      /// Takes a line for the agent's log: a problem has begun, or is another one; or it is over.
+      std::function< void( bool begins, const std::string & line ) > problemNoted;
    };
 
    /// Seconds after its start in which an agent finds what is wrong: until then no problem that was told is over.
@@ -74,6 +76,7 @@ class Events {
  private:
    void lookAtProfiles();
    void lookAtProblems();
+   void noteProblem( const std::string & what, const std::string & text );
    void tell( const char * what, const std::string & text );
 
    Model model_;
@@ -88,6 +91,7 @@ class Events {
    double startTime_ = 0;
    double problemsTime_ = 0; ///< when it was asked for problems last
    std::map< std::string, Damper > problemDampers_;
+   std::map< std::string, std::string > problemsNoted_; ///< by this agent
 };
 
 } // namespace Agent

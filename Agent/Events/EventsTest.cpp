@@ -88,6 +88,32 @@ TEST_F( EventsTest, problemsAreToldWhenTheyBeginAndEnd ) {
    EXPECT_EQ( Lines{ "agent maintd problem-end" }, told() );
 }
 
+TEST_F( EventsTest, theLogSaysOnceThatAProblemBeginsIsAnotherOneAndEnds ) {
+   clock->advance( Events::problemsFound );
+   problems = { { "store", "no space" } };
+   clock->advance( 60 );
+   problems = { { "store", "no folder" } };
+   clock->advance( 60 );
+   problems.clear();
+   clock->advance( 60 );
+   EXPECT_EQ(
+      ( Lines{
+         "error a problem with \"store\": no space", "error a problem with \"store\": no folder",
+         "info the problem with \"store\" is over" } ),
+      noted );
+}
+
+TEST_F( EventsTest, theLogOfTheNextAgentHasAProblemThatWasToldBefore ) {
+   clock->advance( Events::problemsFound );
+   problems = { { "samples", "no space" } };
+   clock->advance( 1 );
+   told();
+   start();
+   clock->advance( 60 );
+   EXPECT_EQ( Lines{ "agent maintd started" }, told() );
+   EXPECT_EQ( Lines( 2, "error a problem with \"samples\": no space" ), noted );
+}
+
 TEST_F( EventsTest, aProblemThatTheNextAgentFindsAfterAWhileHasNeverBeenOver ) {
    problems = { { "samples", "no space" } };
    clock->advance( 1 );
@@ -306,7 +332,7 @@ TEST_F( EventsTest, whatIsLetGoOfIsNotToldToHaveDrainedJustThen ) {
    clock->advance( 2 );
    insights->intfIs( et1 )->reasonIs( Reason::shut );
    turn();
-   EXPECT_EQ( "et1 is set down", last().at( "text" ) );
+   EXPECT_EQ( "et1 is to be set down", last().at( "text" ) );
    clock->advance( 2 );
    insights->intfIs( et1 )->reasonIs( Reason::drained );
    turn();

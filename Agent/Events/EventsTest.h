@@ -58,7 +58,10 @@ class EventsTest : public testing::Test {
                ++driftAsked;
                return intf == et1 ? drift : "";
             },
-            [this]( const Wire::IntfId & intf ) { return intf == et1; }, [this] { return problems; } } );
+            [this]( const Wire::IntfId & intf ) { return intf == et1; }, [this] { return problems; },
+            [this]( bool begins, const std::string & line ) {
+               noted.push_back( ( begins ? "error " : "info " ) + line );
+            } } );
    }
    void turn() { clock->runUntilIdle(); }
    void profile( const std::string & name, double kbps ) {
@@ -147,6 +150,7 @@ class EventsTest : public testing::Test {
    unsigned driftAsked = 0;
    bool settling = false;
    std::vector< std::pair< std::string, std::string > > problems;
+   Lines noted; ///< in the log
    Vel::U64 seen = 0;
    std::unique_ptr< Events > events;
 };

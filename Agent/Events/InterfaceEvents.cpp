@@ -334,8 +334,8 @@ void InterfaceEvents::lookAtShutdown( const Present & of ) {
       if ( shut )
          writer_.write(
             of.about(
-               "shut", of.name + ( forced ? " is shut although it has not drained: its time is over"
-                                          : " is shut: it has drained" ) ),
+               "shut", of.name + ( forced ? " is to be shut although it has not drained: its time is over"
+                                          : " is to be shut: it has drained" ) ),
             { { "forced", forced } } );
       else
          writer_.write( of.about( "released", of.name + " is released" ) );

@@ -99,7 +99,7 @@ std::string reasonSentence(
                          ? " is not set down any more, and still counts as drained"
                          : " has drained" );
    case Reason::shut:
-      return name + " is set down";
+      return name + " is to be set down";
    case Reason::spike:
       return name + " had drained, and traffic is back" + traffic;
    default:

@@ -302,6 +302,7 @@ TEST_F( DriftStory, administratorsDownWhileOurShutdownFailsIsHis ) {
    shut();
    clock->runUntilIdle();
    fake->fail( 0, "device is busy" );
+   noted();
    othersSet( false );
    EXPECT_EQ( "lowered", drift() );
    EXPECT_EQ( lowered, noted() );
@@ -341,7 +342,7 @@ TEST_F( DriftStory, linkThatIsSetOtherwiseBeforeItIsReadBackIsNotFoughtOver ) {
       clock->post( happens );
       clock->runUntilIdle();
       EXPECT_EQ( "raised", drift() );
-      EXPECT_EQ( raised, noted() );
+      EXPECT_TRUE( noted().ends_with( raised ) ) << "perhaps behind what was answered to us";
       clock->advance( 60 );
       EXPECT_EQ( before, fake->requests.size() );
       EXPECT_EQ( "", executor->problem() );

@@ -152,6 +152,7 @@ void Executor::adminUpHasChanged( Known & known ) {
       requests_.erase( std::exchange( known.request, 0 ) );
       known.retryTime = 0;
       known.problem.clear();
+      known.refusalNoted.clear();
       if ( entry->wantedUp() ) {
          lostIsLeft( *entry, known );
          model_.journal->entryDel( link.intf );
@@ -268,8 +269,10 @@ void Executor::linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetRes
    const bool undone = link.reached && link.link.adminUp != entry->wantedUp() && !health_.degraded;
    const bool ok = result.link.ok() || undone;
    link.inVain = !ok;
-   link.problem = !ok ? result.link.text() : result.left.empty() ? result.restore.text() : Vel::String();
-   if ( !ok ) {
+   refusalIs( link, ok ? Vel::String() : result.link.text(), entry->wantedUp() ? "up" : "down" );
+   if ( ok )
+      link.problem = result.left.empty() ? result.restore.text() : Vel::String();
+   else {
       link.retryTime = now() + retryAfter;
       wakeupIs( link.retryTime );
       return;
@@ -336,6 +339,7 @@ void Executor::execute( const Wire::IntfId & intf ) {
       // It could not be shut, and need not be any more.
       known.retryTime = 0;
       known.problem.clear();
+      known.refusalNoted.clear();
    }
    publish( intf );
 }
@@ -343,6 +347,7 @@ void Executor::execute( const Wire::IntfId & intf ) {
 void Executor::hold( const Wire::IntfId & intf, Known & known ) {
    LinkJournalEntry * entry = model_.journal->entry( intf );
    known.retryTime = 0;
+   known.refusal.clear();
    if ( !entry ) {
       // A link that is down already loses nothing by us.
       const DataPlane::LinkSnapshot snapshot =
@@ -381,7 +386,7 @@ void Executor::requestAgain( LinkJournalEntry & entry, Known & known ) {
 
 /// Shut now, the link would come back without its addresses.
 void Executor::holdLater( const DataPlane::Outcome & outcome, Known & known ) {
-   known.problem = outcome.text();
+   refusalIs( known, outcome.text(), "down" );
    known.retryTime = now() + retryAfter;
    wakeupIs( known.retryTime );
 }
@@ -419,6 +424,7 @@ void Executor::request( LinkJournalEntry & entry, Known & known ) {
    known.overtakes = known.request != 0;
    known.reached = false;
    known.request = ++lastRequest_;
+   known.askedTime = now();
    known.retryTime = 0;
    known.raised = false;
    known.inVain = false;

@@ -55,6 +55,8 @@ class Executor final : private DataPlane::Listener {
    static constexpr double releaseGrace = 10;
    /// Seconds after which a request that has failed is made again.
    static constexpr double retryAfter = 5;
+   /// Seconds after which it is told that a request waits for the journal.
+   static constexpr double journalPatience = 2;
    /// Seconds after which counters that could not be read are read again.
    static constexpr double countersRetryAfter = 1;
 
@@ -129,6 +131,9 @@ class Executor final : private DataPlane::Listener {
    /// it is of a kind that is never counted.
    Vel::String uncounted( const Wire::IntfId & intf ) const;
    Drift drift( const Wire::IntfId & intf ) const { return drifts_.of( intf ); }
+   /// Why a link that is to be held down has not been set down yet, for the operator; empty: it has, it is not to be, or
+   /// somebody else has set it up.
+   Vel::String shutProblem( const Wire::IntfId & intf ) const;
 
  private:
    struct VelCause final : Vel::ReactorTo< Executor, Errdisable::CauseStatus > {
@@ -149,6 +154,7 @@ class Executor final : private DataPlane::Listener {
       bool inVain = false;     ///< the last one of this agent has not set it, or has not left
       bool overtakes = false;  ///< an earlier request was on its way when it was made
       bool reached = false;    ///< since it was made, the link has come to be as it wants
+      double askedTime = 0;    ///< when the last request was made
       double retryTime = 0;    ///< a failed request is made again then; 0: none has failed
       double graceEnd = 0;     ///< until when a released link keeps its status; 0: it does not
       bool raised = false;     ///< somebody else has raised it while we hold it
@@ -157,6 +163,8 @@ class Executor final : private DataPlane::Listener {
       double setUpTime = 0;    ///< when we have seen it set up; 0: not yet
       double followedTime = 0; ///< when its bridge was set up before we set it down again
       Vel::String problem;
+      Vel::String refusal;      ///< why it could not be set the last time; empty: it could
+      Vel::String refusalNoted; ///< what was noted of that last
    };
 
    void linkIs( const DataPlane::Link & link ) override;
@@ -190,6 +198,7 @@ class Executor final : private DataPlane::Listener {
    void handleDue();
    void handleWakeup();
    void wakeupIs( double time );
+   void refusalIs( Known & known, const Vel::String & why, const char * direction );
    void leftIs( Known & known, const DataPlane::LinkSetResult & result );
    void lostIsLeft( const LinkJournalEntry & entry, const Known & known );
    void leftIs( const Known & known, const Vel::String & lost, const Vel::String & why );

@@ -162,6 +162,34 @@ Vel::String Executor::uncounted( const Wire::IntfId & intf ) const {
    return switch_->uncounted( intf );
 }
 
+// ---- what could not be done
+
+/// \param why        empty: it was set
+/// \param direction  in which it was to be set
+void Executor::refusalIs( Known & known, const Vel::String & why, const char * direction ) {
+   const Wire::IntfId intf = known.link.intf;
+   known.refusal = why;
+   known.problem = why.empty() ? Vel::String() : Vel::text( "cannot set ", intf, " ", direction, ": ", why );
+   // It is tried again and again: only another answer is news.
+   if ( std::exchange( known.refusalNoted, known.problem ) != known.problem )
+      hooks_.noted(
+         !why.empty() ? known.problem
+                      : Vel::text( intf, ": has been set ", direction, ", after that had failed" ) );
+}
+
+Vel::String Executor::shutProblem( const Wire::IntfId & intf ) const {
+   const auto it = known_.find( intf );
+   const bool wanted = model_.cause->intfStatus( intf ) && !model_.journal->released( intf );
+   if ( !wanted || it == known_.end() || !it->second.link.adminUp )
+      return {};
+   const Known & known = it->second;
+   const LinkJournalEntry * const entry = model_.journal->entry( intf );
+   if ( entry && ( entry->wantedUp() || entry->acknowledged() ) )
+      return {};
+   const bool waits = known.request && !known.sent && now() - known.askedTime >= journalPatience;
+   return known.refusal.empty() && waits ? "it is not stored yet that it is to be held" : known.refusal;
+}
+
 Vel::String Executor::problem() const {
    if ( !health_.text.empty() )
       return health_.text;

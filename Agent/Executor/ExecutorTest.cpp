@@ -203,7 +203,7 @@ TEST_F( ExecutorStory, asksAgainForWhatHasFailed ) {
    shut();
    clock->runUntilIdle();
    fake->fail( 0, "device is busy" );
-   EXPECT_EQ( "device is busy", executor->problem() );
+   EXPECT_EQ( "cannot set et1 down: device is busy", executor->problem() );
    clock->advance( 6 );
    ASSERT_EQ( 2u, fake->requests.size() );
    fake->done( 1 );
@@ -270,7 +270,7 @@ TEST_F( ExecutorStory, shutsNoLinkWhoseAddressesCannotBeRead ) {
    clock->runUntilIdle();
    EXPECT_EQ( 0u, fake->requests.size() );
    EXPECT_EQ( nullptr, entry() );
-   EXPECT_EQ( "cannot read the addresses: no memory", executor->problem() );
+   EXPECT_EQ( "cannot set et1 down: cannot read the addresses: no memory", executor->problem() );
    fake->snapshotOutcome = {};
    clock->advance( 6 );
    ASSERT_EQ( 1u, fake->requests.size() );

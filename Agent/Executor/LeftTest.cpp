@@ -321,7 +321,7 @@ TEST_F( LeftStory, isKnownAnewWhenALinkCouldNotBeSetDown ) {
    fake->fail( 1, "not permitted" );
    clock->advance( Executor::retryAfter + 1 );
    EXPECT_EQ( 2u, fake->requests.size() );
-   EXPECT_EQ( "the kernel does not answer", executor->problem() );
+   EXPECT_EQ( "cannot set et1 down: the kernel does not answer", executor->problem() );
    fake->snapshotOutcome = {};
    clock->advance( Executor::retryAfter + 1 );
    EXPECT_EQ( 3u, fake->requests.size() );

@@ -36,8 +36,7 @@ void LinuxSwitch::linkIsSet( const Asked & asked, const KernelAnswer & answer ) 
       lastAsked_.erase( asked.intf );
    LinkSetResult result;
    if ( answer.code != 0 )
-      result.link = Outcome::failed(
-         Vel::text( "cannot set ", asked.intf, asked.up ? " up: " : " down: ", answer.text ) );
+      result.link = Outcome::failed( answer.text );
    else if ( last )
       result.link = readBack( asked );
    if ( result.link.ok() && asked.up && !asked.restore.empty() ) {
@@ -65,11 +64,10 @@ Outcome LinuxSwitch::readBack( const Asked & asked ) {
       return outcome;
    if ( !up )
       return Outcome::failed( what + ": the kernel has not answered" );
-   const char * const wanted = asked.up ? " up" : " down";
-   return *up == asked.up ? Outcome()
-                          : Outcome::failed( Vel::text(
-                               "cannot set ", asked.intf, wanted,
-                               ": the kernel has acknowledged it, but the link is not", wanted ) );
+   return *up == asked.up
+             ? Outcome()
+             : Outcome::failed( Vel::text(
+                  "the kernel has acknowledged it, but the link is not ", asked.up ? "up" : "down" ) );
 }
 
 /// Null if the text cannot be read, which has been told then.
