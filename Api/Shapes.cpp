@@ -49,6 +49,8 @@ UnitTimes timesOf( const Reader & in ) {
             in.maybeText( "doubt" ) };
 }
 
+NotShut notShutOf( const Reader & in ) { return { in.name( "interface" ), in.text( "problem" ) }; }
+
 Unit unitOf( const Reader & in ) {
    Unit unit;
    unit.name = in.name( "name" );
@@ -71,6 +73,7 @@ Unit unitOf( const Reader & in ) {
    unit.violating = in.texts( "violating" );
    unit.totalViolations = in.counter( "total-violations" );
    unit.settlingSince = in.time( "settling-since" );
+   unit.notShut = in.list( "not-shut", notShutOf );
    unit.groups = in.texts( "groups" );
    unit.sentence = in.text( "sentence" );
    unit.etaSeconds = in.maybeNumber( "eta-seconds" );
@@ -109,6 +112,7 @@ Interface interfaceOf( const Reader & in ) {
    interface.consecutiveDrainedSamples = in.maybeCounter( "consecutive-drained-samples" );
    interface.spike = in.flag( "spike" );
    interface.shut = in.flag( "shut" );
+   interface.shutProblem = in.maybeText( "shut-problem" );
    interface.linkState = in.text( "link-state" );
    interface.drift = in.maybeText( "drift" );
    interface.reason = maybeReason( in, "reason" );
@@ -186,6 +190,7 @@ Explanation readExplanation( std::string_view text ) {
    explanation.settleRemainingSeconds = in.maybeNumber( "settle-remaining-seconds" );
    explanation.stuck = in.flag( "stuck" );
    explanation.stuckReason = in.maybeText( "stuck-reason" );
+   explanation.notShut = in.list( "not-shut", notShutOf );
    explanation.waiting = in.list( "waiting", waitingOf );
    explanation.skipped = in.list( "skipped", skippedOf );
    return explanation;

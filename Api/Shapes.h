@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Api/Error.h"
+#include "Api/NotShut.h"
 
 #include <cstdint>
 #include <map>
@@ -70,6 +71,7 @@ struct Unit {
    std::vector< std::string > violating; ///< names of interfaces
    std::uint64_t totalViolations = 0;
    std::optional< double > settlingSince;
+   std::vector< NotShut > notShut; ///< that are to be
    std::vector< std::string > groups;
    std::string sentence; ///< where it is, what it waits for and for how long
    std::optional< double >
@@ -107,6 +109,7 @@ struct Explanation {
    std::optional< double > settleRemainingSeconds;
    bool stuck = false;
    std::optional< std::string > stuckReason;
+   std::vector< NotShut > notShut; ///< although they are to be
    std::vector< Waiting > waiting;
    std::vector< Skipped > skipped;
 };
@@ -120,7 +123,8 @@ struct Interface {
    std::optional< double > inBps, outBps;
    std::optional< std::uint64_t > samples, consecutiveDrainedSamples;
    bool spike = false;
-   bool shut = false;
+   bool shut = false;                        ///< it is to be held down
+   std::optional< std::string > shutProblem; ///< why it has not been set down for that
    std::string linkState;
    std::optional< std::string > drift; ///< what somebody else has done to it; nothing: nothing
    std::optional< Reason > reason;     ///< nothing: it has no record

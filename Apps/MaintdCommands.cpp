@@ -67,6 +67,7 @@ Agent::ControlCommands Maintd::commands() {
    c.dump = [this] { return dump(); };
    c.counters = [this] { return pointee( root(), "counters" ); };
    c.linkState = [this]( const Wire::IntfId & intf ) { return executor_->linkState( intf ); };
+   c.shutProblem = [this]( const Wire::IntfId & intf ) { return executor_->shutProblem( intf ); };
    c.uncounted = [this]( const Wire::IntfId & intf ) { return executor_->uncounted( intf ); };
    c.drift = [this]( const Wire::IntfId & intf ) {
       const Agent::Drift drift = executor_->drift( intf );

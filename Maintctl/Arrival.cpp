@@ -45,8 +45,9 @@ std::string notWaitedFor( const Api::Explanation & explanation ) {
 /// Which links of a unit that is normal are shut all the same, and for whom.
 std::string stillShut( const std::string & unit, Remote & remote ) {
    const auto interfaces = Api::readInterfaces(
-      remote.get( Api::Path::withFields( Api::Path::interfacesOf( unit ), "shut,units" ) ) );
-   const auto isShared = []( const Api::Interface & i ) { return i.shut && i.units.size() > 1; };
+      remote.get( Api::Path::withFields( Api::Path::interfacesOf( unit ), "shut,shut-problem,units" ) ) );
+   const auto isShut = []( const Api::Interface & i ) { return i.shut && !i.shutProblem; };
+   const auto isShared = [&]( const Api::Interface & i ) { return isShut( i ) && i.units.size() > 1; };
    if ( std::none_of( interfaces.begin(), interfaces.end(), isShared ) )
       return "";
    std::set< std::string > away;
@@ -57,7 +58,7 @@ std::string stillShut( const std::string & unit, Remote & remote ) {
    std::set< std::string > holders;
    for ( const Api::Interface & i : interfaces ) {
       const auto isAway = [&]( const std::string & name ) { return away.count( name ) != 0; };
-      if ( !i.shut || std::none_of( i.units.begin(), i.units.end(), isAway ) )
+      if ( !isShut( i ) || std::none_of( i.units.begin(), i.units.end(), isAway ) )
          continue;
       links.push_back( i.name );
       std::copy_if( i.units.begin(), i.units.end(), std::inserter( holders, holders.end() ), isAway );
@@ -72,8 +73,8 @@ std::string stillShut( const std::string & unit, Remote & remote ) {
 std::string
 arrivalText( const std::string & body, Operate::Operation operation, double seconds, Remote & remote ) {
    const Api::Unit unit = Api::readUnit( body );
-   const std::string text =
-      unit.name + " is " + stateText( unit.state ) + " after " + spanText( seconds ) + failuresText( unit );
+   const std::string text = unit.name + " is " + stateText( unit.state ) + " after " + spanText( seconds ) +
+                            failuresText( unit ) + notShutText( unit );
    try {
       return text + ( operation == Operate::Operation::enter
                          ? notWaitedFor(

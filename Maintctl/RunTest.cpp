@@ -33,6 +33,9 @@ constexpr char interfaceEt1[] = R"({"name":"et1","kind":"ethernet","units":["spi
    "start-time":"2023-11-14T22:13:20.000Z","state-time":"2023-11-14T22:15:00.000Z",
    "last-sample-time":"2023-11-14T22:15:15.000Z",
    "reason":{"code":"spike","text":"1.25 Mbit/s, traffic is back since 22:15"}})";
+constexpr char interfaceNotShut[] = R"({"name":"et1","kind":"ethernet","units":["spine-a"],"profile":"fast",
+   "state":"under-maint","shut":true,"shut-problem":"Operation not permitted","link-state":"up",
+   "reason":{"code":"shut","text":"not shut: Operation not permitted"}})";
 constexpr char interfaceNone[] = R"({"name":"et9","kind":"ethernet","units":[],"profile":null,"state":null,
    "in-bps":null,"out-bps":null,"samples":null,"consecutive-drained-samples":null,"spike":false,"shut":false,
    "link-state":"up","start-time":null,"state-time":null,"last-sample-time":null})";
@@ -188,6 +191,16 @@ TEST_F( RunTest, showInterfaceGivesItInFull ) {
                "Spike:            yes, traffic came back under maintenance\n" );
 }
 
+TEST_F( RunTest, showInterfaceSaysThatALinkIsNotShutYet ) {
+   rig.client.answers( "GET /api/v1/interfaces/et1", interfaceNotShut );
+   rig.run( { "show", "interface", "et1" } );
+   EXPECT_NE( rig.out.find( "Shut by us:       not yet\n" ), std::string::npos ) << rig.out;
+   EXPECT_NE( rig.out.find( "not shut: Operation not permitted\n" ), std::string::npos ) << rig.out;
+   rig.client.answers( "GET /api/v1/interfaces", "[" + std::string( interfaceNotShut ) + "]" );
+   rig.run( { "show", "interfaces" } );
+   EXPECT_NE( rig.out.find( "  not yet  " ), std::string::npos ) << rig.out;
+}
+
 TEST_F( RunTest, showProfilesSaysWhenLinksAreShut ) {
    rig.client.answers(
       "GET /api/v1/profiles",
@@ -330,6 +343,16 @@ TEST_F( RunTest, explainNamesSettlingAndWhatIsStuck ) {
       R"({"unit":"b","state":"entering","stuck":true,"stuck-reason":"no completion came","waiting":[],"skipped":[]})" );
    rig.run( { "explain", "b" } );
    EXPECT_EQ( rig.out, "b is entering; it waits for no interface.\nSTUCK: no completion came\n" );
+}
+
+TEST_F( RunTest, explainNamesLinksThatCouldNotBeShut ) {
+   rig.client.answers(
+      "GET /api/v1/units/a/explain",
+      R"({"unit":"a","state":"maintenance","not-shut":[{"interface":"et1","problem":"Operation not permitted"}],
+         "waiting":[],"skipped":[]})" );
+   rig.run( { "explain", "a" } );
+   EXPECT_EQ(
+      rig.out, "a is under maintenance.\nNOT SHUT: et1 could not be shut: Operation not permitted\n" );
 }
 
 TEST_F( RunTest, dumpGivesTheTextAsItIs ) {

@@ -57,6 +57,10 @@ std::string whyHeading( const auto & range, const auto & wordsOf ) {
 
 std::string wordsOf( const Api::Waiting & w ) { return w.insight ? w.insight->text : w.reason; }
 
+std::string shutText( const Api::Interface & intf ) {
+   return intf.shut && intf.shutProblem ? "not yet" : yesNo( intf.shut );
+}
+
 /// A newer agent may have more words.
 std::string driftText( const std::optional< std::string > & drift ) {
    if ( drift == "raised" )
@@ -187,7 +191,7 @@ std::string interfacesText( const std::vector< Api::Interface > & interfaces, No
            interfaces, []( const Api::Interface & intf ) { return reasonText( intf.reason ); } ) } } );
    for ( const Api::Interface & intf : interfaces )
       table.row(
-         { intf.name, intf.kind, intf.linkState, yesNo( intf.shut ), orNothing( intf.drift ),
+         { intf.name, intf.kind, intf.linkState, shutText( intf ), orNothing( intf.drift ),
            orNothing( intf.state ), ageText( intf.stateTime, now ), rateText( intf.inBps ),
            rateText( intf.outBps ), countOrNothing( intf.samples ),
            countOrNothing( intf.consecutiveDrainedSamples ), yesNo( intf.spike ), orNothing( intf.profile ),
@@ -200,7 +204,7 @@ std::string interfaceText( const Api::Interface & intf, Now now, std::size_t roo
    sheet.line( "Interface", intf.name );
    sheet.line( "Kind", intf.kind );
    sheet.line( "Link", intf.linkState );
-   sheet.line( "Shut by us", yesNo( intf.shut ) );
+   sheet.line( "Shut by us", shutText( intf ) );
    sheet.line( "Drift", driftText( intf.drift ) );
    sheet.line( "Units", listText( intf.units ) );
    sheet.line( "Profile", orNothing( intf.profile ) );
@@ -312,6 +316,8 @@ std::string explanationText( const Api::Explanation & e, Now now, std::size_t ro
       result += paragraph( "Reason: " + *e.reason, room );
    if ( e.stuck )
       result += paragraph( "STUCK: " + e.stuckReason.value_or( "for an unknown reason" ), room );
+   if ( !e.notShut.empty() )
+      result += paragraph( "NOT SHUT: " + Api::notShutText( e.notShut ), room );
    if ( !e.waiting.empty() ) {
       Table table(
          { { "INTERFACE" },

@@ -16,9 +16,10 @@ using Now = std::optional< double >;
 std::string unitsText( const std::vector< Api::Unit > & units, Now now, std::size_t room = endless );
 std::string unitText( const Api::Unit & unit, Now now, std::size_t room = endless );
 /// The fields that it needs.
-inline constexpr char interfacesTextFields[] = "kind,link-state,shut,drift,state,state-time,in-bps,out-bps,"
-                                               "samples,consecutive-drained-samples,spike,profile,"
-                                               "units,reason.code,reason.text";
+inline constexpr char interfacesTextFields[] =
+   "kind,link-state,shut,shut-problem,drift,state,state-time,in-bps,out-bps,"
+   "samples,consecutive-drained-samples,spike,profile,"
+   "units,reason.code,reason.text";
 std::string
 interfacesText( const std::vector< Api::Interface > & interfaces, Now now, std::size_t room = endless );
 std::string interfaceText( const Api::Interface & interface, Now now, std::size_t room = endless );

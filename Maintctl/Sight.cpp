@@ -328,8 +328,11 @@ Picture Sight::picture() const {
          { "Why", shown.text },
          { "Threshold", rateText( shown.thresholdBps ) + ", profile " + orNothing( intf.profile ) },
          { "Drained in", shown.etaSeconds ? spanText( *shown.etaSeconds ) : nothing },
-         { "Link",
-           intf.linkState + ( intf.shut ? ", shut by us" : "" ) + ( intf.drift ? ", " + *intf.drift : "" ) },
+         { "Link", intf.linkState +
+                      ( intf.shutProblem ? ", not shut yet"
+                        : intf.shut      ? ", shut by us"
+                                         : "" ) +
+                      ( intf.drift ? ", " + *intf.drift : "" ) },
          { "Units", listText( intf.units ) } };
    }
    return picture;

@@ -362,6 +362,15 @@ TEST_F( SightTest, keepsWhatItSawIfALookFails ) {
    EXPECT_EQ( namesOf( sight.picture().units[0].interfaces ), Names{ "et1" } );
 }
 
+TEST_F( SightTest, showsALinkThatCouldNotBeShutAmongThoseThatNeedAnEye ) {
+   const std::string notShut =
+      intf( "et1", reason( "shut" ) + R"(,"link-state":"up","shut":true,"shut-problem":"no permission")" );
+   interfaces( { notShut } );
+   EXPECT_EQ( seen( { What::unit, "a" } ).units.at( 0 ).interfaces.at( 0 ).urgency, Urgency::stuck );
+   client.answers( "GET /api/v1/interfaces/et1", notShut );
+   EXPECT_EQ( seen( { What::interface, "et1" } ).facts.at( 4 ).second, "up, not shut yet" );
+}
+
 TEST_F( SightTest, tellsAllOfOneInterface ) {
    client.answers(
       "GET /api/v1/interfaces/et1", intf(

@@ -45,6 +45,8 @@ std::string words( const Api::PastReason & reason ) {
    std::string code = reason.code;
    if ( code == "above-threshold" )
       return reason.rateBps ? "above the threshold" : "waits for a rate";
+   if ( code == "shut" )
+      return "to be shut";
    std::replace( code.begin(), code.end(), '-', ' ' );
    return code;
 }
@@ -71,7 +73,8 @@ void addInterface( Timeline & timeline, const Api::PastInterface & intf ) {
       if ( !isToldBelow( reason.code ) )
          timeline.add( reason.time, name + words( reason ) + atRate( reason.rateBps ) );
    timeline.add(
-      intf.shut, name + ( intf.shutdownKind == "forced" ? "shut before it had drained" : "shut" ) );
+      intf.shut,
+      name + ( intf.shutdownKind == "forced" ? "to be shut before it has drained" : "to be shut" ) );
    for ( const Api::PastSpike & spike : intf.spikes ) {
       timeline.add( spike.began, name + "traffic is back" );
       timeline.add( spike.ended, name + "traffic is gone again, at most " + rateText( spike.peakBps ) );

@@ -44,6 +44,8 @@ Urgency urgencyOf( const Api::Reason & reason, const Api::Unit * unit ) {
 } // namespace
 
 Urgency urgencyOf( const Api::Interface & intf, std::optional< double > threshold, const Api::Unit * unit ) {
+   if ( intf.shutProblem )
+      return Urgency::stuck;
    if ( intf.reason )
       return urgencyOf( *intf.reason, unit );
    if ( !intf.state || *intf.state == "idle" )

@@ -69,6 +69,11 @@ std::string failuresText( const Api::Unit & unit ) {
    return result;
 }
 
+std::string notShutText( const Api::Unit & unit ) {
+   const std::string text = Api::notShutText( unit.notShut );
+   return text.empty() ? "" : "; " + text;
+}
+
 Waiting::Waiting( Target target, Remote & remote, Pace & pace, Output & output, Display & display )
    : target_( std::move( target ) ),
      remote_( remote ),

@@ -80,6 +80,9 @@ class Waiting {
 /// The stages of a unit's present or last run that have failed, and why, to be put behind a sentence; empty: none.
 std::string failuresText( const Api::Unit & unit );
 
+/// The links of a unit that could not be shut although they are to be, to be put behind a sentence; empty: none.
+std::string notShutText( const Api::Unit & unit );
+
 /// Who keeps a unit waiting, the slowest first: those above the threshold, then by how long they must still be quiet.
 /// \param most  names to give
 std::string slowestText( const Api::Explanation & explanation, std::size_t most );

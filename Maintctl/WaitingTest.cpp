@@ -65,6 +65,15 @@ TEST_F( WaitingTest, enterEndsWhenTheUnitIsUnderMaintenance ) {
    EXPECT_EQ( rig.pace.now(), 20 );
 }
 
+TEST_F( WaitingTest, namesLinksThatCouldNotBeShutInTheLastLine ) {
+   from( 0, unit( "entering", 3 ) );
+   from(
+      7,
+      unit( "maintenance", 5, R"(,"not-shut":[{"interface":"et1","problem":"Operation not permitted"}])" ) );
+   EXPECT_EQ( rig.run( { "enter", "a", "--wait" } ), ExitStatus::done );
+   EXPECT_EQ( rig.out, "a is under maintenance after 7s; et1 could not be shut: Operation not permitted\n" );
+}
+
 TEST_F( WaitingTest, exitEndsWhenTheUnitIsNormal ) {
    from( 0, unit( "exiting", 3 ) );
    from( 2, unit( "normal", 0 ) );

@@ -23,6 +23,9 @@ struct Answers::Json {
    UnitFacts
    facts( const Maintenance::Unit::Status & status, const ControlCommands::Progress & progress ) const;
 
+   /// Those that are to be held down and could not be shut.
+   static json notShut( const UnitFacts & facts );
+
    // AnswersOfTimes.cpp
    /// The times that are set for the present maintenance.
    json times( const std::string & unit ) const;
@@ -30,6 +33,8 @@ struct Answers::Json {
    // AnswersOfInterfaces.cpp
    json interface( const Wire::IntfId & intf ) const;
    json interface( const Wire::IntfId & intf, const InterfaceFields & fields ) const;
+   /// With what the switch says against its shutdown.
+   std::optional< ReasonFacts > reasonFacts( const Wire::IntfId & intf ) const;
    /// Why it is not done yet; null if it has no record.
    json reason( const Wire::IntfId & intf ) const;
    /// \param rates  that are shown of it

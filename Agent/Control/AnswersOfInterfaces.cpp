@@ -72,6 +72,8 @@ constexpr Field< Seen > interfaceFields[] = {
         return s.ofRecord( []( auto & r ) { return Answers::Json::counter( r.totalSamples() ); } );
      } },
    { "shut", []( const Seen & s ) { return json( s.model().cause->intfStatus( s.intf ) != nullptr ); } },
+   { "shut-problem",
+     []( const Seen & s ) { return Answers::Json::textOrNull( s.commands().shutProblem( s.intf ) ); } },
    { "spike", []( const Seen & s ) { return json( s.record && s.record->spikeUnderMaint() ); } },
    { "start-time",
      []( const Seen & s ) {
@@ -175,6 +177,13 @@ json Answers::Json::interface( const Wire::IntfId & intf ) const {
    return interface( intf, InterfaceFields() );
 }
 
+std::optional< ReasonFacts > Answers::Json::reasonFacts( const Wire::IntfId & intf ) const {
+   auto facts = Agent::reasonFacts( model, intf, commands.now() );
+   if ( facts )
+      facts->shutProblem = commands.shutProblem( intf );
+   return facts;
+}
+
 json Answers::Json::reason( const Wire::IntfId & intf ) const {
    return reason( intf, ratesOf( model, commands, intf ), InterfaceFields() );
 }
@@ -182,7 +191,7 @@ json Answers::Json::reason( const Wire::IntfId & intf ) const {
 json Answers::Json::reason(
    const Wire::IntfId & intf, const std::optional< Interface::IntfRates > & rates,
    const InterfaceFields & fields ) const {
-   const auto facts = reasonFacts( model, intf, commands.now() );
+   const auto facts = reasonFacts( intf );
    return facts ? objectOf(
                      reasonFields, SeenReason{ *this, *facts, rates },
                      [&]( std::size_t index ) { return fields.reasonHas( index ); } )

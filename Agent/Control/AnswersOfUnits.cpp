@@ -42,6 +42,7 @@ json Answers::Json::unit( const Maintenance::Unit::Status & status ) const {
       { "violating", violating },
       { "total-violations", status.totalIntfTrafficViolations() },
       { "settling-since", progress.settlingSince ? time( *progress.settlingSince ) : json( nullptr ) },
+      { "not-shut", notShut( facts ) },
       { "groups", groups },
       { "sentence", sentence( facts, commands ) },
       { "eta-seconds", ahead( unitEta( facts ) ) } };
@@ -60,10 +61,18 @@ UnitFacts Answers::Json::facts(
    if ( result.state != UnitState::enterInProgress && result.state != UnitState::maintenance )
       return result;
    for ( const auto & [text, intf] : interfacesOfUnit( model, name ) )
-      if ( auto facts = reasonFacts( model, intf, commands.now() ) )
+      if ( auto facts = reasonFacts( intf ) )
          result.interfaces.push_back( std::move( *facts ) );
       else if ( result.state == UnitState::enterInProgress && !commands.uncounted( intf ).empty() )
          result.uncounted.push_back( text );
+   return result;
+}
+
+json Answers::Json::notShut( const UnitFacts & facts ) {
+   json result = json::array();
+   for ( const ReasonFacts & intf : facts.interfaces )
+      if ( !intf.shutProblem.empty() )
+         result.push_back( { { "interface", intf.name }, { "problem", intf.shutProblem } } );
    return result;
 }
 

@@ -81,6 +81,7 @@ json Answers::Json::explanation( const Maintenance::Unit::Status & status ) cons
            : json( nullptr ) },
       { "stuck", !stuck.empty() },
       { "stuck-reason", textOrNull( stuck ) },
+      { "not-shut", notShut( facts( status, progress ) ) },
       { "waiting", waiting },
       { "skipped", skipped } };
 }

@@ -91,6 +91,9 @@ ControlApiRig::ControlApiRig() {
    commands.dump = [] { return std::string( "diagnostic\ntext\n" ); };
    commands.counters = [this] { return counted.get(); };
    commands.drift = []( const Wire::IntfId & intf ) { return intf.name() == "et1" ? "raised" : ""; };
+   commands.shutProblem = [this]( const Wire::IntfId & intf ) {
+      return intf == rig.et1 ? shutProblem : std::string();
+   };
    commands.uncounted = [this]( const Wire::IntfId & intf ) {
       return intf == rig.vlan10 ? uncountedVlan : std::string();
    };

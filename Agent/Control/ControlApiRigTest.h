@@ -63,6 +63,7 @@ class ControlApiRig : public testing::Test {
    ControlCommands::Reloaded reloaded;
    ControlCommands::AgentFacts facts;
    Vel::Ptr< Counted > counted;
+   std::string shutProblem;   ///< why et1 could not be shut
    std::string uncountedVlan; ///< why nobody can say what vlan10 carries
    double now = rig.now;
 };

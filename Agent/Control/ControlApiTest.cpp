@@ -43,7 +43,8 @@ TEST_F( ControlApiTest, showsAUnitInFull ) {
             "revert-left-seconds":null,"doubt":null},
          "interfaces":{"total":3,"drained":2},"rates":{"in-bps":1500,"out-bps":2000},
          "violating":["et2"],"total-violations":3,"settling-since":"2023-11-14T23:13:19.000Z",
-         "groups":["tenants","uplinks"],"sentence":"2 of 3 drained; settling, 9s left","eta-seconds":9.0,"operation":null,"with":{}})" ),
+         "not-shut":[],"groups":["tenants","uplinks"],"sentence":"2 of 3 drained; settling, 9s left",
+         "eta-seconds":9.0,"operation":null,"with":{}})" ),
       get( "units/u1" ) );
    now += 61;
    EXPECT_EQ( true, get( "units/u1" ).at( "overdue" ) );
@@ -59,7 +60,7 @@ TEST_F( ControlApiTest, leavesNothingOutOfAUnitOfWhichNothingIsKnown ) {
             "revert-left-seconds":null,"doubt":null},
          "interfaces":{"total":0,"drained":0},
          "rates":{"in-bps":0,"out-bps":0},"violating":[],"total-violations":0,"settling-since":null,
-         "groups":["shared"],"sentence":"normal","eta-seconds":null,"operation":null,"with":{}})" ),
+         "not-shut":[],"groups":["shared"],"sentence":"normal","eta-seconds":null,"operation":null,"with":{}})" ),
       get( "units/u2" ) );
 }
 
@@ -123,7 +124,7 @@ TEST_F( ControlApiTest, showsAnInterfaceInFull ) {
    EXPECT_EQ(
       json::parse( R"({"name":"et1","kind":"ethernet","units":["u1"],"profile":"fast","state":"under-maint",
          "in-bps":null,"out-bps":null,"samples":"1","consecutive-drained-samples":"4294967295","spike":true,
-         "shut":true,"link-state":"down","drift":"raised","start-time":"2023-11-14T23:12:20.000Z",
+         "shut":true,"shut-problem":null,"link-state":"down","drift":"raised","start-time":"2023-11-14T23:12:20.000Z",
          "reason":{"code":"shut","since":"2023-11-14T23:12:50.000Z","rate-bps":null,"threshold-bps":100000.0,
             "quiet-seconds":21474836475.0,"load-interval-seconds":10.0,"eta-seconds":null,"shutdown-at":null,
             "unwatched-since":null,"trend":null,"text":"shut since 23:12"},
@@ -131,11 +132,31 @@ TEST_F( ControlApiTest, showsAnInterfaceInFull ) {
       get( "interfaces/et1" ) );
 }
 
+TEST_F( ControlApiTest, saysWhereverAShutLinkIsShownThatItCouldNotBeShut ) {
+   rig.record( rig.et1, Maintenance::monIntfStateUnderMaint );
+   rig.cause->intfStatusIs( rig.et1, rig.now );
+   rig.insight( rig.et1, Reason::shut );
+   rig.units->status( "u1" )->stateIs( Maintenance::Unit::UnitState::maintenance );
+   shutProblem = "Operation not permitted";
+   const json shown = get( "interfaces/et1" );
+   EXPECT_EQ( true, shown.at( "shut" ) );
+   EXPECT_EQ( "Operation not permitted", shown.at( "shut-problem" ) );
+   EXPECT_EQ( "shut", shown.at( "reason" ).at( "code" ) );
+   EXPECT_EQ( "not shut: Operation not permitted", shown.at( "reason" ).at( "text" ) );
+   const json notShut = json::parse( R"([{"interface":"et1","problem":"Operation not permitted"}])" );
+   EXPECT_EQ( notShut, get( "units/u1" ).at( "not-shut" ) );
+   EXPECT_EQ( notShut, get( "units/u1/explain" ).at( "not-shut" ) );
+   EXPECT_EQ( json::array(), get( "units/u2" ).at( "not-shut" ) );
+   const std::string sentence = get( "units/u1" ).at( "sentence" );
+   EXPECT_NE( std::string::npos, sentence.find( "; et1 could not be shut: Operation not permitted" ) )
+      << sentence;
+}
+
 TEST_F( ControlApiTest, leavesNothingOutOfAnInterfaceWithoutARecord ) {
    EXPECT_EQ(
       json::parse( R"({"name":"et9","kind":"ethernet","units":[],"profile":null,"state":null,"in-bps":null,
          "out-bps":null,"samples":null,"consecutive-drained-samples":null,"spike":false,"shut":false,
-         "link-state":"up","drift":null,"reason":null,"start-time":null,"state-time":null,"last-sample-time":null})" ),
+         "shut-problem":null,"link-state":"up","drift":null,"reason":null,"start-time":null,"state-time":null,"last-sample-time":null})" ),
       get( "interfaces/et9" ) );
 }
 
@@ -260,7 +281,7 @@ TEST_F( ControlApiTest, explainsWhatAUnitWaitsFor ) {
    rig.insight( rig.et1, Reason::timing ).etaIs( rig.now + 3 );
    EXPECT_EQ(
       json::parse( R"({"unit":"u1","state":"entering","stage":"drainwatch","settle-remaining-seconds":null,
-         "stuck":false,"stuck-reason":null,"reason":null,"stages":[],"ending-earlier-command":false,
+         "stuck":false,"stuck-reason":null,"not-shut":[],"reason":null,"stages":[],"ending-earlier-command":false,
          "waiting":[{"interface":"et1","state":"enter-maint","profile":"fast","in-bps":50000.0,"out-bps":0.0,
             "threshold-bps":100000.0,"load-interval-seconds":10,"quiet-seconds":5.0,"samples":"1",
             "next-sample":"2023-11-14T23:13:23.000Z","shutdown-at":"2023-11-14T23:17:20.000Z",

@@ -183,6 +183,8 @@ struct ControlCommands {
    std::function< const Vel::Entity *() > counters;
    /// The kernel's own state of a link: "up", "down" or "unknown".
    std::function< std::string( const Wire::IntfId & ) > linkState;
+   /// Why a link that is to be held down has not been set down yet; empty: it has, or is not to be.
+   std::function< std::string( const Wire::IntfId & ) > shutProblem;
    /// Why nobody can say what a link that is up carries; empty: it can be said, or there is nothing to say.
    std::function< std::string( const Wire::IntfId & ) > uncounted;
    /// What somebody else has done to a link that we hold or watch: "raised", "lowered"; empty: nothing.

@@ -1,6 +1,7 @@
 #include "Agent/Control/Sentences.h"
 
 #include "Agent/Control/Shapes.h"
+#include "Api/NotShut.h"
 #include "Api/Slowness.h"
 #include "Api/Utf8.h"
 #include "Api/Values.h"
@@ -117,6 +118,18 @@ std::string unwatchedText( const ReasonFacts & facts, const ControlCommands & co
    return facts.unwatched ? ", not watched" + since( *facts.unwatched, commands ) : "";
 }
 
+std::string spikeText( const ReasonFacts & facts, const ControlCommands & commands ) {
+   if ( isBack( facts ) )
+      return bitRate( facts.rate ) + ", traffic is back" + since( facts.since, commands );
+   return ( isAbove( facts ) ? "" : "drained again, " ) + std::string( "traffic was back at " ) +
+          clockTime( facts.since, commands ) + unwatchedText( facts, commands );
+}
+
+/// Whoever is told that it is shut pulls its cable.
+std::string notShutText( const ReasonFacts & facts ) {
+   return facts.shutProblem.empty() ? "" : "not shut: " + shortened( facts.shutProblem );
+}
+
 } // namespace
 
 bool isWaitedFor( const ReasonFacts & facts ) {
@@ -179,12 +192,9 @@ std::string reasonText( const ReasonFacts & facts, const ControlCommands & comma
    case Reason::drained:
       return "drained" + since( facts.since, commands ) + unwatchedText( facts, commands );
    case Reason::shut:
-      return "shut" + since( facts.since, commands );
+      return facts.shutProblem.empty() ? "shut" + since( facts.since, commands ) : notShutText( facts );
    case Reason::spike:
-      if ( isBack( facts ) )
-         return bitRate( facts.rate ) + ", traffic is back" + since( facts.since, commands );
-      return ( isAbove( facts ) ? "" : "drained again, " ) + std::string( "traffic was back at " ) +
-             clockTime( facts.since, commands ) + unwatchedText( facts, commands );
+      return spikeText( facts, commands ) + ( facts.shutProblem.empty() ? "" : "; " + notShutText( facts ) );
    case Reason::stopped:
       return "not monitored any more" + since( facts.since, commands );
    }
@@ -266,6 +276,14 @@ void addWaiting( Parts & parts, const UnitFacts & facts, const ControlCommands &
       parts.add( shutdownText( waiting, commands.now() ) );
 }
 
+void addNotShut( Parts & parts, const UnitFacts & facts ) {
+   std::vector< Api::NotShut > notShut;
+   for ( const ReasonFacts & intf : facts.interfaces )
+      if ( !intf.shutProblem.empty() )
+         notShut.push_back( { intf.name, shortened( intf.shutProblem ) } );
+   parts.add( Api::notShutText( notShut ) );
+}
+
 /// "et1, et2 and 3 more"
 std::string listed( const std::vector< std::string > & names ) {
    std::string text;
@@ -303,6 +321,7 @@ std::string enteringText( const UnitFacts & facts, const ControlCommands & comma
    const bool drains = progress.stage == Config::drainwatchStage;
    if ( drains || progress.total > 0 )
       parts.add( drainedText( progress ) );
+   addNotShut( parts, facts );
    if ( progress.settlingSince ) {
       const double left = std::ceil( *progress.settlingSince + progress.settleTime - commands.now() );
       parts.add( "settling, " + Api::spanText( left ) + " left" );
@@ -323,6 +342,7 @@ std::string maintenanceText( const UnitFacts & facts, const ControlCommands & co
    parts.add( "in maintenance" + since( facts.since, commands ) );
    if ( facts.progress.total > 0 )
       parts.add( drainedText( facts.progress ) );
+   addNotShut( parts, facts );
    const bool blind = !facts.progress.blocked.empty();
    std::vector< std::string > back, was, unwatched;
    for ( const ReasonFacts & intf : facts.interfaces ) {

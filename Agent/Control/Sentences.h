@@ -23,6 +23,7 @@ struct ReasonFacts {
    std::optional< double > eta;          ///< when it will have drained or been shut, if that can be said
    std::optional< double > shutdownAt;   ///< when it will be shut, drained or not
    std::optional< double > unwatched;    ///< of what has drained: since when nobody has seen what it carries
+   std::string shutProblem; ///< why it is not shut although it is to be; empty: it is, or is not to be
 };
 
 /// Nothing if the interface has no record, or none of it has been looked at yet.

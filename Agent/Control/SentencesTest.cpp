@@ -333,6 +333,19 @@ TEST_F( SentencesTest, expectNothingOfAUnitThatDoesNotDrainOrIsHeld ) {
    EXPECT_EQ( std::nullopt, unitEta( unit ) );
 }
 
+TEST_F( SentencesTest, tellOfLinksThatCouldNotBeShut ) {
+   ReasonFacts et1 = intf( "et1", Reason::shut, 0 );
+   et1.shutProblem = "Operation not permitted";
+   EXPECT_EQ( "not shut: Operation not permitted", said( et1 ) );
+   unit.interfaces = { et1 };
+   EXPECT_EQ( "5 of 7 drained; et1 could not be shut: Operation not permitted", said() );
+   unit.state = UnitState::maintenance;
+   EXPECT_EQ( "in maintenance; 5 of 7 drained; et1 could not be shut: Operation not permitted", said() );
+   et1 = intf( "et1", Reason::spike, 310000 );
+   et1.shutProblem = "Operation not permitted";
+   EXPECT_EQ( "310 kbit/s, traffic is back since 14:02; not shut: Operation not permitted", said( et1 ) );
+}
+
 // ---- out of the entities
 
 TEST_F( SentencesTest, takeTheFactsOfAnInterfaceFromItsRecordProfileAndInsight ) {

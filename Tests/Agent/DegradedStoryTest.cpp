@@ -185,8 +185,10 @@ TEST_F( DegradedStory, linkThatCannotBeSetIsShownAndTriedAgain ) {
    rig.runUntil( 20 );
    EXPECT_TRUE( rig.moves().empty() );
    EXPECT_NE( std::string::npos, rig.get( "agent" ).find( "not permitted" ) );
+   EXPECT_EQ( "\"not permitted\"", rig.fact( "interfaces/et1", "shut-problem" ) );
    rig.simulation().linkSetFaultIs( "" );
    rig.runUntil( 30 );
+   EXPECT_EQ( "null", rig.fact( "interfaces/et1", "shut-problem" ) );
    EXPECT_EQ( ( std::vector< std::string >{ "et1 down", "et2 down" } ), rig.moves() );
 }
 

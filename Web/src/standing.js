@@ -18,16 +18,27 @@ const states = {
    'stopped': 'stopped',
 };
 const idle = [ 'not monitored', '·', 'quiet' ];
+const notShut = [ 'not shut', '!', 'alarm' ];
 const down = [ 'link down', '×', 'quiet' ];
 
 const of = ( [ label, sign, level ], code ) => ( { label, sign, level, code } );
 
 /** Of an interface as the API gives it. */
 export function interfaceStanding( intf ) {
+   if ( intf[ 'shut-problem' ] )
+      return of( notShut, 'not-shut' );
    let code = intf.reason?.code ?? ( intf.shut && intf.state ? 'shut' : states[ intf.state ] );
    if ( code && reasons[ code ] )
       return of( reasons[ code ], code );
    return intf[ 'link-state' ] === 'down' ? of( down, 'down' ) : of( idle, 'idle' );
+}
+
+/** What the link is, and what we do to it. */
+export function linkText( intf ) {
+   const state = intf[ 'link-state' ];
+   if ( intf[ 'shut-problem' ] )
+      return `${state}, could not be shut: ${intf[ 'shut-problem' ]}`;
+   return intf.shut ? `${state}, shut by us` : state;
 }
 
 /** Of a reason by its name. */

@@ -20,11 +20,12 @@ export const unit = ( name, changes = {} ) => ( {
    times: { 'deadline': null, 'deadline-left-seconds': null, 'on-overrun': null, 'overrun': null, 'revert-at': null,
       'revert-left-seconds': null, 'doubt': null },
    interfaces: { total: 0, drained: 0 }, rates: { 'in-bps': 0, 'out-bps': 0 }, violating: [], 'total-violations': 0,
-   'settling-since': null, groups: [ 'uplinks' ], sentence: 'normal', 'eta-seconds': null, ...changes,
+   'settling-since': null, 'not-shut': [], groups: [ 'uplinks' ], sentence: 'normal', 'eta-seconds': null, ...changes,
 } );
 export const intf = ( name, changes = {} ) => ( {
    name, kind: 'ethernet', units: [ 'u1' ], profile: 'fast', state: null, 'in-bps': null, 'out-bps': null, samples: null,
-   'consecutive-drained-samples': null, spike: false, shut: false, 'link-state': 'up', drift: null, 'start-time': null,
+   'consecutive-drained-samples': null, spike: false, shut: false, 'shut-problem': null,
+   'link-state': 'up', drift: null, 'start-time': null,
    'state-time': null, 'last-sample-time': null, reason: null, ...changes,
 } );
 export const reason = ( code, changes = {} ) => ( {

@@ -6,6 +6,7 @@ import * as format from '../format.js';
 import { Reading } from '../link.js';
 import { crumbs, EventTable, Facts, Panel, profileText, unitLink } from '../parts.js';
 import { Series } from '../series.js';
+import { linkText } from '../standing.js';
 
 /** Names of the spans that can be looked at, their seconds, and after how many seconds each is read anew. */
 const ranges = [ [ 'hour', 3600, 30 ], [ 'day', 86400, 60 ], [ 'week', 7 * 86400, 300 ] ];
@@ -71,7 +72,7 @@ export class InterfaceView {
       this.facts.update( [
          [ 'Units', intf.units.map( ( unit ) => [ unit, unitLink( unit ) ] ) ],
          [ 'Kind', intf.kind ],
-         [ 'Link', intf.shut ? `${intf[ 'link-state' ]}, shut by us` : intf[ 'link-state' ] ],
+         [ 'Link', linkText( intf ) ],
          [ 'Profile', profile ? profileText( profile ) : intf.profile ?? '–' ],
          [ 'Drift', intf.drift ],
       ].filter( ( [ , value ] ) => value && value.length ) );
