@@ -162,10 +162,33 @@ void Judging::judgeInterfaces() {
       finding.numbers = {
          { "threshold-bps", threshold }, { "control-plane-floor-bps", facts.controlPlaneFloorBps } };
    }
+   judgeNotWatched();
    for ( const PlanInterface & interface : all )
       if ( !interface.shutFor.empty() )
          add( PlanCode::alreadyShut, PlanSeverity::info, { interface.name } ).text =
             interface.name + " is held down already, for " + planList( interface.shutFor );
+}
+
+void Judging::judgeNotWatched() {
+   std::vector< std::string > missing, vlans;
+   for ( const PlanInterface & interface : facts.interfaces ) {
+      if ( interface.leaves )
+         continue;
+      if ( !interface.kind.empty() )
+         add( PlanCode::notWatched, PlanSeverity::warning, { interface.name } ).text =
+            interface.name + " " + interface.notWatched + "; nothing waits for it";
+      else if ( interface.name.starts_with( "vlan " ) )
+         vlans.push_back( interface.name );
+      else
+         missing.push_back( interface.name );
+   }
+   // A name may be misspelt; ids of VLANs are often given as a range, for those that are still to come.
+   for ( const auto & [names, severity] :
+         { std::pair( missing, PlanSeverity::warning ), { vlans, PlanSeverity::info } } )
+      if ( !names.empty() )
+         add( PlanCode::notWatched, severity, names ).text =
+            planList( names ) + ( names.size() == 1 ? " does not exist; nothing waits for it"
+                                                    : " do not exist; nothing waits for them" );
 }
 
 std::vector< PlanFinding > judge( const PlanFacts & facts ) {

@@ -98,6 +98,8 @@ inline constexpr char lockOut[] = "lock-out";   ///< the operator's own session 
 inline constexpr char degraded[] = "degraded";  ///< too many units of a redundancy group would be out
 inline constexpr char staleCounters[] = "stale-counters";
 inline constexpr char lowThreshold[] = "low-threshold"; ///< below what the control plane itself sends
+inline constexpr char notWatched[] =
+   "not-watched"; ///< nothing waits for what does not exist, or is of another kind
 inline constexpr char alreadyShut[] = "already-shut";
 inline constexpr char noSteering[] = "no-steering";
 // What could not be found out.

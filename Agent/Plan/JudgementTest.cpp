@@ -7,6 +7,14 @@ namespace {
 
 using Names = std::vector< std::string >;
 
+PlanInterface missing( const std::string & name ) {
+   PlanInterface result;
+   result.name = name;
+   result.leaves = false;
+   result.notWatched = "does not exist";
+   return result;
+}
+
 } // namespace
 
 // ---- last path
@@ -443,6 +451,31 @@ TEST_F( Judgement, doesNotTakeAwayWhatIsNeverMonitored ) {
    rig.route( "10.0.0.0/8", { rig.via( { "et1" } ) } );
    rig.facts.interfaces.front().leaves = false;
    EXPECT_EQ( "", rig.said( "last-path" ) );
+}
+
+TEST_F( Judgement, warnsOfWhatNothingWaitsFor ) {
+   twoPorts();
+   EXPECT_EQ( "", rig.said( "not-watched" ) );
+   rig.facts.interfaces.push_back( missing( "eth99" ) );
+   EXPECT_EQ( "warning: eth99 does not exist; nothing waits for it", rig.said( "not-watched" ) );
+   rig.facts.interfaces.push_back( missing( "eth98" ) );
+   EXPECT_EQ( "warning: eth99 and eth98 do not exist; nothing waits for them", rig.said( "not-watched" ) );
+   EXPECT_FALSE( isBlocked( rig.judged() ) );
+}
+
+TEST_F( Judgement, tellsOfVlansThatAreStillToCome ) {
+   twoPorts();
+   rig.facts.interfaces.push_back( missing( "vlan 20" ) );
+   EXPECT_EQ( "info: vlan 20 does not exist; nothing waits for it", rig.said( "not-watched" ) );
+}
+
+TEST_F( Judgement, warnsOfAKindThatIsNeverMonitored ) {
+   twoPorts();
+   PlanInterface bridge = missing( "br0" );
+   bridge.kind = "bridge";
+   bridge.notWatched = "is never monitored: bridge";
+   rig.facts.interfaces.push_back( bridge );
+   EXPECT_EQ( "warning: br0 is never monitored: bridge; nothing waits for it", rig.said( "not-watched" ) );
 }
 
 TEST( PlanAction, isAsTheProfileSays ) {

@@ -16,6 +16,8 @@ struct Judging {
    // Judgement.cpp
    void judgeUnit();
    void judgeInterfaces();
+   /// What nothing waits for.
+   void judgeNotWatched();
    // JudgementOfRoutes.cpp
    void judgePaths();
    void judgeSession();

@@ -21,12 +21,13 @@ profiles:
   watch: {threshold: 1kbps, load-interval: 10s}
 default-profile: fast
 groups:
-  a: {interfaces: [et1, missing]}
+  a: {interfaces: [et1]}
   b: {interfaces: [et2]}
   c: {interfaces: [pc1], profile: watch}
   d: {interfaces: [pc1], profile: fast}
   e: {interfaces: [et3], profile: fast}
   f: {interfaces: [et4], profile: fast}
+  g: {interfaces: [missing]}
 units:
   u1: {groups: [a]}
   u2: {groups: [b]}
@@ -35,6 +36,7 @@ units:
   u5: {groups: [e]}
   u7: {groups: [a], enter: [drainwatch, steer], exit: [steer, drainwatch]}
   u6: {groups: [f]}
+  u9: {groups: [a, g]}
   u8: {groups: [a], enter: [ticket, drainwatch], exit: [drainwatch, ticket]}
 stages:
   steer: {enter: /bin/true, exit: /bin/true, steers: true}
@@ -91,7 +93,7 @@ class QuietPlanStory : public PlanStory {
 };
 
 TEST_F( PlanStory, tellsOfEachInterfaceWhatItCarriesAndWhatWouldBeDone ) {
-   const json interfaces = plan( "u1" ).at( "interfaces" );
+   const json interfaces = plan( "u9" ).at( "interfaces" );
    ASSERT_EQ( 2u, interfaces.size() );
    const json & et1 = interfaces.at( 0 );
    EXPECT_EQ( "et1", et1.at( "name" ) );
@@ -129,6 +131,9 @@ TEST_F( PlanStory, knowsTheHighRatesOfTheLastTenMinutes ) {
 TEST_F( PlanStory, findsTheLastPathsAndThatAMemberOfAPortChannelIsNone ) {
    const json u1 = plan( "u1" );
    EXPECT_EQ( "last-path blocking, no-steering warning, unknown-session info", findings( u1 ) );
+   EXPECT_EQ(
+      "last-path blocking, no-steering warning, not-watched warning, unknown-session info",
+      findings( plan( "u9" ) ) );
    EXPECT_EQ( "10.0.0.0/8 has no other way than et1", u1.at( "findings" ).at( 0 ).at( "text" ) );
    EXPECT_TRUE( u1.at( "needs-force" ).get< bool >() );
    EXPECT_EQ(
