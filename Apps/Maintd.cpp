@@ -173,6 +173,13 @@ void Maintd::makeStages() {
       both.insert( both.end(), lists.exit.begin(), lists.exit.end() );
       commands_->unitEnters( unit, both );
    } );
+   stages_->comesBackIs( [this]( const Wire::IntfId & intf ) { return executor_->comesBack( intf ); } );
+   stages_->goesOnWithoutIs( [this]( const Vel::String & unit, const Agent::Stages::Links & links ) {
+      std::set< std::string > names;
+      for ( const Wire::IntfId & intf : links )
+         names.emplace( intf.name() );
+      spdlog::warn( "{}", views_->events.linksLate( unit, names ) );
+   } );
    stages_->busyIs( [this]( const Vel::String & unit ) { return commands_->busy( unit ); } );
 }
 
@@ -255,6 +262,7 @@ bool Maintd::commit() {
    loadPluginWhenThereAreCounters();
    resumeWhenTheRootIsThere();
    executor_->turnEnds();
+   stages_->turnEnds();
    operations_->look();
    views_->turnEnds();
    answerAdvances();

@@ -3,6 +3,7 @@
 #include "Agent/Model/StateText.h"
 #include "Apps/MaintdViews.h"
 #include "Config/Membership.h"
+#include "Config/Stages.h"
 #include "Platform/Cog/RealTime.h"
 
 #include <sys/mman.h>
@@ -25,6 +26,16 @@ std::string hadRecorded( const std::string & record ) {
       return "";
    return record.size() <= mostOfRecord ? "; it had recorded " + record
                                         : "; what it had recorded is long and in the log";
+}
+
+/// "et1, et2, et3 and 3 more"; empty: none.
+std::string named( const Agent::Stages::Links & links ) {
+   constexpr std::size_t mostNamed = 3;
+   std::string result;
+   for ( std::size_t i = 0; i < std::min( mostNamed, links.size() ); ++i )
+      result += ( i ? ", " : "" ) + std::string( links[i].name() );
+   return links.size() > mostNamed ? result + " and " + std::to_string( links.size() - mostNamed ) + " more"
+                                   : result;
 }
 
 const Vel::Entity * pointee( const Vel::Entity * entity, const char * attribute ) {
@@ -112,6 +123,8 @@ std::vector< Agent::ControlCommands::Stage > Maintd::stageFacts( const std::stri
          { stage.name, state, command.since > 0 ? command.since : stage.since, command.command,
            command.command.empty() ? 0 : static_cast< double >( command.limit ), command.failure,
            command.goesOn, command.waits, command.waitsFor } );
+      if ( stage.name == Config::drainwatchStage )
+         result.back().waitsFor = named( stages_->linksAwaited( unit ) );
    }
    return result;
 }

@@ -101,7 +101,7 @@ struct ControlCommands {
       std::string failure;       ///< why it has failed
       bool goesOn = false;       ///< with the next stage, if it fails
       bool waits = false;        ///< for something of an earlier agent to end
-      std::string waitsFor = {}; ///< what else its command waits for before it begins; empty: nothing
+      std::string waitsFor = {}; ///< what else it waits for: to begin its command, or links; empty: nothing
    };
    struct Progress {
       std::string stage; ///< that is running; empty: none

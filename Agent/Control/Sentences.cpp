@@ -293,7 +293,8 @@ std::string listed( const std::vector< std::string > & names ) {
                                    : text;
 }
 
-/// What the present stage does, if a command carries it out or nothing does yet; empty: it waits for traffic to leave.
+/// What the present stage does, if a command carries it out or nothing does yet; empty: it waits for traffic to leave, or
+/// for links to come back.
 std::string stageInWords( const UnitFacts & facts, const ControlCommands & commands ) {
    const auto & progress = facts.progress;
    if ( progress.stage.empty() )
@@ -337,6 +338,13 @@ std::string enteringText( const UnitFacts & facts, const ControlCommands & comma
    return parts.text();
 }
 
+std::string lettingGoText( const UnitFacts & facts ) {
+   for ( const auto & stage : facts.progress.stages )
+      if ( stage.name == Config::drainwatchStage )
+         return stageText( stage, facts.state );
+   return "lets go of the links";
+}
+
 std::string maintenanceText( const UnitFacts & facts, const ControlCommands & commands ) {
    Parts parts;
    parts.add( "in maintenance" + since( facts.since, commands ) );
@@ -376,7 +384,7 @@ std::string sentence( const UnitFacts & facts, const ControlCommands & commands 
       return maintenanceText( facts, commands );
    case UnitState::exitInProgress: {
       const std::string stage = stageInWords( facts, commands );
-      return "going back; " + ( stage.empty() ? "lets go of the links" : stage ) +
+      return "going back; " + ( stage.empty() ? lettingGoText( facts ) : stage ) +
              ( facts.stuck.empty() ? "" : "; stuck: " + shortened( facts.stuck ) );
    }
    default:

@@ -289,6 +289,10 @@ TEST_F( SentencesTest, tellWhichInterfacesNobodyWatchesUnderMaintenance ) {
 TEST_F( SentencesTest, tellTheWayBack ) {
    unit.state = UnitState::exitInProgress;
    EXPECT_EQ( "going back; lets go of the links", said() );
+   unit.progress.stages = { stage( "drainwatch", "running" ) };
+   EXPECT_EQ( "going back; lets go of the links", said() );
+   unit.progress.stages[0].waitsFor = "et1, et2";
+   EXPECT_EQ( "going back; links come back: et1, et2", said() );
    unit.progress.stage = "steer";
    unit.progress.stages = { stage( "steer", "running" ) };
    EXPECT_EQ( "going back; stage steer runs for 12s", said() );

@@ -137,8 +137,11 @@ std::string stageText( const ControlCommands::Stage & stage, UnitState stateOfUn
              ( !enter || stage.goesOn ? "; the next stage began all the same" : "; the unit goes back" );
    if ( stage.state == "complete" )
       return "is complete";
-   if ( stage.name == Config::drainwatchStage )
-      return enter ? "waits until the traffic has left" : "lets go of the links";
+   if ( stage.name == Config::drainwatchStage ) {
+      if ( enter )
+         return "waits until the traffic has left";
+      return stage.waitsFor.empty() ? "lets go of the links" : "links come back: " + stage.waitsFor;
+   }
    if ( stage.waits )
       return "waits until what is left of its earlier run has ended";
    if ( !stage.waitsFor.empty() )

@@ -157,6 +157,8 @@ TEST( StageText, saysWhatAStageDoesAndWhatHappensIfItFails ) {
    Stage waitsFor = command;
    waitsFor.waitsFor = "one of 64 commands to end";
    const Stage watch{ "drainwatch", "running", 1, "", 0, "", false, false };
+   Stage comesBack = watch;
+   comesBack.waitsFor = "et1, et2";
    using State = Maintenance::Unit::UnitState;
    const auto in = State::enterInProgress, out = State::exitInProgress;
    const std::vector< std::tuple< Stage, State, std::string > > rows{
@@ -168,6 +170,7 @@ TEST( StageText, saysWhatAStageDoesAndWhatHappensIfItFails ) {
       { waitsFor, in, "waits for one of 64 commands to end" },
       { watch, in, "waits until the traffic has left" },
       { watch, out, "lets go of the links" },
+      { comesBack, out, "links come back: et1, et2" },
       { with( "pending", false ), in, "has yet to begin" },
       { with( "complete", false ), in, "is complete" },
       { with( "skipped", false ), out, "is passed over: the unit had not come to it on the way in" },

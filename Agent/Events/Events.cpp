@@ -187,6 +187,24 @@ void Events::noteProblem( const std::string & what, const std::string & text ) {
    }
 }
 
+std::string Events::linksLate( const std::string & unit, const std::set< std::string > & links ) {
+   constexpr std::size_t mostNamed = 8; // all are in `interfaces`
+   std::string names;
+   std::size_t left = links.size();
+   for ( const std::string & link : links ) {
+      if ( links.size() - left == mostNamed ) {
+         names += " and " + std::to_string( left ) + " more";
+         break;
+      }
+      names += ( names.empty() ? "" : ", " ) + link;
+      --left;
+   }
+   const std::string text =
+      unit + " goes on with its way back, and not all of its links are back yet: " + names;
+   writer_.write( { EventType::unit, unit, "links-late", { unit }, text }, { { "interfaces", links } } );
+   return text;
+}
+
 // ---- profiles
 
 void Events::lookAtProfiles() {

@@ -7,6 +7,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -71,6 +72,8 @@ class Events {
    void driftChanged() { interfaces_.driftChanged(); }
    /// How hooks fare; told when the turn ends.
    HookEvents & hookEvents() { return hookEvents_; }
+   /// The way back of a unit goes on although these links are not back. Gives the sentence that is told.
+   std::string linksLate( const std::string & unit, const std::set< std::string > & links );
    void turnEnds();
 
  private:

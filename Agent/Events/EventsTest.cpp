@@ -199,6 +199,22 @@ TEST_F( EventsTest, aStageWhoseCommandFailsIsToldOnce ) {
    EXPECT_EQ( Lines{ "agent maintd started" }, told() );
 }
 
+TEST_F( EventsTest, linksWithoutWhichAWayBackGoesOnAreNamed ) {
+   EXPECT_EQ(
+      "u1 goes on with its way back, and not all of its links are back yet: et1, et2",
+      events->linksLate( "u1", { "et1", "et2" } ) );
+   EXPECT_EQ( Lines{ "unit u1 links-late" }, told() );
+   EXPECT_EQ( ( json{ "et1", "et2" } ), last().at( "interfaces" ) );
+   std::set< std::string > many;
+   for ( char letter = 'a'; letter < 'l'; ++letter )
+      many.insert( std::string( 1, letter ) );
+   EXPECT_EQ(
+      "u1 goes on with its way back, and not all of its links are back yet: a, b, c, d, e, f, g, h and 3 "
+      "more",
+      events->linksLate( "u1", many ) );
+   EXPECT_EQ( 11u, last().at( "interfaces" ).size() );
+}
+
 TEST_F( EventsTest, unitsThatComeAndGoWithAConfigurationAreTold ) {
    units->statusIs( "u2" )->stateIs( UnitState::normal );
    turn();

@@ -130,6 +130,9 @@ class Executor final : private DataPlane::Listener {
    /// Why nobody can say what a link that is up carries, for the operator; empty: it can be said, or the link is down, or
    /// it is of a kind that is never counted.
    Vel::String uncounted( const Wire::IntfId & intf ) const;
+   /// Whether a link that was let go of is on its way back: it is to be set up, is given back what it had lost, or has been
+   /// without a carrier for less than `releaseGrace` since then.
+   bool comesBack( const Wire::IntfId & intf ) const;
    Drift drift( const Wire::IntfId & intf ) const { return drifts_.of( intf ); }
    /// Why a link that is to be held down has not been set down yet, for the operator; empty: it has, it is not to be, or
    /// somebody else has set it up.

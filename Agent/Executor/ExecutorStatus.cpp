@@ -145,6 +145,16 @@ std::string Executor::linkState( const Wire::IntfId & intf ) const {
    return it == known_.end() ? "unknown" : it->second.link.operUp ? "up" : "down";
 }
 
+bool Executor::comesBack( const Wire::IntfId & intf ) const {
+   const auto it = known_.find( intf );
+   if ( it == known_.end() || ( model_.cause->intfStatus( intf ) && !model_.journal->released( intf ) ) )
+      return false;
+   if ( const LinkJournalEntry * const entry = model_.journal->entry( intf ) )
+      return entry->wasUp();
+   const Known & known = it->second;
+   return known.restore != 0 || known.restoreTime > 0 || known.graceEnd > now();
+}
+
 Vel::String Executor::uncounted( const Wire::IntfId & intf ) const {
    using Kind = Wire::IntfId::Kind;
    const auto it = known_.find( intf );

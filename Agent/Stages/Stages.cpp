@@ -88,6 +88,7 @@ Stages::Result Stages::unitDel( const Vel::String & unitName ) {
          Api::ErrorCode::conflict, "unit " + unitName + " is not normal and cannot be removed", unitName };
    lists_.erase( unitName );
    settling_.erase( unitName );
+   letGo_.erase( unitName );
    model_.unitStatusDir->statusDel( unitName );
    model_.unitRunDir->unitRunDel( unitName );
    return std::nullopt;
@@ -291,12 +292,52 @@ bool Stages::allStagesComplete( const Class & stageClass, const Vel::String & in
             startStage( stageClass, instanceName, run, stage );
          return false;
       }
+      if (
+         &stageClass == &model_.exit && stage == Config::drainwatchStage && !run.stageEnd( stage ) &&
+         awaitsLinks( run.unitName() ) )
+         return false;
       // What comes after the watching on the way in relies on it, so it does not begin while that has left somebody out.
       watched |= &stageClass == &model_.enter && stage == Config::drainwatchStage;
       if ( !run.stageEnd( stage ) )
          run.stageEndIs( stage, now() );
    }
    return true;
+}
+
+// ---- links that come back
+
+/// The plug-in is done when it has let go of them; whoever sets them up and gives them back what they had is not.
+bool Stages::awaitsLinks( const Vel::String & unitName ) {
+   const Links links = linksThatComeBack( unitName );
+   const double since = letGo_.try_emplace( unitName, now() ).first->second;
+   if ( !links.empty() && now() - since < linksPatience ) {
+      unitsToLookAt_.insert( unitName );
+      return true;
+   }
+   letGo_.erase( unitName );
+   if ( !links.empty() && goesOnWithout_ )
+      goesOnWithout_( unitName, links );
+   return false;
+}
+
+Stages::Links Stages::linksThatComeBack( const Vel::String & unitName ) const {
+   Links result;
+   if ( comesBack_ )
+      for ( const Wire::IntfId & intf : members( unitName ) )
+         if ( comesBack_( intf ) )
+            result.push_back( intf );
+   return result;
+}
+
+Stages::Links Stages::linksAwaited( const Vel::String & unitName ) const {
+   return letGo_.count( unitName ) ? linksThatComeBack( unitName ) : Links();
+}
+
+/// Nobody tells when a link is back, nor do timers run while counters cannot be read.
+void Stages::turnEnds() {
+   for ( const auto & [unitName, since] : letGo_ )
+      if ( now() - since >= linksPatience || linksThatComeBack( unitName ).empty() )
+         return runSoon();
 }
 
 void Stages::settle( Status & status, UnitRun & run ) {
@@ -319,24 +360,25 @@ void Stages::settle( Status & status, UnitRun & run ) {
 
 Stages::Counts Stages::counts( const Vel::String & unitName ) const {
    Counts result;
+   for ( const Wire::IntfId & intf : members( unitName ) ) {
+      result.uncounted += uncounted_ && uncounted_( intf );
+      if ( const auto * record = model_.monIntfStatusDir->monIntfStatus( intf ) ) {
+         ++result.total;
+         result.drained += record->state() == Maintenance::monIntfStateUnderMaint;
+      }
+   }
+   return result;
+}
+
+std::set< Wire::IntfId > Stages::members( const Vel::String & unitName ) const {
+   std::set< Wire::IntfId > result;
    const auto * groups = model_.groupToUnitDir->unitToGroup( unitName );
    if ( !groups )
       return result;
-   std::set< Wire::IntfId > seen;
-   for ( const auto & [group, none] : groups->groupKeyRange() ) {
-      const auto * status = model_.intfGroupStatusDir->status( group );
-      if ( !status )
-         continue;
-      for ( const auto & [intf, none2] : status->intfRange() ) {
-         if ( !seen.insert( intf ).second )
-            continue;
-         result.uncounted += uncounted_ && uncounted_( intf );
-         if ( const auto * record = model_.monIntfStatusDir->monIntfStatus( intf ) ) {
-            ++result.total;
-            result.drained += record->state() == Maintenance::monIntfStateUnderMaint;
-         }
-      }
-   }
+   for ( const auto & [group, none] : groups->groupKeyRange() )
+      if ( const auto * status = model_.intfGroupStatusDir->status( group ) )
+         for ( const auto & [intf, none2] : status->intfRange() )
+            result.insert( intf );
    return result;
 }
 

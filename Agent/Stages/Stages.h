@@ -28,7 +28,9 @@
 /// 3. The status of a stage stays set until the unit's state is reached, so that a restart in between finds it.
 /// 4. The way back is that of the configuration at the enter. It passes over what the enter had not come to, except for
 ///    "drainwatch", and begins when all that the enter has started has ended.
-/// 5. A unit is in maintenance only after its last stage is complete and, for the settle time without a break, as many
+/// 5. "drainwatch" ends on the way back only when the links of the unit that have been let go of are back, or have had
+///    `linksPatience` to come back: what comes behind it, and whoever waits for the unit, finds them with all they had.
+/// 6. A unit is in maintenance only after its last stage is complete and, for the settle time without a break, as many
 ///    of its interfaces are drained as are monitored, and what those carry that are up can be told. The last is looked at
 ///    here: the plug-in monitors what has a status, and what nobody can count has none.
 namespace Agent {
@@ -50,6 +52,9 @@ class Stages {
       Vel::Ptr< const IntfGroup::StatusDir > intfGroupStatusDir;
       Vel::Ptr< const Maintenance::MonIntfStatusDir > monIntfStatusDir;
    };
+   /// Seconds of the way back for which links are waited for.
+   static constexpr double linksPatience = 10;
+
    /// Stage lists of one unit.
    struct Lists {
       std::vector< Vel::String > enter, exit;
@@ -97,6 +102,17 @@ class Stages {
    void uncountedIs( std::function< bool( const Wire::IntfId & ) > uncounted ) {
       uncounted_ = std::move( uncounted );
    }
+   /// Whether a link that was let go of is on its way back. Asked when needed, and at the end of each turn while a unit
+   /// waits for it.
+   void comesBackIs( std::function< bool( const Wire::IntfId & ) > comesBack ) {
+      comesBack_ = std::move( comesBack );
+   }
+   using Links = std::vector< Wire::IntfId >;
+   /// Told when the way back of a unit goes on although these links of its are not back.
+   void
+   goesOnWithoutIs( std::function< void( const Vel::String & unitName, const Links & ) > goesOnWithout ) {
+      goesOnWithout_ = std::move( goesOnWithout );
+   }
    /// Why no enter may start or finish now; none: it may. Asked when needed.
    void holdIs( std::function< Result() > hold ) { hold_ = std::move( hold ); }
    /// Why a stage cannot be carried out now; none: it can.
@@ -119,6 +135,9 @@ class Stages {
    /// Asks for the way back; cancels an enter. Nothing changes for a unit that is normal or on its way back.
    Result exit( const Vel::String & unitName, const Request & request );
 
+   /// Called at the end of each turn, before it is committed.
+   void turnEnds();
+
    /// Takes up what was under way before a restart. Called once, when whoever carries out stages is there.
    void resume();
 
@@ -127,6 +146,8 @@ class Stages {
    Vel::String stage( const Vel::String & unitName ) const;
    /// All stages of the present or last run, in order.
    std::vector< StageFacts > stages( const Vel::String & unitName ) const;
+   /// The links that the way back of the unit waits for; none if it waits for something else.
+   Links linksAwaited( const Vel::String & unitName ) const;
    /// Seconds of the clock from which the settle time runs; none while it does not.
    std::optional< double > settlingSince( const Vel::String & unitName ) const;
 
@@ -155,6 +176,9 @@ class Stages {
    void runUnit( Maintenance::Unit::Status & status, UnitRun & run );
    void leftOverUnitsDel();
    bool allStagesComplete( const Class & stageClass, const Vel::String & instanceName, UnitRun & run );
+   bool awaitsLinks( const Vel::String & unitName );
+   Links linksThatComeBack( const Vel::String & unitName ) const;
+   std::set< Wire::IntfId > members( const Vel::String & unitName ) const;
    void settle( Maintenance::Unit::Status & status, UnitRun & run );
    void stateIs( Maintenance::Unit::Status & status, UnitRun & run, Maintenance::Unit::UnitState state );
    double now() const { return scheduler_->currentTime(); }
@@ -163,9 +187,12 @@ class Stages {
    Model model_;
    std::map< Vel::String, Lists > lists_;
    std::map< Vel::String, double > settling_; ///< since when the unit could be in maintenance
+   std::map< Vel::String, double > letGo_;    ///< since when the unit waits for its links
    std::set< Vel::String > unitsToLookAt_;    ///< every second: to settle, or to begin what has to wait
    double settleTime_ = 10;
    std::function< bool( const Wire::IntfId & ) > uncounted_;
+   std::function< bool( const Wire::IntfId & ) > comesBack_;
+   std::function< void( const Vel::String &, const Links & ) > goesOnWithout_;
    std::function< Result() > hold_;
    std::function< Result( const Vel::String & ) > check_;
    std::function< void( const Vel::String &, const Lists & ) > enters_;

@@ -24,17 +24,25 @@ _plainLink() {
    _link "et$1" "p$1"
    _addressed "et$1" "p$1" "$1"
 }
-# _configOf [PROFILE-KEYS]
+# _configOf [PROFILE-KEYS]: behind the watching a stage keeps the routes that it finds in the file seen.
 _configOf() {
+   printf '#!/bin/sh\n{ ip route; ip -6 route; } > %s/seen\n' "$PWD" > look
+   chmod +x look
    cat << YAML
 profiles:
   fast: {threshold: 100kbps, load-interval: 10s, ${1:-shutdown: true}}
 default-profile: fast
 groups:
   uplinks: {interfaces: [et1, et2, et3, et4, later]}
+stages:
+  look: {exit: $PWD/look}
 units:
-  u1: {groups: [uplinks]}
+  u1: {groups: [uplinks], exit: [drainwatch, look]}
 YAML
+}
+_theStageBehindHasSeenAllRoutes() {
+   output=$(_thatOutlast < seen | diff routes -) && return
+   grep -qF "not all of its links are back yet" log || fail "a stage should find the routes as they were"
 }
 
 # ---- the stories
@@ -42,6 +50,7 @@ YAML
 # et4 is busy for 8 s of the way: it drains after et3, however long the agent takes to start.
 _enters() {
    local briefly
+   _routesOfAll > routes
    _config "${1:-}"
    _traffic et1 in "${2:-120}"
    _traffic et2 out "${2:-120}"
@@ -71,6 +80,7 @@ _drains() {
       _holds "$maintenanceSince - $(_time interfaces/$link state-time) < $settle + 2.5" "the unit completes at once"
    done
    _isBackToNormal
+   _theStageBehindHasSeenAllRoutes
    _eachLinkHasMovedOnceEachWay
 }
 
@@ -123,9 +133,10 @@ _isKilled() {
    if [ "$1" = exiting ]; then
       _ctlPasses exit u1
       _addressesAreBack && fail "the routes should not be back yet"
-      _killAndRestart "exiting normal"
+      _killAndRestart exiting
    fi
    _isBackToNormal
+   _theStageBehindHasSeenAllRoutes
    _eachLinkHasMovedOnceEachWay
 }
 

@@ -109,8 +109,11 @@ _addresses() {
    { ip -n "$ns" neighbour show nud permanent; ip -n "$ns" neighbour show proxy
       ip -n "$ns" -6 neighbour show proxy; } | sort
    ip -n "$ns" -br address show scope global | awk 'NF > 2 { sub( /@.*/, "", $1 ); $2 = ""; print }' | sort
-   { ip -n "$ns" route; ip -n "$ns" -6 route; } | grep -v '^fe80\|^ff00\|^multicast' | sed 's/ *$//' | sort
+   _routesOfAll
 }
+_routesOfAll() { { ip -n "$ns" route; ip -n "$ns" -6 route; } | _thatOutlast; }
+# Those of the routes in standard input.
+_thatOutlast() { grep -v '^fe80\|^ff00\|^multicast' | sed 's/ *$//' | sort; }
 _addressesAreBack() { output=$(_addresses | diff before -); }
 
 _allUp() {
@@ -190,7 +193,15 @@ _isUnderMaintenance() {
 }
 _isBackToNormal() {
    _ctlPasses exit "$unit" --wait --timeout 60s
+   _areBackByNow
    _isAllBack
+}
+# All that the links have is there as soon as the unit is normal, unless the agent has said that it is late.
+_areBackByNow() {
+   local late=
+   _allUp && _addressesAreBack && return
+   late=$(grep -F "not all of its links are back yet" log) || fail "links, addresses and routes should be back by now"
+   echo "$late"
 }
 _isAllBack() {
    local link
