@@ -52,13 +52,33 @@ TEST_F( BackStory, aLinkThatIsHeldAgainIsNotOnItsWayBack ) {
    EXPECT_FALSE( comesBack() );
 }
 
-TEST_F( BackStory, aCarrierIsWaitedForAsLongAsTheStatusIsHeld ) {
+TEST_F( BackStory, aCarrierIsWaitedForLongerThanTheStatusIsHeld ) {
    letGo();
    setUp( false );
    EXPECT_TRUE( comesBack() );
-   clock->advance( Executor::releaseGrace - 1 );
+   clock->advance( 2 * Executor::releaseGrace - 1 );
    EXPECT_TRUE( comesBack() );
    clock->advance( 2 );
+   EXPECT_FALSE( comesBack() );
+}
+
+TEST_F( BackStory, nobodyWaitsForTheCarrierOfALinkThatSomebodySetsDown ) {
+   letGo();
+   setUp( false );
+   fake->link( et1, false, false );
+   EXPECT_FALSE( comesBack() );
+}
+
+TEST_F( BackStory, aLinkThatCouldNotBeSetDownNorUpHasBeenThereAllTheTime ) {
+   shut();
+   clock->runUntilIdle();
+   fake->fail( 0, "refused" );
+   clock->runUntilIdle();
+   bringBack();
+   clock->runUntilIdle();
+   ASSERT_EQ( 2u, fake->requests.size() );
+   fake->fail( 1, "refused" );
+   clock->runUntilIdle();
    EXPECT_FALSE( comesBack() );
 }
 

@@ -119,6 +119,8 @@ void Executor::linkIs( const DataPlane::Link & link ) {
       adminUpHasChanged( known );
    if ( link.operUp )
       known.graceEnd = 0;
+   if ( link.operUp || !link.adminUp )
+      known.backEnd = 0;
    const LinkJournalEntry * const entry = model_.journal->entry( link.intf );
    if ( !link.operUp )
       known.restoreTime = 0;
@@ -289,6 +291,7 @@ void Executor::linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetRes
       if ( lowered )
          adminUpHasChanged( link );
       link.graceEnd = link.link.operUp || lowered ? 0 : now() + releaseGrace;
+      link.backEnd = link.graceEnd > 0 ? link.graceEnd + releaseGrace : 0;
       wakeupIs( link.graceEnd );
    } else if ( undone ) {
       adminUpHasChanged( link );
@@ -364,7 +367,7 @@ void Executor::hold( const Wire::IntfId & intf, Known & known ) {
    }
    entry->wantedUpIs( false );
    entry->acknowledgedIs( !entry->wasUp() );
-   known.graceEnd = 0;
+   known.graceEnd = known.backEnd = 0;
    if ( entry->wasUp() ) {
       model_.journal->awaitedDel( intf );
       request( *entry, known );
@@ -393,6 +396,8 @@ void Executor::holdLater( const DataPlane::Outcome & outcome, Known & known ) {
 
 void Executor::letGo( LinkJournalEntry & entry, Known & known ) {
    drifts_.letGo( entry.intf() );
+   // What was refused was the other way.
+   known.refusalNoted.clear();
    if ( known.unasked && known.link.adminUp ) {
       // It still waits to be kept, or to be read: the link is as it was, and what it has is nobody's business.
       requests_.erase( std::exchange( known.request, 0 ) );

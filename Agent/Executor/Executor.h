@@ -131,7 +131,8 @@ class Executor final : private DataPlane::Listener {
    /// it is of a kind that is never counted.
    Vel::String uncounted( const Wire::IntfId & intf ) const;
    /// Whether a link that was let go of is on its way back: it is to be set up, is given back what it had lost, or has been
-   /// without a carrier for less than `releaseGrace` since then.
+   /// without a carrier for less than twice `releaseGrace` since then. One that could never be set down has been there all
+   /// the time.
    bool comesBack( const Wire::IntfId & intf ) const;
    Drift drift( const Wire::IntfId & intf ) const { return drifts_.of( intf ); }
    /// Why a link that is to be held down has not been set down yet, for the operator; empty: it has, it is not to be, or
@@ -160,6 +161,7 @@ class Executor final : private DataPlane::Listener {
       double askedTime = 0;    ///< when the last request was made
       double retryTime = 0;    ///< a failed request is made again then; 0: none has failed
       double graceEnd = 0;     ///< until when a released link keeps its status; 0: it does not
+      double backEnd = 0;      ///< until when it is on its way back without a carrier; 0: it is not
       bool raised = false;     ///< somebody else has raised it while we hold it
       bool unasked = false;    ///< its entry is new, and nobody has been asked to set it down yet
       double restoreTime = 0;  ///< what was left is tried again then, and not before; 0: with its carrier

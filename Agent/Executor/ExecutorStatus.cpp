@@ -149,10 +149,10 @@ bool Executor::comesBack( const Wire::IntfId & intf ) const {
    const auto it = known_.find( intf );
    if ( it == known_.end() || ( model_.cause->intfStatus( intf ) && !model_.journal->released( intf ) ) )
       return false;
-   if ( const LinkJournalEntry * const entry = model_.journal->entry( intf ) )
-      return entry->wasUp();
    const Known & known = it->second;
-   return known.restore != 0 || known.restoreTime > 0 || known.graceEnd > now();
+   if ( const LinkJournalEntry * const entry = model_.journal->entry( intf ) )
+      return entry->wasUp() && !( known.inVain && known.link.adminUp && known.link.operUp );
+   return known.restore != 0 || known.restoreTime > 0 || known.backEnd > now();
 }
 
 Vel::String Executor::uncounted( const Wire::IntfId & intf ) const {

@@ -67,5 +67,15 @@ TEST_F( ExecutorStory, notesOnceWhyALinkCannotBeSetAndThatItCouldBeInTheEnd ) {
    EXPECT_EQ( "et1: has been set down, after that had failed", notes.back() );
 }
 
+TEST_F( ExecutorStory, notesNotThatALinkHasBeenSetUpOfWhichOnlyTheOtherWayHadFailed ) {
+   shut();
+   clock->runUntilIdle();
+   fake->fail( 0, "Operation not permitted" );
+   bringBack();
+   clock->runUntilIdle();
+   fake->done( 1 );
+   EXPECT_EQ( Lines{ "cannot set et1 down: Operation not permitted" }, notes );
+}
+
 } // namespace
 } // namespace Agent

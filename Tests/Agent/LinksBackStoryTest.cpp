@@ -103,6 +103,25 @@ TEST_F( LinksBackStory, theWayBackGoesOnWithoutALinkThatCannotBeSetUpAndNamesIt 
    EXPECT_GE( story.rig.timeOf( "et1 up" ), 71 );
 }
 
+TEST_F( LinksBackStory, theWayBackNamesALinkWhoseCarrierHasNotCome ) {
+   story.carrierIs( 50, "et2", false );
+   story.rig.runUntil( 69 );
+   EXPECT_EQ( "\"going back; links come back: et2\"", sentence() );
+   story.rig.runUntil( 71 );
+   EXPECT_EQ( "\"normal\"", state() );
+   EXPECT_NE(
+      std::string::npos,
+      story.rig.get( "events/recent" )
+         .find( "u1 goes on with its way back, and not all of its links are back yet: et2" ) );
+}
+
+TEST_F( LinksBackStory, nobodyWaitsForLinksThatCouldNeverBeShut ) {
+   story.rig.simulation().linkSetFaultIs( "refused" );
+   story.rig.runUntil( 61 );
+   EXPECT_EQ( "\"normal\"", state() );
+   EXPECT_FALSE( wasLate() );
+}
+
 TEST_F( LinksBackStory, theWayBackGoesOnInTimeAlsoWithoutCounters ) {
    story.rig.at( 59, [this] {
       story.rig.simulation().linkSetFaultIs( "refused" );
