@@ -24,6 +24,60 @@ endsWithTheSummaryOfAFailedRun() {
    [ "$(tail -n 1 <<<"$output")" = "1 - a.b (Failed)" ] || fail "the failed tests should be last"
 }
 
+saysBeforeTheSummaryWhereTheOutputOfAFailedTestBeginsAndEnds() {
+   cat > lines <<'LINES'
+1/3 Test  #1: a.passes .......   Passed    0.02 sec
+      Start  2: a.fails
+2/3 Test #12: a.fails ........***Failed    0.10 sec
+first of a.fails
+
+LINES
+   seq 2 98 >> lines
+   cat >> lines <<'LINES'
+last of a.fails
+      Start  3: a.isShort
+3/3 Test #13: a.isShort ......***Timeout   9.10 sec
+all of a.isShort
+
+33% tests passed, 2 tests failed out of 3
+
+The following tests FAILED:
+LINES
+   _treeWhoseTestRuns 'cat lines; exit 8'
+   run .ci/run
+   [ "$status" -ne 0 ] || fail "should have failed"
+   cat > expected <<'LINES'
+ci: a.fails:
+   first of a.fails
+   2
+   3
+   4
+   5
+   6
+   7
+   8
+   9
+   10
+   ...
+   90
+   91
+   92
+   93
+   94
+   95
+   96
+   97
+   98
+   last of a.fails
+ci: a.isShort:
+   all of a.isShort
+33% tests passed, 2 tests failed out of 3
+
+The following tests FAILED:
+LINES
+   output=$(tail -n 27 <<<"$output" | diff expected -) || fail "the output should be said again"
+}
+
 namesBeforeTheSummaryWhatTheMachineCannotRun() {
    _treeWhoseTestRuns 'echo "1/2 Test  #1: Page.a .......***Skipped   0.02 sec"; echo "2/2 Test #22: b.c ... Passed 1.00 sec"; \
       echo "100% tests passed, 0 tests failed out of 2, 1 skipped"'
