@@ -125,7 +125,7 @@ function( maint_kernel_test name )
     target_link_libraries( ${name} PRIVATE maint_options ${arg_LINK} GTest::gtest GTest::gtest_main )
   endif()
   if( BUILD_TESTING )
-    set( limit 240 )
+    set( limit 580 ) # many times what it takes
     if( arg_LONG )
       set( limit 1200 )
     endif()
