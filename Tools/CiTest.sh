@@ -78,6 +78,14 @@ LINES
    output=$(tail -n 27 <<<"$output" | diff expected -) || fail "the output should be said again"
 }
 
+saysWhatAFailedTestPrintedAlsoOfARunThatIsCutOff() {
+   _treeWhoseTestRuns 'echo "1/2 Test  #1: a.b .......***Failed    0.02 sec"; printf "%0300d\n" 7; exit 8'
+   run .ci/run
+   [ "$status" -ne 0 ] || fail "should have failed"
+   [ "$(grep -A 1 '^ci: a\.b:$' <<<"$output" | tail -n 1)" = "   $(printf '%0200d' 0)" ] ||
+      fail "the beginning of its long line should be said"
+}
+
 namesBeforeTheSummaryWhatTheMachineCannotRun() {
    _treeWhoseTestRuns 'echo "1/2 Test  #1: Page.a .......***Skipped   0.02 sec"; echo "2/2 Test #22: b.c ... Passed 1.00 sec"; \
       echo "100% tests passed, 0 tests failed out of 2, 1 skipped"'
