@@ -180,4 +180,16 @@ theReadmeNamesEveryFolderOfTheList() {
    saysNothing
 }
 
+# What all rooms of the agent may include is said once.
+theReadmeShowsWhichRoomsOfTheAgentIncludeEachOther() {
+   run awk -F': +' 'FNR == NR { readme = readme $0; next }
+      /^Agent\// && $1 !~ / / {
+         n = split( $2, list, " " )
+         for ( i = 1; i <= n; ++i )
+            if ( list[ i ] ~ /^Agent\// && list[ i ] != "Agent/Model" && !index( readme, $1 " --> " list[ i ] ) )
+               print $1 " --> " list[ i ]
+      }' "$tools/../README.md" "$tools/include-edges.txt"
+   saysNothing
+}
+
 runTest "$@"
