@@ -16,11 +16,58 @@ _target() {
    chmod +x build/bin/ThingFuzz
 }
 
+# What a fuzzer says that has run two seeds, and so many inputs in all.
+_says='_says() { printf "#2\tINITED cov: 7\nstat::number_of_executed_units: $1\n" >&2; }
+'
+
 passesWhenNothingIsFound() {
-   _target <<< 'printf "#2\tINITED cov: 7\nstat::number_of_executed_units: 12\n" >&2'
+   _target <<< "$_says _says 1002"
    run Tools/fuzz --build build --seconds 10
    passes
-   says 'Thing: cov: 7, 12 runs'
+   says 'Thing: cov: 7, 1002 runs'
+}
+passesWithTheSeedsAloneWhenThatIsAskedFor() {
+   _target <<< "$_says _says 2"
+   run Tools/fuzz --build build
+   passes
+   says 'Thing: cov: 7, 2 runs'
+}
+# A busy machine: a thousand inputs besides the seeds it is, however long that takes, in the same run from the beginning.
+goesOnUntilEnoughHasBeenRun() {
+   _target << SH
+$_says
+for last; do before=\$folder folder=\$last; done
+ls "\$before" >> left
+echo new > "\$before/new"
+echo "\$@" >> arguments
+case "\$*" in *-runs=1002*) _says 1002 ;; *) _says 1001 ;; esac
+SH
+   run Tools/fuzz --build build --seconds 10 --seed 3
+   passes
+   says 'Thing: cov: 7, 1002 runs'
+   saysNot 1001
+   output=$(sed -n 1p arguments)
+   says '-max_total_time=10 '
+   saysNot '-runs'
+   output=$(sed -n 2p arguments)
+   says '-max_total_time=300 '
+   says '-seed=3 '
+   [ "$(wc -l < arguments)" -eq 2 ] || fail "should have run twice"
+   output=$(cat left)
+   saysNothing # of what the first of the two has come upon
+}
+failsWhenNotEnoughCanBeRun() {
+   _target <<< "$_says _says 1001"
+   run Tools/fuzz --build build --seconds 10
+   fails
+   says 'Thing: 999 runs besides the seeds in 300 seconds'
+}
+failsWithWhatIsFoundWhileItGoesOn() {
+   _target <<< "$_says"' case "$*" in *-runs=*) echo "broken: a promise"; exit 77 ;; *) _says 100 ;; esac'
+   run Tools/fuzz --build build --seconds 10
+   fails
+   says 'broken: a promise'
+   saysNot 'besides the seeds'
 }
 failsWithWhatIsFound() {
    _target <<< 'echo INITED; echo "broken: a promise"; exit 77'
@@ -30,13 +77,13 @@ failsWithWhatIsFound() {
    says 'build/found'
 }
 failsWhenAFuzzerHasNotBegun() {
-   _target <<< 'exit 0'
+   _target <<< 'echo "stat::number_of_executed_units: 0"'
    run Tools/fuzz --build build Thing
    fails
    says 'has not begun'
 }
 givesTheSeedsTheTimeAndTheDictionary() {
-   _target <<< 'echo INITED; echo "$@" > arguments'
+   _target <<< "$_says"' _says 1002; echo "$@" > arguments'
    mkdir Fuzz/dictionaries
    echo '"word"' > Fuzz/dictionaries/Thing.dict
    run Tools/fuzz --build build --seconds 10 --seed 3 Thing
@@ -48,7 +95,7 @@ givesTheSeedsTheTimeAndTheDictionary() {
    says " $PWD/Fuzz/corpus/Thing"
 }
 leavesTheSeedsAsTheyAre() {
-   _target <<< 'echo INITED; for last; do before=$folder folder=$last; done; echo new > "$before/new"'
+   _target <<< "$_says"' _says 2; for last; do before=$folder folder=$last; done; echo new > "$before/new"'
    run Tools/fuzz --build build Thing
    passes
    [ "$(ls Fuzz/corpus/Thing)" = one ] || fail "the seeds should be those of before"
