@@ -178,7 +178,7 @@ void Maintd::makeStages() {
       std::set< std::string > names;
       for ( const Wire::IntfId & intf : links )
          names.emplace( intf.name() );
-      spdlog::warn( "{}", views_->events.linksLate( unit, names ) );
+      views_->events.linksLate( unit, names );
    } );
    stages_->busyIs( [this]( const Vel::String & unit ) { return commands_->busy( unit ); } );
 }

@@ -37,7 +37,7 @@
 namespace Apps {
 
 struct MaintdOptions {
-   std::string config = "/etc/maintd/maintd.yaml";
+   std::string config = Config::defaultFile;
    std::string stateDir = "/var/lib/maintd";
    std::string runtimeDir = "/run/maintd";
    std::string socket; ///< empty: control.sock in the runtime folder

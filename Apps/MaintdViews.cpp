@@ -1,5 +1,7 @@
 #include "Apps/MaintdViews.h"
 
+#include "Agent/Commands/Lines.h"
+
 #include <spdlog/spdlog.h>
 
 #include <fstream>
@@ -73,6 +75,10 @@ Maintd::Views::Views( Maintd & agent )
            },
            []( bool begins, const std::string & line ) {
               spdlog::log( begins ? spdlog::level::err : spdlog::level::info, "{}", line );
+           },
+           []( bool wrong, const std::string & line ) {
+              spdlog::log(
+                 wrong ? spdlog::level::warn : spdlog::level::info, "{}", Agent::printableLine( line ) );
            } } ),
      hooks(
         agent.loop_, agent.wheel_, *agent.world_.children,

@@ -12,6 +12,9 @@ namespace Config {
 
 class Files;
 
+/// Where the agent's configuration is unless somebody says otherwise.
+inline constexpr char defaultFile[] = "/etc/maintd/maintd.yaml";
+
 /// A configuration, or everything that is wrong with it. Exactly one of the two is there.
 struct Result {
    std::optional< Configuration > configuration;

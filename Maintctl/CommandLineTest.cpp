@@ -190,6 +190,7 @@ TEST( CommandLine, takesTheVerbsOfDiagnosis ) {
    EXPECT_EQ( release.interface, "et1" );
    EXPECT_TRUE( release.force );
    EXPECT_EQ( commandOf< Validate >( { "validate", "/f" } ).file, "/f" );
+   EXPECT_EQ( commandOf< Validate >( { "validate" } ).file, "/etc/maintd/maintd.yaml" );
    commandOf< Reload >( { "reload" } );
 }
 

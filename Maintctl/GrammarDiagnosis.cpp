@@ -1,5 +1,6 @@
 #include "Maintctl/Grammar.h"
 
+#include "Config/Load.h"
 #include "Maintctl/Numbers.h"
 #include "Platform/FastLog/FastLog.h"
 
@@ -68,9 +69,12 @@ void Grammar::diagnosis() {
 
 void Grammar::configuration() {
    App * validate = verb( app_, "validate", "Check a configuration file, without an agent", [this] {
-      return Validate{ name_ };
+      return Validate{ name_.empty() ? Config::defaultFile : name_ };
    } );
-   name( validate, "FILE", "The configuration file; its drop-ins are in maintd.d beside it" );
+   const std::string help =
+      std::string( "The configuration file; its drop-ins are in maintd.d beside it; " ) +
+      Config::defaultFile + " unless it is given";
+   name( validate, "FILE", help.c_str(), false );
    App * reload = verb(
       app_, "reload", "Apply the agent's configuration file again", [this] { return Reload{ note() }; } );
    why( reload, "Why; it is kept with the operation" );

@@ -22,6 +22,8 @@ void EventWriter::write( const About & about, const nlohmann::json & numbers ) {
    for ( const auto & [name, value] : numbers.items() )
       json[name] = value;
    log_->add( { about.type, json.dump( -1, ' ', false, nlohmann::ordered_json::error_handler_t::replace ) } );
+   if ( also_ )
+      also_( about );
 }
 
 } // namespace Agent

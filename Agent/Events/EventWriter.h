@@ -13,18 +13,22 @@ namespace Agent {
 
 class EventWriter {
  public:
-   /// `wallTime`: seconds since 1970, now, for display.
-   EventWriter( Vel::Ptr< EventLog > log, std::function< double() > wallTime )
-      : log_( std::move( log ) ), wallTime_( std::move( wallTime ) ) {}
-
    /// What all events have.
    struct About {
       EventType type;
       std::string subject; ///< the name of what it is about
       std::string what;    ///< a word
       std::set< std::string > units;
-      std::string text; ///< a sentence for people
+      std::string text;   ///< a sentence for people
+      bool wrong = false; ///< somebody should look
    };
+   /// Called with each event that is written.
+   using Also = std::function< void( const About & ) >;
+
+   /// `wallTime`: seconds since 1970, now, for display.
+   EventWriter( Vel::Ptr< EventLog > log, std::function< double() > wallTime, Also also = {} )
+      : log_( std::move( log ) ), wallTime_( std::move( wallTime ) ), also_( std::move( also ) ) {}
+
    /// `numbers`: a JSON object with what else there is, for programs.
    void write( const About & about, const nlohmann::json & numbers );
    void write( const About & about );
@@ -37,6 +41,7 @@ class EventWriter {
  private:
    Vel::Ptr< EventLog > log_;
    std::function< double() > wallTime_;
+   Also also_;
    bool silent_ = false;
 };
 

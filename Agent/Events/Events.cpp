@@ -35,6 +35,12 @@ json numbersOf( const IntfMaintenanceProfile::Status & profile ) {
       { "shutdown-max-delay-seconds", std::isfinite( delay ) ? json( delay ) : json( nullptr ) } };
 }
 
+/// What interfaces carry changes all the time, and stands in the log of events alone.
+bool isDeed( const EventWriter::About & about ) {
+   return about.type == EventType::unit || about.what == "shut" || about.what == "released" ||
+          about.what == "configuration-taken";
+}
+
 EventWriter::About aboutProfile( const std::string & name, const char * what, std::string text ) {
    return { EventType::profile, name, what, {}, std::move( text ) };
 }
@@ -44,7 +50,12 @@ EventWriter::About aboutProfile( const std::string & name, const char * what, st
 Events::Events( Vel::Ptr< Cog::TimerWheel > wheel, Model model, Hooks hooks )
    : model_( std::move( model ) ),
      hooks_( std::move( hooks ) ),
-     writer_( model_.log, hooks_.wallTime ),
+     writer_(
+        model_.log, hooks_.wallTime,
+        [this]( const EventWriter::About & about ) {
+           if ( isDeed( about ) )
+              hooks_.deedNoted( about.wrong, about.text );
+        } ),
      units_(
         writer_, wheel, { model_.unitStatusDir, model_.unitRunDir, model_.unitCommandsDir, model_.told },
         { hooks_.now, hooks_.stage, hooks_.settling,
@@ -187,7 +198,7 @@ void Events::noteProblem( const std::string & what, const std::string & text ) {
    }
 }
 
-std::string Events::linksLate( const std::string & unit, const std::set< std::string > & links ) {
+void Events::linksLate( const std::string & unit, const std::set< std::string > & links ) {
    constexpr std::size_t mostNamed = 8; // all are in `interfaces`
    std::string names;
    std::size_t left = links.size();
@@ -201,8 +212,8 @@ std::string Events::linksLate( const std::string & unit, const std::set< std::st
    }
    const std::string text =
       unit + " goes on with its way back, and not all of its links are back yet: " + names;
-   writer_.write( { EventType::unit, unit, "links-late", { unit }, text }, { { "interfaces", links } } );
-   return text;
+   writer_.write(
+      { EventType::unit, unit, "links-late", { unit }, text, true }, { { "interfaces", links } } );
 }
 
 // ---- profiles

@@ -52,6 +52,9 @@ class Events {
       std::function< std::vector< std::pair< std::string, std::string > >() > problems;
       /// Takes a line for the agent's log: a problem has begun, or is another one; or it is over.
       std::function< void( bool begins, const std::string & line ) > problemNoted;
+      /// Takes a line for the agent's log, with the words of who asked as they are: what is done to units and links, and
+      /// a configuration that is taken. Who reads the log of the machine finds there who has taken what out of service.
+      std::function< void( bool wrong, const std::string & line ) > deedNoted;
    };
 
    /// Seconds after its start in which an agent finds what is wrong: until then no problem that was told is over.
@@ -72,8 +75,8 @@ class Events {
    void driftChanged() { interfaces_.driftChanged(); }
    /// How hooks fare; told when the turn ends.
    HookEvents & hookEvents() { return hookEvents_; }
-   /// The way back of a unit goes on although these links are not back. Gives the sentence that is told.
-   std::string linksLate( const std::string & unit, const std::set< std::string > & links );
+   /// The way back of a unit goes on although these links are not back.
+   void linksLate( const std::string & unit, const std::set< std::string > & links );
    void turnEnds();
 
  private:

@@ -182,6 +182,67 @@ TEST_F( EventsTest, aUnitIsToldOfOnItsWayInAndBack ) {
    EXPECT_EQ( "u1 is under maintenance", last().at( "text" ) );
 }
 
+TEST_F( EventsTest, whatAnEnterOverridesIsTold ) {
+   runs->unitRun( "u1" )->overriddenIs( "last-path: no other way\ncapacity: too much" );
+   enter();
+   turn();
+   EXPECT_EQ(
+      "u1 goes into maintenance, as ann has asked: optics; forced, although last-path: no other way; "
+      "capacity: too much",
+      event( 2 ).at( "text" ) );
+   EXPECT_EQ( ( json{ "last-path: no other way", "capacity: too much" } ), event( 2 ).at( "overridden" ) );
+}
+
+TEST_F( EventsTest, theLogSaysWhatIsDoneToUnitsAndLinks ) {
+   join( et1 );
+   join( et2 );
+   turn();
+   enter();
+   record( et1, 0 );
+   turn();
+   cause->intfStatusIs( et1, 1 );
+   cause->intfStatusIs( et2, 1 );
+   turn();
+   cause->intfStatusDel( et1 );
+   units->status( "u1" )->stateIs( UnitState::maintenance );
+   stage = "";
+   turn();
+   events->linksLate( "u1", { "et1" } );
+   events->configurationTaken( { "settle 5s" } );
+   EXPECT_EQ(
+      ( Lines{
+         "info u1 goes into maintenance, as ann has asked: optics", "info u1 is in stage drainwatch",
+         "warning et1 is to be shut although it has not drained: its time is over",
+         "info et2 is to be shut: it has drained", "info u1 is under maintenance", "info et1 is released",
+         "warning u1 goes on with its way back, and not all of its links are back yet: et1",
+         "info the configuration is taken: settle 5s" } ),
+      deeds );
+}
+
+TEST_F( EventsTest, theLogWarnsOfWhatSomebodyShouldLookAt ) {
+   enter();
+   turn();
+   auto & command = *commands->unitIs( "u1" )->stageIs( "bgp" );
+   command.failureIs( "exit status 3" );
+   command.sinceIs( 7 );
+   command.stateIs( CommandState::failed );
+   turn();
+   units->status( "u1" )->stateIs( UnitState::maintenance );
+   units->status( "u1" )->intfsViolatingTrafficThresholdIs( et1, true );
+   turn();
+   clock->advance( 5 );
+   units->status( "u1" )->intfsViolatingTrafficThresholdDel( et1 );
+   turn();
+   clock->advance( 60 );
+   deeds.erase( deeds.begin(), deeds.begin() + 2 );
+   EXPECT_EQ(
+      ( Lines{
+         "warning stage bgp of u1 has failed: exit status 3", "info u1 is under maintenance",
+         "warning u1 carries traffic although it is under maintenance, on et1",
+         "info u1 carries no traffic above a threshold any more" } ),
+      deeds );
+}
+
 TEST_F( EventsTest, aStageWhoseCommandFailsIsToldOnce ) {
    auto & command = *commands->unitIs( "u1" )->stageIs( "bgp" );
    command.stateIs( CommandState::running );
@@ -200,18 +261,19 @@ TEST_F( EventsTest, aStageWhoseCommandFailsIsToldOnce ) {
 }
 
 TEST_F( EventsTest, linksWithoutWhichAWayBackGoesOnAreNamed ) {
+   events->linksLate( "u1", { "et1", "et2" } );
    EXPECT_EQ(
-      "u1 goes on with its way back, and not all of its links are back yet: et1, et2",
-      events->linksLate( "u1", { "et1", "et2" } ) );
+      "u1 goes on with its way back, and not all of its links are back yet: et1, et2", last().at( "text" ) );
    EXPECT_EQ( Lines{ "unit u1 links-late" }, told() );
    EXPECT_EQ( ( json{ "et1", "et2" } ), last().at( "interfaces" ) );
    std::set< std::string > many;
    for ( char letter = 'a'; letter < 'l'; ++letter )
       many.insert( std::string( 1, letter ) );
+   events->linksLate( "u1", many );
    EXPECT_EQ(
       "u1 goes on with its way back, and not all of its links are back yet: a, b, c, d, e, f, g, h and 3 "
       "more",
-      events->linksLate( "u1", many ) );
+      last().at( "text" ) );
    EXPECT_EQ( 11u, last().at( "interfaces" ).size() );
 }
 

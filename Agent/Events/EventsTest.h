@@ -61,6 +61,9 @@ class EventsTest : public testing::Test {
             [this]( const Wire::IntfId & intf ) { return intf == et1; }, [this] { return problems; },
             [this]( bool begins, const std::string & line ) {
                noted.push_back( ( begins ? "error " : "info " ) + line );
+            },
+            [this]( bool wrong, const std::string & line ) {
+               deeds.push_back( ( wrong ? "warning " : "info " ) + line );
             } } );
    }
    void turn() { clock->runUntilIdle(); }
@@ -151,6 +154,7 @@ class EventsTest : public testing::Test {
    bool settling = false;
    std::vector< std::pair< std::string, std::string > > problems;
    Lines noted; ///< in the log
+   Lines deeds; ///< the same
    Vel::U64 seen = 0;
    std::unique_ptr< Events > events;
 };

@@ -331,13 +331,13 @@ void InterfaceEvents::lookAtShutdown( const Present & of ) {
    if ( shut != of.told.shut() ) {
       of.told.shutIs( shut );
       const bool forced = shut && hooks_.forced( of.intf );
-      if ( shut )
-         writer_.write(
-            of.about(
-               "shut", of.name + ( forced ? " is to be shut although it has not drained: its time is over"
-                                          : " is to be shut: it has drained" ) ),
-            { { "forced", forced } } );
-      else
+      if ( shut ) {
+         EventWriter::About about = of.about(
+            "shut", of.name + ( forced ? " is to be shut although it has not drained: its time is over"
+                                       : " is to be shut: it has drained" ) );
+         about.wrong = forced;
+         writer_.write( about, { { "forced", forced } } );
+      } else
          writer_.write( of.about( "released", of.name + " is released" ) );
    }
 }

@@ -26,8 +26,9 @@ Vel::String revertKey( const UnitTimes * times ) {
 
 const char * onOverrun( const UnitTimes & times ) { return times.restore() ? "restore" : "keep"; }
 
-EventWriter::About about( const std::string & unit, const char * what, std::string text ) {
-   return { EventType::unit, unit, what, { unit }, std::move( text ) };
+EventWriter::About
+about( const std::string & unit, const char * what, std::string text, bool wrong = false ) {
+   return { EventType::unit, unit, what, { unit }, std::move( text ), wrong };
 }
 
 } // namespace
@@ -89,7 +90,8 @@ void TimesEvents::tellOverrun( const UnitTimes & times ) {
       about(
          unit, "overrun",
          unit + " is not under maintenance within " + Api::spanText( times.deadlineAfter() ) +
-            ( times.restore() ? ", and goes back" : ", and goes on" ) ),
+            ( times.restore() ? ", and goes back" : ", and goes on" ),
+         true ),
       { { "deadline", wallTime( times.deadline() ) },
         { "on-overrun", onOverrun( times ) },
         { "generation", status ? status->genId() : 0 } } );

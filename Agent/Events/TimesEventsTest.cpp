@@ -32,7 +32,13 @@ class TimesEventsTest : public testing::Test {
    Vel::Ptr< UnitTimesDir > dir = Vel::make< UnitTimesDir >();
    Vel::Ptr< EventLog > log = Vel::make< EventLog >();
    Vel::Ptr< EventsTold > told = Vel::make< EventsTold >();
-   EventWriter writer{ log, [] { return now + 3600; } };
+   std::vector< std::string > wrong; ///< what somebody should look at
+   EventWriter writer{
+      log, [] { return now + 3600; },
+      [this]( const EventWriter::About & about ) {
+         if ( about.wrong )
+            wrong.push_back( about.what );
+      } };
    TimesEvents events{ writer, { units, dir, told }, { [] { return now; }, [] { return now + 3600; } } };
    Vel::U64 seen = 0;
 };
@@ -119,6 +125,7 @@ TEST_F( TimesEventsTest, overrunIsToldOnceForEachDeadline ) {
    events = look();
    ASSERT_EQ( 1u, events.size() );
    EXPECT_EQ( "overrun", events[0].at( "what" ) );
+   EXPECT_EQ( ( std::vector< std::string >{ "overrun", "overrun" } ), wrong );
 }
 
 } // namespace

@@ -24,6 +24,16 @@ std::string askedText( const UnitRun * run ) {
    return ", as " + run->by() + " has asked" + ( run->reason().empty() ? "" : ": " + run->reason() );
 }
 
+/// What has been overridden is a line each.
+std::string forcedText( const UnitRun * run ) {
+   if ( !run || run->overridden().empty() )
+      return "";
+   std::string all = run->overridden();
+   for ( std::size_t end; ( end = all.find( '\n' ) ) != std::string::npos; )
+      all.replace( end, 1, "; " );
+   return "; forced, although " + all;
+}
+
 bool isViolated( const Status & status ) { return status.intfsViolatingTrafficThresholds() > 0; }
 
 bool isEnter( const Status & status ) { return status.state() == UnitState::enterInProgress; }
@@ -32,7 +42,7 @@ std::string sentence( const Status & status, const UnitRun * run ) {
    const std::string & unit = status.unitName();
    switch ( status.state() ) {
    case UnitState::enterInProgress:
-      return unit + " goes into maintenance" + askedText( run );
+      return unit + " goes into maintenance" + askedText( run ) + forcedText( run );
    case UnitState::maintenance:
       return unit + " is under maintenance";
    case UnitState::exitInProgress:
@@ -42,8 +52,9 @@ std::string sentence( const Status & status, const UnitRun * run ) {
    }
 }
 
-EventWriter::About about( const std::string & unit, const char * what, std::string text ) {
-   return { EventType::unit, unit, what, { unit }, std::move( text ) };
+EventWriter::About
+about( const std::string & unit, const char * what, std::string text, bool wrong = false ) {
+   return { EventType::unit, unit, what, { unit }, std::move( text ), wrong };
 }
 
 json orNull( const std::string & text ) { return text.empty() ? json( nullptr ) : json( text ); }
@@ -235,7 +246,8 @@ void UnitEvents::lookAtCommands( const Vel::String & unit, ToldUnit & told ) {
       told.failedIs( stage, command->since() );
       writer_.write(
          about(
-            unit, "stage-failed", "stage " + stage + " of " + unit + " has failed: " + command->failure() ),
+            unit, "stage-failed", "stage " + stage + " of " + unit + " has failed: " + command->failure(),
+            true ),
          { { "stage", stage }, { "error", command->failure() } } );
    }
 }
@@ -260,7 +272,7 @@ void UnitEvents::lookAtViolations( const Status & status, ToldUnit & told ) {
    writer_.write(
       about(
          unit, violated ? "violations-begin" : "violations-end",
-         text + InterfaceWords::afterChanges( changes ) ),
+         text + InterfaceWords::afterChanges( changes ), violated ),
       { { "interfaces", names },
         { "total-violations", status.totalIntfTrafficViolations() },
         { "changes", changes } } );
