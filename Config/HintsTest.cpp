@@ -51,11 +51,20 @@ TEST( Hints, tellOfStagesThatNoUnitGoesThrough ) {
    const std::string stage = members + "stages: {s: {enter: /bin/true, exit: /bin/true}}\n";
    expectWarnings(
       { { stage, { "f:6:10: warning: stage \"s\" is not used: it is in no \"enter\" and in no \"exit\"" } },
-        { stage + "enter: [s, drainwatch]\nexit: [drainwatch, s]\n", {} },
-        { good + "stages: {s: {exit: /bin/true}}\n"
-                 "groups: {a: {interfaces: [et1]}}\n"
-                 "units: {u: {groups: [a], exit: [drainwatch, s]}}\n",
-          {} } } );
+        { stage + "enter: [s, drainwatch]\nexit: [drainwatch, s]\n", {} } } );
+}
+
+TEST( Hints, areNotGivenOfAStageThatIsInOneListOnly ) {
+   const auto units = []( const std::string & lists ) {
+      return "groups: {a: {interfaces: [et1]}}\nunits: {u: {groups: [a], " + lists + "}}\n";
+   };
+   const std::string enters = good + "stages: {s: {enter: /bin/true}}\n";
+   const std::string exits = good + "stages: {s: {exit: /bin/true}}\n";
+   expectWarnings(
+      { { enters + "enter: [s, drainwatch]\n", {} },
+        { exits + "exit: [drainwatch, s]\n", {} },
+        { enters + units( "enter: [s, drainwatch]" ), {} },
+        { exits + units( "exit: [drainwatch, s]" ), {} } } );
 }
 
 TEST( Hints, tellOfUnitsWithoutInterfaces ) {
@@ -80,6 +89,10 @@ TEST( Hints, tellOfRedundancyGroupsThatGuardNothing ) {
           { "f:6:49: warning: redundancy group \"g\" lets all of its 2 units be out at a time; \"max-out\" "
             "is "
             "less than their number" } },
+        { group( "units: [u, v], max-out: 3" ),
+          { "f:6:49: warning: redundancy group \"g\" lets all of its 2 units be out at a time; \"max-out\" "
+            "is "
+            "less than their number" } },
         { group( "units: [u, v], max-out: 1" ), {} } } );
 }
 
@@ -96,7 +109,14 @@ TEST( Hints, tellOfMomentsThatNeverCome ) {
             "f:5:25: warning: the moment \"drained\"" + ofNone,
             "f:5:34: warning: the moment \"shut\"" + ofNone,
             "f:5:40: warning: the moment \"spike\"" + ofNone } },
-        { profiles( "p: {threshold: 1kbps, load-interval: 1s, shutdown: true}" ) + hook + "}}\n", {} } } );
+        { good + "groups: {a: {interfaces: [et1]}}\nunits: {u: {groups: [a]}, v: {}}\n"
+                 "hooks: {h: {at: [drained], command: /bin/true, units: [u, v]}}\n",
+          { "f:5:27: warning: unit \"v\" has no interfaces: nothing is watched when it is put into "
+            "maintenance" } },
+        { profiles( "p: {threshold: 1kbps, load-interval: 1s}, q: {threshold: 1kbps, load-interval: 1s, "
+                    "shutdown: true}" ) +
+             "groups: {g: {interfaces: [et1], profile: q}}\n" + hook + "}}\n",
+          {} } } );
 }
 
 } // namespace
