@@ -12,6 +12,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <set>
 
 namespace {
 
@@ -24,15 +25,32 @@ constexpr int statusInUse = 4;
 constexpr int statusStore = 65;
 constexpr int statusConfiguration = 78;
 
+/// Names of trace facilities that were given a level.
+using Traced = std::vector< std::string >;
+
 /// "IntfMonSm=9" switches traces; the text of what is wrong with it, empty if nothing.
-std::string traceIs( const std::string & setting ) {
+std::string traceIs( const std::string & setting, Traced & traced ) {
    const auto equals = setting.rfind( '=' );
    if (
       equals == std::string::npos || equals == 0 || setting.size() != equals + 2 ||
       setting[equals + 1] < '0' || setting[equals + 1] > '9' )
       return "--trace wants NAME=LEVEL, with a level of 0 to 9";
-   Vel::TraceFacility::levelIs( setting.substr( 0, equals ), setting[equals + 1] - '0' );
+   traced.push_back( setting.substr( 0, equals ) );
+   Vel::TraceFacility::levelIs( traced.back(), setting[equals + 1] - '0' );
    return "";
+}
+
+/// Most facilities come with the plug-ins, so this can be said only when these have been loaded.
+void warnOfUnknown( const Traced & traced ) {
+   std::set< std::string > known;
+   for ( const Vel::TraceFacility * const facility : Vel::TraceFacility::all() )
+      known.insert( facility->name() );
+   std::string list;
+   for ( const std::string & name : known )
+      list += ( list.empty() ? "" : ", " ) + name;
+   for ( const std::string & name : traced )
+      if ( name != "*" && !known.contains( name ) )
+         spdlog::warn( "--trace: there is no trace facility {} so far; there are {}", name, list );
 }
 
 /// Where an installed agent has its plug-ins and what else it needs, wherever it was installed; its own libraries are
@@ -81,7 +99,7 @@ int releaseAllLinks( const Apps::MaintdOptions & options ) {
 
 /// Until a signal ends it. `background` is null in the foreground; `runs` is called when it has started.
 int runAgent(
-   const Apps::MaintdOptions & options, Apps::Background * background,
+   const Apps::MaintdOptions & options, const Traced & traced, Apps::Background * background,
    const std::function< void() > & runs ) {
    Apps::Notify notify( Apps::Notify::takeFromEnvironment() );
    Apps::MaintdWorld world;
@@ -103,17 +121,19 @@ int runAgent(
    }
    runs();
    spdlog::info( "maintd {} is running", MAINT_VERSION );
+   warnOfUnknown( traced );
    agent.run();
    return 0;
 }
 
-int runSupervised( const Apps::MaintdOptions & options, Apps::Background * background ) {
+int runSupervised(
+   const Apps::MaintdOptions & options, const Traced & traced, Apps::Background * background ) {
    Apps::RealAgentProcess process( {
       [&]( const Apps::RealAgentProcess::Start & start ) {
          Apps::MaintdOptions own = options;
          own.restarts = start.restarts;
          own.restartReason = start.reason;
-         return runAgent( own, background, start.runs );
+         return runAgent( own, traced, background, start.runs );
       },
       [background] {
          // The agent alone says that it runs: whoever waits for that learns so when there is none.
@@ -140,6 +160,7 @@ int main( int argc, char ** argv ) {
    options.httpHook = installedDir() + "/http-hook";
    options.version = MAINT_VERSION;
    std::vector< std::string > traces;
+   Traced traced;
    bool foreground = false, releaseAll = false, supervised = false;
 
    CLI::App app{
@@ -168,7 +189,7 @@ int main( int argc, char ** argv ) {
       return statusUsage;
    }
    for ( const std::string & setting : traces )
-      if ( const std::string problem = traceIs( setting ); !problem.empty() ) {
+      if ( const std::string problem = traceIs( setting, traced ); !problem.empty() ) {
          complain( problem );
          return statusUsage;
       }
@@ -193,5 +214,5 @@ int main( int argc, char ** argv ) {
       if ( const auto ended = background.begin() )
          return *ended;
    Apps::Background * const behind = foreground ? nullptr : &background;
-   return supervised ? runSupervised( options, behind ) : runAgent( options, behind, [] {} );
+   return supervised ? runSupervised( options, traced, behind ) : runAgent( options, traced, behind, [] {} );
 }

@@ -292,6 +292,14 @@ readsTheConfigurationAgainWhenItIsHungUp() {
    fail "u2 does not appear"
 }
 
+logsWhichTracesThereAreNone() {
+   _config
+   _start --trace Nonesuch=9 --trace DrainWatchSm=4 --trace '*=0'
+   [ "$(grep -c "there is no trace facility" log)" -eq 1 ] || fail "one name should be wrong"
+   grep -q "warning.* --trace: there is no trace facility Nonesuch so far; there are .*, DrainWatchSm, DrainWatchSmLoader, " log ||
+      fail "it should say which name is wrong, and which there are"
+}
+
 logsWhatOfAConfigurationHasNoEffect() {
    local warning="warning: redundancy group \"both\" guards nothing"
    _config "redundancy-groups: {both: {units: [u1]}}"

@@ -5,10 +5,10 @@
 
 _ctl() { "$build/bin/maintctl" --socket "$PWD/run/control.sock" "$@"; }
 
-# Starts the agent and waits until it answers.
+# _start [OPTION...]: starts the agent and waits until it answers.
 _start() {
    "$build/bin/maintd" --foreground --config maintd.yaml --state-dir "$PWD/state" --runtime-dir "$PWD/run" \
-      --plugin-dir "${plugins:-$build/lib}" > log 2>&1 < /dev/null &
+      --plugin-dir "${plugins:-$build/lib}" "$@" > log 2>&1 < /dev/null &
    agent=$!
    trap 'kill -9 $agent 2> /dev/null; rm -rf "$here"' EXIT
    for ((i = 0; i < 600; ++i)); do
