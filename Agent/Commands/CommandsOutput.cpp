@@ -9,6 +9,13 @@ namespace Agent {
 using Maintenance::Unit::StageMgrInstKey;
 using Maintenance::Unit::UnitState;
 
+namespace {
+
+/// Seconds for which a store that works may hold a command up without a word.
+constexpr double passing = 1;
+
+} // namespace
+
 Commands::Jobs::iterator Commands::jobOf( Children::Id id ) {
    return std::find_if( jobs_.begin(), jobs_.end(), [&]( const auto & job ) { return job.second.id == id; } );
 }
@@ -101,7 +108,8 @@ Commands::Facts Commands::facts( const Vel::String & unitName, const Vel::String
                        ( job->second.problem.empty() ? "the unit goes back" : "it " + job->second.problem );
    } else if ( job != jobs_.end() && job->second.began > 0 )
       facts.since = job->second.began;
-   else if ( job != jobs_.end() && job->second.phase == Job::Phase::running )
+   else if (
+      job != jobs_.end() && job->second.phase == Job::Phase::running && now() - command->since() >= passing )
       facts.waitsFor = "the store, in which its process has to be kept before it begins";
    return facts;
 }

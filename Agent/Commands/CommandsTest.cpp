@@ -65,6 +65,8 @@ TEST_F( CommandsStory, doesNotBeginWhileNothingCanBeCommitted ) {
 TEST_F( CommandsStory, beginsOnTheWayInOnlyWhenItIsKnownForGood ) {
    durable = false;
    enter();
+   EXPECT_EQ( Lines{}, taken() );
+   EXPECT_EQ( "", commands->facts( "u1", "steer" ).waitsFor ) << "each command is held up for a moment";
    advance( 100 );
    EXPECT_EQ( Lines{}, taken() );
    EXPECT_EQ(
