@@ -36,8 +36,9 @@ void TimesRecorder::take( const Vel::String & unit ) {
       return;
    const UnitTimes * const times = model_.unitTimesDir->unit( unit );
    const bool enters = status->state() == UnitState::enterInProgress;
-   // What is not set any more was taken away; but not what has served its purpose.
-   if ( enters || ( times && times->deadline() > 0 ) ) {
+   const bool hasDeadline = times && times->deadline() > 0;
+   // What is not set any more was taken away; but not what has served its purpose, nor that it was too late.
+   if ( hasDeadline || ( enters && record->overrun() == 0 ) ) {
       record->deadlineIs( times ? times->deadline() : 0 );
       record->restoreIs( times && times->restore() );
       record->overrunIs( times ? times->overrun() : 0 );

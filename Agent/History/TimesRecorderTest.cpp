@@ -67,6 +67,25 @@ TEST_F( TimesRecorderTest, whatHasServedItsPurposeStays ) {
    EXPECT_EQ( 500, record().revertAt() );
 }
 
+TEST_F( TimesRecorderTest, aDeadlineThatWasMissedStaysWhenItIsTakenAway ) {
+   set();
+   UnitTimes & times = *dir->unit( "u1" );
+   times.overrunIs( 101 );
+   times.deadlineIs( 0 );
+   times.overrunIs( 0 );
+   times.restoreIs( false );
+   EXPECT_EQ( 100, record().deadline() );
+   EXPECT_EQ( 101, record().overrun() );
+   EXPECT_TRUE( record().restore() );
+   dir->unitDel( "u1" );
+   EXPECT_EQ( 101, record().overrun() );
+   // What is taken up after a start is the same.
+   const TimesRecorder next( { units, dir, history } );
+   EXPECT_EQ( 101, record().overrun() );
+   set();
+   EXPECT_EQ( 0, record().overrun() ) << "another one takes its place";
+}
+
 TEST_F( TimesRecorderTest, whatIsTakenAwayGoes ) {
    set();
    dir->unitDel( "u1" );

@@ -157,6 +157,22 @@ TEST_F( TimesStory, recordTellsWhatWasSetAndWhatCameOfIt ) {
       json::parse( rig.get( "history/1" ) ).at( "times" ) );
 }
 
+TEST_F( TimesStory, recordTellsOfADeadlineThatWasMissedAlsoWhenItWasTakenAwayThen ) {
+   busy();
+   EXPECT_EQ( 202, enter( R"({"deadline":"1m"})" ) );
+   rig.runUntil( 2 * minute );
+   EXPECT_EQ( 202, enter( R"({"deadline":"never"})" ) );
+   EXPECT_TRUE( times().at( "overrun" ).is_null() );
+   rig.traffic( "et1", 0 );
+   rig.runUntil( 6 * minute );
+   EXPECT_EQ( "\"maintenance\"", state() );
+   EXPECT_EQ(
+      json::parse(
+         R"({"deadline":"2023-11-14T22:14:20.000Z","on-overrun":"keep","overrun":"2023-11-14T22:14:20.000Z",
+             "revert-at":null})" ),
+      json::parse( rig.get( "history/1" ) ).at( "times" ) );
+}
+
 TEST_F( TimesStory, eventsTellOfThemInOrder ) {
    busy();
    EXPECT_EQ( 202, enter( R"({"deadline":"1m","on-overrun":"restore"})" ) );
