@@ -250,7 +250,7 @@ endsWithTwoWhenItIsUsedWrongly() {
       run "$build/bin/maintd" $wrong
       [ "$status" -eq 2 ] || fail "maintd $wrong should have ended with 2"
    done
-   for wrong in "" nonsense show "show nonsense" enter "wait u1" "wait u1 --for=lunch" "enter u1 --timeout 5" release validate; do
+   for wrong in "" nonsense show "show nonsense" enter "wait u1" "wait u1 --for=lunch" "enter u1 --timeout 5" release "validate a b"; do
       # shellcheck disable=SC2086
       run _ctl $wrong
       [ "$status" -eq 2 ] || fail "maintctl $wrong should have ended with 2"
