@@ -65,6 +65,27 @@ def program(name):
     return os.path.join(BUILD, "bin", name)
 
 
+# By what the reader calls a record: the key below which it stands.
+OF_KEY = {
+    '\\"listen\\"': "listen", "a stage": "stages", "a profile": "profiles", "a group": "groups", "a unit": "units",
+    "a redundancy group": "redundancy-groups", "a hook": "hooks", '\\"simulated\\"': "simulated", "a port": "simulated"}
+IN_THE_EXAMPLE_ONLY = {"a traffic segment", "a VLAN", "a route"}
+
+
+def keysOfTheConfiguration():
+    """The keys that the reader takes, by what it calls the record that they are in."""
+    result = {}
+    for path in glob.glob(os.path.join(REPOSITORY, "Config", "*Reader.cpp")):
+        with open(path, encoding="utf-8") as file:
+            code = file.read()
+        lists = {name: body for name, body in re.findall(r"const std::vector< std::string > (\w+)(\{[^}]*\});", code)}
+        calls = re.findall(r'isRecord\(\s*\w+,\s*"((?:[^"\\]|\\.)*)",\s*(\{[^}]*\}|\w+)', code)
+        assert len(calls) == code.count("isRecord("), path + " has a record that is read otherwise"
+        for what, keys in calls:
+            result.setdefault(what, set()).update(re.findall(r'"([^"]+)"', lists.get(keys, keys)))
+    return result
+
+
 class Man(unittest.TestCase):
     maxDiff = None
 
@@ -126,18 +147,28 @@ class Man(unittest.TestCase):
                     optionsOf(helpOf(os.path.join(STAGES, heading.split()[0]))) - OF_ALL, taggedOptions(section))
 
     def test_ofTheConfigurationHasItsKeys(self):
-        with open(os.path.join(REPOSITORY, "Config", "examples", "maintd.yaml"), encoding="utf-8") as file:
-            example = file.read()
-        with open(os.path.join(REPOSITORY, "Config", "examples", "simulated.yaml"), encoding="utf-8") as file:
-            example += file.read()
-        top = set(re.findall(r"^([a-z-]+):", example, re.M))
-        lines = page("maintd.yaml.5").partition(".SH KEYS")[2].partition(".SH INTERFACES")[0].splitlines()
-        tags = [line for tag, line in zip(lines, lines[1:]) if tag == ".TP"]
-        self.assertEqual(top, {word for line in tags for word in re.findall(r"[a-z][a-z-]+", line)})
-        below = set(re.findall(r"^ +([a-z-]+):(?: [^\n{]|\n|$)", example, re.M))
-        bold = set(re.findall(r"[a-z][a-z-]+", "\n".join(line for line in lines if line.startswith(".B"))))
-        named = set("fast watch steer uplinks tenants journal desk".split())
-        self.assertEqual(set(), {key for key in below - named - bold if not re.match(r"(et|pc)\d", key)})
+        keys = keysOfTheConfiguration()
+        lines = page("maintd.yaml.5").partition(".SH KEYS")[2].partition(".SH INTERFACES")[0].split("\n.TP\n")[1:]
+        described = {}
+        for paragraph in lines:
+            tag, _, text = paragraph.partition("\n")
+            bold = set(re.findall(r"[a-z][a-z-]+", "\n".join(line for line in text.splitlines() if line.startswith(".B"))))
+            described.update({key: bold for key in re.findall(r"[a-z][a-z-]+", tag)})
+        self.assertEqual(keys.pop("the configuration"), set(described))
+        for record, names in keys.items():
+            with self.subTest(record=record):
+                if record not in IN_THE_EXAMPLE_ONLY:
+                    self.assertEqual(set(), names - described[OF_KEY[record]])
+
+    def test_exampleOfTheConfigurationHasItsKeys(self):
+        text = ""
+        for name in ("maintd.yaml", "simulated.yaml"):
+            with open(os.path.join(REPOSITORY, "Config", "examples", name), encoding="utf-8") as file:
+                text += re.sub(r"(^|\s)#.*", "", file.read())
+        there = set(re.findall(r"(?:^|[\s{])([a-z-]+):(?=\s|$)", text))
+        for record, names in keysOfTheConfiguration().items():
+            with self.subTest(record=record):
+                self.assertEqual(set(), names - there)
 
 
 if __name__ == "__main__":
