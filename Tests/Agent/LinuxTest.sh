@@ -42,7 +42,7 @@ YAML
 }
 _theStageBehindHasSeenAllRoutes() {
    output=$(_thatOutlast < seen | diff routes -) && return
-   grep -qF "not all of its links are back yet" log || fail "a stage should find the routes as they were"
+   grep -qF "$lateText" log || fail "a stage should find the routes as they were"
 }
 
 # ---- the stories
@@ -62,6 +62,7 @@ _enters() {
 }
 
 _drains() {
+   _writesNews
    _enters
    _ratesAreRight 5 "et1 in" "et2 out"
    _is units/u1 state entering || fail "the unit should not complete while traffic flows"
@@ -82,10 +83,12 @@ _drains() {
    _isBackToNormal
    _theStageBehindHasSeenAllRoutes
    _eachLinkHasMovedOnceEachWay
+   _wasLateWithReasonOnly
 }
 
 _shutsBusyLinks() {
    local link took
+   _writesNews
    _enters "shutdown: true, shutdown-max-delay: 30s"
    _isUnderMaintenance
    for link in et1 et2; do
@@ -95,6 +98,7 @@ _shutsBusyLinks() {
    done
    _isBackToNormal
    _eachLinkHasMovedOnceEachWay
+   _wasLateWithReasonOnly
 }
 
 _touchesNothing() {
