@@ -90,6 +90,11 @@ std::string hooksText( const std::vector< Api::Hook > & hooks, std::size_t room 
    return "\nHooks:\n" + table.text( 2, room );
 }
 
+/// A sum over the interfaces that are watched says nothing where none is: what those of a normal unit carry is not in it.
+std::string watchedRateText( const Api::Unit & unit, std::optional< double > bps ) {
+   return rateText( unit.total > 0 ? bps : std::nullopt );
+}
+
 } // namespace
 
 std::string unitsText( const std::vector< Api::Unit > & units, Now now, std::size_t room ) {
@@ -109,9 +114,10 @@ std::string unitsText( const std::vector< Api::Unit > & units, Now now, std::siz
    for ( const Api::Unit & unit : units )
       table.row(
          { unit.name, unit.state, orNothing( unit.stage ),
-           std::to_string( unit.drained ) + "/" + std::to_string( unit.total ), rateText( unit.inBps ),
-           rateText( unit.outBps ), listText( unit.violating ), ageText( unit.since, now ),
-           orNothing( unit.by ), orNothing( unit.reason ) } );
+           std::to_string( unit.drained ) + "/" + std::to_string( unit.total ),
+           watchedRateText( unit, unit.inBps ), watchedRateText( unit, unit.outBps ),
+           listText( unit.violating ), ageText( unit.since, now ), orNothing( unit.by ),
+           orNothing( unit.reason ) } );
    return table.text( 0, room );
 }
 
@@ -163,7 +169,9 @@ std::string unitText( const Api::Unit & unit, Now now, std::size_t room ) {
    if ( unit.etaSeconds )
       sheet.line( "Ready in", "about " + spanText( std::ceil( *unit.etaSeconds ) ) );
    sheet.line( "Settling since", timeAndAge( unit.settlingSince, now ) );
-   sheet.line( "Rates", "in " + rateText( unit.inBps ) + ", out " + rateText( unit.outBps ) );
+   sheet.line(
+      "Rates",
+      "in " + watchedRateText( unit, unit.inBps ) + ", out " + watchedRateText( unit, unit.outBps ) );
    sheet.line( "Violating", listText( unit.violating ) );
    sheet.line( "Violations", std::to_string( unit.totalViolations ) + " in total" );
    return sheet.text( room ) + stagesText( unit.stages, now, room );
