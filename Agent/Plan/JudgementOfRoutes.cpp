@@ -221,6 +221,7 @@ void Judging::judgeSession() {
          "whether this session would be cut off is not known: " +
          ( !way.problem.empty() ? way.problem
            : isRefused( way )   ? "routes refuse what is sent to " + facts.session
+           : now                ? "its route " + way.destination + " leads over links that do not work"
                                 : "no way to " + facts.session + " is known" );
       return;
    }

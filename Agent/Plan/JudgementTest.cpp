@@ -266,7 +266,8 @@ TEST_F( Judgement, doesNotTakeALessSpecificRouteForTheWayOfNow ) {
    rig.facts.way = { "", false, "10.1.0.0/16", { rig.via( { "et3" } ), rig.via( { "et2" } ) }, "", {} };
    rig.facts.way->lessSpecific = { { "0.0.0.0/0", 1 } };
    EXPECT_EQ(
-      "warning: whether this session would be cut off is not known: no way to 10.1.2.3 is known",
+      "warning: whether this session would be cut off is not known: its route 10.1.0.0/16 leads over links "
+      "that do not work",
       rig.said( "unknown-session" ) );
 }
 
