@@ -227,6 +227,35 @@ TEST_F( Judgement, takesNoLessSpecificRouteAsLongAsTheOtherOneIsLeftWithoutACarr
    EXPECT_NE( "", rig.said( "lock-out" ) );
 }
 
+TEST_F( Judgement, namesOfTheLessSpecificRouteWhatWorksAndOfTheOtherOneWhatHasWorked ) {
+   twoPorts();
+   rig.port( "et3", 1e9, false );
+   rig.inUnit( "et3" );
+   rig.port( "et4", 1e9, false );
+   rig.facts.session = "10.1.2.3";
+   rig.facts.way = { "", false, "10.1.0.0/16", { rig.via( { "et1", "et3" } ), rig.via( { "et2", "et4" } ) },
+                     "", {} };
+   rig.facts.way->lessSpecific = { { "0.0.0.0/0", 1 } };
+   EXPECT_EQ(
+      "warning: whether this session would be cut off is not known: without et1 the less specific route "
+      "0.0.0.0/0 over et2 is taken, which need not lead to 10.1.2.3",
+      rig.said( "unknown-session" ) );
+}
+
+TEST_F( Judgement, blamesOtherUnitsForARouteThatTheyLeaveWithoutACarrier ) {
+   twoPorts();
+   rig.port( "et3" );
+   rig.bond( "bond0", { "et3" } );
+   rig.facts.leavingToo = { { "et3", "u2" } };
+   rig.facts.session = "10.1.2.3";
+   rig.facts.way = { "", false, "10.1.0.0/16", { rig.via( { "bond0" } ), rig.via( { "et2" } ) }, "", {} };
+   rig.facts.way->lessSpecific = { { "0.0.0.0/0", 1 } };
+   EXPECT_EQ(
+      "warning: the way to 10.1.2.3, from where this session comes, leaves through et3 only; et3 is on its "
+      "way out with u2",
+      rig.said( "lock-out" ) );
+}
+
 TEST_F( Judgement, takesNoLessSpecificRouteBehindOneThatRefuses ) {
    twoPorts();
    rig.facts.session = "10.1.2.3";
