@@ -115,6 +115,13 @@ TEST_F( ArrivalTest, namesNoUnitThatIsNormalItself ) {
    EXPECT_EQ( waitFor( "normal" ), "a is normal after 0s\n" );
 }
 
+TEST_F( ArrivalTest, namesNoLinkThatCouldNotBeShutAsOneThatStaysSo ) {
+   is( "normal" );
+   shows( R"({"name":"et1","shut":true,"shut-problem":"refused","units":["a","b"]})" );
+   others( "maintenance" );
+   EXPECT_EQ( waitFor( "normal" ), "a is normal after 0s\n" );
+}
+
 TEST_F( ArrivalTest, isToldAlsoWhenTheRestCannotBeHad ) {
    is( "normal" );
    EXPECT_EQ( waitFor( "normal" ), "a is normal after 0s\n" );
