@@ -7,6 +7,7 @@
 #include "Maintctl/Table.h"
 #include "Maintctl/Text.h"
 #include "Maintctl/Timeline.h"
+#include "Maintctl/TimesText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -45,10 +46,10 @@ std::string moment( const Api::Maintenance & m, const Maybe & time, const std::s
    return dayText( *time ) + ( m.began == time ? "" : " (" + after( m.began, time ) + ")" ) + asked;
 }
 
-/// "by 02-11 14:02:10 (after 10m), which it was not; to be kept then"
+/// "2026-02-11 14:02:10 (after 10m), or restore; it was too late"
 std::string deadlineText( const Api::Maintenance & m, const Api::PastTimes & times ) {
-   return dayText( *times.deadline ) + " (" + after( m.began, times.deadline ) + "), or " +
-          orNothing( times.onOverrun ) + ( times.overrun ? "; it was too late" : "" );
+   return dayText( *times.deadline ) + " (" + after( m.began, times.deadline ) + ")" +
+          orRestoreText( times.onOverrun ) + ( times.overrun ? "; it was too late" : "" );
 }
 
 std::string headText( const Api::MaintenanceRecord & record, std::size_t room ) {

@@ -93,6 +93,17 @@ TEST_F( TimesTest, showUnitTellsThem ) {
       << rig.out;
 }
 
+TEST_F( TimesTest, showUnitSaysNothingOfWhatComesOfAUnitThatGoesOn ) {
+   rig.client.answers(
+      "GET /api/v1/units/a",
+      unit(
+         "entering",
+         R"("deadline":"2023-11-14T22:13:20.000Z","deadline-left-seconds":89.2,"on-overrun":"keep")" ) );
+   EXPECT_EQ( ExitStatus::done, rig.run( { "show", "unit", "a" } ) );
+   EXPECT_NE( std::string::npos, rig.out.find( "Deadline:        2023-11-14T22:13:20.000Z, 1m30s left\n" ) )
+      << rig.out;
+}
+
 TEST_F( TimesTest, showUnitTellsThatItIsTooLateAndWhatIsInDoubt ) {
    rig.client.answers(
       "GET /api/v1/units/a",
@@ -160,6 +171,19 @@ TEST_F( TimesTest, reportTellsWhatWasSet ) {
       rig.out.find( "Deadline:           2023-11-14 22:13:20 (after 1m00s), or restore; it was too late\n" ) )
       << rig.out;
    EXPECT_NE( std::string::npos, rig.out.find( "To go back:         2023-11-14 23:12:20 (after 1h00m)\n" ) )
+      << rig.out;
+}
+
+TEST_F( TimesTest, reportSaysOfAUnitThatWentOnOnlyThatItWasTooLate ) {
+   rig.client.answers(
+      "GET /api/v1/history/7",
+      R"({"id":7,"unit":"a","generation":3,"outcome":"completed","began":"2023-11-14T22:12:20.000Z",
+          "times":{"deadline":"2023-11-14T22:13:20.000Z","on-overrun":"keep",
+             "overrun":"2023-11-14T22:13:20.000Z"}})" );
+   EXPECT_EQ( ExitStatus::done, rig.run( { "report", "7" } ) ) << rig.err;
+   EXPECT_NE(
+      std::string::npos,
+      rig.out.find( "Deadline:           2023-11-14 22:13:20 (after 1m00s); it was too late\n" ) )
       << rig.out;
 }
 

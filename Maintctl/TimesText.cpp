@@ -24,12 +24,16 @@ std::string doubtText( const Api::UnitTimes & times ) {
 
 } // namespace
 
+std::string orRestoreText( const std::optional< std::string > & onOverrun ) {
+   return onOverrun == Api::OnOverrun::restore ? std::string( ", or " ) + Api::OnOverrun::restore : "";
+}
+
 std::string deadlineText( const Api::UnitTimes & times ) {
    const std::string left =
       times.deadlineLeftSeconds ? ", " + spanText( std::ceil( *times.deadlineLeftSeconds ) ) + " left" : "";
    return Api::timeText( *times.deadline ) +
           ( times.overrun ? ", too late; it " + goesText( times )
-                          : left + ", or " + orNothing( times.onOverrun ) ) +
+                          : left + orRestoreText( times.onOverrun ) ) +
           doubtText( times );
 }
 
