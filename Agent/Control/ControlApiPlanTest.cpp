@@ -115,6 +115,9 @@ TEST_F( ControlApiPlan, thatIsLateBeginsNothing ) {
    planned.late = true;
    EXPECT_EQ( 503, post( "units/u1/enter" ) );
    EXPECT_EQ( "unavailable \"u1\"", refused() );
+   EXPECT_NE(
+      std::string::npos,
+      reply.body.find( "the plan took so long that whoever asked may have given up; nothing has begun" ) );
    EXPECT_EQ( Asked{ "plan u1 [] to begin" }, asked );
    EXPECT_EQ( planned.plan, got( "units/u1/plan" ) );
 }

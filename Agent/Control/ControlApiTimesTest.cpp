@@ -98,6 +98,17 @@ TEST_F( ControlApiTimes, whatMakesNoSenseIsRefusedAndNamed ) {
    }
 }
 
+TEST_F( ControlApiTimes, aRefusalSaysWhatThereIs ) {
+   for ( const auto & [body, text] :
+         { std::pair( R"({"deadline":"1m","on-overrun":"go"})", R"(is neither "keep" nor "restore")" ),
+           std::pair( R"({"on-overrun":"restore"})", R"(needs a "deadline")" ),
+           std::pair( R"({"deadline":0})", R"(is out of range; it is 1s to 720h, or "never")" ) } ) {
+      EXPECT_EQ( 400, post( "units/u1/enter", body ) );
+      const std::string message = json::parse( reply.body ).at( "error" ).at( "message" );
+      EXPECT_NE( std::string::npos, message.find( text ) ) << message;
+   }
+}
+
 TEST_F( ControlApiTimes, exitTakesNone ) {
    for ( const char * member : { "deadline", "on-overrun", "revert-after" } ) {
       EXPECT_EQ( 400, post( "units/u1/exit", json{ { member, "10m" } }.dump() ) );

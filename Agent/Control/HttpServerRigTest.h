@@ -185,7 +185,8 @@ class HttpServerRig : public testing::Test {
             else
                answer( { 200, request.path } );
          },
-         []( const Api::Error & error ) {
+         [this]( const Api::Error & error ) {
+            refusals.push_back( error.message );
             return HttpReply{ httpStatus( error.code ), stringValue( error.code ) };
          },
          idleTimeout, heartbeatAfter );
@@ -234,6 +235,7 @@ class HttpServerRig : public testing::Test {
    Vel::Ptr< Cog::EventLoop > loop = Vel::make< Cog::EventLoop >( Vel::make< Cog::RealTime >( 0.0 ) );
    Vel::Ptr< Cog::TimerWheel > wheel = Vel::make< Cog::TimerWheel >( loop, 1000u, 1800u, true, 1024u );
    std::vector< HttpRequest > requests; ///< as the handler got them
+   std::vector< std::string > refusals; ///< what the server itself has said of those that it refused
    HttpServer::Handler handler;         ///< empty: answers with the path
    std::unique_ptr< HttpServer > server;
    std::vector< std::unique_ptr< HttpTestClient > > clients;

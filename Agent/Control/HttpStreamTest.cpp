@@ -274,6 +274,9 @@ TEST_F( HttpStreamTest, refusesMoreLongAnswersThanItHasPlacesFor ) {
    late.send( get( "/record" ) );
    runUntilAnswered( late );
    EXPECT_EQ( Bodies{ "unavailable" }, late.bodies() );
+   EXPECT_EQ(
+      "there are " + std::to_string( HttpServer::maxLongAnswers ) + " long answers under way already",
+      refusals.back() );
 }
 
 TEST_F( HttpStreamTest, cutsTheConnectionOfAnAnswerThatCannotGoOn ) {

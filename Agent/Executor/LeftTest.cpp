@@ -49,6 +49,7 @@ TEST_F( LeftStory, isKeptAndShownUntilThereIsACarrier ) {
    restored();
    EXPECT_FALSE( unrestored() );
    EXPECT_EQ( "", executor->problem() );
+   EXPECT_EQ( "et1: what waited for its carrier is restored", notes.back() );
    EXPECT_EQ( 2u, fake->requests.size() ) << "nothing is set up or down";
 }
 
