@@ -127,7 +127,7 @@ Agent::ControlCommands::Reloaded Maintd::readAgain() {
    if ( differences.switchKind || differences.simulated )
       return refuse( "a change of the switch needs a restart; nothing is changed" );
    if ( differences.listen )
-      return refuse( "a change of listen needs a restart; nothing is changed" );
+      return refuse( "a change of \"listen: web\" needs a restart; nothing is changed" );
    if ( const std::string why = cannotFollow( configuration_, *loaded.configuration ); !why.empty() )
       return refuse( why + "; nothing is changed" );
    configurationErrors_.clear();

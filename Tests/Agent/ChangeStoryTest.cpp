@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 namespace {
 
 using Tests::AgentRig;
@@ -81,6 +83,53 @@ TEST_F( ChangeStory, profileOfAGroupThatChangesIsApplied ) {
 TEST_F( ChangeStory, unitThatIsNotNormalIsNotRemoved ) {
    EXPECT_EQ( 409, rig.reload( configuration( twoGroups, "  u2: {groups: [g1]}\n", "100kbps" ) ) );
    EXPECT_EQ( "\"entering\"", rig.fact( "units/u1", "state" ) );
+}
+
+/// Each says something else too, which could be taken by itself.
+TEST_F( ChangeStory, fileThatNeedsARestartIsRefusedAsAWhole ) {
+   const std::string head = "version: 1\nswitch: simulated\n";
+   const std::string tail = "simulated:\n  clock: virtual\n  ports: {et1: {}}\n";
+   const std::string secondUnit = "  u2: {groups: [g2]}\n";
+   struct Row {
+      std::string head, units, tail, why;
+   };
+   for ( const Row & row :
+         { Row{
+              "version: 1\nswitch: linux\n", oneUnit + secondUnit, "",
+              "a change of the switch needs a restart" },
+           Row{
+              head, oneUnit + secondUnit, "simulated:\n  clock: virtual\n  ports: {et1: {}, et2: {}}\n",
+              "a change of the switch needs a restart" },
+           Row{
+              head, oneUnit + secondUnit, "simulated:\n  clock: real\n  ports: {et1: {}}\n",
+              "a change of the switch needs a restart" },
+           Row{
+              head + "listen: {web: \"127.0.0.1:8080\"}\n", oneUnit + secondUnit, tail,
+              R"(a change of \"listen: web\" needs a restart)" },
+           Row{ head, secondUnit, tail, "unit u1 is not normal and cannot be removed" } } ) {
+      SCOPED_TRACE( row.head + row.units + row.tail );
+      std::ofstream( rig.folder() + "/maintd.yaml" )
+         << row.head << configuration( twoGroups, row.units, "2Mbps" ) << row.tail;
+      const auto answer = rig.ask( "POST", "reload", "{}" );
+      EXPECT_EQ( 409, answer->status );
+      EXPECT_NE( std::string::npos, answer->body.find( row.why + "; nothing is changed" ) ) << answer->body;
+      EXPECT_NE( std::string::npos, rig.fact( "agent", "problems" ).find( row.why ) );
+      rig.runUntil( rig.time() + 20 );
+      EXPECT_EQ( "\"entering\"", rig.fact( "units/u1", "state" ) );
+      EXPECT_EQ( std::string::npos, rig.get( "units" ).find( "\"u2\"" ) );
+      EXPECT_EQ( 200, rig.reload( configuration( twoGroups, oneUnit, "100kbps" ) ) );
+      EXPECT_EQ( "[]", rig.fact( "agent", "problems" ) );
+   }
+   EXPECT_EQ( 200, rig.reload( configuration( twoGroups, oneUnit + secondUnit, "2Mbps" ) ) );
+   rig.runUntil( rig.time() + 20 );
+   EXPECT_EQ( "\"maintenance\"", rig.fact( "units/u1", "state" ) );
+   EXPECT_EQ( "\"normal\"", rig.fact( "units/u2", "state" ) );
+}
+
+TEST_F( ChangeStory, namesOfTheAddressNeedNoRestart ) {
+   EXPECT_EQ(
+      200, rig.reload(
+              "listen: {names: [switch.example.net]}\n" + configuration( twoGroups, oneUnit, "100kbps" ) ) );
 }
 
 TEST_F( ChangeStory, configurationWithErrorsLeavesTheRunningOne ) {
@@ -229,6 +278,43 @@ TEST( SharedStory, groupOfAnotherUnitThatGoesLeavesTheInterfaceUnderItsOwnProfil
    EXPECT_EQ( "\"maintenance\"", rig.fact( "units/u1", "state" ) );
    EXPECT_EQ( "\"watch\"", rig.fact( "interfaces/et2", "profile" ) );
    EXPECT_TRUE( rig.moves().empty() );
+}
+
+// ---- a unit of which nothing is there
+
+class EmptyUnitStory : public testing::Test {
+ protected:
+   EmptyUnitStory()
+      : rig( configuration( "  g1: {interfaces: [nix]}\n", "  u1: {groups: [g1]}\n", "1Mbps" ) ) {
+      rig.start();
+      EXPECT_EQ( 202, rig.post( "units/u1/enter" ) );
+   }
+   std::string state() { return rig.fact( "units/u1", "state" ); }
+   AgentRig rig;
+};
+
+TEST_F( EmptyUnitStory, isUnderMaintenanceAfterTheSettleTimeAndBackAtOnce ) {
+   rig.runUntil( 4 );
+   EXPECT_EQ( "\"entering\"", state() );
+   rig.runUntil( 6 );
+   EXPECT_EQ( "\"maintenance\"", state() );
+   EXPECT_EQ( R"({"drained":0,"total":0})", rig.fact( "units/u1", "interfaces" ) );
+   EXPECT_EQ( 202, rig.post( "units/u1/exit" ) );
+   EXPECT_EQ( "\"normal\"", state() );
+   EXPECT_EQ( std::vector< std::string >(), rig.moves() );
+}
+
+TEST_F( EmptyUnitStory, settlesAnewWithAnAgentThatIsStartedAgain ) {
+   rig.runUntil( 4 );
+   rig.crash();
+   rig.start();
+   rig.runUntil( 8 );
+   EXPECT_EQ( "\"entering\"", state() );
+   rig.runUntil( 10 );
+   EXPECT_EQ( "\"maintenance\"", state() );
+   rig.crash();
+   rig.start();
+   EXPECT_EQ( "\"maintenance\"", state() );
 }
 
 } // namespace
