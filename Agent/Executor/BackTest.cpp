@@ -119,6 +119,16 @@ TEST_F( BackStory, aLinkThatCannotBeSetUpIsOnItsWayBackBetweenTriesToo ) {
    EXPECT_TRUE( comesBack() );
 }
 
+TEST_F( BackStory, aLinkThatOthersSetUpInOurPlaceIsOnItsWayBackUntilItHasACarrier ) {
+   letGo();
+   fake->link( et1, true, false );
+   fake->fail( fake->requests.size() - 1, "refused" );
+   clock->runUntilIdle();
+   EXPECT_TRUE( comesBack() );
+   fake->link( et1, true, true );
+   EXPECT_FALSE( comesBack() );
+}
+
 TEST_F( BackStory, aLinkIsOnItsWayBackWithAnAgentThatIsStartedAgain ) {
    letGo();
    restart();
@@ -132,6 +142,8 @@ TEST_F( BackStory, aLinkThatSomebodyHasReleasedByHandIsOnItsWayBack ) {
    underWay.insert( et1 );
    EXPECT_TRUE( executor->release( "et1" ).changed );
    EXPECT_TRUE( comesBack() );
+   shut();
+   EXPECT_TRUE( comesBack() ) << "whatever is decided meanwhile";
    clock->runUntilIdle();
    setUp( true );
    shut();

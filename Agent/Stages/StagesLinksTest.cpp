@@ -127,6 +127,16 @@ TEST_F( LinksStory, goesOnWithoutLinksThatAreNotBackInTimeAndSaysSo ) {
    EXPECT_EQ( UnitState::exitInProgress, unit().state() );
 }
 
+TEST_F( LinksStory, goesOnInTimeOfItsOwnAccord ) {
+   toMaintenance();
+   ASSERT_FALSE( exit() );
+   letGo();
+   const double since = clock->currentTime();
+   clock->advance( 5 * Stages::linksPatience );
+   EXPECT_EQ( UnitState::normal, unit().state() );
+   EXPECT_NEAR( since + Stages::linksPatience, run().since(), 1 );
+}
+
 TEST_F( LinksStory, goesOnInTimeAlsoWhileTimersDoNotRun ) {
    toMaintenance();
    ASSERT_FALSE( exit() );
