@@ -122,6 +122,24 @@ TEST_F( ArrivalTest, namesNoLinkThatCouldNotBeShutAsOneThatStaysSo ) {
    EXPECT_EQ( waitFor( "normal" ), "a is normal after 0s\n" );
 }
 
+/// Somebody has put it into maintenance again since it was seen to be normal.
+TEST_F( ArrivalTest, doesNotSayThatLinksStayShutForTheUnitItself ) {
+   is( "normal" );
+   shows( interface( "et1", true, R"("a","b")" ) );
+   rig.client.replaces(
+      "GET /api/v1/units", R"([{"name":"a","state":"entering"},{"name":"b","state":"normal"}])" );
+   EXPECT_EQ( waitFor( "normal" ), "a is normal after 0s\n" );
+}
+
+TEST_F( ArrivalTest, isNotToldToWhoeverInterruptsWhatIsAskedBehindIt ) {
+   is( "maintenance" );
+   const auto interrupt = [this] { rig.client.interruptNext(); };
+   rig.client.during( [this, interrupt] { rig.client.during( interrupt ); } );
+   EXPECT_EQ( rig.run( { "wait", "a", "--for=maintenance" } ), ExitStatus::interrupted );
+   EXPECT_EQ( rig.out, "" );
+   EXPECT_EQ( rig.client.requests.size(), 1 ) << "the second one was interrupted";
+}
+
 TEST_F( ArrivalTest, isToldAlsoWhenTheRestCannotBeHad ) {
    is( "normal" );
    EXPECT_EQ( waitFor( "normal" ), "a is normal after 0s\n" );
