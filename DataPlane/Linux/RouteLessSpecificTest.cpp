@@ -2,6 +2,7 @@
 #include "DataPlane/Linux/RouteFold.h"
 
 #include <algorithm>
+#include <map>
 #include <random>
 
 /// What is taken when the ways of a route to an address are gone.
@@ -168,6 +169,19 @@ class LessSpecific : public LinuxFault {
       EXPECT_TRUE( result && result->way );
       return result && result->way ? *result->way : AddressWay();
    }
+   using Counts = std::map< Vel::String, std::size_t >;
+   /// How many there are for each: all are asked for in one reading, which keeps what any of them wants.
+   Counts countsOf( const std::vector< Vel::String > & addresses ) {
+      Counts result;
+      for ( const Vel::String & address : addresses )
+         made->routesAsk( { address }, [&result, address]( const RouteAnswer & answer ) {
+            EXPECT_TRUE( answer.way );
+            result[address] = answer.way ? answer.way->lessSpecific.size() : 0;
+         } );
+      for ( int i = 0; i < 100 && result.size() < addresses.size(); ++i )
+         turn();
+      return result;
+   }
    /// What the kernel takes for 10.1.2.3 is the first of these.
    void has( const std::vector< TestRoute > & routes ) {
       kernel->routes.clear();
@@ -221,12 +235,31 @@ TEST_F( LessSpecific, routesAreNoneForWhoIsOnTheLinkItself ) {
    EXPECT_EQ( 1u, way( "10.1.2.3" ).lessSpecific.size() );
 }
 
+TEST_F( LessSpecific, routesAreNoneForWhoIsOnTheLinkAlsoIfSomebodyElseHasSome ) {
+   has(
+      { { .destination = "10.1.2.0/24", .hops = { { 1 } }, .protocol = RTPROT_KERNEL, .gateway = false },
+        { "10.0.0.0/8", { { 2 } } },
+        { "0.0.0.0/0", { { 2 } } } } );
+   kernel->ways["10.5.0.1"] = kernel->routes[1];
+   started();
+   EXPECT_EQ( ( Counts{ { "10.1.2.3", 0 }, { "10.5.0.1", 1 } } ), countsOf( { "10.1.2.3", "10.5.0.1" } ) );
+}
+
+TEST_F( LessSpecific, routesAreNoneOfATableInWhichSomebodyElseIsFound ) {
+   has( { { "10.1.0.0/16", { { 1 } } }, { .destination = "10.0.0.0/8", .hops = { { 2 } }, .table = 100 } } );
+   kernel->ways["10.5.0.1"] = kernel->routes[1];
+   started();
+   EXPECT_EQ( ( Counts{ { "10.1.2.3", 0 }, { "10.5.0.1", 0 } } ), countsOf( { "10.1.2.3", "10.5.0.1" } ) );
+}
+
 TEST_F( LessSpecific, routesThatRulesMayLeaveOutAreNone ) {
    has( { { "10.1.0.0/16", { { 1 } } }, { "10.0.0.0/8", { { 2 } } }, { "0.0.0.0/0", { { 2 } } } } );
    kernel->rules = { ruleBytes( 254, {}, FRA_SUPPRESS_PREFIXLEN, 7 ) };
    started();
    EXPECT_EQ( ( std::vector< LessSpecificRoute >{ { "10.0.0.0/8", 1 } } ), way( "10.1.2.3" ).lessSpecific );
    kernel->rules = { ruleBytes( 254, {}, FRA_SUPPRESS_PREFIXLEN, 8 ) };
+   EXPECT_EQ( std::vector< LessSpecificRoute >(), way( "10.1.2.3" ).lessSpecific );
+   kernel->rules.push_back( ruleBytes( 254, {}, FRA_SUPPRESS_PREFIXLEN, 7 ) );
    EXPECT_EQ( std::vector< LessSpecificRoute >(), way( "10.1.2.3" ).lessSpecific );
    kernel->rules = { ruleBytes( 254, {}, FRA_SUPPRESS_PREFIXLEN, 0xffffffff ) };
    EXPECT_EQ( 2u, way( "10.1.2.3" ).lessSpecific.size() );
