@@ -26,6 +26,7 @@ class Nobody final : public DataPlane::Listener {
    void vlanMemberIs( Vel::U16, const Wire::IntfId & ) override {}
    void vlanMemberDel( Vel::U16, const Wire::IntfId & ) override {}
    void linkSetDone( DataPlane::RequestId, const DataPlane::LinkSetResult & ) override {}
+   void linkSetRestores( DataPlane::RequestId ) override {}
    void rereadIs( bool ) override {}
    void resynchronised() override { ++overruns; }
    void healthIs( const DataPlane::Health & ) override {}

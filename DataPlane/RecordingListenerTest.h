@@ -21,6 +21,7 @@ class RecordingListener final : public Listener {
    std::map< Vel::String, Vel::String > portChannels;
    std::set< VlanMember > vlanMembers;
    std::map< RequestId, LinkSetResult > results;
+   std::set< RequestId > restores; ///< requests that set nothing up or down any more
    Health health;
    bool rereading = false;             ///< what is told comes of links that are read anew
    std::vector< Vel::String > changed; ///< of the story, links that have changed by themselves
@@ -105,6 +106,10 @@ class RecordingListener final : public Listener {
       story.push_back( Vel::text( id, result.link.ok() ? " done" : " failed" ) );
       if ( onDone )
          onDone( id );
+   }
+   void linkSetRestores( RequestId id ) override {
+      require( !results.count( id ), Vel::text( "told to restore after its end: ", id ) );
+      require( restores.insert( id ).second, Vel::text( "told to restore twice: ", id ) );
    }
    void rereadIs( bool goesOn ) override {
       require( goesOn != rereading, "links are read anew within itself, or end without a beginning" );

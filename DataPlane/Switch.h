@@ -90,6 +90,10 @@ class Listener : public LinkListener {
    virtual void vlanMemberDel( Vel::U16 vlanId, const Wire::IntfId & member ) = 0;
    /// A request has ended. Facts that follow from it and were known by then have been told before.
    virtual void linkSetDone( RequestId id, const LinkSetResult & result ) = 0;
+   /// A request that goes on sets nothing up or down any more: its link is up, and what came up with it that was down
+   /// before is down again. Whatever is set otherwise from now on is somebody else's wish. Told before its end, once at
+   /// most, and not of a request that gives nothing back.
+   virtual void linkSetRestores( RequestId id ) = 0;
    /// True: what is told until it is false again are the differences from all links, as they have been read anew. A link
    /// may have changed more often meanwhile than is told. Otherwise all that changes is told, one by one.
    virtual void rereadIs( bool goesOn ) = 0;

@@ -83,7 +83,7 @@ void Executor::findDrift() {
    changesMayBeMissed_ = true;
    for ( auto & [intf, known] : known_ ) {
       LinkJournalEntry * const entry = model_.journal->entry( intf );
-      if ( entry && entry->acknowledged() && known.link.adminUp )
+      if ( entry && ( known.link.adminUp ? entry->acknowledged() : entry->restoring() ) )
          adminUpHasChanged( known );
       else if ( entry && entry->raised() && !known.link.adminUp && !follows( known, entry ) )
          entry->raisedIs( false ); // somebody has set it down again
@@ -304,6 +304,13 @@ void Executor::linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetRes
    publish( intf );
 }
 
+void Executor::linkSetRestores( DataPlane::RequestId id ) {
+   const auto it = requests_.find( id );
+   LinkJournalEntry * const entry = it == requests_.end() ? nullptr : model_.journal->entry( it->second );
+   if ( entry && entry->wantedUp() )
+      entry->restoringIs( true );
+}
+
 // ---- what the cause wants
 
 void Executor::runSoon( const Wire::IntfId & intf ) {
@@ -364,7 +371,14 @@ void Executor::hold( const Wire::IntfId & intf, Known & known ) {
       entry->ifIndexIs( known.link.ifIndex );
       entry->wasUpIs( known.link.adminUp );
       entry->snapshotIs( snapshot.text );
+   } else if ( entry->restoring() && known.link.adminUp ) {
+      // It has a part of what it had lost, and what others have given it; what it has not got back yet, it still lacks.
+      const DataPlane::LinkSnapshot snapshot = switch_->linkSnapshot( intf );
+      if ( !snapshot.outcome.ok() )
+         return holdLater( snapshot.outcome, known );
+      entry->snapshotIs( switch_->snapshotsJoined( entry->snapshot(), snapshot.text ) );
    }
+   entry->restoringIs( false );
    entry->wantedUpIs( false );
    entry->acknowledgedIs( !entry->wasUp() );
    known.graceEnd = known.backEnd = 0;
@@ -384,6 +398,9 @@ void Executor::requestAgain( LinkJournalEntry & entry, Known & known ) {
       entry.snapshotIs(
          known.inVain ? snapshot.text : switch_->snapshotsJoined( entry.snapshot(), snapshot.text ) );
    }
+   // Nothing that is up above it by now has come up with it.
+   if ( entry.restoring() )
+      entry.snapshotIs( switch_->raisedByOthers( entry.snapshot() ) );
    request( entry, known );
 }
 

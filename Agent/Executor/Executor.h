@@ -178,6 +178,7 @@ class Executor final : private DataPlane::Listener {
    void vlanMemberIs( Vel::U16 vlanId, const Wire::IntfId & member ) override;
    void vlanMemberDel( Vel::U16 vlanId, const Wire::IntfId & member ) override;
    void linkSetDone( DataPlane::RequestId id, const DataPlane::LinkSetResult & result ) override;
+   void linkSetRestores( DataPlane::RequestId id ) override;
    void rereadIs( bool goesOn ) override { changesMayBeMissed_ = goesOn; }
    void resynchronised() override;
    void healthIs( const DataPlane::Health & health ) override { health_ = health; }

@@ -291,6 +291,100 @@ TEST_F( LoweredStory, waitsWhenItIsSetDownBeforeItIsSeenToBeUp ) {
    EXPECT_TRUE( unrestored() );
 }
 
+/// What came up with a link that was let go of is down again, and the rest is being given back.
+class RestoringStory : public LoweredStory {
+ protected:
+   void restoring() {
+      held();
+      bringBack();
+      clock->runUntilIdle();
+      fake->link( et1, true, false );
+      fake->listener->linkSetRestores( fake->requests.back().id );
+      clock->runUntilIdle();
+   }
+};
+
+TEST_F( RestoringStory, nothingIsSetDownASecondTimeByTheNextAgent ) {
+   restoring();
+   EXPECT_EQ( "addresses of et1", fake->requests.back().restore );
+   restart();
+   ASSERT_EQ( 3u, fake->requests.size() );
+   EXPECT_TRUE( fake->requests[2].up );
+   EXPECT_EQ( "addresses of et1, raised", fake->requests[2].restore );
+   fake->done( 2 );
+   EXPECT_EQ( nullptr, entry() );
+}
+
+TEST_F( RestoringStory, whatIsNotKnownToBeDownIsSetDownByTheNextAgent ) {
+   held();
+   bringBack();
+   clock->runUntilIdle();
+   fake->link( et1, true, false );
+   clock->runUntilIdle();
+   restart();
+   ASSERT_EQ( 3u, fake->requests.size() );
+   EXPECT_EQ( "addresses of et1", fake->requests[2].restore );
+}
+
+TEST_F( RestoringStory, linkThatIsSetDownWhileNoAgentRunsStaysDown ) {
+   underWay = { et1 };
+   restoring();
+   fake->links[et1].adminUp = false;
+   restart();
+   EXPECT_EQ( 2u, fake->requests.size() );
+   EXPECT_EQ( nullptr, entry() );
+   EXPECT_EQ( Drift::lowered, executor->drift( et1 ) );
+   ASSERT_TRUE( unrestored() ) << "for when he sets it up";
+   EXPECT_EQ( "addresses of et1, raised", unrestored()->left() );
+}
+
+TEST_F( RestoringStory, linkThatIsNotKnownToHaveBeenUpIsRaisedByTheNextAgent ) {
+   held();
+   bringBack();
+   clock->runUntilIdle();
+   restart();
+   ASSERT_EQ( 3u, fake->requests.size() );
+   EXPECT_TRUE( fake->requests[2].up );
+}
+
+TEST_F( RestoringStory, whatTheLinkHasByNowIsKnownWhenItIsHeldOnceMore ) {
+   restoring();
+   fake->snapshot = "an address of somebody";
+   held();
+   EXPECT_EQ( "addresses of et1 and an address of somebody", entry()->snapshot() );
+   bringBack();
+   clock->runUntilIdle();
+   EXPECT_EQ( "addresses of et1 and an address of somebody", fake->requests.back().restore )
+      << "it comes up with the link once more";
+   restart();
+   EXPECT_EQ( "addresses of et1 and an address of somebody", fake->requests.back().restore );
+}
+
+TEST_F( RestoringStory, lateNewsSayNothingOfALinkThatIsHeldOnceMore ) {
+   restoring();
+   const auto id = fake->requests.back().id;
+   held();
+   fake->listener->linkSetRestores( id );
+   EXPECT_FALSE( entry()->restoring() );
+   bringBack();
+   clock->runUntilIdle();
+   fake->listener->linkSetRestores( id );
+   EXPECT_FALSE( entry()->restoring() );
+}
+
+TEST_F( RestoringStory, linkIsHeldOnceMoreOnlyWhenItCanBeReadWhatItHas ) {
+   restoring();
+   fake->snapshotOutcome = Outcome::failed( "the kernel does not answer" );
+   shut();
+   clock->runUntilIdle();
+   EXPECT_EQ( 2u, fake->requests.size() );
+   EXPECT_EQ( "cannot set et1 down: the kernel does not answer", executor->problem() );
+   fake->snapshotOutcome = {};
+   clock->advance( Executor::retryAfter + 1 );
+   ASSERT_EQ( 3u, fake->requests.size() );
+   EXPECT_FALSE( fake->requests[2].up );
+}
+
 TEST_F( LeftStory, ofNothingIsNoted ) {
    held();
    bringBack();

@@ -24,6 +24,9 @@ class LinkJournalEntry final : public Vel::Entity {
    VEL_ATTR( Vel::U32, bridgeChanges, onBridgeChanges );
    /// Somebody else has set it up while we hold it, and it was left up; it may have gone down with its bridge since.
    VEL_ATTR( bool, raised, onRaised );
+   /// It has been set up again and is only given back what it has lost, with nothing to be set up or down any more: if it
+   /// is down now, or something above it is up that was down, somebody else wants that.
+   VEL_ATTR( bool, restoring, onRestoring );
 };
 
 /// One link that somebody else has set down in the middle of a maintenance. Written by Drifts only.

@@ -113,6 +113,7 @@ TEST_F( LinuxFollowers, comeBackAsTheyWere ) {
    kernel->asked.clear();
    set( true, saved );
    EXPECT_TRUE( isUp( 11 ) && !isUp( 12 ) && isUp( 13 ) );
+   EXPECT_EQ( std::set< RequestId >{ lastId }, listener.restores );
    std::map< Vel::U16, int > asked;
    for ( const Bytes & bytes : kernel->asked )
       ++asked[messageIn( bytes ).nlmsg_type];
@@ -122,7 +123,8 @@ TEST_F( LinuxFollowers, comeBackAsTheyWere ) {
       asked );
 }
 
-/// An agent that was killed after it had raised the link asks for the same once more.
+/// An agent that was killed when it had raised the link, and before it knew that they were down again, asks for the same
+/// once more.
 TEST_F( LinuxFollowers, comeBackAsTheyWereIfItIsAskedForTwice ) {
    started();
    const Vel::String saved = made->linkSnapshot( eth( "et1" ) ).text;
@@ -146,13 +148,53 @@ TEST_F( LinuxFollowers, stayUpIfSomebodyElseHasRaisedTheLink ) {
    EXPECT_EQ( "nonsense", made->raisedByOthers( "nonsense" ) );
 }
 
+/// It is told while all the rest is still to come back, so that the next agent knows if this one is killed.
+TEST_F( LinuxFollowers, areToldToBeDownAgainBeforeAllHasComeBack ) {
+   fill();
+   started();
+   const Vel::String saved = made->linkSnapshot( eth( "et1" ) ).text;
+   set( false );
+   kernel->code = []( const nlmsghdr & message ) { return message.nlmsg_type == RTM_NEWROUTE ? EINVAL : 0; };
+   kernel->routes.clear();
+   made->linkSet( 50, eth( "et1" ), true, saved );
+   runFor( 1 );
+   EXPECT_FALSE( isUp( 12 ) );
+   EXPECT_EQ( std::set< RequestId >{ 50 }, listener.restores );
+   EXPECT_FALSE( listener.results.count( 50 ) );
+}
+
+TEST_F( LinuxFollowers, ofALinkThatIsNotSetUpAreNotToldToBeDownAgain ) {
+   started();
+   const Vel::String saved = made->linkSnapshot( eth( "et1" ) ).text;
+   set( false );
+   kernel->setsLinks = false;
+   made->linkSet( 50, eth( "et1" ), true, saved );
+   runFor( 1 );
+   EXPECT_FALSE( listener.results.at( 50 ).link.ok() );
+   EXPECT_TRUE( listener.restores.empty() );
+}
+
 TEST_F( LinuxFollowers, snapshotsOfALinkAreJoined ) {
    started();
-   const Vel::String one = textOf( { 0, {}, { { "et1.100", 11, true, {} } }, {} } );
+   LinkAddress own;
+   own.address = address( "2001:db8::1" );
+   own.prefixLength = 64;
+   const Vel::String one = textOf( { 0, {}, { { "et1.100", 11, false, { { own }, {} } } }, {} } );
    const Vel::String other = textOf( { 0, {}, { { "et1.200", 12, true, {} } }, {} } );
    EXPECT_EQ( one + other, made->snapshotsJoined( one, other ) );
    EXPECT_EQ( one, made->snapshotsJoined( one, "nonsense" ) );
    EXPECT_EQ( other, made->snapshotsJoined( "nonsense", other ) );
+}
+
+TEST_F( LinuxFollowers, whatSomebodyHasRaisedBetweenTwoSnapshotsIsUpInBoth ) {
+   started();
+   const Vel::String earlier = made->linkSnapshot( eth( "et1" ) ).text;
+   EXPECT_EQ( "follower et1.200 index=12 down\n", earlier );
+   kernel->add( vlan( 12, "et1.200", 1 ) );
+   turn();
+   const Vel::String later = made->linkSnapshot( eth( "et1" ) ).text;
+   EXPECT_EQ( "", made->snapshotsJoined( earlier, later ) );
+   EXPECT_EQ( earlier, made->snapshotsJoined( later, earlier ) );
 }
 
 TEST_F( LinuxFollowers, neighboursThatCannotBeReadAreAFailure ) {

@@ -80,7 +80,8 @@ Restore * LinuxSwitch::restoreNew( RequestId id, const Wire::IntfId & intf, cons
    }
    auto restore = std::make_unique< Restore >(
       Restore::Surroundings{ requests_, dumps_, links_ }, intf, restoredAt( std::move( read.state ), now ),
-      now, [this, intf]( const Outcome & outcome, const Vel::String & left ) {
+      now, [this, id] { listener_->linkSetRestores( id ); },
+      [this, intf]( const Outcome & outcome, const Vel::String & left ) {
          // Held until everybody has been told.
          const auto ended = restoring_.extract( intf );
          done( ended.mapped().id, { {}, outcome, left } );

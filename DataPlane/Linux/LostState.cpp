@@ -419,6 +419,9 @@ void join( LostOfDevice & to, const LostOfDevice & from ) {
 
 LostState joined( LostState earlier, const LostState & later ) {
    join( earlier.own, later.own );
+   // One that is up and loses nothing is in no text.
+   for ( Follower & follower : earlier.followers )
+      follower.wasDown = false;
    for ( const Follower & follower : later.followers ) {
       const auto at =
          std::find_if( earlier.followers.begin(), earlier.followers.end(), [&]( const Follower & other ) {

@@ -57,7 +57,7 @@ LostStateRead lostStateFrom( const Vel::String & text );
 /// as long is left out.
 LostState restoredAt( LostState state, double now );
 
-/// Both together, of the same time; what is in both is there once.
+/// Both together, of the same time; what is in both is there once. Down is what was when the later one was taken.
 LostState joined( LostState earlier, const LostState & later );
 
 } // namespace DataPlane::Linux

@@ -360,8 +360,15 @@ TEST( LostState, twoTogetherHoldEachThingOnce ) {
    later.followers.push_back( { "et1.300", 9, true, {} } );
    later.routes.push_back( route( "10.10.0.0", 16, { leg( "et1" ) } ) );
    EXPECT_EQ( later, joined( everything(), later ) );
-   EXPECT_EQ( everything(), joined( everything(), {} ) );
    EXPECT_EQ( everything(), joined( { everything().at, {}, {}, {} }, everything() ) );
+}
+
+/// One that is not in the later one is up without anything to lose, or has gone.
+TEST( LostState, twoTogetherAreDownWhereTheLaterOneIs ) {
+   LostState upBoth = everything();
+   upBoth.followers[1].wasDown = false;
+   EXPECT_EQ( upBoth, joined( everything(), {} ) );
+   EXPECT_EQ( everything(), joined( upBoth, everything() ) );
 }
 
 TEST( Neighbour, isTheSameAfterARoundThroughAMessage ) {

@@ -28,7 +28,8 @@ bool needsOthers( const Route & route ) {
 } // namespace
 
 Restore::Restore(
-   Surroundings surroundings, const Wire::IntfId & intf, LostState state, double now, Done done )
+   Surroundings surroundings, const Wire::IntfId & intf, LostState state, double now, Lowered lowered,
+   Done done )
    : around_( surroundings ),
      intf_( intf ),
      device_( intf.name() ),
@@ -37,6 +38,7 @@ Restore::Restore(
      begun_( now ),
      carrierSince_( never ),
      retryTime_( never ),
+     lowered_( std::move( lowered ) ),
      done_( std::move( done ) ) {
    for ( const Follower & follower : state_.followers )
       followers_[follower.name] = &follower;
@@ -45,6 +47,8 @@ Restore::Restore(
 void Restore::begin() {
    noteCarrier();
    addLowering();
+   if ( toLower_ == 0 )
+      lowered_();
    askRound( std::exchange( next_, {} ) );
 }
 
@@ -63,6 +67,7 @@ void Restore::noteCarrier() {
 }
 
 void Restore::add( Item item ) {
+   toLower_ += item.lowers;
    next_.push_back( std::move( item ) );
    ++total_;
 }
@@ -91,7 +96,8 @@ void Restore::addLowering() {
          add(
             { .plan = [this, &follower] { return planOf( follower ); },
               .keep = []( LostState & ) {},
-              .name = Vel::text( "that ", follower.name, " was down" ) } );
+              .name = Vel::text( "that ", follower.name, " was down" ),
+              .lowers = true } );
 }
 
 void Restore::addAddresses() {
@@ -161,9 +167,12 @@ void Restore::askRound( Items items ) {
 }
 
 void Restore::answered( Item item, const KernelAnswer & answer ) {
-   if ( answer.code == 0 )
-      succeeded_ = true;
-   else if ( answer.code != EEXIST || ( item.mayBeOther && !answer.text.empty() ) ) {
+   const bool isThere = answer.code == EEXIST && ( !item.mayBeOther || answer.text.empty() );
+   if ( answer.code == 0 || isThere ) {
+      succeeded_ |= !isThere;
+      if ( item.lowers && --toLower_ == 0 )
+         lowered_();
+   } else {
       item.error = answer.text;
       item.code = answer.code;
       next_.push_back( std::move( item ) );

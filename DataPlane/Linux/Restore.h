@@ -34,15 +34,19 @@ class Restore {
       Dumps & dumps;
       const LinkTable & links;
    };
+   using Lowered = std::function< void() >;
    /// `left` is what is to be restored later, as a text of LostState; empty unless it failed.
    using Done = std::function< void( const Outcome & outcome, const Vel::String & left ) >;
 
    /// `now` in seconds. Nothing happens yet.
-   Restore( Surroundings surroundings, const Wire::IntfId & intf, LostState state, double now, Done done );
+   Restore(
+      Surroundings surroundings, const Wire::IntfId & intf, LostState state, double now, Lowered lowered,
+      Done done );
    Restore( const Restore & ) = delete;
    Restore & operator=( const Restore & ) = delete;
 
-   /// Begins. `done` is called once, inside begin(), retry() or Requests::takeAnswers(); it may destroy this.
+   /// Begins. `done` is called once, inside begin(), retry() or Requests::takeAnswers(); it may destroy this. `lowered` is
+   /// called before, likewise, as soon as nothing is to go down any more; never if something cannot be set down.
    void begin();
    /// When it wants to try again, in seconds; infinity: it waits for answers, or has ended.
    double retryTime() const { return retryTime_; }
@@ -63,6 +67,7 @@ class Restore {
       Vel::String error = {};                         ///< of the last try
       int code = 0;                                   ///< of the last try
       bool mayBeOther = false; ///< if it is said to be there, something else may be in its place
+      bool lowers = false;     ///< it sets a VLAN device down
    };
    enum class Stage { lowering, addresses, routes };
    using Items = std::vector< Item >;
@@ -104,11 +109,13 @@ class Restore {
    double begun_;
    double carrierSince_; ///< infinity: it has none
    double retryTime_;
+   Lowered lowered_;
    Done done_;
    Items next_;               ///< to be asked for in the next round
    std::size_t underWay_ = 0; ///< what this round still waits for
    std::size_t total_ = 0;
-   bool succeeded_ = false; ///< something has in this round
+   std::size_t toLower_ = 0; ///< VLAN devices that are still to go down
+   bool succeeded_ = false;  ///< something has in this round
    Stage stage_ = Stage::lowering;
    std::map< FamilyAndProtocol, PresentRoutes > present_; ///< as seen in this round
    /// Answers that come after this has gone find it expired.

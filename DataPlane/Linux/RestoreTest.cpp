@@ -26,6 +26,7 @@ class Restore : public testing::Test {
       ASSERT_TRUE( read.outcome.ok() ) << read.outcome.text();
       restoring = std::make_unique< Linux::Restore >(
          Linux::Restore::Surroundings{ requests, dumps, links }, Wire::EthIntfId( "et1" ), read.state, now,
+         [this] { loweredAfter += story + ";"; },
          [this]( const Outcome & o, const Vel::String & l ) {
             outcome = o;
             left = l;
@@ -101,6 +102,7 @@ class Restore : public testing::Test {
    double now = 1000;
    std::map< Vel::String, int > codes; ///< of requests by name
    Vel::String story;                  ///< names of what was asked for
+   Vel::String loweredAfter;           ///< the story each time that nothing was to go down any more, and ";"
    Outcome outcome;
    Vel::String left; ///< over
    int ended = 0;
@@ -123,6 +125,11 @@ TEST_F( Restore, ofNothingEndsAtOnce ) {
    restore( "" );
    EXPECT_EQ( 1, ended );
    EXPECT_TRUE( outcome.ok() );
+}
+
+TEST_F( Restore, withNothingToSetDownSaysSoAtOnce ) {
+   restore( "address 2001:db8::1/64\nfollower et1.100 index=4\naddress 2001:db8:1::1/64\n" );
+   EXPECT_EQ( ";", loweredAfter );
 }
 
 TEST_F( Restore, whatIsThereIsASuccess ) {
@@ -187,7 +194,7 @@ TEST_F( Restore, answersAfterItsEndDoNoHarm ) {
    const LostStateRead read = lostStateFrom( "address 2001:db8::1/64\n" );
    restoring = std::make_unique< Linux::Restore >(
       Linux::Restore::Surroundings{ requests, dumps, links }, Wire::EthIntfId( "et1" ), read.state, now,
-      [this]( const Outcome &, const Vel::String & ) { ++ended; } );
+      [] {}, [this]( const Outcome &, const Vel::String & ) { ++ended; } );
    restoring->begin();
    restoring = nullptr;
    kernel.requests->push( answerBytes( messageIn( kernel.asked.back() ).nlmsg_seq, 0 ) );
@@ -340,6 +347,7 @@ TEST_F( RestoreAbove, whatWasDownGoesDownFirst ) {
             "follower et1.200.7 index=6 down\n"
             "route inet6 2001:db8:77::/48 table=254 leg=et1.100\n" );
    EXPECT_EQ( "-5 -6 2001:db8::1 2001:db8:1::1@4 192.0.2.2@4 2001:db8:2::1@5 2001:db8:77:: ", story );
+   EXPECT_EQ( "-5 -6 ;", loweredAfter );
    EXPECT_TRUE( ended == 1 && outcome.ok() ) << outcome.text();
 }
 
@@ -360,10 +368,31 @@ TEST_F( RestoreAbove, whatIsGoneOrMadeAnewIsLeftAlone ) {
       else if ( what == Vel::String( "bound loosely" ) )
          vlan( 5, "et1.200", 1, true );
       ended = 0;
+      loweredAfter = "";
       restore( text );
       EXPECT_EQ( "", story );
+      EXPECT_EQ( ";", loweredAfter );
       EXPECT_TRUE( ended == 1 && outcome.ok() ) << outcome.text();
    }
+}
+
+TEST_F( RestoreAbove, saysThatAllIsDownWhenTheLastOneIs ) {
+   codes["-6"] = EBUSY;
+   restore( "follower et1.200 index=5 down\nfollower et1.200.7 index=6 down\naddress 2001:db8:2::1/64\n" );
+   EXPECT_EQ( "", loweredAfter );
+   codes.clear();
+   story = "";
+   retryAt( 1000.5 );
+   EXPECT_EQ( "-6 ;", loweredAfter );
+   EXPECT_TRUE( ended == 1 && outcome.ok() ) << outcome.text();
+}
+
+TEST_F( RestoreAbove, neverSaysThatAllIsDownIfItIsNot ) {
+   codes["-6"] = EPERM;
+   restore( "follower et1.200 index=5 down\nfollower et1.200.7 index=6 down\n" );
+   while ( ended == 0 )
+      retryAt( restoring->retryTime() );
+   EXPECT_EQ( "", loweredAfter );
 }
 
 TEST_F( RestoreAbove, whatIsRenamedIsTheSame ) {

@@ -124,6 +124,7 @@ class WatchedSwitch final : public DataPlane::Switch, private DataPlane::Listene
       else
          listener_->linkSetDone( id, result );
    }
+   void linkSetRestores( DataPlane::RequestId id ) override { listener_->linkSetRestores( id ); }
    void rereadIs( bool goesOn ) override { listener_->rereadIs( goesOn ); }
    void resynchronised() override { listener_->resynchronised(); }
    void healthIs( const DataPlane::Health & health ) override { listener_->healthIs( health ); }

@@ -466,6 +466,48 @@ _outlastsABounceWithoutAnAgent() {
    _until 10 "vlan10 is seen down" _is interfaces/vlan10 link-state down
 }
 
+# The agent is killed on the way back, when what was down above the port-channel is down again and a route still waits for
+# a carrier. What is set in between stays so.
+_isKilledWhileItGivesBack() {
+   _enters
+   _isUnderMaintenance
+   _carrierOfPeers down
+   _ctlPasses exit u1
+   _until 20 "$lag is up" _isUp "$lag"
+   _until 10 "$lag.78 is down again" _isDown "$lag.78"
+   _sleep 0.5 # until that is kept
+   [ -z "$(_waitingRoute)" ] || fail "the route should wait for a carrier"
+   _kill KILL
+}
+_carrierOfPeers() { # up|down
+   local member
+   for member in p21 p22 p23; do
+      _in "$peers" link set "$member" "$1"
+   done
+}
+_waitingRoute() { ip -n "$ns" -6 route show "2001:db8:20${number[$lag]}::/64" dev "$lag"; }
+_hasItsRoute() { [ -n "$(_waitingRoute)" ]; }
+_leavesUpWhatIsRaisedMeanwhile() {
+   _isKilledWhileItGivesBack
+   _in "$ns" link set "$lag.78" up
+   _start
+   _carrierOfPeers up
+   _ctlPasses wait u1 --for=normal --timeout 60s
+   _until 30 "the route is back" _hasItsRoute
+   _isUp "$lag.78" || fail "what somebody has raised should be up"
+}
+_leavesDownWhatIsLoweredMeanwhile() {
+   _isKilledWhileItGivesBack
+   _in "$ns" link set "$lag" down
+   _start
+   _carrierOfPeers up
+   _ctlPasses wait u1 --for=normal --timeout 60s
+   _isDown "$lag" || fail "what somebody has set down should be down"
+   _in "$ns" link set "$lag" up
+   _until 30 "the route is back" _hasItsRoute
+   _areUp "$lag"
+}
+
 _rounds() { # COUNT COMMAND...
    local count=$1
    shift
@@ -560,6 +602,10 @@ waitsForWhatCannotBeCounted() {
 }
 shutsAVlanInterfaceAgainThatItsBridgeHasRaised() {
    _inWorlds "bounce _outlastsABounceOfItsBridge" "unseen _outlastsABounceWithoutAnAgent"
+}
+leavesToOthersWhatTheySetWhileItIsAwayOnTheWayBack() {
+   _inWorlds "raised $portChannel _leavesUpWhatIsRaisedMeanwhile" \
+      "lowered $portChannel _leavesDownWhatIsLoweredMeanwhile"
 }
 goesOnAfterAKillAtEachPointOfTheStory() {
    _inWorlds "kills _isKilledAt entering draining shut settling maintenance exiting"
