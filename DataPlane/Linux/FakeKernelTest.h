@@ -43,6 +43,8 @@ class FakeKernel final : public Kernel {
    bool sends = true;
    bool answers = true;
    bool setsLinks = true; ///< or only says so
+   bool permits = true;   ///< links, addresses and the like to be set
+   int noLink = ENODEV;   ///< the code for who may set links and sets one that there is not
    int opened = 0;
    std::map< Vel::U16, int > dumps; ///< that were asked for, by type of message
    /// Whether a dump of VLANs leaves out those of a link, without a mark; none unless set.
@@ -105,17 +107,23 @@ class FakeKernel final : public Kernel {
          lookUpRoute( header, *inbox );
       else if ( header.nlmsg_type == RTM_GETNEIGH && !( header.nlmsg_flags & NLM_F_DUMP ) )
          lookUpNeighbour( header, *inbox );
+      else if ( header.nlmsg_type == RTM_NEWLINK && fixedHeader< ifinfomsg >( header )->ifi_index == 0 )
+         refuse( header, *inbox );
       else if ( header.nlmsg_flags & NLM_F_ACK )
          acknowledge( message, inbox );
       else if ( answers )
          dump( header, *inbox );
    }
 
+   void refuse( const nlmsghdr & request, Inbox & inbox ) const {
+      if ( answers )
+         inbox.push( answerFrom( request, answerBytes( request.nlmsg_seq, permits ? noLink : EPERM ), 0 ) );
+   }
    void acknowledge( const Bytes & message, const std::shared_ptr< Inbox > & inbox ) {
       const nlmsghdr & header = messageIn( message );
       requests = inbox;
       asked.push_back( message );
-      const int result = code ? code( header ) : 0;
+      const int result = !permits ? EPERM : code ? code( header ) : 0;
       if ( result == 0 && header.nlmsg_type == RTM_NEWLINK && setsLinks )
          setLink(
             static_cast< Vel::U32 >( fixedHeader< ifinfomsg >( header )->ifi_index ),

@@ -532,5 +532,32 @@ TEST_F( LinuxFault, snapshotThatCannotBeTakenIsAFailure ) {
    EXPECT_EQ( "", snapshot.text );
 }
 
+TEST_F( LinuxFault, lackOfTheRightToSetLinksIsToldAtTheStart ) {
+   kernel->permits = false;
+   started();
+   EXPECT_FALSE( listener.health.degraded ) << "links are known";
+   EXPECT_EQ(
+      "no link can be set up or down: the agent lacks the right to administer the network (CAP_NET_ADMIN)",
+      listener.health.text );
+   made->linkSet( 1, eth( "et1" ), false, "" );
+   runFor( 1 );
+   EXPECT_EQ( "Operation not permitted", listener.results.at( 1 ).link.text() );
+   kernel->permits = true;
+   RecordingListener later;
+   EXPECT_TRUE( made->start( later ).ok() );
+   EXPECT_EQ( "", later.health.text );
+}
+
+TEST_F( LinuxFault, rightThatNothingIsKnownOfIsNotSaidToLack ) {
+   for ( const int code : { ENODEV, EINVAL, ENOMEM, 0 } ) {
+      kernel->noLink = code;
+      RecordingListener other;
+      EXPECT_TRUE( made->start( other ).ok() );
+      EXPECT_EQ( "", other.health.text ) << code;
+      made->stop();
+   }
+   EXPECT_TRUE( kernel->asked.empty() );
+}
+
 } // namespace
 } // namespace DataPlane::Linux

@@ -47,9 +47,10 @@ Outcome LinuxSwitch::start( Listener & listener ) {
       outcome = openAnswers();
    if ( outcome.ok() )
       outcome = dumpLinks();
-   if ( outcome.ok() )
+   if ( outcome.ok() ) {
+      rightNote();
       tellHealth();
-   else
+   } else
       stop();
    return outcome;
 }
@@ -73,6 +74,7 @@ void LinuxSwitch::stop() {
    listener_ = nullptr;
    health_ = {};
    trouble_.clear();
+   lacking_.clear();
    missed_ = false;
    losses_ = 0;
    recoveredAt_ = -never;
@@ -248,9 +250,19 @@ void LinuxSwitch::degrade( const Vel::String & why ) {
    tellHealth();
 }
 
+/// Whoever lacks the right is refused before the kernel looks at what he asks for, and nothing comes of setting a link
+/// that there is not. Our own capabilities would not tell: the one that counts is that in the user namespace to which the
+/// links' namespace belongs. It does not change as long as we run.
+void LinuxSwitch::rightNote() {
+   (void)dumps_.one( linkSetRequest( 0, false ), "no link", []( const nlmsghdr & ) {} );
+   if ( dumps_.code() == EPERM )
+      lacking_ = "no link can be set up or down: the agent lacks the right to administer the network "
+                 "(CAP_NET_ADMIN)";
+}
+
 void LinuxSwitch::tellHealth() {
    Health health{ !trouble_.empty(), trouble_ };
-   for ( const Vel::String & text : { links_.refusals(), membership_.uncounted() } )
+   for ( const Vel::String & text : { lacking_, links_.refusals(), membership_.uncounted() } )
       if ( !text.empty() )
          health.text += ( health.text.empty() ? "" : "; " ) + text;
    if ( health == health_ )

@@ -87,6 +87,7 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    void recover();
    void degrade( const Vel::String & why );
    void tellHealth();
+   void rightNote();
 
    void linkIsSet( const Asked & asked, const KernelAnswer & answer );
    Outcome readBack( const Asked & asked );
@@ -115,6 +116,7 @@ class LinuxSwitch final : public Switch, private Vel::Clock::Driven {
    Vel::String bootId_ = "unknown";
    Health health_;
    Vel::String trouble_; ///< why links may be out of date; empty: they are not
+   Vel::String lacking_; ///< what is to be done about it that no link may be set; empty: they may
    bool missed_ = false; ///< events have been lost, and it is not made up for yet
    int losses_ = 0;      ///< in a row
    double recoveredAt_;  ///< the last time; -infinity: never

@@ -2,12 +2,55 @@
 
 #include "DataPlane/Linux/NamespaceTest.h"
 
+#include <array>
 #include <iostream>
+
+#include <linux/capability.h>
+#include <sys/syscall.h>
 
 namespace DataPlane::Linux {
 namespace {
 
 class LinuxSwitch : public InNamespace {};
+
+/// Takes the right to administer the network from this thread as long as it lives. Whoever is not root has none.
+class WithoutTheRight {
+ public:
+   WithoutTheRight() {
+      call( SYS_capget, had_ );
+      Rights less = had_;
+      less[0].effective &= ~( 1u << CAP_NET_ADMIN );
+      call( SYS_capset, less );
+   }
+   ~WithoutTheRight() { call( SYS_capset, had_ ); }
+
+ private:
+   using Rights = std::array< __user_cap_data_struct, _LINUX_CAPABILITY_U32S_3 >;
+   static void call( long number, Rights & rights ) {
+      __user_cap_header_struct header{ _LINUX_CAPABILITY_VERSION_3, 0 };
+      EXPECT_EQ( 0, syscall( number, &header, rights.data() ) );
+   }
+   Rights had_{};
+};
+
+/// Without a namespace, for it changes nothing, and users other than root cannot make one.
+TEST( LinuxSwitchRight, isMissedByWhoHasNone ) {
+   const WithoutTheRight without;
+   const auto loop = Vel::make< Cog::EventLoop >( Vel::make< Cog::RealTime >( 0 ) );
+   RecordingListener listener;
+   const Vel::Ptr< Switch > made = switchNewLinux( loop );
+   const Outcome outcome = made->start( listener );
+   ASSERT_TRUE( outcome.ok() ) << outcome.text();
+   EXPECT_TRUE( listener.link( "lo" ) ) << "they are read all the same";
+   EXPECT_FALSE( listener.health.degraded );
+   EXPECT_TRUE( listener.health.text.starts_with( "no link can be set up or down: " ) )
+      << listener.health.text;
+}
+
+TEST_F( LinuxSwitch, missesNoRightThatItHas ) {
+   started();
+   EXPECT_EQ( "", listener.health.text );
+}
 
 TEST_F( LinuxSwitch, startTellsAllLinksAtOnce ) {
    veth( "et1", "p1" );

@@ -335,6 +335,28 @@ _makesUpForLostNews() {
    _isWell || fail "the agent should be well"
 }
 
+# It may be root, and have no right to set links.
+_watchesWithoutTheRightToSetLinks() {
+   asWhom=(setpriv --bounding-set=-net_admin --inh-caps=-net_admin)
+   _config
+   _start
+   _until 10 "it is in the log" grep -q "no link can be set up or down: the agent lacks the right to administer" log
+   run _ctl show agent
+   says "no link can be set up or down"
+   ! _isWell || fail "the agent should not be well"
+   _is interfaces/et1 link-state up || fail "et1 should be seen"
+   _until 10 "counters are read" _hasRate et1
+   _ctlPasses enter u1 --reason upgrade
+   _until 40 "et1 has drained" _is interfaces/et1 state under-maint
+   _is interfaces/et1 shut-problem "Operation not permitted" || fail "et1 should say why it is not shut"
+   _isUp et1 || fail "et1 should be up"
+   _kill
+   asWhom=()
+   _start
+   _until 20 "et1 is shut" _isDown et1
+   _until 20 "with the right, the agent is well" _isWell
+}
+
 # Plans of several units, from several places, with and without something that speaks against them.
 _changesNothingByPlans() {
    ip -n "$ns" route del 10.1.1.0/24 metric 2048
@@ -376,6 +398,9 @@ goesOnAfterAnEndWhileTheDiskIsFull() {
 }
 refusesToCutOffFollowsLinksAndReleasesThemByHand() {
    _inWorlds "byHand _isReleasedByHand" "links _followsLinks"
+}
+saysWhenItHasNoRightToSetLinks() {
+   _inWorlds "right _watchesWithoutTheRightToSetLinks"
 }
 leavesToOthersWhatTheyDo() {
    _inWorlds "others _leavesLinksToOthers" "lost _makesUpForLostNews"

@@ -101,8 +101,9 @@ _isDown() { ! _isUp "$1"; }
 
 # ---- the agent; its files are in the folder of the world
 
+asWhom=() # the command with which the agent becomes somebody else; none
 _maintd() { # [ARGUMENT...]; becomes the agent
-   exec ip netns exec "$ns" "$build/bin/maintd" --config maintd.yaml --state-dir "$PWD/state" \
+   exec ip netns exec "$ns" "${asWhom[@]}" "$build/bin/maintd" --config maintd.yaml --state-dir "$PWD/state" \
       --runtime-dir "$PWD/run" "$@"
 }
 _start() {
