@@ -238,8 +238,11 @@ void Maintd::handleSignal( const Cog::Signals::Signal & signal ) {
       const auto result = reload( { "it was told so by a signal", by, std::nullopt } );
       if ( result.error )
          spdlog::error( "{}: {}", options_.config, result.error->message );
-      for ( const std::string & error : result.error ? configurationErrors_ : result.changes )
-         spdlog::info( "{}", error );
+      // That the file is taken is logged as an event, with the first change.
+      const std::vector< std::string > & lines = result.error ? configurationErrors_ : result.changes;
+      if ( result.error || lines.size() > 1 )
+         for ( const std::string & line : lines )
+            spdlog::info( "{}", line );
       return;
    }
    if ( world_.notify )

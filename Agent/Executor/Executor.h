@@ -102,7 +102,7 @@ class Executor final : private DataPlane::Listener {
    /// When they were read last, in seconds of the clock; 0: never.
    double countersRead() const { return countersRead_; }
    const Vel::String & countersProblem() const { return countersProblem_; }
-   /// What is wrong with the switch or with a link that could not be set; empty: nothing.
+   /// What is wrong with the switch, and with the first link that could not be set or lacks something; empty: nothing.
    Vel::String problem() const;
    bool switchDegraded() const { return health_.degraded; }
 
@@ -208,6 +208,7 @@ class Executor final : private DataPlane::Listener {
    void leftIs( Known & known, const DataPlane::LinkSetResult & result );
    void lostIsLeft( const LinkJournalEntry & entry, const Known & known );
    void leftIs( const Known & known, const Vel::String & lost, const Vel::String & why );
+   Vel::String linkProblem() const;
    void restoreLeft( Known & known );
    void leftIsTried( Known & known, const DataPlane::LinkSetResult & result );
    void leftStart();

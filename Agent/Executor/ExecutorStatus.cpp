@@ -201,8 +201,11 @@ Vel::String Executor::shutProblem( const Wire::IntfId & intf ) const {
 }
 
 Vel::String Executor::problem() const {
-   if ( !health_.text.empty() )
-      return health_.text;
+   const Vel::String ofLink = health_.degraded ? Vel::String() : linkProblem();
+   return health_.text + ( health_.text.empty() || ofLink.empty() ? "" : "; " ) + ofLink;
+}
+
+Vel::String Executor::linkProblem() const {
    for ( const auto & [intf, known] : known_ )
       if ( !known.problem.empty() )
          return known.problem;

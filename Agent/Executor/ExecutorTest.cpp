@@ -199,6 +199,17 @@ TEST_F( ExecutorStory, leavesALinkAloneThatWasDownBefore ) {
    EXPECT_EQ( nullptr, entry() );
 }
 
+TEST_F( ExecutorStory, saysWhatIsWrongWithTheSwitchAndWithALink ) {
+   fake->listener->healthIs( { false, "no right" } );
+   EXPECT_EQ( "no right", executor->problem() );
+   shut();
+   clock->runUntilIdle();
+   fake->fail( 0, "not permitted" );
+   EXPECT_EQ( "no right; cannot set et1 down: not permitted", executor->problem() );
+   fake->listener->healthIs( { true, "cannot read the links" } );
+   EXPECT_EQ( "cannot read the links", executor->problem() ) << "how they are is not known then";
+}
+
 TEST_F( ExecutorStory, asksAgainForWhatHasFailed ) {
    shut();
    clock->runUntilIdle();

@@ -65,13 +65,13 @@ SH
    printf '"state": "normal"\n"state": "normal"\n' > "said/-j show units"
    echo "vlan10" > "said/show interfaces spine-a"
    echo "Unit: spine-a" > "said/show unit spine-a"
-   _says et1 no '400 Mbps'
-   _says et2 no '90.0 Mbps'
-   _says pc1 no '420 Mbps'
+   _says et1 no '400 Mbps' '380 Mbps'
+   _says et2 no '90.0 Mbps' '70.0 Mbps'
+   _says pc1 no '420 Mbps' '400 Mbps'
    # Of the spike nothing is left when the units are back.
-   _says vlan10 yes '50.0 Mbps'
+   _says vlan10 yes '50.0 Mbps' '20.0 Mbps'
 }
-_says() { printf 'Rates:           in %s, out 0 bps\nSpike:           %s\n' "$3" "$2" > "said/show interface $1"; }
+_says() { printf 'Rates:           in %s, out %s\nSpike:           %s\n' "$3" "$4" "$2" > "said/show interface $1"; }
 _demo() { PATH=$PWD/bin:$PATH run "$root/Tools/demo" .; }
 
 endsWellWhenAllIsShown() {
@@ -82,7 +82,7 @@ endsWellWhenAllIsShown() {
 }
 failsWhenTheSpikeIsNotShown() {
    _build
-   _says vlan10 no '50.0 Mbps'
+   _says vlan10 no '50.0 Mbps' '20.0 Mbps'
    _demo
    fails
    says "should have come about by now: vlan10 has a spike"
@@ -92,13 +92,17 @@ failsWhenTheTrafficDoesNotReturn() {
    local link
    for link in et1 pc1; do
       _build
-      _says $link no '0 bps'
-      _demo
-      fails
-      says "should have come about by now: all links carry their traffic again"
+      _says $link no '0 bps' '390 Mbps'
+      _failsAtTheEnd
+      _build
+      _says $link no '410 Mbps' '0 bps'
+      _failsAtTheEnd
    done
    _build
-   back=50.0 _demo # what was shown before
+   back=50.0 _failsAtTheEnd # what was shown before
+}
+_failsAtTheEnd() {
+   _demo
    fails
    says "should have come about by now: all links carry their traffic again"
 }

@@ -98,6 +98,15 @@ class Man(unittest.TestCase):
                 self.assertEqual("", done.stderr)
                 self.assertIn("SEE", done.stdout)
 
+    def test_joinsNoSentences(self):
+        """These macros put their words side by side, without blanks; a sentence has more than a handful."""
+        for path in sorted(glob.glob(os.path.join(PAGES, "*.[158]"))):
+            with open(path, encoding="utf-8") as file:
+                for number, line in enumerate(file, 1):
+                    if joined := re.match(r"\.(?:BR|RB|IR|RI|BI|IB) (.*)", line):
+                        words = re.findall(r'"[^"]*"|\S+', joined[1])
+                        self.assertLessEqual(len(words), 5, f"{os.path.basename(path)}:{number}: {line}")
+
     def test_ofTheAgentHasItsOptions(self):
         self.assertEqual(
             optionsOf(helpOf(program("maintd"))), taggedOptions(sections(page("maintd.8"), ".SH")["OPTIONS"]))
