@@ -344,7 +344,7 @@ _watchesWithoutTheRightToSetLinks() {
    says "no link can be set up or down"
    ! _isWell || fail "the agent should not be well"
    _is interfaces/et1 link-state up || fail "et1 should be seen"
-   _until 10 "counters are read" _hasRate et1
+   _until 30 "counters are read" _hasRate et1
    _ctlPasses enter u1 --reason upgrade
    _until 40 "et1 has drained" _is interfaces/et1 state under-maint
    _is interfaces/et1 shut-problem "Operation not permitted" || fail "et1 should say why it is not shut"

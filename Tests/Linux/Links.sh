@@ -206,7 +206,7 @@ _areBackByNow() {
    [ "$(_countLate)" -gt "$saidLate" ] || fail "links, addresses and routes should be back by now"
    grep -F "$lateText" log
 }
-_countLate() { grep -cF "$lateText" log; }
+_countLate() { grep -cF "$lateText" log || true; }
 
 # _writesNews: from now on, what happens to links, addresses and routes is written down with its time.
 _writesNews() { TZ=UTC ip -n "$ns" -rcvbuf 8388608 -o -ts monitor link address route >> news & }
