@@ -23,8 +23,8 @@
 namespace {
 
 constexpr int ports = 500, smallUnits = 20, readers = 100;
-/// Events that a period has at least.
-constexpr long burst = 100;
+/// Events that a period has at least: each of the small units goes in, is in its stage, goes back and is normal.
+constexpr long burst = 4 * smallUnits;
 constexpr double period = 5;
 
 class Reader {

@@ -81,6 +81,21 @@ CSV
    run Tools/bench . b
    fails
 }
+takesLinesOfALogForNoRows() {
+   _bench aBench 15 0
+   sed -i '/floor_median/i [2026-11-22] [info] u goes into maintenance, as "x_median" has asked' bin/aBench
+   run Tools/bench .
+   passes
+   saysNot maintenance
+   echo "bBench: b" >> Bench/rows.txt
+   _program bBench 0 << 'CSV'
+"b/ours",,,,,,,,true,"links are missing"
+[2026-11-22] [info] u goes into maintenance
+CSV
+   run Tools/bench .
+   fails
+   [ "$(grep -c FAILED <<< "$output")" -eq 1 ] || fail "one benchmark has ended in an error"
+}
 failsWhenOneSideOfARowIsMissing() {
    local side
    for side in floor ours; do
